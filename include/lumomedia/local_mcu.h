@@ -1,0 +1,25 @@
+// The local MCU: the one UDP endpoint and TCP listener through which everything of this process travels.
+#ifndef LUMOMEDIA_LOCAL_MCU_H
+#define LUMOMEDIA_LOCAL_MCU_H
+
+#include <lumomedia/export.h>
+
+/// The running local MCU. One per process.
+class ILocalMcuMgr {
+public:
+    /// Stops the worker thread, releases every medium, closes the endpoint and the listener and deletes the object.
+    /// Release every sender and receiver first. Never call it from a callback of the library.
+    virtual void ReleaseConnections() = 0;
+
+    /// The port (host byte order) of the UDP endpoint and of the TCP listener; 0 when there is no endpoint.
+    virtual unsigned short GetLocalPort() = 0;
+
+protected:
+    ~ILocalMcuMgr() {}
+};
+
+/// Opens the endpoints and starts the worker thread. The port is chosen by the system, whatever `usUDPPort` says; it
+/// appears in the log only. Null when no endpoint can be opened.
+LUMO_API ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort);
+
+#endif

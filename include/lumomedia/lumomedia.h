@@ -1,0 +1,16 @@
+// The whole public interface of lumomedia. Every header also stands alone and compiles as C++11.
+//
+// Plain words first. There is no encryption, no authentication and no IPv6 on the wire: use the library inside a
+// trusted network or a tunnel. Poll every sender and receiver about once a second: all poll counts assume it.
+// Callbacks share one UDP and one TCP thread: return quickly.
+#ifndef LUMOMEDIA_LUMOMEDIA_H
+#define LUMOMEDIA_LUMOMEDIA_H
+
+#include <lumomedia/base.h>
+#include <lumomedia/export.h>
+#include <lumomedia/file.h>
+#include <lumomedia/local_mcu.h>
+#include <lumomedia/packet.h>
+#include <lumomedia/statistics.h>
+
+#endif

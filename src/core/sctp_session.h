@@ -1,0 +1,50 @@
+// The reliable datagram session: whole frames, in order, once, over datagrams that get lost, late and doubled.
+#pragma once
+
+#include "core/sctp_session_receiver.h"
+#include "core/sctp_session_sender.h"
+#include "platform/lumobase/data_buffer.h"
+
+/// A base class that knows nothing of addresses and envelopes. Feed it from one thread at a time; everything else may
+/// be called on any thread. Close it before it is destroyed.
+class CSCTPSession : public CSCTPSessionSender, public CSCTPSessionReceiver {
+public:
+    CSCTPSession();
+    ~CSCTPSession() override;
+
+    /// Starts numbering and collecting anew; false without memory.
+    bool OpenSession();
+    /// Deletes every packet.
+    void CloseSession();
+    /// Queues a copy of one frame; false for a null or empty one, one over 64 MiB, or without memory.
+    bool SendFrame(char* frame, int length);
+    /// The same without a copy: takes the buffer over, also when it answers false.
+    bool SendBuffer(CDataBuffer* frame);
+    /// One send pass: admits one packet, sends at most four. True when it sent something.
+    bool ProcessSend();
+    /// Nothing queued and nothing unacknowledged.
+    bool IsSendIdle();
+    /// Whether a pass could admit a packet now (something waits and the window has room).
+    bool CanAdmit();
+    /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
+    void OnSCTPSessionReceivedData(char* packet, int length);
+    /// The advertised window, clamped to 16..160.
+    void SetWindowSize(unsigned char size);
+    unsigned char GetWindowSize();
+    void SetResendTime(unsigned long milliseconds);
+    void SetMaxPacketDataLen(unsigned long length);
+
+    /// The next packet to enter the window, or null. Cuts it from the oldest queued frame.
+    CSCTPPacket* GetNextSendPacket() override;
+    void SendPacket(CSCTPPacket* packet) override;
+    /// One whole frame. The buffer is the session's own and valid only during the call.
+    virtual void OnSCTPSessionReceivedFrame(char* frame, int length) = 0;
+    /// What the session calls with a whole frame; hands it to OnSCTPSessionReceivedFrame. For owners that wrap it.
+    virtual void DeliverFrame(char* frame, int length) { OnSCTPSessionReceivedFrame(frame, length); }
+    /// Puts one packet (header and payload) on the wire. The session::kEnvelopeRoom bytes before `packet` may be
+    /// overwritten with the envelope. May be called with the window lock held: must not wait.
+    virtual void SendSCTPData(char* packet, int length) = 0;
+    void OnReceivedPacket(CSCTPPacket* packet) override;
+    void SendAck(bool flag, unsigned short sequence) override;
+    // ... private: see the implementer
+};

@@ -1,0 +1,83 @@
+// Big-endian writer and reader of the fixed part of datagrams and TCP messages.
+#pragma once
+
+#include "core/wire/commands.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace wire {
+
+/// Writes kind, command and fields into a fixed buffer; what does not fit is not written and spoils the datagram.
+class CDatagram {
+public:
+    CDatagram() = default;
+    CDatagram(Kind kind, uint8_t command) { U8(static_cast<uint8_t>(kind)).U8(command); }
+
+    CDatagram& U8(uint8_t value) { return Put(value, 1); }
+    CDatagram& U16(uint16_t value) { return Put(value, 2); }
+    CDatagram& U32(uint32_t value) { return Put(value, 4); }
+    CDatagram& Bytes(const void* data, int length) {
+        if (length < 0 || length > kCapacity - m_nLength) {
+            m_bFits = false;
+        } else if (length > 0) {
+            std::memcpy(m_data + m_nLength, data, static_cast<size_t>(length));
+            m_nLength += length;
+        }
+        return *this;
+    }
+
+    /// False once anything did not fit.
+    bool Fits() const { return m_bFits; }
+    const char* Data() const { return m_data; }
+    int Length() const { return m_nLength; }
+
+private:
+    static constexpr int kCapacity = 1500;
+    CDatagram& Put(uint32_t value, int length) {
+        if (length > kCapacity - m_nLength) {
+            m_bFits = false;
+            return *this;
+        }
+        for (int shift = 8 * (length - 1); shift >= 0; shift -= 8)
+            m_data[m_nLength++] = static_cast<char>(static_cast<uint8_t>(value >> shift));
+        return *this;
+    }
+
+    int m_nLength = 0;
+    bool m_bFits = true;
+    char m_data[kCapacity];
+};
+
+/// Reads big-endian values; once something is missing every further read gives 0 and Ok() stays false.
+class CWireReader {
+public:
+    CWireReader(const void* data, int length)
+        : m_pCursor(static_cast<const uint8_t*>(data)), m_nLeft(data && length > 0 ? length : 0) {}
+
+    uint8_t U8() { return static_cast<uint8_t>(Get(1)); }
+    uint16_t U16() { return static_cast<uint16_t>(Get(2)); }
+    uint32_t U32() { return Get(4); }
+
+    bool Ok() const { return m_bOk; }
+    const char* Rest() const { return reinterpret_cast<const char*>(m_pCursor); }
+    int Left() const { return m_nLeft; }
+
+private:
+    uint32_t Get(int length) {
+        if (!m_bOk || length > m_nLeft) {
+            m_bOk = false;
+            return 0;
+        }
+        uint32_t value = 0;
+        for (int i = 0; i < length; ++i) value = (value << 8) | *m_pCursor++;
+        m_nLeft -= length;
+        return value;
+    }
+
+    const uint8_t* m_pCursor;
+    int m_nLeft;
+    bool m_bOk = true;
+};
+
+}  // namespace wire

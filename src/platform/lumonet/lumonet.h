@@ -1,0 +1,201 @@
+// The network library: one UDP endpoint, TCP connections that carry whole messages, and addresses.
+// IPv4 addresses and ports are in host byte order in every call and callback.
+//
+// Objects come from the factories below and are ended by their own ReleaseConnections(), never deleted by the caller.
+// After it returns, no callback of that object runs or will run. Called from inside the object's own callback, that
+// callback finishes first and none follows. It waits only for that object's own running callback, so the caller must
+// hold no lock that such a callback takes. No lock that a sender needs is held while a callback runs, and no send
+// waits for the network.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+class ITcpSession;
+
+class IUdpClientNotify {
+public:
+    /// One datagram of at least one byte, on the receive thread. The buffer is valid during the call, and its bytes may
+    /// be overwritten.
+    virtual void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) = 0;
+    /// A burst of datagrams begins and ends, on the receive thread: what is sent in between may travel as one batch.
+    virtual void OnUdpClientNotifyBurstBegin() {}
+    virtual void OnUdpClientNotifyBurstEnd() {}
+
+protected:
+    ~IUdpClientNotify() = default;
+};
+
+class ITcpSessionNotify {
+public:
+    /// One whole frame on the TCP thread; false closes the connection.
+    virtual bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) = 0;
+
+protected:
+    ~ITcpSessionNotify() = default;
+};
+
+class ITcpServerNotify {
+public:
+    /// The first message of a newly accepted connection, on the TCP thread. True keeps the session; whoever keeps it
+    /// has called AcceptSession and releases it from then on. False: the session is closed and gone after the call.
+    virtual bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) = 0;
+
+protected:
+    ~ITcpServerNotify() = default;
+};
+
+class ITcpClientNotify {
+public:
+    virtual void OnTcpClientNotifyConnected() {}
+    virtual void OnTcpClientNotifyDisconnected() {}
+    /// The far side's answer to the validation message; false closes the connection.
+    virtual bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* /*data*/, int /*length*/) { return false; }
+    /// One whole frame; false closes the connection.
+    virtual bool OnTcpClientNotifyReceivedFrame(const char* /*data*/, int /*length*/) { return false; }
+
+protected:
+    ~ITcpClientNotify() = default;
+};
+
+class IUdpClient {
+public:
+    virtual void ReleaseConnections() = 0;
+    /// Sends one datagram, or adds it to the calling thread's open batch (copied). Address 0 or port 0, and what the
+    /// kernel refuses, is counted and dropped. Any thread.
+    virtual void SendData(const char* data, int length, unsigned long ip, unsigned short port) = 0;
+    /// Until the matching EndBatch the calling thread's datagrams are collected in order and leave together. Nests by
+    /// count. A batch never outlives the call that opened it.
+    virtual void BeginBatch() = 0;
+    virtual void EndBatch() = 0;
+    virtual unsigned short GetLocalPort() = 0;
+    /// Sends what the calling thread has collected so far; the batch stays open.
+    virtual void FlushBatch() = 0;
+
+protected:
+    ~IUdpClient() = default;
+};
+
+class ITcpClient {
+public:
+    virtual bool IsDisconnected() = 0;
+    virtual void ReleaseConnections() = 0;
+    /// Queues one message and returns at once. mode 0: a frame. mode 1: a validation message that the caller laid out
+    /// as type, payload length (u32 big-endian each) and payload. Frames queued before this side's validation message
+    /// leave after it.
+    virtual void SendData(const char* data, int length, int mode) = 0;
+    /// Frames not yet handed to the kernel.
+    virtual unsigned long GetSendQueueSize() = 0;
+    /// Bytes of those frames.
+    virtual unsigned long GetSendQueueBytes() = 0;
+    virtual void Reserved() = 0;
+    /// The address that was asked for (not the proxy's).
+    virtual unsigned long GetRemoteIP() = 0;
+    /// Discards every frame of which no byte has left yet.
+    virtual void ClearSendQueue() = 0;
+
+protected:
+    ~ITcpClient() = default;
+};
+
+class ITcpSession {
+public:
+    virtual bool IsDisconnected() = 0;
+    virtual void ReleaseConnections() = 0;
+    /// As for the client.
+    virtual void SendData(const char* data, int length, int mode) = 0;
+    /// Attaches the object that receives the session's frames; frames that came before are delivered after it.
+    /// Null detaches: once it returns, no callback into the old object runs.
+    virtual void SetNotify(ITcpSessionNotify* notify) = 0;
+    virtual unsigned long GetSendQueueSize() = 0;
+    virtual unsigned long GetSendQueueBytes() = 0;
+    virtual void ClearSendQueue() = 0;
+    /// The far side's address as accepted.
+    virtual unsigned long GetRemoteIP() = 0;
+    virtual unsigned short GetRemotePort() = 0;
+    /// Once every queued frame has left, the connection closes by itself; nothing more is taken or delivered.
+    virtual void CloseWhenSent() = 0;
+
+protected:
+    ~ITcpSession() = default;
+};
+
+class ITcpServer {
+public:
+    virtual void ReleaseConnections() = 0;
+    /// Confirms a session that a validate callback is about to accept; valid only inside that callback.
+    virtual bool AcceptSession(ITcpSession* session) = 0;
+    /// Once a second: closes accepted connections that sent no valid validation message within 10 s.
+    virtual void CheckTimeout() = 0;
+
+protected:
+    ~ITcpServer() = default;
+};
+
+/// What a listener lets in before anybody has validated; the relay server sets it.
+class ITcpAcceptFilter {
+public:
+    /// False closes the connection at once. `unvalidated` counts that address's connections that have not validated.
+    virtual bool MayAccept(unsigned long ip, unsigned unvalidated) = 0;
+
+protected:
+    ~ITcpAcceptFilter() = default;
+};
+
+struct UdpOptions {
+    uint32_t localIP = 0;       ///< 0: all addresses
+    uint16_t port = 0;          ///< 0: any free port whose TCP twin is free; the twin stays reserved for CreateTcpServer
+    bool answerFromAsked = false;  ///< bound to all addresses: datagrams to a host leave from the address it asked
+};
+
+struct TcpServerOptions {
+    uint32_t localIP = 0;
+    uint16_t port = 0;
+    ITcpAcceptFilter* filter = nullptr;  ///< outlives the listener
+};
+
+enum class ProxyType : int { None = 0, HttpConnect = 1, Socks4a = 2, Socks5 = 3 };
+
+/// Null on failure. CreateUdpClient(notify, 0): see UdpOptions::port.
+IUdpClient* CreateUdpClient(IUdpClientNotify* notify, unsigned short port);
+ITcpServer* CreateTcpServer(ITcpServerNotify* notify, unsigned short port);
+/// (server address dotted, port, then proxy type, host, port, user, password.) Starts connecting and reports through
+/// the notify object, possibly before it has returned. The dial, proxy included, and the wait for the validation answer
+/// last at most 10 s each.
+ITcpClient* CreateTcpClient(ITcpClientNotify* notify, const std::string& server, unsigned short port, int proxyType,
+                            const std::string& proxyHost, unsigned short proxyPort, const std::string& proxyUser,
+                            const std::string& proxyPassword);
+
+/// The same with everything said; the relay server's.
+IUdpClient* CreateUdpClientAt(IUdpClientNotify* notify, const UdpOptions& options);
+ITcpServer* CreateTcpServerAt(ITcpServerNotify* notify, const TcpServerOptions& options);
+
+/// The dotted form of a host-order IPv4 address.
+std::string GetIpAddr(unsigned long ip);
+/// Host order; false unless `text` is exactly four dotted decimal numbers of 0 to 255.
+bool ParseIpAddr(const std::string& text, uint32_t& ip);
+
+/// The one place to replace the network by a simulated one. Null members mean the real network.
+struct NetFactories {
+    IUdpClient* (*createUdpClient)(IUdpClientNotify*, const UdpOptions&) = nullptr;
+    ITcpServer* (*createTcpServer)(ITcpServerNotify*, const TcpServerOptions&) = nullptr;
+    ITcpClient* (*createTcpClient)(ITcpClientNotify*, const std::string&, unsigned short, int, const std::string&,
+                                   unsigned short, const std::string&, const std::string&) = nullptr;
+};
+/// Not while other threads use the network.
+void SetNetFactories(const NetFactories& factories);
+
+/// Which of the kernel's and the library's faster ways the UDP endpoint may use. Read when an endpoint is made.
+struct UdpFeatures {
+    bool receiveOffload = true;   ///< UDP_GRO
+    bool sendOffload = true;      ///< UDP_SEGMENT
+    bool multiMessage = true;     ///< recvmmsg, sendmmsg
+    bool native = true;           ///< false: the portable Asio endpoint
+};
+void SetUdpFeatures(const UdpFeatures& features);
+
+/// Datagram counters of the process since start (relaxed).
+struct UdpCounters {
+    uint64_t sent, received, bytesSent, bytesReceived, refused;
+};
+UdpCounters GetUdpCounters();
