@@ -1,0 +1,114 @@
+// Objects by their ID, under one lock.
+#pragma once
+
+#include "platform/lumobase/crit_sec.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <utility>
+
+/// An ordered map ID -> T*, not owning, with its lock. An optional second index finds what a far side that asks twice
+/// already has: (channel ID, the far side's own ID). Every operation takes the lock for itself; functions given to it
+/// run under the lock.
+template <class T>
+class CIDTable {
+public:
+    explicit CIDTable(int rank) : m_cs(rank) {}
+
+    /// Inserts or overwrites.
+    void Put(uint32_t id, T* object) {
+        CAutoLock lock(&m_cs);
+        m_map[id] = {object, 0, false};
+    }
+    /// The same, found by (channel, remote) too.
+    void Put(uint32_t id, T* object, uint32_t channelID, uint32_t remoteID) {
+        CAutoLock lock(&m_cs);
+        const uint64_t pair = PairKey(channelID, remoteID);
+        m_map[id] = {object, pair, true};
+        m_pairs[pair] = object;
+    }
+    /// Removes the entry and gives what it held; null when there was none.
+    T* Take(uint32_t id) {
+        CAutoLock lock(&m_cs);
+        return TakeAt(m_map.find(id));
+    }
+    /// Removes it only if `wanted` agrees.
+    template <class Predicate>
+    T* TakeIf(uint32_t id, Predicate wanted) {
+        CAutoLock lock(&m_cs);
+        auto it = m_map.find(id);
+        return it != m_map.end() && wanted(*it->second.object) ? TakeAt(it) : nullptr;
+    }
+    /// Removes and gives the first object, in ascending order, that `wanted` agrees to.
+    template <class Predicate>
+    T* TakeFirst(Predicate wanted) {
+        CAutoLock lock(&m_cs);
+        for (auto it = m_map.begin(); it != m_map.end(); ++it)
+            if (wanted(*it->second.object)) return TakeAt(it);
+        return nullptr;
+    }
+    /// Takes out every object that `wanted` agrees to, one at a time, and ends each outside the lock.
+    template <class Predicate, class End>
+    void Sweep(Predicate wanted, End end) {
+        while (T* object = TakeFirst(wanted)) end(object);
+    }
+    /// Calls `use` with the object under the lock; false when there is none.
+    template <class Use>
+    bool With(uint32_t id, Use use) {
+        CAutoLock lock(&m_cs);
+        auto it = m_map.find(id);
+        if (it == m_map.end()) return false;
+        use(*it->second.object);
+        return true;
+    }
+    template <class Use>
+    bool WithPair(uint32_t channelID, uint32_t remoteID, Use use) {
+        CAutoLock lock(&m_cs);
+        auto it = m_pairs.find(PairKey(channelID, remoteID));
+        if (it == m_pairs.end()) return false;
+        use(*it->second);
+        return true;
+    }
+    /// Every object in ascending ID order.
+    template <class Use>
+    void ForEach(Use use) {
+        CAutoLock lock(&m_cs);
+        for (auto& entry : m_map) use(*entry.second.object);
+    }
+    /// As ForEach, until `use` answers false.
+    template <class Use>
+    void ForEachWhile(Use use) {
+        CAutoLock lock(&m_cs);
+        for (auto& entry : m_map)
+            if (!use(*entry.second.object)) return;
+    }
+    size_t Size() {
+        CAutoLock lock(&m_cs);
+        return m_map.size();
+    }
+
+private:
+    struct Entry {
+        T* object;
+        uint64_t pair;
+        bool hasPair;
+    };
+    using Map = std::map<uint32_t, Entry>;
+
+    static uint64_t PairKey(uint32_t channelID, uint32_t remoteID) {
+        return (static_cast<uint64_t>(channelID) << 32) | remoteID;
+    }
+    T* TakeAt(typename Map::iterator it) LUMO_REQUIRES(m_cs) {
+        if (it == m_map.end()) return nullptr;
+        const Entry entry = it->second;
+        auto pair = entry.hasPair ? m_pairs.find(entry.pair) : m_pairs.end();
+        if (pair != m_pairs.end() && pair->second == entry.object) m_pairs.erase(pair);
+        m_map.erase(it);
+        return entry.object;
+    }
+
+    CCritSec m_cs;
+    Map m_map LUMO_GUARDED_BY(m_cs);
+    std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);  // ordered: the keys come from the far side
+};

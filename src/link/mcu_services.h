@@ -1,0 +1,36 @@
+// What the media need of the local MCU manager: a way out over UDP, and a word for accepted TCP sessions.
+// Declared here and defined above, so that no medium knows the manager.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "link/mcu_address.h"
+
+#include <cstdint>
+
+class ITcpSession;
+
+/// Sends one datagram through the process's endpoint; nothing without one. Never blocks.
+void SendUdpData(const char* data, int length, uint32_t ip, uint16_t port);
+inline void SendDatagram(const wire::CDatagram& datagram, uint32_t ip, uint16_t port) {
+    SendUdpData(datagram.Data(), datagram.Length(), ip, port);
+}
+inline void SendDatagram(const wire::CDatagram& datagram, const CRemoteAddress& to) {
+    SendDatagram(datagram, to.IP(), to.Port());
+}
+/// Writes the envelope into the room before a session packet and sends both as one datagram.
+void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to);
+
+/// Confirms an accepted session inside its validate callback.
+bool AcceptTcpSession(ITcpSession* session);
+
+/// Sends what this thread has collected so far.
+void FlushUdpBatch();
+
+/// What the thread sends during this object's life leaves as one batch. Nests.
+class CUdpBatch {
+public:
+    CUdpBatch();
+    ~CUdpBatch();
+    CUdpBatch(const CUdpBatch&) = delete;
+    CUdpBatch& operator=(const CUdpBatch&) = delete;
+};
