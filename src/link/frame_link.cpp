@@ -1,0 +1,125 @@
+#include "link/frame_link.h"
+
+#include "link/callback.h"
+#include "link/limits.h"
+#include "link/link_registry.h"
+#include "link/mcu_services.h"
+#include "link/work_signal.h"
+
+#include <memory>
+#include <new>
+
+CFrameLink::CFrameLink() : CBufferPool(lock_order::kFrameQueue), m_nQueueLimit(limits::kMaxQueueBytes) {}
+
+CFrameLink::~CFrameLink() { MarkIdle(); }
+
+bool CFrameLink::OpenLink() {
+    if (!OpenSession()) {
+        CloseSession();
+        return false;
+    }
+    LinkRegistry().Add(this);
+    return true;
+}
+
+void CFrameLink::CloseLink() {
+    LinkRegistry().Remove(this);
+    CAutoLock pump(&m_csPump);
+    Flush();
+    CloseSession();
+    MarkIdle();
+}
+
+bool CFrameLink::QueueFrame(const void* data, int length) {
+    std::unique_ptr<CDataBuffer> buffer(length > limits::kMaxFrameLen ? nullptr : new (std::nothrow) CDataBuffer);
+    if (!buffer || !buffer->StoreData(static_cast<const char*>(data), length)) {
+        m_nFramesDropped.fetch_add(1, std::memory_order_relaxed);
+        LinkRegistry().CountDropped(1);
+        return false;
+    }
+    SetDataBuffer(buffer.release());
+    MarkBusy();
+    Pump();
+    return true;
+}
+
+bool CFrameLink::Pump() {
+    if (!m_bBusy.load(std::memory_order_seq_cst) || m_bHeld.load(std::memory_order_relaxed)) return false;
+    m_bPumpAgain.store(true, std::memory_order_seq_cst);
+    bool sent = false;
+    while (m_bPumpAgain.load(std::memory_order_seq_cst) && m_csPump.TryLock()) {
+        m_bPumpAgain.store(false, std::memory_order_seq_cst);
+        sent = RunPump() || sent;
+        m_csPump.Unlock();
+    }
+    return sent;
+}
+
+// Passes repeat until one sends nothing, so that the window is full again before the thread turns elsewhere.
+bool CFrameLink::RunPump() {
+    CUdpBatch batch;
+    bool sent = false;
+    if (!IsSendIdle() || TakeNextFrame()) {
+        while (ProcessSend()) sent = true;
+        return sent;
+    }
+    MarkIdle();
+    if (GetCount() > 0) {  // queued in between
+        MarkBusy();
+        m_bPumpAgain.store(true, std::memory_order_seq_cst);
+    }
+    return false;
+}
+
+bool CFrameLink::TakeNextFrame() {
+    CDataBuffer* frame = GetDataBuffer();
+    return frame && SendBuffer(frame);
+}
+
+void CFrameLink::OnPacket(const char* packet, int length) {
+    OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
+    Pump();
+}
+
+void CFrameLink::SetHeld(bool held) {
+    m_bHeld.store(held, std::memory_order_relaxed);
+    if (!held) Pump();
+}
+
+void CFrameLink::DropQueue() {
+    const int count = GetCount();
+    Flush();
+    m_nFramesDropped.fetch_add(static_cast<uint64_t>(count), std::memory_order_relaxed);
+    LinkRegistry().CountDropped(static_cast<uint64_t>(count));
+}
+
+void CFrameLink::DeliverFrame(char* frame, int length) {
+    FlushUdpBatch();  // acknowledgements must not wait for the application
+    CallApplication([&] { OnSCTPSessionReceivedFrame(frame, length); });
+}
+
+void CFrameLink::MarkBusy() {
+    if (!m_bBusy.exchange(true, std::memory_order_seq_cst)) CWorkSignal::Get().LinkBusy();
+}
+
+void CFrameLink::MarkIdle() {
+    if (m_bBusy.exchange(false, std::memory_order_seq_cst)) CWorkSignal::Get().LinkIdle();
+}
+
+void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
+    const CSessionCounters& counters = Counters();
+    statistics = LumoLinkStatistics();
+    DescribeLink(statistics);
+    statistics.ullPacketsSent = counters.packetsSent.load(std::memory_order_relaxed);
+    statistics.ullPacketsReceived = counters.packetsReceived.load(std::memory_order_relaxed);
+    statistics.ullBytesSent = counters.bytesSent.load(std::memory_order_relaxed);
+    statistics.ullBytesReceived = counters.bytesReceived.load(std::memory_order_relaxed);
+    statistics.ullFramesSent = counters.framesSent.load(std::memory_order_relaxed);
+    statistics.ullFramesReceived = counters.framesReceived.load(std::memory_order_relaxed);
+    statistics.ullRetransmitted = counters.retransmitted.load(std::memory_order_relaxed);
+    statistics.ullDuplicates = counters.duplicates.load(std::memory_order_relaxed);
+    statistics.ullFramesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
+    statistics.ulRoundTripMs = counters.roundTripMs.load(std::memory_order_relaxed);
+    statistics.ulQueuedFrames = static_cast<unsigned long>(GetCount());
+    statistics.ullQueuedBytes = GetByteCount();
+}

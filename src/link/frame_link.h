@@ -1,0 +1,60 @@
+// A reliable UDP link that sends frames: the session, the queue before it, and the pump between the two.
+#pragma once
+
+#include "core/sctp_session.h"
+#include "link/lock_order.h"
+#include "lumomedia/statistics.h"
+#include "platform/lumobase/buffer_pool.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs on
+/// the worker's turn, on the thread that queues a frame, and after each received packet; whoever finds it running leaves
+/// a mark that the runner honours before it goes.
+class CFrameLink : public CSCTPSession, public CBufferPool {
+public:
+    CFrameLink();
+    ~CFrameLink() override;
+
+    /// Opens the session and enters the link in the statistics; the derived object is wholly constructed by then.
+    bool OpenLink();
+    /// Leaves the statistics, closes the session and drops the queue.
+    void CloseLink();
+
+    /// Queues a copy of a frame and lets it go at once when the link is idle. False when it was dropped.
+    bool QueueFrame(const void* data, int length);
+    /// The worker's turn: one atomic load when there is nothing to do. True when a packet was sent.
+    bool Pump();
+    /// One received session packet, its bytes writable; then refills the window.
+    void OnPacket(const char* packet, int length);
+
+    /// While held, frames wait in the queue; acknowledgements still go out.
+    void SetHeld(bool held);
+    void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
+    bool IsOverLimit() const { return GetByteCount() > m_nQueueLimit.load(std::memory_order_relaxed); }
+    void FillStatistics(LumoLinkStatistics& statistics);
+
+    /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
+    void DropQueue();
+
+    /// Sends what is collected, then hands the frame over; an exception of the application ends here.
+    void DeliverFrame(char* frame, int length) override;
+
+protected:
+    /// The link's ID, kind and far side. Any thread.
+    virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
+
+private:
+    bool RunPump() LUMO_REQUIRES(m_csPump);
+    bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
+    void MarkBusy();
+    void MarkIdle();
+
+    CCritSec m_csPump{lock_order::kPump};
+    std::atomic<bool> m_bPumpAgain{false};
+    std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
+    std::atomic<bool> m_bHeld{false};
+    std::atomic<uint64_t> m_nQueueLimit;
+    std::atomic<uint64_t> m_nFramesDropped{0};
+};

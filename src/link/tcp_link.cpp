@@ -1,0 +1,69 @@
+#include "link/tcp_link.h"
+
+#include "link/limits.h"
+
+using wire::CDatagram;
+
+CDatagram ValidationMessage(wire::TcpType type, const CDatagram& payload) {
+    CDatagram message;
+    message.U32(static_cast<uint32_t>(type)).U32(static_cast<uint32_t>(payload.Length()));
+    message.Bytes(payload.Data(), payload.Length());
+    return message;
+}
+
+bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID) {
+    if (!data || length != 4) return false;
+    channelID = wire::CWireReader(data, length).U32();
+    return true;
+}
+
+bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy) {
+    CAutoLock lock(&m_cs);
+    m_pITcpClient = CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user,
+                                    proxy.password);
+    return m_pITcpClient != nullptr;
+}
+
+void CTcpLink::SendValidation(const CDatagram& message) {
+    CAutoLock lock(&m_cs);
+    if (m_pITcpClient) m_pITcpClient->SendData(message.Data(), message.Length(), 1);
+}
+
+bool CTcpLink::SendFrame(const void* data, int length) {
+    CAutoLock lock(&m_cs);
+    if (!m_pITcpClient || length > limits::kMaxFrameLen) return false;
+    m_pITcpClient->SendData(static_cast<const char*>(data), length, 0);
+    return true;
+}
+
+TcpPoll CTcpLink::Poll() {
+    CAutoLock lock(&m_cs);
+    if (!m_pITcpClient) return TcpPoll::NoClient;
+    if (m_pITcpClient->IsDisconnected()) return TcpPoll::Lost;
+    if (m_pITcpClient->GetSendQueueBytes() > limits::kMaxQueueBytes) return TcpPoll::Lost;
+    if (m_pITcpClient->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
+        const char keepAlive = 0;
+        m_pITcpClient->SendData(&keepAlive, 1, 0);
+    }
+    return TcpPoll::Alive;
+}
+
+uint32_t CTcpLink::QueuedFrames() {
+    CAutoLock lock(&m_cs);
+    return m_pITcpClient ? static_cast<uint32_t>(m_pITcpClient->GetSendQueueSize()) : 0;
+}
+
+uint32_t CTcpLink::RemoteIP() {
+    CAutoLock lock(&m_cs);
+    return m_pITcpClient ? static_cast<uint32_t>(m_pITcpClient->GetRemoteIP()) : 0;
+}
+
+void CTcpLink::Release() {
+    ITcpClient* client = nullptr;
+    {
+        CAutoLock lock(&m_cs);
+        client = m_pITcpClient;
+        m_pITcpClient = nullptr;
+    }
+    if (client) client->ReleaseConnections();
+}

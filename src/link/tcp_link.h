@@ -1,0 +1,57 @@
+// A TCP connection of a sender, receiver or client.
+#pragma once
+
+#include "core/wire/commands.h"
+#include "core/wire/datagram.h"
+#include "link/activity.h"
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+#include "platform/lumonet/lumonet.h"
+
+#include <cstdint>
+#include <string>
+
+/// How to reach a server through a proxy; type 0 means directly.
+struct CProxy {
+    int type = 0;
+    std::string host;
+    uint16_t port = 0;
+    std::string user;
+    std::string password;
+};
+
+/// What a poll of an idle TCP link found.
+enum class TcpPoll { NoClient, Lost, Alive };
+
+/// A validation message: type, payload length, payload, big-endian.
+wire::CDatagram ValidationMessage(wire::TcpType type, const wire::CDatagram& payload);
+
+/// Whether a validation answer of four bytes came, and which value it carries.
+bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID);
+
+/// Dial, validation message, sends, idle keep-alive poll, queue size, release.
+class CTcpLink {
+public:
+    explicit CTcpLink(uint8_t keepAliveEvery) : m_keepAlive(keepAliveEvery) {}
+
+    /// False when no client could be made. Callbacks may run before it returns; each calls Settle first.
+    bool Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy);
+    /// Waits until a Dial on another thread has stored its client.
+    void Settle() { CAutoLock lock(&m_cs); }
+
+    void SendValidation(const wire::CDatagram& message);
+    /// False when there is no client.
+    bool SendFrame(const void* data, int length);
+    void RestartKeepAlive() { m_keepAlive.Restart(); }
+    /// The application's poll. An idle link sends its one-byte keep-alive on every n-th.
+    TcpPoll Poll();
+    uint32_t QueuedFrames();
+    uint32_t RemoteIP();
+    /// Ends the connection; no callback runs after it returns. Not under a lock that a callback takes.
+    void Release();
+
+private:
+    CCritSec m_cs{lock_order::kLeaf};
+    ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
+    CPollCount m_keepAlive;
+};

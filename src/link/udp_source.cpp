@@ -1,0 +1,52 @@
+#include "link/udp_source.h"
+
+#include "link/mcu_services.h"
+
+using wire::CDatagram;
+
+CUdpSource::CUdpSource(const CUdpSourceProfile& profile, uint32_t senderKey)
+    : m_profile(profile), m_ulSenderKey(senderKey), m_activity(CActivity::Now()) {}
+
+bool CUdpSource::SetMcu(const CMcuAddress& mcu) {
+    if (mcu.IsEmpty() || mcu.port == 0) return false;
+    m_mcu = mcu;
+    return true;
+}
+
+void CUdpSource::SendConnect(uint32_t channelID) {
+    const CDatagram datagram = CDatagram(m_profile.kind, m_profile.connectCode).U32(channelID).U32(m_ulSenderKey);
+    m_mcu.ForEachDistinct([&](uint32_t ip) { SendDatagram(datagram, ip, m_mcu.port); });
+}
+
+bool CUdpSource::IsSilent(uint32_t channelID) {
+    uint32_t limit = kConnectedTimeoutMs;
+    if (!m_remote.IsSet()) {
+        SendConnect(channelID);
+        limit = m_profile.connectTimeoutMs;
+    }
+    return m_activity.SilentFor(limit);
+}
+
+ConnectAck CUdpSource::OnConnectAck(uint32_t sourceID, uint32_t ip, uint16_t port) {
+    if (SourceID() == 0) {
+        m_remote.Set(ip, port);
+        m_ulSourceID.store(sourceID, std::memory_order_relaxed);
+        Touch();
+        return ConnectAck::First;
+    }
+    if (SourceID() != sourceID) return ConnectAck::Foreign;
+    Touch();
+    return ConnectAck::Repeated;
+}
+
+void CUdpSource::Answer(uint8_t code) {
+    if (SourceID() != 0) SendDatagram(CDatagram(m_profile.kind, code).U32(SourceID()), m_remote);
+}
+
+void CUdpSource::SendPacket(char* packet, int length) {
+    SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameCode).U32(SourceID()), packet, length, m_remote);
+}
+
+void CUdpSource::SendGoodbye() {
+    for (int i = 0; i < kGoodbyes; ++i) Answer(m_profile.disconnectCode);
+}

@@ -1,0 +1,55 @@
+// The publisher's half of a UDP link to a server.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "link/activity.h"
+#include "link/mcu_address.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// What an acknowledgement of a connect request turned out to be.
+enum class ConnectAck { First, Repeated, Foreign };
+
+/// The numbers in which the media differ.
+struct CUdpSourceProfile {
+    wire::Kind kind;
+    uint8_t connectCode;
+    uint8_t frameCode;
+    uint8_t disconnectCode;
+    uint32_t connectTimeoutMs;
+};
+
+/// Connect request to the distinct addresses of the server, first answer wins, source ID, time-outs, goodbye.
+class CUdpSource {
+public:
+    static constexpr uint32_t kConnectedTimeoutMs = 180000;
+    static constexpr int kGoodbyes = 3;
+
+    CUdpSource(const CUdpSourceProfile& profile, uint32_t senderKey);
+
+    /// False when there is no address or no port.
+    bool SetMcu(const CMcuAddress& mcu);
+    void SendConnect(uint32_t channelID);
+    /// The application's poll: repeats the connect request until it is acknowledged. True when silent for too long.
+    bool IsSilent(uint32_t channelID);
+    ConnectAck OnConnectAck(uint32_t sourceID, uint32_t ip, uint16_t port);
+    /// A sign of life of the server.
+    void Touch() { m_activity.Touch(); }
+    /// Sends a command that carries only the source ID, once, when the source ID is known.
+    void Answer(uint8_t code);
+    void SendPacket(char* packet, int length);
+    /// The disconnect command, three times, when the source ID is known.
+    void SendGoodbye();
+
+    uint32_t SourceID() const { return m_ulSourceID.load(std::memory_order_relaxed); }
+    const CRemoteAddress& Remote() const { return m_remote; }
+
+private:
+    const CUdpSourceProfile m_profile;
+    const uint32_t m_ulSenderKey;
+    CMcuAddress m_mcu;         // set before the sender is known to other threads
+    CRemoteAddress m_remote;   // where the acknowledgement came from; unset until then
+    std::atomic<uint32_t> m_ulSourceID{0};
+    CActivity m_activity;
+};
