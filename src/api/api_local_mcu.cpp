@@ -1,0 +1,36 @@
+#include "link/link_registry.h"
+#include "lumomedia/local_mcu.h"
+#include "lumomedia/statistics.h"
+#include "mcu/local_mcu_manager.h"
+#include "platform/lumobase/app_log.h"
+
+ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort) {
+    try {
+        auto* manager = new CLocalMCUManager;
+        if (manager->Connect(usUDPPort)) return manager;
+        manager->ReleaseConnections();
+    } catch (...) {
+        AppLog().debug("CreateLocalMcuMgr failed");
+    }
+    return nullptr;
+}
+
+bool GetLinkStatistics(unsigned long index, LumoLinkStatistics& statistics) {
+    return LinkRegistry().Fill(index, statistics);
+}
+
+void GetProcessStatistics(LumoProcessStatistics& statistics) {
+    const UdpCounters udp = GetUdpCounters();
+    const SessionTotals totals = GetSessionTotals();
+    statistics = LumoProcessStatistics();
+    statistics.ulLinks = static_cast<unsigned long>(LinkRegistry().Count());
+    statistics.ullDatagramsSent = udp.sent;
+    statistics.ullDatagramsReceived = udp.received;
+    statistics.ullDatagramBytesSent = udp.bytesSent;
+    statistics.ullDatagramBytesReceived = udp.bytesReceived;
+    statistics.ullDatagramsRefused = udp.refused;
+    statistics.ullRetransmitted = totals.retransmitted;
+    statistics.ullDuplicates = totals.duplicates;
+    statistics.ullFramesDropped = LinkRegistry().FramesDropped();
+    statistics.ullLogLinesLost = AppLog().LostLines();
+}

@@ -1,0 +1,133 @@
+#include "mcu/local_mcu_manager.h"
+
+#include "link/activity.h"
+#include "link/callback.h"
+#include "link/mcu_services.h"
+#include "link/work_signal.h"
+#include "platform/lumobase/app_log.h"
+
+using wire::Kind;
+
+namespace {
+constexpr int kConnectAttempts = 10;
+constexpr uint32_t kSecondMs = 1000;
+}  // namespace
+
+CLocalMCUManager::CLocalMCUManager() : m_ulLastSecond(CActivity::Now()) {
+    Instances().pManager.store(this, std::memory_order_release);
+}
+
+CLocalMCUManager::~CLocalMCUManager() { Instances().pManager.store(nullptr, std::memory_order_release); }
+
+bool CLocalMCUManager::Connect(unsigned long port) {
+    LUMO_LOG_LINE("CLocalMCUManager::Connect(ulUDPPort : %u)", static_cast<uint32_t>(port));
+    for (int attempt = 0; attempt < kConnectAttempts; ++attempt) {
+        try {
+            return OpenEndpoints(port) && StartThread();
+        } catch (...) {
+            CloseEndpoints();
+        }
+    }
+    return false;
+}
+
+bool CLocalMCUManager::OpenEndpoints(unsigned long port) {
+    if (!m_pUdpClient) m_pUdpClient = CreateUdpClient(this, 0);
+    if (!m_pUdpClient) return false;
+    LUMO_LOG_LINE("CreateUdpClient success. Port : %d", static_cast<int>(port));
+    if (!m_pTcpServer) m_pTcpServer = CreateTcpServer(this, GetLocalPort());
+    if (!m_pTcpServer) return false;
+    LUMO_LOG_LINE("CreateTcpServer success. Port : %d", static_cast<int>(port));
+    return true;
+}
+
+unsigned short CLocalMCUManager::GetLocalPort() {
+    IUdpClient* endpoint = UdpEndpoint();
+    return endpoint ? endpoint->GetLocalPort() : uint16_t{0};
+}
+
+void CLocalMCUManager::ReleaseConnections() {
+    AssertNotInCallback();
+    m_bStop = true;
+    CWorkSignal::Get().Wake();
+    WaitForStop();
+    ReleaseMedia();
+    CloseEndpoints();
+    ReleaseMedia();  // what arrived in between
+    delete this;
+}
+
+// Audio, video, whiteboard, desktop, file: the order in which they end.
+void CLocalMCUManager::ReleaseMedia() { m_localMCUFile.ReleaseConnections(); }
+
+void CLocalMCUManager::CloseEndpoints() {
+    if (IUdpClient* endpoint = m_pUdpClient.exchange(nullptr)) endpoint->ReleaseConnections();
+    if (ITcpServer* listener = m_pTcpServer.exchange(nullptr)) listener->ReleaseConnections();
+}
+
+void CLocalMCUManager::SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
+    LUMO_LOG_LINE("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
+    if (IUdpClient* endpoint = UdpEndpoint()) endpoint->SendData(data, length, ip, port);
+}
+
+bool CLocalMCUManager::AcceptTcpSession(ITcpSession* session) {
+    ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire);
+    return listener && listener->AcceptSession(session);
+}
+
+void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
+                                                      unsigned short port) {
+    if (length < 1) return;
+    const auto kind = static_cast<uint8_t>(data[0]);
+    LUMO_LOG_LINE("CLocalMCUManager::OnUdpClientNotifyReceivedFrame. CMD : %d, Len : %d, IP : %s, Port : %d", kind,
+                  length, GetIpAddr(ip).c_str(), port);
+    const char* name = wire::KindName(kind);
+    if (!name) return;
+    LUMO_LOG_LINE("%s", name);
+    if (static_cast<Kind>(kind) == Kind::File)
+        m_localMCUFile.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
+    else
+        OnOtherDatagram(static_cast<Kind>(kind), data + 1, length - 1, static_cast<uint32_t>(ip), port);
+}
+
+void CLocalMCUManager::OnUdpClientNotifyBurstBegin() {
+    if (IUdpClient* endpoint = UdpEndpoint()) endpoint->BeginBatch();
+}
+
+void CLocalMCUManager::OnUdpClientNotifyBurstEnd() {
+    if (IUdpClient* endpoint = UdpEndpoint()) endpoint->EndBatch();
+}
+
+bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data,
+                                                 int length) {
+    const auto service = static_cast<uint32_t>(type);
+    IServerHooks* hooks = GetServerHooks();
+    if (hooks && !hooks->MayServeTcp(session, service, data, length)) return false;
+    bool kept = false;
+    if (service == static_cast<uint32_t>(wire::TcpType::FileReceiver))
+        kept = m_localMCUFile.OnTcpServerNotifyValidate(session, type, data, length);
+    return kept || (hooks && hooks->OnTcpValidate(session, service, data, length));
+}
+
+bool CLocalMCUManager::RunTurn() {
+    CUdpBatch batch;
+    const uint32_t now = CActivity::Now();
+    if (now - m_ulLastSecond > kSecondMs) {
+        RunSecond();
+        m_ulLastSecond = now;
+    }
+    return CWorkSignal::Get().AnyBusy() && m_localMCUFile.ProcessSend();
+}
+
+void CLocalMCUManager::RunSecond() {
+    m_localMCUFile.OnTimer();
+    if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();
+    OnSecond();
+}
+
+uint32_t CLocalMCUManager::ThreadProcMain() {
+    m_ulLastSecond = CActivity::Now();
+    while (!m_bStop.load(std::memory_order_relaxed))
+        if (!RunTurn()) CWorkSignal::Get().Sleep();
+    return 0;
+}
