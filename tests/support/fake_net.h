@@ -1,0 +1,129 @@
+// A network without sockets: what the library sends is kept, what a test delivers arrives at once.
+#pragma once
+
+#include "platform/lumonet/lumonet.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct CSentDatagram {
+    uint32_t ip;
+    uint16_t port;
+    std::string bytes;
+};
+
+class CFakeUdp : public IUdpClient {
+public:
+    explicit CFakeUdp(IUdpClientNotify* notify) : m_pNotify(notify) {}
+    void ReleaseConnections() override { released = true; }
+    void SendData(const char* data, int length, unsigned long ip, unsigned short port) override {
+        sent.push_back({static_cast<uint32_t>(ip), port, std::string(data, static_cast<size_t>(length))});
+    }
+    void BeginBatch() override { ++batchDepth; }
+    void EndBatch() override { --batchDepth; }
+    void FlushBatch() override {}
+    unsigned short GetLocalPort() override { return 40000; }
+
+    /// As if one burst with one datagram had come.
+    void Deliver(const std::string& bytes, uint32_t ip, uint16_t port);
+    std::vector<CSentDatagram> TakeSent();
+
+    std::vector<CSentDatagram> sent;
+    int batchDepth = 0;
+    bool released = false;
+
+private:
+    IUdpClientNotify* m_pNotify;
+};
+
+struct CSentMessage {
+    int mode;
+    std::string bytes;
+};
+
+/// Either end of a TCP connection, as the library holds it.
+class CFakeTcp : public ITcpClient, public ITcpSession {
+public:
+    explicit CFakeTcp(ITcpClientNotify* client = nullptr) : clientNotify(client) {}
+    bool IsDisconnected() override { return lost; }
+    void ReleaseConnections() override { released = true; }
+    void SendData(const char* data, int length, int mode) override {
+        sent.push_back({mode, std::string(data, static_cast<size_t>(length))});
+    }
+    void SetNotify(ITcpSessionNotify* notify) override { sessionNotify = notify; }
+    unsigned long GetSendQueueSize() override { return queued; }
+    unsigned long GetSendQueueBytes() override { return queuedBytes; }
+    void ClearSendQueue() override { queued = 0; }
+    unsigned long GetRemoteIP() override { return remoteIP; }
+    unsigned short GetRemotePort() override { return remotePort; }
+    void CloseWhenSent() override { lost = true; }
+    void Reserved() override {}
+
+    std::vector<CSentMessage> TakeSent();
+
+    ITcpClientNotify* clientNotify;
+    ITcpSessionNotify* sessionNotify = nullptr;
+    std::vector<CSentMessage> sent;
+    std::string dialledHost;
+    uint16_t dialledPort = 0;
+    std::string proxy;  // "type host port user password"
+    unsigned long queued = 0;
+    unsigned long queuedBytes = 0;
+    uint32_t remoteIP = 0x7f000001;
+    uint16_t remotePort = 50000;
+    bool lost = false;
+    bool released = false;
+};
+
+class CFakeTcpServer : public ITcpServer {
+public:
+    explicit CFakeTcpServer(ITcpServerNotify* notify) : m_pNotify(notify) {}
+    void ReleaseConnections() override { released = true; }
+    bool AcceptSession(ITcpSession* session) override {
+        accepted.push_back(session);
+        return agrees;
+    }
+    void CheckTimeout() override { ++timeoutChecks; }
+
+    bool Validate(ITcpSession* session, uint32_t type, const std::string& payload) {
+        return m_pNotify->OnTcpServerNotifyValidate(session, type, payload.data(), static_cast<int>(payload.size()));
+    }
+
+    std::vector<ITcpSession*> accepted;
+    bool agrees = true;
+    bool released = false;
+    int timeoutChecks = 0;
+
+private:
+    ITcpServerNotify* m_pNotify;
+};
+
+/// Installs itself as the network for its own lifetime; one at a time. Everything it made lives as long as it does.
+class CFakeNet {
+public:
+    CFakeNet();
+    ~CFakeNet();
+    CFakeNet(const CFakeNet&) = delete;
+    CFakeNet& operator=(const CFakeNet&) = delete;
+
+    CFakeUdp& Udp() { return *udps.back(); }
+    CFakeTcpServer& TcpServer() { return *servers.back(); }
+    CFakeTcp& LastClient() { return *clients.back(); }
+    /// A connection that a peer has opened to the listener.
+    CFakeTcp& NewSession();
+
+    std::vector<std::unique_ptr<CFakeUdp>> udps;
+    std::vector<std::unique_ptr<CFakeTcpServer>> servers;
+    std::vector<std::unique_ptr<CFakeTcp>> clients;
+    std::vector<std::unique_ptr<CFakeTcp>> sessions;
+    bool refuseUdp = false;
+    bool refuseTcpServer = false;
+    bool refuseTcpClient = false;
+};
+
+/// Bytes from a readable form: "06 39 00000001".
+std::string Hex(const std::string& text);
+/// The readable form of bytes, without blanks.
+std::string ToHex(const std::string& bytes);
