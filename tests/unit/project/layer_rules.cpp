@@ -1,0 +1,68 @@
+#include "layer_rules.h"
+
+#include <map>
+#include <regex>
+#include <set>
+#include <vector>
+
+namespace {
+
+/// Lower floors have lower numbers; folders of one floor never include one another.
+const std::map<std::string, int> FLOORS = {
+    {"platform", 0}, {"core", 1},       {"link", 2}, {"p2p", 3}, {"audio", 4},  {"video", 4}, {"file", 4},
+    {"desktop", 4},  {"whiteboard", 4}, {"mcu", 5},  {"api", 6}, {"server", 7}, {"tools", 8},
+};
+
+/// What only platform/ may know of in src/: sockets, threads, clocks, files and the libraries that wrap them.
+const std::regex OPERATING_SYSTEM(
+    "(sys|net|netinet|arpa|linux|asm|curl|spdlog|fmt)/.*|asio(\\.hpp|/.*)|"
+    "(unistd|fcntl|poll|pthread|sched|semaphore|signal|netdb|ifaddrs|dlfcn|time|errno)\\.h|"
+    "thread|chrono|ctime|csignal|future|condition_variable|stop_token|latch|barrier|random|fstream|filesystem");
+
+/// The standard headers of C++11 that public headers may stand on.
+const std::set<std::string> PUBLIC_STANDARD = {"cstddef", "cstdint", "cstring", "map", "string", "vector"};
+
+bool IsStandard(const std::string& header) { return header.find_first_of("./") == std::string::npos; }
+
+std::string FirstFolder(const std::string& path) {
+    const size_t slash = path.find('/');
+    return slash == std::string::npos ? "" : path.substr(0, slash);
+}
+
+std::string PublicHeaderBreach(const std::string& header, bool quoted) {
+    if (!quoted && (FirstFolder(header) == "lumomedia" || PUBLIC_STANDARD.count(header) != 0)) return "";
+    return "a public header stands on public headers and a few standard ones alone";
+}
+
+std::string SystemHeaderBreach(const std::string& folder, const std::string& header) {
+    if (folder == "platform" || folder == "server" || folder == "tools") return "";
+    if (std::regex_match(header, OPERATING_SYSTEM)) return "only platform/ knows the operating system";
+    if (!IsStandard(header)) return "a library of others below platform/";
+    return "";
+}
+
+std::string FloorBreach(const std::string& folder, const std::string& target) {
+    const auto from = FLOORS.find(folder);
+    const auto to = FLOORS.find(target);
+    if (from == FLOORS.end()) return "the file stands on no floor";
+    if (to == FLOORS.end()) return "includes name their floor first";
+    if (to->second > from->second) return folder + "/ includes upward";
+    if (to->second == from->second && folder != target) return folder + "/ and " + target + "/ are neighbours";
+    return "";
+}
+
+}  // namespace
+
+std::string LayerBreach(const std::string& path, const std::string& line) {
+    static const std::regex include("\\s*#\\s*include\\s*([<\"])([^>\"]+)[>\"].*");
+    std::smatch match;
+    if (!std::regex_match(line, match, include)) return "";
+    const bool quoted = match[1] == "\"";
+    const std::string header = match[2];
+
+    const std::string top = FirstFolder(path);
+    if (top == "include") return PublicHeaderBreach(header, quoted);
+    if (FirstFolder(header) == "lumomedia") return "";
+    const std::string folder = top == "src" ? FirstFolder(path.substr(4)) : top;
+    return quoted ? FloorBreach(folder, FirstFolder(header)) : SystemHeaderBreach(folder, header);
+}

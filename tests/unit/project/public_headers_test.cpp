@@ -1,0 +1,34 @@
+#include "source_tree.h"
+
+#include <gtest/gtest.h>
+
+// An application may be older than this library and include any one header first.
+TEST(PublicHeaders, EachStandsAloneAsCpp11) {
+    const auto headers = ReadSources({"include"}, {".h"});
+    ASSERT_FALSE(headers.empty());
+    unsigned compilers = 0;
+    for (const auto& names : {std::vector<std::string>{"g++"}, std::vector<std::string>{"clang++-14", "clang++"}}) {
+        const std::string compiler = FindProgram(names);
+        if (compiler.empty()) continue;
+        ++compilers;
+        for (const CSourceFile& header : headers) {
+            const auto run =
+                RunShell(compiler + " -std=c++11 -pedantic -Wall -Wextra -Wconversion -Wno-long-long -Werror " +
+                         "-fsyntax-only -I" LUMO_SOURCE_DIR "/include -x c++ " LUMO_SOURCE_DIR "/" + header.path);
+            EXPECT_EQ(run.exitCode, 0) << compiler << ", " << header.path << ":\n" << run.output;
+        }
+    }
+    EXPECT_GT(compilers, 0U) << "no compiler was found";
+}
+
+TEST(PublicHeaders, TheUmbrellaHasThemAll) {
+    const auto headers = ReadSources({"include"}, {".h"});
+    std::string umbrella;
+    for (const CSourceFile& header : headers)
+        if (header.path == "include/lumomedia/lumomedia.h") umbrella = testing::PrintToString(header.lines);
+    ASSERT_FALSE(umbrella.empty());
+    for (const CSourceFile& header : headers) {
+        if (header.path == "include/lumomedia/lumomedia.h") continue;
+        EXPECT_NE(umbrella.find("#include <" + header.path.substr(8) + ">"), std::string::npos) << header.path;
+    }
+}
