@@ -1,0 +1,171 @@
+// One list of scenarios for every role, transport and medium.
+#include "link/udp_source.h"
+#include "sim/endpoint.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr uint32_t kConnectedTimeout = 180000;
+
+class EndpointScenarios : public testing::TestWithParam<EndpointRow> {
+protected:
+    EndpointScenarios() : endpoint(GetParam().make(host)) {}
+    const EndpointRow& Row() const { return GetParam(); }
+    /// Polls until something but the expected count of keep-alives happens; gives the poll on which one left, or 0.
+    int PollsUntilKeepAlive(int limit) {
+        for (int poll = 1; poll <= limit; ++poll) {
+            EXPECT_FALSE(endpoint->IsDisconnected());
+            if (endpoint->TakeKeepAlives() > 0) return poll;
+        }
+        return 0;
+    }
+
+    CTestHost host;
+    std::unique_ptr<IEndpoint> endpoint;
+};
+
+TEST_P(EndpointScenarios, FramesPassWholeAndShortOnesDoNot) {
+    endpoint->Accept();
+    endpoint->TakeLeft();
+    const std::vector<std::string> frames = {"", "1", "22", std::string(1040, 'x')};
+    std::vector<std::string> out, in;
+    for (const std::string& frame : frames) {
+        endpoint->Write(frame);
+        for (std::string& left : endpoint->TakeLeft()) out.push_back(left);
+        if (!frame.empty()) endpoint->Arrive(frame);
+    }
+    std::vector<std::string> expectedOut, expectedIn;
+    for (const std::string& frame : frames) {
+        const auto length = static_cast<int>(frame.size());
+        if (length >= Row().minWrite) expectedOut.push_back(frame);
+        if (length >= Row().minArrive && length > 0) expectedIn.push_back(frame);
+    }
+    if (!Row().udp && Row().minWrite <= 1) {  // no length check at all: even an empty frame goes to the transport
+        ASSERT_EQ(out.size(), 4U);
+        out.erase(out.begin());
+    }
+    EXPECT_EQ(out, expectedOut);
+    EXPECT_EQ(endpoint->delivered, expectedIn);
+}
+
+TEST_P(EndpointScenarios, OneFrameAtATimeInOrder) {
+    if (!Row().udp) GTEST_SKIP() << "TCP keeps its own queue";
+    endpoint->Accept();
+    endpoint->TakeLeft();
+    for (char c = 'a'; c <= 'e'; ++c) endpoint->Write(std::string(10, c));
+    EXPECT_EQ(endpoint->Buffering(), 4U) << "one is in the session, four wait";
+    std::vector<std::string> expected;
+    for (char c = 'a'; c <= 'e'; ++c) expected.push_back(std::string(10, c));
+    EXPECT_EQ(endpoint->TakeLeft(), expected);
+    EXPECT_EQ(endpoint->Buffering(), 0U);
+}
+
+TEST_P(EndpointScenarios, ConnectTimeoutIsExact) {
+    if (Row().connectTimeout == 0) GTEST_SKIP() << "made by the far side, or by a dial with a time-out of its own";
+    host.TakeSent();
+    host.clock.Advance(Row().connectTimeout);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+    EXPECT_EQ(host.TakeSent().size(), Row().resendsConnect ? 1U : 0U);
+    host.clock.Advance(1);
+    EXPECT_TRUE(endpoint->IsDisconnected());
+}
+
+TEST_P(EndpointScenarios, ConnectedTimeoutIsExactAndAClockThatGoesBackRestartsIt) {
+    if (!Row().udp) GTEST_SKIP() << "a TCP connection reports its own loss";
+    endpoint->Accept();
+    host.clock.Advance(kConnectedTimeout);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+    const uint32_t before = host.clock.Now();
+    host.clock.Set(before - kConnectedTimeout - 5000);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+    host.clock.Advance(kConnectedTimeout);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+    host.clock.Advance(1);
+    EXPECT_TRUE(endpoint->IsDisconnected());
+}
+
+TEST_P(EndpointScenarios, AFrameFromTheFarSideIsASignOfLife) {
+    if (!Row().udp) GTEST_SKIP() << "a TCP connection reports its own loss";
+    endpoint->Accept();
+    host.clock.Advance(kConnectedTimeout);
+    endpoint->Arrive("life");
+    host.clock.Advance(kConnectedTimeout);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+}
+
+TEST_P(EndpointScenarios, KeepAlivesComeOnTheirPoll) {
+    endpoint->Accept();
+    EXPECT_EQ(endpoint->TakeKeepAlives(), Row().keepAlivesAtAccept);
+    const int limit = 40;
+    EXPECT_EQ(PollsUntilKeepAlive(limit), Row().keepAliveEvery);
+    if (Row().keepAliveEvery != 0) EXPECT_EQ(PollsUntilKeepAlive(limit), Row().keepAliveEvery);
+}
+
+TEST_P(EndpointScenarios, DataRestartsTheKeepAliveCountWhereItShould) {
+    if (Row().udp || Row().keepAliveEvery == 0) GTEST_SKIP() << "TCP only";
+    endpoint->Accept();
+    for (int poll = 1; poll < Row().keepAliveEvery; ++poll) endpoint->IsDisconnected();
+    endpoint->Write("data");
+    endpoint->TakeLeft();
+    EXPECT_EQ(PollsUntilKeepAlive(40), Row().dataRestartsKeepAlive ? Row().keepAliveEvery : 1);
+}
+
+TEST_P(EndpointScenarios, AWaitingQueueHoldsTheKeepAliveBackAndALossIsReported) {
+    if (Row().udp) GTEST_SKIP() << "TCP only";
+    endpoint->Accept();
+    endpoint->TakeLeft();
+    endpoint->SetQueued(1);
+    EXPECT_EQ(endpoint->Buffering(), 1U);
+    EXPECT_EQ(PollsUntilKeepAlive(40), 0);
+    endpoint->Lose();
+    EXPECT_TRUE(endpoint->IsDisconnected());
+}
+
+TEST_P(EndpointScenarios, GoodbyesAreSaidOnlyByTheConnected) {
+    if (Row().connectTimeout != 0) {
+        auto never = GetParam().make(host);
+        never->Release();
+        EXPECT_EQ(never->TakeGoodbyes(), 0);
+    }
+    endpoint->Accept();
+    endpoint->TakeGoodbyes();
+    endpoint->Release();
+    EXPECT_EQ(endpoint->TakeGoodbyes(), Row().goodbyes);
+}
+
+TEST_P(EndpointScenarios, ARepeatedAcceptanceNotifiesOnce) {
+    if (Row().connectTimeout == 0) GTEST_SKIP() << "not accepted by datagram";
+    endpoint->Accept();
+    endpoint->Accept();
+    EXPECT_EQ(endpoint->NotifiedConnected(), 1);
+}
+
+TEST_P(EndpointScenarios, CutAndLengthenedDatagramsAreDropped) {
+    for (const std::string& datagram : endpoint->InboundDatagrams()) {
+        host.TakeSent();
+        for (size_t length = 1; length < datagram.size(); ++length) host.Deliver(datagram.substr(0, length));
+        const bool open = datagram.size() > 14;  // ends in a session packet: any length may follow
+        if (!open) host.Deliver(datagram + "x");
+        EXPECT_TRUE(host.TakeSent().empty() || open) << ToHex(datagram);
+        EXPECT_TRUE(endpoint->delivered.empty() || open) << ToHex(datagram);
+        EXPECT_EQ(endpoint->NotifiedConnected(), 0);
+    }
+    EXPECT_TRUE(endpoint->delivered.empty() || Row().udp);
+}
+
+TEST_P(EndpointScenarios, AnEndpointTooFarBehindCountsAsGone) {
+    if (!Row().udp) GTEST_SKIP() << "counted by the network library";
+    endpoint->Accept();
+    const std::string frame(4 * 1024 * 1024, 'x');
+    for (int i = 0; i < 64; ++i) endpoint->Write(frame);
+    EXPECT_FALSE(endpoint->IsDisconnected());
+    endpoint->Write(frame);
+    endpoint->Write(frame);
+    EXPECT_TRUE(endpoint->IsDisconnected());
+}
+
+INSTANTIATE_TEST_SUITE_P(File, EndpointScenarios, testing::ValuesIn(FileEndpoints()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace

@@ -1,0 +1,142 @@
+// The small building blocks: identities, tables, addresses, silence and poll counts.
+#include "link/activity.h"
+#include "link/channel_hub.h"
+#include "link/id_table.h"
+#include "link/mcu_address.h"
+#include "link/object_id.h"
+#include "support/virtual_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace {
+
+TEST(ObjectID, IsUniqueAmongLiveObjectsAndNeverZero) {
+    std::vector<std::unique_ptr<CObjectID>> ids;
+    std::set<uint32_t> seen;
+    for (int i = 0; i < 10000; ++i) {
+        ids.push_back(std::make_unique<CObjectID>());
+        EXPECT_NE(ids.back()->Get(), 0U);
+        EXPECT_TRUE(seen.insert(ids.back()->Get()).second);
+    }
+    int ascending = 0;
+    for (size_t i = 1; i < ids.size(); ++i) ascending += ids[i]->Get() == ids[i - 1]->Get() + 1;
+    EXPECT_LT(ascending, 3) << "guessable";
+}
+
+TEST(IDTable, KeepsItsTwoIndicesInStep) {
+    CIDTable<int> table(0);
+    int a = 1, b = 2, c = 3;
+    table.Put(30, &a, 7, 100);
+    table.Put(10, &b, 7, 200);
+    table.Put(20, &c);
+    std::vector<int> order;
+    table.ForEach([&](int& value) { order.push_back(value); });
+    EXPECT_EQ(order, (std::vector<int>{2, 3, 1})) << "ascending IDs";
+
+    EXPECT_TRUE(table.WithPair(7, 200, [&](int& value) { EXPECT_EQ(value, 2); }));
+    table.Put(40, &c, 7, 200);  // a newer object of the same far side
+    EXPECT_EQ(table.Take(10), &b);
+    EXPECT_TRUE(table.WithPair(7, 200, [&](int& value) { EXPECT_EQ(value, 3); })) << "the newer one is still found";
+    EXPECT_EQ(table.Take(40), &c);
+    EXPECT_FALSE(table.WithPair(7, 200, [](int&) {}));
+    EXPECT_EQ(table.TakeIf(30, [](int&) { return false; }), nullptr);
+    EXPECT_TRUE(table.WithPair(7, 100, [](int&) {}));
+    EXPECT_EQ(table.Take(99), nullptr);
+}
+
+TEST(IDTable, SweepEndsEachOutsideTheLockAndSeesWhatEndingChanges) {
+    CIDTable<int> table(0);
+    int values[] = {1, 2, 3, 4};
+    for (uint32_t i = 0; i < 4; ++i) table.Put(i, &values[i]);
+    std::vector<int> ended;
+    table.Sweep([](int& value) { return value % 2 == 0; },
+                [&](int* value) {
+                    ended.push_back(*value);
+                    table.Take(3);  // ending one takes another out
+                });
+    EXPECT_EQ(ended, (std::vector<int>{2}));
+    EXPECT_EQ(table.Size(), 2U);
+}
+
+struct McuRow {
+    CMcuAddress peer, local;
+    bool peerOnly;
+    bool choosesPeer;
+};
+
+TEST(McuAddress, RelayRule) {
+    const uint32_t a = 1, b = 2, c = 3;
+    const McuRow rows[] = {
+        {{{a, 0, b}, 7000}, {{c, a, 0}, 7000}, false, true},   // one server under two names
+        {{{a, 0, b}, 7000}, {{c, 0, 0}, 7000}, false, false},  // a nearer one
+        {{{a, 0, b}, 7000}, {{c, 0, 0}, 7000}, true, true},
+        {{{a, 0, b}, 7000}, {{c, 0, 0}, 0}, false, true},
+        {{{a, 0, b}, 7000}, {{0, 0, 0}, 7000}, false, true},
+        {{{0, 0, 0}, 7000}, {{0, 0, c}, 7000}, false, false},  // zeros are no address in common
+    };
+    for (const McuRow& row : rows) EXPECT_EQ(ChoosePeerMcu(row.peer, row.local, row.peerOnly), row.choosesPeer);
+}
+
+TEST(McuAddress, EachDistinctAddressOnce) {
+    const auto distinct = [](uint32_t x, uint32_t y, uint32_t z) {
+        std::vector<uint32_t> ips;
+        CMcuAddress{{x, y, z}, 1}.ForEachDistinct([&](uint32_t ip) { ips.push_back(ip); });
+        return ips;
+    };
+    using IPs = std::vector<uint32_t>;
+    EXPECT_EQ(distinct(1, 1, 2), (IPs{1, 2}));
+    EXPECT_EQ(distinct(1, 2, 1), (IPs{1, 2}));
+    EXPECT_EQ(distinct(0, 0, 3), (IPs{3}));
+    EXPECT_EQ(distinct(3, 0, 3), (IPs{3}));
+    EXPECT_EQ(distinct(0, 0, 0), (IPs{}));
+    EXPECT_EQ(distinct(1, 2, 3), (IPs{1, 2, 3}));
+}
+
+TEST(Activity, IsStrictAndForgivesAClockThatGoesBack) {
+    CVirtualClock clock(5000);
+    CActivity activity;
+    EXPECT_TRUE(activity.SilentFor(4999)) << "0 at construction";
+    activity.Touch();
+    clock.Advance(100);
+    EXPECT_FALSE(activity.SilentFor(100));
+    EXPECT_TRUE(activity.SilentFor(99));
+    clock.Set(10);
+    EXPECT_FALSE(activity.SilentFor(0));
+    EXPECT_EQ(activity.Last(), 10U);
+}
+
+TEST(PollCount, FiresOnEveryNth) {
+    const auto polls = [](CPollCount& count) {
+        int poll = 1;
+        while (!count.Poll()) ++poll;
+        return poll;
+    };
+    for (uint8_t every : {uint8_t{11}, uint8_t{12}, uint8_t{22}}) {
+        CPollCount count(every, CPollCount::kAtOnce);
+        EXPECT_EQ(polls(count), 1);
+        EXPECT_EQ(polls(count), every);
+        count.Poll();
+        count.Restart();
+        EXPECT_EQ(polls(count), every);
+    }
+}
+
+TEST(LeastBuffered, IsTheMinimumAndNeverMoreThanTheCeiling) {
+    struct Row {
+        std::vector<uint32_t> waiting;
+        uint32_t result;
+    };
+    const Row rows[] = {{{}, 0}, {{3, 9000}, 3}, {{9000, 10000}, 8192}, {{5, 0, 7}, 0}, {{8192}, 8192}};
+    for (const Row& row : rows) {
+        CLeastBuffered least;
+        for (uint32_t waiting : row.waiting)
+            if (!least.Ask(waiting)) break;
+        EXPECT_EQ(least.Result(), row.result);
+    }
+}
+
+}  // namespace
