@@ -1,12 +1,21 @@
 // The reliable datagram session: whole frames, in order, once, over datagrams that get lost, late and doubled.
 #pragma once
 
+#include "core/lock_ranks.h"
+#include "core/reassembly.h"
 #include "core/sctp_session_receiver.h"
 #include "core/sctp_session_sender.h"
+#include "core/session_constants.h"
+#include "core/session_statistics.h"
 #include "platform/lumobase/data_buffer.h"
 
-/// A base class that knows nothing of addresses and envelopes. Feed it from one thread at a time; everything else may
-/// be called on any thread. Close it before it is destroyed.
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <memory>
+
+/// A base class that knows nothing of addresses and envelopes. Feed, open and close it from one thread at a time;
+/// everything else may be called on any thread. Close it before it is destroyed.
 class CSCTPSession : public CSCTPSessionSender, public CSCTPSessionReceiver {
 public:
     CSCTPSession();
@@ -34,17 +43,44 @@ public:
     void SetResendTime(unsigned long milliseconds);
     void SetMaxPacketDataLen(unsigned long length);
 
+    SessionStatistics GetStatistics() const;
+
     /// The next packet to enter the window, or null. Cuts it from the oldest queued frame.
-    CSCTPPacket* GetNextSendPacket() override;
-    void SendPacket(CSCTPPacket* packet) override;
+    CSCTPPacket* GetNextSendPacket() override LUMO_REQUIRES(m_csWindow);
+    void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
     /// One whole frame. The buffer is the session's own and valid only during the call.
     virtual void OnSCTPSessionReceivedFrame(char* frame, int length) = 0;
-    /// What the session calls with a whole frame; hands it to OnSCTPSessionReceivedFrame. For owners that wrap it.
-    virtual void DeliverFrame(char* frame, int length) { OnSCTPSessionReceivedFrame(frame, length); }
     /// Puts one packet (header and payload) on the wire. The session::kEnvelopeRoom bytes before `packet` may be
     /// overwritten with the envelope. May be called with the window lock held: must not wait.
     virtual void SendSCTPData(char* packet, int length) = 0;
+    /// What the session calls with a whole frame; hands it to OnSCTPSessionReceivedFrame. For owners that wrap it.
+    virtual void DeliverFrame(char* frame, int length) { OnSCTPSessionReceivedFrame(frame, length); }
+
     void OnReceivedPacket(CSCTPPacket* packet) override;
     void SendAck(bool flag, unsigned short sequence) override;
-    // ... private: see the implementer
+
+private:
+    bool StartCutting() LUMO_REQUIRES(m_csWindow);
+    void FinishCutting() LUMO_REQUIRES(m_csWindow);
+
+    CCritSec m_csPending{kRankSessionPending};
+    std::list<std::unique_ptr<CDataBuffer>> m_pending LUMO_GUARDED_BY(m_csPending);  // whole frames
+    std::unique_ptr<CDataBuffer> m_pCutting LUMO_GUARDED_BY(m_csWindow);             // partly in the window
+    int m_nCut LUMO_GUARDED_BY(m_csWindow) = 0;
+    std::atomic<uint32_t> m_nUncut{0};  // frames pending or being cut
+
+    std::atomic<uint32_t> m_ulResendTime{session::kFirstResendTimeout};
+    std::atomic<int> m_nPayloadLen{static_cast<int>(session::kPayloadLen)};
+    std::atomic<uint8_t> m_byWindowSize{session::kMaxWindow};
+
+    // The receive thread's.
+    CReassembly m_reassembly;
+    char m_ackBytes[session::kEnvelopeRoom + session::kHeaderLen] = {};
+    CSCTPPacket m_ack;  // wraps the bytes above
+    session::CCounter m_nPacketsReceived;
+    session::CCounter m_nBytesReceived;
+    session::CCounter m_nFramesReceived;
+    session::CCounter m_nAcksSent;
+
+    session::CCounter m_nFramesSent;  // written under the pending lock
 };

@@ -1,0 +1,32 @@
+// Packets that arrived before their turn, in sequence order.
+#pragma once
+
+#include "lumomedia/packet.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// Holds deep copies, session::kMaxHeldPackets at most. Not synchronised.
+class CHeldPackets {
+public:
+    size_t Size() const { return m_held.size() - m_nFirst; }
+    bool Contains(uint16_t sequence) const;
+    /// Whether a packet of this sequence would stand before everything held.
+    bool WouldBeFirst(uint16_t sequence) const;
+    /// False when full or without memory.
+    bool Insert(CSCTPPacket& packet);
+    /// Takes the first packet out if it has this sequence; null otherwise.
+    std::unique_ptr<CSCTPPacket> TakeFirst(uint16_t sequence);
+    void Clear();
+
+private:
+    struct Held {
+        uint16_t sequence;
+        std::unique_ptr<CSCTPPacket> packet;
+    };
+
+    std::vector<Held> m_held;
+    size_t m_nFirst = 0;  // those before it are taken
+};

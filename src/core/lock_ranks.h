@@ -1,0 +1,5 @@
+// Places of the session's locks in the lock order; the rest of the order stands one floor up.
+#pragma once
+
+inline constexpr int kRankSessionWindow = 800;
+inline constexpr int kRankSessionPending = 900;

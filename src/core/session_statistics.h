@@ -1,0 +1,42 @@
+// What a session counts.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+/// A snapshot of one session's counters since it was made.
+struct SessionStatistics {
+    uint64_t packetsSent = 0;      // repetitions and acknowledgements included
+    uint64_t packetsReceived = 0;  // well-formed ones
+    uint64_t bytesSent = 0;        // payload, repetitions included
+    uint64_t bytesReceived = 0;    // payload, duplicates included
+    uint64_t framesSent = 0;       // handed to the session
+    uint64_t framesReceived = 0;   // delivered
+    uint64_t retransmitted = 0;
+    uint64_t duplicates = 0;
+    uint32_t roundTripMs = 0;  // smoothed, of packets sent once; 0 until measured
+};
+
+/// All sessions of the process, ended ones included.
+struct SessionTotals {
+    uint64_t retransmitted;
+    uint64_t duplicates;
+};
+SessionTotals GetSessionTotals();
+
+namespace session {
+
+/// Written by one thread at a time, read by any: an increment needs no locked instruction.
+class CCounter {
+public:
+    void Add(uint64_t count = 1) { m_nCount.store(Get() + count, std::memory_order_relaxed); }
+    uint64_t Get() const { return m_nCount.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<uint64_t> m_nCount{0};
+};
+
+void CountRetransmitted();
+void CountDuplicate();
+
+}  // namespace session
