@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Installs a built tree into a temporary prefix, moves it, and uses it as three kinds of outside project would.
+#   install_test.sh SOURCE_FOLDER BUILD_FOLDER CXX
+set -euo pipefail
+source=$1
+build=$2
+export CXX=$3
+work=$(mktemp -d)
+relay=
+trap '[[ -z $relay ]] || kill "$relay" 2>/dev/null; rm -rf "$work"' EXIT
+
+fail() { echo "FAILED: $*" >&2; exit 1; }
+quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; fail "$*"; }; }
+expect_port() {  # PROGRAM: it opens the local MCU, says its port and ends well
+    local words
+    words=$("$1") || fail "$1 ended with $?"
+    [[ $words =~ ^local\ port\ [1-9][0-9]*$ ]] || fail "$1 said '$words'"
+}
+
+unset DESTDIR
+quietly cmake --install "$build" --prefix "$work/first"
+prefix=$work/moved
+mv "$work/first" "$prefix"
+libdir=$(dirname "$(find "$prefix" -name liblumomedia.so)")
+
+echo "== the library and the program"
+readelf -d "$libdir/liblumomedia.so" | grep -q 'SONAME.*\[liblumomedia\.so\.[0-9]*\]' || fail "no SONAME"
+grep -rlF -e "$work/first" -e "$source" "$prefix" --include='*.cmake' --include='*.pc' && fail "a package file names a folder of the build"
+for file in include/lumomedia/lumomedia.h share/doc/lumomedia/LICENSE; do
+    [[ -s $prefix/$file ]] || fail "$file was not installed"
+done
+[[ $(find "$prefix/include" -type f | wc -l) == $(find "$source/include" -name '*.h' | wc -l) ]] || fail "headers differ"
+ldd "$prefix/bin/lumo" | grep lumomedia && fail "lumo needs the shared library"
+quietly "$prefix/bin/lumo" --help
+
+echo "== find_package"
+quietly cmake -S "$source/examples/embed_file" -B "$work/package" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_STANDARD=11 -DCMAKE_CXX_EXTENSIONS=OFF
+quietly cmake --build "$work/package"
+expect_port "$work/package/embed_file"
+
+echo "== pkg-config"
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+[[ $(pkg-config --modversion lumomedia) =~ ^[0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "pkg-config gives no version"
+# shellcheck disable=SC2046
+quietly "$CXX" -std=c++11 -o "$work/plain" "$source/examples/embed_file/main.cpp" $(pkg-config --cflags --libs lumomedia) -pthread
+LD_LIBRARY_PATH=$libdir expect_port "$work/plain"
+
+echo "== add_subdirectory"
+mkdir "$work/outer"
+cat >"$work/outer/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.18)
+project(outer LANGUAGES CXX)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+add_subdirectory($source lumomedia)
+add_subdirectory($source/examples/embed_file app)
+END
+launcher=$(command -v ccache || true)
+quietly cmake -S "$work/outer" -B "$work/outer/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_STANDARD=11 \
+    ${launcher:+-DCMAKE_CXX_COMPILER_LAUNCHER="$launcher"}
+quietly cmake --build "$work/outer/build" -j 2
+expect_port "$work/outer/build/app/embed_file"
+extra=$(find "$work/outer/build" -name CMakeFiles -prune -o -type f \( -perm -u+x -o -name '*.a' \) -print |
+    grep -v -E '/liblumomedia\.so[.0-9]*$|/embed_file$' || true)
+[[ -z $extra ]] || fail "the outer project also built $extra"
+flags=$(grep '"command".*embed_file/main.cpp' "$work/outer/build/compile_commands.json")
+grep -E -- '-Wall|-Wconversion|\+\+20|-fsanitize|ASIO|LUMOMEDIA_BUILDING' <<<"$flags" && fail "our flags leak into the outer project"
+quietly cmake --install "$work/outer/build" --prefix "$work/outer/prefix"
+[[ ! -e $work/outer/prefix ]] || [[ -z $(find "$work/outer/prefix" -type f) ]] || fail "the outer project installs our files"
+
+echo "install test: all passed"
