@@ -1,3 +1,4 @@
+#include "core/session_statistics.h"
 #include "link/link_registry.h"
 #include "lumomedia/local_mcu.h"
 #include "lumomedia/statistics.h"

@@ -107,19 +107,19 @@ void CFrameLink::MarkIdle() {
 }
 
 void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
-    const CSessionCounters& counters = Counters();
+    const SessionStatistics session = GetStatistics();
     statistics = LumoLinkStatistics();
     DescribeLink(statistics);
-    statistics.ullPacketsSent = counters.packetsSent.load(std::memory_order_relaxed);
-    statistics.ullPacketsReceived = counters.packetsReceived.load(std::memory_order_relaxed);
-    statistics.ullBytesSent = counters.bytesSent.load(std::memory_order_relaxed);
-    statistics.ullBytesReceived = counters.bytesReceived.load(std::memory_order_relaxed);
-    statistics.ullFramesSent = counters.framesSent.load(std::memory_order_relaxed);
-    statistics.ullFramesReceived = counters.framesReceived.load(std::memory_order_relaxed);
-    statistics.ullRetransmitted = counters.retransmitted.load(std::memory_order_relaxed);
-    statistics.ullDuplicates = counters.duplicates.load(std::memory_order_relaxed);
+    statistics.ullPacketsSent = session.packetsSent;
+    statistics.ullPacketsReceived = session.packetsReceived;
+    statistics.ullBytesSent = session.bytesSent;
+    statistics.ullBytesReceived = session.bytesReceived;
+    statistics.ullFramesSent = session.framesSent;
+    statistics.ullFramesReceived = session.framesReceived;
+    statistics.ullRetransmitted = session.retransmitted;
+    statistics.ullDuplicates = session.duplicates;
     statistics.ullFramesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
-    statistics.ulRoundTripMs = counters.roundTripMs.load(std::memory_order_relaxed);
+    statistics.ulRoundTripMs = session.roundTripMs;
     statistics.ulQueuedFrames = static_cast<unsigned long>(GetCount());
     statistics.ullQueuedBytes = GetByteCount();
 }
