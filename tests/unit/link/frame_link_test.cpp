@@ -1,0 +1,150 @@
+// The frame link: its queue, its pump and what it does with exceptions and limits.
+#include "link/frame_link.h"
+
+#include "link/link_registry.h"
+#include "link/work_signal.h"
+#include "support/session_wire.h"
+#include "support/virtual_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+/// Keeps what leaves and what is delivered.
+class CTestLink : public CFrameLink {
+public:
+    ~CTestLink() override { CloseLink(); }
+    void OnSCTPSessionReceivedFrame(char* frame, int length) override {
+        delivered.emplace_back(frame, static_cast<size_t>(length));
+        if (throws) throw std::runtime_error("the application's");
+    }
+    void SendSCTPData(char* packet, int length) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        left.emplace_back(packet, static_cast<size_t>(length));
+        ready.notify_one();
+    }
+    /// The next packet that left; empty after `milliseconds` without one.
+    std::string TakeLeft(int milliseconds = 0) {
+        std::unique_lock<std::mutex> lock(mutex);
+        ready.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return !left.empty(); });
+        if (left.empty()) return "";
+        std::string packet = std::move(left.front());
+        left.pop_front();
+        return packet;
+    }
+
+    std::vector<std::string> delivered;
+    bool throws = false;
+
+protected:
+    void DescribeLink(LumoLinkStatistics& statistics) const override { statistics.ulLinkID = 42; }
+
+private:
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::deque<std::string> left;
+};
+
+TEST(FrameLink, TheFrameAfterLeavesWithTheLastAcknowledgementAndIdleCostsNothing) {
+    CVirtualClock clock;
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
+    ASSERT_TRUE(link.QueueFrame("first", 5));
+    ASSERT_TRUE(link.QueueFrame("second", 6));
+    EXPECT_TRUE(CWorkSignal::Get().AnyBusy());
+    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "first") << "without waiting for the worker";
+    EXPECT_EQ(link.TakeLeft(), "");
+    const std::string ack = session_wire::Ack(0);
+    link.OnPacket(ack.data(), static_cast<int>(ack.size()));
+    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "second");
+    EXPECT_FALSE(link.Pump());
+    clock.Advance(200);
+    EXPECT_TRUE(link.Pump()) << "the worker repeats it";
+    const std::string last = session_wire::Ack(1);
+    link.OnPacket(last.data(), static_cast<int>(last.size()));
+    EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
+    EXPECT_FALSE(link.Pump());
+}
+
+TEST(FrameLink, WhileHeldFramesWaitButAcknowledgementsLeave) {
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.SetHeld(true);
+    link.QueueFrame("wait", 4);
+    EXPECT_EQ(link.TakeLeft(), "");
+    const std::string data = session_wire::Data(0, "in");
+    link.OnPacket(data.data(), static_cast<int>(data.size()));
+    EXPECT_FALSE(session_wire::IsData(link.TakeLeft()));
+    EXPECT_EQ(link.delivered, (std::vector<std::string>{"in"}));
+    link.SetHeld(false);
+    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "wait");
+}
+
+TEST(FrameLink, LimitsDropsAndStatistics) {
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.SetQueueLimit(10);
+    link.QueueFrame("one", 3);
+    link.QueueFrame("0123456789", 10);
+    EXPECT_FALSE(link.IsOverLimit());
+    link.QueueFrame("x", 1);
+    EXPECT_TRUE(link.IsOverLimit());
+    EXPECT_FALSE(link.QueueFrame("x", 64 * 1024 * 1024 + 1)) << "refused before a byte is read";
+    link.DropQueue();
+    EXPECT_FALSE(link.IsOverLimit());
+
+    LumoLinkStatistics statistics;
+    const size_t last = LinkRegistry().Count() - 1;
+    ASSERT_TRUE(LinkRegistry().Fill(last, statistics));
+    EXPECT_EQ(statistics.ulLinkID, 42U);
+    EXPECT_EQ(statistics.ullFramesDropped, 3U);
+    EXPECT_EQ(statistics.ullFramesSent, 1U);
+    link.CloseLink();
+    EXPECT_FALSE(LinkRegistry().Fill(last, statistics));
+}
+
+TEST(FrameLink, AnExceptionOfTheApplicationEndsAtTheLink) {
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.throws = true;
+    for (uint16_t i = 0; i < 2; ++i) {
+        const std::string data = session_wire::Data(i, "in");
+        link.OnPacket(data.data(), static_cast<int>(data.size()));
+        EXPECT_FALSE(session_wire::IsData(link.TakeLeft())) << "acknowledged all the same";
+    }
+    EXPECT_EQ(link.delivered.size(), 2U);
+}
+
+TEST(FrameLink, FramesOfManyThreadsAllLeaveWithoutAWorker) {
+    constexpr int kThreads = 4, kFrames = 500;
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    std::vector<std::thread> threads;
+    for (char t = 0; t < kThreads; ++t)
+        threads.emplace_back([&link, t] {
+            for (int i = 0; i < kFrames; ++i) {
+                const std::string frame = std::string(1, static_cast<char>('a' + t)) + std::to_string(i);
+                link.QueueFrame(frame.data(), static_cast<int>(frame.size()));
+            }
+        });
+    int next[kThreads] = {};
+    for (int seen = 0; seen < kThreads * kFrames; ++seen) {
+        const std::string packet = link.TakeLeft(20000);
+        ASSERT_FALSE(packet.empty()) << "a frame was left behind after " << seen;
+        const std::string frame = session_wire::Payload(packet);
+        EXPECT_EQ(frame.substr(1), std::to_string(next[frame[0] - 'a']++));
+        const std::string ack = session_wire::Ack(session_wire::Sequence(packet));
+        link.OnPacket(ack.data(), static_cast<int>(ack.size()));
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(link.IsSendIdle());
+}
+
+}  // namespace
