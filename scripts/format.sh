@@ -6,4 +6,4 @@ mode=(-i)
 [[ ${1:-} != --check ]] || mode=(--dry-run -Werror)
 git ls-files -z --cached --others --exclude-standard '*.h' '*.cpp' |
     while IFS= read -r -d '' file; do [[ ! -e $file ]] || printf '%s\0' "$file"; done |
-    xargs -0 -r -n 20 -P "$(nproc)" clang-format-14 "${mode[@]}"
+    xargs -0 -r clang-format-14 "${mode[@]}"
