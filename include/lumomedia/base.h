@@ -8,7 +8,8 @@
 #include <string>
 
 /// A packet of named, typed attributes that travels over the application's signalling channel.
-/// Not synchronised: one thread at a time. Getters of an absent attribute, or of one of another type, give "", false, 0.
+/// Not synchronised: one thread at a time. Getters of an absent attribute, or of one of another type, give "", false,
+/// 0.
 class LUMO_API CCmdPacket {
 public:
     CCmdPacket();

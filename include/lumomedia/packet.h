@@ -114,7 +114,8 @@ class LUMO_API CDataInPacket {
 public:
     CDataInPacket(char* data, int length);
     CDataInPacket& operator=(const CDataInPacket&);
-    CDataInPacket(const CDataInPacket& other) : m_pCursor(other.m_pCursor), m_pStart(other.m_pStart), m_nLength(other.m_nLength) {}
+    CDataInPacket(const CDataInPacket& other)
+        : m_pCursor(other.m_pCursor), m_pStart(other.m_pStart), m_nLength(other.m_nLength) {}
 
     /// The length given at construction, not what is left.
     int GetLength();
@@ -133,7 +134,8 @@ public:
 
 private:
     int Left() const { return m_nLength - static_cast<int>(m_pCursor - m_pStart); }
-    template <class T> bool Get(T& value, int length) {
+    template <class T>
+    bool Get(T& value, int length) {
         if (Left() < length) return false;
         unsigned long long wide = 0;
         for (int i = 0; i < length; ++i)

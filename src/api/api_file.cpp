@@ -47,9 +47,8 @@ IFileSender* CreateFileSenderUDP(IFileSenderNotify& notify, unsigned long ulFile
     const CMcuAddress mcu = Mcu(ulMCUIP0, ulMCUIP1, ulMCUIP2, usMCUPort);
     auto* made =
         Make([&] { return CLocalMCUFile::CreateFileSenderUDP(notify, static_cast<uint32_t>(ulFileChannelID)); });
-    return Connected(made, [&](CFileSenderUDP& sender) {
-        return sender.Connect(mcu.ips[0], mcu.ips[1], mcu.ips[2], mcu.port);
-    });
+    return Connected(
+        made, [&](CFileSenderUDP& sender) { return sender.Connect(mcu.ips[0], mcu.ips[1], mcu.ips[2], mcu.port); });
 }
 
 IFileSender* CreateFileSenderTCP(IFileSenderNotify& notify, unsigned long ulFileChannelID, unsigned long ulMCUIP0,

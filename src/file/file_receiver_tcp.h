@@ -22,6 +22,6 @@ public:
 
 private:
     CTcpLink m_link;
-    CMcuAddress m_peerMcu;   // both set before the dial
+    CMcuAddress m_peerMcu;  // both set before the dial
     CMcuAddress m_localMcu;
 };

@@ -22,17 +22,28 @@ struct CFileDispatch {
     static Handler Find(const wire::CommandRow& row) {
         if (row.longForm) return nullptr;
         switch (row.code) {
-            case wire::UDP_FILE_SINK_CONNECT: return &CLocalMCUFile::OnSinkConnect;
-            case wire::UDP_FILE_SINK_CONNECT_ACK: return &CLocalMCUFile::OnSinkConnectAck;
-            case wire::UDP_FILE_SINK_KEEP_ALIVE: return &CLocalMCUFile::OnSinkKeepAlive;
-            case wire::UDP_FILE_SINK_KEEP_ALIVE_ACK: return &CLocalMCUFile::OnSinkKeepAliveAck;
-            case wire::UDP_FILE_SINK_FRAME: return &CLocalMCUFile::OnSinkFrame;
-            case wire::UDP_FILE_SINK_FRAME_ACK: return &CLocalMCUFile::OnSinkFrameAck;
-            case wire::UDP_FILE_SINK_DISCONNECT: return &CLocalMCUFile::OnSinkDisconnect;
-            case wire::UDP_FILE_SOURCE_CONNECT_ACK: return &CLocalMCUFile::OnSourceConnectAck;
-            case wire::UDP_FILE_SOURCE_FRAME_ACK: return &CLocalMCUFile::OnSourceFrameAck;
-            case wire::UDP_FILE_SOURCE_KEEP_ALIVE: return &CLocalMCUFile::OnSourceKeepAlive;
-            default: return nullptr;
+            case wire::UDP_FILE_SINK_CONNECT:
+                return &CLocalMCUFile::OnSinkConnect;
+            case wire::UDP_FILE_SINK_CONNECT_ACK:
+                return &CLocalMCUFile::OnSinkConnectAck;
+            case wire::UDP_FILE_SINK_KEEP_ALIVE:
+                return &CLocalMCUFile::OnSinkKeepAlive;
+            case wire::UDP_FILE_SINK_KEEP_ALIVE_ACK:
+                return &CLocalMCUFile::OnSinkKeepAliveAck;
+            case wire::UDP_FILE_SINK_FRAME:
+                return &CLocalMCUFile::OnSinkFrame;
+            case wire::UDP_FILE_SINK_FRAME_ACK:
+                return &CLocalMCUFile::OnSinkFrameAck;
+            case wire::UDP_FILE_SINK_DISCONNECT:
+                return &CLocalMCUFile::OnSinkDisconnect;
+            case wire::UDP_FILE_SOURCE_CONNECT_ACK:
+                return &CLocalMCUFile::OnSourceConnectAck;
+            case wire::UDP_FILE_SOURCE_FRAME_ACK:
+                return &CLocalMCUFile::OnSourceFrameAck;
+            case wire::UDP_FILE_SOURCE_KEEP_ALIVE:
+                return &CLocalMCUFile::OnSourceKeepAlive;
+            default:
+                return nullptr;
         }
     }
     /// Commands of subscribers, which a relay server may want to refuse.
@@ -46,8 +57,7 @@ void CLocalMCUFile::OnUdpClientNotifyReceivedFrame(const char* data, int length,
                                                    unsigned short port) {
     LUMO_LOG_LINE("CLocalMCUFile::OnUdpClientNotifyReceivedFrame");
     if (!data || length < 2) return;
-    const wire::CommandRow* row =
-        wire::FindCommand(wire::Kind::File, reinterpret_cast<const uint8_t*>(data), length);
+    const wire::CommandRow* row = wire::FindCommand(wire::Kind::File, reinterpret_cast<const uint8_t*>(data), length);
     if (!row) return;
     const CServerDatagram datagram{*row, data, length, static_cast<uint32_t>(ip), port};
     IServerHooks* hooks = GetServerHooks();
@@ -119,9 +129,8 @@ void CLocalMCUFile::OnSourceConnectAck(const CServerDatagram& datagram) {
 
 void CLocalMCUFile::OnSourceFrameAck(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
-    m_mapFileSender.With(fields.U32(), [&](CFileSenderUDP& sender) {
-        sender.OnReceivedFrameAck(fields.Rest(), fields.Left());
-    });
+    m_mapFileSender.With(fields.U32(),
+                         [&](CFileSenderUDP& sender) { sender.OnReceivedFrameAck(fields.Rest(), fields.Left()); });
 }
 
 void CLocalMCUFile::OnSourceKeepAlive(const CServerDatagram& datagram) {

@@ -9,9 +9,9 @@
 #include <atomic>
 #include <cstdint>
 
-/// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs on
-/// the worker's turn, on the thread that queues a frame, and after each received packet; whoever finds it running leaves
-/// a mark that the runner honours before it goes.
+/// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
+/// on the worker's turn, on the thread that queues a frame, and after each received packet; whoever finds it running
+/// leaves a mark that the runner honours before it goes.
 class CFrameLink : public CSCTPSession, public CBufferPool {
 public:
     CFrameLink();

@@ -3,8 +3,8 @@
 
 namespace lock_order {
 
-inline constexpr int kConnectGate = 100;   // looking a channel up, making a sink and entering it is one step
-inline constexpr int kMediumTable = 200;   // sinks, receivers, senders, sessions of a medium
+inline constexpr int kConnectGate = 100;  // looking a channel up, making a sink and entering it is one step
+inline constexpr int kMediumTable = 200;  // sinks, receivers, senders, sessions of a medium
 inline constexpr int kPeerMap = 300;
 inline constexpr int kChannelTable = 400;
 inline constexpr int kChannelSinks = 500;  // a channel's sink list
@@ -12,6 +12,6 @@ inline constexpr int kChannelReceiver = 510;
 inline constexpr int kPump = 600;
 inline constexpr int kFrameQueue = 700;
 // 800 session window, 900 session pending: core/lock_ranks.h
-inline constexpr int kLeaf = 1100;         // holds nothing else, is held for a few instructions
+inline constexpr int kLeaf = 1100;  // holds nothing else, is held for a few instructions
 
 }  // namespace lock_order

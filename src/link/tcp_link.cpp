@@ -19,8 +19,8 @@ bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID) {
 
 bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy) {
     CAutoLock lock(&m_cs);
-    m_pITcpClient = CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user,
-                                    proxy.password);
+    m_pITcpClient =
+        CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user, proxy.password);
     return m_pITcpClient != nullptr;
 }
 

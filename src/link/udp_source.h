@@ -48,8 +48,8 @@ public:
 private:
     const CUdpSourceProfile m_profile;
     const uint32_t m_ulSenderKey;
-    CMcuAddress m_mcu;         // set before the sender is known to other threads
-    CRemoteAddress m_remote;   // where the acknowledgement came from; unset until then
+    CMcuAddress m_mcu;        // set before the sender is known to other threads
+    CRemoteAddress m_remote;  // where the acknowledgement came from; unset until then
     std::atomic<uint32_t> m_ulSourceID{0};
     CActivity m_activity;
 };

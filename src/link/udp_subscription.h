@@ -16,9 +16,9 @@ struct CUdpSubscriptionProfile {
     uint8_t keepAliveCode;
     uint8_t frameAckCode;
     uint8_t disconnectCode;
-    uint8_t keepAliveEvery;        ///< polls
-    uint32_t peerOnlyTimeoutMs;    ///< to connect, when only the publisher's server may be asked
-    uint32_t connectTimeoutMs;     ///< to connect, otherwise
+    uint8_t keepAliveEvery;      ///< polls
+    uint32_t peerOnlyTimeoutMs;  ///< to connect, when only the publisher's server may be asked
+    uint32_t connectTimeoutMs;   ///< to connect, otherwise
     int goodbyes;
 };
 

@@ -23,7 +23,8 @@ void CWorkSignal::LinkBusy() {
 }
 
 void CWorkSignal::Sleep() {
-    // The flag goes up before the count is read, and LinkBusy does it the other way round: one of the two sees the other.
+    // The flag goes up before the count is read, and LinkBusy does it the other way round: one of the two sees the
+    // other.
     m_bLongSleep.store(true, std::memory_order_seq_cst);
     const bool busy = AnyBusy();
     if (busy) m_bLongSleep.store(false, std::memory_order_relaxed);

@@ -7,8 +7,8 @@
 /// Counts the links with something queued or unacknowledged, and wakes the worker from its long sleep.
 class CWorkSignal {
 public:
-    static constexpr uint32_t kShortSleepMs = 1;   // while anything is under way
-    static constexpr uint32_t kLongSleepMs = 50;   // otherwise
+    static constexpr uint32_t kShortSleepMs = 1;  // while anything is under way
+    static constexpr uint32_t kLongSleepMs = 50;  // otherwise
 
     static CWorkSignal& Get();
 

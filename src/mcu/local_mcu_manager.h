@@ -30,7 +30,8 @@ public:
     void OnUdpClientNotifyBurstEnd() override;
     bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) override;
 
-    /// One turn of the worker: the work of every second when it is due, then the pumps. True when a pump sent something.
+    /// One turn of the worker: the work of every second when it is due, then the pumps. True when a pump sent
+    /// something.
     bool RunTurn();
 
 protected:
@@ -41,7 +42,8 @@ protected:
     /// What else is due every second; the server's.
     virtual void OnSecond() {}
     /// A datagram of a kind that no medium takes (peer probes, the reflector's answers). Body without the kind byte.
-    virtual void OnOtherDatagram(wire::Kind, const char* /*body*/, int /*length*/, uint32_t /*ip*/, uint16_t /*port*/) {}
+    virtual void OnOtherDatagram(wire::Kind, const char* /*body*/, int /*length*/, uint32_t /*ip*/, uint16_t /*port*/) {
+    }
 
     std::atomic<IUdpClient*> m_pUdpClient{nullptr};
     std::atomic<ITcpServer*> m_pTcpServer{nullptr};

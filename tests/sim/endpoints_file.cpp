@@ -14,7 +14,9 @@ constexpr uint32_t kPeerID = 0x01020304;
 
 class CChannel : public CFileChannel {
 public:
-    explicit CChannel(std::vector<std::string>& upstream) : CFileChannel(kChannelID), m_upstream(upstream) { Connect(); }
+    explicit CChannel(std::vector<std::string>& upstream) : CFileChannel(kChannelID), m_upstream(upstream) {
+        Connect();
+    }
     void OnFileSinkData(const void* data, int length) override {
         m_upstream.emplace_back(static_cast<const char*>(data), static_cast<size_t>(length));
     }
@@ -73,9 +75,9 @@ public:
     int TakeGoodbyes() override { return Count(GoodbyeOut()); }
 
 protected:
-    virtual std::string FrameOut() const = 0;      // kind and command
-    virtual size_t EnvelopeOut() const = 0;        // bytes before the packet
-    virtual std::string FrameIn() const = 0;       // the whole envelope
+    virtual std::string FrameOut() const = 0;  // kind and command
+    virtual size_t EnvelopeOut() const = 0;    // bytes before the packet
+    virtual std::string FrameIn() const = 0;   // the whole envelope
     virtual std::string KeepAliveOut() const { return "none"; }
     virtual std::string GoodbyeOut() const { return "none"; }
 
@@ -156,8 +158,8 @@ private:
 class CReceiverUdp : public CFileUdpEndpoint {
 public:
     explicit CReceiverUdp(CTestHost& host) : CFileUdpEndpoint(host) {
-        m_pReceiver = CreateFileReceiverUDP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
-                                            0, false);
+        m_pReceiver =
+            CreateFileReceiverUDP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0, false);
         m_ulID = ReadU32(m_host.TakeSent().at(0).bytes, 2);
     }
     ~CReceiverUdp() override {
@@ -231,8 +233,8 @@ public:
 class CSenderTcp : public CFileTcpEndpoint {
 public:
     explicit CSenderTcp(CTestHost& host) : CFileTcpEndpoint(host) {
-        m_pSender = CreateFileSenderTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, "", 0, "",
-                                        "");
+        m_pSender =
+            CreateFileSenderTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, "", 0, "", "");
         m_pTcp = &m_host.net.LastClient();
         m_pTcp->clientNotify->OnTcpClientNotifyConnected();
     }

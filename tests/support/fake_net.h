@@ -14,7 +14,7 @@ struct CSentDatagram {
     std::string bytes;
 };
 
-class CFakeUdp : public IUdpClient {
+class CFakeUdp final : public IUdpClient {
 public:
     explicit CFakeUdp(IUdpClientNotify* notify) : m_pNotify(notify) {}
     void ReleaseConnections() override { released = true; }
@@ -44,7 +44,7 @@ struct CSentMessage {
 };
 
 /// Either end of a TCP connection, as the library holds it.
-class CFakeTcp : public ITcpClient, public ITcpSession {
+class CFakeTcp final : public ITcpClient, public ITcpSession {
 public:
     explicit CFakeTcp(ITcpClientNotify* client = nullptr) : clientNotify(client) {}
     bool IsDisconnected() override { return lost; }
@@ -77,7 +77,7 @@ public:
     bool released = false;
 };
 
-class CFakeTcpServer : public ITcpServer {
+class CFakeTcpServer final : public ITcpServer {
 public:
     explicit CFakeTcpServer(ITcpServerNotify* notify) : m_pNotify(notify) {}
     void ReleaseConnections() override { released = true; }

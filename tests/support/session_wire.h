@@ -8,7 +8,8 @@
 
 namespace session_wire {
 
-inline std::string Packet(uint16_t sequence, uint8_t flagAndCommand, uint8_t windowAndMarks, const std::string& payload) {
+inline std::string Packet(uint16_t sequence, uint8_t flagAndCommand, uint8_t windowAndMarks,
+                          const std::string& payload) {
     std::string packet(12, '\0');
     packet[0] = static_cast<char>(sequence >> 8);
     packet[1] = static_cast<char>(sequence & 0xff);

@@ -233,7 +233,8 @@ TEST_F(LocalMcuFile, TcpDialsAddressZeroOfTheChosenServer) {
         EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(13, U32(78).data(), 4));
         EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(13, nullptr, 4));
         EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(13, U32(77).data(), 3));
-        EXPECT_TRUE(client.clientNotify->OnTcpClientNotifyValidate(99, U32(77).data(), 4)) << "the type is not looked at";
+        EXPECT_TRUE(client.clientNotify->OnTcpClientNotifyValidate(99, U32(77).data(), 4))
+            << "the type is not looked at";
         receiver->ReleaseConnections();
         return &client;
     };
@@ -244,8 +245,7 @@ TEST_F(LocalMcuFile, TcpDialsAddressZeroOfTheChosenServer) {
     EXPECT_EQ(near->dialledHost, "10.0.0.2");
     EXPECT_EQ(near->dialledPort, 7001);
     EXPECT_EQ(near->proxy, "3 proxy 1080 user secret");
-    EXPECT_EQ(near->sent.at(0).bytes,
-              Hex("0000000d 00000010") + U32(77) + U32(0x0a000001) + U32(0) + U32(3));
+    EXPECT_EQ(near->sent.at(0).bytes, Hex("0000000d 00000010") + U32(77) + U32(0x0a000001) + U32(0) + U32(3));
     const CFakeTcp* far = dial({{0x0a000001, 0, 3}, 7000}, {{0, 0, 0}, 7001});
     EXPECT_EQ(far->dialledHost, "10.0.0.1");
     EXPECT_EQ(far->sent.at(0).bytes, Hex("0000000d 00000010") + U32(77) + std::string(12, '\0'));

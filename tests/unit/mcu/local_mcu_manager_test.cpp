@@ -93,8 +93,12 @@ TEST(LocalMcuManager, ServesOnlyTheFileServiceOverTcp) {
         std::string payload;
         bool served;
     };
-    const Row rows[] = {{13, U32(77), true},        {13, U32(78), false}, {13, U32(77) + U32(0), false},
-                        {13, "", false},            {12, U32(77), false}, {10, U32(77), false},
+    const Row rows[] = {{13, U32(77), true},
+                        {13, U32(78), false},
+                        {13, U32(77) + U32(0), false},
+                        {13, "", false},
+                        {12, U32(77), false},
+                        {10, U32(77), false},
                         {13, U32(77) + std::string(12, '\0'), false}};
     for (const Row& row : rows) {
         CFakeTcp& session = host.net.NewSession();

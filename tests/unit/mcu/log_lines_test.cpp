@@ -66,7 +66,9 @@ Lines Received(int kind, size_t length, const std::string& name, Lines rest) {
     return lines;
 }
 
-std::string Sent(int length) { return "SendUdpData(nLen = " + std::to_string(length) + ", IP : 10.0.0.2, Port : 7001)"; }
+std::string Sent(int length) {
+    return "SendUdpData(nLen = " + std::to_string(length) + ", IP : 10.0.0.2, Port : 7001)";
+}
 
 struct LogRow {
     const char* name;
@@ -99,7 +101,8 @@ std::vector<LogRow> ManagerRows() {
              expected.emplace_back(
                  "CLocalMCUManager::OnUdpClientNotifyReceivedFrame. CMD : 9, Len : 1, IP : 10.0.0.2, Port : 7001");
              seen = s.Of([&] {
-                 for (char kind : {0, 1, 2, 3, 4, 5, 6, 7, 9}) s.host.Deliver(std::string(1, kind));
+                 for (char kind : {'\0', '\1', '\2', '\3', '\4', '\5', '\6', '\7', '\x9'})
+                     s.host.Deliver(std::string(1, kind));
              });
          }},
     };
@@ -109,9 +112,9 @@ std::vector<LogRow> SinkRows() {
     return {
         {"SinkConnect",
          [](CScene& s, Lines& expected, Lines& seen) {
-             expected = Received(6, 10, "UDP_FILE",
-                                 {"UDP_FILE_SINK_CONNECT", "CFileSinkUDP::OnReceivedConnect(void). connect udp",
-                                  Sent(10), Sent(10)});
+             expected = Received(
+                 6, 10, "UDP_FILE",
+                 {"UDP_FILE_SINK_CONNECT", "CFileSinkUDP::OnReceivedConnect(void). connect udp", Sent(10), Sent(10)});
              seen = s.Of([&] { s.host.Deliver(Hex("0639") + U32(5) + U32(77)); });
          }},
         {"SinkKeepAlive",
@@ -156,10 +159,10 @@ std::vector<LogRow> SenderRows() {
          [](CScene& s, Lines& expected, Lines& seen) {
              IFileSender* sender = s.app.SenderUDP();
              const uint32_t key = s.LastID(6);
-             expected = Received(
-                 6, 14, "UDP_FILE",
-                 {"UDP_FILE_SOURCE_CONNECT_ACK",
-                  "CFileSenderUDP::OnReceivedConnectACK(ulFileSourceID : 500, IP : 10.0.0.2, Port : 7001)"});
+             expected =
+                 Received(6, 14, "UDP_FILE",
+                          {"UDP_FILE_SOURCE_CONNECT_ACK",
+                           "CFileSenderUDP::OnReceivedConnectACK(ulFileSourceID : 500, IP : 10.0.0.2, Port : 7001)"});
              Lines keepAlive = Received(6, 6, "UDP_FILE", {"UDP_FILE_SOURCE_KEEP_ALIVE", Sent(6)});
              expected.insert(expected.end(), keepAlive.begin(), keepAlive.end());
              Lines frame = Received(6, 18, "UDP_FILE", {"UDP_FILE_SOURCE_FRAME_ACK"});
@@ -200,12 +203,9 @@ std::vector<LogRow> SenderRows() {
          }},
         {"SenderTCPRefused",
          [](CScene& s, Lines& expected, Lines& seen) {
-             expected = {"CLocalMCUFile::CreateFileSenderTCP",
-                         "pFileSender is null",
-                         "CLocalMCUFile::CreateFileSenderTCP",
-                         "pFileSender is not null",
-                         "pFileSenderTCP is not null",
-                         "CFileSenderTCP::Connect(MCUIP0 : 10.0.0.2, Port : 0)"};
+             expected = {"CLocalMCUFile::CreateFileSenderTCP", "pFileSender is null",
+                         "CLocalMCUFile::CreateFileSenderTCP", "pFileSender is not null",
+                         "pFileSenderTCP is not null",         "CFileSenderTCP::Connect(MCUIP0 : 10.0.0.2, Port : 0)"};
              seen = s.Of([&] {
                  EXPECT_EQ(s.app.SenderTCP(78), nullptr);
                  EXPECT_EQ(s.app.SenderTCP(77, 0), nullptr);
@@ -232,7 +232,11 @@ std::vector<LogRow> ReceiverRows() {
              expected.insert(expected.end(), keepAlive.begin(), keepAlive.end());
              Lines frame = Received(6, 26, "UDP_FILE", {"UDP_FILE_SINK_FRAME", Sent(18)});
              expected.insert(expected.end(), frame.begin(), frame.end());
-             Lines rest{"CFileReceiverUDP::OnFileChannelData(nLen : 4)", Sent(22), Sent(6), Sent(6), Sent(6),
+             Lines rest{"CFileReceiverUDP::OnFileChannelData(nLen : 4)",
+                        Sent(22),
+                        Sent(6),
+                        Sent(6),
+                        Sent(6),
                         "CLocalMCUFile::RemoveFileReceiver. FileReceiverID : " + text};
              expected.insert(expected.end(), rest.begin(), rest.end());
              seen = s.Of([&] {
@@ -245,12 +249,11 @@ std::vector<LogRow> ReceiverRows() {
          }},
         {"ReceiverTCP",
          [](CScene& s, Lines& expected, Lines& seen) {
-             expected = {"create tcp-mcu receiver tcp. PeerMCUIP0 : 10.0.0.2, PeerMCUPort : 7001, LocalMCUIP0 : "
-                         "10.0.0.3, LocalMCUPort : 7002",
-                         "tcp-mcu connect success",
-                         "tcp-mcu. OnTcpClientNotifyValidate(Type : 13, Len : 4)",
-                         "tcp-mcu. recv file data. nLen = 3",
-                         "tcp-mcu. send file data. nLen = 2"};
+             expected = {
+                 "create tcp-mcu receiver tcp. PeerMCUIP0 : 10.0.0.2, PeerMCUPort : 7001, LocalMCUIP0 : "
+                 "10.0.0.3, LocalMCUPort : 7002",
+                 "tcp-mcu connect success", "tcp-mcu. OnTcpClientNotifyValidate(Type : 13, Len : 4)",
+                 "tcp-mcu. recv file data. nLen = 3", "tcp-mcu. send file data. nLen = 2"};
              IFileReceiver* receiver = nullptr;
              seen = s.Of([&] {
                  receiver = s.app.ReceiverTCP();
