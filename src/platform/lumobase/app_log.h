@@ -21,8 +21,8 @@ public:
     bool IsOn() const { return m_bOn.load(std::memory_order_relaxed); }
     /// See SetLogHook of the public interface.
     void SetHook(void (*hook)(void*, const char*), void* context);
-    /// Waits until every line written before this call is out.
-    void Flush();
+    /// Waits until every line written before this call is out, at most that long.
+    void Flush(int milliseconds = 30'000);
     /// Lines dropped because the writer fell behind.
     uint64_t LostLines() const;
 
@@ -36,7 +36,7 @@ private:
 CAppLog& AppLog();
 
 /// AppLog().debug(...), with the arguments not even evaluated while the log is off.
-#define LUMO_LOG_LINE(...)                                  \
-    do {                                                    \
-        if (AppLog().IsOn()) AppLog().debug(__VA_ARGS__);   \
+#define LUMO_LOG_LINE(...)                                \
+    do {                                                  \
+        if (AppLog().IsOn()) AppLog().debug(__VA_ARGS__); \
     } while (false)

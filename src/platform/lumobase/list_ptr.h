@@ -23,8 +23,7 @@ public:
 
     private:
         friend class CListPtr;
-        iterator(const CListPtr* list, Node* node);
-        const CListPtr* m_list = nullptr;
+        explicit iterator(Node* node);
         Node* m_node = nullptr;
         Node* m_next = nullptr;
         void* m_value = nullptr;

@@ -1,0 +1,67 @@
+#include "platform/lumobase/clock.h"
+
+#include <pthread.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <random>
+
+namespace {
+
+using TimestampSource = unsigned long (*)();
+std::atomic<TimestampSource> g_source{nullptr};
+
+std::atomic<unsigned> g_nForks{0};
+// A child must not draw the words that its parent will draw too.
+[[maybe_unused]] const int g_nForkHandler =
+    pthread_atfork(nullptr, nullptr, [] { g_nForks.fetch_add(1, std::memory_order_relaxed); });
+
+/// Random words of one thread, fetched many at a time.
+struct RandomWords {
+    std::array<uint32_t, 32> words;
+    size_t left = 0;
+    unsigned forks = 0;
+};
+
+void Refill(RandomWords& random) noexcept {
+    if (getentropy(random.words.data(), sizeof random.words) != 0) {
+        // Identifiers that can be guessed would be worse than none: a device that throws ends the process.
+        std::random_device device;
+        for (uint32_t& word : random.words) word = device();
+    }
+    random.left = random.words.size();
+    random.forks = g_nForks.load(std::memory_order_relaxed);
+}
+
+}  // namespace
+
+namespace Lumo_Base {
+
+unsigned long GetTimestamp() {
+    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return source();
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
+                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
+}
+
+void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
+
+unsigned long GenerateSSRC() {
+    thread_local RandomWords random;
+    uint32_t word = 0;
+    while (word == 0) {
+        if (random.left == 0 || random.forks != g_nForks.load(std::memory_order_relaxed)) Refill(random);
+        // Wiped once drawn: a later look into the memory must not tell identifiers that are in use.
+        uint32_t& drawn = random.words[--random.left];
+        word = drawn;
+        drawn = 0;
+    }
+    return word;
+}
+
+}  // namespace Lumo_Base
