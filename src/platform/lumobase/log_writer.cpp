@@ -1,7 +1,8 @@
 #include "platform/lumobase/log_writer.h"
 
+#include "platform/lumobase/signals_blocked.h"
+
 #include <pthread.h>
-#include <signal.h>
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -62,18 +63,12 @@ private:
 };
 
 std::shared_ptr<spdlog::details::thread_pool> StartThread() {
-    // Inherited by the new thread: signals are the application's business.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::shared_ptr<spdlog::details::thread_pool> pool;
+    CSignalsBlocked signals;
     try {
-        pool = std::make_shared<spdlog::details::thread_pool>(kQueuedLines, 1);
-    } catch (...) {  // no log, then
+        return std::make_shared<spdlog::details::thread_pool>(kQueuedLines, 1);
+    } catch (...) {
+        return nullptr;  // no log, then
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return pool;
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "platform/lumobase/thread.h"
 
 #include "platform/lumobase/app_log.h"
-
-#include <pthread.h>
-#include <signal.h>
+#include "platform/lumobase/signals_blocked.h"
 
 CThread::CThread() = default;
 
@@ -11,20 +9,14 @@ CThread::~CThread() { WaitForStop(); }
 
 bool CThread::StartThread() {
     if (m_thread.joinable()) return false;
-    // Inherited by the new thread: the application's signals are handled on the application's threads.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    bool started = false;
+    CSignalsBlocked signals;
     try {
         m_thread = std::thread(&CThread::InitThreadProc, this);
-        started = true;
+        return true;
     } catch (...) {
         LUMO_LOG_LINE("CThread::StartThread. failed");
+        return false;
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return started;
 }
 
 void CThread::WaitForStop() {

@@ -1,0 +1,27 @@
+// Hands received datagrams to the notify object, by the release rule.
+#pragma once
+
+#include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/release_gate.h"
+
+/// A burst is Begin, Datagram as often as it says true, and End, all on the receive thread.
+class CUdpDelivery {
+public:
+    explicit CUdpDelivery(IUdpClientNotify* notify) : m_pNotify(notify) {}
+
+    /// False once released: then neither Datagram nor End.
+    bool Begin();
+    /// False once released: the rest of the burst is dropped. Empty datagrams are left out.
+    bool Datagram(const char* data, size_t length, uint32_t ip, uint16_t port);
+    void End();
+
+    /// Any thread; see CReleaseGate::Release. True when called from inside a callback.
+    bool Release();
+
+private:
+    IUdpClientNotify* const m_pNotify;
+    CReleaseGate m_gate;
+    bool m_bReleasedInside = false;  // the receive thread's
+    uint64_t m_nDatagrams = 0;       // of this burst
+    uint64_t m_nBytes = 0;           // of this burst
+};

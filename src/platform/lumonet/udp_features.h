@@ -1,0 +1,6 @@
+// What SetUdpFeatures has set.
+#pragma once
+
+#include "platform/lumonet/lumonet.h"
+
+UdpFeatures GetUdpFeatures();
