@@ -1,0 +1,42 @@
+// A TCP stream, cut at any byte, into the decoder of messages.
+#include "platform/lumonet/tcp_framing.h"
+#include "support/reach.h"
+#include "support/records.h"
+
+#include <string>
+
+namespace {
+
+CReach& Reach() {
+    static CReach reach("tcp_framing", {"frame", "validation", "broken", "more"});
+    return reach;
+}
+
+void Take(const CTcpMessage& message) {
+    const std::string body(message.data ? message.data : "", message.length);
+    CTcpValidation validation;
+    if (message.kind == TcpKind::Frame)
+        Reach().Hit("frame");
+    else if (ParseValidation(body.data(), message.length, validation))
+        Reach().Hit(std::string(validation.data, validation.length) == body ? "" : "validation");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    CTcpDecoder decoder;
+    for (const std::string& part : Records(data, size)) {
+        decoder.Feed(part.data(), part.size());
+        CTcpMessage message;
+        CTcpDecoder::Result result = decoder.Next(message);
+        for (; result == CTcpDecoder::Result::Message; result = decoder.Next(message)) {
+            Take(message);
+            decoder.SetMaxBody(1 << 20);
+        }
+        if (result == CTcpDecoder::Result::NeedMore) Reach().Hit("more");
+        if (result != CTcpDecoder::Result::Broken) continue;
+        Reach().Hit("broken");
+        return 0;
+    }
+    return 0;
+}

@@ -1,0 +1,97 @@
+// Datagrams into a local MCU that has a channel, a sink, a sender and a receiver.
+//
+// IDs are random, so the seeds hold stand-ins: where a field's four bytes are "#sin", "#snd", "#rcv" or "#src", the
+// live ID takes their place; anything else stays as the fuzzer made it.
+#include "core/wire/commands.h"
+#include "lumomedia/base.h"
+#include "lumomedia/file.h"
+#include "support/fake_net.h"
+#include "support/reach.h"
+#include "support/records.h"
+#include "support/session_wire.h"
+#include "support/test_manager.h"
+
+#include <map>
+
+using session_wire::U32;
+
+namespace {
+
+CReach& Reach() {
+    static CReach reach("udp_datagram", {"UDP_AUDIO",
+                                         "UDP_VIDEO",
+                                         "UDP_P2P",
+                                         "UDP_P2P_ACK",
+                                         "UDP_WB",
+                                         "UDP_DESKTOP",
+                                         "UDP_FILE",
+                                         "UDP_STUN",
+                                         "UDP_FILE_SINK_CONNECT",
+                                         "UDP_FILE_SINK_CONNECT_ACK",
+                                         "UDP_FILE_SINK_KEEP_ALIVE",
+                                         "UDP_FILE_SINK_KEEP_ALIVE_ACK",
+                                         "UDP_FILE_SINK_FRAME",
+                                         "UDP_FILE_SINK_FRAME_ACK",
+                                         "UDP_FILE_SINK_DISCONNECT",
+                                         "UDP_FILE_SOURCE_CONNECT_ACK",
+                                         "UDP_FILE_SOURCE_FRAME_ACK",
+                                         "UDP_FILE_SOURCE_KEEP_ALIVE",
+                                         "upstream frame",
+                                         "downstream frame"});
+    return reach;
+}
+
+class CApplication : public CFileChannel, public IFileSenderNotify, public IFileReceiverNotify {
+public:
+    CApplication() : CFileChannel(77) { Connect(); }
+    void OnFileSinkData(const void* data, int length) override { Touch("upstream frame", data, length); }
+    void OnFileReceiverNotifyData(const char* data, int length) override { Touch("downstream frame", data, length); }
+    void OnFileSenderNotifyConnected(unsigned long, bool) override {}
+    void OnFileReceiverNotifyConnected(unsigned long) override {}
+
+private:
+    // Reads every byte, so that a wrong length does not go unseen.
+    static void Touch(const char* handler, const void* data, int length) {
+        const std::string copy(static_cast<const char*>(data), static_cast<size_t>(length));
+        if (!copy.empty()) Reach().Hit(handler);
+    }
+};
+
+/// Replaces the stand-ins of one datagram.
+std::string WithLiveIDs(std::string datagram, const std::map<std::string, std::string>& live) {
+    for (size_t at = 2; at + 4 <= datagram.size() && at <= 6; at += 4) {
+        const auto found = live.find(datagram.substr(at, 4));
+        if (found != live.end()) datagram.replace(at, 4, found->second);
+    }
+    return datagram;
+}
+
+void TakeLine(void*, const char* line) { Reach().Hit(line); }
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    SetLogHook(&TakeLine, nullptr);
+    CTestHost host;
+    CApplication app;
+    std::map<std::string, std::string> live{{"#src", U32(500)}, {"#chn", U32(77)}};
+    IFileSender* sender = CreateFileSenderUDP(app, 77, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort);
+    live["#snd"] = host.TakeSent().at(0).bytes.substr(6, 4);
+    IFileReceiver* receiver =
+        CreateFileReceiverUDP(app, 77, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0, true);
+    live["#rcv"] = host.TakeSent().at(0).bytes.substr(2, 4);
+    host.Deliver(Hex("0639") + U32(9) + U32(77));
+    live["#sin"] = host.TakeSent().at(0).bytes.substr(6, 4);
+
+    for (const std::string& datagram : Records(data, size)) {
+        if (!datagram.empty()) host.Deliver(WithLiveIDs(datagram, live));
+        app.OnFileChannelData("frame", 5);
+        host.Run(100, 100);
+    }
+    sender->IsDisconnected();
+    receiver->IsDisconnected();
+    sender->ReleaseConnections();
+    receiver->ReleaseConnections();
+    app.ReleaseConnections();
+    return 0;
+}
