@@ -1,0 +1,192 @@
+#include "tools/lumo/commands/receive_command.h"
+
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/transfer/disk_file.h"
+#include "tools/lumo/transfer/file_folder.h"
+#include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/receive_engine.h"
+
+#include <lumomedia/statistics.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace lumo {
+namespace {
+
+constexpr size_t kInboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
+
+struct ReceiveCommand {
+    TransferOptions common;
+    std::string channel;
+    std::string out = ".";
+    bool force = false;
+
+    bool ToStdout() const { return out == "-"; }
+};
+
+std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::string& problem) {
+    if (command.ToStdout()) return std::make_unique<CSpoolFolder>();
+    CUniqueFd folder(open(command.out.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) {
+        problem = command.out + ": " + ErrorText(errno);
+        return nullptr;
+    }
+    return std::make_unique<CFileFolder>(std::move(folder), command.force);
+}
+
+ProgressView ViewOf(const ReceiveProgress& progress, const CRelayLink& link) {
+    ProgressView view;
+    view.words = progress.state == ReceiveState::Waiting     ? "waiting for the sender"
+                 : progress.state == ReceiveState::Receiving ? "receiving"
+                                                             : "verifying";
+    view.done = progress.heldBytes;
+    view.total = progress.totalBytes;
+    view.moved = progress.arrivedBytes;
+    view.details["arrived_bytes"] = progress.arrivedBytes;
+    view.details["files"] = progress.files;
+    view.details["files_done"] = progress.filesDone;
+    view.details["reconnects"] = link.Remakes();
+    return view;
+}
+
+/// Verified data go out in the order of the offers.
+bool CopyToStdout(const CReceiveEngine& engine, std::string& problem) {
+    for (const IncomingFile& file : engine.Files()) {
+        auto* spool = dynamic_cast<CDiskFile*>(file.store.get());
+        uint64_t offset = 0;
+        std::vector<char> piece;
+        while (spool && spool->ReadNext(offset, piece)) {
+            if (std::fwrite(piece.data(), 1, piece.size(), stdout) != piece.size()) break;
+        }
+        if (spool && offset == file.offer.size && std::ferror(stdout) == 0) continue;
+        problem = "cannot write to standard output";
+        return false;
+    }
+    if (std::fflush(stdout) == 0) return true;
+    problem = "cannot write to standard output: " + ErrorText(errno);
+    return false;
+}
+
+void ReportFiles(const CReceiveEngine& engine, CProgressPrinter& printer) {
+    for (const IncomingFile& file : engine.Files()) {
+        const bool done = file.phase == IncomingFile::Phase::Done;
+        if (done)
+            printer.Note(Printable(file.offer.name) + "  " + BytesText(static_cast<double>(file.offer.size)) +
+                         "  verified");
+        printer.Event({{"event", "file"},
+                       {"name", file.offer.name},
+                       {"bytes", file.offer.size},
+                       {"sha256", HexOf(file.offer.sha256)},
+                       {"done", done},
+                       {"problem", file.problem}});
+    }
+}
+
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, bool interrupted, uint64_t milliseconds,
+           CProgressPrinter& printer) {
+    int code = kExitFailed;
+    std::string result = "failed", problem = engine.Problem();
+    ReportFiles(engine, printer);
+    if (engine.State() == ReceiveState::Done) {
+        const bool copied = !command.ToStdout() || CopyToStdout(engine, problem);
+        code = copied ? kExitDone : kExitFailed;
+        if (copied) result = "done";
+    } else if (interrupted) {
+        result = "interrupted";
+        problem = "interrupted; what has come is kept";
+    } else if (engine.State() == ReceiveState::NobodyThere) {
+        code = kExitNobody;
+        result = "nobody";
+    }
+    if (code != kExitDone) printer.Error(Printable(problem));
+    LumoProcessStatistics statistics{};
+    GetProcessStatistics(statistics);
+    const ReceiveProgress progress = engine.Progress();
+    printer.Event({{"event", "end"},
+                   {"result", result},
+                   {"exit", code},
+                   {"problem", problem},
+                   {"bytes", progress.heldBytes},
+                   {"arrived_bytes", progress.arrivedBytes},
+                   {"seconds", static_cast<double>(milliseconds) / 1000},
+                   {"duplicate_packets", statistics.ullDuplicates},
+                   {"damaged_blocks", progress.damagedBlocks}});
+    return code;
+}
+
+int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& folder, CToolLoop& loop,
+          CProgressPrinter& printer) {
+    CLocalMcu library;
+    if (!library.Ok()) {
+        printer.Error("cannot open a UDP endpoint");
+        return kExitFailed;
+    }
+    CInbox inbox(kMaxDownstreamFrame, kInboxBytes);
+    CSubscribeLink link(route, inbox);
+    CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
+    uint64_t begun = 0;  // when the first word of a sender came
+    std::string frame;
+    printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
+    while (!engine.Over() && !loop.Interrupted()) {
+        const uint64_t now = CToolLoop::Now();
+        while (inbox.Pop(frame)) {
+            if (!engine.OnFrame(frame.data(), frame.size(), now)) continue;
+            link.OnSignOfLife(now);
+            if (begun == 0) begun = now;
+        }
+        if (link.Poll(now)) engine.OnLinkReady();
+        const uint64_t wait = engine.Tick(now, link);
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), link));
+        if (engine.Over()) break;
+        loop.Wait(inbox.WakeFd(), wait);
+        inbox.Rest();
+    }
+    const uint64_t took = begun == 0 ? 0 : CToolLoop::Now() - begun;
+    const ByeReason reason = loop.Interrupted()                     ? ByeReason::Interrupted
+                             : engine.State() == ReceiveState::Done ? ByeReason::Done
+                                                                    : ByeReason::Failed;
+    engine.Leave(link, reason);
+    engine.Leave(link, reason);  // leaves the queue once the first has arrived
+    DrainLink(link, loop);
+    link.Close();
+    return Finish(command, engine, loop.Interrupted(), took, printer);
+}
+
+int Run(const ReceiveCommand& command) {
+    std::FILE* json = command.ToStdout() ? stderr : stdout;
+    CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), json);
+    const uint32_t channel = ParseChannel(command.channel);
+    RelayRoute route;
+    std::string problem;
+    int code = kExitUsage;
+    if (channel == 0) {
+        problem = "the channel must be a number from 1 to 4294967295";
+    } else if (command.common.ToRoute(channel, route, problem, code)) {
+        code = kExitFailed;
+        CToolLoop loop;
+        if (const auto folder = OpenFolder(command, problem)) return Fetch(command, route, *folder, loop, printer);
+    }
+    printer.Error(Printable(problem));
+    return code;
+}
+
+}  // namespace
+
+void AddReceiveCommand(CLI::App& app, int& exitCode) {
+    auto command = std::make_shared<ReceiveCommand>();
+    CLI::App* receive = app.add_subcommand("receive", "Receive the files that somebody sends under a channel number");
+    receive->add_option("CHANNEL", command->channel, "The number that `lumo send` has shown")->required();
+    command->common.AddTo(*receive, 60);
+    receive->add_option("--near", command->common.nearMcu,
+                        "A nearer server that relays from the sender's: HOST[:PORT]");
+    receive->add_option("-o,--out", command->out, "Directory for the files; - is standard output")
+        ->capture_default_str();
+    receive->add_flag("--force", command->force, "Replace files that exist");
+    receive->callback([command, &exitCode] { exitCode = Run(*command); });
+}
+
+}  // namespace lumo

@@ -1,0 +1,202 @@
+#include "tools/lumo/commands/send_command.h"
+
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/transfer/file_folder.h"
+#include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/send_engine.h"
+#include "tools/lumo/transfer/spooled_source.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <memory>
+#include <set>
+
+namespace lumo {
+namespace {
+
+constexpr size_t kInboxBytes = 8 * 1024 * 1024;
+
+struct SendCommand {
+    TransferOptions common;
+    std::vector<std::string> files;
+    std::string channel;
+    std::string name = "stdin";
+    uint32_t receivers = 1;
+    bool keep = false;
+    uint64_t rate = 0;
+};
+
+using Sources = std::vector<std::unique_ptr<IFileSource>>;
+
+bool AddSource(const SendCommand& command, const std::string& path, Sources& sources, std::string& problem) {
+    if (path == "-") {
+        CUniqueFd spool = MakeSpoolFile();
+        problem = spool ? NameProblem(command.name) : "no temporary file: " + ErrorText(errno);
+        if (problem.empty())
+            sources.push_back(std::make_unique<CSpooledSource>(STDIN_FILENO, std::move(spool), command.name));
+        return problem.empty();
+    }
+    // Non-blocking, so that a named pipe is refused and does not hang; regular files do not know the difference.
+    CUniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd) {
+        problem = ErrorText(errno);
+        return false;
+    }
+    auto source = std::make_unique<CFileSource>(std::move(fd), BaseName(path));
+    if (!source->Open(problem)) return false;
+    sources.push_back(std::move(source));
+    return true;
+}
+
+bool OpenSources(const SendCommand& command, Sources& sources, std::string& problem) {
+    std::set<std::string> names;
+    if (command.files.size() > kMaxFiles) {
+        problem = "more than " + std::to_string(kMaxFiles) + " files; put them into an archive";
+        return false;
+    }
+    for (const std::string& path : command.files) {
+        std::string why;
+        if (!AddSource(command, path, sources, why))
+            problem = path + ": " + why;
+        else if (!names.insert(sources.back()->Name()).second)
+            problem = "two files are named " + sources.back()->Name();
+        if (!problem.empty()) return false;
+    }
+    return true;
+}
+
+ProgressView ViewOf(const SendProgress& progress, const CRelayLink& link) {
+    ProgressView view;
+    const bool preparing = progress.state == SendState::Preparing;
+    view.words = preparing ? "hashing" : progress.alive == 0 ? "waiting for receivers" : "sending";
+    view.done = preparing ? progress.hashedBytes : progress.leastBytes;
+    view.total = progress.totalBytes;
+    view.moved = view.done;
+    view.details["sent_bytes"] = progress.sentBytes;
+    view.details["reconnects"] = link.Remakes();
+    view.details["receivers"] = {{"alive", progress.alive},
+                                 {"unfinished", progress.unfinished},
+                                 {"complete", progress.complete},
+                                 {"failed", progress.failed}};
+    return view;
+}
+
+void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
+    const std::string channel = std::to_string(route.channel);
+    const std::string line = "lumo receive " + channel + " --mcu " + route.mcu.Text();
+    if (printer.Mode() == ProgressMode::Json) {
+        printer.Event({{"event", "ready"}, {"channel", route.channel}, {"command", line}});
+    } else if (!command.common.quiet || command.channel.empty()) {
+        std::printf("%s\n", line.c_str());
+        std::fflush(stdout);
+    }
+}
+
+int Finish(const SendCommand& command, const CSendEngine& engine, bool interrupted, CProgressPrinter& printer) {
+    const SendProgress progress = engine.Progress(CToolLoop::Now());
+    int code = kExitFailed;
+    std::string result = "failed";
+    if (engine.State() == SendState::Done || (interrupted && command.keep)) {
+        code = kExitDone;
+        result = "done";
+        printer.Note(std::to_string(progress.complete) + " receiver" + (progress.complete == 1 ? " has" : "s have") +
+                     " the whole of it, verified");
+    } else if (interrupted) {
+        result = "interrupted";
+        printer.Error("interrupted");
+    } else if (engine.State() == SendState::NobodyThere) {
+        code = kExitNobody;
+        result = "nobody";
+        printer.Error("nobody came to receive");
+    } else {
+        printer.Error(Printable(engine.Problem()));
+    }
+    printer.Event({{"event", "end"},
+                   {"result", result},
+                   {"exit", code},
+                   {"complete", progress.complete},
+                   {"failed", progress.failed},
+                   {"sent_bytes", progress.sentBytes}});
+    return code;
+}
+
+int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, CToolLoop& loop,
+          CProgressPrinter& printer) {
+    SendOptions options;
+    options.receivers = command.receivers;
+    options.keep = command.keep;
+    options.waitMs = command.common.WaitMs();
+    options.bytesPerSecond = command.rate;
+    CLocalMcu library;
+    if (!library.Ok()) {
+        printer.Error("cannot open a UDP endpoint");
+        return kExitFailed;
+    }
+    CInbox inbox(kMaxUpstreamFrame, kInboxBytes);
+    CPublishLink link(route, inbox);
+    CSendEngine engine(RandomID(), std::move(sources), options);
+    std::string frame;
+    while (!engine.Over() && !loop.Interrupted()) {
+        const uint64_t now = CToolLoop::Now();
+        while (inbox.Pop(frame)) {
+            if (engine.OnFrame(frame.data(), frame.size(), now)) link.OnSignOfLife(now);
+        }
+        if (link.Poll(now)) engine.OnLinkReady();
+        const uint64_t wait = std::min<uint64_t>(engine.Tick(now, link), 100);
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), link));
+        loop.Wait(inbox.WakeFd(), wait);
+        inbox.Rest();
+    }
+    const bool failed = engine.State() == SendState::Failed;
+    const ByeReason reason = loop.Interrupted() ? ByeReason::Interrupted : failed ? ByeReason::Failed : ByeReason::Done;
+    engine.Leave(link, reason);
+    engine.Leave(link, reason);  // leaves the queue once the first has arrived
+    DrainLink(link, loop);
+    link.Close();
+    return Finish(command, engine, loop.Interrupted(), printer);
+}
+
+int Run(const SendCommand& command) {
+    CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
+    uint32_t channel =
+        command.channel.empty() ? static_cast<uint32_t>(RandomID() >> 32) | 1U : ParseChannel(command.channel);
+    RelayRoute route;
+    Sources sources;
+    std::string problem;
+    int code = kExitUsage;
+    if (channel == 0) {
+        problem = "the channel must be a number from 1 to 4294967295";
+    } else if (command.common.ToRoute(channel, route, problem, code)) {
+        code = kExitFailed;
+        CToolLoop loop;
+        if (OpenSources(command, sources, problem)) {
+            Announce(command, route, printer);
+            return Serve(command, route, std::move(sources), loop, printer);
+        }
+    }
+    printer.Error(Printable(problem));
+    return code;
+}
+
+}  // namespace
+
+void AddSendCommand(CLI::App& app, int& exitCode) {
+    auto command = std::make_shared<SendCommand>();
+    CLI::App* send = app.add_subcommand("send", "Send files through a relay server to everybody who asks");
+    send->add_option("FILE", command->files, "Files to send; - is standard input")->required();
+    command->common.AddTo(*send, 600);
+    send->add_option("--channel", command->channel, "Number under which receivers find the files; random unless given");
+    send->add_option("--receivers", command->receivers, "End once so many have everything")
+        ->check(CLI::Range(1, 1000000));
+    send->add_flag("--keep", command->keep, "Serve on until interrupted");
+    send->add_option("--rate", command->rate, "At most so many bytes a second, e.g. 5M")
+        ->transform(
+            CLI::AsNumberWithUnit(std::map<std::string, uint64_t>{{"k", 1000}, {"m", 1000000}, {"g", 1000000000}},
+                                  CLI::AsNumberWithUnit::CASE_INSENSITIVE));
+    send->add_option("--name", command->name, "Name of what comes from standard input")->capture_default_str();
+    send->callback([command, &exitCode] { exitCode = Run(*command); });
+}
+
+}  // namespace lumo

@@ -1,0 +1,45 @@
+#include "tools/lumo/commands/transfer_options.h"
+
+#include "tools/lumo/net/loop.h"
+
+#include <cstdlib>
+
+namespace lumo {
+
+void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
+    waitSeconds = defaultWait;
+    command.add_option("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given")->required();
+    command.add_flag("--tcp", tcp, "Reach the server over TCP instead of UDP");
+    command.add_option("--proxy", proxy,
+                       "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
+                       "LUMO_PROXY_PASSWORD may hold the password");
+    command.add_option("--wait", waitSeconds, "Seconds to wait while nobody is there")
+        ->check(CLI::Range(0.1, 1e9))
+        ->capture_default_str();
+    command.add_flag("--json", json, "One JSON object a second instead of words");
+    command.add_flag("-q,--quiet", quiet, "No progress, only complaints");
+}
+
+bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const {
+    exitCode = kExitUsage;
+    const char* password = std::getenv("LUMO_PROXY_PASSWORD");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
+    route.channel = channel;
+    route.tcp = tcp || !proxy.empty();
+    if (!ParseTarget(mcu, route.mcu, problem)) return false;
+    if (!nearMcu.empty() && !ParseTarget(nearMcu, route.nearMcu, problem)) return false;
+    if (!proxy.empty() && !ParseProxyUrl(proxy, password ? password : "", route.proxy, problem)) return false;
+    exitCode = kExitFailed;
+    return ResolveTarget(route.mcu, problem) && (nearMcu.empty() || ResolveTarget(route.nearMcu, problem));
+}
+
+uint32_t ParseChannel(const std::string& text) { return static_cast<uint32_t>(ParseNumber(text, UINT32_MAX)); }
+
+void DrainLink(CRelayLink& link, CToolLoop& loop) {
+    constexpr uint64_t kMostMs = 2000, kStepMs = 5, kGraceMs = 100;
+    const uint64_t start = CToolLoop::Now();
+    while (link.Ready() && link.Queued() > 0 && CToolLoop::Now() - start < kMostMs) loop.Wait(-1, kStepMs);
+    // Over TCP the last bytes are in the kernel now; closing at once with something unread would discard them.
+    if (link.Ready()) loop.Wait(-1, kGraceMs);
+}
+
+}  // namespace lumo

@@ -1,0 +1,76 @@
+#include "tools/lumo/net/loop.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/random.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+namespace lumo {
+namespace {
+
+sigset_t EndSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    return signals;
+}
+
+}  // namespace
+
+CToolLoop::CToolLoop() {
+    const sigset_t signals = EndSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    signal(SIGPIPE, SIG_IGN);  // a closed standard output is an error like any other
+    m_signals.Reset(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+}
+
+CToolLoop::~CToolLoop() {
+    const sigset_t signals = EndSignals();
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+void CToolLoop::Wait(int fd, uint64_t milliseconds) {
+    pollfd waits[] = {{m_signals.Get(), POLLIN, 0}, {fd, POLLIN, 0}};
+    const int timeout = static_cast<int>(std::min<uint64_t>(milliseconds, 60000));
+    if (poll(waits, 2, timeout) > 0 && (waits[0].revents & POLLIN) != 0) TakeSignals();
+}
+
+void CToolLoop::TakeSignals() {
+    signalfd_siginfo info;
+    while (read(m_signals.Get(), &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+        if (m_bInterrupted) _exit(EXIT_FAILURE);
+        m_bInterrupted = true;
+    }
+}
+
+uint64_t CToolLoop::Now() {
+    using namespace std::chrono;
+    // From 1 on, since 0 stands for "never" in places.
+    static const steady_clock::time_point start = steady_clock::now() - seconds(1);
+    return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now() - start).count());
+}
+
+void RaiseFileLimit() {
+    constexpr rlim_t kWanted = 4096;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) return;
+    limit.rlim_cur = std::min(limit.rlim_max, kWanted);
+    (void)setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+uint64_t RandomID() {
+    uint64_t value = 0;
+    while (value == 0) {
+        if (getrandom(&value, sizeof value, 0) != static_cast<ssize_t>(sizeof value)) value = 0;
+    }
+    return value;
+}
+
+}  // namespace lumo

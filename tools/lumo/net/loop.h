@@ -1,0 +1,39 @@
+// Waiting for signals and for what the library's threads queue.
+#pragma once
+
+#include "tools/lumo/transfer/unique_fd.h"
+
+#include <cstdint>
+
+namespace lumo {
+
+/// Blocks SIGINT and SIGTERM for this thread and those it starts later: make it before the library starts any. The
+/// second one ends the process at once.
+class CToolLoop {
+public:
+    CToolLoop();
+    ~CToolLoop();
+    CToolLoop(const CToolLoop&) = delete;
+    CToolLoop& operator=(const CToolLoop&) = delete;
+
+    /// Waits until `fd` (-1: none) is readable, a signal comes or the time has passed.
+    void Wait(int fd, uint64_t milliseconds);
+    /// Whether a signal has asked for the end.
+    bool Interrupted() const { return m_bInterrupted; }
+
+    /// Milliseconds of a clock that only runs forward.
+    static uint64_t Now();
+
+private:
+    void TakeSignals();
+    CUniqueFd m_signals;
+    bool m_bInterrupted = false;
+};
+
+/// Raises the limit of open files: a transfer may hold two thousand.
+void RaiseFileLimit();
+
+/// 64 random bits, never 0.
+uint64_t RandomID();
+
+}  // namespace lumo

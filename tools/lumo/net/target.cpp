@@ -1,0 +1,60 @@
+#include "tools/lumo/net/target.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace lumo {
+
+uint64_t ParseNumber(const std::string& text, uint64_t most) {
+    uint64_t value = 0;
+    for (char digit : text) {
+        if (digit < '0' || digit > '9') return 0;
+        const auto unit = static_cast<uint64_t>(digit - '0');
+        if (value > (most - std::min(unit, most)) / 10) return 0;
+        value = value * 10 + unit;
+    }
+    return value;
+}
+
+bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem) {
+    const size_t colon = text.find(':');
+    target.host = text.substr(0, colon);
+    target.port = kDefaultPort;
+    if (colon != std::string::npos) {
+        if (text.find(':', colon + 1) != std::string::npos) {
+            problem = "'" + text + "' looks like IPv6, which the wire does not know";
+            return false;
+        }
+        target.port = static_cast<uint16_t>(ParseNumber(text.substr(colon + 1), 65535));
+    }
+    const bool plain = !target.host.empty() && target.host.find_first_of(" \t/@") == std::string::npos;
+    if (plain && target.port != 0) return true;
+    problem = "'" + text + "' is not HOST or HOST:PORT";
+    return false;
+}
+
+bool ResolveTarget(RelayTarget& target, std::string& problem) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_DGRAM;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(target.host.c_str(), nullptr, &hints, &found);
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(error == 0 ? found : nullptr, freeaddrinfo);
+    size_t count = 0;
+    for (const addrinfo* item = list.get(); item && count < target.ips.size(); item = item->ai_next) {
+        const uint32_t ip = ntohl(reinterpret_cast<const sockaddr_in*>(item->ai_addr)->sin_addr.s_addr);
+        const auto end = target.ips.begin() + static_cast<std::ptrdiff_t>(count);
+        if (ip != 0 && std::find(target.ips.begin(), end, ip) == end) target.ips[count++] = ip;
+    }
+    if (count > 0) return true;
+    problem = "cannot find the host '" + target.host + "'" +
+              (error != 0 ? std::string(": ") + gai_strerror(error) : std::string());
+    return false;
+}
+
+}  // namespace lumo

@@ -1,0 +1,30 @@
+// Where a relay server is.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace lumo {
+
+inline constexpr uint16_t kDefaultPort = 7000;
+
+struct RelayTarget {
+    std::string host;
+    uint16_t port = 0;
+    std::array<uint32_t, 3> ips{};  ///< host byte order, 0 where there is none
+
+    bool Empty() const { return port == 0; }
+    /// As it is typed: "HOST:PORT".
+    std::string Text() const { return host + ":" + std::to_string(port); }
+};
+
+/// "HOST" or "HOST:PORT"; false, with `problem`, for anything else.
+bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem);
+/// Looks the host up: up to three IPv4 addresses.
+bool ResolveTarget(RelayTarget& target, std::string& problem);
+
+/// A decimal number of 1 to `most` without signs or blanks; 0 for anything else.
+uint64_t ParseNumber(const std::string& text, uint64_t most);
+
+}  // namespace lumo

@@ -1,0 +1,55 @@
+// A file that grows as NAME.part until it is whole and verified.
+#pragma once
+
+#include "tools/lumo/transfer/disk_file.h"
+#include "tools/lumo/transfer/part_map.h"
+
+#include <memory>
+#include <set>
+#include <string>
+
+namespace lumo {
+
+/// Names in use by the files of one transfer: final ones, parts and records.
+using NameClaims = std::set<std::string>;
+
+/// What a folder has opened for one file.
+struct PartFiles {
+    CUniqueFd part;
+    CUniqueFd map;
+    bool fresh = true;  ///< nothing of an earlier attempt
+};
+
+class CPartFile : public CDiskFile {
+public:
+    /// `folder` outlives the file. `claims` get this file's names back at its end.
+    CPartFile(int folder, PartFiles files, const Offer& offer, bool force, std::shared_ptr<NameClaims> claims);
+    ~CPartFile() override;
+    CPartFile(const CPartFile&) = delete;
+    CPartFile& operator=(const CPartFile&) = delete;
+
+    /// Takes up what an earlier attempt has left; false when the record or the part is none of ours.
+    bool Begin();
+    bool Write(uint32_t block, const char* data, uint32_t length, uint64_t checksum) override;
+    bool Repair() override;
+    bool Commit() override;
+    void Flush() override;
+
+private:
+    bool TakeUp();
+    bool RestartMap();
+    bool PutUnderItsName();
+    bool IsPartStillOurs();
+
+    const int m_nFolder;
+    const std::string m_strPart;
+    const std::string m_strMap;
+    const bool m_bFresh;
+    const bool m_bForce;
+    bool m_bOurs = false;  // begun and not yet under its final name
+    std::shared_ptr<NameClaims> m_pClaims;
+    CPartMap m_map;
+    uint64_t m_ullKicked = 0;  // bytes written since the kernel was last asked to write them out
+};
+
+}  // namespace lumo

@@ -1,0 +1,297 @@
+#include "tools/lumo/transfer/receive_engine.h"
+
+#include "tools/lumo/transfer/file_name.h"
+
+#include <algorithm>
+
+namespace lumo {
+
+CReceiveEngine::CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs)
+    : m_ullID(id), m_folder(folder), m_ullWaitMs(waitMs) {}
+
+bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
+    Message message;
+    if (m_bOver || length > static_cast<size_t>(kMaxDownstreamFrame)) return false;
+    const DecodeResult result = Decode(data, length, message);
+    if (result == DecodeResult::OtherVersion && !m_bKnows && !Ended())
+        FailTransfer(Failure::BadOffer, "the sender speaks another version of the file protocol");
+    if (result != DecodeResult::Ok || std::holds_alternative<Status>(message.body) ||
+        std::holds_alternative<ReceiverBye>(message.body))
+        return false;
+    m_ullHeardMs = now;
+    const bool current = m_bKnows && message.transfer == m_ullTransfer;
+    if (const auto* beacon = std::get_if<Beacon>(&message.body)) {
+        OnBeacon(message.transfer, *beacon, now);
+    } else if (!current) {
+        m_bGap = true;  // a transfer whose beacon we have not seen: ask for it
+    } else if (const auto* block = std::get_if<Block>(&message.body)) {
+        OnBlock(*block);
+    } else if (const auto* offer = std::get_if<Offer>(&message.body)) {
+        OnOffer(*offer);
+    } else if (const auto* confirm = std::get_if<Confirm>(&message.body)) {
+        const auto& ids = confirm->receivers;
+        m_bConfirmed = m_bConfirmed || (Ended() && std::find(ids.begin(), ids.end(), m_ullID) != ids.end());
+    } else if (const auto* bye = std::get_if<SenderBye>(&message.body)) {
+        OnSenderBye(*bye);
+    }
+    return true;
+}
+
+void CReceiveEngine::OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t) {
+    if (beacon.state == SenderState::Preparing || Ended()) return;
+    if (!m_bKnows || transfer != m_ullTransfer) BeginTransfer(transfer, beacon);
+    NoteSerial(beacon.serial, false);
+}
+
+void CReceiveEngine::BeginTransfer(uint64_t transfer, const Beacon& beacon) {
+    m_files.clear();  // each writes down what it holds; the same content goes on from there
+    m_bKnows = true;
+    m_ullTransfer = transfer;
+    m_beacon = beacon;
+    m_ullSerial = 0;
+    m_state = ReceiveState::Receiving;
+    m_bReportDue = true;
+}
+
+void CReceiveEngine::NoteSerial(uint64_t serial, bool isBlock) {
+    if (serial <= m_ullSerial) return;
+    const bool gap = isBlock ? serial != m_ullSerial + 1 : true;
+    m_bGap = m_bGap || gap;
+    m_ullSerial = serial;
+}
+
+void CReceiveEngine::OnOffer(const Offer& offer) {
+    if (Ended() || AllOffered() || offer.index != m_files.size()) return;
+    const uint32_t expected =
+        m_files.empty() ? 0 : m_files.back().offer.firstBlock + BlocksOf(m_files.back().offer.size);
+    const bool fits = offer.firstBlock == expected && BlocksOf(offer.size) <= m_beacon.blocks - expected;
+    if (!fits) {
+        FailTransfer(Failure::BadOffer, "the sender's offers contradict each other");
+        return;
+    }
+    IncomingFile file;
+    file.offer = offer;
+    switch (m_folder.Open(offer, file.store, file.problem, file.failure)) {
+        case OpenResult::Fetch:
+            break;
+        case OpenResult::AlreadyThere:
+            file.phase = IncomingFile::Phase::Checking;
+            break;
+        case OpenResult::Refused:
+            file.phase = IncomingFile::Phase::Failed;
+            break;
+    }
+    m_files.push_back(std::move(file));
+    m_bReportDue = AllOffered() || m_files.size() % kOffersPerTurn == 0;
+}
+
+IncomingFile* CReceiveEngine::FileOf(uint32_t block) {
+    auto file = std::upper_bound(m_files.begin(), m_files.end(), block, [](uint32_t value, const IncomingFile& item) {
+        return value < item.offer.firstBlock;
+    });
+    if (file == m_files.begin()) return nullptr;
+    --file;
+    return block - file->offer.firstBlock < BlocksOf(file->offer.size) ? &*file : nullptr;
+}
+
+void CReceiveEngine::OnBlock(const Block& block) {
+    NoteSerial(block.serial, true);
+    ++m_nUnreported;
+    IncomingFile* file = Ended() ? nullptr : FileOf(block.block);
+    if (!file || file->phase != IncomingFile::Phase::Fetching) return;
+    const uint32_t local = block.block - file->offer.firstBlock;
+    if (file->store->Have().Has(local)) {
+        ++m_nRepeated;
+        return;
+    }
+    if (block.length == BlockLength(file->offer.size, local) &&
+        block.checksum == BlockChecksum(block.data, block.length)) {
+        StoreBlock(*file, block);
+        return;
+    }
+    m_bGap = true;
+    if (++m_nDamaged > kMaxDamagedBlocks) FailTransfer(Failure::Damaged, "too many blocks arrive damaged");
+}
+
+void CReceiveEngine::StoreBlock(IncomingFile& file, const Block& block) {
+    const uint32_t local = block.block - file.offer.firstBlock;
+    if (!file.store->Write(local, block.data, block.length, block.checksum)) {
+        EndFile(file, file.store->Reason(), file.store->Problem());
+        return;
+    }
+    m_ullArrivedBytes += block.length;
+}
+
+void CReceiveEngine::EndFile(IncomingFile& file, Failure failure, const std::string& problem) {
+    file.phase = failure == Failure::None ? IncomingFile::Phase::Done : IncomingFile::Phase::Failed;
+    file.failure = failure;
+    file.problem = problem;
+    m_bReportDue = true;
+}
+
+void CReceiveEngine::FailTransfer(Failure failure, const std::string& problem) {
+    m_state = ReceiveState::Failed;
+    m_failure = failure;
+    m_strProblem = problem;
+    m_bReportDue = true;
+    FlushStores();
+}
+
+void CReceiveEngine::OnSenderBye(const SenderBye& bye) {
+    if (!Ended()) {
+        m_state = ReceiveState::SenderLeft;
+        m_strProblem = bye.reason == ByeReason::Done ? "the sender ended without this receiver"
+                                                     : "the sender left; what has come is kept";
+    }
+    m_bOver = true;
+}
+
+bool CReceiveEngine::VerifyStep() {
+    for (IncomingFile& file : m_files) {
+        using Phase = IncomingFile::Phase;
+        if (file.phase == Phase::Fetching && file.store->Have().Full()) file.phase = Phase::Verifying;
+        if (file.phase != Phase::Verifying && file.phase != Phase::Checking) continue;
+        OnVerified(file, file.store->Verify());
+        return true;
+    }
+    return false;
+}
+
+void CReceiveEngine::OnVerified(IncomingFile& file, StoreStep step) {
+    using Phase = IncomingFile::Phase;
+    if (step == StoreStep::More) return;
+    const bool good = step == StoreStep::Good && (file.phase == Phase::Checking || file.store->Commit());
+    if (good) {
+        EndFile(file, Failure::None, "");
+    } else if (step == StoreStep::Bad && ++file.repairs > kMaxRepairs) {
+        EndFile(file, Failure::Damaged, "what the sender sends does not match its SHA-256");
+    } else if (step == StoreStep::Bad && file.store->Repair()) {
+        file.phase = Phase::Fetching;
+        m_bReportDue = true;
+    } else {
+        EndFile(file, file.store->Reason(), file.store->Problem());
+    }
+}
+
+void CReceiveEngine::CheckEnd() {
+    if (Ended() || !AllOffered()) return;
+    const auto ended = [](const IncomingFile& file) { return file.Ended(); };
+    if (!std::all_of(m_files.begin(), m_files.end(), ended)) {
+        const auto fetching = [](const IncomingFile& file) { return file.phase == IncomingFile::Phase::Fetching; };
+        m_state =
+            std::any_of(m_files.begin(), m_files.end(), fetching) ? ReceiveState::Receiving : ReceiveState::Verifying;
+        return;
+    }
+    m_state = ReceiveState::Done;
+    for (const IncomingFile& file : m_files) {
+        if (file.phase != IncomingFile::Phase::Failed) continue;
+        m_state = ReceiveState::Failed;
+        m_failure = file.failure;
+    }
+    m_bReportDue = true;
+}
+
+uint64_t CReceiveEngine::Tick(uint64_t now, ILinkOut& link) {
+    if (!m_bStarted) {
+        m_bStarted = true;
+        m_ullHeardMs = now;
+    }
+    if (m_bOver) return 0;
+    const bool more = VerifyStep();
+    CheckEnd();
+    if (Ended() && m_ullEndedMs == 0) m_ullEndedMs = now;
+    if (link.Ready() && ReportNeeded(now)) Report(now, link);
+    if (Ended()) {
+        m_bOver = m_bConfirmed || !m_bKnows || now - m_ullEndedMs > kConfirmWaitMs;
+    } else if (now - m_ullHeardMs > m_ullWaitMs) {
+        const bool begun = m_bKnows;
+        m_state = begun ? ReceiveState::Failed : ReceiveState::NobodyThere;
+        m_strProblem = begun ? "the sender has fallen silent; what has come is kept" : "nobody sends there";
+        m_bOver = true;
+    }
+    if (more || m_bOver) return 0;
+    return m_bGap || m_bReportDue ? kReportGapMs : kHeartbeatMs / 10;
+}
+
+bool CReceiveEngine::ReportNeeded(uint64_t now) const {
+    const uint64_t since = now - m_ullReportMs;
+    return m_bReportDue || m_nUnreported >= kReportBlocks || since >= kHeartbeatMs ||
+           ((m_bGap || m_nUnreported > 0) && since >= kReportGapMs);
+}
+
+void CReceiveEngine::Report(uint64_t now, ILinkOut& link) {
+    Status status;
+    status.receiver = m_ullID;
+    status.serial = m_ullSerial;
+    status.failure = m_failure;
+    status.offers = static_cast<uint32_t>(m_files.size());
+    switch (m_state) {
+        case ReceiveState::Done:
+            status.state = ReceiverState::Complete;
+            break;
+        case ReceiveState::Failed:
+            status.state = ReceiverState::Failed;
+            break;
+        case ReceiveState::Verifying:
+            status.state = ReceiverState::Verifying;
+            break;
+        default:
+            status.state = m_bKnows ? ReceiverState::Receiving : ReceiverState::Waiting;
+    }
+    status.bytes = Progress().heldBytes;
+    for (const IncomingFile& file : m_files) {
+        if (Ended() || file.phase != IncomingFile::Phase::Fetching) continue;
+        file.store->Have().AddLacking(file.offer.firstBlock, status.lacking);
+    }
+    if (now - m_ullFlushMs >= kHeartbeatMs) {
+        m_ullFlushMs = now;
+        FlushStores();
+    }
+    link.Send(Encode({m_bKnows ? m_ullTransfer : 0, status}));
+    m_bReportDue = m_bGap = false;
+    m_nUnreported = 0;
+    m_ullReportMs = now;
+}
+
+void CReceiveEngine::FlushStores() {
+    for (IncomingFile& file : m_files) {
+        if (file.store && !file.Ended()) file.store->Flush();
+    }
+}
+
+void CReceiveEngine::Leave(ILinkOut& link, ByeReason reason) {
+    FlushStores();
+    link.Send(Encode({m_bKnows ? m_ullTransfer : 0, ReceiverBye{m_ullID, reason}}));
+    m_bOver = true;
+}
+
+std::string CReceiveEngine::Problem() const {
+    if (!m_strProblem.empty()) return m_strProblem;
+    std::string text;
+    for (const IncomingFile& file : m_files) {
+        if (file.phase != IncomingFile::Phase::Failed) continue;
+        text += (text.empty() ? "" : "; ") + Printable(file.offer.name) + ": " + file.problem;
+    }
+    return text;
+}
+
+ReceiveProgress CReceiveEngine::Progress() const {
+    ReceiveProgress progress;
+    progress.state = m_state;
+    progress.files = m_bKnows ? m_beacon.files : 0;
+    progress.totalBytes = m_bKnows ? m_beacon.bytes : 0;
+    progress.arrivedBytes = m_ullArrivedBytes;
+    progress.damagedBlocks = m_nDamaged;
+    progress.repeatedBlocks = m_nRepeated;
+    for (const IncomingFile& file : m_files) {
+        const bool done = file.phase == IncomingFile::Phase::Done;
+        progress.filesDone += done;
+        if (done)
+            progress.heldBytes += file.offer.size;
+        else if (file.store && file.phase != IncomingFile::Phase::Failed)
+            progress.heldBytes += std::min(file.offer.size, uint64_t{file.store->Have().Held()} * kBlockSize);
+    }
+    return progress;
+}
+
+}  // namespace lumo

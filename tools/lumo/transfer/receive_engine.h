@@ -1,0 +1,114 @@
+// A receiver's side of the file protocol, without sockets, threads or a clock.
+#pragma once
+
+#include "tools/lumo/transfer/file_store.h"
+#include "tools/lumo/transfer/link_out.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+enum class ReceiveState { Waiting, Receiving, Verifying, Done, NobodyThere, SenderLeft, Failed };
+
+struct ReceiveProgress {
+    ReceiveState state = ReceiveState::Waiting;
+    uint64_t totalBytes = 0;
+    uint64_t heldBytes = 0;     ///< those of an earlier attempt included
+    uint64_t arrivedBytes = 0;  ///< of blocks that were stored
+    uint32_t files = 0;
+    uint32_t filesDone = 0;
+    uint64_t damagedBlocks = 0;
+    uint64_t repeatedBlocks = 0;
+};
+
+/// One file of the transfer.
+struct IncomingFile {
+    enum class Phase { Fetching, Verifying, Checking, Done, Failed };
+    Offer offer;
+    std::unique_ptr<IFileStore> store;
+    Phase phase = Phase::Fetching;
+    int repairs = 0;
+    Failure failure = Failure::None;
+    std::string problem;
+
+    bool Ended() const { return phase == Phase::Done || phase == Phase::Failed; }
+};
+
+/// Asks for what it lacks, checks and stores what comes. One thread.
+class CReceiveEngine {
+public:
+    /// `id` is random and not 0. `waitMs` without a word from a sender end it.
+    CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs);
+
+    /// A frame from the publisher, of whatever content. True when it came from a sender.
+    bool OnFrame(const char* data, size_t length, uint64_t now);
+    /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
+    uint64_t Tick(uint64_t now, ILinkOut& link);
+    /// The link was made anew: the sender must hear of us.
+    void OnLinkReady() { m_bReportDue = true; }
+    /// Says goodbye and writes down what is there.
+    void Leave(ILinkOut& link, ByeReason reason);
+
+    bool Over() const { return m_bOver; }
+    /// How it ended, or where it stands.
+    ReceiveState State() const { return m_state; }
+    std::string Problem() const;
+    ReceiveProgress Progress() const;
+    const std::vector<IncomingFile>& Files() const { return m_files; }
+
+private:
+    static constexpr int kMaxRepairs = 2;
+
+    void OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t now);
+    void OnOffer(const Offer& offer);
+    void OnBlock(const Block& block);
+    void OnSenderBye(const SenderBye& bye);
+    void BeginTransfer(uint64_t transfer, const Beacon& beacon);
+    void NoteSerial(uint64_t serial, bool isBlock);
+    IncomingFile* FileOf(uint32_t block);
+    void StoreBlock(IncomingFile& file, const Block& block);
+    void EndFile(IncomingFile& file, Failure failure, const std::string& problem);
+    void FailTransfer(Failure failure, const std::string& problem);
+    bool AllOffered() const { return m_bKnows && m_files.size() == m_beacon.files; }
+    /// True when there is more to hash.
+    bool VerifyStep();
+    void OnVerified(IncomingFile& file, StoreStep step);
+    void CheckEnd();
+    void Report(uint64_t now, ILinkOut& link);
+    void FlushStores();
+    bool ReportNeeded(uint64_t now) const;
+    bool Ended() const { return m_state == ReceiveState::Done || m_state == ReceiveState::Failed; }
+
+    const uint64_t m_ullID;
+    IFileFolder& m_folder;
+    const uint64_t m_ullWaitMs;
+
+    ReceiveState m_state = ReceiveState::Waiting;
+    bool m_bOver = false;
+    Failure m_failure = Failure::None;
+    std::string m_strProblem;
+
+    bool m_bKnows = false;  // m_ullTransfer and m_beacon are set
+    uint64_t m_ullTransfer = 0;
+    Beacon m_beacon;  // of the transfer's first one that told its size
+    std::vector<IncomingFile> m_files;
+    uint64_t m_ullSerial = 0;
+    uint64_t m_ullArrivedBytes = 0;
+    uint64_t m_nDamaged = 0;
+    uint64_t m_nRepeated = 0;
+
+    bool m_bStarted = false;
+    bool m_bConfirmed = false;
+    bool m_bReportDue = true;  // at once
+    bool m_bGap = false;       // soon
+    uint32_t m_nUnreported = 0;
+    uint64_t m_ullReportMs = 0;
+    uint64_t m_ullFlushMs = 0;
+    uint64_t m_ullHeardMs = 0;
+    uint64_t m_ullEndedMs = 0;
+};
+
+}  // namespace lumo

@@ -1,0 +1,71 @@
+// What the sender knows of its receivers.
+#pragma once
+
+#include "tools/lumo/transfer/block_map.h"
+#include "tools/lumo/transfer/messages.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+
+namespace lumo {
+
+/// The last blocks sent, by serial: those that may still be on their way.
+class CSentBlocks {
+public:
+    uint64_t Last() const { return m_ullLast; }
+    void Add(uint32_t block) { m_ring[++m_ullLast % m_ring.size()] = block; }
+    /// Takes out of `lacking` what was sent after `serial`.
+    void Subtract(uint64_t serial, CBlockRanges& lacking) const;
+
+private:
+    std::array<uint32_t, 2 * size_t{kLeadBlocks}> m_ring{};
+    uint64_t m_ullLast = 0;
+};
+
+struct CReceiverEntry {
+    uint64_t heardMs = 0;
+    uint64_t serial = 0;   ///< all blocks up to this one have reached it or never will
+    uint64_t movedMs = 0;  ///< when the serial last rose, or had no reason to
+    ReceiverState state = ReceiverState::Waiting;
+    Failure failure = Failure::None;
+    uint64_t bytes = 0;
+    uint32_t offers = 0;
+    uint64_t offeredMs = 0;   ///< when offers were last sent for it
+    uint32_t offeredEnd = 0;  ///< and up to which one
+    bool knowsTransfer = false;
+    bool left = false;
+    ByeReason bye = ByeReason::Done;
+    CBlockRanges lacking;  ///< what it asked for and has not been sent since
+
+    bool Ended() const { return left || state == ReceiverState::Complete || state == ReceiverState::Failed; }
+};
+
+/// At most kMaxReceivers; at the limit a newcomer takes the place of one that has ended or is silent, else is ignored.
+class CReceiverTable {
+public:
+    /// Null when the table is full of living ones.
+    CReceiverEntry* FindOrAdd(uint64_t id, uint64_t now);
+    CReceiverEntry* Find(uint64_t id);
+
+    static bool Alive(const CReceiverEntry& entry, uint64_t now) {
+        return !entry.left && now - entry.heardMs < kReceiverSilentMs;
+    }
+    /// Takes note of time: who is silent asks for nothing any more, who has caught up is not stuck.
+    void Sweep(uint64_t now, uint64_t lastSerial);
+    /// The serial of the slowest one that holds the pace; `lastSerial` when nobody does.
+    uint64_t Slowest(uint64_t now, uint64_t lastSerial) const;
+    /// The lowest block at or after `from` that anybody lacks; CBlockRanges::kNone when there is none.
+    uint32_t NextLacking(uint32_t from) const;
+    /// A block has left: it is on its way to all.
+    void OnSent(uint32_t block);
+
+    const std::map<uint64_t, CReceiverEntry>& Entries() const { return m_entries; }
+    std::map<uint64_t, CReceiverEntry>& Entries() { return m_entries; }
+
+private:
+    bool MakeRoom(uint64_t now);
+    std::map<uint64_t, CReceiverEntry> m_entries;
+};
+
+}  // namespace lumo

@@ -1,0 +1,101 @@
+// The sender's side of the file protocol, without sockets, threads or a clock.
+#pragma once
+
+#include "tools/lumo/transfer/file_source.h"
+#include "tools/lumo/transfer/link_out.h"
+#include "tools/lumo/transfer/pace.h"
+#include "tools/lumo/transfer/receiver_table.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+struct SendOptions {
+    uint32_t receivers = 1;    ///< so many must have confirmed the whole before the end
+    bool keep = false;         ///< serve on for ever
+    uint64_t waitMs = 600000;  ///< without a living receiver
+    uint64_t bytesPerSecond = 0;
+};
+
+enum class SendState { Preparing, Serving, Done, NobodyThere, Failed };
+
+struct SendProgress {
+    SendState state = SendState::Preparing;
+    uint64_t totalBytes = 0;
+    uint64_t hashedBytes = 0;
+    uint64_t leastBytes = 0;  ///< held by the slowest living receiver; all of them once none is unfinished
+    uint64_t sentBytes = 0;   ///< blocks that have left, repetitions included
+    uint32_t alive = 0;
+    uint32_t unfinished = 0;
+    uint32_t complete = 0;
+    uint32_t failed = 0;
+    Failure lastFailure = Failure::None;
+};
+
+/// Serves many receivers at once: each block leaves once for all who lack it. One thread.
+class CSendEngine {
+public:
+    CSendEngine(uint64_t transfer, std::vector<std::unique_ptr<IFileSource>> files, const SendOptions& options);
+
+    /// A frame from upstream, of whatever content. True when it came from a receiver.
+    bool OnFrame(const char* data, size_t length, uint64_t now);
+    /// Sends what may leave. The result is how long nothing more will be to do, in ms; 0: call again at once.
+    uint64_t Tick(uint64_t now, ILinkOut& link);
+    /// Sends the goodbye, whatever is still missing.
+    void Leave(ILinkOut& link, ByeReason reason);
+    /// The link was made anew: everybody may have missed something.
+    void OnLinkReady() { m_bBeaconDue = true; }
+
+    SendState State() const { return m_state; }
+    bool Over() const { return m_state != SendState::Preparing && m_state != SendState::Serving; }
+    const std::string& Problem() const { return m_strProblem; }
+    SendProgress Progress(uint64_t now) const;
+
+private:
+    void OnStatus(uint64_t transfer, Status& status, uint64_t now);
+    void OnBye(const ReceiverBye& bye, uint64_t now);
+    void NoteEnd(uint64_t id, CReceiverEntry& entry, const Status& status);
+    void Prepare();
+    void Number();
+    void SendBeacon(uint64_t now, ILinkOut& link);
+    void SendConfirm(ILinkOut& link);
+    void SendOffers(uint64_t now, ILinkOut& link);
+    /// True when more could leave at once.
+    bool SendBlocks(uint64_t now, ILinkOut& link);
+    bool SendBlock(uint32_t block, ILinkOut& link);
+    void CheckEnd(uint64_t now);
+    void Fail(const IFileSource& file);
+
+    const uint64_t m_ullTransfer;
+    const std::vector<std::unique_ptr<IFileSource>> m_files;
+    const SendOptions m_options;
+    SendState m_state = SendState::Preparing;
+    std::string m_strProblem;
+
+    size_t m_nHashed = 0;                 // files whose digest is known
+    std::vector<uint32_t> m_firstBlocks;  // of each file, once all are hashed
+    uint32_t m_nBlocks = 0;
+    uint64_t m_ullBytes = 0;
+
+    CReceiverTable m_receivers;
+    CSentBlocks m_sent;
+    CQueuePace m_pace;
+    CRateLimit m_rate;
+    uint32_t m_nCursor = 0;  // where the search for the next block goes on
+    uint64_t m_ullSentBytes = 0;
+    std::vector<char> m_frame;
+    std::vector<uint64_t> m_confirms;
+
+    bool m_bStarted = false;
+    bool m_bBeaconDue = true;
+    uint64_t m_ullBeaconMs = 0;
+    uint64_t m_ullAliveMs = 0;  // when a living receiver was last seen, or the wait began
+    uint32_t m_nComplete = 0;
+    uint32_t m_nFailed = 0;
+    Failure m_lastFailure = Failure::None;
+};
+
+}  // namespace lumo

@@ -1,0 +1,137 @@
+#include "tools/lumo/ui/progress.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+namespace lumo {
+namespace {
+
+size_t TerminalWidth() {
+    winsize size{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 20) return 79;
+    return std::min<size_t>(size.ws_col - 1U, 120);
+}
+
+std::string Fixed(double value, int decimals) {
+    char text[64];
+    const int length = std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return {text, static_cast<size_t>(std::clamp(length, 0, 63))};
+}
+
+}  // namespace
+
+void CRateMeter::Update(uint64_t now, uint64_t bytes) {
+    if (!m_samples.empty() && bytes < m_samples.back().second) m_samples.clear();  // it began anew
+    m_samples.emplace_back(now, bytes);
+    while (m_samples.size() > 2 && now - m_samples.front().first > kSpanMs) m_samples.pop_front();
+}
+
+double CRateMeter::PerSecond() const {
+    if (m_samples.size() < 2) return 0;
+    const auto passed = static_cast<double>(m_samples.back().first - m_samples.front().first);
+    const auto bytes = static_cast<double>(m_samples.back().second - m_samples.front().second);
+    return passed > 0 ? bytes * 1000 / passed : 0;
+}
+
+double CRateMeter::SecondsFor(uint64_t left) const {
+    const double rate = PerSecond();
+    return rate >= 1 ? static_cast<double>(left) / rate : -1;
+}
+
+ProgressMode CProgressPrinter::Choose(bool json, bool quiet) {
+    if (json) return ProgressMode::Json;
+    if (quiet) return ProgressMode::Quiet;
+    return isatty(STDERR_FILENO) == 1 ? ProgressMode::Bar : ProgressMode::Plain;
+}
+
+bool CProgressPrinter::Due(uint64_t now) const {
+    if (m_mode == ProgressMode::Bar) return now - m_ullShownMs >= 200;
+    return m_mode == ProgressMode::Json && now - m_ullShownMs >= 1000;
+}
+
+void CProgressPrinter::Show(uint64_t now, const ProgressView& view) {
+    m_ullShownMs = now;
+    m_rate.Update(now, view.moved);
+    if (m_mode == ProgressMode::Bar) Draw(view);
+    if (m_mode != ProgressMode::Json) return;
+    nlohmann::json event = view.details;
+    event["event"] = "progress";
+    event["state"] = view.words;
+    event["bytes"] = view.done;
+    event["total_bytes"] = view.total;
+    event["bytes_per_second"] = static_cast<uint64_t>(m_rate.PerSecond());
+    const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
+    event["seconds_left"] = left < 0 ? nlohmann::json() : nlohmann::json(std::round(left * 10) / 10);
+    Event(event);
+}
+
+void CProgressPrinter::Draw(const ProgressView& view) {
+    const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
+    const std::string line = BarText(view, m_rate.PerSecond(), left, TerminalWidth());
+    const std::string rest(m_nDrawn > line.size() ? m_nDrawn - line.size() : 0, ' ');
+    std::fprintf(stderr, "\r%s%s", line.c_str(), rest.c_str());
+    std::fflush(stderr);
+    m_nDrawn = line.size();
+}
+
+void CProgressPrinter::Wipe() {
+    if (m_nDrawn > 0) std::fprintf(stderr, "\r%s\r", std::string(m_nDrawn, ' ').c_str());
+    m_nDrawn = 0;
+}
+
+void CProgressPrinter::Note(const std::string& line) {
+    if (m_mode == ProgressMode::Quiet || m_mode == ProgressMode::Json) return;
+    Wipe();
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void CProgressPrinter::Event(const nlohmann::json& event) {
+    if (m_mode != ProgressMode::Json) return;
+    const std::string text = event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    std::fprintf(m_pJson, "%s\n", text.c_str());
+    std::fflush(m_pJson);
+}
+
+void CProgressPrinter::Error(const std::string& line) {
+    Wipe();
+    std::fprintf(stderr, "lumo: %s\n", line.c_str());
+}
+
+std::string BytesText(double bytes) {
+    static constexpr const char* kUnits[] = {"B", "kB", "MB", "GB", "TB"};
+    size_t unit = 0;
+    for (; bytes >= 999.5 && unit + 1 < std::size(kUnits); ++unit) bytes /= 1000;
+    return Fixed(bytes, unit == 0 || bytes >= 99.95 ? 0 : 1) + " " + kUnits[unit];
+}
+
+std::string DurationText(double seconds) {
+    const auto whole = static_cast<unsigned long>(std::clamp(std::ceil(seconds), 0.0, 359999.0));
+    const unsigned long hours = whole / 3600, minutes = whole / 60 % 60, rest = whole % 60;
+    const auto two = [](unsigned long value) { return (value < 10 ? "0" : "") + std::to_string(value); };
+    return hours > 0 ? std::to_string(hours) + ":" + two(minutes) + ":" + two(rest)
+                     : std::to_string(minutes) + ":" + two(rest);
+}
+
+std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width) {
+    const double share =
+        view.total > 0 ? std::min(1.0, static_cast<double>(view.done) / static_cast<double>(view.total)) : 0;
+    std::string figures = " " + std::to_string(static_cast<int>(share * 100)) + " %  " +
+                          BytesText(static_cast<double>(view.done)) + " of " +
+                          BytesText(static_cast<double>(view.total)) + "  " + BytesText(perSecond) + "/s";
+    if (secondsLeft >= 0) figures += "  " + DurationText(secondsLeft) + " left";
+    const std::string words = view.words + " ";
+    std::string line = words;
+    if (words.size() + figures.size() + 7 <= width) {
+        const size_t room = std::min<size_t>(40, width - words.size() - figures.size() - 2);
+        const auto filled = static_cast<size_t>(share * static_cast<double>(room));
+        line += "[" + std::string(filled, '#') + std::string(room - filled, '.') + "]";
+    }
+    line += figures;
+    return line.substr(0, width);
+}
+
+}  // namespace lumo

@@ -1,0 +1,72 @@
+// How a transfer shows itself: a bar on a terminal, one JSON object a second, or not at all.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <string>
+#include <utility>
+
+namespace lumo {
+
+/// Bytes a second over the last few seconds.
+class CRateMeter {
+public:
+    void Update(uint64_t now, uint64_t bytes);
+    double PerSecond() const;
+    /// Seconds until `left` more bytes have come; negative when nobody knows.
+    double SecondsFor(uint64_t left) const;
+
+private:
+    static constexpr uint64_t kSpanMs = 5000;
+    std::deque<std::pair<uint64_t, uint64_t>> m_samples;
+};
+
+struct ProgressView {
+    std::string words;  ///< what is going on
+    uint64_t done = 0;
+    uint64_t total = 0;
+    uint64_t moved = 0;  ///< what the rate is taken of
+    nlohmann::json details;
+};
+
+enum class ProgressMode { Quiet, Plain, Bar, Json };
+
+class CProgressPrinter {
+public:
+    /// JSON goes to `json`; everything else to standard error.
+    CProgressPrinter(ProgressMode mode, std::FILE* json) : m_mode(mode), m_pJson(json) {}
+
+    /// Bar where standard error is a terminal.
+    static ProgressMode Choose(bool json, bool quiet);
+    bool Due(uint64_t now) const;
+    void Show(uint64_t now, const ProgressView& view);
+    /// A line of its own, whatever is being drawn; nothing in quiet mode.
+    void Note(const std::string& line);
+    /// The same as an event of the JSON stream.
+    void Event(const nlohmann::json& event);
+    /// Complaints are never quiet.
+    void Error(const std::string& line);
+    ProgressMode Mode() const { return m_mode; }
+
+private:
+    void Draw(const ProgressView& view);
+    void Wipe();
+
+    const ProgressMode m_mode;
+    std::FILE* const m_pJson;
+    CRateMeter m_rate;
+    uint64_t m_ullShownMs = 0;
+    size_t m_nDrawn = 0;  // characters that stand on the terminal's line
+};
+
+/// "1.5 MB", in powers of 1000.
+std::string BytesText(double bytes);
+/// "0:07", "1:02:03".
+std::string DurationText(double seconds);
+/// The bar with figures, at most `width` characters.
+std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width);
+
+}  // namespace lumo
