@@ -28,7 +28,8 @@ TEST(HeldPackets, StayInOrderAcrossTheWrapAndLeaveOnlyInTurn) {
         EXPECT_TRUE(held.Contains(sequence));
         const auto packet = held.TakeFirst(sequence);
         ASSERT_NE(packet, nullptr) << sequence;
-        EXPECT_EQ(std::string(packet->GetPacketData() + 12), std::to_string(sequence));
+        EXPECT_EQ(std::string(packet->GetPacketData(), static_cast<size_t>(packet->GetPacketDataLen())),
+                  session_wire::Data(sequence, std::to_string(sequence)));
         EXPECT_FALSE(held.Contains(sequence));
     }
     EXPECT_EQ(held.TakeFirst(2), nullptr);
