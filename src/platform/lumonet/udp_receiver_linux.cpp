@@ -1,0 +1,79 @@
+#if defined(__linux__)
+
+#include "platform/lumonet/udp_receiver_linux.h"
+
+#include <arpa/inet.h>
+#include <netinet/udp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+CUdpReceiverLinux::CUdpReceiverLinux(int fd, const UdpFeatures& features, bool askedAddresses)
+    : m_fd(fd),
+      m_bMultiMessage(features.multiMessage),
+      m_buffers(new char[udp::kReceiveBuffer * udp::kReceiveMessages]) {
+    // A kernel without them hands datagrams over one by one, and does not tell the address asked.
+    if (features.receiveOffload) Enable(SOL_UDP, UDP_GRO);
+    if (askedAddresses) Enable(IPPROTO_IP, IP_PKTINFO);
+}
+
+bool CUdpReceiverLinux::Enable(int level, int option) const {
+    const int on = 1;
+    return setsockopt(m_fd, level, option, &on, sizeof on) == 0;
+}
+
+void CUdpReceiverLinux::Prepare(size_t i) {
+    m_pieces[i] = {m_buffers.get() + i * udp::kReceiveBuffer, udp::kReceiveBuffer};
+    msghdr& header = m_messages[i].msg_hdr;
+    header = {};
+    header.msg_name = &m_from[i];
+    header.msg_namelen = sizeof m_from[i];
+    header.msg_iov = &m_pieces[i];
+    header.msg_iovlen = 1;
+    header.msg_control = m_controls[i].bytes;
+    header.msg_controllen = sizeof m_controls[i].bytes;
+}
+
+size_t CUdpReceiverLinux::Receive() {
+    for (size_t i = 0; i < m_nUsed; ++i) Prepare(i);
+    m_nUsed = 0;
+    for (;;) {
+        if (m_bMultiMessage) {
+            const int count = recvmmsg(m_fd, m_messages.data(), udp::kReceiveMessages, MSG_WAITFORONE, nullptr);
+            if (count > 0) m_nUsed = static_cast<size_t>(count);
+        } else {
+            const ssize_t length = recvmsg(m_fd, &m_messages[0].msg_hdr, 0);
+            if (length >= 0) {
+                m_messages[0].msg_len = static_cast<unsigned>(length);
+                m_nUsed = 1;
+            }
+        }
+        if (m_nUsed > 0 || errno != EINTR) return m_nUsed;
+    }
+}
+
+CReceivedRun CUdpReceiverLinux::Run(size_t i) const {
+    const size_t length = m_messages[i].msg_len;
+    CReceivedRun run{m_buffers.get() + i * udp::kReceiveBuffer,
+                     length,
+                     std::max<size_t>(length, 1),
+                     ntohl(m_from[i].sin_addr.s_addr),
+                     ntohs(m_from[i].sin_port),
+                     0};
+    auto& header = const_cast<msghdr&>(m_messages[i].msg_hdr);
+    for (cmsghdr* control = CMSG_FIRSTHDR(&header); control; control = CMSG_NXTHDR(&header, control)) {
+        if (control->cmsg_level == SOL_UDP && control->cmsg_type == UDP_GRO) {
+            int segment = 0;
+            std::memcpy(&segment, CMSG_DATA(control), sizeof segment);
+            if (segment > 0) run.segment = static_cast<size_t>(segment);
+        } else if (control->cmsg_level == IPPROTO_IP && control->cmsg_type == IP_PKTINFO) {
+            in_pktinfo info;
+            std::memcpy(&info, CMSG_DATA(control), sizeof info);
+            run.askedIP = ntohl(info.ipi_spec_dst.s_addr);
+        }
+    }
+    return run;
+}
+
+#endif

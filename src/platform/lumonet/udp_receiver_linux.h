@@ -1,0 +1,52 @@
+// Takes what has come in as few calls as the kernel allows.
+#pragma once
+
+#include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/udp_limits.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+/// What the kernel has handed over as one: datagrams of one sender, all of one size, the last perhaps shorter.
+struct CReceivedRun {
+    const char* data;
+    size_t length;
+    size_t segment;  ///< at least 1 unless length is 0
+    uint32_t ip;
+    uint16_t port;
+    uint32_t askedIP;  ///< our address that the datagrams were sent to; 0 unless that was asked for
+};
+
+/// One thread.
+class CUdpReceiverLinux {
+public:
+    /// Throws when there is no memory.
+    CUdpReceiverLinux(int fd, const UdpFeatures& features, bool askedAddresses);
+
+    /// Waits for datagrams and takes what is there; the number of runs, valid until the next call. 0: an error.
+    size_t Receive();
+    CReceivedRun Run(size_t i) const;
+
+private:
+    bool Enable(int level, int option) const;
+    void Prepare(size_t i);
+
+    /// Room for both of the kernel's notes on one message.
+    struct alignas(cmsghdr) Control {
+        char bytes[CMSG_SPACE(sizeof(int)) + CMSG_SPACE(sizeof(in_pktinfo))];
+    };
+
+    const int m_fd;
+    const bool m_bMultiMessage;
+    const std::unique_ptr<char[]> m_buffers;
+    std::array<mmsghdr, udp::kReceiveMessages> m_messages;
+    std::array<iovec, udp::kReceiveMessages> m_pieces;
+    std::array<sockaddr_in, udp::kReceiveMessages> m_from;
+    std::array<Control, udp::kReceiveMessages> m_controls;
+    size_t m_nUsed = udp::kReceiveMessages;  // messages to be prepared anew
+};
