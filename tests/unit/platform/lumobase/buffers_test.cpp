@@ -1,0 +1,150 @@
+#include "platform/lumobase/buffer_pool.h"
+#include "platform/lumobase/list_ptr.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::string Content(CDataBuffer& buffer) {
+    return buffer.GetData() ? std::string(buffer.GetData(), static_cast<size_t>(buffer.GetLen())) : "(none)";
+}
+
+TEST(DataBufferTest, KeepsACopyOfWhatItWasGiven) {
+    CDataBuffer buffer;
+    std::string bytes("ab\0cd", 5);
+    EXPECT_TRUE(buffer.StoreData(bytes.data(), 5));
+    bytes[0] = 'x';
+    EXPECT_EQ(Content(buffer), std::string("ab\0cd", 5));
+    EXPECT_TRUE(buffer.StoreData(buffer.GetData() + 1, 3)) << "from its own bytes";
+    EXPECT_EQ(Content(buffer), std::string("b\0c", 3));
+    EXPECT_TRUE(buffer.StoreData(nullptr, 0));
+    EXPECT_EQ(Content(buffer), "(none)");
+    EXPECT_EQ(buffer.GetLen(), 0);
+}
+
+TEST(DataBufferTest, BadArgumentsLeaveItEmpty) {
+    const struct {
+        const char* data;
+        int length;
+    } rows[] = {{nullptr, 1}, {"abc", -1}, {nullptr, -1}};
+    for (const auto& row : rows) {
+        CDataBuffer buffer;
+        ASSERT_TRUE(buffer.StoreData("before", 6));
+        EXPECT_FALSE(buffer.StoreData(row.data, row.length)) << row.length;
+        EXPECT_EQ(Content(buffer), "(none)");
+        EXPECT_EQ(buffer.GetLen(), 0);
+    }
+}
+
+/// Knows how many of its kind are alive.
+class CCountedBuffer : public CDataBuffer {
+public:
+    explicit CCountedBuffer(int length) {
+        ++s_nAlive;
+        const std::string bytes(static_cast<size_t>(length), 'x');
+        EXPECT_TRUE(StoreData(bytes.data(), length));
+    }
+    ~CCountedBuffer() override { --s_nAlive; }
+    static inline std::atomic<int> s_nAlive{0};
+};
+
+TEST(BufferPoolTest, IsAQueueThatOwnsWhatItHolds) {
+    {
+        CBufferPool pool;
+        EXPECT_EQ(pool.GetDataBuffer(), nullptr);
+        pool.SetDataBuffer(nullptr);
+        EXPECT_EQ(pool.GetCount(), 0);
+        for (int length : {10, 0, 30}) pool.SetDataBuffer(new CCountedBuffer(length));
+        EXPECT_EQ(pool.GetCount(), 3);
+        EXPECT_EQ(pool.GetByteCount(), 40u);
+        CDataBuffer* first = pool.GetDataBuffer();
+        EXPECT_EQ(first->GetLen(), 10);
+        EXPECT_EQ(pool.GetByteCount(), 30u);
+        delete first;
+        pool.Flush();
+        EXPECT_EQ(pool.GetCount(), 0);
+        EXPECT_EQ(pool.GetByteCount(), 0u);
+        EXPECT_EQ(CCountedBuffer::s_nAlive, 0);
+        pool.SetDataBuffer(new CCountedBuffer(5));
+    }
+    EXPECT_EQ(CCountedBuffer::s_nAlive, 0) << "the destructor frees the rest";
+}
+
+TEST(BufferPoolTest, TwoThreadsLoseAndDoubleNothing) {
+    constexpr int kBuffers = 20000;
+    CBufferPool pool;
+    std::thread feeder([&pool] {
+        for (int i = 1; i <= kBuffers; ++i) pool.SetDataBuffer(new CCountedBuffer(i % 64));
+        pool.SetDataBuffer(new CCountedBuffer(1000));
+    });
+    int taken = 0;
+    for (bool end = false; !end;) {
+        CDataBuffer* buffer = pool.GetDataBuffer();
+        if (!buffer) continue;
+        end = buffer->GetLen() == 1000;
+        ++taken;
+        delete buffer;
+    }
+    feeder.join();
+    EXPECT_EQ(taken, kBuffers + 1);
+    EXPECT_EQ(pool.GetCount(), 0);
+    EXPECT_EQ(pool.GetByteCount(), 0u);
+    EXPECT_EQ(CCountedBuffer::s_nAlive, 0);
+}
+
+void* Number(size_t value) { return reinterpret_cast<void*>(value); }
+
+std::vector<size_t> Values(const CListPtr& list) {
+    std::vector<size_t> values;
+    for (CListPtr::iterator it = list.begin(); it != list.end(); ++it) values.push_back(reinterpret_cast<size_t>(*it));
+    return values;
+}
+
+TEST(ListPtrTest, InsertsErasesAndPopsAtEitherEnd) {
+    CListPtr list;
+    EXPECT_TRUE(list.begin() == list.end());
+    list.pop_front();
+    list.push_back(Number(2));
+    list.push_back(Number(4));
+    EXPECT_EQ(*list.insert(list.begin(), Number(1)), Number(1));
+    CListPtr::iterator third = list.begin();
+    ++ ++third;
+    list.insert(third, Number(3));
+    list.insert(list.end(), Number(5));
+    EXPECT_EQ(Values(list), (std::vector<size_t>{1, 2, 3, 4, 5}));
+    list.pop_front();
+    EXPECT_EQ(list.front(), Number(2));
+    list.erase(list.end());
+    EXPECT_EQ(list.size(), 4ul);
+    while (list.size() > 0) list.pop_front();
+    EXPECT_TRUE(list.begin() == list.end());
+}
+
+TEST(ListPtrTest, AnIteratorSurvivesTheErasingOfItsElement) {
+    // Each element of 1 to 6 is kept or erased while the loop stands on it, in every combination.
+    for (unsigned erased = 0; erased < 64; ++erased) {
+        CListPtr list;
+        for (size_t i = 1; i <= 6; ++i) list.push_back(Number(i));
+        std::vector<size_t> visited, kept;
+        for (CListPtr::iterator it = list.begin(); it != list.end(); ++it) {
+            const auto value = reinterpret_cast<size_t>(*it);
+            visited.push_back(value);
+            if (erased >> (value - 1) & 1) {
+                list.erase(it);
+                EXPECT_EQ(*it, Number(value)) << "the copy of the value stays";
+            } else {
+                kept.push_back(value);
+            }
+        }
+        EXPECT_EQ(visited, (std::vector<size_t>{1, 2, 3, 4, 5, 6}));
+        EXPECT_EQ(Values(list), kept);
+        EXPECT_EQ(list.size(), kept.size());
+    }
+}
+
+}  // namespace
