@@ -1,0 +1,46 @@
+#include "bench/harness/child.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+using nlohmann::json;
+
+namespace bench {
+
+CChild::CChild(Role role, const RunSpec& spec, uint16_t port, const CProcess::Options& options) : m_role(role) {
+    const auto [mine, its] = CControl::MakePair();
+    m_pControl = std::make_unique<CControl>(mine);
+    m_pProcess =
+        std::make_unique<CProcess>(std::vector<std::string>{"/proc/self/exe", "--child", std::to_string(its)}, options);
+    close(its);
+    m_pControl->Send({{"spec", spec}, {"role", role == Role::Sender ? "sender" : "receiver"}, {"port", port}});
+}
+
+bool CChild::TakeMessage() {
+    const auto message = m_pControl->Receive(0);
+    if (!message) return true;
+    if (!message->is_object()) return false;
+    m_events[message->value("event", "")] = *message;
+    return true;
+}
+
+int RunChild(int fd) {
+    CControl control(fd);
+    try {
+        const auto first = control.Receive(-1);
+        if (!first || !first->is_object()) return 1;
+        CSide side(control, first->at("spec").get<RunSpec>(), first->at("port").get<uint16_t>());
+        const CDriver* driver = FindDriver(side.Spec().driver);
+        if (!driver) throw std::runtime_error("no driver " + side.Spec().driver);
+        (first->at("role") == "sender" ? driver->sender : driver->receiver)(side);
+        return 0;
+    } catch (const std::exception& error) {
+        control.Send({{"event", "failed"}, {"why", error.what()}});
+        return 1;
+    }
+}
+
+}  // namespace bench

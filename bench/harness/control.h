@@ -1,0 +1,32 @@
+// The line between the program and the processes of a run: JSON messages over a socket that keeps their boundaries.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <utility>
+
+namespace bench {
+
+/// Owns its descriptor. Sending is safe from any thread, receiving from one.
+class CControl {
+public:
+    explicit CControl(int fd) : m_nFd(fd) {}
+    ~CControl();
+    CControl(const CControl&) = delete;
+    CControl& operator=(const CControl&) = delete;
+
+    /// A connected pair of descriptors; the second one survives exec.
+    static std::pair<int, int> MakePair();
+
+    /// False when the other end is gone.
+    bool Send(const nlohmann::json& message);
+    /// Nothing on a time-out; a null message when the other end is gone. Negative waits without end.
+    std::optional<nlohmann::json> Receive(int timeoutMs);
+    int Descriptor() const { return m_nFd; }
+
+private:
+    int m_nFd;
+};
+
+}  // namespace bench

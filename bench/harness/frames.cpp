@@ -1,0 +1,69 @@
+#include "bench/harness/frames.h"
+
+#include "bench/harness/clock.h"
+
+#include <cstring>
+
+namespace bench {
+
+namespace {
+
+constexpr size_t kMarkEvery = 1024;  // smaller than a packet's share of a frame, so that each packet is marked
+
+uint64_t Mark(uint32_t frame, size_t offset) {
+    return ((static_cast<uint64_t>(frame) << 32) | offset) * 0x9E3779B97F4A7C15U + 1;
+}
+
+template <class TDo>
+void ForEachMark(size_t length, TDo perform) {
+    for (size_t offset = 0; offset + sizeof(uint64_t) <= length; offset += kMarkEvery) perform(offset);
+    if (length >= sizeof(uint64_t)) perform(length - sizeof(uint64_t));
+}
+
+}  // namespace
+
+bool CFrameSource::Next() {
+    if (m_nMade == m_nFrames) return false;
+    ForEachMark(m_frame.size(), [&](size_t offset) {
+        const uint64_t mark = Mark(m_nMade, offset);
+        std::memcpy(m_frame.data() + offset, &mark, sizeof mark);
+    });
+    ++m_nMade;
+    return true;
+}
+
+bool CFrameCheck::Take(const char* data, int length) {
+    const std::string name = "frame " + std::to_string(m_nTaken);
+    if (Done()) {
+        m_fault = "more frames than were sent";
+    } else if (length < 0 || static_cast<uint32_t>(length) != m_nFrameLen) {
+        m_fault = name + " has " + std::to_string(length) + " bytes";
+    } else {
+        ForEachMark(static_cast<size_t>(length), [&](size_t offset) {
+            const uint64_t mark = Mark(m_nTaken, offset);
+            if (std::memcmp(data + offset, &mark, sizeof mark) != 0)
+                m_fault = name + " is not what was sent at byte " + std::to_string(offset);
+        });
+    }
+    if (!m_fault.empty()) return false;
+    ++m_nTaken;
+    return true;
+}
+
+CBulkReceiver::CBulkReceiver(CSide& side) : m_side(side), m_check(side.Spec().frames, side.Spec().frameLen) {}
+
+bool CBulkReceiver::OnFrame(const char* data, int length) {
+    if (m_bFailed) return false;
+    if (!m_check.Take(data, length)) {
+        m_bFailed = true;
+        m_side.Fail(m_check.Fault());
+        return false;
+    }
+    if (m_check.Taken() == 1) m_nFirst = NowNs();
+    if (!m_check.Done()) return true;
+    const double bytes = static_cast<double>(m_side.Spec().frameLen) * (m_side.Spec().frames - 1);
+    m_side.Finish({{"bytes", bytes}, {"seconds", static_cast<double>(NowNs() - m_nFirst) * 1e-9}});
+    return false;
+}
+
+}  // namespace bench

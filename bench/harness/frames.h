@@ -1,0 +1,65 @@
+// The frames of a bulk run: marked so that the receiver knows each one, whole and in its place.
+#pragma once
+
+#include "bench/harness/side.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// Frames numbered from 0, one buffer for all of them.
+class CFrameSource {
+public:
+    CFrameSource(uint32_t frames, uint32_t frameLen) : m_nFrames(frames), m_frame(frameLen, 'x') {}
+
+    /// Marks the buffer as the next frame; false after the last.
+    bool Next();
+    const char* Data() const { return m_frame.data(); }
+    int Length() const { return static_cast<int>(m_frame.size()); }
+    uint32_t Made() const { return m_nMade; }
+
+private:
+    const uint32_t m_nFrames;
+    uint32_t m_nMade = 0;
+    std::vector<char> m_frame;
+};
+
+/// Takes the frames in the order in which they came.
+class CFrameCheck {
+public:
+    CFrameCheck(uint32_t frames, uint32_t frameLen) : m_nFrames(frames), m_nFrameLen(frameLen) {}
+
+    /// False when it is not the frame that is due, or not as it was sent; Fault() says why.
+    bool Take(const char* data, int length);
+    bool Done() const { return m_nTaken == m_nFrames; }
+    uint32_t Taken() const { return m_nTaken; }
+    const std::string& Fault() const { return m_fault; }
+
+private:
+    const uint32_t m_nFrames;
+    const uint32_t m_nFrameLen;
+    uint32_t m_nTaken = 0;
+    std::string m_fault;
+};
+
+/// The receiving end of a bulk run. The clock runs from the moment the first frame is there to the last one, and the
+/// first frame's bytes do not count: the same for transports that show the first byte and those that do not.
+class CBulkReceiver {
+public:
+    explicit CBulkReceiver(CSide& side);
+
+    /// One thread at a time. False once nothing more is wanted.
+    bool OnFrame(const char* data, int length);
+    uint32_t Taken() const { return m_check.Taken(); }
+    bool Done() const { return m_check.Done(); }
+
+private:
+    CSide& m_side;
+    CFrameCheck m_check;
+    int64_t m_nFirst = 0;
+    bool m_bFailed = false;
+};
+
+}  // namespace bench

@@ -1,0 +1,88 @@
+#include "bench/harness/sockets.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace bench {
+
+namespace {
+
+void Check(bool good, const char* what) {
+    if (!good) throw std::system_error(errno, std::generic_category(), what);
+}
+
+sockaddr_in Loopback(uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(kLoopback);
+    address.sin_port = htons(port);
+    return address;
+}
+
+}  // namespace
+
+CSocket::CSocket(int type) : m_nFd(socket(AF_INET, type | SOCK_CLOEXEC, 0)) { Check(m_nFd >= 0, "socket"); }
+
+CSocket::~CSocket() {
+    if (m_nFd >= 0) close(m_nFd);
+}
+
+uint16_t CSocket::Bind(uint16_t port) {
+    sockaddr_in address = Loopback(port);
+    socklen_t length = sizeof address;
+    Check(bind(m_nFd, reinterpret_cast<sockaddr*>(&address), length) == 0, "bind");
+    Check(getsockname(m_nFd, reinterpret_cast<sockaddr*>(&address), &length) == 0, "getsockname");
+    return ntohs(address.sin_port);
+}
+
+void CSocket::Connect(uint16_t port) {
+    const sockaddr_in address = Loopback(port);
+    Check(connect(m_nFd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
+}
+
+void CSocket::Listen() { Check(listen(m_nFd, 1) == 0, "listen"); }
+
+CSocket CSocket::Accept() {
+    CSocket accepted(Adopt{}, accept4(m_nFd, nullptr, nullptr, SOCK_CLOEXEC));
+    Check(accepted.m_nFd >= 0, "accept");
+    return accepted;
+}
+
+void CSocket::Set(int level, int option, int value) {
+    Check(setsockopt(m_nFd, level, option, &value, sizeof value) == 0, "setsockopt");
+}
+
+void CSocket::RaiseBuffers() {
+    Set(SOL_SOCKET, SO_RCVBUF, kBufferBytes);
+    Set(SOL_SOCKET, SO_SNDBUF, kBufferBytes);
+}
+
+void CSocket::SendAll(const void* data, size_t length) {
+    const char* cursor = static_cast<const char*>(data);
+    while (length > 0) {
+        const ssize_t sent = send(m_nFd, cursor, length, MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) continue;
+        Check(sent > 0, "send");
+        cursor += sent;
+        length -= static_cast<size_t>(sent);
+    }
+}
+
+bool CSocket::ReceiveAll(void* data, size_t length) {
+    char* cursor = static_cast<char*>(data);
+    while (length > 0) {
+        const ssize_t got = recv(m_nFd, cursor, length, 0);
+        if (got < 0 && errno == EINTR) continue;
+        Check(got >= 0, "recv");
+        if (got == 0) return false;
+        cursor += got;
+        length -= static_cast<size_t>(got);
+    }
+    return true;
+}
+
+}  // namespace bench

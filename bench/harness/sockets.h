@@ -1,0 +1,48 @@
+// Plain sockets on the loopback address.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace bench {
+
+inline constexpr uint32_t kLoopback = 0x7F000001;
+inline constexpr int kBufferBytes = 4 * 1024 * 1024;  // asked for wherever a socket buffer may be raised
+
+/// Owns its descriptor; every failure throws.
+class CSocket {
+public:
+    explicit CSocket(int type);
+    ~CSocket();
+    CSocket(CSocket&& other) noexcept : m_nFd(other.m_nFd) { other.m_nFd = -1; }
+    CSocket(const CSocket&) = delete;
+    CSocket& operator=(CSocket&& other) noexcept {
+        std::swap(m_nFd, other.m_nFd);
+        return *this;
+    }
+    CSocket& operator=(const CSocket&) = delete;
+
+    /// Port 0 takes a free one; the port taken.
+    uint16_t Bind(uint16_t port);
+    void Connect(uint16_t port);
+    /// Listens and takes one connection.
+    void Listen();
+    CSocket Accept();
+    void Set(int level, int option, int value);
+    void RaiseBuffers();
+
+    void SendAll(const void* data, size_t length);
+    /// False at the end of the stream.
+    bool ReceiveAll(void* data, size_t length);
+    int Fd() const { return m_nFd; }
+
+private:
+    struct Adopt {};
+    CSocket(Adopt, int fd) : m_nFd(fd) {}
+    int m_nFd;
+};
+
+}  // namespace bench

@@ -1,0 +1,37 @@
+// What one run does and what came of it.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace bench {
+
+/// Travels to both processes of a run.
+struct RunSpec {
+    std::string driver;
+    bool oneCore = false;  // every process of the run on the same core
+    bool logOn = false;    // the library's log written to a file
+    uint32_t frames = 2000;
+    uint32_t frameLen = 64 * 1024;
+    uint32_t roundTrips = 12000;
+    uint32_t sinks = 1000;
+    uint32_t idleSeconds = 10;
+};
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds)
+
+/// Named numbers: "MB/s", "cpu_s_per_GB", "p50_us" ...
+using Values = std::map<std::string, double>;
+
+struct RunResult {
+    bool ok = false;
+    std::string why;  // of a failure
+    Values values;
+};
+
+inline constexpr double kMega = 1e6;
+inline constexpr double kGiga = 1e9;
+
+}  // namespace bench

@@ -1,0 +1,139 @@
+// lumo_bench: measures the library beside other transports, in one interleaved run.
+#include "bench/harness/child.h"
+#include "bench/harness/run.h"
+#include "bench/report/json.h"
+#include "bench/report/machine.h"
+#include "bench/report/svg.h"
+#include "bench/report/table.h"
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+using namespace bench;
+
+namespace {
+
+struct Options {
+    std::vector<std::string> rows;
+    std::vector<std::string> drivers;
+    int rounds = 5;
+    std::string outFolder;
+    RunSpec amounts;
+    RunOptions run;
+    int childFd = -1;
+};
+
+void Describe(CLI::App& app, Options& options) {
+    app.add_option("--only", options.rows, "Only these rows: " + CLI::detail::join(RowNames(), ", "))
+        ->delimiter(',')
+        ->check(CLI::IsMember(RowNames()));
+    app.add_option("--drivers", options.drivers, "Of those rows only these drivers")->delimiter(',');
+    app.add_option("--rounds", options.rounds, "Runs of each case; the median counts")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--frames", options.amounts.frames, "Frames of a bulk run")->check(CLI::Range(2U, 1000000U));
+    app.add_option("--round-trips", options.amounts.roundTrips, "Of a round-trip run")->check(CLI::PositiveNumber);
+    app.add_option("--idle-seconds", options.amounts.idleSeconds, "Of an idle run")->check(CLI::PositiveNumber);
+    app.add_option("--deadline", options.run.deadlineSeconds, "Seconds after which a run is killed")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--out", options.outFolder,
+                   "Where results.json and bulk.svg go (default: docs/bench, for a full run)");
+    app.add_option("--lumo", options.run.lumoProgram, "The lumo program that is the relay server");
+    app.add_option("--child", options.childFd)->group("");
+}
+
+std::string BesideThisProgram(const char* path) {
+    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / path).lexically_normal();
+}
+
+bool IsFull(const Options& options) {
+    const RunSpec full;
+    return options.rows.empty() && options.drivers.empty() && options.rounds >= 5 &&
+           options.amounts.frames == full.frames && options.amounts.roundTrips == full.roundTrips &&
+           options.amounts.idleSeconds == full.idleSeconds;
+}
+
+std::vector<CCase> ChosenCases(const Options& options) {
+    std::vector<CCase> cases = PlanCases(options.rows, options.amounts);
+    if (options.drivers.empty()) return cases;
+    std::vector<CCase> chosen;
+    for (const CCase& one : cases)
+        if (std::count(options.drivers.begin(), options.drivers.end(), one.spec.driver) > 0) chosen.push_back(one);
+    return chosen;
+}
+
+/// One line that the next one replaces; nothing into files and pipes.
+void ShowProgress(const std::string& text) {
+    if (isatty(STDERR_FILENO)) std::cerr << text << "\033[K\r" << std::flush;
+}
+
+Measurements RunAll(const std::vector<CCase>& cases, const Options& options) {
+    Measurements measurements;
+    for (const CCase& one : cases) measurements[one.id].what = one;
+    for (int round = 1; round <= options.rounds; ++round)
+        for (const CCase& one : cases) {
+            ShowProgress("round " + std::to_string(round) + " of " + std::to_string(options.rounds) + ": " + one.id);
+            measurements[one.id].runs.push_back(Run(one.spec, options.run));
+            const RunResult& result = measurements[one.id].runs.back();
+            if (!result.ok) std::cerr << one.id << ": run FAILED: " << result.why << '\n';
+        }
+    ShowProgress("");
+    return measurements;
+}
+
+void Write(const std::filesystem::path& path, const std::string& text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+    std::cout << "written: " << path.filename().string() << '\n';
+}
+
+int RunBench(Options& options) {
+    if (options.outFolder.empty() && IsFull(options)) options.outFolder = LUMO_SOURCE_DIR "/docs/bench";
+    if (options.rows.empty()) options.rows = RowNames();
+    if (options.run.lumoProgram.empty()) options.run.lumoProgram = BesideThisProgram("../tools/lumo/lumo");
+    char temp[] = "/tmp/lumo_bench.XXXXXX";
+    if (!mkdtemp(temp)) return 1;
+    options.run.tempFolder = temp;
+
+    nlohmann::json machine = DescribeMachine();
+    machine["load before"] = LoadAverage();
+    const std::vector<CCase> cases = ChosenCases(options);
+    const Measurements measurements = RunAll(cases, options);
+    machine["load after"] = LoadAverage();
+    std::filesystem::remove_all(temp);
+
+    const std::vector<CJudged> judged = Judge(options.rows, measurements);
+    PrintMeasurements(std::cout, cases, measurements);
+    PrintTargets(std::cout, judged);
+    if (options.outFolder.empty()) return 0;
+    const std::filesystem::path folder = options.outFolder;
+    Write(folder / "results.json", ToJson(cases, measurements, judged, machine).dump(1) + "\n");
+    const std::string caption =
+        machine["processor"].get<std::string>() + ", " + std::to_string(machine["cores"].get<long>()) + " cores, " +
+        machine["kernel"].get<std::string>() + "; loopback, median of " + std::to_string(options.rounds) + " runs";
+    Write(folder / "bulk.svg", DrawBulk(measurements, caption));
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Measures lumomedia beside other transports. Exit 0 also when a target is missed.");
+    Options options;
+    Describe(app, options);
+    CLI11_PARSE(app, argc, argv);
+    if (options.childFd >= 0) return RunChild(options.childFd);
+    try {
+        return RunBench(options);
+    } catch (const std::exception& error) {
+        std::cerr << "lumo_bench: " << error.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,62 @@
+#include "bench/rows/plan.h"
+
+#include <algorithm>
+#include <map>
+
+namespace bench {
+
+namespace {
+
+struct Needs {
+    std::vector<const char*> drivers;
+    bool settings = true;  // one core and free; otherwise free only
+    bool log = false;      // once more with the log on
+};
+
+const std::map<std::string, Needs>& AllNeeds() {
+    static const std::map<std::string, Needs> needs = {
+        {"bulk", {{"lumo", "enet", "srt", "usrsctp", "tcp", "sendto", "sendmmsg", "gso"}}},
+        {"relay", {{"lumo", "lumo-relay"}}},
+        {"round-trip", {{"lumo-ping", "enet-ping", "tcp-ping"}}},
+        {"tcp", {{"lumo-tcp", "tcp"}}},
+        {"idle", {{"lumo-idle"}, false}},
+        {"log", {{"lumo"}, true, true}},
+    };
+    return needs;
+}
+
+}  // namespace
+
+const std::vector<std::string>& RowNames() {
+    static const std::vector<std::string> names = {"bulk", "relay", "round-trip", "tcp", "log", "idle"};
+    return names;
+}
+
+std::string CaseID(const std::string& driver, bool oneCore, bool logOn) {
+    return driver + (logOn ? " with log" : "") + (oneCore ? ", one core" : ", free");
+}
+
+std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec& base) {
+    std::vector<CCase> cases;
+    const auto add = [&](const char* driver, bool oneCore, bool logOn) {
+        const std::string id = CaseID(driver, oneCore, logOn);
+        if (std::any_of(cases.begin(), cases.end(), [&](const CCase& other) { return other.id == id; })) return;
+        CCase added{id, base};
+        added.spec.driver = driver;
+        added.spec.oneCore = oneCore;
+        added.spec.logOn = logOn;
+        cases.push_back(added);
+    };
+    for (const std::string& row : rows) {
+        const Needs& needs = AllNeeds().at(row);
+        for (const char* driver : needs.drivers)
+            for (const bool oneCore : {true, false}) {
+                if (oneCore && !needs.settings) continue;
+                add(driver, oneCore, false);
+                if (needs.log) add(driver, oneCore, true);
+            }
+    }
+    return cases;
+}
+
+}  // namespace bench

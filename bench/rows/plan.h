@@ -1,0 +1,26 @@
+// Which runs a benchmark consists of.
+#pragma once
+
+#include "bench/harness/spec.h"
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// One driver under one setting; run once a round.
+struct CCase {
+    std::string id;  // "lumo, one core"
+    RunSpec spec;
+};
+
+/// The rows one may ask for: "bulk", "relay", "round-trip", "tcp", "idle", "log".
+const std::vector<std::string>& RowNames();
+
+/// What the rows need, each case once. `base` gives the amounts.
+std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec& base);
+
+/// The id of a driver's case.
+std::string CaseID(const std::string& driver, bool oneCore, bool logOn = false);
+
+}  // namespace bench

@@ -1,0 +1,73 @@
+#include "bench/rows/targets.h"
+
+#include <algorithm>
+
+namespace bench {
+
+namespace {
+
+std::vector<CTarget> MakeTargets() {
+    std::vector<CTarget> all;
+    const auto ratio = [&](const char* row, bool oneCore, const char* value, const char* of, const char* against,
+                           bool atLeast, double limit, const char* text) {
+        all.push_back({row, text, value, CaseID(of, oneCore), CaseID(against, oneCore), atLeast, limit});
+    };
+    ratio("bulk", true, "MB/s", "lumo", "enet", true, 4.5, "rate against ENet");
+    ratio("bulk", true, "MB/s", "lumo", "srt", true, 3, "rate against SRT");
+    ratio("bulk", true, "cpu_s_per_GB", "lumo", "enet", false, 0.45, "processor time per GB against ENet");
+    ratio("bulk", false, "MB/s", "lumo", "enet", true, 3, "rate against ENet");
+    for (const bool oneCore : {true, false}) {
+        ratio("relay", oneCore, "MB/s", "lumo-relay", "lumo", true, 0.4, "rate through the relay against direct");
+        ratio("round-trip", oneCore, "p50_us", "lumo-ping", "enet-ping", false, 1, "median against ENet");
+        ratio("round-trip", oneCore, "p99_us", "lumo-ping", "enet-ping", false, 1.3, "99th percentile against ENet");
+        ratio("tcp", oneCore, "MB/s", "lumo-tcp", "tcp", true, 0.6, "TCP sinks against plain framed TCP");
+        all.push_back({"log", "rate with the log on against off", "MB/s", CaseID("lumo", oneCore, true),
+                       CaseID("lumo", oneCore), true, 0.1});
+    }
+    const std::string idle = CaseID("lumo-idle", false);
+    all.push_back({"idle", "percent of a core", "core_percent", idle, "", false, 0.5});
+    all.push_back({"idle", "MiB more resident", "grown_MiB", idle, "", false, 16});
+    std::stable_sort(all.begin(), all.end(), [](const CTarget& a, const CTarget& b) {
+        const auto place = [](const CTarget& target) {
+            return std::find(RowNames().begin(), RowNames().end(), target.row) - RowNames().begin();
+        };
+        return place(a) < place(b);
+    });
+    return all;
+}
+
+CJudged JudgeOne(const CTarget& target, const Measurements& measurements) {
+    CJudged judged;
+    judged.target = target;
+    std::vector<double> figures;
+    for (const std::string& id : {target.of, target.against}) {
+        if (id.empty()) continue;
+        const auto found = measurements.find(id);
+        if (found == measurements.end()) return judged;
+        judged.failedRuns += found->second.Failed();
+        if (!found->second.Has(target.value)) return judged;
+        figures.push_back(found->second.Median(target.value));
+    }
+    if (figures.size() == 2 && figures[1] <= 0) return judged;
+    judged.reached = figures.size() == 2 ? figures[0] / figures[1] : figures[0];
+    const bool met = target.atLeast ? judged.reached >= target.limit : judged.reached <= target.limit;
+    judged.verdict = met ? Verdict::Met : Verdict::Missed;
+    return judged;
+}
+
+}  // namespace
+
+const std::vector<CTarget>& Targets() {
+    static const std::vector<CTarget> targets = MakeTargets();
+    return targets;
+}
+
+std::vector<CJudged> Judge(const std::vector<std::string>& rows, const Measurements& measurements) {
+    std::vector<CJudged> all;
+    for (const CTarget& target : Targets())
+        if (std::find(rows.begin(), rows.end(), target.row) != rows.end())
+            all.push_back(JudgeOne(target, measurements));
+    return all;
+}
+
+}  // namespace bench

@@ -1,0 +1,105 @@
+#include "bench/transports/lumo_node.h"
+
+#include "bench/harness/sockets.h"
+#include "core/wire/datagram.h"
+#include "file/file_receiver_udp.h"
+#include "file/local_mcu_file.h"
+#include "link/mcu_services.h"
+
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace bench {
+
+namespace {
+
+constexpr unsigned kPaceMicroseconds = 250;
+constexpr int kPollMs = 1000;
+constexpr int kAskAgainMs = 100;
+
+class CBenchChannel : public CFileChannel {
+public:
+    explicit CBenchChannel(FrameHandler onUpstream) : CFileChannel(kChannelID), m_onUpstream(std::move(onUpstream)) {}
+    void OnFileSinkData(const void* data, int length) override {
+        if (m_onUpstream) m_onUpstream(static_cast<const char*>(data), length);
+    }
+
+private:
+    FrameHandler m_onUpstream;
+};
+
+}  // namespace
+
+CLumoNode::CLumoNode(FrameHandler onUpstream) : m_pManager(CreateLocalMcuMgr(0)) {
+    if (!m_pManager) throw std::runtime_error("no local MCU");
+    m_pChannel = std::make_unique<CBenchChannel>(std::move(onUpstream));
+    m_pChannel->Connect();
+}
+
+CLumoNode::~CLumoNode() {
+    m_pChannel->ReleaseConnections();
+    m_pChannel.reset();
+    m_pManager->ReleaseConnections();
+}
+
+void CLumoNode::WaitForSinks(uint32_t count) {
+    for (int waited = 0; m_pChannel->GetFileSinkCount() < count; ++waited) {
+        if (waited > kConnectMs) throw std::runtime_error("subscribers are missing");
+        usleep(1000);
+    }
+}
+
+void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received) {
+    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    while (source.Next()) {
+        while (m_pChannel->GetBufferingFrameCount() >= kFramesQueued ||
+               (received && source.Made() > received() + ahead))
+            usleep(kPaceMicroseconds);
+        m_pChannel->OnFileChannelData(source.Data(), source.Length());
+    }
+}
+
+CLumoReceiver::~CLumoReceiver() {
+    if (m_pReceiver) m_pReceiver->ReleaseConnections();
+}
+
+void CLumoReceiver::ConnectToPublisher(uint16_t port) {
+    CFileReceiverUDP* receiver = CLocalMCUFile::CreateFileReceiverUDP(*this, kChannelID);
+    m_pReceiver = receiver;
+    const CMcuAddress publisher{{kLoopback, 0, 0}, port};
+    if (!receiver || !receiver->Connect(publisher, {}, true)) throw std::runtime_error("no receiver");
+    WaitUntilConnected([&] {
+        SendDatagram(wire::CDatagram(wire::Kind::File, wire::UDP_FILE_SINK_CONNECT)
+                         .U32(receiver->GetFileReceiverID())
+                         .U32(kChannelID),
+                     kLoopback, port);
+    });
+}
+
+void CLumoReceiver::ConnectToServer(uint16_t port) {
+    m_pReceiver = CreateFileReceiverUDP(*this, kChannelID, kLoopback, 0, 0, port, 0, 0, 0, 0, true);
+    if (!m_pReceiver) throw std::runtime_error("no receiver");
+    WaitUntilConnected([&] { m_pReceiver->IsDisconnected(); });
+}
+
+void CLumoReceiver::WaitUntilConnected(const std::function<void()>& ask) {
+    for (int waited = 0; waited < kConnectMs; waited += kAskAgainMs) {
+        ask();
+        if (m_connected.WaitFor(kAskAgainMs)) return;
+    }
+    throw std::runtime_error("the subscription was not answered");
+}
+
+void CLumoReceiver::PollUntilStopped(CSide& side) {
+    while (!side.Stopped(kPollMs)) m_pReceiver->IsDisconnected();
+}
+
+nlohmann::json LumoSettings(const char* path) {
+    return {{"version", LUMO_VERSION},
+            {"path", path},
+            {"settings", "the library's own"},
+            {"frames queued by the application", kFramesQueued}};
+}
+
+}  // namespace bench

@@ -1,0 +1,69 @@
+// What the library's drivers share: a local MCU, a channel, a receiver that reaches a publisher without a server.
+#pragma once
+
+#include "bench/harness/driver.h"
+#include "bench/harness/frames.h"
+#include "lumomedia/lumomedia.h"
+#include "platform/lumobase/event.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace bench {
+
+inline constexpr uint32_t kChannelID = 0x62656E63;
+inline constexpr uint32_t kFramesQueued = 32;  // how far the application runs ahead of its channel
+inline constexpr int kConnectMs = 10000;
+
+using FrameHandler = std::function<void(const char* data, int length)>;
+
+/// This process's local MCU with one connected channel.
+class CLumoNode {
+public:
+    /// `onUpstream` gets what subscribers send, on a thread of the library.
+    explicit CLumoNode(FrameHandler onUpstream = nullptr);
+    ~CLumoNode();
+    CLumoNode(const CLumoNode&) = delete;
+    CLumoNode& operator=(const CLumoNode&) = delete;
+
+    uint16_t Port() const { return m_pManager->GetLocalPort(); }
+    CFileChannel& Channel() { return *m_pChannel; }
+    /// Throws when they do not come in time.
+    void WaitForSinks(uint32_t count);
+    /// The whole bulk, as fast as the channel takes it, at most `ahead` frames before `received()` (0: no matter).
+    void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr);
+
+private:
+    ILocalMcuMgr* m_pManager;
+    std::unique_ptr<CFileChannel> m_pChannel;
+};
+
+/// A subscription to the channel, as an application holds one.
+class CLumoReceiver : private IFileReceiverNotify {
+public:
+    explicit CLumoReceiver(FrameHandler onFrame) : m_onFrame(std::move(onFrame)) {}
+    ~CLumoReceiver() override;
+    CLumoReceiver(const CLumoReceiver&) = delete;
+    CLumoReceiver& operator=(const CLumoReceiver&) = delete;
+
+    /// At the publisher's own local MCU, which takes the short form of the request. Needs a node in this process.
+    void ConnectToPublisher(uint16_t port);
+    void ConnectToServer(uint16_t port);
+    /// Polls as applications shall until the run is over.
+    void PollUntilStopped(CSide& side);
+
+private:
+    void OnFileReceiverNotifyData(const char* data, int length) override { m_onFrame(data, length); }
+    void OnFileReceiverNotifyConnected(unsigned long) override { m_connected.Signal(); }
+    void WaitUntilConnected(const std::function<void()>& ask);
+
+    FrameHandler m_onFrame;
+    IFileReceiver* m_pReceiver = nullptr;
+    CEvent m_connected;
+};
+
+/// Version and what is the same for all of the library's drivers.
+nlohmann::json LumoSettings(const char* path);
+
+}  // namespace bench
