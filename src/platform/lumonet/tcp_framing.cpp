@@ -1,0 +1,139 @@
+#include "platform/lumonet/tcp_framing.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr size_t kSmallBuffer = 4096;  // not worth giving back between two messages
+
+uint32_t ReadU32(const char* from) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(from);
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | uint32_t{bytes[3]};
+}
+
+void WriteU32(char* to, uint32_t value) {
+    for (int shift = 24; shift >= 0; shift -= 8) *to++ = static_cast<char>(value >> shift & 0xff);
+}
+
+CTcpMessage MessageAt(const char* from, uint32_t bodyLength) {
+    return {static_cast<TcpKind>(from[4]), from + net::kHeaderLen, bodyLength};
+}
+
+}  // namespace
+
+bool ParseValidation(const char* body, uint32_t length, CTcpValidation& validation) {
+    if (length < net::kValidationHeaderLen || ReadU32(body + 4) != length - net::kValidationHeaderLen) return false;
+    validation = {ReadU32(body), body + net::kValidationHeaderLen, length - net::kValidationHeaderLen};
+    return true;
+}
+
+std::unique_ptr<char[]> EncodeMessage(TcpKind kind, const char* body, uint32_t length) {
+    std::unique_ptr<char[]> message(new (std::nothrow) char[net::kHeaderLen + length]);
+    if (!message) return nullptr;
+    WriteU32(message.get(), length);
+    message[4] = static_cast<char>(kind);
+    memcpy(message.get() + net::kHeaderLen, body, length);
+    return message;
+}
+
+void CTcpDecoder::Feed(const char* data, size_t length) {
+    m_pInput = data;
+    m_nInput = length;
+}
+
+CTcpDecoder::Result CTcpDecoder::Next(CTcpMessage& message) {
+    if (m_bBroken) return Result::Broken;
+    if (Kept() == 0) m_nKeptBegin = m_nKeptEnd = 0;
+    m_bLastKept = Kept() > 0;
+    const Result result = m_bLastKept ? NextFromKept(message) : NextFromInput(message);
+    m_bBroken = result == Result::Broken;
+    return result;
+}
+
+void CTcpDecoder::Undo() {
+    if (m_bLastKept) {
+        m_nKeptBegin -= m_nLast;
+    } else {
+        m_pInput -= m_nLast;
+        m_nInput += m_nLast;
+    }
+    if (!KeepInput(m_nInput)) m_bBroken = true;
+}
+
+bool CTcpDecoder::CheckHeader(const char* header, uint32_t& bodyLength) const {
+    bodyLength = ReadU32(header);
+    const auto kind = static_cast<uint8_t>(header[4]);
+    return bodyLength <= m_nMaxBody && kind <= static_cast<uint8_t>(TcpKind::Validation);
+}
+
+// Whole messages are handed out where they lie; only a begun one is copied.
+CTcpDecoder::Result CTcpDecoder::NextFromInput(CTcpMessage& message) {
+    uint32_t bodyLength = 0;
+    if (m_nInput >= net::kHeaderLen) {
+        if (!CheckHeader(m_pInput, bodyLength)) return Result::Broken;
+        const size_t whole = size_t{net::kHeaderLen} + bodyLength;
+        if (m_nInput >= whole) {
+            message = MessageAt(m_pInput, bodyLength);
+            m_nLast = whole;
+            m_pInput += whole;
+            m_nInput -= whole;
+            return Result::Message;
+        }
+    }
+    if (m_nInput == 0) DropEmptyBuffer();
+    return KeepInput(m_nInput) ? Result::NeedMore : Result::Broken;
+}
+
+// Takes from the input no more than the begun message lacks, so that what follows can be handed out where it lies.
+CTcpDecoder::Result CTcpDecoder::NextFromKept(CTcpMessage& message) {
+    if (Kept() < net::kHeaderLen && !KeepInput(std::min(net::kHeaderLen - Kept(), m_nInput))) return Result::Broken;
+    if (Kept() < net::kHeaderLen) return Result::NeedMore;
+    uint32_t bodyLength = 0;
+    if (!CheckHeader(m_kept.get() + m_nKeptBegin, bodyLength)) return Result::Broken;
+    const size_t whole = size_t{net::kHeaderLen} + bodyLength;
+    if (Kept() < whole && !KeepInput(std::min(whole - Kept(), m_nInput))) return Result::Broken;
+    if (Kept() < whole) return Result::NeedMore;
+    message = MessageAt(m_kept.get() + m_nKeptBegin, bodyLength);
+    m_nLast = whole;
+    m_nKeptBegin += whole;
+    return Result::Message;
+}
+
+bool CTcpDecoder::KeepInput(size_t length) {
+    if (length == 0) return true;
+    if (!Reserve(length)) return false;
+    memcpy(m_kept.get() + m_nKeptEnd, m_pInput, length);
+    m_nKeptEnd += length;
+    m_pInput += length;
+    m_nInput -= length;
+    return true;
+}
+
+// Room for `extra` more bytes. Grows with what has really arrived, whatever the header announces.
+bool CTcpDecoder::Reserve(size_t extra) {
+    const size_t kept = Kept();
+    if (kept + extra > m_nCapacity) {
+        const size_t capacity = std::max({kSmallBuffer, kept + extra, 2 * kept});
+        std::unique_ptr<char[]> larger(new (std::nothrow) char[capacity]);
+        if (!larger) return false;
+        if (kept) memcpy(larger.get(), m_kept.get() + m_nKeptBegin, kept);
+        m_kept = std::move(larger);
+        m_nCapacity = capacity;
+    } else if (m_nKeptBegin > 0 && m_nKeptEnd + extra > m_nCapacity) {
+        memmove(m_kept.get(), m_kept.get() + m_nKeptBegin, kept);
+    } else {
+        return true;
+    }
+    m_nKeptBegin = 0;
+    m_nKeptEnd = kept;
+    return true;
+}
+
+// The stream pauses between two messages: an idle connection holds no large buffer.
+void CTcpDecoder::DropEmptyBuffer() {
+    if (m_nCapacity <= kSmallBuffer) return;
+    m_kept.reset();
+    m_nCapacity = m_nKeptBegin = m_nKeptEnd = 0;
+}

@@ -1,0 +1,105 @@
+#include "platform/lumonet/tcp_send_queue.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+bool CTcpSendQueue::PushFrame(const char* data, uint32_t length) {
+    std::unique_ptr<char[]> message = EncodeMessage(TcpKind::Frame, data, length);  // the one copy, outside the lock
+    if (!message) return false;
+    CAutoLock lock(&m_cs);
+    if (m_bClosed) return false;
+    m_items.push_back({std::move(message), net::kHeaderLen + length, false});
+    m_nBytes += length;
+    return Wake();
+}
+
+bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
+    std::unique_ptr<char[]> message = EncodeMessage(TcpKind::Validation, data, length);
+    if (!message) return false;
+    CAutoLock lock(&m_cs);
+    if (m_bClosed || m_bValidated) return false;
+    m_bValidated = true;
+    m_items.push_front({std::move(message), net::kHeaderLen + length, true});
+    m_nBytes += length;
+    return Wake();
+}
+
+bool CTcpSendQueue::Wake() {
+    if (m_bWriterAwake || !m_bValidated) return false;
+    m_bWriterAwake = true;
+    return true;
+}
+
+CTcpSendQueue::Pieces CTcpSendQueue::Gather() {
+    CAutoLock lock(&m_cs);
+    size_t count = 0;
+    size_t bytes = 0;
+    if (m_bValidated) {
+        for (const Item& item : m_items) {
+            if (count == m_pieces.size() || bytes >= net::kWriteTurn) break;
+            const size_t skip = count == 0 ? m_nOffset : 0;
+            m_pieces[count] = asio::const_buffer(item.message.get() + skip, item.length - skip);
+            bytes += m_pieces[count++].size();
+        }
+    }
+    m_nBusy = count;
+    m_bWriterAwake = count > 0;
+    return {m_pieces.data(), count};
+}
+
+void CTcpSendQueue::Sent(size_t bytes) {
+    CAutoLock lock(&m_cs);
+    size_t left = m_nBusy;
+    m_nOffset += bytes;
+    size_t gone = 0;
+    while (gone < left && m_nOffset >= m_items[gone].length) m_nOffset -= m_items[gone++].length;
+    Erase(0, gone);
+    left -= gone;
+    if (m_bClearBusy) Erase(std::min(left, Unclearable()), left);
+    m_bClearBusy = false;
+    m_nBusy = 0;
+}
+
+void CTcpSendQueue::Clear() {
+    CAutoLock lock(&m_cs);
+    const size_t keep = std::max(m_nBusy, Unclearable());
+    if (keep < m_items.size()) Erase(keep, m_items.size());
+    m_bClearBusy = m_nBusy > 0;
+}
+
+void CTcpSendQueue::Close() {
+    std::deque<Item> gone;
+    {
+        CAutoLock lock(&m_cs);
+        m_bClosed = true;
+        gone.swap(m_items);
+        m_nBytes = m_nOffset = m_nBusy = 0;
+    }
+}
+
+bool CTcpSendQueue::Finish() {
+    CAutoLock lock(&m_cs);
+    m_bClosed = true;
+    return !std::exchange(m_bWriterAwake, true);
+}
+
+uint32_t CTcpSendQueue::Count() {
+    CAutoLock lock(&m_cs);
+    return static_cast<uint32_t>(m_items.size());
+}
+
+uint64_t CTcpSendQueue::Bytes() {
+    CAutoLock lock(&m_cs);
+    return m_nBytes;
+}
+
+size_t CTcpSendQueue::Unclearable() const {
+    return !m_items.empty() && (m_nOffset > 0 || m_items.front().validation) ? 1 : 0;
+}
+
+void CTcpSendQueue::Erase(size_t from, size_t to) {
+    for (size_t i = from; i < to; ++i) m_nBytes -= m_items[i].length - net::kHeaderLen;
+    using Offset = std::deque<Item>::difference_type;
+    m_items.erase(m_items.begin() + static_cast<Offset>(from), m_items.begin() + static_cast<Offset>(to));
+}

@@ -1,0 +1,64 @@
+// The messages of one connection that wait for the network. Knows nothing of sockets.
+#pragma once
+
+#include "platform/lumobase/crit_sec.h"
+#include "platform/lumonet/tcp_framing.h"
+
+#include <array>
+#include <asio/buffer.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <span>
+
+/// Any thread pushes, counts and clears; the reactor's thread gathers. Its lock is held for bookkeeping alone, never
+/// while bytes are handed to the kernel.
+class CTcpSendQueue {
+public:
+    using Pieces = std::span<const asio::const_buffer>;
+
+    /// True when the writer must be told: nothing was under way. Frames wait until the validation message was pushed.
+    bool PushFrame(const char* data, uint32_t length);
+    /// Goes before every frame; a second one is dropped.
+    bool PushValidation(const char* data, uint32_t length);
+
+    /// The next bytes to write, valid until Sent. Empty: nothing to write, and the next push says so.
+    Pieces Gather();
+    /// How many bytes of the pieces have left.
+    void Sent(size_t bytes);
+
+    /// Discards every frame of which no byte has left; never a validation message.
+    void Clear();
+    /// Discards everything and takes nothing more. Not between Gather and Sent.
+    void Close();
+    /// Takes nothing more. True as from a push.
+    bool Finish();
+
+    /// Messages not wholly handed to the kernel, and the bytes of their bodies.
+    uint32_t Count();
+    uint64_t Bytes();
+
+private:
+    struct Item {
+        std::unique_ptr<char[]> message;
+        uint32_t length;  // header included
+        bool validation;
+    };
+
+    bool Wake() LUMO_REQUIRES(m_cs);
+    size_t Unclearable() const LUMO_REQUIRES(m_cs);
+    void Erase(size_t from, size_t to) LUMO_REQUIRES(m_cs);
+
+    CCritSec m_cs;
+    std::deque<Item> m_items LUMO_GUARDED_BY(m_cs);
+    uint64_t m_nBytes LUMO_GUARDED_BY(m_cs) = 0;
+    size_t m_nOffset LUMO_GUARDED_BY(m_cs) = 0;  // bytes of the first item that have left
+    size_t m_nBusy LUMO_GUARDED_BY(m_cs) = 0;    // items whose bytes the writer is handing to the kernel
+    bool m_bClearBusy LUMO_GUARDED_BY(m_cs) = false;
+    bool m_bValidated LUMO_GUARDED_BY(m_cs) = false;
+    bool m_bClosed LUMO_GUARDED_BY(m_cs) = false;
+    // The writer will gather again by itself. True at first: it begins when the connection is up.
+    bool m_bWriterAwake LUMO_GUARDED_BY(m_cs) = true;
+    std::array<asio::const_buffer, net::kWritePieces> m_pieces;  // the writer's
+};

@@ -1,0 +1,136 @@
+#include "platform/lumonet/tcp_send_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <random>
+#include <string>
+
+namespace {
+
+// Takes up to `limit` bytes, as a kernel does, and adds them to `wire`.
+size_t Write(CTcpSendQueue& queue, size_t limit, std::string& wire) {
+    size_t taken = 0;
+    for (const asio::const_buffer& piece : queue.Gather()) {
+        const size_t length = std::min(limit - taken, piece.size());
+        wire.append(static_cast<const char*>(piece.data()), length);
+        taken += length;
+    }
+    queue.Sent(taken);
+    return taken;
+}
+
+void Push(CTcpSendQueue& queue, const std::string& body, bool validation = false) {
+    const auto length = static_cast<uint32_t>(body.size());
+    validation ? queue.PushValidation(body.data(), length) : queue.PushFrame(body.data(), length);
+}
+
+std::string Bodies(const std::string& wire) {
+    CTcpDecoder decoder;
+    decoder.SetMaxBody(net::kMaxBody);
+    decoder.Feed(wire.data(), wire.size());
+    CTcpMessage message;
+    std::string bodies;
+    while (decoder.Next(message) == CTcpDecoder::Result::Message) {
+        bodies += message.kind == TcpKind::Validation ? "V:" : "";
+        bodies += std::string(message.data, message.length) + " ";
+    }
+    return decoder.Kept() ? bodies + "..." : bodies;
+}
+
+}  // namespace
+
+TEST(TcpSendQueue, TheValidationMessageLeavesFirstAndOnce) {
+    CTcpSendQueue queue;
+    std::string wire;
+    Push(queue, "early");
+    EXPECT_EQ(Write(queue, 1000, wire), 0u) << "frames wait for it";
+    queue.Clear();
+    Push(queue, "frame");
+    Push(queue, "hello", true);
+    Push(queue, "again", true);
+    queue.Clear();
+    EXPECT_EQ(queue.Count(), 1u) << "it is never cleared";
+    Push(queue, "last");
+    EXPECT_EQ(queue.Count(), 2u);
+    EXPECT_EQ(queue.Bytes(), 9u);
+    while (Write(queue, 3, wire) > 0) {}
+    EXPECT_EQ(Bodies(wire), "V:hello last ");
+    EXPECT_EQ(queue.Count(), 0u);
+    EXPECT_EQ(queue.Bytes(), 0u);
+}
+
+TEST(TcpSendQueue, WakesTheWriterOnceAndOnlyWhenItSleeps) {
+    CTcpSendQueue queue;
+    std::string wire;
+    EXPECT_FALSE(queue.PushFrame("a", 1)) << "it begins by itself when the connection is up";
+    Write(queue, 1000, wire);
+    EXPECT_FALSE(queue.PushFrame("b", 1)) << "nothing can leave yet";
+    EXPECT_TRUE(queue.PushValidation("v", 1));
+    EXPECT_FALSE(queue.PushFrame("c", 1));
+    while (Write(queue, 1000, wire) > 0) {}
+    EXPECT_TRUE(queue.PushFrame("d", 1));
+    while (Write(queue, 1000, wire) > 0) {}
+    EXPECT_TRUE(queue.Finish());
+    EXPECT_FALSE(queue.PushFrame("e", 1));
+    EXPECT_EQ(Bodies(wire), "V:v a b c d ");
+    EXPECT_EQ(queue.Count(), 0u) << "nothing is taken any more";
+}
+
+TEST(TcpSendQueue, ClearingSparesWhatHasBegunToLeave) {
+    CTcpSendQueue queue;
+    std::string wire;
+    Push(queue, "v", true);
+    for (const char* body : {"aa", "bb", "cc"}) Push(queue, body);
+    Write(queue, 6 + 2, wire);  // the validation message and a piece of "aa"
+    queue.Clear();
+    EXPECT_EQ(queue.Count(), 1u);
+    EXPECT_EQ(queue.Bytes(), 2u) << "a frame counts whole until it has left";
+    Push(queue, "dd");
+    // A clearing while the kernel takes bytes: what it has not taken goes, what was queued after the clearing stays.
+    const size_t offered = queue.Gather().size();
+    EXPECT_EQ(offered, 2u);
+    Push(queue, "ee");
+    queue.Clear();
+    Push(queue, "ff");
+    queue.Sent(0);
+    while (Write(queue, 1000, wire) > 0) {}
+    EXPECT_EQ(Bodies(wire), "V:v aa ff ");
+}
+
+// Every sequence of operations against a list of strings.
+TEST(TcpSendQueue, BehavesAsASimpleModel) {
+    for (unsigned seed = 0; seed < 500; ++seed) {
+        std::mt19937 random(seed);
+        CTcpSendQueue queue;
+        std::deque<std::string> model;
+        size_t begun = 0;  // bytes of the model's front that have left
+        std::string wire;
+        std::string expected;
+        Push(queue, "v", true);
+        model.push_back("v");
+        for (int step = 0; step < 200; ++step) {
+            const auto kind = random() % 10;
+            if (kind < 5) {
+                model.push_back(std::to_string(step) + std::string(random() % 20, 'x'));
+                Push(queue, model.back());
+            } else if (kind < 9) {
+                begun += Write(queue, random() % 60, wire);
+                while (!model.empty() && begun >= model.front().size() + net::kHeaderLen) {
+                    begun -= model.front().size() + net::kHeaderLen;
+                    expected += (model.front() == "v" ? "V:" : "") + model.front() + " ";
+                    model.pop_front();
+                }
+            } else {
+                queue.Clear();
+                model.resize(!model.empty() && (begun > 0 || model.front() == "v") ? 1 : 0);
+            }
+            size_t bytes = 0;
+            for (const std::string& body : model) bytes += body.size();
+            ASSERT_EQ(queue.Count(), model.size()) << "seed " << seed;
+            ASSERT_EQ(queue.Bytes(), bytes) << "seed " << seed;
+            ASSERT_EQ(Bodies(wire), expected + (begun ? "..." : "")) << "seed " << seed;
+        }
+    }
+}
