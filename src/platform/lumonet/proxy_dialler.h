@@ -1,0 +1,43 @@
+// Connections through a proxy: libcurl talks to it, the caller gets the connected socket.
+#pragma once
+
+#include "platform/lumonet/file_descriptor.h"
+#include "platform/lumonet/lumonet.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+struct CProxyServer {
+    ProxyType type = ProxyType::None;
+    std::string host;
+    uint16_t port = 0;
+    std::string user;
+    std::string password;
+
+    /// A known type, a host that is a name or an address and nothing more, and a port.
+    bool IsUsable() const;
+};
+
+/// One dial under way. All dials share one thread, which lives while there is any.
+class CProxyDial {
+public:
+    /// Called once on the dial thread, unless cancelled before: the connected socket, or none.
+    using Done = std::function<void(CFileDescriptor)>;
+
+    CProxyDial() = default;
+    /// Throws when the dial cannot begin.
+    CProxyDial(const CProxyServer& proxy, const std::string& targetIP, uint16_t targetPort, Done done);
+    ~CProxyDial() { Cancel(); }
+    CProxyDial(CProxyDial&& other) noexcept : m_nID(std::exchange(other.m_nID, 0)) {}
+    CProxyDial& operator=(CProxyDial&& other) noexcept {
+        std::swap(m_nID, other.m_nID);
+        return *this;
+    }
+
+    /// Returns at once; Done may still be running on the dial thread.
+    void Cancel();
+
+private:
+    uint64_t m_nID = 0;
+};

@@ -1,0 +1,181 @@
+#include "platform/lumonet/tcp_connection.h"
+
+#include "platform/lumobase/app_log.h"
+
+#include <netinet/tcp.h>
+#include <asio/buffer.hpp>
+
+namespace {
+
+bool MustWait(const asio::error_code& error) {
+    return error == asio::error::would_block || error == asio::error::try_again || error == asio::error::interrupted;
+}
+
+}  // namespace
+
+CTcpConnection::CTcpConnection() : m_socket(m_reactor.Io()), m_timer(m_reactor.Io()) {}
+
+// A handler that keeps this object alive and, whatever happens in it, leaves the connection working or ended.
+template <typename Work>
+auto CTcpConnection::Later(Work work) {
+    return [self = shared_from_this(), work](const asio::error_code& error = {}) {
+        if (error || self->IsLost()) return;
+        try {
+            (self.get()->*work)();
+        } catch (...) {
+            self->Lose("no memory");
+        }
+    };
+}
+
+void CTcpConnection::Send(const char* data, int length, int mode) {
+    if (!data || length <= 0 || IsLost()) return;
+    const auto bytes = static_cast<uint32_t>(length);
+    CTcpValidation laidOut;
+    if (mode == 1 && !(bytes <= net::kMaxUnprovedBody && ParseValidation(data, bytes, laidOut))) return;
+    if (bytes > net::kMaxBody) return;
+    try {
+        const bool wake = mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(data, bytes);
+        if (wake) m_reactor.Post(Later(&CTcpConnection::WriteTurn));
+    } catch (...) {
+        LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
+    }
+}
+
+void CTcpConnection::FinishSending() {
+    if (m_bFinishing.exchange(true)) return;
+    if (m_queue.Finish()) m_reactor.Post(Later(&CTcpConnection::WriteTurn));
+}
+
+void CTcpConnection::Lose(const char* reason) {
+    if (m_bLost.exchange(true)) return;
+    LUMO_LOG_LINE("CTcpConnection::Lose. %s", reason);
+    CancelTimer();
+    asio::error_code ignored;
+    m_socket.close(ignored);
+    m_queue.Close();
+    OnLost();
+}
+
+void CTcpConnection::Begin() {
+    asio::error_code error;
+    m_socket.non_blocking(true, error);
+    if (error) return Lose("no way to set up the socket");
+    using UserTimeout = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_USER_TIMEOUT>;
+    m_socket.set_option(asio::ip::tcp::no_delay(true), error);
+    m_socket.set_option(UserTimeout(net::kUserTimeoutMs), error);
+    WaitReadable();
+    WriteTurn();
+}
+
+void CTcpConnection::Resume() { m_reactor.Post(Later(&CTcpConnection::Continue)); }
+
+void CTcpConnection::Continue() {
+    if (Deliver()) WaitReadable();
+}
+
+void CTcpConnection::SetTimer(int milliseconds, const char* reason) {
+    m_timer.expires_after(std::chrono::milliseconds(milliseconds));
+    m_timer.async_wait([self = shared_from_this(), setting = ++m_nTimer, reason](const asio::error_code& error) {
+        if (!error && setting == self->m_nTimer) self->Lose(reason);
+    });
+}
+
+void CTcpConnection::CancelTimer() {
+    ++m_nTimer;
+    m_timer.cancel();
+}
+
+void CTcpConnection::Pin() {
+    CAutoLock lock(&m_csPinned);
+    m_pinned = shared_from_this();
+}
+
+void CTcpConnection::Unpin() {
+    std::shared_ptr<CTcpConnection> self;  // goes after the lock
+    CAutoLock lock(&m_csPinned);
+    self.swap(m_pinned);
+}
+
+void CTcpConnection::Release() {
+    m_gate.Release();
+    std::shared_ptr<CTcpConnection> self = shared_from_this();
+    Unpin();
+    const CTcpReactor reactor = m_reactor;  // a share of this call's own: the object may go before Post has returned
+    reactor.Post([self = std::move(self)] { self->Lose("released"); });
+}
+
+void CTcpConnection::WaitReadable() {
+    if (m_bAwaitsRead || IsLost()) return;
+    m_bAwaitsRead = true;
+    m_socket.async_wait(asio::socket_base::wait_read, Later(&CTcpConnection::ReadTurn));
+}
+
+void CTcpConnection::ReadTurn() {
+    m_bAwaitsRead = false;
+    asio::error_code error;
+    const size_t length = m_socket.read_some(asio::buffer(m_reactor.Scratch(), net::kReadTurn), error);
+    if (error && !MustWait(error)) return Lose(error == asio::error::eof ? "closed by the far side" : "read failed");
+    m_decoder.Feed(m_reactor.Scratch(), length);
+    if (Deliver()) WaitReadable();
+}
+
+// True when reading should go on.
+bool CTcpConnection::Deliver() {
+    while (!IsLost()) {
+        if (m_bFinishing.load(std::memory_order_acquire)) {
+            m_decoder = CTcpDecoder();
+            return true;
+        }
+        CTcpMessage message;
+        const CTcpDecoder::Result result = m_decoder.Next(message);
+        if (result == CTcpDecoder::Result::NeedMore) return true;
+        const Verdict verdict = result == CTcpDecoder::Result::Message ? OnMessage(message) : Verdict::Refused;
+        if (verdict == Verdict::NotNow) {
+            m_decoder.Undo();
+            return m_decoder.Kept() < net::kMaxHeld;
+        }
+        if (verdict == Verdict::Refused) Lose("message refused");
+    }
+    return false;
+}
+
+CTcpConnection::Verdict CTcpConnection::OnMessage(const CTcpMessage& message) {
+    if (m_bProved) {
+        if (message.kind == TcpKind::Validation || message.length == 0) return Verdict::Taken;
+        return OnFrame(message.data, static_cast<int>(message.length));
+    }
+    CTcpValidation validation;
+    if (message.kind != TcpKind::Validation || !ParseValidation(message.data, message.length, validation)) {
+        return Verdict::Refused;
+    }
+    m_bProved = true;
+    m_decoder.SetMaxBody(net::kMaxBody);
+    return OnValidation(validation) ? Verdict::Taken : Verdict::Refused;
+}
+
+void CTcpConnection::WaitWritable() {
+    m_socket.async_wait(asio::socket_base::wait_write, Later(&CTcpConnection::WriteTurn));
+}
+
+void CTcpConnection::WriteTurn() {
+    const CTcpSendQueue::Pieces pieces = m_queue.Gather();
+    if (pieces.empty()) {
+        if (m_bFinishing.load(std::memory_order_acquire)) Linger();
+        return;
+    }
+    asio::error_code error;
+    const size_t length = m_socket.write_some(pieces, error);
+    m_queue.Sent(length);
+    if (error && !MustWait(error)) return Lose("write failed");
+    if (length < asio::buffer_size(pieces)) return WaitWritable();
+    m_reactor.Post(Later(&CTcpConnection::WriteTurn));  // the others come first
+}
+
+// All has left. Closing now, with bytes of the far side unread, would make it lose what it has not read yet.
+void CTcpConnection::Linger() {
+    asio::error_code ignored;
+    m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    SetTimer(net::g_timeouts.linger, "the far side does not close");
+    Continue();
+}
