@@ -1,7 +1,5 @@
 #include "core/reassembly.h"
 
-#include "core/session_constants.h"
-
 #include <algorithm>
 
 namespace {
@@ -14,6 +12,7 @@ char* Allocate(char* old, int capacity) {
 
 bool CReassembly::Open() {
     m_nLength = 0;
+    m_bSkipping = false;
     m_nCapacity = session::kReassemblyCapacity;
     m_pBuffer.reset();
     m_pBuffer.reset(Allocate(nullptr, m_nCapacity));
@@ -23,11 +22,19 @@ bool CReassembly::Open() {
 bool CReassembly::Append(CSCTPPacket& packet) {
     const int length = packet.GetPacketDataLen() - session::kHeaderLen;
     if (length <= 0 || !m_pBuffer) return false;
+    if (m_nSkipOver < session::kMaxFrameLen && Skip(packet, length)) return false;
     if (!Reserve(m_nLength + length)) return false;
     if (packet.GetBegin() && m_nLength != 0) return false;  // the frame under way goes on with what follows
     std::memcpy(m_pBuffer.get() + m_nLength, packet.GetPacketData() + session::kHeaderLen, static_cast<size_t>(length));
     m_nLength += length;
     return packet.GetEnd();
+}
+
+bool CReassembly::Skip(CSCTPPacket& packet, int length) {
+    if (!m_bSkipping && m_nLength + length <= m_nSkipOver) return false;
+    m_bSkipping = !packet.GetEnd();
+    m_nLength = 0;
+    return true;
 }
 
 bool CReassembly::Reserve(int length) {

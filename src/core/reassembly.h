@@ -1,6 +1,7 @@
 // Collects the pieces of one frame.
 #pragma once
 
+#include "core/session_constants.h"
 #include "lumomedia/packet.h"
 
 #include <cstdlib>
@@ -16,6 +17,8 @@ public:
     /// session::kMaxFrameLen, or without memory, everything is ignored until the next Open().
     bool Append(CSCTPPacket& packet);
     void Reset() { m_nLength = 0; }
+    /// A frame longer than this is skipped to its end, and the next one collected as if nothing had been.
+    void SkipOver(int length) { m_nSkipOver = length; }
 
     char* Data() const { return m_pBuffer.get(); }
     int Length() const { return m_nLength; }
@@ -25,10 +28,13 @@ private:
         void operator()(char* memory) const { std::free(memory); }
     };
 
+    bool Skip(CSCTPPacket& packet, int length);
     bool Reserve(int length);
     void GiveUp();
 
     std::unique_ptr<char, Free> m_pBuffer;
     int m_nCapacity = 0;
     int m_nLength = 0;
+    int m_nSkipOver = session::kMaxFrameLen;
+    bool m_bSkipping = false;
 };

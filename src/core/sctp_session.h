@@ -42,6 +42,8 @@ public:
     unsigned char GetWindowSize();
     void SetResendTime(unsigned long milliseconds);
     void SetMaxPacketDataLen(unsigned long length);
+    /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
+    void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
 
     SessionStatistics GetStatistics() const;
 

@@ -34,6 +34,8 @@ public:
     /// A frame of the local channel, to go upstream. Any thread, under the channel's receiver lock.
     virtual void OnFileChannelData(const void* data, int length) = 0;
     virtual uint32_t GetBufferingFrameCount() = 0;
+    /// Bytes of the frames still waiting to go upstream.
+    virtual uint64_t GetBufferedBytes() = 0;
 
     /// This object as one that datagrams reach, or null.
     virtual IFileDatagramReceiver* AsDatagramReceiver() { return nullptr; }

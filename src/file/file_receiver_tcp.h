@@ -13,6 +13,7 @@ public:
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
     void OnFileChannelData(const void* data, int length) override;
     uint32_t GetBufferingFrameCount() override { return m_link.QueuedFrames(); }
+    uint64_t GetBufferedBytes() override { return m_link.QueuedBytes(); }
     /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
     bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy);
 

@@ -22,6 +22,11 @@ public:
     virtual void SendConnect() { m_subscription.SendConnect(GetFileChannelID()); }
     virtual void SendDisconnect() { m_subscription.SendGoodbye(); }
 
+    /// When the server last gave a sign of life, and a way to ask it for one with the next poll.
+    uint32_t LastHeard() const { return m_subscription.LastHeard(); }
+    void KeepAliveSoon() { m_subscription.KeepAliveSoon(); }
+    uint64_t GetBufferedBytes() override { return GetByteCount(); }
+
     IFileDatagramReceiver* AsDatagramReceiver() override { return this; }
     CFrameLink* GetFrameLink() override { return this; }
     /// Opens the session, before the receiver enters its channel and table.

@@ -31,6 +31,8 @@ public:
     virtual CFileSinkUDP* AsUDP() { return nullptr; }
     /// The reliable link that the worker pumps, or null.
     virtual CFrameLink* GetFrameLink() { return nullptr; }
+    /// Lets what is queued leave, then closes the connection; for sinks whose far side notices.
+    virtual void CloseWhenSent() {}
 
     void JoinFileChannel() { m_pFileChannel->AddFileSink(GetFileSinkID(), this); }
 

@@ -1,6 +1,8 @@
 #include "file/file_sink_tcp.h"
 
+#include "link/instances.h"
 #include "link/limits.h"
+#include "link/server_hooks.h"
 #include "link/tcp_link.h"
 #include "platform/lumobase/app_log.h"
 
@@ -12,6 +14,7 @@ CFileSinkTCP::CFileSinkTCP(CFileChannel& channel, ITcpSession* session)
     : CFileSink(channel),
       m_pITcpSession(session),
       m_keepAlive(kKeepAliveEvery),
+      m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
       m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),
       m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {}
 
@@ -31,7 +34,7 @@ void CFileSinkTCP::ReleaseConnections() {
 
 bool CFileSinkTCP::IsDisconnected() {
     if (!m_pITcpSession) return false;
-    if (m_pITcpSession->IsDisconnected() || m_pITcpSession->GetSendQueueBytes() > limits::kMaxQueueBytes) return true;
+    if (m_pITcpSession->IsDisconnected() || m_bOverrun.load(std::memory_order_relaxed)) return true;
     if (m_pITcpSession->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
         const char keepAlive = 0;
         m_pITcpSession->SendData(&keepAlive, 1, 0);
@@ -41,8 +44,15 @@ bool CFileSinkTCP::IsDisconnected() {
 
 void CFileSinkTCP::OnFileChannelData(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;
-    if (m_pITcpSession) m_pITcpSession->SendData(static_cast<const char*>(data), length, 0);
+    if (m_pITcpSession && !m_bOverrun.load(std::memory_order_relaxed)) {
+        m_pITcpSession->SendData(static_cast<const char*>(data), length, 0);
+        m_bOverrun.store(m_pITcpSession->GetSendQueueBytes() > m_nQueueLimit, std::memory_order_relaxed);
+    }
     m_keepAlive.Restart();
+}
+
+void CFileSinkTCP::CloseWhenSent() {
+    if (m_pITcpSession) m_pITcpSession->CloseWhenSent();
 }
 
 uint32_t CFileSinkTCP::GetBufferingFrameCount() {

@@ -5,6 +5,8 @@
 #include "link/activity.h"
 #include "platform/lumonet/lumonet.h"
 
+#include <atomic>
+
 class CFileSinkTCP : public CFileSink, public ITcpSessionNotify {
 public:
     CFileSinkTCP(CFileChannel& channel, ITcpSession* session);
@@ -17,6 +19,7 @@ public:
     void OnFileChannelData(const void* data, int length) override;
     uint32_t GetBufferingFrameCount() override;
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
+    void CloseWhenSent() override;
 
     uint32_t GetRemoteIP() const { return m_ulRemoteIP; }
     uint16_t GetRemotePort() const { return m_usRemotePort; }
@@ -24,6 +27,8 @@ public:
 private:
     ITcpSession* m_pITcpSession;  // owned by the network library; ended by ReleaseConnections
     CPollCount m_keepAlive;
+    const uint64_t m_nQueueLimit;
+    std::atomic<bool> m_bOverrun{false};  // more waits than may: the sink goes at the next sweep
     const uint32_t m_ulRemoteIP;
     const uint16_t m_usRemotePort;
 };

@@ -3,7 +3,6 @@
 #include "file/file_sender_udp.h"
 #include "file/file_sink_tcp.h"
 #include "file/file_sink_udp.h"
-#include "link/limits.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/app_log.h"
 
@@ -73,6 +72,12 @@ void CLocalMCUFile::EndSink(CFileSink* sink) {
     if (hooks) hooks->OnSinkGone(info);
 }
 
+bool CLocalMCUFile::EndFileSink(uint32_t sinkID) {
+    CFileSink* sink = m_mapFileSink.Take(sinkID);
+    if (sink) EndSink(sink);
+    return sink != nullptr;
+}
+
 void CLocalMCUFile::RemoveDisconnectedFileSinks() {
     m_mapFileSink.Sweep([](CFileSink& sink) { return sink.IsDisconnected(); }, EndSink);
 }
@@ -117,7 +122,7 @@ bool CLocalMCUFile::ConnectFileSink(uint32_t receiverID, uint32_t channelID, uin
     const auto acknowledge = [](CFileSink& sink) { sink.AsUDP()->OnReceivedConnect(); };
     CAutoLock gate(&m_csConnectGate);
     if (m_mapFileSink.WithPair(channelID, receiverID, acknowledge)) return true;
-    if (m_mapFileSink.Size() >= limits::kMaxSinks) return false;
+    if (m_mapFileSink.Size() >= m_nMaxSinks) return false;
     CFileSink* sink = MakeSinkUDP(receiverID, channelID, ip, port);
     if (!sink) return false;
     const uint32_t sinkID = sink->GetFileSinkID();
@@ -139,16 +144,17 @@ CFileSink* CLocalMCUFile::MakeSinkUDP(uint32_t receiverID, uint32_t channelID, u
 
 bool CLocalMCUFile::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) {
     if (type != static_cast<unsigned long>(wire::TcpType::FileReceiver) || !data || length != 4) return false;
-    return AcceptFileSink(session, wire::CWireReader(data, length).U32());
+    return AcceptFileSink(session, wire::CWireReader(data, length).U32()) != 0;
 }
 
-bool CLocalMCUFile::AcceptFileSink(ITcpSession* session, uint32_t channelID) {
+uint32_t CLocalMCUFile::AcceptFileSink(ITcpSession* session, uint32_t channelID) {
     CAutoLock gate(&m_csConnectGate);
-    if (m_mapFileSink.Size() >= limits::kMaxSinks) return false;
+    if (m_mapFileSink.Size() >= m_nMaxSinks) return 0;
     CFileSink* sink = MakeSinkTCP(session, channelID);
-    if (!sink) return false;
-    AddFileSink(sink->GetFileSinkID(), sink);
-    return true;
+    if (!sink) return 0;
+    const uint32_t sinkID = sink->GetFileSinkID();
+    AddFileSink(sinkID, sink);
+    return sinkID;
 }
 
 CFileSink* CLocalMCUFile::MakeSinkTCP(ITcpSession* session, uint32_t channelID) {

@@ -6,6 +6,7 @@
 #include "file/file_sink.h"
 #include "link/id_table.h"
 #include "link/instances.h"
+#include "link/limits.h"
 #include "link/lock_order.h"
 #include "link/server_hooks.h"
 
@@ -48,8 +49,9 @@ public:
     /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
     /// table. UDP thread.
     bool ConnectFileSink(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port);
-    /// Makes the TCP sink of an accepted session. TCP thread, inside the validate callback.
-    bool AcceptFileSink(ITcpSession* session, uint32_t channelID);
+    /// Makes the TCP sink of an accepted session and gives its ID, 0 when there is none. TCP thread, inside the
+    /// validate callback.
+    uint32_t AcceptFileSink(ITcpSession* session, uint32_t channelID);
 
     /// Null without a local MCU or for an unknown channel. The object is in its channel (and table) already.
     static CFileSenderUDP* CreateFileSenderUDP(IFileSenderNotify& notify, uint32_t channelID);
@@ -61,6 +63,10 @@ public:
     /// Takes this very channel out, if it is the one registered under its ID.
     void ForgetFileChannel(CFileChannel* channel);
     bool HasFileChannel(uint32_t channelID);
+    /// Ends one sink; false when there is none.
+    bool EndFileSink(uint32_t sinkID);
+    /// Before anything is served.
+    void SetMaxSinks(size_t sinks) { m_nMaxSinks = sinks; }
     size_t FileSinkCount() { return m_mapFileSink.Size(); }
     /// Calls `use` with each sink under the table lock.
     template <class Use>
@@ -94,6 +100,7 @@ private:
     CFileSink* MakeSinkTCP(ITcpSession* session, uint32_t channelID);
     static void EndSink(CFileSink* sink);
 
+    size_t m_nMaxSinks = limits::kMaxSinks;
     CCritSec m_csConnectGate{lock_order::kConnectGate};  // a connect is one step against the channel's removal
     CIDTable<CFileSink> m_mapFileSink{lock_order::kMediumTable};
     CIDTable<CFileChannel> m_mapFileChannel{lock_order::kChannelTable};

@@ -31,7 +31,8 @@ void CFrameLink::CloseLink() {
 }
 
 bool CFrameLink::QueueFrame(const void* data, int length) {
-    std::unique_ptr<CDataBuffer> buffer(length > limits::kMaxFrameLen ? nullptr : new (std::nothrow) CDataBuffer);
+    const bool takes = length <= limits::kMaxFrameLen && HasRoom(length);
+    std::unique_ptr<CDataBuffer> buffer(takes ? new (std::nothrow) CDataBuffer : nullptr);
     if (!buffer || !buffer->StoreData(static_cast<const char*>(data), length)) {
         m_nFramesDropped.fetch_add(1, std::memory_order_relaxed);
         LinkRegistry().CountDropped(1);
@@ -41,6 +42,13 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
     MarkBusy();
     Pump();
     return true;
+}
+
+bool CFrameLink::HasRoom(int length) {
+    if (m_bHeld.load(std::memory_order_relaxed)) return GetByteCount() + static_cast<uint64_t>(length) <= QueueLimit();
+    if (!IsOverLimit()) return true;
+    m_bOverrun.store(true, std::memory_order_relaxed);
+    return false;
 }
 
 bool CFrameLink::Pump() {
@@ -89,6 +97,7 @@ void CFrameLink::SetHeld(bool held) {
 void CFrameLink::DropQueue() {
     const int count = GetCount();
     Flush();
+    m_bOverrun.store(false, std::memory_order_relaxed);
     m_nFramesDropped.fetch_add(static_cast<uint64_t>(count), std::memory_order_relaxed);
     LinkRegistry().CountDropped(static_cast<uint64_t>(count));
 }

@@ -29,10 +29,12 @@ public:
     /// One received session packet, its bytes writable; then refills the window.
     void OnPacket(const char* packet, int length);
 
-    /// While held, frames wait in the queue; acknowledgements still go out.
+    /// While held, frames wait in the queue, those that do not fit its limit are dropped, and acknowledgements still go
+    /// out.
     void SetHeld(bool held);
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
-    bool IsOverLimit() const { return GetByteCount() > m_nQueueLimit.load(std::memory_order_relaxed); }
+    /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
+    bool IsOverLimit() const { return m_bOverrun.load(std::memory_order_relaxed) || GetByteCount() > QueueLimit(); }
     void FillStatistics(LumoLinkStatistics& statistics);
 
     /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
@@ -46,6 +48,8 @@ protected:
     virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
 
 private:
+    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
+    bool HasRoom(int length);
     bool RunPump() LUMO_REQUIRES(m_csPump);
     bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
     void MarkBusy();
@@ -55,6 +59,7 @@ private:
     std::atomic<bool> m_bPumpAgain{false};
     std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
     std::atomic<bool> m_bHeld{false};
+    std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};
 };

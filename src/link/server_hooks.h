@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wire/commands.h"
+#include "link/limits.h"
 
 #include <cstdint>
 
@@ -45,4 +46,6 @@ public:
     virtual void OnSinkMade(const CSinkInfo& sink) = 0;
     /// A sink has left every table and is about to be deleted. Any thread.
     virtual void OnSinkGone(const CSinkInfo& sink) = 0;
+    /// Bytes that may wait at one TCP sink; UDP sinks are told by OnSinkMade.
+    virtual uint64_t SinkQueueLimit() const { return limits::kMaxQueueBytes; }
 };

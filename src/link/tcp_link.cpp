@@ -53,6 +53,11 @@ uint32_t CTcpLink::QueuedFrames() {
     return m_pITcpClient ? static_cast<uint32_t>(m_pITcpClient->GetSendQueueSize()) : 0;
 }
 
+uint64_t CTcpLink::QueuedBytes() {
+    CAutoLock lock(&m_cs);
+    return m_pITcpClient ? m_pITcpClient->GetSendQueueBytes() : 0;
+}
+
 uint32_t CTcpLink::RemoteIP() {
     CAutoLock lock(&m_cs);
     return m_pITcpClient ? static_cast<uint32_t>(m_pITcpClient->GetRemoteIP()) : 0;

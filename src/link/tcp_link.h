@@ -46,6 +46,7 @@ public:
     /// The application's poll. An idle link sends its one-byte keep-alive on every n-th.
     TcpPoll Poll();
     uint32_t QueuedFrames();
+    uint64_t QueuedBytes();
     uint32_t RemoteIP();
     /// Ends the connection; no callback runs after it returns. Not under a lock that a callback takes.
     void Release();

@@ -42,6 +42,10 @@ public:
     bool Accepts(uint32_t sinkID, uint32_t ip, uint16_t port);
     void SendPacket(char* packet, int length);
     void SendGoodbye();
+    /// When the far side last gave a sign of life.
+    uint32_t LastHeard() const { return m_activity.Last(); }
+    /// Makes the next poll send a keep-alive.
+    void KeepAliveSoon() { m_keepAlive.Restart(CPollCount::kAtOnce); }
 
     uint32_t SinkID() const { return m_ulSinkID.load(std::memory_order_relaxed); }
     const CRemoteAddress& Remote() const { return m_remote; }

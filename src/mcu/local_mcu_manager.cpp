@@ -116,7 +116,8 @@ bool CLocalMCUManager::RunTurn() {
         RunSecond();
         m_ulLastSecond = now;
     }
-    return CWorkSignal::Get().AnyBusy() && m_localMCUFile.ProcessSend();
+    const bool sent = CWorkSignal::Get().AnyBusy() && m_localMCUFile.ProcessSend();
+    return OnTurn() || sent;
 }
 
 void CLocalMCUManager::RunSecond() {

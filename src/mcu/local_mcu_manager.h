@@ -39,8 +39,9 @@ protected:
     /// Opens the UDP endpoint and the listener, those that are not open yet. False gives up. A server opens a given
     /// address and port here.
     virtual bool OpenEndpoints(unsigned long port);
-    /// What else is due every second; the server's.
+    /// What else is due every second, and every turn (true when it sent something); the server's.
     virtual void OnSecond() {}
+    virtual bool OnTurn() { return false; }
     /// A datagram of a kind that no medium takes (peer probes, the reflector's answers). Body without the kind byte.
     virtual void OnOtherDatagram(wire::Kind, const char* /*body*/, int /*length*/, uint32_t /*ip*/, uint16_t /*port*/) {
     }

@@ -119,4 +119,18 @@ TEST_F(Reassembly, IsBounded) {
     }
 }
 
+TEST_F(Reassembly, SkipsAFrameOverItsOwnLimitAndTakesTheNext) {
+    reassembly.SkipOver(4);
+    ASSERT_TRUE(reassembly.Open());
+    EXPECT_TRUE(Append(kBegin | kEnd, "1234"));
+    reassembly.Reset();
+    EXPECT_FALSE(Append(kBegin | kEnd, "12345"));
+    EXPECT_FALSE(Append(kBegin, "123"));
+    EXPECT_FALSE(Append(0, "45"));
+    EXPECT_FALSE(Append(0, "6"));
+    EXPECT_FALSE(Append(kEnd, "7"));
+    EXPECT_TRUE(Append(kBegin | kEnd, "next"));
+    EXPECT_EQ(Frame(), "next");
+}
+
 }  // namespace

@@ -83,6 +83,9 @@ TEST(FrameLink, WhileHeldFramesWaitButAcknowledgementsLeave) {
     link.OnPacket(data.data(), static_cast<int>(data.size()));
     EXPECT_FALSE(session_wire::IsData(link.TakeLeft()));
     EXPECT_EQ(link.delivered, (std::vector<std::string>{"in"}));
+    link.SetQueueLimit(5);
+    EXPECT_FALSE(link.QueueFrame("no", 2)) << "a held link does not collect more than it may";
+    EXPECT_FALSE(link.IsOverLimit()) << "and is not lost for it";
     link.SetHeld(false);
     EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "wait");
 }
@@ -97,6 +100,9 @@ TEST(FrameLink, LimitsDropsAndStatistics) {
     link.QueueFrame("x", 1);
     EXPECT_TRUE(link.IsOverLimit());
     EXPECT_FALSE(link.QueueFrame("x", 64 * 1024 * 1024 + 1)) << "refused before a byte is read";
+    EXPECT_FALSE(link.QueueFrame("after a gap", 11));
+    for (int i = 0; i < 3; ++i) link.OnPacket(session_wire::Ack(0).data(), session::kHeaderLen);
+    EXPECT_TRUE(link.IsOverLimit()) << "also when the queue has become shorter";
     link.DropQueue();
     EXPECT_FALSE(link.IsOverLimit());
 
@@ -105,7 +111,7 @@ TEST(FrameLink, LimitsDropsAndStatistics) {
     ASSERT_TRUE(LinkRegistry().Fill(last, statistics));
     EXPECT_EQ(statistics.ulLinkID, 42U);
     EXPECT_EQ(statistics.ullFramesDropped, 3U);
-    EXPECT_EQ(statistics.ullFramesSent, 1U);
+    EXPECT_EQ(statistics.ullFramesSent, 2U);
     link.CloseLink();
     EXPECT_FALSE(LinkRegistry().Fill(last, statistics));
 }
