@@ -1,0 +1,122 @@
+#include "platform/lumonet/net_real.h"
+#include "platform/lumonet/socket_address.h"
+#include "support/fake_net.h"
+#include "udp_peer.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+TEST(IpAddrTest, TextAndNumberBelongTogether) {
+    const struct {
+        const char* text;
+        uint32_t ip;
+    } rows[] = {
+        {"0.0.0.0", 0}, {"255.255.255.255", 0xffffffff}, {"127.0.0.1", 0x7f000001}, {"10.20.30.40", 0x0a141e28}};
+    for (const auto& row : rows) {
+        uint32_t ip = ~row.ip;
+        EXPECT_EQ(GetIpAddr(row.ip), row.text);
+        EXPECT_TRUE(ParseIpAddr(row.text, ip)) << row.text;
+        EXPECT_EQ(ip, row.ip);
+    }
+    EXPECT_EQ(GetIpAddr(static_cast<unsigned long>(~0ul)), "255.255.255.255");
+}
+
+TEST(IpAddrTest, AnythingElseIsRefused) {
+    const std::string rows[] = {"",           "1",
+                                "1.2.3",      "1.2.3.",
+                                ".1.2.3",     "1.2.3.4.",
+                                "1.2.3.4.5",  "1..3.4",
+                                "256.1.1.1",  "1.2.3.256",
+                                "1.2.3.1000", "1.2.3.0004",
+                                "01.2.3.4",   "1.2.3.00",
+                                "-1.2.3.4",   "+1.2.3.4",
+                                " 1.2.3.4",   "1.2.3.4 ",
+                                "1.2.3.4\n",  "0x1.2.3.4",
+                                "a.b.c.d",    "1.2.3.4x",
+                                "1,2,3,4",    "::1",
+                                "localhost",  std::string("1.2.3.4\0", 8)};
+    for (const std::string& row : rows) {
+        uint32_t ip = 77;
+        EXPECT_FALSE(ParseIpAddr(row, ip)) << row;
+        EXPECT_EQ(ip, 77u) << row;
+    }
+}
+
+TEST(NetFactoriesTest, TheTableReplacesTheNetworkAndGivesItBack) {
+    {
+        CFakeNet net;
+        CUdpPeer peer;
+        EXPECT_EQ(peer.endpoint, &net.Udp());
+        ITcpServer* const server = CreateTcpServer(nullptr, 1);
+        EXPECT_EQ(server, &net.TcpServer());
+        ITcpClient* const client = CreateTcpClient(nullptr, "10.0.0.1", 80, 0, "", 0, "", "");
+        EXPECT_EQ(client, &net.LastClient());
+        EXPECT_EQ(net.LastClient().dialledHost, "10.0.0.1");
+        EXPECT_EQ(net.LastClient().dialledPort, 80);
+    }
+    CUdpPeer peer;
+    ASSERT_NE(peer.endpoint, nullptr);
+    EXPECT_NE(peer.Port(), 40000);
+}
+
+/// True when a TCP socket of somebody else could have the port.
+bool TcpPortIsFree(uint16_t port) {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    const sockaddr_in address = ToSocketAddress(kLoopback, port);
+    const bool free = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    return free;
+}
+
+class PortTwinTest : public CUdpWayTest {};
+INSTANTIATE_TEST_SUITE_P(Ways, PortTwinTest, testing::Values(kAllWays[0], kAllWays[std::size(kAllWays) - 1]), WayName);
+
+TEST_P(PortTwinTest, StaysReservedUntilAListenerTakesItOrTheEndpointGoes) {
+    CUdpPeer taken, dropped;
+    const uint16_t takenPort = taken.Port();
+    const uint16_t droppedPort = dropped.Port();
+    EXPECT_FALSE(TcpPortIsFree(takenPort));
+    EXPECT_FALSE(TcpPortIsFree(droppedPort));
+
+    EXPECT_EQ(TakeReservedTcpSocket(kLoopback + 1, takenPort), -1) << "another address";
+    const int fd = TakeReservedTcpSocket(kLoopback, takenPort);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(TakeReservedTcpSocket(kLoopback, takenPort), -1) << "once only";
+    EXPECT_EQ(listen(fd, 1), 0);
+    taken.Release();
+    EXPECT_FALSE(TcpPortIsFree(takenPort)) << "the listener keeps what it has taken";
+    close(fd);
+    EXPECT_TRUE(TcpPortIsFree(takenPort));
+
+    dropped.Release();
+    EXPECT_TRUE(TcpPortIsFree(droppedPort));
+    EXPECT_EQ(TakeReservedTcpSocket(kLoopback, droppedPort), -1);
+}
+
+TEST_P(PortTwinTest, OnlyAPortPickedByUsHasOne) {
+    uint16_t port = 0;
+    {
+        CUdpPeer picked;
+        port = picked.Port();
+    }
+    CUdpPeer given(kLoopback, port);
+    ASSERT_NE(given.endpoint, nullptr);
+    EXPECT_TRUE(TcpPortIsFree(port));
+}
+
+TEST_P(PortTwinTest, APortWhoseTwinIsTakenIsNotPicked) {
+    // Many at once, so that a pick that ignores the twins would meet one of these listeners sooner or later.
+    std::vector<std::unique_ptr<CUdpPeer>> peers;
+    for (int i = 0; i < 200; ++i) {
+        peers.push_back(std::make_unique<CUdpPeer>());
+        ASSERT_NE(peers.back()->endpoint, nullptr);
+        const int fd = TakeReservedTcpSocket(kLoopback, peers.back()->Port());
+        ASSERT_GE(fd, 0);
+        EXPECT_EQ(listen(fd, 1), 0) << "a twin that somebody else listens on";
+        close(fd);
+    }
+}
+
+}  // namespace

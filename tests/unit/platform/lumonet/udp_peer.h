@@ -1,0 +1,127 @@
+// What the tests of the UDP endpoint share.
+#pragma once
+
+#include "platform/lumonet/lumonet.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+inline constexpr uint32_t kLoopback = 0x7f000001;
+inline constexpr std::chrono::seconds kLongEnough{60};
+
+/// One way the endpoint may go about its work.
+struct UdpWay {
+    const char* name;
+    UdpFeatures features;
+    bool collects = true;  ///< a batch leaves at its end rather than at once
+};
+inline std::ostream& operator<<(std::ostream& out, const UdpWay& way) { return out << way.name; }
+
+inline const UdpWay kAllWays[] = {
+    {"Full", {true, true, true, true}},           {"NoReceiveOffload", {false, true, true, true}},
+    {"NoSendOffload", {true, false, true, true}}, {"NoMultiMessage", {true, true, false, true}},
+    {"PlainCalls", {false, false, false, true}},  {"Portable", {true, true, true, false}, false},
+};
+inline std::string WayName(const testing::TestParamInfo<UdpWay>& info) { return info.param.name; }
+
+struct ReceivedDatagram {
+    std::string bytes;
+    uint32_t ip;
+    uint16_t port;
+};
+
+/// An endpoint that keeps what it receives; released at the latest when it ends.
+class CUdpPeer final : public IUdpClientNotify {
+public:
+    explicit CUdpPeer(uint32_t localIP = kLoopback, uint16_t port = 0, bool answerFromAsked = false) {
+        endpoint = CreateUdpClientAt(this, {localIP, port, answerFromAsked});
+    }
+    ~CUdpPeer() { Release(); }
+    CUdpPeer(const CUdpPeer&) = delete;
+    CUdpPeer& operator=(const CUdpPeer&) = delete;
+
+    void Release() {
+        if (endpoint) endpoint->ReleaseConnections();
+        endpoint = nullptr;
+    }
+    uint16_t Port() { return endpoint->GetLocalPort(); }
+    void Send(const std::string& bytes, uint32_t ip, uint16_t port) {
+        endpoint->SendData(bytes.data(), static_cast<int>(bytes.size()), ip, port);
+    }
+    void SendTo(CUdpPeer& peer, const std::string& bytes) { Send(bytes, kLoopback, peer.Port()); }
+
+    /// The first `count` datagrams not yet taken; fewer when they do not come.
+    std::vector<ReceivedDatagram> Take(size_t count) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait_for(lock, kLongEnough, [&] { return m_received.size() >= count && m_nOpenBursts == 0; });
+        std::vector<ReceivedDatagram> taken;
+        taken.swap(m_received);
+        return taken;
+    }
+    std::vector<std::string> TakeBytes(size_t count) {
+        std::vector<std::string> bytes;
+        for (ReceivedDatagram& datagram : Take(count)) bytes.push_back(std::move(datagram.bytes));
+        return bytes;
+    }
+    size_t Bursts() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_nBursts;
+    }
+
+    IUdpClient* endpoint = nullptr;
+    /// Called with every datagram, on the receive thread.
+    std::function<void(const ReceivedDatagram&)> onDatagram = [](const ReceivedDatagram&) {};
+    std::function<void()> onBurstBegin = [] {};
+    std::function<void()> onBurstEnd = [] {};
+
+private:
+    void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override {
+        EXPECT_GT(length, 0);
+        ReceivedDatagram datagram{std::string(data, static_cast<size_t>(length)), static_cast<uint32_t>(ip), port};
+        onDatagram(datagram);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        EXPECT_EQ(m_nOpenBursts, 1) << "a datagram outside a burst";
+        m_received.push_back(std::move(datagram));
+    }
+    void OnUdpClientNotifyBurstBegin() override {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            EXPECT_EQ(m_nOpenBursts++, 0);
+            ++m_nBursts;
+        }
+        onBurstBegin();
+    }
+    void OnUdpClientNotifyBurstEnd() override {
+        onBurstEnd();
+        std::lock_guard<std::mutex> lock(m_mutex);
+        EXPECT_EQ(m_nOpenBursts--, 1);
+        m_changed.notify_all();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<ReceivedDatagram> m_received;
+    size_t m_nBursts = 0;
+    int m_nOpenBursts = 0;
+};
+
+/// Holds the way of its test for the endpoints that the test makes.
+class CUdpWayTest : public testing::TestWithParam<UdpWay> {
+protected:
+    CUdpWayTest() { SetUdpFeatures(GetParam().features); }
+    ~CUdpWayTest() override { SetUdpFeatures(UdpFeatures()); }
+};
+
+/// Bytes that differ from one number to the next and along the datagram.
+inline std::string Pattern(size_t number, size_t length) {
+    std::string bytes(length, '\0');
+    for (size_t i = 0; i < length; ++i) bytes[i] = static_cast<char>(number * 31 + i * 7 + i / 251);
+    return bytes;
+}
