@@ -212,4 +212,28 @@ TEST(SessionSender, OpeningAgainNumbersAnewAndKeepsWhatIsQueued) {
     EXPECT_THAT(probe.TakeSequences(), ElementsAre(0, 1, 0));
 }
 
+// Whoever was sent twice cannot tell which of the two was answered.
+TEST(SessionSender, MeasuresTheRoundTripOfPacketsSentOnce) {
+    CVirtualClock clock;
+    CProbe probe;
+    Fill(probe, 1);
+    clock.Advance(250);
+    probe.Pump();
+    probe.Hear(AckPacket(true, 0));
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 0U);
+    Fill(probe, 3);
+    clock.Advance(40);
+    probe.Hear(AckPacket(false, 2));
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 40U);
+    clock.Advance(80);
+    probe.Hear(AckPacket(false, 2));  // the same once more
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 40U);
+    probe.Hear(AckPacket(true, 2));
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 40U) << "its first answer was measured";
+    Fill(probe, 1);
+    clock.Advance(120);
+    probe.Hear(AckPacket(true, 4));
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 50U) << "an eighth of the way";
+}
+
 }  // namespace
