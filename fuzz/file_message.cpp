@@ -1,0 +1,130 @@
+// Frames of the far side of the file protocol into a receiver and a sender, with memory in place of the disk.
+#include "support/reach.h"
+#include "support/records.h"
+#include "tools/lumo/transfer/receive_engine.h"
+#include "tools/lumo/transfer/send_engine.h"
+
+#include <cstdlib>
+
+using namespace lumo;
+
+namespace {
+
+constexpr uint64_t kTransfer = 0x1122334455667788;
+
+CReach& Reach() {
+    static CReach reach("file_message", {"beacon", "offer", "block", "confirm", "sender bye", "status", "receiver bye",
+                                         "malformed", "other version", "foreign", "stored", "answered"});
+    return reach;
+}
+
+const char* NameOf(const MessageBody& body) {
+    static const char* const names[] = {"",        "beacon",     "offer",  "block",
+                                        "confirm", "sender bye", "status", "receiver bye"};
+    return names[body.index()];
+}
+
+class CMemoryStore : public IFileStore {
+public:
+    explicit CMemoryStore(uint64_t size) : m_have(BlocksOf(size)) {}
+    const CBlockMap& Have() const override { return m_have; }
+    bool Write(uint32_t block, const char* data, uint32_t length, uint64_t) override {
+        if (std::string(data, length).size() != length) std::abort();
+        m_have.Set(block);
+        Reach().Hit("stored");
+        return true;
+    }
+    StoreStep Verify() override { return StoreStep::Good; }
+    bool Repair() override { return true; }
+    bool Commit() override { return true; }
+    void Flush() override {}
+    const std::string& Problem() const override { return m_problem; }
+    Failure Reason() const override { return Failure::None; }
+
+private:
+    CBlockMap m_have;
+    std::string m_problem;
+};
+
+class CMemoryFolder : public IFileFolder {
+public:
+    OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
+                    Failure& reason) override {
+        if (offer.size > (64U << 20)) {
+            problem = "too large";
+            reason = Failure::NoSpace;
+            return OpenResult::Refused;
+        }
+        store = std::make_unique<CMemoryStore>(offer.size);
+        return OpenResult::Fetch;
+    }
+};
+
+class CMemorySource : public IFileSource {
+public:
+    const std::string& Name() const override { return m_name; }
+    uint64_t Size() const override { return 3 * kBlockSize / 2; }
+    bool HashStep() override { return true; }
+    uint64_t HashedBytes() const override { return Size(); }
+    const Digest& Sha256() const override { return m_digest; }
+    bool Read(uint32_t block, char* buffer) override {
+        std::fill_n(buffer, BlockLength(Size(), block), 'x');
+        return true;
+    }
+    const std::string& Problem() const override { return m_problem; }
+
+private:
+    std::string m_name = "file";
+    std::string m_problem;
+    Digest m_digest{};
+};
+
+class CSinkLink : public ILinkOut {
+public:
+    bool Ready() const override { return true; }
+    uint32_t Queued() const override { return 0; }
+    void Send(const char* data, int length) override {
+        Message message;
+        // What an engine says must be right itself.
+        if (Decode(data, static_cast<size_t>(length), message) != DecodeResult::Ok) std::abort();
+        Reach().Hit("answered");
+    }
+};
+
+void Look(const std::string& frame) {
+    Message message;
+    switch (Decode(frame.data(), frame.size(), message)) {
+        case DecodeResult::NotOurs:
+            return Reach().Hit("foreign");
+        case DecodeResult::OtherVersion:
+            return Reach().Hit("other version");
+        case DecodeResult::Malformed:
+            return Reach().Hit("malformed");
+        case DecodeResult::Ok:
+            return Reach().Hit(NameOf(message.body));
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    CMemoryFolder folder;
+    CSinkLink link;
+    CReceiveEngine receiver(42, folder, 60000);
+    std::vector<std::unique_ptr<IFileSource>> files;
+    files.push_back(std::make_unique<CMemorySource>());
+    CSendEngine sender(kTransfer, std::move(files), SendOptions());
+    uint64_t now = 1000;
+    for (const std::string& frame : Records(data, size)) {
+        Look(frame);
+        receiver.OnFrame(frame.data(), frame.size(), now);
+        sender.OnFrame(frame.data(), frame.size(), now);
+        for (int i = 0; i < 4; ++i, now += 100) {
+            receiver.Tick(now, link);
+            sender.Tick(now, link);
+        }
+    }
+    receiver.Leave(link, ByeReason::Interrupted);
+    sender.Leave(link, ByeReason::Interrupted);
+    return 0;
+}
