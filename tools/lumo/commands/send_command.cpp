@@ -144,7 +144,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
             if (engine.OnFrame(frame.data(), frame.size(), now)) link.OnSignOfLife(now);
         }
         if (link.Poll(now)) engine.OnLinkReady();
-        const uint64_t wait = std::min<uint64_t>(engine.Tick(now, link), 100);
+        const uint64_t wait = engine.Tick(now, link);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), link));
         loop.Wait(inbox.WakeFd(), wait);
         inbox.Rest();

@@ -133,8 +133,7 @@ uint64_t CSendEngine::Tick(uint64_t now, ILinkOut& link) {
     if (more || Over()) return 0;
     if (!link.Ready() || m_bBeaconDue) return kReportGapMs;
     if (m_receivers.NextLacking(0) != CBlockRanges::kNone) return 1;  // waits for the queue, the lead or the rate
-    const uint64_t sinceBeacon = now - m_ullBeaconMs;
-    return sinceBeacon >= kHeartbeatMs ? kHeartbeatMs / 10 : kHeartbeatMs - sinceBeacon;
+    return kHeartbeatMs / 10;
 }
 
 void CSendEngine::SendBeacon(uint64_t now, ILinkOut& link) {
