@@ -46,11 +46,11 @@ TEST(CritSecTest, IsReentrantForItsHolderAlone) {
 }
 
 TEST(CritSecTest, TheOrderAllowsWhatCannotDeadlock) {
-    Walk({2, 3, 5, -5, -3, -2});         // outermost first
-    Walk({2, 3, 2, -2, -3, -2});         // held already
-    Walk({3, 4, -3, -4, 4, 3, -3, -4});  // equal ranks
-    Walk({5, 1, -1, -5});                // no rank, no part
-    Walk({2, 5, -2, -5, 2, -2});         // given back out of order
+    Walk({2, 3, 5, -5, -3, -2});  // outermost first
+    Walk({2, 3, 2, -2, -3, -2});  // held already
+    Walk({3, 4, -3, -4});         // equal ranks
+    Walk({5, 1, -1, -5});         // no rank, no part
+    Walk({2, 5, -2, -5, 2, -2});  // given back out of order
     Walk({5, -5, 2, -2, 3, -3});
 }
 

@@ -16,11 +16,10 @@ INSTANTIATE_TEST_SUITE_P(Ways, UdpEndpointTest, testing::ValuesIn(kAllWays), Way
 
 TEST_P(UdpEndpointTest, EchoesWithinTheBurstItCameWith) {
     CUdpPeer server, client;
-    server.onBurstBegin = [&] { server.endpoint->BeginBatch(); };
-    server.onBurstEnd = [&] { server.endpoint->EndBatch(); };
-    server.onDatagram = [&](const ReceivedDatagram& datagram) {
-        server.Send("echo " + datagram.bytes, datagram.ip, datagram.port);
-    };
+    server.SetHooks(
+        {[&] { server.endpoint->BeginBatch(); },
+         [&](const ReceivedDatagram& datagram) { server.Send("echo " + datagram.bytes, datagram.ip, datagram.port); },
+         [&] { server.endpoint->EndBatch(); }});
     for (int i = 0; i < 20; ++i) {
         const std::string bytes = Pattern(static_cast<size_t>(i), 1 + static_cast<size_t>(i) * 50);
         client.SendTo(server, bytes);
@@ -257,9 +256,11 @@ TEST_P(UdpEndpointTest, EmptyDatagramsAndBurstsOfThemAreNotDelivered) {
 
 TEST_P(UdpEndpointTest, ACallbackThatThrowsCostsNothingElse) {
     CUdpPeer sender, receiver;
-    receiver.onDatagram = [](const ReceivedDatagram& datagram) {
-        if (datagram.bytes == "bad") throw std::runtime_error("application");
-    };
+    receiver.SetHooks({[] {},
+                       [](const ReceivedDatagram& datagram) {
+                           if (datagram.bytes == "bad") throw std::runtime_error("application");
+                       },
+                       [] {}});
     sender.SendTo(receiver, "bad");
     sender.SendTo(receiver, "good");
     EXPECT_EQ(receiver.TakeBytes(1), Datagrams{"good"});

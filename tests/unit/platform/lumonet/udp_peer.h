@@ -75,17 +75,24 @@ public:
         return m_nBursts;
     }
 
+    /// Called on the receive thread from now on.
+    struct Hooks {
+        std::function<void()> burstBegin = [] {};
+        std::function<void(const ReceivedDatagram&)> datagram = [](const ReceivedDatagram&) {};
+        std::function<void()> burstEnd = [] {};
+    };
+    void SetHooks(Hooks hooks) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_hooks = std::move(hooks);
+    }
+
     IUdpClient* endpoint = nullptr;
-    /// Called with every datagram, on the receive thread.
-    std::function<void(const ReceivedDatagram&)> onDatagram = [](const ReceivedDatagram&) {};
-    std::function<void()> onBurstBegin = [] {};
-    std::function<void()> onBurstEnd = [] {};
 
 private:
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override {
         EXPECT_GT(length, 0);
         ReceivedDatagram datagram{std::string(data, static_cast<size_t>(length)), static_cast<uint32_t>(ip), port};
-        onDatagram(datagram);
+        GetHooks().datagram(datagram);
         std::lock_guard<std::mutex> lock(m_mutex);
         EXPECT_EQ(m_nOpenBursts, 1) << "a datagram outside a burst";
         m_received.push_back(std::move(datagram));
@@ -96,17 +103,23 @@ private:
             EXPECT_EQ(m_nOpenBursts++, 0);
             ++m_nBursts;
         }
-        onBurstBegin();
+        GetHooks().burstBegin();
     }
     void OnUdpClientNotifyBurstEnd() override {
-        onBurstEnd();
+        GetHooks().burstEnd();
         std::lock_guard<std::mutex> lock(m_mutex);
         EXPECT_EQ(m_nOpenBursts--, 1);
         m_changed.notify_all();
     }
 
+    Hooks GetHooks() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_hooks;
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
+    Hooks m_hooks;
     std::vector<ReceivedDatagram> m_received;
     size_t m_nBursts = 0;
     int m_nOpenBursts = 0;
