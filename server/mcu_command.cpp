@@ -1,0 +1,128 @@
+#include "server/mcu_command.h"
+
+#include "server/relay_server.h"
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+std::string ReadListen(CServerOptions& options, const std::string& text) {
+    return ParseEndpoint(text, options.listenIP, options.port) ? "" : "not an IPv4 address or ADDR:PORT: " + text;
+}
+
+std::string ReadHttp(CServerOptions& options, const std::string& text) {
+    options.http = text != "off";
+    options.httpAsked = options.http;
+    if (!options.http || ParseEndpoint(text, options.httpIP, options.httpPort)) return "";
+    return "neither ADDR:PORT nor off: " + text;
+}
+
+std::string ReadCidr(CCidrList& list, const std::string& text) {
+    return CCidr::Parse(text, list) ? "" : "not an IPv4 address or range (10.0.0.0/8): " + text;
+}
+
+/// An option whose text is read by `read`, which says what is wrong with it.
+template <class Read>
+CLI::Option* AddText(CLI::App& command, const char* name, const char* help, Read read) {
+    return command.add_option_function<std::vector<std::string>>(
+        name,
+        [name, read](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts) {
+                const std::string error = read(text);
+                if (!error.empty()) throw CLI::ValidationError(name, error);
+            }
+        },
+        help);
+}
+
+void AddEndpoints(CLI::App& command, CServerOptions& options) {
+    AddText(command, "--listen", "Address to listen on (UDP and TCP), optionally with the port. Default: all addresses",
+            [&options](const std::string& text) { return ReadListen(options, text); })
+        ->type_name("ADDR[:PORT]")
+        ->expected(1);
+    command.add_option("--port", options.port, "Port for UDP and TCP; 0 takes a free one")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535));
+    AddText(command, "--http", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
+            [&options](const std::string& text) { return ReadHttp(options, text); })
+        ->type_name("ADDR:PORT|off")
+        ->expected(1);
+    AddText(command, "--allow",
+            "Who may talk to the server at all, servers it relays from included. Repeatable. Default: everybody",
+            [&options](const std::string& text) { return ReadCidr(options.allow, text); })
+        ->type_name("CIDR")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+    AddText(
+        command, "--relay-to",
+        "Servers it may relay from. Repeatable. Default: any unicast address but its own and loopback (loopback too "
+        "when it listens there)",
+        [&options](const std::string& text) { return ReadCidr(options.relayTo, text); })
+        ->type_name("CIDR")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+}
+
+void AddLimits(CLI::App& command, CServerLimits& limits) {
+    const auto add = [&](const char* name, auto& value, const char* help) {
+        return command.add_option(name, value, help)->group("Limits")->capture_default_str();
+    };
+    const auto addSize = [&](const char* name, auto& value, const char* help) {
+        return add(name, value, help)->transform(CLI::AsSizeValue(false))->type_name("SIZE");
+    };
+    add("--max-channels", limits.channels, "Channels of one medium");
+    add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");
+    add("--max-sinks", limits.sinks, "Subscribers of one medium");
+    addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
+    addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
+    addSize("--max-upstream-frame", limits.upstreamFrameBytes, "Longest frame of a subscriber; longer ones are dropped")
+        ->check(CLI::Range(1U, 64U << 20));
+    add("--max-unvalidated", limits.unvalidatedPerAddress,
+        "TCP connections of one address that have not said what they want");
+    add("--max-unproved", limits.unprovedPerAddress,
+        "UDP subscribers, and publishers, of one address that have not answered yet");
+}
+
+/// The signals that end the server, kept from its threads: one thread waits for them.
+class CEndSignals {
+public:
+    CEndSignals() {
+        sigemptyset(&m_set);
+        sigaddset(&m_set, SIGINT);
+        sigaddset(&m_set, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &m_set, nullptr);
+    }
+    void Wait() {
+        int signal = 0;
+        while (sigwait(&m_set, &signal) != 0) {}
+    }
+
+private:
+    sigset_t m_set;
+};
+
+int RunServer(const CServerOptions& options) {
+    CEndSignals signals;  // before any thread is made
+    CRelayServer server(options);
+    std::string error;
+    if (!server.Start(error)) {
+        std::fprintf(stderr, "lumo mcu: %s\n", error.c_str());
+        return 1;
+    }
+    signals.Wait();
+    server.Stop();
+    return 0;
+}
+
+}  // namespace
+
+void AddMcuCommand(CLI::App& app, int& exitCode) {
+    const auto options = std::make_shared<CServerOptions>();
+    CLI::App* command = app.add_subcommand("mcu", "Run a relay server");
+    AddEndpoints(*command, *options);
+    AddLimits(*command, options->limits);
+    command->callback([options, &exitCode] { exitCode = RunServer(*options); });
+}

@@ -1,0 +1,45 @@
+// What the parts of one medium's server share.
+#pragma once
+
+#include "link/limits.h"
+#include "platform/lumobase/crit_sec.h"
+#include "server/medium_classes.h"
+#include "server/relay_policy.h"
+#include "server/server_constants.h"
+#include "server/server_log.h"
+#include "server/server_options.h"
+#include "server/source.h"
+#include "server/stream_table.h"
+
+#include <string>
+
+/// One for the whole server.
+struct CServerContext {
+    CServerContext(const CServerOptions& given, CServerLog& where) : options(given), log(where), policy(options) {}
+
+    const CServerOptions options;
+    CServerLog& log;
+    CRelayPolicy policy;
+    CCritSec gate{server::kGateRank};
+    uint16_t port = 0;  // as bound; set before anything is served
+};
+
+struct CMedium {
+    CMedium(const CSourceProfile& row, IMediumClasses& own, CServerContext& whole)
+        : profile(row), classes(own), context(whole) {}
+
+    const CServerLimits& Limits() const { return context.options.limits; }
+    /// "file sink 10.0.0.1:5000 (udp) came to channel 7".
+    void LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, uint32_t channelID);
+    /// A new stream, open for subscribers; null at the limit, or for ID 0. Under the gate.
+    std::shared_ptr<CStream> MakeStream(uint32_t channelID);
+    /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
+    void EndStream(CStream& stream);
+
+    const CSourceProfile& profile;
+    IMediumClasses& classes;
+    CServerContext& context;
+    CStreamTable streams;
+    CCritSec csEnded{lock_order::kLeaf};
+    CMediumStatus ended LUMO_GUARDED_BY(csEnded);  // of streams that are gone
+};

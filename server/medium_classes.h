@@ -1,0 +1,48 @@
+// What the library's classes of one medium do for the server; each medium implements it once.
+#pragma once
+
+#include "link/mcu_address.h"
+#include "server/relay_leg.h"
+#include "server/status.h"
+#include "server/stream.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+class ITcpSession;
+
+/// A subscriber's request.
+struct CSinkRequest {
+    uint32_t receiverID;
+    uint32_t channelID;
+    CPeer peer;
+};
+
+/// Whose a subscriber's sink is, seen from an address.
+enum class SinkOwner { None, Same, Other };
+
+class IMediumClasses {
+public:
+    virtual ~IMediumClasses() = default;
+
+    virtual std::shared_ptr<CStream> MakeStream(uint32_t channelID) = 0;
+    /// A leg that sets `news` and wakes the worker when the far server accepts it.
+    virtual std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
+                                               std::atomic<bool>& news) = 0;
+
+    /// Makes the sink, or acknowledges again the one there is. False for an unknown channel or a full table.
+    virtual bool ConnectSink(const CSinkRequest& request) = 0;
+    /// The new sink's ID, 0 when there is none.
+    virtual uint32_t AcceptSink(ITcpSession* session, uint32_t channelID) = 0;
+    virtual void EndSink(uint32_t sinkID) = 0;
+    virtual SinkOwner OwnerOf(const CSinkRequest& request) = 0;
+    virtual bool IsSinkAt(uint32_t sinkID, const CPeer& peer) = 0;
+    /// Lets a UDP sink's frames go; its queue may hold `queueBytes`.
+    virtual void Unhold(uint32_t sinkID, uint64_t queueBytes) = 0;
+    virtual size_t SinkCount() = 0;
+
+    /// Lets TCP sinks send what is queued and close; how many still have a connection.
+    virtual void CloseTcpSinks() = 0;
+    virtual size_t CountTcpSinks() = 0;
+};

@@ -1,0 +1,42 @@
+// One medium at the server: routes what its clients send to those who deal with it.
+#pragma once
+
+#include "server/sinks.h"
+#include "server/sources.h"
+
+/// The hooks of one kind, under the same terms.
+class CMediumServer {
+public:
+    CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMediumClasses> classes, CServerContext& context);
+
+    bool TakesTcp(uint32_t type) const;
+    void OnCommand(const CServerDatagram& datagram);
+    bool MayAct(const CServerDatagram& datagram);
+    bool MayServeTcp(uint32_t type, const char* data, int length);
+    bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length);
+    void OnSinkMade(const CSinkInfo& sink) { m_sinks.OnSinkMade(sink); }
+    void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }
+
+    void OnSecond(uint32_t now);
+    bool OnTurn();
+
+    /// TCP queues begin to drain and everything else ends; how many connections are still at it.
+    void BeginDrain();
+    size_t Draining() { return m_medium.classes.CountTcpSinks() + m_sources.CountOpen(); }
+    /// Ends everything. The media are released after this.
+    void End();
+
+    CMediumStatus Status();
+    std::vector<std::shared_ptr<CStream>> Streams() { return m_medium.streams.All(); }
+
+private:
+    void OnLongConnect(const CServerDatagram& datagram);
+    bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
+    std::shared_ptr<CStream> ServedHere(uint32_t channelID);
+
+    std::unique_ptr<IMediumClasses> m_classes;
+    CMedium m_medium;
+    CSinks m_sinks;
+    CRelays m_relays;
+    CSources m_sources;
+};

@@ -1,0 +1,104 @@
+#include "server/pages/http_server.h"
+
+#include "platform/lumonet/lumonet.h"
+#include "server/pages/http_queue.h"
+#include "server/pages/page.h"
+#include "server/pages/streams_json.h"
+
+#include <httplib.h>
+
+using httplib::Request;
+using httplib::Response;
+
+namespace {
+
+constexpr size_t kThreads = 4;
+constexpr size_t kWaitingConnections = 16;
+constexpr time_t kTimeoutSeconds = 2;
+constexpr size_t kMaxBody = 1024;  // nothing here takes a body
+
+void SetHeaders(Response& response) {
+    response.set_header("Content-Security-Policy",
+                        "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri 'none'; "
+                        "form-action 'none'; frame-ancestors 'none'");
+    response.set_header("X-Content-Type-Options", "nosniff");
+    response.set_header("Referrer-Policy", "no-referrer");
+    response.set_header("Cache-Control", "no-store");
+}
+
+}  // namespace
+
+CHttpServer::CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port)
+    : m_source(source), m_ulIP(ip), m_usPort(port), m_pServer(std::make_unique<httplib::Server>()) {}
+
+CHttpServer::~CHttpServer() {
+    m_pServer->stop();
+    if (m_thread.joinable()) m_thread.join();
+}
+
+bool CHttpServer::Start() {
+    m_pServer->new_task_queue = [] { return new CHttpQueue(kThreads, kWaitingConnections); };
+    m_pServer->set_read_timeout(kTimeoutSeconds);
+    m_pServer->set_write_timeout(kTimeoutSeconds);
+    m_pServer->set_keep_alive_timeout(kTimeoutSeconds);
+    m_pServer->set_keep_alive_max_count(1);  // a waiting browser would hold a thread, and the server's end
+    m_pServer->set_payload_max_length(kMaxBody);
+    // Not the library's default, which lets two servers share a port unnoticed.
+    m_pServer->set_socket_options([](socket_t sock) {
+        const int on = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    });
+    AddPages();
+    const std::string address = GetIpAddr(m_ulIP);
+    if (m_usPort == 0) {
+        const int port = m_pServer->bind_to_any_port(address.c_str());
+        if (port <= 0) return false;
+        m_usPort = static_cast<uint16_t>(port);
+    } else if (!m_pServer->bind_to_port(address.c_str(), m_usPort)) {
+        return false;
+    }
+    m_thread = std::thread([this] { m_pServer->listen_after_bind(); });
+    while (!m_pServer->is_running()) std::this_thread::yield();  // stop() before that would be lost
+    return true;
+}
+
+// Names are refused: a browser may have been made to believe that one of them is this host. An address cannot be forged
+// that way, so a server on all addresses takes any.
+bool CHttpServer::IsOwnHost(const std::string& host) const {
+    std::string name = host;
+    const size_t colon = host.find(':');
+    if (colon != std::string::npos) {
+        if (host.substr(colon + 1) != std::to_string(m_usPort)) return false;
+        name = host.substr(0, colon);
+    }
+    if (name == "localhost" || name == "127.0.0.1") return true;
+    uint32_t ip = 0;
+    return ParseIpAddr(name, ip) && (m_ulIP == 0 || ip == m_ulIP);
+}
+
+std::string CHttpServer::MetricsText() {
+    const std::vector<CMediumStatus> media = m_source.Media();
+    const CProcessStatus process = ReadProcessStatus();
+    CAutoLock lock(&m_csMetrics);
+    return m_metrics.Text(media, process);
+}
+
+void CHttpServer::AddPages() {
+    m_pServer->set_pre_routing_handler([this](const Request& request, Response& response) {
+        SetHeaders(response);
+        if (request.get_header_value_count("Host") == 1 && IsOwnHost(request.get_header_value("Host")))
+            return httplib::Server::HandlerResponse::Unhandled;
+        response.status = 403;
+        response.set_content("This server answers to its own address only.\n", "text/plain");
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    const auto page = [this](const char* path, const char* type, auto make) {
+        m_pServer->Get(path, [=](const Request&, Response& response) { response.set_content(make(), type); });
+    };
+    page("/", "text/html; charset=utf-8", [this] { return StreamsPage(m_source.Status()); });
+    page("/page.css", "text/css", [] { return std::string(kPageStyle); });
+    page("/page.js", "text/javascript", [] { return std::string(kPageScript); });
+    page("/api/streams", "application/json", [this] { return StreamsJson(m_source.Status()); });
+    page("/metrics", "text/plain; version=0.0.4", [this] { return MetricsText(); });
+    page("/health", "text/plain", [] { return std::string("ok\n"); });
+}

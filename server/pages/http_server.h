@@ -1,0 +1,44 @@
+// The pages over HTTP, off the threads that carry the streams.
+#pragma once
+
+#include "platform/lumobase/crit_sec.h"
+#include "server/pages/metrics.h"
+#include "server/status.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+/// GET / (the page), /api/streams, /metrics, /health. Answers only requests that name it by address or as localhost, so
+/// that no foreign web page can read it through a browser.
+class CHttpServer {
+public:
+    CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port);
+    ~CHttpServer();
+    CHttpServer(const CHttpServer&) = delete;
+    CHttpServer& operator=(const CHttpServer&) = delete;
+
+    /// False when the endpoint is not to be had.
+    bool Start();
+    uint16_t Port() const { return m_usPort; }
+
+private:
+    bool IsOwnHost(const std::string& host) const;
+    void AddPages();
+    std::string MetricsText();
+
+    IStatusSource& m_source;
+    const uint32_t m_ulIP;
+    uint16_t m_usPort;
+    std::unique_ptr<httplib::Server> m_pServer;
+    std::thread m_thread;
+    CCritSec m_csMetrics;
+    CMetrics m_metrics LUMO_GUARDED_BY(m_csMetrics);
+};

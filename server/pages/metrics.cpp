@@ -1,0 +1,79 @@
+#include "server/pages/metrics.h"
+
+#include "platform/lumonet/lumonet.h"
+
+#include <prometheus/text_serializer.h>
+
+CMetrics::CMetrics()
+    : m_channels(MakeGauges("lumo_channels", "Channels the server knows.")),
+      m_relays(MakeGauges("lumo_relays", "Channels relayed from another server.")),
+      m_sources(MakeGauges("lumo_sources", "Publishers.")),
+      m_sinks(MakeGauges("lumo_sinks", "Subscribers.")),
+      m_unproved(MakeGauges("lumo_unproved", "UDP clients that have not answered yet.")),
+      m_queuedFrames(MakeGauges("lumo_queued_frames", "Frames waiting for their receivers.")),
+      m_queuedBytes(MakeGauges("lumo_queued_bytes", "Bytes of the frames waiting for UDP receivers.")),
+      m_frames(MakeCounters("lumo_frames_total", "Frames from publishers (in), to subscribers (out), upstream (up).")),
+      m_bytes(MakeCounters("lumo_bytes_total", "Bytes of those frames.")),
+      m_retransmissions(MakeCounters("lumo_retransmissions_total", "Packets sent again.")),
+      m_drops(MakeCounters("lumo_drops_total", "Frames dropped at a limit.")),
+      m_datagrams(MakeCounters("lumo_datagrams_total", "UDP datagrams.")),
+      m_datagramBytes(MakeCounters("lumo_datagram_bytes_total", "Bytes of UDP datagrams.")),
+      m_cpu(MakeCounters("process_cpu_seconds_total", "CPU time, user and system.")),
+      m_memory(MakeGauges("process_resident_memory_bytes", "Resident memory.")),
+      m_files(MakeGauges("process_open_fds", "Open file descriptors.")),
+      m_sockets(MakeGauges("process_open_sockets", "Open sockets.")) {}
+
+CMetrics::Gauges& CMetrics::MakeGauges(const char* name, const char* help) {
+    return prometheus::BuildGauge().Name(name).Help(help).Register(m_registry);
+}
+
+CMetrics::Counters& CMetrics::MakeCounters(const char* name, const char* help) {
+    return prometheus::BuildCounter().Name(name).Help(help).Register(m_registry);
+}
+
+void CMetrics::Set(Gauges& family, const Labels& labels, double value) { family.Add(labels).Set(value); }
+
+void CMetrics::Raise(Counters& family, const Labels& labels, double value) {
+    prometheus::Counter& counter = family.Add(labels);
+    if (value > counter.Value()) counter.Increment(value - counter.Value());
+}
+
+void CMetrics::SetMedium(const CMediumStatus& medium) {
+    const auto number = [](auto value) { return static_cast<double>(value); };
+    const Labels own{{"medium", medium.medium}};
+    const auto with = [&](const char* label, const char* value) {
+        return Labels{{"medium", medium.medium}, {label, value}};
+    };
+    Set(m_channels, own, number(medium.channels));
+    Set(m_relays, own, number(medium.relays));
+    Set(m_sources, with("transport", "udp"), number(medium.sourcesUdp));
+    Set(m_sources, with("transport", "tcp"), number(medium.sourcesTcp));
+    Set(m_sinks, with("transport", "udp"), number(medium.sinksUdp));
+    Set(m_sinks, with("transport", "tcp"), number(medium.sinksTcp));
+    Set(m_unproved, own, number(medium.unproved));
+    Set(m_queuedFrames, own, number(medium.queuedFrames));
+    Set(m_queuedBytes, own, number(medium.queuedBytes));
+    Raise(m_frames, with("direction", "in"), number(medium.traffic.framesIn));
+    Raise(m_frames, with("direction", "out"), number(medium.traffic.framesOut));
+    Raise(m_frames, with("direction", "up"), number(medium.traffic.framesUp));
+    Raise(m_bytes, with("direction", "in"), number(medium.traffic.bytesIn));
+    Raise(m_bytes, with("direction", "out"), number(medium.traffic.bytesOut));
+    Raise(m_bytes, with("direction", "up"), number(medium.traffic.bytesUp));
+    Raise(m_retransmissions, own, number(medium.links.retransmitted));
+    Raise(m_drops, own, number(medium.links.dropped + medium.traffic.dropped));
+}
+
+std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CProcessStatus& process) {
+    for (const CMediumStatus& medium : media) SetMedium(medium);
+    const UdpCounters udp = GetUdpCounters();
+    Raise(m_datagrams, {{"direction", "in"}}, static_cast<double>(udp.received));
+    Raise(m_datagrams, {{"direction", "out"}}, static_cast<double>(udp.sent));
+    Raise(m_datagrams, {{"direction", "refused"}}, static_cast<double>(udp.refused));
+    Raise(m_datagramBytes, {{"direction", "in"}}, static_cast<double>(udp.bytesReceived));
+    Raise(m_datagramBytes, {{"direction", "out"}}, static_cast<double>(udp.bytesSent));
+    Raise(m_cpu, {}, process.cpuSeconds);
+    Set(m_memory, {}, static_cast<double>(process.residentBytes));
+    Set(m_files, {}, static_cast<double>(process.openFiles));
+    Set(m_sockets, {}, static_cast<double>(process.openSockets));
+    return prometheus::TextSerializer().Serialize(m_registry.Collect());
+}

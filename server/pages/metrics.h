@@ -1,0 +1,53 @@
+// The server in numbers, for a monitoring system that scrapes them.
+#pragma once
+
+#include "server/pages/process_status.h"
+#include "server/status.h"
+
+#include <prometheus/counter.h>
+#include <prometheus/family.h>
+#include <prometheus/gauge.h>
+#include <prometheus/registry.h>
+#include <map>
+#include <string>
+#include <vector>
+
+/// Labels are fixed names of this program; nothing that a client chooses becomes one. One thread at a time.
+class CMetrics {
+public:
+    CMetrics();
+
+    /// Prometheus text.
+    std::string Text(const std::vector<CMediumStatus>& media, const CProcessStatus& process);
+
+private:
+    using Labels = std::map<std::string, std::string>;
+    using Gauges = prometheus::Family<prometheus::Gauge>;
+    using Counters = prometheus::Family<prometheus::Counter>;
+
+    Gauges& MakeGauges(const char* name, const char* help);
+    Counters& MakeCounters(const char* name, const char* help);
+    static void Set(Gauges& family, const Labels& labels, double value);
+    /// Never lowers it: totals are summed while links come and go.
+    static void Raise(Counters& family, const Labels& labels, double value);
+    void SetMedium(const CMediumStatus& medium);
+
+    prometheus::Registry m_registry;
+    Gauges& m_channels;
+    Gauges& m_relays;
+    Gauges& m_sources;
+    Gauges& m_sinks;
+    Gauges& m_unproved;
+    Gauges& m_queuedFrames;
+    Gauges& m_queuedBytes;
+    Counters& m_frames;
+    Counters& m_bytes;
+    Counters& m_retransmissions;
+    Counters& m_drops;
+    Counters& m_datagrams;
+    Counters& m_datagramBytes;
+    Counters& m_cpu;
+    Gauges& m_memory;
+    Gauges& m_files;
+    Gauges& m_sockets;
+};

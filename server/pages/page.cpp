@@ -1,0 +1,102 @@
+#include "server/pages/page.h"
+
+#include "platform/lumonet/lumonet.h"
+#include "server/pages/graph.h"
+#include "server/server_options.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+std::string Rate(uint64_t bytes) {
+    const char* const units[] = {"B/s", "kB/s", "MB/s", "GB/s"};
+    auto value = static_cast<double>(bytes);
+    size_t unit = 0;
+    while (value >= 1000 && unit < 3) {
+        value /= 1000;
+        ++unit;
+    }
+    char text[32];
+    std::snprintf(text, sizeof(text), unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
+    return text;
+}
+
+std::string Percent(uint64_t permille) {
+    return std::to_string(permille / 10) + "." + std::to_string(permille % 10) + " %";
+}
+
+std::string Lost(const CLinkSums& link) {
+    return Percent(link.packets == 0 ? 0 : std::min<uint64_t>(link.retransmitted * 1000 / link.packets, 1000));
+}
+
+std::string Peer(const CPeer& peer, bool tcp) { return EndpointText(peer.ip, peer.port) + (tcp ? " (tcp)" : " (udp)"); }
+
+std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "</td>"; }
+
+std::string Publisher(const CStreamStatus& stream) {
+    if (stream.relayedFrom != 0) return "relayed from " + GetIpAddr(stream.relayedFrom);
+    if (!stream.hasSource) return "nobody at the moment";
+    return Peer(stream.source.peer, stream.source.tcp) + (stream.source.proved ? "" : ", not answering yet");
+}
+
+std::string ListenerRow(const CListenerStatus& listener) {
+    std::string row = "<tr>" + Cell(Peer(listener.peer, listener.tcp)) + Cell(std::to_string(listener.queuedFrames));
+    if (listener.tcp) return row + Cell("-") + Cell("-") + "</tr>";
+    return row + Cell(std::to_string(listener.roundTripMs) + " ms") + Cell(Lost(listener.link)) + "</tr>";
+}
+
+std::string ListenerTable(const CStreamStatus& stream) {
+    if (stream.listenerCount == 0) return "<p class=\"quiet\">Nobody listens.</p>";
+    std::string html =
+        "<table><thead><tr><th>listener</th><th>frames waiting</th><th>round trip</th><th>sent again</th></tr></thead>"
+        "<tbody>";
+    for (const CListenerStatus& listener : stream.listeners) html += ListenerRow(listener);
+    html += "</tbody></table>";
+    if (stream.listenerCount > stream.listeners.size())
+        html +=
+            "<p class=\"quiet\">and " + std::to_string(stream.listenerCount - stream.listeners.size()) + " more</p>";
+    return html;
+}
+
+std::string Graphs(const CStreamStatus& stream) {
+    std::vector<uint32_t> rates;
+    std::vector<uint32_t> losses;
+    for (const CRateSample& sample : stream.history) {
+        rates.push_back(sample.bytesPerSecond);
+        losses.push_back(sample.lossPermille);
+    }
+    return "<div class=\"graphs\"><figure>" +
+           GraphSvg(rates, CRateHistory::kBuckets, 1000, "rate", "rate over the last five minutes") + "<figcaption>" +
+           EscapeHtml(Rate(stream.bytesPerSecond)) + "</figcaption></figure><figure>" +
+           GraphSvg(losses, CRateHistory::kBuckets, 50, "loss", "packets sent again over the last five minutes") +
+           "<figcaption>" + EscapeHtml(Percent(stream.lossPermille)) + " sent again</figcaption></figure></div>";
+}
+
+std::string Stream(const CStreamStatus& stream) {
+    return "<section><h2>" + EscapeHtml(stream.medium) + " " + std::to_string(stream.channelID) +
+           "</h2><p>Publisher: " + EscapeHtml(Publisher(stream)) + "</p>" + Graphs(stream) + ListenerTable(stream) +
+           "</section>";
+}
+
+std::string Uptime(uint32_t seconds) {
+    return std::to_string(seconds / 3600) + " h " + std::to_string(seconds / 60 % 60) + " min";
+}
+
+}  // namespace
+
+std::string StreamsPage(const CServerStatus& status) {
+    std::string html =
+        "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\">"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"><title>lumo mcu</title>"
+        "<link rel=\"stylesheet\" href=\"/page.css\"><script src=\"/page.js\" defer></script></head><body>"
+        "<header><h1>lumo mcu</h1><p>" +
+        EscapeHtml(EndpointText(status.listenIP, status.port)) + ", up " + Uptime(status.uptimeSeconds) + ", " +
+        std::to_string(status.streamCount) +
+        " live streams. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p></header><main>";
+    if (status.streams.empty()) html += "<p class=\"quiet\">No streams at the moment.</p>";
+    for (const CStreamStatus& stream : status.streams) html += Stream(stream);
+    if (status.streamCount > status.streams.size())
+        html += "<p class=\"quiet\">The busiest " + std::to_string(status.streams.size()) + " are shown.</p>";
+    return html + "</main></body></html>\n";
+}

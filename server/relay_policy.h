@@ -1,0 +1,35 @@
+// Where the server may relay from.
+#pragma once
+
+#include "link/lock_order.h"
+#include "link/mcu_address.h"
+#include "platform/lumobase/crit_sec.h"
+#include "server/server_options.h"
+
+#include <cstdint>
+#include <vector>
+
+/// Never 0/8, multicast, reserved and broadcast addresses, or this host itself; of the rest what the operator listed,
+/// or, without a list, everything but loopback (unless the server itself listens on loopback).
+class CRelayPolicy {
+public:
+    explicit CRelayPolicy(const CServerOptions& options) : m_options(options) {}
+
+    /// Looks up this host's own addresses; before use and now and then.
+    void Refresh();
+    /// For tests: what Refresh would have found.
+    void SetOwn(std::vector<uint32_t> own, std::vector<uint32_t> broadcast);
+
+    bool Allows(uint32_t ip);
+    /// Those of a request's addresses that are allowed, in order, the first one as address 0.
+    CMcuAddress Filter(const uint32_t (&ips)[3], uint16_t port);
+
+private:
+    bool IsOwn(uint32_t ip);
+    bool IsBroadcast(uint32_t ip);
+
+    const CServerOptions& m_options;
+    CCritSec m_cs{lock_order::kLeaf};
+    std::vector<uint32_t> m_own LUMO_GUARDED_BY(m_cs);        // addresses of the interfaces
+    std::vector<uint32_t> m_broadcast LUMO_GUARDED_BY(m_cs);  // and of everybody on their networks
+};

@@ -1,0 +1,52 @@
+#include "server/relay_server.h"
+
+#include "server/pages/http_server.h"
+#include "server/server_manager.h"
+
+#include <utility>
+
+CRelayServer::CRelayServer(const CServerOptions& options) : m_options(options) {}
+
+CRelayServer::CRelayServer(const CServerOptions& options, std::function<void(const std::string&)> takeLine)
+    : m_options(options), m_log(std::move(takeLine)) {}
+
+CRelayServer::~CRelayServer() { Stop(); }
+
+bool CRelayServer::Start(std::string& error) {
+    m_pManager = new CServerManager(m_options, m_log);
+    if (!m_pManager->Connect(m_options.port)) {
+        error = "cannot listen on " + EndpointText(m_options.listenIP, m_options.port) + " over both UDP and TCP";
+        Stop();
+        return false;
+    }
+    if (m_options.http && !StartPages(error)) {
+        Stop();
+        return false;
+    }
+    m_log.Line(
+        "listening on " + EndpointText(m_options.listenIP, Port()) + " (udp and tcp)" +
+        (m_pPages ? ", pages at http://" + EndpointText(m_options.httpIP, HttpPort()) + "/" : ", without pages"));
+    return true;
+}
+
+// The usual port may belong to another server of this host; that is no reason not to serve.
+bool CRelayServer::StartPages(std::string& error) {
+    m_pPages = std::make_unique<CHttpServer>(*m_pManager, m_options.httpIP, m_options.httpPort);
+    if (m_pPages->Start()) return true;
+    m_pPages.reset();
+    error = "cannot serve pages on " + EndpointText(m_options.httpIP, m_options.httpPort);
+    if (!m_options.httpAsked) m_log.Line("warning: " + error);
+    return !m_options.httpAsked;
+}
+
+void CRelayServer::Stop() {
+    m_pPages.reset();
+    if (!m_pManager) return;
+    m_pManager->Drain();
+    std::exchange(m_pManager, nullptr)->ReleaseConnections();
+    m_log.Line("ended");
+}
+
+uint16_t CRelayServer::Port() const { return m_pManager ? m_pManager->GetLocalPort() : uint16_t{0}; }
+
+uint16_t CRelayServer::HttpPort() const { return m_pPages ? m_pPages->Port() : uint16_t{0}; }

@@ -1,0 +1,100 @@
+#include "server/relays.h"
+
+#include "link/activity.h"
+#include "platform/lumonet/lumonet.h"
+
+#include <algorithm>
+
+void CRelays::Ask(const CSinkRequest& request, const uint32_t (&relayIPs)[3]) {
+    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, relayIPs, false);
+    if (!relay) return;
+    Doubt(*relay);
+    if (Serves(*relay))
+        m_sinks.Connect(*relay->stream, request);
+    else
+        Wait(*relay, request);
+}
+
+bool CRelays::AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]) {
+    CRelay* relay = FindOrStart(channelID, static_cast<uint32_t>(session->GetRemoteIP()), relayIPs, true);
+    if (!relay) return false;
+    Doubt(*relay);
+    const uint32_t sinkID = m_sinks.Accept(*relay->stream, session);
+    if (sinkID != 0 && !Serves(*relay)) relay->waitingTcp.emplace_back(sinkID, CActivity::Now());
+    return sinkID != 0;
+}
+
+CRelays::CRelay* CRelays::FindOrStart(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp) {
+    const auto found = m_relays.find(channelID);
+    return found != m_relays.end() ? &found->second : Start(channelID, asker, relayIPs, tcp);
+}
+
+bool CRelays::MayStart(uint32_t asker) const {
+    size_t pending = 0;
+    size_t ofAsker = 0;
+    for (const auto& entry : m_relays) {
+        if (entry.second.leg->IsUp()) continue;
+        ++pending;
+        if (entry.second.asker == asker) ++ofAsker;
+    }
+    return pending < server::kMaxPendingLegs && ofAsker < server::kPendingLegsPerAsker;
+}
+
+CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp) {
+    CServerContext& context = m_medium.context;
+    const CMcuAddress far = context.policy.Filter(relayIPs, context.port);
+    if (far.IsEmpty() || !MayStart(asker)) return nullptr;
+    // An unproved publisher's claim may stand already; the relay serves until it is proved.
+    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (!stream) stream = m_medium.MakeStream(channelID);
+    if (!stream) return nullptr;
+    CRelay& relay = m_relays[channelID];
+    relay.stream = stream;
+    relay.leg = m_medium.classes.MakeLeg(*stream, far, tcp, m_bNews);
+    relay.asker = asker;
+    relay.pendingSince = CActivity::Now();
+    relay.open = relay.leg->Open();
+    stream->SetRelayedFrom(far.ips[0]);
+    return &relay;
+}
+
+// A far server that was killed says nothing, and over UDP nothing else shows it. A leg that has been silent is asked
+// before it is trusted with a new subscriber.
+void CRelays::Doubt(CRelay& relay) {
+    const uint32_t heard = relay.leg->LastHeard();
+    if (relay.doubtful || heard == 0 || !relay.leg->IsUp()) return;
+    if (CActivity::Now() - heard < server::kLegDoubtfulAfterMs) return;
+    relay.doubtful = true;
+    relay.doubtfulSince = CActivity::Now();
+    m_bDoubt.store(true, std::memory_order_relaxed);
+    relay.leg->AskForSign();
+}
+
+bool CRelays::HasGivenSign(const CRelay& relay) {
+    return static_cast<int32_t>(relay.leg->LastHeard() - relay.doubtfulSince) >= 0;
+}
+
+void CRelays::Wait(CRelay& relay, const CSinkRequest& request) {
+    const auto same = [&](const CSinkRequest& other) {
+        return other.receiverID == request.receiverID && other.peer == request.peer;
+    };
+    if (relay.waiting.size() >= server::kMaxWaitingPerLeg) return;  // it asks again by itself
+    if (std::none_of(relay.waiting.begin(), relay.waiting.end(), same)) relay.waiting.push_back(request);
+}
+
+void CRelays::End(CStream& stream) {
+    const auto found = m_relays.find(stream.ChannelID());
+    if (found == m_relays.end()) return;
+    CRelay& relay = found->second;
+    relay.leg->Close();
+    ServeWaiting(relay);  // from now on by the publisher
+    stream.SetRelayedFrom(0);
+    m_relays.erase(found);
+}
+
+void CRelays::EndAll() {
+    while (!m_relays.empty()) {
+        m_relays.begin()->second.leg->Close();
+        m_relays.erase(m_relays.begin());
+    }
+}

@@ -1,0 +1,66 @@
+// Channels that are at home at another server: one subscription there for all subscribers here.
+#pragma once
+
+#include "server/sinks.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+/// Everything under the gate but what says otherwise.
+class CRelays {
+public:
+    CRelays(CMedium& medium, CSinks& sinks) : m_medium(medium), m_sinks(sinks) {}
+
+    /// A UDP subscriber of a channel that is not at home here: served at once when the leg is up, else when it is.
+    void Ask(const CSinkRequest& request, const uint32_t (&relayIPs)[3]);
+    /// A TCP subscriber: accepted at once; closed when the far server has not accepted in time. False refuses it.
+    bool AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]);
+
+    /// The channel's publisher has come here, or the server ends: the leg goes, the stream stays.
+    void End(CStream& stream);
+    void EndAll();
+    void OnSecond(uint32_t now);
+    /// Serves those who wait for a leg as soon as it is up, or has given its sign. Takes the gate when there is one.
+    void OnTurn();
+
+private:
+    struct CRelay {
+        std::shared_ptr<CStream> stream;
+        std::unique_ptr<CRelayLeg> leg;
+        uint32_t asker = 0;
+        bool open = false;
+        uint32_t pendingSince = 0;  // while it is not up
+        uint32_t aloneSince = 0;    // while nobody subscribes
+        bool alone = false;
+        bool doubtful = false;  // it must show a sign of life before it serves anybody new
+        uint32_t doubtfulSince = 0;
+        std::vector<CSinkRequest> waiting;
+        std::vector<std::pair<uint32_t, uint32_t>> waitingTcp;  // sink ID, since when
+    };
+
+    CRelay* FindOrStart(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp);
+    CRelay* Start(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp);
+    bool MayStart(uint32_t asker) const;
+    static bool Serves(const CRelay& relay) { return relay.leg->IsUp() && !relay.doubtful; }
+    void Doubt(CRelay& relay);
+    static bool HasGivenSign(const CRelay& relay);
+    static void Wait(CRelay& relay, const CSinkRequest& request);
+
+    /// False when the relay is to be ended.
+    bool Upkeep(CRelay& relay, uint32_t now);
+    void Poll(CRelay& relay, uint32_t now);
+    void Reopen(CRelay& relay, uint32_t now);
+    void ServeWaiting(CRelay& relay);
+    void CloseLateTcp(CRelay& relay, uint32_t now);
+    static bool IsAlone(CRelay& relay, uint32_t now);
+    void Finish(CRelay& relay);
+
+    CMedium& m_medium;
+    CSinks& m_sinks;
+    std::map<uint32_t, CRelay> m_relays;
+    std::atomic<bool> m_bNews{false};   // a leg has come up
+    std::atomic<bool> m_bDoubt{false};  // a leg is doubtful
+};

@@ -1,0 +1,82 @@
+// What happens to relays as time passes.
+#include "server/relays.h"
+
+void CRelays::OnSecond(uint32_t now) {
+    for (auto it = m_relays.begin(); it != m_relays.end();) {
+        if (Upkeep(it->second, now)) {
+            ++it;
+        } else {
+            Finish(it->second);
+            it = m_relays.erase(it);
+        }
+    }
+}
+
+void CRelays::OnTurn() {
+    const bool news = m_bNews.load(std::memory_order_relaxed) && m_bNews.exchange(false, std::memory_order_acq_rel);
+    if (!news && !m_bDoubt.load(std::memory_order_relaxed)) return;
+    CAutoLock gate(&m_medium.context.gate);
+    bool doubt = false;
+    for (auto& entry : m_relays) {
+        CRelay& relay = entry.second;
+        if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
+        doubt = doubt || relay.doubtful;
+        if (Serves(relay)) ServeWaiting(relay);
+    }
+    m_bDoubt.store(doubt, std::memory_order_relaxed);
+}
+
+bool CRelays::Upkeep(CRelay& relay, uint32_t now) {
+    Poll(relay, now);
+    if (Serves(relay)) ServeWaiting(relay);
+    CloseLateTcp(relay, now);
+    if (!relay.leg->IsUp() && now - relay.pendingSince > server::kLegTriedForMs) return false;
+    return !IsAlone(relay, now);
+}
+
+void CRelays::Poll(CRelay& relay, uint32_t now) {
+    if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
+    const bool silent = relay.doubtful && now - relay.doubtfulSince > server::kLegAnswersWithinMs;
+    if (silent || !relay.open || relay.leg->IsLost()) Reopen(relay, now);
+}
+
+void CRelays::Reopen(CRelay& relay, uint32_t now) {
+    if (relay.leg->IsUp()) relay.pendingSince = now;
+    relay.leg->Close();
+    relay.doubtful = false;
+    relay.open = relay.leg->Open();
+}
+
+void CRelays::ServeWaiting(CRelay& relay) {
+    for (const CSinkRequest& request : relay.waiting) m_sinks.Connect(*relay.stream, request);
+    relay.waiting.clear();
+    relay.waitingTcp.clear();
+}
+
+void CRelays::CloseLateTcp(CRelay& relay, uint32_t now) {
+    std::vector<std::pair<uint32_t, uint32_t>> stillWaiting;
+    for (const auto& [sinkID, since] : relay.waitingTcp) {
+        if (now - since >= server::kTcpWaitsForLegMs)
+            m_medium.classes.EndSink(sinkID);
+        else
+            stillWaiting.emplace_back(sinkID, since);
+    }
+    relay.waitingTcp.swap(stillWaiting);
+}
+
+bool CRelays::IsAlone(CRelay& relay, uint32_t now) {
+    const bool wasAlone = relay.alone;
+    relay.alone = relay.stream->SinkCount() == 0 && relay.waiting.empty();
+    if (relay.alone && !wasAlone) relay.aloneSince = now;
+    return relay.alone && now - relay.aloneSince >= server::kLegLingersMs;
+}
+
+// Without the leg there is nothing to hear, unless a publisher has come meanwhile.
+void CRelays::Finish(CRelay& relay) {
+    relay.leg->Close();
+    relay.stream->SetRelayedFrom(0);
+    if (relay.stream->HasSource())
+        relay.stream->SetHome(true);
+    else
+        m_medium.EndStream(*relay.stream);
+}

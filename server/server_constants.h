@@ -1,0 +1,40 @@
+// The server's own numbers, each with its reason.
+#pragma once
+
+#include "link/lock_order.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace server {
+
+// Publishers.
+inline constexpr uint32_t kKeepAliveEveryMs = 2000;
+inline constexpr uint32_t kGivesWayAfterMs = 10000;  // silence after which another publisher may take the place
+inline constexpr uint32_t kSourceGoneAfterMs = 180000;
+inline constexpr uint8_t kSourceWindow = 31;            // the most that five bits can advertise
+inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher and subscribers
+
+// Those who have not shown yet that they receive the answers.
+inline constexpr size_t kMaxUnproved = 2048;               // of each sort, so that spoofed requests cost no memory
+inline constexpr uint64_t kHeldQueueBytes = 128ULL << 10;  // what waits for one of them
+
+// Relaying.
+inline constexpr size_t kMaxPendingLegs = 100;
+inline constexpr size_t kPendingLegsPerAsker = 3;
+inline constexpr size_t kMaxWaitingPerLeg = 64;
+inline constexpr uint32_t kLegTriedForMs = 10000;
+inline constexpr uint32_t kTcpWaitsForLegMs = 5000;
+inline constexpr uint32_t kLegLingersMs = 10000;  // after the last subscriber left
+inline constexpr uint32_t kLegDoubtfulAfterMs =
+    3000;  // silence after which a new subscriber makes the leg prove itself
+inline constexpr uint32_t kLegAnswersWithinMs = 2000;
+
+inline constexpr uint32_t kDrainMs = 5000;  // for TCP queues, when the server ends
+
+/// Which streams there are, who publishes them and what is relayed changes only under it. No callback of a source,
+/// sink or leg takes it.
+inline constexpr int kGateRank = 50;
+static_assert(kGateRank < lock_order::kConnectGate, "the gate is taken before the library's locks");
+
+}  // namespace server

@@ -1,0 +1,147 @@
+#include "server/server_manager.h"
+
+#include "link/activity.h"
+#include "link/instances.h"
+#include "server/file/file_medium.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace {
+constexpr uint32_t kRefreshPolicyMs = 10000;
+constexpr size_t kShownStreams = 200;
+constexpr size_t kShownListeners = 100;
+}  // namespace
+
+CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
+    : m_context(options, log), m_ulStarted(CActivity::Now()), m_ulPolicyRefreshed(CActivity::Now()) {
+    m_context.policy.Refresh();
+    m_context.port = options.port;
+    m_media.push_back(MakeFileServer(m_context));
+    m_byKind[static_cast<size_t>(wire::Kind::File)] = m_media.back().get();
+    Instances().pServer.store(this, std::memory_order_release);
+}
+
+CServerManager::~CServerManager() { Instances().pServer.store(nullptr, std::memory_order_release); }
+
+bool CServerManager::OpenEndpoints(unsigned long) {
+    const uint32_t ip = m_context.options.listenIP;
+    if (!m_pUdpClient) m_pUdpClient = CreateUdpClientAt(this, {ip, m_context.options.port, ip == 0});
+    if (!m_pUdpClient) return false;
+    {
+        CAutoLock gate(&m_context.gate);
+        m_context.port = GetLocalPort();
+    }
+    if (!m_pTcpServer) m_pTcpServer = CreateTcpServerAt(this, {ip, GetLocalPort(), this});
+    return m_pTcpServer != nullptr;
+}
+
+bool CServerManager::Allows(uint32_t ip) const {
+    return m_context.options.allow.empty() || Contains(m_context.options.allow, ip);
+}
+
+void CServerManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
+                                                    unsigned short port) {
+    if (Allows(static_cast<uint32_t>(ip))) CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, ip, port);
+}
+
+bool CServerManager::MayAccept(unsigned long ip, unsigned unvalidated) {
+    return !m_bStopping && Allows(static_cast<uint32_t>(ip)) &&
+           unvalidated < m_context.options.limits.unvalidatedPerAddress;
+}
+
+void CServerManager::OnCommand(const CServerDatagram& datagram) {
+    CMediumServer* medium = MediumOf(datagram.row.kind);
+    if (medium && !m_bStopping) medium->OnCommand(datagram);
+}
+
+bool CServerManager::MayAct(const CServerDatagram& datagram) {
+    CMediumServer* medium = MediumOf(datagram.row.kind);
+    return medium && !m_bStopping && medium->MayAct(datagram);
+}
+
+CMediumServer* CServerManager::MediumOfTcp(uint32_t type) const {
+    const auto takes = [type](const std::unique_ptr<CMediumServer>& medium) { return medium->TakesTcp(type); };
+    const auto found = std::find_if(m_media.begin(), m_media.end(), takes);
+    return found == m_media.end() || m_bStopping ? nullptr : found->get();
+}
+
+bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {
+    CMediumServer* medium = MediumOfTcp(type);
+    return medium && medium->OnTcpValidate(session, type, data, length);
+}
+
+bool CServerManager::MayServeTcp(ITcpSession*, uint32_t type, const char* data, int length) {
+    CMediumServer* medium = MediumOfTcp(type);
+    return medium && medium->MayServeTcp(type, data, length);
+}
+
+void CServerManager::OnSinkMade(const CSinkInfo& sink) {
+    if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkMade(sink);
+}
+
+void CServerManager::OnSinkGone(const CSinkInfo& sink) {
+    if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkGone(sink);
+}
+
+void CServerManager::OnSecond() {
+    const uint32_t now = CActivity::Now();
+    if (now - m_ulPolicyRefreshed > kRefreshPolicyMs) {
+        m_context.policy.Refresh();
+        m_ulPolicyRefreshed = now;
+    }
+    if (m_bStopping) return;
+    for (const auto& medium : m_media) medium->OnSecond(now);
+}
+
+bool CServerManager::OnTurn() {
+    bool sent = false;
+    for (const auto& medium : m_media) sent = medium->OnTurn() || sent;
+    return sent;
+}
+
+size_t CServerManager::Draining() {
+    size_t count = 0;
+    for (const auto& medium : m_media) count += medium->Draining();
+    return count;
+}
+
+void CServerManager::Drain() {
+    using Clock = std::chrono::steady_clock;
+    if (m_bStopping.exchange(true)) return;
+    for (const auto& medium : m_media) medium->BeginDrain();
+    const auto end = Clock::now() + std::chrono::milliseconds(server::kDrainMs);
+    while (Draining() > 0 && Clock::now() < end) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+void CServerManager::ReleaseConnections() {
+    m_bStopping = true;
+    for (const auto& medium : m_media) medium->End();
+    CLocalMCUManager::ReleaseConnections();
+}
+
+std::vector<CMediumStatus> CServerManager::Media() {
+    std::vector<CMediumStatus> media;
+    for (const auto& medium : m_media) media.push_back(medium->Status());
+    return media;
+}
+
+CServerStatus CServerManager::Status() {
+    CServerStatus status;
+    status.uptimeSeconds = (CActivity::Now() - m_ulStarted) / 1000;
+    status.listenIP = m_context.options.listenIP;
+    status.port = GetLocalPort();
+    status.media = Media();
+    std::vector<std::pair<uint32_t, std::shared_ptr<CStream>>> streams;  // rates move while they are sorted
+    for (const auto& medium : m_media)
+        for (const auto& stream : medium->Streams()) streams.emplace_back(stream->BytesPerSecond(), stream);
+    status.streamCount = streams.size();
+    const auto shown = streams.begin() + static_cast<std::ptrdiff_t>(std::min(streams.size(), kShownStreams));
+    std::partial_sort(streams.begin(), shown, streams.end(),
+                      [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::for_each(streams.begin(), shown,
+                  [&](const auto& entry) { status.streams.push_back(entry.second->Status(kShownListeners)); });
+    return status;
+}

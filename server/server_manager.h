@@ -1,0 +1,54 @@
+// The local MCU as a relay server: given endpoints, a source side, and limits.
+#pragma once
+
+#include "link/server_hooks.h"
+#include "mcu/local_mcu_manager.h"
+#include "server/medium_server.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <vector>
+
+/// Made with new, ended by ReleaseConnections. Connect() opens it; the port given there appears in the library's log.
+class CServerManager : public CLocalMCUManager, public IServerHooks, public ITcpAcceptFilter, public IStatusSource {
+public:
+    CServerManager(const CServerOptions& options, CServerLog& log);
+    ~CServerManager() override;
+
+    /// Takes nothing new, lets TCP queues drain for a while, and ends every stream. Before ReleaseConnections.
+    void Drain();
+    void ReleaseConnections() override;
+
+    std::vector<CMediumStatus> Media() override;
+    CServerStatus Status() override;
+
+    void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
+    bool MayAccept(unsigned long ip, unsigned unvalidated) override;
+
+    void OnCommand(const CServerDatagram& datagram) override;
+    bool MayAct(const CServerDatagram& datagram) override;
+    bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) override;
+    bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) override;
+    void OnSinkMade(const CSinkInfo& sink) override;
+    void OnSinkGone(const CSinkInfo& sink) override;
+    uint64_t SinkQueueLimit() const override { return m_context.options.limits.sinkQueueBytes; }
+
+protected:
+    bool OpenEndpoints(unsigned long port) override;
+    void OnSecond() override;
+    bool OnTurn() override;
+
+private:
+    bool Allows(uint32_t ip) const;
+    CMediumServer* MediumOf(wire::Kind kind) const { return m_byKind[static_cast<size_t>(kind)]; }
+    CMediumServer* MediumOfTcp(uint32_t type) const;
+    size_t Draining();
+
+    CServerContext m_context;
+    std::vector<std::unique_ptr<CMediumServer>> m_media;
+    std::array<CMediumServer*, wire::kKindCount> m_byKind{};
+    std::atomic<bool> m_bStopping{false};
+    const uint32_t m_ulStarted;
+    uint32_t m_ulPolicyRefreshed;  // worker
+};

@@ -1,0 +1,32 @@
+#include "server/server_options.h"
+
+#include "platform/lumonet/lumonet.h"
+
+#include <algorithm>
+
+namespace {
+
+bool ParsePort(const std::string& text, uint16_t& port) {
+    if (text.empty() || text.size() > 5) return false;
+    if (!std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; })) return false;
+    const unsigned long value = std::stoul(text);
+    port = static_cast<uint16_t>(value);
+    return value <= UINT16_MAX;
+}
+
+}  // namespace
+
+bool ParseEndpoint(const std::string& text, uint32_t& ip, uint16_t& port) {
+    const size_t colon = text.find(':');
+    const std::string host = text.substr(0, colon);
+    uint32_t newIP = ip;
+    uint16_t newPort = port;
+    if (host.empty() && colon == std::string::npos) return false;
+    if (!host.empty() && !ParseIpAddr(host, newIP)) return false;
+    if (colon != std::string::npos && !ParsePort(text.substr(colon + 1), newPort)) return false;
+    ip = newIP;
+    port = newPort;
+    return true;
+}
+
+std::string EndpointText(uint32_t ip, uint16_t port) { return GetIpAddr(ip) + ":" + std::to_string(port); }

@@ -1,0 +1,37 @@
+// What an operator chooses.
+#pragma once
+
+#include "server/cidr.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// What one relay server takes on; newcomers beyond it get no answer or are refused.
+struct CServerLimits {
+    size_t channels = 10000;
+    size_t sinksPerChannel = 10000;
+    size_t sinks = 100000;                      ///< of all channels of one medium
+    uint64_t sinkQueueBytes = 32ULL << 20;      ///< waiting at one sink: past it the sink is dropped
+    uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
+    uint32_t upstreamFrameBytes = 1U << 20;     ///< a longer frame of a subscriber is dropped
+    unsigned unvalidatedPerAddress = 64;        ///< TCP connections that have not said what they want
+    size_t unprovedPerAddress = 64;             ///< UDP sinks, and UDP sources, that have not answered yet
+};
+
+struct CServerOptions {
+    uint32_t listenIP = 0;  ///< 0: all addresses
+    uint16_t port = 7000;   ///< UDP and TCP; 0: any free one
+    bool http = true;
+    bool httpAsked = false;  ///< the operator named the endpoint: not getting it is an error
+    uint32_t httpIP = 0x7f000001;
+    uint16_t httpPort = 7080;
+    CCidrList allow;    ///< who may talk to the server; empty: everybody
+    CCidrList relayTo;  ///< where it may relay from; empty: every unicast address but its own
+    CServerLimits limits;
+};
+
+/// "ADDR", "ADDR:PORT" or ":PORT"; what is not named keeps its value. False on anything else.
+bool ParseEndpoint(const std::string& text, uint32_t& ip, uint16_t& port);
+/// "ADDR:PORT".
+std::string EndpointText(uint32_t ip, uint16_t port);

@@ -1,0 +1,89 @@
+#include "server/sinks.h"
+
+#include "core/wire/datagram.h"
+#include "link/frame_link.h"
+#include "server/link_status.h"
+
+using wire::CWireReader;
+
+CSinks::CSinks(CMedium& medium)
+    : m_medium(medium), m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
+
+bool CSinks::MayConnect(const CServerDatagram& datagram) {
+    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    const uint32_t receiverID = fields.U32();
+    const CSinkRequest request{receiverID, fields.U32(), {datagram.ip, datagram.port}};
+    const SinkOwner owner = m_medium.classes.OwnerOf(request);
+    if (owner != SinkOwner::None) return owner == SinkOwner::Same;
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(request.channelID);
+    return stream && stream->IsHome() && MakeRoomForUdp(*stream, request.peer.ip);
+}
+
+bool CSinks::MayUse(const CServerDatagram& datagram) {
+    const uint32_t sinkID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
+    const CPeer peer{datagram.ip, datagram.port};
+    if (!m_medium.classes.IsSinkAt(sinkID, peer)) return false;
+    const uint32_t channelID = m_unproved.Remove(sinkID);
+    if (channelID == 0) return true;
+    m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
+    m_medium.LogPeer("sink", peer, false, "came to", channelID);
+    if (const auto stream = m_medium.streams.Find(channelID)) stream->OnSinksChanged();
+    return true;
+}
+
+bool CSinks::MayServe(uint32_t channelID) {
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    return stream && stream->IsHome() && MakeRoom(*stream);
+}
+
+void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
+    const SinkOwner owner = m_medium.classes.OwnerOf(request);
+    if (owner == SinkOwner::Other) return;
+    if (owner == SinkOwner::Same || MakeRoomForUdp(stream, request.peer.ip)) m_medium.classes.ConnectSink(request);
+}
+
+uint32_t CSinks::Accept(CStream& stream, ITcpSession* session) {
+    return MakeRoom(stream) ? m_medium.classes.AcceptSink(session, stream.ChannelID()) : 0;
+}
+
+bool CSinks::Evict(uint32_t sinkID) {
+    if (sinkID == 0) return false;
+    m_medium.classes.EndSink(sinkID);
+    return true;
+}
+
+// Whoever is there comes before whoever only says so.
+bool CSinks::MakeRoom(CStream& stream) {
+    if (stream.SinkCount() >= m_medium.Limits().sinksPerChannel && !Evict(m_unproved.OldestOf(stream.ChannelID())))
+        return false;
+    return m_medium.classes.SinkCount() < m_medium.Limits().sinks || Evict(m_unproved.Oldest());
+}
+
+bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
+    if (m_unproved.AddressIsFull(ip)) return false;
+    return MakeRoom(stream) && (!m_unproved.IsFull() || Evict(m_unproved.Oldest()));
+}
+
+void CSinks::OnSinkMade(const CSinkInfo& sink) {
+    if (sink.tcp) {
+        m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channelID);
+        if (const auto stream = m_medium.streams.Find(sink.channelID)) stream->OnSinksChanged();
+        return;
+    }
+    m_unproved.Add(sink.sinkID, sink.ip, sink.channelID);
+    sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
+    sink.link->SetQueueLimit(server::kHeldQueueBytes);
+    sink.link->SetHeld(true);
+}
+
+void CSinks::OnSinkGone(const CSinkInfo& sink) {
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(sink.channelID);
+    if (sink.link && stream) {
+        LumoLinkStatistics statistics;
+        sink.link->FillStatistics(statistics);
+        stream->AddEnded(SumsOf(statistics));
+    }
+    if (!sink.tcp && m_unproved.Remove(sink.sinkID) != 0) return;  // it had never come
+    m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channelID);
+    if (stream) stream->OnSinksChanged();
+}

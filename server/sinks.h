@@ -1,0 +1,39 @@
+// Who may subscribe, and when a subscriber counts as being there.
+#pragma once
+
+#include "link/server_hooks.h"
+#include "server/medium.h"
+#include "server/unproved.h"
+
+/// The sinks themselves are the library's. UDP thread, TCP thread (the TCP ones) or worker.
+class CSinks {
+public:
+    explicit CSinks(CMedium& medium);
+
+    /// A short-form connect: at home only, and within the limits.
+    bool MayConnect(const CServerDatagram& datagram);
+    /// A datagram that names a sink: from its own address only. The first one proves it.
+    bool MayUse(const CServerDatagram& datagram);
+    /// A TCP subscriber without relay fields.
+    bool MayServe(uint32_t channelID);
+
+    /// Makes the sink of a stream that is served to this subscriber, if there is room, and acknowledges it.
+    void Connect(CStream& stream, const CSinkRequest& request);
+    /// The same over TCP; the sink's ID, or 0.
+    uint32_t Accept(CStream& stream, ITcpSession* session);
+
+    /// Whether somebody who is really there subscribes to it.
+    bool HasProved(CStream& stream) { return stream.SinkCount() > m_unproved.CountOf(stream.ChannelID()); }
+
+    void OnSinkMade(const CSinkInfo& sink);
+    void OnSinkGone(const CSinkInfo& sink);
+    size_t Unproved() const { return m_unproved.Count(); }
+
+private:
+    bool MakeRoom(CStream& stream);
+    bool MakeRoomForUdp(CStream& stream, uint32_t ip);
+    bool Evict(uint32_t sinkID);
+
+    CMedium& m_medium;
+    CUnproved m_unproved;
+};

@@ -1,0 +1,48 @@
+// The publisher of a stream, as the server holds it.
+#pragma once
+
+#include "core/wire/commands.h"
+#include "server/status.h"
+
+#include <cstdint>
+
+class CSourceUDP;
+
+/// The codes and numbers in which the media's sources differ.
+struct CSourceProfile {
+    wire::Kind kind;
+    const char* medium;  ///< as the page, the metrics and the log name it
+    uint8_t connect, connectAck;
+    uint8_t frame, frameAck;
+    uint8_t keepAlive, keepAliveAck;
+    uint8_t disconnect;
+    int acknowledgements;  ///< of one connect request
+    wire::TcpType senderType, receiverType;
+};
+
+/// Owned by its stream. Ended, and then deleted, after it has left the stream.
+class CSource {
+public:
+    CSource() = default;
+    virtual ~CSource() = default;
+    CSource(const CSource&) = delete;
+    CSource& operator=(const CSource&) = delete;
+
+    /// One frame of a subscriber; false when it was dropped. Any thread, under the stream's source lock.
+    virtual bool SendUpstream(const void* data, int length) = 0;
+    /// The subscribers have changed. Any thread, under the stream's source lock.
+    virtual void OnChange() {}
+    /// Whether another publisher may take its place.
+    virtual bool GivesWay() = 0;
+    /// Whether it is to be ended.
+    virtual bool IsGone() = 0;
+    /// The work of every second.
+    virtual void OnSecond() = 0;
+    /// No frame of it arrives after this.
+    virtual void End() = 0;
+    /// As End, once what is queued has left; true when there is something to wait for.
+    virtual bool CloseWhenSent() { return false; }
+    virtual CSourceStatus Status() = 0;
+
+    virtual CSourceUDP* AsUDP() { return nullptr; }
+};

@@ -1,0 +1,52 @@
+#include "server/source_tcp.h"
+
+#include "link/limits.h"
+#include "link/tcp_link.h"
+#include "server/stream.h"
+
+namespace {
+constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds; without it a host that fell silent would hold its channel
+}
+
+CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session,
+                       const CServerLimits& limits)
+    : m_profile(profile),
+      m_stream(stream),
+      m_pSession(session),
+      m_limits(limits),
+      m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
+      m_keepAlive(kKeepAliveEvery) {}
+
+void CSourceTCP::AnswerValidation() {
+    m_pSession->SetNotify(this);
+    const wire::CDatagram answer = ValidationMessage(m_profile.senderType, wire::CDatagram().U32(m_stream.ChannelID()));
+    m_pSession->SendData(answer.Data(), answer.Length(), 1);
+}
+
+bool CSourceTCP::SendUpstream(const void* data, int length) {
+    if (m_pSession->GetSendQueueBytes() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
+    m_pSession->SendData(static_cast<const char*>(data), length, 0);
+    m_keepAlive.Restart();
+    return true;
+}
+
+void CSourceTCP::OnSecond() {
+    if (m_pSession->GetSendQueueSize() != 0 || !m_keepAlive.Poll()) return;
+    const char keepAlive = 0;
+    m_pSession->SendData(&keepAlive, 1, 0);
+}
+
+bool CSourceTCP::CloseWhenSent() {
+    m_pSession->SetNotify(nullptr);
+    m_pSession->CloseWhenSent();
+    return true;
+}
+
+bool CSourceTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
+    if (data && length >= limits::kMinFrameLen) m_stream.OnSourceFrame(data, length);
+    return true;
+}
+
+CSourceStatus CSourceTCP::Status() {
+    return {m_peer, true, true, {}, m_pSession->GetSendQueueSize(), m_pSession->GetSendQueueBytes()};
+}

@@ -1,0 +1,36 @@
+// A publisher over TCP.
+#pragma once
+
+#include "link/activity.h"
+#include "platform/lumonet/lumonet.h"
+#include "server/server_options.h"
+#include "server/source.h"
+
+class CStream;
+
+/// Lives as long as its connection.
+class CSourceTCP : public CSource, public ITcpSessionNotify {
+public:
+    CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits);
+
+    /// Takes the session's frames and answers its validation. TCP thread.
+    void AnswerValidation();
+
+    bool SendUpstream(const void* data, int length) override;
+    bool GivesWay() override { return m_pSession->IsDisconnected(); }
+    bool IsGone() override { return m_pSession->IsDisconnected(); }
+    void OnSecond() override;
+    void End() override { m_pSession->ReleaseConnections(); }
+    bool CloseWhenSent() override;
+    CSourceStatus Status() override;
+
+    bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
+
+private:
+    const CSourceProfile& m_profile;
+    CStream& m_stream;
+    ITcpSession* const m_pSession;  // the network library's; ended by End
+    const CServerLimits& m_limits;
+    const CPeer m_peer;
+    CPollCount m_keepAlive;
+};

@@ -1,0 +1,68 @@
+// A publisher over UDP.
+#pragma once
+
+#include "link/activity.h"
+#include "link/frame_link.h"
+#include "link/mcu_address.h"
+#include "link/object_id.h"
+#include "server/answer_budget.h"
+#include "server/server_options.h"
+#include "server/source.h"
+
+#include <atomic>
+
+class CStream;
+
+/// Until it is proved (a datagram with its ID has come from its address) it is told nothing but the answers to its
+/// requests and one keep-alive, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
+class CSourceUDP : public CSource, public CFrameLink {
+public:
+    CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
+               const CServerLimits& limits);
+
+    uint32_t SourceID() const { return m_id.Get(); }
+    uint32_t ChannelID() const { return m_ulChannelID; }
+    bool Is(const CPeer& peer) const { return m_peer == peer; }
+    bool IsProved() const { return m_bProved.load(std::memory_order_relaxed); }
+
+    /// A connect request of `length` bytes: acknowledges it as far as the budget goes.
+    void OnConnect(int length);
+    /// The address is real: what was owed leaves.
+    void Prove();
+    /// A sign of life.
+    void Touch() { m_activity.Touch(); }
+
+    bool SendUpstream(const void* data, int length) override;
+    void OnChange() override;
+    bool GivesWay() override;
+    bool IsGone() override;
+    void OnSecond() override;
+    void End() override { CloseLink(); }
+    CSourceStatus Status() override;
+    CSourceUDP* AsUDP() override { return this; }
+
+    void OnSCTPSessionReceivedFrame(char* frame, int length) override;
+    void SendSCTPData(char* packet, int length) override;
+
+protected:
+    void DescribeLink(LumoLinkStatistics& statistics) const override;
+
+private:
+    bool Acknowledge();
+    void SendKeepAlive();
+
+    const CSourceProfile& m_profile;
+    CStream& m_stream;
+    const uint32_t m_ulChannelID;
+    const CPeer m_peer;
+    CRemoteAddress m_remote;
+    const uint32_t m_ulSenderKey;
+    const CServerLimits& m_limits;
+    CObjectID m_id;
+    CActivity m_activity;
+    std::atomic<bool> m_bProved{false};
+    std::atomic<uint32_t> m_ulLastKeepAlive;
+    CAnswerBudget m_budget;  // these three under the gate
+    int m_nOwed = 0;
+    bool m_bAsked = false;
+};

@@ -1,0 +1,190 @@
+#include "server/sources.h"
+
+#include "link/mcu_services.h"
+#include "server/source_tcp.h"
+
+using wire::CWireReader;
+
+CSources::CSources(CMedium& medium, CSinks& sinks, CRelays& relays)
+    : m_medium(medium),
+      m_sinks(sinks),
+      m_relays(relays),
+      m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
+
+void CSources::OnConnect(const CServerDatagram& datagram) {
+    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    const uint32_t channelID = fields.U32();
+    const uint32_t senderKey = fields.U32();
+    const CPeer peer{datagram.ip, datagram.port};
+    bool again = false;
+    m_sources.WithPair(channelID, senderKey, [&](CSourceUDP& source) {
+        again = source.Is(peer);
+        if (again) source.OnConnect(datagram.length + 1);
+    });
+    if (again || m_unproved.AddressIsFull(peer.ip)) return;
+    const std::shared_ptr<CStream> stream = TakePlace(channelID, true);
+    if (!stream) return;
+    auto source = std::make_unique<CSourceUDP>(m_medium.profile, *stream, peer, senderKey, m_medium.Limits());
+    if (!source->OpenLink()) return Settle(*stream);
+    CSourceUDP& made = *source;
+    m_unproved.Add(made.SourceID(), peer.ip, channelID);
+    m_sources.Put(made.SourceID(), &made, channelID, senderKey);
+    stream->SetSource(std::move(source));
+    if (stream->RelayedFrom() == 0) stream->SetHome(true);
+    made.OnConnect(datagram.length + 1);
+}
+
+bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
+    const std::shared_ptr<CStream> stream = TakePlace(channelID, false);
+    if (!stream) return false;
+    if (!AcceptTcpSession(session)) {
+        Settle(*stream);
+        return false;
+    }
+    auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits());
+    CSourceTCP& made = *source;
+    m_medium.LogPeer("source", made.Status().peer, true, "publishes", channelID);
+    stream->SetSource(std::move(source));
+    stream->SetPublished();
+    stream->SetHome(true);
+    m_relays.End(*stream);
+    made.AnswerValidation();
+    return true;
+}
+
+std::shared_ptr<CStream> CSources::TakePlace(uint32_t channelID, bool udp) {
+    bool taken = false;
+    if (const auto held = m_medium.streams.Find(channelID))
+        held->WithSource([&](CSource& source) { taken = !source.GivesWay(); });
+    if (taken || (udp && m_unproved.IsFull() && !EvictOldest())) return nullptr;
+    if (const auto stream = m_medium.streams.Find(channelID)) {
+        End(*stream);
+        return stream;
+    }
+    return MakeRoomForChannel() ? m_medium.MakeStream(channelID) : nullptr;
+}
+
+bool CSources::MakeRoomForChannel() { return m_medium.streams.Size() < m_medium.Limits().channels || EvictOldest(); }
+
+bool CSources::EvictOldest() {
+    const uint32_t oldest = m_unproved.Oldest();
+    uint32_t channelID = 0;
+    m_sources.With(oldest, [&](CSourceUDP& source) { channelID = source.ChannelID(); });
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (!stream) return false;
+    End(*stream);
+    Settle(*stream);
+    return true;
+}
+
+// A stream that nobody ever published, relays or really hears is gone at once.
+void CSources::Settle(CStream& stream) {
+    if (stream.HasSource() || stream.WasPublished() || stream.RelayedFrom() != 0) return;
+    if (!m_sinks.HasProved(stream)) m_medium.EndStream(stream);
+}
+
+void CSources::OnDatagram(const CServerDatagram& datagram) {
+    const uint32_t sourceID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
+    if (Use(datagram, sourceID) != Found::Unproved) return;
+    CAutoLock gate(&m_medium.context.gate);
+    Prove(sourceID);
+    Use(datagram, sourceID);
+}
+
+CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID) {
+    Found found = Found::No;
+    uint32_t leaves = 0;
+    m_sources.With(sourceID, [&](CSourceUDP& source) {
+        if (!source.Is({datagram.ip, datagram.port})) return;
+        found = source.IsProved() ? Found::Proved : Found::Unproved;
+        if (found == Found::Unproved) return;
+        source.Touch();
+        if (datagram.row.code == m_medium.profile.frame) {
+            CWireReader fields(datagram.body + 1, datagram.length - 1);
+            fields.U32();
+            source.OnPacket(fields.Rest(), fields.Left());
+        } else if (datagram.row.code == m_medium.profile.disconnect) {
+            leaves = source.ChannelID();
+        }
+    });
+    if (leaves != 0) Leave(leaves, sourceID);
+    return found;
+}
+
+void CSources::Leave(uint32_t channelID, uint32_t sourceID) {
+    CAutoLock gate(&m_medium.context.gate);
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    bool still = false;
+    if (stream)
+        stream->WithSource([&](CSource& source) { still = source.AsUDP() && source.AsUDP()->SourceID() == sourceID; });
+    if (still) End(*stream);
+}
+
+void CSources::Prove(uint32_t sourceID) {
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(m_unproved.Remove(sourceID));
+    if (!stream) return;
+    stream->SetPublished();
+    stream->SetHome(true);
+    m_relays.End(*stream);
+    m_sources.With(sourceID, [&](CSourceUDP& source) {
+        source.Prove();
+        m_medium.LogPeer("source", source.Status().peer, false, "publishes", stream->ChannelID());
+    });
+}
+
+void CSources::End(CStream& stream) {
+    const std::unique_ptr<CSource> source = stream.TakeSource();
+    if (!source) return;
+    if (CSourceUDP* udp = source->AsUDP()) {
+        m_sources.Take(udp->SourceID());
+        m_unproved.Remove(udp->SourceID());
+    }
+    const CSourceStatus last = source->Status();
+    source->End();
+    {
+        CAutoLock lock(&m_medium.csEnded);
+        m_medium.ended.links.Add(last.link);
+    }
+    if (last.proved) m_medium.LogPeer("source", last.peer, last.tcp, "left", stream.ChannelID());
+}
+
+void CSources::OnSecond(uint32_t now) {
+    for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
+        bool gone = false;
+        stream->WithSource([&](CSource& source) {
+            gone = source.IsGone();
+            if (!gone) source.OnSecond();
+        });
+        if (gone) {
+            End(*stream);
+            Settle(*stream);
+        }
+        stream->Sample(now);
+        ForgetIfUnused(*stream, now);
+    }
+}
+
+void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
+    if (stream.EmptyFor(now) >= server::kChannelGoneAfterMs && stream.RelayedFrom() == 0) m_medium.EndStream(stream);
+}
+
+bool CSources::Pump() {
+    bool sent = false;
+    m_sources.ForEach([&](CSourceUDP& source) { sent = source.Pump() || sent; });
+    return sent;
+}
+
+void CSources::CloseAll() {
+    for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
+        bool closing = false;
+        stream->WithSource([&](CSource& source) { closing = source.CloseWhenSent(); });
+        if (!closing) End(*stream);
+    }
+}
+
+size_t CSources::CountOpen() {
+    size_t count = 0;
+    for (const std::shared_ptr<CStream>& stream : m_medium.streams.All())
+        stream->WithSource([&](CSource& source) { count += source.IsGone() ? 0 : 1; });
+    return count;
+}

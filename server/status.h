@@ -1,0 +1,109 @@
+// What the server says of itself: to the page, the JSON and the metrics. No ID that would let a reader act as a client.
+#pragma once
+
+#include "server/rate_history.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+struct CPeer {
+    uint32_t ip;
+    uint16_t port;
+    bool operator==(const CPeer& other) const { return ip == other.ip && port == other.port; }
+};
+
+/// Sums over reliable links.
+struct CLinkSums {
+    uint64_t packets = 0;
+    uint64_t retransmitted = 0;
+    uint64_t dropped = 0;
+
+    void Add(const CLinkSums& other) {
+        packets += other.packets;
+        retransmitted += other.retransmitted;
+        dropped += other.dropped;
+    }
+};
+
+/// Whole frames: from the publisher, to all subscribers, and from subscribers to the publisher.
+struct CTraffic {
+    uint64_t framesIn = 0, bytesIn = 0;
+    uint64_t framesOut = 0, bytesOut = 0;
+    uint64_t framesUp = 0, bytesUp = 0;
+    uint64_t dropped = 0;  ///< frames of subscribers that did not reach the publisher
+
+    void Add(const CTraffic& other) {
+        framesIn += other.framesIn;
+        bytesIn += other.bytesIn;
+        framesOut += other.framesOut;
+        bytesOut += other.bytesOut;
+        framesUp += other.framesUp;
+        bytesUp += other.bytesUp;
+        dropped += other.dropped;
+    }
+};
+
+struct CSourceStatus {
+    CPeer peer{};
+    bool tcp = false;
+    bool proved = false;
+    CLinkSums link;
+    uint64_t queuedFrames = 0;
+    uint64_t queuedBytes = 0;
+};
+
+struct CListenerStatus {
+    CPeer peer{};
+    bool tcp = false;
+    uint64_t queuedFrames = 0;
+    uint64_t queuedBytes = 0;  ///< 0 for TCP
+    uint32_t roundTripMs = 0;  ///< 0 for TCP, or not measured yet
+    CLinkSums link;
+};
+
+/// A live stream.
+struct CStreamStatus {
+    const char* medium = "";
+    uint32_t channelID = 0;
+    bool hasSource = false;
+    CSourceStatus source;
+    uint32_t relayedFrom = 0;  ///< the far server's address; 0: not relayed
+    size_t listenerCount = 0;
+    std::vector<CListenerStatus> listeners;  ///< the first ones
+    CTraffic traffic;
+    uint32_t bytesPerSecond = 0;
+    uint16_t lossPermille = 0;
+    std::vector<CRateSample> history;
+};
+
+/// One medium, ended streams and links included in what only grows.
+struct CMediumStatus {
+    const char* medium = "";
+    size_t channels = 0, relays = 0;
+    size_t sourcesUdp = 0, sourcesTcp = 0;
+    size_t sinksUdp = 0, sinksTcp = 0;
+    size_t unproved = 0;
+    CTraffic traffic;
+    CLinkSums links;
+    uint64_t queuedFrames = 0, queuedBytes = 0;
+};
+
+struct CServerStatus {
+    uint32_t uptimeSeconds = 0;
+    uint32_t listenIP = 0;
+    uint16_t port = 0;
+    std::vector<CMediumStatus> media;
+    std::vector<CStreamStatus> streams;  ///< the busiest ones
+    size_t streamCount = 0;
+};
+
+/// Where the pages get it from.
+class IStatusSource {
+public:
+    virtual std::vector<CMediumStatus> Media() = 0;
+    virtual CServerStatus Status() = 0;
+
+protected:
+    ~IStatusSource() = default;
+};

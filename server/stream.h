@@ -1,0 +1,110 @@
+// One channel at the server: its publisher or the leg it is relayed over, its subscribers, and what it has carried.
+#pragma once
+
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+#include "server/server_options.h"
+#include "server/source.h"
+#include "server/status.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// What the media have in common; the channel itself is the derived class's. Down goes to the subscribers only, up to
+/// the publisher or the leg only.
+class CStream {
+public:
+    CStream(const char* medium, const CServerLimits& limits) : m_medium(medium), m_limits(limits) {}
+    virtual ~CStream() = default;
+    CStream(const CStream&) = delete;
+    CStream& operator=(const CStream&) = delete;
+
+    virtual uint32_t ChannelID() const = 0;
+    virtual size_t SinkCount() = 0;
+    /// Registers the channel, so that subscribers find it; takes it out and ends its subscribers.
+    virtual void Open() = 0;
+    virtual void Close() = 0;
+
+    /// One whole frame of the publisher, or of the far server. Any thread.
+    void OnSourceFrame(const char* data, int length);
+    /// One whole frame of a subscriber. Any thread, possibly under the sink table's lock.
+    void OnSinkFrame(const void* data, int length);
+
+    /// Under the gate. The stream must have no source.
+    void SetSource(std::unique_ptr<CSource> source);
+    /// The source, for its end; null when there is none. Under the gate.
+    std::unique_ptr<CSource> TakeSource();
+    /// Calls `use` with the source; false when there is none.
+    template <class Use>
+    bool WithSource(Use use) {
+        CAutoLock lock(&m_csSource);
+        if (!m_pSource) return false;
+        use(*m_pSource);
+        return true;
+    }
+    bool HasSource() {
+        return WithSource([](CSource&) {});
+    }
+    /// A subscriber came or went.
+    void OnSinksChanged() {
+        WithSource([](CSource& source) { source.OnChange(); });
+    }
+
+    /// Whether it is published here, or was: then it is served to whoever asks without relay fields.
+    bool IsHome() const { return m_bHome.load(std::memory_order_relaxed); }
+    void SetHome(bool home) { m_bHome.store(home, std::memory_order_relaxed); }
+    uint32_t RelayedFrom() const { return m_ulRelayedFrom.load(std::memory_order_relaxed); }
+    void SetRelayedFrom(uint32_t ip) { m_ulRelayedFrom.store(ip, std::memory_order_relaxed); }
+    /// Whether a publisher has ever proved itself here.
+    bool WasPublished() const { return m_bPublished.load(std::memory_order_relaxed); }
+    void SetPublished() { m_bPublished.store(true, std::memory_order_relaxed); }
+    /// For how long it has had neither publisher nor subscribers. Under the gate.
+    uint32_t EmptyFor(uint32_t now);
+
+    /// Links that are gone still count.
+    void AddEnded(const CLinkSums& sums);
+    /// The work of every second.
+    void Sample(uint32_t now);
+    /// What the publisher sends at the moment.
+    uint32_t BytesPerSecond();
+    /// With the first `maxListeners` subscribers.
+    CStreamStatus Status(size_t maxListeners);
+    /// Adds what it has and has had.
+    void AddTo(CMediumStatus& medium);
+
+protected:
+    virtual void SendToSinks(const void* data, int length) = 0;
+    /// False when there is no leg, or its queue is full.
+    virtual bool SendToLeg(const void* data, int length) = 0;
+    /// Every subscriber, under the channel's sink lock.
+    virtual void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) = 0;
+
+    const CServerLimits& Limits() const { return m_limits; }
+
+private:
+    template <class Use>
+    void ForEachListener(Use use) {
+        ForEachListener(&use, [](void* context, const CListenerStatus& one) { (*static_cast<Use*>(context))(one); });
+    }
+    CTraffic Traffic() const;
+    CLinkSums Ended();
+
+    const char* const m_medium;
+    const CServerLimits& m_limits;
+    CCritSec m_csSource{lock_order::kChannelReceiver};
+    std::unique_ptr<CSource> m_pSource LUMO_GUARDED_BY(m_csSource);
+    std::atomic<bool> m_bHome{false};
+    std::atomic<bool> m_bPublished{false};
+    std::atomic<uint32_t> m_ulRelayedFrom{0};
+    uint32_t m_ulEmptySince = 0;  // under the gate
+    bool m_bEmpty = false;        // under the gate
+
+    struct {
+        std::atomic<uint64_t> framesIn{0}, bytesIn{0}, framesOut{0}, bytesOut{0}, framesUp{0}, bytesUp{0}, dropped{0};
+    } m_traffic;
+    CCritSec m_csStatus{lock_order::kLeaf};
+    CRateHistory m_history LUMO_GUARDED_BY(m_csStatus);
+    CLinkSums m_ended LUMO_GUARDED_BY(m_csStatus);
+};

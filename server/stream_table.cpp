@@ -1,0 +1,36 @@
+#include "server/stream_table.h"
+
+#include "server/stream.h"
+
+std::shared_ptr<CStream> CStreamTable::Find(uint32_t channelID) {
+    CAutoLock lock(&m_cs);
+    const auto found = m_streams.find(channelID);
+    return found == m_streams.end() ? nullptr : found->second;
+}
+
+void CStreamTable::Add(uint32_t channelID, std::shared_ptr<CStream> stream) {
+    CAutoLock lock(&m_cs);
+    m_streams[channelID] = std::move(stream);
+}
+
+void CStreamTable::Remove(uint32_t channelID) {
+    std::shared_ptr<CStream> removed;  // deleted outside the lock
+    CAutoLock lock(&m_cs);
+    const auto found = m_streams.find(channelID);
+    if (found == m_streams.end()) return;
+    removed = std::move(found->second);
+    m_streams.erase(found);
+}
+
+size_t CStreamTable::Size() {
+    CAutoLock lock(&m_cs);
+    return m_streams.size();
+}
+
+std::vector<std::shared_ptr<CStream>> CStreamTable::All() {
+    CAutoLock lock(&m_cs);
+    std::vector<std::shared_ptr<CStream>> all;
+    all.reserve(m_streams.size());
+    for (const auto& entry : m_streams) all.push_back(entry.second);
+    return all;
+}

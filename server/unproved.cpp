@@ -1,0 +1,49 @@
+#include "server/unproved.h"
+
+#include <algorithm>
+
+void CUnproved::Add(uint32_t id, uint32_t ip, uint32_t channelID) {
+    CAutoLock lock(&m_cs);
+    const auto it = m_entries.insert(m_entries.end(), {id, ip, channelID});
+    m_byID[id] = it;
+    ++m_perAddress[ip];
+    m_nCount.store(m_entries.size(), std::memory_order_relaxed);
+}
+
+uint32_t CUnproved::Remove(uint32_t id) {
+    if (Count() == 0) return 0;
+    CAutoLock lock(&m_cs);
+    const auto found = m_byID.find(id);
+    if (found == m_byID.end()) return 0;
+    const uint32_t channelID = found->second->channelID;
+    const auto address = m_perAddress.find(found->second->ip);
+    if (--address->second == 0) m_perAddress.erase(address);
+    m_entries.erase(found->second);
+    m_byID.erase(found);
+    m_nCount.store(m_entries.size(), std::memory_order_relaxed);
+    return channelID;
+}
+
+bool CUnproved::AddressIsFull(uint32_t ip) {
+    CAutoLock lock(&m_cs);
+    const auto found = m_perAddress.find(ip);
+    return found != m_perAddress.end() && found->second >= m_nPerAddress;
+}
+
+uint32_t CUnproved::Oldest() {
+    CAutoLock lock(&m_cs);
+    return m_entries.empty() ? 0 : m_entries.front().id;
+}
+
+uint32_t CUnproved::OldestOf(uint32_t channelID) {
+    CAutoLock lock(&m_cs);
+    const auto found = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [=](const Entry& entry) { return entry.channelID == channelID; });
+    return found == m_entries.end() ? 0 : found->id;
+}
+
+size_t CUnproved::CountOf(uint32_t channelID) {
+    CAutoLock lock(&m_cs);
+    return static_cast<size_t>(std::count_if(m_entries.begin(), m_entries.end(),
+                                             [=](const Entry& entry) { return entry.channelID == channelID; }));
+}
