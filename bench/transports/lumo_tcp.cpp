@@ -12,7 +12,7 @@ namespace bench {
 namespace {
 
 /// Frames come from the moment the sink has answered the validation.
-class CTcpReceiver : private ITcpClientNotify {
+class CTcpReceiver final : private ITcpClientNotify {
 public:
     CTcpReceiver(uint16_t port, FrameHandler onFrame) : m_onFrame(std::move(onFrame)) {
         m_pClient = CreateTcpClient(this, GetIpAddr(kLoopback), port, 0, "", 0, "", "");
@@ -23,7 +23,7 @@ public:
         m_pClient->SendData(validation.Data(), validation.Length(), 1);
         if (!m_validated.WaitFor(kConnectMs)) throw std::runtime_error("the TCP sink did not answer");
     }
-    ~CTcpReceiver() {
+    virtual ~CTcpReceiver() {
         if (m_pClient) m_pClient->ReleaseConnections();
     }
     CTcpReceiver(const CTcpReceiver&) = delete;

@@ -1,0 +1,112 @@
+// Drivers that need no network, each with one way to behave; and a main() that plays their processes.
+#include "bench/harness/child.h"
+#include "bench/harness/frames.h"
+#include "bench/harness/ping.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+namespace bench {
+
+namespace {
+
+void Wait(CSide& side) {
+    side.Connected();
+    side.WaitForStop();
+}
+
+void ListenAndWait(CSide& side) {
+    side.Listening(1234);
+    Wait(side);
+}
+
+/// Makes and checks every frame in one process.
+void ReceiveAll(CSide& side) {
+    side.Connected();
+    if (side.Port() != 1234) side.Fail("the port did not arrive");
+    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CBulkReceiver receiver(side);
+    while (source.Next()) receiver.OnFrame(source.Data(), source.Length());
+    side.WaitForStop();
+}
+
+void ReceiveOneTwice(CSide& side) {
+    side.Connected();
+    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CBulkReceiver receiver(side);
+    source.Next();
+    receiver.OnFrame(source.Data(), source.Length());
+    receiver.OnFrame(source.Data(), source.Length());
+    side.WaitForStop();
+}
+
+void AnswerMyself(CSide& side) {
+    side.Connected();
+    CPinger pinger(side);
+    const char* frame = pinger.Next();
+    while (pinger.OnReply(frame, pinger.Length())) frame = pinger.Next();
+    side.WaitForStop();
+}
+
+void Crash(CSide& side) {
+    side.Connected();
+    raise(SIGABRT);
+}
+
+void Throw(CSide& side) {
+    side.Connected();
+    throw std::runtime_error("on purpose");
+}
+
+/// Finishes well and crashes while it cleans up.
+void CrashLate(CSide& side) {
+    ReceiveAll(side);
+    raise(SIGABRT);
+}
+
+/// Tells its process ID in a file and then ignores everybody.
+void Hang(CSide& side) {
+    std::ofstream(std::getenv("LUMO_BENCH_TEST_FILE")) << getpid();
+    side.Connected();
+    while (true) pause();
+}
+
+nlohmann::json NoSettings() { return nlohmann::json::object(); }
+
+CDriver Receiving(const char* name, void (*receiver)(CSide&)) {
+    return {name, Role::Receiver, Listener::Sender, ListenAndWait, receiver, NoSettings};
+}
+
+}  // namespace
+
+const std::vector<CDriver>& Drivers() {
+    static const std::vector<CDriver> drivers = {
+        Receiving("good", ReceiveAll),
+        Receiving("doubling", ReceiveOneTwice),
+        Receiving("crashing", Crash),
+        Receiving("throwing", Throw),
+        Receiving("crashing late", CrashLate),
+        Receiving("hanging", Hang),
+        {"ping", Role::Sender, Listener::Receiver, AnswerMyself, ListenAndWait, NoSettings},
+    };
+    return drivers;
+}
+
+const CDriver* FindDriver(const std::string& name) {
+    for (const CDriver& driver : Drivers())
+        if (name == driver.name) return &driver;
+    return nullptr;
+}
+
+}  // namespace bench
+
+int main(int argc, char** argv) {
+    if (argc == 3 && std::strcmp(argv[1], "--child") == 0) return bench::RunChild(std::stoi(argv[2]));
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,152 @@
+#include "bench/harness/stats.h"
+#include "bench/report/json.h"
+#include "bench/report/svg.h"
+#include "bench/report/table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+using namespace bench;
+
+namespace {
+
+RunResult Good(Values values) { return {true, "", std::move(values)}; }
+
+RunResult Bad(const char* why) { return {false, why, {}}; }
+
+/// Every case of every row, with one number for all that is measured.
+Measurements Everything(double figure) {
+    Measurements all;
+    for (const CCase& one : PlanCases(RowNames(), {})) {
+        Values values;
+        for (const CTarget& target : Targets()) values[target.value] = figure;
+        all[one.id] = {one, {Good(values)}};
+    }
+    return all;
+}
+
+void Set(Measurements& all, const std::string& id, const char* value, double figure) {
+    all.at(id).runs = {Good({{value, figure}})};
+}
+
+const CJudged& Find(const std::vector<CJudged>& judged, const std::string& of, const std::string& against,
+                    const char* value) {
+    return *std::find_if(judged.begin(), judged.end(), [&](const CJudged& one) {
+        return one.target.of == of && one.target.against == against && one.target.value == value;
+    });
+}
+
+TEST(BenchStats, MiddleAndTail) {
+    EXPECT_EQ(Median({}), 0);
+    EXPECT_EQ(Median({3, 1, 2}), 2);
+    EXPECT_EQ(Median({4, 1, 2, 3}), 2.5);
+    std::vector<double> hundred;
+    for (int i = 100; i > 0; --i) hundred.push_back(i);
+    EXPECT_EQ(Percentile(hundred, 0), 1);
+    EXPECT_EQ(Percentile(hundred, 50), 50);
+    EXPECT_EQ(Percentile(hundred, 99), 99);
+    EXPECT_EQ(Percentile(hundred, 100), 100);
+    EXPECT_EQ(Percentile({7}, 99), 7);
+}
+
+TEST(BenchTargets, EveryTargetNamesPlannedCasesAndIsPartOfARow) {
+    const Measurements all = Everything(1);
+    for (const CTarget& target : Targets()) {
+        EXPECT_EQ(all.count(target.of), 1U) << target.of;
+        EXPECT_TRUE(target.against.empty() || all.count(target.against) == 1U) << target.against;
+        EXPECT_EQ(std::count(RowNames().begin(), RowNames().end(), target.row), 1) << target.row;
+    }
+    EXPECT_EQ(Judge(RowNames(), all).size(), Targets().size());
+    for (const std::string& row : RowNames()) EXPECT_FALSE(Judge({row}, all).empty()) << row;
+}
+
+TEST(BenchTargets, BothSidesOfALimit) {
+    const std::string lumo = CaseID("lumo", true);
+    const std::string enet = CaseID("enet", true);
+    const std::string idle = CaseID("lumo-idle", false);
+    const struct {
+        const char* value;
+        double of, against;
+        Verdict verdict;
+    } rows[] = {
+        {"MB/s", 450, 100, Verdict::Met},       {"MB/s", 449, 100, Verdict::Missed},
+        {"cpu_s_per_GB", 0.9, 2, Verdict::Met}, {"cpu_s_per_GB", 0.91, 2, Verdict::Missed},
+        {"MB/s", 450, 0, Verdict::NotMeasured},
+    };
+    for (const auto& row : rows) {
+        Measurements all = Everything(1);
+        Set(all, lumo, row.value, row.of);
+        Set(all, enet, row.value, row.against);
+        EXPECT_EQ(Find(Judge({"bulk"}, all), lumo, enet, row.value).verdict, row.verdict) << row.value << row.of;
+    }
+    Measurements all = Everything(1);
+    Set(all, idle, "grown_MiB", 16);
+    EXPECT_EQ(Find(Judge({"idle"}, all), idle, "", "grown_MiB").verdict, Verdict::Met);
+    Set(all, idle, "grown_MiB", 16.1);
+    EXPECT_EQ(Find(Judge({"idle"}, all), idle, "", "grown_MiB").verdict, Verdict::Missed);
+}
+
+TEST(BenchTargets, FailedRunsAreNeverHidden) {
+    const std::string lumo = CaseID("lumo", true);
+    const std::string enet = CaseID("enet", true);
+    Measurements all = Everything(1);
+    all.at(lumo).runs = {Bad("broke"), Good({{"MB/s", 500}}), Bad("broke")};
+    all.at(enet).runs = {Good({{"MB/s", 100}})};
+    std::vector<CJudged> judged = Judge({"bulk"}, all);
+    EXPECT_EQ(Find(judged, lumo, enet, "MB/s").failedRuns, 2U);
+    EXPECT_DOUBLE_EQ(Find(judged, lumo, enet, "MB/s").reached, 5);
+
+    all.at(enet).runs = {Bad("gone"), Bad("gone")};
+    judged = Judge({"bulk"}, all);
+    EXPECT_EQ(Find(judged, lumo, enet, "MB/s").verdict, Verdict::NotMeasured);
+
+    std::ostringstream text;
+    const std::vector<CCase> cases = PlanCases({"bulk"}, {});
+    PrintMeasurements(text, cases, all);
+    PrintTargets(text, judged);
+    EXPECT_NE(text.str().find("2 of 3 runs FAILED: broke"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find(enet + ": 2 of 2 runs FAILED: gone"), std::string::npos) << text.str();
+    EXPECT_NE(text.str().find("NOT MEASURED"), std::string::npos);
+
+    const nlohmann::json json = ToJson(cases, all, judged, {});
+    const auto failed = std::find_if(json["cases"].begin(), json["cases"].end(),
+                                     [&](const nlohmann::json& one) { return one["case"] == enet; });
+    ASSERT_NE(failed, json["cases"].end());
+    EXPECT_EQ((*failed)["runs"][0]["why"], "gone");
+    EXPECT_NE(DrawBulk(all, "").find(">failed<"), std::string::npos);
+}
+
+TEST(BenchPicture, BarsAreAsLongAsTheFiguresAreLarge) {
+    Measurements all = Everything(1);
+    for (const char* driver : {"lumo", "enet"})
+        for (const bool oneCore : {true, false})
+            Set(all, CaseID(driver, oneCore), "MB/s", driver[0] == 'l' ? 800 : 200);
+    const std::string svg = DrawBulk(all, "made on <this> & that");
+    EXPECT_NE(svg.find("made on &lt;this> &amp; that"), std::string::npos);
+    std::multiset<double> widths;
+    for (size_t at = svg.find("<rect x=\"230.0\""); at != std::string::npos;
+         at = svg.find("<rect x=\"230.0\"", at + 1)) {
+        const size_t width = svg.find("width=\"", at) + 7;
+        widths.insert(std::stod(svg.substr(width)));
+    }
+    ASSERT_GE(widths.size(), 4U);
+    EXPECT_EQ(widths.count(*widths.rbegin()), 2U);
+    EXPECT_NE(widths.find(*widths.rbegin() / 4), widths.end());
+}
+
+TEST(BenchPlan, ARowAsksForWhatItsTargetsCompareAndNoCaseTwice) {
+    for (const std::string& row : RowNames()) {
+        std::set<std::string> planned;
+        for (const CCase& one : PlanCases({row}, {})) EXPECT_TRUE(planned.insert(one.id).second) << one.id;
+        for (const CTarget& target : Targets()) {
+            if (target.row != row) continue;
+            EXPECT_EQ(planned.count(target.of), 1U) << row << ": " << target.of;
+            EXPECT_TRUE(target.against.empty() || planned.count(target.against) == 1U) << row << ": " << target.against;
+        }
+    }
+}
+
+}  // namespace
