@@ -1,4 +1,5 @@
 // The command-line program.
+#include "tools/lumo/commands/dump_command.h"
 #include "tools/lumo/commands/receive_command.h"
 #include "tools/lumo/commands/send_command.h"
 #include "tools/lumo/commands/transfer_options.h"
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
         app.require_subcommand(1);
         lumo::AddSendCommand(app, exitCode);
         lumo::AddReceiveCommand(app, exitCode);
+        lumo::AddDumpCommand(app, exitCode);
 #ifdef LUMO_HAS_MCU_COMMAND
         AddMcuCommand(app, exitCode);
 #endif

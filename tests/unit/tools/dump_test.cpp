@@ -1,0 +1,285 @@
+// Captures in words: link layers, datagrams of the command table, runs that the kernel cuts later, TCP streams.
+#include "core/wire/commands.h"
+#include "support/fake_net.h"
+#include "support/session_wire.h"
+#include "tools/lumo/dump/datagram_text.h"
+#include "tools/lumo/dump/packet.h"
+#include "tools/lumo/dump/tcp_streams.h"
+#include "tools/lumo/transfer/messages.h"
+
+#include <pcap/dlt.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace lumo;
+using session_wire::U32;
+
+namespace {
+
+std::string U16(uint32_t value) { return U32(value).substr(2); }
+
+const uint8_t* Bytes(const std::string& text) { return reinterpret_cast<const uint8_t*>(text.data()); }
+std::string Describe(const std::string& datagram) {
+    const std::vector<char> exact(datagram.begin(), datagram.end());
+    return DescribeDatagram(reinterpret_cast<const uint8_t*>(exact.data()), exact.size());
+}
+
+std::string Ip(uint8_t protocol, const std::string& body, uint32_t fragment = 0) {
+    return Hex("45 00") + U16(static_cast<uint32_t>(20 + body.size())) + Hex("1234") + U16(fragment) + Hex("40") +
+           static_cast<char>(protocol) + Hex("0000 0A000001 0A000002") + body;
+}
+std::string Udp(const std::string& payload) {
+    return U16(5000) + U16(7000) + U16(static_cast<uint32_t>(8 + payload.size())) + Hex("0000") + payload;
+}
+std::string Tcp(uint32_t sequence, uint8_t flags, const std::string& payload) {
+    return U16(5000) + U16(7000) + U32(sequence) + U32(0) + Hex("60") + static_cast<char>(flags) +
+           Hex("FFFF 0000 0000") + Hex("01010101") + payload;
+}
+
+Parsed ParseExact(int link, const std::string& frame, CapturedPacket& packet, std::vector<uint8_t>& memory) {
+    memory.assign(frame.begin(), frame.end());
+    return ParsePacket(link, memory.data(), memory.size(), packet);
+}
+
+struct LinkRow {
+    int type;
+    std::string header;
+};
+std::vector<LinkRow> LinkRows() {
+    return {{DLT_EN10MB, std::string(12, 'm') + Hex("0800")},
+            {DLT_EN10MB, std::string(12, 'm') + Hex("8100 0005 0800")},
+            {DLT_EN10MB, std::string(12, 'm') + Hex("88A8 0005 8100 0006 0800")},
+            {DLT_LINUX_SLL, std::string(14, 'm') + Hex("0800")},
+            {DLT_LINUX_SLL2, Hex("0800") + std::string(18, 'm')},
+            {DLT_NULL, Hex("02000000")},
+            {DLT_LOOP, Hex("00000002")},
+            {DLT_RAW, ""}};
+}
+
+TEST(DumpPacket, EveryLinkLayerAndEveryTruncation) {
+    for (const LinkRow& row : LinkRows()) {
+        EXPECT_TRUE(KnowsLinkType(row.type));
+        for (const bool tcp : {false, true}) {
+            const std::string frame =
+                row.header + (tcp ? Ip(6, Tcp(99, 0x18, "payload")) : Ip(17, Udp("payload"))) + "padding";
+            std::vector<uint8_t> memory;
+            CapturedPacket packet;
+            ASSERT_EQ(ParseExact(row.type, frame, packet, memory), Parsed::Packet) << row.type;
+            EXPECT_EQ(packet.transport, tcp ? Transport::Tcp : Transport::Udp);
+            EXPECT_EQ(packet.from.Text() + " " + packet.to.Text(), "10.0.0.1:5000 10.0.0.2:7000");
+            EXPECT_EQ(std::string(packet.payload, packet.payload + packet.length), "payload") << "without the padding";
+            EXPECT_EQ(packet.tcpSequence, tcp ? 99U : 0U);
+            for (size_t length = 0; length < frame.size() - 7; ++length) {
+                const Parsed parsed = ParseExact(row.type, frame.substr(0, length), packet, memory);
+                if (parsed != Parsed::Packet) continue;
+                EXPECT_LT(packet.length, 7U) << "a cut packet is not whole";
+                EXPECT_EQ(packet.fullLength, 7U);
+            }
+        }
+    }
+    CapturedPacket packet;
+    std::vector<uint8_t> memory;
+    EXPECT_EQ(ParseExact(DLT_RAW, Ip(1, "an echo request"), packet, memory), Parsed::Other);
+    EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x2000), packet, memory), Parsed::Fragment);
+    EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x0010), packet, memory), Parsed::Fragment);
+    EXPECT_EQ(ParseExact(DLT_EN10MB, std::string(12, 'm') + Hex("86DD") + std::string(60, 'x'), packet, memory),
+              Parsed::Other);
+    EXPECT_EQ(ParseExact(DLT_RAW, Hex("60") + std::string(60, 0), packet, memory), Parsed::Other);
+    EXPECT_FALSE(KnowsLinkType(DLT_IEEE802_11));
+}
+
+TEST(DumpDatagram, EveryRowOfTheTableInWords) {
+    for (const wire::CommandRow& row : wire::Commands()) {
+        std::string datagram{static_cast<char>(row.kind), static_cast<char>(row.code)};
+        uint32_t value = 0;
+        std::string last;  // how the last field must show
+        for (wire::Field field : row.fields) {
+            if (field == wire::Field::None) break;
+            last = (field == wire::Field::RelayIP2 ? " 0.0.0." : " ") + std::to_string(++value);
+            datagram += field == wire::Field::RelayPort ? U16(value) : U32(value);
+        }
+        if (row.tail == wire::Tail::SessionPacket) {
+            datagram += session_wire::Data(9, "xyz");
+            last += ": data seq 9, 3 bytes, a whole frame";
+        }
+        if (row.tail == wire::Tail::Frame) {
+            datagram += "xyz";
+            last += ": frame of 3 bytes";
+        }
+        const std::string text = Describe(datagram);
+        EXPECT_EQ(text.substr(0, text.find(' ')), row.name);
+        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), last.size())), last);
+        for (size_t length = 0; length < datagram.size(); ++length) Describe(datagram.substr(0, length));
+    }
+}
+
+TEST(DumpDatagram, Words) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"06 39 00000007 00000008", "UDP_FILE_SINK_CONNECT receiver 7 channel 8"},
+        {"06 39 00000007 00000008 0A000001 00000000 0A000003",
+         "UDP_FILE_SINK_CONNECT receiver 7 channel 8 relay 10.0.0.1 or 0.0.0.0 or 10.0.0.3"},
+        {"06 3E 00000007 0005 21 F8 0000000000000000",
+         "UDP_FILE_SINK_FRAME_ACK sink 7: ack seq 5 and all before, window 31"},
+        {"06 3E 00000007 0005 01 80 0000000000000000", "UDP_FILE_SINK_FRAME_ACK sink 7: ack seq 5 alone, window 16"},
+        {"06 3E 00000007 0005 00 04 0000000000000000 0102",
+         "UDP_FILE_SINK_FRAME_ACK sink 7: data seq 5, 2 bytes, a frame begins"},
+        {"06 3E 00000007 0005 80 04 0000000000000000", "UDP_FILE_SINK_FRAME_ACK sink 7: session packet of version 2"},
+        {"06 3E 00000007 0005 02 04 0000000000000000", "UDP_FILE_SINK_FRAME_ACK sink 7: session command 2 seq 5"},
+        {"06 3E 00000007 0005", "UDP_FILE_SINK_FRAME_ACK sink 7: too short for a session packet"},
+        {"06 45 00000007 00", ""},
+        {"02 05000000", "UDP_P2P user 5"},
+        {"03 05000000", "UDP_P2P_ACK user 5"},
+        {"03 0500000000", ""},
+        {"07", "UDP_STUN asks for its address"},
+        {"07 7F000001 1B58", "UDP_STUN your address is 127.0.0.1:7000"},
+        {"07 7F000001", ""},
+        {"08 39 00000007 00000008", ""},
+        {"", ""},
+    };
+    for (const auto& [bytes, words] : rows) EXPECT_EQ(Describe(Hex(bytes)), words) << bytes;
+
+    Message hello{7, ReceiverBye{9, ByeReason::Done}};
+    EXPECT_EQ(Describe(Hex("06 3E 00000001") + session_wire::Data(1, Encode(hello))),
+              "UDP_FILE_SINK_FRAME_ACK sink 1: data seq 1, 25 bytes, a whole frame [transfer 7: goodbye of receiver 9, "
+              "done]");
+    hello.body = Offer{0, 0, 5, {}, "a\x1b[2Jb"};
+    EXPECT_EQ(DescribeFrame(Bytes(Encode(hello)), Encode(hello).size()).find('\x1b'), std::string::npos);
+}
+
+TEST(DumpDatagram, ValidationMessages) {
+    const auto words = [](uint32_t type, const std::string& payload) {
+        return DescribeValidation(type, Bytes(payload), payload.size());
+    };
+    EXPECT_EQ(words(12, U32(77)), "validation: type 12 (file sender), channel 77");
+    EXPECT_EQ(words(13, U32(77) + U32(0x0A000001) + U32(0) + U32(0)),
+              "validation: type 13 (file receiver), channel 77, relay 10.0.0.1 or 0.0.0.0 or 0.0.0.0");
+    EXPECT_EQ(words(3, U32(77) + U32(5)), "validation: type 3 (audio receiver), channel 77, sink 5");
+    EXPECT_EQ(words(100, U32(9)), "validation: type 100 (signalling), user 9");
+    EXPECT_EQ(words(55, "x"), "validation: type 55 (unknown service), 1 bytes");
+    EXPECT_EQ(words(12, ""), "validation: type 12 (file sender)");
+}
+
+TEST(DumpDatagram, RunsAreCutWhereTheKernelWill) {
+    const std::string full = Hex("06 42 00000001") + session_wire::Packet(1, 0, 4, std::string(1040, 'x'));
+    const std::string last = Hex("06 42 00000001") + session_wire::Packet(2, 0, 2, std::string(16, 'x'));
+    const std::string ack = Hex("06 3E 00000001") + session_wire::Ack(3);
+    const std::string connect = Hex("06 3A 00000001 00000002");
+    const std::pair<std::string, std::vector<size_t>> rows[] = {
+        {full, {full.size()}},
+        {full + full + last, {full.size(), full.size(), last.size()}},
+        {last, {last.size()}},
+        {ack + ack + ack, {18, 18, 18}},
+        {connect + connect, {10, 10}},
+        {connect + ack, {28}},
+        {full + std::string(500, 0), {full.size() + 500}},
+        {"x", {1}},
+    };
+    for (const auto& [bytes, lengths] : rows) EXPECT_EQ(SplitRun(Bytes(bytes), bytes.size()), lengths) << bytes.size();
+}
+
+/// One direction of a connection, shown as lines.
+struct StreamTest {
+    std::vector<std::string> lines;
+    CTcpStreams streams{[this](const Endpoint&, const Endpoint&, const std::string& text) { lines.push_back(text); }};
+
+    void Add(uint32_t sequence, const std::string& payload, bool syn = false, size_t cut = 0) {
+        CapturedPacket packet;
+        packet.transport = Transport::Tcp;
+        packet.from = {1, 2};
+        packet.to = {3, 4};
+        packet.payload = Bytes(payload);
+        packet.length = payload.size() - cut;
+        packet.fullLength = payload.size();
+        packet.tcpSequence = sequence;
+        packet.tcpSyn = syn;
+        streams.Add(packet);
+    }
+};
+
+std::string Wire(uint8_t kind, const std::string& body) {
+    return U32(static_cast<uint32_t>(body.size())) + static_cast<char>(kind) + body;
+}
+
+const std::string& Conversation() {
+    static const std::string bytes = Wire(1, U32(13) + U32(4) + U32(77)) + Wire(0, "hello") +
+                                     Wire(0, std::string(1, 0)) + Wire(0, std::string(3000, 'b')) + Wire(1, "nonsense");
+    return bytes;
+}
+const std::vector<std::string> kLines = {"validation: type 13 (file receiver), channel 77", "frame of 5 bytes",
+                                         "control byte 0", "frame of 3000 bytes",
+                                         "validation message that makes no sense"};
+
+TEST(DumpStreams, AnyCutAndAnyOrderGiveTheSameMessages) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 200; ++round) {
+        const uint32_t start = round % 2 == 0 ? 1000 : UINT32_MAX - 20;  // the sequence wraps
+        std::vector<std::pair<uint32_t, std::string>> segments;
+        for (size_t at = 0; at < Conversation().size();) {
+            const size_t length = 1 + random() % (round < 20 ? 3 : 900);
+            segments.emplace_back(start + 1 + static_cast<uint32_t>(at), Conversation().substr(at, length));
+            at += length;
+        }
+        for (size_t i = 0; i + 4 < segments.size(); i += 4) std::shuffle(&segments[i], &segments[i + 4], random);
+        StreamTest test;
+        test.Add(start, "", true);
+        for (size_t i = 0; i < segments.size(); ++i) {
+            test.Add(segments[i].first, segments[i].second);
+            if (random() % 3 == 0) test.Add(segments[i].first, segments[i].second);  // sent again
+        }
+        ASSERT_EQ(test.lines, kLines) << "round " << round;
+        EXPECT_EQ(test.streams.Gaps(), 0U);
+    }
+}
+
+TEST(DumpStreams, GapsAndStrangersDoNotStopIt) {
+    StreamTest gap;
+    gap.Add(10, "", true);
+    gap.Add(11, Wire(0, "one"));
+    uint32_t at = 5000;
+    for (size_t i = 0; i <= CTcpStreams::kMaxEarlySegments; ++i) {
+        gap.Add(at, Wire(0, "more"));
+        at += static_cast<uint32_t>(Wire(0, "more").size());
+    }
+    EXPECT_EQ(gap.lines.size(), 2 + CTcpStreams::kMaxEarlySegments);
+    EXPECT_EQ(gap.streams.Gaps(), 1U);
+
+    StreamTest midway;  // the capture begins inside a connection
+    midway.Add(77, "rest of something" + Wire(0, "lost with it"));
+    midway.Add(77 + 17 + 17, Wire(0, "found"));
+    EXPECT_EQ(midway.lines, (std::vector<std::string>{"frame of 5 bytes"}));
+
+    StreamTest cut;  // the capture kept the first bytes of each packet only
+    cut.Add(1, Wire(0, std::string(500, 'x')), false, 400);
+    cut.Add(1 + 505, Wire(0, "whole"));
+    EXPECT_EQ(cut.lines, (std::vector<std::string>{"frame of 5 bytes"}));
+
+    StreamTest foreign;
+    foreign.Add(1, "", true);
+    foreign.Add(2, "GET / HTTP/1.1\r\nHost: example\r\n\r\n");
+    EXPECT_TRUE(foreign.lines.empty());
+}
+
+TEST(DumpStreams, HostileCapturesCostBoundedMemory) {
+    std::mt19937 engine(12);
+    const auto random = [&engine] { return static_cast<uint32_t>(engine()); };
+    StreamTest test;
+    for (int i = 0; i < 20000; ++i) {
+        CapturedPacket packet;
+        std::string payload = random() % 2 == 0 ? Conversation().substr(random() % 100, random() % 60) : "";
+        if (random() % 50 == 0) payload = U32(net::kMaxBody) + Hex("00") + std::string(1000, 'x');
+        packet.from = {random() % 40, 1};
+        packet.to = {random() % 40, 2};
+        packet.payload = Bytes(payload);
+        packet.length = payload.size();
+        packet.fullLength = payload.size() + random() % 2;
+        packet.tcpSequence = random() % 5000;
+        packet.tcpSyn = random() % 100 == 0;
+        packet.tcpEnd = random() % 100 == 0;
+        test.streams.Add(packet);
+    }
+    EXPECT_LE(test.streams.Count(), CTcpStreams::kMaxStreams);
+}
+
+}  // namespace

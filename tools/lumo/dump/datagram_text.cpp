@@ -1,0 +1,200 @@
+#include "tools/lumo/dump/datagram_text.h"
+
+#include "core/session_constants.h"
+#include "core/wire/commands.h"
+#include "core/wire/datagram.h"
+#include "lumomedia/packet.h"
+#include "tools/lumo/dump/message_text.h"
+#include "tools/lumo/dump/packet.h"
+
+#include <algorithm>
+
+namespace lumo {
+namespace {
+
+const char* FieldName(wire::Field field) {
+    switch (field) {
+        case wire::Field::None:
+            break;
+        case wire::Field::ReceiverID:
+            return "receiver";
+        case wire::Field::SinkID:
+            return "sink";
+        case wire::Field::ChannelID:
+            return "channel";
+        case wire::Field::SenderKey:
+            return "sender";
+        case wire::Field::SourceID:
+            return "source";
+        case wire::Field::UserID:
+            return "user";
+        case wire::Field::RelayIP0:
+            return "relay";
+        case wire::Field::RelayIP1:
+            return "or";
+        case wire::Field::RelayIP2:
+            return "or";
+        case wire::Field::RelayPort:
+            return "port";
+        case wire::Field::StartParam:
+            return "started";
+        case wire::Field::ClientSessionID:
+            return "client-session";
+        case wire::Field::ServerSessionID:
+            return "server-session";
+        case wire::Field::Unused:
+            return "unused";
+    }
+    return "";
+}
+
+bool IsAddress(wire::Field field) {
+    return field == wire::Field::RelayIP0 || field == wire::Field::RelayIP1 || field == wire::Field::RelayIP2;
+}
+
+std::string DescribeFields(const wire::CommandRow& row, wire::CWireReader& reader) {
+    std::string text;
+    for (wire::Field field : row.fields) {
+        if (field == wire::Field::None) break;
+        const uint32_t value = field == wire::Field::RelayPort ? reader.U16() : reader.U32();
+        text +=
+            std::string(" ") + FieldName(field) + " " + (IsAddress(field) ? AddressText(value) : std::to_string(value));
+    }
+    return text;
+}
+
+std::string DescribeSessionPacket(const char* data, int length) {
+    if (length < session::kHeaderLen) return ": too short for a session packet";
+    CSCTPPacket packet(data, length);
+    const std::string sequence = " seq " + std::to_string(packet.GetSequence());
+    if (packet.GetVersion() != 0) return ": session packet of version " + std::to_string(packet.GetVersion());
+    if (packet.GetCommand() == session::SCTP_CMD_ACK) {
+        return ": ack" + sequence + (packet.GetFlag() ? " and all before" : " alone") + ", window " +
+               std::to_string(packet.GetWindowSize());
+    }
+    if (packet.GetCommand() != session::SCTP_CMD_DATA)
+        return ": session command " + std::to_string(packet.GetCommand()) + sequence;
+    const int payload = length - session::kHeaderLen;
+    std::string text = ": data" + sequence + ", " + std::to_string(payload) + " bytes";
+    const bool begin = packet.GetBegin(), end = packet.GetEnd();
+    text += begin && end ? ", a whole frame" : begin ? ", a frame begins" : end ? ", the frame ends" : "";
+    if (begin && end)
+        text +=
+            DescribeMessage(reinterpret_cast<const uint8_t*>(data) + session::kHeaderLen, static_cast<size_t>(payload));
+    return text;
+}
+
+std::string DescribeTail(const wire::CommandRow& row, const wire::CWireReader& reader) {
+    if (row.tail == wire::Tail::None) return "";
+    if (row.tail == wire::Tail::SessionPacket) return DescribeSessionPacket(reader.Rest(), reader.Left());
+    return ": frame of " + std::to_string(reader.Left()) + " bytes";
+}
+
+/// Kinds 2, 3 and 7, which have no command byte.
+std::string DescribeSpecial(wire::Kind kind, const uint8_t* body, size_t length) {
+    const std::string name = wire::KindName(static_cast<uint8_t>(kind));
+    if (kind == wire::Kind::Stun) {
+        if (length == 0) return name + " asks for its address";
+        if (length != 6) return "";
+        wire::CWireReader reader(body, static_cast<int>(length));
+        const uint32_t ip = reader.U32();
+        return name + " your address is " + Endpoint{ip, reader.U16()}.Text();
+    }
+    if (length != 4) return "";
+    // The one value that travels in the host's own order: little-endian on every machine the system runs on.
+    const uint32_t user = body[0] | uint32_t{body[1]} << 8 | uint32_t{body[2]} << 16 | uint32_t{body[3]} << 24;
+    return name + " user " + std::to_string(user);
+}
+
+/// How long the first datagram of a run is, if this is one.
+size_t FirstOfRun(const uint8_t* data, size_t length) {
+    if (length < 2 || data[0] >= wire::kKindCount) return length;
+    for (const wire::CommandRow& row : wire::Commands()) {
+        if (static_cast<uint8_t>(row.kind) != data[0] || row.code != data[1]) continue;
+        const auto fixed = static_cast<size_t>(row.FixedLength()) + 1;
+        if (row.tail == wire::Tail::None && length % fixed == 0) return fixed;
+        if (row.tail != wire::Tail::SessionPacket || length < fixed + session::kHeaderLen) continue;
+        CSCTPPacket packet(reinterpret_cast<const char*>(data + fixed), session::kHeaderLen);
+        const bool ack = packet.GetCommand() == session::SCTP_CMD_ACK;
+        return std::min(length, fixed + session::kHeaderLen + (ack ? 0 : session::kPayloadLen));
+    }
+    return length;
+}
+
+const char* ServiceName(uint32_t type) {
+    switch (static_cast<wire::TcpType>(type)) {
+        case wire::TcpType::AudioSender:
+            return "audio sender";
+        case wire::TcpType::AudioReceiver:
+            return "audio receiver";
+        case wire::TcpType::VideoSender:
+            return "video sender";
+        case wire::TcpType::VideoReceiver:
+            return "video receiver";
+        case wire::TcpType::Whiteboard:
+            return "whiteboard";
+        case wire::TcpType::DesktopSender:
+            return "desktop sender";
+        case wire::TcpType::DesktopReceiver:
+            return "desktop receiver";
+        case wire::TcpType::FileSender:
+            return "file sender";
+        case wire::TcpType::FileReceiver:
+            return "file receiver";
+        case wire::TcpType::Signalling:
+            return "signalling";
+    }
+    return "unknown service";
+}
+
+}  // namespace
+
+std::string DescribeDatagram(const uint8_t* data, size_t length) {
+    if (length == 0 || length > UINT16_MAX || data[0] >= wire::kKindCount) return "";
+    const auto kind = static_cast<wire::Kind>(data[0]);
+    const uint8_t* body = data + 1;
+    const auto bodyLength = static_cast<int>(length - 1);
+    if (kind == wire::Kind::Stun || kind == wire::Kind::P2P || kind == wire::Kind::P2PAck)
+        return DescribeSpecial(kind, body, length - 1);
+    const wire::CommandRow* row = wire::FindCommand(kind, body, bodyLength);
+    if (!row) return "";
+    wire::CWireReader reader(body, bodyLength);
+    reader.U8();
+    std::string text = row->name + DescribeFields(*row, reader);
+    return text + DescribeTail(*row, reader);
+}
+
+std::vector<size_t> SplitRun(const uint8_t* data, size_t length) {
+    const size_t piece = FirstOfRun(data, length);
+    std::vector<size_t> lengths;
+    for (size_t at = 0; at < length;) {
+        // Every datagram of a run has the same kind and command; if not, it is no run.
+        if (length - at < 2 || data[at] != data[0] || data[at + 1] != data[1]) return {length};
+        lengths.push_back(std::min(piece, length - at));
+        at += lengths.back();
+    }
+    return lengths.empty() ? std::vector<size_t>{length} : lengths;
+}
+
+std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t length) {
+    std::string text = "validation: type " + std::to_string(type) + " (" + ServiceName(type) + ")";
+    wire::CWireReader reader(payload, static_cast<int>(std::min<size_t>(length, INT32_MAX)));
+    if (length < 4) return text + (length == 0 ? "" : ", " + std::to_string(length) + " bytes");
+    const bool signalling = type == static_cast<uint32_t>(wire::TcpType::Signalling);
+    text += std::string(signalling ? ", user " : ", channel ") + std::to_string(reader.U32());
+    if (length == 8) text += ", sink " + std::to_string(reader.U32());
+    if (length >= 16) {
+        text += ", relay " + AddressText(reader.U32());
+        text += " or " + AddressText(reader.U32());
+        text += " or " + AddressText(reader.U32());
+    }
+    if (reader.Left() > 0) text += ", " + std::to_string(reader.Left()) + " more bytes";
+    return text;
+}
+
+std::string DescribeFrame(const uint8_t* data, size_t length) {
+    if (length == 1) return "control byte " + std::to_string(data[0]);
+    return "frame of " + std::to_string(length) + " bytes" + DescribeMessage(data, length);
+}
+
+}  // namespace lumo
