@@ -62,6 +62,17 @@ TEST(SessionReceiver, TakesASenderThatBeginsAgainForARepeater) {
     EXPECT_THAT(probe.frames, ElementsAre("again"));
 }
 
+// Opening keeps what is held; it waits for the first packet like everything else.
+TEST(SessionReceiver, OpeningAgainWaitsAgain) {
+    CProbe probe;
+    DeliverUpTo(probe, 65534);
+    HearAll(probe, {0});
+    ASSERT_TRUE(probe.OpenSession());
+    HearAll(probe, {5});
+    EXPECT_EQ(probe.TakeAcks(), " -0 -5");
+    EXPECT_THAT(probe.frames, IsEmpty());
+}
+
 // Both comparisons leave out the distance of 32767: a packet exactly that far ahead is held, one farther is behind.
 TEST(SessionReceiver, JudgesFarNumbersLopsidedly) {
     constexpr uint16_t kLast = 10;
