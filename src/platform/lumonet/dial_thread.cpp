@@ -3,6 +3,7 @@
 #include "platform/lumobase/app_log.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <mutex>
 #include <stdexcept>
 
@@ -70,6 +71,7 @@ void CDialThread::Wake() {
 }
 
 uint32_t CDialThread::ThreadProcMain() {
+    pthread_setname_np(pthread_self(), "lumo-dial");
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     m_multi.reset(curl_multi_init());

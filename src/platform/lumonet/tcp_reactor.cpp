@@ -5,6 +5,8 @@
 #include "platform/lumobase/thread.h"
 #include "platform/lumonet/tcp_limits.h"
 
+#include <pthread.h>
+
 #include <asio/executor_work_guard.hpp>
 #include <atomic>
 #include <stdexcept>
@@ -15,6 +17,7 @@ class CTcpReactorRun {
 public:
     void Serve() {
         m_threadID = std::this_thread::get_id();
+        pthread_setname_np(pthread_self(), "lumo-tcp");
         while (!m_io.stopped()) {
             try {
                 m_io.run();

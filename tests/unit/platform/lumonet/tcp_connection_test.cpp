@@ -55,3 +55,206 @@ TEST(TcpConnection, CarriesWholeFramesBothWaysInOrder) {
     EXPECT_EQ(pair.client.Net()->GetSendQueueSize(), 0u);
     EXPECT_FALSE(pair.client.Net()->IsDisconnected());
 }
+
+TEST(TcpConnection, TheValidationMessageLeavesBeforeFramesSentEarlier) {
+    CServer server;
+    CClient client;
+    client.m_bSilent = true;
+    ASSERT_TRUE(client.Dial(server.m_usPort));
+    client.Send("first");
+    ASSERT_TRUE(client.m_events.WaitFor("connected"));
+    client.Send("second");
+    EXPECT_EQ(client.Net()->GetSendQueueSize(), 2u) << "they wait";
+    client.Send("not laid out as one", 1);
+    client.Send(Validation(7, "hello"), 1);
+    client.Send(Validation(7, "a later one"), 1);
+    client.Send("third");
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session && session->m_events.WaitForCount(3));
+    EXPECT_EQ(session->m_events.All(), (std::vector<std::string>{"frame first", "frame second", "frame third"}));
+    EXPECT_EQ(server.m_events.All(), std::vector<std::string>{"validate 7 hello"});
+}
+
+TEST(TcpConnection, TheListenerClosesWhatDoesNotSpeakProperly) {
+    const std::string hello = Framed(1, Validation(7, "hello"));
+    const struct {
+        const char* what;
+        std::string bytes;
+        bool validates;
+    } rows[] = {
+        {"another protocol", "GET / HTTP/1.1\r\n\r\n", false},
+        {"a frame first", Framed(0, "frame"), false},
+        {"an inner length too long", Framed(1, std::string("\0\0\0\7\0\0\0\6hello", 13)), false},
+        {"an inner length too short", Framed(1, std::string("\0\0\0\7\0\0\0\4hello", 13)), false},
+        {"a body too short for a validation message", Framed(1, "short"), false},
+        {"an empty one", Framed(1, ""), false},
+        {"a validation message of 5,000 bytes", Framed(1, Validation(7, std::string(5000, 'x'))), false},
+        {"an unknown kind first", Framed(2, Validation(7, "hello")), false},
+        {"an unknown kind later", hello + Framed(7, "x"), true},
+        {"a body over the limit later", hello + std::string("\4\0\0\1\0", 5), true},
+    };
+    CServer server;
+    size_t validated = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+        peer.Send(row.bytes);
+        EXPECT_TRUE(peer.IsClosed());
+        validated += row.validates ? 1 : 0;
+        EXPECT_EQ(server.m_events.All().size(), validated);
+    }
+    // A later validation message and an empty frame are passed over.
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+    peer.Send(hello + hello + Framed(0, "") + Framed(1, "garbage") + Framed(0, "end"));
+    CSession* session = server.Session(validated);
+    ASSERT_TRUE(session && session->m_events.WaitForCount(1));
+    EXPECT_EQ(session->m_events.All(), std::vector<std::string>{"frame end"});
+    EXPECT_EQ(server.m_events.Count("validate 7 hello"), validated + 1);
+}
+
+TEST(TcpConnection, TheVerdictsOfTheListenersOwner) {
+    const struct {
+        const char* what;
+        std::function<bool(CServer&, ITcpSession*)> onValidate;
+        std::string answer;
+    } rows[] = {
+        {"no", [](CServer&, ITcpSession*) { return false; }, ""},
+        {"yes, without having accepted", [](CServer&, ITcpSession*) { return true; }, ""},
+        {"no, after having accepted",
+         [](CServer& server, ITcpSession* session) { return server.m_pNet->AcceptSession(session), false; }, ""},
+        {"accepted and released at once",
+         [](CServer& server, ITcpSession* session) {
+             server.m_pNet->AcceptSession(session);
+             session->ReleaseConnections();
+             return true;
+         },
+         ""},
+        {"an exception", [](CServer&, ITcpSession*) -> bool { throw 1; }, ""},
+        {"no, in words",
+         [](CServer&, ITcpSession* session) {
+             const std::string words = Validation(9, "no");
+             session->SendData(words.data(), static_cast<int>(words.size()), 1);
+             return false;
+         },
+         Framed(1, Validation(9, "no"))},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CServer server;
+        server.m_onValidate = row.onValidate;
+        CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+        peer.Send(Framed(1, Validation(7, "")) + Framed(0, "frame"));
+        bool closed = false;
+        EXPECT_EQ(peer.ReadAll(&closed), row.answer);
+        EXPECT_TRUE(closed);
+    }
+    Pair pair;
+    EXPECT_FALSE(pair.server.m_pNet->AcceptSession(pair.session->m_pNet)) << "only inside the callback";
+}
+
+TEST(TcpConnection, TheClientIsToldOnceThatItsConnectionIsGone) {
+    const std::string answer = Framed(1, Validation(8, "welcome"));
+    const struct {
+        const char* what;
+        std::string bytes;
+        bool takesAnswer, takesFrames;
+        std::vector<std::string> events;
+    } rows[] = {
+        {"closed before the answer", "", true, true, {}},
+        {"garbage for an answer", "SSH-2.0-x\r\n", true, true, {}},
+        {"a frame before the answer", Framed(0, "early") + answer, true, true, {}},
+        {"a refused answer", answer + Framed(0, "later"), false, true, {"answer 8 welcome"}},
+        {"a refused frame",
+         answer + Framed(0, "one") + Framed(0, "two"),
+         true,
+         false,
+         {"answer 8 welcome", "frame one"}},
+        {"a frame cut short", answer + Framed(0, "one").substr(0, 7), true, true, {"answer 8 welcome"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CRawListener listener;
+        CClient client;
+        client.m_bTakesAnswer = row.takesAnswer;
+        client.m_bTakesFrames = row.takesFrames;
+        ASSERT_TRUE(client.Dial(listener.Port()));
+        CRawPeer peer = listener.Accept();
+        const std::string hello = Framed(1, Validation(7, "hello"));
+        EXPECT_EQ(peer.Read(hello.size()), hello);
+        peer.Send(row.bytes);
+        if (row.takesAnswer && row.takesFrames) peer = CRawPeer(-1);
+        EXPECT_TRUE(client.m_events.WaitFor("disconnected"));
+        EXPECT_TRUE(client.Net()->IsDisconnected());
+        client.Send("into the void");
+        EXPECT_EQ(client.Net()->GetSendQueueBytes(), 0u);
+        client.Release();
+        std::vector<std::string> expected{"connected"};
+        expected.insert(expected.end(), row.events.begin(), row.events.end());
+        expected.push_back("disconnected");
+        EXPECT_EQ(client.m_events.All(), expected);
+    }
+}
+
+TEST(TcpConnection, EveryStepHasItsTimeLimit) {
+    {
+        SCOPED_TRACE("a dial that nobody answers");
+        CShortLimit limit(net::g_timeouts.dial, 100);
+        CRawListener listener(0);
+        CRawPeer fills = CRawPeer::Dial(listener.Port());  // its queue
+        CClient client;
+        ASSERT_TRUE(client.Dial(listener.Port()));
+        EXPECT_TRUE(client.m_events.WaitFor("disconnected"));
+        EXPECT_TRUE(client.Net()->IsDisconnected());
+        EXPECT_EQ(client.m_events.All().size(), 1u);
+    }
+    {
+        SCOPED_TRACE("a far side that does not answer the validation message");
+        CShortLimit limit(net::g_timeouts.answer, 100);
+        CRawListener listener;
+        CClient client;
+        ASSERT_TRUE(client.Dial(listener.Port()));
+        CRawPeer peer = listener.Accept();
+        EXPECT_TRUE(client.m_events.WaitFor("disconnected"));
+        EXPECT_TRUE(peer.IsClosed());
+    }
+    {
+        SCOPED_TRACE("connections that do not validate");
+        CServer server;
+        CRawPeer silent = CRawPeer::Dial(server.m_usPort);
+        CRawPeer slow = CRawPeer::Dial(server.m_usPort);
+        slow.Send(Framed(1, Validation(7, "hello")).substr(0, 16));
+        CClient client;
+        ASSERT_TRUE(client.Dial(server.m_usPort));
+        ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+        server.m_pNet->CheckTimeout();  // too early: nothing happens to the slow one
+        slow.Send(Framed(1, Validation(7, "hello")).substr(16));
+        EXPECT_TRUE(server.m_events.WaitForCount(2));
+        CShortLimit limit(net::g_timeouts.validate, 0);
+        server.m_pNet->CheckTimeout();
+        EXPECT_TRUE(silent.IsClosed());
+        client.Send("still here");
+        EXPECT_TRUE(server.Session(0)->m_events.WaitFor("frame still here")) << "who has validated stays";
+    }
+}
+
+TEST(TcpConnection, DialsNothingButAnAddressAndAPort) {
+    CClient notify;
+    const auto dial = [&](ITcpClientNotify* to, const char* server, uint16_t port, int type, const char* host,
+                          uint16_t proxyPort) {
+        ITcpClient* client = CreateTcpClient(to, server, port, type, host, proxyPort, "", "");
+        if (client) client->ReleaseConnections();
+        return client != nullptr;
+    };
+    EXPECT_TRUE(dial(&notify, "127.0.0.1", 1, 0, "", 0));
+    EXPECT_FALSE(dial(nullptr, "127.0.0.1", 1, 0, "", 0));
+    for (const char* server : {"localhost", "", "1.2.3", "1.2.3.4.5", "256.1.1.1", "0.0.0.0", "1.2.3.4 ", "::1"}) {
+        EXPECT_FALSE(dial(&notify, server, 1, 0, "", 0)) << server;
+    }
+    EXPECT_FALSE(dial(&notify, "127.0.0.1", 0, 0, "", 0));
+    EXPECT_FALSE(dial(&notify, "127.0.0.1", 1, 4, "127.0.0.1", 1)) << "no such kind of proxy";
+    EXPECT_FALSE(dial(&notify, "127.0.0.1", 1, -1, "127.0.0.1", 1));
+    EXPECT_FALSE(dial(&notify, "127.0.0.1", 1, 1, "127.0.0.1", 0));
+    for (const char* host : {"", "socks5://127.0.0.1", "user@127.0.0.1", "127.0.0.1:80", "a b", "a/b", "a\r\nb"}) {
+        EXPECT_FALSE(dial(&notify, "127.0.0.1", 1, 1, host, 1)) << host;
+    }
+}

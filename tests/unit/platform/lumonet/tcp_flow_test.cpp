@@ -1,0 +1,224 @@
+#include "platform/lumonet/tcp_limits.h"
+#include "tcp_support.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+using namespace tcp_test;
+
+namespace {
+
+const std::string kHello = Framed(1, Validation(7, "hello"));
+
+class CFilter final : public ITcpAcceptFilter {
+public:
+    bool MayAccept(unsigned long ip, unsigned unvalidated) override {
+        EXPECT_EQ(ip, kLoopback);
+        m_events.Add(std::to_string(unvalidated));
+        return unvalidated < 3;
+    }
+    CEvents m_events;
+};
+
+// A frame goes to and fro while others misbehave.
+void ExpectService(CServer& server, size_t session) {
+    CClient client;
+    ASSERT_TRUE(client.Dial(server.m_usPort));
+    ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+    client.Send("ping");
+    ASSERT_TRUE(server.Session(session) && server.Session(session)->m_events.WaitFor("frame ping"));
+    server.Session(session)->Send("pong");
+    EXPECT_TRUE(client.m_events.WaitFor("frame pong"));
+}
+
+}  // namespace
+
+TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
+    CServer server;
+    CRawPeer stalled = CRawPeer::Dial(server.m_usPort);
+    stalled.Send(kHello);
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session);
+    const std::string frame(1 << 20, 'x');
+    for (int i = 0; i < 64; ++i) session->Send(frame);  // more than the kernel's buffers hold
+    ExpectService(server, 1);
+    const unsigned long waiting = session->m_pNet->GetSendQueueSize();
+    EXPECT_GT(waiting, 1u);
+    EXPECT_EQ(session->m_pNet->GetSendQueueBytes(), waiting * frame.size());
+    session->m_pNet->ClearSendQueue();
+    EXPECT_TRUE(Eventually([&] { return session->m_pNet->GetSendQueueSize() <= 1; }));
+    session->Send("after the clearing");
+    session->m_pNet->CloseWhenSent();
+    session->Send("too late");
+    // What arrives is whole: the answer, the frames that had begun to leave, and the last one.
+    const std::string answer = Framed(1, Validation(8, "welcome"));
+    const std::string last = Framed(0, "after the clearing");
+    const std::string got = stalled.ReadAll();
+    const std::string framed = Framed(0, frame);
+    ASSERT_GE(got.size(), answer.size() + last.size());
+    EXPECT_EQ((got.size() - answer.size() - last.size()) % framed.size(), 0u);
+    EXPECT_LT(got.size(), 64 * framed.size());
+    EXPECT_EQ(got.substr(0, answer.size()), answer);
+    EXPECT_EQ(got.substr(got.size() - last.size()), last);
+}
+
+TEST(TcpFlow, PeersThatHaveOnlyBegunStopNobody) {
+    CServer server;
+    std::vector<CRawPeer> peers;
+    for (size_t cut = 0; cut < kHello.size(); ++cut) {
+        peers.push_back(CRawPeer::Dial(server.m_usPort));
+        peers.back().Send(kHello.substr(0, cut));
+    }
+    ExpectService(server, 0);
+    // Each goes on where it stopped, one byte at a time.
+    for (size_t cut = 0; cut < kHello.size(); ++cut) {
+        for (size_t at = cut; at < kHello.size(); ++at) peers[cut].Send(kHello.substr(at, 1));
+        EXPECT_TRUE(server.m_events.WaitForCount(cut + 2));
+    }
+    EXPECT_EQ(server.m_events.Count("validate 7 hello"), kHello.size() + 1);
+}
+
+TEST(TcpFlow, AFloodOfFramesOnOneConnectionStopsNobody) {
+    CServer server;
+    CRawPeer flood = CRawPeer::Dial(server.m_usPort);
+    flood.Send(kHello);
+    ASSERT_TRUE(server.Session(0));
+    std::string burst;
+    for (int i = 0; i < 20'000; ++i) burst += Framed(0, "x");
+    for (size_t round = 0; round < 3; ++round) {
+        while (flood.SendSome(burst) == burst.size()) {}
+        ExpectService(server, round + 1);
+    }
+}
+
+TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
+    CServer server;
+    CEvents there;
+    ITcpSession* accepted = nullptr;
+    server.m_onValidate = [&](CServer& self, ITcpSession* session) {
+        accepted = session;
+        const bool kept = self.Keep(session, false);
+        there.Add("there");
+        return kept;
+    };
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+    peer.Send(kHello);
+    ASSERT_TRUE(there.WaitForCount(1));
+    // A peer that sends on and on is held up: the session takes no more than its share.
+    std::string stream;
+    std::vector<std::string> expected;
+    for (int i = 0; stream.size() < 64u << 20; ++i) {
+        const std::string frame = std::to_string(i) + std::string(static_cast<size_t>(i % 5) * 10'000, 'x');
+        expected.push_back(FrameEvent(frame.data(), frame.size()));
+        stream += Framed(0, frame);
+    }
+    size_t sent = 0;
+    size_t before = 1;
+    for (int quiet = 0; quiet < 20; quiet = sent == before ? quiet + 1 : 0) {
+        before = sent;
+        sent += peer.SendSome(stream.substr(sent, 1 << 20));
+        if (sent == before) Eventually([n = 0]() mutable { return ++n > 5; });
+    }
+    EXPECT_LT(sent, stream.size()) << "kernel buffers alone hold less";
+    CSession* session = server.Session(0);
+    accepted->SetNotify(session);
+    ASSERT_TRUE(peer.Send(stream.substr(sent)));
+    ASSERT_TRUE(session->m_events.WaitForCount(expected.size()));
+    EXPECT_EQ(session->m_events.All(), expected);
+    // Detached, nothing is delivered; attached again, nothing is missing.
+    accepted->SetNotify(nullptr);
+    peer.Send(Framed(0, "while detached"));
+    server.m_onValidate = nullptr;
+    ExpectService(server, 1);
+    EXPECT_EQ(session->m_events.All().size(), expected.size());
+    accepted->SetNotify(session);
+    EXPECT_TRUE(session->m_events.WaitFor("frame while detached"));
+}
+
+TEST(TcpFlow, CloseWhenSentLosesNothing) {
+    CServer server;
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+    peer.Send(kHello + Framed(0, "seen"));
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session && session->m_events.WaitForCount(1));
+    std::string expected = Framed(1, Validation(8, "welcome"));
+    const std::string frame(1 << 20, 'y');
+    for (int i = 0; i < 16; ++i) {
+        session->Send(frame);
+        expected += Framed(0, frame);
+    }
+    session->m_pNet->CloseWhenSent();
+    peer.Send(Framed(0, "unread"));  // closing over it would reset the connection
+    EXPECT_FALSE(session->m_pNet->IsDisconnected());
+    EXPECT_TRUE(peer.ReadAll() == expected);
+    peer = CRawPeer(-1);
+    EXPECT_TRUE(Eventually([&] { return session->m_pNet->IsDisconnected(); }));
+    EXPECT_EQ(session->m_events.All(), std::vector<std::string>{"frame seen"});
+    // A far side that never closes is not waited for.
+    CShortLimit limit(net::g_timeouts.linger, 50);
+    CRawPeer stays = CRawPeer::Dial(server.m_usPort);
+    stays.Send(kHello);
+    ASSERT_TRUE(server.Session(1));
+    server.Session(1)->m_pNet->CloseWhenSent();
+    EXPECT_TRUE(Eventually([&] { return server.Session(1)->m_pNet->IsDisconnected(); }));
+}
+
+TEST(TcpFlow, TheFilterHearsHowManyHaveNotValidated) {
+    CFilter filter;
+    CServer server(&filter);
+    std::vector<CRawPeer> peers;
+    for (size_t i = 0; i < 3; ++i) {
+        peers.push_back(CRawPeer::Dial(server.m_usPort));
+        ASSERT_TRUE(filter.m_events.WaitForCount(i + 1));
+    }
+    EXPECT_TRUE(CRawPeer::Dial(server.m_usPort).IsClosed()) << "one too many";
+    peers[1].Send(kHello);
+    ASSERT_TRUE(server.Session(0));
+    peers[2] = CRawPeer(-1);
+    EXPECT_TRUE(Eventually([&] {  // both have left the count
+        CRawPeer again = CRawPeer::Dial(server.m_usPort);
+        again.Send(kHello);
+        return again.Read(1).size() == 1 && filter.m_events.Count("1") > 1;
+    }));
+    const std::vector<std::string> asked = filter.m_events.All();
+    EXPECT_EQ(std::vector<std::string>(asked.begin(), asked.begin() + 4),
+              (std::vector<std::string>{"0", "1", "2", "3"}));
+}
+
+TEST(TcpFlow, AFloodOfConnectionsIsBoundedAndOutlasted) {
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    CServer server;
+    for (const rlim_t descriptors : {rlim_t{200}, rlim_t{4096}}) {  // the process's own limit, then the listener's
+        rlimit flooded = before;
+        flooded.rlim_cur = std::min(descriptors, before.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &flooded);
+        std::vector<CRawPeer> peers;
+        while (peers.size() < net::kMaxUnvalidated + 200) {
+            CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+            if (!peer) break;
+            peers.push_back(std::move(peer));
+        }
+        if (peers.size() > net::kMaxUnvalidated) {
+            EXPECT_TRUE(peers.front().IsClosed());
+        }
+        peers.erase(peers.begin() + static_cast<std::ptrdiff_t>(peers.size() / 2), peers.end());
+        ExpectService(server, descriptors > 200 ? 1 : 0);
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST(TcpFlow, APortIsTakenOnceAndFreeAgainWhenReleased) {
+    CServer server;
+    const uint16_t port = server.m_usPort;
+    EXPECT_EQ(CreateTcpServer(&server, port), nullptr);
+    for (int i = 0; i < 20; ++i) {
+        std::vector<CRawPeer> peers;  // accepted or waiting to be
+        for (int n = 0; n < 5; ++n) peers.push_back(CRawPeer::Dial(port));
+        server.Release();
+        for (CRawPeer& peer : peers) EXPECT_TRUE(peer.IsClosed());
+        server.m_pNet = CreateTcpServer(&server, port);
+        ASSERT_NE(server.m_pNet, nullptr) << "round " << i;
+    }
+    ExpectService(server, 0);
+}
