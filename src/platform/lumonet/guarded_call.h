@@ -4,15 +4,27 @@
 #include "platform/lumobase/app_log.h"
 #include "platform/lumonet/release_gate.h"
 
-/// Runs a callback of the application through its object's gate. False: it must not run, said false, or has thrown.
+#include <type_traits>
+
+/// Runs a callback of the application whose object's gate has been passed. False: it said false, or has thrown.
 template <typename Callback>
-bool GuardedCall(CReleaseGate& gate, Callback callback) {
-    CGatePass pass(gate);
-    if (!pass) return false;
+bool CallInside(Callback callback) {
     try {
-        return callback();
+        if constexpr (std::is_void_v<std::invoke_result_t<Callback>>) {
+            callback();
+            return true;
+        } else {
+            return callback();
+        }
     } catch (...) {
         LUMO_LOG_LINE("GuardedCall. the application's callback has thrown");
         return false;
     }
+}
+
+/// Runs a callback of the application through its object's gate. False also when it must not run.
+template <typename Callback>
+bool GuardedCall(CReleaseGate& gate, Callback callback) {
+    CGatePass pass(gate);
+    return pass && CallInside(callback);
 }

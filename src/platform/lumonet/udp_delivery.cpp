@@ -1,25 +1,11 @@
 #include "platform/lumonet/udp_delivery.h"
 
-#include "platform/lumobase/app_log.h"
+#include "platform/lumonet/guarded_call.h"
 #include "platform/lumonet/udp_counters.h"
-
-namespace {
-
-// A callback that throws must not end the receive thread.
-template <typename Callback>
-void Guarded(Callback callback) {
-    try {
-        callback();
-    } catch (...) {
-        LUMO_LOG_LINE("IUdpClientNotify. a callback has thrown");
-    }
-}
-
-}  // namespace
 
 bool CUdpDelivery::Begin() {
     if (!m_gate.Enter()) return false;
-    Guarded([this] { m_pNotify->OnUdpClientNotifyBurstBegin(); });
+    CallInside([this] { m_pNotify->OnUdpClientNotifyBurstBegin(); });
     return true;
 }
 
@@ -28,13 +14,15 @@ bool CUdpDelivery::Datagram(const char* data, size_t length, uint32_t ip, uint16
     if (length == 0) return true;
     ++m_nDatagrams;
     m_nBytes += length;
-    Guarded([&] { m_pNotify->OnUdpClientNotifyReceivedFrame(data, static_cast<int>(length), ip, port); });
+    CallInside([&] { m_pNotify->OnUdpClientNotifyReceivedFrame(data, static_cast<int>(length), ip, port); });
     return true;
 }
 
 void CUdpDelivery::End() {
     // Whoever releases on another thread waits for this burst; a release from inside lets nothing follow.
-    if (!m_bReleasedInside) Guarded([this] { m_pNotify->OnUdpClientNotifyBurstEnd(); });
+    if (!m_bReleasedInside) {
+        CallInside([this] { m_pNotify->OnUdpClientNotifyBurstEnd(); });
+    }
     udp::CountReceived(m_nDatagrams, m_nBytes);
     m_nDatagrams = 0;
     m_nBytes = 0;
