@@ -17,7 +17,8 @@ class IUdpClientNotify {
 public:
     /// One datagram of at least one byte, on the receive thread. The buffer is valid during the call, and its bytes may
     /// be overwritten.
-    virtual void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) = 0;
+    virtual void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
+                                                unsigned short port) = 0;
     /// A burst of datagrams begins and ends, on the receive thread: what is sent in between may travel as one batch.
     virtual void OnUdpClientNotifyBurstBegin() {}
     virtual void OnUdpClientNotifyBurstEnd() {}
@@ -50,7 +51,9 @@ public:
     virtual void OnTcpClientNotifyConnected() {}
     virtual void OnTcpClientNotifyDisconnected() {}
     /// The far side's answer to the validation message; false closes the connection.
-    virtual bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* /*data*/, int /*length*/) { return false; }
+    virtual bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* /*data*/, int /*length*/) {
+        return false;
+    }
     /// One whole frame; false closes the connection.
     virtual bool OnTcpClientNotifyReceivedFrame(const char* /*data*/, int /*length*/) { return false; }
 
@@ -143,8 +146,8 @@ protected:
 };
 
 struct UdpOptions {
-    uint32_t localIP = 0;       ///< 0: all addresses
-    uint16_t port = 0;          ///< 0: any free port whose TCP twin is free; the twin stays reserved for CreateTcpServer
+    uint32_t localIP = 0;  ///< 0: all addresses
+    uint16_t port = 0;     ///< 0: any free port whose TCP twin is free; the twin stays reserved for CreateTcpServer
     bool answerFromAsked = false;  ///< bound to all addresses: datagrams to a host leave from the address it asked
 };
 
@@ -187,10 +190,10 @@ void SetNetFactories(const NetFactories& factories);
 
 /// Which of the kernel's and the library's faster ways the UDP endpoint may use. Read when an endpoint is made.
 struct UdpFeatures {
-    bool receiveOffload = true;   ///< UDP_GRO
-    bool sendOffload = true;      ///< UDP_SEGMENT
-    bool multiMessage = true;     ///< recvmmsg, sendmmsg
-    bool native = true;           ///< false: the portable Asio endpoint
+    bool receiveOffload = true;  ///< UDP_GRO
+    bool sendOffload = true;     ///< UDP_SEGMENT
+    bool multiMessage = true;    ///< recvmmsg, sendmmsg
+    bool native = true;          ///< false: the portable Asio endpoint
 };
 void SetUdpFeatures(const UdpFeatures& features);
 
