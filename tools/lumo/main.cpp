@@ -1,5 +1,7 @@
 // The command-line program.
+#include "tools/lumo/commands/demo_command.h"
 #include "tools/lumo/commands/dump_command.h"
+#include "tools/lumo/commands/helper_commands.h"
 #include "tools/lumo/commands/receive_command.h"
 #include "tools/lumo/commands/send_command.h"
 #include "tools/lumo/commands/transfer_options.h"
@@ -26,6 +28,8 @@ int main(int argc, char** argv) {
 #ifdef LUMO_HAS_MCU_COMMAND
         AddMcuCommand(app, exitCode);
 #endif
+        lumo::AddDemoCommand(app, exitCode);
+        lumo::AddHelperCommands(app, exitCode);
         lumo::RaiseFileLimit();
         try {
             app.parse(argc, argv);

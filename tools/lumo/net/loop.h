@@ -18,6 +18,8 @@ public:
 
     /// Waits until `fd` (-1: none) is readable, a signal comes or the time has passed.
     void Wait(int fd, uint64_t milliseconds);
+    /// Becomes readable with a signal, for those who wait for more than Wait() does: call Wait(-1, 0) then.
+    int SignalFd() const { return m_signals.Get(); }
     /// Whether a signal has asked for the end.
     bool Interrupted() const { return m_bInterrupted; }
 

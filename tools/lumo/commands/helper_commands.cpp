@@ -1,0 +1,103 @@
+#include "tools/lumo/commands/helper_commands.h"
+
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/demo/connect_proxy.h"
+#include "tools/lumo/demo/impair.h"
+#include "tools/lumo/demo/sockets.h"
+#include "tools/lumo/net/loop.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <memory>
+
+namespace lumo {
+namespace {
+
+constexpr uint64_t kTurnMs = 1000;
+
+struct ImpairCommand {
+    std::string listen = "127.0.0.1:0";
+    std::string to;
+    std::string loss = "0";
+    ImpairOptions options;
+};
+
+void Say(const nlohmann::json& event) {
+    std::printf("%s\n", event.dump().c_str());
+    std::fflush(stdout);
+}
+
+int Complain(const std::string& problem, ExitCode code) {
+    std::fprintf(stderr, "lumo: %s\n", problem.c_str());
+    return code;
+}
+
+int RunImpair(ImpairCommand command) {
+    Endpoint listen, to;
+    command.options.loss = ParseShare(command.loss);
+    if (!ParseEndpoint(command.listen, listen)) return Complain("--listen takes ADDR:PORT in digits", kExitUsage);
+    if (!ParseEndpoint(command.to, to) || to.port == 0) return Complain("--to takes ADDR:PORT in digits", kExitUsage);
+    if (command.options.loss < 0) return Complain("--loss takes a share such as 2% or 0.02", kExitUsage);
+    CToolLoop loop;
+    CImpairedPath path(to, command.options);
+    std::string problem;
+    if (!path.Open(listen, problem)) return Complain(problem, kExitFailed);
+    Say({{"event", "ready"}, {"port", path.Port()}});
+    while (!loop.Interrupted()) {
+        path.Turn(CToolLoop::Now(), kTurnMs, loop.SignalFd());
+        loop.Wait(-1, 0);
+    }
+    Say({{"event", "end"},
+         {"datagrams", path.Seen()},
+         {"lost", path.Lost()},
+         {"data_packets", path.Repeats().DataPackets()},
+         {"retransmitted", path.Repeats().Repeated()}});
+    return kExitDone;
+}
+
+int RunProxy(const std::string& where) {
+    Endpoint listen;
+    if (!ParseEndpoint(where, listen)) return Complain("--listen takes ADDR:PORT in digits", kExitUsage);
+    CToolLoop loop;
+    CConnectProxy proxy;
+    std::string problem;
+    if (!proxy.Open(listen, problem)) return Complain(problem, kExitFailed);
+    Say({{"event", "ready"}, {"port", proxy.Port()}});
+    while (!loop.Interrupted()) {
+        proxy.Turn(kTurnMs, loop.SignalFd());
+        loop.Wait(-1, 0);
+    }
+    Say({{"event", "end"}, {"tunnels", proxy.Tunnels()}});
+    return kExitDone;
+}
+
+}  // namespace
+
+double ParseShare(const std::string& text) {
+    const bool percent = !text.empty() && text.back() == '%';
+    const std::string number = text.substr(0, text.size() - percent);
+    if (number.empty() || number.find_first_not_of("0123456789.") != std::string::npos) return -1;
+    char* end = nullptr;
+    const double value = std::strtod(number.c_str(), &end) / (percent ? 100 : 1);
+    return *end == '\0' && value <= 1 ? value : -1;
+}
+
+void AddHelperCommands(CLI::App& app, int& exitCode) {
+    const char* const group = "Helpers of the demo";
+    auto command = std::make_shared<ImpairCommand>();
+    CLI::App* impair = app.add_subcommand("impair", "Pass UDP datagrams on, losing and delaying some")->group(group);
+    impair->add_option("--listen", command->listen, "Where clients come, ADDR:PORT")->capture_default_str();
+    impair->add_option("--to", command->to, "Where the datagrams go on to, ADDR:PORT")->required();
+    impair->add_option("--loss", command->loss, "Share lost each way, e.g. 2%")->capture_default_str();
+    impair->add_option("--delay", command->options.delayMs, "Milliseconds each way")->check(CLI::Range(0, 10000));
+    impair->add_option("--seed", command->options.seed, "Which datagrams are lost")->capture_default_str();
+    impair->callback([command, &exitCode] { exitCode = RunImpair(*command); });
+
+    auto listen = std::make_shared<std::string>("127.0.0.1:0");
+    CLI::App* proxy = app.add_subcommand("connect-proxy", "Run an HTTP CONNECT proxy to loopback")->group(group);
+    proxy->add_option("--listen", *listen, "Where clients come, ADDR:PORT")->capture_default_str();
+    proxy->callback([listen, &exitCode] { exitCode = RunProxy(*listen); });
+}
+
+}  // namespace lumo

@@ -1,0 +1,78 @@
+#include "tools/lumo/demo/sockets.h"
+
+#include "tools/lumo/net/target.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+namespace lumo {
+namespace {
+
+sockaddr_in ToSockaddr(const Endpoint& endpoint) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(endpoint.ip);
+    address.sin_port = htons(endpoint.port);
+    return address;
+}
+
+Endpoint FromSockaddr(const sockaddr_in& address) { return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)}; }
+
+}  // namespace
+
+CUniqueFd OpenSocket(int type, const Endpoint& local, std::string& problem) {
+    CUniqueFd fd(socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    const sockaddr_in address = ToSockaddr(local);
+    if (fd && type == SOCK_STREAM) setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (fd && bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
+    problem = "cannot open " + local.Text() + ": " + ErrorText(errno);
+    return CUniqueFd();
+}
+
+Endpoint LocalEndpoint(int fd) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) return {};
+    return FromSockaddr(address);
+}
+
+void EnlargeBuffers(int fd) {
+    const int size = 4 * 1024 * 1024;  // what the kernel does not grant is no error
+    setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}
+
+void SendDatagram(int fd, const Endpoint& to, const char* data, size_t length) {
+    const sockaddr_in address = ToSockaddr(to);
+    (void)sendto(fd, data, length, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+ssize_t ReceiveDatagram(int fd, Endpoint& from, char* buffer, size_t capacity) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    const ssize_t got = recvfrom(fd, buffer, capacity, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&address), &length);
+    from = FromSockaddr(address);
+    return got;
+}
+
+bool StartConnect(int fd, const Endpoint& to) {
+    const sockaddr_in address = ToSockaddr(to);
+    return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EINPROGRESS;
+}
+
+bool ParseEndpoint(const std::string& text, Endpoint& endpoint) {
+    const size_t colon = text.find(':');
+    in_addr address{};
+    if (inet_pton(AF_INET, text.substr(0, colon).c_str(), &address) != 1) return false;
+    endpoint = {ntohl(address.s_addr), 0};
+    if (colon == std::string::npos) return true;
+    const std::string port = text.substr(colon + 1);
+    endpoint.port = static_cast<uint16_t>(ParseNumber(port, 65535));
+    return endpoint.port != 0 || port == "0";
+}
+
+}  // namespace lumo
