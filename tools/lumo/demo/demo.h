@@ -55,7 +55,6 @@ private:
     static constexpr uint64_t kBudgetMs = 120000;  // far more than it takes; nothing waits for ever
 
     bool Prepare();
-    bool MakeFiles();
     bool StartRelays();
     bool StartHelpers();
     bool StartRelay(CChildProcess& relay, const std::string& address);
