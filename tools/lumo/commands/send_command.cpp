@@ -17,6 +17,7 @@ namespace lumo {
 namespace {
 
 constexpr size_t kInboxBytes = 8 * 1024 * 1024;
+constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
 
 struct SendCommand {
     TransferOptions common;
@@ -70,7 +71,10 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
 ProgressView ViewOf(const SendProgress& progress, const CRelayLink& link) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
-    view.words = preparing ? "hashing" : progress.alive == 0 ? "waiting for receivers" : "sending";
+    view.words = preparing             ? "hashing"
+                 : !link.EverTaken()   ? "waiting for the relay server"
+                 : progress.alive == 0 ? "waiting for receivers"
+                                       : "sending";
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;
@@ -94,7 +98,8 @@ void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrin
     }
 }
 
-int Finish(const SendCommand& command, const CSendEngine& engine, bool interrupted, CProgressPrinter& printer) {
+int Finish(const SendCommand& command, const CSendEngine& engine, const CRelayLink& link, bool interrupted,
+           CProgressPrinter& printer) {
     const SendProgress progress = engine.Progress(CToolLoop::Now());
     int code = kExitFailed;
     std::string result = "failed";
@@ -109,7 +114,7 @@ int Finish(const SendCommand& command, const CSendEngine& engine, bool interrupt
     } else if (engine.State() == SendState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
-        printer.Error("nobody came to receive");
+        printer.Error(link.EverTaken() ? "nobody came to receive" : kNoRelay);
     } else {
         printer.Error(Printable(engine.Problem()));
     }
@@ -138,12 +143,17 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     CPublishLink link(route, inbox);
     CSendEngine engine(RandomID(), std::move(sources), options);
     std::string frame;
+    bool hinted = false;
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
         while (inbox.Pop(frame)) {
             if (engine.OnFrame(frame.data(), frame.size(), now)) link.OnSignOfLife(now);
         }
         if (link.Poll(now)) engine.OnLinkReady();
+        if (!hinted && !link.EverTaken() && link.Remakes() > 0) {
+            printer.Note(kNoRelay);
+            hinted = true;
+        }
         const uint64_t wait = engine.Tick(now, link);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), link));
         loop.Wait(inbox.WakeFd(), wait);
@@ -155,7 +165,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     engine.Leave(link, reason);  // leaves the queue once the first has arrived
     DrainLink(link, loop);
     link.Close();
-    return Finish(command, engine, loop.Interrupted(), printer);
+    return Finish(command, engine, link, loop.Interrupted(), printer);
 }
 
 int Run(const SendCommand& command) {

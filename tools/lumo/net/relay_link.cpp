@@ -39,7 +39,10 @@ void CRelayLink::CloseChannel() {
 bool CRelayLink::Poll(uint64_t now) {
     if (m_bClosed) return false;
     const bool accepted = m_inbox.TakeAccepted() && m_policy.IsUp();
-    if (accepted) m_policy.OnAccepted(now);
+    if (accepted) {
+        m_policy.OnAccepted(now);
+        m_bEverTaken = true;
+    }
     if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
         m_ullPolledMs = now;
         m_bLost = IsDisconnected();

@@ -52,6 +52,8 @@ public:
     void OnSignOfLife(uint64_t now) { m_policy.OnSignOfLife(now); }
     /// Says the library's goodbye. Nothing is made anew after it.
     void Close();
+    /// Whether a relay has ever taken us.
+    bool EverTaken() const { return m_bEverTaken; }
     int Remakes() const { return m_nMade > 0 ? m_nMade - 1 : 0; }
 
     bool Ready() const override { return m_policy.IsAccepted(); }
@@ -81,6 +83,7 @@ private:
     bool m_bClosed = false;
     uint64_t m_ullPolledMs = 0;
     int m_nMade = 0;
+    bool m_bEverTaken = false;
 };
 
 /// The sender's side: frames go down to all subscribers, the inbox gets what they send up.
