@@ -14,7 +14,7 @@ constexpr int kPollMs = 1000;  // a wake-up ends it early
 long CurlProxyType(ProxyType type) {
     switch (type) {
         case ProxyType::Socks4a:
-            return CURLPROXY_SOCKS4A;
+            return CURLPROXY_SOCKS4;  // the target is an address: nothing for the proxy to look up, and all take this
         case ProxyType::Socks5:
             return CURLPROXY_SOCKS5;
         default:

@@ -2,12 +2,10 @@
 // while frames pour in.
 #include "tcp_support.h"
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <random>
 #include <thread>
 
@@ -16,19 +14,6 @@ using namespace tcp_test;
 namespace {
 
 constexpr int kPour = 40;  // frames that each side sends as soon as it may
-
-// Whether the reactor's thread lives.
-bool ReactorLives() {
-    bool lives = false;
-    DIR* tasks = opendir("/proc/self/task");
-    while (const dirent* task = readdir(tasks)) {
-        std::string name;
-        std::getline(std::ifstream("/proc/self/task/" + std::string(task->d_name) + "/comm"), name);
-        lives |= name == "lumo-tcp";
-    }
-    closedir(tasks);
-    return lives;
-}
 
 enum class At { Connected, Answer, Frame, Disconnected, OtherThread };
 
@@ -223,7 +208,8 @@ TEST(TcpRelease, HoldsInEveryCallbackAndOnOtherThreadsWhileFramesPourIn) {
     for (const auto& client : inside) client->Release();
     server.reset();
     for (const auto& session : sessions) session->Release();
-    EXPECT_TRUE(Eventually([] { return !ReactorLives(); })) << "the reactor's thread has gone with the last one";
+    EXPECT_TRUE(Eventually([] { return !ThreadLives("lumo-tcp"); }))
+        << "the reactor's thread has gone with the last one";
     printf("%d rounds\n", rounds);
     EXPECT_GT(rounds, 500);
 }
@@ -278,7 +264,7 @@ TEST(TcpRelease, TheLastOneMayGoAndANewOneComeInsideACallback) {
         ASSERT_TRUE(done.WaitForCount(1));
         EXPECT_TRUE(i % 2 == 0 || second.m_events.WaitFor("connected"));
         second.Release();
-        ASSERT_TRUE(Eventually([] { return !ReactorLives(); }));
+        ASSERT_TRUE(Eventually([] { return !ThreadLives("lumo-tcp"); }));
         EXPECT_EQ(first.m_events.Count("frame another"), 0u);
     }
 }

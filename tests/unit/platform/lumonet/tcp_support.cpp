@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace tcp_test {
@@ -21,6 +23,12 @@ sockaddr_in Loopback(uint16_t port) {
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(kLoopback);
     return address;
+}
+
+std::string U32(size_t value) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift & 0xff);
+    return bytes;
 }
 
 bool Ready(int fd, short events) {
@@ -66,12 +74,6 @@ bool Eventually(const std::function<bool()>& condition) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
-}
-
-static std::string U32(size_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift & 0xff);
-    return bytes;
 }
 
 std::string Validation(uint32_t type, const std::string& payload) { return U32(type) + U32(payload.size()) + payload; }
@@ -250,5 +252,14 @@ CRawPeer CRawListener::Accept() {
 }
 
 uint16_t FreePort() { return CRawListener().Port(); }
+
+bool ThreadLives(const std::string& name) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string its;
+        std::getline(std::ifstream(task.path() / "comm"), its);
+        if (its == name) return true;
+    }
+    return false;
+}
 
 }  // namespace tcp_test

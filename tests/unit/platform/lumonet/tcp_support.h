@@ -4,6 +4,7 @@
 #include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/lumonet.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -141,6 +142,9 @@ private:
 };
 
 uint16_t FreePort();
+
+/// Whether this process has a thread of that name.
+bool ThreadLives(const std::string& name);
 
 /// Shortens one of the time limits while it lives.
 class CShortLimit {
