@@ -66,12 +66,20 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
         ->allow_extra_args(false);
 }
 
+/// Unsigned options would take a negative number for a huge one.
+CLI::Validator NotNegative() {
+    const auto check = [](const std::string& text) {
+        return text.find('-') == std::string::npos ? "" : "not a number of 0 or more: " + text;
+    };
+    return CLI::Validator(check, "");
+}
+
 void AddLimits(CLI::App& command, CServerLimits& limits) {
     const auto add = [&](const char* name, auto& value, const char* help) {
-        return command.add_option(name, value, help)->group("Limits")->capture_default_str();
+        return command.add_option(name, value, help)->group("Limits")->capture_default_str()->check(NotNegative());
     };
     const auto addSize = [&](const char* name, auto& value, const char* help) {
-        return add(name, value, help)->transform(CLI::AsSizeValue(false))->type_name("SIZE");
+        return add(name, value, help)->transform(CLI::AsSizeValue(false));
     };
     add("--max-channels", limits.channels, "Channels of one medium");
     add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");

@@ -1,0 +1,171 @@
+// What people and machines see.
+#include "server/pages/graph.h"
+#include "server/pages/http_server.h"
+#include "server/pages/page.h"
+#include "server/pages/streams_json.h"
+
+#include <gtest/gtest.h>
+
+#include <httplib.h>
+#include <atomic>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+CServerStatus ExampleStatus() {
+    CServerStatus status;
+    status.uptimeSeconds = 3700;
+    status.listenIP = 0x0a000001;
+    status.port = 7000;
+    CStreamStatus stream;
+    stream.medium = "file";
+    stream.channelID = 4000000000;
+    stream.hasSource = true;
+    stream.source.peer = {0x0a000002, 5000};
+    stream.source.proved = true;
+    stream.listenerCount = 3;
+    stream.listeners.push_back({{0x0a000003, 5001}, false, 4, 4000, 25, {1000, 20, 0}});
+    stream.listeners.push_back({{0x0a000004, 5002}, true, 7, 0, 0, {}});
+    stream.traffic.bytesIn = 123456;
+    stream.bytesPerSecond = 2500000;
+    stream.lossPermille = 13;
+    stream.history = {{1000, 0}, {2500000, 13}};
+    status.streams.push_back(stream);
+    CStreamStatus relayed;
+    relayed.medium = "file";
+    relayed.channelID = 5;
+    relayed.relayedFrom = 0x0a000009;
+    status.streams.push_back(relayed);
+    status.streamCount = 7;
+    return status;
+}
+
+TEST(Page, ShowsWhoPublishesWhoListensAndHowItGoes) {
+    const std::string page = StreamsPage(ExampleStatus());
+    for (const char* text :
+         {"10.0.0.1:7000, up 1 h 1 min, 7 live streams", "file 4000000000", "Publisher: 10.0.0.2:5000 (udp)",
+          "<td>10.0.0.3:5001 (udp)</td><td>4</td><td>25 ms</td><td>2.0 %</td>",
+          "<td>10.0.0.4:5002 (tcp)</td><td>7</td><td>-</td><td>-</td>", "and 1 more", "2.5 MB/s", "1.3 % sent again",
+          "relayed from 10.0.0.9", "Nobody listens.", "The busiest 2 are shown.", "<polyline points=\""}) {
+        EXPECT_NE(page.find(text), std::string::npos) << text;
+    }
+    EXPECT_NE(StreamsPage(CServerStatus()).find("No streams at the moment."), std::string::npos);
+}
+
+TEST(Page, NothingInItIsMarkup) {
+    EXPECT_EQ(EscapeHtml("<a href=\"x\" on='y'>&amp;"), "&lt;a href=&quot;x&quot; on=&#39;y&#39;&gt;&amp;amp;");
+    CServerStatus status = ExampleStatus();
+    status.streams[0].medium = "<script>alert(1)</script>";
+    EXPECT_EQ(StreamsPage(status).find("<script>"), std::string::npos);
+    EXPECT_EQ(GraphSvg({1, 2}, 5, 1, "a\"b", "<t>").find("<t>"), std::string::npos);
+}
+
+TEST(Graph, NewestIsAtTheRightAndTheLargestAtTheTop) {
+    const std::string svg = GraphSvg({0, 10, 5}, 4, 1, "rate", "t");
+    EXPECT_NE(svg.find("points=\"100,40 200,1 300,21 \""), std::string::npos) << svg;
+    EXPECT_EQ(GraphSvg({}, 4, 1, "rate", "t").find("polyline"), std::string::npos);
+    EXPECT_NE(GraphSvg({0, 0}, 4, 1000, "rate", "t").find("200,40 300,40"), std::string::npos);
+    EXPECT_NE(GraphSvg({UINT32_MAX}, 2, 0, "rate", "t").find("300,1 "), std::string::npos);
+}
+
+TEST(Json, SaysTheSame) {
+    const auto json = nlohmann::json::parse(StreamsJson(ExampleStatus()));
+    EXPECT_EQ(json["stream_count"], 7);
+    const auto& stream = json["streams"][0];
+    EXPECT_EQ(stream["channel"], 4000000000);
+    EXPECT_EQ(stream["publisher"]["address"], "10.0.0.2:5000");
+    EXPECT_TRUE(stream["relayed_from"].is_null());
+    EXPECT_EQ(stream["listeners"][0]["retransmitted"], 20);
+    EXPECT_EQ(stream["listeners"][1]["transport"], "tcp");
+    EXPECT_EQ(stream["history"]["bytes_per_second"], (std::vector<int>{1000, 2500000}));
+    EXPECT_TRUE(json["streams"][1]["publisher"].is_null());
+    EXPECT_EQ(json["streams"][1]["relayed_from"], "10.0.0.9");
+}
+
+TEST(Metrics, CountersNeverFallAndGaugesFollow) {
+    CMetrics metrics;
+    CMediumStatus medium;
+    medium.medium = "file";
+    medium.sinksTcp = 3;
+    medium.traffic.bytesIn = 1000;
+    medium.links.dropped = 2;
+    medium.traffic.dropped = 5;
+    const std::string before = metrics.Text({medium}, {});
+    EXPECT_NE(before.find("lumo_sinks{medium=\"file\",transport=\"tcp\"} 3\n"), std::string::npos) << before;
+    EXPECT_NE(before.find("lumo_bytes_total{direction=\"in\",medium=\"file\"} 1000\n"), std::string::npos) << before;
+    EXPECT_NE(before.find("lumo_drops_total{medium=\"file\"} 7\n"), std::string::npos);
+    medium.sinksTcp = 1;
+    medium.traffic.bytesIn = 900;
+    const std::string after = metrics.Text({medium}, {});
+    EXPECT_NE(after.find("lumo_sinks{medium=\"file\",transport=\"tcp\"} 1\n"), std::string::npos);
+    EXPECT_NE(after.find("lumo_bytes_total{direction=\"in\",medium=\"file\"} 1000\n"), std::string::npos);
+    EXPECT_EQ(std::count(before.begin(), before.end(), '\n'), std::count(after.begin(), after.end(), '\n'))
+        << "no new series";
+    const CProcessStatus process = ReadProcessStatus();
+    EXPECT_GT(process.residentBytes, 1U << 20);
+    EXPECT_GE(process.openFiles, 3U);
+}
+
+class CExampleSource final : public IStatusSource {
+public:
+    std::vector<CMediumStatus> Media() override { return {CMediumStatus{"file"}}; }
+    CServerStatus Status() override { return ExampleStatus(); }
+};
+
+TEST(HttpServer, AnswersToItsOwnAddressOnlyAndTellsBrowsersToTrustNothing) {
+    CExampleSource source;
+    CHttpServer server(source, 0x7f000001, 0);
+    ASSERT_TRUE(server.Start());
+    const std::string port = std::to_string(server.Port());
+    const auto get = [&](const std::string& path, const httplib::Headers& headers) {
+        httplib::Client client("127.0.0.1", server.Port());
+        return client.Get(path, headers);
+    };
+    struct Row {
+        std::string host;
+        int status;
+    };
+    for (const Row& row :
+         {Row{"127.0.0.1:" + port, 200}, Row{"localhost:" + port, 200}, Row{"localhost", 200}, Row{"127.0.0.1:1", 403},
+          Row{"evil.example", 403}, Row{"evil.example:" + port, 403}, Row{"127.0.0.1.evil.example", 403},
+          Row{"127.0.0.2:" + port, 403}, Row{"10.0.0.1", 403}, Row{"", 403}, Row{"localhost:" + port + "@evil", 403}}) {
+        for (const char* path : {"/", "/api/streams", "/metrics", "/health", "/page.js", "/page.css"}) {
+            const auto answer = get(path, {{"Host", row.host}});
+            ASSERT_TRUE(answer) << row.host << path;
+            EXPECT_EQ(answer->status, row.status) << row.host << path;
+            EXPECT_NE(answer->get_header_value("Content-Security-Policy").find("default-src 'none'"),
+                      std::string::npos);
+            EXPECT_EQ(answer->get_header_value("X-Content-Type-Options"), "nosniff");
+            EXPECT_TRUE(row.status == 200 || answer->body.find("10.0.0.2") == std::string::npos);
+        }
+    }
+    EXPECT_EQ(get("/nothing", {{"Host", "localhost"}})->status, 404);
+    EXPECT_EQ(get("/../etc/passwd", {{"Host", "localhost"}})->status, 404);
+    EXPECT_EQ(get("/health", {{"Host", "localhost"}})->body, "ok\n");
+    CHttpServer second(source, 0x7f000001, server.Port());
+    EXPECT_FALSE(second.Start()) << "a taken port is not shared";
+}
+
+TEST(HttpServer, ConnectionsThatSayNothingHoldUpNeitherOthersNorTheEnd) {
+    CExampleSource source;
+    auto server = std::make_unique<CHttpServer>(source, 0x7f000001, 0);
+    ASSERT_TRUE(server->Start());
+    std::vector<int> silent;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(server->Port());
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    for (int i = 0; i < 12; ++i) {
+        silent.push_back(socket(AF_INET, SOCK_STREAM, 0));
+        ASSERT_EQ(connect(silent.back(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    }
+    httplib::Client client("127.0.0.1", server->Port());
+    client.set_read_timeout(60);
+    const auto answer = client.Get("/health");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, 200);
+    server.reset();
+    for (int one : silent) close(one);
+}
+
+}  // namespace

@@ -1,0 +1,143 @@
+// The small parts: ranges, endpoints, budgets, histories, flags.
+#include "server/answer_budget.h"
+#include "server/mcu_command.h"
+#include "server/rate_history.h"
+#include "server/server_options.h"
+#include "server/unproved.h"
+
+#include <gtest/gtest.h>
+
+#include <CLI/CLI.hpp>
+
+namespace {
+
+TEST(Cidr, TakesRangesAndAddressesAndNothingElse) {
+    struct Row {
+        const char* text;
+        uint32_t inside;
+        uint32_t outside;
+    };
+    for (const Row& row : {Row{"10.0.0.0/8", 0x0affffff, 0x0b000000}, Row{"10.1.2.3", 0x0a010203, 0x0a010202},
+                           Row{"10.1.2.3/31", 0x0a010202, 0x0a010204}, Row{"128.0.0.0/1", 0xffffffff, 0x7fffffff}}) {
+        CCidrList list;
+        ASSERT_TRUE(CCidr::Parse(row.text, list)) << row.text;
+        EXPECT_TRUE(Contains(list, row.inside)) << row.text;
+        EXPECT_FALSE(Contains(list, row.outside)) << row.text;
+    }
+    CCidrList all;
+    ASSERT_TRUE(CCidr::Parse("0.0.0.0/0", all));
+    EXPECT_TRUE(Contains(all, 0) && Contains(all, ~0U));
+    for (const char* text : {"", "/", "10.0.0.0/", "10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/8 ", "10.0.0.0/008",
+                             "10.0.0/8", "10.0.0.0.0/8", "host/8", "10.0.0.0/99999999999999999999"}) {
+        EXPECT_FALSE(CCidr::Parse(text, all)) << text;
+    }
+    EXPECT_EQ(all.size(), 1U);
+}
+
+TEST(Endpoint, NamesAnAddressAPortOrBoth) {
+    struct Row {
+        const char* text;
+        bool good;
+        uint32_t ip;
+        uint16_t port;
+    };
+    const Row rows[] = {{"1.2.3.4", true, 0x01020304, 7},
+                        {"1.2.3.4:80", true, 0x01020304, 80},
+                        {":80", true, 9, 80},
+                        {"1.2.3.4:65535", true, 0x01020304, 65535},
+                        {"", false, 9, 7},
+                        {"80", false, 9, 7},
+                        {"1.2.3.4:", false, 9, 7},
+                        {"1.2.3.4:65536", false, 9, 7},
+                        {"1.2.3.4:80:81", false, 9, 7},
+                        {"1.2.3.4: 80", false, 9, 7},
+                        {"host:80", false, 9, 7},
+                        {"1.2.3.4:99999999999", false, 9, 7}};
+    for (const Row& row : rows) {
+        uint32_t ip = 9;
+        uint16_t port = 7;
+        EXPECT_EQ(ParseEndpoint(row.text, ip, port), row.good) << row.text;
+        EXPECT_EQ(ip, row.ip) << row.text;
+        EXPECT_EQ(port, row.port) << row.text;
+    }
+}
+
+TEST(AnswerBudget, IsThreeTimesWhatCameHeadersIncluded) {
+    CAnswerBudget budget;
+    EXPECT_FALSE(budget.Spend(0));
+    budget.Received(10);  // 38 on the wire, so 114 back
+    EXPECT_TRUE(budget.Spend(14));
+    EXPECT_TRUE(budget.Spend(14));
+    EXPECT_FALSE(budget.Spend(6)) << "34, where 30 are left";
+    EXPECT_TRUE(budget.Spend(2));
+    EXPECT_FALSE(budget.Spend(0));
+    budget.Received(0);
+    EXPECT_TRUE(budget.Spend(56));
+}
+
+TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
+    CUnproved unproved(4, 2);
+    unproved.Add(11, 1, 100);
+    unproved.Add(12, 1, 200);
+    unproved.Add(13, 2, 100);
+    EXPECT_TRUE(unproved.AddressIsFull(1));
+    EXPECT_FALSE(unproved.AddressIsFull(2));
+    EXPECT_EQ(unproved.Oldest(), 11U);
+    EXPECT_EQ(unproved.OldestOf(200), 12U);
+    EXPECT_EQ(unproved.OldestOf(300), 0U);
+    EXPECT_EQ(unproved.CountOf(100), 2U);
+    EXPECT_EQ(unproved.Remove(11), 100U);
+    EXPECT_EQ(unproved.Remove(11), 0U);
+    EXPECT_EQ(unproved.Oldest(), 12U);
+    EXPECT_FALSE(unproved.AddressIsFull(1));
+    unproved.Add(14, 3, 100);
+    EXPECT_FALSE(unproved.IsFull());
+    unproved.Add(15, 3, 100);
+    EXPECT_TRUE(unproved.IsFull());
+}
+
+TEST(RateHistory, KeepsFiveMinutesInOrder) {
+    CRateHistory history;
+    uint32_t now = UINT32_MAX - 5000;  // across the clock's wrap
+    history.Add(now, 1000, 100, 0);
+    EXPECT_EQ(history.BytesPerSecond(), 0U);
+    history.Add(now + 1001, 3000, 100, 0);
+    EXPECT_TRUE(history.Samples().empty()) << "a bucket is two seconds";
+    history.Add(now + 2000, 5000, 150, 5);
+    EXPECT_EQ(history.BytesPerSecond(), 2000U);
+    EXPECT_EQ(history.LossPermille(), 100U);
+    history.Add(now + 4000, 4000, 140, 4);
+    EXPECT_EQ(history.BytesPerSecond(), 0U) << "totals that step back are no traffic";
+    for (uint32_t i = 1; i <= 200; ++i) history.Add(now + 4000 + i * 2000, 4000 + i * (i + 1) * 1000, 140, 4);
+    const auto samples = history.Samples();
+    ASSERT_EQ(samples.size(), CRateHistory::kBuckets);
+    EXPECT_EQ(samples.front().bytesPerSecond, 51000U);
+    EXPECT_EQ(samples.back().bytesPerSecond, 200000U);
+}
+
+TEST(McuCommand, RefusesWhatItDoesNotUnderstand) {
+    for (const char* line :
+         {"mcu --listen host", "mcu --listen 1.2.3.4:70000", "mcu --port 65536", "mcu --port x", "mcu --http yes",
+          "mcu --http 1.2.3.4.5:80", "mcu --allow 10.0.0.0/33", "mcu --relay-to everywhere",
+          "mcu --max-sink-queue much", "mcu --max-upstream-frame 65M", "mcu --max-upstream-frame 0",
+          "mcu --max-sinks -1", "mcu --max-sink-queue -1MiB", "mcu extra"}) {
+        CLI::App app;
+        int exitCode = -1;
+        AddMcuCommand(app, exitCode);
+        const std::string unbindable = " --listen 192.0.2.1:9";  // a line that is taken all the same does not stay
+        EXPECT_THROW(app.parse(line + unbindable), CLI::ParseError) << line;
+        EXPECT_EQ(exitCode, -1) << line;
+    }
+}
+
+TEST(McuCommand, FailsPlainlyWhenItCannotListen) {
+    CLI::App app;
+    int exitCode = -1;
+    AddMcuCommand(app, exitCode);
+    app.parse(
+        "mcu --listen 192.0.2.1:9 --http off --allow 10.0.0.0/8 --allow 1.2.3.4 --relay-to 10.1.0.0/16 "
+        "--max-sink-queue 8MiB --max-upstream-frame 64MiB --max-channels 5");
+    EXPECT_EQ(exitCode, 1);
+}
+
+}  // namespace

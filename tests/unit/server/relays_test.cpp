@@ -1,0 +1,258 @@
+// Channels at home at another server. The test is the far server and the subscribers.
+#include "server_host.h"
+
+#include <gtest/gtest.h>
+
+using session_wire::U32;
+
+namespace {
+
+constexpr uint32_t kChannel = 77;
+constexpr uint32_t kFar = 0x7f000002;
+constexpr CPeer kFarPeer{kFar, CServerHost::kPort};
+constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CPeer kCarol{0x0a000003, 1003};
+constexpr uint32_t kFarSink = 0xfa5;
+
+class Relays : public testing::Test {
+protected:
+    void Ask(const CPeer& peer, uint32_t receiverID = 9) {
+        host.Deliver(CServerHost::LongConnect(receiverID, kChannel, kFar), peer);
+    }
+    /// The far server's side of the leg: what it was asked, and its answers.
+    std::vector<std::string> FarTakes() { return host.Take(kFarPeer); }
+    void FarAccepts() {
+        const uint32_t receiverID = host.LastID(kFarPeer, "0639", 2);
+        legID = receiverID != 0 ? receiverID : legID;
+        FarTakes();
+        host.Deliver(Hex("063a") + U32(legID) + U32(kFarSink), kFarPeer);
+        host.Run(10, 10);
+    }
+    void FarSends(uint16_t sequence, const std::string& frame) {
+        host.Deliver(Hex("063d") + U32(legID) + U32(kFarSink) + session_wire::Data(sequence, frame), kFarPeer);
+    }
+    /// Its sink here, once it is acknowledged.
+    uint32_t SinkOf(const CPeer& peer) { return host.LastID(peer, "063a", 6); }
+    size_t Channels() { return host.server->Media()[0].channels; }
+
+    CServerHost host;
+    uint32_t legID = 0;
+};
+
+TEST_F(Relays, AsksOnceForAllAndServesWhenTheFarServerHasAccepted) {
+    Ask(kBob);
+    Ask(kBob);
+    Ask(kCarol, 8);
+    const auto asked = FarTakes();
+    ASSERT_EQ(asked.size(), 1U);
+    EXPECT_EQ(asked[0].substr(12), "0000004d" + std::string(24, '0')) << "the far server must not relay it further";
+    EXPECT_EQ(SinkOf(kBob), 0U);
+    host.Run(3300);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "0639"), 3U) << "once a second";
+    Ask(kBob);
+    host.Run(1100);
+    FarAccepts();
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U);
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
+    EXPECT_EQ(FarTakes(), (std::vector<std::string>{"063b" + ToHex(U32(kFarSink))}));
+    Ask({kCarol.ip, 7}, 10);
+    EXPECT_EQ(host.TakeCount({kCarol.ip, 7}, "063a"), 2U) << "at once, now";
+    EXPECT_TRUE(FarTakes().empty());
+}
+
+TEST_F(Relays, DownGoesToSubscribersAndUpToTheFarServer) {
+    Ask(kBob);
+    FarAccepts();
+    const uint32_t sinkID = SinkOf(kBob);
+    host.Deliver(CServerHost::Command("3b", sinkID), kBob);
+    host.Take(kBob);
+    FarTakes();
+    FarSends(0, "down");
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    const auto acknowledged = FarTakes();
+    ASSERT_EQ(acknowledged.size(), 1U);
+    EXPECT_EQ(acknowledged[0].size(), 2 * (6 + 12U)) << "an acknowledgement; nothing goes back up";
+    host.Deliver(CServerHost::Command("3e", sinkID, session_wire::Data(0, "up")), kBob);
+    const auto up = FarTakes();
+    ASSERT_EQ(up.size(), 1U);
+    EXPECT_EQ(up[0].substr(0, 12), "063e" + ToHex(U32(kFarSink)));
+    EXPECT_EQ(up[0].substr(36), ToHex("up"));
+    const auto answer = host.Take(kBob);
+    ASSERT_EQ(answer.size(), 1U);
+    EXPECT_EQ(answer[0].size(), 2 * (10 + 12U)) << "an acknowledgement; nothing comes back down";
+}
+
+TEST_F(Relays, AChainIsOneHopLong) {
+    Ask(kBob);
+    FarAccepts();
+    host.Deliver(CServerHost::SinkConnect(20, kChannel), kCarol);
+    host.Deliver(CServerHost::LongConnect(21, kChannel, 0), kCarol);
+    EXPECT_TRUE(host.Take(kCarol).empty());
+    EXPECT_FALSE(host.Validate(13, U32(kChannel)));
+    EXPECT_FALSE(host.Validate(13, U32(kChannel) + std::string(12, '\0')));
+    EXPECT_TRUE(host.Validate(13, U32(kChannel) + U32(0x7f000009) + std::string(8, '\0'))) << "relayed already";
+}
+
+TEST_F(Relays, APublisherArrivingHereEndsItOnceItIsThere) {
+    Ask(kBob);
+    FarAccepts();
+    host.Deliver(CServerHost::Command("3b", SinkOf(kBob)), kBob);
+    host.Deliver(CServerHost::SourceConnect(kChannel, 5), kCarol);
+    const uint32_t sourceID = host.LastID(kCarol, "0641", 6);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 0U) << "a forged request does not end it";
+    host.Deliver(CServerHost::Command("45", sourceID), kCarol);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 3U);
+    host.Take(kBob);
+    host.Deliver(CServerHost::Command("42", sourceID, session_wire::Data(0, "own")), kCarol);
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    host.Deliver(CServerHost::SinkConnect(20, kChannel), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U) << "at home here from now on";
+    EXPECT_EQ(host.server->Media()[0].relays, 0U);
+}
+
+TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
+    Ask(kBob);
+    FarAccepts();
+    const uint32_t sinkID = SinkOf(kBob);
+    host.Run(60000);
+    EXPECT_EQ(Channels(), 1U);
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    host.Run(9000);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 0U);
+    Ask(kBob, 10);
+    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarPeer);
+    host.Run(12000);
+    ASSERT_NE(SinkOf(kBob), sinkID) << "taken over by the next one";
+    host.Deliver(CServerHost::Command("3f", SinkOf(kBob)), kBob);
+    host.Run(12500);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 3U);
+    EXPECT_EQ(Channels(), 0U);
+}
+
+TEST_F(Relays, GivesUpAfterTenSecondsWithoutAnAnswer) {
+    Ask(kBob);
+    host.Run(9000);
+    EXPECT_EQ(Channels(), 1U);
+    host.Run(3300);
+    EXPECT_EQ(Channels(), 0U);
+    EXPECT_NEAR(static_cast<double>(host.TakeCount(kFarPeer, "0639")), 10, 1.5);
+    host.Run(20000);
+    EXPECT_TRUE(FarTakes().empty());
+    EXPECT_EQ(SinkOf(kBob), 0U);
+}
+
+TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
+    Ask(kBob);
+    FarAccepts();
+    host.Deliver(CServerHost::Command("3b", SinkOf(kBob)), kBob);
+    host.Run(4000);
+    FarTakes();
+    Ask(kCarol, 10);
+    EXPECT_EQ(FarTakes(), (std::vector<std::string>{"063b" + ToHex(U32(kFarSink))}));
+    EXPECT_EQ(SinkOf(kCarol), 0U);
+    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarPeer);
+    host.Run(100);
+    EXPECT_NE(SinkOf(kCarol), 0U) << "it is alive";
+
+    host.Run(4000);
+    host.Take(kCarol);
+    FarTakes();
+    Ask(kCarol, 11);
+    host.Run(4400);
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 0U);
+    EXPECT_NE(host.LastID(kFarPeer, "0639", 2), 0U) << "subscribed anew";
+    FarAccepts();
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
+    host.Take(kBob);
+    FarSends(0, "the old subscriber hears the new leg");
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+}
+
+TEST_F(Relays, OverTcpTheSubscriberIsTakenAtOnceAndClosedWhenTheFarServerIsLate) {
+    const auto ask = [&] { return host.Validate(13, U32(kChannel) + U32(0) + U32(0xe0000001) + U32(kFar)); };
+    CFakeTcp* first = ask();
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->sent.size(), 1U);
+    ASSERT_EQ(host.net.clients.size(), 1U);
+    CFakeTcp& leg = host.net.LastClient();
+    EXPECT_EQ(leg.dialledHost, "127.0.0.2") << "the first address that is one";
+    EXPECT_EQ(leg.dialledPort, CServerHost::kPort);
+    leg.clientNotify->OnTcpClientNotifyConnected();
+    EXPECT_EQ(ToHex(leg.TakeSent()[0].bytes), "0000000d000000100000004d" + std::string(24, '0'));
+    for (int second = 0; second < 3; ++second) {
+        host.net.LastClient().lost = true;
+        host.Run(1100);
+    }
+    EXPECT_EQ(host.net.clients.size(), 4U) << "dialled anew each second";
+    EXPECT_TRUE(leg.released);
+    CFakeTcp* second = ask();
+    host.Run(2200);
+    EXPECT_TRUE(first->released);
+    EXPECT_FALSE(second->released);
+    CFakeTcp& up = host.net.LastClient();
+    up.clientNotify->OnTcpClientNotifyConnected();
+    EXPECT_TRUE(up.clientNotify->OnTcpClientNotifyValidate(13, U32(kChannel).data(), 4));
+    host.Run(20000);
+    EXPECT_FALSE(second->released);
+    second->TakeSent();
+    EXPECT_TRUE(up.clientNotify->OnTcpClientNotifyReceivedFrame("down", 4));
+    EXPECT_EQ(second->sent.back().bytes, "down");
+    up.TakeSent();
+    EXPECT_TRUE(second->sessionNotify->OnTcpSessionNotifyReceivedFrame("up", 2));
+    EXPECT_EQ(up.sent.back().bytes, "up");
+}
+
+TEST_F(Relays, PendingLegsAreBounded) {
+    const auto legs = [&] { return host.server->Media()[0].relays; };
+    for (uint32_t i = 0; i < 10; ++i) host.Deliver(CServerHost::LongConnect(1, 1000 + i, kFar), kBob);
+    EXPECT_EQ(legs(), 3U) << "of one asker";
+    for (uint32_t i = 0; i < 200; ++i) host.Deliver(CServerHost::LongConnect(1, 2000 + i, kFar), {0x0b000000 + i, 1});
+    EXPECT_EQ(legs(), 100U);
+    host.Run(12500);
+    EXPECT_EQ(legs(), 0U);
+    Ask(kBob);
+    EXPECT_EQ(legs(), 1U);
+}
+
+struct PolicyRow {
+    const char* what;
+    uint32_t listen;
+    const char* relayTo;
+    uint32_t target;
+    bool allowed;
+};
+TEST(RelayPolicy, OnlyToWhereItMay) {
+    const PolicyRow rows[] = {
+        {"nobody", 0, "", 0, false},
+        {"this network", 0, "", 0x00000001, false},
+        {"this network, even when listed", 0, "0.0.0.0/0", 0x00ffffff, false},
+        {"a unicast address", 0, "", 0x01000000, true},
+        {"the last one", 0, "", 0xdfffffff, true},
+        {"multicast", 0, "", 0xe0000000, false},
+        {"reserved", 0, "0.0.0.0/0", 0xf0000001, false},
+        {"broadcast", 0, "0.0.0.0/0", 0xffffffff, false},
+        {"the network's broadcast address", 0, "0.0.0.0/0", 0x0a0000ff, false},
+        {"an address of its own", 0, "", 0x0a000007, false},
+        {"its own, listed", 0, "10.0.0.0/8", 0x0a000007, false},
+        {"another host's", 0x0a000007, "", 0x0a000008, true},
+        {"the one it listens on", 0x0a000007, "", 0x0a000007, false},
+        {"loopback", 0, "", 0x7f000001, false},
+        {"loopback, when it listens elsewhere", 0x0a000007, "", 0x7f000001, false},
+        {"loopback, listed", 0x0a000007, "127.0.0.0/8", 0x7f000001, true},
+        {"loopback, when it listens there", 0x7f000001, "", 0x7f000002, true},
+        {"not listed", 0, "10.1.0.0/16", 0x0a020000, false},
+        {"listed", 0, "10.1.0.0/16", 0x0a01ffff, true},
+    };
+    for (const PolicyRow& row : rows) {
+        CServerOptions options;
+        options.listenIP = row.listen;
+        if (*row.relayTo != '\0') {
+            ASSERT_TRUE(CCidr::Parse(row.relayTo, options.relayTo));
+        }
+        CRelayPolicy policy(options);
+        policy.SetOwn({0x7f000001, 0x0a000007}, {0x0a0000ff});
+        EXPECT_EQ(policy.Allows(row.target), row.allowed) << row.what;
+    }
+}
+
+}  // namespace

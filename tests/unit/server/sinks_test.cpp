@@ -1,0 +1,223 @@
+// Subscribers: who is served, what an address has to show first, and what happens at the limits.
+#include "server_host.h"
+
+#include <gtest/gtest.h>
+
+using session_wire::U32;
+
+namespace {
+
+constexpr uint32_t kChannel = 77;
+constexpr CPeer kAlice{0x0a000001, 1001};
+constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CPeer kCarol{0x0a000003, 1003};
+
+std::string Frame(uint32_t sourceID, uint16_t sequence, const std::string& bytes) {
+    return CServerHost::Command("42", sourceID, session_wire::Data(sequence, bytes));
+}
+
+size_t Sinks(CServerHost& host) {
+    const CMediumStatus medium = host.server->Media()[0];
+    return medium.sinksUdp + medium.sinksTcp;
+}
+
+TEST(Sinks, EveryFormOfRequestIsServedAtHomeAndOnlyThere) {
+    CServerHost host;
+    const auto answers = [&](const std::string& request) {
+        host.Deliver(request, kBob);
+        return host.TakeCount(kBob, "063a");
+    };
+    EXPECT_EQ(answers(CServerHost::SinkConnect(1, kChannel)), 0U);
+    EXPECT_EQ(answers(CServerHost::LongConnect(2, kChannel, 0)), 0U);
+    EXPECT_FALSE(host.Validate(13, U32(kChannel)));
+    EXPECT_FALSE(host.Validate(13, U32(kChannel) + std::string(12, '\0')));
+    host.Publish(kChannel, 5, kAlice);
+    EXPECT_EQ(answers(CServerHost::SinkConnect(1, kChannel)), 2U);
+    EXPECT_EQ(answers(CServerHost::LongConnect(2, kChannel, 0)), 2U);
+    EXPECT_EQ(answers(CServerHost::LongConnect(3, kChannel, 0x7f000009)), 2U) << "at home, whatever it names";
+    EXPECT_EQ(answers(CServerHost::LongConnect(3, kChannel, 0)), 2U) << "acknowledged again";
+    EXPECT_EQ(Sinks(host), 3U);
+    CFakeTcp* shortForm = host.Validate(13, U32(kChannel));
+    ASSERT_TRUE(shortForm);
+    EXPECT_EQ(ToHex(shortForm->sent.at(0).bytes), "0000000d000000040000004d");
+    EXPECT_TRUE(host.Validate(13, U32(kChannel) + std::string(12, '\0')));
+    EXPECT_TRUE(host.Validate(13, U32(kChannel) + U32(0x7f000009) + std::string(8, '\0')));
+    for (const size_t length : {0, 3, 5, 8, 15, 17}) EXPECT_FALSE(host.Validate(13, std::string(length, 'x')));
+    for (const uint32_t type : {0U, 1U, 2U, 3U, 7U, 11U, 14U, 100U, ~0U})
+        EXPECT_FALSE(host.Validate(type, U32(kChannel)));
+    EXPECT_EQ(Sinks(host), 6U);
+}
+
+TEST(Sinks, EveryDatagramMustComeFromTheAddressThatConnected) {
+    CServerHost host;
+    host.Publish(kChannel, 5, kAlice);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    for (const CPeer& other : {kCarol, CPeer{kBob.ip, 999}}) {
+        host.Deliver(CServerHost::SinkConnect(9, kChannel), other);
+        host.Deliver(CServerHost::LongConnect(9, kChannel, 0), other);
+        host.Deliver(CServerHost::Command("3b", sinkID), other);
+        host.Deliver(CServerHost::Command("3e", sinkID, session_wire::Data(0, "up")), other);
+        host.Deliver(CServerHost::Command("3f", sinkID), other);
+        EXPECT_TRUE(host.Take(other).empty());
+    }
+    EXPECT_EQ(host.server->Media()[0].traffic.framesUp, 0U);
+    EXPECT_EQ(Sinks(host), 1U);
+    host.Deliver(CServerHost::Command("3b", sinkID), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063c"), 2U);
+}
+
+TEST(Sinks, FramesWaitUntilTheAddressHasAnswered) {
+    CServerHost host;
+    const uint32_t sourceID = host.Publish(kChannel, 5, kAlice);
+    host.Deliver(CServerHost::SinkConnect(9, kChannel), kBob);
+    const uint32_t sinkID = host.LastID(kBob, "063a", 6);
+    host.Take(kBob);
+    host.Deliver(Frame(sourceID, 0, "waits"), kAlice);
+    host.Run(5000);
+    EXPECT_TRUE(host.Take(kBob).empty());
+    EXPECT_TRUE(host.lines.size() == 1) << "not yet a subscriber";
+    host.Deliver(CServerHost::Command("3b", sinkID), kBob);
+    EXPECT_EQ(host.LastLine(), "file sink 10.0.0.2:1002 (udp) came to channel 77");
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    EXPECT_EQ(host.LastLine(), "file sink 10.0.0.2:1002 (udp) left channel 77");
+}
+
+TEST(Sinks, SilenceEndsThemAfterThreeMinutes) {
+    CServerHost host;
+    host.Publish(kChannel, 5, kAlice);
+    host.Subscribe(kChannel, 9, kBob);
+    host.Run(179000, 1001);
+    EXPECT_EQ(Sinks(host), 1U);
+    host.Run(4000, 1001);
+    EXPECT_EQ(Sinks(host), 0U);
+}
+
+struct LimitRow {
+    const char* what;
+    size_t CServerLimits::*limit;
+    size_t value;
+    size_t served;  // of five subscribers of two channels
+    bool tcp;       // and whether one more is
+};
+class SinkLimits : public testing::TestWithParam<LimitRow> {};
+TEST_P(SinkLimits, NewcomersGetNoAnswer) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.*GetParam().limit = GetParam().value;
+    CServerHost host(options);
+    host.Publish(kChannel, 5, kAlice);
+    host.Publish(kChannel + 1, 5, kAlice);
+    size_t served = 0;
+    for (uint32_t i = 0; i < 5; ++i) served += host.Subscribe(kChannel + i % 2, i, {kBob.ip + i, 1}) != 0 ? 1 : 0;
+    EXPECT_EQ(served, GetParam().served);
+    EXPECT_EQ(host.Validate(13, U32(kChannel)) != nullptr, GetParam().tcp);
+}
+INSTANTIATE_TEST_SUITE_P(Rows, SinkLimits,
+                         testing::Values(LimitRow{"per channel", &CServerLimits::sinksPerChannel, 2, 4, false},
+                                         LimitRow{"of a medium", &CServerLimits::sinks, 3, 3, false},
+                                         LimitRow{"of a medium, enough", &CServerLimits::sinks, 6, 5, true},
+                                         LimitRow{"channels", &CServerLimits::channels, 1, 3, true}),
+                         [](const auto& row) { return std::to_string(row.index); });
+
+TEST(SinkLimits, TheOldestWhoHasNotAnsweredGivesWay) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.sinksPerChannel = 3;
+    CServerHost host(options);
+    host.Publish(kChannel, 5, kAlice);
+    host.Subscribe(kChannel, 1, {kBob.ip, 1});
+    host.Deliver(CServerHost::SinkConnect(2, kChannel), {kBob.ip, 2});
+    const uint32_t evicted = host.LastID({kBob.ip, 2}, "063a", 6);
+    host.Deliver(CServerHost::SinkConnect(3, kChannel), {kBob.ip, 3});
+    const uint32_t kept = host.LastID({kBob.ip, 3}, "063a", 6);
+    EXPECT_NE(host.Subscribe(kChannel, 4, {kBob.ip, 4}), 0U);
+    host.net.Udp().TakeSent();
+    host.Deliver(CServerHost::Command("3b", evicted), {kBob.ip, 2});
+    EXPECT_TRUE(host.net.Udp().TakeSent().empty());
+    host.Deliver(CServerHost::Command("3b", kept), {kBob.ip, 3});
+    EXPECT_EQ(host.TakeCount({kBob.ip, 3}, "063c"), 2U);
+    EXPECT_EQ(host.Subscribe(kChannel, 5, {kBob.ip, 5}), 0U) << "all three are there";
+}
+
+TEST(SinkLimits, AnAddressHasAtMostSoManyThatHaveNotAnswered) {
+    CServerHost host;
+    host.Publish(kChannel, 5, kAlice);
+    for (uint32_t i = 0; i < 100; ++i)
+        host.Deliver(CServerHost::SinkConnect(i, kChannel), {kBob.ip, static_cast<uint16_t>(i + 1)});
+    EXPECT_EQ(Sinks(host), 64U);
+    host.Deliver(CServerHost::SinkConnect(0, kChannel), {kBob.ip, 1});
+    EXPECT_NE(host.LastID({kBob.ip, 1}, "063a", 6), 0U);
+    EXPECT_NE(host.Subscribe(kChannel, 300, kCarol), 0U) << "others are served";
+    host.Deliver(CServerHost::Command("3b", host.LastID({kBob.ip, 1}, "063a", 6)), {kBob.ip, 1});
+    EXPECT_NE(host.Subscribe(kChannel, 200, kBob), 0U) << "one has answered, so there is room for one";
+    for (uint32_t i = 0; i < 100; ++i)
+        host.Deliver(CServerHost::SourceConnect(1000 + i, i), {kBob.ip, static_cast<uint16_t>(i + 1)});
+    EXPECT_EQ(host.server->Media()[0].sourcesUdp, 65U) << "and as many publishers";
+}
+
+TEST(SinkLimits, WhoReadsTooSlowlyIsDropped) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.sinkQueueBytes = 4000;
+    CServerHost host(options);
+    const uint32_t sourceID = host.Publish(kChannel, 5, kAlice);
+    host.Subscribe(kChannel, 9, kBob);
+    CFakeTcp* slow = host.Validate(13, U32(kChannel));
+    CFakeTcp* quick = host.Validate(13, U32(kChannel));
+    slow->TakeSent();
+    slow->queuedBytes = 4001;
+    for (uint16_t i = 0; i < 10; ++i) host.Deliver(Frame(sourceID, i, std::string(1000, 'f')), kAlice);
+    EXPECT_EQ(slow->sent.size(), 1U) << "nothing more is queued once it is too much";
+    host.Run(1200);
+    EXPECT_TRUE(slow->released);
+    EXPECT_FALSE(quick->released);
+    const CMediumStatus medium = host.server->Media()[0];
+    EXPECT_EQ(medium.sinksUdp, 0U);
+    EXPECT_LE(medium.queuedBytes, 6000U);
+    EXPECT_GT(medium.links.dropped, 0U);
+}
+
+TEST(SinkLimits, UpstreamFramesAreBoundedInLengthAndInNumberAndThePublisherStays) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.upstreamFrameBytes = 1500;
+    options.limits.upstreamQueueBytes = 3000;
+    CServerHost host(options);
+    host.Publish(kChannel, 5, kAlice);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    CFakeTcp* tcp = host.Validate(13, U32(kChannel));
+    const auto up = [&](uint16_t sequence, uint8_t marks, size_t length) {
+        host.Deliver(
+            CServerHost::Command("3e", sinkID, session_wire::Packet(sequence, 0, marks, std::string(length, 'u'))),
+            kBob);
+    };
+    up(0, 0x04, 1000);  // a frame in two packets, too long together
+    up(1, 0x02, 1000);
+    EXPECT_TRUE(tcp->sessionNotify->OnTcpSessionNotifyReceivedFrame(std::string(1501, 'u').data(), 1501));
+    EXPECT_EQ(host.server->Media()[0].traffic.framesUp, 0U);
+    for (uint16_t i = 0; i < 10; ++i) up(static_cast<uint16_t>(2 + i), 0x06, 1000);
+    const CMediumStatus medium = host.server->Media()[0];
+    EXPECT_EQ(medium.traffic.framesUp, 4U) << "one in the session, three queued";
+    EXPECT_EQ(medium.traffic.dropped, 7U);
+    host.Run(5000);
+    EXPECT_EQ(host.server->Media()[0].sourcesUdp, 1U);
+    CFakeTcp* publisher = host.Validate(12, U32(78));
+    CFakeTcp* subscriber = host.Validate(13, U32(78));
+    publisher->TakeSent();
+    publisher->queuedBytes = 2900;
+    EXPECT_TRUE(subscriber->sessionNotify->OnTcpSessionNotifyReceivedFrame(std::string(101, 'u').data(), 101));
+    EXPECT_TRUE(publisher->sent.empty());
+    EXPECT_TRUE(subscriber->sessionNotify->OnTcpSessionNotifyReceivedFrame(std::string(100, 'u').data(), 100));
+    EXPECT_EQ(publisher->sent.size(), 1U);
+}
+
+TEST(SinkLimits, WhoMayTalkToItAtAll) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    ASSERT_TRUE(CCidr::Parse("10.0.0.0/30", options.allow));
+    CServerHost host(options);
+    EXPECT_NE(host.Publish(kChannel, 5, kAlice), 0U);
+    host.Deliver(CServerHost::SourceConnect(78, 6), {0x0a000004, 1});
+    EXPECT_TRUE(host.Take({0x0a000004, 1}).empty());
+    EXPECT_TRUE(host.server->MayAccept(kBob.ip, 63));
+    EXPECT_FALSE(host.server->MayAccept(kBob.ip, 64)) << "so many have not said what they want";
+    EXPECT_FALSE(host.server->MayAccept(0x0a000004, 0));
+}
+
+}  // namespace

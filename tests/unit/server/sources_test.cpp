@@ -1,0 +1,200 @@
+// Publishers: who may publish, what they are told, and where their frames go.
+#include "server_host.h"
+
+#include <gtest/gtest.h>
+
+using session_wire::U32;
+
+namespace {
+
+constexpr uint32_t kChannel = 77;
+constexpr CPeer kAlice{0x0a000001, 1001};
+constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CPeer kCarol{0x0a000003, 1003};
+
+class Sources : public testing::Test {
+protected:
+    std::string Frame(uint32_t sourceID, uint16_t sequence, const std::string& bytes) {
+        return CServerHost::Command("42", sourceID, session_wire::Data(sequence, bytes));
+    }
+    /// The answers to a connect request, frames and the like left out.
+    size_t Acknowledged(const CPeer& peer, uint32_t channelID, uint32_t key) {
+        host.Take(peer);
+        host.Deliver(CServerHost::SourceConnect(channelID, key), peer);
+        return host.TakeCount(peer, "0641");
+    }
+
+    CServerHost host;
+};
+
+TEST_F(Sources, AStrangerIsAnsweredWithinItsBudgetAndTheRestFollowsWhenItAnswers) {
+    host.Deliver(CServerHost::SourceConnect(kChannel, 5), kAlice);
+    const auto first = host.Take(kAlice);
+    ASSERT_EQ(first.size(), 2U);
+    const std::string id = first[0].substr(12, 8);
+    EXPECT_NE(id, "00000000");
+    EXPECT_EQ(first[0], "064100000005" + id + "00000000");
+    EXPECT_EQ(first[1], "064400000005") << "the question that proves it";
+    host.Run(60000);
+    EXPECT_TRUE(host.Take(kAlice).empty()) << "nothing more to somebody who may not be there";
+    EXPECT_TRUE(host.lines.empty());
+
+    host.Deliver(Hex("0645" + id), kAlice);
+    EXPECT_EQ(host.Take(kAlice), (std::vector<std::string>{first[0]})) << "the acknowledgement again, against loss";
+    EXPECT_EQ(host.LastLine(), "file source 10.0.0.1:1001 (udp) publishes channel 77");
+    EXPECT_EQ(Acknowledged(kAlice, kChannel, 5), 2U) << "asked again by the same sender";
+}
+
+TEST_F(Sources, IsAskedEveryTwoSecondsAndWhenASubscriberComesOrGoes) {
+    host.Publish(kChannel, 5, kAlice);
+    host.Run(20000);
+    EXPECT_NEAR(static_cast<double>(host.TakeCount(kAlice, "0644")), 10, 1);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    EXPECT_EQ(host.TakeCount(kAlice, "064400000005"), 1U);
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    EXPECT_EQ(host.TakeCount(kAlice, "064400000005"), 1U);
+    host.Deliver(CServerHost::SinkConnect(10, kChannel), kCarol);
+    EXPECT_EQ(host.TakeCount(kAlice, "0644"), 0U) << "a stranger's request is no change";
+}
+
+TEST_F(Sources, FirstComeFirstServed) {
+    struct Step {
+        const char* what;
+        uint32_t wait;
+        CPeer peer;
+        uint32_t key;
+        size_t acknowledgements;
+    };
+    host.Publish(kChannel, 5, kAlice);
+    const Step steps[] = {
+        {"another sender", 0, kBob, 6, 0},
+        {"the sender's key from another address", 0, kBob, 5, 0},
+        {"the sender itself", 0, kAlice, 5, 2},
+        {"another sender just before the silence is long enough", 10000, kBob, 6, 0},
+        {"the sender itself, which revives", 0, kAlice, 5, 2},
+        {"another sender, then", 10000, kBob, 6, 0},
+        {"another sender after it", 1, kBob, 6, 1},
+        {"the displaced one", 1, kAlice, 5, 0},
+    };
+    for (const Step& step : steps) {
+        host.clock.Advance(step.wait);
+        EXPECT_EQ(Acknowledged(step.peer, kChannel, step.key), step.acknowledgements) << step.what;
+    }
+    EXPECT_EQ(Acknowledged(kCarol, 0, 7), 0U) << "channel 0 does not exist";
+}
+
+TEST_F(Sources, FramesGoToSubscribersWholeAndOnlyFromTheRightAddress) {
+    const uint32_t sourceID = host.Publish(kChannel, 5, kAlice);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    CFakeTcp* tcp = host.Validate(13, U32(kChannel));
+    ASSERT_TRUE(tcp);
+    tcp->TakeSent();
+    host.Take(kAlice);
+    host.Deliver(Frame(sourceID, 0, "frame"), kBob);
+    EXPECT_TRUE(host.Take(kAlice).empty());
+    host.Deliver(Frame(sourceID, 0, "frame"), kAlice);
+    // Acknowledged with the largest window that five bits can say.
+    EXPECT_EQ(host.Take(kAlice), (std::vector<std::string>{"064300000005" + std::string("000021f80000000000000000")}));
+    const auto down = host.Take(kBob);
+    ASSERT_EQ(down.size(), 1U);
+    EXPECT_EQ(down[0].substr(0, 20), "063d00000009" + ToHex(U32(sinkID)));
+    EXPECT_EQ(down[0].substr(44), ToHex("frame"));
+    ASSERT_EQ(tcp->sent.size(), 1U);
+    EXPECT_EQ(tcp->sent[0].bytes, "frame");
+    host.Deliver(Frame(sourceID, 1, "x"), kAlice);
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 0U) << "a keep-alive of TCP links is no frame";
+}
+
+TEST_F(Sources, SubscribersFramesGoUpWholeAndNeverDown) {
+    host.Publish(kChannel, 5, kAlice);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    CFakeTcp* tcp = host.Validate(13, U32(kChannel));
+    host.Take(kAlice);
+    tcp->TakeSent();
+    host.Deliver(CServerHost::Command("3e", sinkID, session_wire::Data(0, "up")), kBob);
+    const auto up = host.Take(kAlice);
+    ASSERT_EQ(up.size(), 1U);
+    EXPECT_EQ(up[0].substr(0, 12), "064300000005");
+    EXPECT_EQ(up[0].substr(36), ToHex("up"));
+    EXPECT_TRUE(tcp->sent.empty());
+    EXPECT_TRUE(tcp->sessionNotify->OnTcpSessionNotifyReceivedFrame("over tcp", 8));
+    EXPECT_EQ(host.server->Media()[0].traffic.framesUp, 2U);
+}
+
+TEST_F(Sources, LeavesOrIsForgottenAndItsSubscribersHearTheNextOne) {
+    const uint32_t first = host.Publish(kChannel, 5, kAlice);
+    host.Subscribe(kChannel, 9, kBob);
+    host.Deliver(CServerHost::Command("46", first), kCarol);
+    EXPECT_EQ(Acknowledged(kCarol, kChannel, 6), 0U) << "somebody else's goodbye is nobody's";
+    host.Deliver(CServerHost::Command("46", first), kAlice);
+    EXPECT_EQ(host.LastLine(), "file source 10.0.0.1:1001 (udp) left channel 77");
+    const uint32_t second = host.Publish(kChannel, 6, kCarol);
+    host.Deliver(Frame(second, 0, "again"), kCarol);
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+
+    host.Run(179000, 1001);
+    EXPECT_GT(host.TakeCount(kCarol, "0644"), 80U) << "kept, and still asked";
+    host.Run(3000, 1001);
+    host.Take(kCarol);
+    host.Run(10000, 1001);
+    EXPECT_TRUE(host.Take(kCarol).empty());
+    EXPECT_EQ(host.server->Media()[0].sourcesUdp, 0U);
+}
+
+TEST_F(Sources, AChannelWithoutAnybodyGoesAfterAMinute) {
+    const uint32_t sourceID = host.Publish(kChannel, 5, kAlice);
+    host.Deliver(CServerHost::Command("46", sourceID), kAlice);
+    host.Run(59000, 1001);
+    EXPECT_EQ(host.server->Media()[0].channels, 1U);
+    const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
+    EXPECT_NE(sinkID, 0U) << "at home here, with or without a publisher";
+    host.Run(120000, 1001);
+    EXPECT_EQ(host.server->Media()[0].channels, 1U) << "somebody listens";
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    host.Run(63000, 1001);
+    EXPECT_EQ(host.server->Media()[0].channels, 0U);
+    host.Deliver(CServerHost::SinkConnect(9, kChannel), kBob);
+    EXPECT_TRUE(host.Take(kBob).empty());
+}
+
+TEST_F(Sources, OverTcpItLivesAsLongAsItsConnection) {
+    EXPECT_FALSE(host.Validate(12, U32(0)));
+    EXPECT_FALSE(host.Validate(12, U32(kChannel) + "x"));
+    EXPECT_FALSE(host.Validate(12, ""));
+    CFakeTcp* publisher = host.Validate(12, U32(kChannel));
+    ASSERT_TRUE(publisher);
+    ASSERT_EQ(publisher->sent.size(), 1U);
+    EXPECT_EQ(publisher->sent[0].mode, 1);
+    EXPECT_EQ(ToHex(publisher->TakeSent()[0].bytes), "0000000c000000040000004d");
+    EXPECT_FALSE(host.Validate(12, U32(kChannel)));
+    EXPECT_EQ(Acknowledged(kAlice, kChannel, 5), 0U);
+    host.Run(200000, 1001);
+    EXPECT_EQ(Acknowledged(kAlice, kChannel, 5), 0U) << "silence is no reason";
+    const auto idle = publisher->TakeSent();
+    EXPECT_NEAR(static_cast<double>(idle.size()), 200 / 11.0, 2) << "keep-alives show a dead connection";
+    for (const CSentMessage& one : idle) EXPECT_EQ(one.bytes, std::string(1, '\0'));
+
+    host.Subscribe(kChannel, 9, kBob);
+    EXPECT_TRUE(publisher->sessionNotify->OnTcpSessionNotifyReceivedFrame("down", 4));
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    publisher->lost = true;
+    EXPECT_TRUE(host.Validate(12, U32(kChannel))) << "as soon as the connection is gone";
+    EXPECT_TRUE(publisher->released);
+}
+
+TEST_F(Sources, AtTheEndTcpQueuesDrainAndEverythingIsReleased) {
+    CFakeTcp* publisher = host.Validate(12, U32(kChannel));
+    CFakeTcp* subscriber = host.Validate(13, U32(kChannel));
+    host.Publish(78, 5, kAlice);
+    host.server->Drain();
+    EXPECT_TRUE(publisher->lost) << "closes when its queue is empty";
+    EXPECT_TRUE(subscriber->lost);
+    EXPECT_FALSE(host.Validate(12, U32(79)));
+    EXPECT_EQ(Acknowledged(kBob, 80, 6), 0U);
+    host.server->ReleaseConnections();
+    EXPECT_TRUE(publisher->released);
+    EXPECT_TRUE(subscriber->released);
+    host.server = new CTestServer(CServerHost::LoopbackOptions(), host.log);
+}
+
+}  // namespace
