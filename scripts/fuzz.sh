@@ -18,7 +18,7 @@ for target in "$folder"/fuzz_*; do
     echo "=== $name, $seconds s"
     scripts/no_aslr.sh "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
         -print_final_stats=1 -artifact_prefix="$folder/crashes/$name-" "$folder/found/$name" "fuzz/corpus/$name" \
-        2>&1 | tee "$folder/$name.log" | grep -v -E '^#[0-9]+\s+(REDUCE|NEW|pulse|RELOAD)'
+        2>&1 | tee "$folder/$name.log" | grep -v -E '^#[0-9]+\s+(REDUCE|NEW|pulse|RELOAD)|^"|^###|NEW_FUNC'
     status=${PIPESTATUS[0]}
     (( status == 0 )) || failed+=("$name")
     ran=$((ran + 1))
