@@ -79,7 +79,7 @@ private:
     Digest m_digest{};
 };
 
-class CSinkLink : public ILinkOut {
+class CSinkLink final : public ILinkOut {
 public:
     bool Ready() const override { return true; }
     uint32_t Queued() const override { return 0; }

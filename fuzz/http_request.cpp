@@ -19,7 +19,7 @@ CReach& Reach() {
     return reach;
 }
 
-class CQuietServer : public IStatusSource {
+class CQuietServer final : public IStatusSource {
 public:
     std::vector<CMediumStatus> Media() override { return {}; }
     CServerStatus Status() override { return {}; }

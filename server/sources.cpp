@@ -57,7 +57,7 @@ std::shared_ptr<CStream> CSources::TakePlace(uint32_t channelID, bool udp) {
     if (const auto held = m_medium.streams.Find(channelID))
         held->WithSource([&](CSource& source) { taken = !source.GivesWay(); });
     if (taken || (udp && m_unproved.IsFull() && !EvictOldest())) return nullptr;
-    if (const auto stream = m_medium.streams.Find(channelID)) {
+    if (auto stream = m_medium.streams.Find(channelID)) {
         End(*stream);
         return stream;
     }

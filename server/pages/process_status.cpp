@@ -2,8 +2,8 @@
 
 #include <sys/resource.h>
 #include <unistd.h>
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -13,12 +13,10 @@ double Seconds(const timeval& time) {
 }
 
 uint64_t ResidentBytes() {
-    unsigned long long all = 0;
-    unsigned long long resident = 0;
-    if (FILE* file = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(file, "%llu %llu", &all, &resident) != 2) resident = 0;
-        std::fclose(file);
-    }
+    uint64_t all = 0;
+    uint64_t resident = 0;
+    std::ifstream file("/proc/self/statm");
+    if (!(file >> all >> resident)) return 0;
     return resident * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
 }
 

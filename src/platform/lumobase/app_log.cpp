@@ -65,6 +65,7 @@ CAppLog::~CAppLog() {
 }
 
 void CAppLog::inilog(const char* module) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): once, while the library is loaded
     const char* target = std::getenv("LUMO_LOG");
     if (m_pImpl->writer || !target || !*target || std::string_view(target) == "off") return;
     m_pImpl->writer = CLogWriter::Open(target, module);

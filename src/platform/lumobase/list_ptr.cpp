@@ -10,7 +10,11 @@ CListPtr::iterator& CListPtr::iterator::operator++() {
 CListPtr::CListPtr() : m_head{nullptr, &m_head, &m_head}, m_nSize(0) {}
 
 CListPtr::~CListPtr() {
-    while (m_nSize > 0) pop_front();
+    for (Node* node = m_head.next; node != &m_head;) {
+        Node* next = node->next;
+        delete node;
+        node = next;
+    }
 }
 
 void CListPtr::push_back(void* value) { insert(end(), value); }

@@ -20,6 +20,7 @@ constexpr size_t kSourceRoom = CMSG_SPACE(sizeof(in_pktinfo));
 template <typename Value>
 cmsghdr* AppendControl(msghdr& header, cmsghdr* previous, int level, int type, const Value& value) {
     cmsghdr* control = previous ? CMSG_NXTHDR(&header, previous) : CMSG_FIRSTHDR(&header);
+    if (!control) return previous;  // never: the room was counted for both
     control->cmsg_level = level;
     control->cmsg_type = type;
     control->cmsg_len = CMSG_LEN(sizeof value);

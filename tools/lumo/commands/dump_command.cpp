@@ -41,15 +41,16 @@ public:
         m_time = time - m_start;
         CapturedPacket packet;
         const Parsed parsed = ParsePacket(m_nLinkType, bytes, header.caplen, packet);
-        if (parsed != Parsed::Packet) {
-            ++m_nIgnored;
-        } else if (m_command.port != 0 && packet.from.port != m_command.port && packet.to.port != m_command.port) {
+        if (parsed != Parsed::Packet || !IsWanted(packet)) {
             ++m_nIgnored;
         } else if (packet.transport == Transport::Udp) {
             AddUdp(packet);
         } else {
             m_streams.Add(packet);
         }
+    }
+    bool IsWanted(const CapturedPacket& packet) const {
+        return m_command.port == 0 || packet.from.port == m_command.port || packet.to.port == m_command.port;
     }
     bool Enough() const { return m_command.count != 0 && m_nLines >= m_command.count; }
     void Summary() const {

@@ -60,7 +60,7 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
     for (const std::string& path : command.files) {
         std::string why;
         if (!AddSource(command, path, sources, why))
-            problem = path + ": " + why;
+            problem.assign(path).append(": ").append(why);
         else if (!names.insert(sources.back()->Name()).second)
             problem = "two files are named " + sources.back()->Name();
         if (!problem.empty()) return false;

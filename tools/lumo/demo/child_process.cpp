@@ -22,7 +22,7 @@ namespace {
     setpgid(0, 0);                        // Ctrl-C is the parent's to handle
     sigset_t none;
     sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    pthread_sigmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
@@ -47,6 +47,7 @@ bool CChildProcess::Start(const std::vector<std::string>& arguments, int input) 
     CUniqueFd output, errors, nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (!MakePipe(m_streams[0].fd, output) || !MakePipe(m_streams[1].fd, errors) || !nothing) return false;
     std::vector<const char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) pointers.push_back(argument.c_str());
     pointers.push_back(nullptr);
     const pid_t parent = getpid();

@@ -31,7 +31,6 @@ const char* FieldName(wire::Field field) {
         case wire::Field::RelayIP0:
             return "relay";
         case wire::Field::RelayIP1:
-            return "or";
         case wire::Field::RelayIP2:
             return "or";
         case wire::Field::RelayPort:

@@ -44,12 +44,13 @@ CUniqueFd CFileFolder::OpenOwn(const std::string& name, bool mayExist, Refusal& 
     const int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | (mayExist ? 0 : O_EXCL);
     CUniqueFd fd(openat(m_folder.Get(), name.c_str(), flags, 0666));
     struct stat opened {};
-    if (!fd && (errno == EEXIST || errno == ELOOP || errno == ENXIO || errno == EISDIR)) {
+    const bool blocked = !fd && (errno == EEXIST || errno == ELOOP || errno == ENXIO || errno == EISDIR);
+    const bool usable = fd && fstat(fd.Get(), &opened) == 0;
+    const bool own = usable && S_ISREG(opened.st_mode) && opened.st_nlink == 1 && opened.st_uid == geteuid();
+    if (blocked || (usable && !own)) {
         refusal = {Failure::Exists, name + " is in the way"};
-    } else if (!fd || fstat(fd.Get(), &opened) != 0) {
+    } else if (!usable) {
         refusal = {Failure::Disk, "cannot open " + name + ": " + ErrorText(errno)};
-    } else if (!S_ISREG(opened.st_mode) || opened.st_nlink != 1 || opened.st_uid != geteuid()) {
-        refusal = {Failure::Exists, name + " is in the way"};
     } else if (flock(fd.Get(), LOCK_EX | LOCK_NB) != 0) {
         refusal = {Failure::Exists, "another transfer is writing it"};
     } else {

@@ -10,7 +10,7 @@
 
 namespace lumo {
 namespace {
-constexpr size_t kFlushBlocks = 128;               // what a killed process fetches again, at most: 8 MiB
+constexpr size_t kFlushBlocks = 16;                // what a killed process fetches again, at most: 1 MiB
 constexpr uint64_t kKickBytes = 16 * 1024 * 1024;  // keeps the final fsync short
 }  // namespace
 

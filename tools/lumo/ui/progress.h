@@ -24,6 +24,7 @@ private:
     std::deque<std::pair<uint64_t, uint64_t>> m_samples;
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what the JSON library promises of its moves
 struct ProgressView {
     std::string words;  ///< what is going on
     uint64_t done = 0;
