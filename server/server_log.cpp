@@ -22,7 +22,9 @@ CServerLog::CServerLog() : m_pImpl(std::make_unique<Impl>()) {
 
 CServerLog::CServerLog(std::function<void(const std::string&)> take) : m_take(std::move(take)) {}
 
-CServerLog::~CServerLog() = default;
+CServerLog::~CServerLog() {
+    if (m_pImpl) m_pImpl->pool.reset();  // what it still holds goes out while the logger stands
+}
 
 void CServerLog::Line(const std::string& line) {
     if (m_take)

@@ -3,6 +3,7 @@
 
 #include "platform/lumonet/lumonet.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -31,7 +32,7 @@ public:
     std::vector<CSentDatagram> TakeSent();
 
     std::vector<CSentDatagram> sent;
-    int batchDepth = 0;
+    std::atomic<int> batchDepth{0};  // a running worker batches as well
     bool released = false;
 
 private:
