@@ -4,6 +4,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/mcu_address.h"
+#include "platform/lumobase/clock.h"
 
 #include <cstdint>
 
@@ -26,11 +27,14 @@ bool AcceptTcpSession(ITcpSession* session);
 /// Sends what this thread has collected so far.
 void FlushUdpBatch();
 
-/// What the thread sends during this object's life leaves as one batch. Nests.
+/// What the thread sends during this object's life leaves as one batch, stamped with one time. Nests.
 class CUdpBatch {
 public:
     CUdpBatch();
     ~CUdpBatch();
     CUdpBatch(const CUdpBatch&) = delete;
     CUdpBatch& operator=(const CUdpBatch&) = delete;
+
+private:
+    Lumo_Base::CTimeHold m_time;
 };

@@ -91,10 +91,12 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
 }
 
 void CLocalMCUManager::OnUdpClientNotifyBurstBegin() {
+    Lumo_Base::CTimeHold::Begin();
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->BeginBatch();
 }
 
 void CLocalMCUManager::OnUdpClientNotifyBurstEnd() {
+    Lumo_Base::CTimeHold::End();
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->EndBatch();
 }
 

@@ -15,6 +15,22 @@ namespace {
 using TimestampSource = unsigned long (*)();
 std::atomic<TimestampSource> g_source{nullptr};
 
+unsigned long ReadClock() {
+    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return source();
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
+                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
+}
+
+/// What CTimeHold holds on one thread.
+struct HeldTime {
+    unsigned depth = 0;
+    bool known = false;
+    unsigned long now = 0;
+};
+constinit thread_local HeldTime t_held;
+
 std::atomic<unsigned> g_nForks{0};
 // A child must not draw the words that its parent will draw too.
 [[maybe_unused]] const int g_nForkHandler =
@@ -42,12 +58,23 @@ void Refill(RandomWords& random) noexcept {
 namespace Lumo_Base {
 
 unsigned long GetTimestamp() {
-    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return source();
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
-                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
+    HeldTime& held = t_held;
+    if (held.depth == 0) return ReadClock();
+    if (!held.known) {
+        held.now = ReadClock();
+        held.known = true;
+    }
+    return held.now;
 }
+
+void CTimeHold::Begin() { ++t_held.depth; }
+
+void CTimeHold::End() {
+    HeldTime& held = t_held;
+    if (held.depth > 0 && --held.depth == 0) held.known = false;
+}
+
+void CTimeHold::Renew() { t_held.known = false; }
 
 void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
 

@@ -9,6 +9,22 @@ unsigned long GetTimestamp();
 /// Test seam: replaces the clock of GetTimestamp; null gives the real one back. Not while other threads run.
 void SetTimestampSource(unsigned long (*source)());
 
+/// While one is alive, GetTimestamp() on this thread gives one reading: for a burst of work that asks for the time once
+/// a packet. Nests.
+class CTimeHold {
+public:
+    CTimeHold() { Begin(); }
+    ~CTimeHold() { End(); }
+    CTimeHold(const CTimeHold&) = delete;
+    CTimeHold& operator=(const CTimeHold&) = delete;
+
+    /// The same as a pair of calls.
+    static void Begin();
+    static void End();
+    /// The next GetTimestamp() reads the clock again: after something that may have taken long.
+    static void Renew();
+};
+
 /// A random 32-bit value from the system's generator, never 0. Any thread.
 unsigned long GenerateSSRC();
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
+#include <utility>
 
 namespace {
 
@@ -29,12 +29,12 @@ bool ParseValidation(const char* body, uint32_t length, CTcpValidation& validati
     return true;
 }
 
-std::unique_ptr<char[]> EncodeMessage(TcpKind kind, const char* body, uint32_t length) {
-    std::unique_ptr<char[]> message(new (std::nothrow) char[net::kHeaderLen + length]);
-    if (!message) return nullptr;
-    WriteU32(message.get(), length);
-    message[4] = static_cast<char>(kind);
-    memcpy(message.get() + net::kHeaderLen, body, length);
+CMessageBlock EncodeMessage(TcpKind kind, const char* body, uint32_t length) {
+    CMessageBlock message = CMessageBlock::Make(size_t{net::kHeaderLen} + length);
+    if (!message) return message;
+    WriteU32(message.Get(), length);
+    message.Get()[4] = static_cast<char>(kind);
+    memcpy(message.Get() + net::kHeaderLen, body, length);
     return message;
 }
 
@@ -91,11 +91,11 @@ CTcpDecoder::Result CTcpDecoder::NextFromKept(CTcpMessage& message) {
     if (Kept() < net::kHeaderLen && !KeepInput(std::min(net::kHeaderLen - Kept(), m_nInput))) return Result::Broken;
     if (Kept() < net::kHeaderLen) return Result::NeedMore;
     uint32_t bodyLength = 0;
-    if (!CheckHeader(m_kept.get() + m_nKeptBegin, bodyLength)) return Result::Broken;
+    if (!CheckHeader(m_kept.Get() + m_nKeptBegin, bodyLength)) return Result::Broken;
     const size_t whole = size_t{net::kHeaderLen} + bodyLength;
     if (Kept() < whole && !KeepInput(std::min(whole - Kept(), m_nInput))) return Result::Broken;
     if (Kept() < whole) return Result::NeedMore;
-    message = MessageAt(m_kept.get() + m_nKeptBegin, bodyLength);
+    message = MessageAt(m_kept.Get() + m_nKeptBegin, bodyLength);
     m_nLast = whole;
     m_nKeptBegin += whole;
     return Result::Message;
@@ -104,7 +104,7 @@ CTcpDecoder::Result CTcpDecoder::NextFromKept(CTcpMessage& message) {
 bool CTcpDecoder::KeepInput(size_t length) {
     if (length == 0) return true;
     if (!Reserve(length)) return false;
-    memcpy(m_kept.get() + m_nKeptEnd, m_pInput, length);
+    memcpy(m_kept.Get() + m_nKeptEnd, m_pInput, length);
     m_nKeptEnd += length;
     m_pInput += length;
     m_nInput -= length;
@@ -114,15 +114,14 @@ bool CTcpDecoder::KeepInput(size_t length) {
 // Room for `extra` more bytes. Grows with what has really arrived, whatever the header announces.
 bool CTcpDecoder::Reserve(size_t extra) {
     const size_t kept = Kept();
-    if (kept + extra > m_nCapacity) {
+    if (kept + extra > Capacity()) {
         const size_t capacity = std::max({kSmallBuffer, kept + extra, 2 * kept});
-        std::unique_ptr<char[]> larger(new (std::nothrow) char[capacity]);
+        CMessageBlock larger = CMessageBlock::Make(capacity);
         if (!larger) return false;
-        if (kept) memcpy(larger.get(), m_kept.get() + m_nKeptBegin, kept);
+        if (kept) memcpy(larger.Get(), m_kept.Get() + m_nKeptBegin, kept);
         m_kept = std::move(larger);
-        m_nCapacity = capacity;
-    } else if (m_nKeptBegin > 0 && m_nKeptEnd + extra > m_nCapacity) {
-        memmove(m_kept.get(), m_kept.get() + m_nKeptBegin, kept);
+    } else if (m_nKeptBegin > 0 && m_nKeptEnd + extra > Capacity()) {
+        memmove(m_kept.Get(), m_kept.Get() + m_nKeptBegin, kept);
     } else {
         return true;
     }
@@ -133,7 +132,7 @@ bool CTcpDecoder::Reserve(size_t extra) {
 
 // The stream pauses between two messages: an idle connection holds no large buffer.
 void CTcpDecoder::DropEmptyBuffer() {
-    if (m_nCapacity <= kSmallBuffer) return;
-    m_kept.reset();
-    m_nCapacity = m_nKeptBegin = m_nKeptEnd = 0;
+    if (Capacity() <= kSmallBuffer) return;
+    m_kept.Reset();
+    m_nKeptBegin = m_nKeptEnd = 0;
 }

@@ -1,11 +1,11 @@
 // How messages travel on a TCP connection: u32 big-endian body length, u8 kind, body. Knows nothing of sockets.
 #pragma once
 
+#include "platform/lumonet/message_block.h"
 #include "platform/lumonet/tcp_limits.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 enum class TcpKind : uint8_t { Frame = 0, Validation = 1 };
 
@@ -25,8 +25,8 @@ struct CTcpValidation {
 /// False unless the body is exactly as long as it says.
 bool ParseValidation(const char* body, uint32_t length, CTcpValidation& validation);
 
-/// Header and body in one block; null when the memory is not to be had. `length` is at most net::kMaxBody.
-std::unique_ptr<char[]> EncodeMessage(TcpKind kind, const char* body, uint32_t length);
+/// Header and body in one block; empty when the memory is not to be had. `length` is at most net::kMaxBody.
+CMessageBlock EncodeMessage(TcpKind kind, const char* body, uint32_t length);
 
 /// Cuts a stream of bytes into messages. One thread.
 class CTcpDecoder {
@@ -45,7 +45,7 @@ public:
     /// The longest body from now on; at first a small one.
     void SetMaxBody(uint32_t length) { m_nMaxBody = length; }
     /// Memory held for it.
-    size_t Capacity() const { return m_nCapacity; }
+    size_t Capacity() const { return m_kept.Capacity(); }
 
 private:
     bool CheckHeader(const char* header, uint32_t& bodyLength) const;
@@ -57,8 +57,7 @@ private:
 
     const char* m_pInput = nullptr;
     size_t m_nInput = 0;
-    std::unique_ptr<char[]> m_kept;
-    size_t m_nCapacity = 0;
+    CMessageBlock m_kept;
     size_t m_nKeptBegin = 0;
     size_t m_nKeptEnd = 0;
     size_t m_nLast = 0;  // length of the message last given, header included

@@ -3,6 +3,7 @@
 #include "platform/lumobase/app_log.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumobase/thread.h"
+#include "platform/lumonet/aligned_buffer.h"
 #include "platform/lumonet/tcp_limits.h"
 
 #include <pthread.h>
@@ -30,7 +31,7 @@ public:
     asio::io_context m_io{1};
     asio::executor_work_guard<asio::io_context::executor_type> m_work{m_io.get_executor()};
     std::atomic<std::thread::id> m_threadID{};
-    const std::unique_ptr<char[]> m_scratch{new char[net::kReadTurn]};
+    const CAlignedBuffer m_scratch{net::kReadTurn};
 };
 
 namespace {
@@ -120,4 +121,4 @@ asio::io_context& CTcpReactor::Io() const { return m_run->m_io; }
 
 bool CTcpReactor::OnThread() const { return m_run->m_threadID.load() == std::this_thread::get_id(); }
 
-char* CTcpReactor::Scratch() const { return m_run->m_scratch.get(); }
+char* CTcpReactor::Scratch() const { return m_run->m_scratch.Get(); }

@@ -1,11 +1,10 @@
 #include "platform/lumonet/tcp_send_queue.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 bool CTcpSendQueue::PushFrame(const char* data, uint32_t length) {
-    std::unique_ptr<char[]> message = EncodeMessage(TcpKind::Frame, data, length);  // the one copy, outside the lock
+    CMessageBlock message = EncodeMessage(TcpKind::Frame, data, length);  // the one copy, outside the lock
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed) return false;
@@ -15,7 +14,7 @@ bool CTcpSendQueue::PushFrame(const char* data, uint32_t length) {
 }
 
 bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
-    std::unique_ptr<char[]> message = EncodeMessage(TcpKind::Validation, data, length);
+    CMessageBlock message = EncodeMessage(TcpKind::Validation, data, length);
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;
@@ -39,7 +38,7 @@ CTcpSendQueue::Pieces CTcpSendQueue::Gather() {
         for (const Item& item : m_items) {
             if (count == m_pieces.size() || bytes >= net::kWriteTurn) break;
             const size_t skip = count == 0 ? m_nOffset : 0;
-            m_pieces[count] = asio::const_buffer(item.message.get() + skip, item.length - skip);
+            m_pieces[count] = asio::const_buffer(item.message.Get() + skip, item.length - skip);
             bytes += m_pieces[count++].size();
         }
     }

@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <memory>
 #include <span>
 
 /// Any thread pushes, counts and clears; the reactor's thread gathers. Its lock is held for bookkeeping alone, never
@@ -41,7 +40,7 @@ public:
 
 private:
     struct Item {
-        std::unique_ptr<char[]> message;
+        CMessageBlock message;
         uint32_t length;  // header included
         bool validation;
     };

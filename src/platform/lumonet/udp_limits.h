@@ -11,7 +11,10 @@ inline constexpr uint32_t kMaxDatagram = 65507;
 /// Receive buffer of one message: whatever the kernel hands over at once fits.
 inline constexpr size_t kReceiveBuffer = 65536;
 /// Messages taken by one receive call.
-inline constexpr size_t kReceiveMessages = 16;
+inline constexpr unsigned kReceiveMessages = 16;
+/// With receive offload a call mostly finds one message, and looking for a second costs more than it brings: so many
+/// calls ask for one alone before the next looks further.
+inline constexpr unsigned kSingleCalls = 16;
 /// Asked of the kernel for each direction: bursts of many links at once must not overrun it.
 inline constexpr int kSocketBuffer = 4 * 1024 * 1024;
 

@@ -12,9 +12,9 @@
 CUdpReceiverLinux::CUdpReceiverLinux(int fd, const UdpFeatures& features, bool askedAddresses)
     : m_fd(fd),
       m_bMultiMessage(features.multiMessage),
-      m_buffers(new char[udp::kReceiveBuffer * udp::kReceiveMessages]) {
-    // A kernel without them hands datagrams over one by one, and does not tell the address asked.
-    if (features.receiveOffload) Enable(SOL_UDP, UDP_GRO);
+      m_bOffload(features.receiveOffload && Enable(SOL_UDP, UDP_GRO)),
+      m_buffers(udp::kReceiveBuffer * udp::kReceiveMessages) {
+    // A kernel without it does not tell the address asked.
     if (askedAddresses) Enable(IPPROTO_IP, IP_PKTINFO);
 }
 
@@ -24,7 +24,7 @@ bool CUdpReceiverLinux::Enable(int level, int option) const {
 }
 
 void CUdpReceiverLinux::Prepare(size_t i) {
-    m_pieces[i] = {m_buffers.get() + i * udp::kReceiveBuffer, udp::kReceiveBuffer};
+    m_pieces[i] = {m_buffers.Get() + i * udp::kReceiveBuffer, udp::kReceiveBuffer};
     msghdr& header = m_messages[i].msg_hdr;
     header = {};
     header.msg_name = &m_from[i];
@@ -35,27 +35,38 @@ void CUdpReceiverLinux::Prepare(size_t i) {
     header.msg_controllen = sizeof m_controls[i].bytes;
 }
 
+unsigned CUdpReceiverLinux::MessagesToAskFor() {
+    const bool foundMany = m_nUsed > 1;
+    return !m_bOffload || foundMany || ++m_nCalls % udp::kSingleCalls == 0 ? udp::kReceiveMessages : 1;
+}
+
+bool CUdpReceiverLinux::Take(unsigned wanted, int flags) {
+    if (m_bMultiMessage) {
+        const int count = recvmmsg(m_fd, m_messages.data(), wanted, flags | MSG_WAITFORONE, nullptr);
+        if (count > 0) m_nUsed = static_cast<size_t>(count);
+    } else {
+        const ssize_t length = recvmsg(m_fd, &m_messages[0].msg_hdr, flags);
+        if (length >= 0) {
+            m_messages[0].msg_len = static_cast<unsigned>(length);
+            m_nUsed = 1;
+        }
+    }
+    return m_nUsed > 0;
+}
+
 size_t CUdpReceiverLinux::Receive() {
+    const unsigned wanted = MessagesToAskFor();
     for (size_t i = 0; i < m_nUsed; ++i) Prepare(i);
     m_nUsed = 0;
-    for (;;) {
-        if (m_bMultiMessage) {
-            const int count = recvmmsg(m_fd, m_messages.data(), udp::kReceiveMessages, MSG_WAITFORONE, nullptr);
-            if (count > 0) m_nUsed = static_cast<size_t>(count);
-        } else {
-            const ssize_t length = recvmsg(m_fd, &m_messages[0].msg_hdr, 0);
-            if (length >= 0) {
-                m_messages[0].msg_len = static_cast<unsigned>(length);
-                m_nUsed = 1;
-            }
-        }
-        if (m_nUsed > 0 || errno != EINTR) return m_nUsed;
-    }
+    if (m_patience.Try([&] { return Take(wanted, MSG_DONTWAIT); })) return m_nUsed;
+    while (!Take(wanted, 0) && errno == EINTR) {}
+    m_patience.Slept();
+    return m_nUsed;
 }
 
 CReceivedRun CUdpReceiverLinux::Run(size_t i) const {
     const size_t length = m_messages[i].msg_len;
-    CReceivedRun run{m_buffers.get() + i * udp::kReceiveBuffer,
+    CReceivedRun run{m_buffers.Get() + i * udp::kReceiveBuffer,
                      length,
                      std::max<size_t>(length, 1),
                      ntohl(m_from[i].sin_addr.s_addr),

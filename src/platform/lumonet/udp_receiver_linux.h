@@ -1,8 +1,10 @@
 // Takes what has come in as few calls as the kernel allows.
 #pragma once
 
+#include "platform/lumonet/aligned_buffer.h"
 #include "platform/lumonet/lumonet.h"
 #include "platform/lumonet/udp_limits.h"
+#include "platform/lumonet/udp_patience.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -10,7 +12,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 /// What the kernel has handed over as one: datagrams of one sender, all of one size, the last perhaps shorter.
 struct CReceivedRun {
@@ -34,7 +35,10 @@ public:
 
 private:
     bool Enable(int level, int option) const;
+    unsigned MessagesToAskFor();
     void Prepare(size_t i);
+    /// One call; false when nothing was taken.
+    bool Take(unsigned wanted, int flags);
 
     /// Room for both of the kernel's notes on one message.
     struct alignas(cmsghdr) Control {
@@ -43,10 +47,13 @@ private:
 
     const int m_fd;
     const bool m_bMultiMessage;
-    const std::unique_ptr<char[]> m_buffers;
+    const bool m_bOffload;
+    const CAlignedBuffer m_buffers;
+    CReceivePatience m_patience;
     std::array<mmsghdr, udp::kReceiveMessages> m_messages;
     std::array<iovec, udp::kReceiveMessages> m_pieces;
     std::array<sockaddr_in, udp::kReceiveMessages> m_from;
     std::array<Control, udp::kReceiveMessages> m_controls;
     size_t m_nUsed = udp::kReceiveMessages;  // messages to be prepared anew
+    unsigned m_nCalls = 0;
 };

@@ -131,7 +131,7 @@ void CUdpSenderLinux::Submit(CMessages& messages) {
 
 size_t CUdpSenderLinux::HandOver(mmsghdr* messages, size_t count) const {
     for (;;) {
-        if (m_bMultiMessage) {
+        if (m_bMultiMessage && count > 1) {
             const int taken = sendmmsg(m_fd, messages, static_cast<unsigned>(count), MSG_DONTWAIT);
             if (taken > 0) return static_cast<size_t>(taken);
         } else if (sendmsg(m_fd, &messages->msg_hdr, MSG_DONTWAIT) >= 0) {

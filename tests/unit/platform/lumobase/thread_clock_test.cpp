@@ -84,6 +84,28 @@ TEST(ClockTest, CountsMillisecondsUpwardsAndCanBeReplaced) {
     EXPECT_LT(static_cast<uint32_t>(Lumo_Base::GetTimestamp() - before), 60'000u);
 }
 
+TEST(ClockTest, AHoldGivesOneReadingToItsThreadUntilItIsRenewed) {
+    CVirtualClock clock(1000);
+    {
+        const Lumo_Base::CTimeHold outer;
+        EXPECT_EQ(Lumo_Base::GetTimestamp(), 1000u);
+        clock.Advance(5);
+        {
+            const Lumo_Base::CTimeHold inner;
+            EXPECT_EQ(Lumo_Base::GetTimestamp(), 1000u);
+        }
+        EXPECT_EQ(Lumo_Base::GetTimestamp(), 1000u);
+        EXPECT_EQ(std::async(std::launch::async, Lumo_Base::GetTimestamp).get(), 1005u) << "other threads see the time";
+        Lumo_Base::CTimeHold::Renew();
+        EXPECT_EQ(Lumo_Base::GetTimestamp(), 1005u);
+        clock.Advance(5);
+    }
+    EXPECT_EQ(Lumo_Base::GetTimestamp(), 1010u);
+    Lumo_Base::CTimeHold::End();
+    clock.Advance(5);
+    EXPECT_EQ(Lumo_Base::GetTimestamp(), 1015u) << "an end without a beginning is forgiven";
+}
+
 TEST(RandomTest, IdentifiersDifferAcrossThreadsAndForks) {
     constexpr int kEach = 2000;
     const auto draw = [] {

@@ -18,7 +18,7 @@ struct Message {
 std::string Encode(const Message& message) {
     const auto length = static_cast<uint32_t>(message.body.size());
     const auto bytes = EncodeMessage(message.kind, message.body.data(), length);
-    return std::string(bytes.get(), net::kHeaderLen + length);
+    return std::string(bytes.Get(), net::kHeaderLen + length);
 }
 
 std::string Header(uint32_t length, int kind) {
