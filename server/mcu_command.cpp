@@ -86,7 +86,8 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
     add("--max-sinks", limits.sinks, "Subscribers of one medium");
     addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
     addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
-    addSize("--max-upstream-frame", limits.upstreamFrameBytes, "Longest frame of a subscriber; longer ones are dropped")
+    addSize("--max-upstream-frame", limits.upstreamFrameBytes,
+            "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
         ->check(CLI::Range(1U, 64U << 20));
     add("--max-unvalidated", limits.unvalidatedPerAddress,
         "TCP connections of one address that have not said what they want");

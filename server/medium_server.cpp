@@ -2,6 +2,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "platform/lumonet/lumonet.h"
 
 using wire::CWireReader;
 using wire::Field;
@@ -71,8 +72,10 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     }
 }
 
-bool CMediumServer::MayServeTcp(uint32_t type, const char* data, int length) {
-    if (type != static_cast<uint32_t>(m_medium.profile.receiverType) || length != kShortPayload) return true;
+bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
+    if (type != static_cast<uint32_t>(m_medium.profile.receiverType)) return true;
+    session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
+    if (length != kShortPayload) return true;
     return m_sinks.MayServe(CWireReader(data, length).U32());
 }
 

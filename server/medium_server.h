@@ -12,7 +12,7 @@ public:
     bool TakesTcp(uint32_t type) const;
     void OnCommand(const CServerDatagram& datagram);
     bool MayAct(const CServerDatagram& datagram);
-    bool MayServeTcp(uint32_t type, const char* data, int length);
+    bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length);
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length);
     void OnSinkMade(const CSinkInfo& sink) { m_sinks.OnSinkMade(sink); }
     void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }

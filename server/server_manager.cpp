@@ -73,9 +73,9 @@ bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const ch
     return medium && medium->OnTcpValidate(session, type, data, length);
 }
 
-bool CServerManager::MayServeTcp(ITcpSession*, uint32_t type, const char* data, int length) {
+bool CServerManager::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
     CMediumServer* medium = MediumOfTcp(type);
-    return medium && medium->MayServeTcp(type, data, length);
+    return medium && medium->MayServeTcp(session, type, data, length);
 }
 
 void CServerManager::OnSinkMade(const CSinkInfo& sink) {

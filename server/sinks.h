@@ -23,7 +23,10 @@ public:
     uint32_t Accept(CStream& stream, ITcpSession* session);
 
     /// Whether somebody who is really there subscribes to it.
-    bool HasProved(CStream& stream) { return stream.SinkCount() > m_unproved.CountOf(stream.ChannelID()); }
+    bool HasProved(CStream& stream) {
+        const size_t sinks = stream.SinkCount();
+        return sinks > 0 && sinks > m_unproved.CountOf(stream.ChannelID());
+    }
 
     void OnSinkMade(const CSinkInfo& sink);
     void OnSinkGone(const CSinkInfo& sink);

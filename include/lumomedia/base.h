@@ -32,9 +32,11 @@ public:
     unsigned long GetFromUID() const;
     void SetFromUID(unsigned long userID);
 
-    /// The packet as bytes; Parse takes exactly these back. Both ends may run on any machine.
+    /// The packet as bytes, without the sender; empty when that would be more than 64 KiB. Parse takes exactly these
+    /// back. Both ends may run on any machine.
     std::string Serialize() const;
-    /// False, with `packet` left as it was, on anything but a well-formed packet of at most 64 KiB.
+    /// False, with `packet` left as it was, on anything but a well-formed packet of at most 64 KiB. On success the
+    /// sender is 0: set it from what the signalling channel vouches for.
     static bool Parse(const std::string& bytes, CCmdPacket& packet);
 
 private:
@@ -49,7 +51,8 @@ private:
 
 /// Takes every log line the library writes while it is set, whatever LUMO_LOG says; null gives the lines back.
 /// `line` is one line without its end and is valid only during the call. Called on any thread of the library, possibly
-/// with its locks held: copy and return, and call nothing of the library.
+/// with its locks held: copy and return, and call nothing of the library. Setting another hook, or null, waits for a
+/// running call of the old one: hold no lock that the hook takes.
 typedef void (*LumoLogHook)(void* context, const char* line);
 LUMO_API void SetLogHook(LumoLogHook hook, void* context);
 

@@ -21,7 +21,8 @@ public:
 
     /// Registers the channel, so that senders, receivers and peers find it. Always true.
     virtual bool Connect();
-    /// Unregisters it and ends every peer's sink of it. Not from a callback of this medium.
+    /// Unregisters it and ends every peer's sink of it. Not from a callback of this medium; hold no lock that one of
+    /// your callbacks takes.
     virtual void ReleaseConnections();
     /// True only for a channel that once had a subscriber and has none now.
     virtual bool IsEmpty();
@@ -54,7 +55,8 @@ private:
 /// Publishes a channel to a relay server.
 class IFileSender {
 public:
-    /// Says goodbye, leaves the channel and destroys the sender. Not from a callback of it.
+    /// Says goodbye, leaves the channel and destroys the sender. Not from a callback of it; hold no lock that one of
+    /// your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once the server has been
     /// silent too long (2 s while connecting, 180 s after) or the connection is lost; it stays so until released.
@@ -74,7 +76,8 @@ public:
 /// Subscribes to a channel published elsewhere.
 class IFileReceiver {
 public:
-    /// Says goodbye, leaves the local channel and destroys the receiver. Not from a callback of it.
+    /// Says goodbye, leaves the local channel and destroys the receiver. Not from a callback of it; hold no lock that
+    /// one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once nothing has come for
     /// too long (4 s or 30 s while connecting, 180 s after) or the connection is lost.
@@ -93,6 +96,8 @@ public:
     virtual void OnFileReceiverNotifyConnected(unsigned long ulIP) = 0;
 };
 
+/// The four factories below may call back before they return: hold no lock that one of your callbacks takes.
+///
 /// Publishes the connected channel over UDP to a server known by up to three addresses (0: none). Null without a local
 /// MCU, for an unknown channel, when all addresses are 0 or the port is 0.
 LUMO_API IFileSender* CreateFileSenderUDP(IFileSenderNotify& notify, unsigned long ulFileChannelID,

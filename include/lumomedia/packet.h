@@ -11,7 +11,8 @@ class LUMO_API CSCTPPacket {
 public:
     /// Wraps a buffer of at least 12 bytes that the caller keeps and owns; nothing is copied.
     CSCTPPacket(const char* data, int length);
-    /// Allocates `length` bytes, room for a header at least; GetPacketData() is null when that fails.
+    /// Allocates `length` bytes, room for a header at least, and records `length` (0 for a negative one).
+    /// GetPacketData() is null when that fails.
     explicit CSCTPPacket(int length);
     /// Deep copy; null buffer when the allocation fails.
     explicit CSCTPPacket(CSCTPPacket* other);
@@ -69,6 +70,7 @@ class LUMO_API CDataOutPacket {
 public:
     /// Allocates `size` bytes with malloc. With `own` false the caller frees GetData().
     explicit CDataOutPacket(bool own = true, int size = 1024);
+    /// Copies are member-wise: make none of a packet that owns its buffer, which both would free.
     CDataOutPacket(const CDataOutPacket&);
     CDataOutPacket& operator=(const CDataOutPacket&);
     virtual ~CDataOutPacket();

@@ -18,7 +18,7 @@ struct LumoLinkStatistics {
     unsigned long long ullFramesReceived;   ///< frames delivered
     unsigned long long ullRetransmitted;    ///< data packets sent again
     unsigned long long ullDuplicates;       ///< data packets received again
-    unsigned long long ullFramesDropped;    ///< frames that never entered the queue (too large, no memory, flushed)
+    unsigned long long ullFramesDropped;    ///< frames refused (too large, no room or memory) or flushed from the queue
     unsigned long ulRoundTripMs;            ///< smoothed round trip in ms of packets sent once; 0 until measured
     unsigned long ulQueuedFrames;           ///< frames waiting for the session
     unsigned long long ullQueuedBytes;      ///< their bytes

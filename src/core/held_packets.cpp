@@ -16,7 +16,8 @@ bool CHeldPackets::WouldBeFirst(uint16_t sequence) const {
 }
 
 bool CHeldPackets::Insert(CSCTPPacket& packet) {
-    if (Size() >= session::kMaxHeldPackets) return false;
+    const auto length = static_cast<size_t>(packet.GetPacketDataLen());
+    if (Size() >= session::kMaxHeldPackets || m_nBytes + length > session::kMaxHeldBytes) return false;
     std::unique_ptr<CSCTPPacket> copy(new (std::nothrow) CSCTPPacket(&packet));
     if (!copy || !copy->GetPacketData()) return false;
     try {
@@ -27,6 +28,7 @@ bool CHeldPackets::Insert(CSCTPPacket& packet) {
             return session::AtOrBefore(sequence, held.sequence);
         });
         m_held.insert(place, Held{sequence, std::move(copy)});
+        m_nBytes += length;
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -36,6 +38,7 @@ bool CHeldPackets::Insert(CSCTPPacket& packet) {
 std::unique_ptr<CSCTPPacket> CHeldPackets::TakeFirst(uint16_t sequence) {
     if (Size() == 0 || m_held[m_nFirst].sequence != sequence) return nullptr;
     std::unique_ptr<CSCTPPacket> packet = std::move(m_held[m_nFirst++].packet);
+    m_nBytes -= static_cast<size_t>(packet->GetPacketDataLen());
     if (Size() == 0) Clear();
     return packet;
 }
@@ -43,4 +46,5 @@ std::unique_ptr<CSCTPPacket> CHeldPackets::TakeFirst(uint16_t sequence) {
 void CHeldPackets::Clear() {
     m_held.clear();
     m_nFirst = 0;
+    m_nBytes = 0;
 }

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-/// Holds deep copies, session::kMaxHeldPackets at most. Not synchronised.
+/// Holds deep copies, session::kMaxHeldPackets and session::kMaxHeldBytes at most. Not synchronised.
 class CHeldPackets {
 public:
     size_t Size() const { return m_held.size() - m_nFirst; }
@@ -29,4 +29,5 @@ private:
 
     std::vector<Held> m_held;
     size_t m_nFirst = 0;  // those before it are taken
+    size_t m_nBytes = 0;  // of those held
 };

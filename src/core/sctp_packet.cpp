@@ -52,7 +52,7 @@ CSCTPPacket::CSCTPPacket(const char* data, int length)
       m_bOwnsBuffer(false),
       m_ulResendTimeout(session::kFirstResendTimeout) {}
 
-CSCTPPacket::CSCTPPacket(int length) : CSCTPPacket(nullptr, std::max(length, session::kHeaderLen)) {
+CSCTPPacket::CSCTPPacket(int length) : CSCTPPacket(nullptr, std::max(length, 0)) {
     m_pHeader = m_pBuffer = AllocatePacket(length);
     m_bOwnsBuffer = true;
 }

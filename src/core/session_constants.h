@@ -1,6 +1,7 @@
 // Numbers of the reliable session. The first group is what the far side relies on; the second is this side's own.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace session {
@@ -24,6 +25,7 @@ inline constexpr int kReassemblyCapacity = 65535;
 inline constexpr int kReassemblySpare = 64;
 inline constexpr int kMaxFrameLen = 64 * 1024 * 1024;  // a larger frame is refused, and not collected
 inline constexpr uint32_t kMaxHeldPackets = 1024;      // out of order; an honest sender has at most 160 under way
+inline constexpr size_t kMaxHeldBytes = kMaxHeldPackets * (kHeaderLen + kPayloadLen);  // the same, when they are long
 
 static_assert(kMaxHeldPackets >= kMaxWindow, "an honest sender's window must fit");
 

@@ -44,11 +44,14 @@ bool CFileSinkTCP::IsDisconnected() {
 
 void CFileSinkTCP::OnFileChannelData(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;
-    if (m_pITcpSession && !m_bOverrun.load(std::memory_order_relaxed)) {
-        m_pITcpSession->SendData(static_cast<const char*>(data), length, 0);
-        m_bOverrun.store(m_pITcpSession->GetSendQueueBytes() > m_nQueueLimit, std::memory_order_relaxed);
-    }
+    if (m_pITcpSession && HasRoom()) m_pITcpSession->SendData(static_cast<const char*>(data), length, 0);
     m_keepAlive.Restart();
+}
+
+// What waits already counts, not the new frame: a long one is no reason to lose whoever reads in time.
+bool CFileSinkTCP::HasRoom() {
+    if (m_pITcpSession->GetSendQueueBytes() > m_nQueueLimit) m_bOverrun.store(true, std::memory_order_relaxed);
+    return !m_bOverrun.load(std::memory_order_relaxed);
 }
 
 void CFileSinkTCP::CloseWhenSent() {

@@ -25,6 +25,8 @@ public:
     uint16_t GetRemotePort() const { return m_usRemotePort; }
 
 private:
+    bool HasRoom();
+
     ITcpSession* m_pITcpSession;  // owned by the network library; ended by ReleaseConnections
     CPollCount m_keepAlive;
     const uint64_t m_nQueueLimit;

@@ -59,7 +59,7 @@ void CLocalMCUFile::AddFileSink(uint32_t sinkID, CFileSink* sink) {
     if (CFileSinkUDP* udp = sink->AsUDP())
         m_mapFileSink.Put(sinkID, sink, udp->GetFileChannelID(), udp->GetFileReceiverID());
     else
-        m_mapFileSink.Put(sinkID, sink);
+        m_mapFileSink.Put(sinkID, sink, sink->GetFileChannelID());
 }
 
 void CLocalMCUFile::RemoveFileSink(uint32_t sinkID) { m_mapFileSink.Take(sinkID); }
@@ -86,9 +86,7 @@ void CLocalMCUFile::RemoveAllFileSinks() {
     m_mapFileSink.Sweep([](CFileSink&) { return true; }, EndSink);
 }
 
-void CLocalMCUFile::RemoveFileSinks(uint32_t channelID) {
-    m_mapFileSink.Sweep([&](CFileSink& sink) { return sink.GetFileChannelID() == channelID; }, EndSink);
-}
+void CLocalMCUFile::RemoveFileSinks(uint32_t channelID) { m_mapFileSink.SweepChannel(channelID, EndSink); }
 
 void CLocalMCUFile::AddFileReceiver(CFileReceiver* receiver) {
     LUMO_LOG_LINE("CLocalMCUFile::AddFileReceiver. FileReceiverID : %u", receiver->GetFileReceiverID());

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <new>
+#include <utility>
 
 CFrameLink::CFrameLink() : CBufferPool(lock_order::kFrameQueue), m_nQueueLimit(limits::kMaxQueueBytes) {}
 
@@ -18,12 +19,12 @@ bool CFrameLink::OpenLink() {
         CloseSession();
         return false;
     }
-    LinkRegistry().Add(this);
+    if (m_nRegistered == 0) m_nRegistered = LinkRegistry().Add(this);
     return true;
 }
 
 void CFrameLink::CloseLink() {
-    LinkRegistry().Remove(this);
+    LinkRegistry().Remove(std::exchange(m_nRegistered, 0));
     CAutoLock pump(&m_csPump);
     Flush();
     CloseSession();
@@ -45,7 +46,13 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
 }
 
 bool CFrameLink::HasRoom(int length) {
-    if (m_bHeld.load(std::memory_order_relaxed)) return GetByteCount() + static_cast<uint64_t>(length) <= QueueLimit();
+    if (m_bHeld.load(std::memory_order_acquire)) {
+        CAutoLock lock(&m_csHeld);
+        if (m_bHeld.load(std::memory_order_relaxed)) {
+            m_bHeldGap = m_bHeldGap || GetByteCount() + static_cast<uint64_t>(length) > QueueLimit();
+            return !m_bHeldGap;
+        }
+    }
     if (!IsOverLimit()) return true;
     m_bOverrun.store(true, std::memory_order_relaxed);
     return false;
@@ -90,7 +97,11 @@ void CFrameLink::OnPacket(const char* packet, int length) {
 }
 
 void CFrameLink::SetHeld(bool held) {
-    m_bHeld.store(held, std::memory_order_relaxed);
+    {
+        CAutoLock lock(&m_csHeld);
+        if (std::exchange(m_bHeldGap, false)) DropQueue();
+        m_bHeld.store(held, std::memory_order_release);
+    }
     if (!held) Pump();
 }
 

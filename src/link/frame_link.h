@@ -29,8 +29,8 @@ public:
     /// One received session packet, its bytes writable; then refills the window.
     void OnPacket(const char* packet, int length);
 
-    /// While held, frames wait in the queue, those that do not fit its limit are dropped, and acknowledgements still go
-    /// out.
+    /// While held, frames wait in the queue and acknowledgements still go out. Once one did not fit the queue's limit
+    /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap.
     void SetHeld(bool held);
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
@@ -55,10 +55,13 @@ private:
     void MarkBusy();
     void MarkIdle();
 
+    uint64_t m_nRegistered = 0;  // owner's thread
     CCritSec m_csPump{lock_order::kPump};
     std::atomic<bool> m_bPumpAgain{false};
     std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
-    std::atomic<bool> m_bHeld{false};
+    CCritSec m_csHeld{lock_order::kHeldLink};
+    std::atomic<bool> m_bHeld{false};  // changes under m_csHeld
+    bool m_bHeldGap LUMO_GUARDED_BY(m_csHeld) = false;
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};

@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <set>
 #include <utility>
 
-/// An ordered map ID -> T*, not owning, with its lock. An optional second index finds what a far side that asks twice
-/// already has: (channel ID, the far side's own ID). Every operation takes the lock for itself; functions given to it
-/// run under the lock.
+/// An ordered map ID -> T*, not owning, with its lock. Two optional indices find what belongs to a channel, and what a
+/// far side that asks twice already has: (channel ID, the far side's own ID). Every operation takes the lock for
+/// itself; functions given to it run under the lock.
 template <class T>
 class CIDTable {
 public:
@@ -19,14 +21,17 @@ public:
     /// Inserts or overwrites.
     void Put(uint32_t id, T* object) {
         CAutoLock lock(&m_cs);
-        m_map[id] = {object, 0, false};
+        PutAt(id, {object, {}, {}});
+    }
+    /// The same, found by its channel too.
+    void Put(uint32_t id, T* object, uint32_t channelID) {
+        CAutoLock lock(&m_cs);
+        PutAt(id, {object, channelID, {}});
     }
     /// The same, found by (channel, remote) too.
     void Put(uint32_t id, T* object, uint32_t channelID, uint32_t remoteID) {
         CAutoLock lock(&m_cs);
-        const uint64_t pair = PairKey(channelID, remoteID);
-        m_map[id] = {object, pair, true};
-        m_pairs[pair] = object;
+        PutAt(id, {object, channelID, remoteID});
     }
     /// Removes the entry and gives what it held; null when there was none.
     T* Take(uint32_t id) {
@@ -52,6 +57,11 @@ public:
     template <class Predicate, class End>
     void Sweep(Predicate wanted, End end) {
         while (T* object = TakeFirst(wanted)) end(object);
+    }
+    /// The same for all of a channel, without a look at the others.
+    template <class End>
+    void SweepChannel(uint32_t channelID, End end) {
+        while (T* object = TakeFirstOf(channelID)) end(object);
     }
     /// Calls `use` with the object under the lock; false when there is none.
     template <class Use>
@@ -91,24 +101,38 @@ public:
 private:
     struct Entry {
         T* object;
-        uint64_t pair;
-        bool hasPair;
+        std::optional<uint32_t> channelID;
+        std::optional<uint32_t> remoteID;
     };
     using Map = std::map<uint32_t, Entry>;
 
-    static uint64_t PairKey(uint32_t channelID, uint32_t remoteID) {
-        return (static_cast<uint64_t>(channelID) << 32) | remoteID;
+    static uint64_t PairKey(uint32_t channelID, uint32_t other) {
+        return (static_cast<uint64_t>(channelID) << 32) | other;
+    }
+    void PutAt(uint32_t id, const Entry& entry) LUMO_REQUIRES(m_cs) {
+        TakeAt(m_map.find(id));
+        m_map[id] = entry;
+        if (entry.channelID) m_ofChannels.insert(PairKey(*entry.channelID, id));
+        if (entry.remoteID) m_pairs[PairKey(*entry.channelID, *entry.remoteID)] = entry.object;
     }
     T* TakeAt(typename Map::iterator it) LUMO_REQUIRES(m_cs) {
         if (it == m_map.end()) return nullptr;
         const Entry entry = it->second;
-        auto pair = entry.hasPair ? m_pairs.find(entry.pair) : m_pairs.end();
+        if (entry.channelID) m_ofChannels.erase(PairKey(*entry.channelID, it->first));
+        auto pair = entry.remoteID ? m_pairs.find(PairKey(*entry.channelID, *entry.remoteID)) : m_pairs.end();
         if (pair != m_pairs.end() && pair->second == entry.object) m_pairs.erase(pair);
         m_map.erase(it);
         return entry.object;
     }
+    T* TakeFirstOf(uint32_t channelID) {
+        CAutoLock lock(&m_cs);
+        const auto first = m_ofChannels.lower_bound(PairKey(channelID, 0));
+        if (first == m_ofChannels.end() || *first >> 32 != channelID) return nullptr;
+        return TakeAt(m_map.find(static_cast<uint32_t>(*first)));
+    }
 
     CCritSec m_cs;
     Map m_map LUMO_GUARDED_BY(m_cs);
-    std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);  // ordered: the keys come from the far side
+    std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);   // ordered: the keys come from the far side
+    std::set<uint64_t> m_ofChannels LUMO_GUARDED_BY(m_cs);  // (channel, ID)
 };

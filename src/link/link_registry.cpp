@@ -9,24 +9,36 @@ CLinkRegistry& LinkRegistry() {
     return *registry;
 }
 
-void CLinkRegistry::Add(CFrameLink* link) {
+uint64_t CLinkRegistry::Add(CFrameLink* link) {
     CAutoLock lock(&m_cs);
-    if (std::find(m_links.begin(), m_links.end(), link) == m_links.end()) m_links.push_back(link);
+    m_entries.push_back({m_nLastNumber + 1, link});
+    return ++m_nLastNumber;
 }
 
-void CLinkRegistry::Remove(CFrameLink* link) {
+void CLinkRegistry::Remove(uint64_t number) {
     CAutoLock lock(&m_cs);
-    m_links.erase(std::remove(m_links.begin(), m_links.end(), link), m_links.end());
+    const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), number,
+                                        [](const Entry& entry, uint64_t wanted) { return entry.number < wanted; });
+    if (found == m_entries.end() || found->number != number || !found->link) return;
+    found->link = nullptr;
+    if (++m_nGaps > m_entries.size() / 2) CloseGaps();
+}
+
+void CLinkRegistry::CloseGaps() {
+    const auto hasLeft = [](const Entry& entry) { return !entry.link; };
+    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), hasLeft), m_entries.end());
+    m_nGaps = 0;
 }
 
 bool CLinkRegistry::Fill(size_t index, LumoLinkStatistics& statistics) {
     CAutoLock lock(&m_cs);
-    if (index >= m_links.size()) return false;
-    m_links[index]->FillStatistics(statistics);
+    if (m_nGaps > 0) CloseGaps();
+    if (index >= m_entries.size()) return false;
+    m_entries[index].link->FillStatistics(statistics);
     return true;
 }
 
 size_t CLinkRegistry::Count() {
     CAutoLock lock(&m_cs);
-    return m_links.size();
+    return m_entries.size() - m_nGaps;
 }

@@ -12,11 +12,13 @@
 
 class CFrameLink;
 
-/// Oldest first. A link leaves before its destructor begins, so reading one under the lock is safe.
+/// Oldest first. To enter and to leave costs the same however many there are. A link leaves before its destructor
+/// begins, so reading one under the lock is safe.
 class CLinkRegistry {
 public:
-    void Add(CFrameLink* link);
-    void Remove(CFrameLink* link);
+    /// Gives the number to leave with, never 0.
+    uint64_t Add(CFrameLink* link);
+    void Remove(uint64_t number);
     bool Fill(size_t index, LumoLinkStatistics& statistics);
     size_t Count();
 
@@ -24,8 +26,16 @@ public:
     uint64_t FramesDropped() const { return m_nFramesDropped.load(std::memory_order_relaxed); }
 
 private:
+    struct Entry {
+        uint64_t number;   // ascending
+        CFrameLink* link;  // null once it has left
+    };
+    void CloseGaps() LUMO_REQUIRES(m_cs);
+
     CCritSec m_cs{lock_order::kLeaf};
-    std::vector<CFrameLink*> m_links LUMO_GUARDED_BY(m_cs);
+    std::vector<Entry> m_entries LUMO_GUARDED_BY(m_cs);
+    size_t m_nGaps LUMO_GUARDED_BY(m_cs) = 0;
+    uint64_t m_nLastNumber LUMO_GUARDED_BY(m_cs) = 0;
     std::atomic<uint64_t> m_nFramesDropped{0};
 };
 

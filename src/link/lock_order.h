@@ -10,6 +10,7 @@ inline constexpr int kChannelTable = 400;
 inline constexpr int kChannelSinks = 500;  // a channel's sink list
 inline constexpr int kChannelReceiver = 510;
 inline constexpr int kPump = 600;
+inline constexpr int kHeldLink = 650;
 inline constexpr int kFrameQueue = 700;
 // 800 session window, 900 session pending: core/lock_ranks.h
 inline constexpr int kLeaf = 1100;  // holds nothing else, is held for a few instructions

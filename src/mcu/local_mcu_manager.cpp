@@ -4,7 +4,10 @@
 #include "link/callback.h"
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
+#include "mcu/manager_use.h"
 #include "platform/lumobase/app_log.h"
+
+#include <exception>
 
 using wire::Kind;
 
@@ -25,7 +28,8 @@ bool CLocalMCUManager::Connect(unsigned long port) {
         try {
             return OpenEndpoints(port) && StartThread();
         } catch (...) {
-            CloseEndpoints();
+            CloseListener();
+            CloseEndpoint();
         }
     }
     return false;
@@ -52,7 +56,9 @@ void CLocalMCUManager::ReleaseConnections() {
     CWorkSignal::Get().Wake();
     WaitForStop();
     ReleaseMedia();
-    CloseEndpoints();
+    CloseListener();
+    Instances().pManager.store(nullptr, std::memory_order_seq_cst);
+    CloseEndpoint();
     ReleaseMedia();  // what arrived in between
     delete this;
 }
@@ -60,9 +66,14 @@ void CLocalMCUManager::ReleaseConnections() {
 // Audio, video, whiteboard, desktop, file: the order in which they end.
 void CLocalMCUManager::ReleaseMedia() { m_localMCUFile.ReleaseConnections(); }
 
-void CLocalMCUManager::CloseEndpoints() {
-    if (IUdpClient* endpoint = m_pUdpClient.exchange(nullptr)) endpoint->ReleaseConnections();
+void CLocalMCUManager::CloseListener() {
     if (ITcpServer* listener = m_pTcpServer.exchange(nullptr)) listener->ReleaseConnections();
+}
+
+void CLocalMCUManager::CloseEndpoint() {
+    IUdpClient* endpoint = m_pUdpClient.exchange(nullptr, std::memory_order_seq_cst);
+    CManagerUse::WaitForOthers();
+    if (endpoint) endpoint->ReleaseConnections();
 }
 
 void CLocalMCUManager::SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
@@ -131,6 +142,18 @@ void CLocalMCUManager::RunSecond() {
 uint32_t CLocalMCUManager::ThreadProcMain() {
     m_ulLastSecond = CActivity::Now();
     while (!m_bStop.load(std::memory_order_relaxed))
-        if (!RunTurn()) CWorkSignal::Get().Sleep();
+        if (!TryTurn()) CWorkSignal::Get().Sleep();
     return 0;
+}
+
+// A turn that fails, for want of memory say, costs itself and not the worker.
+bool CLocalMCUManager::TryTurn() {
+    try {
+        return RunTurn();
+    } catch (const std::exception& error) {
+        AppLog().debug("CLocalMCUManager::ThreadProcMain. A turn failed: %s", error.what());
+    } catch (...) {
+        AppLog().debug("CLocalMCUManager::ThreadProcMain. A turn failed");
+    }
+    return false;
 }

@@ -23,7 +23,8 @@ public:
     /// The only way out over UDP. Any thread; never blocks.
     void SendUdpData(const char* data, int length, uint32_t ip, uint16_t port);
     bool AcceptTcpSession(ITcpSession* session);
-    IUdpClient* UdpEndpoint() const { return m_pUdpClient.load(std::memory_order_acquire); }
+    /// Within a CManagerUse, or in a callback of the endpoint itself.
+    IUdpClient* UdpEndpoint() const { return m_pUdpClient.load(std::memory_order_seq_cst); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
     void OnUdpClientNotifyBurstBegin() override;
@@ -50,9 +51,11 @@ protected:
     std::atomic<ITcpServer*> m_pTcpServer{nullptr};
 
 private:
+    bool TryTurn();
     void RunSecond();
     void ReleaseMedia();
-    void CloseEndpoints();
+    void CloseListener();
+    void CloseEndpoint();
 
     std::atomic<bool> m_bStop{false};
     uint32_t m_ulLastSecond;  // worker thread

@@ -2,22 +2,14 @@
 #include "link/mcu_services.h"
 
 #include "core/session_constants.h"
-#include "mcu/local_mcu_manager.h"
+#include "mcu/manager_use.h"
 
 #include <cassert>
 #include <cstring>
 
-namespace {
-
-IUdpClient* Endpoint() {
-    CLocalMCUManager* manager = GetLocalMcuMgr();
-    return manager ? manager->UdpEndpoint() : nullptr;
-}
-
-}  // namespace
-
 void SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
-    if (CLocalMCUManager* manager = GetLocalMcuMgr()) manager->SendUdpData(data, length, ip, port);
+    const CManagerUse use;
+    if (CLocalMCUManager* manager = use.Manager()) manager->SendUdpData(data, length, ip, port);
 }
 
 void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to) {
@@ -27,21 +19,25 @@ void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, c
     SendUdpData(packet - room, length + room, to.IP(), to.Port());
 }
 
+// In a callback of the listener, which the manager waits for before it goes.
 bool AcceptTcpSession(ITcpSession* session) {
     CLocalMCUManager* manager = GetLocalMcuMgr();
     return manager && manager->AcceptTcpSession(session);
 }
 
 void FlushUdpBatch() {
-    if (IUdpClient* endpoint = Endpoint()) endpoint->FlushBatch();
+    const CManagerUse use;
+    if (IUdpClient* endpoint = use.Endpoint()) endpoint->FlushBatch();
 }
 
 // The endpoint may be closed in between: each end of the batch asks for it anew, and the endpoint forgives an end
 // without a begin.
 CUdpBatch::CUdpBatch() {
-    if (IUdpClient* endpoint = Endpoint()) endpoint->BeginBatch();
+    const CManagerUse use;
+    if (IUdpClient* endpoint = use.Endpoint()) endpoint->BeginBatch();
 }
 
 CUdpBatch::~CUdpBatch() {
-    if (IUdpClient* endpoint = Endpoint()) endpoint->EndBatch();
+    const CManagerUse use;
+    if (IUdpClient* endpoint = use.Endpoint()) endpoint->EndBatch();
 }

@@ -52,6 +52,7 @@ public:
     void ReleaseConnections() override { released = true; }
     void SendData(const char* data, int length, int mode) override {
         sent.push_back({mode, std::string(data, static_cast<size_t>(length))});
+        if (stalled) queuedBytes += static_cast<unsigned long>(length);
     }
     void SetNotify(ITcpSessionNotify* notify) override { sessionNotify = notify; }
     unsigned long GetSendQueueSize() override { return queued; }
@@ -60,6 +61,7 @@ public:
     unsigned long GetRemoteIP() override { return remoteIP; }
     unsigned short GetRemotePort() override { return remotePort; }
     void CloseWhenSent() override { lost = true; }
+    void SetMaxReceivedFrame(unsigned long bytes) override { maxReceivedFrame = bytes; }
     void Reserved() override {}
 
     std::vector<CSentMessage> TakeSent();
@@ -72,8 +74,10 @@ public:
     std::string proxy;  // "type host port user password"
     unsigned long queued = 0;
     unsigned long queuedBytes = 0;
+    unsigned long maxReceivedFrame = 0;  // 0: never set
     uint32_t remoteIP = 0x7f000001;
     uint16_t remotePort = 50000;
+    bool stalled = false;  // what is sent stays queued
     bool lost = false;
     bool released = false;
 };

@@ -118,6 +118,9 @@ public:
     virtual unsigned short GetRemotePort() = 0;
     /// Once every queued frame has left, the connection closes by itself; nothing more is taken or delivered.
     virtual void CloseWhenSent() = 0;
+    /// The longest frame taken from the far side, 64 MiB at most (and at first); a longer one closes the connection as
+    /// soon as it is announced. Valid only inside the validate callback.
+    virtual void SetMaxReceivedFrame(unsigned long bytes) = 0;
 
 protected:
     ~ITcpSession() = default;

@@ -47,6 +47,8 @@ protected:
     /// Reactor: the connection ends after that time unless the timer is set again or cancelled.
     void SetTimer(int milliseconds, const char* reason);
     void CancelTimer();
+    /// Reactor: the longest frame from now on.
+    void SetMaxBody(uint32_t length) { m_decoder.SetMaxBody(length); }
 
     /// The object stays alive until Unpin, for whoever holds it as a raw pointer.
     void Pin();

@@ -2,6 +2,9 @@
 
 #include "platform/lumonet/tcp_server.h"
 
+#include <algorithm>
+#include <utility>
+
 CTcpSession::CTcpSession(std::shared_ptr<CTcpServer> server, uint64_t id, asio::ip::tcp::socket socket, uint32_t ip,
                          uint16_t port)
     : m_server(std::move(server)), m_nID(id), m_ulIP(ip), m_usPort(port) {
@@ -18,6 +21,10 @@ void CTcpSession::SetNotify(ITcpSessionNotify* notify) {
     m_pNotify.store(notify, std::memory_order_release);
     m_gate.Drain();
     if (notify) Resume();
+}
+
+void CTcpSession::SetMaxReceivedFrame(unsigned long bytes) {
+    SetMaxBody(static_cast<uint32_t>(std::min<unsigned long>(bytes, net::kMaxBody)));
 }
 
 bool CTcpSession::OnValidation(const CTcpValidation& validation) {

@@ -27,6 +27,7 @@ public:
     unsigned long GetRemoteIP() override { return m_ulIP; }
     unsigned short GetRemotePort() override { return m_usPort; }
     void CloseWhenSent() override { FinishSending(); }
+    void SetMaxReceivedFrame(unsigned long bytes) override;
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

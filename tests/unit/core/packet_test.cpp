@@ -85,7 +85,8 @@ TEST(SctpPacket, BuffersAreOwnedOnlyWhereTheyWereMade) {
 
     CSCTPPacket tiny(3);  // a header's room all the same
     tiny.SetWindowSize(9);
-    EXPECT_EQ(tiny.GetPacketDataLen(), 12);
+    EXPECT_EQ(tiny.GetPacketDataLen(), 3);
+    EXPECT_EQ(CSCTPPacket(-1).GetPacketDataLen(), 0);
     EXPECT_EQ(tiny.GetWindowSize(), 9);
     tiny.SetPacketDataLen(2);
     CSCTPPacket tinyCopy(&tiny);

@@ -54,6 +54,25 @@ TEST(HeldPackets, AreBounded) {
     EXPECT_TRUE(held.Insert(packet));
 }
 
+TEST(HeldPackets, AreBoundedInBytesToo) {
+    CHeldPackets held;
+    std::string bytes = session_wire::Data(0, std::string(session::kMaxPayloadLen, 'x'));
+    CSCTPPacket packet(bytes.data(), static_cast<int>(bytes.size()));
+    const size_t fits = session::kMaxHeldBytes / bytes.size();
+    const auto insert = [&](size_t sequence) {
+        packet.SetSequence(static_cast<uint16_t>(sequence));
+        return held.Insert(packet);
+    };
+    for (int round = 0; round < 3; ++round) {
+        for (size_t i = 0; i < fits; ++i) ASSERT_TRUE(insert(i));
+        EXPECT_FALSE(insert(fits));
+        ASSERT_NE(held.TakeFirst(0), nullptr);
+        EXPECT_TRUE(insert(fits)) << "what has left counts no more";
+        EXPECT_FALSE(insert(fits + 1));
+        held.Clear();
+    }
+}
+
 class Reassembly : public testing::Test {
 protected:
     bool Append(uint8_t marks, const std::string& payload) {

@@ -81,6 +81,31 @@ TEST_F(LocalMcuFile, RemovingAChannelEndsItsSinksOnly) {
     other.ReleaseConnections();
 }
 
+/// A sink that counts how often it is looked at.
+class CWatchedSink : public CFileSink {
+public:
+    using CFileSink::CFileSink;
+    uint32_t GetFileChannelID() override { return ++looks, CFileSink::GetFileChannelID(); }
+    bool IsDisconnected() override { return ++looks, false; }
+    void OnFileChannelData(const void*, int) override {}
+    uint32_t GetBufferingFrameCount() override { return 0; }
+    int looks = 0;
+};
+
+TEST_F(LocalMcuFile, RemovingAChannelCostsOnlyItsOwnSinks) {
+    CChannel other(78);
+    auto* sink = new CWatchedSink(channel);  // the table's own from here on
+    GetLocalMCUFile()->AddFileSink(sink->GetFileSinkID(), sink);
+    sink->looks = 0;
+    ConnectSink(6, 78);
+    other.ReleaseConnections();
+    EXPECT_EQ(other.GetFileSinkCount(), 0U);
+    EXPECT_EQ(sink->looks, 0);
+    EXPECT_EQ(GetLocalMCUFile()->FileSinkCount(), 1U);
+    channel.ReleaseConnections();
+    EXPECT_EQ(GetLocalMCUFile()->FileSinkCount(), 0U);
+}
+
 TEST_F(LocalMcuFile, AChannelThatIsDeletedIsForgottenUnlessAnotherTookItsID) {
     auto first = std::make_unique<CChannel>(90);
     auto second = std::make_unique<CChannel>(90);

@@ -62,6 +62,26 @@ TEST(IDTable, SweepEndsEachOutsideTheLockAndSeesWhatEndingChanges) {
     EXPECT_EQ(table.Size(), 2U);
 }
 
+TEST(IDTable, SweepsAChannelWithoutALookAtTheOthers) {
+    CIDTable<int> table(0);
+    int values[] = {1, 2, 3, 4, 5, 6};
+    table.Put(10, &values[0], 7);
+    table.Put(20, &values[1], 7, 100);
+    table.Put(30, &values[2], 8, 100);
+    table.Put(40, &values[3]);
+    table.Put(50, &values[4], 7);
+    table.Put(50, &values[5], 8);  // another one, elsewhere
+    std::vector<int> ended;
+    table.SweepChannel(7, [&](int* value) { ended.push_back(*value); });
+    EXPECT_EQ(ended, (std::vector<int>{1, 2}));
+    EXPECT_FALSE(table.WithPair(7, 100, [](int&) {}));
+    table.SweepChannel(9, [&](int* value) { ended.push_back(*value); });
+    EXPECT_EQ(table.Take(30), &values[2]);
+    table.SweepChannel(8, [&](int* value) { ended.push_back(*value); });
+    EXPECT_EQ(ended, (std::vector<int>{1, 2, 6}));
+    EXPECT_EQ(table.Size(), 1U) << "who is of no channel stays";
+}
+
 struct McuRow {
     CMcuAddress peer, local;
     bool peerOnly;

@@ -8,17 +8,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 namespace {
 
 /// Keeps what leaves and what is delivered.
 class CTestLink : public CFrameLink {
 public:
+    explicit CTestLink(unsigned long id = 42) : m_ulID(id) {}
     ~CTestLink() override { CloseLink(); }
     void OnSCTPSessionReceivedFrame(char* frame, int length) override {
         delivered.emplace_back(frame, static_cast<size_t>(length));
@@ -43,9 +47,10 @@ public:
     bool throws = false;
 
 protected:
-    void DescribeLink(LumoLinkStatistics& statistics) const override { statistics.ulLinkID = 42; }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { statistics.ulLinkID = m_ulID; }
 
 private:
+    const unsigned long m_ulID;
     std::mutex mutex;
     std::condition_variable ready;
     std::deque<std::string> left;
@@ -83,11 +88,26 @@ TEST(FrameLink, WhileHeldFramesWaitButAcknowledgementsLeave) {
     link.OnPacket(data.data(), static_cast<int>(data.size()));
     EXPECT_FALSE(session_wire::IsData(link.TakeLeft()));
     EXPECT_EQ(link.delivered, (std::vector<std::string>{"in"}));
-    link.SetQueueLimit(5);
-    EXPECT_FALSE(link.QueueFrame("no", 2)) << "a held link does not collect more than it may";
-    EXPECT_FALSE(link.IsOverLimit()) << "and is not lost for it";
     link.SetHeld(false);
     EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "wait");
+}
+
+TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.SetHeld(true);
+    link.SetQueueLimit(5);
+    EXPECT_TRUE(link.QueueFrame("one", 3));
+    EXPECT_FALSE(link.QueueFrame("two", 3)) << "it does not collect more than it may";
+    EXPECT_FALSE(link.QueueFrame("3", 1)) << "nor what follows a gap";
+    EXPECT_FALSE(link.IsOverLimit()) << "and is not lost for it";
+    link.SetHeld(false);
+    EXPECT_EQ(link.TakeLeft(), "") << "what came before the gap is gone";
+    EXPECT_TRUE(link.QueueFrame("four", 4));
+    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "four");
+    LumoLinkStatistics statistics;
+    link.FillStatistics(statistics);
+    EXPECT_EQ(statistics.ullFramesDropped, 3U);
 }
 
 TEST(FrameLink, LimitsDropsAndStatistics) {
@@ -114,6 +134,41 @@ TEST(FrameLink, LimitsDropsAndStatistics) {
     EXPECT_EQ(statistics.ullFramesSent, 2U);
     link.CloseLink();
     EXPECT_FALSE(LinkRegistry().Fill(last, statistics));
+}
+
+TEST(LinkRegistry, StaysInTheOrderOfAgeWhoeverLeaves) {
+    constexpr size_t kLinks = 20;
+    CVirtualClock clock;
+    std::vector<std::unique_ptr<CTestLink>> links;
+    const size_t others = LinkRegistry().Count();
+    const auto ids = [&] {
+        std::vector<unsigned long> seen;
+        LumoLinkStatistics statistics;
+        for (size_t i = others; LinkRegistry().Fill(i, statistics); ++i) seen.push_back(statistics.ulLinkID);
+        EXPECT_EQ(LinkRegistry().Count(), others + seen.size());
+        return seen;
+    };
+    std::vector<unsigned long> expected;
+    for (size_t i = 0; i < kLinks; ++i) {
+        links.push_back(std::make_unique<CTestLink>(100 + i));
+        ASSERT_TRUE(links.back()->OpenLink());
+        ASSERT_TRUE(links.back()->OpenLink()) << "opened anew, and still one link";
+        expected.push_back(100 + i);
+    }
+    EXPECT_EQ(ids(), expected);
+    const auto leave = [&](size_t id) {
+        links[id - 100]->CloseLink();
+        links[id - 100]->CloseLink();
+        expected.erase(std::find(expected.begin(), expected.end(), id));
+    };
+    for (const size_t id : {100U, 119U, 110U}) {
+        leave(id);
+        EXPECT_EQ(ids(), expected) << id;
+    }
+    for (size_t id = 101; id < 110; ++id) leave(id);
+    for (size_t id = 111; id < 117; ++id) leave(id);  // many at once
+    EXPECT_EQ(LinkRegistry().Count(), others + expected.size());
+    EXPECT_EQ(ids(), expected);
 }
 
 TEST(FrameLink, AnExceptionOfTheApplicationEndsAtTheLink) {

@@ -8,6 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+#include <new>
+
 using session_wire::ReadU32;
 using session_wire::U32;
 
@@ -126,6 +130,32 @@ TEST(LocalMcuManager, ReleaseEndsTheSinksAndLeavesTheChannels) {
     EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
     channel.OnFileChannelData("nobody", 6);
     EXPECT_TRUE(channel.Connect()) << "also without a local MCU";
+}
+
+/// Its worker's first turn fails.
+class CFailingManager : public CLocalMCUManager {
+public:
+    explicit CFailingManager(std::promise<void>& second) : m_second(second) {}
+
+protected:
+    bool OnTurn() override {
+        if (++m_nTurns == 1) throw std::bad_alloc();
+        if (m_nTurns == 2) m_second.set_value();
+        return false;
+    }
+
+private:
+    std::promise<void>& m_second;
+    int m_nTurns = 0;  // worker
+};
+
+TEST(LocalMcuManager, TheWorkerOutlivesATurnThatFails) {
+    CFakeNet net;
+    std::promise<void> second;
+    auto* manager = new CFailingManager(second);
+    ASSERT_TRUE(manager->Connect(1));
+    EXPECT_EQ(second.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    manager->ReleaseConnections();
 }
 
 TEST(LocalMcuManager, TheWorkerRunsAndStops) {

@@ -163,9 +163,9 @@ TEST(SinkLimits, WhoReadsTooSlowlyIsDropped) {
     CFakeTcp* slow = host.Validate(13, U32(kChannel));
     CFakeTcp* quick = host.Validate(13, U32(kChannel));
     slow->TakeSent();
-    slow->queuedBytes = 4001;
+    slow->stalled = true;
     for (uint16_t i = 0; i < 10; ++i) host.Deliver(Frame(sourceID, i, std::string(1000, 'f')), kAlice);
-    EXPECT_EQ(slow->sent.size(), 1U) << "nothing more is queued once it is too much";
+    EXPECT_EQ(slow->sent.size(), 5U) << "nothing more is queued once it is too much";
     host.Run(1200);
     EXPECT_TRUE(slow->released);
     EXPECT_FALSE(quick->released);
@@ -173,6 +173,24 @@ TEST(SinkLimits, WhoReadsTooSlowlyIsDropped) {
     EXPECT_EQ(medium.sinksUdp, 0U);
     EXPECT_LE(medium.queuedBytes, 6000U);
     EXPECT_GT(medium.links.dropped, 0U);
+}
+
+TEST(SinkLimits, OneFrameOverTheLimitIsNoReasonToDropWhoReads) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.sinkQueueBytes = 4000;
+    CServerHost host(options);
+    const uint32_t sourceID = host.Publish(kChannel, 5, kAlice);
+    CFakeTcp* subscriber = host.Validate(13, U32(kChannel));
+    subscriber->TakeSent();
+    subscriber->stalled = true;
+    host.Deliver(Frame(sourceID, 0, std::string(5000, 'f')), kAlice);
+    host.Run(1200);
+    EXPECT_EQ(subscriber->sent.size(), 1U);
+    EXPECT_FALSE(subscriber->released);
+    host.Deliver(Frame(sourceID, 1, "behind it"), kAlice);
+    host.Run(1200);
+    EXPECT_EQ(subscriber->sent.size(), 1U);
+    EXPECT_TRUE(subscriber->released) << "it reads nothing";
 }
 
 TEST(SinkLimits, UpstreamFramesAreBoundedInLengthAndInNumberAndThePublisherStays) {
@@ -183,6 +201,7 @@ TEST(SinkLimits, UpstreamFramesAreBoundedInLengthAndInNumberAndThePublisherStays
     host.Publish(kChannel, 5, kAlice);
     const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
     CFakeTcp* tcp = host.Validate(13, U32(kChannel));
+    EXPECT_EQ(tcp->maxReceivedFrame, 1500U) << "a longer one is not even collected";
     const auto up = [&](uint16_t sequence, uint8_t marks, size_t length) {
         host.Deliver(
             CServerHost::Command("3e", sinkID, session_wire::Packet(sequence, 0, marks, std::string(length, 'u'))),
@@ -199,6 +218,7 @@ TEST(SinkLimits, UpstreamFramesAreBoundedInLengthAndInNumberAndThePublisherStays
     host.Run(5000);
     EXPECT_EQ(host.server->Media()[0].sourcesUdp, 1U);
     CFakeTcp* publisher = host.Validate(12, U32(78));
+    EXPECT_EQ(publisher->maxReceivedFrame, 0U) << "a publisher's frames have the library's limit";
     CFakeTcp* subscriber = host.Validate(13, U32(78));
     publisher->TakeSent();
     publisher->queuedBytes = 2900;

@@ -112,6 +112,26 @@ TEST(TcpConnection, TheListenerClosesWhatDoesNotSpeakProperly) {
     EXPECT_EQ(server.m_events.Count("validate 7 hello"), validated + 1);
 }
 
+TEST(TcpConnection, TheOwnerOfASessionMayBoundItsFrames) {
+    CServer server;
+    server.m_onValidate = [](CServer& self, ITcpSession* session) {
+        session->SetMaxReceivedFrame(1000);
+        return self.Keep(session);
+    };
+    const std::string hello = Framed(1, Validation(7, "hello"));
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+    peer.Send(hello + Framed(0, std::string(1000, 'x')));
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session && session->m_events.WaitForCount(1));
+    peer.Send(Framed(0, std::string(1001, 'x')).substr(0, 5));  // announcing it is enough
+    EXPECT_TRUE(peer.IsClosed());
+    CRawPeer atOnce = CRawPeer::Dial(server.m_usPort);
+    atOnce.Send(hello + Framed(0, std::string(1001, 'x')));
+    EXPECT_TRUE(atOnce.IsClosed());
+    ASSERT_TRUE(server.Session(1));
+    EXPECT_TRUE(server.Session(1)->m_events.All().empty());
+}
+
 TEST(TcpConnection, TheVerdictsOfTheListenersOwner) {
     const struct {
         const char* what;
@@ -246,8 +266,9 @@ TEST(TcpConnection, DialsNothingButAnAddressAndAPort) {
         return client != nullptr;
     };
     EXPECT_TRUE(dial(&notify, "127.0.0.1", 1, 0, "", 0));
+    EXPECT_TRUE(dial(&notify, "0.0.0.0", 1, 0, "", 0)) << "attempted as any other";
     EXPECT_FALSE(dial(nullptr, "127.0.0.1", 1, 0, "", 0));
-    for (const char* server : {"localhost", "", "1.2.3", "1.2.3.4.5", "256.1.1.1", "0.0.0.0", "1.2.3.4 ", "::1"}) {
+    for (const char* server : {"localhost", "", "1.2.3", "1.2.3.4.5", "256.1.1.1", "1.2.3.4 ", "::1"}) {
         EXPECT_FALSE(dial(&notify, server, 1, 0, "", 0)) << server;
     }
     EXPECT_FALSE(dial(&notify, "127.0.0.1", 0, 0, "", 0));
