@@ -73,9 +73,8 @@ void CLocalMCUFile::EndSink(CFileSink* sink) {
 }
 
 bool CLocalMCUFile::EndFileSink(uint32_t sinkID) {
-    CFileSink* sink = m_mapFileSink.Take(sinkID);
-    if (sink) EndSink(sink);
-    return sink != nullptr;
+    return m_mapFileSink.EndIf(
+        sinkID, [](CFileSink&) { return true; }, EndSink);
 }
 
 void CLocalMCUFile::RemoveDisconnectedFileSinks() {

@@ -117,7 +117,7 @@ void CLocalMCUFile::OnSinkFrameAck(const CServerDatagram& datagram) {
 
 void CLocalMCUFile::OnSinkDisconnect(const CServerDatagram& datagram) {
     const auto isUDP = [](CFileSink& sink) { return sink.AsUDP() != nullptr; };
-    if (CFileSink* sink = m_mapFileSink.TakeIf(Fields(datagram).U32(), isUDP)) EndSink(sink);
+    m_mapFileSink.EndIf(Fields(datagram).U32(), isUDP, EndSink);
 }
 
 void CLocalMCUFile::OnSourceConnectAck(const CServerDatagram& datagram) {

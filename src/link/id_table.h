@@ -1,6 +1,7 @@
 // Objects by their ID, under one lock.
 #pragma once
 
+#include "link/endings.h"
 #include "platform/lumobase/crit_sec.h"
 
 #include <cstddef>
@@ -45,23 +46,30 @@ public:
         auto it = m_map.find(id);
         return it != m_map.end() && wanted(*it->second.object) ? TakeAt(it) : nullptr;
     }
-    /// Removes and gives the first object, in ascending order, that `wanted` agrees to.
-    template <class Predicate>
-    T* TakeFirst(Predicate wanted) {
-        CAutoLock lock(&m_cs);
-        for (auto it = m_map.begin(); it != m_map.end(); ++it)
-            if (wanted(*it->second.object)) return TakeAt(it);
-        return nullptr;
+    /// Takes the object out if `wanted` agrees and ends it outside the lock; false when there is none.
+    template <class Predicate, class End>
+    bool EndIf(uint32_t id, Predicate wanted, End end) {
+        return EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS {  // called under the lock
+            auto it = m_map.find(id);
+            return it != m_map.end() && wanted(*it->second.object) ? it : m_map.end();
+        });
     }
-    /// Takes out every object that `wanted` agrees to, one at a time, and ends each outside the lock.
+    /// The same for every object, in ascending order, that `wanted` agrees to.
     template <class Predicate, class End>
     void Sweep(Predicate wanted, End end) {
-        while (T* object = TakeFirst(wanted)) end(object);
+        const auto first = [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS {  // called under the lock
+            auto it = m_map.begin();
+            while (it != m_map.end() && !wanted(*it->second.object)) ++it;
+            return it;
+        };
+        while (EndOne(end, first)) {}
     }
-    /// The same for all of a channel, without a look at the others.
+    /// The same for all of a channel, without a look at the others. None is still being ended when it returns, on
+    /// whatever thread that began: the channel may go.
     template <class End>
     void SweepChannel(uint32_t channelID, End end) {
-        while (T* object = TakeFirstOf(channelID)) end(object);
+        while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channelID); })) {}
+        m_endings.WaitForOthers(channelID);
     }
     /// Calls `use` with the object under the lock; false when there is none.
     template <class Use>
@@ -124,14 +132,30 @@ private:
         m_map.erase(it);
         return entry.object;
     }
-    T* TakeFirstOf(uint32_t channelID) {
-        CAutoLock lock(&m_cs);
+    typename Map::iterator FirstOf(uint32_t channelID) LUMO_REQUIRES(m_cs) {
         const auto first = m_ofChannels.lower_bound(PairKey(channelID, 0));
-        if (first == m_ofChannels.end() || *first >> 32 != channelID) return nullptr;
-        return TakeAt(m_map.find(static_cast<uint32_t>(*first)));
+        if (first == m_ofChannels.end() || *first >> 32 != channelID) return m_map.end();
+        return m_map.find(static_cast<uint32_t>(*first));
+    }
+    template <class End, class Find>
+    bool EndOne(End& end, Find find) {
+        T* object = nullptr;
+        std::optional<uint32_t> channelID;
+        {
+            CAutoLock lock(&m_cs);
+            const auto it = find();
+            if (it == m_map.end()) return false;
+            channelID = it->second.channelID;
+            if (channelID) m_endings.Begin(*channelID);
+            object = TakeAt(it);
+        }
+        end(object);
+        if (channelID) m_endings.End(*channelID);
+        return true;
     }
 
     CCritSec m_cs;
+    CEndings m_endings;
     Map m_map LUMO_GUARDED_BY(m_cs);
     std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);   // ordered: the keys come from the far side
     std::set<uint64_t> m_ofChannels LUMO_GUARDED_BY(m_cs);  // (channel, ID)

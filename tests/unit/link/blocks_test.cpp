@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <set>
 #include <vector>
@@ -80,6 +83,41 @@ TEST(IDTable, SweepsAChannelWithoutALookAtTheOthers) {
     table.SweepChannel(8, [&](int* value) { ended.push_back(*value); });
     EXPECT_EQ(ended, (std::vector<int>{1, 2, 6}));
     EXPECT_EQ(table.Size(), 1U) << "who is of no channel stays";
+}
+
+TEST(IDTable, SweepingAChannelWaitsForWhatAnotherThreadStillEnds) {
+    CIDTable<int> table(0);
+    int own = 1;
+    int others = 2;
+    table.Put(1, &own, 7);
+    table.Put(2, &others, 8);
+    std::promise<void> begun;
+    std::promise<void> mayEnd;
+    std::atomic<bool> ended{false};
+    auto ending = std::async(std::launch::async, [&] {
+        return table.EndIf(
+            1, [](int&) { return true; },
+            [&](int*) {
+                begun.set_value();
+                mayEnd.get_future().wait();
+                table.SweepChannel(7, [](int*) {});  // from inside: does not wait for itself
+                ended = true;
+            });
+    });
+    begun.get_future().wait();
+    table.SweepChannel(8, [](int*) {});  // another channel's does not wait
+    EXPECT_FALSE(ended);
+    EXPECT_FALSE(table.EndIf(
+        1, [](int&) { return true; }, [](int*) {}))
+        << "one thread alone ends an object";
+    auto sweep = std::async(std::launch::async, [&] {
+        table.SweepChannel(7, [](int*) {});
+        return ended.load();
+    });
+    EXPECT_EQ(sweep.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    mayEnd.set_value();
+    EXPECT_TRUE(ending.get());
+    EXPECT_TRUE(sweep.get()) << "the channel would have gone under its last object";
 }
 
 struct McuRow {

@@ -1,0 +1,26 @@
+// Objects of a channel that have left their table and are still being ended.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+/// What ends an object may still use its channel, so whoever removes the channel waits for it here. Any thread.
+class CEndings {
+public:
+    /// In one step with leaving the table. Throws when there is no memory.
+    void Begin(uint32_t channelID);
+    void End(uint32_t channelID);
+    /// Until no other thread ends an object of the channel. Hold no lock that ending one takes.
+    void WaitForOthers(uint32_t channelID);
+
+private:
+    using Ending = std::pair<uint32_t, std::thread::id>;
+
+    std::mutex m_mutex;  // a leaf: held for the list alone
+    std::condition_variable m_ended;
+    std::vector<Ending> m_endings;  // under the mutex
+};
