@@ -29,7 +29,7 @@ CMediumServer::CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMed
       m_medium(profile, *m_classes, context),
       m_sinks(m_medium),
       m_relays(m_medium, m_sinks),
-      m_sources(m_medium, m_sinks, m_relays) {}
+      m_sources(m_medium, m_relays) {}
 
 bool CMediumServer::TakesTcp(uint32_t type) const {
     return type == static_cast<uint32_t>(m_medium.profile.senderType) ||
@@ -98,7 +98,7 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
 
 void CMediumServer::OnSecond(uint32_t now) {
     CAutoLock gate(&m_medium.context.gate);
-    m_relays.OnSecond(now);
+    for (const std::shared_ptr<CStream>& stream : m_relays.OnSecond(now)) m_sources.AfterRelay(*stream);
     m_sources.OnSecond(now);
 }
 

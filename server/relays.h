@@ -22,7 +22,8 @@ public:
     /// The channel's publisher has come here, or the server ends: the leg goes, the stream stays.
     void End(CStream& stream);
     void EndAll();
-    void OnSecond(uint32_t now);
+    /// Those whose relay has ended, for somebody to decide what becomes of them.
+    std::vector<std::shared_ptr<CStream>> OnSecond(uint32_t now);
     /// Serves those who wait for a leg as soon as it is up, or has given its sign. Takes the gate when there is one.
     void OnTurn();
 
@@ -56,7 +57,7 @@ private:
     void ServeWaiting(CRelay& relay);
     void CloseLateTcp(CRelay& relay, uint32_t now);
     static bool IsAlone(CRelay& relay, uint32_t now);
-    void Finish(CRelay& relay);
+    static void Finish(CRelay& relay);
 
     CMedium& m_medium;
     CSinks& m_sinks;

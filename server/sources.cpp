@@ -5,11 +5,8 @@
 
 using wire::CWireReader;
 
-CSources::CSources(CMedium& medium, CSinks& sinks, CRelays& relays)
-    : m_medium(medium),
-      m_sinks(sinks),
-      m_relays(relays),
-      m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
+CSources::CSources(CMedium& medium, CRelays& relays)
+    : m_medium(medium), m_relays(relays), m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
 
 void CSources::OnConnect(const CServerDatagram& datagram) {
     CWireReader fields(datagram.body + 1, datagram.length - 1);
@@ -30,7 +27,6 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     m_unproved.Add(made.SourceID(), peer.ip, channelID);
     m_sources.Put(made.SourceID(), &made, channelID, senderKey);
     stream->SetSource(std::move(source));
-    if (stream->RelayedFrom() == 0) stream->SetHome(true);
     made.OnConnect(datagram.length + 1);
 }
 
@@ -77,10 +73,15 @@ bool CSources::EvictOldest() {
     return true;
 }
 
-// A stream that nobody ever published, relays or really hears is gone at once.
+// A stream that nobody ever published or relays is gone at once; nobody hears it.
 void CSources::Settle(CStream& stream) {
     if (stream.HasSource() || stream.WasPublished() || stream.RelayedFrom() != 0) return;
-    if (!m_sinks.HasProved(stream)) m_medium.EndStream(stream);
+    m_medium.EndStream(stream);
+}
+
+void CSources::AfterRelay(CStream& stream) {
+    if (!stream.WasPublished()) End(stream);  // a claim; who really publishes asks again
+    Settle(stream);
 }
 
 void CSources::OnDatagram(const CServerDatagram& datagram) {

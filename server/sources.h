@@ -13,7 +13,7 @@ class ITcpSession;
 /// First come, first served. Under the gate but what says otherwise.
 class CSources {
 public:
-    CSources(CMedium& medium, CSinks& sinks, CRelays& relays);
+    CSources(CMedium& medium, CRelays& relays);
 
     /// A connect request. UDP thread.
     void OnConnect(const CServerDatagram& datagram);
@@ -28,6 +28,8 @@ public:
 
     /// Room for one channel more, where need be at the cost of the oldest claim that nobody has stood up for.
     bool MakeRoomForChannel();
+    /// The stream is not relayed any more: without a publisher there is nothing to hear.
+    void AfterRelay(CStream& stream);
     /// Ends the stream's source, if it has one.
     void End(CStream& stream);
     /// Lets TCP sources send what is queued and close, and ends the others.
@@ -50,7 +52,6 @@ private:
     void ForgetIfUnused(CStream& stream, uint32_t now);
 
     CMedium& m_medium;
-    CSinks& m_sinks;
     CRelays& m_relays;
     CUnproved m_unproved;
     CIDTable<CSourceUDP> m_sources{lock_order::kMediumTable};  // owned by their streams

@@ -52,7 +52,7 @@ public:
         WithSource([](CSource& source) { source.OnChange(); });
     }
 
-    /// Whether it is published here, or was: then it is served to whoever asks without relay fields.
+    /// Whether a publisher has shown itself here: then it is served to whoever asks without relay fields.
     bool IsHome() const { return m_bHome.load(std::memory_order_relaxed); }
     void SetHome(bool home) { m_bHome.store(home, std::memory_order_relaxed); }
     uint32_t RelayedFrom() const { return m_ulRelayedFrom.load(std::memory_order_relaxed); }

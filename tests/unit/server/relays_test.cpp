@@ -110,6 +110,23 @@ TEST_F(Relays, APublisherArrivingHereEndsItOnceItIsThere) {
     EXPECT_EQ(host.server->Media()[0].relays, 0U);
 }
 
+TEST_F(Relays, AClaimThatNobodyStandsUpForChangesNothing) {
+    host.Deliver(CServerHost::SourceConnect(kChannel, 4), kCarol);
+    host.Deliver(CServerHost::SinkConnect(9, kChannel), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 0U) << "not at home yet";
+    Ask(kBob);
+    FarAccepts();
+    const uint32_t sinkID = SinkOf(kBob);
+    host.Deliver(CServerHost::SourceConnect(kChannel, 5), {kCarol.ip, 7});
+    host.Deliver(CServerHost::Command("3e", sinkID, session_wire::Data(0, "up")), kBob);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063e"), 1U) << "still the far server's";
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    host.Run(12500);
+    EXPECT_EQ(Channels(), 0U) << "the claim ends with the relay";
+    host.Deliver(CServerHost::SinkConnect(10, kChannel), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 0U);
+}
+
 TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
     Ask(kBob);
     FarAccepts();
