@@ -14,7 +14,7 @@
 class CStream;
 
 /// Until it is proved (a datagram with its ID has come from its address) it is told nothing but the answers to its
-/// requests and one keep-alive, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
+/// requests and keep-alives, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
 class CSourceUDP : public CSource, public CFrameLink {
 public:
     CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
@@ -48,8 +48,13 @@ protected:
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:
-    bool Acknowledge();
+    /// What is owed to one who is there.
+    void Acknowledge();
+    /// The question that a stranger proves itself by answering, if its budget allows.
+    void Ask();
     void SendKeepAlive();
+    wire::CDatagram ConnectAck() const;
+    wire::CDatagram KeepAlive() const;
 
     const CSourceProfile& m_profile;
     CStream& m_stream;
@@ -62,7 +67,6 @@ private:
     CActivity m_activity;
     std::atomic<bool> m_bProved{false};
     std::atomic<uint32_t> m_ulLastKeepAlive;
-    CAnswerBudget m_budget;  // these three under the gate
+    CAnswerBudget m_budget;  // these two under the gate
     int m_nOwed = 0;
-    bool m_bAsked = false;
 };
