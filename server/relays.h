@@ -19,6 +19,10 @@ public:
     /// A TCP subscriber: accepted at once; closed when the far server has not accepted in time. False refuses it.
     bool AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]);
 
+    /// Whether a new relay for this asker may be tried.
+    bool MayRelay(uint32_t asker, const uint32_t (&relayIPs)[3]) {
+        return MayStart(asker) && !m_medium.context.policy.Filter(relayIPs, m_medium.context.port).IsEmpty();
+    }
     /// The channel's publisher has come here, or the server ends: the leg goes, the stream stays.
     void End(CStream& stream);
     void EndAll();

@@ -61,6 +61,8 @@ void CSourceUDP::Prove() {
     SetHeld(false);
 }
 
+bool CSourceUDP::IsRelayed() const { return m_stream.RelayedFrom() != 0; }
+
 void CSourceUDP::SendKeepAlive() {
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);
     SendDatagram(KeepAlive(), m_remote);

@@ -1,6 +1,7 @@
 // A publisher over UDP.
 #pragma once
 
+#include "core/wire/datagram.h"
 #include "link/activity.h"
 #include "link/frame_link.h"
 #include "link/mcu_address.h"
@@ -23,12 +24,14 @@ public:
     uint32_t SourceID() const { return m_id.Get(); }
     uint32_t ChannelID() const { return m_ulChannelID; }
     bool Is(const CPeer& peer) const { return m_peer == peer; }
-    bool IsProved() const { return m_bProved.load(std::memory_order_relaxed); }
+    bool IsProved() const override { return m_bProved.load(std::memory_order_relaxed); }
 
     /// A connect request of `length` bytes: acknowledges it as far as the budget goes.
     void OnConnect(int length);
     /// The address is real: what was owed leaves.
     void Prove();
+    /// Whether its channel is served from elsewhere, since it was not there.
+    bool IsRelayed() const;
     /// A sign of life.
     void Touch() { m_activity.Touch(); }
 

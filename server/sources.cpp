@@ -80,13 +80,14 @@ void CSources::Settle(CStream& stream) {
 }
 
 void CSources::AfterRelay(CStream& stream) {
-    if (!stream.WasPublished()) End(stream);  // a claim; who really publishes asks again
-    Settle(stream);
+    if (stream.WasPublished()) return stream.SetHome(true);
+    End(stream);  // a claim; who really publishes asks again
+    m_medium.EndStream(stream);
 }
 
 void CSources::OnDatagram(const CServerDatagram& datagram) {
     const uint32_t sourceID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
-    if (Use(datagram, sourceID) != Found::Unproved) return;
+    if (Use(datagram, sourceID) != Found::Unheard) return;
     CAutoLock gate(&m_medium.context.gate);
     Prove(sourceID);
     Use(datagram, sourceID);
@@ -97,14 +98,15 @@ CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID
     uint32_t leaves = 0;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         if (!source.Is({datagram.ip, datagram.port})) return;
-        found = source.IsProved() ? Found::Proved : Found::Unproved;
-        if (found == Found::Unproved) return;
+        const bool leaving = datagram.row.code == m_medium.profile.disconnect;
+        found = source.IsProved() && (leaving || !source.IsRelayed()) ? Found::Heard : Found::Unheard;
+        if (found == Found::Unheard) return;
         source.Touch();
         if (datagram.row.code == m_medium.profile.frame) {
             CWireReader fields(datagram.body + 1, datagram.length - 1);
             fields.U32();
             source.OnPacket(fields.Rest(), fields.Left());
-        } else if (datagram.row.code == m_medium.profile.disconnect) {
+        } else if (leaving) {
             leaves = source.ChannelID();
         }
     });
@@ -122,11 +124,15 @@ void CSources::Leave(uint32_t channelID, uint32_t sourceID) {
 }
 
 void CSources::Prove(uint32_t sourceID) {
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(m_unproved.Remove(sourceID));
+    uint32_t channelID = 0;
+    m_sources.With(sourceID, [&](CSourceUDP& source) { channelID = source.ChannelID(); });
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (!stream) return;
+    const bool first = m_unproved.Remove(sourceID) != 0;
     stream->SetPublished();
     stream->SetHome(true);
     m_relays.End(*stream);
+    if (!first) return;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         source.Prove();
         m_medium.LogPeer("source", source.Status().peer, false, "publishes", stream->ChannelID());

@@ -39,10 +39,10 @@ public:
     size_t Unproved() const { return m_unproved.Count(); }
 
 private:
-    enum class Found { No, Proved, Unproved };
+    enum class Found { No, Heard, Unheard };  // of nobody; of one who serves; of one who has to show itself first
 
     Found Use(const CServerDatagram& datagram, uint32_t sourceID);
-    void Act(CSourceUDP& source, const CServerDatagram& datagram);
+    /// It is there, for the first time or again after its channel was relayed meanwhile.
     void Prove(uint32_t sourceID);
     /// The stream for a newcomer, its old publisher ended; null when the place is taken or there is no room.
     std::shared_ptr<CStream> TakePlace(uint32_t channelID, bool udp);

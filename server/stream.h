@@ -47,6 +47,12 @@ public:
     bool HasSource() {
         return WithSource([](CSource&) {});
     }
+    /// Whether somebody publishes it here who has shown itself and has not fallen silent.
+    bool HasLiveSource() {
+        bool lives = false;
+        WithSource([&](CSource& source) { lives = source.IsProved() && !source.GivesWay(); });
+        return lives;
+    }
     /// A subscriber came or went.
     void OnSinksChanged() {
         WithSource([](CSource& source) { source.OnChange(); });
