@@ -40,9 +40,9 @@ bool CRelayServer::StartPages(std::string& error) {
 }
 
 void CRelayServer::Stop() {
-    m_pPages.reset();
+    if (m_pManager) m_pManager->Drain();
+    m_pPages.reset();  // it asks the manager
     if (!m_pManager) return;
-    m_pManager->Drain();
     std::exchange(m_pManager, nullptr)->ReleaseConnections();
     m_log.Line("ended");
 }
