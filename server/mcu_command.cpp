@@ -2,6 +2,7 @@
 
 #include "server/relay_server.h"
 
+#include <sys/resource.h>
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
@@ -112,8 +113,17 @@ private:
     sigset_t m_set;
 };
 
+/// Each connection takes a descriptor: as many as the system allows.
+void RaiseFileLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+}
+
 int RunServer(const CServerOptions& options) {
     CEndSignals signals;  // before any thread is made
+    RaiseFileLimit();
     CRelayServer server(options);
     std::string error;
     if (!server.Start(error)) {

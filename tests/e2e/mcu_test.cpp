@@ -6,6 +6,7 @@
 #include <httplib.h>
 
 #include <csignal>
+#include <fstream>
 #include <random>
 #include <regex>
 
@@ -86,6 +87,15 @@ TEST_F(McuProcess, ItsPagesShowWhatGoesThrough) {
                                   std::regex("lumo_bytes_total\\{direction=\"out\",medium=\"file\"\\} ([0-9]+)")));
     EXPECT_GE(std::stoull(match[1]), 4U << 20);
     EXPECT_TRUE(mcu.WaitForText("left channel 77", kDeadlineMs)) << mcu.Errors();
+}
+
+TEST_F(McuProcess, TakesAsManyDescriptorsAsItMay) {
+    StartMcu();
+    std::ifstream limits("/proc/" + std::to_string(mcu.Pid()) + "/limits");
+    const std::string text{std::istreambuf_iterator<char>(limits), {}};
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(text, match, std::regex("Max open files +([0-9a-z]+) +([0-9a-z]+)"))) << text;
+    EXPECT_EQ(match[1], match[2]);
 }
 
 TEST_F(McuProcess, AtTheEndTcpQueuesDrainFirst) {
