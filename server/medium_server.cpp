@@ -2,6 +2,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "platform/lumonet/lumonet.h"
 
 using wire::CWireReader;
 using wire::Field;

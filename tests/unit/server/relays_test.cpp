@@ -123,6 +123,7 @@ TEST_F(Relays, AClaimThatNobodyStandsUpForChangesNothing) {
     host.Deliver(CServerHost::Command("3f", sinkID), kBob);
     host.Run(12500);
     EXPECT_EQ(Channels(), 0U) << "the claim ends with the relay";
+    host.Take(kBob);
     host.Deliver(CServerHost::SinkConnect(10, kChannel), kBob);
     EXPECT_EQ(host.TakeCount(kBob, "063a"), 0U);
 }
@@ -162,8 +163,8 @@ TEST_F(Relays, APublisherThatWasOnlySilentTakesItsChannelBack) {
     host.Run(10500);
     Ask(kBob);
     FarAccepts();
+    host.Deliver(CServerHost::Command("3b", SinkOf(kBob)), kBob);
     EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U);
-    host.Take(kCarol);
     host.Deliver(CServerHost::Command("45", sourceID), kCarol);
     EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 3U);
     EXPECT_EQ(host.server->Media()[0].relays, 0U);
