@@ -21,6 +21,14 @@ std::string ReadHttp(CServerOptions& options, const std::string& text) {
     return "neither ADDR:PORT nor off: " + text;
 }
 
+std::string ReadReflector(CServerOptions& options, const std::string& text) {
+    options.reflector = text != "off";
+    options.reflectorAsked = options.reflector;
+    uint32_t none = 0;
+    if (!options.reflector || ParseEndpoint(":" + text, none, options.reflectorPort)) return "";
+    return "neither a port nor off: " + text;
+}
+
 std::string ReadCidr(CCidrList& list, const std::string& text) {
     return CCidr::Parse(text, list) ? "" : "not an IPv4 address or range (10.0.0.0/8): " + text;
 }
@@ -47,6 +55,11 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
     command.add_option("--port", options.port, "Port for UDP and TCP; 0 takes a free one")
         ->capture_default_str()
         ->check(CLI::Range(0, 65535));
+    AddText(command, "--reflector-port",
+            "A second UDP port that tells clients their address, or off; 0 takes a free one. Default: the next port",
+            [&options](const std::string& text) { return ReadReflector(options, text); })
+        ->type_name("PORT|off")
+        ->expected(1);
     AddText(command, "--http", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
             [&options](const std::string& text) { return ReadHttp(options, text); })
         ->type_name("ADDR:PORT|off")
