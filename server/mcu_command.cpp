@@ -2,6 +2,7 @@
 
 #include "server/relay_server.h"
 
+#include <sys/resource.h>
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
@@ -18,6 +19,14 @@ std::string ReadHttp(CServerOptions& options, const std::string& text) {
     options.httpAsked = options.http;
     if (!options.http || ParseEndpoint(text, options.httpIP, options.httpPort)) return "";
     return "neither ADDR:PORT nor off: " + text;
+}
+
+std::string ReadReflector(CServerOptions& options, const std::string& text) {
+    options.reflector = text != "off";
+    options.reflectorAsked = options.reflector;
+    uint32_t none = 0;
+    if (!options.reflector || ParseEndpoint(":" + text, none, options.reflectorPort)) return "";
+    return "neither a port nor off: " + text;
 }
 
 std::string ReadCidr(CCidrList& list, const std::string& text) {
@@ -46,6 +55,11 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
     command.add_option("--port", options.port, "Port for UDP and TCP; 0 takes a free one")
         ->capture_default_str()
         ->check(CLI::Range(0, 65535));
+    AddText(command, "--reflector-port",
+            "A second UDP port that tells clients their address, or off; 0 takes a free one. Default: the next port",
+            [&options](const std::string& text) { return ReadReflector(options, text); })
+        ->type_name("PORT|off")
+        ->expected(1);
     AddText(command, "--http", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
             [&options](const std::string& text) { return ReadHttp(options, text); })
         ->type_name("ADDR:PORT|off")
@@ -113,8 +127,17 @@ private:
     sigset_t m_set;
 };
 
+/// Each connection takes a descriptor: as many as the system allows.
+void RaiseFileLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+}
+
 int RunServer(const CServerOptions& options) {
     CEndSignals signals;  // before any thread is made
+    RaiseFileLimit();
     CRelayServer server(options);
     std::string error;
     if (!server.Start(error)) {

@@ -7,10 +7,7 @@
 using wire::CWireReader;
 using wire::Field;
 
-namespace {
-
-/// The end of a long request: where the publisher's server is.
-struct CRelayFields {
+struct CMediumServer::CRelayFields {
     explicit CRelayFields(CWireReader& reader) {
         for (uint32_t& ip : ips) ip = reader.U32();
     }
@@ -18,6 +15,8 @@ struct CRelayFields {
 
     uint32_t ips[3];
 };
+
+namespace {
 
 constexpr int kShortPayload = 4;  // channel ID
 constexpr int kLongPayload = 16;  // channel ID, relay addresses
@@ -30,7 +29,7 @@ CMediumServer::CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMed
       m_medium(profile, *m_classes, context),
       m_sinks(m_medium),
       m_relays(m_medium, m_sinks),
-      m_sources(m_medium, m_sinks, m_relays) {}
+      m_sources(m_medium, m_relays) {}
 
 bool CMediumServer::TakesTcp(uint32_t type) const {
     return type == static_cast<uint32_t>(m_medium.profile.senderType) ||
@@ -52,10 +51,13 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
     return datagram.row.fields[0] == Field::SinkID ? m_sinks.MayUse(datagram) : m_sinks.MayConnect(datagram);
 }
 
-// The streams that a request for this channel may be served from, whatever its relay fields.
-std::shared_ptr<CStream> CMediumServer::ServedHere(uint32_t channelID) {
+// At home it is served to whoever asks; but a publisher that left or fell silent may have gone to the server that the
+// request names.
+std::shared_ptr<CStream> CMediumServer::ServedHere(uint32_t channelID, uint32_t asker, const CRelayFields& relay) {
     std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    return stream && stream->IsHome() ? stream : nullptr;
+    if (!stream || !stream->IsHome()) return nullptr;
+    const bool elsewhere = !relay.IsEmpty() && !stream->HasLiveSource() && m_relays.MayRelay(asker, relay.ips);
+    return elsewhere ? nullptr : stream;
 }
 
 void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
@@ -64,7 +66,7 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     const CSinkRequest request{receiverID, reader.U32(), {datagram.ip, datagram.port}};
     const CRelayFields relay(reader);
     CAutoLock gate(&m_medium.context.gate);
-    if (const auto stream = ServedHere(request.channelID)) {
+    if (const auto stream = ServedHere(request.channelID, datagram.ip, relay)) {
         m_sinks.Connect(*stream, request);
     } else if (!relay.IsEmpty()) {
         if (!m_medium.streams.Find(request.channelID) && !m_sources.MakeRoomForChannel()) return;
@@ -93,7 +95,8 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
     const uint32_t channelID = reader.U32();
     const CRelayFields relay(reader);
     CAutoLock gate(&m_medium.context.gate);
-    if (const auto stream = ServedHere(channelID)) return m_sinks.Accept(*stream, session) != 0;
+    const auto asker = static_cast<uint32_t>(session->GetRemoteIP());
+    if (const auto stream = ServedHere(channelID, asker, relay)) return m_sinks.Accept(*stream, session) != 0;
     if (relay.IsEmpty()) return false;
     if (!m_medium.streams.Find(channelID) && !m_sources.MakeRoomForChannel()) return false;
     return m_relays.AskTcp(session, channelID, relay.ips);
@@ -101,7 +104,7 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
 
 void CMediumServer::OnSecond(uint32_t now) {
     CAutoLock gate(&m_medium.context.gate);
-    m_relays.OnSecond(now);
+    for (const std::shared_ptr<CStream>& stream : m_relays.OnSecond(now)) m_sources.AfterRelay(*stream);
     m_sources.OnSecond(now);
 }
 

@@ -32,7 +32,11 @@ public:
 private:
     void OnLongConnect(const CServerDatagram& datagram);
     bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
-    std::shared_ptr<CStream> ServedHere(uint32_t channelID);
+    /// The end of a long request: where the publisher's server is.
+    struct CRelayFields;
+
+    /// The stream, if this request is served from here and not from elsewhere.
+    std::shared_ptr<CStream> ServedHere(uint32_t channelID, uint32_t asker, const CRelayFields& relay);
 
     std::unique_ptr<IMediumClasses> m_classes;
     CMedium m_medium;

@@ -1,6 +1,7 @@
 #include "server/relay_server.h"
 
 #include "server/pages/http_server.h"
+#include "server/reflector.h"
 #include "server/server_manager.h"
 
 #include <utility>
@@ -19,14 +20,27 @@ bool CRelayServer::Start(std::string& error) {
         Stop();
         return false;
     }
-    if (m_options.http && !StartPages(error)) {
+    if ((m_options.reflector && !StartReflector(error)) || (m_options.http && !StartPages(error))) {
         Stop();
         return false;
     }
     m_log.Line(
         "listening on " + EndpointText(m_options.listenIP, Port()) + " (udp and tcp)" +
+        (m_pReflector ? ", reflector on port " + std::to_string(m_pReflector->Port())
+                      : ", without a second reflector") +
         (m_pPages ? ", pages at http://" + EndpointText(m_options.httpIP, HttpPort()) + "/" : ", without pages"));
     return true;
+}
+
+bool CRelayServer::StartReflector(std::string& error) {
+    const uint16_t next = m_options.port == 0 ? uint16_t{0} : static_cast<uint16_t>(m_options.port + 1);
+    const uint16_t port = m_options.reflectorAsked ? m_options.reflectorPort : next;
+    m_pReflector = std::make_unique<CReflector>(m_options.allow);
+    if (m_pReflector->Open(m_options.listenIP, port)) return true;
+    m_pReflector.reset();
+    error = "cannot reflect addresses on " + EndpointText(m_options.listenIP, port);
+    if (!m_options.reflectorAsked) m_log.Line("warning: " + error);
+    return !m_options.reflectorAsked;
 }
 
 // The usual port may belong to another server of this host; that is no reason not to serve.
@@ -40,9 +54,10 @@ bool CRelayServer::StartPages(std::string& error) {
 }
 
 void CRelayServer::Stop() {
-    m_pPages.reset();
+    if (m_pManager) m_pManager->Drain();
+    m_pPages.reset();  // it asks the manager
     if (!m_pManager) return;
-    m_pManager->Drain();
+    m_pReflector.reset();
     std::exchange(m_pManager, nullptr)->ReleaseConnections();
     m_log.Line("ended");
 }

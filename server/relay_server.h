@@ -9,6 +9,7 @@
 #include <string>
 
 class CHttpServer;
+class CReflector;
 class CServerManager;
 
 /// One per process, as the library has one local MCU per process.
@@ -32,10 +33,12 @@ public:
     CServerManager& Manager() { return *m_pManager; }
 
 private:
+    bool StartReflector(std::string& error);
     bool StartPages(std::string& error);
 
     const CServerOptions m_options;
     CServerLog m_log;
     CServerManager* m_pManager = nullptr;  // deletes itself when it is released
+    std::unique_ptr<CReflector> m_pReflector;
     std::unique_ptr<CHttpServer> m_pPages;
 };

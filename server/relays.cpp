@@ -44,7 +44,7 @@ CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const uint32
     CServerContext& context = m_medium.context;
     const CMcuAddress far = context.policy.Filter(relayIPs, context.port);
     if (far.IsEmpty() || !MayStart(asker)) return nullptr;
-    // An unproved publisher's claim may stand already; the relay serves until it is proved.
+    // An unproved publisher's claim may stand already, or one that fell silent; the relay serves until it shows itself.
     std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (!stream) stream = m_medium.MakeStream(channelID);
     if (!stream) return nullptr;
@@ -54,6 +54,7 @@ CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const uint32
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();
     relay.open = relay.leg->Open();
+    stream->SetHome(false);  // while both servers looked at each other, they would serve in a circle
     stream->SetRelayedFrom(far.ips[0]);
     return &relay;
 }

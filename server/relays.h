@@ -19,10 +19,15 @@ public:
     /// A TCP subscriber: accepted at once; closed when the far server has not accepted in time. False refuses it.
     bool AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]);
 
+    /// Whether a new relay for this asker may be tried.
+    bool MayRelay(uint32_t asker, const uint32_t (&relayIPs)[3]) {
+        return MayStart(asker) && !m_medium.context.policy.Filter(relayIPs, m_medium.context.port).IsEmpty();
+    }
     /// The channel's publisher has come here, or the server ends: the leg goes, the stream stays.
     void End(CStream& stream);
     void EndAll();
-    void OnSecond(uint32_t now);
+    /// Those whose relay has ended, for somebody to decide what becomes of them.
+    std::vector<std::shared_ptr<CStream>> OnSecond(uint32_t now);
     /// Serves those who wait for a leg as soon as it is up, or has given its sign. Takes the gate when there is one.
     void OnTurn();
 
@@ -56,7 +61,7 @@ private:
     void ServeWaiting(CRelay& relay);
     void CloseLateTcp(CRelay& relay, uint32_t now);
     static bool IsAlone(CRelay& relay, uint32_t now);
-    void Finish(CRelay& relay);
+    static void Finish(CRelay& relay);
 
     CMedium& m_medium;
     CSinks& m_sinks;

@@ -1,15 +1,18 @@
 // What happens to relays as time passes.
 #include "server/relays.h"
 
-void CRelays::OnSecond(uint32_t now) {
+std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
+    std::vector<std::shared_ptr<CStream>> ended;
     for (auto it = m_relays.begin(); it != m_relays.end();) {
         if (Upkeep(it->second, now)) {
             ++it;
         } else {
             Finish(it->second);
+            ended.push_back(it->second.stream);
             it = m_relays.erase(it);
         }
     }
+    return ended;
 }
 
 void CRelays::OnTurn() {
@@ -71,12 +74,7 @@ bool CRelays::IsAlone(CRelay& relay, uint32_t now) {
     return relay.alone && now - relay.aloneSince >= server::kLegLingersMs;
 }
 
-// Without the leg there is nothing to hear, unless a publisher has come meanwhile.
 void CRelays::Finish(CRelay& relay) {
     relay.leg->Close();
     relay.stream->SetRelayedFrom(0);
-    if (relay.stream->HasSource())
-        relay.stream->SetHome(true);
-    else
-        m_medium.EndStream(*relay.stream);
 }

@@ -2,7 +2,9 @@
 
 #include "link/activity.h"
 #include "link/instances.h"
+#include "link/mcu_services.h"
 #include "server/file/file_medium.h"
+#include "server/reflector.h"
 
 #include <algorithm>
 #include <chrono>
@@ -45,6 +47,10 @@ bool CServerManager::Allows(uint32_t ip) const {
 void CServerManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                     unsigned short port) {
     if (Allows(static_cast<uint32_t>(ip))) CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, ip, port);
+}
+
+void CServerManager::OnOtherDatagram(wire::Kind kind, const char*, int length, uint32_t ip, uint16_t port) {
+    if (kind == wire::Kind::Stun && IsReflectorRequest(length)) SendDatagram(ReflectorAnswer(ip, port), ip, port);
 }
 
 bool CServerManager::MayAccept(unsigned long ip, unsigned unvalidated) {

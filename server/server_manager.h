@@ -38,6 +38,7 @@ protected:
     bool OpenEndpoints(unsigned long port) override;
     void OnSecond() override;
     bool OnTurn() override;
+    void OnOtherDatagram(wire::Kind kind, const char* body, int length, uint32_t ip, uint16_t port) override;
 
 private:
     bool Allows(uint32_t ip) const;

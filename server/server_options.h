@@ -21,8 +21,11 @@ struct CServerLimits {
 };
 
 struct CServerOptions {
-    uint32_t listenIP = 0;  ///< 0: all addresses
-    uint16_t port = 7000;   ///< UDP and TCP; 0: any free one
+    uint32_t listenIP = 0;        ///< 0: all addresses
+    uint16_t port = 7000;         ///< UDP and TCP; 0: any free one
+    bool reflector = true;        ///< a second UDP port that tells askers their address
+    bool reflectorAsked = false;  ///< the operator named the port: not getting it is an error
+    uint16_t reflectorPort = 0;   ///< when asked, 0: any free one; else the one after `port`
     bool http = true;
     bool httpAsked = false;  ///< the operator named the endpoint: not getting it is an error
     uint32_t httpIP = 0x7f000001;

@@ -22,12 +22,6 @@ public:
     /// The same over TCP; the sink's ID, or 0.
     uint32_t Accept(CStream& stream, ITcpSession* session);
 
-    /// Whether somebody who is really there subscribes to it.
-    bool HasProved(CStream& stream) {
-        const size_t sinks = stream.SinkCount();
-        return sinks > 0 && sinks > m_unproved.CountOf(stream.ChannelID());
-    }
-
     void OnSinkMade(const CSinkInfo& sink);
     void OnSinkGone(const CSinkInfo& sink);
     size_t Unproved() const { return m_unproved.Count(); }

@@ -32,6 +32,8 @@ public:
     virtual bool SendUpstream(const void* data, int length) = 0;
     /// The subscribers have changed. Any thread, under the stream's source lock.
     virtual void OnChange() {}
+    /// Whether it has shown that it is there.
+    virtual bool IsProved() const { return true; }
     /// Whether another publisher may take its place.
     virtual bool GivesWay() = 0;
     /// Whether it is to be ended.

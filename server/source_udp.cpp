@@ -23,37 +23,49 @@ CSourceUDP::CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPe
     SetHeld(true);
 }
 
-// First an answer, then the question that makes the far side prove itself, then the answer again against loss: when not
-// all of it may be said to a stranger, the repetition waits.
+// A stranger gets one answer and the question that makes it prove itself; the repetition of the answer waits until it
+// has, since either may be lost and what the budget leaves is for asking again.
 void CSourceUDP::OnConnect(int length) {
-    if (!IsProved()) m_budget.Received(length);
     m_nOwed = m_profile.acknowledgements;
-    if (Acknowledge()) --m_nOwed;
-    if (!m_bAsked && !IsProved()) {
-        m_bAsked = m_budget.Spend(CDatagram(m_profile.kind, m_profile.keepAlive).U32(m_ulSenderKey).Length());
-        if (m_bAsked) SendKeepAlive();
+    if (IsProved()) {
+        Acknowledge();
+        Touch();
+        return;
     }
-    while (m_nOwed > 0 && Acknowledge()) --m_nOwed;
-    if (IsProved()) Touch();
+    m_budget.Received(length);
+    if (m_budget.Spend(ConnectAck().Length())) {
+        SendDatagram(ConnectAck(), m_remote);
+        --m_nOwed;
+    }
+    Ask();
 }
 
-bool CSourceUDP::Acknowledge() {
-    const CDatagram ack = CDatagram(m_profile.kind, m_profile.connectAck).U32(m_ulSenderKey).U32(SourceID()).U32(0);
-    if (!IsProved() && !m_budget.Spend(ack.Length())) return false;
-    SendDatagram(ack, m_remote);
-    return true;
+void CSourceUDP::Acknowledge() {
+    for (; m_nOwed > 0; --m_nOwed) SendDatagram(ConnectAck(), m_remote);
 }
+
+void CSourceUDP::Ask() {
+    if (m_budget.Spend(KeepAlive().Length())) SendKeepAlive();
+}
+
+CDatagram CSourceUDP::ConnectAck() const {
+    return CDatagram(m_profile.kind, m_profile.connectAck).U32(m_ulSenderKey).U32(SourceID()).U32(0);
+}
+
+CDatagram CSourceUDP::KeepAlive() const { return CDatagram(m_profile.kind, m_profile.keepAlive).U32(m_ulSenderKey); }
 
 void CSourceUDP::Prove() {
     if (m_bProved.exchange(true, std::memory_order_relaxed)) return;
-    for (; m_nOwed > 0; --m_nOwed) Acknowledge();
+    Acknowledge();
     SetQueueLimit(m_limits.upstreamQueueBytes);
     SetHeld(false);
 }
 
+bool CSourceUDP::IsRelayed() const { return m_stream.RelayedFrom() != 0; }
+
 void CSourceUDP::SendKeepAlive() {
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);
-    SendDatagram(CDatagram(m_profile.kind, m_profile.keepAlive).U32(m_ulSenderKey), m_remote);
+    SendDatagram(KeepAlive(), m_remote);
 }
 
 void CSourceUDP::OnChange() {
@@ -62,7 +74,11 @@ void CSourceUDP::OnChange() {
 
 void CSourceUDP::OnSecond() {
     const uint32_t since = CActivity::Now() - m_ulLastKeepAlive.load(std::memory_order_relaxed);
-    if (IsProved() && since >= server::kKeepAliveEveryMs) SendKeepAlive();
+    if (since < server::kKeepAliveEveryMs) return;
+    if (IsProved())
+        SendKeepAlive();
+    else
+        Ask();
 }
 
 // A publisher that reads slowly keeps its place: only what its subscribers send it is lost.

@@ -1,6 +1,7 @@
 // A publisher over UDP.
 #pragma once
 
+#include "core/wire/datagram.h"
 #include "link/activity.h"
 #include "link/frame_link.h"
 #include "link/mcu_address.h"
@@ -14,7 +15,7 @@
 class CStream;
 
 /// Until it is proved (a datagram with its ID has come from its address) it is told nothing but the answers to its
-/// requests and one keep-alive, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
+/// requests and keep-alives, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
 class CSourceUDP : public CSource, public CFrameLink {
 public:
     CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
@@ -23,12 +24,14 @@ public:
     uint32_t SourceID() const { return m_id.Get(); }
     uint32_t ChannelID() const { return m_ulChannelID; }
     bool Is(const CPeer& peer) const { return m_peer == peer; }
-    bool IsProved() const { return m_bProved.load(std::memory_order_relaxed); }
+    bool IsProved() const override { return m_bProved.load(std::memory_order_relaxed); }
 
     /// A connect request of `length` bytes: acknowledges it as far as the budget goes.
     void OnConnect(int length);
     /// The address is real: what was owed leaves.
     void Prove();
+    /// Whether its channel is served from elsewhere, since it was not there.
+    bool IsRelayed() const;
     /// A sign of life.
     void Touch() { m_activity.Touch(); }
 
@@ -48,8 +51,13 @@ protected:
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:
-    bool Acknowledge();
+    /// What is owed to one who is there.
+    void Acknowledge();
+    /// The question that a stranger proves itself by answering, if its budget allows.
+    void Ask();
     void SendKeepAlive();
+    wire::CDatagram ConnectAck() const;
+    wire::CDatagram KeepAlive() const;
 
     const CSourceProfile& m_profile;
     CStream& m_stream;
@@ -62,7 +70,6 @@ private:
     CActivity m_activity;
     std::atomic<bool> m_bProved{false};
     std::atomic<uint32_t> m_ulLastKeepAlive;
-    CAnswerBudget m_budget;  // these three under the gate
+    CAnswerBudget m_budget;  // these two under the gate
     int m_nOwed = 0;
-    bool m_bAsked = false;
 };

@@ -5,11 +5,8 @@
 
 using wire::CWireReader;
 
-CSources::CSources(CMedium& medium, CSinks& sinks, CRelays& relays)
-    : m_medium(medium),
-      m_sinks(sinks),
-      m_relays(relays),
-      m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
+CSources::CSources(CMedium& medium, CRelays& relays)
+    : m_medium(medium), m_relays(relays), m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
 
 void CSources::OnConnect(const CServerDatagram& datagram) {
     CWireReader fields(datagram.body + 1, datagram.length - 1);
@@ -30,7 +27,6 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     m_unproved.Add(made.SourceID(), peer.ip, channelID);
     m_sources.Put(made.SourceID(), &made, channelID, senderKey);
     stream->SetSource(std::move(source));
-    if (stream->RelayedFrom() == 0) stream->SetHome(true);
     made.OnConnect(datagram.length + 1);
 }
 
@@ -77,15 +73,21 @@ bool CSources::EvictOldest() {
     return true;
 }
 
-// A stream that nobody ever published, relays or really hears is gone at once.
+// A stream that nobody ever published or relays is gone at once; nobody hears it.
 void CSources::Settle(CStream& stream) {
     if (stream.HasSource() || stream.WasPublished() || stream.RelayedFrom() != 0) return;
-    if (!m_sinks.HasProved(stream)) m_medium.EndStream(stream);
+    m_medium.EndStream(stream);
+}
+
+void CSources::AfterRelay(CStream& stream) {
+    if (stream.WasPublished()) return stream.SetHome(true);
+    End(stream);  // a claim; who really publishes asks again
+    m_medium.EndStream(stream);
 }
 
 void CSources::OnDatagram(const CServerDatagram& datagram) {
     const uint32_t sourceID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
-    if (Use(datagram, sourceID) != Found::Unproved) return;
+    if (Use(datagram, sourceID) != Found::Unheard) return;
     CAutoLock gate(&m_medium.context.gate);
     Prove(sourceID);
     Use(datagram, sourceID);
@@ -96,14 +98,15 @@ CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID
     uint32_t leaves = 0;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         if (!source.Is({datagram.ip, datagram.port})) return;
-        found = source.IsProved() ? Found::Proved : Found::Unproved;
-        if (found == Found::Unproved) return;
+        const bool leaving = datagram.row.code == m_medium.profile.disconnect;
+        found = source.IsProved() && (leaving || !source.IsRelayed()) ? Found::Heard : Found::Unheard;
+        if (found == Found::Unheard) return;
         source.Touch();
         if (datagram.row.code == m_medium.profile.frame) {
             CWireReader fields(datagram.body + 1, datagram.length - 1);
             fields.U32();
             source.OnPacket(fields.Rest(), fields.Left());
-        } else if (datagram.row.code == m_medium.profile.disconnect) {
+        } else if (leaving) {
             leaves = source.ChannelID();
         }
     });
@@ -121,11 +124,15 @@ void CSources::Leave(uint32_t channelID, uint32_t sourceID) {
 }
 
 void CSources::Prove(uint32_t sourceID) {
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(m_unproved.Remove(sourceID));
+    uint32_t channelID = 0;
+    m_sources.With(sourceID, [&](CSourceUDP& source) { channelID = source.ChannelID(); });
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (!stream) return;
+    const bool first = m_unproved.Remove(sourceID) != 0;
     stream->SetPublished();
     stream->SetHome(true);
     m_relays.End(*stream);
+    if (!first) return;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         source.Prove();
         m_medium.LogPeer("source", source.Status().peer, false, "publishes", stream->ChannelID());

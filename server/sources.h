@@ -13,7 +13,7 @@ class ITcpSession;
 /// First come, first served. Under the gate but what says otherwise.
 class CSources {
 public:
-    CSources(CMedium& medium, CSinks& sinks, CRelays& relays);
+    CSources(CMedium& medium, CRelays& relays);
 
     /// A connect request. UDP thread.
     void OnConnect(const CServerDatagram& datagram);
@@ -28,6 +28,8 @@ public:
 
     /// Room for one channel more, where need be at the cost of the oldest claim that nobody has stood up for.
     bool MakeRoomForChannel();
+    /// The stream is not relayed any more: without a publisher there is nothing to hear.
+    void AfterRelay(CStream& stream);
     /// Ends the stream's source, if it has one.
     void End(CStream& stream);
     /// Lets TCP sources send what is queued and close, and ends the others.
@@ -37,10 +39,10 @@ public:
     size_t Unproved() const { return m_unproved.Count(); }
 
 private:
-    enum class Found { No, Proved, Unproved };
+    enum class Found { No, Heard, Unheard };  // of nobody; of one who serves; of one who has to show itself first
 
     Found Use(const CServerDatagram& datagram, uint32_t sourceID);
-    void Act(CSourceUDP& source, const CServerDatagram& datagram);
+    /// It is there, for the first time or again after its channel was relayed meanwhile.
     void Prove(uint32_t sourceID);
     /// The stream for a newcomer, its old publisher ended; null when the place is taken or there is no room.
     std::shared_ptr<CStream> TakePlace(uint32_t channelID, bool udp);
@@ -50,7 +52,6 @@ private:
     void ForgetIfUnused(CStream& stream, uint32_t now);
 
     CMedium& m_medium;
-    CSinks& m_sinks;
     CRelays& m_relays;
     CUnproved m_unproved;
     CIDTable<CSourceUDP> m_sources{lock_order::kMediumTable};  // owned by their streams

@@ -24,8 +24,11 @@ void CStream::OnSinkFrame(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;
     bool sent = false;
     if (static_cast<uint32_t>(length) <= m_limits.upstreamFrameBytes) {
-        const bool published = WithSource([&](CSource& source) { sent = source.SendUpstream(data, length); });
-        if (!published) sent = SendToLeg(data, length);
+        // While it is relayed, whoever claims to publish it here has not shown that it is there.
+        if (RelayedFrom() != 0)
+            sent = SendToLeg(data, length);
+        else
+            WithSource([&](CSource& source) { sent = source.SendUpstream(data, length); });
     }
     if (sent)
         Count(m_traffic.framesUp, m_traffic.bytesUp, 1, length);

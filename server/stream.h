@@ -47,12 +47,18 @@ public:
     bool HasSource() {
         return WithSource([](CSource&) {});
     }
+    /// Whether somebody publishes it here who has shown itself and has not fallen silent.
+    bool HasLiveSource() {
+        bool lives = false;
+        WithSource([&](CSource& source) { lives = source.IsProved() && !source.GivesWay(); });
+        return lives;
+    }
     /// A subscriber came or went.
     void OnSinksChanged() {
         WithSource([](CSource& source) { source.OnChange(); });
     }
 
-    /// Whether it is published here, or was: then it is served to whoever asks without relay fields.
+    /// Whether a publisher has shown itself here: then it is served to whoever asks without relay fields.
     bool IsHome() const { return m_bHome.load(std::memory_order_relaxed); }
     void SetHome(bool home) { m_bHome.store(home, std::memory_order_relaxed); }
     uint32_t RelayedFrom() const { return m_ulRelayedFrom.load(std::memory_order_relaxed); }

@@ -41,9 +41,3 @@ uint32_t CUnproved::OldestOf(uint32_t channelID) {
                                     [=](const Entry& entry) { return entry.channelID == channelID; });
     return found == m_entries.end() ? 0 : found->id;
 }
-
-size_t CUnproved::CountOf(uint32_t channelID) {
-    CAutoLock lock(&m_cs);
-    return static_cast<size_t>(std::count_if(m_entries.begin(), m_entries.end(),
-                                             [=](const Entry& entry) { return entry.channelID == channelID; }));
-}

@@ -22,7 +22,6 @@ public:
     bool AddressIsFull(uint32_t ip);
     bool IsFull() const { return Count() >= m_nTotal; }
     size_t Count() const { return m_nCount.load(std::memory_order_relaxed); }
-    size_t CountOf(uint32_t channelID);
     /// 0 when there is none.
     uint32_t Oldest();
     uint32_t OldestOf(uint32_t channelID);

@@ -3,6 +3,7 @@
 #include "platform/lumonet/lumonet.h"
 #include "server/pages/http_queue.h"
 #include "server/pages/page.h"
+#include "server/pages/page_server.h"
 #include "server/pages/streams_json.h"
 
 #include <httplib.h>
@@ -14,7 +15,6 @@ namespace {
 
 constexpr size_t kThreads = 4;
 constexpr size_t kWaitingConnections = 16;
-constexpr time_t kTimeoutSeconds = 2;
 constexpr size_t kMaxBody = 1024;  // nothing here takes a body
 
 void SetHeaders(Response& response) {
@@ -29,19 +29,16 @@ void SetHeaders(Response& response) {
 }  // namespace
 
 CHttpServer::CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port)
-    : m_source(source), m_ulIP(ip), m_usPort(port), m_pServer(std::make_unique<httplib::Server>()) {}
+    : m_source(source), m_ulIP(ip), m_usPort(port), m_pServer(std::make_unique<CPageServer>()) {}
 
 CHttpServer::~CHttpServer() {
+    m_pServer->CutAll();
     m_pServer->stop();
     if (m_thread.joinable()) m_thread.join();
 }
 
 bool CHttpServer::Start() {
     m_pServer->new_task_queue = [] { return new CHttpQueue(kThreads, kWaitingConnections); };
-    m_pServer->set_read_timeout(kTimeoutSeconds);
-    m_pServer->set_write_timeout(kTimeoutSeconds);
-    m_pServer->set_keep_alive_timeout(kTimeoutSeconds);
-    m_pServer->set_keep_alive_max_count(1);  // a waiting browser would hold a thread, and the server's end
     m_pServer->set_payload_max_length(kMaxBody);
     // Not the library's default, which lets two servers share a port unnoticed.
     m_pServer->set_socket_options([](socket_t sock) {

@@ -10,11 +10,7 @@
 #include <string>
 #include <thread>
 
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}  // namespace httplib
+class CPageServer;
 
 /// GET / (the page), /api/streams, /metrics, /health. Answers only requests that name it by address or as localhost, so
 /// that no foreign web page can read it through a browser.
@@ -37,7 +33,7 @@ private:
     IStatusSource& m_source;
     const uint32_t m_ulIP;
     uint16_t m_usPort;
-    std::unique_ptr<httplib::Server> m_pServer;
+    std::unique_ptr<CPageServer> m_pServer;
     std::thread m_thread;
     CCritSec m_csMetrics;
     CMetrics m_metrics LUMO_GUARDED_BY(m_csMetrics);

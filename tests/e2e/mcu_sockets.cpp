@@ -91,4 +91,18 @@ void CRawUdp::Send(const std::string& bytes) const {
     static_cast<void>(send(m_nSocket, bytes.data(), bytes.size(), 0));
 }
 
+std::string CRawUdp::Receive() const {
+    std::string bytes(2048, '\0');
+    const ssize_t got = recv(m_nSocket, bytes.data(), bytes.size(), 0);
+    bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
+    return bytes;
+}
+
+uint16_t CRawUdp::Port() const {
+    sockaddr_in own{};
+    socklen_t length = sizeof own;
+    getsockname(m_nSocket, reinterpret_cast<sockaddr*>(&own), &length);
+    return ntohs(own.sin_port);
+}
+
 }  // namespace e2e

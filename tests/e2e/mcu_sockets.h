@@ -44,6 +44,9 @@ public:
     CRawUdp(const CRawUdp&) = delete;
     CRawUdp& operator=(const CRawUdp&) = delete;
     void Send(const std::string& bytes) const;
+    /// The next datagram; empty when none comes within 30 s.
+    std::string Receive() const;
+    uint16_t Port() const;
 
 private:
     int m_nSocket;

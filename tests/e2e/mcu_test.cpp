@@ -6,6 +6,7 @@
 #include <httplib.h>
 
 #include <csignal>
+#include <fstream>
 #include <random>
 #include <regex>
 
@@ -25,10 +26,12 @@ protected:
         ASSERT_TRUE(mcu.WaitForText("pages at ", kDeadlineMs)) << mcu.Errors();
         std::smatch match;
         const std::string said = mcu.Errors();
-        ASSERT_TRUE(
-            std::regex_search(said, match, std::regex("127.0.0.1:([0-9]+).*pages at http://127.0.0.1:([0-9]+)/")));
+        ASSERT_TRUE(std::regex_search(
+            said, match,
+            std::regex("127.0.0.1:([0-9]+).*reflector on port ([0-9]+).*pages at http://127.0.0.1:([0-9]+)/")));
         port = static_cast<uint16_t>(std::stoi(match[1]));
-        pagesPort = match[2];
+        reflectorPort = static_cast<uint16_t>(std::stoi(match[2]));
+        pagesPort = match[3];
         pages = std::make_unique<httplib::Client>("127.0.0.1", std::stoi(pagesPort));
     }
     std::string Page(const char* path) {
@@ -61,6 +64,7 @@ protected:
 
     CChildProcess mcu;
     uint16_t port = 0;
+    uint16_t reflectorPort = 0;
     std::string pagesPort;
     std::unique_ptr<httplib::Client> pages;
 };
@@ -86,6 +90,31 @@ TEST_F(McuProcess, ItsPagesShowWhatGoesThrough) {
                                   std::regex("lumo_bytes_total\\{direction=\"out\",medium=\"file\"\\} ([0-9]+)")));
     EXPECT_GE(std::stoull(match[1]), 4U << 20);
     EXPECT_TRUE(mcu.WaitForText("left channel 77", kDeadlineMs)) << mcu.Errors();
+}
+
+TEST_F(McuProcess, TellsClientsTheirAddressOnTwoPorts) {
+    StartMcu();
+    ASSERT_NE(port, reflectorPort);
+    for (uint16_t asked : {port, reflectorPort}) {
+        const CRawUdp udp(asked, "127.0.0.5");
+        udp.Send("\x07");
+        EXPECT_EQ(udp.Receive(), "\x07" + U32(0x7f000005) + U32(udp.Port()).substr(2));
+    }
+    CChildProcess taken, off;
+    Run(taken, {"mcu", "--listen", "127.0.0.1:0", "--http", "off", "--reflector-port", std::to_string(reflectorPort)});
+    EXPECT_EQ(ExitOf(taken), 1);
+    EXPECT_NE(taken.Errors().find("cannot reflect addresses on 127.0.0.1:"), std::string::npos) << taken.Errors();
+    Run(off, {"mcu", "--listen", "127.0.0.1:0", "--http", "off", "--reflector-port", "off"});
+    EXPECT_TRUE(off.WaitForText("without a second reflector", kDeadlineMs)) << off.Errors();
+}
+
+TEST_F(McuProcess, TakesAsManyDescriptorsAsItMay) {
+    StartMcu();
+    std::ifstream limits("/proc/" + std::to_string(mcu.Pid()) + "/limits");
+    const std::string text{std::istreambuf_iterator<char>(limits), {}};
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(text, match, std::regex("Max open files +([0-9a-z]+) +([0-9a-z]+)"))) << text;
+    EXPECT_EQ(match[1], match[2]);
 }
 
 TEST_F(McuProcess, AtTheEndTcpQueuesDrainFirst) {

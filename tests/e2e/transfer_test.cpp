@@ -27,11 +27,7 @@ TEST_P(TransferPaths, SeveralFilesArriveIdentical) {
     StartRelay(near, "127.0.0.2");
     const std::string big = MakeFile("big", 12 * 1024 * 1024 + 7), empty = MakeFile("empty", 0);
     StartSend(sender, {big, empty}, GetParam().send);
-    std::vector<std::string> more = GetParam().receive;
-    for (std::string& word : more) {
-        if (word == "NEAR") word = Mcu("127.0.0.2");
-    }
-    StartReceive(receiver, "out", more);
+    StartReceive(receiver, "out", GetParam().receive);
     EXPECT_EQ(ExitOf(receiver), 0) << receiver.Errors();
     EXPECT_EQ(ExitOf(sender), 0) << sender.Errors();
     EXPECT_TRUE(Content(Path("out/big")) == Content(big));
@@ -44,8 +40,8 @@ TEST_P(TransferPaths, SeveralFilesArriveIdentical) {
 INSTANTIATE_TEST_SUITE_P(All, TransferPaths,
                          ::testing::Values(PathRow{"Udp", {}, {}}, PathRow{"Tcp", {"--tcp"}, {"--tcp"}},
                                            PathRow{"UdpToTcp", {}, {"--tcp"}}, PathRow{"TcpToUdp", {"--tcp"}, {}},
-                                           PathRow{"RelayedUdp", {}, {"--near", "NEAR"}},
-                                           PathRow{"RelayedTcp", {"--tcp"}, {"--tcp", "--near", "NEAR"}}),
+                                           PathRow{"RelayedUdp", {}, {"--near", "127.0.0.2"}},
+                                           PathRow{"RelayedTcp", {"--tcp"}, {"--tcp", "--near", "127.0.0.2"}}),
                          [](const auto& row) { return row.param.name; });
 
 TEST_F(CTransferTest, OneSenderServesManyAtOnce) {
@@ -153,6 +149,7 @@ TEST_F(CTransferTest, ExitCodesTellWhatHappened) {
         {{"send", file, "--mcu", Mcu(), "--channel", "0"}, 2},
         {{"send", file, "--mcu", Mcu(), "--proxy", "ftp://x"}, 2},
         {{"receive", "x", "--mcu", Mcu()}, 2},
+        {{"receive", "5", "--mcu", Mcu(), "--near", "127.0.0.2:1"}, 2},
         {{"receive", "5", "--mcu", Mcu(), "--out", Path("nowhere")}, 1},
         {{"send", Path("missing"), "--mcu", Mcu()}, 1},
         {{"send", Path("."), "--mcu", Mcu()}, 1},

@@ -8,7 +8,9 @@
 
 #include <httplib.h>
 #include <atomic>
+#include <future>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 namespace {
 
@@ -166,6 +168,70 @@ TEST(HttpServer, ConnectionsThatSayNothingHoldUpNeitherOthersNorTheEnd) {
     EXPECT_EQ(answer->status, 200);
     server.reset();
     for (int one : silent) close(one);
+}
+
+/// Connections that send a byte now and then, for a while.
+class CDrippingClients {
+public:
+    CDrippingClients(uint16_t port, int count) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        for (int i = 0; i < count; ++i) {
+            m_sockets.push_back(socket(AF_INET, SOCK_STREAM, 0));
+            EXPECT_EQ(connect(m_sockets.back(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+            EXPECT_EQ(send(m_sockets.back(), "GET /", 5, MSG_NOSIGNAL), 5);
+        }
+        m_thread = std::thread([this] {
+            for (int i = 0; i < 300 && !m_bEnd; ++i) {
+                for (int one : m_sockets) send(one, "a", 1, MSG_NOSIGNAL);
+                std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            }
+        });
+    }
+    ~CDrippingClients() {
+        m_bEnd = true;
+        m_thread.join();
+        for (int one : m_sockets) close(one);
+    }
+
+private:
+    std::vector<int> m_sockets;
+    std::atomic<bool> m_bEnd{false};
+    std::thread m_thread;
+};
+
+TEST(HttpServer, ConnectionsThatDripHoldUpNeitherOthersNorTheEnd) {
+    CExampleSource source;
+    auto server = std::make_unique<CHttpServer>(source, 0x7f000001, 0);
+    ASSERT_TRUE(server->Start());
+    {
+        const CDrippingClients clients(server->Port(), 4);
+        httplib::Client client("127.0.0.1", server->Port());
+        client.set_read_timeout(30);
+        const auto answer = client.Get("/health");
+        ASSERT_TRUE(answer) << "all threads were taken for good";
+        EXPECT_EQ(answer->status, 200);
+    }
+    auto clients = std::make_unique<CDrippingClients>(server->Port(), 30);
+    auto ended = std::async(std::launch::async, [&] { server.reset(); });
+    EXPECT_EQ(ended.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    clients.reset();
+}
+
+TEST(HttpServer, ARequestIsBoundedInLength) {
+    CExampleSource source;
+    CHttpServer server(source, 0x7f000001, 0);
+    ASSERT_TRUE(server.Start());
+    httplib::Client client("127.0.0.1", server.Port());
+    httplib::Headers headers;
+    for (int i = 0; i < 20; ++i) headers.emplace("X-" + std::to_string(i), std::string(4000, 'x'));
+    const auto refused = client.Get("/health", headers);
+    EXPECT_TRUE(!refused || refused->status != 200);
+    const auto answer = client.Get("/health");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, 200);
 }
 
 }  // namespace

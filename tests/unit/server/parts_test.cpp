@@ -85,7 +85,6 @@ TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
     EXPECT_EQ(unproved.Oldest(), 11U);
     EXPECT_EQ(unproved.OldestOf(200), 12U);
     EXPECT_EQ(unproved.OldestOf(300), 0U);
-    EXPECT_EQ(unproved.CountOf(100), 2U);
     EXPECT_EQ(unproved.Remove(11), 100U);
     EXPECT_EQ(unproved.Remove(11), 0U);
     EXPECT_EQ(unproved.Oldest(), 12U);

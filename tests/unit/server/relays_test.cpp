@@ -110,6 +110,70 @@ TEST_F(Relays, APublisherArrivingHereEndsItOnceItIsThere) {
     EXPECT_EQ(host.server->Media()[0].relays, 0U);
 }
 
+TEST_F(Relays, AClaimThatNobodyStandsUpForChangesNothing) {
+    host.Deliver(CServerHost::SourceConnect(kChannel, 4), kCarol);
+    host.Deliver(CServerHost::SinkConnect(9, kChannel), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 0U) << "not at home yet";
+    Ask(kBob);
+    FarAccepts();
+    const uint32_t sinkID = SinkOf(kBob);
+    host.Deliver(CServerHost::SourceConnect(kChannel, 5), {kCarol.ip, 7});
+    host.Deliver(CServerHost::Command("3e", sinkID, session_wire::Data(0, "up")), kBob);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063e"), 1U) << "still the far server's";
+    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
+    host.Run(12500);
+    EXPECT_EQ(Channels(), 0U) << "the claim ends with the relay";
+    host.Take(kBob);
+    host.Deliver(CServerHost::SinkConnect(10, kChannel), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 0U);
+}
+
+TEST_F(Relays, APublisherThatWentToTheFarServerIsHeardFromThere) {
+    const uint32_t sourceID = host.Publish(kChannel, 5, kCarol);
+    const uint32_t stayed = host.Subscribe(kChannel, 20, {kBob.ip, 7});
+    Ask(kBob);
+    EXPECT_NE(SinkOf(kBob), 0U) << "published here";
+    EXPECT_TRUE(FarTakes().empty());
+    host.Deliver(CServerHost::Command("3f", SinkOf(kBob)), kBob);
+    host.Take(kBob);
+    host.Deliver(CServerHost::Command("46", sourceID), kCarol);
+    host.Deliver(CServerHost::LongConnect(9, kChannel, 0x7f000001), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U) << "it names this server itself";
+
+    Ask(kCarol, 30);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "0639"), 1U);
+    host.Deliver(CServerHost::SinkConnect(31, kChannel), kCarol);
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 0U) << "or two servers could relay from each other";
+    host.Run(12500);
+    EXPECT_EQ(host.server->Media()[0].relays, 0U) << "the far server knows nothing of it";
+    host.Deliver(CServerHost::Command("3b", stayed), {kBob.ip, 7});
+    EXPECT_EQ(host.TakeCount({kBob.ip, 7}, "063c"), 2U) << "its subscribers stay";
+    host.Deliver(CServerHost::SinkConnect(32, kChannel), kCarol);
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U) << "at home here again";
+
+    Ask(kCarol, 33);
+    FarAccepts();
+    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
+    FarSends(0, "moved");
+    EXPECT_EQ(host.TakeCount({kBob.ip, 7}, "063d"), 1U);
+}
+
+TEST_F(Relays, APublisherThatWasOnlySilentTakesItsChannelBack) {
+    const uint32_t sourceID = host.Publish(kChannel, 5, kCarol);
+    host.Run(10500);
+    Ask(kBob);
+    FarAccepts();
+    host.Deliver(CServerHost::Command("3b", SinkOf(kBob)), kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U);
+    host.Deliver(CServerHost::Command("45", sourceID), kCarol);
+    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 3U);
+    EXPECT_EQ(host.server->Media()[0].relays, 0U);
+    host.Deliver(CServerHost::Command("42", sourceID, session_wire::Data(0, "again")), kCarol);
+    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    EXPECT_EQ(std::count(host.lines.begin(), host.lines.end(), "file source 10.0.0.3:1003 (udp) publishes channel 77"),
+              1);
+}
+
 TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
     Ask(kBob);
     FarAccepts();

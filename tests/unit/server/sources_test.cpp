@@ -36,13 +36,33 @@ TEST_F(Sources, AStrangerIsAnsweredWithinItsBudgetAndTheRestFollowsWhenItAnswers
     EXPECT_EQ(first[0], "064100000005" + id + "00000000");
     EXPECT_EQ(first[1], "064400000005") << "the question that proves it";
     host.Run(60000);
-    EXPECT_TRUE(host.Take(kAlice).empty()) << "nothing more to somebody who may not be there";
+    EXPECT_EQ(host.Take(kAlice), std::vector<std::string>{first[1]}) << "asked once more: so much is left to say";
     EXPECT_TRUE(host.lines.empty());
 
     host.Deliver(Hex("0645" + id), kAlice);
     EXPECT_EQ(host.Take(kAlice), (std::vector<std::string>{first[0]})) << "the acknowledgement again, against loss";
     EXPECT_EQ(host.LastLine(), "file source 10.0.0.1:1001 (udp) publishes channel 77");
     EXPECT_EQ(Acknowledged(kAlice, kChannel, 5), 2U) << "asked again by the same sender";
+}
+
+TEST_F(Sources, AStrangerIsAskedAgainWithEachRequestWithinItsBudget) {
+    constexpr int kHeaders = 28, kRequest = 10 + kHeaders;
+    int bytes = 0;
+    for (int requests = 1; requests <= 5; ++requests) {
+        host.Deliver(CServerHost::SourceConnect(kChannel, 5), kAlice);
+        const auto said = host.Take(kAlice);
+        ASSERT_EQ(said.size(), 2U) << "its first answers may all have been lost";
+        EXPECT_EQ(said[1], "064400000005");
+        for (const std::string& one : said) bytes += static_cast<int>(one.size()) / 2 + kHeaders;
+        EXPECT_LE(bytes, 3 * requests * kRequest);
+    }
+    host.Run(60000);
+    for (const std::string& one : host.Take(kAlice)) {
+        EXPECT_EQ(one, "064400000005");
+        bytes += static_cast<int>(one.size()) / 2 + kHeaders;
+    }
+    EXPECT_LE(bytes, 3 * 5 * kRequest);
+    EXPECT_GT(bytes, 3 * 5 * kRequest - 6 - kHeaders) << "until no question fits any more";
 }
 
 TEST_F(Sources, IsAskedEveryTwoSecondsAndWhenASubscriberComesOrGoes) {

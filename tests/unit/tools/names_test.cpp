@@ -98,6 +98,8 @@ TEST(Target, HostAndPort) {
     EXPECT_EQ(target.port, 65535);
     ASSERT_TRUE(ResolveTarget(target, problem));
     EXPECT_EQ(target.ips, (std::array<uint32_t, 3>{0x7F000002, 0, 0}));
+    ASSERT_TRUE(ParseTarget("near.example", target, problem, 7700));
+    EXPECT_EQ(target.Text(), "near.example:7700");
     for (const char* text : {"", ":7000", "h:", "h:0", "h:65536", "h:-1", "h:+1", "h: 1", "h:99999999999999999999",
                              "::1", "[::1]:7000", "a b", "user@h"})
         EXPECT_FALSE(ParseTarget(text, target, problem)) << text;

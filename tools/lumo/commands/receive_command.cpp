@@ -182,7 +182,7 @@ void AddReceiveCommand(CLI::App& app, int& exitCode) {
     receive->add_option("CHANNEL", command->channel, "The number that `lumo send` has shown")->required();
     command->common.AddTo(*receive, 60);
     receive->add_option("--near", command->common.nearMcu,
-                        "A nearer server that relays from the sender's: HOST[:PORT]");
+                        "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
     receive->add_option("-o,--out", command->out, "Directory for the files; - is standard output")
         ->capture_default_str();
     receive->add_flag("--force", command->force, "Replace files that exist");

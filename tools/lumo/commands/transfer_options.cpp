@@ -20,13 +20,22 @@ void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
     command.add_flag("-q,--quiet", quiet, "No progress, only complaints");
 }
 
+// A request names the sender's server by address only: the nearer one looks for it at its own port.
+bool TransferOptions::ToNear(RelayRoute& route, std::string& problem) const {
+    if (!ParseTarget(nearMcu, route.nearMcu, problem, route.mcu.port)) return false;
+    if (route.nearMcu.port == route.mcu.port) return true;
+    problem = "--near must use the port of --mcu, " + std::to_string(route.mcu.port) +
+              ": a server relays only from servers on its own port";
+    return false;
+}
+
 bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const {
     exitCode = kExitUsage;
     const char* password = std::getenv("LUMO_PROXY_PASSWORD");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
     route.channel = channel;
     route.tcp = tcp || !proxy.empty();
     if (!ParseTarget(mcu, route.mcu, problem)) return false;
-    if (!nearMcu.empty() && !ParseTarget(nearMcu, route.nearMcu, problem)) return false;
+    if (!nearMcu.empty() && !ToNear(route, problem)) return false;
     if (!proxy.empty() && !ParseProxyUrl(proxy, password ? password : "", route.proxy, problem)) return false;
     exitCode = kExitFailed;
     return ResolveTarget(route.mcu, problem) && (nearMcu.empty() || ResolveTarget(route.nearMcu, problem));

@@ -26,6 +26,9 @@ struct TransferOptions {
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
     /// Checks and resolves everything; false with the problem to show and the code to exit with.
     bool ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const;
+
+private:
+    bool ToNear(RelayRoute& route, std::string& problem) const;
 };
 
 /// Decimal, 1 to 4294967295; 0 when it is not.

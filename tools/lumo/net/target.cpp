@@ -21,10 +21,10 @@ uint64_t ParseNumber(const std::string& text, uint64_t most) {
     return value;
 }
 
-bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem) {
+bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem, uint16_t usualPort) {
     const size_t colon = text.find(':');
     target.host = text.substr(0, colon);
-    target.port = kDefaultPort;
+    target.port = usualPort;
     if (colon != std::string::npos) {
         if (text.find(':', colon + 1) != std::string::npos) {
             problem = "'" + text + "' looks like IPv6, which the wire does not know";

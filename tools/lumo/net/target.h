@@ -20,7 +20,7 @@ struct RelayTarget {
 };
 
 /// "HOST" or "HOST:PORT"; false, with `problem`, for anything else.
-bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem);
+bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem, uint16_t usualPort = kDefaultPort);
 /// Looks the host up: up to three IPv4 addresses.
 bool ResolveTarget(RelayTarget& target, std::string& problem);
 

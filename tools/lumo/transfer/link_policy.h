@@ -40,7 +40,7 @@ public:
         }
         if (!disconnected && now - m_ullLifeMs <= m_ullSilenceMs) return LinkAction::None;
         m_bUp = false;
-        if (m_bAccepted && !disconnected) m_ullSilenceMs = std::min(2 * m_ullSilenceMs, kMaxSilenceMs);
+        if (!disconnected) m_ullSilenceMs = std::min(2 * m_ullSilenceMs, kMaxSilenceMs);
         m_ullCreateMs = now + kPausesMs[m_bAccepted && !disconnected ? 0 : m_nPause];
         m_nPause = std::min(m_nPause + 1, kPausesMs.size() - 1);
         return LinkAction::Release;

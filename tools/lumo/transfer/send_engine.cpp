@@ -13,6 +13,16 @@ CSendEngine::CSendEngine(uint64_t transfer, std::vector<std::unique_ptr<IFileSou
       m_rate(options.bytesPerSecond),
       m_frame(kBlockHeaderLength + kBlockSize) {}
 
+namespace {
+
+/// Blocks from `blocks` on do not exist: whoever asks for them would only cost the others time. `ranges` ascend.
+void CutAt(uint32_t blocks, std::vector<BlockRange>& ranges) {
+    while (!ranges.empty() && ranges.back().first >= blocks) ranges.pop_back();
+    if (!ranges.empty()) ranges.back().count = std::min(ranges.back().count, blocks - ranges.back().first);
+}
+
+}  // namespace
+
 bool CSendEngine::OnFrame(const char* data, size_t length, uint64_t now) {
     Message message;
     if (length > static_cast<size_t>(kMaxUpstreamFrame) || Decode(data, length, message) != DecodeResult::Ok)
@@ -56,6 +66,7 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now) {
     entry->failure = status.failure;
     entry->bytes = std::min(status.bytes, m_ullBytes);
     entry->offers = status.offers;
+    CutAt(m_nBlocks, status.lacking);
     entry->lacking = CBlockRanges(std::move(status.lacking));
     m_sent.Subtract(serial, entry->lacking);
 }
@@ -191,7 +202,6 @@ bool CSendEngine::SendBlocks(uint64_t now, ILinkOut& link) {
 bool CSendEngine::SendBlock(uint32_t block, ILinkOut& link) {
     m_receivers.OnSent(block);
     m_nCursor = block + 1;
-    if (block >= m_nBlocks) return true;  // nobody can have it
     const auto after = std::upper_bound(m_firstBlocks.begin(), m_firstBlocks.end(), block);
     const auto index = static_cast<size_t>(after - m_firstBlocks.begin()) - 1;
     IFileSource& file = *m_files[index];

@@ -1,0 +1,35 @@
+#include "server/pages/page_server.h"
+
+#include "server/pages/page_stream.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+bool COpenConnections::Add(int socket) {
+    CAutoLock lock(&m_cs);
+    return !m_bCut && m_sockets.insert(socket).second;
+}
+
+void COpenConnections::Remove(int socket) {
+    CAutoLock lock(&m_cs);
+    m_sockets.erase(socket);
+}
+
+void COpenConnections::CutAll() {
+    CAutoLock lock(&m_cs);
+    m_bCut = true;
+    for (int socket : m_sockets) shutdown(socket, SHUT_RDWR);
+}
+
+bool CPageServer::process_and_close_socket(socket_t sock) {
+    bool answered = false;
+    if (m_open.Add(sock)) {
+        CPageStream stream(sock);
+        bool closed = false;
+        answered = process_request(stream, true, closed, nullptr);
+        m_open.Remove(sock);  // before the number can be another connection's
+    }
+    shutdown(sock, SHUT_RDWR);
+    close(sock);
+    return answered;
+}

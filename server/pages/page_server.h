@@ -1,0 +1,36 @@
+// The HTTP library's server with an end to every connection.
+#pragma once
+
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+
+#include <httplib.h>
+#include <set>
+
+/// Connections under way, so that the end of the server can cut them off. Any thread.
+class COpenConnections {
+public:
+    /// False once they are cut.
+    bool Add(int socket);
+    void Remove(int socket);
+    /// Whoever waits for one of them finds it closed.
+    void CutAll();
+
+private:
+    CCritSec m_cs{lock_order::kLeaf};
+    bool m_bCut LUMO_GUARDED_BY(m_cs) = false;
+    std::set<int> m_sockets LUMO_GUARDED_BY(m_cs);
+};
+
+/// One request a connection, of bounded length and within a bounded time: who sends or reads a byte a second would hold
+/// a thread for ever otherwise.
+class CPageServer : public httplib::Server {
+public:
+    /// Connections end at once, and so do those that still come. Before stop().
+    void CutAll() { m_open.CutAll(); }
+
+private:
+    bool process_and_close_socket(socket_t sock) override;
+
+    COpenConnections m_open;
+};
