@@ -1,9 +1,9 @@
 #include "mcu/manager_use.h"
 
 #include "link/instances.h"
+#include "platform/lumobase/thread.h"
 
 #include <atomic>
-#include <thread>
 
 namespace {
 std::atomic<int> g_nUses{0};
@@ -22,5 +22,5 @@ CManagerUse::~CManagerUse() {
 }
 
 void CManagerUse::WaitForOthers() {
-    while (g_nUses.load(std::memory_order_seq_cst) != 0) std::this_thread::yield();
+    while (g_nUses.load(std::memory_order_seq_cst) != 0) CThread::YieldTurn();
 }

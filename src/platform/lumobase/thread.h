@@ -17,6 +17,8 @@ public:
     bool StartThread();
     /// Waits until the body has returned; at once when no thread was started. Not from the thread itself.
     void WaitForStop();
+    /// Lets others run, for a caller that waits for a moment and has nothing to sleep on.
+    static void YieldTurn() { std::this_thread::yield(); }
 
 protected:
     virtual uint32_t ThreadProcMain() = 0;
