@@ -1,8 +1,8 @@
 // Objects by their ID, under one lock.
 #pragma once
 
-#include "link/endings.h"
 #include "platform/lumobase/crit_sec.h"
+#include "platform/lumobase/endings.h"
 
 #include <cstddef>
 #include <cstdint>

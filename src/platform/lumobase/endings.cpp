@@ -1,4 +1,4 @@
-#include "link/endings.h"
+#include "platform/lumobase/endings.h"
 
 #include <algorithm>
 
