@@ -15,7 +15,7 @@ wire::CDatagram ReflectorAnswer(uint32_t ip, uint16_t port);
 
 /// An endpoint of its own that answers nothing else: seen from a second port, a client learns whether its translator
 /// gives it one address for all.
-class CReflector : public IUdpClientNotify {
+class CReflector final : public IUdpClientNotify {
 public:
     /// Those in `allow` may ask; everybody when it is empty. The list outlives this.
     explicit CReflector(const CCidrList& allow) : m_allow(allow) {}

@@ -16,6 +16,7 @@ struct CServerLimits {
     uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
     uint32_t upstreamFrameBytes = 1U << 20;     ///< a longer frame of a subscriber is dropped
     unsigned unvalidatedPerAddress = 64;        ///< TCP connections that have not said what they want
+    size_t signallingClients = 10000;           ///< connected to the signalling service
     size_t unprovedPerAddress = 64;             ///< UDP sinks, and UDP sources, that have not answered yet
 };
 
