@@ -98,6 +98,7 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
     add("--max-channels", limits.channels, "Channels of one medium");
     add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");
     add("--max-sinks", limits.sinks, "Subscribers of one medium");
+    add("--max-signalling", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
     addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
     addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
     addSize("--max-upstream-frame", limits.upstreamFrameBytes,

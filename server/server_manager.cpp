@@ -15,10 +15,15 @@ namespace {
 constexpr uint32_t kRefreshPolicyMs = 10000;
 constexpr size_t kShownStreams = 200;
 constexpr size_t kShownListeners = 100;
+
+bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::TcpType::Signalling); }
 }  // namespace
 
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
-    : m_context(options, log), m_ulStarted(CActivity::Now()), m_ulPolicyRefreshed(CActivity::Now()) {
+    : m_context(options, log),
+      m_signalling(options.limits.signallingClients, log),
+      m_ulStarted(CActivity::Now()),
+      m_ulPolicyRefreshed(CActivity::Now()) {
     m_context.policy.Refresh();
     m_context.port = options.port;
     m_media.push_back(MakeFileServer(m_context));
@@ -75,11 +80,13 @@ CMediumServer* CServerManager::MediumOfTcp(uint32_t type) const {
 }
 
 bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {
+    if (IsSignalling(type)) return !m_bStopping && m_signalling.OnTcp(session, data, length);
     CMediumServer* medium = MediumOfTcp(type);
     return medium && medium->OnTcpValidate(session, type, data, length);
 }
 
 bool CServerManager::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
+    if (IsSignalling(type)) return !m_bStopping;
     CMediumServer* medium = MediumOfTcp(type);
     return medium && medium->MayServeTcp(session, type, data, length);
 }
@@ -100,6 +107,7 @@ void CServerManager::OnSecond() {
     }
     if (m_bStopping) return;
     for (const auto& medium : m_media) medium->OnSecond(now);
+    m_signalling.OnSecond();
 }
 
 bool CServerManager::OnTurn() {
@@ -109,7 +117,7 @@ bool CServerManager::OnTurn() {
 }
 
 size_t CServerManager::Draining() {
-    size_t count = 0;
+    size_t count = m_signalling.CountOpen();
     for (const auto& medium : m_media) count += medium->Draining();
     return count;
 }
@@ -118,6 +126,7 @@ void CServerManager::Drain() {
     using Clock = std::chrono::steady_clock;
     if (m_bStopping.exchange(true)) return;
     for (const auto& medium : m_media) medium->BeginDrain();
+    m_signalling.CloseAll();
     const auto end = Clock::now() + std::chrono::milliseconds(server::kDrainMs);
     while (Draining() > 0 && Clock::now() < end) std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
@@ -125,6 +134,7 @@ void CServerManager::Drain() {
 void CServerManager::ReleaseConnections() {
     m_bStopping = true;
     for (const auto& medium : m_media) medium->End();
+    m_signalling.End();
     CLocalMCUManager::ReleaseConnections();
 }
 
@@ -140,6 +150,7 @@ CServerStatus CServerManager::Status() {
     status.listenIP = m_context.options.listenIP;
     status.port = GetLocalPort();
     status.media = Media();
+    status.signalling = Signalling();
     std::vector<std::pair<uint32_t, std::shared_ptr<CStream>>> streams;  // rates move while they are sorted
     for (const auto& medium : m_media)
         for (const auto& stream : medium->Streams()) streams.emplace_back(stream->BytesPerSecond(), stream);

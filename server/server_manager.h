@@ -4,6 +4,7 @@
 #include "link/server_hooks.h"
 #include "mcu/local_mcu_manager.h"
 #include "server/medium_server.h"
+#include "server/signalling.h"
 
 #include <array>
 #include <atomic>
@@ -22,6 +23,7 @@ public:
 
     std::vector<CMediumStatus> Media() override;
     CServerStatus Status() override;
+    CSignallingStatus Signalling() override { return m_signalling.Status(); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
     bool MayAccept(unsigned long ip, unsigned unvalidated) override;
@@ -47,6 +49,7 @@ private:
     size_t Draining();
 
     CServerContext m_context;
+    CSignalling m_signalling;
     std::vector<std::unique_ptr<CMediumServer>> m_media;
     std::array<CMediumServer*, wire::kKindCount> m_byKind{};
     std::atomic<bool> m_bStopping{false};

@@ -14,9 +14,10 @@ struct CServerLimits {
     size_t sinks = 100000;                      ///< of all channels of one medium
     uint64_t sinkQueueBytes = 32ULL << 20;      ///< waiting at one sink: past it the sink is dropped
     uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
-    uint32_t upstreamFrameBytes =
-        1U << 20;                         ///< a longer frame of a subscriber is dropped, over TCP with its connection
+    /// A longer frame of a subscriber is dropped, over TCP with its connection.
+    uint32_t upstreamFrameBytes = 1U << 20;
     unsigned unvalidatedPerAddress = 64;  ///< TCP connections that have not said what they want
+    size_t signallingClients = 10000;     ///< connected to the signalling service
     size_t unprovedPerAddress = 64;       ///< UDP sinks, and UDP sources, that have not answered yet
 };
 

@@ -89,11 +89,19 @@ struct CMediumStatus {
     uint64_t queuedFrames = 0, queuedBytes = 0;
 };
 
+/// The signalling service: who is connected, and packets since the start.
+struct CSignallingStatus {
+    size_t clients = 0;
+    uint64_t forwarded = 0;
+    uint64_t dropped = 0;
+};
+
 struct CServerStatus {
     uint32_t uptimeSeconds = 0;
     uint32_t listenIP = 0;
     uint16_t port = 0;
     std::vector<CMediumStatus> media;
+    CSignallingStatus signalling;
     std::vector<CStreamStatus> streams;  ///< the busiest ones
     size_t streamCount = 0;
 };
@@ -103,6 +111,7 @@ class IStatusSource {
 public:
     virtual std::vector<CMediumStatus> Media() = 0;
     virtual CServerStatus Status() = 0;
+    virtual CSignallingStatus Signalling() { return {}; }
 
 protected:
     ~IStatusSource() = default;

@@ -75,9 +75,10 @@ bool CHttpServer::IsOwnHost(const std::string& host) const {
 
 std::string CHttpServer::MetricsText() {
     const std::vector<CMediumStatus> media = m_source.Media();
+    const CSignallingStatus signalling = m_source.Signalling();
     const CProcessStatus process = ReadProcessStatus();
     CAutoLock lock(&m_csMetrics);
-    return m_metrics.Text(media, process);
+    return m_metrics.Text(media, signalling, process);
 }
 
 void CHttpServer::AddPages() {

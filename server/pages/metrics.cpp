@@ -18,6 +18,8 @@ CMetrics::CMetrics()
       m_drops(MakeCounters("lumo_drops_total", "Frames dropped at a limit.")),
       m_datagrams(MakeCounters("lumo_datagrams_total", "UDP datagrams.")),
       m_datagramBytes(MakeCounters("lumo_datagram_bytes_total", "Bytes of UDP datagrams.")),
+      m_signallingClients(MakeGauges("lumo_signalling_clients", "Clients of the signalling service.")),
+      m_signallingPackets(MakeCounters("lumo_signalling_packets_total", "Packets between them.")),
       m_cpu(MakeCounters("process_cpu_seconds_total", "CPU time, user and system.")),
       m_memory(MakeGauges("process_resident_memory_bytes", "Resident memory.")),
       m_files(MakeGauges("process_open_fds", "Open file descriptors.")),
@@ -63,7 +65,8 @@ void CMetrics::SetMedium(const CMediumStatus& medium) {
     Raise(m_drops, own, number(medium.links.dropped + medium.traffic.dropped));
 }
 
-std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CProcessStatus& process) {
+std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
+                           const CProcessStatus& process) {
     for (const CMediumStatus& medium : media) SetMedium(medium);
     const UdpCounters udp = GetUdpCounters();
     Raise(m_datagrams, {{"direction", "in"}}, static_cast<double>(udp.received));
@@ -71,6 +74,9 @@ std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CProce
     Raise(m_datagrams, {{"direction", "refused"}}, static_cast<double>(udp.refused));
     Raise(m_datagramBytes, {{"direction", "in"}}, static_cast<double>(udp.bytesReceived));
     Raise(m_datagramBytes, {{"direction", "out"}}, static_cast<double>(udp.bytesSent));
+    Set(m_signallingClients, {}, static_cast<double>(signalling.clients));
+    Raise(m_signallingPackets, {{"result", "forwarded"}}, static_cast<double>(signalling.forwarded));
+    Raise(m_signallingPackets, {{"result", "dropped"}}, static_cast<double>(signalling.dropped));
     Raise(m_cpu, {}, process.cpuSeconds);
     Set(m_memory, {}, static_cast<double>(process.residentBytes));
     Set(m_files, {}, static_cast<double>(process.openFiles));

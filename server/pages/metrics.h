@@ -18,7 +18,8 @@ public:
     CMetrics();
 
     /// Prometheus text.
-    std::string Text(const std::vector<CMediumStatus>& media, const CProcessStatus& process);
+    std::string Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
+                     const CProcessStatus& process);
 
 private:
     using Labels = std::map<std::string, std::string>;
@@ -46,6 +47,8 @@ private:
     Counters& m_drops;
     Counters& m_datagrams;
     Counters& m_datagramBytes;
+    Gauges& m_signallingClients;
+    Counters& m_signallingPackets;
     Counters& m_cpu;
     Gauges& m_memory;
     Gauges& m_files;

@@ -92,8 +92,8 @@ std::string StreamsPage(const CServerStatus& status) {
         "<link rel=\"stylesheet\" href=\"/page.css\"><script src=\"/page.js\" defer></script></head><body>"
         "<header><h1>lumo mcu</h1><p>" +
         EscapeHtml(EndpointText(status.listenIP, status.port)) + ", up " + Uptime(status.uptimeSeconds) + ", " +
-        std::to_string(status.streamCount) +
-        " live streams. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p></header><main>";
+        std::to_string(status.streamCount) + " live streams, " + std::to_string(status.signalling.clients) +
+        " signalling clients. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p></header><main>";
     if (status.streams.empty()) html += "<p class=\"quiet\">No streams at the moment.</p>";
     for (const CStreamStatus& stream : status.streams) html += Stream(stream);
     if (status.streamCount > status.streams.size())

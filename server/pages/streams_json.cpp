@@ -61,7 +61,11 @@ Json Stream(const CStreamStatus& stream) {
 std::string StreamsJson(const CServerStatus& status) {
     Json json{{"uptime_seconds", status.uptimeSeconds},
               {"listen", EndpointText(status.listenIP, status.port)},
-              {"stream_count", status.streamCount}};
+              {"stream_count", status.streamCount},
+              {"signalling",
+               {{"clients", status.signalling.clients},
+                {"forwarded", status.signalling.forwarded},
+                {"dropped", status.signalling.dropped}}}};
     json["streams"] = Json::array();
     for (const CStreamStatus& stream : status.streams) json["streams"].push_back(Stream(stream));
     return json.dump() + "\n";

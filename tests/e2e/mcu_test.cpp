@@ -108,6 +108,20 @@ TEST_F(McuProcess, TellsClientsTheirAddressOnTwoPorts) {
     EXPECT_TRUE(off.WaitForText("without a second reflector", kDeadlineMs)) << off.Errors();
 }
 
+TEST_F(McuProcess, CarriesPacketsBetweenItsSignallingClients) {
+    StartMcu();
+    CRawTcp alice(port), bob(port), impostor(port);
+    std::string frame;
+    ASSERT_TRUE(alice.SendMessage(1, Validation(100, {7})) && alice.Receive(frame));
+    EXPECT_EQ(frame, Validation(100, {7}));
+    ASSERT_TRUE(bob.SendMessage(1, Validation(100, {8})) && bob.Receive(frame));
+    ASSERT_TRUE(impostor.SendMessage(1, Validation(100, {8})));
+    EXPECT_TRUE(impostor.IsClosedSilently());
+    ASSERT_TRUE(alice.SendMessage(0, U32(8) + "packet") && bob.Receive(frame));
+    EXPECT_EQ(frame, U32(7) + "packet");
+    EXPECT_NE(Page("/metrics").find("lumo_signalling_clients 2\n"), std::string::npos);
+}
+
 TEST_F(McuProcess, TakesAsManyDescriptorsAsItMay) {
     StartMcu();
     std::ifstream limits("/proc/" + std::to_string(mcu.Pid()) + "/limits");
@@ -178,7 +192,7 @@ TEST_F(McuProcess, ServesOthersWhateverArrives) {
     }
     for (const auto& refused :
          {Validation(12, {0}), Validation(12, {77}), Validation(13, {78}), Validation(13, {78, 0, 0, 0}),
-          Validation(13, {78, 0x7f000001, 0, 0}), Validation(13, {77, 0}), Validation(100, {1})}) {
+          Validation(13, {78, 0x7f000001, 0, 0}), Validation(13, {77, 0}), Validation(100, {0})}) {
         CRawTcp tcp(port, "127.0.0.5");
         tcp.SendMessage(1, refused);
         EXPECT_TRUE(tcp.IsClosedSilently());

@@ -39,14 +39,15 @@ CServerStatus ExampleStatus() {
     relayed.relayedFrom = 0x0a000009;
     status.streams.push_back(relayed);
     status.streamCount = 7;
+    status.signalling = {12, 34, 5};
     return status;
 }
 
 TEST(Page, ShowsWhoPublishesWhoListensAndHowItGoes) {
     const std::string page = StreamsPage(ExampleStatus());
     for (const char* text :
-         {"10.0.0.1:7000, up 1 h 1 min, 7 live streams", "file 4000000000", "Publisher: 10.0.0.2:5000 (udp)",
-          "<td>10.0.0.3:5001 (udp)</td><td>4</td><td>25 ms</td><td>2.0 %</td>",
+         {"10.0.0.1:7000, up 1 h 1 min, 7 live streams, 12 signalling clients", "file 4000000000",
+          "Publisher: 10.0.0.2:5000 (udp)", "<td>10.0.0.3:5001 (udp)</td><td>4</td><td>25 ms</td><td>2.0 %</td>",
           "<td>10.0.0.4:5002 (tcp)</td><td>7</td><td>-</td><td>-</td>", "and 1 more", "2.5 MB/s", "1.3 % sent again",
           "relayed from 10.0.0.9", "Nobody listens.", "The busiest 2 are shown.", "<polyline points=\""}) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
@@ -73,6 +74,7 @@ TEST(Graph, NewestIsAtTheRightAndTheLargestAtTheTop) {
 TEST(Json, SaysTheSame) {
     const auto json = nlohmann::json::parse(StreamsJson(ExampleStatus()));
     EXPECT_EQ(json["stream_count"], 7);
+    EXPECT_EQ(json["signalling"]["forwarded"], 34);
     const auto& stream = json["streams"][0];
     EXPECT_EQ(stream["channel"], 4000000000);
     EXPECT_EQ(stream["publisher"]["address"], "10.0.0.2:5000");
@@ -92,13 +94,15 @@ TEST(Metrics, CountersNeverFallAndGaugesFollow) {
     medium.traffic.bytesIn = 1000;
     medium.links.dropped = 2;
     medium.traffic.dropped = 5;
-    const std::string before = metrics.Text({medium}, {});
+    const std::string before = metrics.Text({medium}, {12, 34, 5}, {});
+    EXPECT_NE(before.find("lumo_signalling_clients 12\n"), std::string::npos);
+    EXPECT_NE(before.find("lumo_signalling_packets_total{result=\"dropped\"} 5\n"), std::string::npos);
     EXPECT_NE(before.find("lumo_sinks{medium=\"file\",transport=\"tcp\"} 3\n"), std::string::npos) << before;
     EXPECT_NE(before.find("lumo_bytes_total{direction=\"in\",medium=\"file\"} 1000\n"), std::string::npos) << before;
     EXPECT_NE(before.find("lumo_drops_total{medium=\"file\"} 7\n"), std::string::npos);
     medium.sinksTcp = 1;
     medium.traffic.bytesIn = 900;
-    const std::string after = metrics.Text({medium}, {});
+    const std::string after = metrics.Text({medium}, {}, {});
     EXPECT_NE(after.find("lumo_sinks{medium=\"file\",transport=\"tcp\"} 1\n"), std::string::npos);
     EXPECT_NE(after.find("lumo_bytes_total{direction=\"in\",medium=\"file\"} 1000\n"), std::string::npos);
     EXPECT_EQ(std::count(before.begin(), before.end(), '\n'), std::count(after.begin(), after.end(), '\n'))

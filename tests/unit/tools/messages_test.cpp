@@ -197,4 +197,22 @@ TEST(Messages, EnginesOutliveAnything) {
     }
 }
 
+TEST(Messages, BlocksThatDoNotExistCostNobodyTime) {
+    constexpr uint64_t kFirstTransfer = 7000;
+    sim::CTransferSim sim;
+    sim::MemoryDisk disk;
+    std::vector<std::unique_ptr<IFileSource>> files;
+    const std::string data = sim::RandomBytes(4 * 1024 * 1024, 9);
+    files.push_back(std::make_unique<sim::CMemorySource>("file", data));
+    sim.StartSender(std::move(files));
+    sim.Run(100);
+    Status greedy;
+    greedy.receiver = 9;
+    greedy.lacking = {{10, 2}, {BlocksOf(data.size()) - 1, kMaxBlocks / 2}, {kMaxBlocks - 1, 1}};
+    sim.InjectUp(Encode({kFirstTransfer, greedy}));
+    sim.Run(100);
+    sim.AddReceiver(disk);
+    EXPECT_TRUE(sim.RunUntil([&] { return disk.files["file"] == data; }, 5000));
+}
+
 }  // namespace

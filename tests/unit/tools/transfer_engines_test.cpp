@@ -77,20 +77,6 @@ TEST(TransferEngines, EachBlockLeavesOnceForManyReceivers) {
     EXPECT_EQ(sim.BlocksLeft(), BlocksOf(Megabytes(4).size()));
 }
 
-TEST(TransferEngines, BlocksThatDoNotExistCostNobodyTime) {
-    constexpr uint64_t kFirstTransfer = 7000;
-    CTransferSim sim;
-    MemoryDisk disk;
-    sim.StartSender(One(Megabytes(4)));
-    sim.AddReceiver(disk);
-    ASSERT_TRUE(sim.RunUntil([&] { return sim.SenderProgress().sentBytes > 0; }, 5000));
-    Status greedy;
-    greedy.receiver = 9;
-    greedy.lacking = {{10, 2}, {BlocksOf(Megabytes(4).size()) - 1, kMaxBlocks / 2}, {kMaxBlocks - 1, 1}};
-    sim.InjectUp(Encode({kFirstTransfer, greedy}));
-    EXPECT_TRUE(sim.RunUntil([&] { return disk.files["file"] == Megabytes(4); }, 5000));
-}
-
 TEST(TransferEngines, ALateJoinerGetsWhatIsLeftWithTheOthersAndTheRestAlone) {
     CTransferSim sim;
     MemoryDisk early, late;

@@ -1,0 +1,52 @@
+// The signalling service: clients exchange command packets through it before they have a path of their own.
+#pragma once
+
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+#include "server/server_log.h"
+#include "server/signalling_client.h"
+#include "server/status.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+/// Each client has a user ID of its own choice, the first to come with it; what it sends to another reaches that one
+/// unread. Nothing waits for who is not there.
+class CSignalling {
+public:
+    CSignalling(size_t maxClients, CServerLog& log) : m_nMaxClients(maxClients), m_log(log) {}
+    ~CSignalling() { End(); }
+    CSignalling(const CSignalling&) = delete;
+    CSignalling& operator=(const CSignalling&) = delete;
+
+    /// A validation with this payload; false refuses it. TCP thread.
+    bool OnTcp(ITcpSession* session, const char* data, int length);
+    /// One frame of a client; false closes its connection. TCP thread.
+    bool OnFrame(CSignallingClient& from, const char* data, int length);
+    /// Forgets who has gone. Worker.
+    void OnSecond();
+
+    /// Lets what is queued leave, and closes.
+    void CloseAll();
+    /// Those whose connection is open.
+    size_t CountOpen();
+    /// No callback of a client comes after this.
+    void End();
+
+    CSignallingStatus Status();
+
+private:
+    using Clients = std::map<uint32_t, std::unique_ptr<CSignallingClient>>;
+
+    bool MayCome(uint32_t userID);
+    void Release(Clients gone);
+
+    const size_t m_nMaxClients;
+    CServerLog& m_log;
+    CCritSec m_cs{lock_order::kMediumTable};
+    Clients m_clients LUMO_GUARDED_BY(m_cs);  // they come on the TCP thread only
+    uint64_t m_nForwarded LUMO_GUARDED_BY(m_cs) = 0;
+    uint64_t m_nDropped LUMO_GUARDED_BY(m_cs) = 0;
+};

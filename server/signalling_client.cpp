@@ -1,0 +1,57 @@
+#include "server/signalling_client.h"
+
+#include "link/tcp_link.h"
+#include "server/signalling.h"
+
+#include <string>
+
+namespace {
+constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds
+constexpr uint32_t kSecondMs = 1000;
+}  // namespace
+
+CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {
+    if (!m_bStarted || now - m_ulSince >= kSecondMs) {
+        const bool goesOn = m_bStarted && m_nFrames > kFramesPerSecond && now - m_ulSince < 2 * kSecondMs;
+        m_nOver = goesOn ? m_nOver + 1 : 0;
+        m_bStarted = true;
+        m_ulSince = now;
+        m_nFrames = 0;
+    }
+    if (m_nOver >= kPatience) return Verdict::Close;
+    return ++m_nFrames <= kFramesPerSecond ? Verdict::Pass : Verdict::Drop;
+}
+
+CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID)
+    : m_service(service),
+      m_pSession(session),
+      m_ulUserID(userID),
+      m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
+      m_keepAlive(kKeepAliveEvery) {}
+
+void CSignallingClient::AnswerValidation() {
+    m_pSession->SetNotify(this);
+    const wire::CDatagram answer = ValidationMessage(wire::TcpType::Signalling, wire::CDatagram().U32(m_ulUserID));
+    m_pSession->SendData(answer.Data(), answer.Length(), 1);
+}
+
+bool CSignallingClient::Forward(uint32_t fromUserID, const char* packet, int length) {
+    const wire::CDatagram sender = wire::CDatagram().U32(fromUserID);
+    std::string frame(sender.Data(), static_cast<size_t>(sender.Length()));
+    frame.append(packet, static_cast<size_t>(length));
+    m_bSlow = m_bSlow || m_pSession->GetSendQueueBytes() + frame.size() > kMaxQueueBytes;
+    if (m_bSlow) return false;
+    m_pSession->SendData(frame.data(), static_cast<int>(frame.size()), 0);
+    m_keepAlive.Restart();
+    return true;
+}
+
+void CSignallingClient::OnSecond() {
+    if (m_pSession->GetSendQueueSize() != 0 || !m_keepAlive.Poll()) return;
+    const char keepAlive = 0;
+    m_pSession->SendData(&keepAlive, 1, 0);
+}
+
+bool CSignallingClient::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
+    return m_service.OnFrame(*this, data, length);
+}
