@@ -8,30 +8,39 @@
 /// Waking a sleeping thread costs both sides more than a short wait does. So while datagrams follow each other closely
 /// the thread looks again for a moment, giving way to others each time; once they come far apart it sleeps at once.
 /// One thread.
-class CReceivePatience {
+template <class TClock>
+class CBasicReceivePatience {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = TClock;
     static constexpr std::chrono::microseconds kLook{50};    ///< how long to look
     static constexpr std::chrono::microseconds kClose{150};  ///< waits up to this are close
+
+    static constexpr int kSleeps = 64;  ///< without a look, once giving way took long
 
     /// Calls `look` until it succeeds or patience ends; false at once when there is none.
     template <class Look>
     bool Try(Look look) {
         m_begun = Clock::now();
-        if (!m_bPatient) return false;
-        do {
+        if (m_nSleeps > 0) --m_nSleeps;
+        if (!IsPatient()) return false;
+        for (;;) {
             sched_yield();  // first: who is to answer may need this very processor
-            if (look()) return true;
-        } while (Clock::now() - m_begun < kLook);
-        return false;
+            const bool found = look();
+            const typename Clock::duration waited = Clock::now() - m_begun;
+            if (waited > kClose)
+                m_nSleeps = kSleeps;  // others keep the processor: only who sleeps is woken before them
+            if (found || waited >= kLook) return found;
+        }
     }
 
     /// After the sleep that followed.
-    void Slept() { SleptUntil(Clock::now()); }
-    void SleptUntil(Clock::time_point woken) { m_bPatient = woken - m_begun <= kClose; }
-    bool IsPatient() const { return m_bPatient; }
+    void Slept() { m_bPatient = Clock::now() - m_begun <= kClose; }
+    bool IsPatient() const { return m_bPatient && m_nSleeps == 0; }
 
 private:
     bool m_bPatient = false;
-    Clock::time_point m_begun{};
+    int m_nSleeps = 0;
+    typename Clock::time_point m_begun{};
 };
+
+using CReceivePatience = CBasicReceivePatience<std::chrono::steady_clock>;

@@ -4,31 +4,62 @@
 
 namespace {
 
-using Clock = CReceivePatience::Clock;
+using std::chrono::microseconds;
+
+/// Stands still until a look or a sleep moves it.
+struct CHandClock {
+    using duration = microseconds;
+    using time_point = std::chrono::time_point<CHandClock, duration>;
+    static time_point now() { return s_now; }
+    static inline time_point s_now{};
+};
+using CPatience = CBasicReceivePatience<CHandClock>;
+
+struct CLooker {
+    CPatience patience;
+    int looks = 0;
+
+    /// Looks that take that long each; the last one finds something.
+    bool Try(int until, microseconds each = microseconds(10)) {
+        looks = 0;
+        return patience.Try([&] {
+            CHandClock::s_now += each;
+            return ++looks == until;
+        });
+    }
+    void SleepFor(microseconds time) {
+        CHandClock::s_now += time;
+        patience.Slept();
+    }
+};
 
 TEST(ReceivePatience, LooksOnlyWhileDatagramsFollowEachOtherClosely) {
-    CReceivePatience patience;
-    int looks = 0;
-    const auto never = [&] { return ++looks, false; };
-    EXPECT_FALSE(patience.Try(never));
-    EXPECT_EQ(looks, 0) << "at first it sleeps at once";
+    CLooker looker;
+    EXPECT_FALSE(looker.Try(1));
+    EXPECT_EQ(looker.looks, 0) << "at first it sleeps at once";
+    looker.SleepFor(CPatience::kClose);
+    EXPECT_TRUE(looker.Try(3));
+    EXPECT_EQ(looker.looks, 3);
+    EXPECT_FALSE(looker.Try(100));
+    EXPECT_EQ(looker.looks, CPatience::kLook / microseconds(10)) << "patience has an end";
+    looker.SleepFor(CPatience::kClose - CPatience::kLook);
+    EXPECT_TRUE(looker.Try(1));
+    EXPECT_FALSE(looker.Try(100));
+    looker.SleepFor(CPatience::kClose - CPatience::kLook + microseconds(1));  // the look is part of the wait
+    EXPECT_FALSE(looker.Try(1));
+    EXPECT_EQ(looker.looks, 0);
+}
 
-    const auto begun = Clock::now();
-    EXPECT_FALSE(patience.Try(never));
-    patience.SleptUntil(begun + CReceivePatience::kClose);
-    EXPECT_TRUE(patience.IsPatient());
-    EXPECT_TRUE(patience.Try([&] { return ++looks, true; }));
-    EXPECT_EQ(looks, 1);
-
-    const auto before = Clock::now();
-    EXPECT_FALSE(patience.Try(never)) << "patience has an end";
-    EXPECT_GT(looks, 1);
-    EXPECT_GE(Clock::now() - before, CReceivePatience::kLook);
-    patience.SleptUntil(Clock::now() + 2 * CReceivePatience::kClose);
-    EXPECT_FALSE(patience.IsPatient()) << "the look is part of the wait";
-    looks = 0;
-    EXPECT_FALSE(patience.Try(never));
-    EXPECT_EQ(looks, 0);
+TEST(ReceivePatience, SleepsForAWhileOnceGivingWayTookLong) {
+    CLooker looker;
+    EXPECT_FALSE(looker.Try(1));
+    looker.SleepFor(microseconds(1));
+    EXPECT_TRUE(looker.Try(1, CPatience::kClose + microseconds(1)));
+    for (int i = 1; i < CPatience::kSleeps; ++i) {
+        EXPECT_FALSE(looker.Try(1)) << i;
+        looker.SleepFor(microseconds(1));
+    }
+    EXPECT_TRUE(looker.Try(1));
 }
 
 }  // namespace
