@@ -34,7 +34,7 @@ bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
         if (old != m_clients.end()) replaced.insert(m_clients.extract(old));
         m_clients[userID] = std::move(client);
     }
-    Release(std::move(replaced));
+    Release(replaced);
     return true;
 }
 
@@ -65,11 +65,11 @@ void CSignalling::OnSecond() {
                 here->second->OnSecond();
         }
     }
-    Release(std::move(gone));
+    Release(gone);
 }
 
 // Outside the lock: it waits for a callback that may want it.
-void CSignalling::Release(Clients gone) {
+void CSignalling::Release(const Clients& gone) {
     for (const auto& entry : gone) {
         entry.second->End();
         m_log.Line("signalling user " + std::to_string(entry.first) + " " +

@@ -41,7 +41,7 @@ private:
     using Clients = std::map<uint32_t, std::unique_ptr<CSignallingClient>>;
 
     bool MayCome(uint32_t userID);
-    void Release(Clients gone);
+    void Release(const Clients& gone);
 
     const size_t m_nMaxClients;
     CServerLog& m_log;
