@@ -95,7 +95,7 @@ void CSignalling::End() {
         CAutoLock lock(&m_cs);
         all.swap(m_clients);
     }
-    Release(std::move(all));
+    Release(all);
 }
 
 CSignallingStatus CSignalling::Status() {
