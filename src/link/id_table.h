@@ -149,8 +149,9 @@ private:
             if (channelID) m_endings.Begin(*channelID);
             object = TakeAt(it);
         }
+        std::optional<CEndingScope> scope;
+        if (channelID) scope.emplace(m_endings, *channelID);
         end(object);
-        if (channelID) m_endings.End(*channelID);
         return true;
     }
 

@@ -24,3 +24,16 @@ private:
     std::condition_variable m_ended;
     std::vector<Ending> m_endings;  // under the mutex
 };
+
+/// Ends what Begin began, whatever is thrown meanwhile.
+class CEndingScope {
+public:
+    CEndingScope(CEndings& endings, uint32_t channelID) : m_endings(endings), m_ulChannelID(channelID) {}
+    ~CEndingScope() { m_endings.End(m_ulChannelID); }
+    CEndingScope(const CEndingScope&) = delete;
+    CEndingScope& operator=(const CEndingScope&) = delete;
+
+private:
+    CEndings& m_endings;
+    const uint32_t m_ulChannelID;
+};

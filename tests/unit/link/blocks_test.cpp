@@ -118,6 +118,14 @@ TEST(IDTable, SweepingAChannelWaitsForWhatAnotherThreadStillEnds) {
     mayEnd.set_value();
     EXPECT_TRUE(ending.get());
     EXPECT_TRUE(sweep.get()) << "the channel would have gone under its last object";
+
+    table.Put(3, &own, 7);
+    const auto failing = [&] {
+        return table.EndIf(
+            3, [](int&) { return true; }, [](int*) { throw std::bad_alloc(); });
+    };
+    EXPECT_THROW(std::async(std::launch::async, failing).get(), std::bad_alloc);
+    table.SweepChannel(7, [](int*) {});  // would wait for ever
 }
 
 struct McuRow {
