@@ -2,13 +2,10 @@
 
 #include "core/wire/datagram.h"
 #include "link/mcu_services.h"
+#include "p2p/signal_frames.h"
 #include "server/server_options.h"
 
 #include <utility>
-
-namespace {
-constexpr int kUserIDLength = 4;  // shorter frames are keep-alives
-}
 
 bool CSignalling::MayCome(uint32_t userID) {
     CAutoLock lock(&m_cs);
@@ -18,10 +15,10 @@ bool CSignalling::MayCome(uint32_t userID) {
 }
 
 bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
-    if (!data || length != kUserIDLength) return false;
+    if (!data || length != signalling::kUserIDLength) return false;
     const uint32_t userID = wire::CWireReader(data, length).U32();
     if (userID == 0 || !MayCome(userID)) return false;
-    session->SetMaxReceivedFrame(kUserIDLength + CSignallingClient::kMaxPacket);
+    session->SetMaxReceivedFrame(signalling::kMaxFrame);
     if (!AcceptTcpSession(session)) return false;
     auto client = std::make_unique<CSignallingClient>(*this, session, userID);
     m_log.Line("signalling user " + std::to_string(userID) + " " +
@@ -40,9 +37,9 @@ bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
 
 bool CSignalling::OnFrame(CSignallingClient& from, const char* data, int length) {
     const CSignallingPace::Verdict verdict = from.Pace().OnFrame(CActivity::Now());
-    if (verdict == CSignallingPace::Verdict::Close || length > kUserIDLength + CSignallingClient::kMaxPacket)
+    if (verdict == CSignallingPace::Verdict::Close || length > signalling::kMaxFrame)
         return false;
-    if (length < kUserIDLength) return true;
+    if (length < signalling::kUserIDLength) return true;
     wire::CWireReader frame(data, length);
     const uint32_t target = frame.U32();
     CAutoLock lock(&m_cs);

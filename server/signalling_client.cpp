@@ -1,6 +1,7 @@
 #include "server/signalling_client.h"
 
 #include "link/tcp_link.h"
+#include "p2p/signal_frames.h"
 #include "server/signalling.h"
 
 #include <string>
@@ -36,10 +37,8 @@ void CSignallingClient::AnswerValidation() {
 }
 
 bool CSignallingClient::Forward(uint32_t fromUserID, const char* packet, int length) {
-    const wire::CDatagram sender = wire::CDatagram().U32(fromUserID);
-    std::string frame(sender.Data(), static_cast<size_t>(sender.Length()));
-    frame.append(packet, static_cast<size_t>(length));
-    m_bSlow = m_bSlow || m_pSession->GetSendQueueBytes() + frame.size() > kMaxQueueBytes;
+    const std::string frame = signalling::Frame(fromUserID, packet, length);
+    m_bSlow = m_bSlow || m_pSession->GetSendQueueBytes() + frame.size() > signalling::kMaxQueueBytes;
     if (m_bSlow) return false;
     m_pSession->SendData(frame.data(), static_cast<int>(frame.size()), 0);
     m_keepAlive.Restart();

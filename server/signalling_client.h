@@ -29,9 +29,6 @@ private:
 /// The session is the network library's; End releases it.
 class CSignallingClient final : public ITcpSessionNotify {
 public:
-    static constexpr int kMaxPacket = 64 << 10;
-    static constexpr uint64_t kMaxQueueBytes = 1 << 20;
-
     CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID);
 
     /// Takes the session's frames and answers its validation. TCP thread, before anybody else knows of it.

@@ -131,4 +131,15 @@ LUMO_API IFileReceiver* CreateFileReceiverTCP(IFileReceiverNotify& notify, unsig
                                               int nProxyType, const char* pszProxyHost, unsigned short usProxyPort,
                                               const char* pszProxyUser, const char* pszProxyPassword);
 
+/// Subscribes over UDP to a channel at the local MCU of that user's host, along the path that the peer-to-peer manager
+/// finds; waits without a time-out while it negotiates. Null without a local MCU or without a connected local channel of
+/// this ID.
+LUMO_API IFileReceiver* CreateFileReceiverP2P(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
+                                              unsigned long ulUserID);
+
+/// The same over TCP, without a proxy: to the LAN address of a host behind this host's own address translator, else to
+/// its public address, at its LAN port, if that is its own or mapped. Otherwise it reports itself disconnected.
+LUMO_API IFileReceiver* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
+                                                 unsigned long ulUserID);
+
 #endif

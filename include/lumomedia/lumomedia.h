@@ -10,6 +10,7 @@
 #include <lumomedia/export.h>
 #include <lumomedia/file.h>
 #include <lumomedia/local_mcu.h>
+#include <lumomedia/p2p.h>
 #include <lumomedia/packet.h>
 #include <lumomedia/statistics.h>
 

@@ -1,43 +1,18 @@
 // The factories of the file medium. No exception crosses them.
+#include "api/factory.h"
+#include "file/file_receiver_p2p.h"
+#include "file/file_receiver_p2p_tcp.h"
 #include "file/file_receiver_tcp.h"
 #include "file/file_receiver_udp.h"
 #include "file/file_sender_tcp.h"
 #include "file/file_sender_udp.h"
 #include "file/local_mcu_file.h"
 #include "lumomedia/file.h"
-#include "platform/lumobase/app_log.h"
 
 namespace {
 
 CMcuAddress Mcu(unsigned long ip0, unsigned long ip1, unsigned long ip2, unsigned short port) {
     return {{static_cast<uint32_t>(ip0), static_cast<uint32_t>(ip1), static_cast<uint32_t>(ip2)}, port};
-}
-
-CProxy Proxy(int type, const char* host, unsigned short port, const char* user, const char* password) {
-    return {type, host, port, user, password};
-}
-
-/// Gives `made` back when `connect` agrees, else releases it; null for null and after an exception.
-template <class TMade, class TConnect>
-TMade* Connected(TMade* made, TConnect connect) {
-    if (!made) return nullptr;
-    try {
-        if (connect(*made)) return made;
-    } catch (...) {
-        AppLog().debug("A factory failed");
-    }
-    made->ReleaseConnections();
-    return nullptr;
-}
-
-template <class TMake>
-auto Make(TMake make) -> decltype(make()) {
-    try {
-        return make();
-    } catch (...) {
-        AppLog().debug("A factory failed");
-        return nullptr;
-    }
 }
 
 }  // namespace
@@ -100,5 +75,25 @@ IFileReceiver* CreateFileReceiverTCP(IFileReceiverNotify& notify, unsigned long 
         return receiver.Connect(Mcu(ulPeerMCUIP0, ulPeerMCUIP1, ulPeerMCUIP2, usPeerMCUPort),
                                 Mcu(ulLocalMCUIP0, ulLocalMCUIP1, ulLocalMCUIP2, usLocalMCUPort),
                                 Proxy(nProxyType, pszProxyHost, usProxyPort, pszProxyUser, pszProxyPassword));
+    });
+}
+
+IFileReceiver* CreateFileReceiverP2P(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
+                                     unsigned long ulUserID) {
+    auto* made =
+        Make([&] { return CLocalMCUFile::CreateFileReceiverP2P(notify, static_cast<uint32_t>(ulFileChannelID)); });
+    return Connected(
+        made, [&](CFileReceiverP2P& receiver) { return receiver.Connect(static_cast<uint32_t>(ulUserID)); });
+}
+
+IFileReceiver* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
+                                        unsigned long ulUserID) {
+    LUMO_LOG_LINE("CreateFileReceiverP2PTCP(FileChannelID : %u, UserID : %u)", static_cast<uint32_t>(ulFileChannelID),
+                  static_cast<uint32_t>(ulUserID));
+    auto* made =
+        Make([&] { return CLocalMCUFile::CreateFileReceiverP2PTCP(notify, static_cast<uint32_t>(ulFileChannelID)); });
+    return Connected(made, [&](CFileReceiverP2PTCP& receiver) {
+        receiver.Connect(static_cast<uint32_t>(ulUserID));
+        return true;
     });
 }

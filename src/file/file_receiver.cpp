@@ -5,8 +5,8 @@
 
 void CFileReceiver::ReleaseConnections() { m_pFileChannel->DetachFileReceiver(this); }
 
-void CFileReceiver::NotifyConnected(uint32_t ip) {
-    CallApplication([&] { m_pNotify->OnFileReceiverNotifyConnected(ip); });
+bool CFileReceiver::NotifyConnected(uint32_t ip) {
+    return CallApplication([&] { m_pNotify->OnFileReceiverNotifyConnected(ip); });
 }
 
 void CFileReceiver::NotifyData(const char* data, int length) {

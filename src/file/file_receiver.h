@@ -45,7 +45,8 @@ public:
     void Attach() { m_pFileChannel->AttachFileReceiver(this); }
 
 protected:
-    void NotifyConnected(uint32_t ip);
+    /// False when the application threw.
+    bool NotifyConnected(uint32_t ip);
     /// Frames of 2 bytes or more go to the application.
     void NotifyData(const char* data, int length);
 

@@ -1,17 +1,11 @@
 #include "file/file_receiver_tcp.h"
 
-#include "link/callback.h"
-#include "link/limits.h"
 #include "platform/lumobase/app_log.h"
 
 using wire::CDatagram;
 
-namespace {
-constexpr uint8_t kKeepAliveEvery = 12;  // idle polls
-}
-
 CFileReceiverTCP::CFileReceiverTCP(IFileReceiverNotify& notify, CFileChannel& channel)
-    : CFileReceiver(notify, channel), m_link(kKeepAliveEvery) {}
+    : CFileReceiverStream(notify, channel) {}
 
 bool CFileReceiverTCP::Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy) {
     if (peer.IsEmpty() || peer.port == 0) return false;
@@ -40,21 +34,7 @@ bool CFileReceiverTCP::OnTcpClientNotifyValidate(unsigned long type, const char*
     return true;
 }
 
-bool CFileReceiverTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) {
-    LUMO_LOG_LINE("tcp-mcu. recv file data. nLen = %d", length);
-    NotifyData(data, length);
-    return true;
-}
-
 void CFileReceiverTCP::OnFileChannelData(const void* data, int length) {
     LUMO_LOG_LINE("tcp-mcu. send file data. nLen = %d", length);
-    if (!data || length < limits::kMinFrameLen) return;
-    if (m_link.SendFrame(data, length)) m_link.RestartKeepAlive();
-}
-
-void CFileReceiverTCP::ReleaseConnections() {
-    AssertNotInCallback();
-    CFileReceiver::ReleaseConnections();
-    m_link.Release();
-    delete this;
+    CFileReceiverStream::OnFileChannelData(data, length);
 }

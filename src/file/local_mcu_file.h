@@ -13,6 +13,8 @@
 class CFileSender;
 class CFileSenderTCP;
 class CFileSenderUDP;
+class CFileReceiverP2P;
+class CFileReceiverP2PTCP;
 class CFileReceiverTCP;
 class CFileReceiverUDP;
 class ITcpSession;
@@ -58,6 +60,8 @@ public:
     static CFileSenderTCP* CreateFileSenderTCP(IFileSenderNotify& notify, uint32_t channelID);
     static CFileReceiverUDP* CreateFileReceiverUDP(IFileReceiverNotify& notify, uint32_t channelID);
     static CFileReceiverTCP* CreateFileReceiverTCP(IFileReceiverNotify& notify, uint32_t channelID);
+    static CFileReceiverP2P* CreateFileReceiverP2P(IFileReceiverNotify& notify, uint32_t channelID);
+    static CFileReceiverP2PTCP* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, uint32_t channelID);
     void RemoveFileSenderUDP(uint32_t senderKey);
 
     /// Takes this very channel out, if it is the one registered under its ID.
@@ -96,6 +100,8 @@ private:
     void OnSourceFrameAck(const CServerDatagram& datagram);
     void OnSourceKeepAlive(const CServerDatagram& datagram);
 
+    template <class T, class TNotify>
+    T* Make(TNotify& notify, uint32_t channelID);
     CFileSink* MakeSinkUDP(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port);
     CFileSink* MakeSinkTCP(ITcpSession* session, uint32_t channelID);
     static void EndSink(CFileSink* sink);

@@ -19,6 +19,7 @@ bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID) {
 
 bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy) {
     CAutoLock lock(&m_cs);
+    if (m_pITcpClient) return true;  // two polls at a time
     m_pITcpClient =
         CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user, proxy.password);
     return m_pITcpClient != nullptr;

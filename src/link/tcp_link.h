@@ -48,6 +48,11 @@ public:
     uint32_t QueuedFrames();
     uint64_t QueuedBytes();
     uint32_t RemoteIP();
+    /// For the log.
+    const ITcpClient* Client() {
+        CAutoLock lock(&m_cs);
+        return m_pITcpClient;
+    }
     /// Ends the connection; no callback runs after it returns. Not under a lock that a callback takes.
     void Release();
 

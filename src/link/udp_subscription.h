@@ -1,65 +1,22 @@
-// The subscriber's half of a UDP link to a server.
+// A UDP link to a server's sink.
 #pragma once
 
-#include "core/wire/datagram.h"
-#include "link/activity.h"
-#include "link/mcu_address.h"
-#include "link/udp_source.h"
+#include "link/sink_link.h"
 
-#include <atomic>
 #include <cstdint>
 
-/// The numbers in which the media differ.
-struct CUdpSubscriptionProfile {
-    wire::Kind kind;
-    uint8_t connectCode;
-    uint8_t keepAliveCode;
-    uint8_t frameAckCode;
-    uint8_t disconnectCode;
-    uint8_t keepAliveEvery;      ///< polls
-    uint32_t peerOnlyTimeoutMs;  ///< to connect, when only the publisher's server may be asked
-    uint32_t connectTimeoutMs;   ///< to connect, otherwise
-    int goodbyes;
-};
-
-/// Long-form request to the chosen server, first answer wins, address checks, keep-alives, time-outs, goodbye.
-class CUdpSubscription {
+/// Long-form request to the chosen server, on every poll until it answers.
+class CUdpSubscription : public CSinkLink {
 public:
-    static constexpr uint32_t kConnectedTimeoutMs = 180000;
-
-    CUdpSubscription(const CUdpSubscriptionProfile& profile, uint32_t receiverID);
+    using CSinkLink::CSinkLink;
 
     /// Before the receiver is known to other threads.
     void SetMcus(const CMcuAddress& peer, const CMcuAddress& local, bool peerOnly);
     void SendConnect(uint32_t channelID);
-    void Touch() { m_activity.Touch(); }
-    /// The application's poll: keep-alives once connected, connect requests before. True when silent for too long; the
-    /// far side's address is forgotten then.
     bool IsSilent(uint32_t channelID);
-    /// A first or repeated acknowledgement makes the next poll send a keep-alive.
-    ConnectAck OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port);
-    /// Whether a datagram is the acknowledged sink's; refreshes the activity if so.
-    bool Accepts(uint32_t sinkID, uint32_t ip, uint16_t port);
-    void SendPacket(char* packet, int length);
-    void SendGoodbye();
-    /// When the far side last gave a sign of life.
-    uint32_t LastHeard() const { return m_activity.Last(); }
-    /// Makes the next poll send a keep-alive.
-    void KeepAliveSoon() { m_keepAlive.Restart(CPollCount::kAtOnce); }
-
-    uint32_t SinkID() const { return m_ulSinkID.load(std::memory_order_relaxed); }
-    const CRemoteAddress& Remote() const { return m_remote; }
 
 private:
-    wire::CDatagram SinkCommand(uint8_t code) const { return wire::CDatagram(m_profile.kind, code).U32(SinkID()); }
-
-    const CUdpSubscriptionProfile m_profile;
-    const uint32_t m_ulReceiverID;
     CMcuAddress m_peerMcu;
     CMcuAddress m_localMcu;
     bool m_bPeerMCUOnly = true;
-    CRemoteAddress m_remote;
-    std::atomic<uint32_t> m_ulSinkID{0};
-    CActivity m_activity;
-    CPollCount m_keepAlive;
 };

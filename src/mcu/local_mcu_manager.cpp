@@ -4,6 +4,8 @@
 #include "link/callback.h"
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
+#include "p2p/mtp2p.h"
+#include "p2p/p2p_packets.h"
 #include "mcu/manager_use.h"
 #include "platform/lumobase/app_log.h"
 
@@ -14,6 +16,12 @@ using wire::Kind;
 namespace {
 constexpr int kConnectAttempts = 10;
 constexpr uint32_t kSecondMs = 1000;
+
+// Without a peer-to-peer manager there is no reflector.
+bool IsSunServer(uint32_t ip) {
+    CMTP2P* p2p = GetP2PMgr();
+    return p2p && p2p->IsSunServer(ip);
+}
 }  // namespace
 
 CLocalMCUManager::CLocalMCUManager() : m_ulLastSecond(CActivity::Now()) {
@@ -77,7 +85,8 @@ void CLocalMCUManager::CloseEndpoint() {
 }
 
 void CLocalMCUManager::SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
-    LUMO_LOG_LINE("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
+    if (AppLog().IsOn() && !IsSunServer(ip))
+        LUMO_LOG_LINE("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->SendData(data, length, ip, port);
 }
 
@@ -136,7 +145,20 @@ bool CLocalMCUManager::RunTurn() {
 void CLocalMCUManager::RunSecond() {
     m_localMCUFile.OnTimer();
     if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();
+    if (CMTP2P* p2p = GetP2PMgr()) p2p->SendSTUNRequest();
     OnSecond();
+}
+
+void CLocalMCUManager::OnOtherDatagram(Kind kind, const char* body, int length, uint32_t ip, uint16_t port) {
+    CMTP2P* peers = GetP2PMgr();
+    if (!peers) return;
+    if (kind == Kind::Stun) return peers->OnSTUNReply(body, length, ip, port);
+    if (length != p2p::kProbeBody || (kind != Kind::P2P && kind != Kind::P2PAck)) return;
+    if (kind == Kind::P2P) {
+        const wire::CDatagram answer = p2p::Probe(Kind::P2PAck, peers->LocalUserID());
+        for (int i = 0; i < p2p::kRepeats; ++i) SendUdpData(answer.Data(), answer.Length(), ip, port);
+    }
+    peers->OnP2PConnected(p2p::ProbeUser(body), ip, port);
 }
 
 uint32_t CLocalMCUManager::ThreadProcMain() {

@@ -43,9 +43,9 @@ protected:
     /// What else is due every second, and every turn (true when it sent something); the server's.
     virtual void OnSecond() {}
     virtual bool OnTurn() { return false; }
-    /// A datagram of a kind that no medium takes (peer probes, the reflector's answers). Body without the kind byte.
-    virtual void OnOtherDatagram(wire::Kind, const char* /*body*/, int /*length*/, uint32_t /*ip*/, uint16_t /*port*/) {
-    }
+    /// A datagram of a kind that no medium takes: peer probes, their answers, the reflector's answers. Body without the
+    /// kind byte. UDP thread.
+    virtual void OnOtherDatagram(wire::Kind kind, const char* body, int length, uint32_t ip, uint16_t port);
 
     std::atomic<IUdpClient*> m_pUdpClient{nullptr};
     std::atomic<ITcpServer*> m_pTcpServer{nullptr};

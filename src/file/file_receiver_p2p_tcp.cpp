@@ -1,0 +1,84 @@
+#include "file/file_receiver_p2p_tcp.h"
+
+#include "platform/lumobase/app_log.h"
+
+using wire::CDatagram;
+
+namespace {
+
+/// A pointer as the log shows it.
+unsigned Shown(const void* pointer) { return static_cast<unsigned>(reinterpret_cast<uintptr_t>(pointer)); }
+
+void LogDial(const char* why, const void* client, const CPeerPath::TcpWay& way) {
+    LUMO_LOG_LINE(
+        "%s.pMTP2PIP->m_pITcpClient memory : %u.LocalIp = %s, LocalNatIp = %s, UserLocalIp = %s, UserNatIp = %s.", why,
+        Shown(client), GetIpAddr(way.own.ulLocalIP).c_str(), GetIpAddr(way.own.ulNATIP).c_str(),
+        GetIpAddr(way.peer->m_ulLocalIP).c_str(), GetIpAddr(way.peer->m_ulNATIP).c_str());
+}
+
+}  // namespace
+
+CFileReceiverP2PTCP::CFileReceiverP2PTCP(IFileReceiverNotify& notify, CFileChannel& channel)
+    : CFileReceiverStream(notify, channel) {
+    LUMO_LOG_LINE("CFileReceiverP2PTCP::CFileReceiverP2PTCP.Notify memory : %u", Shown(&notify));
+}
+
+void CFileReceiverP2PTCP::Connect(uint32_t userID) {
+    LUMO_LOG_LINE("CFileReceiverP2PTCP::Connect(UserID : %u)", userID);
+    m_path.SetUser(userID);
+    m_path.StartTcp();
+}
+
+bool CFileReceiverP2PTCP::IsDisconnected() {
+    LUMO_LOG_LINE("CFileReceiverP2PTCP::IsDisconnected(void)");
+    const TcpPoll poll = m_link.Poll();
+    return poll == TcpPoll::NoClient ? !Dial() : poll == TcpPoll::Lost;
+}
+
+// False when there is no way, or no client was made.
+bool CFileReceiverP2PTCP::Dial() {
+    const CPeerPath::TcpWay way = m_path.GetTcp();
+    if (way.tcp == CPeerPath::Tcp::Unknown) return true;
+    if (way.tcp == CPeerPath::Tcp::Closed) {
+        LUMO_LOG_LINE("return true;");
+        return false;
+    }
+    const bool made = way.IsUsable() && m_link.Dial(this, way.ip, way.port, {});
+    LogDial(way.tcp == CPeerPath::Tcp::SameNat ? "pMTP2PIP->m_ulNATIP == P2PItem.ulNATIP"
+                                               : "pMTP2PIP->m_bUpnp || pMTP2PIP->m_ulNATIP == pMTP2PIP->m_ulLocalIP",
+            m_link.Client(), way);
+    return made;
+}
+
+void CFileReceiverP2PTCP::OnTcpClientNotifyConnected() {
+    m_link.Settle();
+    m_link.SendValidation(ValidationMessage(wire::TcpType::FileReceiver, CDatagram().U32(GetFileChannelID())));
+}
+
+bool CFileReceiverP2PTCP::OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) {
+    m_link.Settle();
+    if (!CheckAnswer(type, data, length)) return false;
+    LUMO_LOG_LINE("Notify memory : %u. m_pITcpClient memory : %u", Shown(m_pNotify), Shown(m_link.Client()));
+    if (!NotifyConnected(m_link.RemoteIP())) {
+        LUMO_LOG_LINE(
+            "CFileReceiverP2PTCP::OnTcpClientNotifyValidate.__except "
+            "(MyUnhandledFilter(GetExceptionInformation()))");
+        NotifyConnected(0);
+        return true;
+    }
+    LUMO_LOG_LINE("CFileReceiverP2PTCP::OnTcpClientNotifyValidate end");
+    return true;
+}
+
+bool CFileReceiverP2PTCP::CheckAnswer(unsigned long type, const char* data, int length) {
+    LUMO_LOG_LINE("CFileReceiverP2PTCP::OnTcpClientNotifyValidate(Type : %u, Len : %d)", static_cast<uint32_t>(type),
+                  length);
+    uint32_t channelID = 0;
+    if (!ReadChannelAnswer(data, length, channelID)) return false;
+    LUMO_LOG_LINE(
+        "CFileReceiverP2PTCP::OnTcpClientNotifyValidate.LocalFileChannelID : %u. FileChannelID : %u. m_pITcpClient %s.",
+        GetFileChannelID(), channelID, m_link.Client() ? "is not null" : "is null");
+    if (channelID == GetFileChannelID()) return true;
+    LUMO_LOG_LINE("ulFileChannelID != GetFileChannelID()");
+    return false;
+}

@@ -1,0 +1,48 @@
+#include "link/sink_link.h"
+
+#include "link/mcu_services.h"
+
+CSinkLink::CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID)
+    : m_profile(profile), m_ulReceiverID(receiverID), m_keepAlive(profile.keepAliveEvery, CPollCount::kAtOnce) {}
+
+bool CSinkLink::Poll(uint32_t connectTimeoutMs) {
+    uint32_t limit = connectTimeoutMs;
+    if (SinkID() != 0) {
+        if (m_keepAlive.Poll()) SendDatagram(SinkCommand(m_profile.keepAliveCode), m_remote);
+        limit = kConnectedTimeoutMs;
+    }
+    const bool silent = m_activity.SilentFor(limit);
+    if (silent) m_remote.ClearIP();
+    return silent;
+}
+
+ConnectAck CSinkLink::OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) {
+    ConnectAck ack = ConnectAck::Foreign;
+    if (SinkID() == 0) {
+        m_remote.Set(ip, port);
+        m_ulSinkID.store(sinkID, std::memory_order_relaxed);
+        ack = ConnectAck::First;
+    } else if (SinkID() == sinkID && m_remote.IP() == ip) {
+        ack = ConnectAck::Repeated;
+    }
+    if (ack != ConnectAck::Foreign) {
+        Touch();
+        m_keepAlive.Restart(CPollCount::kAtOnce);
+    }
+    return ack;
+}
+
+bool CSinkLink::Accepts(uint32_t sinkID, uint32_t ip, uint16_t port) {
+    if (SinkID() != sinkID || !m_remote.Is(ip, port)) return false;
+    Touch();
+    return true;
+}
+
+void CSinkLink::SendPacket(char* packet, int length) {
+    SendInEnvelope(SinkCommand(m_profile.frameAckCode), packet, length, m_remote);
+}
+
+void CSinkLink::SendGoodbye() {
+    if (SinkID() == 0) return;
+    for (int i = 0; i < m_profile.goodbyes; ++i) SendDatagram(SinkCommand(m_profile.disconnectCode), m_remote);
+}

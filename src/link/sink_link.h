@@ -1,0 +1,66 @@
+// The subscriber's half of a UDP link: what every receiver does with the sink that answered it.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "link/activity.h"
+#include "link/mcu_address.h"
+#include "link/udp_source.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// The numbers in which the media differ.
+struct CSinkLinkProfile {
+    wire::Kind kind;
+    uint8_t connectCode;
+    uint8_t keepAliveCode;
+    uint8_t frameAckCode;
+    uint8_t disconnectCode;
+    uint8_t keepAliveEvery;      ///< polls
+    uint32_t peerOnlyTimeoutMs;  ///< to connect, when only the publisher's server may be asked
+    uint32_t connectTimeoutMs;   ///< to connect to a server otherwise
+    uint32_t p2pTimeoutMs;       ///< to connect to a peer, once a path was found or not
+    int goodbyes;
+};
+
+/// First answer wins, address checks, keep-alives, silence, goodbye. How a sink is asked for is the derived class's.
+class CSinkLink {
+public:
+    static constexpr uint32_t kConnectedTimeoutMs = 180000;
+
+    CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID);
+
+    void Touch() { m_activity.Touch(); }
+    /// A first or repeated acknowledgement makes the next poll send a keep-alive.
+    ConnectAck OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port);
+    /// Whether a datagram is the acknowledged sink's; refreshes the activity if so.
+    bool Accepts(uint32_t sinkID, uint32_t ip, uint16_t port);
+    void SendPacket(char* packet, int length);
+    void SendGoodbye();
+    /// When the far side last gave a sign of life.
+    uint32_t LastHeard() const { return m_activity.Last(); }
+    /// Makes the next poll send a keep-alive.
+    void KeepAliveSoon() { m_keepAlive.Restart(CPollCount::kAtOnce); }
+
+    uint32_t SinkID() const { return m_ulSinkID.load(std::memory_order_relaxed); }
+    const CRemoteAddress& Remote() const { return m_remote; }
+
+protected:
+    ~CSinkLink() = default;
+    /// The application's poll: keep-alives once connected. True when silent for too long; the far side's address is
+    /// forgotten then.
+    bool Poll(uint32_t connectTimeoutMs);
+    wire::CDatagram ConnectRequest(uint32_t channelID) const {
+        return wire::CDatagram(m_profile.kind, m_profile.connectCode).U32(m_ulReceiverID).U32(channelID);
+    }
+    const CSinkLinkProfile m_profile;
+
+private:
+    wire::CDatagram SinkCommand(uint8_t code) const { return wire::CDatagram(m_profile.kind, code).U32(SinkID()); }
+
+    const uint32_t m_ulReceiverID;
+    CRemoteAddress m_remote;
+    std::atomic<uint32_t> m_ulSinkID{0};
+    CActivity m_activity;
+    CPollCount m_keepAlive;
+};

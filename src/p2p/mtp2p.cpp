@@ -1,0 +1,128 @@
+#include "p2p/mtp2p.h"
+
+#include "core/wire/commands.h"
+#include "link/callback.h"
+#include "link/instances.h"
+#include "link/limits.h"
+#include "link/mcu_services.h"
+#include "p2p/p2p_packets.h"
+#include "platform/lumobase/app_log.h"
+#include "platform/lumonet/lumonet.h"
+
+#include <new>
+#include <utility>
+
+using wire::CWireReader;
+
+CMTP2P::CMTP2P(IP2PNotify& notify) : m_pNotify(&notify) { Instances().pP2P.store(this, std::memory_order_release); }
+
+CMTP2P::~CMTP2P() { Instances().pP2P.store(nullptr, std::memory_order_release); }
+
+void CMTP2P::ReleaseConnections() {
+    AssertNotInCallback();
+    {
+        CAutoLock lock(&m_csPeers);
+        m_mapPeers.clear();
+    }
+    delete this;
+}
+
+std::shared_ptr<CMTP2PIP> CMTP2P::GetMTP2PIP(uint32_t userID) {
+    CAutoLock lock(&m_csPeers);
+    const auto found = m_mapPeers.find(userID);
+    return found == m_mapPeers.end() ? nullptr : found->second;
+}
+
+bool CMTP2P::IsP2PConnected(uint32_t userID) {
+    const auto peer = GetMTP2PIP(userID);
+    return peer && peer->IsConnected();
+}
+
+bool CMTP2P::IsP2PFailed(uint32_t userID) {
+    const auto peer = GetMTP2PIP(userID);
+    return peer && peer->IsFailed();
+}
+
+void CMTP2P::AddP2P(uint32_t userID, const P2PItem& item) {
+    const auto natIP = static_cast<uint32_t>(item.ulNATIP);
+    const auto localIP = static_cast<uint32_t>(item.ulLocalIP);
+    LUMO_LOG_LINE(
+        "CMTP2P::AddP2P(UserID : %u, NATIP : %s, NATUDPPort : %u, LocalIP : %s, LocalUDPPort : %u, Upnp : %d).", userID,
+        GetIpAddr(natIP).c_str(), item.usNATUDPPort, GetIpAddr(localIP).c_str(), item.usLocalUDPPort, item.bUpnp);
+    auto peer =
+        std::make_shared<CMTP2PIP>(natIP, item.usNATUDPPort, localIP, item.usLocalUDPPort, item.bUpnp);
+    CAutoLock lock(&m_csPeers);
+    const auto found = m_mapPeers.find(userID);
+    if (found != m_mapPeers.end())
+        found->second.swap(peer);
+    else if (m_mapPeers.size() < limits::kMaxPeers)
+        m_mapPeers.emplace(userID, std::move(peer));
+}
+
+void CMTP2P::ResetP2P(uint32_t userID) {
+    LUMO_LOG_LINE("CMTP2P::ResetP2P(UserID : %u)", userID);
+    const auto peer = GetMTP2PIP(userID);
+    if (!peer) return;
+    peer->m_byState.store(CMTP2PIP::kNegotiating, std::memory_order_relaxed);
+    peer->m_byTryCount.store(0, std::memory_order_relaxed);
+}
+
+void CMTP2P::SendUdpP2P(uint32_t userID) {
+    const auto peer = GetMTP2PIP(userID);
+    if (!peer) return;
+    if (peer->m_byTryCount.fetch_add(1, std::memory_order_relaxed) >= p2p::kPunches) {
+        uint8_t negotiating = CMTP2PIP::kNegotiating;  // a probe that arrives meanwhile wins
+        peer->m_byState.compare_exchange_strong(negotiating, CMTP2PIP::kFailed, std::memory_order_relaxed);
+        return;
+    }
+    const wire::CDatagram probe = p2p::Probe(wire::Kind::P2P, LocalUserID());
+    const auto punch = [&probe](uint32_t ip, uint16_t port) {
+        for (int i = 0; i < p2p::kRepeats && p2p::IsPeerAddress(ip, port); ++i) SendDatagram(probe, ip, port);
+    };
+    const uint16_t natPort = peer->m_usNATUDPPort.load(std::memory_order_relaxed);
+    punch(peer->m_ulNATIP, natPort);
+    if (peer->m_ulLocalIP != peer->m_ulNATIP || peer->m_usLocalUDPPort != natPort)
+        punch(peer->m_ulLocalIP, peer->m_usLocalUDPPort);
+}
+
+void CMTP2P::GetLocalP2PItem(P2PItem& item) {
+    item = P2PItem();
+    CallApplication([&] { m_pNotify->OnP2PNotifyGetP2PItem(item); });
+}
+
+uint32_t CMTP2P::LocalUserID() {
+    uint32_t userID = 0;
+    CallApplication([&] { userID = static_cast<uint32_t>(m_pNotify->OnP2PNotifyGetUserID()); });
+    return userID;
+}
+
+void CMTP2P::OnP2PConnected(uint32_t userID, uint32_t ip, uint16_t port) {
+    LUMO_LOG_LINE("OnP2PConnected. UserID : %u. Ip : %s, Port : %u", userID, GetIpAddr(ip).c_str(), port);
+    const auto peer = GetMTP2PIP(userID);
+    if (!peer) return;
+    peer->m_heard.Set(ip, port);
+    if (ip == peer->m_ulNATIP) peer->m_usNATUDPPort.store(port, std::memory_order_relaxed);
+    peer->m_byState.store(CMTP2PIP::kConnected, std::memory_order_release);
+}
+
+void CMTP2P::SetSunServer(unsigned long ulIP, unsigned short usPort) {
+    const auto ip = static_cast<uint32_t>(ulIP);
+    LUMO_LOG_LINE("CMTP2P::SetSunServer(IP : %s,Port : %d)", GetIpAddr(ip).c_str(), usPort);
+    m_sunServer.Set(ip, usPort);
+    m_bSTUNPending.store(true, std::memory_order_release);
+}
+
+void CMTP2P::SendSTUNRequest() {
+    if (!m_bSTUNPending.load(std::memory_order_acquire)) return;
+    const wire::CDatagram request = wire::CDatagram().U8(static_cast<uint8_t>(wire::Kind::Stun));
+    SendDatagram(request, m_sunServer);
+}
+
+void CMTP2P::OnSTUNReply(const char* data, int length, uint32_t, uint16_t) {
+    if (length < p2p::kReplyBody) return;
+    m_bSTUNPending.store(false, std::memory_order_relaxed);
+    CWireReader fields(data, length);
+    const uint32_t ip = fields.U32();
+    const uint16_t port = fields.U16();
+    CallApplication([&] { m_pNotify->OnP2PNotifyNATAddress(ip, port); });
+}

@@ -1,0 +1,70 @@
+// The peer-to-peer manager: the peers' addresses, the exchange of commands, the punches, this host's public address.
+#pragma once
+
+#include "link/lock_order.h"
+#include "link/mcu_address.h"
+#include "lumomedia/p2p.h"
+#include "p2p/mtp2p_ip.h"
+#include "platform/lumobase/crit_sec.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+/// Any thread. The application is called with no lock held.
+class CMTP2P : public IP2P {
+public:
+    explicit CMTP2P(IP2PNotify& notify);
+    CMTP2P(const CMTP2P&) = delete;
+    CMTP2P& operator=(const CMTP2P&) = delete;
+
+    void StartP2PCaller(unsigned long ulUserID) override;
+    void OnReceivedP2PCmd(CCmdPacket& cmd) override;
+    void ReleaseConnections() override;
+    void SetSunServer(unsigned long ulIP, unsigned short usPort) override;
+    void Reserved(unsigned long) override {}
+    virtual ~CMTP2P();
+
+    /// Null for an unknown user.
+    std::shared_ptr<CMTP2PIP> GetMTP2PIP(uint32_t userID);
+    bool IsP2PConnected(uint32_t userID);
+    bool IsP2PFailed(uint32_t userID);
+    /// Asks an unknown user for his addresses.
+    void FetchMTP2PIP(uint32_t userID);
+    void GetLocalP2PItem(P2PItem& item);
+    uint32_t LocalUserID();
+    /// A probe of that user, or the answer to one, has come from there.
+    void OnP2PConnected(uint32_t userID, uint32_t ip, uint16_t port);
+    /// The reflector's answer without its kind byte.
+    void OnSTUNReply(const char* data, int length, uint32_t ip, uint16_t port);
+    /// Once a second.
+    void SendSTUNRequest();
+    bool IsSunServer(uint32_t ip) const { return m_sunServer.IP() == ip; }
+
+private:
+    friend struct CP2PCommands;
+
+    void OnStart(uint32_t userID, const CCmdPacket& cmd);
+    void OnStartAck(uint32_t userID, const CCmdPacket& cmd);
+    void OnCmd(uint32_t userID, const CCmdPacket& cmd);
+    void OnCmdAck(uint32_t userID, const CCmdPacket& cmd);
+    void OnFetch(uint32_t userID, const CCmdPacket& cmd);
+    void OnFetchAck(uint32_t userID, const CCmdPacket& cmd);
+
+    void AddAndPunch(uint32_t userID, const char* type, const CCmdPacket& cmd);
+    void PunchAgain(uint32_t userID, const char* type);
+    void AddP2P(uint32_t userID, const P2PItem& item);
+    void ResetP2P(uint32_t userID);
+    /// One punch: three probes to each of the peer's addresses, or the end of the attempts.
+    void SendUdpP2P(uint32_t userID);
+    void Send(uint32_t userID, const char* type);
+    P2PItem SendOwnItem(uint32_t userID, const char* type);
+    void Deliver(uint32_t userID, CCmdPacket& cmd);
+
+    CCritSec m_csPeers{lock_order::kPeerMap};
+    std::map<uint32_t, std::shared_ptr<CMTP2PIP>> m_mapPeers LUMO_GUARDED_BY(m_csPeers);
+    CRemoteAddress m_sunServer;  // the reflector; unset until SetSunServer
+    std::atomic<bool> m_bSTUNPending{false};
+    IP2PNotify* const m_pNotify;  // the application's; outlives this object
+};

@@ -1,0 +1,35 @@
+// The names and attributes of the peer-to-peer command packets, and the probes.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "lumomedia/p2p.h"
+
+#include <cstdint>
+
+namespace p2p {
+
+inline constexpr char kType[] = "p2ptype";
+inline constexpr char kStart[] = "P2P_START";
+inline constexpr char kStartAck[] = "P2P_START_ACK";
+inline constexpr char kCmd[] = "P2P_CMD";
+inline constexpr char kCmdAck[] = "P2P_CMD_ACK";
+inline constexpr char kFetch[] = "P2P_FETCH";
+inline constexpr char kFetchAck[] = "P2P_FETCH_ACK";
+
+inline constexpr int kPunches = 3;  // attempts to reach a peer
+inline constexpr int kRepeats = 3;  // of every probe and every answer, against loss
+inline constexpr int kProbeBody = 4;
+inline constexpr int kReplyBody = 6;
+
+void PutItem(CCmdPacket& cmd, const P2PItem& item);
+P2PItem GetItem(const CCmdPacket& cmd);
+
+/// A probe or its answer. The user ID is the one little-endian value of the wire.
+wire::CDatagram Probe(wire::Kind kind, uint32_t userID);
+/// The user ID of a probe's body of kProbeBody bytes.
+uint32_t ProbeUser(const char* body);
+
+/// Whether anything may ever be sent to an address that a peer announced: one host's, with a port.
+bool IsPeerAddress(uint32_t ip, uint16_t port);
+
+}  // namespace p2p

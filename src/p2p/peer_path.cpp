@@ -1,0 +1,41 @@
+#include "p2p/peer_path.h"
+
+#include "link/instances.h"
+#include "p2p/mtp2p.h"
+#include "p2p/p2p_packets.h"
+
+bool CPeerPath::IsUsable(uint32_t ip, uint16_t port) { return p2p::IsPeerAddress(ip, port); }
+
+std::shared_ptr<CMTP2PIP> CPeerPath::Peer() const {
+    CMTP2P* manager = GetP2PMgr();
+    return manager ? manager->GetMTP2PIP(m_ulUserID) : nullptr;
+}
+
+void CPeerPath::StartUdp() {
+    if (CMTP2P* manager = GetP2PMgr()) manager->StartP2PCaller(m_ulUserID);
+}
+
+CPeerPath::Udp CPeerPath::GetUdp() const {
+    const auto peer = Peer();
+    if (!peer) return Udp::Negotiating;
+    if (peer->IsConnected()) return Udp::Connected;
+    return peer->IsFailed() ? Udp::Failed : Udp::Negotiating;
+}
+
+void CPeerPath::StartTcp() {
+    if (CMTP2P* manager = GetP2PMgr()) manager->FetchMTP2PIP(m_ulUserID);
+}
+
+CPeerPath::TcpWay CPeerPath::GetTcp() const {
+    TcpWay way;
+    way.peer = Peer();
+    CMTP2P* manager = GetP2PMgr();
+    if (!way.peer || !manager) return way;
+    manager->GetLocalP2PItem(way.own);
+    const bool sameNat = way.peer->m_ulNATIP == static_cast<uint32_t>(way.own.ulNATIP);
+    const bool enterable = way.peer->m_bUpnp || way.peer->m_ulNATIP == way.peer->m_ulLocalIP;
+    way.tcp = sameNat ? Tcp::SameNat : enterable ? Tcp::Open : Tcp::Closed;
+    way.ip = sameNat ? way.peer->m_ulLocalIP : way.peer->m_ulNATIP;
+    way.port = way.peer->m_usLocalUDPPort;
+    return way;
+}

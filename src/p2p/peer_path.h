@@ -1,0 +1,59 @@
+// The way to a peer: which of its addresses to use, over UDP and over TCP.
+#pragma once
+
+#include "lumomedia/p2p.h"
+#include "p2p/mtp2p_ip.h"
+
+#include <cstdint>
+#include <memory>
+
+/// What a receiver needs of the peer-to-peer manager for its one peer. Without a manager nothing is ever known.
+class CPeerPath {
+public:
+    /// Before anything else.
+    void SetUser(uint32_t userID) { m_ulUserID = userID; }
+
+    enum class Udp { Negotiating, Connected, Failed };
+
+    /// Begins the punching.
+    void StartUdp();
+    Udp GetUdp() const;
+    /// Calls `use` with the public address, and with the LAN address when it is another.
+    template <class Use>
+    void ForEachUdpAddress(Use use) const {
+        const auto peer = Peer();
+        if (!peer) return;
+        const uint16_t natPort = peer->m_usNATUDPPort.load(std::memory_order_relaxed);
+        UseAddress(peer->m_ulNATIP, natPort, use);
+        if (peer->m_ulLocalIP != peer->m_ulNATIP || peer->m_usLocalUDPPort != natPort)
+            UseAddress(peer->m_ulLocalIP, peer->m_usLocalUDPPort, use);
+    }
+
+    /// Unknown: the peer's addresses have not come yet. SameNat: its LAN address. Open: its public address, at its LAN
+    /// port, which a mapping or a public host keeps. Closed: no TCP connection can get in.
+    enum class Tcp { Unknown, SameNat, Open, Closed };
+    struct TcpWay {
+        Tcp tcp = Tcp::Unknown;
+        uint32_t ip = 0;
+        uint16_t port = 0;
+        P2PItem own{};                          // this host
+        std::shared_ptr<const CMTP2PIP> peer;  // null for Unknown
+
+        /// Whether anything may be sent there.
+        bool IsUsable() const { return CPeerPath::IsUsable(ip, port); }
+    };
+
+    /// Asks for the peer's addresses unless they are known.
+    void StartTcp();
+    TcpWay GetTcp() const;
+
+private:
+    template <class Use>
+    static void UseAddress(uint32_t ip, uint16_t port, Use& use) {
+        if (IsUsable(ip, port)) use(ip, port);
+    }
+    static bool IsUsable(uint32_t ip, uint16_t port);
+    std::shared_ptr<CMTP2PIP> Peer() const;
+
+    uint32_t m_ulUserID = 0;
+};

@@ -1,0 +1,23 @@
+// A UDP link to a sink at a peer's local MCU.
+#pragma once
+
+#include "link/sink_link.h"
+#include "p2p/peer_path.h"
+
+#include <cstdint>
+
+/// Short-form request along the path that the peer-to-peer manager finds; the clock rests while it negotiates.
+class CPeerSubscription : public CSinkLink {
+public:
+    using CSinkLink::CSinkLink;
+
+    /// Before the receiver is known to other threads.
+    void SetUser(uint32_t userID) { m_path.SetUser(userID); }
+    void Start();
+    /// Nothing goes to address 0 or port 0.
+    void SendConnect(uint32_t channelID, uint32_t ip, uint16_t port);
+    bool IsSilent(uint32_t channelID);
+
+private:
+    CPeerPath m_path;
+};
