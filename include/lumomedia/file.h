@@ -132,8 +132,8 @@ LUMO_API IFileReceiver* CreateFileReceiverTCP(IFileReceiverNotify& notify, unsig
                                               const char* pszProxyUser, const char* pszProxyPassword);
 
 /// Subscribes over UDP to a channel at the local MCU of that user's host, along the path that the peer-to-peer manager
-/// finds; waits without a time-out while it negotiates. Null without a local MCU or without a connected local channel of
-/// this ID.
+/// finds; waits without a time-out while it negotiates. Null without a local MCU or without a connected local channel
+/// of this ID.
 LUMO_API IFileReceiver* CreateFileReceiverP2P(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
                                               unsigned long ulUserID);
 

@@ -7,12 +7,12 @@
 
 /// What one host announces about itself. Addresses and ports in host byte order.
 struct P2PItem {
-    unsigned long ulLocalIP;         ///< LAN address
-    unsigned long ulNATIP;           ///< public address
-    unsigned short usLocalUDPPort;   ///< LAN port: ILocalMcuMgr::GetLocalPort()
-    unsigned short usNATUDPPort;     ///< public port
-    unsigned short usNATType;        ///< carried to the peer, read by nothing in the library
-    bool bUpnp;                      ///< this host's port is mapped: TCP to the public address at the LAN port gets in
+    unsigned long ulLocalIP;        ///< LAN address
+    unsigned long ulNATIP;          ///< public address
+    unsigned short usLocalUDPPort;  ///< LAN port: ILocalMcuMgr::GetLocalPort()
+    unsigned short usNATUDPPort;    ///< public port
+    unsigned short usNATType;       ///< carried to the peer, read by nothing in the library
+    bool bUpnp;                     ///< this host's port is mapped: TCP to the public address at the LAN port gets in
 };
 
 /// The application's side. Calls come on application threads, the UDP thread and the worker, with no lock held.
@@ -32,8 +32,9 @@ public:
     virtual void OnP2PNotifyNATAddress(unsigned long ulNATIP, unsigned short usNATPort) = 0;
 };
 
-/// Finds direct paths to other users. No operation fails visibly: receivers that find no path report themselves
-/// disconnected. Any thread.
+/// Finds direct paths to other users. To addresses that no single host has (0, multicast, broadcast) nothing is ever
+/// sent, whoever announces them, and to loopback only when this host announces such an address itself. No operation
+/// fails visibly: receivers that find no path report themselves disconnected. Any thread.
 class IP2P {
 public:
     /// Begins to negotiate a path with a user. Receivers do it themselves.
@@ -41,7 +42,8 @@ public:
     /// Hand over every peer-to-peer packet that came over the signalling channel, its sender in GetFromUID(). Packets
     /// of other kinds change nothing.
     virtual void OnReceivedP2PCmd(CCmdPacket& cmd) = 0;
-    /// Forgets all peers and destroys the object. After the local MCU is released, never before, and not from a callback.
+    /// Forgets all peers and destroys the object. After the local MCU is released, never before, and not from a
+    /// callback.
     virtual void ReleaseConnections() = 0;
     /// Asks that reflector for this host's public address, once a second until an answer comes. Host byte order.
     virtual void SetSunServer(unsigned long ulIP, unsigned short usPort) = 0;
@@ -77,8 +79,8 @@ public:
     /// To that user; dropped when he is not there. False when the packet cannot go: the service has not taken this user
     /// (yet), the packet is over 64 KiB, or 1 MiB waits already. Any thread, callbacks too.
     virtual bool SendCmd(unsigned long ulUserID, const CCmdPacket& cmd) = 0;
-    /// Poll it about once a second: an idle connection shows by a keep-alive that it is broken. True once the connection
-    /// is lost or was refused; it stays so until released.
+    /// Poll it about once a second: an idle connection shows by a keep-alive that it is broken. True once the
+    /// connection is lost or was refused; it stays so until released.
     virtual bool IsDisconnected() = 0;
     /// Ends the connection and destroys the object; no callback runs after it returns. Not from a callback of it.
     virtual void ReleaseConnections() = 0;

@@ -82,8 +82,8 @@ IFileReceiver* CreateFileReceiverP2P(IFileReceiverNotify& notify, unsigned long 
                                      unsigned long ulUserID) {
     auto* made =
         Make([&] { return CLocalMCUFile::CreateFileReceiverP2P(notify, static_cast<uint32_t>(ulFileChannelID)); });
-    return Connected(
-        made, [&](CFileReceiverP2P& receiver) { return receiver.Connect(static_cast<uint32_t>(ulUserID)); });
+    return Connected(made,
+                     [&](CFileReceiverP2P& receiver) { return receiver.Connect(static_cast<uint32_t>(ulUserID)); });
 }
 
 IFileReceiver* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, unsigned long ulFileChannelID,

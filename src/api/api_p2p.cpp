@@ -26,7 +26,6 @@ ISignalClient* CreateSignalClient(ISignalNotify& notify, unsigned long ulUserID,
     const auto ip = static_cast<uint32_t>(ulIP);
     if (userID == 0 || ip == 0 || usPort == 0) return nullptr;
     return Connected(Make([&] { return new CSignalClient(notify, userID); }), [&](CSignalClient& client) {
-        return client.Connect(ip, usPort,
-                              Proxy(nProxyType, pszProxyHost, usProxyPort, pszProxyUser, pszProxyPassword));
+        return client.Connect(ip, usPort, Proxy(nProxyType, pszProxyHost, usProxyPort, pszProxyUser, pszProxyPassword));
     });
 }

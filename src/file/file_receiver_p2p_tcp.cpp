@@ -43,7 +43,7 @@ bool CFileReceiverP2PTCP::Dial() {
         LUMO_LOG_LINE("return true;");
         return false;
     }
-    const bool made = way.IsUsable() && m_link.Dial(this, way.ip, way.port, {});
+    const bool made = way.reachable && m_link.Dial(this, way.ip, way.port, {});
     LogDial(way.tcp == CPeerPath::Tcp::SameNat ? "pMTP2PIP->m_ulNATIP == P2PItem.ulNATIP"
                                                : "pMTP2PIP->m_bUpnp || pMTP2PIP->m_ulNATIP == pMTP2PIP->m_ulLocalIP",
             m_link.Client(), way);

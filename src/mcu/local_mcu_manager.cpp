@@ -4,9 +4,9 @@
 #include "link/callback.h"
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
+#include "mcu/manager_use.h"
 #include "p2p/mtp2p.h"
 #include "p2p/p2p_packets.h"
-#include "mcu/manager_use.h"
 #include "platform/lumobase/app_log.h"
 
 #include <exception>

@@ -49,8 +49,7 @@ void CMTP2P::AddP2P(uint32_t userID, const P2PItem& item) {
     LUMO_LOG_LINE(
         "CMTP2P::AddP2P(UserID : %u, NATIP : %s, NATUDPPort : %u, LocalIP : %s, LocalUDPPort : %u, Upnp : %d).", userID,
         GetIpAddr(natIP).c_str(), item.usNATUDPPort, GetIpAddr(localIP).c_str(), item.usLocalUDPPort, item.bUpnp);
-    auto peer =
-        std::make_shared<CMTP2PIP>(natIP, item.usNATUDPPort, localIP, item.usLocalUDPPort, item.bUpnp);
+    auto peer = std::make_shared<CMTP2PIP>(natIP, item.usNATUDPPort, localIP, item.usLocalUDPPort, item.bUpnp);
     CAutoLock lock(&m_csPeers);
     const auto found = m_mapPeers.find(userID);
     if (found != m_mapPeers.end())
@@ -76,13 +75,17 @@ void CMTP2P::SendUdpP2P(uint32_t userID) {
         return;
     }
     const wire::CDatagram probe = p2p::Probe(wire::Kind::P2P, LocalUserID());
-    const auto punch = [&probe](uint32_t ip, uint16_t port) {
-        for (int i = 0; i < p2p::kRepeats && p2p::IsPeerAddress(ip, port); ++i) SendDatagram(probe, ip, port);
-    };
-    const uint16_t natPort = peer->m_usNATUDPPort.load(std::memory_order_relaxed);
-    punch(peer->m_ulNATIP, natPort);
-    if (peer->m_ulLocalIP != peer->m_ulNATIP || peer->m_usLocalUDPPort != natPort)
-        punch(peer->m_ulLocalIP, peer->m_usLocalUDPPort);
+    ForEachUdpAddress(*peer, [&probe](uint32_t ip, uint16_t port) {
+        for (int i = 0; i < p2p::kRepeats; ++i) SendDatagram(probe, ip, port);
+    });
+}
+
+bool CMTP2P::MayReach(uint32_t ip, uint16_t port) {
+    if (!p2p::IsHostAddress(ip, port)) return false;
+    if (!p2p::IsLoopback(ip)) return true;
+    P2PItem own;
+    GetLocalP2PItem(own);
+    return p2p::IsLoopback(own.ulLocalIP) || p2p::IsLoopback(own.ulNATIP);
 }
 
 void CMTP2P::GetLocalP2PItem(P2PItem& item) {

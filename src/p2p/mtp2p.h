@@ -33,6 +33,17 @@ public:
     /// Asks an unknown user for his addresses.
     void FetchMTP2PIP(uint32_t userID);
     void GetLocalP2PItem(P2PItem& item);
+    /// Calls `use` with the peer's public address, and with its LAN address when it is another.
+    template <class Use>
+    void ForEachUdpAddress(const CMTP2PIP& peer, Use use) {
+        const uint16_t natPort = peer.m_usNATUDPPort.load(std::memory_order_relaxed);
+        if (MayReach(peer.m_ulNATIP, natPort)) use(peer.m_ulNATIP, natPort);
+        const bool differs = peer.m_ulLocalIP != peer.m_ulNATIP || peer.m_usLocalUDPPort != natPort;
+        if (differs && MayReach(peer.m_ulLocalIP, peer.m_usLocalUDPPort)) use(peer.m_ulLocalIP, peer.m_usLocalUDPPort);
+    }
+    /// Whether anything may ever be sent to an address that a peer announced. To loopback only when this host announces
+    /// such an address too: then both are one machine, else the peer means services of this one.
+    bool MayReach(uint32_t ip, uint16_t port);
     uint32_t LocalUserID();
     /// A probe of that user, or the answer to one, has come from there.
     void OnP2PConnected(uint32_t userID, uint32_t ip, uint16_t port);

@@ -26,9 +26,9 @@ struct CP2PCommands {
         const char* type;
         void (CMTP2P::*act)(uint32_t userID, const CCmdPacket& cmd);
     };
-    static constexpr Row kRows[] = {
-        {p2p::kStart, &CMTP2P::OnStart}, {p2p::kStartAck, &CMTP2P::OnStartAck}, {p2p::kCmd, &CMTP2P::OnCmd},
-        {p2p::kCmdAck, &CMTP2P::OnCmdAck}, {p2p::kFetch, &CMTP2P::OnFetch},     {p2p::kFetchAck, &CMTP2P::OnFetchAck}};
+    static constexpr Row kRows[] = {{p2p::kStart, &CMTP2P::OnStart}, {p2p::kStartAck, &CMTP2P::OnStartAck},
+                                    {p2p::kCmd, &CMTP2P::OnCmd},     {p2p::kCmdAck, &CMTP2P::OnCmdAck},
+                                    {p2p::kFetch, &CMTP2P::OnFetch}, {p2p::kFetchAck, &CMTP2P::OnFetchAck}};
 };
 
 void CMTP2P::Deliver(uint32_t userID, CCmdPacket& cmd) {
@@ -57,9 +57,9 @@ void CMTP2P::StartP2PCaller(unsigned long ulUserID) {
         ResetP2P(userID);
         const P2PItem item = SendOwnItem(userID, p2p::kStart);
         SendUdpP2P(userID);
-        LUMO_LOG_LINE(
-            "StartP2PCaller. UserID : %u. LocalNatIp : %s, LocalNatPort : %u, LocalIp : %s, LocalPort : %u", userID,
-            Address(item.ulNATIP).c_str(), item.usNATUDPPort, Address(item.ulLocalIP).c_str(), item.usLocalUDPPort);
+        LUMO_LOG_LINE("StartP2PCaller. UserID : %u. LocalNatIp : %s, LocalNatPort : %u, LocalIp : %s, LocalPort : %u",
+                      userID, Address(item.ulNATIP).c_str(), item.usNATUDPPort, Address(item.ulLocalIP).c_str(),
+                      item.usLocalUDPPort);
     });
 }
 
@@ -110,7 +110,8 @@ void CMTP2P::OnCmd(uint32_t userID, const CCmdPacket&) {
 
 void CMTP2P::OnCmdAck(uint32_t userID, const CCmdPacket&) {
     PunchAgain(userID, p2p::kCmdAck);
-    if (!IsP2PFailed(userID) && !IsP2PConnected(userID)) Send(userID, p2p::kCmd);
+    const auto peer = GetMTP2PIP(userID);  // without one the two of them would go on for ever
+    if (peer && !peer->IsFailed() && !peer->IsConnected()) Send(userID, p2p::kCmd);
 }
 
 void CMTP2P::OnFetch(uint32_t userID, const CCmdPacket&) {

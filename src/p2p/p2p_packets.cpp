@@ -35,7 +35,7 @@ uint32_t ProbeUser(const char* body) {
     return userID;
 }
 
-bool IsPeerAddress(uint32_t ip, uint16_t port) {
+bool IsHostAddress(uint32_t ip, uint16_t port) {
     const uint32_t first = ip >> 24;
     return first != 0 && first < 224 && port != 0;  // from 224 on: multicast, reserved, broadcast
 }

@@ -29,7 +29,8 @@ wire::CDatagram Probe(wire::Kind kind, uint32_t userID);
 /// The user ID of a probe's body of kProbeBody bytes.
 uint32_t ProbeUser(const char* body);
 
-/// Whether anything may ever be sent to an address that a peer announced: one host's, with a port.
-bool IsPeerAddress(uint32_t ip, uint16_t port);
+/// One host's address, with a port: not 0, multicast, reserved or broadcast.
+bool IsHostAddress(uint32_t ip, uint16_t port);
+inline bool IsLoopback(unsigned long ip) { return ip >> 24 == 127; }
 
 }  // namespace p2p

@@ -1,11 +1,5 @@
 #include "p2p/peer_path.h"
 
-#include "link/instances.h"
-#include "p2p/mtp2p.h"
-#include "p2p/p2p_packets.h"
-
-bool CPeerPath::IsUsable(uint32_t ip, uint16_t port) { return p2p::IsPeerAddress(ip, port); }
-
 std::shared_ptr<CMTP2PIP> CPeerPath::Peer() const {
     CMTP2P* manager = GetP2PMgr();
     return manager ? manager->GetMTP2PIP(m_ulUserID) : nullptr;
@@ -37,5 +31,6 @@ CPeerPath::TcpWay CPeerPath::GetTcp() const {
     way.tcp = sameNat ? Tcp::SameNat : enterable ? Tcp::Open : Tcp::Closed;
     way.ip = sameNat ? way.peer->m_ulLocalIP : way.peer->m_ulNATIP;
     way.port = way.peer->m_usLocalUDPPort;
+    way.reachable = manager->MayReach(way.ip, way.port);
     return way;
 }

@@ -1,7 +1,9 @@
 // The way to a peer: which of its addresses to use, over UDP and over TCP.
 #pragma once
 
+#include "link/instances.h"
 #include "lumomedia/p2p.h"
+#include "p2p/mtp2p.h"
 #include "p2p/mtp2p_ip.h"
 
 #include <cstdint>
@@ -21,12 +23,8 @@ public:
     /// Calls `use` with the public address, and with the LAN address when it is another.
     template <class Use>
     void ForEachUdpAddress(Use use) const {
-        const auto peer = Peer();
-        if (!peer) return;
-        const uint16_t natPort = peer->m_usNATUDPPort.load(std::memory_order_relaxed);
-        UseAddress(peer->m_ulNATIP, natPort, use);
-        if (peer->m_ulLocalIP != peer->m_ulNATIP || peer->m_usLocalUDPPort != natPort)
-            UseAddress(peer->m_ulLocalIP, peer->m_usLocalUDPPort, use);
+        CMTP2P* manager = GetP2PMgr();
+        if (const auto peer = Peer()) manager->ForEachUdpAddress(*peer, use);
     }
 
     /// Unknown: the peer's addresses have not come yet. SameNat: its LAN address. Open: its public address, at its LAN
@@ -36,11 +34,9 @@ public:
         Tcp tcp = Tcp::Unknown;
         uint32_t ip = 0;
         uint16_t port = 0;
-        P2PItem own{};                          // this host
+        bool reachable = false;                // whether anything may be sent there
+        P2PItem own{};                         // this host
         std::shared_ptr<const CMTP2PIP> peer;  // null for Unknown
-
-        /// Whether anything may be sent there.
-        bool IsUsable() const { return CPeerPath::IsUsable(ip, port); }
     };
 
     /// Asks for the peer's addresses unless they are known.
@@ -48,11 +44,6 @@ public:
     TcpWay GetTcp() const;
 
 private:
-    template <class Use>
-    static void UseAddress(uint32_t ip, uint16_t port, Use& use) {
-        if (IsUsable(ip, port)) use(ip, port);
-    }
-    static bool IsUsable(uint32_t ip, uint16_t port);
     std::shared_ptr<CMTP2PIP> Peer() const;
 
     uint32_t m_ulUserID = 0;
