@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -102,6 +103,26 @@ public:
 
 private:
     uint32_t m_least, m_most;
+};
+
+/// Holds the datagrams of these numbers back, each for its own time: others overtake them.
+class CNthDelay : public IFault {
+public:
+    explicit CNthDelay(std::map<uint64_t, uint32_t> delays) : m_delays(std::move(delays)) {}
+    void Apply(Transit& transit, CRandom&) override {
+        const auto found = m_delays.find(transit.number);
+        if (found == m_delays.end()) return;
+        for (Copy& copy : transit.copies) copy.delay += found->second;
+    }
+    std::string Name() const override { return "nth delay"; }
+    uint32_t MaxDelay() const override {
+        uint32_t most = 0;
+        for (const auto& entry : m_delays) most = std::max(most, entry.second);
+        return most;
+    }
+
+private:
+    std::map<uint64_t, uint32_t> m_delays;
 };
 
 /// Doubles some datagrams; stands before a delay spread where the copies shall part.
