@@ -55,3 +55,4 @@ struct EndpointRow {
 };
 
 std::vector<EndpointRow> FileEndpoints();
+std::vector<EndpointRow> FilePeerEndpoints();

@@ -163,8 +163,9 @@ TEST_P(UdpEndpoints, AnEndpointTooFarBehindCountsAsGone) {
 
 std::vector<EndpointRow> Rows(bool (*wanted)(const EndpointRow&)) {
     std::vector<EndpointRow> rows;
-    for (EndpointRow& row : FileEndpoints())
-        if (wanted(row)) rows.push_back(std::move(row));
+    for (auto list : {FileEndpoints, FilePeerEndpoints})
+        for (EndpointRow& row : list())
+            if (wanted(row)) rows.push_back(std::move(row));
     return rows;
 }
 std::string RowName(const testing::TestParamInfo<EndpointRow>& info) { return info.param.name; }

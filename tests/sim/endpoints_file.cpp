@@ -1,100 +1,14 @@
-// The file medium's rows of the scenario list.
+// The file medium's rows of the scenario list, towards servers.
+#include "sim/endpoints_file.h"
+
 #include "file/file_sink.h"
-#include "lumomedia/file.h"
-#include "sim/endpoint.h"
-#include "support/session_wire.h"
 
 using session_wire::ReadU32;
-using session_wire::U32;
+using namespace file_endpoints;
 
 namespace {
 
-constexpr uint32_t kChannelID = 77;
 constexpr uint32_t kPeerID = 0x01020304;
-
-class CChannel : public CFileChannel {
-public:
-    explicit CChannel(std::vector<std::string>& upstream) : CFileChannel(kChannelID), m_upstream(upstream) {
-        Connect();
-    }
-    void OnFileSinkData(const void* data, int length) override {
-        m_upstream.emplace_back(static_cast<const char*>(data), static_cast<size_t>(length));
-    }
-
-private:
-    std::vector<std::string>& m_upstream;
-};
-
-class CFileEndpoint : public IEndpoint, public IFileSenderNotify, public IFileReceiverNotify {
-public:
-    explicit CFileEndpoint(CTestHost& host) : m_host(host), m_upstream(delivered), m_channel(m_upstream) {}
-    void OnFileSenderNotifyConnected(unsigned long ip, bool connected) override {
-        if (connected && ip != 0) ++m_nConnected;
-    }
-    void OnFileReceiverNotifyConnected(unsigned long ip) override { m_nConnected += ip != 0; }
-    void OnFileReceiverNotifyData(const char* data, int length) override {
-        delivered.emplace_back(data, static_cast<size_t>(length));
-    }
-    void Write(const std::string& frame) override {
-        m_channel.OnFileChannelData(frame.data(), static_cast<int>(frame.size()));
-    }
-    uint32_t Buffering() override { return static_cast<uint32_t>(m_channel.GetBufferingFrameCount()); }
-    int NotifiedConnected() override { return m_nConnected; }
-
-protected:
-    CTestHost& m_host;
-    std::vector<std::string>& m_upstream;
-    CChannel m_channel;
-    int m_nConnected = 0;
-};
-
-/// What the three UDP roles share: frames in session packets behind an envelope of their own.
-class CFileUdpEndpoint : public CFileEndpoint {
-public:
-    using CFileEndpoint::CFileEndpoint;
-
-    std::vector<std::string> TakeLeft() override {
-        std::vector<std::string> frames;
-        Collect();
-        for (size_t i = 0; i < m_out.size(); ++i) {  // grows while acknowledgements let more out
-            if (m_out[i].compare(0, 2, FrameOut()) != 0) continue;
-            const std::string packet = m_out[i].substr(EnvelopeOut());
-            if (!session_wire::IsData(packet)) continue;
-            frames.push_back(session_wire::Payload(packet));
-            m_host.Deliver(FrameIn() + session_wire::Ack(session_wire::Sequence(packet)));
-            Collect();
-        }
-        m_out.clear();
-        return frames;
-    }
-    void Arrive(const std::string& frame) override {
-        m_host.Deliver(FrameIn() + session_wire::Data(m_usNext++, frame));
-        Collect();
-    }
-    int TakeKeepAlives() override { return Count(KeepAliveOut()); }
-    int TakeGoodbyes() override { return Count(GoodbyeOut()); }
-
-protected:
-    virtual std::string FrameOut() const = 0;  // kind and command
-    virtual size_t EnvelopeOut() const = 0;    // bytes before the packet
-    virtual std::string FrameIn() const = 0;   // the whole envelope
-    virtual std::string KeepAliveOut() const { return "none"; }
-    virtual std::string GoodbyeOut() const { return "none"; }
-
-    void Collect() {
-        for (CSentDatagram& datagram : m_host.TakeSent()) m_out.push_back(std::move(datagram.bytes));
-    }
-    int Count(const std::string& start) {
-        Collect();
-        int count = 0;
-        for (const std::string& datagram : m_out) count += datagram.compare(0, start.size(), start) == 0;
-        m_out.clear();
-        return count;
-    }
-
-    std::vector<std::string> m_out;
-    uint16_t m_usNext = 0;
-};
 
 class CSinkUdp : public CFileUdpEndpoint {
 public:
@@ -155,61 +69,13 @@ private:
     uint32_t m_ulKey;
 };
 
-class CReceiverUdp : public CFileUdpEndpoint {
+class CReceiverUdp : public CUdpReceiver {
 public:
-    explicit CReceiverUdp(CTestHost& host) : CFileUdpEndpoint(host) {
+    explicit CReceiverUdp(CTestHost& host) : CUdpReceiver(host) {
         m_pReceiver =
             CreateFileReceiverUDP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0, false);
         m_ulID = ReadU32(m_host.TakeSent().at(0).bytes, 2);
     }
-    ~CReceiverUdp() override {
-        if (m_pReceiver) m_pReceiver->ReleaseConnections();
-    }
-    void Accept() override { m_host.Deliver(ConnectAck()); }
-    bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
-    void Release() override {
-        m_pReceiver->ReleaseConnections();
-        m_pReceiver = nullptr;
-    }
-    std::vector<std::string> InboundDatagrams() override {
-        return {ConnectAck(), Hex("063c") + U32(m_ulID) + U32(600), FrameIn() + session_wire::Data(0, "down")};
-    }
-
-protected:
-    std::string ConnectAck() const { return Hex("063a") + U32(m_ulID) + U32(600); }
-    std::string FrameOut() const override { return Hex("063e"); }
-    size_t EnvelopeOut() const override { return 6; }
-    std::string FrameIn() const override { return Hex("063d") + U32(m_ulID) + U32(600); }
-    std::string KeepAliveOut() const override { return Hex("063b") + U32(600); }
-    std::string GoodbyeOut() const override { return Hex("063f") + U32(600); }
-
-private:
-    IFileReceiver* m_pReceiver;
-    uint32_t m_ulID;
-};
-
-/// What the three TCP roles share.
-class CFileTcpEndpoint : public CFileEndpoint {
-public:
-    using CFileEndpoint::CFileEndpoint;
-
-    std::vector<std::string> TakeLeft() override {
-        std::vector<std::string> frames;
-        for (CSentMessage& message : m_pTcp->TakeSent())
-            if (message.mode == 0) frames.push_back(std::move(message.bytes));
-        return frames;
-    }
-    int TakeKeepAlives() override {
-        int count = 0;
-        for (const std::string& frame : TakeLeft()) count += frame == std::string(1, '\0');
-        return count;
-    }
-    int TakeGoodbyes() override { return m_pTcp->released ? 1 : 0; }
-    void SetQueued(unsigned long frames) override { m_pTcp->queued = frames; }
-    void Lose() override { m_pTcp->lost = true; }
-
-protected:
-    CFakeTcp* m_pTcp = nullptr;
 };
 
 class CSinkTcp : public CFileTcpEndpoint {
@@ -255,35 +121,15 @@ private:
     IFileSender* m_pSender;
 };
 
-class CReceiverTcp : public CFileTcpEndpoint {
+class CReceiverTcp : public CTcpReceiver {
 public:
-    explicit CReceiverTcp(CTestHost& host) : CFileTcpEndpoint(host) {
+    explicit CReceiverTcp(CTestHost& host) : CTcpReceiver(host) {
         m_pReceiver = CreateFileReceiverTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
                                             0, 0, "", 0, "", "");
         m_pTcp = &m_host.net.LastClient();
         m_pTcp->clientNotify->OnTcpClientNotifyConnected();
     }
-    ~CReceiverTcp() override {
-        if (m_pReceiver) m_pReceiver->ReleaseConnections();
-    }
-    void Accept() override { m_pTcp->clientNotify->OnTcpClientNotifyValidate(13, U32(kChannelID).data(), 4); }
-    bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
-    void Arrive(const std::string& frame) override {
-        m_pTcp->clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    void Release() override {
-        m_pReceiver->ReleaseConnections();
-        m_pReceiver = nullptr;
-    }
-
-private:
-    IFileReceiver* m_pReceiver;
 };
-
-template <class TEndpoint>
-std::unique_ptr<IEndpoint> Make(CTestHost& host) {
-    return std::make_unique<TEndpoint>(host);
-}
 
 }  // namespace
 
