@@ -2,10 +2,10 @@
 #pragma once
 
 #include "core/sctp_session.h"
-#include "link/callback_pace.h"
 #include "link/lock_order.h"
 #include "lumomedia/statistics.h"
 #include "platform/lumobase/buffer_pool.h"
+#include "platform/lumobase/call_pace.h"
 
 #include <atomic>
 #include <cstdint>
@@ -67,5 +67,5 @@ private:
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};
-    CCallbackPace m_pace;  // the receiving thread's
+    CCallPace m_pace;  // the receiving thread's
 };

@@ -98,7 +98,7 @@ TEST(FrameLink, AnAcknowledgementThatFindsManyPacketsDueSendsThemAll) {
 }
 
 TEST(FrameLink, OnlyTheLastCallbackTellsWhetherTheApplicationIsQuick) {
-    CBasicCallbackPace<CHandClock> pace;
+    CBasicCallPace<CHandClock> pace;
     const auto quickAfter = [&pace](int us) {
         pace.Measure([us] { CHandClock::s_now += std::chrono::microseconds(us); });
         return pace.WasQuick();

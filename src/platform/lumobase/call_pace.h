@@ -1,11 +1,11 @@
-// How long a link's callbacks take.
+// How long calls of one kind take.
 #pragma once
 
 #include <chrono>
 
-/// Tells whether the application was quick the last time, so that what is collected may wait for it. One thread.
+/// Tells whether the last call was quick, so that work may wait for the next. One thread.
 template <class TClock>
-class CBasicCallbackPace {
+class CBasicCallPace {
 public:
     static constexpr std::chrono::microseconds kQuick{100};
 
@@ -23,4 +23,4 @@ private:
     bool m_bQuick = false;
 };
 
-using CCallbackPace = CBasicCallbackPace<std::chrono::steady_clock>;
+using CCallPace = CBasicCallPace<std::chrono::steady_clock>;
