@@ -35,7 +35,7 @@ private:
     CControl& m_control;
     const RunSpec m_spec;
     const uint16_t m_usPort;
-    double m_dCpuAtStart = 0;
+    std::atomic<double> m_dCpuAtStart{0};  // set by the main thread, read by whoever finishes
     std::atomic<bool> m_bFinished{false};
     bool m_bStopped = false;
 };

@@ -7,15 +7,6 @@ namespace bench {
 
 namespace {
 
-void Publish(CSide& side) {
-    CLumoNode node;
-    side.Listening(node.Port());
-    node.WaitForSinks(1);
-    side.Connected();
-    node.SendBulk(side);
-    side.WaitForStop();
-}
-
 void Subscribe(CSide& side) {
     CLumoNode node;
     CBulkReceiver bulk(side);
@@ -53,7 +44,7 @@ nlohmann::json Settings() { return LumoSettings("a channel's UDP sink to a recei
 }  // namespace
 
 std::vector<CDriver> LumoDirectDrivers() {
-    return {{"lumo", Role::Receiver, Listener::Sender, Publish, Subscribe, Settings},
+    return {{"lumo", Role::Receiver, Listener::Sender, PublishBulk, Subscribe, Settings},
             {"lumo-ping", Role::Sender, Listener::Sender, Ping, Echo, Settings}};
 }
 

@@ -60,6 +60,15 @@ void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32
     }
 }
 
+void PublishBulk(CSide& side) {
+    CLumoNode node;
+    side.Listening(node.Port());
+    node.WaitForSinks(1);
+    side.Connected();
+    node.SendBulk(side);
+    side.WaitForStop();
+}
+
 CLumoReceiver::~CLumoReceiver() {
     if (m_pReceiver) m_pReceiver->ReleaseConnections();
 }

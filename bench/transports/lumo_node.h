@@ -39,6 +39,9 @@ private:
     std::unique_ptr<CFileChannel> m_pChannel;
 };
 
+/// The publishing side of a bulk: one subscriber comes to this process's own local MCU.
+void PublishBulk(CSide& side);
+
 /// A subscription to the channel, as an application holds one.
 class CLumoReceiver : private IFileReceiverNotify {
 public:

@@ -44,15 +44,6 @@ private:
     ITcpClient* m_pClient = nullptr;
 };
 
-void Publish(CSide& side) {
-    CLumoNode node;
-    side.Listening(node.Port());
-    node.WaitForSinks(1);
-    side.Connected();
-    node.SendBulk(side);
-    side.WaitForStop();
-}
-
 void Subscribe(CSide& side) {
     CBulkReceiver bulk(side);
     CTcpReceiver receiver(side.Port(), [&](const char* data, int length) { bulk.OnFrame(data, length); });
@@ -65,7 +56,7 @@ nlohmann::json Settings() { return LumoSettings("a channel's TCP sink to a clien
 }  // namespace
 
 std::vector<CDriver> LumoTcpDrivers() {
-    return {{"lumo-tcp", Role::Receiver, Listener::Sender, Publish, Subscribe, Settings}};
+    return {{"lumo-tcp", Role::Receiver, Listener::Sender, PublishBulk, Subscribe, Settings}};
 }
 
 }  // namespace bench

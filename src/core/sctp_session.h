@@ -35,6 +35,8 @@ public:
     bool IsSendIdle();
     /// Whether a pass could admit a packet now (something waits and the window has room).
     bool CanAdmit();
+    /// After an acknowledgement: whether another pass could send something, or the next frame can enter.
+    bool WantsPass() { return IsWindowEmpty() || CanAdmit() || IsMoreDue(); }
     /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
     void OnSCTPSessionReceivedData(char* packet, int length);
     /// The advertised window, clamped to 16..160.

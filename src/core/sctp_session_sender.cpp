@@ -27,7 +27,9 @@ bool CSCTPSessionSender::OnAckAndSendWindow(bool flag, unsigned short sequence, 
     CAutoLock lock(&m_csWindow);
     const uint32_t now = Now();
     Acknowledge(flag, sequence, now);
-    return RunPass(now);
+    const bool sent = RunPass(now);
+    m_bMoreDue.store(m_ulQuiet == 0, std::memory_order_relaxed);
+    return sent;
 }
 
 void CSCTPSessionSender::ResetSender() {

@@ -39,6 +39,8 @@ public:
     }
 
 protected:
+    /// Whether packets under way may have been due still when the last OnAckAndSendWindow had sent its share.
+    bool IsMoreDue() const { return m_bMoreDue.load(std::memory_order_relaxed); }
     /// An empty packet for GetNextSendPacket to fill and return; null without memory.
     CSCTPPacket* PreparePacket(int payloadLength) LUMO_REQUIRES(m_csWindow);
     void FillSenderStatistics(SessionStatistics& statistics) const;
@@ -61,6 +63,7 @@ private:
     uint32_t m_ulQuiet LUMO_GUARDED_BY(m_csWindow) = 0;
 
     std::atomic<uint32_t> m_ulWindowSize{session::kInitialWindow};
+    std::atomic<bool> m_bMoreDue{false};
     std::atomic<uint32_t> m_nUnderWay{0};          // counts a packet from before it leaves the queue
     std::atomic<uint32_t> m_ulRoundTripScaled{0};  // eight times the estimate
 

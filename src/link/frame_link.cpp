@@ -93,7 +93,7 @@ bool CFrameLink::TakeNextFrame() {
 
 void CFrameLink::OnPacket(const char* packet, int length) {
     OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
-    Pump();
+    if (WantsPass()) Pump();
 }
 
 void CFrameLink::SetHeld(bool held) {
@@ -114,8 +114,8 @@ void CFrameLink::DropQueue() {
 }
 
 void CFrameLink::DeliverFrame(char* frame, int length) {
-    FlushUdpBatch();  // acknowledgements must not wait for the application
-    CallApplication([&] { OnSCTPSessionReceivedFrame(frame, length); });
+    if (!m_pace.WasQuick()) FlushUdpBatch();  // acknowledgements must not wait for a slow application
+    m_pace.Measure([&] { CallApplication([&] { OnSCTPSessionReceivedFrame(frame, length); }); });
 }
 
 void CFrameLink::MarkBusy() {

@@ -5,6 +5,7 @@
 #include "link/lock_order.h"
 #include "lumomedia/statistics.h"
 #include "platform/lumobase/buffer_pool.h"
+#include "platform/lumobase/call_pace.h"
 
 #include <atomic>
 #include <cstdint>
@@ -40,7 +41,8 @@ public:
     /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
     void DropQueue();
 
-    /// Sends what is collected, then hands the frame over; an exception of the application ends here.
+    /// Hands the frame over; an exception of the application ends here. What is collected goes first, unless the last
+    /// frame was taken quickly: then both go together.
     void DeliverFrame(char* frame, int length) override;
 
 protected:
@@ -65,4 +67,5 @@ private:
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};
+    CCallPace m_pace;  // the receiving thread's
 };

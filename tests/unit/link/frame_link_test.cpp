@@ -3,6 +3,7 @@
 
 #include "link/link_registry.h"
 #include "link/work_signal.h"
+#include "support/hand_clock.h"
 #include "support/session_wire.h"
 #include "support/virtual_clock.h"
 
@@ -76,6 +77,36 @@ TEST(FrameLink, TheFrameAfterLeavesWithTheLastAcknowledgementAndIdleCostsNothing
     link.OnPacket(last.data(), static_cast<int>(last.size()));
     EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
     EXPECT_FALSE(link.Pump());
+}
+
+TEST(FrameLink, AnAcknowledgementThatFindsManyPacketsDueSendsThemAll) {
+    CVirtualClock clock;
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    const std::string frame(16 * session::kPayloadLen, 'x');
+    ASSERT_TRUE(link.QueueFrame(frame.data(), static_cast<int>(frame.size())));
+    const auto leave = [&link] {
+        int count = 0;
+        while (session_wire::IsData(link.TakeLeft())) ++count;
+        return count;
+    };
+    EXPECT_EQ(leave(), 16);
+    clock.Advance(200);
+    const std::string ack = session_wire::Ack(0);
+    link.OnPacket(ack.data(), static_cast<int>(ack.size()));
+    EXPECT_EQ(leave(), 15) << "a pass sends four at most, so passes repeat";
+}
+
+TEST(FrameLink, OnlyTheLastCallbackTellsWhetherTheApplicationIsQuick) {
+    CBasicCallPace<CHandClock> pace;
+    const auto quickAfter = [&pace](int us) {
+        pace.Measure([us] { CHandClock::s_now += std::chrono::microseconds(us); });
+        return pace.WasQuick();
+    };
+    EXPECT_FALSE(pace.WasQuick()) << "nothing known yet";
+    EXPECT_TRUE(quickAfter(100));
+    EXPECT_FALSE(quickAfter(101));
+    EXPECT_TRUE(quickAfter(0));
 }
 
 TEST(FrameLink, WhileHeldFramesWaitButAcknowledgementsLeave) {

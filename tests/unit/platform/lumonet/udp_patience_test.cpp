@@ -1,18 +1,13 @@
 #include "platform/lumonet/udp_patience.h"
 
+#include "support/hand_clock.h"
+
 #include <gtest/gtest.h>
 
 namespace {
 
 using std::chrono::microseconds;
 
-/// Stands still until a look or a sleep moves it.
-struct CHandClock {
-    using duration = microseconds;
-    using time_point = std::chrono::time_point<CHandClock, duration>;
-    static time_point now() { return s_now; }
-    static inline time_point s_now{};
-};
 using CPatience = CBasicReceivePatience<CHandClock>;
 
 struct CLooker {
