@@ -2,6 +2,7 @@
 #include "tools/lumo/commands/demo_command.h"
 #include "tools/lumo/commands/dump_command.h"
 #include "tools/lumo/commands/helper_commands.h"
+#include "tools/lumo/commands/probe_command.h"
 #include "tools/lumo/commands/receive_command.h"
 #include "tools/lumo/commands/send_command.h"
 #include "tools/lumo/commands/transfer_options.h"
@@ -24,6 +25,7 @@ int main(int argc, char** argv) {
         app.require_subcommand(1);
         lumo::AddSendCommand(app, exitCode);
         lumo::AddReceiveCommand(app, exitCode);
+        lumo::AddProbeCommand(app, exitCode);
         lumo::AddDumpCommand(app, exitCode);
 #ifdef LUMO_HAS_MCU_COMMAND
         AddMcuCommand(app, exitCode);

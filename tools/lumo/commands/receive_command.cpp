@@ -1,7 +1,7 @@
 #include "tools/lumo/commands/receive_command.h"
 
 #include "tools/lumo/commands/transfer_options.h"
-#include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/receive_paths.h"
 #include "tools/lumo/transfer/disk_file.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
@@ -16,8 +16,6 @@
 
 namespace lumo {
 namespace {
-
-constexpr size_t kInboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
 
 struct ReceiveCommand {
     TransferOptions common;
@@ -38,7 +36,7 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
     return std::make_unique<CFileFolder>(std::move(folder), command.force);
 }
 
-ProgressView ViewOf(const ReceiveProgress& progress, const CRelayLink& link) {
+ProgressView ViewOf(const ReceiveProgress& progress, const CReceivePaths& paths) {
     ProgressView view;
     view.words = progress.state == ReceiveState::Waiting     ? "waiting for the sender"
                  : progress.state == ReceiveState::Receiving ? "receiving"
@@ -49,7 +47,8 @@ ProgressView ViewOf(const ReceiveProgress& progress, const CRelayLink& link) {
     view.details["arrived_bytes"] = progress.arrivedBytes;
     view.details["files"] = progress.files;
     view.details["files_done"] = progress.filesDone;
-    view.details["reconnects"] = link.Remakes();
+    view.details["reconnects"] = paths.Remakes();
+    view.details["path"] = paths.PathText();
     return view;
 }
 
@@ -71,12 +70,12 @@ bool CopyToStdout(const CReceiveEngine& engine, std::string& problem) {
     return false;
 }
 
-void ReportFiles(const CReceiveEngine& engine, CProgressPrinter& printer) {
+void ReportFiles(const CReceiveEngine& engine, const std::string& path, CProgressPrinter& printer) {
     for (const IncomingFile& file : engine.Files()) {
         const bool done = file.phase == IncomingFile::Phase::Done;
         if (done)
             printer.Note(Printable(file.offer.name) + "  " + BytesText(static_cast<double>(file.offer.size)) +
-                         "  verified");
+                         "  verified, " + path);
         printer.Event({{"event", "file"},
                        {"name", file.offer.name},
                        {"bytes", file.offer.size},
@@ -86,11 +85,11 @@ void ReportFiles(const CReceiveEngine& engine, CProgressPrinter& printer) {
     }
 }
 
-int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, bool interrupted, uint64_t milliseconds,
-           CProgressPrinter& printer) {
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const std::string& path, bool interrupted,
+           uint64_t milliseconds, CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
-    ReportFiles(engine, printer);
+    ReportFiles(engine, path, printer);
     if (engine.State() == ReceiveState::Done) {
         const bool copied = !command.ToStdout() || CopyToStdout(engine, problem);
         code = copied ? kExitDone : kExitFailed;
@@ -110,6 +109,7 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, bool int
                    {"result", result},
                    {"exit", code},
                    {"problem", problem},
+                   {"path", path},
                    {"bytes", progress.heldBytes},
                    {"arrived_bytes", progress.arrivedBytes},
                    {"seconds", static_cast<double>(milliseconds) / 1000},
@@ -118,42 +118,49 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, bool int
     return code;
 }
 
+void ShowPath(const std::string& path, CProgressPrinter& printer) {
+    printer.Note("path: " + path);
+    printer.Event({{"event", "path"}, {"path", path}});
+}
+
 int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& folder, CToolLoop& loop,
           CProgressPrinter& printer) {
-    CLocalMcu library;
-    if (!library.Ok()) {
+    CPeerHost host(command.common.ToPeers(route, static_cast<uint32_t>(RandomID() >> 32) | 1U));
+    if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
         return kExitFailed;
     }
-    CInbox inbox(kMaxDownstreamFrame, kInboxBytes);
-    CSubscribeLink link(route, inbox);
+    CReceivePaths paths(command.common.Path(), route, host, CToolLoop::Now());
     CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
     uint64_t begun = 0;  // when the first word of a sender came
     std::string frame;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
-        while (inbox.Pop(frame)) {
+        const PathEvent event = paths.Poll(now);
+        if (event == PathEvent::Ready) engine.OnLinkReady();
+        if (event == PathEvent::Changed) {
+            engine.OnLinkChanged();
+            ShowPath(paths.PathText(), printer);
+        }
+        while (paths.Pop(frame)) {
             if (!engine.OnFrame(frame.data(), frame.size(), now)) continue;
-            link.OnSignOfLife(now);
+            paths.OnSignOfLife(now);
             if (begun == 0) begun = now;
         }
-        if (link.Poll(now)) engine.OnLinkReady();
-        const uint64_t wait = engine.Tick(now, link);
-        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), link));
+        const uint64_t wait = engine.Tick(now, paths);
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), paths));
         if (engine.Over()) break;
-        loop.Wait(inbox.WakeFd(), wait);
-        inbox.Rest();
+        loop.Wait(paths.WakeFd(), wait);
+        paths.Rest();
     }
     const uint64_t took = begun == 0 ? 0 : CToolLoop::Now() - begun;
+    const std::string path = paths.PathText();
     const ByeReason reason = loop.Interrupted()                     ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
-    engine.Leave(link, reason);
-    engine.Leave(link, reason);  // leaves the queue once the first has arrived
-    DrainLink(link, loop);
-    link.Close();
-    return Finish(command, engine, loop.Interrupted(), took, printer);
+    SayGoodbye(engine, paths, paths, reason, loop, {&paths});
+    return Finish(command, engine, path, loop.Interrupted(), took, printer);
 }
 
 int Run(const ReceiveCommand& command) {

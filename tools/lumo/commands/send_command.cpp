@@ -1,7 +1,7 @@
 #include "tools/lumo/commands/send_command.h"
 
 #include "tools/lumo/commands/transfer_options.h"
-#include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/send_paths.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/transfer/send_engine.h"
@@ -16,7 +16,6 @@
 namespace lumo {
 namespace {
 
-constexpr size_t kInboxBytes = 8 * 1024 * 1024;
 constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
 
 struct SendCommand {
@@ -68,18 +67,18 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
     return true;
 }
 
-ProgressView ViewOf(const SendProgress& progress, const CRelayLink& link) {
+ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
     view.words = preparing             ? "hashing"
-                 : !link.EverTaken()   ? "waiting for the relay server"
+                 : !paths.EverTaken()  ? "waiting for the relay server"
                  : progress.alive == 0 ? "waiting for receivers"
                                        : "sending";
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;
     view.details["sent_bytes"] = progress.sentBytes;
-    view.details["reconnects"] = link.Remakes();
+    view.details["reconnects"] = paths.Remakes();
     view.details["receivers"] = {{"alive", progress.alive},
                                  {"unfinished", progress.unfinished},
                                  {"complete", progress.complete},
@@ -89,7 +88,8 @@ ProgressView ViewOf(const SendProgress& progress, const CRelayLink& link) {
 
 void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
     const std::string channel = std::to_string(route.channel);
-    const std::string line = "lumo receive " + channel + " --mcu " + route.mcu.Text();
+    std::string line = "lumo receive " + channel + " --mcu " + route.mcu.Text();
+    if (!command.common.path.empty()) line += " --path " + command.common.path;
     if (printer.Mode() == ProgressMode::Json) {
         printer.Event({{"event", "ready"}, {"channel", route.channel}, {"command", line}});
     } else if (!command.common.quiet || command.channel.empty()) {
@@ -98,7 +98,18 @@ void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrin
     }
 }
 
-int Finish(const SendCommand& command, const CSendEngine& engine, const CRelayLink& link, bool interrupted,
+/// Which ways carried the files: "1 direct 10.0.1.2:40112, 2 relay 10.0.0.1:7000".
+std::string PathsOf(const SendProgress& progress, const CSendPaths& paths) {
+    std::string text;
+    for (const size_t lane : {kDirectLane, kRelayLane}) {
+        const uint32_t count = progress.completeByLane.at(lane);
+        if (count == 0) continue;
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + paths.PathText(lane);
+    }
+    return text;
+}
+
+int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPaths& paths, bool interrupted,
            CProgressPrinter& printer) {
     const SendProgress progress = engine.Progress(CToolLoop::Now());
     int code = kExitFailed;
@@ -107,14 +118,14 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CRelayLi
         code = kExitDone;
         result = "done";
         printer.Note(std::to_string(progress.complete) + " receiver" + (progress.complete == 1 ? " has" : "s have") +
-                     " the whole of it, verified");
+                     " the whole of it, verified: " + PathsOf(progress, paths));
     } else if (interrupted) {
         result = "interrupted";
         printer.Error("interrupted");
     } else if (engine.State() == SendState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
-        printer.Error(link.EverTaken() ? "nobody came to receive" : kNoRelay);
+        printer.Error(paths.EverTaken() ? "nobody came to receive" : kNoRelay);
     } else {
         printer.Error(Printable(engine.Problem()));
     }
@@ -122,6 +133,7 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CRelayLi
                    {"result", result},
                    {"exit", code},
                    {"complete", progress.complete},
+                   {"paths", PathsOf(progress, paths)},
                    {"failed", progress.failed},
                    {"sent_bytes", progress.sentBytes}});
     return code;
@@ -134,38 +146,39 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     options.keep = command.keep;
     options.waitMs = command.common.WaitMs();
     options.bytesPerSecond = command.rate;
-    CLocalMcu library;
-    if (!library.Ok()) {
+    CPeerHost host(command.common.ToPeers(route, SenderUser(route.channel)));
+    if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
         return kExitFailed;
     }
-    CInbox inbox(kMaxUpstreamFrame, kInboxBytes);
-    CPublishLink link(route, inbox);
+    CSendPaths paths(command.common.Path(), route, host);
     CSendEngine engine(RandomID(), std::move(sources), options);
     std::string frame;
+    size_t lane = 0;
     bool hinted = false;
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
-        while (inbox.Pop(frame)) {
-            if (engine.OnFrame(frame.data(), frame.size(), now)) link.OnSignOfLife(now);
+        while (paths.Pop(frame, lane)) {
+            if (engine.OnFrame(frame.data(), frame.size(), now, lane)) paths.OnSignOfLife(lane, now);
         }
-        if (link.Poll(now)) engine.OnLinkReady();
-        if (!hinted && !link.EverTaken() && link.Remakes() > 0) {
+        const auto fresh = paths.Poll(now);
+        for (lane = 0; lane < kMaxLanes; ++lane) {
+            if (fresh.at(lane)) engine.OnLinkReady(lane);
+        }
+        if (!hinted && paths.TurnedAway()) {
             printer.Note(kNoRelay);
             hinted = true;
         }
-        const uint64_t wait = engine.Tick(now, link);
-        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), link));
-        loop.Wait(inbox.WakeFd(), wait);
-        inbox.Rest();
+        const uint64_t wait = engine.Tick(now, paths.Links());
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), paths));
+        loop.Wait(paths.WakeFd(), wait);
+        paths.Rest();
     }
     const bool failed = engine.State() == SendState::Failed;
     const ByeReason reason = loop.Interrupted() ? ByeReason::Interrupted : failed ? ByeReason::Failed : ByeReason::Done;
-    engine.Leave(link, reason);
-    engine.Leave(link, reason);  // leaves the queue once the first has arrived
-    DrainLink(link, loop);
-    link.Close();
-    return Finish(command, engine, link, loop.Interrupted(), printer);
+    const LaneLinks links = paths.Links();
+    SayGoodbye(engine, links, paths, reason, loop, {links[kRelayLane], links[kDirectLane]});
+    return Finish(command, engine, paths, loop.Interrupted(), printer);
 }
 
 int Run(const SendCommand& command) {

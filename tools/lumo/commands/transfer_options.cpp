@@ -1,7 +1,5 @@
 #include "tools/lumo/commands/transfer_options.h"
 
-#include "tools/lumo/net/loop.h"
-
 #include <cstdlib>
 
 namespace lumo {
@@ -13,6 +11,14 @@ void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
     command.add_option("--proxy", proxy,
                        "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                        "LUMO_PROXY_PASSWORD may hold the password");
+    command
+        .add_option(
+            "--path", path,
+            "auto: straight from host to host where that is possible, else through the relay; p2p and p2p-tcp: "
+            "only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near relay")
+        ->check(CLI::IsMember({"auto", "p2p", "p2p-tcp", "relay"}));
+    command.add_flag("--forwarded", forwarded,
+                     "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
     command.add_option("--wait", waitSeconds, "Seconds to wait while nobody is there")
         ->check(CLI::Range(0.1, 1e9))
         ->capture_default_str();
@@ -43,12 +49,30 @@ bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& 
 
 uint32_t ParseChannel(const std::string& text) { return static_cast<uint32_t>(ParseNumber(text, UINT32_MAX)); }
 
-void DrainLink(CRelayLink& link, CToolLoop& loop) {
+PathChoice TransferOptions::Path() const {
+    if (path == "p2p") return PathChoice::P2P;
+    if (path == "p2p-tcp") return PathChoice::P2PTcp;
+    const bool usual = path.empty() && proxy.empty() && nearMcu.empty();
+    return usual || path == "auto" ? PathChoice::Auto : PathChoice::Relay;
+}
+
+PeerOptions TransferOptions::ToPeers(const RelayRoute& route, uint32_t userID) const {
+    PeerOptions options;
+    options.peers = UsesPeers(Path());
+    options.forwarded = forwarded;
+    options.userID = userID;
+    options.mcu = route.mcu;
+    options.proxy = route.proxy;
+    return options;
+}
+
+void DrainLink(const ILinkOut* link, CToolLoop& loop) {
     constexpr uint64_t kMostMs = 2000, kStepMs = 5, kGraceMs = 100;
+    if (!link) return;
     const uint64_t start = CToolLoop::Now();
-    while (link.Ready() && link.Queued() > 0 && CToolLoop::Now() - start < kMostMs) loop.Wait(-1, kStepMs);
+    while (link->Ready() && link->Queued() > 0 && CToolLoop::Now() - start < kMostMs) loop.Wait(-1, kStepMs);
     // Over TCP the last bytes are in the kernel now; closing at once with something unread would discard them.
-    if (link.Ready()) loop.Wait(-1, kGraceMs);
+    if (link->Ready()) loop.Wait(-1, kGraceMs);
 }
 
 }  // namespace lumo

@@ -1,12 +1,17 @@
 // What `lumo send` and `lumo receive` have in common on the command line and at their end.
 #pragma once
 
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/path_choice.h"
+#include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/relay_link.h"
+#include "tools/lumo/transfer/messages.h"
 #include "tools/lumo/ui/progress.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
 namespace lumo {
@@ -18,12 +23,17 @@ struct TransferOptions {
     std::string nearMcu;  ///< receivers only
     bool tcp = false;
     std::string proxy;
+    std::string path;  ///< as typed; empty: the usual choice
+    bool forwarded = false;
     double waitSeconds = 0;
     bool json = false;
     bool quiet = false;
 
     void AddTo(CLI::App& command, double defaultWait);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
+    /// Through a proxy or a nearer server only the relay is usual: who names one of these wants to go by it.
+    PathChoice Path() const;
+    PeerOptions ToPeers(const RelayRoute& route, uint32_t userID) const;
     /// Checks and resolves everything; false with the problem to show and the code to exit with.
     bool ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const;
 
@@ -34,8 +44,18 @@ private:
 /// Decimal, 1 to 4294967295; 0 when it is not.
 uint32_t ParseChannel(const std::string& text);
 
-/// Waits until what was queued has been taken by the relay, two seconds at most, so that a goodbye gets out. The last
-/// frame queued must be one that may be lost.
-void DrainLink(CRelayLink& link, class CToolLoop& loop);
+/// Waits until what was queued has been taken by the far side, two seconds at most, so that a goodbye gets out. The
+/// last frame queued must be one that may be lost.
+void DrainLink(const ILinkOut* link, CToolLoop& loop);
+
+/// Says the engine's goodbye on its links and waits for it to leave; then the paths are closed.
+template <class Engine, class Links, class Paths>
+void SayGoodbye(Engine& engine, Links&& links, Paths& paths, ByeReason reason, CToolLoop& loop,
+                std::initializer_list<const ILinkOut*> all) {
+    engine.Leave(links, reason);
+    engine.Leave(links, reason);  // leaves the queue once the first has arrived
+    for (const ILinkOut* link : all) DrainLink(link, loop);
+    paths.Close();
+}
 
 }  // namespace lumo

@@ -10,8 +10,20 @@ namespace {
 constexpr size_t kFrameCost = 64;  // bytes that even an empty frame occupies
 }
 
-CInbox::CInbox(int maxFrame, size_t maxBytes)
-    : m_nMaxFrame(maxFrame), m_nMaxBytes(maxBytes), m_wake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+CWake::CWake() : m_event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+void CWake::Wake() {
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t put = write(m_event.Get(), &one, sizeof one);
+}
+
+void CWake::Rest() {
+    uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = read(m_event.Get(), &count, sizeof count);
+}
+
+CInbox::CInbox(CWake& wake, int maxFrame, size_t maxBytes)
+    : m_nMaxFrame(maxFrame), m_nMaxBytes(maxBytes), m_wake(wake) {}
 
 void CInbox::Push(const void* data, int length) {
     if (!data || length <= 0 || length > m_nMaxFrame) return;
@@ -24,7 +36,7 @@ void CInbox::Push(const void* data, int length) {
         m_frames.emplace_back(static_cast<const char*>(data), static_cast<size_t>(length));
         m_nBytes += cost;
     }
-    if (first) Wake();
+    if (first) m_wake.Wake();
 }
 
 void CInbox::Accept() {
@@ -32,7 +44,7 @@ void CInbox::Accept() {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_bAccepted = true;
     }
-    Wake();
+    m_wake.Wake();
 }
 
 bool CInbox::Pop(std::string& frame) {
@@ -49,16 +61,6 @@ bool CInbox::TakeAccepted() {
     const bool accepted = m_bAccepted;
     m_bAccepted = false;
     return accepted;
-}
-
-void CInbox::Wake() {
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t put = write(m_wake.Get(), &one, sizeof one);
-}
-
-void CInbox::Rest() {
-    uint64_t count = 0;
-    [[maybe_unused]] const ssize_t got = read(m_wake.Get(), &count, sizeof count);
 }
 
 }  // namespace lumo

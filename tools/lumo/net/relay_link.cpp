@@ -1,79 +1,8 @@
 #include "tools/lumo/net/relay_link.h"
 
 namespace lumo {
-namespace {
 
-/// The publisher's channel: what subscribers send goes to the inbox.
-class CPublishChannel : public CFileChannel {
-public:
-    CPublishChannel(uint32_t id, CInbox& inbox) : CFileChannel(id), m_inbox(inbox) {}
-    void OnFileSinkData(const void* data, int length) override { m_inbox.Push(data, length); }
-
-private:
-    CInbox& m_inbox;
-};
-
-/// A receiver's local channel only carries frames up; nobody is to subscribe to it.
-class CUpstreamChannel : public CFileChannel {
-public:
-    using CFileChannel::CFileChannel;
-    void OnFileSinkData(const void*, int) override {}
-};
-
-}  // namespace
-
-CRelayLink::CRelayLink(const RelayRoute& route, CInbox& inbox) : m_route(route), m_inbox(inbox) {}
-
-CRelayLink::~CRelayLink() = default;
-
-void CRelayLink::OpenChannel(std::unique_ptr<CFileChannel> channel) {
-    m_pChannel = std::move(channel);
-    m_pChannel->Connect();
-}
-
-void CRelayLink::CloseChannel() {
-    m_pChannel->ReleaseConnections();
-    m_pChannel.reset();
-}
-
-bool CRelayLink::Poll(uint64_t now) {
-    if (m_bClosed) return false;
-    const bool accepted = m_inbox.TakeAccepted() && m_policy.IsUp();
-    if (accepted) {
-        m_policy.OnAccepted(now);
-        m_bEverTaken = true;
-    }
-    if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
-        m_ullPolledMs = now;
-        m_bLost = IsDisconnected();
-    }
-    switch (m_policy.Poll(now, m_bLost)) {
-        case LinkAction::None:
-            break;
-        case LinkAction::Create:
-            m_ullPolledMs = now;
-            m_bLost = !Create();
-            ++m_nMade;
-            break;
-        case LinkAction::Release:
-            Release();
-            m_inbox.TakeAccepted();  // one of the released connection means nothing any more
-            return false;
-    }
-    return accepted;
-}
-
-void CRelayLink::Close() {
-    if (m_bClosed) return;
-    m_bClosed = true;
-    Release();
-}
-
-uint32_t CRelayLink::Queued() const { return static_cast<uint32_t>(m_pChannel->GetBufferingFrameCount()); }
-
-void CRelayLink::Send(const char* data, int length) { m_pChannel->OnFileChannelData(data, length); }
-
-CPublishLink::CPublishLink(const RelayRoute& route, CInbox& inbox) : CRelayLink(route, inbox) {
+CPublishLink::CPublishLink(const RelayRoute& route, CInbox& inbox) : CChannelLink(inbox, LinkTimes()), m_route(route) {
     OpenChannel(std::make_unique<CPublishChannel>(route.channel, inbox));
 }
 
@@ -83,7 +12,7 @@ CPublishLink::~CPublishLink() {
 }
 
 bool CPublishLink::Create() {
-    const RelayRoute& to = Route();
+    const RelayRoute& to = m_route;
     const auto& ips = to.mcu.ips;
     m_pSender = to.tcp ? CreateFileSenderTCP(*this, to.channel, ips[0], ips[1], ips[2], to.mcu.port,
                                              static_cast<int>(to.proxy.type), to.proxy.host.c_str(), to.proxy.port,
@@ -97,7 +26,8 @@ void CPublishLink::Release() {
     m_pSender = nullptr;
 }
 
-CSubscribeLink::CSubscribeLink(const RelayRoute& route, CInbox& inbox) : CRelayLink(route, inbox) {
+CSubscribeLink::CSubscribeLink(const RelayRoute& route, CInbox& inbox)
+    : CChannelLink(inbox, LinkTimes()), m_route(route) {
     OpenChannel(std::make_unique<CUpstreamChannel>(route.channel));
 }
 
@@ -107,7 +37,7 @@ CSubscribeLink::~CSubscribeLink() {
 }
 
 bool CSubscribeLink::Create() {
-    const RelayRoute& to = Route();
+    const RelayRoute& to = m_route;
     const auto& far = to.mcu.ips;
     const auto& near = to.nearMcu.ips;
     m_pReceiver =

@@ -9,19 +9,26 @@ namespace lumo {
 
 enum class LinkAction { None, Create, Release };
 
+/// Milliseconds.
+struct LinkTimes {
+    uint64_t silence = 3000;
+    uint64_t unaccepted = 3000;  ///< silence before the far side has taken us
+    std::array<uint64_t, 6> pauses = {200, 500, 1000, 2000, 4000, 5000};
+};
+
 /// The library gives up only after minutes of silence; files should go on seconds after a relay has come back. One
 /// thread.
 class CLinkPolicy {
 public:
-    static constexpr uint64_t kSilenceMs = 3000;
     /// A path that carries one block in more than 3 s must not be given up for ever: each vain attempt waits longer.
     static constexpr uint64_t kMaxSilenceMs = 12000;
-    static constexpr std::array<uint64_t, 6> kPausesMs = {200, 500, 1000, 2000, 4000, 5000};
+
+    explicit CLinkPolicy(const LinkTimes& times = LinkTimes()) : m_times(times), m_ullSilenceMs(times.silence) {}
 
     /// A frame of the other side has come.
     void OnSignOfLife(uint64_t now) {
         m_ullLifeMs = now;
-        m_ullSilenceMs = kSilenceMs;
+        m_ullSilenceMs = m_times.silence;
         m_nPause = 0;
     }
     /// The relay has taken us.
@@ -38,21 +45,23 @@ public:
             m_ullLifeMs = now;
             return LinkAction::Create;
         }
-        if (!disconnected && now - m_ullLifeMs <= m_ullSilenceMs) return LinkAction::None;
+        const uint64_t patience = m_bAccepted ? m_ullSilenceMs : std::max(m_ullSilenceMs, m_times.unaccepted);
+        if (!disconnected && now - m_ullLifeMs <= patience) return LinkAction::None;
         m_bUp = false;
         if (!disconnected) m_ullSilenceMs = std::min(2 * m_ullSilenceMs, kMaxSilenceMs);
-        m_ullCreateMs = now + kPausesMs[m_bAccepted && !disconnected ? 0 : m_nPause];
-        m_nPause = std::min(m_nPause + 1, kPausesMs.size() - 1);
+        m_ullCreateMs = now + m_times.pauses.at(m_bAccepted && !disconnected ? 0 : m_nPause);
+        m_nPause = std::min(m_nPause + 1, m_times.pauses.size() - 1);
         return LinkAction::Release;
     }
     bool IsUp() const { return m_bUp; }
     bool IsAccepted() const { return m_bUp && m_bAccepted; }
 
 private:
+    LinkTimes m_times;
     bool m_bUp = false;
     bool m_bAccepted = false;
     uint64_t m_ullLifeMs = 0;
-    uint64_t m_ullSilenceMs = kSilenceMs;
+    uint64_t m_ullSilenceMs;
     uint64_t m_ullCreateMs = 0;
     size_t m_nPause = 0;
 };

@@ -49,6 +49,11 @@ public:
     uint64_t Tick(uint64_t now, ILinkOut& link);
     /// The link was made anew: the sender must hear of us.
     void OnLinkReady() { m_bReportDue = true; }
+    /// Another channel from here on: it counts its blocks by itself.
+    void OnLinkChanged() {
+        m_ullSerial = 0;
+        m_bReportDue = true;
+    }
     /// Says goodbye and writes down what is there.
     void Leave(ILinkOut& link, ByeReason reason);
 

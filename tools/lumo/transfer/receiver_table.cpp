@@ -33,29 +33,35 @@ bool CReceiverTable::MakeRoom(uint64_t now) {
     return true;
 }
 
-void CReceiverTable::Sweep(uint64_t now, uint64_t lastSerial) {
+void CReceiverTable::Sweep(uint64_t now, size_t lane, uint64_t lastSerial) {
     for (auto& [id, entry] : m_entries) {
+        if (entry.lane != lane) continue;
         if (!Alive(entry, now)) entry.lacking.Clear();
         if (entry.serial >= lastSerial) entry.movedMs = now;
     }
 }
 
-uint64_t CReceiverTable::Slowest(uint64_t now, uint64_t lastSerial) const {
+uint64_t CReceiverTable::Slowest(uint64_t now, size_t lane, uint64_t lastSerial) const {
     uint64_t slowest = lastSerial;
     for (const auto& [id, entry] : m_entries) {
-        if (Alive(entry, now) && now - entry.movedMs < kReceiverStuckMs) slowest = std::min(slowest, entry.serial);
+        const bool counts = entry.lane == lane && Alive(entry, now) && now - entry.movedMs < kReceiverStuckMs;
+        if (counts) slowest = std::min(slowest, entry.serial);
     }
     return slowest;
 }
 
-uint32_t CReceiverTable::NextLacking(uint32_t from) const {
+uint32_t CReceiverTable::NextLacking(size_t lane, uint32_t from) const {
     uint32_t next = CBlockRanges::kNone;
-    for (const auto& [id, entry] : m_entries) next = std::min(next, entry.lacking.NextFrom(from));
+    for (const auto& [id, entry] : m_entries) {
+        if (entry.lane == lane) next = std::min(next, entry.lacking.NextFrom(from));
+    }
     return next;
 }
 
-void CReceiverTable::OnSent(uint32_t block) {
-    for (auto& [id, entry] : m_entries) entry.lacking.Remove(block);
+void CReceiverTable::OnSent(size_t lane, uint32_t block) {
+    for (auto& [id, entry] : m_entries) {
+        if (entry.lane == lane) entry.lacking.Remove(block);
+    }
 }
 
 }  // namespace lumo

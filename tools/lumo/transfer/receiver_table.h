@@ -25,7 +25,8 @@ private:
 
 struct CReceiverEntry {
     uint64_t heardMs = 0;
-    uint64_t serial = 0;   ///< all blocks up to this one have reached it or never will
+    size_t lane = 0;       ///< where it was heard last, and is served
+    uint64_t serial = 0;   ///< all blocks of that lane up to this one have reached it or never will
     uint64_t movedMs = 0;  ///< when the serial last rose, or had no reason to
     ReceiverState state = ReceiverState::Waiting;
     Failure failure = Failure::None;
@@ -51,14 +52,14 @@ public:
     static bool Alive(const CReceiverEntry& entry, uint64_t now) {
         return !entry.left && now - entry.heardMs < kReceiverSilentMs;
     }
-    /// Takes note of time: who is silent asks for nothing any more, who has caught up is not stuck.
-    void Sweep(uint64_t now, uint64_t lastSerial);
-    /// The serial of the slowest one that holds the pace; `lastSerial` when nobody does.
-    uint64_t Slowest(uint64_t now, uint64_t lastSerial) const;
-    /// The lowest block at or after `from` that anybody lacks; CBlockRanges::kNone when there is none.
-    uint32_t NextLacking(uint32_t from) const;
-    /// A block has left: it is on its way to all.
-    void OnSent(uint32_t block);
+    /// Takes note of time: who is silent asks for nothing any more, who has caught up with his lane is not stuck.
+    void Sweep(uint64_t now, size_t lane, uint64_t lastSerial);
+    /// The serial of the lane's slowest one that holds the pace; `lastSerial` when nobody does.
+    uint64_t Slowest(uint64_t now, size_t lane, uint64_t lastSerial) const;
+    /// The lowest block at or after `from` that anybody on the lane lacks; CBlockRanges::kNone when there is none.
+    uint32_t NextLacking(size_t lane, uint32_t from) const;
+    /// A block has left: it is on its way to all of the lane.
+    void OnSent(size_t lane, uint32_t block);
 
     const std::map<uint64_t, CReceiverEntry>& Entries() const { return m_entries; }
     std::map<uint64_t, CReceiverEntry>& Entries() { return m_entries; }

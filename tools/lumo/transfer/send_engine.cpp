@@ -23,12 +23,12 @@ void CutAt(uint32_t blocks, std::vector<BlockRange>& ranges) {
 
 }  // namespace
 
-bool CSendEngine::OnFrame(const char* data, size_t length, uint64_t now) {
+bool CSendEngine::OnFrame(const char* data, size_t length, uint64_t now, size_t lane) {
     Message message;
     if (length > static_cast<size_t>(kMaxUpstreamFrame) || Decode(data, length, message) != DecodeResult::Ok)
         return false;
     if (auto* status = std::get_if<Status>(&message.body)) {
-        OnStatus(message.transfer, *status, now);
+        OnStatus(message.transfer, *status, now, lane);
     } else if (const auto* bye = std::get_if<ReceiverBye>(&message.body)) {
         OnBye(*bye, now);
     } else {
@@ -37,25 +37,27 @@ bool CSendEngine::OnFrame(const char* data, size_t length, uint64_t now) {
     return true;
 }
 
-void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now) {
+void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size_t index) {
     CReceiverEntry* entry = m_receivers.FindOrAdd(status.receiver, now);
     if (!entry) return;
-    const bool fresh = entry->heardMs == 0 || !CReceiverTable::Alive(*entry, now);
+    CSendLane& lane = m_lanes.at(index);
+    const bool fresh = entry->heardMs == 0 || entry->lane != index || !CReceiverTable::Alive(*entry, now);
     const bool ours = transfer == m_ullTransfer;
     entry->heardMs = now;
     entry->left = false;
     if (fresh) {
-        // Nothing sent before it came is owed to it.
-        entry->serial = m_sent.Last();
+        // Nothing sent there before it came is owed to it.
+        entry->lane = index;
+        entry->serial = lane.sent.Last();
         entry->movedMs = now;
-        m_bBeaconDue = true;
+        lane.beaconDue = true;
     }
     if (!ours) {  // it has not heard of this transfer, or still holds to another
-        m_bBeaconDue = m_bBeaconDue || !fresh;
+        lane.beaconDue = lane.beaconDue || !fresh;
         entry->lacking.Clear();
         return;
     }
-    const uint64_t serial = std::min(status.serial, m_sent.Last());
+    const uint64_t serial = std::min(status.serial, lane.sent.Last());
     if (serial > entry->serial) {
         entry->serial = serial;
         entry->movedMs = now;
@@ -68,16 +70,18 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now) {
     entry->offers = status.offers;
     CutAt(m_nBlocks, status.lacking);
     entry->lacking = CBlockRanges(std::move(status.lacking));
-    m_sent.Subtract(serial, entry->lacking);
+    lane.sent.Subtract(serial, entry->lacking);
 }
 
 void CSendEngine::NoteEnd(uint64_t id, CReceiverEntry& entry, const Status& status) {
     const bool complete = status.state == ReceiverState::Complete;
     const bool failed = status.state == ReceiverState::Failed;
     if (!complete && !failed) return;
-    if (m_confirms.size() < kMaxReceivers) m_confirms.push_back(id);
+    std::vector<uint64_t>& confirms = m_lanes.at(entry.lane).confirms;
+    if (confirms.size() < kMaxReceivers) confirms.push_back(id);
     if (entry.state == status.state) return;  // said before
     m_nComplete += complete;
+    m_completeByLane.at(entry.lane) += complete;
     m_nFailed += failed;
     if (failed) m_lastFailure = status.failure;
 }
@@ -120,105 +124,39 @@ void CSendEngine::Number() {
     }
     m_nBlocks = static_cast<uint32_t>(blocks);
     m_state = SendState::Serving;
-    m_bBeaconDue = true;
+    for (CSendLane& lane : m_lanes) lane.beaconDue = true;
 }
 
-uint64_t CSendEngine::Tick(uint64_t now, ILinkOut& link) {
+uint64_t CSendEngine::Tick(uint64_t now, const LaneLinks& links) {
     if (!m_bStarted) {
         m_bStarted = true;
         m_ullAliveMs = now;
     }
     if (m_state == SendState::Preparing) Prepare();
     if (Over()) return 0;
-    m_receivers.Sweep(now, m_sent.Last());
-    m_pace.Update(now, link.Queued());
-    if (link.Ready()) {
-        const uint64_t since = now - m_ullBeaconMs;
-        if (since >= kHeartbeatMs || (m_bBeaconDue && since >= kReportGapMs)) SendBeacon(now, link);
-        if (!m_confirms.empty()) SendConfirm(link);
+    uint64_t wait = kHeartbeatMs / 10;
+    for (size_t i = 0; i < kMaxLanes; ++i) {
+        if (links.at(i)) wait = std::min(wait, TickLane(now, i, *links.at(i)));
     }
     if (m_state == SendState::Preparing) return 0;
-    if (link.Ready()) SendOffers(now, link);
-    const bool more = link.Ready() && SendBlocks(now, link);
     CheckEnd(now);
-    if (more || Over()) return 0;
-    if (!link.Ready() || m_bBeaconDue) return kReportGapMs;
-    if (m_receivers.NextLacking(0) != CBlockRanges::kNone) return 1;  // waits for the queue, the lead or the rate
-    return kHeartbeatMs / 10;
+    return Over() ? 0 : wait;
 }
 
-void CSendEngine::SendBeacon(uint64_t now, ILinkOut& link) {
-    Beacon beacon;
-    beacon.serial = m_sent.Last();
-    if (m_state == SendState::Serving) {
-        beacon.state = SenderState::Serving;
-        beacon.files = static_cast<uint32_t>(m_files.size());
-        beacon.blocks = m_nBlocks;
-        beacon.bytes = m_ullBytes;
-    }
-    link.Send(Encode({m_ullTransfer, beacon}));
-    m_bBeaconDue = false;
-    m_ullBeaconMs = now;
-}
-
-void CSendEngine::SendConfirm(ILinkOut& link) {
-    link.Send(Encode({m_ullTransfer, Confirm{m_confirms}}));
-    m_confirms.clear();
-}
-
-void CSendEngine::SendOffers(uint64_t now, ILinkOut& link) {
-    uint32_t first = kMaxFiles;
-    for (auto& [id, entry] : m_receivers.Entries()) {
-        const bool lacks = CReceiverTable::Alive(entry, now) && entry.knowsTransfer && entry.offers < m_files.size();
-        const bool onTheirWay = entry.offers < entry.offeredEnd && now - entry.offeredMs < kOfferGapMs;
-        if (!lacks || onTheirWay) continue;
-        first = std::min(first, entry.offers);
-        entry.offeredMs = now;
-        entry.offeredEnd = std::min(static_cast<uint32_t>(m_files.size()), entry.offers + kOffersPerTurn);
-    }
-    const size_t end = std::min<size_t>(m_files.size(), size_t{first} + kOffersPerTurn);
-    for (size_t i = first; i < end; ++i) {
-        Offer offer;
-        offer.index = static_cast<uint32_t>(i);
-        offer.firstBlock = m_firstBlocks[i];
-        offer.size = m_files[i]->Size();
-        offer.sha256 = m_files[i]->Sha256();
-        offer.name = m_files[i]->Name();
-        link.Send(Encode({m_ullTransfer, offer}));
-    }
-}
-
-bool CSendEngine::SendBlocks(uint64_t now, ILinkOut& link) {
-    const uint64_t limit = m_receivers.Slowest(now, m_sent.Last()) + kLeadBlocks;
-    for (uint32_t sent = 0; sent < kMaxQueuedFrames; ++sent) {
-        if (!m_pace.MayQueue(link.Queued()) || m_sent.Last() >= limit || !m_rate.MaySend(now)) return false;
-        uint32_t block = m_receivers.NextLacking(m_nCursor);
-        if (block == CBlockRanges::kNone) block = m_receivers.NextLacking(0);
-        if (block == CBlockRanges::kNone || !SendBlock(block, link)) return false;
-    }
-    return true;
-}
-
-bool CSendEngine::SendBlock(uint32_t block, ILinkOut& link) {
-    m_receivers.OnSent(block);
-    m_nCursor = block + 1;
-    const auto after = std::upper_bound(m_firstBlocks.begin(), m_firstBlocks.end(), block);
-    const auto index = static_cast<size_t>(after - m_firstBlocks.begin()) - 1;
-    IFileSource& file = *m_files[index];
-    const uint32_t local = block - m_firstBlocks[index];
-    char* data = m_frame.data() + kBlockHeaderLength;
-    if (!file.Read(local, data)) {
-        Fail(file);
-        return false;
-    }
-    const uint32_t length = BlockLength(file.Size(), local);
-    m_sent.Add(block);
-    PutBlockHeader(m_frame.data(), m_ullTransfer, m_sent.Last(), block, BlockChecksum(data, length));
-    link.Send(m_frame.data(), static_cast<int>(kBlockHeaderLength + length));
-    m_pace.OnQueued();
-    m_rate.OnSent(length);
-    m_ullSentBytes += length;
-    return true;
+uint64_t CSendEngine::TickLane(uint64_t now, size_t index, ILinkOut& link) {
+    CSendLane& lane = m_lanes.at(index);
+    m_receivers.Sweep(now, index, lane.sent.Last());
+    lane.pace.Update(now, link.Queued());
+    if (!link.Ready()) return kReportGapMs;
+    const uint64_t since = now - lane.beaconMs;
+    if (since >= kHeartbeatMs || (lane.beaconDue && since >= kReportGapMs)) SendBeacon(now, lane, link);
+    if (!lane.confirms.empty()) SendConfirm(lane, link);
+    if (m_state == SendState::Preparing) return 0;
+    SendOffers(now, index, link);
+    if (SendBlocks(now, index, link)) return 0;
+    if (lane.beaconDue) return kReportGapMs;
+    // Whoever lacks something waits for the queue, the lead or the rate.
+    return m_receivers.NextLacking(index, 0) != CBlockRanges::kNone ? 1 : kHeartbeatMs / 10;
 }
 
 void CSendEngine::CheckEnd(uint64_t now) {
@@ -240,9 +178,12 @@ void CSendEngine::CheckEnd(uint64_t now) {
             m_nFailed > 0 ? std::string("a receiver failed: ") + FailureText(m_lastFailure) : "too few receivers came";
 }
 
-void CSendEngine::Leave(ILinkOut& link, ByeReason reason) {
-    if (!m_confirms.empty()) SendConfirm(link);
-    link.Send(Encode({m_ullTransfer, SenderBye{reason}}));
+void CSendEngine::Leave(const LaneLinks& links, ByeReason reason) {
+    for (size_t i = 0; i < kMaxLanes; ++i) {
+        if (!links.at(i)) continue;
+        if (!m_lanes.at(i).confirms.empty()) SendConfirm(m_lanes.at(i), *links.at(i));
+        links.at(i)->Send(Encode({m_ullTransfer, SenderBye{reason}}));
+    }
 }
 
 SendProgress CSendEngine::Progress(uint64_t now) const {
@@ -254,6 +195,7 @@ SendProgress CSendEngine::Progress(uint64_t now) const {
     }
     progress.sentBytes = m_ullSentBytes;
     progress.complete = m_nComplete;
+    progress.completeByLane = m_completeByLane;
     progress.failed = m_nFailed;
     progress.lastFailure = m_lastFailure;
     uint64_t least = m_ullBytes;

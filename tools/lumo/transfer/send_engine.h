@@ -2,9 +2,7 @@
 #pragma once
 
 #include "tools/lumo/transfer/file_source.h"
-#include "tools/lumo/transfer/link_out.h"
-#include "tools/lumo/transfer/pace.h"
-#include "tools/lumo/transfer/receiver_table.h"
+#include "tools/lumo/transfer/send_lane.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,23 +29,27 @@ struct SendProgress {
     uint32_t alive = 0;
     uint32_t unfinished = 0;
     uint32_t complete = 0;
+    std::array<uint32_t, kMaxLanes> completeByLane{};
     uint32_t failed = 0;
     Failure lastFailure = Failure::None;
 };
 
-/// Serves many receivers at once: each block leaves once for all who lack it. One thread.
+/// Serves many receivers at once: on each lane a block leaves once for all who lack it there. One thread.
 class CSendEngine {
 public:
     CSendEngine(uint64_t transfer, std::vector<std::unique_ptr<IFileSource>> files, const SendOptions& options);
 
-    /// A frame from upstream, of whatever content. True when it came from a receiver.
-    bool OnFrame(const char* data, size_t length, uint64_t now);
+    /// A frame from upstream of a lane, of whatever content. True when it came from a receiver, who is served on that
+    /// lane from then on.
+    bool OnFrame(const char* data, size_t length, uint64_t now, size_t lane = 0);
     /// Sends what may leave. The result is how long nothing more will be to do, in ms; 0: call again at once.
-    uint64_t Tick(uint64_t now, ILinkOut& link);
+    uint64_t Tick(uint64_t now, const LaneLinks& links);
+    uint64_t Tick(uint64_t now, ILinkOut& link) { return Tick(now, LaneLinks{&link, nullptr}); }
     /// Sends the goodbye, whatever is still missing.
-    void Leave(ILinkOut& link, ByeReason reason);
+    void Leave(const LaneLinks& links, ByeReason reason);
+    void Leave(ILinkOut& link, ByeReason reason) { Leave(LaneLinks{&link, nullptr}, reason); }
     /// The link was made anew: everybody may have missed something.
-    void OnLinkReady() { m_bBeaconDue = true; }
+    void OnLinkReady(size_t lane = 0) { m_lanes.at(lane).beaconDue = true; }
 
     SendState State() const { return m_state; }
     bool Over() const { return m_state != SendState::Preparing && m_state != SendState::Serving; }
@@ -55,17 +57,18 @@ public:
     SendProgress Progress(uint64_t now) const;
 
 private:
-    void OnStatus(uint64_t transfer, Status& status, uint64_t now);
+    void OnStatus(uint64_t transfer, Status& status, uint64_t now, size_t lane);
     void OnBye(const ReceiverBye& bye, uint64_t now);
     void NoteEnd(uint64_t id, CReceiverEntry& entry, const Status& status);
     void Prepare();
     void Number();
-    void SendBeacon(uint64_t now, ILinkOut& link);
-    void SendConfirm(ILinkOut& link);
-    void SendOffers(uint64_t now, ILinkOut& link);
+    uint64_t TickLane(uint64_t now, size_t index, ILinkOut& link);
+    void SendBeacon(uint64_t now, CSendLane& lane, ILinkOut& link);
+    void SendConfirm(CSendLane& lane, ILinkOut& link);
+    void SendOffers(uint64_t now, size_t index, ILinkOut& link);
     /// True when more could leave at once.
-    bool SendBlocks(uint64_t now, ILinkOut& link);
-    bool SendBlock(uint32_t block, ILinkOut& link);
+    bool SendBlocks(uint64_t now, size_t index, ILinkOut& link);
+    bool SendBlock(uint32_t block, CSendLane& lane, ILinkOut& link);
     void CheckEnd(uint64_t now);
     void Fail(const IFileSource& file);
 
@@ -81,19 +84,15 @@ private:
     uint64_t m_ullBytes = 0;
 
     CReceiverTable m_receivers;
-    CSentBlocks m_sent;
-    CQueuePace m_pace;
+    std::array<CSendLane, kMaxLanes> m_lanes;
     CRateLimit m_rate;
-    uint32_t m_nCursor = 0;  // where the search for the next block goes on
     uint64_t m_ullSentBytes = 0;
     std::vector<char> m_frame;
-    std::vector<uint64_t> m_confirms;
 
     bool m_bStarted = false;
-    bool m_bBeaconDue = true;
-    uint64_t m_ullBeaconMs = 0;
     uint64_t m_ullAliveMs = 0;  // when a living receiver was last seen, or the wait began
     uint32_t m_nComplete = 0;
+    std::array<uint32_t, kMaxLanes> m_completeByLane{};
     uint32_t m_nFailed = 0;
     Failure m_lastFailure = Failure::None;
 };

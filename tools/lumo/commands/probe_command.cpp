@@ -1,0 +1,99 @@
+#include "tools/lumo/commands/probe_command.h"
+
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/probe.h"
+#include "tools/lumo/net/target.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace lumo {
+namespace {
+
+struct ProbeCommand {
+    std::string mcu;
+    uint16_t second = 0;  ///< 0: the port after the first
+    double waitSeconds = 5;
+    bool json = false;
+};
+
+/// This host's address as one port of the reflector sees it; zeros when it does not answer.
+HostPort Ask(CPeerManager& manager, const HostPort& reflector, uint64_t waitMs, CToolLoop& loop) {
+    constexpr uint64_t kStepMs = 10;
+    const uint32_t before = manager.Answers();
+    const uint64_t until = CToolLoop::Now() + waitMs;
+    manager.AskReflector(reflector);
+    while (manager.Answers() == before && CToolLoop::Now() < until && !loop.Interrupted()) loop.Wait(-1, kStepMs);
+    return manager.Answers() == before ? HostPort() : manager.Public();
+}
+
+std::string TextOf(const HostPort& host) { return host.ip == 0 ? "no answer" : host.Text(); }
+
+void Show(const ProbeResult& result, const RelayTarget& mcu, uint16_t second) {
+    std::printf("LAN address      %s\n", result.lan.Text().c_str());
+    std::printf("public address   %s (seen by %s)\n", TextOf(result.first).c_str(), mcu.Text().c_str());
+    std::printf("                 %s (seen by %s:%u)\n", TextOf(result.second).c_str(), mcu.host.c_str(), second);
+    std::printf("translator       %s\n", KindText(result.Kind()).c_str());
+}
+
+void ShowJson(const ProbeResult& result) {
+    const auto put = [](const HostPort& host) { return host.ip == 0 ? nlohmann::json() : nlohmann::json(host.Text()); };
+    const NatKind kind = result.Kind();
+    nlohmann::json same, translated;
+    if (kind != NatKind::Unknown) {
+        same = kind != NatKind::Differs;
+        translated = kind != NatKind::None;
+    }
+    const nlohmann::json line = {{"lan", put(result.lan)},
+                                 {"public", put(result.first)},
+                                 {"public_second", put(result.second)},
+                                 {"same_mapping", same},
+                                 {"translated", translated},
+                                 {"words", KindText(kind)}};
+    std::printf("%s\n", line.dump().c_str());
+}
+
+int Run(const ProbeCommand& command) {
+    RelayTarget mcu;
+    std::string problem;
+    int code = kExitUsage;
+    if (ParseTarget(command.mcu, mcu, problem)) {
+        code = kExitFailed;
+        if (ResolveTarget(mcu, problem)) problem.clear();
+    }
+    CToolLoop loop;
+    CPeerManager manager(true, static_cast<uint32_t>(RandomID() >> 32) | 1U, false);
+    if (problem.empty() && !manager.Ok()) problem = "cannot open a UDP endpoint";
+    if (!problem.empty()) {
+        std::fprintf(stderr, "lumo: %s\n", problem.c_str());
+        return code;
+    }
+    const uint16_t second = command.second != 0 ? command.second : static_cast<uint16_t>(mcu.port + 1);
+    const auto waitMs = static_cast<uint64_t>(command.waitSeconds * 1000);
+    ProbeResult result;
+    result.first = Ask(manager, {mcu.ips[0], mcu.port}, waitMs, loop);
+    if (result.first.ip != 0) result.second = Ask(manager, {mcu.ips[0], second}, waitMs, loop);
+    result.lan = manager.Lan();
+    if (command.json)
+        ShowJson(result);
+    else
+        Show(result, mcu, second);
+    return result.first.ip == 0 ? kExitNobody : kExitDone;
+}
+
+}  // namespace
+
+void AddProbeCommand(CLI::App& app, int& exitCode) {
+    auto command = std::make_shared<ProbeCommand>();
+    CLI::App* probe = app.add_subcommand("probe", "Show this host's addresses and what translates them");
+    probe->add_option("--mcu", command->mcu, "A relay server, whose reflector is asked: HOST[:PORT]")->required();
+    probe->add_option("--second", command->second, "The reflector's second port; the next one unless given");
+    probe->add_option("--wait", command->waitSeconds, "Seconds to wait for each answer")
+        ->check(CLI::Range(0.1, 60.0))
+        ->capture_default_str();
+    probe->add_flag("--json", command->json, "One JSON object instead of words");
+    probe->callback([command, &exitCode] { exitCode = Run(*command); });
+}
+
+}  // namespace lumo

@@ -1,0 +1,98 @@
+#include "tools/lumo/net/peer_host.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace lumo {
+namespace {
+
+constexpr std::array<uint64_t, 5> kPausesMs = {500, 1000, 2000, 5000, 10000};
+
+std::string DirectText(const HostPort& host) { return "direct " + host.Text(); }
+
+}  // namespace
+
+CPeerHost::CPeerHost(const PeerOptions& options)
+    : CPeerManager(options.peers, options.userID, options.forwarded), m_options(options) {}
+
+CPeerHost::~CPeerHost() {
+    DropSignal();
+    End();
+}
+
+void CPeerHost::Poll(uint64_t now) {
+    if (!m_options.peers) return;
+    if (now >= m_ullReflectMs) {
+        m_ullReflectMs = now + kRefreshMs;
+        AskReflector({m_options.mcu.ips[0], m_options.mcu.port});
+    }
+    if (!m_pSignal && now >= m_ullSignalMs) {
+        const ProxySettings& proxy = m_options.proxy;
+        ISignalClient* signal =
+            CreateSignalClient(*this, UserID(), m_options.mcu.ips[0], m_options.mcu.port, static_cast<int>(proxy.type),
+                               proxy.host.c_str(), proxy.port, proxy.user.c_str(), proxy.password.c_str());
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_pSignal = signal;
+        m_ullSignalMs = now + kPausesMs.front();
+    }
+    if (!m_pSignal || now - m_ullPolledMs < kPollMs / 10) return;
+    m_ullPolledMs = now;
+    if (!m_pSignal->IsDisconnected()) return;
+    m_nRefusals = m_bRegistered ? 1 : m_nRefusals + 1;
+    DropSignal();
+    m_ullSignalMs = now + kPausesMs.at(std::min<size_t>(static_cast<size_t>(m_nRefusals), kPausesMs.size()) - 1);
+}
+
+// Outside the lock: releasing waits for callbacks, which may be about to send.
+void CPeerHost::DropSignal() {
+    ISignalClient* signal = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        signal = std::exchange(m_pSignal, nullptr);
+    }
+    if (signal) signal->ReleaseConnections();
+    m_bRegistered = false;
+}
+
+void CPeerHost::OnP2PNotifySendCmd(unsigned long userID, CCmdPacket& cmd) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_pSignal) m_pSignal->SendCmd(userID, cmd);
+}
+
+void CPeerHost::OnSignalNotifyCmd(CCmdPacket& cmd) {
+    NoteUser(static_cast<uint32_t>(cmd.GetFromUID()));
+    Receive(cmd);
+}
+
+void CPeerHost::NoteUser(uint32_t userID) {
+    const std::lock_guard<std::mutex> lock(m_usersMutex);
+    if (std::find(m_users.begin(), m_users.end(), userID) != m_users.end()) return;
+    if (m_users.size() >= kMaxUsers) m_users.erase(m_users.begin());
+    m_users.push_back(userID);
+}
+
+bool CPeerHost::HasFailed(uint32_t userID) {
+    P2PPeer peer{};
+    return GetP2PPeer(userID, peer) && peer.byState == 2;
+}
+
+std::string CPeerHost::PathTo(uint32_t userID, bool tcp) const {
+    P2PPeer peer{};
+    if (!GetP2PPeer(userID, peer)) return "direct";
+    if (!tcp) return DirectText({static_cast<uint32_t>(peer.ulHeardIP), peer.usHeardPort});
+    const unsigned long ip = peer.ulNATIP == Public().ip ? peer.ulLocalIP : peer.ulNATIP;
+    return DirectText({static_cast<uint32_t>(ip), peer.usLocalUDPPort});
+}
+
+std::vector<std::string> CPeerHost::ConnectedPaths() const {
+    std::vector<std::string> paths;
+    const std::lock_guard<std::mutex> lock(m_usersMutex);
+    for (const uint32_t user : m_users) {
+        P2PPeer peer{};
+        if (GetP2PPeer(user, peer) && peer.byState == 1) paths.push_back(PathTo(user, false));
+    }
+    return paths;
+}
+
+}  // namespace lumo

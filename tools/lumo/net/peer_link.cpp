@@ -1,0 +1,48 @@
+#include "tools/lumo/net/peer_link.h"
+
+#include "tools/lumo/net/peer_host.h"
+
+#include <utility>
+
+namespace lumo {
+
+CPeerLink::CPeerLink(const PeerRoute& route, CInbox& inbox, const LinkTimes& times)
+    : CChannelLink(inbox, times), m_route(route) {
+    OpenChannel(std::make_unique<CUpstreamChannel>(route.channel));
+}
+
+CPeerLink::~CPeerLink() {
+    Close();
+    CloseChannel();
+}
+
+bool CPeerLink::Create() {
+    m_pReceiver = m_route.tcp ? CreateFileReceiverP2PTCP(*this, m_route.channel, m_route.userID)
+                              : CreateFileReceiverP2P(*this, m_route.channel, m_route.userID);
+    return m_pReceiver != nullptr;
+}
+
+bool CPeerLink::IsDisconnected() {
+    const bool vain = !m_route.tcp && !Ready() && CPeerHost::HasFailed(m_route.userID);
+    return m_pReceiver->IsDisconnected() || vain;
+}
+
+void CPeerLink::Release() {
+    if (m_pReceiver) m_pReceiver->ReleaseConnections();
+    m_pReceiver = nullptr;
+}
+
+CPeerChannel::CPeerChannel(uint32_t channel, CInbox& inbox) : m_channel(channel, inbox) { m_channel.Connect(); }
+
+CPeerChannel::~CPeerChannel() { m_channel.ReleaseConnections(); }
+
+bool CPeerChannel::Poll() {
+    const unsigned long before = std::exchange(m_nPeers, m_channel.GetFileSinkCount());
+    return m_nPeers > before;
+}
+
+uint32_t CPeerChannel::Queued() const { return static_cast<uint32_t>(m_channel.GetBufferingFrameCount()); }
+
+void CPeerChannel::Send(const char* data, int length) { m_channel.OnFileChannelData(data, length); }
+
+}  // namespace lumo

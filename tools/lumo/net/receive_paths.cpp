@@ -1,0 +1,95 @@
+#include "tools/lumo/net/receive_paths.h"
+
+#include "tools/lumo/transfer/limits.h"
+
+#include <utility>
+
+namespace lumo {
+namespace {
+
+constexpr size_t kInboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
+
+/// Where the relay serves meanwhile there is no hurry.
+LinkTimes DirectTimes(PathChoice choice) {
+    LinkTimes times;
+    times.unaccepted = CReceivePaths::kDirectMs;
+    if (choice == PathChoice::Auto) times.pauses = {5000, 10000, 20000, 40000, 60000, 60000};
+    return times;
+}
+
+}  // namespace
+
+CReceivePaths::CReceivePaths(PathChoice choice, const RelayRoute& route, CPeerHost& host, uint64_t now)
+    : m_host(host),
+      m_route(route),
+      m_bTcpPeers(choice == PathChoice::P2PTcp),
+      m_ullDirectUntilMs(now + kDirectMs),
+      m_directInbox(m_wake, kMaxDownstreamFrame, kInboxBytes),
+      m_relayInbox(m_wake, kMaxDownstreamFrame, kInboxBytes),
+      m_bDirectMissed(!UsesPeers(choice)) {
+    const PeerRoute peer{SenderUser(route.channel), DirectChannel(route.channel), m_bTcpPeers};
+    if (UsesPeers(choice)) m_pDirect = std::make_unique<CPeerLink>(peer, m_directInbox, DirectTimes(choice));
+    if (UsesRelay(choice)) m_pRelay = std::make_unique<CSubscribeLink>(route, m_relayInbox);
+}
+
+PathEvent CReceivePaths::Poll(uint64_t now) {
+    m_bTaken = false;
+    m_host.Poll(now);
+    if (m_pDirect) PollDirect(now);
+    if (m_pRelay) PollRelay(now);
+    CChannelLink* next = nullptr;
+    if (m_pDirect && m_pDirect->Ready())
+        next = m_pDirect.get();
+    else if (m_pRelay && m_pRelay->Ready())
+        next = m_pRelay.get();
+    if (!next || next == m_pActive) return m_bTaken ? PathEvent::Ready : PathEvent::None;
+    m_pActive = next;
+    return PathEvent::Changed;
+}
+
+void CReceivePaths::PollDirect(uint64_t now) {
+    const bool wasUp = m_pDirect->IsUp();
+    if (wasUp || m_host.Ready()) m_bTaken = m_pDirect->Poll(now);
+    const bool givenUp = wasUp && !m_pDirect->IsUp();
+    if (m_pDirect->Ready())
+        m_bDirectMissed = false;
+    else if (givenUp || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken()))
+        m_bDirectMissed = true;
+}
+
+void CReceivePaths::PollRelay(uint64_t now) {
+    if (m_bDirectMissed)
+        m_bTaken = m_pRelay->Poll(now) || m_bTaken;
+    else if (m_pRelay->IsUp())
+        m_pRelay->Suspend();
+}
+
+bool CReceivePaths::Pop(std::string& frame) {
+    while (m_pActive != m_pDirect.get() && m_directInbox.Pop(frame)) {}
+    while (m_pActive != m_pRelay.get() && m_relayInbox.Pop(frame)) {}
+    return m_directInbox.Pop(frame) || m_relayInbox.Pop(frame);
+}
+
+void CReceivePaths::OnSignOfLife(uint64_t now) {
+    if (m_pActive) m_pActive->OnSignOfLife(now);
+}
+
+void CReceivePaths::Close() {
+    if (m_pDirect) m_pDirect->Close();
+    if (m_pRelay) m_pRelay->Close();
+}
+
+std::string CReceivePaths::PathText() const {
+    if (!m_pActive) return "";
+    return m_pActive == m_pRelay.get() ? m_route.PathText() : m_host.PathTo(SenderUser(m_route.channel), m_bTcpPeers);
+}
+
+int CReceivePaths::Remakes() const {
+    return (m_pDirect ? m_pDirect->Remakes() : 0) + (m_pRelay ? m_pRelay->Remakes() : 0);
+}
+
+void CReceivePaths::Send(const char* data, int length) {
+    if (m_pActive) m_pActive->Send(data, length);
+}
+
+}  // namespace lumo

@@ -1,0 +1,51 @@
+#include "tools/lumo/net/send_paths.h"
+
+#include "tools/lumo/transfer/limits.h"
+
+namespace lumo {
+namespace {
+constexpr size_t kInboxBytes = 8 * 1024 * 1024;
+}
+
+CSendPaths::CSendPaths(PathChoice choice, const RelayRoute& route, CPeerHost& host)
+    : m_host(host),
+      m_route(route),
+      m_relayInbox(m_wake, kMaxUpstreamFrame, kInboxBytes),
+      m_directInbox(m_wake, kMaxUpstreamFrame, kInboxBytes) {
+    if (UsesRelay(choice)) m_pRelay = std::make_unique<CPublishLink>(route, m_relayInbox);
+    if (UsesPeers(choice)) m_pDirect = std::make_unique<CPeerChannel>(DirectChannel(route.channel), m_directInbox);
+}
+
+std::array<bool, kMaxLanes> CSendPaths::Poll(uint64_t now) {
+    m_host.Poll(now);
+    const std::array<bool, kMaxLanes> fresh = {m_pRelay && m_pRelay->Poll(now), m_pDirect && m_pDirect->Poll()};
+    m_bEverTaken = m_bEverTaken || fresh[kRelayLane] || fresh[kDirectLane] || (m_pDirect && m_host.Ready());
+    return fresh;
+}
+
+bool CSendPaths::Pop(std::string& frame, size_t& lane) {
+    lane = kDirectLane;
+    if (m_directInbox.Pop(frame)) return true;
+    lane = kRelayLane;
+    return m_relayInbox.Pop(frame);
+}
+
+void CSendPaths::OnSignOfLife(size_t lane, uint64_t now) {
+    if (lane == kRelayLane && m_pRelay) m_pRelay->OnSignOfLife(now);
+}
+
+void CSendPaths::Close() {
+    if (m_pRelay) m_pRelay->Close();
+    m_pDirect.reset();
+}
+
+LaneLinks CSendPaths::Links() { return {m_pRelay.get(), m_pDirect.get()}; }
+
+std::string CSendPaths::PathText(size_t lane) const {
+    if (lane == kRelayLane) return m_route.PathText();
+    std::string text;
+    for (const std::string& path : m_host.ConnectedPaths()) text += (text.empty() ? "" : ", ") + path;
+    return text.empty() ? "direct" : text;
+}
+
+}  // namespace lumo

@@ -1,0 +1,51 @@
+// The ways by which a sender serves its receivers.
+#pragma once
+
+#include "tools/lumo/net/peer_host.h"
+#include "tools/lumo/net/peer_link.h"
+#include "tools/lumo/net/relay_link.h"
+#include "tools/lumo/transfer/send_lane.h"
+
+#include <memory>
+#include <string>
+
+namespace lumo {
+
+inline constexpr size_t kRelayLane = 0;
+inline constexpr size_t kDirectLane = 1;
+
+/// A channel at the relay and one of this host, whichever are wanted. One thread: the loop's.
+class CSendPaths {
+public:
+    CSendPaths(PathChoice choice, const RelayRoute& route, CPeerHost& host);
+
+    /// Which lanes have somebody new.
+    std::array<bool, kMaxLanes> Poll(uint64_t now);
+    /// A frame from upstream and the lane it came by.
+    bool Pop(std::string& frame, size_t& lane);
+    void OnSignOfLife(size_t lane, uint64_t now);
+    void Close();
+
+    LaneLinks Links();
+    /// Whether anybody can have heard of us.
+    bool EverTaken() const { return m_bEverTaken; }
+    /// The relay has turned us away and nobody comes directly.
+    bool TurnedAway() const { return !m_bEverTaken && m_pRelay && m_pRelay->Remakes() > 0; }
+    /// "direct ADDRESS:PORT, ...", "relay HOST:PORT".
+    std::string PathText(size_t lane) const;
+    int WakeFd() const { return m_wake.Fd(); }
+    void Rest() { m_wake.Rest(); }
+    int Remakes() const { return m_pRelay ? m_pRelay->Remakes() : 0; }
+
+private:
+    CPeerHost& m_host;
+    const RelayRoute m_route;
+    CWake m_wake;
+    CInbox m_relayInbox;
+    CInbox m_directInbox;
+    std::unique_ptr<CPublishLink> m_pRelay;   // null: not wanted
+    std::unique_ptr<CPeerChannel> m_pDirect;  // null: not wanted
+    bool m_bEverTaken = false;
+};
+
+}  // namespace lumo
