@@ -37,8 +37,7 @@ bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
 
 bool CSignalling::OnFrame(CSignallingClient& from, const char* data, int length) {
     const CSignallingPace::Verdict verdict = from.Pace().OnFrame(CActivity::Now());
-    if (verdict == CSignallingPace::Verdict::Close || length > signalling::kMaxFrame)
-        return false;
+    if (verdict == CSignallingPace::Verdict::Close || length > signalling::kMaxFrame) return false;
     if (length < signalling::kUserIDLength) return true;
     wire::CWireReader frame(data, length);
     const uint32_t target = frame.U32();

@@ -96,7 +96,7 @@ public:
     virtual void OnFileReceiverNotifyConnected(unsigned long ulIP) = 0;
 };
 
-/// The four factories below may call back before they return: hold no lock that one of your callbacks takes.
+/// The factories below may call back before they return: hold no lock that one of your callbacks takes.
 ///
 /// Publishes the connected channel over UDP to a server known by up to three addresses (0: none). Null without a local
 /// MCU, for an unknown channel, when all addresses are 0 or the port is 0.

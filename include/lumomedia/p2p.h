@@ -82,14 +82,14 @@ public:
     /// Poll it about once a second: an idle connection shows by a keep-alive that it is broken. True once the
     /// connection is lost or was refused; it stays so until released.
     virtual bool IsDisconnected() = 0;
-    /// Ends the connection and destroys the object; no callback runs after it returns. Not from a callback of it.
+    /// Ends the connection and destroys the object; no callback runs after it returns. Not from a callback.
     virtual void ReleaseConnections() = 0;
 
 protected:
     ~ISignalClient() {}
 };
 
-/// Calls come on the TCP thread.
+/// Calls come on the TCP thread, the first possibly before CreateSignalClient has returned.
 class ISignalNotify {
 public:
     virtual ~ISignalNotify() {}
