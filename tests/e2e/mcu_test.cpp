@@ -56,10 +56,10 @@ protected:
     void Transfer(CChildProcess& sender, CChildProcess& receiver, const std::string& file,
                   const std::vector<std::string>& more) {
         std::filesystem::create_directories(Path("out"));
-        std::vector<std::string> send{"send", file, "--mcu", Here(), "--channel", "77", "--json"};
+        std::vector<std::string> send{"send", file, "--mcu", Here(), "--channel", "77", "--path", "relay", "--json"};
         send.insert(send.end(), more.begin(), more.end());
         Run(sender, send);
-        Run(receiver, {"receive", "77", "--mcu", Here(), "--json", "--out", Path("out")});
+        Run(receiver, {"receive", "77", "--mcu", Here(), "--path", "relay", "--json", "--out", Path("out")});
     }
 
     CChildProcess mcu;

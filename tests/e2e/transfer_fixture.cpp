@@ -2,6 +2,7 @@
 
 #include "tools/lumo/net/loop.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -11,6 +12,16 @@ namespace e2e {
 
 using lumo::CChildProcess;
 namespace fs = std::filesystem;
+
+namespace {
+
+void Append(std::vector<std::string>& arguments, const std::vector<std::string>& more) {
+    if (std::find(more.begin(), more.end(), "--path") == more.end())
+        arguments.insert(arguments.end(), {"--path", "relay"});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+}
+
+}  // namespace
 
 CTransferTest::CTransferTest() {
     std::string pattern = (fs::temp_directory_path() / "lumo-e2e-XXXXXX").string();
@@ -24,8 +35,10 @@ void CTransferTest::Run(CChildProcess& child, std::vector<std::string> arguments
     ASSERT_TRUE(child.Start(arguments, input));
 }
 
-void CTransferTest::StartRelay(CChildProcess& relay, const std::string& address) {
-    Run(relay, {"mcu", "--listen", address, "--port", m_port, "--http", "off"});
+void CTransferTest::StartRelay(CChildProcess& relay, const std::string& address, const std::vector<std::string>& more) {
+    std::vector<std::string> arguments{"mcu", "--listen", address, "--port", m_port, "--http", "off"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    Run(relay, arguments);
     ASSERT_TRUE(relay.WaitForText("listening on ", kDeadlineMs)) << relay.Errors();
     std::smatch match;
     const std::string said = relay.Output() + relay.Errors();
@@ -33,12 +46,18 @@ void CTransferTest::StartRelay(CChildProcess& relay, const std::string& address)
     m_port = match[1];
 }
 
+std::string CTransferTest::ReflectorPort(const CChildProcess& relay) {
+    std::smatch match;
+    const std::string said = relay.Errors();
+    return std::regex_search(said, match, std::regex("reflector on port ([0-9]+)")) ? match[1].str() : "";
+}
+
 void CTransferTest::StartSend(CChildProcess& child, const std::vector<std::string>& files,
                               const std::vector<std::string>& more) {
     std::vector<std::string> arguments{"send"};
     arguments.insert(arguments.end(), files.begin(), files.end());
     arguments.insert(arguments.end(), {"--mcu", Mcu(), "--channel", "77", "--json"});
-    arguments.insert(arguments.end(), more.begin(), more.end());
+    Append(arguments, more);
     Run(child, arguments);
 }
 
@@ -46,7 +65,7 @@ void CTransferTest::StartReceive(CChildProcess& child, const std::string& folder
                                  const std::vector<std::string>& more) {
     fs::create_directories(m_folder / folder);
     std::vector<std::string> arguments{"receive", "77", "--mcu", Mcu(), "--json", "--out", Path(folder)};
-    arguments.insert(arguments.end(), more.begin(), more.end());
+    Append(arguments, more);
     Run(child, arguments);
 }
 

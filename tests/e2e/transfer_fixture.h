@@ -22,13 +22,16 @@ protected:
     ~CTransferTest() override;
 
     /// A relay on a port of its own; the port is the same for all relays of one test.
-    void StartRelay(lumo::CChildProcess& relay, const std::string& address = "127.0.0.1");
+    void StartRelay(lumo::CChildProcess& relay, const std::string& address = "127.0.0.1",
+                    const std::vector<std::string>& more = {});
+    /// Where that relay's second reflector listens.
+    static std::string ReflectorPort(const lumo::CChildProcess& relay);
     std::string Mcu(const std::string& address = "127.0.0.1") const { return address + ":" + m_port; }
     void Run(lumo::CChildProcess& child, std::vector<std::string> arguments, int input = -1);
-    /// `lumo send FILE --channel 77 --json` with more arguments, ready to be asked.
+    /// `lumo send FILE --channel 77 --json` with more arguments, through the relay unless they name a path.
     void StartSend(lumo::CChildProcess& child, const std::vector<std::string>& files,
                    const std::vector<std::string>& more = {});
-    /// `lumo receive 77 --json` into a directory of the test.
+    /// `lumo receive 77 --json` into a directory of the test, in the same way.
     void StartReceive(lumo::CChildProcess& child, const std::string& folder, const std::vector<std::string>& more = {});
     /// Waits for the end; the exit code, or -1000 when it did not come.
     int ExitOf(lumo::CChildProcess& child);

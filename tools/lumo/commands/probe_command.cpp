@@ -45,12 +45,9 @@ void ShowJson(const ProbeResult& result) {
         same = kind != NatKind::Differs;
         translated = kind != NatKind::None;
     }
-    const nlohmann::json line = {{"lan", put(result.lan)},
-                                 {"public", put(result.first)},
-                                 {"public_second", put(result.second)},
-                                 {"same_mapping", same},
-                                 {"translated", translated},
-                                 {"words", KindText(kind)}};
+    const nlohmann::json line = {
+        {"lan", put(result.lan)}, {"public", put(result.first)}, {"public_second", put(result.second)},
+        {"same_mapping", same},   {"translated", translated},    {"words", KindText(kind)}};
     std::printf("%s\n", line.dump().c_str());
 }
 

@@ -85,16 +85,29 @@ void ReportFiles(const CReceiveEngine& engine, const std::string& path, CProgres
     }
 }
 
-int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const std::string& path, bool interrupted,
-           uint64_t milliseconds, CProgressPrinter& printer) {
+struct Outcome {
+    std::string path;
+    bool interrupted = false;
+    uint64_t startedMs = 0;
+    uint64_t begunMs = 0;  ///< when the first word of a sender came; 0: never
+    uint64_t endedMs = 0;
+
+    nlohmann::json Seconds() const { return begunMs == 0 ? 0.0 : static_cast<double>(endedMs - begunMs) / 1000; }
+    nlohmann::json UntilFirstByte() const {
+        return begunMs == 0 ? nlohmann::json() : nlohmann::json(static_cast<double>(begunMs - startedMs) / 1000);
+    }
+};
+
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome,
+           CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
-    ReportFiles(engine, path, printer);
+    ReportFiles(engine, outcome.path, printer);
     if (engine.State() == ReceiveState::Done) {
         const bool copied = !command.ToStdout() || CopyToStdout(engine, problem);
         code = copied ? kExitDone : kExitFailed;
         if (copied) result = "done";
-    } else if (interrupted) {
+    } else if (outcome.interrupted) {
         result = "interrupted";
         problem = "interrupted; what has come is kept";
     } else if (engine.State() == ReceiveState::NobodyThere) {
@@ -109,10 +122,11 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const st
                    {"result", result},
                    {"exit", code},
                    {"problem", problem},
-                   {"path", path},
+                   {"path", outcome.path},
                    {"bytes", progress.heldBytes},
                    {"arrived_bytes", progress.arrivedBytes},
-                   {"seconds", static_cast<double>(milliseconds) / 1000},
+                   {"seconds", outcome.Seconds()},
+                   {"until_first_byte", outcome.UntilFirstByte()},
                    {"duplicate_packets", statistics.ullDuplicates},
                    {"damaged_blocks", progress.damagedBlocks}});
     return code;
@@ -130,9 +144,10 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         printer.Error("cannot open a UDP endpoint");
         return kExitFailed;
     }
-    CReceivePaths paths(command.common.Path(), route, host, CToolLoop::Now());
+    Outcome outcome;
+    outcome.startedMs = CToolLoop::Now();
+    CReceivePaths paths(command.common.Path(), route, host, outcome.startedMs);
     CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
-    uint64_t begun = 0;  // when the first word of a sender came
     std::string frame;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
     while (!engine.Over() && !loop.Interrupted()) {
@@ -146,7 +161,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         while (paths.Pop(frame)) {
             if (!engine.OnFrame(frame.data(), frame.size(), now)) continue;
             paths.OnSignOfLife(now);
-            if (begun == 0) begun = now;
+            if (outcome.begunMs == 0) outcome.begunMs = now;
         }
         const uint64_t wait = engine.Tick(now, paths);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), paths));
@@ -154,13 +169,14 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();
     }
-    const uint64_t took = begun == 0 ? 0 : CToolLoop::Now() - begun;
-    const std::string path = paths.PathText();
-    const ByeReason reason = loop.Interrupted()                     ? ByeReason::Interrupted
+    outcome.endedMs = CToolLoop::Now();
+    outcome.path = paths.PathText();
+    outcome.interrupted = loop.Interrupted();
+    const ByeReason reason = outcome.interrupted                    ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
     SayGoodbye(engine, paths, paths, reason, loop, {&paths});
-    return Finish(command, engine, path, loop.Interrupted(), took, printer);
+    return Finish(command, engine, outcome, printer);
 }
 
 int Run(const ReceiveCommand& command) {

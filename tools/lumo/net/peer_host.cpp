@@ -29,11 +29,10 @@ void CPeerHost::Poll(uint64_t now) {
     }
     if (!m_pSignal && now >= m_ullSignalMs) {
         const ProxySettings& proxy = m_options.proxy;
-        ISignalClient* signal =
+        const std::lock_guard<std::mutex> lock(m_mutex);  // what the first command makes us answer waits for it
+        m_pSignal =
             CreateSignalClient(*this, UserID(), m_options.mcu.ips[0], m_options.mcu.port, static_cast<int>(proxy.type),
                                proxy.host.c_str(), proxy.port, proxy.user.c_str(), proxy.password.c_str());
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_pSignal = signal;
         m_ullSignalMs = now + kPausesMs.front();
     }
     if (!m_pSignal || now - m_ullPolledMs < kPollMs / 10) return;

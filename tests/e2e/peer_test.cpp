@@ -1,0 +1,94 @@
+// Files straight from process to process on loopback, and the relay where that does not work.
+#include "e2e/transfer_fixture.h"
+
+#include <filesystem>
+
+using e2e::CTransferTest;
+using e2e::kDeadlineMs;
+using lumo::CChildProcess;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+struct PathRow {
+    const char* name;
+    Words send, receive;
+    const char* path;  ///< what the receiver's path begins with
+};
+
+class PeerPaths : public CTransferTest, public ::testing::WithParamInterface<PathRow> {};
+
+TEST_P(PeerPaths, CarryTheFileAndSayWhich) {
+    CChildProcess relay, sender, receiver;
+    StartRelay(relay);
+    const std::string file = MakeFile("file", 3 * 1024 * 1024 + 5);
+    StartReceive(receiver, "out", GetParam().receive);
+    ASSERT_TRUE(receiver.Running());
+    StartSend(sender, {file}, GetParam().send);
+    EXPECT_EQ(ExitOf(receiver), 0) << receiver.Errors();
+    EXPECT_EQ(ExitOf(sender), 0) << sender.Errors();
+    EXPECT_TRUE(Content(Path("out/file")) == Content(file));
+    const std::string path = LastEvent(receiver)["path"], paths = LastEvent(sender)["paths"];
+    EXPECT_EQ(path.find(GetParam().path), 0U) << path;
+    EXPECT_EQ(paths.find(std::string("1 ") + (path[0] == 'd' ? "direct" : "relay")), 0U) << paths;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, PeerPaths,
+    ::testing::Values(
+        PathRow{"Usual", {"--path", "auto"}, {"--path", "auto"}, "direct 127.0.0.1:"},
+        PathRow{"Udp", {"--path", "p2p"}, {"--path", "p2p"}, "direct 127.0.0.1:"},
+        PathRow{"Tcp", {"--path", "p2p-tcp"}, {"--path", "p2p-tcp"}, "direct 127.0.0.1:"},
+        PathRow{"TheSenderTakesNoPeers", {"--path", "relay"}, {"--path", "auto"}, "relay 127.0.0.1:"},
+        PathRow{"ByProxyOrNearServerTheRelayIsUsual", {"--path", "auto"}, {"--path", "relay"}, "relay 127.0.0.1:"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(CTransferTest, TheRelayCarriesOnlyWhatSomebodyThereLacks) {
+    CChildProcess relay, sender, direct[2], relayed;
+    StartRelay(relay);
+    const std::string file = MakeFile("file", 2 * 1024 * 1024);
+    StartSend(sender, {file}, {"--path", "auto", "--receivers", "3"});
+    StartReceive(direct[0], "out0", {"--path", "p2p"});
+    StartReceive(direct[1], "out1", {"--path", "p2p"});
+    EXPECT_EQ(ExitOf(direct[0]), 0) << direct[0].Errors();
+    EXPECT_EQ(ExitOf(direct[1]), 0) << direct[1].Errors();
+    EXPECT_EQ(relay.Errors().find("sink"), std::string::npos) << relay.Errors();
+    StartReceive(relayed, "out2");
+    EXPECT_EQ(ExitOf(relayed), 0) << relayed.Errors();
+    EXPECT_EQ(ExitOf(sender), 0) << sender.Errors();
+    const nlohmann::json end = LastEvent(sender);
+    EXPECT_EQ(end["paths"].get<std::string>().find("2 direct 127.0.0.1:"), 0U) << end;
+    EXPECT_NE(end["paths"].get<std::string>().find(", 1 relay "), std::string::npos) << end;
+    // Each direct receiver may have come alone: twice directly at most, once through the relay.
+    EXPECT_GE(end["sent_bytes"], 2 * std::filesystem::file_size(file));
+    EXPECT_LE(end["sent_bytes"], 3 * std::filesystem::file_size(file));
+}
+
+TEST_F(CTransferTest, AServerWithoutSignallingSendsPeersToTheRelayAtOnce) {
+    CChildProcess relay, sender, receiver, probe;
+    StartRelay(relay, "127.0.0.1", {"--max-signalling", "0", "--reflector-port", "off"});
+    const std::string file = MakeFile("file", 100000);
+    StartSend(sender, {file}, {"--path", "auto"});
+    StartReceive(receiver, "out", {"--path", "auto"});
+    EXPECT_EQ(ExitOf(receiver), 0) << receiver.Errors();
+    EXPECT_EQ(ExitOf(sender), 0) << sender.Errors();
+    EXPECT_EQ(LastEvent(receiver)["path"].get<std::string>().find("relay "), 0U);
+    Run(probe, {"probe", "--mcu", Mcu(), "--wait", "1.5", "--json"});
+    EXPECT_EQ(ExitOf(probe), 0) << probe.Errors();
+    EXPECT_TRUE(LastEvent(probe)["same_mapping"].is_null()) << "the second port is off";
+}
+
+TEST_F(CTransferTest, ProbeTellsBothAddresses) {
+    CChildProcess relay, probe;
+    StartRelay(relay);
+    Run(probe, {"probe", "--mcu", Mcu(), "--json", "--second", ReflectorPort(relay)});
+    EXPECT_EQ(ExitOf(probe), 0) << probe.Errors();
+    const nlohmann::json said = LastEvent(probe);
+    EXPECT_EQ(said["lan"], said["public"]);
+    EXPECT_EQ(said["public"], said["public_second"]);
+    EXPECT_EQ(said["same_mapping"], true);
+    EXPECT_EQ(said["translated"], false);
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+// Hosts and address translators in network namespaces of the test's own.
+#pragma once
+
+#include "tools/lumo/demo/child_process.h"
+
+#include <string>
+#include <vector>
+
+namespace net {
+
+/// How a translator maps what leaves.
+enum class Mapping { KeepsPort, Random };
+
+/// A bridge 203.0.113.0/24 is "the internet"; hosts stand on it or behind translators. What comes unasked is dropped,
+/// not answered: an answer, or a trace of it in the translator, would move the mapping that the hole needs.
+class CNetLab {
+public:
+    /// False, with the reason, where namespaces cannot be made.
+    static bool Available(std::string& why);
+
+    CNetLab();
+    ~CNetLab();
+    CNetLab(const CNetLab&) = delete;
+    CNetLab& operator=(const CNetLab&) = delete;
+
+    /// A host on the bridge: 203.0.113.`number`.
+    void AddPublicHost(const std::string& name, int number);
+    /// A translator 203.0.113.`number` with the network 10.0.`number`.0/24 behind it. It drops so many packets of a
+    /// hundred, and forwards all TCP from outside to host 2 when it is to.
+    void AddTranslator(const std::string& name, int number, Mapping mapping, int lossPercent = 0,
+                       bool forwards = false);
+    /// 10.0.`number of the translator`.`host`.
+    void AddHostBehind(const std::string& name, const std::string& translator, int number, int host);
+    /// From now on nothing passes between the two translators or hosts on the bridge.
+    void Cut(int oneNumber, int otherNumber);
+
+    /// Starts a program in a host.
+    void Start(lumo::CChildProcess& child, const std::string& host, std::vector<std::string> arguments);
+    bool Ok() const { return m_strProblem.empty(); }
+    const std::string& Problem() const { return m_strProblem; }
+
+private:
+    std::string Space(const std::string& name) const { return m_strPrefix + name; }
+    void AddSpace(const std::string& name);
+    /// A cable from a host to a bridge of another one.
+    void Connect(const std::string& host, const std::string& address, const std::string& hub);
+    void Ip(const std::vector<std::string>& arguments) { Run("ip", arguments); }
+    void In(const std::string& name, std::vector<std::string> arguments);
+    void Run(const std::string& program, const std::vector<std::string>& arguments);
+
+    static inline int s_nLabs = 0;
+    const std::string m_strPrefix;
+    std::vector<std::string> m_spaces;
+    std::string m_strProblem;
+};
+
+}  // namespace net
