@@ -17,6 +17,8 @@ struct PathRow {
     const char* path;  ///< what the receiver's path begins with
 };
 
+void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
+
 class PeerPaths : public CTransferTest, public ::testing::WithParamInterface<PathRow> {};
 
 TEST_P(PeerPaths, CarryTheFileAndSayWhich) {

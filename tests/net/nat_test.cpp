@@ -50,6 +50,8 @@ struct NatRow {
     size_t megabytes = 4;
 };
 
+void PrintTo(const NatRow& row, std::ostream* out) { *out << row.name; }
+
 const NatRow kRows[] = {
     {"BothKeepPorts",
      [](CNetLab& lab) { TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort); },

@@ -1,5 +1,7 @@
 #include "tools/lumo/net/peer_host.h"
 
+#include <lumomedia/statistics.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -27,7 +29,8 @@ void CPeerHost::Poll(uint64_t now) {
         m_ullReflectMs = now + kRefreshMs;
         AskReflector({m_options.mcu.ips[0], m_options.mcu.port});
     }
-    if (!m_pSignal && now >= m_ullSignalMs) {
+    // Whoever asked us before we know our public address would take away a useless one.
+    if (!m_pSignal && Answers() > 0 && now >= m_ullSignalMs) {
         const ProxySettings& proxy = m_options.proxy;
         const std::lock_guard<std::mutex> lock(m_mutex);  // what the first command makes us answer waits for it
         m_pSignal =
@@ -71,9 +74,22 @@ void CPeerHost::NoteUser(uint32_t userID) {
     m_users.push_back(userID);
 }
 
-bool CPeerHost::HasFailed(uint32_t userID) {
+PeerState CPeerHost::StateOf(uint32_t userID) {
     P2PPeer peer{};
-    return GetP2PPeer(userID, peer) && peer.byState == 2;
+    if (!GetP2PPeer(userID, peer)) return PeerState::Unknown;
+    return peer.byState == 1 ? PeerState::Connected : peer.byState == 2 ? PeerState::Failed : PeerState::Negotiating;
+}
+
+uint64_t CPeerHost::PacketsFrom(uint32_t userID) {
+    P2PPeer peer{};
+    uint64_t packets = 0;
+    if (!GetP2PPeer(userID, peer)) return 0;
+    LumoLinkStatistics link{};
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
+        if (link.ulRemoteIP == peer.ulHeardIP && link.usRemotePort == peer.usHeardPort)
+            packets += link.ullPacketsReceived;
+    }
+    return packets;
 }
 
 std::string CPeerHost::PathTo(uint32_t userID, bool tcp) const {

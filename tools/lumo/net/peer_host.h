@@ -12,6 +12,8 @@
 
 namespace lumo {
 
+enum class PeerState { Unknown, Negotiating, Connected, Failed };
+
 struct PeerOptions {
     bool peers = false;  ///< without them there is a local MCU only
     bool forwarded = false;
@@ -33,8 +35,9 @@ public:
     /// The service has turned us away or is not there; it is asked again later.
     bool Refused() const { return m_nRefusals > 0 && !m_bRegistered; }
 
-    /// Negotiations with that user have come to nothing.
-    static bool HasFailed(uint32_t userID);
+    static PeerState StateOf(uint32_t userID);
+    /// Session packets that have come from where that user's probes came from.
+    static uint64_t PacketsFrom(uint32_t userID);
     /// "direct ADDRESS:PORT" of that user, over UDP where his probes came from.
     std::string PathTo(uint32_t userID, bool tcp) const;
     /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming.

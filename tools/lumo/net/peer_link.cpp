@@ -23,7 +23,7 @@ bool CPeerLink::Create() {
 }
 
 bool CPeerLink::IsDisconnected() {
-    const bool vain = !m_route.tcp && !Ready() && CPeerHost::HasFailed(m_route.userID);
+    const bool vain = !m_route.tcp && !Ready() && CPeerHost::StateOf(m_route.userID) == PeerState::Failed;
     return m_pReceiver->IsDisconnected() || vain;
 }
 

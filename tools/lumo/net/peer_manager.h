@@ -37,6 +37,8 @@ public:
     bool Ok() const { return m_mcu && m_mcu->Ok() && (m_pPeers || !m_bPeers); }
     /// Asks that reflector for this host's public address until it answers; Public() keeps the last answer meanwhile.
     void AskReflector(const HostPort& reflector);
+    /// Negotiates with that user anew.
+    void Call(uint32_t userID) { m_pPeers->StartP2PCaller(userID); }
     HostPort Lan() const { return {m_ulLanIP, m_mcu ? m_mcu->Port() : uint16_t{0}}; }
     /// What the last answer said; zeros before the first. Any thread.
     HostPort Public() const;

@@ -51,10 +51,34 @@ void CReceivePaths::PollDirect(uint64_t now) {
     const bool wasUp = m_pDirect->IsUp();
     if (wasUp || m_host.Ready()) m_bTaken = m_pDirect->Poll(now);
     const bool givenUp = wasUp && !m_pDirect->IsUp();
-    if (m_pDirect->Ready())
+    if (!wasUp) m_ullAskedMs = now;
+    if (m_pDirect->IsUp() && !m_pDirect->Ready() && now - m_ullAskedMs >= kAskAgainMs) AskAgain(now);
+    if (m_pDirect->Ready()) {
+        LookForLife(now);
         m_bDirectMissed = false;
-    else if (givenUp || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken()))
+    } else if (givenUp || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken())) {
         m_bDirectMissed = true;
+    }
+}
+
+// The library asks once, and the signalling service drops what is for somebody who is not there yet.
+void CReceivePaths::AskAgain(uint64_t now) {
+    const uint32_t sender = SenderUser(m_route.channel);
+    const PeerState state = CPeerHost::StateOf(sender);
+    m_ullAskedMs = now;
+    if (m_bTcpPeers && state == PeerState::Unknown)
+        m_pDirect->Suspend();  // the next one asks
+    else if (!m_bTcpPeers && state != PeerState::Connected)
+        m_host.Call(sender);
+}
+
+// On a path with much loss a whole frame takes longer than a dead one may last, but its packets come.
+void CReceivePaths::LookForLife(uint64_t now) {
+    constexpr uint64_t kLookMs = 200;
+    if (m_bTcpPeers || now - m_ullLookedMs < kLookMs) return;
+    m_ullLookedMs = now;
+    const uint64_t packets = CPeerHost::PacketsFrom(SenderUser(m_route.channel));
+    if (std::exchange(m_ullPackets, packets) != packets) m_pDirect->OnSignOfLife(now);
 }
 
 void CReceivePaths::PollRelay(uint64_t now) {

@@ -39,10 +39,13 @@ public:
     using ILinkOut::Send;
     void Send(const char* data, int length) override;
 
-    static constexpr uint64_t kDirectMs = 5000;  ///< how long the relay waits for a direct path
+    static constexpr uint64_t kDirectMs = 5000;    ///< how long the relay waits for a direct path
+    static constexpr uint64_t kAskAgainMs = 1500;  ///< a command to the sender may have been lost
 
 private:
     void PollDirect(uint64_t now);
+    void AskAgain(uint64_t now);
+    void LookForLife(uint64_t now);
     void PollRelay(uint64_t now);
 
     CPeerHost& m_host;
@@ -55,8 +58,11 @@ private:
     std::unique_ptr<CPeerLink> m_pDirect;      // null: not wanted
     std::unique_ptr<CSubscribeLink> m_pRelay;  // null: not wanted
     CChannelLink* m_pActive = nullptr;         // one of the two
-    bool m_bDirectMissed = false;              // there is none, or it has gone
-    bool m_bTaken = false;                     // the active one was taken in this round
+    uint64_t m_ullLookedMs = 0;
+    uint64_t m_ullPackets = 0;     // of the direct link, when last looked at
+    uint64_t m_ullAskedMs = 0;     // when the direct link asked the sender last
+    bool m_bDirectMissed = false;  // there is none, or it has gone
+    bool m_bTaken = false;         // the active one was taken in this round
 };
 
 }  // namespace lumo
