@@ -11,6 +11,7 @@
 #include "server/source.h"
 #include "server/stream_table.h"
 
+#include <atomic>
 #include <string>
 
 /// One for the whole server.
@@ -40,6 +41,7 @@ struct CMedium {
     IMediumClasses& classes;
     CServerContext& context;
     CStreamTable streams;
+    std::atomic<bool> legsBehind{false};  // what is wanted of a relayed stream has changed
     CCritSec csEnded{lock_order::kLeaf};
     CMediumStatus ended LUMO_GUARDED_BY(csEnded);  // of streams that are gone
 };

@@ -16,6 +16,7 @@ class ITcpSession;
 struct CSinkRequest {
     uint32_t receiverID;
     uint32_t channelID;
+    uint32_t userID;  ///< 0 where the medium's requests name none
     CPeer peer;
 };
 
@@ -33,8 +34,8 @@ public:
 
     /// Makes the sink, or acknowledges again the one there is. False for an unknown channel or a full table.
     virtual bool ConnectSink(const CSinkRequest& request) = 0;
-    /// The new sink's ID, 0 when there is none.
-    virtual uint32_t AcceptSink(ITcpSession* session, uint32_t channelID) = 0;
+    /// The new sink's ID, 0 when there is none. A request over TCP has no receiver ID.
+    virtual uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) = 0;
     virtual void EndSink(uint32_t sinkID) = 0;
     virtual SinkOwner OwnerOf(const CSinkRequest& request) = 0;
     virtual bool IsSinkAt(uint32_t sinkID, const CPeer& peer) = 0;

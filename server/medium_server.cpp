@@ -4,22 +4,26 @@
 #include "link/activity.h"
 #include "platform/lumonet/lumonet.h"
 
+#include <cstdlib>
+
 using wire::CWireReader;
 using wire::Field;
 
-struct CMediumServer::CRelayFields {
-    explicit CRelayFields(CWireReader& reader) {
-        for (uint32_t& ip : ips) ip = reader.U32();
-    }
-    bool IsEmpty() const { return ips[0] == 0 && ips[1] == 0 && ips[2] == 0; }
-
-    uint32_t ips[3];
+/// A subscriber's request and the publisher's server that it names, or none.
+struct CMediumServer::CAsked {
+    CSinkRequest request{};
+    CMcuAddress home;
 };
 
 namespace {
 
 constexpr int kShortPayload = 4;  // channel ID
-constexpr int kLongPayload = 16;  // channel ID, relay addresses
+
+const wire::CommandRow& LongConnectOf(wire::Kind kind) {
+    for (const wire::CommandRow& row : wire::Commands())
+        if (row.kind == kind && row.longForm) return row;
+    std::abort();  // every medium has one
+}
 
 }  // namespace
 
@@ -27,6 +31,7 @@ CMediumServer::CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMed
                              CServerContext& context)
     : m_classes(std::move(classes)),
       m_medium(profile, *m_classes, context),
+      m_longConnect(LongConnectOf(profile.kind)),
       m_sinks(m_medium),
       m_relays(m_medium, m_sinks),
       m_sources(m_medium, m_relays) {}
@@ -51,32 +56,49 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
     return datagram.row.fields[0] == Field::SinkID ? m_sinks.MayUse(datagram) : m_sinks.MayConnect(datagram);
 }
 
+// The fields of the long form; over TCP there is no receiver ID. Where no port is named it is this server's own.
+CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CPeer& peer, bool tcp) const {
+    CAsked asked;
+    asked.request.peer = peer;
+    asked.home.port = m_medium.context.port;
+    CWireReader reader(data, length);
+    for (const Field field : m_longConnect.fields) {
+        if (field == Field::ReceiverID && !tcp) asked.request.receiverID = reader.U32();
+        if (field == Field::ChannelID) asked.request.channelID = reader.U32();
+        if (field == Field::RelayIP0) asked.home.ips[0] = reader.U32();
+        if (field == Field::RelayIP1) asked.home.ips[1] = reader.U32();
+        if (field == Field::RelayIP2) asked.home.ips[2] = reader.U32();
+        if (field == Field::RelayPort) asked.home.port = reader.U16();
+        if (field == Field::UserID) asked.request.userID = reader.U32();
+    }
+    return asked;
+}
+
 // At home it is served to whoever asks; but a publisher that left or fell silent may have gone to the server that the
 // request names.
-std::shared_ptr<CStream> CMediumServer::ServedHere(uint32_t channelID, uint32_t asker, const CRelayFields& relay) {
-    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+std::shared_ptr<CStream> CMediumServer::ServedHere(const CAsked& asked) {
+    std::shared_ptr<CStream> stream = m_medium.streams.Find(asked.request.channelID);
     if (!stream || !stream->IsHome()) return nullptr;
-    const bool elsewhere = !relay.IsEmpty() && !stream->HasLiveSource() && m_relays.MayRelay(asker, relay.ips);
+    const bool elsewhere =
+        !asked.home.IsEmpty() && !stream->HasLiveSource() && m_relays.MayRelay(asked.request.peer.ip, asked.home);
     return elsewhere ? nullptr : stream;
 }
 
 void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
-    CWireReader reader(datagram.body + 1, datagram.length - 1);
-    const uint32_t receiverID = reader.U32();
-    const CSinkRequest request{receiverID, reader.U32(), {datagram.ip, datagram.port}};
-    const CRelayFields relay(reader);
     CAutoLock gate(&m_medium.context.gate);
-    if (const auto stream = ServedHere(request.channelID, datagram.ip, relay)) {
-        m_sinks.Connect(*stream, request);
-    } else if (!relay.IsEmpty()) {
-        if (!m_medium.streams.Find(request.channelID) && !m_sources.MakeRoomForChannel()) return;
-        m_relays.Ask(request, relay.ips);
+    const CAsked asked = Read(datagram.body + 1, datagram.length - 1, {datagram.ip, datagram.port}, false);
+    if (const auto stream = ServedHere(asked)) {
+        m_sinks.Connect(*stream, asked.request);
+    } else if (!asked.home.IsEmpty()) {
+        if (!m_medium.streams.Find(asked.request.channelID) && !m_sources.MakeRoomForChannel()) return;
+        m_relays.Ask(asked.request, asked.home);
     }
 }
 
 bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
-    if (type != static_cast<uint32_t>(m_medium.profile.receiverType)) return true;
-    session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
+    const bool subscriber = type == static_cast<uint32_t>(m_medium.profile.receiverType);
+    if (subscriber || !m_medium.profile.session) session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
+    if (!subscriber) return true;
     if (length != kShortPayload) return true;
     return m_sinks.MayServe(CWireReader(data, length).U32());
 }
@@ -90,16 +112,15 @@ bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const cha
 }
 
 bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int length) {
-    if (length != kLongPayload) return false;
-    CWireReader reader(data, length);
-    const uint32_t channelID = reader.U32();
-    const CRelayFields relay(reader);
+    constexpr int kBefore = 1 + 4;  // the command and the receiver ID, which TCP does without
+    if (length != m_longConnect.FixedLength() - kBefore) return false;
     CAutoLock gate(&m_medium.context.gate);
-    const auto asker = static_cast<uint32_t>(session->GetRemoteIP());
-    if (const auto stream = ServedHere(channelID, asker, relay)) return m_sinks.Accept(*stream, session) != 0;
-    if (relay.IsEmpty()) return false;
-    if (!m_medium.streams.Find(channelID) && !m_sources.MakeRoomForChannel()) return false;
-    return m_relays.AskTcp(session, channelID, relay.ips);
+    const CPeer peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()};
+    const CAsked asked = Read(data, length, peer, true);
+    if (const auto stream = ServedHere(asked)) return m_sinks.Accept(*stream, session, asked.request) != 0;
+    if (asked.home.IsEmpty()) return false;
+    if (!m_medium.streams.Find(asked.request.channelID) && !m_sources.MakeRoomForChannel()) return false;
+    return m_relays.AskTcp(session, asked.request, asked.home);
 }
 
 void CMediumServer::OnSecond(uint32_t now) {

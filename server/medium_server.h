@@ -15,6 +15,7 @@ public:
     bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length);
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length);
     void OnSinkMade(const CSinkInfo& sink) { m_sinks.OnSinkMade(sink); }
+    void OnSinkChanged(const CSinkInfo& sink) { m_sinks.OnSinkChanged(sink); }
     void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }
 
     void OnSecond(uint32_t now);
@@ -32,14 +33,15 @@ public:
 private:
     void OnLongConnect(const CServerDatagram& datagram);
     bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
-    /// The end of a long request: where the publisher's server is.
-    struct CRelayFields;
+    struct CAsked;
 
+    CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// The stream, if this request is served from here and not from elsewhere.
-    std::shared_ptr<CStream> ServedHere(uint32_t channelID, uint32_t asker, const CRelayFields& relay);
+    std::shared_ptr<CStream> ServedHere(const CAsked& asked);
 
     std::unique_ptr<IMediumClasses> m_classes;
     CMedium m_medium;
+    const wire::CommandRow& m_longConnect;
     CSinks m_sinks;
     CRelays m_relays;
     CSources m_sources;

@@ -18,6 +18,8 @@ public:
     virtual void Close() = 0;
     /// The poll of every second. True when it is lost, or not open.
     virtual bool IsLost() = 0;
+    /// Whether anybody wants the frames at the moment; where the far server can be told.
+    virtual void Follow(bool /*wanted*/) {}
     /// Where a broken connection does not show by itself: when the far server last gave a sign of life, and a way to
     /// make it give one. 0 otherwise.
     virtual uint32_t LastHeard() { return 0; }

@@ -59,11 +59,11 @@ bool CRelayPolicy::Allows(uint32_t ip) {
     return !kLoopback.Contains(ip) || kLoopback.Contains(m_options.listenIP);
 }
 
-CMcuAddress CRelayPolicy::Filter(const uint32_t (&ips)[3], uint16_t port) {
+CMcuAddress CRelayPolicy::Filter(const CMcuAddress& asked) {
     CMcuAddress allowed;
-    allowed.port = port;
+    allowed.port = asked.port;
     size_t count = 0;
-    for (uint32_t ip : ips)
-        if (Allows(ip)) allowed.ips[count++] = ip;
+    for (uint32_t ip : asked.ips)
+        if (asked.port != 0 && Allows(ip)) allowed.ips[count++] = ip;
     return allowed;
 }

@@ -21,8 +21,8 @@ public:
     void SetOwn(std::vector<uint32_t> own, std::vector<uint32_t> broadcast);
 
     bool Allows(uint32_t ip);
-    /// Those of a request's addresses that are allowed, in order, the first one as address 0.
-    CMcuAddress Filter(const uint32_t (&ips)[3], uint16_t port);
+    /// Those of a request's addresses that are allowed, in order, the first one as address 0; none without a port.
+    CMcuAddress Filter(const CMcuAddress& asked);
 
 private:
     bool IsOwn(uint32_t ip);

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-void CRelays::Ask(const CSinkRequest& request, const uint32_t (&relayIPs)[3]) {
-    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, relayIPs, false);
+void CRelays::Ask(const CSinkRequest& request, const CMcuAddress& home) {
+    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, home, false);
     if (!relay) return;
     Doubt(*relay);
     if (Serves(*relay))
@@ -15,18 +15,18 @@ void CRelays::Ask(const CSinkRequest& request, const uint32_t (&relayIPs)[3]) {
         Wait(*relay, request);
 }
 
-bool CRelays::AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]) {
-    CRelay* relay = FindOrStart(channelID, static_cast<uint32_t>(session->GetRemoteIP()), relayIPs, true);
+bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CMcuAddress& home) {
+    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, home, true);
     if (!relay) return false;
     Doubt(*relay);
-    const uint32_t sinkID = m_sinks.Accept(*relay->stream, session);
+    const uint32_t sinkID = m_sinks.Accept(*relay->stream, session, request);
     if (sinkID != 0 && !Serves(*relay)) relay->waitingTcp.emplace_back(sinkID, CActivity::Now());
     return sinkID != 0;
 }
 
-CRelays::CRelay* CRelays::FindOrStart(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp) {
+CRelays::CRelay* CRelays::FindOrStart(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp) {
     const auto found = m_relays.find(channelID);
-    return found != m_relays.end() ? &found->second : Start(channelID, asker, relayIPs, tcp);
+    return found != m_relays.end() ? &found->second : Start(channelID, asker, home, tcp);
 }
 
 bool CRelays::MayStart(uint32_t asker) const {
@@ -40,9 +40,8 @@ bool CRelays::MayStart(uint32_t asker) const {
     return pending < server::kMaxPendingLegs && ofAsker < server::kPendingLegsPerAsker;
 }
 
-CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp) {
-    CServerContext& context = m_medium.context;
-    const CMcuAddress far = context.policy.Filter(relayIPs, context.port);
+CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp) {
+    const CMcuAddress far = m_medium.context.policy.Filter(home);
     if (far.IsEmpty() || !MayStart(asker)) return nullptr;
     // An unproved publisher's claim may stand already, or one that fell silent; the relay serves until it shows itself.
     std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);

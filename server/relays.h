@@ -9,19 +9,19 @@
 #include <utility>
 #include <vector>
 
-/// Everything under the gate but what says otherwise.
+/// `home` is the publisher's server, as a request names it. Everything under the gate but what says otherwise.
 class CRelays {
 public:
     CRelays(CMedium& medium, CSinks& sinks) : m_medium(medium), m_sinks(sinks) {}
 
     /// A UDP subscriber of a channel that is not at home here: served at once when the leg is up, else when it is.
-    void Ask(const CSinkRequest& request, const uint32_t (&relayIPs)[3]);
+    void Ask(const CSinkRequest& request, const CMcuAddress& home);
     /// A TCP subscriber: accepted at once; closed when the far server has not accepted in time. False refuses it.
-    bool AskTcp(ITcpSession* session, uint32_t channelID, const uint32_t (&relayIPs)[3]);
+    bool AskTcp(ITcpSession* session, const CSinkRequest& request, const CMcuAddress& home);
 
     /// Whether a new relay for this asker may be tried.
-    bool MayRelay(uint32_t asker, const uint32_t (&relayIPs)[3]) {
-        return MayStart(asker) && !m_medium.context.policy.Filter(relayIPs, m_medium.context.port).IsEmpty();
+    bool MayRelay(uint32_t asker, const CMcuAddress& home) {
+        return MayStart(asker) && !m_medium.context.policy.Filter(home).IsEmpty();
     }
     /// The channel's publisher has come here, or the server ends: the leg goes, the stream stays.
     void End(CStream& stream);
@@ -46,8 +46,8 @@ private:
         std::vector<std::pair<uint32_t, uint32_t>> waitingTcp;  // sink ID, since when
     };
 
-    CRelay* FindOrStart(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp);
-    CRelay* Start(uint32_t channelID, uint32_t asker, const uint32_t (&relayIPs)[3], bool tcp);
+    CRelay* FindOrStart(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp);
+    CRelay* Start(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp);
     bool MayStart(uint32_t asker) const;
     static bool Serves(const CRelay& relay) { return relay.leg->IsUp() && !relay.doubtful; }
     void Doubt(CRelay& relay);

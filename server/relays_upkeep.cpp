@@ -17,13 +17,15 @@ std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
 
 void CRelays::OnTurn() {
     const bool news = m_bNews.load(std::memory_order_relaxed) && m_bNews.exchange(false, std::memory_order_acq_rel);
-    if (!news && !m_bDoubt.load(std::memory_order_relaxed)) return;
+    const bool behind = m_medium.legsBehind.exchange(false, std::memory_order_acq_rel);
+    if (!news && !behind && !m_bDoubt.load(std::memory_order_relaxed)) return;
     CAutoLock gate(&m_medium.context.gate);
     bool doubt = false;
     for (auto& entry : m_relays) {
         CRelay& relay = entry.second;
         if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
         doubt = doubt || relay.doubtful;
+        if (behind) relay.leg->Follow(relay.stream->Wanted() > 0);
         if (Serves(relay)) ServeWaiting(relay);
     }
     m_bDoubt.store(doubt, std::memory_order_relaxed);
@@ -41,6 +43,7 @@ void CRelays::Poll(CRelay& relay, uint32_t now) {
     if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
     const bool silent = relay.doubtful && now - relay.doubtfulSince > server::kLegAnswersWithinMs;
     if (silent || !relay.open || relay.leg->IsLost()) Reopen(relay, now);
+    if (relay.leg->IsUp()) relay.leg->Follow(relay.stream->Wanted() > 0);
 }
 
 void CRelays::Reopen(CRelay& relay, uint32_t now) {

@@ -3,6 +3,7 @@
 #include "link/activity.h"
 #include "link/instances.h"
 #include "link/mcu_services.h"
+#include "server/audio/audio_medium.h"
 #include "server/file/file_medium.h"
 #include "server/reflector.h"
 
@@ -26,9 +27,14 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
       m_ulPolicyRefreshed(CActivity::Now()) {
     m_context.policy.Refresh();
     m_context.port = options.port;
-    m_media.push_back(MakeFileServer(m_context));
-    m_byKind[static_cast<size_t>(wire::Kind::File)] = m_media.back().get();
+    AddMedium(wire::Kind::File, MakeFileServer(m_context));
+    AddMedium(wire::Kind::Audio, MakeAudioServer(m_context));
     Instances().pServer.store(this, std::memory_order_release);
+}
+
+void CServerManager::AddMedium(wire::Kind kind, std::unique_ptr<CMediumServer> medium) {
+    m_byKind[static_cast<size_t>(kind)] = medium.get();
+    m_media.push_back(std::move(medium));
 }
 
 CServerManager::~CServerManager() { Instances().pServer.store(nullptr, std::memory_order_release); }
@@ -93,6 +99,10 @@ bool CServerManager::MayServeTcp(ITcpSession* session, uint32_t type, const char
 
 void CServerManager::OnSinkMade(const CSinkInfo& sink) {
     if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkMade(sink);
+}
+
+void CServerManager::OnSinkChanged(const CSinkInfo& sink) {
+    if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkChanged(sink);
 }
 
 void CServerManager::OnSinkGone(const CSinkInfo& sink) {

@@ -33,6 +33,7 @@ public:
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) override;
     bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) override;
     void OnSinkMade(const CSinkInfo& sink) override;
+    void OnSinkChanged(const CSinkInfo& sink) override;
     void OnSinkGone(const CSinkInfo& sink) override;
     uint64_t SinkQueueLimit() const override { return m_context.options.limits.sinkQueueBytes; }
 
@@ -44,6 +45,7 @@ protected:
 
 private:
     bool Allows(uint32_t ip) const;
+    void AddMedium(wire::Kind kind, std::unique_ptr<CMediumServer> medium);
     CMediumServer* MediumOf(wire::Kind kind) const { return m_byKind[static_cast<size_t>(kind)]; }
     CMediumServer* MediumOfTcp(uint32_t type) const;
     size_t Draining();

@@ -2,6 +2,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/frame_link.h"
+#include "link/work_signal.h"
 #include "server/link_status.h"
 
 using wire::CWireReader;
@@ -12,7 +13,7 @@ CSinks::CSinks(CMedium& medium)
 bool CSinks::MayConnect(const CServerDatagram& datagram) {
     CWireReader fields(datagram.body + 1, datagram.length - 1);
     const uint32_t receiverID = fields.U32();
-    const CSinkRequest request{receiverID, fields.U32(), {datagram.ip, datagram.port}};
+    const CSinkRequest request{receiverID, fields.U32(), 0, {datagram.ip, datagram.port}};
     const SinkOwner owner = m_medium.classes.OwnerOf(request);
     if (owner != SinkOwner::None) return owner == SinkOwner::Same;
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(request.channelID);
@@ -27,7 +28,7 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     if (channelID == 0) return true;
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
     m_medium.LogPeer("sink", peer, false, "came to", channelID);
-    if (const auto stream = m_medium.streams.Find(channelID)) stream->OnSinksChanged();
+    if (const auto stream = m_medium.streams.Find(channelID)) Tell(*stream);
     return true;
 }
 
@@ -42,8 +43,8 @@ void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
     if (owner == SinkOwner::Same || MakeRoomForUdp(stream, request.peer.ip)) m_medium.classes.ConnectSink(request);
 }
 
-uint32_t CSinks::Accept(CStream& stream, ITcpSession* session) {
-    return MakeRoom(stream) ? m_medium.classes.AcceptSink(session, stream.ChannelID()) : 0;
+uint32_t CSinks::Accept(CStream& stream, ITcpSession* session, const CSinkRequest& request) {
+    return MakeRoom(stream) ? m_medium.classes.AcceptSink(session, request) : 0;
 }
 
 bool CSinks::Evict(uint32_t sinkID) {
@@ -67,13 +68,26 @@ bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
 void CSinks::OnSinkMade(const CSinkInfo& sink) {
     if (sink.tcp) {
         m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channelID);
-        if (const auto stream = m_medium.streams.Find(sink.channelID)) stream->OnSinksChanged();
+        if (const auto stream = m_medium.streams.Find(sink.channelID)) Tell(*stream);
         return;
     }
     m_unproved.Add(sink.sinkID, sink.ip, sink.channelID);
+    if (!sink.link) return;
     sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
     sink.link->SetQueueLimit(server::kHeldQueueBytes);
     sink.link->SetHeld(true);
+}
+
+void CSinks::OnSinkChanged(const CSinkInfo& sink) {
+    if (const auto stream = m_medium.streams.Find(sink.channelID)) Tell(*stream);
+}
+
+// A leg follows on the worker's turn: telling it takes the gate.
+void CSinks::Tell(CStream& stream) {
+    stream.OnSinksChanged();
+    if (stream.RelayedFrom() == 0) return;
+    m_medium.legsBehind.store(true, std::memory_order_release);
+    CWorkSignal::Get().Wake();
 }
 
 void CSinks::OnSinkGone(const CSinkInfo& sink) {
@@ -85,5 +99,5 @@ void CSinks::OnSinkGone(const CSinkInfo& sink) {
     }
     if (!sink.tcp && m_unproved.Remove(sink.sinkID) != 0) return;  // it had never come
     m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channelID);
-    if (stream) stream->OnSinksChanged();
+    if (stream) Tell(*stream);
 }

@@ -20,13 +20,16 @@ public:
     /// Makes the sink of a stream that is served to this subscriber, if there is room, and acknowledges it.
     void Connect(CStream& stream, const CSinkRequest& request);
     /// The same over TCP; the sink's ID, or 0.
-    uint32_t Accept(CStream& stream, ITcpSession* session);
+    uint32_t Accept(CStream& stream, ITcpSession* session, const CSinkRequest& request);
 
     void OnSinkMade(const CSinkInfo& sink);
+    void OnSinkChanged(const CSinkInfo& sink);
     void OnSinkGone(const CSinkInfo& sink);
     size_t Unproved() const { return m_unproved.Count(); }
 
 private:
+    /// Its publisher, here or elsewhere, hears of a change.
+    void Tell(CStream& stream);
     bool MakeRoom(CStream& stream);
     bool MakeRoomForUdp(CStream& stream, uint32_t ip);
     bool Evict(uint32_t sinkID);

@@ -14,10 +14,14 @@ struct CSourceProfile {
     const char* medium;  ///< as the page, the metrics and the log name it
     uint8_t connect, connectAck;
     uint8_t frame, frameAck;
-    uint8_t keepAlive, keepAliveAck;
+    uint8_t keepAlive;  ///< where publishers are started and stopped: start, with the number of those who listen
+    uint8_t stop;       ///< sent in its place while nobody does; elsewhere 0
     uint8_t disconnect;
     int acknowledgements;  ///< of one connect request
+    bool session;          ///< frames travel in the reliable session, else each in a datagram
     wire::TcpType senderType, receiverType;
+
+    bool Stops() const { return stop != 0; }
 };
 
 /// Owned by its stream. Ended, and then deleted, after it has left the stream.
@@ -42,6 +46,8 @@ public:
     virtual void OnSecond() = 0;
     /// No frame of it arrives after this.
     virtual void End() = 0;
+    /// The server ends: it is to send nothing more.
+    virtual void TellToStop() {}
     /// As End, once what is queued has left; true when there is something to wait for.
     virtual bool CloseWhenSent() { return false; }
     virtual CSourceStatus Status() = 0;

@@ -6,7 +6,9 @@
 
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds; without it a host that fell silent would hold its channel
-}
+constexpr char kStart = 0x00;
+constexpr char kStop = 0x01;
+}  // namespace
 
 CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session,
                        const CServerLimits& limits)
@@ -21,6 +23,24 @@ void CSourceTCP::AnswerValidation() {
     m_pSession->SetNotify(this);
     const wire::CDatagram answer = ValidationMessage(m_profile.senderType, wire::CDatagram().U32(m_stream.ChannelID()));
     m_pSession->SendData(answer.Data(), answer.Length(), 1);
+    if (m_profile.Stops()) SendControl(Control());
+}
+
+char CSourceTCP::Control() const { return m_profile.Stops() && m_stream.Wanted() == 0 ? kStop : kStart; }
+
+void CSourceTCP::SendControl(char control) {
+    m_cTold.store(control, std::memory_order_relaxed);
+    m_pSession->SendData(&control, 1, 0);
+    m_keepAlive.Restart();
+}
+
+void CSourceTCP::OnChange() {
+    const char control = Control();
+    if (m_profile.Stops() && control != m_cTold.load(std::memory_order_relaxed)) SendControl(control);
+}
+
+void CSourceTCP::TellToStop() {
+    if (m_profile.Stops()) SendControl(kStop);
 }
 
 bool CSourceTCP::SendUpstream(const void* data, int length) {
@@ -32,8 +52,7 @@ bool CSourceTCP::SendUpstream(const void* data, int length) {
 
 void CSourceTCP::OnSecond() {
     if (m_pSession->GetSendQueueSize() != 0 || !m_keepAlive.Poll()) return;
-    const char keepAlive = 0;
-    m_pSession->SendData(&keepAlive, 1, 0);
+    SendControl(Control());
 }
 
 bool CSourceTCP::CloseWhenSent() {

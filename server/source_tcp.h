@@ -6,6 +6,8 @@
 #include "server/server_options.h"
 #include "server/source.h"
 
+#include <atomic>
+
 class CStream;
 
 /// Lives as long as its connection.
@@ -19,7 +21,9 @@ public:
     bool SendUpstream(const void* data, int length) override;
     bool GivesWay() override { return m_pSession->IsDisconnected(); }
     bool IsGone() override { return m_pSession->IsDisconnected(); }
+    void OnChange() override;
     void OnSecond() override;
+    void TellToStop() override;
     void End() override { m_pSession->ReleaseConnections(); }
     bool CloseWhenSent() override;
     CSourceStatus Status() override;
@@ -27,10 +31,15 @@ public:
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
 
 private:
+    /// The control byte that says whether anybody listens; where publishers are not told, always the same.
+    char Control() const;
+    void SendControl(char control);
+
     const CSourceProfile& m_profile;
     CStream& m_stream;
     ITcpSession* const m_pSession;  // the network library's; ended by End
     const CServerLimits& m_limits;
     const CPeer m_peer;
     CPollCount m_keepAlive;
+    std::atomic<char> m_cTold{0};
 };

@@ -1,26 +1,28 @@
 #include "server/source_udp.h"
 
 #include "link/mcu_services.h"
-#include "server/link_status.h"
 #include "server/server_constants.h"
+#include "server/source_plain.h"
+#include "server/source_session.h"
 #include "server/stream.h"
 
 using wire::CDatagram;
 
-CSourceUDP::CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
-                       const CServerLimits& limits)
+CSourceUDP::CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey)
     : m_profile(profile),
       m_stream(stream),
-      m_ulChannelID(stream.ChannelID()),
       m_peer(peer),
       m_ulSenderKey(senderKey),
-      m_limits(limits),
+      m_ulChannelID(stream.ChannelID()),
       m_activity(CActivity::Now()),
       m_ulLastKeepAlive(CActivity::Now()) {
     m_remote.Set(peer.ip, peer.port);
-    SetWindowSize(server::kSourceWindow);
-    SetQueueLimit(server::kHeldQueueBytes);
-    SetHeld(true);
+}
+
+std::unique_ptr<CSourceUDP> CSourceUDP::Make(const CSourceProfile& profile, CStream& stream, const CPeer& peer,
+                                             uint32_t senderKey, const CServerLimits& limits) {
+    if (!profile.session) return std::make_unique<CSourcePlain>(profile, stream, peer, senderKey);
+    return std::make_unique<CSourceSession>(profile, stream, peer, senderKey, limits);
 }
 
 // A stranger gets one answer and the question that makes it prove itself; the repetition of the answer waits until it
@@ -45,31 +47,46 @@ void CSourceUDP::Acknowledge() {
 }
 
 void CSourceUDP::Ask() {
-    if (m_budget.Spend(KeepAlive().Length())) SendKeepAlive();
+    if (m_budget.Spend(KeepAlive(Wanted()).Length())) SendKeepAlive();
 }
 
 CDatagram CSourceUDP::ConnectAck() const {
     return CDatagram(m_profile.kind, m_profile.connectAck).U32(m_ulSenderKey).U32(SourceID()).U32(0);
 }
 
-CDatagram CSourceUDP::KeepAlive() const { return CDatagram(m_profile.kind, m_profile.keepAlive).U32(m_ulSenderKey); }
+uint32_t CSourceUDP::Wanted() const { return m_profile.Stops() ? m_stream.Wanted() : 0; }
+
+CDatagram CSourceUDP::KeepAlive(uint32_t wanted) const {
+    if (m_profile.Stops() && wanted == 0) return CDatagram(m_profile.kind, m_profile.stop).U32(m_ulSenderKey);
+    CDatagram datagram(m_profile.kind, m_profile.keepAlive);
+    datagram.U32(m_ulSenderKey);
+    return m_profile.Stops() ? datagram.U32(wanted) : datagram;
+}
 
 void CSourceUDP::Prove() {
     if (m_bProved.exchange(true, std::memory_order_relaxed)) return;
     Acknowledge();
-    SetQueueLimit(m_limits.upstreamQueueBytes);
-    SetHeld(false);
+    OnProved();
+    if (m_profile.Stops()) OnChange();
 }
 
 bool CSourceUDP::IsRelayed() const { return m_stream.RelayedFrom() != 0; }
 
 void CSourceUDP::SendKeepAlive() {
+    const uint32_t wanted = Wanted();
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);
-    SendDatagram(KeepAlive(), m_remote);
+    m_ulTold.store(wanted, std::memory_order_relaxed);
+    SendDatagram(KeepAlive(wanted), m_remote);
 }
 
+// Where it is started and stopped, only what differs from what it knows is news.
 void CSourceUDP::OnChange() {
-    if (IsProved()) SendKeepAlive();
+    if (!IsProved()) return;
+    if (!m_profile.Stops() || Wanted() != m_ulTold.load(std::memory_order_relaxed)) SendKeepAlive();
+}
+
+void CSourceUDP::TellToStop() {
+    if (m_profile.Stops() && IsProved()) SendDatagram(KeepAlive(0), m_remote);
 }
 
 void CSourceUDP::OnSecond() {
@@ -81,31 +98,6 @@ void CSourceUDP::OnSecond() {
         Ask();
 }
 
-// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
-bool CSourceUDP::SendUpstream(const void* data, int length) {
-    if (GetByteCount() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
-    return QueueFrame(data, length);
-}
-
 bool CSourceUDP::GivesWay() { return m_activity.SilentFor(server::kGivesWayAfterMs); }
 
 bool CSourceUDP::IsGone() { return m_activity.SilentFor(server::kSourceGoneAfterMs); }
-
-void CSourceUDP::OnSCTPSessionReceivedFrame(char* frame, int length) { m_stream.OnSourceFrame(frame, length); }
-
-void CSourceUDP::SendSCTPData(char* packet, int length) {
-    SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameAck).U32(m_ulSenderKey), packet, length, m_remote);
-}
-
-void CSourceUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    statistics.ulLinkID = SourceID();
-    statistics.ulRemoteIP = m_peer.ip;
-    statistics.usRemotePort = m_peer.port;
-    statistics.byKind = static_cast<unsigned char>(m_profile.kind);
-}
-
-CSourceStatus CSourceUDP::Status() {
-    LumoLinkStatistics statistics;
-    FillStatistics(statistics);
-    return {m_peer, false, IsProved(), SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
-}

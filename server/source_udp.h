@@ -3,7 +3,6 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
-#include "link/frame_link.h"
 #include "link/mcu_address.h"
 #include "link/object_id.h"
 #include "server/answer_budget.h"
@@ -11,15 +10,26 @@
 #include "server/source.h"
 
 #include <atomic>
+#include <memory>
 
 class CStream;
 
 /// Until it is proved (a datagram with its ID has come from its address) it is told nothing but the answers to its
 /// requests and keep-alives, within its budget. Datagrams come on the UDP thread, under the table lock or the gate.
-class CSourceUDP : public CSource, public CFrameLink {
+/// How its frames travel is the derived class's.
+class CSourceUDP : public CSource {
 public:
-    CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
-               const CServerLimits& limits);
+    CSourceUDP(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey);
+
+    /// One whose frames travel as the profile says.
+    static std::unique_ptr<CSourceUDP> Make(const CSourceProfile& profile, CStream& stream, const CPeer& peer,
+                                            uint32_t senderKey, const CServerLimits& limits);
+    /// False when there is no memory for it.
+    virtual bool Open() { return true; }
+    /// What follows the source ID in a frame's datagram.
+    virtual void OnFrame(const char* data, int length) = 0;
+    /// The worker's turn; true when something was sent.
+    virtual bool PumpFrames() { return false; }
 
     uint32_t SourceID() const { return m_id.Get(); }
     uint32_t ChannelID() const { return m_ulChannelID; }
@@ -35,20 +45,23 @@ public:
     /// A sign of life.
     void Touch() { m_activity.Touch(); }
 
-    bool SendUpstream(const void* data, int length) override;
     void OnChange() override;
     bool GivesWay() override;
     bool IsGone() override;
     void OnSecond() override;
-    void End() override { CloseLink(); }
-    CSourceStatus Status() override;
+    void TellToStop() override;
+    CSourceStatus Status() override { return {m_peer, false, IsProved(), {}, 0, 0}; }
     CSourceUDP* AsUDP() override { return this; }
 
-    void OnSCTPSessionReceivedFrame(char* frame, int length) override;
-    void SendSCTPData(char* packet, int length) override;
-
 protected:
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
+    /// It has just proved itself.
+    virtual void OnProved() {}
+
+    const CSourceProfile& m_profile;
+    CStream& m_stream;
+    const CPeer m_peer;
+    CRemoteAddress m_remote;
+    const uint32_t m_ulSenderKey;
 
 private:
     /// What is owed to one who is there.
@@ -57,19 +70,15 @@ private:
     void Ask();
     void SendKeepAlive();
     wire::CDatagram ConnectAck() const;
-    wire::CDatagram KeepAlive() const;
+    wire::CDatagram KeepAlive(uint32_t wanted) const;
+    uint32_t Wanted() const;
 
-    const CSourceProfile& m_profile;
-    CStream& m_stream;
     const uint32_t m_ulChannelID;
-    const CPeer m_peer;
-    CRemoteAddress m_remote;
-    const uint32_t m_ulSenderKey;
-    const CServerLimits& m_limits;
     CObjectID m_id;
     CActivity m_activity;
     std::atomic<bool> m_bProved{false};
     std::atomic<uint32_t> m_ulLastKeepAlive;
-    CAnswerBudget m_budget;  // these two under the gate
+    std::atomic<uint32_t> m_ulTold{0};  // how many listen, as it was last told
+    CAnswerBudget m_budget;             // these two under the gate
     int m_nOwed = 0;
 };

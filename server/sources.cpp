@@ -21,8 +21,8 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     if (again || m_unproved.AddressIsFull(peer.ip)) return;
     const std::shared_ptr<CStream> stream = TakePlace(channelID, true);
     if (!stream) return;
-    auto source = std::make_unique<CSourceUDP>(m_medium.profile, *stream, peer, senderKey, m_medium.Limits());
-    if (!source->OpenLink()) return Settle(*stream);
+    auto source = CSourceUDP::Make(m_medium.profile, *stream, peer, senderKey, m_medium.Limits());
+    if (!source->Open()) return Settle(*stream);
     CSourceUDP& made = *source;
     m_unproved.Add(made.SourceID(), peer.ip, channelID);
     m_sources.Put(made.SourceID(), &made, channelID, senderKey);
@@ -105,7 +105,7 @@ CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID
         if (datagram.row.code == m_medium.profile.frame) {
             CWireReader fields(datagram.body + 1, datagram.length - 1);
             fields.U32();
-            source.OnPacket(fields.Rest(), fields.Left());
+            source.OnFrame(fields.Rest(), fields.Left());
         } else if (leaving) {
             leaves = source.ChannelID();
         }
@@ -177,14 +177,17 @@ void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
 
 bool CSources::Pump() {
     bool sent = false;
-    m_sources.ForEach([&](CSourceUDP& source) { sent = source.Pump() || sent; });
+    m_sources.ForEach([&](CSourceUDP& source) { sent = source.PumpFrames() || sent; });
     return sent;
 }
 
 void CSources::CloseAll() {
     for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
         bool closing = false;
-        stream->WithSource([&](CSource& source) { closing = source.CloseWhenSent(); });
+        stream->WithSource([&](CSource& source) {
+            source.TellToStop();
+            closing = source.CloseWhenSent();
+        });
         if (!closing) End(*stream);
     }
 }

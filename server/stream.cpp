@@ -1,7 +1,5 @@
 #include "server/stream.h"
 
-#include "link/limits.h"
-
 #include <utility>
 
 namespace {
@@ -14,9 +12,9 @@ void Count(std::atomic<uint64_t>& frames, std::atomic<uint64_t>& bytes, uint64_t
 }  // namespace
 
 void CStream::OnSourceFrame(const char* data, int length) {
-    if (length < limits::kMinFrameLen) return;
+    if (length < limits::kMinFrameLen || length > MaxFrame()) return;
     Count(m_traffic.framesIn, m_traffic.bytesIn, 1, length);
-    Count(m_traffic.framesOut, m_traffic.bytesOut, SinkCount(), length);
+    Count(m_traffic.framesOut, m_traffic.bytesOut, Wanted(), length);
     SendToSinks(data, length);
 }
 

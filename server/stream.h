@@ -1,6 +1,7 @@
 // One channel at the server: its publisher or the leg it is relayed over, its subscribers, and what it has carried.
 #pragma once
 
+#include "link/limits.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 #include "server/server_options.h"
@@ -23,6 +24,8 @@ public:
 
     virtual uint32_t ChannelID() const = 0;
     virtual size_t SinkCount() = 0;
+    /// How many of the subscribers want frames at the moment. Any thread.
+    virtual uint32_t Wanted() { return static_cast<uint32_t>(SinkCount()); }
     /// Registers the channel, so that subscribers find it; takes it out and ends its subscribers.
     virtual void Open() = 0;
     virtual void Close() = 0;
@@ -82,6 +85,8 @@ public:
 
 protected:
     virtual void SendToSinks(const void* data, int length) = 0;
+    /// The longest frame of the publisher that goes on to the subscribers.
+    virtual int MaxFrame() const { return limits::kMaxFrameLen; }
     /// False when there is no leg, or its queue is full.
     virtual bool SendToLeg(const void* data, int length) = 0;
     /// Every subscriber, under the channel's sink lock.

@@ -6,6 +6,7 @@
 #ifndef LUMOMEDIA_LUMOMEDIA_H
 #define LUMOMEDIA_LUMOMEDIA_H
 
+#include <lumomedia/audio.h>
 #include <lumomedia/base.h>
 #include <lumomedia/export.h>
 #include <lumomedia/file.h>

@@ -2,31 +2,8 @@
 
 #include "file/file_channel_state.h"
 #include "file/file_receiver.h"
-#include "file/file_sink_tcp.h"
-#include "file/file_sink_udp.h"
-#include "server/link_status.h"
-
-namespace {
-
-CListenerStatus Describe(CFileSink& sink) {
-    CListenerStatus listener;
-    if (CFileSinkUDP* udp = sink.AsUDP()) {
-        LumoLinkStatistics statistics;
-        udp->FillStatistics(statistics);
-        listener.peer = {udp->GetRemoteIP(), udp->GetRemotePort()};
-        listener.queuedFrames = statistics.ulQueuedFrames;
-        listener.queuedBytes = statistics.ullQueuedBytes;
-        listener.roundTripMs = static_cast<uint32_t>(statistics.ulRoundTripMs);
-        listener.link = SumsOf(statistics);
-    } else if (auto* tcp = dynamic_cast<CFileSinkTCP*>(&sink)) {
-        listener.peer = {tcp->GetRemoteIP(), tcp->GetRemotePort()};
-        listener.tcp = true;
-        listener.queuedFrames = tcp->GetBufferingFrameCount();
-    }
-    return listener;
-}
-
-}  // namespace
+#include "file/file_sink.h"
+#include "server/listener.h"
 
 CFileStream::CFileStream(uint32_t channelID, const CServerLimits& limits)
     : CStream("file", limits), CFileChannel(channelID), m_ulChannelID(channelID) {}
@@ -46,7 +23,7 @@ bool CFileStream::SendToLeg(const void* data, int length) {
 
 void CFileStream::ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) {
     CFileChannelState::Of(*this).hub.ForEachSinkWhile([&](CFileSink& sink) {
-        use(context, Describe(sink));
+        use(context, DescribeListener(sink));
         return true;
     });
 }

@@ -9,14 +9,6 @@
 #include "file/local_mcu_file.h"
 #include "lumomedia/file.h"
 
-namespace {
-
-CMcuAddress Mcu(unsigned long ip0, unsigned long ip1, unsigned long ip2, unsigned short port) {
-    return {{static_cast<uint32_t>(ip0), static_cast<uint32_t>(ip1), static_cast<uint32_t>(ip2)}, port};
-}
-
-}  // namespace
-
 IFileSender* CreateFileSenderUDP(IFileSenderNotify& notify, unsigned long ulFileChannelID, unsigned long ulMCUIP0,
                                  unsigned long ulMCUIP1, unsigned long ulMCUIP2, unsigned short usMCUPort) {
     const CMcuAddress mcu = Mcu(ulMCUIP0, ulMCUIP1, ulMCUIP2, usMCUPort);

@@ -4,6 +4,7 @@
 #include "link/instances.h"
 #include "lumomedia/p2p.h"
 #include "p2p/mtp2p.h"
+#include "p2p/peer_subscription.h"
 #include "p2p/signal_client.h"
 
 #include <new>
@@ -18,6 +19,8 @@ bool GetP2PPeer(unsigned long ulUserID, P2PPeer& peer) {
             known->m_usLocalUDPPort, known->m_bUpnp,   known->m_heard.IP(),   known->m_heard.Port()};
     return true;
 }
+
+void SetP2PSubscribe(bool bSubscribe) { SetPeersAsked(bSubscribe); }
 
 ISignalClient* CreateSignalClient(ISignalNotify& notify, unsigned long ulUserID, unsigned long ulIP,
                                   unsigned short usPort, int nProxyType, const char* pszProxyHost,

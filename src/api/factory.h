@@ -1,8 +1,13 @@
 // What the factories share.
 #pragma once
 
+#include "link/mcu_address.h"
 #include "link/tcp_link.h"
 #include "platform/lumobase/app_log.h"
+
+inline CMcuAddress Mcu(unsigned long ip0, unsigned long ip1, unsigned long ip2, unsigned short port) {
+    return {{static_cast<uint32_t>(ip0), static_cast<uint32_t>(ip1), static_cast<uint32_t>(ip2)}, port};
+}
 
 inline CProxy Proxy(int type, const char* host, unsigned short port, const char* user, const char* password) {
     return {type, host, port, user, password};

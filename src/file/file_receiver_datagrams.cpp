@@ -5,16 +5,19 @@
 #include "link/limits.h"
 #include "platform/lumobase/app_log.h"
 
-const CSinkLinkProfile CFileReceiverDatagrams::kProfile{wire::Kind::File,
-                                                        wire::UDP_FILE_SINK_CONNECT,
-                                                        wire::UDP_FILE_SINK_KEEP_ALIVE,
-                                                        wire::UDP_FILE_SINK_FRAME_ACK,
-                                                        wire::UDP_FILE_SINK_DISCONNECT,
-                                                        12,
-                                                        4000,
-                                                        30000,
-                                                        2000,
-                                                        3};
+const CSinkLinkProfile CFileReceiverDatagrams::kProfile{.kind = wire::Kind::File,
+                                                        .connectCode = wire::UDP_FILE_SINK_CONNECT,
+                                                        .connectNamesUser = false,
+                                                        .keepAliveCode = wire::UDP_FILE_SINK_KEEP_ALIVE,
+                                                        .stopCode = wire::UDP_FILE_SINK_KEEP_ALIVE,
+                                                        .keepAliveRepeats = 1,
+                                                        .frameAckCode = wire::UDP_FILE_SINK_FRAME_ACK,
+                                                        .disconnectCode = wire::UDP_FILE_SINK_DISCONNECT,
+                                                        .keepAliveEvery = 12,
+                                                        .peerOnlyTimeoutMs = 4000,
+                                                        .connectTimeoutMs = 30000,
+                                                        .p2pTimeoutMs = 2000,
+                                                        .goodbyes = 3};
 
 void CFileReceiverDatagrams::OnReceivedConnectACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
     const ConnectAck ack = m_sinkLink.OnConnectAck(sinkID, ip, port);

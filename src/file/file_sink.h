@@ -1,27 +1,22 @@
 // A subscriber of a file channel: the peers' sinks, and the senders of this host.
 #pragma once
 
+#include "link/mcu_sink.h"
 #include "link/object_id.h"
 #include "lumomedia/file.h"
 
 #include <cstdint>
 
 class CFileSinkUDP;
-class CFrameLink;
 
-/// Enters its channel by JoinFileChannel once it is wholly made, and has left it before its destructor begins.
-class CFileSink {
+/// Enters its channel by Join once it is wholly made, and has left it before its destructor begins.
+class CFileSink : public CMcuSink {
 public:
     explicit CFileSink(CFileChannel& channel) : m_pFileChannel(&channel) {}
-    virtual ~CFileSink() = default;
-    CFileSink(const CFileSink&) = delete;
-    CFileSink& operator=(const CFileSink&) = delete;
 
-    /// Leaves the channel; subclasses end their connection too.
-    virtual void ReleaseConnections();
+    void ReleaseConnections() override;
     virtual uint32_t GetFileSinkID() { return m_id.Get(); }
     virtual uint32_t GetFileChannelID() { return static_cast<uint32_t>(m_pFileChannel->GetFileChannelID()); }
-    virtual bool IsDisconnected() = 0;
     /// One frame from the channel towards the subscriber. Any thread, under the channel's sink lock.
     virtual void OnFileChannelData(const void* data, int length) = 0;
     /// Frames still waiting to go to the subscriber.
@@ -29,12 +24,10 @@ public:
 
     /// This object as a peer's UDP sink, or null.
     virtual CFileSinkUDP* AsUDP() { return nullptr; }
-    /// The reliable link that the worker pumps, or null.
-    virtual CFrameLink* GetFrameLink() { return nullptr; }
-    /// Lets what is queued leave, then closes the connection; for sinks whose far side notices.
-    virtual void CloseWhenSent() {}
-
-    void JoinFileChannel() { m_pFileChannel->AddFileSink(GetFileSinkID(), this); }
+    CSinkInfo Info() override {
+        return {wire::Kind::File, GetFileSinkID(), GetFileChannelID(), 0, 0, false, GetFrameLink()};
+    }
+    void Join() override { m_pFileChannel->AddFileSink(GetFileSinkID(), this); }
 
 protected:
     /// Upstream bytes of the subscriber to the channel's owner.

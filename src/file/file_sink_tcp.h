@@ -2,10 +2,7 @@
 #pragma once
 
 #include "file/file_sink.h"
-#include "link/activity.h"
-#include "platform/lumonet/lumonet.h"
-
-#include <atomic>
+#include "link/tcp_sink.h"
 
 class CFileSinkTCP : public CFileSink, public ITcpSessionNotify {
 public:
@@ -15,22 +12,13 @@ public:
     void AnswerValidation();
 
     void ReleaseConnections() override;
-    bool IsDisconnected() override;
+    bool IsDisconnected() override { return m_tcp.IsDisconnected(); }
     void OnFileChannelData(const void* data, int length) override;
-    uint32_t GetBufferingFrameCount() override;
+    uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
-    void CloseWhenSent() override;
-
-    uint32_t GetRemoteIP() const { return m_ulRemoteIP; }
-    uint16_t GetRemotePort() const { return m_usRemotePort; }
+    void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
+    CSinkInfo Info() override;
 
 private:
-    bool HasRoom();
-
-    ITcpSession* m_pITcpSession;  // owned by the network library; ended by ReleaseConnections
-    CPollCount m_keepAlive;
-    const uint64_t m_nQueueLimit;
-    std::atomic<bool> m_bOverrun{false};  // more waits than may: the sink goes at the next sweep
-    const uint32_t m_ulRemoteIP;
-    const uint16_t m_usRemotePort;
+    CTcpSink m_tcp;
 };

@@ -4,11 +4,7 @@
 #include "file/file_channel_state.h"
 #include "file/file_receiver.h"
 #include "file/file_sink.h"
-#include "link/id_table.h"
-#include "link/instances.h"
-#include "link/limits.h"
-#include "link/lock_order.h"
-#include "link/server_hooks.h"
+#include "link/mcu_tables.h"
 
 class CFileSender;
 class CFileSenderTCP;
@@ -22,6 +18,8 @@ class ITcpSession;
 /// One per local MCU manager. Sinks are its own; channels, receivers and senders enter and leave by themselves.
 class CLocalMCUFile {
 public:
+    using CTables = CMcuTables<CFileChannel, CFileSink, CFileReceiver, CFileSenderUDP>;
+
     CLocalMCUFile();
     virtual ~CLocalMCUFile();
     CLocalMCUFile(const CLocalMCUFile&) = delete;
@@ -66,25 +64,7 @@ public:
 
     /// Takes this very channel out, if it is the one registered under its ID.
     void ForgetFileChannel(CFileChannel* channel);
-    bool HasFileChannel(uint32_t channelID);
-    /// Ends one sink; false when there is none.
-    bool EndFileSink(uint32_t sinkID);
-    /// Before anything is served.
-    void SetMaxSinks(size_t sinks) { m_nMaxSinks = sinks; }
-    size_t FileSinkCount() { return m_mapFileSink.Size(); }
-    /// Calls `use` with each sink under the table lock.
-    template <class Use>
-    void ForEachFileSink(Use use) {
-        m_mapFileSink.ForEach(use);
-    }
-    template <class Use>
-    bool WithFileSink(uint32_t sinkID, Use use) {
-        return m_mapFileSink.With(sinkID, use);
-    }
-    template <class Use>
-    bool WithFileSinkOf(uint32_t channelID, uint32_t receiverID, Use use) {
-        return m_mapFileSink.WithPair(channelID, receiverID, use);
-    }
+    CTables& Tables() { return m_tables; }
 
 private:
     friend struct CFileDispatch;
@@ -100,16 +80,5 @@ private:
     void OnSourceFrameAck(const CServerDatagram& datagram);
     void OnSourceKeepAlive(const CServerDatagram& datagram);
 
-    template <class T, class TNotify>
-    T* Make(TNotify& notify, uint32_t channelID);
-    CFileSink* MakeSinkUDP(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port);
-    CFileSink* MakeSinkTCP(ITcpSession* session, uint32_t channelID);
-    static void EndSink(CFileSink* sink);
-
-    size_t m_nMaxSinks = limits::kMaxSinks;
-    CCritSec m_csConnectGate{lock_order::kConnectGate};  // a connect is one step against the channel's removal
-    CIDTable<CFileSink> m_mapFileSink{lock_order::kMediumTable};
-    CIDTable<CFileChannel> m_mapFileChannel{lock_order::kChannelTable};
-    CIDTable<CFileReceiver> m_mapFileReceiver{lock_order::kMediumTable};
-    CIDTable<CFileSenderUDP> m_mapFileSender{lock_order::kMediumTable};
+    CTables m_tables;
 };

@@ -1,4 +1,4 @@
-// How the factories get their senders and receivers: wholly made and open before anybody else can see them.
+// How the factories get their senders and receivers.
 #include "file/file_receiver_p2p.h"
 #include "file/file_receiver_p2p_tcp.h"
 #include "file/file_receiver_tcp.h"
@@ -6,64 +6,54 @@
 #include "file/file_sender_tcp.h"
 #include "file/file_sender_udp.h"
 #include "file/local_mcu_file.h"
-
-#include <memory>
+#include "link/mcu_create.h"
 
 namespace {
 
-/// What comes between the making of an object and its entry into the channel.
+/// Null without a local MCU or for an unknown channel.
 template <class T>
-void Prepare(T& made) {
-    if constexpr (requires { made.StartSession(); }) made.StartSession();
+T* MakeSender(IFileSenderNotify& notify, uint32_t channelID) {
+    CLocalMCUFile* mcu = GetLocalMCUFile();
+    if (!mcu) return nullptr;
+    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CFileSink& sender) { sender.Join(); });
 }
-void Enter(CFileSink& sender) { sender.JoinFileChannel(); }
-void Enter(CFileReceiver& receiver) { receiver.Attach(); }
+template <class T>
+T* MakeReceiver(IFileReceiverNotify& notify, uint32_t channelID) {
+    CLocalMCUFile* mcu = GetLocalMCUFile();
+    if (!mcu) return nullptr;
+    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CFileReceiver& receiver) { receiver.Attach(); });
+}
+/// One that datagrams reach.
+template <class T>
+T* Registered(T* receiver) {
+    if (receiver) GetLocalMCUFile()->AddFileReceiver(receiver);
+    return receiver;
+}
 
 }  // namespace
 
-template <class T, class TNotify>
-T* CLocalMCUFile::Make(TNotify& notify, uint32_t channelID) {
-    std::unique_ptr<T> made;
-    m_mapFileChannel.With(channelID, [&](CFileChannel& channel) {
-        made = std::make_unique<T>(notify, channel);
-        Prepare(*made);
-        Enter(*made);
-    });
-    return made.release();
-}
-
 CFileSenderUDP* CLocalMCUFile::CreateFileSenderUDP(IFileSenderNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    CFileSenderUDP* made = mcu ? mcu->Make<CFileSenderUDP>(notify, channelID) : nullptr;
-    if (made) mcu->m_mapFileSender.Put(made->GetSenderKey(), made);
+    auto* made = MakeSender<CFileSenderUDP>(notify, channelID);
+    if (made) GetLocalMCUFile()->m_tables.senders.Put(made->GetSenderKey(), made);
     return made;
 }
 
 CFileSenderTCP* CLocalMCUFile::CreateFileSenderTCP(IFileSenderNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    return mcu ? mcu->Make<CFileSenderTCP>(notify, channelID) : nullptr;
+    return MakeSender<CFileSenderTCP>(notify, channelID);
 }
 
 CFileReceiverUDP* CLocalMCUFile::CreateFileReceiverUDP(IFileReceiverNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    CFileReceiverUDP* made = mcu ? mcu->Make<CFileReceiverUDP>(notify, channelID) : nullptr;
-    if (made) mcu->AddFileReceiver(made);
-    return made;
+    return Registered(MakeReceiver<CFileReceiverUDP>(notify, channelID));
 }
 
 CFileReceiverP2P* CLocalMCUFile::CreateFileReceiverP2P(IFileReceiverNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    CFileReceiverP2P* made = mcu ? mcu->Make<CFileReceiverP2P>(notify, channelID) : nullptr;
-    if (made) mcu->AddFileReceiver(made);
-    return made;
+    return Registered(MakeReceiver<CFileReceiverP2P>(notify, channelID));
 }
 
 CFileReceiverTCP* CLocalMCUFile::CreateFileReceiverTCP(IFileReceiverNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    return mcu ? mcu->Make<CFileReceiverTCP>(notify, channelID) : nullptr;
+    return MakeReceiver<CFileReceiverTCP>(notify, channelID);
 }
 
 CFileReceiverP2PTCP* CLocalMCUFile::CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, uint32_t channelID) {
-    CLocalMCUFile* mcu = GetLocalMCUFile();
-    return mcu ? mcu->Make<CFileReceiverP2PTCP>(notify, channelID) : nullptr;
+    return MakeReceiver<CFileReceiverP2PTCP>(notify, channelID);
 }

@@ -15,6 +15,8 @@ void UseInstances(CInstances* instances) {
 
 CLocalMCUManager* GetLocalMcuMgr() { return Instances().pManager.load(std::memory_order_acquire); }
 
+CLocalMCUAudio* GetLocalMCUAudio() { return Instances().pAudio.load(std::memory_order_acquire); }
+
 CLocalMCUFile* GetLocalMCUFile() { return Instances().pFile.load(std::memory_order_acquire); }
 
 CMTP2P* GetP2PMgr() { return Instances().pP2P.load(std::memory_order_acquire); }

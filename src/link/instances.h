@@ -29,6 +29,7 @@ CInstances& Instances();
 void UseInstances(CInstances* instances);
 
 CLocalMCUManager* GetLocalMcuMgr();
+CLocalMCUAudio* GetLocalMCUAudio();
 CLocalMCUFile* GetLocalMCUFile();
 CMTP2P* GetP2PMgr();
 IServerHooks* GetServerHooks();

@@ -18,6 +18,9 @@ inline void SendDatagram(const wire::CDatagram& datagram, uint32_t ip, uint16_t 
 inline void SendDatagram(const wire::CDatagram& datagram, const CRemoteAddress& to) {
     SendDatagram(datagram, to.IP(), to.Port());
 }
+/// One frame behind its head as one datagram, when it fits the room of the media that send frames plainly; else it is
+/// dropped. Nothing is allocated.
+void SendPlainFrame(wire::CDatagram head, const void* data, int length, const CRemoteAddress& to);
 /// Writes the envelope into the room before a session packet and sends both as one datagram.
 void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to);
 

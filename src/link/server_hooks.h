@@ -17,7 +17,7 @@ struct CSinkInfo {
     uint32_t ip;
     uint16_t port;
     bool tcp;
-    CFrameLink* link;  ///< null for TCP
+    CFrameLink* link;  ///< null for TCP, and for media without sessions
 };
 
 /// One datagram: its row, its body (the bytes after the kind byte) and where it came from.
@@ -44,6 +44,8 @@ public:
     virtual bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) = 0;
     /// A sink is made and not yet in its channel: the place to hold it and to set its limits.
     virtual void OnSinkMade(const CSinkInfo& sink) = 0;
+    /// A sink began or ceased to want frames, in a medium where they say so.
+    virtual void OnSinkChanged(const CSinkInfo& /*sink*/) {}
     /// A sink has left every table and is about to be deleted. Any thread.
     virtual void OnSinkGone(const CSinkInfo& sink) = 0;
     /// Bytes that may wait at one TCP sink; UDP sinks are told by OnSinkMade.

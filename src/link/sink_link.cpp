@@ -8,12 +8,22 @@ CSinkLink::CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID)
 bool CSinkLink::Poll(uint32_t connectTimeoutMs) {
     uint32_t limit = connectTimeoutMs;
     if (SinkID() != 0) {
-        if (m_keepAlive.Poll()) SendDatagram(SinkCommand(m_profile.keepAliveCode), m_remote);
+        if (m_keepAlive.Poll()) SendKeepAlive();
         limit = kConnectedTimeoutMs;
     }
     const bool silent = m_activity.SilentFor(limit);
     if (silent) m_remote.ClearIP();
     return silent;
+}
+
+void CSinkLink::SendKeepAlive() {
+    const wire::CDatagram datagram = SinkCommand(IsEnabled() ? m_profile.keepAliveCode : m_profile.stopCode);
+    for (int i = 0; i < m_profile.keepAliveRepeats; ++i) SendDatagram(datagram, m_remote);
+}
+
+void CSinkLink::SetEnable(bool enable) {
+    m_bEnable.store(enable, std::memory_order_relaxed);
+    if (SinkID() != 0) SendKeepAlive();
 }
 
 ConnectAck CSinkLink::OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) {

@@ -13,8 +13,11 @@
 struct CSinkLinkProfile {
     wire::Kind kind;
     uint8_t connectCode;
-    uint8_t keepAliveCode;
-    uint8_t frameAckCode;
+    bool connectNamesUser;  ///< the request carries the user ID, and the long form the relay's port
+    uint8_t keepAliveCode;  ///< where subscribers start and stop the stream: start
+    uint8_t stopCode;       ///< the keep-alive of one that has stopped it; elsewhere the same as the other
+    int keepAliveRepeats;   ///< how often each is sent
+    uint8_t frameAckCode;   ///< 0 where no frames go upstream
     uint8_t disconnectCode;
     uint8_t keepAliveEvery;      ///< polls
     uint32_t peerOnlyTimeoutMs;  ///< to connect, when only the publisher's server may be asked
@@ -39,6 +42,9 @@ public:
     void SendGoodbye();
     /// When the far side last gave a sign of life.
     uint32_t LastHeard() const { return m_activity.Last(); }
+    /// Whether the subscriber wants the stream, where it can say so. Told at once, and with every keep-alive.
+    void SetEnable(bool enable);
+    bool IsEnabled() const { return m_bEnable.load(std::memory_order_relaxed); }
     /// Makes the next poll send a keep-alive.
     void KeepAliveSoon() { m_keepAlive.Restart(CPollCount::kAtOnce); }
 
@@ -53,6 +59,7 @@ protected:
     wire::CDatagram ConnectRequest(uint32_t channelID) const {
         return wire::CDatagram(m_profile.kind, m_profile.connectCode).U32(m_ulReceiverID).U32(channelID);
     }
+    void SendKeepAlive();
     const CSinkLinkProfile m_profile;
 
 private:
@@ -61,6 +68,7 @@ private:
     const uint32_t m_ulReceiverID;
     CRemoteAddress m_remote;
     std::atomic<uint32_t> m_ulSinkID{0};
+    std::atomic<bool> m_bEnable{true};
     CActivity m_activity;
     CPollCount m_keepAlive;
 };

@@ -37,13 +37,22 @@ bool CTcpLink::SendFrame(const void* data, int length) {
     return true;
 }
 
+void CTcpLink::SendControl(char control) {
+    CAutoLock lock(&m_cs);
+    m_cKeepAlive = control;
+    if (!m_pITcpClient) return;
+    m_pITcpClient->ClearSendQueue();
+    m_pITcpClient->SendData(&control, 1, 0);
+    m_keepAlive.Restart();
+}
+
 TcpPoll CTcpLink::Poll() {
     CAutoLock lock(&m_cs);
     if (!m_pITcpClient) return TcpPoll::NoClient;
     if (m_pITcpClient->IsDisconnected()) return TcpPoll::Lost;
     if (m_pITcpClient->GetSendQueueBytes() > limits::kMaxQueueBytes) return TcpPoll::Lost;
     if (m_pITcpClient->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
-        const char keepAlive = 0;
+        const char keepAlive = m_cKeepAlive;
         m_pITcpClient->SendData(&keepAlive, 1, 0);
     }
     return TcpPoll::Alive;

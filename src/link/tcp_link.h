@@ -42,6 +42,8 @@ public:
     void SendValidation(const wire::CDatagram& message);
     /// False when there is no client.
     bool SendFrame(const void* data, int length);
+    /// Sends a control byte in place of all that waits; it is the keep-alive from now on.
+    void SendControl(char control);
     void RestartKeepAlive() { m_keepAlive.Restart(); }
     /// The application's poll. An idle link sends its one-byte keep-alive on every n-th.
     TcpPoll Poll();
@@ -59,5 +61,6 @@ public:
 private:
     CCritSec m_cs{lock_order::kLeaf};
     ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
+    char m_cKeepAlive LUMO_GUARDED_BY(m_cs) = 0;
     CPollCount m_keepAlive;
 };

@@ -47,6 +47,10 @@ void CUdpSource::SendPacket(char* packet, int length) {
     SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameCode).U32(SourceID()), packet, length, m_remote);
 }
 
+void CUdpSource::SendFrame(const void* data, int length) {
+    SendPlainFrame(CDatagram(m_profile.kind, m_profile.frameCode).U32(SourceID()), data, length, m_remote);
+}
+
 void CUdpSource::SendGoodbye() {
     for (int i = 0; i < kGoodbyes; ++i) Answer(m_profile.disconnectCode);
 }

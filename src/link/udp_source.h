@@ -39,6 +39,8 @@ public:
     /// Sends a command that carries only the source ID, once, when the source ID is known.
     void Answer(uint8_t code);
     void SendPacket(char* packet, int length);
+    /// One frame as one datagram; too long a one is dropped.
+    void SendFrame(const void* data, int length);
     /// The disconnect command, three times, when the source ID is known.
     void SendGoodbye();
 

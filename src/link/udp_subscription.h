@@ -11,6 +11,7 @@ public:
     using CSinkLink::CSinkLink;
 
     /// Before the receiver is known to other threads.
+    void SetUser(uint32_t userID) { m_ulUserID = userID; }
     void SetMcus(const CMcuAddress& peer, const CMcuAddress& local, bool peerOnly);
     void SendConnect(uint32_t channelID);
     bool IsSilent(uint32_t channelID);
@@ -19,4 +20,5 @@ private:
     CMcuAddress m_peerMcu;
     CMcuAddress m_localMcu;
     bool m_bPeerMCUOnly = true;
+    uint32_t m_ulUserID = 0;
 };

@@ -72,7 +72,10 @@ void CLocalMCUManager::ReleaseConnections() {
 }
 
 // Audio, video, whiteboard, desktop, file: the order in which they end.
-void CLocalMCUManager::ReleaseMedia() { m_localMCUFile.ReleaseConnections(); }
+void CLocalMCUManager::ReleaseMedia() {
+    m_localMCUAudio.ReleaseConnections();
+    m_localMCUFile.ReleaseConnections();
+}
 
 void CLocalMCUManager::CloseListener() {
     if (ITcpServer* listener = m_pTcpServer.exchange(nullptr)) listener->ReleaseConnections();
@@ -104,7 +107,9 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
     const char* name = wire::KindName(kind);
     if (!name) return;
     LUMO_LOG_LINE("%s", name);
-    if (static_cast<Kind>(kind) == Kind::File)
+    if (static_cast<Kind>(kind) == Kind::Audio)
+        m_localMCUAudio.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
+    else if (static_cast<Kind>(kind) == Kind::File)
         m_localMCUFile.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else
         OnOtherDatagram(static_cast<Kind>(kind), data + 1, length - 1, static_cast<uint32_t>(ip), port);
@@ -143,6 +148,7 @@ bool CLocalMCUManager::RunTurn() {
 }
 
 void CLocalMCUManager::RunSecond() {
+    m_localMCUAudio.OnTimer();
     m_localMCUFile.OnTimer();
     if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();
     if (CMTP2P* p2p = GetP2PMgr()) p2p->SendSTUNRequest();

@@ -1,6 +1,7 @@
 // The local MCU: owner of the one UDP endpoint and of the TCP listener, dispatcher of datagrams, and the worker thread.
 #pragma once
 
+#include "audio/local_mcu_audio.h"
 #include "file/local_mcu_file.h"
 #include "lumomedia/local_mcu.h"
 #include "platform/lumobase/thread.h"
@@ -60,4 +61,5 @@ private:
     std::atomic<bool> m_bStop{false};
     uint32_t m_ulLastSecond;  // worker thread
     CLocalMCUFile m_localMCUFile;
+    CLocalMCUAudio m_localMCUAudio;
 };

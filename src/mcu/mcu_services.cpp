@@ -2,6 +2,7 @@
 #include "link/mcu_services.h"
 
 #include "core/session_constants.h"
+#include "link/limits.h"
 #include "mcu/manager_use.h"
 
 #include <cassert>
@@ -10,6 +11,11 @@
 void SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
     const CManagerUse use;
     if (CLocalMCUManager* manager = use.Manager()) manager->SendUdpData(data, length, ip, port);
+}
+
+void SendPlainFrame(wire::CDatagram head, const void* data, int length, const CRemoteAddress& to) {
+    if (length < 0 || length > limits::kMaxPlainDatagram - head.Length()) return;
+    SendDatagram(head.Bytes(data, length), to);
 }
 
 void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to) {

@@ -2,17 +2,31 @@
 
 #include "link/mcu_services.h"
 
+#include <atomic>
+
+namespace {
+std::atomic<bool> g_bPeersAsked{false};
+}
+
+void SetPeersAsked(bool asked) { g_bPeersAsked.store(asked, std::memory_order_relaxed); }
+
+bool ArePeersAsked() { return g_bPeersAsked.load(std::memory_order_relaxed); }
+
 void CPeerSubscription::Start() {
-    m_path.StartUdp();
+    if (m_bAsking) m_path.StartUdp();
     Touch();
 }
 
 void CPeerSubscription::SendConnect(uint32_t channelID, uint32_t ip, uint16_t port) {
-    if (ip != 0 && port != 0) SendDatagram(ConnectRequest(channelID), ip, port);
+    if (ip == 0 || port == 0) return;
+    wire::CDatagram datagram = ConnectRequest(channelID);
+    CMTP2P* manager = m_profile.connectNamesUser ? GetP2PMgr() : nullptr;
+    if (m_profile.connectNamesUser) datagram.U32(manager ? manager->LocalUserID() : 0);
+    SendDatagram(datagram, ip, port);
 }
 
 bool CPeerSubscription::IsSilent(uint32_t channelID) {
-    if (SinkID() == 0) {
+    if (SinkID() == 0 && m_bAsking) {
         const CPeerPath::Udp path = m_path.GetUdp();
         if (path == CPeerPath::Udp::Negotiating) {
             Touch();

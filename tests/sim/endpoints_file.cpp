@@ -19,7 +19,7 @@ public:
     void Accept() override {}
     bool IsDisconnected() override {
         bool gone = true;
-        GetLocalMCUFile()->WithFileSink(m_ulSinkID, [&](CFileSink& sink) { gone = sink.IsDisconnected(); });
+        GetLocalMCUFile()->Tables().sinks.With(m_ulSinkID, [&](CFileSink& sink) { gone = sink.IsDisconnected(); });
         return gone;
     }
     void Release() override { m_host.Deliver(Hex("063f") + U32(m_ulSinkID)); }
@@ -87,7 +87,7 @@ public:
     void Accept() override {}
     bool IsDisconnected() override {
         bool gone = true;
-        GetLocalMCUFile()->ForEachFileSink([&](CFileSink& sink) { gone = sink.IsDisconnected(); });
+        GetLocalMCUFile()->Tables().sinks.ForEach([&](CFileSink& sink) { gone = sink.IsDisconnected(); });
         return gone;
     }
     void Arrive(const std::string& frame) override {

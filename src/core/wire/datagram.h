@@ -13,6 +13,14 @@ class CDatagram {
 public:
     CDatagram() = default;
     CDatagram(Kind kind, uint8_t command) { U8(static_cast<uint8_t>(kind)).U8(command); }
+    /// Copies what is written, not the room behind it.
+    CDatagram(const CDatagram& other) { *this = other; }
+    CDatagram& operator=(const CDatagram& other) {
+        m_nLength = other.m_nLength;
+        m_bFits = other.m_bFits;
+        std::memmove(m_data, other.m_data, static_cast<size_t>(other.m_nLength));
+        return *this;
+    }
 
     CDatagram& U8(uint8_t value) { return Put(value, 1); }
     CDatagram& U16(uint16_t value) { return Put(value, 2); }

@@ -101,9 +101,9 @@ TEST_F(LocalMcuFile, RemovingAChannelCostsOnlyItsOwnSinks) {
     other.ReleaseConnections();
     EXPECT_EQ(other.GetFileSinkCount(), 0U);
     EXPECT_EQ(sink->looks, 0);
-    EXPECT_EQ(GetLocalMCUFile()->FileSinkCount(), 1U);
+    EXPECT_EQ(GetLocalMCUFile()->Tables().sinks.Size(), 1U);
     channel.ReleaseConnections();
-    EXPECT_EQ(GetLocalMCUFile()->FileSinkCount(), 0U);
+    EXPECT_EQ(GetLocalMCUFile()->Tables().sinks.Size(), 0U);
 }
 
 TEST_F(LocalMcuFile, AChannelThatIsDeletedIsForgottenUnlessAnotherTookItsID) {
@@ -113,7 +113,7 @@ TEST_F(LocalMcuFile, AChannelThatIsDeletedIsForgottenUnlessAnotherTookItsID) {
     ConnectSink(5, 90);
     EXPECT_EQ(second->GetFileSinkCount(), 1U);
     second.reset();
-    EXPECT_EQ(GetLocalMCUFile()->FileSinkCount(), 0U);
+    EXPECT_EQ(GetLocalMCUFile()->Tables().sinks.Size(), 0U);
     host.TakeSent();
     ConnectSink(6, 90);
     EXPECT_TRUE(host.TakeSent().empty());

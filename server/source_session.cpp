@@ -1,0 +1,46 @@
+#include "server/source_session.h"
+
+#include "link/mcu_services.h"
+#include "server/link_status.h"
+#include "server/server_constants.h"
+#include "server/stream.h"
+
+using wire::CDatagram;
+
+CSourceSession::CSourceSession(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
+                               const CServerLimits& limits)
+    : CSourceUDP(profile, stream, peer, senderKey), m_limits(limits) {
+    SetWindowSize(server::kSourceWindow);
+    SetQueueLimit(server::kHeldQueueBytes);
+    SetHeld(true);
+}
+
+void CSourceSession::OnProved() {
+    SetQueueLimit(m_limits.upstreamQueueBytes);
+    SetHeld(false);
+}
+
+// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
+bool CSourceSession::SendUpstream(const void* data, int length) {
+    if (GetByteCount() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
+    return QueueFrame(data, length);
+}
+
+void CSourceSession::OnSCTPSessionReceivedFrame(char* frame, int length) { m_stream.OnSourceFrame(frame, length); }
+
+void CSourceSession::SendSCTPData(char* packet, int length) {
+    SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameAck).U32(m_ulSenderKey), packet, length, m_remote);
+}
+
+void CSourceSession::DescribeLink(LumoLinkStatistics& statistics) const {
+    statistics.ulLinkID = SourceID();
+    statistics.ulRemoteIP = m_peer.ip;
+    statistics.usRemotePort = m_peer.port;
+    statistics.byKind = static_cast<unsigned char>(m_profile.kind);
+}
+
+CSourceStatus CSourceSession::Status() {
+    LumoLinkStatistics statistics;
+    FillStatistics(statistics);
+    return {m_peer, false, IsProved(), SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
+}

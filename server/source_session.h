@@ -1,0 +1,28 @@
+// A publisher over UDP whose frames travel in the reliable session, both ways.
+#pragma once
+
+#include "link/frame_link.h"
+#include "server/source_udp.h"
+
+class CSourceSession : public CSourceUDP, public CFrameLink {
+public:
+    CSourceSession(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
+                   const CServerLimits& limits);
+
+    bool Open() override { return OpenLink(); }
+    void OnFrame(const char* data, int length) override { OnPacket(data, length); }
+    bool PumpFrames() override { return Pump(); }
+    bool SendUpstream(const void* data, int length) override;
+    void End() override { CloseLink(); }
+    CSourceStatus Status() override;
+
+    void OnSCTPSessionReceivedFrame(char* frame, int length) override;
+    void SendSCTPData(char* packet, int length) override;
+
+protected:
+    void OnProved() override;
+    void DescribeLink(LumoLinkStatistics& statistics) const override;
+
+private:
+    const CServerLimits& m_limits;
+};

@@ -1,0 +1,54 @@
+// What the server needs of a medium's classes and can have from their tables, whatever the medium.
+#pragma once
+
+#include "link/frame_link.h"
+#include "link/mcu_tables.h"
+#include "server/medium_classes.h"
+#include "server/server_options.h"
+
+/// The local MCU object that the tables belong to outlives this.
+template <class TTables>
+class CTableClasses : public IMediumClasses {
+public:
+    CTableClasses(TTables& tables, const CServerLimits& limits) : m_tables(tables), m_limits(limits) {
+        m_tables.SetMaxSinks(limits.sinks);
+    }
+
+    void EndSink(uint32_t sinkID) override { m_tables.EndOneSink(sinkID); }
+    SinkOwner OwnerOf(const CSinkRequest& request) override {
+        SinkOwner owner = SinkOwner::None;
+        m_tables.sinks.WithPair(request.channelID, request.receiverID, [&](CMcuSink& sink) {
+            owner = sink.IsAt(request.peer.ip, request.peer.port) ? SinkOwner::Same : SinkOwner::Other;
+        });
+        return owner;
+    }
+    bool IsSinkAt(uint32_t sinkID, const CPeer& peer) override {
+        bool is = false;
+        m_tables.sinks.With(sinkID, [&](CMcuSink& sink) { is = sink.IsAt(peer.ip, peer.port); });
+        return is;
+    }
+    void Unhold(uint32_t sinkID, uint64_t queueBytes) override {
+        m_tables.sinks.With(sinkID, [&](CMcuSink& sink) {
+            if (CFrameLink* link = sink.GetFrameLink()) {
+                link->SetQueueLimit(queueBytes);
+                link->SetHeld(false);
+            }
+        });
+    }
+    size_t SinkCount() override { return m_tables.sinks.Size(); }
+    void CloseTcpSinks() override {
+        m_tables.sinks.ForEach([](CMcuSink& sink) { sink.CloseWhenSent(); });
+    }
+    size_t CountTcpSinks() override {
+        size_t count = 0;
+        m_tables.sinks.ForEach([&](CMcuSink& sink) { count += sink.Info().tcp && !sink.IsDisconnected() ? 1 : 0; });
+        return count;
+    }
+
+protected:
+    const CServerLimits& Limits() const { return m_limits; }
+
+private:
+    TTables& m_tables;
+    const CServerLimits& m_limits;
+};

@@ -1,0 +1,54 @@
+#include "audio/audio_channel_state.h"
+#include "audio/audio_constants.h"
+#include "audio/audio_sink.h"
+#include "audio/local_mcu_audio.h"
+#include "lumomedia/audio.h"
+
+CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)
+    : m_pState(new CAudioChannelState(static_cast<uint32_t>(ulAudioChannelID))) {
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioChannel(this);
+}
+
+CAudioChannel::~CAudioChannel() {
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetAudioChannel(this);
+    delete m_pState;
+}
+
+void CAudioChannel::ReleaseConnections() {
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioChannel(m_pState->hub.ID());
+}
+
+bool CAudioChannel::IsEmpty() { return m_pState->hub.IsEmpty(); }
+
+void CAudioChannel::AddAudioSink(unsigned long ulAudioSinkID, CAudioSink* pAudioSink) {
+    m_pState->hub.AddSink(static_cast<uint32_t>(ulAudioSinkID), pAudioSink);
+}
+
+void CAudioChannel::RemoveAudioSink(unsigned long ulAudioSinkID) {
+    m_pState->hub.RemoveSink(static_cast<uint32_t>(ulAudioSinkID));
+}
+
+bool CAudioChannel::HasStartedAudioSink() {
+    bool started = false;
+    m_pState->hub.ForEachSinkWhile([&](CAudioSink& sink) { return !(started = sink.IsStarted()); });
+    return started;
+}
+
+void CAudioChannel::OnAudioChannelData(const char* data, int length) {
+    if (length > audio::kMaxFrame) return;
+    m_pState->hub.FanOut([&](CAudioSink& sink) { sink.OnAudioChannelData(data, length); });
+}
+
+unsigned long CAudioChannel::GetAudioChannelID() { return m_pState->hub.ID(); }
+
+unsigned long CAudioChannel::GetAudioSinkCount() { return m_pState->hub.SinkCount(); }
+
+bool CAudioChannel::IsDirty() { return m_pState->hub.IsDirty(); }
+
+unsigned long CAudioChannel::GetBufferingFrameCount() {
+    CLeastBuffered least;
+    m_pState->hub.ForEachSinkWhile([&](CAudioSink& sink) {
+        return !sink.IsStarted() || least.Ask(static_cast<uint32_t>(sink.GetBufferingFrameCount()));
+    });
+    return least.Result();
+}

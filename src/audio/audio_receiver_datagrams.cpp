@@ -1,0 +1,49 @@
+#include "audio/audio_receiver_datagrams.h"
+
+#include "audio/local_mcu_audio.h"
+#include "link/callback.h"
+
+const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Audio,
+                                                         .connectCode = wire::UDP_AUDIO_SINK_CONNECT,
+                                                         .connectNamesUser = true,
+                                                         .keepAliveCode = wire::UDP_AUDIO_SINK_START,
+                                                         .stopCode = wire::UDP_AUDIO_SINK_STOP,
+                                                         .keepAliveRepeats = 2,
+                                                         .frameAckCode = 0,
+                                                         .disconnectCode = wire::UDP_AUDIO_SINK_DISCONNECT,
+                                                         .keepAliveEvery = 12,
+                                                         .peerOnlyTimeoutMs = 30000,
+                                                         .connectTimeoutMs = 30000,
+                                                         .p2pTimeoutMs = 4000,
+                                                         .goodbyes = 3};
+
+void CAudioReceiverDatagrams::Register() {
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioReceiver(this);
+}
+
+void CAudioReceiverDatagrams::OnReceivedConnectACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
+    const ConnectAck ack = m_sinkLink.OnConnectAck(sinkID, ip, port);
+    if (ack == ConnectAck::Foreign) return;
+    IsDisconnected();  // tells the sink at once what is wanted, which proves this address
+    if (ack == ConnectAck::First) NotifyConnected(ip);
+}
+
+void CAudioReceiverDatagrams::OnReceivedStartACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
+    m_sinkLink.Accepts(sinkID, ip, port);
+}
+
+void CAudioReceiverDatagrams::OnReceivedStopACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
+    m_sinkLink.Accepts(sinkID, ip, port);
+}
+
+void CAudioReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data, int length, uint32_t ip,
+                                              uint16_t port) {
+    if (m_sinkLink.Accepts(sinkID, ip, port)) NotifyData(data, length);
+}
+
+void CAudioReceiverDatagrams::ReleaseConnections() {
+    AssertNotInCallback();
+    SendDisconnect();
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioReceiver(GetAudioReceiverID());
+    delete this;
+}

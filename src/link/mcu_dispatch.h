@@ -1,0 +1,47 @@
+// How a medium's local MCU object takes a datagram apart.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "link/instances.h"
+#include "link/server_hooks.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// Which function acts on which command. A local MCU ignores what has none: the commands addressed to servers.
+template <class TMcu>
+struct CDispatchRow {
+    uint8_t code;
+    void (TMcu::*handler)(const CServerDatagram&);
+};
+
+/// A command of a subscriber, which a relay server may want to refuse.
+inline bool IsFromSubscriber(const wire::CommandRow& row) {
+    return row.fields[0] == wire::Field::SinkID ||
+           (row.fields[0] == wire::Field::ReceiverID && row.fields[1] == wire::Field::ChannelID);
+}
+
+/// The fields of a datagram behind its command byte.
+inline wire::CWireReader Fields(const CServerDatagram& datagram) { return {datagram.body + 1, datagram.length - 1}; }
+
+/// One datagram of `kind` without its kind byte, to the function that acts on it; `before` is called with its row
+/// first. UDP thread.
+template <class TMcu, size_t N, class Before>
+void DispatchDatagram(TMcu& mcu, const CDispatchRow<TMcu> (&table)[N], wire::Kind kind, const char* data, int length,
+                      uint32_t ip, uint16_t port, Before before) {
+    if (!data || length < 2) return;
+    const wire::CommandRow* row = wire::FindCommand(kind, reinterpret_cast<const uint8_t*>(data), length);
+    if (!row) return;
+    const CServerDatagram datagram{*row, data, length, ip, port};
+    IServerHooks* hooks = GetServerHooks();
+    const CDispatchRow<TMcu>* found = nullptr;
+    for (const CDispatchRow<TMcu>& one : table)
+        if (one.code == row->code && !row->longForm) found = &one;
+    if (!found) {
+        if (hooks) hooks->OnCommand(datagram);
+        return;
+    }
+    if (hooks && IsFromSubscriber(*row) && !hooks->MayAct(datagram)) return;
+    before(*row);
+    (mcu.*(found->handler))(datagram);
+}

@@ -1,0 +1,31 @@
+// A subscriber as the local MCU objects and the relay server see it, whatever its medium.
+#pragma once
+
+#include "link/server_hooks.h"
+
+#include <cstdint>
+
+class CFrameLink;
+
+class CMcuSink {
+public:
+    CMcuSink() = default;
+    virtual ~CMcuSink() = default;
+    CMcuSink(const CMcuSink&) = delete;
+    CMcuSink& operator=(const CMcuSink&) = delete;
+
+    /// Leaves the channel; subclasses end their connection too.
+    virtual void ReleaseConnections() = 0;
+    virtual bool IsDisconnected() = 0;
+    virtual CSinkInfo Info() = 0;
+    /// Whether it is a UDP sink of this far side.
+    virtual bool IsAt(uint32_t /*ip*/, uint16_t /*port*/) const { return false; }
+    /// UDP: acknowledges a connect request.
+    virtual void OnReceivedConnect() {}
+    /// Enters the channel, once it is wholly made.
+    virtual void Join() = 0;
+    /// The reliable link that the worker pumps, or null.
+    virtual CFrameLink* GetFrameLink() { return nullptr; }
+    /// Lets what is queued leave, then closes the connection; for sinks whose far side notices.
+    virtual void CloseWhenSent() {}
+};

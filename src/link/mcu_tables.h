@@ -1,0 +1,116 @@
+// The tables of one medium's local MCU object, and how its sinks come and go.
+#pragma once
+
+#include "link/frame_link.h"
+#include "link/id_table.h"
+#include "link/instances.h"
+#include "link/limits.h"
+#include "link/lock_order.h"
+#include "link/mcu_services.h"
+#include "link/server_hooks.h"
+
+#include <memory>
+
+/// Sinks (of type CMcuSink) are the tables' own; channels, receivers and senders enter and leave by themselves.
+/// Looking a channel up, making its sink and entering it is one step against the channel's removal.
+template <class TChannel, class TSink, class TReceiver, class TSender>
+class CMcuTables {
+public:
+    /// Unregisters the channel, then ends its sinks. Waits for sinks' callbacks: hold no lock that one takes.
+    void RemoveChannel(uint32_t channelID) {
+        {
+            CAutoLock gate(&m_csConnectGate);
+            channels.Take(channelID);
+        }
+        sinks.SweepChannel(channelID, EndSink);
+    }
+    /// The same for this very channel, if it is the one registered under its ID.
+    void ForgetChannel(uint32_t channelID, const TChannel* channel) {
+        TChannel* found = nullptr;
+        {
+            CAutoLock gate(&m_csConnectGate);
+            found = channels.TakeIf(channelID, [&](TChannel& other) { return &other == channel; });
+        }
+        if (found) sinks.SweepChannel(channelID, EndSink);
+    }
+    /// Whoever has left the table, on this thread alone.
+    static void EndSink(TSink* sink) {
+        const std::unique_ptr<TSink> owner(sink);
+        IServerHooks* hooks = GetServerHooks();
+        const CSinkInfo info = hooks ? sink->Info() : CSinkInfo{};
+        sink->ReleaseConnections();
+        if (hooks) hooks->OnSinkGone(info);
+    }
+    bool EndOneSink(uint32_t sinkID) {
+        return sinks.EndIf(
+            sinkID, [](TSink&) { return true; }, EndSink);
+    }
+    void EndDisconnectedSinks() {
+        sinks.Sweep([](TSink& sink) { return sink.IsDisconnected(); }, EndSink);
+    }
+    void EndAllSinks() {
+        sinks.Sweep([](TSink&) { return true; }, EndSink);
+    }
+
+    /// Acknowledges the sink that this far side has, or makes one: `make(channel)` gives a std::unique_ptr. False for
+    /// an unknown channel or a full table.
+    template <class MakeSink>
+    bool Connect(uint32_t receiverID, uint32_t channelID, MakeSink make) {
+        const auto acknowledge = [](TSink& sink) { sink.OnReceivedConnect(); };
+        CAutoLock gate(&m_csConnectGate);
+        if (sinks.WithPair(channelID, receiverID, acknowledge)) return true;
+        const uint32_t sinkID = MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink) {
+            sinks.Put(info.sinkID, sink, info.channelID, receiverID);
+        });
+        return sinkID != 0 && sinks.With(sinkID, acknowledge);
+    }
+    /// A TCP sink's ID; 0 as above, and when `make` gives none.
+    template <class MakeSink>
+    uint32_t Accept(uint32_t channelID, MakeSink make) {
+        CAutoLock gate(&m_csConnectGate);
+        return MakeOne(channelID, make,
+                       [&](const CSinkInfo& info, TSink* sink) { sinks.Put(info.sinkID, sink, info.channelID); });
+    }
+    /// Before anything is served.
+    void SetMaxSinks(size_t count) { m_nMaxSinks = count; }
+
+    /// Lets every reliable link send; true when one did.
+    bool Pump() {
+        bool sent = false;
+        const auto pump = [&](auto& endpoint) {
+            CFrameLink* link = endpoint.GetFrameLink();
+            if (link && link->Pump()) sent = true;
+        };
+        sinks.ForEach(pump);
+        receivers.ForEach(pump);
+        senders.ForEach(pump);
+        return sent;
+    }
+
+    CIDTable<TSink> sinks{lock_order::kMediumTable};
+    CIDTable<TChannel> channels{lock_order::kChannelTable};
+    CIDTable<TReceiver> receivers{lock_order::kMediumTable};
+    CIDTable<TSender> senders{lock_order::kMediumTable};
+
+private:
+    template <class MakeSink, class Enter>
+    uint32_t MakeOne(uint32_t channelID, MakeSink& make, Enter enter) {
+        if (sinks.Size() >= m_nMaxSinks) return 0;
+        TSink* made = nullptr;
+        CSinkInfo info{};
+        channels.With(channelID, [&](TChannel& channel) {
+            std::unique_ptr<TSink> sink = make(channel);
+            if (!sink) return;
+            info = sink->Info();
+            if (IServerHooks* hooks = GetServerHooks()) hooks->OnSinkMade(info);
+            sink->Join();
+            made = sink.release();
+        });
+        if (!made) return 0;
+        enter(info, made);
+        return info.sinkID;
+    }
+
+    CCritSec m_csConnectGate{lock_order::kConnectGate};
+    size_t m_nMaxSinks = limits::kMaxSinks;
+};

@@ -1,0 +1,48 @@
+#include "link/tcp_sink.h"
+
+#include "link/instances.h"
+#include "link/limits.h"
+#include "link/server_hooks.h"
+
+namespace {
+constexpr uint8_t kKeepAliveEvery = 11;  // idle sweeps
+}
+
+CTcpSink::CTcpSink(ITcpSession* session)
+    : m_pSession(session),
+      m_keepAlive(kKeepAliveEvery),
+      m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
+      m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),
+      m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {}
+
+void CTcpSink::Answer(ITcpSessionNotify* notify, const wire::CDatagram& message) {
+    if (!m_pSession) return;
+    m_pSession->SetNotify(notify);
+    m_pSession->SendData(message.Data(), message.Length(), 1);
+}
+
+void CTcpSink::Send(const void* data, int length) {
+    if (m_pSession && HasRoom()) m_pSession->SendData(static_cast<const char*>(data), length, 0);
+    m_keepAlive.Restart();
+}
+
+// What waits already counts, not the new frame: a long one is no reason to lose whoever reads in time.
+bool CTcpSink::HasRoom() {
+    if (m_pSession->GetSendQueueBytes() > m_nQueueLimit) m_bOverrun.store(true, std::memory_order_relaxed);
+    return !m_bOverrun.load(std::memory_order_relaxed);
+}
+
+bool CTcpSink::IsDisconnected() {
+    if (!m_pSession) return false;
+    if (m_pSession->IsDisconnected() || m_bOverrun.load(std::memory_order_relaxed)) return true;
+    if (m_pSession->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
+        const char keepAlive = 0;
+        m_pSession->SendData(&keepAlive, 1, 0);
+    }
+    return false;
+}
+
+void CTcpSink::Release() {
+    if (m_pSession) m_pSession->ReleaseConnections();
+    m_pSession = nullptr;
+}

@@ -1,0 +1,41 @@
+// The publisher's half of a TCP link to a subscriber: what every TCP sink does with its accepted session.
+#pragma once
+
+#include "core/wire/datagram.h"
+#include "link/activity.h"
+#include "platform/lumonet/lumonet.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// Answer, frames within the queue's limit, keep-alives on idle sweeps, end. The session is the network library's.
+class CTcpSink {
+public:
+    explicit CTcpSink(ITcpSession* session);
+
+    /// Takes the session's frames and answers its validation: before the sink enters its channel.
+    void Answer(ITcpSessionNotify* notify, const wire::CDatagram& message);
+    /// A frame goes into the queue, unless more waits there than may: the sink counts as disconnected then.
+    void Send(const void* data, int length);
+    /// The sweep of every second.
+    bool IsDisconnected();
+    uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
+    void CloseWhenSent() {
+        if (m_pSession) m_pSession->CloseWhenSent();
+    }
+    /// No callback runs after it returns.
+    void Release();
+
+    uint32_t RemoteIP() const { return m_ulRemoteIP; }
+    uint16_t RemotePort() const { return m_usRemotePort; }
+
+private:
+    bool HasRoom();
+
+    ITcpSession* m_pSession;
+    CPollCount m_keepAlive;
+    const uint64_t m_nQueueLimit;
+    std::atomic<bool> m_bOverrun{false};
+    const uint32_t m_ulRemoteIP;
+    const uint16_t m_usRemotePort;
+};
