@@ -6,7 +6,9 @@
 #include "server/listener.h"
 
 CAudioStream::CAudioStream(uint32_t channelID, const CServerLimits& limits)
-    : CStream("audio", limits), m_ulChannelID(channelID), m_channel(channelID) {}
+    : CStream("audio", limits), m_ulChannelID(channelID), m_channel(channelID) {
+    CAudioChannelState::Of(m_channel).deleted = false;  // it is the stream's own
+}
 
 size_t CAudioStream::SinkCount() { return CAudioChannelState::Of(m_channel).hub.SinkCount(); }
 

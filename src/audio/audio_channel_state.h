@@ -16,5 +16,6 @@ struct CAudioChannelState {
     static CAudioChannelState& Of(CAudioChannel& channel) { return *channel.m_pState; }
 
     CChannelHub<CAudioSink, CAudioReceiver> hub;
+    std::atomic<bool> deleted{true};   // with the local MCU, if it is still registered then
     std::atomic<uint32_t> started{0};  // subscribers among the sinks that want frames
 };

@@ -22,8 +22,9 @@ void CLocalMCUAudio::ForgetAudioChannel(CAudioChannel* channel) {
 void CLocalMCUAudio::RemoveAllAudioChannels() {
     m_tables.channels.Sweep([](CAudioChannel&) { return true; },
                             [](CAudioChannel* channel) {
+                                const bool deleted = CAudioChannelState::Of(*channel).deleted;
                                 channel->ReleaseConnections();
-                                delete channel;
+                                if (deleted) delete channel;
                             });
 }
 

@@ -44,6 +44,7 @@ struct EndpointRow {
     const char* name;
     std::function<std::unique_ptr<IEndpoint>(CTestHost&)> make;
     bool udp;
+    bool session;             ///< frames wait in a queue and travel in the reliable session
     int minWrite;             ///< shortest frame that goes out
     int minArrive;            ///< shortest frame that the application gets
     uint32_t connectTimeout;  ///< ms until an unaccepted endpoint reports itself gone; 0: it is made accepted
@@ -56,3 +57,4 @@ struct EndpointRow {
 
 std::vector<EndpointRow> FileEndpoints();
 std::vector<EndpointRow> FilePeerEndpoints();
+std::vector<EndpointRow> AudioEndpoints();

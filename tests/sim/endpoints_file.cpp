@@ -135,12 +135,13 @@ public:
 
 std::vector<EndpointRow> FileEndpoints() {
     return {
-        // name, make, udp, minWrite, minArrive, connectTimeout, resends, keepAliveEvery, atAccept, restarts, goodbyes
-        {"FileSinkUDP", Make<CSinkUdp>, true, 2, 1, 0, false, 0, 0, false, 0},
-        {"FileSenderUDP", Make<CSenderUdp>, true, 2, 2, 2000, true, 0, 0, false, 3},
-        {"FileReceiverUDP", Make<CReceiverUdp>, true, 2, 2, 30000, true, 12, 1, false, 3},
-        {"FileSinkTCP", Make<CSinkTcp>, false, 2, 2, 0, false, 11, 0, true, 1},
-        {"FileSenderTCP", Make<CSenderTcp>, false, 1, 2, 0, false, 12, 0, false, 1},
-        {"FileReceiverTCP", Make<CReceiverTcp>, false, 2, 2, 0, false, 12, 0, true, 1},
+        // name, make, udp, session, minWrite, minArrive, connectTimeout, resends, keepAliveEvery, atAccept, restarts,
+        // goodbyes
+        {"FileSinkUDP", MakeEndpoint<CSinkUdp>, true, true, 2, 1, 0, false, 0, 0, false, 0},
+        {"FileSenderUDP", MakeEndpoint<CSenderUdp>, true, true, 2, 2, 2000, true, 0, 0, false, 3},
+        {"FileReceiverUDP", MakeEndpoint<CReceiverUdp>, true, true, 2, 2, 30000, true, 12, 1, false, 3},
+        {"FileSinkTCP", MakeEndpoint<CSinkTcp>, false, false, 2, 2, 0, false, 11, 0, true, 1},
+        {"FileSenderTCP", MakeEndpoint<CSenderTcp>, false, false, 1, 2, 0, false, 12, 0, false, 1},
+        {"FileReceiverTCP", MakeEndpoint<CReceiverTcp>, false, false, 2, 2, 0, false, 12, 0, true, 1},
     };
 }

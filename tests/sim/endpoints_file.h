@@ -2,7 +2,7 @@
 #pragma once
 
 #include "lumomedia/file.h"
-#include "sim/endpoint.h"
+#include "sim/endpoint_sides.h"
 #include "support/session_wire.h"
 
 namespace file_endpoints {
@@ -48,9 +48,9 @@ protected:
 };
 
 /// What the three UDP roles share: frames in session packets behind an envelope of their own.
-class CFileUdpEndpoint : public CFileEndpoint {
+class CFileUdpEndpoint : public CFileEndpoint, protected CUdpSide {
 public:
-    using CFileEndpoint::CFileEndpoint;
+    explicit CFileUdpEndpoint(CTestHost& host) : CFileEndpoint(host), CUdpSide(host) {}
 
     std::vector<std::string> TakeLeft() override {
         std::vector<std::string> frames;
@@ -80,18 +80,6 @@ protected:
     virtual std::string KeepAliveOut() const { return "none"; }
     virtual std::string GoodbyeOut() const { return "none"; }
 
-    void Collect() {
-        for (CSentDatagram& datagram : m_host.TakeSent()) m_out.push_back(std::move(datagram.bytes));
-    }
-    int Count(const std::string& start) {
-        Collect();
-        int count = 0;
-        for (const std::string& datagram : m_out) count += datagram.compare(0, start.size(), start) == 0;
-        m_out.clear();
-        return count;
-    }
-
-    std::vector<std::string> m_out;
     uint16_t m_usNext = 0;
 };
 
@@ -125,27 +113,15 @@ protected:
 };
 
 /// What the three TCP roles share.
-class CFileTcpEndpoint : public CFileEndpoint {
+class CFileTcpEndpoint : public CFileEndpoint, protected CTcpSide {
 public:
     using CFileEndpoint::CFileEndpoint;
 
-    std::vector<std::string> TakeLeft() override {
-        std::vector<std::string> frames;
-        for (CSentMessage& message : m_pTcp->TakeSent())
-            if (message.mode == 0) frames.push_back(std::move(message.bytes));
-        return frames;
-    }
-    int TakeKeepAlives() override {
-        int count = 0;
-        for (const std::string& frame : TakeLeft()) count += frame == std::string(1, '\0');
-        return count;
-    }
+    std::vector<std::string> TakeLeft() override { return TakeFrames(); }
+    int TakeKeepAlives() override { return CountKeepAlives(); }
     int TakeGoodbyes() override { return m_pTcp->released ? 1 : 0; }
     void SetQueued(unsigned long frames) override { m_pTcp->queued = frames; }
     void Lose() override { m_pTcp->lost = true; }
-
-protected:
-    CFakeTcp* m_pTcp = nullptr;
 };
 
 /// The subscriber over TCP; who derives makes the receiver.
@@ -168,10 +144,5 @@ public:
 protected:
     IFileReceiver* m_pReceiver = nullptr;
 };
-
-template <class TEndpoint>
-std::unique_ptr<IEndpoint> Make(CTestHost& host) {
-    return std::make_unique<TEndpoint>(host);
-}
 
 }  // namespace file_endpoints

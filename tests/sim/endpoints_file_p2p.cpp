@@ -8,28 +8,11 @@ namespace {
 
 constexpr uint32_t kPeerUser = 8;
 
-/// The peer-to-peer manager of an endpoint, and a peer with a public address that answers it.
-class CPeer {
-public:
-    CPeer() : m_pP2P(CreateP2P(m_app)) {}
-    ~CPeer() { m_pP2P->ReleaseConnections(); }
-
-    void Announce(const char* type) {
-        const auto item = Item(CTestHost::kPeerIP, CTestHost::kPeerPort, CTestHost::kPeerIP, CTestHost::kPeerPort);
-        CCmdPacket cmd = PeerPacket(type, kPeerUser, item);
-        m_pP2P->OnReceivedP2PCmd(cmd);
-    }
-
-private:
-    CP2PApplication m_app;
-    IP2P* m_pP2P;
-};
-
 class CReceiverP2P : public CUdpReceiver {
 public:
     explicit CReceiverP2P(CTestHost& host) : CUdpReceiver(host) {
         m_pReceiver = CreateFileReceiverP2P(*this, kChannelID, kPeerUser);
-        m_peer.Announce("P2P_START_ACK");
+        m_peer.Announce("P2P_START_ACK", kPeerUser);
         m_host.Deliver(Hex("03 08000000"));
         m_host.TakeSent();
         m_pReceiver->IsDisconnected();  // knows the way and asks
@@ -37,29 +20,30 @@ public:
     }
 
 private:
-    CPeer m_peer;
+    CPeerManager m_peer;
 };
 
 class CReceiverP2PTcp : public CTcpReceiver {
 public:
     explicit CReceiverP2PTcp(CTestHost& host) : CTcpReceiver(host) {
         m_pReceiver = CreateFileReceiverP2PTCP(*this, kChannelID, kPeerUser);
-        m_peer.Announce("P2P_FETCH_ACK");
+        m_peer.Announce("P2P_FETCH_ACK", kPeerUser);
         m_pReceiver->IsDisconnected();  // knows the way and dials
         m_pTcp = &m_host.net.LastClient();
         m_pTcp->clientNotify->OnTcpClientNotifyConnected();
     }
 
 private:
-    CPeer m_peer;
+    CPeerManager m_peer;
 };
 
 }  // namespace
 
 std::vector<EndpointRow> FilePeerEndpoints() {
     return {
-        // name, make, udp, minWrite, minArrive, connectTimeout, resends, keepAliveEvery, atAccept, restarts, goodbyes
-        {"FileReceiverP2P", Make<CReceiverP2P>, true, 2, 2, 2000, true, 12, 1, false, 3},
-        {"FileReceiverP2PTCP", Make<CReceiverP2PTcp>, false, 2, 2, 0, false, 12, 0, true, 1},
+        // name, make, udp, session, minWrite, minArrive, connectTimeout, resends, keepAliveEvery, atAccept, restarts,
+        // goodbyes
+        {"FileReceiverP2P", MakeEndpoint<CReceiverP2P>, true, true, 2, 2, 2000, true, 12, 1, false, 3},
+        {"FileReceiverP2PTCP", MakeEndpoint<CReceiverP2PTcp>, false, false, 2, 2, 0, false, 12, 0, true, 1},
     };
 }

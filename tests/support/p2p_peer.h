@@ -1,6 +1,8 @@
 // The application's side of the peer-to-peer manager, and the packets that a peer sends.
 #pragma once
 
+#include "support/test_manager.h"
+
 #include "lumomedia/p2p.h"
 
 #include <cstdint>
@@ -52,4 +54,21 @@ public:
     CCmdPacket last;
     std::vector<std::string> sent;
     std::vector<std::pair<uint32_t, uint16_t>> natAddresses;
+};
+
+/// The peer-to-peer manager of a host, and a peer with a public address that answers it.
+class CPeerManager {
+public:
+    CPeerManager() : m_pP2P(CreateP2P(m_app)) {}
+    ~CPeerManager() { m_pP2P->ReleaseConnections(); }
+
+    void Announce(const char* type, uint32_t userID) {
+        const auto item = Item(CTestHost::kPeerIP, CTestHost::kPeerPort, CTestHost::kPeerIP, CTestHost::kPeerPort);
+        CCmdPacket cmd = PeerPacket(type, userID, item);
+        m_pP2P->OnReceivedP2PCmd(cmd);
+    }
+
+private:
+    CP2PApplication m_app;
+    IP2P* m_pP2P;
 };
