@@ -1,0 +1,263 @@
+// Audio at the server: publishers are started and stopped, subscribers over UDP and TCP, relaying.
+#include "audio/audio_sink.h"
+#include "audio/local_mcu_audio.h"
+#include "server_host.h"
+
+#include <gtest/gtest.h>
+
+using session_wire::ReadU32;
+using session_wire::U32;
+
+namespace {
+
+constexpr uint32_t kChannel = 77;
+constexpr uint32_t kKey = 5;
+constexpr CPeer kAlice{0x0a000001, 1001};
+constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CPeer kCarol{0x0a000003, 1003};
+constexpr CPeer kFar{0x7f000009, 7005};
+std::string U16(uint16_t value) { return U32(value).substr(2); }
+const std::string kStart(1, '\0');
+const std::string kStop(1, '\1');
+
+class Audio : public testing::Test {
+protected:
+    void Say(const char* code, uint32_t id, const CPeer& peer, const std::string& rest = "") {
+        host.Deliver(Hex("00") + Hex(code) + U32(id) + rest, peer);
+    }
+    uint32_t Publish(uint32_t channelID, const CPeer& peer) {
+        host.Deliver(Hex("0012") + U32(channelID) + U32(kKey), peer);
+        const uint32_t sourceID = host.LastID(peer, "0013", 6);
+        Say("17", sourceID, peer);
+        host.Take(peer);
+        return sourceID;
+    }
+    uint32_t Connect(uint32_t channelID, uint32_t receiverID, const CPeer& peer) {
+        host.Deliver(Hex("0000") + U32(receiverID) + U32(channelID) + U32(1), peer);
+        const uint32_t sinkID = host.LastID(peer, "0001", 6);
+        host.Take(peer);
+        return sinkID;
+    }
+    /// One that has started.
+    uint32_t Listen(uint32_t channelID, uint32_t receiverID, const CPeer& peer) {
+        const uint32_t sinkID = Connect(channelID, receiverID, peer);
+        Say("04", sinkID, peer);
+        host.Take(peer);
+        return sinkID;
+    }
+    static std::string LongConnect(uint32_t receiverID, uint32_t ip, uint16_t port) {
+        return Hex("0000") + U32(receiverID) + U32(kChannel) + U32(ip) + U32(0) + U32(0) + U16(port) + U32(1);
+    }
+    static std::string TcpRequest(uint32_t ip, uint16_t port) {
+        return U32(kChannel) + U32(ip) + U32(0) + U32(0) + U16(port) + U32(1);
+    }
+    static void FromPeer(CFakeTcp& session, const std::string& frame) {
+        session.sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
+    }
+    static std::vector<std::string> Frames(CFakeTcp& session) {
+        std::vector<std::string> frames;
+        for (CSentMessage& message : session.TakeSent())
+            if (message.mode == 0) frames.push_back(std::move(message.bytes));
+        return frames;
+    }
+    CMediumStatus Status() { return host.server->Media()[1]; }
+
+    CServerHost host;
+};
+
+TEST_F(Audio, APublisherIsToldHowManyListenOnEveryChangeAndEveryTwoSeconds) {
+    host.Deliver(Hex("0012") + U32(kChannel) + U32(kKey), kAlice);
+    const auto first = host.Take(kAlice);
+    ASSERT_EQ(first.size(), 2U) << "acknowledged once";
+    const std::string id = first[0].substr(12, 8);
+    EXPECT_EQ(first[0], "001300000005" + id + "00000000");
+    EXPECT_EQ(first[1], "001600000005") << "the question that proves it";
+    EXPECT_EQ(Connect(kChannel, 9, kBob), 0U) << "nothing to hear yet";
+    host.Deliver(Hex("0017" + id), kAlice);
+    EXPECT_EQ(host.LastLine(), "audio source 10.0.0.1:1001 (udp) publishes channel 77");
+    EXPECT_TRUE(host.Take(kAlice).empty());
+
+    const uint32_t bob = Connect(kChannel, 9, kBob);
+    EXPECT_TRUE(host.Take(kAlice).empty()) << "who has not started wants nothing";
+    using Texts = std::vector<std::string>;
+    Say("04", bob, kBob);
+    EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000001"});
+    Say("04", bob, kBob);
+    EXPECT_TRUE(host.Take(kAlice).empty()) << "no news";
+    const uint32_t carol = Listen(kChannel, 10, kCarol);
+    EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000002"});
+    host.Run(2300);  // the work of a second, twice
+    EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000002"});
+    Say("06", bob, kBob);
+    EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000001"});
+    Say("08", carol, kCarol);
+    EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"});
+    host.Run(2300);  // the work of a second, twice
+    EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"});
+    Say("04", bob, kBob);
+    host.Take(kAlice);
+    host.server->Drain();
+    EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"}) << "the server ends";
+}
+
+TEST_F(Audio, FramesReachThoseWhoListenAndNobodyElse) {
+    const uint32_t source = Publish(kChannel, kAlice);
+    const uint32_t bob = Listen(kChannel, 9, kBob);
+    Connect(kChannel, 10, kCarol);
+    const auto heard = [&](const std::string& frame, const CPeer& from = kAlice) {
+        Say("19", source, from, frame);
+        return host.TakeCount(kBob, "0002");
+    };
+    EXPECT_EQ(heard("frame"), 1U);
+    EXPECT_EQ(host.TakeCount(kCarol, "0002"), 0U);
+    EXPECT_EQ(heard("frame", kCarol), 0U) << "of somebody else";
+    EXPECT_EQ(heard(std::string(1066, 'x')), 1U);
+    EXPECT_EQ(heard(std::string(1067, 'x')), 0U);
+    EXPECT_EQ(heard("22"), 0U);
+    Say("06", bob, kCarol);
+    EXPECT_EQ(heard("frame"), 1U) << "stopped by somebody else";
+    Say("06", bob, kBob);
+    EXPECT_EQ(heard("frame"), 0U);
+    EXPECT_EQ(Status().traffic.framesIn, 4U);
+    EXPECT_EQ(Status().traffic.framesOut, 3U);
+    Say("18", source, kAlice);
+    EXPECT_EQ(host.LastLine(), "audio source 10.0.0.1:1001 (udp) left channel 77");
+    EXPECT_EQ(Status().sinksUdp, 2U) << "its subscribers stay";
+    Say("04", bob, kBob);
+    EXPECT_EQ(Publish(kChannel, kCarol) != 0 ? heard("frame") : 1U, 0U) << "the old ID is gone";
+}
+
+TEST_F(Audio, OverTcpPublishersAndSubscribersSayItWithControlBytes) {
+    CFakeTcp* source = host.Validate(2, U32(kChannel));
+    ASSERT_TRUE(source);
+    EXPECT_EQ(source->sent.at(0).bytes, Hex("00000002 00000004") + U32(kChannel));
+    EXPECT_EQ(Frames(*source), std::vector<std::string>{kStop}) << "nobody listens";
+    for (const size_t length : {0U, 4U, 16U, 21U, 23U}) EXPECT_FALSE(host.Validate(3, std::string(length, 'x')));
+    CFakeTcp* sink = host.Validate(3, TcpRequest(0, 0));
+    ASSERT_TRUE(sink);
+    EXPECT_EQ(sink->sent.at(0).bytes.substr(0, 12), Hex("00000003 00000008") + U32(kChannel));
+    EXPECT_NE(ReadU32(sink->sent.at(0).bytes, 12), 0U);
+    sink->TakeSent();
+    EXPECT_TRUE(Frames(*source).empty());
+
+    FromPeer(*source, "early");
+    EXPECT_TRUE(Frames(*sink).empty());
+    FromPeer(*sink, kStart);
+    EXPECT_EQ(Frames(*source), std::vector<std::string>{kStart});
+    FromPeer(*source, "frame");
+    EXPECT_EQ(Frames(*sink), std::vector<std::string>{"frame"});
+    for (int i = 0; i < 1000; ++i) FromPeer(*sink, i % 2 ? kStart : std::string(1, '\2'));
+    FromPeer(*source, kStart);
+    FromPeer(*source, std::string(1 << 20, 'x'));
+    EXPECT_TRUE(Frames(*source).empty()) << "nothing of that is news";
+    EXPECT_TRUE(Frames(*sink).empty()) << "neither a keep-alive nor a megabyte is passed on";
+    EXPECT_EQ(source->maxReceivedFrame, 1U << 20);
+    EXPECT_EQ(sink->maxReceivedFrame, 1U << 20);
+    host.Run(12200);  // the work of a second, eleven times
+    EXPECT_EQ(Frames(*source), std::vector<std::string>{kStart}) << "the idle server says it again";
+    FromPeer(*sink, kStop);
+    EXPECT_EQ(Frames(*source), std::vector<std::string>{kStop});
+    FromPeer(*sink, kStart);
+    Frames(*source);
+    sink->lost = true;
+    host.Run(2000);
+    EXPECT_EQ(Frames(*source), std::vector<std::string>{kStop}) << "who wanted it has gone";
+    EXPECT_EQ(Status().sinksTcp, 0U);
+    EXPECT_FALSE(host.Validate(2, U32(kChannel))) << "the place is taken";
+}
+
+TEST_F(Audio, ASlowTcpSubscriberIsLetGoAndHoldsNobodyUp) {
+    const uint32_t source = Publish(kChannel, kAlice);
+    CFakeTcp* slow = host.Validate(3, TcpRequest(0, 0));
+    ASSERT_TRUE(slow);
+    FromPeer(*slow, kStart);
+    Listen(kChannel, 9, kBob);
+    slow->stalled = true;
+    slow->queuedBytes = 33U << 20;
+    Say("19", source, kAlice, "frame");
+    EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
+    host.Run(2000);
+    EXPECT_TRUE(slow->released);
+    EXPECT_EQ(Status().sinksTcp, 0U);
+}
+
+TEST_F(Audio, AChannelAtAnotherServerIsFetchedOnceAndOnlyWhileItIsWanted) {
+    for (const std::string& refused : {LongConnect(9, 0, 7005), LongConnect(9, kFar.ip, 0), LongConnect(9, 1, 7005)})
+        host.Deliver(refused, kBob);
+    EXPECT_TRUE(host.net.Udp().TakeSent().empty()) << "nowhere to fetch it from";
+    host.Deliver(LongConnect(9, kFar.ip, kFar.port), kBob);
+    auto asked = host.net.Udp().TakeSent();
+    ASSERT_EQ(asked.size(), 1U);
+    EXPECT_EQ(asked[0].ip, kFar.ip);
+    EXPECT_EQ(asked[0].port, kFar.port) << "the port that the request names";
+    EXPECT_EQ(asked[0].bytes.substr(6), U32(kChannel) + std::string(18, '\0')) << "on nobody's behalf, no further";
+    const std::string leg = asked[0].bytes.substr(2, 4);
+    host.Deliver(LongConnect(10, kFar.ip, kFar.port), kCarol);
+    EXPECT_TRUE(host.Take(kFar).empty()) << "once for all";
+
+    host.Deliver(Hex("0001") + leg + U32(600), kFar);
+    host.Run(100);
+    const uint32_t bob = host.LastID(kBob, "0001", 6);
+    ASSERT_NE(bob, 0U);
+    Say("04", bob, kBob);
+    host.Take(kBob);
+    host.Deliver(Hex("0002") + leg + U32(600) + "frame", kFar);
+    EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
+    host.Take(kFar);
+    host.Run(2000);
+    EXPECT_EQ(host.TakeCount(kFar, "0006"), 0U);
+    Say("06", bob, kBob);
+    host.Run(100);
+    EXPECT_EQ(host.TakeCount(kFar, "0006"), 2U) << "nobody wants it at the moment";
+    Say("04", bob, kBob);
+    host.Run(100);
+    EXPECT_EQ(host.TakeCount(kFar, "0004"), 2U);
+    EXPECT_EQ(Connect(kChannel, 11, kAlice), 0U) << "without a server's name it is not to be had here";
+    EXPECT_EQ(Status().relays, 1U);
+
+    const uint32_t source = Publish(kChannel, kAlice);
+    EXPECT_EQ(host.TakeCount(kFar, "0008"), 3U) << "the publisher has come here";
+    host.Take(kBob);
+    Say("19", source, kAlice, "here");
+    EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
+}
+
+TEST_F(Audio, ATcpSubscriberIsRelayedOverTcp) {
+    EXPECT_FALSE(host.Validate(3, TcpRequest(0, 0)));
+    EXPECT_FALSE(host.Validate(3, TcpRequest(kFar.ip, 0)));
+    CFakeTcp* sink = host.Validate(3, TcpRequest(kFar.ip, kFar.port));
+    ASSERT_TRUE(sink);
+    CFakeTcp& leg = host.net.LastClient();
+    EXPECT_EQ(leg.dialledPort, kFar.port);
+    leg.clientNotify->OnTcpClientNotifyConnected();
+    EXPECT_EQ(leg.TakeSent().at(0).bytes, Hex("00000003 00000016") + U32(kChannel) + std::string(18, '\0'));
+    EXPECT_TRUE(leg.clientNotify->OnTcpClientNotifyValidate(3, (U32(kChannel) + U32(600)).data(), 8));
+    FromPeer(*sink, kStart);
+    sink->TakeSent();
+    leg.clientNotify->OnTcpClientNotifyReceivedFrame("frame", 5);
+    EXPECT_EQ(Frames(*sink), std::vector<std::string>{"frame"});
+}
+
+TEST_F(Audio, FloodsOfRequestsStayWithinBounds) {
+    Publish(kChannel, kAlice);
+    const uint32_t bob = Listen(kChannel, 9, kBob);
+    for (uint32_t i = 0; i < 20000; ++i) {
+        const CPeer stranger{0x20000000 + i, 9};
+        host.Deliver(i % 2 ? Hex("0000") + U32(100 + i) + U32(kChannel) + U32(1) : Hex("0012") + U32(1000 + i) + U32(i),
+                     stranger);
+        const int received = (i % 2 ? 14 : 10) + 28;
+        int sent = 0;
+        for (const CSentDatagram& one : host.net.Udp().TakeSent())
+            if (one.ip == stranger.ip) sent += static_cast<int>(one.bytes.size()) + 28;
+        ASSERT_LE(sent, 3 * received);
+    }
+    EXPECT_LE(Status().unproved, 2 * server::kMaxUnproved);
+    for (uint32_t i = 0; i < 200; ++i) Connect(kChannel, 50000 + i, {0x30000000, static_cast<uint16_t>(i + 1)});
+    size_t ofOne = 0;
+    GetLocalMCUAudio()->Tables().sinks.ForEach([&](CAudioSink& sink) { ofOne += sink.Info().ip == 0x30000000; });
+    EXPECT_EQ(ofOne, 64U);
+    Say("06", bob, kBob);
+    EXPECT_EQ(host.TakeCount(kBob, "0007"), 1U) << "who is there is still served";
+}
+
+}  // namespace
