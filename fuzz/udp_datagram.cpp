@@ -1,7 +1,4 @@
-// Datagrams into a local MCU that has a channel, a sink, a sender and a receiver.
-//
-// IDs are random, so the seeds hold stand-ins: where a field's four bytes are "#sin", "#snd", "#rcv" or "#src", the
-// live ID takes their place; anything else stays as the fuzzer made it.
+// Datagrams into a local MCU that has a channel, a sink, a sender and a receiver of the file medium.
 #include "core/wire/commands.h"
 #include "lumomedia/base.h"
 #include "lumomedia/file.h"
@@ -9,9 +6,8 @@
 #include "support/reach.h"
 #include "support/records.h"
 #include "support/session_wire.h"
+#include "support/stand_ins.h"
 #include "support/test_manager.h"
-
-#include <map>
 
 using session_wire::U32;
 
@@ -57,15 +53,6 @@ private:
     }
 };
 
-/// Replaces the stand-ins of one datagram.
-std::string WithLiveIDs(std::string datagram, const std::map<std::string, std::string>& live) {
-    for (size_t at = 2; at + 4 <= datagram.size() && at <= 6; at += 4) {
-        const auto found = live.find(datagram.substr(at, 4));
-        if (found != live.end()) datagram.replace(at, 4, found->second);
-    }
-    return datagram;
-}
-
 void TakeLine(void*, const char* line) { Reach().Hit(line); }
 
 }  // namespace
@@ -74,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     SetLogHook(&TakeLine, nullptr);
     CTestHost host;
     CApplication app;
-    std::map<std::string, std::string> live{{"#src", U32(500)}, {"#chn", U32(77)}};
+    CLiveIDs live{{"#src", U32(500)}, {"#chn", U32(77)}};
     IFileSender* sender = CreateFileSenderUDP(app, 77, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort);
     live["#snd"] = host.TakeSent().at(0).bytes.substr(6, 4);
     IFileReceiver* receiver =
