@@ -23,7 +23,7 @@ class CLumoNode : private IP2PNotify {
 public:
     /// `onUpstream` gets what subscribers send, on a thread of the library.
     explicit CLumoNode(FrameHandler onUpstream = nullptr);
-    virtual ~CLumoNode();
+    ~CLumoNode() override;
     CLumoNode(const CLumoNode&) = delete;
     CLumoNode& operator=(const CLumoNode&) = delete;
 
