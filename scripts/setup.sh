@@ -4,7 +4,7 @@
 set -euo pipefail
 
 base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11-dev libcpp-httplib-dev
-      nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev
+      nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev libogg-dev
       libgtest-dev libgmock-dev)
 test=(tinyproxy microsocks dante-server iproute2 nftables curl python3)
 bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev)

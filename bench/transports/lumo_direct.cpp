@@ -11,7 +11,7 @@ void Subscribe(CSide& side) {
     CLumoNode node;
     CBulkReceiver bulk(side);
     CLumoReceiver receiver([&](const char* data, int length) { bulk.OnFrame(data, length); });
-    receiver.ConnectToPublisher(side.Port());
+    receiver.ConnectToPublisher(node, side.Port());
     side.Connected();
     receiver.PollUntilStopped(side);
 }
@@ -34,7 +34,7 @@ void Ping(CSide& side) {
 void Echo(CSide& side) {
     CLumoNode node;
     CLumoReceiver receiver([&](const char* data, int length) { node.Channel().OnFileChannelData(data, length); });
-    receiver.ConnectToPublisher(side.Port());
+    receiver.ConnectToPublisher(node, side.Port());
     side.Connected();
     receiver.PollUntilStopped(side);
 }

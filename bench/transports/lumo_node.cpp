@@ -1,10 +1,6 @@
 #include "bench/transports/lumo_node.h"
 
 #include "bench/harness/sockets.h"
-#include "core/wire/datagram.h"
-#include "file/file_receiver_udp.h"
-#include "file/local_mcu_file.h"
-#include "link/mcu_services.h"
 
 #include <unistd.h>
 
@@ -31,8 +27,8 @@ private:
 
 }  // namespace
 
-CLumoNode::CLumoNode(FrameHandler onUpstream) : m_pManager(CreateLocalMcuMgr(0)) {
-    if (!m_pManager) throw std::runtime_error("no local MCU");
+CLumoNode::CLumoNode(FrameHandler onUpstream) : m_pPeers(CreateP2P(*this)), m_pManager(CreateLocalMcuMgr(0)) {
+    if (!m_pPeers || !m_pManager) throw std::runtime_error("no local MCU");
     m_pChannel = std::make_unique<CBenchChannel>(std::move(onUpstream));
     m_pChannel->Connect();
 }
@@ -41,6 +37,21 @@ CLumoNode::~CLumoNode() {
     m_pChannel->ReleaseConnections();
     m_pChannel.reset();
     m_pManager->ReleaseConnections();
+    m_pPeers->ReleaseConnections();
+}
+
+void CLumoNode::OnP2PNotifyGetP2PItem(P2PItem& item) {
+    item.ulLocalIP = item.ulNATIP = kLoopback;
+    item.usLocalUDPPort = item.usNATUDPPort = Port();
+}
+
+void CLumoNode::AnnouncePublisher(uint16_t port) {
+    CCmdPacket announced;
+    announced.SetFromUID(kUser);
+    announced.PutAttrib("p2ptype", "P2P_FETCH_ACK");
+    for (const char* address : {"localip", "natip"}) announced.PutAttribUL(address, kLoopback);
+    for (const char* udpPort : {"localudpport", "natudpport"}) announced.PutAttribUS(udpPort, port);
+    m_pPeers->OnReceivedP2PCmd(announced);
 }
 
 void CLumoNode::WaitForSinks(uint32_t count) {
@@ -73,17 +84,11 @@ CLumoReceiver::~CLumoReceiver() {
     if (m_pReceiver) m_pReceiver->ReleaseConnections();
 }
 
-void CLumoReceiver::ConnectToPublisher(uint16_t port) {
-    CFileReceiverUDP* receiver = CLocalMCUFile::CreateFileReceiverUDP(*this, kChannelID);
-    m_pReceiver = receiver;
-    const CMcuAddress publisher{{kLoopback, 0, 0}, port};
-    if (!receiver || !receiver->Connect(publisher, {}, true)) throw std::runtime_error("no receiver");
-    WaitUntilConnected([&] {
-        SendDatagram(wire::CDatagram(wire::Kind::File, wire::UDP_FILE_SINK_CONNECT)
-                         .U32(receiver->GetFileReceiverID())
-                         .U32(kChannelID),
-                     kLoopback, port);
-    });
+void CLumoReceiver::ConnectToPublisher(CLumoNode& node, uint16_t port) {
+    node.AnnouncePublisher(port);
+    m_pReceiver = CreateFileReceiverP2P(*this, kChannelID, CLumoNode::kUser);
+    if (!m_pReceiver) throw std::runtime_error("no receiver");
+    WaitUntilConnected([&] { m_pReceiver->IsDisconnected(); });
 }
 
 void CLumoReceiver::ConnectToServer(uint16_t port) {

@@ -18,14 +18,17 @@ inline constexpr int kConnectMs = 10000;
 
 using FrameHandler = std::function<void(const char* data, int length)>;
 
-/// This process's local MCU with one connected channel.
-class CLumoNode {
+/// This process's local MCU with one connected channel, and the peer-to-peer manager that direct receivers need.
+class CLumoNode : private IP2PNotify {
 public:
     /// `onUpstream` gets what subscribers send, on a thread of the library.
     explicit CLumoNode(FrameHandler onUpstream = nullptr);
-    ~CLumoNode();
+    ~CLumoNode() override;
     CLumoNode(const CLumoNode&) = delete;
     CLumoNode& operator=(const CLumoNode&) = delete;
+
+    /// As if the publisher had announced itself: a process on loopback at that port.
+    void AnnouncePublisher(uint16_t port);
 
     uint16_t Port() const { return m_pManager->GetLocalPort(); }
     CFileChannel& Channel() { return *m_pChannel; }
@@ -34,7 +37,15 @@ public:
     /// The whole bulk, as fast as the channel takes it, at most `ahead` frames before `received()` (0: no matter).
     void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr);
 
+    static constexpr uint32_t kUser = 1;  // every process's: nobody asks who is who
+
 private:
+    void OnP2PNotifySendCmd(unsigned long, CCmdPacket&) override {}
+    void OnP2PNotifyGetP2PItem(P2PItem& item) override;
+    unsigned long OnP2PNotifyGetUserID() override { return kUser; }
+    void OnP2PNotifyNATAddress(unsigned long, unsigned short) override {}
+
+    IP2P* m_pPeers;  // before the local MCU, and after it
     ILocalMcuMgr* m_pManager;
     std::unique_ptr<CFileChannel> m_pChannel;
 };
@@ -50,8 +61,8 @@ public:
     CLumoReceiver(const CLumoReceiver&) = delete;
     CLumoReceiver& operator=(const CLumoReceiver&) = delete;
 
-    /// At the publisher's own local MCU, which takes the short form of the request. Needs a node in this process.
-    void ConnectToPublisher(uint16_t port);
+    /// At the publisher's own local MCU, by the way that this process's node finds.
+    void ConnectToPublisher(CLumoNode& node, uint16_t port);
     void ConnectToServer(uint16_t port);
     /// Polls as applications shall until the run is over.
     void PollUntilStopped(CSide& side);

@@ -5,6 +5,7 @@
 #include "tools/lumo/commands/probe_command.h"
 #include "tools/lumo/commands/receive_command.h"
 #include "tools/lumo/commands/send_command.h"
+#include "tools/lumo/commands/stream_commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
 
@@ -25,6 +26,8 @@ int main(int argc, char** argv) {
         app.require_subcommand(1);
         lumo::AddSendCommand(app, exitCode);
         lumo::AddReceiveCommand(app, exitCode);
+        lumo::AddPublishCommand(app, exitCode);
+        lumo::AddSubscribeCommand(app, exitCode);
         lumo::AddProbeCommand(app, exitCode);
         lumo::AddDumpCommand(app, exitCode);
 #ifdef LUMO_HAS_MCU_COMMAND

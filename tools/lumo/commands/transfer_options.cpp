@@ -4,13 +4,19 @@
 
 namespace lumo {
 
-void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
-    waitSeconds = defaultWait;
+void TransferOptions::AddServerTo(CLI::App& command) {
     command.add_option("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given")->required();
     command.add_flag("--tcp", tcp, "Reach the server over TCP instead of UDP");
     command.add_option("--proxy", proxy,
                        "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                        "LUMO_PROXY_PASSWORD may hold the password");
+    command.add_flag("--json", json, "One JSON object a second instead of words");
+    command.add_flag("-q,--quiet", quiet, "No progress, only complaints");
+}
+
+void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
+    waitSeconds = defaultWait;
+    AddServerTo(command);
     command
         .add_option(
             "--path", path,
@@ -22,8 +28,6 @@ void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
     command.add_option("--wait", waitSeconds, "Seconds to wait while nobody is there")
         ->check(CLI::Range(0.1, 1e9))
         ->capture_default_str();
-    command.add_flag("--json", json, "One JSON object a second instead of words");
-    command.add_flag("-q,--quiet", quiet, "No progress, only complaints");
 }
 
 // A request names the sender's server by address only: the nearer one looks for it at its own port.

@@ -108,9 +108,11 @@ DemoRow& CDemo::AddRow(const std::string& path, const std::string& file, uint32_
     row.path = path;
     row.file = file;
     row.folder = m_strFolder + "/" + std::to_string(m_rows.size());
-    row.udp = std::find(way.begin(), way.end(), "--tcp") == way.end();
+    const auto says = [&way](const char* word) { return std::find(way.begin(), way.end(), word) != way.end(); };
+    row.udp = !says("--tcp") && !says("p2p-tcp");
     Words words{"receive", std::to_string(channel), "--json", "--out", row.folder};
     words.insert(words.end(), way.begin(), way.end());
+    if (!says("--path")) words.insert(words.end(), {"--path", "relay"});
     row.started = MakeDirectory(row.folder) && StartProgram(row.receiver, words);
     return row;
 }
@@ -147,7 +149,9 @@ bool CDemo::WaitForRows(const std::vector<DemoRow*>& rows) {
 }
 
 bool CDemo::RunTogether() {
-    Say("one sender, receivers at once over UDP, TCP, a proxy and a relay between; beside them a path that loses " +
+    Say("one sender, receivers at once over UDP, TCP, a proxy, a relay between and peer to peer; beside them a path "
+        "that "
+        "loses " +
         m_options.loss);
     const std::string proxy = "http://127.0.0.1:" + std::to_string(m_usProxyPort);
     const std::string lossy = "127.0.0.1:" + std::to_string(m_usImpairPort);
@@ -155,7 +159,7 @@ bool CDemo::RunTogether() {
     m_pLossyRow = &AddRow("UDP, losing " + m_options.loss, m_strSmall, kLossyChannel, {"--mcu", lossy});
     m_pLossyRow->lossy = true;
 
-    if (!StartSender(m_sender, m_strBig, kChannel, {"--mcu", Mcu(0), "--receivers", "5"})) return false;
+    if (!StartSender(m_sender, m_strBig, kChannel, {"--mcu", Mcu(0), "--receivers", "7"})) return false;
     std::vector<DemoRow*> rows;
     rows.push_back(&AddRow("UDP", m_strBig, kChannel, {"--mcu", Mcu(0)}));
     rows.push_back(&AddRow("TCP", m_strBig, kChannel, {"--mcu", Mcu(0), "--tcp"}));
@@ -163,6 +167,8 @@ bool CDemo::RunTogether() {
     rows.push_back(&AddRow("UDP through both servers", m_strBig, kChannel, {"--mcu", Mcu(0), "--near", Mcu(1)}));
     rows.push_back(
         &AddRow("TCP through both servers", m_strBig, kChannel, {"--mcu", Mcu(0), "--near", Mcu(1), "--tcp"}));
+    rows.push_back(&AddRow("peer to peer, UDP", m_strBig, kChannel, {"--mcu", Mcu(0), "--path", "p2p"}));
+    rows.push_back(&AddRow("peer to peer, TCP", m_strBig, kChannel, {"--mcu", Mcu(0), "--path", "p2p-tcp"}));
     return WaitForRows(rows) && WaitUntil([&] { return !m_sender.Running(); });
 }
 

@@ -1,9 +1,8 @@
-// A local file channel and what is made on it: polled, given up and made anew.
+// A local file channel and what is made on it.
 #pragma once
 
-#include "tools/lumo/net/inbox.h"
+#include "tools/lumo/net/link.h"
 #include "tools/lumo/transfer/link_out.h"
-#include "tools/lumo/transfer/link_policy.h"
 
 #include <lumomedia/file.h>
 
@@ -29,53 +28,23 @@ public:
     void OnFileSinkData(const void*, int) override {}
 };
 
-/// What publishing and subscribing have in common. One thread: the loop's.
-class CChannelLink : public ILinkOut {
+/// A link that carries an engine's frames over a file channel.
+class CChannelLink : public CLink, public ILinkOut {
 public:
-    CChannelLink(CInbox& inbox, const LinkTimes& times);
-    virtual ~CChannelLink();
-    CChannelLink(const CChannelLink&) = delete;
-    CChannelLink& operator=(const CChannelLink&) = delete;
+    using CLink::CLink;
 
-    /// Makes, polls and gives up the connection as it is time. True when the far side has just taken us.
-    bool Poll(uint64_t now);
-    void OnSignOfLife(uint64_t now) { m_policy.OnSignOfLife(now); }
-    /// Says the library's goodbye; the next Poll makes it anew.
-    void Suspend();
-    /// The same for good.
-    void Close();
-    /// Whether the far side has ever taken us.
-    bool EverTaken() const { return m_bEverTaken; }
-    int Remakes() const { return m_nMade > 0 ? m_nMade - 1 : 0; }
-    bool IsUp() const { return m_policy.IsUp(); }
-
-    bool Ready() const override { return m_policy.IsAccepted(); }
+    bool Ready() const override { return IsTaken(); }
     uint32_t Queued() const override;
     using ILinkOut::Send;
     void Send(const char* data, int length) override;
 
-    static constexpr uint64_t kPollMs = 1000;  // the library counts on it
-
 protected:
-    /// False when the library refuses.
-    virtual bool Create() = 0;
-    virtual bool IsDisconnected() = 0;
-    virtual void Release() = 0;
-    CInbox& Inbox() { return m_inbox; }
     /// The channel lives longer than what is made on it: the derived class ends both in its destructor.
     void OpenChannel(std::unique_ptr<CFileChannel> channel);
     void CloseChannel();
 
 private:
-    CInbox& m_inbox;
-    const LinkTimes m_times;
     std::unique_ptr<CFileChannel> m_pChannel;
-    CLinkPolicy m_policy;
-    bool m_bLost = false;
-    bool m_bClosed = false;
-    uint64_t m_ullPolledMs = 0;
-    int m_nMade = 0;
-    bool m_bEverTaken = false;
 };
 
 }  // namespace lumo

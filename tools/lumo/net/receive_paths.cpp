@@ -9,11 +9,11 @@ namespace {
 
 constexpr size_t kInboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
 
-/// Where the relay serves meanwhile there is no hurry.
+/// After a few quick attempts there is no hurry where the relay serves meanwhile.
 LinkTimes DirectTimes(PathChoice choice) {
     LinkTimes times;
     times.unaccepted = CReceivePaths::kDirectMs;
-    if (choice == PathChoice::Auto) times.pauses = {5000, 10000, 20000, 40000, 60000, 60000};
+    if (choice == PathChoice::Auto) times.pauses = {200, 500, 1000, 10000, 30000, 60000};
     return times;
 }
 
@@ -56,9 +56,14 @@ void CReceivePaths::PollDirect(uint64_t now) {
     if (m_pDirect->Ready()) {
         LookForLife(now);
         m_bDirectMissed = false;
-    } else if (givenUp || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken())) {
+    } else if ((givenUp && IsInVain()) || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken())) {
         m_bDirectMissed = true;
     }
+}
+
+// A request or its answer may also have been lost, which the next attempt tries again.
+bool CReceivePaths::IsInVain() const {
+    return m_pDirect->EverTaken() || CPeerHost::StateOf(SenderUser(m_route.channel)) == PeerState::Failed;
 }
 
 // The library asks once, and the signalling service drops what is for somebody who is not there yet.

@@ -44,6 +44,8 @@ public:
 
 private:
     void PollDirect(uint64_t now);
+    /// The direct link, just given up, has shown that there is no way, or no longer.
+    bool IsInVain() const;
     void AskAgain(uint64_t now);
     void LookForLife(uint64_t now);
     void PollRelay(uint64_t now);

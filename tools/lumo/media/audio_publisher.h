@@ -1,0 +1,56 @@
+// Makes the frames of an audio channel out of an Ogg Opus stream.
+#pragma once
+
+#include "tools/lumo/media/audio_frame.h"
+#include "tools/lumo/media/ogg_opus_reader.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace lumo {
+
+/// Without clock or network: who owns it sends each packet when it is due. One thread.
+class CAudioPublisher {
+public:
+    enum class State { Ready, NeedMore, End, Failed };
+    using Out = std::function<void(const std::string& frame)>;
+
+    explicit CAudioPublisher(Out out);
+
+    void Feed(const char* data, size_t length) { m_reader->Feed(data, length); }
+    void Finish() { m_reader->Finish(); }
+    /// The same stream comes once more from its beginning; sequence and position go on.
+    void Rewind() { m_reader.emplace(); }
+    /// Looks for the next packet.
+    State Fetch();
+    /// When the packet that is ready shall leave, in ms since the first.
+    uint64_t DueMs() const;
+    /// Sends that packet, and before it the heads when they are due.
+    void Send(uint64_t nowMs, uint64_t wallUs);
+    /// Tells subscribers that no more will come.
+    void SayGoodbye(uint64_t wallUs);
+
+    uint64_t Packets() const { return m_ulSequence; }
+    uint64_t Bytes() const { return m_ullBytes; }
+    const std::string& Problem() const { return m_strProblem; }
+
+    static constexpr uint64_t kHeadsMs = 2000;
+
+private:
+    void SendControl(const std::string& body, uint64_t wallUs);
+
+    const Out m_out;
+    std::optional<COggOpusReader> m_reader;
+    std::string m_strPacket;  // ready to leave; empty: none
+    std::string m_strHead;
+    std::string m_strTags;
+    std::optional<uint64_t> m_headsMs;  // when the heads left last
+    uint32_t m_ulSequence = 0;
+    uint64_t m_ullPosition = 0;  // samples sent
+    uint64_t m_ullBytes = 0;
+    std::string m_strProblem;
+};
+
+}  // namespace lumo

@@ -1,0 +1,50 @@
+#include "tools/lumo/net/link.h"
+
+namespace lumo {
+
+CLink::CLink(CInbox& inbox, const LinkTimes& times) : m_inbox(inbox), m_times(times), m_policy(times) {}
+
+CLink::~CLink() = default;
+
+bool CLink::Poll(uint64_t now) {
+    if (m_bClosed) return false;
+    const bool accepted = m_inbox.TakeAccepted() && m_policy.IsUp();
+    if (accepted) {
+        m_policy.OnAccepted(now);
+        m_bEverTaken = true;
+    }
+    if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
+        m_ullPolledMs = now;
+        m_bLost = IsDisconnected();
+    }
+    switch (m_policy.Poll(now, m_bLost)) {
+        case LinkAction::None:
+            break;
+        case LinkAction::Create:
+            m_ullPolledMs = now;
+            m_bLost = !Create();
+            ++m_nMade;
+            break;
+        case LinkAction::Release:
+            Release();
+            m_inbox.TakeAccepted();
+            return false;
+    }
+    return accepted;
+}
+
+void CLink::Suspend() {
+    if (m_bClosed) return;
+    Release();
+    m_inbox.TakeAccepted();  // one of the released connection means nothing any more
+    m_policy = CLinkPolicy(m_times);
+    m_bLost = false;
+}
+
+void CLink::Close() {
+    if (m_bClosed) return;
+    m_bClosed = true;
+    Release();
+}
+
+}  // namespace lumo

@@ -1,0 +1,53 @@
+// What is made of the library on a path: polled, given up and made anew.
+#pragma once
+
+#include "tools/lumo/net/inbox.h"
+#include "tools/lumo/transfer/link_policy.h"
+
+#include <cstdint>
+
+namespace lumo {
+
+/// One thread: the loop's.
+class CLink {
+public:
+    CLink(CInbox& inbox, const LinkTimes& times);
+    virtual ~CLink();
+    CLink(const CLink&) = delete;
+    CLink& operator=(const CLink&) = delete;
+
+    /// Makes, polls and gives up the connection as it is time. True when the far side has just taken us.
+    bool Poll(uint64_t now);
+    void OnSignOfLife(uint64_t now) { m_policy.OnSignOfLife(now); }
+    /// Says the library's goodbye; the next Poll makes it anew.
+    void Suspend();
+    /// The same for good.
+    void Close();
+    /// Whether the far side has ever taken us.
+    bool EverTaken() const { return m_bEverTaken; }
+    int Remakes() const { return m_nMade > 0 ? m_nMade - 1 : 0; }
+    bool IsUp() const { return m_policy.IsUp(); }
+    /// The far side has taken us.
+    bool IsTaken() const { return m_policy.IsAccepted(); }
+
+    static constexpr uint64_t kPollMs = 1000;  // the library counts on it
+
+protected:
+    /// False when the library refuses.
+    virtual bool Create() = 0;
+    virtual bool IsDisconnected() = 0;
+    virtual void Release() = 0;
+    CInbox& Inbox() { return m_inbox; }
+
+private:
+    CInbox& m_inbox;
+    const LinkTimes m_times;
+    CLinkPolicy m_policy;
+    bool m_bLost = false;
+    bool m_bClosed = false;
+    uint64_t m_ullPolledMs = 0;
+    int m_nMade = 0;
+    bool m_bEverTaken = false;
+};
+
+}  // namespace lumo
