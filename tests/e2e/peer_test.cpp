@@ -46,6 +46,44 @@ INSTANTIATE_TEST_SUITE_P(
         PathRow{"ByProxyOrNearServerTheRelayIsUsual", {"--path", "auto"}, {"--path", "relay"}, "relay 127.0.0.1:"}),
     [](const auto& row) { return row.param.name; });
 
+// It comes back with another port, and the receiver has to notice.
+TEST_F(CTransferTest, ASenderThatIsKilledAndStartedAnewIsFoundAgain) {
+    for (const std::string way : {"p2p", "p2p-tcp", "auto"}) {
+        CChildProcess relay, killed, second, receiver;
+        StartRelay(relay);
+        const std::string file = MakeFile("file", 6 * 1024 * 1024);
+        StartSend(killed, {file}, {"--path", way, "--rate", "2M"});
+        StartReceive(receiver, way, {"--path", way});
+        ASSERT_TRUE(WaitForBytes(receiver, 1024 * 1024)) << receiver.Output();
+        killed.Signal(SIGKILL);
+        EXPECT_EQ(ExitOf(killed), 128 + SIGKILL);
+        StartSend(second, {file}, {"--path", way});
+        EXPECT_EQ(ExitOf(receiver), 0) << way << receiver.Errors();
+        EXPECT_EQ(ExitOf(second), 0) << way << second.Errors();
+        EXPECT_TRUE(Content(Path(way + "/file")) == Content(file)) << way;
+        EXPECT_LT(LastEvent(second)["sent_bytes"], std::filesystem::file_size(file)) << way << ": it began anew";
+    }
+}
+
+TEST_F(CTransferTest, ASecondSenderOfOneChannelIsToldAtOnce) {
+    CChildProcess relay;
+    StartRelay(relay);
+    const std::string file = MakeFile("file", 1000);
+    int channel = 77;
+    for (const std::string way : {"p2p", "auto", "relay"}) {
+        CChildProcess first, second;
+        const Words words{"send", file, "--mcu", Mcu(), "--channel", std::to_string(++channel), "--path", way};
+        const std::string number = std::to_string(channel);
+        Run(first, words);
+        const bool published = way == "p2p" || relay.WaitForText("publishes channel " + number, kDeadlineMs);
+        const bool registered = way == "relay" || relay.WaitForText("user " + number, kDeadlineMs);
+        ASSERT_TRUE(published && registered) << relay.Errors();
+        Run(second, words);
+        EXPECT_TRUE(second.WaitForText("does not take us", kDeadlineMs)) << way << second.Errors();
+        EXPECT_EQ(first.Errors().find("does not take us"), std::string::npos) << way << first.Errors();
+    }
+}
+
 TEST_F(CTransferTest, TheRelayCarriesOnlyWhatSomebodyThereLacks) {
     CChildProcess relay, sender, direct[2], relayed;
     StartRelay(relay);
@@ -91,6 +129,18 @@ TEST_F(CTransferTest, ProbeTellsBothAddresses) {
     EXPECT_EQ(said["public"], said["public_second"]);
     EXPECT_EQ(said["same_mapping"], true);
     EXPECT_EQ(said["translated"], false);
+}
+
+TEST_F(CTransferTest, WaitsThatAreNoNumbersAreRefused) {
+    for (const char* wait : {"nan", "inf", "0", "-1", "1e10", "soon"}) {
+        for (const char* command : {"probe", "receive"}) {
+            CChildProcess child;
+            Words words{command, "--mcu", Mcu(), "--wait", wait};
+            if (words[0] == "receive") words.insert(words.begin() + 1, "77");
+            Run(child, words);
+            EXPECT_EQ(ExitOf(child), 2) << command << " " << wait;
+        }
+    }
 }
 
 }  // namespace

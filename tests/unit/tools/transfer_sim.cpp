@@ -100,7 +100,7 @@ OpenResult CMemoryFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& 
 
 void CTransferSim::StartSender(std::vector<std::unique_ptr<IFileSource>> files, SendOptions options) {
     m_pSender = std::make_unique<CSendEngine>(m_nNextTransfer++, std::move(files), options);
-    m_senderLink.queue.clear();
+    for (Link& link : m_senderLinks) link.queue.clear();
     m_senderNextTick = 0;
 }
 
@@ -116,10 +116,19 @@ void CTransferSim::Kill(Receiver& receiver) {
     receiver.up.queue.clear();
 }
 
+void CTransferSim::MoveTo(Receiver& receiver, size_t lane) {
+    receiver.lane = lane;
+    receiver.relayQueue.clear();
+    receiver.waitingBytes = 0;
+    receiver.engine.OnLinkChanged();
+}
+
 void CTransferSim::CutAll(uint64_t milliseconds) {
     m_cutUntil = m_now + milliseconds;
-    m_senderLink.queue.clear();
-    m_senderLink.ready = false;
+    for (Link& link : m_senderLinks) {
+        link.queue.clear();
+        link.ready = false;
+    }
     m_up.clear();
     for (auto& receiver : m_receivers) {
         receiver->relayQueue.clear();
@@ -129,9 +138,10 @@ void CTransferSim::CutAll(uint64_t milliseconds) {
     }
 }
 
-void CTransferSim::FanOut(const std::string& frame) {
+void CTransferSim::FanOut(const std::string& frame, size_t lane) {
     for (auto& receiver : m_receivers) {
-        if (!receiver->alive || receiver->left || !receiver->up.ready || receiver->deaf) continue;
+        if (receiver->lane != lane || !receiver->alive || receiver->left || !receiver->up.ready || receiver->deaf)
+            continue;
         receiver->relayQueue.push_back(frame);
         receiver->waitingBytes += frame.size();
         m_nMostWaiting = std::max(m_nMostWaiting, receiver->waitingBytes);
@@ -140,20 +150,27 @@ void CTransferSim::FanOut(const std::string& frame) {
 
 void CTransferSim::StepSender() {
     while (!m_up.empty()) {
-        m_pSender->OnFrame(m_up.front().data(), m_up.front().size(), m_now);
+        const auto& [lane, frame] = m_up.front();
+        m_pSender->OnFrame(frame.data(), frame.size(), m_now, lane);
         m_up.pop_front();
         m_senderNextTick = m_now;
     }
     for (int turn = 0; turn < 4 && m_senderNextTick <= m_now && !m_pSender->Over(); ++turn)
-        m_senderNextTick = m_now + m_pSender->Tick(m_now, m_senderLink);
-    if (m_pSender->Over() && m_pSender->State() == SendState::Done) m_pSender->Leave(m_senderLink, ByeReason::Done);
-    m_senderCredit = std::min(m_senderCredit + senderRate, senderRate + 1);
-    for (; m_senderCredit >= 1 && !m_senderLink.queue.empty(); m_senderCredit -= 1) {
-        std::string frame = std::move(m_senderLink.queue.front());
-        m_senderLink.queue.pop_front();
+        m_senderNextTick = m_now + m_pSender->Tick(m_now, Links());
+    if (m_pSender->Over() && m_pSender->State() == SendState::Done) m_pSender->Leave(Links(), ByeReason::Done);
+    for (size_t lane = 0; lane < kMaxLanes; ++lane) StepLane(lane);
+}
+
+void CTransferSim::StepLane(size_t lane) {
+    double& credit = m_senderCredit.at(lane);
+    std::deque<std::string>& queue = m_senderLinks.at(lane).queue;
+    credit = std::min(credit + senderRate, senderRate + 1);
+    for (; credit >= 1 && !queue.empty(); credit -= 1) {
+        std::string frame = std::move(queue.front());
+        queue.pop_front();
         if (downHook && !downHook(frame)) continue;
-        m_nBlocksLeft += frame.size() > kBlockHeaderLength && frame[5] == static_cast<char>(MessageType::Block);
-        FanOut(frame);
+        m_blocksLeft.at(lane) += frame.size() > kBlockHeaderLength && frame[5] == static_cast<char>(MessageType::Block);
+        FanOut(frame, lane);
     }
 }
 
@@ -173,7 +190,7 @@ void CTransferSim::StepReceiver(Receiver& receiver) {
         receiver.engine.Leave(receiver.up, done ? ByeReason::Done : ByeReason::Failed);
         receiver.left = true;
     }
-    for (std::string& frame : receiver.up.queue) m_up.push_back(std::move(frame));
+    for (std::string& frame : receiver.up.queue) m_up.emplace_back(receiver.lane, std::move(frame));
     receiver.up.queue.clear();
 }
 
@@ -181,8 +198,10 @@ void CTransferSim::Step() {
     ++m_now;
     if (m_cutUntil != 0 && m_now >= m_cutUntil) {
         m_cutUntil = 0;
-        m_senderLink.ready = true;
-        if (m_pSender) m_pSender->OnLinkReady();
+        for (size_t lane = 0; lane < kMaxLanes; ++lane) {
+            m_senderLinks.at(lane).ready = true;
+            if (m_pSender) m_pSender->OnLinkReady(lane);
+        }
         for (auto& receiver : m_receivers) {
             receiver->up.ready = true;
             receiver->engine.OnLinkReady();

@@ -4,12 +4,14 @@
 #include "tools/lumo/transfer/receive_engine.h"
 #include "tools/lumo/transfer/send_engine.h"
 
+#include <array>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -64,6 +66,8 @@ public:
 
     /// Frames a millisecond that the sender's library and each receiver's path carry.
     double senderRate = 40;
+    /// The sender has its second channel too.
+    bool twoLanes = false;
     /// Called for each frame that reaches the relay from the sender; false drops it for everybody.
     std::function<bool(std::string& frame)> downHook;
 
@@ -72,6 +76,8 @@ public:
     Receiver& AddReceiver(MemoryDisk& disk, double rate = 40, uint64_t waitMs = 60000);
     /// As kill -9: the process is gone, the disk stays.
     void Kill(Receiver& receiver);
+    /// It takes another channel of the sender from here on; what was under way to it is lost.
+    void MoveTo(Receiver& receiver, size_t lane);
     /// Everything under way is lost and nobody is connected until `milliseconds` have passed.
     void CutAll(uint64_t milliseconds);
 
@@ -86,11 +92,12 @@ public:
     lumo::SendProgress SenderProgress() const { return m_pSender->Progress(m_now); }
     uint64_t Now() const { return m_now; }
     /// As if a subscriber had sent this.
-    void InjectUp(const std::string& frame) { m_up.push_back(frame); }
-    void InjectDown(const std::string& frame) { FanOut(frame); }
+    void InjectUp(const std::string& frame, size_t lane = 0) { m_up.emplace_back(lane, frame); }
+    void InjectDown(const std::string& frame) { FanOut(frame, 0); }
     /// The most that ever waited at the relay for one receiver.
     size_t MostWaitingBytes() const { return m_nMostWaiting; }
-    uint64_t BlocksLeft() const { return m_nBlocksLeft; }
+    uint64_t BlocksLeft() const { return m_blocksLeft[0] + m_blocksLeft[1]; }
+    uint64_t BlocksLeft(size_t lane) const { return m_blocksLeft.at(lane); }
 
     struct Link final : lumo::ILinkOut {
         bool ready = true;
@@ -108,6 +115,7 @@ public:
         Link up;
         std::deque<std::string> relayQueue;
         size_t waitingBytes = 0;
+        size_t lane = 0;
         double rate;
         double credit = 0;
         bool alive = true;
@@ -120,21 +128,23 @@ public:
 private:
     void Step();
     void StepSender();
+    void StepLane(size_t lane);
+    lumo::LaneLinks Links() { return {&m_senderLinks[0], twoLanes ? &m_senderLinks[1] : nullptr}; }
     void StepReceiver(Receiver& receiver);
-    void FanOut(const std::string& frame);
+    void FanOut(const std::string& frame, size_t lane);
 
     uint64_t m_now = 1000;
     std::unique_ptr<lumo::CSendEngine> m_pSender;
-    Link m_senderLink;
-    double m_senderCredit = 0;
+    std::array<Link, lumo::kMaxLanes> m_senderLinks;
+    std::array<double, lumo::kMaxLanes> m_senderCredit{};
     uint64_t m_senderNextTick = 0;
-    std::deque<std::string> m_up;
+    std::deque<std::pair<size_t, std::string>> m_up;  // the lane and what came by it
     std::vector<std::unique_ptr<Receiver>> m_receivers;
     uint64_t m_nNextID = 100;
     uint64_t m_nNextTransfer = 7000;
     uint64_t m_cutUntil = 0;
     size_t m_nMostWaiting = 0;
-    uint64_t m_nBlocksLeft = 0;
+    std::array<uint64_t, lumo::kMaxLanes> m_blocksLeft{};
 };
 
 }  // namespace sim

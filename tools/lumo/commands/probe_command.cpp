@@ -20,12 +20,18 @@ struct ProbeCommand {
 
 /// This host's address as one port of the reflector sees it; zeros when it does not answer.
 HostPort Ask(CPeerManager& manager, const HostPort& reflector, uint64_t waitMs, CToolLoop& loop) {
-    constexpr uint64_t kStepMs = 10;
+    constexpr uint64_t kStepMs = 10, kAgainMs = 900;  // the library asks again after a second
     const uint32_t before = manager.Answers();
-    const uint64_t until = CToolLoop::Now() + waitMs;
+    const uint64_t start = CToolLoop::Now();
+    const auto waiting = [&loop](uint64_t until) { return CToolLoop::Now() < until && !loop.Interrupted(); };
     manager.AskReflector(reflector);
-    while (manager.Answers() == before && CToolLoop::Now() < until && !loop.Interrupted()) loop.Wait(-1, kStepMs);
-    return manager.Answers() == before ? HostPort() : manager.Public();
+    while (manager.Answers() == before && waiting(start + waitMs)) loop.Wait(-1, kStepMs);
+    if (manager.Answers() == before) return {};
+    const HostPort seen = manager.Public();
+    // On a long way it was asked more than once: the other answers must not count for the port that is asked next.
+    const uint64_t taken = CToolLoop::Now() - start;
+    while (taken >= kAgainMs && waiting(start + 2 * taken)) loop.Wait(-1, kStepMs);
+    return seen;
 }
 
 std::string TextOf(const HostPort& host) { return host.ip == 0 ? "no answer" : host.Text(); }
@@ -87,7 +93,7 @@ void AddProbeCommand(CLI::App& app, int& exitCode) {
     probe->add_option("--mcu", command->mcu, "A relay server, whose reflector is asked: HOST[:PORT]")->required();
     probe->add_option("--second", command->second, "The reflector's second port; the next one unless given");
     probe->add_option("--wait", command->waitSeconds, "Seconds to wait for each answer")
-        ->check(CLI::Range(0.1, 60.0))
+        ->check(SecondsBetween(0.1, 60))
         ->capture_default_str();
     probe->add_flag("--json", command->json, "One JSON object instead of words");
     probe->callback([command, &exitCode] { exitCode = Run(*command); });

@@ -150,9 +150,9 @@ void AddSubscribeCommand(CLI::App& app, int& exitCode) {
         ->check(CLI::IsMember({"relay", "p2p"}))
         ->capture_default_str();
     audio->add_option("-o,--out", command->out, "An Ogg Opus file to write; - is standard output");
-    audio->add_option("--seconds", command->seconds, "End after so long")->check(CLI::Range(0.1, 1e9));
+    audio->add_option("--seconds", command->seconds, "End after so long")->check(SecondsBetween(0.1, 1e9));
     audio->add_option("--wait", command->common.waitSeconds, "Seconds to wait while nothing is heard")
-        ->check(CLI::Range(0.1, 1e9))
+        ->check(SecondsBetween(0.1, 1e9))
         ->capture_default_str();
     audio->callback([command, &exitCode] { exitCode = Run(*command); });
 }

@@ -4,6 +4,17 @@
 
 namespace lumo {
 
+// CLI::Range lets through what is not a number.
+CLI::Validator SecondsBetween(double least, double most) {
+    return CLI::Validator(
+        [least, most](std::string& text) {
+            double seconds = 0;
+            const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= least && seconds <= most;
+            return fits ? std::string() : text + " is not a number of seconds that can be waited";
+        },
+        "SECONDS");
+}
+
 void TransferOptions::AddServerTo(CLI::App& command) {
     command.add_option("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given")->required();
     command.add_flag("--tcp", tcp, "Reach the server over TCP instead of UDP");
@@ -26,7 +37,7 @@ void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
     command.add_flag("--forwarded", forwarded,
                      "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
     command.add_option("--wait", waitSeconds, "Seconds to wait while nobody is there")
-        ->check(CLI::Range(0.1, 1e9))
+        ->check(SecondsBetween(0.1, 1e9))
         ->capture_default_str();
 }
 

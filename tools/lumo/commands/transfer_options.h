@@ -43,6 +43,9 @@ private:
     bool ToNear(RelayRoute& route, std::string& problem) const;
 };
 
+/// Checks an option's value.
+CLI::Validator SecondsBetween(double least, double most);
+
 /// Decimal, 1 to 4294967295; 0 when it is not.
 uint32_t ParseChannel(const std::string& text);
 

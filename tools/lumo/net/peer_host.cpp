@@ -1,7 +1,5 @@
 #include "tools/lumo/net/peer_host.h"
 
-#include <lumomedia/statistics.h>
-
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -13,7 +11,23 @@ constexpr std::array<uint64_t, 5> kPausesMs = {500, 1000, 2000, 5000, 10000};
 
 std::string DirectText(const HostPort& host) { return "direct " + host.Text(); }
 
+template <class Use>
+void ForEachLinkWith(const P2PPeer& peer, Use use) {
+    LumoLinkStatistics link{};
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
+        if (IsFarSide(link, peer)) use(link);
+    }
+}
+
 }  // namespace
+
+bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer) {
+    const auto is = [&link](unsigned long ip, unsigned short port) {
+        return ip != 0 && link.ulRemoteIP == ip && link.usRemotePort == port;
+    };
+    return is(peer.ulNATIP, peer.usNATUDPPort) || is(peer.ulLocalIP, peer.usLocalUDPPort) ||
+           is(peer.ulHeardIP, peer.usHeardPort);
+}
 
 CPeerHost::CPeerHost(const PeerOptions& options)
     : CPeerManager(options.peers, options.userID, options.forwarded), m_options(options) {}
@@ -84,18 +98,20 @@ uint64_t CPeerHost::PacketsFrom(uint32_t userID) {
     P2PPeer peer{};
     uint64_t packets = 0;
     if (!GetP2PPeer(userID, peer)) return 0;
-    LumoLinkStatistics link{};
-    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
-        if (link.ulRemoteIP == peer.ulHeardIP && link.usRemotePort == peer.usHeardPort)
-            packets += link.ullPacketsReceived;
-    }
+    ForEachLinkWith(peer, [&packets](const LumoLinkStatistics& link) { packets += link.ullPacketsReceived; });
     return packets;
 }
 
 std::string CPeerHost::PathTo(uint32_t userID, bool tcp) const {
     P2PPeer peer{};
     if (!GetP2PPeer(userID, peer)) return "direct";
-    if (!tcp) return DirectText({static_cast<uint32_t>(peer.ulHeardIP), peer.usHeardPort});
+    if (!tcp) {
+        HostPort far{static_cast<uint32_t>(peer.ulHeardIP), peer.usHeardPort};
+        ForEachLinkWith(peer, [&far](const LumoLinkStatistics& link) {
+            far = {static_cast<uint32_t>(link.ulRemoteIP), link.usRemotePort};
+        });
+        return DirectText(far);
+    }
     const unsigned long ip = peer.ulNATIP == Public().ip ? peer.ulLocalIP : peer.ulNATIP;
     return DirectText({static_cast<uint32_t>(ip), peer.usLocalUDPPort});
 }

@@ -5,6 +5,8 @@
 #include "tools/lumo/net/proxy_url.h"
 #include "tools/lumo/net/target.h"
 
+#include <lumomedia/statistics.h>
+
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -22,6 +24,10 @@ struct PeerOptions {
     ProxySettings proxy;
 };
 
+/// Whether a link's far side is that peer at one of its addresses. The link keeps to the one that answered first, while
+/// probes go on coming from the others, and from whoever forges them.
+bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer);
+
 /// One thread, the loop's, but for the callbacks.
 class CPeerHost : public CPeerManager, private ISignalNotify {
 public:
@@ -36,9 +42,10 @@ public:
     bool Refused() const { return m_nRefusals > 0 && !m_bRegistered; }
 
     static PeerState StateOf(uint32_t userID);
-    /// Session packets that have come from where that user's probes came from.
+    /// Session packets that have come from that user.
     static uint64_t PacketsFrom(uint32_t userID);
-    /// "direct ADDRESS:PORT" of that user, over UDP where his probes came from.
+    /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe
+    /// came from.
     std::string PathTo(uint32_t userID, bool tcp) const;
     /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming.
     std::vector<std::string> ConnectedPaths() const;

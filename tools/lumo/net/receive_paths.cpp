@@ -52,6 +52,8 @@ void CReceivePaths::PollDirect(uint64_t now) {
     if (wasUp || m_host.Ready()) m_bTaken = m_pDirect->Poll(now);
     const bool givenUp = wasUp && !m_pDirect->IsUp();
     if (!wasUp) m_ullAskedMs = now;
+    // A sender that has begun anew has another port, and over TCP the library keeps to the addresses that it knows.
+    if (givenUp && m_bTcpPeers) m_host.Call(SenderUser(m_route.channel));
     if (m_pDirect->IsUp() && !m_pDirect->Ready() && now - m_ullAskedMs >= kAskAgainMs) AskAgain(now);
     if (m_pDirect->Ready()) {
         LookForLife(now);
