@@ -52,7 +52,14 @@ void CAudioReceiverTCP::SetEnable(bool bEnable) {
     SendControl();
 }
 
-void CAudioReceiverTCP::SendControl() { m_link.SendControl(IsEnable() ? audio::kStart : audio::kStop); }
+// The last word is what holds, whichever thread sends it.
+void CAudioReceiverTCP::SendControl() {
+    bool said = false;
+    do {
+        said = IsEnable();
+        m_link.SendControl(said ? audio::kStart : audio::kStop);
+    } while (said != IsEnable());
+}
 
 void CAudioReceiverTCP::ReleaseConnections() {
     AssertNotInCallback();
