@@ -10,12 +10,12 @@ namespace {
 using Words = std::vector<std::string>;
 
 TEST_F(CTransferTest, ASpokenSampleIsHeardByEveryPath) {
+    const std::string sample = LUMO_SOURCE_DIR "/assets/sample.opus";
     const Words ways[] = {{}, {"--tcp"}, {"--near", "127.0.0.2"}, {"--path", "p2p"}};
     CChildProcess relay, near, publisher, subscribers[4];
     StartRelay(relay);
     StartRelay(near, "127.0.0.2");
-    Run(publisher, {"publish", "audio", LUMO_SOURCE_DIR "/assets/sample.opus", "--mcu", Mcu(), "--channel", "77",
-                    "--loop", "--peers", "--json"});
+    Run(publisher, {"publish", "audio", sample, "--mcu", Mcu(), "--channel", "77", "--loop", "--peers", "--json"});
     ASSERT_TRUE(publisher.WaitForText("\"ready\"", kDeadlineMs)) << publisher.Errors();
     for (size_t i = 0; i < 4; ++i) {
         Words words{"subscribe", "audio",     "77", "--mcu", Mcu(),
