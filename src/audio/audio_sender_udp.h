@@ -20,6 +20,7 @@ public:
 
     /// UDP thread, under the sender table lock.
     void OnReceivedConnectACK(uint32_t sourceID, uint32_t ip, uint16_t port);
+    using CAudioSender::OnReceivedStart;
     void OnReceivedStart(uint32_t startParam);
     void OnReceivedStop() override;
 

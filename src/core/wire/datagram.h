@@ -16,9 +16,10 @@ public:
     /// Copies what is written, not the room behind it.
     CDatagram(const CDatagram& other) { *this = other; }
     CDatagram& operator=(const CDatagram& other) {
+        if (this == &other) return *this;
         m_nLength = other.m_nLength;
         m_bFits = other.m_bFits;
-        std::memmove(m_data, other.m_data, static_cast<size_t>(other.m_nLength));
+        std::memcpy(m_data, other.m_data, static_cast<size_t>(other.m_nLength));
         return *this;
     }
 
