@@ -41,7 +41,7 @@ void CAudioSenderUDP::OnReceivedStop() {
 
 void CAudioSenderUDP::ReleaseConnections() {
     AssertNotInCallback();
-    if (GetLocalMCUAudio()) CLocalMCUAudio::RemoveAudioSenderUDP(GetSenderKey());
+    CLocalMCUAudio::RemoveAudioSenderUDP(GetSenderKey());
     CAudioSender::ReleaseConnections();
     m_source.SendGoodbye();
     delete this;

@@ -184,7 +184,7 @@ public:
     }
 
 private:
-    CPeerManager m_peer;
+    CAnsweringPeer m_peer;
 };
 
 class CAudioTcpEndpoint : public CAudioEndpoint, protected CTcpSide {

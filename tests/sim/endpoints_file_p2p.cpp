@@ -20,7 +20,7 @@ public:
     }
 
 private:
-    CPeerManager m_peer;
+    CAnsweringPeer m_peer;
 };
 
 class CReceiverP2PTcp : public CTcpReceiver {
@@ -34,7 +34,7 @@ public:
     }
 
 private:
-    CPeerManager m_peer;
+    CAnsweringPeer m_peer;
 };
 
 }  // namespace

@@ -57,10 +57,10 @@ public:
 };
 
 /// The peer-to-peer manager of a host, and a peer with a public address that answers it.
-class CPeerManager {
+class CAnsweringPeer {
 public:
-    CPeerManager() : m_pP2P(CreateP2P(m_app)) {}
-    ~CPeerManager() { m_pP2P->ReleaseConnections(); }
+    CAnsweringPeer() : m_pP2P(CreateP2P(m_app)) {}
+    ~CAnsweringPeer() { m_pP2P->ReleaseConnections(); }
 
     void Announce(const char* type, uint32_t userID) {
         const auto item = Item(CTestHost::kPeerIP, CTestHost::kPeerPort, CTestHost::kPeerIP, CTestHost::kPeerPort);

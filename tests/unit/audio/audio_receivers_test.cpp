@@ -130,7 +130,7 @@ TEST_F(AudioReceivers, OverTcpControlBytesTakeThePlaceOfWhatWaits) {
 }
 
 TEST_F(AudioReceivers, OfPeersWaitUnlessTheyWereMadeToAsk) {
-    CPeerManager peers;
+    CAnsweringPeer peers;
     IAudioReceiver* waiting = CreateAudioReceiverP2P(notify, 77, 8);
     SetP2PSubscribe(true);
     IAudioReceiver* asking = CreateAudioReceiverP2P(notify, 77, 8);
