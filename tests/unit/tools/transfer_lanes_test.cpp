@@ -68,9 +68,24 @@ TEST_F(TransferLanes, WhoMovesKeepsWhatItHasAndCostsNobodyElse) {
     EXPECT_LE(sim.BlocksLeft(), 2 * BlocksOf(kFile) + 4 * kLeadBlocks);
 }
 
+// From a lane that has carried much to one that has carried nothing: the old count must mean nothing there.
+TEST_F(TransferLanes, AnUnusedLaneCountsFromTheBeginning) {
+    MemoryDisk earlier, moving;
+    Start(2);
+    sim.AddReceiver(earlier);
+    ASSERT_TRUE(sim.RunUntil([&] { return IsWhole(earlier); }, 20000));
+    auto& mover = sim.AddReceiver(moving, 0.1);
+    ASSERT_TRUE(WaitForBytes(mover, kFile / 8));
+    const uint64_t held = mover.engine.Progress().heldBytes;
+    sim.MoveTo(mover, 1);
+    ASSERT_TRUE(sim.RunToEnd(60000));
+    EXPECT_TRUE(IsWhole(moving));
+    EXPECT_EQ(sim.BlocksLeft(1), BlocksOf(kFile - held)) << "each block that it lacked, once";
+    EXPECT_LE(sim.MostWaitingBytes(), (kLeadBlocks + 8) * (size_t{kBlockSize} + kBlockHeaderLength));
+}
+
 TEST_F(TransferLanes, AReportThatComesLateByTheOldLaneOnlyCostsTime) {
     MemoryDisk disk;
-    std::string late;
     Start(1);
     auto& receiver = sim.AddReceiver(disk, 0.2);
     ASSERT_TRUE(WaitForBytes(receiver, kFile / 4));
@@ -82,8 +97,7 @@ TEST_F(TransferLanes, AReportThatComesLateByTheOldLaneOnlyCostsTime) {
     status.state = ReceiverState::Receiving;
     status.offers = 1;
     status.lacking = {{0, BlocksOf(kFile)}};
-    late = Encode({7000, status});
-    sim.InjectUp(late, 0);
+    sim.InjectUp(Encode({7000, status}), 0);
     ASSERT_TRUE(sim.RunToEnd(30000));
     EXPECT_TRUE(IsWhole(disk));
     EXPECT_EQ(sim.SenderProgress().completeByLane, (std::array<uint32_t, kMaxLanes>{0, 1}));
