@@ -16,6 +16,7 @@ public:
     void OnFileChannelData(const void* data, int length) override;
     uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
+    void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
     CSinkInfo Info() override;
 

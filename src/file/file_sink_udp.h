@@ -15,6 +15,7 @@ public:
     uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
     CFileSinkUDP* AsUDP() override { return this; }
     CFrameLink* GetFrameLink() override { return this; }
+    void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
     CSinkInfo Info() override;
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 

@@ -51,7 +51,7 @@ void CLocalMCUFile::RemoveFileSenderUDP(uint32_t senderKey) { m_tables.senders.T
 
 void CLocalMCUFile::ReleaseConnections() { RemoveAllFileSinks(); }
 
-void CLocalMCUFile::OnTimer() { RemoveDisconnectedFileSinks(); }
+void CLocalMCUFile::OnTimer() { m_tables.OnSecond(); }
 
 bool CLocalMCUFile::ProcessSend() { return m_tables.Pump(); }
 

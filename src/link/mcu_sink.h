@@ -26,6 +26,8 @@ public:
     virtual void Join() = 0;
     /// The reliable link that the worker pumps, or null.
     virtual CFrameLink* GetFrameLink() { return nullptr; }
+    /// A sink with more bytes waiting than this counts as disconnected. Any thread.
+    virtual void LimitQueue(uint64_t /*bytes*/) {}
     /// Lets what is queued leave, then closes the connection; for sinks whose far side notices.
     virtual void CloseWhenSent() {}
 };

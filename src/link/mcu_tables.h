@@ -9,6 +9,7 @@
 #include "link/mcu_services.h"
 #include "link/server_hooks.h"
 
+#include <algorithm>
 #include <memory>
 
 /// Sinks (of type CMcuSink) are the tables' own; channels, receivers and senders enter and leave by themselves.
@@ -47,6 +48,12 @@ public:
     }
     void EndDisconnectedSinks() {
         sinks.Sweep([](TSink& sink) { return sink.IsDisconnected(); }, EndSink);
+    }
+    /// The sweep of every second.
+    void OnSecond() {
+        const uint64_t share = SinkShare(sinks.Size());
+        if (!GetServerHooks()) sinks.ForEach([share](TSink& sink) { sink.LimitQueue(share); });
+        EndDisconnectedSinks();
     }
     void EndAllSinks() {
         sinks.Sweep([](TSink&) { return true; }, EndSink);
@@ -93,6 +100,11 @@ public:
     CIDTable<TSender> senders{lock_order::kMediumTable};
 
 private:
+    // Whoever subscribes and reads nothing costs the publisher memory, and anybody can do so many times. A server has
+    // limits of its own.
+    static uint64_t SinkShare(size_t count) {
+        return std::min(limits::kMaxQueueBytes, limits::kSinkMemory / std::max<size_t>(1, count));
+    }
     template <class MakeSink, class Enter>
     uint32_t MakeOne(uint32_t channelID, MakeSink& make, Enter enter) {
         if (sinks.Size() >= m_nMaxSinks) return 0;
@@ -102,7 +114,10 @@ private:
             std::unique_ptr<TSink> sink = make(channel);
             if (!sink) return;
             info = sink->Info();
-            if (IServerHooks* hooks = GetServerHooks()) hooks->OnSinkMade(info);
+            if (IServerHooks* hooks = GetServerHooks())
+                hooks->OnSinkMade(info);
+            else
+                sink->LimitQueue(SinkShare(sinks.Size() + 1));
             sink->Join();
             made = sink.release();
         });

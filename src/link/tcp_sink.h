@@ -19,6 +19,8 @@ public:
     void Send(const void* data, int length);
     /// The sweep of every second.
     bool IsDisconnected();
+    /// Any thread.
+    void LimitQueue(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
     void CloseWhenSent() {
         if (m_pSession) m_pSession->CloseWhenSent();
@@ -34,7 +36,7 @@ private:
 
     ITcpSession* m_pSession;
     CPollCount m_keepAlive;
-    const uint64_t m_nQueueLimit;
+    std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<bool> m_bOverrun{false};
     const uint32_t m_ulRemoteIP;
     const uint16_t m_usRemotePort;

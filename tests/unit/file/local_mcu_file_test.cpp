@@ -135,6 +135,29 @@ TEST_F(LocalMcuFile, SilentAndLaggingSinksGoWithTheSweep) {
     EXPECT_EQ(channel.GetFileSinkCount(), 0U);
 }
 
+// Anybody may subscribe as often as he likes and read nothing.
+TEST_F(LocalMcuFile, TheMoreSinksThereAreTheLessMayWaitAtEach) {
+    const std::string frame(8 * 1024 * 1024, 'x');
+    const auto lag = [&] {
+        for (int i = 0; i < 3; ++i) channel.OnFileChannelData(frame.data(), static_cast<int>(frame.size()));
+        host.clock.Advance(1001);
+        host.manager->RunTurn();
+    };
+    CChannel idle(78);
+    ConnectSink(0);
+    lag();
+    EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "alone it has time";
+    for (uint32_t i = 1; i < limits::kSinkMemory / frame.size(); ++i) ConnectSink(i, 78);
+    host.clock.Advance(1001);
+    host.manager->RunTurn();
+    EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "one that came earlier shares too";
+    EXPECT_EQ(idle.GetFileSinkCount(), limits::kSinkMemory / frame.size() - 1);
+    ConnectSink(0);
+    lag();
+    EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "and one that has just come";
+    idle.ReleaseConnections();
+}
+
 TEST_F(LocalMcuFile, AFullTableAnswersNobodyNew) {
     for (uint32_t i = 0; i < limits::kMaxSinks; ++i) ConnectSink(i);
     host.TakeSent();
