@@ -107,7 +107,8 @@ private:
     }
     template <class MakeSink, class Enter>
     uint32_t MakeOne(uint32_t channelID, MakeSink& make, Enter enter) {
-        if (sinks.Size() >= m_nMaxSinks) return 0;
+        const size_t count = sinks.Size();  // before the channel's lock, which comes after
+        if (count >= m_nMaxSinks) return 0;
         TSink* made = nullptr;
         CSinkInfo info{};
         channels.With(channelID, [&](TChannel& channel) {
@@ -117,7 +118,7 @@ private:
             if (IServerHooks* hooks = GetServerHooks())
                 hooks->OnSinkMade(info);
             else
-                sink->LimitQueue(SinkShare(sinks.Size() + 1));
+                sink->LimitQueue(SinkShare(count + 1));
             sink->Join();
             made = sink.release();
         });
