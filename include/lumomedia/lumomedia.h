@@ -14,5 +14,6 @@
 #include <lumomedia/p2p.h>
 #include <lumomedia/packet.h>
 #include <lumomedia/statistics.h>
+#include <lumomedia/video.h>
 
 #endif
