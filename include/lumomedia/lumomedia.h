@@ -8,6 +8,7 @@
 
 #include <lumomedia/audio.h>
 #include <lumomedia/base.h>
+#include <lumomedia/desktop.h>
 #include <lumomedia/export.h>
 #include <lumomedia/file.h>
 #include <lumomedia/local_mcu.h>
