@@ -1,0 +1,338 @@
+// H.264 byte streams to video frames and back.
+#include "tools/lumo/media/video_publisher.h"
+#include "tools/lumo/media/video_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <random>
+
+using namespace lumo;
+using namespace std::string_literals;
+
+namespace {
+
+const std::string kAud = "\0\0\0\1\x09\x10"s, kSps = "\0\0\0\1\x67sps"s, kPps = "\0\0\1\x68pps"s;
+
+std::string Idr(const std::string& name) { return "\0\0\1\x65\x88"s + name; }  // begins with macroblock 0
+std::string Delta(const std::string& name) { return "\0\0\1\x41\x9a"s + name; }
+std::string More(const std::string& name) { return "\0\0\1\x41\x4a"s + name; }  // a later slice of the same picture
+
+struct Stream {
+    std::vector<std::string> units;
+    std::string keys;  // K or - for each
+    std::string problem;
+
+    std::string Whole() const {
+        std::string whole;
+        for (const std::string& unit : units) whole += unit;
+        return whole;
+    }
+};
+
+Stream Read(const std::string& bytes, size_t piece) {
+    Stream stream;
+    CAnnexBReader reader;
+    AccessUnit unit;
+    size_t at = 0;
+    for (;;) {
+        switch (reader.Next(unit)) {
+            case CAnnexBReader::Result::Unit:
+                EXPECT_EQ(unit.offset, stream.Whole().size());
+                stream.units.push_back(unit.bytes);
+                stream.keys += unit.key ? 'K' : '-';
+                break;
+            case CAnnexBReader::Result::NeedMore: {
+                const size_t length = std::min(piece, bytes.size() - at);
+                if (length == 0) reader.Finish();
+                reader.Feed(bytes.data() + at, length);
+                at += length;
+                break;
+            }
+            default:
+                stream.problem = reader.Problem();
+                return stream;
+        }
+    }
+}
+
+std::string Sample() {
+    std::ifstream file(LUMO_SOURCE_DIR "/assets/sample.h264", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(AnnexB, EveryPictureIsAUnitWithWhatStandsBeforeIt) {
+    const std::string sei = "\0\0\1\x06sei"s, endOfSequence = "\0\0\1\x0a"s;
+    const struct {
+        const char* what;
+        std::vector<std::string> units;
+        const char* keys;
+    } rows[] = {
+        {"delimiters", {kAud + kSps + kPps + Idr("a"), kAud + Delta("b"), kAud + sei + Delta("c")}, "K--"},
+        {"none", {kSps + kPps + sei + Idr("a"), Delta("b"), sei + Delta("c"), kSps + kPps + Idr("d")}, "K--K"},
+        {"slices", {kSps + kPps + Idr("a") + "\0\0\1\x65\x4b"s, Delta("b") + More("c") + More("d"), Delta("e")}, "K--"},
+        {"partitions",
+         {Idr("a"),
+          "\0\0\1\x42\xff"
+          "a\0\0\1\x43"
+          "b\0\0\1\x44"
+          "c"s,
+          Delta("d")},
+         "K--"},
+        {"no IDR first", {Delta("a"), kSps + Idr("b")}, "-K"},
+        {"trailing zeros", {Idr("a") + "\0\0\0"s, "\0"s + Delta("b"), Delta("c") + "\0\0"s}, "K--"},
+        {"leading zeros", {"\0\0\0\0"s + Idr("a"), Delta("b")}, "K-"},
+        {"end of sequence", {Idr("a") + endOfSequence, kSps + Idr("b")}, "KK"},
+        {"empty NAL units", {Idr("a") + "\0\0\1\0\0\1"s, Delta("b")}, "K-"},
+        {"filler, auxiliary", {Idr("a") + "\0\0\1\x0c\xff\0\0\1\x13\x80"s, Delta("b")}, "K-"},
+        {"one slice of one byte", {"\0\0\1\x65"s}, "K"},
+    };
+    for (const auto& row : rows) {
+        std::string bytes;
+        for (const std::string& unit : row.units) bytes += unit;
+        for (const size_t piece : {size_t{1}, size_t{3}, bytes.size()}) {
+            const Stream read = Read(bytes, piece);
+            EXPECT_EQ(read.units, row.units) << row.what << ' ' << piece;
+            EXPECT_EQ(read.keys, row.keys) << row.what;
+            EXPECT_EQ(read.problem, "") << row.what;
+        }
+    }
+}
+
+TEST(AnnexB, WhatIsNoStreamOrTooLargeIsSaidAloud) {
+    constexpr size_t kMost = CAnnexBReader::kMaxUnit;
+    const std::string key = kSps + kPps + Idr("a");
+    const struct {
+        std::string bytes;
+        size_t units;
+        const char* problem;
+    } rows[] = {
+        {"", 0, "no H.264 picture"},
+        {"\0\0\1"s, 0, "no H.264 picture"},
+        {"\0\0\1\0\0\1\0\0\1"s, 0, "no H.264 picture"},  // units of 0 bytes
+        {kAud + kSps + kPps, 0, "no H.264 picture"},
+        {"\0\0\0\x18"
+         "ftypmp42 and so on"s,
+         0, "does not begin with a start code"},
+        {"just words", 0, "does not begin with a start code"},
+        {key + Delta("b") + "\0\0\1\xe5"s + "c", 1, "damaged at byte 30"},
+        {key + Delta(std::string(kMost - 5, 'x')) + Delta("c"), 3, ""},
+        {key + Delta(std::string(kMost - 4, 'x')) + Delta("c"), 1, "more than 4194304 bytes"},
+        {key + Delta(std::string(8 * 1024 * 1024, 'x')), 1, "more than 4194304 bytes"},
+        {std::string(8 * 1024 * 1024, '\0'), 0, "more than 4194304 bytes"},
+    };
+    for (const auto& row : rows) {
+        const Stream read = Read(row.bytes, 65536);
+        EXPECT_EQ(read.units.size(), row.units) << row.problem;
+        EXPECT_NE(read.problem.find(row.problem), std::string::npos) << read.problem;
+        EXPECT_EQ(read.problem.empty(), *row.problem == '\0') << read.problem;
+    }
+}
+
+TEST(AnnexB, TheSampleComesOutByteForByteAndDamageDoesNoHarm) {
+    const std::string bytes = Sample();
+    const Stream whole = Read(bytes, 65536);
+    EXPECT_EQ(whole.units.size(), 250U);
+    EXPECT_EQ(std::count(whole.keys.begin(), whole.keys.end(), 'K'), 5);
+    EXPECT_EQ(whole.Whole(), bytes);
+    EXPECT_EQ(Read(bytes, 1009).units, whole.units);
+    std::mt19937 random(1);
+    for (int round = 0; round < 200; ++round) {
+        std::string damaged = bytes.substr(0, 20000);
+        for (int i = 0; i < 20; ++i) damaged[random() % damaged.size()] = static_cast<char>(random() % 3);
+        const Stream read = Read(damaged, 1 + random() % 5000);
+        EXPECT_EQ(damaged.compare(0, read.Whole().size(), read.Whole()), 0) << round;
+    }
+}
+
+/// A publisher on a file, and the frames that have come out of it.
+class VideoPublishing : public ::testing::Test {
+protected:
+    /// `pattern`: K for an IDR picture with parameter sets, k for one without, - for any other, named by its place.
+    static std::string Made(const std::string& pattern) {
+        std::string bytes;
+        for (size_t i = 0; i < pattern.size(); ++i) {
+            const std::string name = std::to_string(100 + i);
+            if (pattern[i] == 'K') bytes += kAud + kSps + kPps;
+            bytes += pattern[i] == '-' ? Delta(name) : Idr(name);
+        }
+        return bytes;
+    }
+    void Open(const std::string& bytes, bool indexed, bool loop = false) {
+        m_bytes = bytes;
+        m_loop = loop;
+        if (!indexed) return;
+        VideoIndex index;
+        std::string problem;
+        size_t at = 0;
+        ASSERT_TRUE(ReadVideoIndex(
+            [&](char* buffer, size_t size) {
+                const size_t length = std::min(size, m_bytes.size() - at);
+                m_bytes.copy(buffer, length, at);
+                at += length;
+                return static_cast<ssize_t>(length);
+            },
+            index, problem))
+            << problem;
+        publisher.SetIndex(index, loop);
+    }
+    /// Sends that many frames, fewer at the end; their places in the stream: "0 1 2".
+    std::string Play(size_t count) {
+        frames.clear();
+        while (frames.size() < count) {
+            const CVideoPublisher::State state = publisher.Fetch(now);
+            if (state == CVideoPublisher::State::Ready) {
+                now = std::max(now, publisher.DueMs());
+                publisher.Send(now);
+            } else if (state == CVideoPublisher::State::NeedMore) {
+                const size_t length = std::min<size_t>(7, m_bytes.size() - m_at);
+                if (length == 0) publisher.Finish();
+                publisher.Feed(m_bytes.data() + m_at, length);
+                m_at += length;
+            } else if (state == CVideoPublisher::State::GoOn) {
+                m_at = publisher.GoOnAt();
+            } else if (state == CVideoPublisher::State::End && m_loop) {
+                m_at = 0;
+                publisher.Rewind();
+            } else {
+                break;
+            }
+        }
+        std::string places;
+        for (const std::string& frame : frames)
+            places += (places.empty() ? "" : " ") + std::to_string(std::stoi(frame.substr(frame.size() - 3)) - 100);
+        return places;
+    }
+    std::vector<std::string> frames;
+    uint64_t now = 5000;
+    CVideoPublisher publisher{[this](std::string& frame) { frames.push_back(frame); }};
+
+private:
+    std::string m_bytes;
+    size_t m_at = 0;
+    bool m_loop = false;
+};
+
+TEST_F(VideoPublishing, EachUnitLeavesInItsTimeBehindItsHead) {
+    Open(Made("--K--k-"), false);
+    publisher.SetRate(10);
+    EXPECT_EQ(Play(100), "2 3 4 5 6") << "what comes before the first IDR picture helps nobody";
+    EXPECT_EQ(now, 5400U);
+    EXPECT_EQ(frames[0], "\1\0\0"s + kAud + kSps + kPps + Idr("102"));
+    EXPECT_EQ(frames[1], "\0\0\1"s + Delta("103"));
+    EXPECT_EQ(frames[3], "\1\0\3"s + kSps + kPps + Idr("105")) << "parameter sets for those who come later";
+    EXPECT_EQ(publisher.KeyFrames(), 2U);
+    frames.clear();
+    publisher.SayGoodbye();
+    EXPECT_EQ(frames[0], "\0\0\5\0\0\0\1\x0b"s);
+}
+
+TEST_F(VideoPublishing, RequestsGoOnFromTheNearestKeyOfAFile) {
+    Open(Made("K-----K-------K---"), true);
+    EXPECT_EQ(Play(3), "0 1 2");
+    now += CVideoPublisher::kMergeMs;
+    publisher.RequestKeyFrame();
+    EXPECT_EQ(Play(3), "6 7 8") << "3 is as far from 0: ahead then";
+    publisher.RequestKeyFrame();
+    publisher.RequestKeyFrame();
+    EXPECT_EQ(Play(3), "9 10 11") << "too soon after a key frame";
+    now += CVideoPublisher::kMergeMs;
+    EXPECT_EQ(Play(9), "14 15 16 17") << "two requests are one";
+    publisher.RequestKeyFrame();
+    now += CVideoPublisher::kMergeMs;
+    EXPECT_EQ(Play(2), "14 15") << "none ahead";
+    EXPECT_EQ(publisher.Requests(), 4U);
+}
+
+TEST_F(VideoPublishing, ThoseWhoJoinOneByOneDoNotHoldItBack) {
+    Open(Made("K-------K-------"), true, true);
+    publisher.SetRate(5);
+    std::string places;
+    for (int i = 0; i < 5; ++i) {
+        places += Play(2) + ", ";
+        publisher.RequestKeyFrame();
+    }
+    EXPECT_EQ(places, "0 1, 0 1, 8 9, 8 9, 0 1, ");
+}
+
+TEST_F(VideoPublishing, AnInputThatComesWhenItComesIsNotSpedUpForLong) {
+    Open(Made("K---------------"), false);
+    publisher.RequestKeyFrame();
+    EXPECT_EQ(Play(2), "0 1") << "without an index the request waits for the next one";
+    now += 60000;
+    EXPECT_EQ(Play(1), "2");
+    const uint64_t late = now;
+    Play(13);
+    EXPECT_EQ(late, 65040U);
+    EXPECT_EQ(now, late) << "less than a second behind";
+    EXPECT_GE(publisher.DueMs(), late - CVideoPublisher::kLateMs);
+}
+
+std::string Frame(uint16_t sequence, char kind, const std::string& run = "") {
+    const std::string unit = kind == 'K' ? Idr(run) : Delta(run + std::to_string(sequence));
+    return Encode({kind == 'K', sequence, unit});
+}
+
+class VideoRecording : public ::testing::Test {
+protected:
+    VideoRecording() : file(std::tmpfile()), recorder(file) {}
+    ~VideoRecording() override { std::fclose(file); }
+    void Arrive(const std::string& frame, bool ours = true) {
+        EXPECT_EQ(recorder.OnFrame(frame.data(), frame.size(), now), ours);
+    }
+    std::string Written() {
+        std::string bytes(static_cast<size_t>(std::ftell(file)), '\0');
+        std::rewind(file);
+        EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
+        return bytes;
+    }
+    std::FILE* file;
+    CVideoRecorder recorder;
+    uint64_t now = 1000;
+};
+
+TEST_F(VideoRecording, NothingIsWrittenThatDoesNotDecode) {
+    Arrive(Frame(7, '-'));
+    EXPECT_FALSE(recorder.KeyFrameDue(now)) << "one may be on its way";
+    now += CVideoRecorder::kPatienceMs;
+    EXPECT_TRUE(recorder.KeyFrameDue(now));
+    EXPECT_FALSE(recorder.KeyFrameDue(now + 900));
+    EXPECT_TRUE(recorder.KeyFrameDue(now + 1000));
+    for (const auto& [sequence, kind] : std::initializer_list<std::pair<uint16_t, char>>{
+             {9, 'K'}, {10, '-'}, {13, '-'}, {14, '-'}, {16, 'K'}, {17, '-'}, {65535, 'K'}, {0, '-'}})
+        Arrive(Frame(sequence, kind));
+    EXPECT_FALSE(recorder.KeyFrameDue(now + 5000));
+    EXPECT_EQ(Written(), Idr("") + Delta("10") + Idr("") + Delta("17") + Idr("") + Delta("0"));
+    const VideoReport& report = recorder.Report();
+    EXPECT_EQ(report.frames, 6U);
+    EXPECT_EQ(report.keyFrames, 3U);
+    EXPECT_EQ(report.skipped, 5U) << "the jump to 65535 is another publisher";
+    EXPECT_EQ(report.useless, 3U);
+    EXPECT_EQ(report.requests, 2U);
+}
+
+TEST_F(VideoRecording, TwoWaysOverlapAndPublishersBeginAnew) {
+    for (const char* run : {"a", "b"}) {
+        for (const auto& [sequence, kind] : std::initializer_list<std::pair<uint16_t, char>>{
+                 {0, 'K'}, {0, 'K'}, {1, '-'}, {2, '-'}, {1, '-'}, {0, 'K'}, {2, '-'}, {3, '-'}})
+            Arrive(Frame(sequence, kind, run));
+    }
+    std::string whole;
+    for (const std::string run : {"a", "b"}) whole += Idr(run) + Delta(run + "1") + Delta(run + "2") + Delta(run + "3");
+    EXPECT_EQ(Written(), whole);
+    EXPECT_EQ(recorder.Report().useless, 0U);
+    EXPECT_FALSE(recorder.Ended());
+    Arrive(EncodeVideoEnd(8));
+    EXPECT_TRUE(recorder.Ended());
+}
+
+TEST_F(VideoRecording, ForeignFramesAreRefused) {
+    for (const std::string& frame :
+         {""s, "\1"s, "\1\0\0"s, "\1\0\0text"s, "\1\0\0\0\0\0\0\1\x65"s, "\1\0\0\0\0\1\x65"s.substr(0, 5),
+          "\1\0\0\0\0\1\x65"s + std::string(CAnnexBReader::kMaxUnit, 'x')})
+        Arrive(frame, false);
+    Arrive("\1\0\0\0\0\1\x65"s);
+    EXPECT_EQ(Written(), "\0\0\1\x65"s);
+}
+
+}  // namespace
