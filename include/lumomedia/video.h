@@ -92,8 +92,8 @@ public:
     /// Poll it about once a second: it repeats connect requests and the wish to see or not. True once nothing has come
     /// for too long (30 s while connecting to a server, 4 s to a peer, 180 s after) or the connection is lost.
     virtual bool IsDisconnected() = 0;
-    /// Asks the far side for a key frame. Over UDP a question that got lost is repeated only with the next one: ask about
-    /// once a second until a key frame comes. Any thread.
+    /// Asks the far side for a key frame. Over UDP a question that got lost is repeated only with the next one: ask
+    /// about once a second until a key frame comes. Any thread.
     virtual void RequestKeyFrame() = 0;
     /// Over UDP, how many packets the far side may have under way: a quarter more (true) or half (false), 16 to 160,
     /// 160 at first. Only its low five bits travel, so that 160 counts as 16. Does nothing over TCP. Any thread.

@@ -2,6 +2,7 @@
 
 #include "audio/audio_constants.h"
 #include "link/instances.h"
+#include "link/limits.h"
 #include "link/tcp_link.h"
 
 void CAudioSinkTCP::AnswerValidation() {
@@ -18,7 +19,7 @@ void CAudioSinkTCP::ReleaseConnections() {
 }
 
 void CAudioSinkTCP::OnAudioChannelData(const char* data, int length) {
-    if (IsStarted() && data && length >= audio::kMinDelivered) m_tcp.Send(data, length);
+    if (IsStarted() && data && length >= limits::kMinFrameLen) m_tcp.Send(data, length);
 }
 
 bool CAudioSinkTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {

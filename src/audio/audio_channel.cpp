@@ -2,6 +2,7 @@
 #include "audio/audio_constants.h"
 #include "audio/audio_sink.h"
 #include "audio/local_mcu_audio.h"
+#include "link/stream_channel.h"
 #include "lumomedia/audio.h"
 
 CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)
@@ -28,11 +29,7 @@ void CAudioChannel::RemoveAudioSink(unsigned long ulAudioSinkID) {
     m_pState->hub.RemoveSink(static_cast<uint32_t>(ulAudioSinkID));
 }
 
-bool CAudioChannel::HasStartedAudioSink() {
-    bool started = false;
-    m_pState->hub.ForEachSinkWhile([&](CAudioSink& sink) { return !(started = sink.IsStarted()); });
-    return started;
-}
+bool CAudioChannel::HasStartedAudioSink() { return HasStartedSink(m_pState->hub); }
 
 void CAudioChannel::OnAudioChannelData(const char* data, int length) {
     if (length > audio::kMaxFrame) return;
@@ -45,10 +42,4 @@ unsigned long CAudioChannel::GetAudioSinkCount() { return m_pState->hub.SinkCoun
 
 bool CAudioChannel::IsDirty() { return m_pState->hub.IsDirty(); }
 
-unsigned long CAudioChannel::GetBufferingFrameCount() {
-    CLeastBuffered least;
-    m_pState->hub.ForEachSinkWhile([&](CAudioSink& sink) {
-        return !sink.IsStarted() || least.Ask(static_cast<uint32_t>(sink.GetBufferingFrameCount()));
-    });
-    return least.Result();
-}
+unsigned long CAudioChannel::GetBufferingFrameCount() { return LeastBufferedStarted(m_pState->hub); }

@@ -6,7 +6,6 @@
 namespace audio {
 
 inline constexpr int kMinDatagramFrame = 3;                              // shorter frames do not go over UDP
-inline constexpr int kMinDelivered = 2;                                  // over TCP one byte is a control byte
 inline constexpr int kMaxFrame = limits::kMaxPlainDatagram - 2 - 4 - 4;  // behind the longest head, a sink's
 inline constexpr char kStart = 0x00;                                     // control bytes of TCP links
 inline constexpr char kStop = 0x01;

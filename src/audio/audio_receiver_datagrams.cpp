@@ -1,7 +1,6 @@
 #include "audio/audio_receiver_datagrams.h"
 
 #include "audio/local_mcu_audio.h"
-#include "link/callback.h"
 
 const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Audio,
                                                          .connectCode = wire::UDP_AUDIO_SINK_CONNECT,
@@ -17,23 +16,9 @@ const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Aud
                                                          .p2pTimeoutMs = 4000,
                                                          .goodbyes = 3};
 
-void CAudioReceiverDatagrams::Register() {
+bool CAudioReceiverDatagrams::Enter() {
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioReceiver(this);
-}
-
-void CAudioReceiverDatagrams::OnReceivedConnectACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
-    const ConnectAck ack = m_sinkLink.OnConnectAck(sinkID, ip, port);
-    if (ack == ConnectAck::Foreign) return;
-    IsDisconnected();  // tells the sink at once what is wanted, which proves this address
-    if (ack == ConnectAck::First) NotifyConnected(ip);
-}
-
-void CAudioReceiverDatagrams::OnReceivedStartACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
-    m_sinkLink.Accepts(sinkID, ip, port);
-}
-
-void CAudioReceiverDatagrams::OnReceivedStopACK(uint32_t sinkID, uint32_t ip, uint16_t port) {
-    m_sinkLink.Accepts(sinkID, ip, port);
+    return true;
 }
 
 void CAudioReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data, int length, uint32_t ip,
@@ -44,6 +29,6 @@ void CAudioReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data,
 void CAudioReceiverDatagrams::ReleaseConnections() {
     AssertNotInCallback();
     SendDisconnect();
-    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioReceiver(GetAudioReceiverID());
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioReceiver(ReceiverID());
     delete this;
 }

@@ -2,14 +2,10 @@
 
 #include "audio/audio_channel_state.h"
 
+CAudioSink::CAudioSink(CAudioChannel& channel, uint32_t userID)
+    : CStreamSink(CAudioChannelState::Of(channel).started, userID), m_pAudioChannel(&channel) {}
+
 void CAudioSink::ReleaseConnections() {
     SetStarted(false);
     m_pAudioChannel->RemoveAudioSink(GetAudioSinkID());
-}
-
-bool CAudioSink::SetStarted(bool started) {
-    if (m_bStarted.exchange(started, std::memory_order_relaxed) == started) return false;
-    std::atomic<uint32_t>& count = CAudioChannelState::Of(*m_pAudioChannel).started;
-    started ? count.fetch_add(1, std::memory_order_relaxed) : count.fetch_sub(1, std::memory_order_relaxed);
-    return true;
 }

@@ -44,13 +44,6 @@ void CLocalMCUAudio::ReleaseConnections() {
     RemoveAllAudioChannels();
 }
 
-bool CLocalMCUAudio::ConnectAudioSink(uint32_t receiverID, uint32_t channelID, uint32_t userID, uint32_t ip,
-                                      uint16_t port) {
-    return m_tables.Connect(receiverID, channelID, [&](CAudioChannel& channel) -> std::unique_ptr<CAudioSink> {
-        return std::make_unique<CAudioSinkUDP>(channel, ip, port, receiverID, userID);
-    });
-}
-
 CAudioSender* CLocalMCUAudio::CreateAudioSenderTCP(IAudioSenderNotify& notify, uint32_t channelID) {
     CLocalMCUAudio* mcu = GetLocalMCUAudio();
     if (!mcu) return nullptr;

@@ -5,6 +5,7 @@
 #include "audio/audio_receiver.h"
 #include "audio/audio_sink.h"
 #include "link/mcu_tables.h"
+#include "link/stream_dispatch.h"
 
 class CAudioSender;
 class CAudioSenderUDP;
@@ -15,6 +16,7 @@ class CAudioSenderTCP;
 class CLocalMCUAudio {
 public:
     using CTables = CMcuTables<CAudioChannel, CAudioSink, CAudioReceiver, CAudioSenderUDP>;
+    using CDispatch = CStreamDispatch<CTables, CAudioSinkUDP>;
 
     CLocalMCUAudio();
     virtual ~CLocalMCUAudio();
@@ -53,23 +55,6 @@ public:
     CTables& Tables() { return m_tables; }
 
 private:
-    friend struct CAudioDispatch;
-
-    void OnSinkConnect(const CServerDatagram& datagram);
-    void OnSinkConnectAck(const CServerDatagram& datagram);
-    void OnSinkStart(const CServerDatagram& datagram);
-    void OnSinkStartAck(const CServerDatagram& datagram);
-    void OnSinkStop(const CServerDatagram& datagram);
-    void OnSinkStopAck(const CServerDatagram& datagram);
-    void OnSinkFrame(const CServerDatagram& datagram);
-    void OnSinkDisconnect(const CServerDatagram& datagram);
-    void OnSourceConnectAck(const CServerDatagram& datagram);
-    void OnSourceStart(const CServerDatagram& datagram);
-    void OnSourceStop(const CServerDatagram& datagram);
-
-    template <class Use>
-    void WithReceiver(const CServerDatagram& datagram, Use use);
-    void SetSink(const CServerDatagram& datagram, bool (CAudioSinkUDP::*set)());
-
     CTables m_tables;
+    CDispatch m_dispatch{m_tables};
 };

@@ -55,7 +55,7 @@ bool CSCTPSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResend
 // In this order: a packet counts as under way before its frame stops counting as uncut.
 bool CSCTPSession::IsSendIdle() { return m_nUncut.load() == 0 && IsWindowEmpty(); }
 
-bool CSCTPSession::CanAdmit() { return m_nUncut.load() != 0 && HasRoom(); }
+bool CSCTPSession::CanAdmit() { return HasUncut() && HasRoom(); }
 
 void CSCTPSession::OnSCTPSessionReceivedData(char* packet, int length) {
     if (!packet || length < session::kHeaderLen) return;

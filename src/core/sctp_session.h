@@ -33,6 +33,8 @@ public:
     bool ProcessSend();
     /// Nothing queued and nothing unacknowledged.
     bool IsSendIdle();
+    /// Whether something waits to enter the window.
+    bool HasUncut() const { return m_nUncut.load() != 0; }
     /// Whether a pass could admit a packet now (something waits and the window has room).
     bool CanAdmit();
     /// After an acknowledgement: whether another pass could send something, or the next frame can enter.

@@ -143,3 +143,11 @@ void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
     statistics.ulQueuedFrames = static_cast<unsigned long>(GetCount());
     statistics.ullQueuedBytes = GetByteCount();
 }
+
+void CFrameLink::DescribeRemote(LumoLinkStatistics& statistics, wire::Kind kind, uint32_t id,
+                                const CRemoteAddress& remote) {
+    statistics.ulLinkID = id;
+    statistics.ulRemoteIP = remote.IP();
+    statistics.usRemotePort = remote.Port();
+    statistics.byKind = static_cast<unsigned char>(kind);
+}

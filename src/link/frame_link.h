@@ -2,7 +2,9 @@
 #pragma once
 
 #include "core/sctp_session.h"
+#include "core/wire/commands.h"
 #include "link/lock_order.h"
+#include "link/mcu_address.h"
 #include "lumomedia/statistics.h"
 #include "platform/lumobase/buffer_pool.h"
 #include "platform/lumobase/call_pace.h"
@@ -48,6 +50,8 @@ public:
 protected:
     /// The link's ID, kind and far side. Any thread.
     virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
+    static void DescribeRemote(LumoLinkStatistics& statistics, wire::Kind kind, uint32_t id,
+                               const CRemoteAddress& remote);
 
 private:
     uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }

@@ -17,6 +17,8 @@ CLocalMCUManager* GetLocalMcuMgr() { return Instances().pManager.load(std::memor
 
 CLocalMCUAudio* GetLocalMCUAudio() { return Instances().pAudio.load(std::memory_order_acquire); }
 
+CLocalMCUVideo* GetLocalMCUVideo() { return Instances().pVideo.load(std::memory_order_acquire); }
+
 CLocalMCUFile* GetLocalMCUFile() { return Instances().pFile.load(std::memory_order_acquire); }
 
 CMTP2P* GetP2PMgr() { return Instances().pP2P.load(std::memory_order_acquire); }

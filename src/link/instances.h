@@ -30,6 +30,7 @@ void UseInstances(CInstances* instances);
 
 CLocalMCUManager* GetLocalMcuMgr();
 CLocalMCUAudio* GetLocalMCUAudio();
+CLocalMCUVideo* GetLocalMCUVideo();
 CLocalMCUFile* GetLocalMCUFile();
 CMTP2P* GetP2PMgr();
 IServerHooks* GetServerHooks();

@@ -46,6 +46,8 @@ public:
     virtual void OnSinkMade(const CSinkInfo& sink) = 0;
     /// A sink began or ceased to want frames, in a medium where they say so.
     virtual void OnSinkChanged(const CSinkInfo& /*sink*/) {}
+    /// A subscriber of this channel needs a key frame; possibly under the sink table's lock.
+    virtual void OnKeyFrameWanted(wire::Kind /*kind*/, uint32_t /*channelID*/) {}
     /// A sink has left every table and is about to be deleted. Any thread.
     virtual void OnSinkGone(const CSinkInfo& sink) = 0;
     /// Bytes that may wait at one TCP sink; UDP sinks are told by OnSinkMade.

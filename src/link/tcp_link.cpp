@@ -37,11 +37,16 @@ bool CTcpLink::SendFrame(const void* data, int length) {
     return true;
 }
 
-void CTcpLink::SendControl(char control) {
+void CTcpLink::ClearQueue() {
+    CAutoLock lock(&m_cs);
+    if (m_pITcpClient) m_pITcpClient->ClearSendQueue();
+}
+
+void CTcpLink::SendControl(char control, bool alone) {
     CAutoLock lock(&m_cs);
     m_cKeepAlive = control;
     if (!m_pITcpClient) return;
-    m_pITcpClient->ClearSendQueue();
+    if (alone) m_pITcpClient->ClearSendQueue();
     m_pITcpClient->SendData(&control, 1, 0);
     m_keepAlive.Restart();
 }

@@ -42,8 +42,10 @@ public:
     void SendValidation(const wire::CDatagram& message);
     /// False when there is no client.
     bool SendFrame(const void* data, int length);
-    /// Sends a control byte in place of all that waits; it is the keep-alive from now on.
-    void SendControl(char control);
+    /// Sends a control byte, `alone` in place of all that waits; it is the keep-alive from now on.
+    void SendControl(char control, bool alone);
+    /// Drops what waits to be sent.
+    void ClearQueue();
     void RestartKeepAlive() { m_keepAlive.Restart(); }
     /// The application's poll. An idle link sends its one-byte keep-alive on every n-th.
     TcpPoll Poll();

@@ -74,6 +74,7 @@ void CLocalMCUManager::ReleaseConnections() {
 // Audio, video, whiteboard, desktop, file: the order in which they end.
 void CLocalMCUManager::ReleaseMedia() {
     m_localMCUAudio.ReleaseConnections();
+    m_localMCUVideo.ReleaseConnections();
     m_localMCUFile.ReleaseConnections();
 }
 
@@ -109,6 +110,8 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
     LUMO_LOG_LINE("%s", name);
     if (static_cast<Kind>(kind) == Kind::Audio)
         m_localMCUAudio.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
+    else if (static_cast<Kind>(kind) == Kind::Video)
+        m_localMCUVideo.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::File)
         m_localMCUFile.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else
@@ -143,12 +146,17 @@ bool CLocalMCUManager::RunTurn() {
         RunSecond();
         m_ulLastSecond = now;
     }
-    const bool sent = CWorkSignal::Get().AnyBusy() && m_localMCUFile.ProcessSend();
+    bool sent = false;
+    if (CWorkSignal::Get().AnyBusy()) {
+        sent = m_localMCUVideo.ProcessSend();
+        sent = m_localMCUFile.ProcessSend() || sent;
+    }
     return OnTurn() || sent;
 }
 
 void CLocalMCUManager::RunSecond() {
     m_localMCUAudio.OnTimer();
+    m_localMCUVideo.OnTimer();
     m_localMCUFile.OnTimer();
     if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();
     if (CMTP2P* p2p = GetP2PMgr()) p2p->SendSTUNRequest();

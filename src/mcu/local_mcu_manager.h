@@ -6,6 +6,7 @@
 #include "lumomedia/local_mcu.h"
 #include "platform/lumobase/thread.h"
 #include "platform/lumonet/lumonet.h"
+#include "video/local_mcu_video.h"
 
 #include <atomic>
 #include <cstdint>
@@ -62,4 +63,5 @@ private:
     uint32_t m_ulLastSecond;  // worker thread
     CLocalMCUFile m_localMCUFile;
     CLocalMCUAudio m_localMCUAudio;
+    CLocalMCUVideo m_localMCUVideo;
 };

@@ -1,0 +1,94 @@
+// The subscribers of a stream that starts and stops: what the sinks of every such medium have in common.
+#pragma once
+
+#include "link/mcu_sink.h"
+#include "link/object_id.h"
+#include "link/udp_sink.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// Starts as one that wants nothing.
+class CStreamSink : public CMcuSink {
+public:
+    /// The counter is the channel's: how many subscribers among its sinks want frames.
+    CStreamSink(std::atomic<uint32_t>& started, uint32_t userID) : m_nStarted(started), m_ulUserID(userID) {}
+
+    /// Whether the far side wants frames. Any thread.
+    virtual bool IsStarted() { return m_bStarted.load(std::memory_order_relaxed); }
+    bool IsDisconnected() override { return m_bDisconnected.load(std::memory_order_relaxed); }
+    virtual uint32_t GetUserID() { return m_ulUserID; }
+
+protected:
+    /// The subscriber wants frames, or no more. True when that is news.
+    bool SetStarted(bool started) {
+        if (m_bStarted.exchange(started, std::memory_order_relaxed) == started) return false;
+        started ? m_nStarted.fetch_add(1, std::memory_order_relaxed)
+                : m_nStarted.fetch_sub(1, std::memory_order_relaxed);
+        return true;
+    }
+    uint32_t ID() const { return m_id.Get(); }
+
+private:
+    std::atomic<uint32_t>& m_nStarted;
+    std::atomic<bool> m_bStarted{false};
+    CObjectID m_id;
+    std::atomic<bool> m_bDisconnected{false};  // a mark that nothing sets
+    const uint32_t m_ulUserID;                 // of the remote receiver; 0 for senders
+};
+
+/// The numbers in which the media differ.
+struct CStreamSinkProfile {
+    wire::Kind kind;
+    uint8_t connectAckCode;
+    uint8_t startAckCode;
+    uint8_t stopAckCode;
+};
+
+/// A peer's receiver attached to a channel of this host over UDP. TSink is the medium's sink.
+template <class TSink>
+class CStreamSinkUDP : public TSink {
+public:
+    template <class TChannel>
+    CStreamSinkUDP(const CStreamSinkProfile& profile, TChannel& channel, uint32_t ip, uint16_t port,
+                   uint32_t receiverID, uint32_t userID)
+        : TSink(channel, userID), m_profile(profile), m_udp(profile.kind, ip, port, receiverID, TSink::ID()) {}
+
+    bool IsDisconnected() override { return TSink::IsDisconnected() || m_udp.IsSilent(); }
+    CSinkInfo Info() override {
+        CSinkInfo info = TSink::Info();
+        info.ip = GetRemoteIP();
+        info.port = GetRemotePort();
+        return info;
+    }
+    bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
+
+    /// Each is a sign of life. UDP thread, under the sink table lock. The last two answer whether that is news.
+    void OnReceivedConnect() override { m_udp.Acknowledge(m_profile.connectAckCode, kConnectAcknowledgements); }
+    bool OnReceivedStart() {
+        const bool news = this->SetStarted(true);
+        if (news) OnStarted();
+        m_udp.Acknowledge(m_profile.startAckCode, 1);
+        return news;
+    }
+    bool OnReceivedStop() {
+        const bool news = this->SetStarted(false);
+        m_udp.Acknowledge(m_profile.stopAckCode, 1);
+        return news;
+    }
+
+    uint32_t GetRemoteIP() const { return m_udp.Remote().IP(); }
+    uint16_t GetRemotePort() const { return m_udp.Remote().Port(); }
+    uint32_t GetReceiverID() const { return m_udp.ReceiverID(); }
+
+protected:
+    /// A subscriber that wanted nothing wants frames.
+    virtual void OnStarted() {}
+
+private:
+    static constexpr int kConnectAcknowledgements = 2;  // repeated against loss
+    const CStreamSinkProfile m_profile;
+
+protected:
+    CUdpSink m_udp;
+};

@@ -1,0 +1,52 @@
+#include "link/limits.h"
+#include "link/stream_channel.h"
+#include "lumomedia/video.h"
+#include "video/local_mcu_video.h"
+#include "video/video_channel_state.h"
+#include "video/video_sink.h"
+
+CVideoChannel::CVideoChannel(unsigned long ulVideoChannelID)
+    : m_pState(new CVideoChannelState(static_cast<uint32_t>(ulVideoChannelID))) {
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoChannel(this);
+}
+
+CVideoChannel::~CVideoChannel() {
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetVideoChannel(this);
+    delete m_pState;
+}
+
+void CVideoChannel::ReleaseConnections() {
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->RemoveVideoChannel(m_pState->hub.ID());
+}
+
+bool CVideoChannel::IsEmpty() { return m_pState->hub.IsEmpty(); }
+
+void CVideoChannel::AddVideoSink(unsigned long ulVideoSinkID, CVideoSink* pVideoSink) {
+    m_pState->hub.AddSink(static_cast<uint32_t>(ulVideoSinkID), pVideoSink);
+}
+
+void CVideoChannel::RemoveVideoSink(unsigned long ulVideoSinkID) {
+    m_pState->hub.RemoveSink(static_cast<uint32_t>(ulVideoSinkID));
+}
+
+bool CVideoChannel::HasStartedVideoSink() { return HasStartedSink(m_pState->hub); }
+
+// One flag a call: those of later sinks wait for the next.
+bool CVideoChannel::HasKeyFrameRequest() {
+    bool asked = false;
+    m_pState->hub.ForEachSinkWhile([&](CVideoSink& sink) { return !(asked = sink.TestKeyFrameRequest()); });
+    return asked;
+}
+
+void CVideoChannel::OnVideoChannelData(char* data, int length) {
+    if (length > limits::kMaxFrameLen) return;
+    m_pState->hub.FanOut([&](CVideoSink& sink) { sink.OnVideoChannelData(data, length); });
+}
+
+unsigned long CVideoChannel::GetVideoChannelID() { return m_pState->hub.ID(); }
+
+unsigned long CVideoChannel::GetVideoSinkCount() { return m_pState->hub.SinkCount(); }
+
+bool CVideoChannel::IsDirty() { return m_pState->hub.IsDirty(); }
+
+unsigned long CVideoChannel::GetBufferingFrameCount() { return LeastBufferedStarted(m_pState->hub); }

@@ -1,0 +1,21 @@
+// The video medium's own numbers.
+#pragma once
+
+#include <cstdint>
+
+namespace video {
+
+inline constexpr int kMinFrame = 4;     // shorter frames, without a byte behind their head, go nowhere
+inline constexpr int kMaxBacklog = 10;  // more frames than this give way to a key frame
+inline constexpr char kStart = 0x04;    // control bytes of TCP links
+inline constexpr char kStop = 0x05;
+inline constexpr char kKeyFrameWanted = 0x06;
+inline constexpr char kSessionKeyFrameWanted = 0x00;  // the same as the one byte of a session's frame
+inline constexpr uint32_t kServerPatienceMs = 10000;  // for a key frame, once a server's sink is over its limit
+
+/// Whether a frame is one that stands alone; its first byte says so.
+inline bool IsKeyFrame(const char* frame) { return frame[0] != 0; }
+/// Whether a frame of the far side's session asks for one.
+inline bool AsksForKeyFrame(const char* frame, int length) { return length == 1 && frame[0] == kSessionKeyFrameWanted; }
+
+}  // namespace video

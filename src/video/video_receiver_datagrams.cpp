@@ -1,0 +1,53 @@
+#include "video/video_receiver_datagrams.h"
+
+#include "video/local_mcu_video.h"
+#include "video/video_constants.h"
+
+const CSinkLinkProfile CVideoReceiverDatagrams::kProfile{.kind = wire::Kind::Video,
+                                                         .connectCode = wire::UDP_VIDEO_SINK_CONNECT,
+                                                         .connectNamesUser = true,
+                                                         .keepAliveCode = wire::UDP_VIDEO_SINK_START,
+                                                         .stopCode = wire::UDP_VIDEO_SINK_STOP,
+                                                         .keepAliveRepeats = 2,
+                                                         .frameAckCode = wire::UDP_VIDEO_SINK_FRAME_ACK,
+                                                         .disconnectCode = wire::UDP_VIDEO_SINK_DISCONNECT,
+                                                         .keepAliveEvery = 12,
+                                                         .peerOnlyTimeoutMs = 30000,
+                                                         .connectTimeoutMs = 30000,
+                                                         .p2pTimeoutMs = 4000,
+                                                         .goodbyes = 3};
+
+bool CVideoReceiverDatagrams::Enter() {
+    if (!OpenLink()) return false;
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoReceiver(this);
+    return true;
+}
+
+void CVideoReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data, int length, uint32_t ip,
+                                              uint16_t port) {
+    if (m_sinkLink.Accepts(sinkID, ip, port)) OnPacket(data, length);
+}
+
+// With a whole window of questions unanswered, one more would only grow the queue behind it.
+void CVideoReceiverDatagrams::RequestKeyFrame() {
+    char request = video::kSessionKeyFrameWanted;
+    if (!HasUncut()) SendFrame(&request, 1);
+    ProcessSend();
+}
+
+void CVideoReceiverDatagrams::AdjustWindowSize(bool bIncrease) {
+    const int size = GetWindowSize();
+    SetWindowSize(static_cast<unsigned char>(bIncrease ? size * 5 / 4 : size / 2));
+}
+
+void CVideoReceiverDatagrams::ReleaseConnections() {
+    AssertNotInCallback();
+    SendDisconnect();
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->RemoveVideoReceiver(ReceiverID());
+    CloseLink();
+    delete this;
+}
+
+void CVideoReceiverDatagrams::DescribeLink(LumoLinkStatistics& statistics) const {
+    DescribeRemote(statistics, wire::Kind::Video, m_sinkLink.SinkID(), m_sinkLink.Remote());
+}

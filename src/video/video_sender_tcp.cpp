@@ -1,0 +1,18 @@
+#include "video/video_sender_tcp.h"
+
+#include "video/video_constants.h"
+
+void CVideoSenderTCP::OnControl(char control) {
+    if (control == video::kStart) OnReceivedStart();
+    if (control == video::kStop) OnReceivedStop();
+    if (control == video::kKeyFrameWanted) NotifyKeyFrameRequest();
+}
+
+void CVideoSenderTCP::SendVideoData(char* data, int length) {
+    if (!IsStarted() || !data || length < video::kMinFrame) return;
+    data[1] = static_cast<char>(m_usSequence >> 8);
+    data[2] = static_cast<char>(m_usSequence & 0xff);
+    ++m_usSequence;
+    if (video::IsKeyFrame(data)) m_link.ClearQueue();
+    if (m_link.SendFrame(data, length)) m_link.RestartKeepAlive();
+}

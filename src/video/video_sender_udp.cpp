@@ -1,0 +1,44 @@
+#include "video/video_sender_udp.h"
+
+#include "video/local_mcu_video.h"
+#include "video/video_constants.h"
+
+namespace {
+constexpr CStreamSourceProfile kProfile{{wire::Kind::Video, wire::UDP_VIDEO_SOURCE_CONNECT,
+                                         wire::UDP_VIDEO_SOURCE_FRAME, wire::UDP_VIDEO_SOURCE_DISCONNECT, 30000},
+                                        wire::UDP_VIDEO_SOURCE_START_ACK,
+                                        wire::UDP_VIDEO_SOURCE_STOP_ACK};
+}
+
+CVideoSenderUDP::CVideoSenderUDP(IVideoSenderNotify& notify, CVideoChannel& channel)
+    : CStreamSenderUDP(notify, channel, kProfile) {}
+
+bool CVideoSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) {
+    return m_bSessionOpen && CStreamSenderUDP::Connect(ip0, ip1, ip2, port);
+}
+
+void CVideoSenderUDP::SendVideoData(char* data, int length) {
+    if (IsStarted()) QueueVideo(data, length);
+}
+
+void CVideoSenderUDP::OnReceivedFrameAck(const char* data, int length) {
+    m_source.Touch();
+    OnPacket(data, length);
+}
+
+void CVideoSenderUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
+    if (video::AsksForKeyFrame(data, length)) NotifyKeyFrameRequest();
+}
+
+void CVideoSenderUDP::ReleaseConnections() {
+    AssertNotInCallback();
+    CLocalMCUVideo::RemoveVideoSenderUDP(GetSenderKey());
+    CVideoSender::ReleaseConnections();
+    m_source.SendGoodbye();
+    CloseLink();
+    delete this;
+}
+
+void CVideoSenderUDP::DescribeLink(LumoLinkStatistics& statistics) const {
+    DescribeRemote(statistics, wire::Kind::Video, m_source.SourceID(), m_source.Remote());
+}

@@ -1,0 +1,41 @@
+// A subscriber of a video channel: the peers' sinks, and the senders of this host.
+#pragma once
+
+#include "link/stream_sink.h"
+#include "lumomedia/video.h"
+
+#include <atomic>
+#include <cstdint>
+
+class CVideoSinkUDP;
+
+/// Enters its channel by Join once it is wholly made, and has left it before its destructor begins.
+class CVideoSink : public CStreamSink {
+public:
+    CVideoSink(CVideoChannel& channel, uint32_t userID);
+
+    void ReleaseConnections() override;
+    /// Whether a key frame has been asked for on this link since the last time this was asked.
+    virtual bool TestKeyFrameRequest() { return m_bKeyFrameRequest.exchange(false, std::memory_order_relaxed); }
+    virtual uint32_t GetVideoChannelID() { return static_cast<uint32_t>(m_pVideoChannel->GetVideoChannelID()); }
+    virtual uint32_t GetVideoSinkID() { return ID(); }
+    /// One frame from the channel towards the subscriber. Any thread, under the channel's sink lock.
+    virtual void OnVideoChannelData(char* data, int length) = 0;
+    /// Frames still waiting to go to the subscriber.
+    virtual unsigned long GetBufferingFrameCount() = 0;
+
+    /// This object as a peer's UDP sink, or null.
+    virtual CVideoSinkUDP* AsUDP() { return nullptr; }
+    CSinkInfo Info() override {
+        return {wire::Kind::Video, GetVideoSinkID(), GetVideoChannelID(), 0, 0, false, GetFrameLink()};
+    }
+    void Join() override { m_pVideoChannel->AddVideoSink(GetVideoSinkID(), this); }
+
+protected:
+    /// The subscriber needs a key frame.
+    void WantKeyFrame();
+
+private:
+    std::atomic<bool> m_bKeyFrameRequest{false};
+    CVideoChannel* const m_pVideoChannel;  // not owned; outlives the sink
+};

@@ -1,0 +1,44 @@
+#include "video/video_sink_udp.h"
+
+#include "video/video_constants.h"
+
+namespace {
+constexpr CStreamSinkProfile kProfile{wire::Kind::Video, wire::UDP_VIDEO_SINK_CONNECT_ACK,
+                                      wire::UDP_VIDEO_SINK_START_ACK, wire::UDP_VIDEO_SINK_STOP_ACK};
+}
+
+CVideoSinkUDP::CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID)
+    : CStreamSinkUDP(kProfile, channel, ip, port, receiverID, userID) {}
+
+std::unique_ptr<CVideoSink> CVideoSinkUDP::Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
+                                                uint32_t userID) {
+    auto sink = std::make_unique<CVideoSinkUDP>(channel, ip, port, receiverID, userID);
+    if (!sink->OpenLink()) return nullptr;
+    return sink;
+}
+
+void CVideoSinkUDP::ReleaseConnections() {
+    CVideoSink::ReleaseConnections();
+    CloseLink();
+}
+
+void CVideoSinkUDP::OnVideoChannelData(char* data, int length) {
+    if (CVideoSink::IsStarted()) QueueVideo(data, length);
+}
+
+void CVideoSinkUDP::OnReceivedFrameAck(const char* data, int length) {
+    m_udp.Touch();
+    OnPacket(data, length);
+}
+
+void CVideoSinkUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
+    if (video::AsksForKeyFrame(data, length)) WantKeyFrame();
+}
+
+void CVideoSinkUDP::SendSCTPData(char* packet, int length) {
+    SendInEnvelope(m_udp.Head(wire::UDP_VIDEO_SINK_FRAME), packet, length, m_udp.Remote());
+}
+
+void CVideoSinkUDP::DescribeLink(LumoLinkStatistics& statistics) const {
+    DescribeRemote(statistics, wire::Kind::Video, m_udp.SinkID(), m_udp.Remote());
+}
