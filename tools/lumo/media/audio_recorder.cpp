@@ -2,10 +2,8 @@
 
 #include "tools/lumo/media/opus_packet.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
-#include <vector>
 
 namespace lumo {
 
@@ -41,8 +39,7 @@ void CAudioRecorder::Measure(const AudioFrame& frame, uint64_t nowUs) {
     const int64_t transit = static_cast<int64_t>(nowUs) - position;
     if (m_transit) m_dJitterUs += (std::abs(static_cast<double>(transit - *m_transit)) - m_dJitterUs) / 16;
     m_transit = transit;
-    m_delaysUs.push_back(static_cast<uint32_t>(std::min<uint64_t>(nowUs - std::min(nowUs, frame.sentUs), UINT32_MAX)));
-    if (m_delaysUs.size() > kDelays) m_delaysUs.pop_front();
+    m_delays.Add(frame.sentUs, nowUs);
 }
 
 void CAudioRecorder::OnPacket(AudioFrame&& frame, uint64_t nowUs) {
@@ -122,12 +119,8 @@ void CAudioRecorder::Finish() {
 AudioReport CAudioRecorder::Report() const {
     AudioReport report = m_report;
     report.jitterMs = m_dJitterUs / 1000;
-    std::vector<uint32_t> delays(m_delaysUs.begin(), m_delaysUs.end());
-    std::sort(delays.begin(), delays.end());
-    if (!delays.empty()) {
-        report.delayP50Ms = delays[delays.size() / 2] / 1000.0;
-        report.delayP99Ms = delays[delays.size() * 99 / 100] / 1000.0;
-    }
+    report.delayP50Ms = m_delays.Ms(0.5);
+    report.delayP99Ms = m_delays.Ms(0.99);
     return report;
 }
 

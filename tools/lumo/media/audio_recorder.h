@@ -2,10 +2,10 @@
 #pragma once
 
 #include "tools/lumo/media/audio_frame.h"
+#include "tools/lumo/media/delays.h"
 #include "tools/lumo/media/ogg_opus_writer.h"
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -44,7 +44,6 @@ public:
 private:
     static constexpr uint32_t kMostJump = 3000;          // a minute; more is a publisher that began anew
     static constexpr uint64_t kMostFilled = 10 * 48000;  // samples
-    static constexpr size_t kDelays = 4096;
 
     struct Held {
         std::string packet;
@@ -69,7 +68,7 @@ private:
     uint64_t m_ullWritten = 0;        // of its end, in the file
     std::optional<int64_t> m_transit;
     double m_dJitterUs = 0;
-    std::deque<uint32_t> m_delaysUs;
+    CDelays m_delays;
     AudioReport m_report;
     bool m_bEnded = false;
 };

@@ -1,0 +1,228 @@
+// A shared screen and its viewers on a virtual clock: who gets which picture when.
+#include "tools/lumo/demo/test_picture.h"
+#include "tools/lumo/media/desktop_publisher.h"
+#include "tools/lumo/media/desktop_viewer.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <list>
+
+using namespace lumo;
+
+namespace {
+
+Picture Screen(uint32_t number) { return {PictureFormat::Png, TestPng(4, 1, number) + std::to_string(number)}; }
+
+/// A viewer behind a way that takes `travelMs` in each direction, which takes `showMs` for each picture.
+struct Seat {
+    Seat(uint64_t id, uint64_t travel, uint64_t show) : viewer(id), travelMs(travel), showMs(show) {}
+
+    void Run(uint64_t now) {
+        if (showing && now >= showing) {
+            viewer.OnShown(now * 1000);
+            shown.push_back(picture.bytes);
+            showing = 0;
+        }
+        while (!showing && !down.empty() && down.front().first <= now) {
+            const std::string frame = std::move(down.front().second);
+            down.pop_front();
+            if (viewer.OnFrame(frame.data(), frame.size(), picture) == CDesktopViewer::Take::Picture)
+                showing = now + showMs;
+        }
+        std::string report;
+        if (!silent && viewer.Speak(now, report)) up.emplace_back(now + travelMs, report);
+    }
+
+    CDesktopViewer viewer;
+    const uint64_t travelMs, showMs;
+    bool deaf = false, silent = false;
+    std::deque<std::pair<uint64_t, std::string>> down, up;  // with their arrival
+    Picture picture;
+    uint64_t showing = 0;
+    std::vector<std::string> shown;
+};
+
+class SharedScreen : public ::testing::Test {
+protected:
+    void Start(uint32_t stream) {
+        publisher.emplace(
+            [this](const std::string& frame) {
+                ++frames;
+                for (Seat& seat : seats)
+                    if (!seat.deaf) seat.down.emplace_back(now + seat.travelMs, frame);
+            },
+            [this](const ViewerPointer& pointer) { pointers.push_back(pointer); }, stream);
+    }
+    SharedScreen() { Start(77); }
+    Seat& Add(uint64_t travel, uint64_t show) { return seats.emplace_back(seats.size() + 1, travel, show); }
+
+    /// For so long, with a new picture so often (0: none).
+    void Run(uint64_t ms, uint64_t pictureMs) {
+        for (const uint64_t end = now + ms; now < end; ++now) {
+            if (pictureMs > 0 && now % pictureMs == 0) publisher->Offer(Screen(++pictures), now, now * 1000);
+            for (Seat& seat : seats) {
+                seat.Run(now);
+                for (; !seat.up.empty() && seat.up.front().first <= now; seat.up.pop_front())
+                    publisher->OnReport(seat.up.front().second.data(), seat.up.front().second.size(), now);
+            }
+            publisher->Poll(now, now * 1000);
+        }
+    }
+    DesktopReport Report() const { return publisher->Report(now); }
+    std::string Newest() const { return Screen(pictures).bytes; }
+
+    std::optional<CDesktopPublisher> publisher;
+    std::list<Seat> seats;
+    std::vector<ViewerPointer> pointers;
+    uint64_t now = 100000;
+    uint32_t pictures = 0;
+    uint64_t frames = 0;
+};
+
+TEST_F(SharedScreen, ThePaceIsTheSlowestViewersAndWhatNobodyCouldShowIsSkipped) {
+    const Seat& fast = Add(5, 1);
+    const Seat& slow = Add(5, 250);
+    Run(10000, 20);
+    EXPECT_NEAR(static_cast<double>(slow.shown.size()), 40, 3) << "as fast as it can";
+    EXPECT_LE(fast.shown.size(), slow.shown.size() + CDesktopPublisher::kAhead);
+    EXPECT_EQ(Report().sent + Report().skipped + 1, pictures) << "one still waits";
+    EXPECT_EQ(Report().repeated, 0U) << "both were there from the beginning";
+    EXPECT_LE(slow.viewer.Report().delayP99Ms, 800) << "two before it, and its own time";
+}
+
+TEST_F(SharedScreen, FastViewersSeeEveryPicture) {
+    const Seat& one = Add(5, 0);
+    const Seat& other = Add(20, 5);
+    Run(5000, 50);
+    EXPECT_GE(one.shown.size(), 99U);
+    EXPECT_EQ(other.shown, one.shown);
+    EXPECT_EQ(Report().skipped, 0U);
+    EXPECT_NEAR(one.viewer.Report().delayP99Ms, 5, 1.1);
+    publisher->Offer(Screen(++pictures), now, now * 1000);
+    EXPECT_FALSE(publisher->Settled(now)) << "the last one is under way";
+    Run(100, 0);
+    EXPECT_TRUE(publisher->Settled(now));
+    publisher->SayGoodbye(now * 1000);
+    Run(100, 0);
+    EXPECT_TRUE(one.viewer.Ended() && other.viewer.Ended());
+}
+
+TEST_F(SharedScreen, ASilentViewerHoldsThePaceForFiveSecondsOnly) {
+    const Seat& good = Add(5, 1);
+    Seat& gone = Add(5, 1);
+    Run(1000, 50);
+    gone.silent = true;
+    const size_t before = good.shown.size();
+    Run(4900, 50);
+    EXPECT_LE(good.shown.size(), before + CDesktopPublisher::kAhead + 1);
+    EXPECT_EQ(Report().viewers, 2U);
+    Run(5000, 50);
+    EXPECT_GE(good.shown.size(), before + 90);
+    EXPECT_EQ(Report().viewers, 1U);
+}
+
+TEST_F(SharedScreen, AViewerThatSpeaksButShowsNothingIsGivenUpLater) {
+    const Seat& good = Add(5, 1);
+    Add(5, 100000);
+    Run(29000, 50);
+    EXPECT_LE(good.shown.size(), CDesktopPublisher::kAhead + 1);
+    Run(3000, 50);
+    EXPECT_GE(good.shown.size(), 20U);
+}
+
+TEST_F(SharedScreen, AStillScreenIsRepeatedForNewcomersAndEveryThirtySeconds) {
+    const Seat& first = Add(5, 1);
+    publisher->Offer(Screen(++pictures), now, now * 1000);
+    Run(2000, 0);
+    for (int i = 0; i < 50; ++i) publisher->Offer(Screen(pictures), now, now * 1000);
+    EXPECT_EQ(Report().unchanged, 50U);
+    const Seat& second = Add(5, 1);
+    Run(20, 0);
+    EXPECT_EQ(second.shown, first.shown) << "one round trip after it came";
+    EXPECT_EQ(first.shown.size(), 1U) << "not shown twice";
+    const uint64_t repeated = Report().repeated;
+    Run(95000, 0);
+    EXPECT_EQ(Report().repeated, repeated + 3);
+    EXPECT_EQ(first.viewer.Report().asked + second.viewer.Report().asked, 0U) << "nobody lacked anything";
+}
+
+TEST_F(SharedScreen, WithoutViewersPicturesAreKeptBack) {
+    Run(29000, 100);
+    EXPECT_EQ(Report().sent, 1U);
+    Run(5000, 100);
+    EXPECT_EQ(Report().sent, 2U);
+    const Seat& seat = Add(5, 1);
+    Run(1020, 0);
+    EXPECT_EQ(seat.shown, std::vector<std::string>{Newest()});
+}
+
+TEST_F(SharedScreen, WhatGotLostIsAskedForAgain) {
+    Seat& seat = Add(5, 1);
+    Run(1000, 100);
+    seat.deaf = true;  // frames get lost with a relay, not one by one
+    Run(500, 100);
+    seat.deaf = false;
+    Run(1600, 0);
+    EXPECT_EQ(seat.shown.back(), Newest());
+    seat.deaf = true;
+    Run(500, 100);
+    seat.deaf = false;
+    seat.viewer.OnNewPath();
+    Run(600, 0);
+    EXPECT_EQ(seat.shown.back(), Newest()) << "who knows that the way is new need not wait";
+    seat.deaf = true;
+    Run(500, 100);
+    seat.deaf = false;
+    publisher->OnNewPath(now);
+    Run(600, 0);
+    EXPECT_EQ(seat.shown.back(), Newest());
+}
+
+TEST_F(SharedScreen, APublisherThatBeginsAnewIsSeenAnew) {
+    const Seat& seat = Add(5, 1);
+    Run(1000, 100);
+    const size_t before = seat.shown.size();
+    Start(78);
+    Run(1000, 100);
+    EXPECT_GE(seat.shown.size(), before + 8);
+    EXPECT_EQ(seat.shown.back(), Newest());
+}
+
+TEST_F(SharedScreen, PointersAreToldWhenTheyMove) {
+    Seat& seat = Add(5, 1);
+    Run(100, 100);
+    EXPECT_TRUE(pointers.empty());
+    for (uint16_t i = 0; i < 100; ++i) {
+        seat.viewer.SetPointer(i, 9);
+        Run(1, 0);
+    }
+    Run(50, 0);
+    EXPECT_NEAR(static_cast<double>(pointers.size()), 6, 1.1);
+    ASSERT_FALSE(pointers.empty());
+    EXPECT_EQ(pointers.back().x, 99);
+    EXPECT_EQ(pointers.back().viewer, 1U);
+}
+
+TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
+    const Seat& seat = Add(5, 1);
+    const auto hear = [&](const ViewReport& report) {
+        const std::string bytes = Encode(report);
+        publisher->OnReport(bytes.data(), bytes.size(), now);
+    };
+    Run(1000, 50);
+    for (int second = 0; second < 20; ++second) {
+        hear({1, 1, 77, UINT32_MAX, 0, 0});  // the first viewer's number: what was never sent has not been shown
+        hear({2, 1, 12345, 7, 0, 0});        // another stream
+        for (uint64_t id = 1000; id < 6000; ++id) hear({id, 0, 77, 0, 0, 0});  // a crowd
+        Run(1000, 50);
+        EXPECT_LE(Report().viewers, CDesktopPublisher::kMaxViewers);
+    }
+    EXPECT_LE(Report().repeated, 45U) << "newcomers get no more than two a second";
+    Run(31000, 50);
+    const size_t before = seat.shown.size();
+    Run(1000, 50);
+    EXPECT_GE(seat.shown.size(), before + 19) << "and are forgotten";
+}
+
+}  // namespace

@@ -1,0 +1,229 @@
+// Pictures out of streams and directories, and into them.
+#include "tools/lumo/demo/test_picture.h"
+#include "tools/lumo/media/desktop_frame.h"
+#include "tools/lumo/media/picture_sink.h"
+#include "tools/lumo/media/picture_source.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+using namespace lumo;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Segment(uint8_t marker, const std::string& body) {
+    const size_t length = body.size() + 2;
+    return std::string("\xff") + static_cast<char>(marker) + static_cast<char>(length >> 8) +
+           static_cast<char>(length) + body;
+}
+
+/// A picture as far as markers go, with whatever could be taken for its end inside.
+std::string Jpeg(char mark) {
+    const std::string thumbnail = "\xff\xd8" + Segment(0xdb, "table") + Segment(0xda, "head") + "data\xff\xd9";
+    const std::string stuffed = std::string("\xff\x00", 2) + "\xff\xd0\xff\xff\xd7" + mark;
+    return "\xff\xd8" + Segment(0xe1, "Exif" + thumbnail) + "\xff\xff" + Segment(0xc4, "\xff\xd9").substr(1) +
+           Segment(0xda, "\xff\xd9") + "abc" + stuffed + Segment(0xc4, "more") + Segment(0xda, "second scan") +
+           stuffed + "\xff\xd9";
+}
+
+std::vector<std::string> Split(const std::string& bytes, size_t piece, uint64_t* skipped = nullptr,
+                               size_t most = 100000) {
+    CJpegSplitter splitter(most);
+    std::vector<std::string> pictures;
+    std::string picture;
+    for (size_t at = 0; at < bytes.size(); at += piece) {
+        splitter.Feed(bytes.data() + at, std::min(piece, bytes.size() - at));
+        while (splitter.Next(picture)) pictures.push_back(picture);
+    }
+    if (skipped) *skipped = splitter.Skipped();
+    return pictures;
+}
+
+TEST(JpegSplitter, FindsWholePicturesInPiecesOfAnySize) {
+    const std::vector<std::string> pictures{Jpeg('a'), Jpeg('b'), Jpeg('c')};
+    for (const size_t piece : {1, 2, 3, 7, 64, 1000000}) {
+        uint64_t skipped = 1;
+        EXPECT_EQ(Split(pictures[0] + pictures[1] + pictures[2], piece, &skipped), pictures) << piece;
+        EXPECT_EQ(skipped, 0U) << piece;
+    }
+    for (size_t length = 0; length < pictures[0].size(); ++length)
+        EXPECT_EQ(FormatOf(pictures[0].substr(0, length)), PictureFormat::None) << length;
+    EXPECT_EQ(FormatOf(pictures[0]), PictureFormat::Jpeg);
+}
+
+TEST(JpegSplitter, GoesOnBehindWhatIsNone) {
+    const std::string good = Jpeg('g');
+    const struct {
+        const char* what;
+        std::string before;
+        uint64_t skipped;
+    } rows[] = {
+        {"foreign bytes", "HTTP/1.1 200 OK\r\n\r\n", 1},
+        {"zeros between", std::string(500, '\0'), 1},
+        {"half a start", "\xff\xd8", 1},
+        {"cut off among its data", good.substr(0, good.size() - 4), 1},
+        {"cut off before its data", "\xff\xd8" + Segment(0xdb, "table"), 1},
+        {"a segment shorter than its own length", std::string("\xff\xd8\xff\xdb\x00\x01", 6), 1},
+        {"no marker where one must be", "\xff\xd8" + Segment(0xdb, "table") + "xyz", 1},
+        {"longer than the limit", "\xff\xd8" + Segment(0xda, "") + std::string(5000, 'x') + "\xff\xd9", 1},
+    };
+    for (const auto& row : rows) {
+        for (const size_t piece : {1, 10, 100000}) {
+            uint64_t skipped = 0;
+            const auto pictures = Split(good + row.before + good, piece, &skipped, 1000);
+            EXPECT_EQ(pictures, std::vector<std::string>({good, good})) << row.what << " in pieces of " << piece;
+            EXPECT_GE(skipped, row.skipped) << row.what;
+        }
+    }
+}
+
+TEST(JpegSplitter, DamagedStreamsGivePicturesOrNothing) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 300; ++round) {
+        std::string bytes = Jpeg('a') + Jpeg('b') + Jpeg('c');
+        for (int i = 0; i < 6; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());
+        size_t total = 0;
+        for (const std::string& picture : Split(bytes, 1 + random() % 50)) {
+            EXPECT_EQ(FormatOf(picture), PictureFormat::Jpeg);
+            total += picture.size();
+        }
+        EXPECT_LE(total, bytes.size());
+    }
+}
+
+TEST(Pictures, OfAPngEveryChunkMustBeThere) {
+    const std::string png = TestPng(40, 30, 1);
+    EXPECT_EQ(FormatOf(png), PictureFormat::Png);
+    for (size_t length = 0; length < png.size(); ++length)
+        EXPECT_EQ(FormatOf(png.substr(0, length)), PictureFormat::None) << length;
+    std::string lies = png;
+    lies[8] = '\xff';  // the first chunk's length
+    EXPECT_EQ(FormatOf(lies), PictureFormat::None);
+}
+
+TEST(DesktopFrames, EveryLengthIsChecked) {
+    const DesktopHead picture{DesktopKind::Picture, PictureFormat::Jpeg, 7, 2, 1, 5};
+    const std::string whole = Encode(picture, "p"), bare = Encode({DesktopKind::End, {}, 7, 2, 1, 5}, "");
+    ASSERT_EQ(bare.size(), kDesktopHeadLength);
+    DesktopHead head;
+    std::string bytes;
+    EXPECT_TRUE(Decode(bare.data(), bare.size(), head, bytes) && bytes.empty() && head.kind == DesktopKind::End);
+    EXPECT_TRUE(Decode(whole.data(), whole.size(), head, bytes) && bytes == "p" && head.takenUs == 5);
+    for (size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(Decode(whole.data(), length, head, bytes)) << length;
+    const std::pair<size_t, char> lies[] = {{0, 0}, {0, 5}, {0, 3}, {1, 0}, {1, 3}, {5, 0}, {9, 0}, {13, 0}};
+    for (const auto& [at, value] : lies) {
+        std::string frame = whole;
+        frame[at] = value;
+        EXPECT_FALSE(Decode(frame.data(), frame.size(), head, bytes)) << at << " " << int{value};
+    }
+    const std::string report = Encode(ViewReport{9, 1, 2, 3, 4, 5});
+    ASSERT_EQ(report.size(), kViewReportLength);
+    ViewReport heard;
+    EXPECT_TRUE(Decode(report.data(), report.size(), heard));
+    EXPECT_EQ(heard.pointerY, 5);
+    for (size_t length = 0; length < report.size(); ++length)
+        EXPECT_FALSE(Decode(report.data(), length, heard)) << length;
+    EXPECT_FALSE(Decode((report + "x").data(), report.size() + 1, heard));
+}
+
+class PictureFolder : public ::testing::Test {
+protected:
+    PictureFolder() {
+        std::string pattern = (fs::temp_directory_path() / "lumo-pictures-XXXXXX").string();
+        folder = mkdtemp(pattern.data());
+    }
+    ~PictureFolder() override { fs::remove_all(folder); }
+    void Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(folder / name, std::ios::binary) << bytes;
+    }
+    fs::path folder;
+};
+
+TEST_F(PictureFolder, ComesInTheOrderOfNamesAtItsPace) {
+    Write("2.JPG", Jpeg('2'));
+    Write("10.png", TestPng(8, 8, 1));
+    Write("notes.txt", "no picture");
+    fs::create_directory(folder / "0.png");
+    CPictureFolder source(10, true);
+    ASSERT_TRUE(source.Open(folder.string())) << source.Problem();
+    Picture picture;
+    const std::pair<uint64_t, PictureFormat> rows[] = {{1000, PictureFormat::Png},  {1099, PictureFormat::None},
+                                                       {1100, PictureFormat::Jpeg}, {1100, PictureFormat::None},
+                                                       {1250, PictureFormat::Png},  {1300, PictureFormat::Jpeg}};
+    for (const auto& [now, format] : rows) {
+        picture = {};
+        const auto state = source.Fetch(now, picture);
+        EXPECT_EQ(picture.format, format) << now;
+        EXPECT_EQ(state == IPictureSource::State::Wait, format == PictureFormat::None) << now;
+    }
+    EXPECT_EQ(source.WaitMs(1310), 90U);
+}
+
+TEST_F(PictureFolder, SaysWhatIsWrongAndEnds) {
+    Picture picture;
+    CPictureFolder nowhere(1, false), empty(1, false), good(1, false), cut(1, false);
+    EXPECT_FALSE(nowhere.Open((folder / "nowhere").string()));
+    EXPECT_FALSE(empty.Open(folder.string()));
+    EXPECT_NE(empty.Problem(), "");
+    Write("a.png", TestPng(8, 8, 1));
+    ASSERT_TRUE(good.Open(folder.string()));
+    EXPECT_EQ(good.Fetch(5, picture), IPictureSource::State::Picture);
+    EXPECT_EQ(good.Fetch(5, picture), IPictureSource::State::Wait) << "the last one has its time too";
+    EXPECT_EQ(good.Fetch(1005, picture), IPictureSource::State::End);
+    Write("a.png", TestPng(8, 8, 1).substr(0, 60));
+    ASSERT_TRUE(cut.Open(folder.string()));
+    EXPECT_EQ(cut.Fetch(5, picture), IPictureSource::State::Failed);
+    EXPECT_NE(cut.Problem().find("a.png"), std::string::npos) << cut.Problem();
+}
+
+TEST_F(PictureFolder, WhatIsWrittenIsReadAgainAndNothingIsOverwritten) {
+    for (const int round : {0, 1}) {
+        CPictureFiles sink;
+        ASSERT_TRUE(sink.Open((folder / "out").string())) << sink.Problem();
+        EXPECT_TRUE(sink.Put({PictureFormat::Jpeg, Jpeg(static_cast<char>('a' + round))}));
+        EXPECT_TRUE(sink.Put({PictureFormat::Png, TestPng(8, 8, 1)}));
+    }
+    CPictureFolder source(1, false);
+    ASSERT_TRUE(source.Open((folder / "out").string()));
+    Picture picture;
+    for (const uint64_t second : {0U, 1U, 2U, 3U})
+        EXPECT_EQ(source.Fetch(second * 1000, picture), IPictureSource::State::Picture) << second;
+    EXPECT_TRUE(fs::exists(folder / "out" / "00000004.png"));
+    CPictureFiles impossible;
+    EXPECT_FALSE(impossible.Open("/dev/null/out"));
+}
+
+TEST(PictureStream, EndsWithItsBytesAndComplainsOfNone) {
+    for (const std::string& bytes : {Jpeg('a') + Jpeg('b'), std::string("no pictures")}) {
+        size_t at = 0;
+        bool dry = false;  // every other time nothing is there yet
+        CPictureStream source(
+            [&](char* buffer, size_t size) -> ssize_t {
+                if ((dry = !dry)) return -1;
+                const size_t length = std::min({size, bytes.size() - at, size_t{50}});
+                std::copy_n(bytes.data() + at, length, buffer);
+                at += length;
+                return static_cast<ssize_t>(length);
+            },
+            0);
+        Picture picture;
+        int pictures = 0;
+        auto state = IPictureSource::State::Wait;
+        while (state == IPictureSource::State::Wait || state == IPictureSource::State::Picture) {
+            state = source.Fetch(0, picture);
+            pictures += state == IPictureSource::State::Picture ? 1 : 0;
+        }
+        const bool good = bytes.front() == '\xff';
+        EXPECT_EQ(state, good ? IPictureSource::State::End : IPictureSource::State::Failed);
+        EXPECT_EQ(pictures, good ? 2 : 0);
+    }
+}
+
+}  // namespace
