@@ -12,8 +12,8 @@
 #include <utility>
 
 /// An ordered map ID -> T*, not owning, with its lock. Two optional indices find what belongs to a channel, and what a
-/// far side that asks twice already has: (channel ID, the far side's own ID). Every operation takes the lock for
-/// itself; functions given to it run under the lock.
+/// far side that asks twice already has: (channel ID, the far side's own ID). `owner` is the channel object, where two
+/// may have one ID. Every operation takes the lock for itself; functions given to it run under the lock.
 template <class T>
 class CIDTable {
 public:
@@ -22,17 +22,17 @@ public:
     /// Inserts or overwrites.
     void Put(uint32_t id, T* object) {
         CAutoLock lock(&m_cs);
-        PutAt(id, {object, {}, {}});
+        PutAt(id, {object, {}, {}, nullptr});
     }
     /// The same, found by its channel too.
-    void Put(uint32_t id, T* object, uint32_t channelID) {
+    void Put(uint32_t id, T* object, uint32_t channelID, const void* owner = nullptr) {
         CAutoLock lock(&m_cs);
-        PutAt(id, {object, channelID, {}});
+        PutAt(id, {object, channelID, {}, owner});
     }
     /// The same, found by (channel, remote) too.
-    void Put(uint32_t id, T* object, uint32_t channelID, uint32_t remoteID) {
+    void Put(uint32_t id, T* object, uint32_t channelID, uint32_t remoteID, const void* owner = nullptr) {
         CAutoLock lock(&m_cs);
-        PutAt(id, {object, channelID, remoteID});
+        PutAt(id, {object, channelID, remoteID, owner});
     }
     /// Removes the entry and gives what it held; null when there was none.
     T* Take(uint32_t id) {
@@ -68,7 +68,12 @@ public:
     /// whatever thread that began: the channel may go.
     template <class End>
     void SweepChannel(uint32_t channelID, End end) {
-        while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channelID); })) {}
+        SweepOwned(channelID, nullptr, end);
+    }
+    /// The same for what that channel object owns; null: for all.
+    template <class End>
+    void SweepOwned(uint32_t channelID, const void* owner, End end) {
+        while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channelID, owner); })) {}
         m_endings.WaitForOthers(channelID);
     }
     /// Calls `use` with the object under the lock; false when there is none.
@@ -111,6 +116,7 @@ private:
         T* object;
         std::optional<uint32_t> channelID;
         std::optional<uint32_t> remoteID;
+        const void* owner;
     };
     using Map = std::map<uint32_t, Entry>;
 
@@ -132,10 +138,13 @@ private:
         m_map.erase(it);
         return entry.object;
     }
-    typename Map::iterator FirstOf(uint32_t channelID) LUMO_REQUIRES(m_cs) {
-        const auto first = m_ofChannels.lower_bound(PairKey(channelID, 0));
-        if (first == m_ofChannels.end() || *first >> 32 != channelID) return m_map.end();
-        return m_map.find(static_cast<uint32_t>(*first));
+    typename Map::iterator FirstOf(uint32_t channelID, const void* owner) LUMO_REQUIRES(m_cs) {
+        auto key = m_ofChannels.lower_bound(PairKey(channelID, 0));
+        for (; key != m_ofChannels.end() && *key >> 32 == channelID; ++key) {
+            const auto it = m_map.find(static_cast<uint32_t>(*key));
+            if (!owner || it->second.owner == owner) return it;
+        }
+        return m_map.end();
     }
     template <class End, class Find>
     bool EndOne(End& end, Find find) {

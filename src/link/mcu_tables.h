@@ -25,14 +25,14 @@ public:
         }
         sinks.SweepChannel(channelID, EndSink);
     }
-    /// The same for this very channel, if it is the one registered under its ID.
+    /// The same for this very channel. Where another has taken its ID only its own sinks end.
     void ForgetChannel(uint32_t channelID, const TChannel* channel) {
         TChannel* found = nullptr;
         {
             CAutoLock gate(&m_csConnectGate);
             found = channels.TakeIf(channelID, [&](TChannel& other) { return &other == channel; });
         }
-        if (found) sinks.SweepChannel(channelID, EndSink);
+        sinks.SweepOwned(channelID, found ? nullptr : channel, EndSink);
     }
     /// Whoever has left the table, on this thread alone.
     static void EndSink(TSink* sink) {
@@ -66,8 +66,8 @@ public:
         const auto acknowledge = [](TSink& sink) { sink.OnReceivedConnect(); };
         CAutoLock gate(&m_csConnectGate);
         if (sinks.WithPair(channelID, receiverID, acknowledge)) return true;
-        const uint32_t sinkID = MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink) {
-            sinks.Put(info.sinkID, sink, info.channelID, receiverID);
+        const uint32_t sinkID = MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink, const void* channel) {
+            sinks.Put(info.sinkID, sink, info.channelID, receiverID, channel);
         });
         return sinkID != 0 && sinks.With(sinkID, acknowledge);
     }
@@ -75,8 +75,9 @@ public:
     template <class MakeSink>
     uint32_t Accept(uint32_t channelID, MakeSink make) {
         CAutoLock gate(&m_csConnectGate);
-        return MakeOne(channelID, make,
-                       [&](const CSinkInfo& info, TSink* sink) { sinks.Put(info.sinkID, sink, info.channelID); });
+        return MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink, const void* channel) {
+            sinks.Put(info.sinkID, sink, info.channelID, channel);
+        });
     }
     /// Before anything is served.
     void SetMaxSinks(size_t count) { m_nMaxSinks = count; }
@@ -110,6 +111,7 @@ private:
         const size_t count = sinks.Size();  // before the channel's lock, which comes after
         if (count >= m_nMaxSinks) return 0;
         TSink* made = nullptr;
+        const void* owner = nullptr;
         CSinkInfo info{};
         channels.With(channelID, [&](TChannel& channel) {
             std::unique_ptr<TSink> sink = make(channel);
@@ -121,9 +123,10 @@ private:
                 sink->LimitQueue(SinkShare(count + 1));
             sink->Join();
             made = sink.release();
+            owner = &channel;
         });
         if (!made) return 0;
-        enter(info, made);
+        enter(info, made, owner);
         return info.sinkID;
     }
 

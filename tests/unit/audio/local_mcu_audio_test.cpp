@@ -139,7 +139,12 @@ TEST_F(LocalMcuAudio, ChannelsComeAndGoWithTheirOwnSinksOnly) {
     auto again = std::make_unique<CAudioChannel>(77);
     channel.reset();
     EXPECT_NE(ConnectSink(6), 0U) << "another took its ID before it went";
+    auto third = std::make_unique<CAudioChannel>(77);
+    EXPECT_NE(ConnectSink(8), 0U);
     again.reset();
+    EXPECT_EQ(GetLocalMCUAudio()->Tables().sinks.Size(), 2U) << "its sink goes with it and not with the ID";
+    EXPECT_EQ(third->GetAudioSinkCount(), 1U);
+    third.reset();
     EXPECT_EQ(ConnectSink(7), 0U);
     EXPECT_EQ(GetLocalMCUAudio()->Tables().sinks.Size(), 1U);
 }
