@@ -28,6 +28,7 @@ void CSinkLink::SetEnable(bool enable) {
 
 ConnectAck CSinkLink::OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) {
     ConnectAck ack = ConnectAck::Foreign;
+    if (sinkID == 0) return ack;  // nothing would be settled, and asking again would draw the same answer at once
     if (SinkID() == 0) {
         m_remote.Set(ip, port);
         m_ulSinkID.store(sinkID, std::memory_order_relaxed);

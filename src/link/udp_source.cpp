@@ -28,6 +28,7 @@ bool CUdpSource::IsSilent(uint32_t channelID) {
 }
 
 ConnectAck CUdpSource::OnConnectAck(uint32_t sourceID, uint32_t ip, uint16_t port) {
+    if (sourceID == 0) return ConnectAck::Foreign;  // as if there were none
     if (SourceID() == 0) {
         m_remote.Set(ip, port);
         m_ulSourceID.store(sourceID, std::memory_order_relaxed);

@@ -70,6 +70,8 @@ TEST_F(AudioReceivers, TellTheSinkAtOnceAndAgainWhatTheyWant) {
     const std::string start = ToHex(Hex("0004") + U32(600)), stop = ToHex(Hex("0006") + U32(600));
     receiver->SetEnable(false);
     EXPECT_TRUE(host.TakeSent().empty()) << "nobody to tell yet";
+    host.Deliver(Hex("0001") + id + U32(0), 10, 7000);
+    EXPECT_TRUE(host.TakeSent().empty() && notify.connected.empty()) << "no sink; asking again would be answered again";
     host.Deliver(Hex("0001") + id + U32(600), 10, 7000);
     EXPECT_EQ(SentHex(), std::vector<std::string>(2, stop));
     EXPECT_EQ(notify.connected.size(), 1U);

@@ -28,6 +28,7 @@ TEST_F(AudioSenders, OverUdpFramesLeaveBetweenStartAndStop) {
     host.Deliver(Hex("0014") + key + U32(4));
     Write("not connected");
     EXPECT_EQ(sender->GetSentFrameCount(), 0U);
+    host.Deliver(Hex("0013") + key + U32(0) + U32(0), 10, 7000);  // no source
     host.Deliver(Hex("0013") + key + U32(500) + U32(0), 11, 7100);
     host.Deliver(Hex("0013") + key + U32(501) + U32(0), 10, 7000);  // a slower answer of the other address
     EXPECT_EQ(notify.connected, (std::vector<unsigned long>{11}));
