@@ -23,7 +23,9 @@ void CSourceTCP::AnswerValidation() {
     m_pSession->SetNotify(this);
     const wire::CDatagram answer = ValidationMessage(m_profile.senderType, wire::CDatagram().U32(m_stream.ChannelID()));
     m_pSession->SendData(answer.Data(), answer.Length(), 1);
-    if (m_profile.Stops()) SendControl(Control());
+    if (!m_profile.Stops()) return;
+    SendControl(Control());
+    OnChange();  // who began to listen in between saw a publisher that had not been told anything yet
 }
 
 char CSourceTCP::Control() const { return m_profile.Stops() && m_stream.Wanted() == 0 ? kStop : kStart; }
