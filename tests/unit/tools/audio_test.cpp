@@ -124,7 +124,8 @@ TEST(OggOpus, ComesInPiecesOfAnySizeAndRefusesWhatItIsNot) {
     EXPECT_EQ(whole.packets.size(), 1039U);
     EXPECT_EQ(Read(bytes, 1).packets, whole.packets);
     EXPECT_EQ(Read(bytes, 1009).packets, whole.packets);
-    for (const std::string& foreign : {std::string("not Ogg at all"), std::string(), bytes.substr(0, 40)}) {
+    for (const std::string& foreign :
+         {std::string("not Ogg at all"), std::string(), bytes.substr(0, 40), bytes.substr(0, 1000)}) {
         std::string problem;
         Published(foreign, &problem);
         EXPECT_NE(problem, "") << foreign.size();
@@ -167,6 +168,14 @@ TEST_F(AudioRecording, WithoutLossTheSamePacketsComeOutAtTheSamePlace) {
     EXPECT_LT(report.jitterMs, 1);
 }
 
+TEST_F(AudioRecording, TwoSecondsBeforeTheHeadsAreKept) {
+    const std::string bytes = Sample();
+    const auto frames = Published(bytes);
+    for (size_t i = 2; i < 105; ++i) Arrive(frames[i].second, frames[i].first);  // from behind the first heads
+    const Stream before = Read(bytes, bytes.size()), after = Read(Written(), 4096);
+    EXPECT_EQ(after.packets, std::vector<std::string>(before.packets.begin(), before.packets.begin() + 101));
+}
+
 TEST_F(AudioRecording, OvertakenPacketsAreWaitedForAndLostOnesConcealed) {
     const std::string bytes = Sample();
     const auto frames = Published(bytes);
@@ -207,7 +216,11 @@ TEST_F(AudioRecording, SequencesWrapAndPublishersBeginAnew) {
     EXPECT_EQ(recorder.Report().lost, 0U) << "another stream, not a gap";
     for (uint32_t i = 0; i < 100; ++i) arrive(900010 + i);  // more than are held back
     EXPECT_EQ(recorder.Report().lost, 8U);
-    EXPECT_EQ(Read(Written(), 4096).packets.size(), 6U + 100U + 8U);
+    Arrive(Encode({900050, 960, 1000001, "\x08x"}), 1001);
+    EXPECT_EQ(recorder.Report().late, 0U) << "sent later than all after it: another stream again";
+    Arrive(Encode({900040, 960, 1000002, "\x08x"}), 1001);
+    EXPECT_EQ(recorder.Report().late, 1U);
+    EXPECT_EQ(Read(Written(), 4096).packets.size(), 6U + 100U + 8U + 1U);
 }
 
 }  // namespace

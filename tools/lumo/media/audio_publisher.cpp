@@ -31,7 +31,9 @@ CAudioPublisher::State CAudioPublisher::Fetch() {
         case COggOpusReader::Result::NeedMore:
             return State::NeedMore;
         case COggOpusReader::Result::End:
-            return State::End;
+            if (m_bFound) return State::End;  // beginning again would find as little
+            m_strProblem = "there is no sound in it";
+            return State::Failed;
         case COggOpusReader::Result::Broken:
             m_strProblem = m_reader->Problem();
             return State::Failed;
@@ -44,6 +46,7 @@ CAudioPublisher::State CAudioPublisher::Fetch() {
                        ": encode with a lower bit rate or shorter packets";
     else if (m_strHead.size() > kMaxAudioPacket || OpusSamples(m_strPacket.data(), m_strPacket.size()) == 0)
         m_strProblem = "a packet is not Opus";
+    m_bFound = true;
     return m_strProblem.empty() ? State::Ready : State::Failed;
 }
 

@@ -22,7 +22,10 @@ public:
     void Feed(const char* data, size_t length) { m_reader->Feed(data, length); }
     void Finish() { m_reader->Finish(); }
     /// The same stream comes once more from its beginning; sequence and position go on.
-    void Rewind() { m_reader.emplace(); }
+    void Rewind() {
+        m_reader.emplace();
+        m_bFound = false;
+    }
     /// Looks for the next packet.
     State Fetch();
     /// When the packet that is ready shall leave, in ms since the first.
@@ -43,6 +46,7 @@ private:
 
     const Out m_out;
     std::optional<COggOpusReader> m_reader;
+    bool m_bFound = false;    // a packet since the beginning
     std::string m_strPacket;  // ready to leave; empty: none
     std::string m_strHead;
     std::string m_strTags;

@@ -15,6 +15,8 @@ bool CAudioRecorder::OnFrame(const char* data, size_t length, uint64_t nowUs) {
     } else if (OpusSamples(frame.body.data(), frame.body.size()) == 0) {
         return false;
     } else {
+        if (IsAnew(frame)) BeginAnew(frame.sequence);
+        m_ullNewestUs = std::max(m_ullNewestUs, frame.sentUs);
         Measure(frame, nowUs);
         OnPacket(std::move(frame), nowUs);
     }
@@ -22,7 +24,7 @@ bool CAudioRecorder::OnFrame(const char* data, size_t length, uint64_t nowUs) {
 }
 
 void CAudioRecorder::OnControl(const AudioFrame& frame) {
-    if (frame.body.compare(0, 8, "OpusHead") == 0)
+    if (frame.body.size() >= kShortestHead && frame.body.compare(0, 8, "OpusHead") == 0)
         m_strHead = frame.body;
     else if (frame.body.compare(0, 8, "OpusTags") == 0)
         m_strTags = frame.body;
@@ -42,14 +44,26 @@ void CAudioRecorder::Measure(const AudioFrame& frame, uint64_t nowUs) {
     m_delays.Add(frame.sentUs, nowUs);
 }
 
+// Far from the others, or in front of them though it was sent after them.
+bool CAudioRecorder::IsAnew(const AudioFrame& frame) const {
+    if (!m_next) return false;
+    const auto ahead = static_cast<int32_t>(frame.sequence - *m_next);
+    if (std::abs(static_cast<int64_t>(ahead)) > kMostJump) return true;
+    return ahead < 0 && frame.sentUs > m_ullNewestUs + kSentLaterUs;
+}
+
+void CAudioRecorder::BeginAnew(uint32_t sequence) {
+    while (!m_held.empty()) SkipToHeld();
+    m_next = sequence;
+    m_strLast.clear();  // nothing between the two is lost
+    m_transit.reset();
+    m_ullNewestUs = 0;
+}
+
 void CAudioRecorder::OnPacket(AudioFrame&& frame, uint64_t nowUs) {
     if (!m_next) m_next = frame.sequence;
     const auto ahead = static_cast<int32_t>(frame.sequence - *m_next);
-    if (std::abs(static_cast<int64_t>(ahead)) > kMostJump) {
-        while (!m_held.empty()) SkipToHeld();
-        m_next = frame.sequence;
-        m_strLast.clear();  // nothing between the two is lost
-    } else if (ahead < 0 || m_held.count(frame.sequence) != 0) {
+    if (ahead < 0 || m_held.count(frame.sequence) != 0) {
         ++m_report.late;
         return;
     }
@@ -57,7 +71,8 @@ void CAudioRecorder::OnPacket(AudioFrame&& frame, uint64_t nowUs) {
     m_report.bytes += frame.body.size();
     m_held[frame.sequence] = {std::move(frame.body), frame.granule, nowUs};
     TakeReady();
-    while (m_held.size() > kMaxHeld) SkipToHeld();
+    const bool headless = m_pWriter && !m_pWriter->Begun();
+    while (m_held.size() > (headless ? kMaxHeadless : kMaxHeld)) SkipToHeld();
 }
 
 // Before the heads are there nothing can be written: what waits then is bounded, and begins the file.

@@ -43,6 +43,9 @@ public:
 
 private:
     static constexpr uint32_t kMostJump = 3000;          // a minute; more is a publisher that began anew
+    static constexpr uint64_t kSentLaterUs = 1000000;    // than everything before: no network brings it so
+    static constexpr size_t kMaxHeadless = 256;          // packets that wait for the heads, which come every 2 s
+    static constexpr size_t kShortestHead = 19;          // of an Ogg Opus stream
     static constexpr uint64_t kMostFilled = 10 * 48000;  // samples
 
     struct Held {
@@ -51,6 +54,9 @@ private:
         uint64_t sinceUs;
     };
     void OnControl(const AudioFrame& frame);
+    /// Whether it is of another publisher, or of one that was started again.
+    bool IsAnew(const AudioFrame& frame) const;
+    void BeginAnew(uint32_t sequence);
     void OnPacket(AudioFrame&& frame, uint64_t nowUs);
     void Measure(const AudioFrame& frame, uint64_t nowUs);
     void TakeReady();
@@ -66,6 +72,7 @@ private:
     std::string m_strLast;            // the packet written last
     uint64_t m_ullPosition = 0;       // of its end, as published
     uint64_t m_ullWritten = 0;        // of its end, in the file
+    uint64_t m_ullNewestUs = 0;       // when the packet that was sent last was sent
     std::optional<int64_t> m_transit;
     double m_dJitterUs = 0;
     CDelays m_delays;
