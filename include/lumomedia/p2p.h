@@ -73,12 +73,11 @@ struct P2PPeer {
 /// False for a user whose addresses have not come, or without a peer-to-peer manager. Any thread.
 LUMO_API bool GetP2PPeer(unsigned long ulUserID, P2PPeer& peer);
 
-/// How the audio and video receivers of peers made from now on subscribe; those that are there keep their way. False,
-/// as at first: they only wait for the peer's acknowledgement, and their `ulUserID` is without meaning. Between two
-/// hosts nothing comes of that by itself. True: `ulUserID` names the publishing peer; the receiver asks the
-/// peer-to-peer manager for a path and, once there is one, sends the peer's local MCU a connect request with
-/// OnP2PNotifyGetUserID() on each poll until it is acknowledged. Its connect time-out rests while the manager
-/// negotiates. Any thread.
+/// How the audio, video and (over UDP) desktop receivers of peers made from now on subscribe; those that are there keep
+/// their way. False, as at first: they only wait for the peer's acknowledgement. Between two hosts nothing comes of
+/// that by itself. True: `ulUserID` names the publishing peer; the receiver asks the peer-to-peer manager for a path
+/// and, once there is one, sends the peer's local MCU a connect request on each poll until it is acknowledged (audio
+/// and video with OnP2PNotifyGetUserID()). Its connect time-out rests while the manager negotiates. Any thread.
 LUMO_API void SetP2PSubscribe(bool bSubscribe);
 
 /// A connection to a signalling service, which carries command packets between users.

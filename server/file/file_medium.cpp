@@ -33,10 +33,10 @@ public:
         return std::make_unique<CFileLeg>(stream, far, tcp, news);
     }
     bool ConnectSink(const CSinkRequest& request) override {
-        return Mcu().ConnectFileSink(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
+        return Mcu().ConnectSink(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
     }
     uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
-        return Mcu().AcceptFileSink(session, request.channelID);
+        return Mcu().AcceptSink(session, request.channelID);
     }
 
 private:

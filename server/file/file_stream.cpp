@@ -1,8 +1,8 @@
 #include "server/file/file_stream.h"
 
 #include "file/file_channel_state.h"
-#include "file/file_receiver.h"
-#include "file/file_sink.h"
+#include "link/share_receiver.h"
+#include "link/share_sink.h"
 #include "server/listener.h"
 
 CFileStream::CFileStream(uint32_t channelID, const CServerLimits& limits)
@@ -14,15 +14,15 @@ void CFileStream::SendToSinks(const void* data, int length) { CFileChannelState:
 
 bool CFileStream::SendToLeg(const void* data, int length) {
     bool sent = false;
-    CFileChannelState::Of(*this).hub.WithReceiver([&](CFileReceiver& receiver) {
+    CFileChannelState::Of(*this).hub.WithReceiver([&](CShareReceiver& receiver) {
         sent = receiver.GetBufferedBytes() + static_cast<uint64_t>(length) <= Limits().upstreamQueueBytes;
-        if (sent) receiver.OnFileChannelData(data, length);
+        if (sent) receiver.OnChannelData(data, length);
     });
     return sent;
 }
 
 void CFileStream::ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) {
-    CFileChannelState::Of(*this).hub.ForEachSinkWhile([&](CFileSink& sink) {
+    CFileChannelState::Of(*this).hub.ForEachSinkWhile([&](CShareSink& sink) {
         use(context, DescribeListener(sink));
         return true;
     });

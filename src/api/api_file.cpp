@@ -14,8 +14,7 @@ IFileSender* CreateFileSenderUDP(IFileSenderNotify& notify, unsigned long ulFile
     const CMcuAddress mcu = Mcu(ulMCUIP0, ulMCUIP1, ulMCUIP2, usMCUPort);
     auto* made =
         Make([&] { return CLocalMCUFile::CreateFileSenderUDP(notify, static_cast<uint32_t>(ulFileChannelID)); });
-    return Connected(
-        made, [&](CFileSenderUDP& sender) { return sender.Connect(mcu.ips[0], mcu.ips[1], mcu.ips[2], mcu.port); });
+    return Connected(made, [&](CFileSenderUDP& sender) { return sender.Connect(mcu); });
 }
 
 IFileSender* CreateFileSenderTCP(IFileSenderNotify& notify, unsigned long ulFileChannelID, unsigned long ulMCUIP0,
@@ -34,8 +33,7 @@ IFileSender* CreateFileSenderTCP(IFileSenderNotify& notify, unsigned long ulFile
     auto* pFileSenderTCP = dynamic_cast<CFileSenderTCP*>(pFileSender);
     LUMO_LOG_LINE("pFileSenderTCP is %s", pFileSenderTCP ? "not null" : "null");
     return Connected(pFileSenderTCP, [&](CFileSenderTCP& sender) {
-        return sender.Connect(mcu.ips[0], mcu.ips[1], mcu.ips[2], mcu.port,
-                              Proxy(nProxyType, pszProxyHost, usProxyPort, pszProxyUser, pszProxyPassword));
+        return sender.Connect(mcu, Proxy(nProxyType, pszProxyHost, usProxyPort, pszProxyUser, pszProxyPassword));
     });
 }
 

@@ -4,6 +4,7 @@
 
 const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Audio,
                                                          .connectCode = wire::UDP_AUDIO_SINK_CONNECT,
+                                                         .connectNamesPort = true,
                                                          .connectNamesUser = true,
                                                          .keepAliveCode = wire::UDP_AUDIO_SINK_START,
                                                          .stopCode = wire::UDP_AUDIO_SINK_STOP,

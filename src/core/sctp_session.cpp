@@ -19,7 +19,7 @@ bool CSCTPSession::OpenSession() {
 void CSCTPSession::CloseSession() {
     {
         CAutoLock lock(&m_csPending);
-        m_nUncut.fetch_sub(static_cast<uint32_t>(m_pending.size()));
+        for (const auto& frame : m_pending) CountDone(frame->GetLen());
         m_pending.clear();
     }
     {
@@ -39,12 +39,14 @@ bool CSCTPSession::SendFrame(char* frame, int length) {
 bool CSCTPSession::SendBuffer(CDataBuffer* frame) {
     std::unique_ptr<CDataBuffer> owned(frame);
     if (!frame || frame->GetLen() < 1 || frame->GetLen() > session::kMaxFrameLen) return false;
+    const auto length = static_cast<uint64_t>(frame->GetLen());
     CAutoLock lock(&m_csPending);
     try {
         m_pending.push_back(std::move(owned));
     } catch (const std::bad_alloc&) {
         return false;
     }
+    m_nUncutBytes.fetch_add(length, std::memory_order_relaxed);
     m_nUncut.fetch_add(1);
     m_nFramesSent.Add();
     return true;
@@ -115,7 +117,13 @@ bool CSCTPSession::StartCutting() {
 }
 
 void CSCTPSession::FinishCutting() {
+    const int length = m_pCutting->GetLen();
     m_pCutting.reset();
+    CountDone(length);
+}
+
+void CSCTPSession::CountDone(int length) {
+    m_nUncutBytes.fetch_sub(static_cast<uint64_t>(length), std::memory_order_relaxed);
     m_nUncut.fetch_sub(1);
 }
 

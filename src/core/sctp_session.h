@@ -35,6 +35,8 @@ public:
     bool IsSendIdle();
     /// Whether something waits to enter the window.
     bool HasUncut() const { return m_nUncut.load() != 0; }
+    /// Bytes of the frames that are not wholly in the window yet.
+    uint64_t GetPendingBytes() const { return m_nUncutBytes.load(std::memory_order_relaxed); }
     /// Whether a pass could admit a packet now (something waits and the window has room).
     bool CanAdmit();
     /// After an acknowledgement: whether another pass could send something, or the next frame can enter.
@@ -68,12 +70,14 @@ public:
 private:
     bool StartCutting() LUMO_REQUIRES(m_csWindow);
     void FinishCutting() LUMO_REQUIRES(m_csWindow);
+    void CountDone(int length);
 
     CCritSec m_csPending{kRankSessionPending};
     std::list<std::unique_ptr<CDataBuffer>> m_pending LUMO_GUARDED_BY(m_csPending);  // whole frames
     std::unique_ptr<CDataBuffer> m_pCutting LUMO_GUARDED_BY(m_csWindow);             // partly in the window
     int m_nCut LUMO_GUARDED_BY(m_csWindow) = 0;
-    std::atomic<uint32_t> m_nUncut{0};  // frames pending or being cut
+    std::atomic<uint32_t> m_nUncut{0};       // frames pending or being cut
+    std::atomic<uint64_t> m_nUncutBytes{0};  // theirs
 
     std::atomic<uint32_t> m_ulResendTime{session::kFirstResendTimeout};
     std::atomic<int> m_nPayloadLen{static_cast<int>(session::kPayloadLen)};

@@ -2,20 +2,9 @@
 #include "file/file_receiver.h"
 #include "file/file_sink.h"
 #include "file/local_mcu_file.h"
-#include "lumomedia/file.h"
-
-void CFileChannelState::SendToSinks(const void* data, int length) {
-    if (length > limits::kMaxFrameLen) return;
-    hub.FanOut([&](CFileSink& sink) { sink.OnFileChannelData(data, length); });
-}
-
-bool CFileChannelState::SendToReceiver(const void* data, int length) {
-    if (length > limits::kMaxFrameLen) return false;
-    return hub.WithReceiver([&](CFileReceiver& receiver) { receiver.OnFileChannelData(data, length); });
-}
 
 CFileChannel::CFileChannel(unsigned long ulFileChannelID)
-    : m_pState(new CFileChannelState(static_cast<uint32_t>(ulFileChannelID))) {}
+    : m_pState(new CFileChannelState(static_cast<uint32_t>(ulFileChannelID), *this)) {}
 
 CFileChannel::~CFileChannel() {
     if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetFileChannel(this);
@@ -52,13 +41,7 @@ unsigned long CFileChannel::GetFileSinkCount() { return m_pState->hub.SinkCount(
 
 bool CFileChannel::IsDirty() { return m_pState->hub.IsDirty(); }
 
-unsigned long CFileChannel::GetBufferingFrameCount() {
-    CLeastBuffered least;
-    bool waiting = true;
-    m_pState->hub.ForEachSinkWhile([&](CFileSink& sink) { return waiting = least.Ask(sink.GetBufferingFrameCount()); });
-    if (waiting) m_pState->hub.WithReceiver([&](CFileReceiver& r) { least.Ask(r.GetBufferingFrameCount()); });
-    return least.Result();
-}
+unsigned long CFileChannel::GetBufferingFrameCount() { return m_pState->LeastBuffered(true); }
 
 void CFileChannel::AttachFileReceiver(CFileReceiver* pFileReceiver) { m_pState->hub.AttachReceiver(pFileReceiver); }
 

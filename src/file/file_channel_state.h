@@ -1,23 +1,18 @@
 // The inside of a file channel, for the file classes and the relay server.
 #pragma once
 
-#include "link/channel_hub.h"
+#include "link/callback.h"
+#include "link/share_channel.h"
 #include "lumomedia/file.h"
 
-#include <cstdint>
-
-class CFileSink;
-class CFileReceiver;
-
-struct CFileChannelState {
-    explicit CFileChannelState(uint32_t channelID) : hub(channelID) {}
+struct CFileChannelState final : CShareChannel {
+    CFileChannelState(uint32_t channelID, CFileChannel& channel) : CShareChannel(channelID), owner(channel) {}
 
     static CFileChannelState& Of(CFileChannel& channel) { return *channel.m_pState; }
 
-    /// One frame down to every subscriber.
-    void SendToSinks(const void* data, int length);
-    /// One frame up to the channel that the attached receiver subscribes to; false when there is no receiver.
-    bool SendToReceiver(const void* data, int length);
+    void DeliverUpstream(const void* data, int length) override {
+        CallApplication([&] { owner.OnFileSinkData(data, length); });
+    }
 
-    CChannelHub<CFileSink, CFileReceiver> hub;
+    CFileChannel& owner;
 };

@@ -1,21 +1,16 @@
-// Subscribes to a file channel at a peer's local MCU over UDP, once the peers have found each other.
+// Subscribes to a file channel at a peer's local MCU over UDP.
 #pragma once
 
-#include "file/file_receiver_datagrams.h"
-#include "p2p/peer_subscription.h"
+#include "file/file_receiver.h"
+#include "p2p/share_receiver_p2p.h"
 
-class CFileReceiverP2P : public CFileReceiverDatagrams {
+class CFileReceiverP2P : public CShareReceiverP2P<CFileReceiver> {
 public:
-    CFileReceiverP2P(IFileReceiverNotify& notify, CFileChannel& channel);
+    using CShareReceiverP2P::CShareReceiverP2P;
 
-    /// Begins to look for the path; false when the session could not be opened.
-    virtual bool Connect(uint32_t userID);
-    virtual void SendConnect(uint32_t ip, uint16_t port) { m_subscription.SendConnect(GetFileChannelID(), ip, port); }
+    bool Connect(uint32_t userID);
+    void OnChannelData(const void* data, int length) override;
 
 protected:
-    bool IsSilent() override { return m_subscription.IsSilent(GetFileChannelID()); }
-    void LogConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) override;
-
-private:
-    CPeerSubscription m_subscription;
+    void OnAcknowledged(uint32_t sinkID, uint32_t ip, uint16_t port) override;
 };

@@ -2,8 +2,6 @@
 
 #include "platform/lumobase/app_log.h"
 
-using wire::CDatagram;
-
 namespace {
 
 /// A pointer as the log shows it.
@@ -18,41 +16,33 @@ void LogDial(const char* why, const void* client, const CPeerPath::TcpWay& way) 
 
 }  // namespace
 
-CFileReceiverP2PTCP::CFileReceiverP2PTCP(IFileReceiverNotify& notify, CFileChannel& channel)
-    : CFileReceiverStream(notify, channel) {
+CFileReceiverP2PTCP::CFileReceiverP2PTCP(IFileReceiverNotify& notify, CShareChannel& channel)
+    : CShareReceiverP2PTCP(notify, channel) {
     LUMO_LOG_LINE("CFileReceiverP2PTCP::CFileReceiverP2PTCP.Notify memory : %u", Shown(&notify));
 }
 
 void CFileReceiverP2PTCP::Connect(uint32_t userID) {
     LUMO_LOG_LINE("CFileReceiverP2PTCP::Connect(UserID : %u)", userID);
-    m_path.SetUser(userID);
-    m_path.StartTcp();
+    CShareReceiverP2PTCP::Connect(userID);
 }
 
 bool CFileReceiverP2PTCP::IsDisconnected() {
     LUMO_LOG_LINE("CFileReceiverP2PTCP::IsDisconnected(void)");
-    const TcpPoll poll = m_link.Poll();
-    return poll == TcpPoll::NoClient ? !Dial() : poll == TcpPoll::Lost;
+    return CShareReceiverP2PTCP::IsDisconnected();
 }
 
-// False when there is no way, or no client was made.
-bool CFileReceiverP2PTCP::Dial() {
-    const CPeerPath::TcpWay way = m_path.GetTcp();
-    if (way.tcp == CPeerPath::Tcp::Unknown) return true;
-    if (way.tcp == CPeerPath::Tcp::Closed) {
+void CFileReceiverP2PTCP::OnWay(const CPeerPath::TcpWay& way) {
+    if (way.tcp == CPeerPath::Tcp::Closed)
         LUMO_LOG_LINE("return true;");
-        return false;
-    }
-    const bool made = way.reachable && m_link.Dial(this, way.ip, way.port, {});
-    LogDial(way.tcp == CPeerPath::Tcp::SameNat ? "pMTP2PIP->m_ulNATIP == P2PItem.ulNATIP"
-                                               : "pMTP2PIP->m_bUpnp || pMTP2PIP->m_ulNATIP == pMTP2PIP->m_ulLocalIP",
-            m_link.Client(), way);
-    return made;
+    else if (way.tcp == CPeerPath::Tcp::SameNat)
+        LogDial("pMTP2PIP->m_ulNATIP == P2PItem.ulNATIP", m_link.Client(), way);
+    else
+        LogDial("pMTP2PIP->m_bUpnp || pMTP2PIP->m_ulNATIP == pMTP2PIP->m_ulLocalIP", m_link.Client(), way);
 }
 
-void CFileReceiverP2PTCP::OnTcpClientNotifyConnected() {
-    m_link.Settle();
-    m_link.SendValidation(ValidationMessage(wire::TcpType::FileReceiver, CDatagram().U32(GetFileChannelID())));
+bool CFileReceiverP2PTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) {
+    LUMO_LOG_LINE("tcp-mcu. recv file data. nLen = %d", length);
+    return CShareReceiverP2PTCP::OnTcpClientNotifyReceivedFrame(data, length);
 }
 
 bool CFileReceiverP2PTCP::OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) {

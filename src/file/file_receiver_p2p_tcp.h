@@ -1,24 +1,21 @@
-// Subscribes to a file channel at a peer's local MCU over TCP, once the peer's addresses are known.
+// Subscribes to a file channel at a peer's local MCU over TCP.
 #pragma once
 
-#include "file/file_receiver_stream.h"
-#include "p2p/peer_path.h"
+#include "file/file_receiver.h"
+#include "p2p/share_receiver_p2p_tcp.h"
 
-class CFileReceiverP2PTCP : public CFileReceiverStream {
+class CFileReceiverP2PTCP : public CShareReceiverP2PTCP<CFileReceiver> {
 public:
-    CFileReceiverP2PTCP(IFileReceiverNotify& notify, CFileChannel& channel);
+    CFileReceiverP2PTCP(IFileReceiverNotify& notify, CShareChannel& channel);
 
-    /// Asks for the peer's addresses.
     void Connect(uint32_t userID);
-    /// Dials as soon as they are known. True also when no connection can get in.
     bool IsDisconnected() override;
-
-    void OnTcpClientNotifyConnected() override;
     bool OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) override;
+    bool OnTcpClientNotifyReceivedFrame(const char* data, int length) override;
+
+protected:
+    void OnWay(const CPeerPath::TcpWay& way) override;
 
 private:
-    bool Dial();
     bool CheckAnswer(unsigned long type, const char* data, int length);
-
-    CPeerPath m_path;
 };

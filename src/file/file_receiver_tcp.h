@@ -1,21 +1,15 @@
 // Subscribes to a file channel at a server over TCP.
 #pragma once
 
-#include "file/file_receiver_stream.h"
-#include "link/mcu_address.h"
+#include "file/file_receiver.h"
+#include "link/share_receiver_tcp.h"
 
-class CFileReceiverTCP : public CFileReceiverStream {
+class CFileReceiverTCP : public CShareReceiverTCP<CFileReceiver> {
 public:
-    CFileReceiverTCP(IFileReceiverNotify& notify, CFileChannel& channel);
+    using CShareReceiverTCP::CShareReceiverTCP;
 
-    void OnFileChannelData(const void* data, int length) override;
-    /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
-    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy);
-
+    void OnChannelData(const void* data, int length) override;
     void OnTcpClientNotifyConnected() override;
     bool OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) override;
-
-private:
-    CMcuAddress m_peerMcu;  // both set before the dial
-    CMcuAddress m_localMcu;
+    bool OnTcpClientNotifyReceivedFrame(const char* data, int length) override;
 };

@@ -3,19 +3,18 @@
 #include "platform/lumobase/app_log.h"
 #include "platform/lumonet/lumonet.h"
 
-CFileReceiverUDP::CFileReceiverUDP(IFileReceiverNotify& notify, CFileChannel& channel)
-    : CFileReceiverDatagrams(notify, channel, m_subscription, "CFileReceiverUDP"),
-      m_subscription(kProfile, CFileReceiver::GetFileReceiverID()) {}
-
 bool CFileReceiverUDP::Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly) {
-    m_subscription.SetMcus(peer, local, peerMCUOnly);
-    if (!IsSessionOpen()) return false;
-    SendConnect();
-    m_subscription.Touch();
+    if (!CShareReceiverUDP::Connect(peer, local, peerMCUOnly)) return false;
+    m_link.Touch();
     return true;
 }
 
-void CFileReceiverUDP::LogConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) {
+void CFileReceiverUDP::OnAcknowledged(uint32_t sinkID, uint32_t ip, uint16_t port) {
     LUMO_LOG_LINE("CFileReceiverUDP::OnReceivedConnectACK. ulFileSinkID : %u, Ip : %s, Port : %d", sinkID,
                   GetIpAddr(ip).c_str(), port);
+}
+
+void CFileReceiverUDP::OnChannelData(const void* data, int length) {
+    LUMO_LOG_LINE("CFileReceiverUDP::OnFileChannelData(nLen : %d)", length);
+    CShareReceiverUDP::OnChannelData(data, length);
 }

@@ -1,21 +1,16 @@
 // Subscribes to a file channel at a server over UDP.
 #pragma once
 
-#include "file/file_receiver_datagrams.h"
-#include "link/udp_subscription.h"
+#include "file/file_receiver.h"
+#include "link/share_receiver_udp.h"
 
-class CFileReceiverUDP : public CFileReceiverDatagrams {
+class CFileReceiverUDP : public CShareReceiverUDP<CFileReceiver> {
 public:
-    CFileReceiverUDP(IFileReceiverNotify& notify, CFileChannel& channel);
+    using CShareReceiverUDP::CShareReceiverUDP;
 
-    /// Sends the connect request; false when the session could not be opened.
-    virtual bool Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly);
-    virtual void SendConnect() { m_subscription.SendConnect(GetFileChannelID()); }
+    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly);
+    void OnChannelData(const void* data, int length) override;
 
 protected:
-    bool IsSilent() override { return m_subscription.IsSilent(GetFileChannelID()); }
-    void LogConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) override;
-
-private:
-    CUdpSubscription m_subscription;
+    void OnAcknowledged(uint32_t sinkID, uint32_t ip, uint16_t port) override;
 };

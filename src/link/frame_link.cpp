@@ -35,14 +35,29 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
     const bool takes = length <= limits::kMaxFrameLen && HasRoom(length);
     std::unique_ptr<CDataBuffer> buffer(takes ? new (std::nothrow) CDataBuffer : nullptr);
     if (!buffer || !buffer->StoreData(static_cast<const char*>(data), length)) {
-        m_nFramesDropped.fetch_add(1, std::memory_order_relaxed);
-        LinkRegistry().CountDropped(1);
+        CountDropped();
         return false;
     }
     SetDataBuffer(buffer.release());
     MarkBusy();
     Pump();
     return true;
+}
+
+bool CFrameLink::SendAtOnce(const void* data, int length) {
+    const bool takes = GetPendingBytes() <= QueueLimit();
+    if (!takes || !SendFrame(static_cast<char*>(const_cast<void*>(data)), length)) {
+        CountDropped();
+        return false;
+    }
+    MarkBusy();
+    Pump();
+    return true;
+}
+
+void CFrameLink::CountDropped() {
+    m_nFramesDropped.fetch_add(1, std::memory_order_relaxed);
+    LinkRegistry().CountDropped(1);
 }
 
 bool CFrameLink::HasRoom(int length) {
@@ -79,7 +94,7 @@ bool CFrameLink::RunPump() {
         return sent;
     }
     MarkIdle();
-    if (GetCount() > 0) {  // queued in between
+    if (GetCount() > 0 || !IsSendIdle()) {  // queued or sent in between
         MarkBusy();
         m_bPumpAgain.store(true, std::memory_order_seq_cst);
     }

@@ -27,6 +27,9 @@ public:
 
     /// Queues a copy of a frame and lets it go at once when the link is idle. False when it was dropped.
     bool QueueFrame(const void* data, int length);
+    /// A copy of a frame goes into the session at once, behind whatever is still under way. False when it was dropped.
+    /// A link sends its frames either so or through the queue.
+    bool SendAtOnce(const void* data, int length);
     /// The worker's turn: one atomic load when there is nothing to do. True when a packet was sent.
     bool Pump();
     /// One received session packet, its bytes writable; then refills the window.
@@ -56,6 +59,7 @@ protected:
 private:
     uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
     bool HasRoom(int length);
+    void CountDropped();
     bool RunPump() LUMO_REQUIRES(m_csPump);
     bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
     void MarkBusy();

@@ -19,6 +19,8 @@ CLocalMCUAudio* GetLocalMCUAudio() { return Instances().pAudio.load(std::memory_
 
 CLocalMCUVideo* GetLocalMCUVideo() { return Instances().pVideo.load(std::memory_order_acquire); }
 
+CLocalMCUDesktop* GetLocalMCUDesktop() { return Instances().pDesktop.load(std::memory_order_acquire); }
+
 CLocalMCUFile* GetLocalMCUFile() { return Instances().pFile.load(std::memory_order_acquire); }
 
 CMTP2P* GetP2PMgr() { return Instances().pP2P.load(std::memory_order_acquire); }

@@ -31,6 +31,7 @@ void UseInstances(CInstances* instances);
 CLocalMCUManager* GetLocalMcuMgr();
 CLocalMCUAudio* GetLocalMCUAudio();
 CLocalMCUVideo* GetLocalMCUVideo();
+CLocalMCUDesktop* GetLocalMCUDesktop();
 CLocalMCUFile* GetLocalMCUFile();
 CMTP2P* GetP2PMgr();
 IServerHooks* GetServerHooks();

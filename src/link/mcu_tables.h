@@ -19,13 +19,15 @@ class CMcuTables {
 public:
     /// Unregisters the channel, then ends its sinks. Waits for sinks' callbacks: hold no lock that one takes.
     void RemoveChannel(uint32_t channelID) {
-        {
-            CAutoLock gate(&m_csConnectGate);
-            channels.Take(channelID);
-        }
+        TakeChannel(channelID);
         sinks.SweepChannel(channelID, EndSink);
     }
-    /// The same for this very channel. Where another has taken its ID only its own sinks end.
+    /// Unregisters the channel only.
+    void TakeChannel(uint32_t channelID) {
+        CAutoLock gate(&m_csConnectGate);
+        channels.Take(channelID);
+    }
+    /// As RemoveChannel for this very channel. Where another has taken its ID only its own sinks end.
     void ForgetChannel(uint32_t channelID, const TChannel* channel) {
         TChannel* found = nullptr;
         {
@@ -82,16 +84,17 @@ public:
     /// Before anything is served.
     void SetMaxSinks(size_t count) { m_nMaxSinks = count; }
 
-    /// Lets every reliable link send; true when one did.
-    bool Pump() {
+    /// Lets every reliable link send, the sinks' first; true when one did.
+    bool Pump(bool sendersBeforeReceivers = false) {
         bool sent = false;
         const auto pump = [&](auto& endpoint) {
             CFrameLink* link = endpoint.GetFrameLink();
             if (link && link->Pump()) sent = true;
         };
         sinks.ForEach(pump);
+        if (sendersBeforeReceivers) senders.ForEach(pump);
         receivers.ForEach(pump);
-        senders.ForEach(pump);
+        if (!sendersBeforeReceivers) senders.ForEach(pump);
         return sent;
     }
 

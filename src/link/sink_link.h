@@ -13,7 +13,8 @@
 struct CSinkLinkProfile {
     wire::Kind kind;
     uint8_t connectCode;
-    bool connectNamesUser;  ///< the request carries the user ID, and the long form the relay's port
+    bool connectNamesPort;  ///< the long form carries the port of the publisher's server
+    bool connectNamesUser;  ///< the request carries the user ID
     uint8_t keepAliveCode;  ///< where subscribers start and stop the stream: start
     uint8_t stopCode;       ///< the keep-alive of one that has stopped it; elsewhere the same as the other
     int keepAliveRepeats;   ///< how often each is sent

@@ -75,6 +75,7 @@ void CLocalMCUManager::ReleaseConnections() {
 void CLocalMCUManager::ReleaseMedia() {
     m_localMCUAudio.ReleaseConnections();
     m_localMCUVideo.ReleaseConnections();
+    m_localMCUDesktop.ReleaseConnections();
     m_localMCUFile.ReleaseConnections();
 }
 
@@ -112,6 +113,8 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
         m_localMCUAudio.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::Video)
         m_localMCUVideo.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
+    else if (static_cast<Kind>(kind) == Kind::Desktop)
+        m_localMCUDesktop.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::File)
         m_localMCUFile.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else
@@ -134,6 +137,8 @@ bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned 
     IServerHooks* hooks = GetServerHooks();
     if (hooks && !hooks->MayServeTcp(session, service, data, length)) return false;
     bool kept = false;
+    if (service == static_cast<uint32_t>(wire::TcpType::DesktopReceiver))
+        kept = m_localMCUDesktop.OnTcpServerNotifyValidate(session, type, data, length);
     if (service == static_cast<uint32_t>(wire::TcpType::FileReceiver))
         kept = m_localMCUFile.OnTcpServerNotifyValidate(session, type, data, length);
     return kept || (hooks && hooks->OnTcpValidate(session, service, data, length));
@@ -146,17 +151,22 @@ bool CLocalMCUManager::RunTurn() {
         RunSecond();
         m_ulLastSecond = now;
     }
-    bool sent = false;
-    if (CWorkSignal::Get().AnyBusy()) {
-        sent = m_localMCUVideo.ProcessSend();
-        sent = m_localMCUFile.ProcessSend() || sent;
-    }
+    const bool sent = CWorkSignal::Get().AnyBusy() && Pump();
     return OnTurn() || sent;
+}
+
+// Video, whiteboard, desktop, file: every one of them, every turn.
+bool CLocalMCUManager::Pump() {
+    bool sent = m_localMCUVideo.ProcessSend();
+    sent = m_localMCUDesktop.ProcessSend() || sent;
+    sent = m_localMCUFile.ProcessSend() || sent;
+    return sent;
 }
 
 void CLocalMCUManager::RunSecond() {
     m_localMCUAudio.OnTimer();
     m_localMCUVideo.OnTimer();
+    m_localMCUDesktop.OnTimer();
     m_localMCUFile.OnTimer();
     if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();
     if (CMTP2P* p2p = GetP2PMgr()) p2p->SendSTUNRequest();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "audio/local_mcu_audio.h"
+#include "desktop/local_mcu_desktop.h"
 #include "file/local_mcu_file.h"
 #include "lumomedia/local_mcu.h"
 #include "platform/lumobase/thread.h"
@@ -55,12 +56,14 @@ protected:
 private:
     bool TryTurn();
     void RunSecond();
+    bool Pump();
     void ReleaseMedia();
     void CloseListener();
     void CloseEndpoint();
 
     std::atomic<bool> m_bStop{false};
     uint32_t m_ulLastSecond;  // worker thread
+    CLocalMCUDesktop m_localMCUDesktop;
     CLocalMCUFile m_localMCUFile;
     CLocalMCUAudio m_localMCUAudio;
     CLocalMCUVideo m_localMCUVideo;

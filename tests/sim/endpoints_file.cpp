@@ -1,7 +1,7 @@
 // The file medium's rows of the scenario list, towards servers.
 #include "sim/endpoints_file.h"
 
-#include "file/file_sink.h"
+#include "file/local_mcu_file.h"
 
 using session_wire::ReadU32;
 using namespace file_endpoints;
@@ -19,7 +19,7 @@ public:
     void Accept() override {}
     bool IsDisconnected() override {
         bool gone = true;
-        GetLocalMCUFile()->Tables().sinks.With(m_ulSinkID, [&](CFileSink& sink) { gone = sink.IsDisconnected(); });
+        GetLocalMCUFile()->Tables().sinks.With(m_ulSinkID, [&](CShareSink& sink) { gone = sink.IsDisconnected(); });
         return gone;
     }
     void Release() override { m_host.Deliver(Hex("063f") + U32(m_ulSinkID)); }
@@ -87,7 +87,7 @@ public:
     void Accept() override {}
     bool IsDisconnected() override {
         bool gone = true;
-        GetLocalMCUFile()->Tables().sinks.ForEach([&](CFileSink& sink) { gone = sink.IsDisconnected(); });
+        GetLocalMCUFile()->Tables().sinks.ForEach([&](CShareSink& sink) { gone = sink.IsDisconnected(); });
         return gone;
     }
     void Arrive(const std::string& frame) override {

@@ -1,4 +1,6 @@
 // The file part of the local MCU: sinks that come and go, channels, factories, wire bytes.
+#include "file/local_mcu_file.h"
+#include "file/file_channel_state.h"
 #include "file/file_sink.h"
 #include "link/limits.h"
 #include "link/mcu_services.h"
@@ -85,16 +87,15 @@ TEST_F(LocalMcuFile, RemovingAChannelEndsItsSinksOnly) {
 class CWatchedSink : public CFileSink {
 public:
     using CFileSink::CFileSink;
-    uint32_t GetFileChannelID() override { return ++looks, CFileSink::GetFileChannelID(); }
     bool IsDisconnected() override { return ++looks, false; }
-    void OnFileChannelData(const void*, int) override {}
+    void OnChannelData(const void*, int) override {}
     uint32_t GetBufferingFrameCount() override { return 0; }
     int looks = 0;
 };
 
 TEST_F(LocalMcuFile, RemovingAChannelCostsOnlyItsOwnSinks) {
     CChannel other(78);
-    auto* sink = new CWatchedSink(channel);  // the table's own from here on
+    auto* sink = new CWatchedSink(CFileChannelState::Of(channel));  // the table's own from here on
     GetLocalMCUFile()->AddFileSink(sink->GetFileSinkID(), sink);
     sink->looks = 0;
     ConnectSink(6, 78);

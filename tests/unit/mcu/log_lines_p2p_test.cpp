@@ -94,7 +94,8 @@ TEST(P2PLogLines, OfTheReceiverOverUdp) {
     EXPECT_EQ(s.Of([&] { receiver->IsDisconnected(); }),
               (Lines{sentTo("10.0.0.2, Port : 7001"), sentTo("192.168.2.2, Port : 40000")}));
     const uint32_t id = s.LastID(2);
-    EXPECT_EQ(created, (Lines{"CLocalMCUFile::AddFileReceiver. FileReceiverID : " + std::to_string(id),
+    EXPECT_EQ(created, (Lines{"LocalMCUFile::CreateFileReceiverP2P. ulFileChannelID : 77",
+                              "CLocalMCUFile::AddFileReceiver. FileReceiverID : " + std::to_string(id),
                               "CFileReceiverP2P::Connect(UserID : 8)", "CMTP2P::ResetP2P(UserID : 8)"} +
                         Punch() + Lines{kStart}));
     EXPECT_EQ(
@@ -147,6 +148,8 @@ TEST(P2PLogLines, OfTheReceiverOverTcpAndItsWay) {
     for (const Row& row : rows) {
         CTcpReceiverScene s;
         EXPECT_EQ(s.created, (Lines{"CreateFileReceiverP2PTCP(FileChannelID : 77, UserID : 8)",
+                                    "CLocalMCUFile::CreateFileReceiverP2PTCP. ulFileChannelID : 77",
+                                    "CCFileReceiverP2PTCP. ulFileChannelID : 77",
                                     "CFileReceiverP2PTCP::CFileReceiverP2PTCP.Notify memory : " + s.Notify(),
                                     "CFileReceiverP2PTCP::Connect(UserID : 8)", "CMTP2P::FetchMTP2PIP(UserID : 8)"}));
         EXPECT_EQ(s.Poll(false), Lines{kPoll}) << "the addresses have not come";

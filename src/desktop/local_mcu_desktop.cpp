@@ -1,0 +1,42 @@
+#include "desktop/local_mcu_desktop.h"
+
+#include "desktop/desktop_receiver.h"
+#include "desktop/desktop_sink.h"
+
+CLocalMCUDesktop::CLocalMCUDesktop()
+    : CShareMcu(wire::kDesktopCodes, ShareSinkMakers<CDesktopSinkUDP, CDesktopSinkTCP>()) {
+    Instances().pDesktop.store(this, std::memory_order_release);
+}
+
+CLocalMCUDesktop::~CLocalMCUDesktop() { Instances().pDesktop.store(nullptr, std::memory_order_release); }
+
+void CLocalMCUDesktop::AddDesktopChannel(CDesktopChannel* channel) {
+    CDesktopChannelState& state = CDesktopChannelState::Of(*channel);
+    Tables().channels.Put(state.hub.ID(), &state);
+}
+
+void CLocalMCUDesktop::ForgetDesktopChannel(CDesktopChannel* channel) {
+    CDesktopChannelState& state = CDesktopChannelState::Of(*channel);
+    Tables().ForgetChannel(state.hub.ID(), &state);
+}
+
+void CLocalMCUDesktop::AddDesktopSink(uint32_t sinkID, CDesktopSink* sink) { PutSink(sinkID, sink); }
+
+void CLocalMCUDesktop::AddDesktopReceiver(CDesktopReceiver* receiver) {
+    Tables().receivers.Put(receiver->GetDesktopReceiverID(), receiver);
+}
+
+void CLocalMCUDesktop::ReleaseConnections() {
+    RemoveAllDesktopSinks();
+    Tables().channels.Sweep([](CShareChannel&) { return true; },
+                            [](CShareChannel* channel) {
+                                CDesktopChannel* owner = &static_cast<CDesktopChannelState*>(channel)->owner;
+                                owner->ReleaseConnections();
+                                delete owner;
+                            });
+}
+
+void CLocalMCUDesktop::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
+                                                      unsigned short port) {
+    Dispatch(data, length, static_cast<uint32_t>(ip), port, [](const wire::CommandRow&) {});
+}

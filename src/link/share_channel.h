@@ -1,0 +1,29 @@
+// The inside of a share's channel, for the classes of its medium and the relay server.
+#pragma once
+
+#include "link/channel_hub.h"
+
+#include <cstdint>
+
+class CShareSink;
+class CShareReceiver;
+
+/// A medium derives from it and adds the way to the application's own channel.
+class CShareChannel {
+public:
+    explicit CShareChannel(uint32_t channelID) : hub(channelID) {}
+    virtual ~CShareChannel() = default;
+    CShareChannel(const CShareChannel&) = delete;
+    CShareChannel& operator=(const CShareChannel&) = delete;
+
+    /// One frame down to every subscriber.
+    void SendToSinks(const void* data, int length);
+    /// One frame up to the channel that the attached receiver subscribes to.
+    void SendToReceiver(const void* data, int length);
+    /// The smallest number of frames waiting at a subscriber, with or without the attached receiver.
+    uint32_t LeastBuffered(bool withReceiver);
+    /// Upstream bytes of a subscriber to the channel's owner. Any thread.
+    virtual void DeliverUpstream(const void* data, int length) = 0;
+
+    CChannelHub<CShareSink, CShareReceiver> hub;
+};

@@ -1,0 +1,109 @@
+// The local MCU object of a share's medium: its tables, what each datagram does, TCP for peers.
+#pragma once
+
+#include "core/wire/share_codes.h"
+#include "link/mcu_create.h"
+#include "link/mcu_dispatch.h"
+#include "link/mcu_tables.h"
+#include "link/share_channel.h"
+#include "link/share_receiver.h"
+#include "link/share_sender_udp.h"
+#include "link/share_sink.h"
+
+#include <array>
+#include <memory>
+#include <type_traits>
+
+class ITcpSession;
+
+/// How a medium's sinks are made: wholly, but not yet in their channel.
+struct CShareSinkMakers {
+    std::unique_ptr<CShareSink> (*udp)(CShareChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID);
+    std::unique_ptr<CShareSink> (*tcp)(CShareChannel& channel, ITcpSession* session);
+};
+
+/// A sink whose session cannot be opened answers and times out. A TCP sink has answered the validation already.
+template <class TSinkUDP, class TSinkTCP>
+constexpr CShareSinkMakers ShareSinkMakers() {
+    return {[](CShareChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID) {
+                auto sink = std::make_unique<TSinkUDP>(channel, ip, port, receiverID);
+                sink->StartSession();
+                return std::unique_ptr<CShareSink>(std::move(sink));
+            },
+            [](CShareChannel& channel, ITcpSession* session) {
+                auto sink = std::make_unique<TSinkTCP>(channel, session);
+                sink->AnswerValidation();
+                return std::unique_ptr<CShareSink>(std::move(sink));
+            }};
+}
+
+/// Sinks are its own; receivers and senders enter and leave by themselves. Objects named by a datagram are used under
+/// the lock of their table.
+class CShareMcu {
+public:
+    using CTables = CMcuTables<CShareChannel, CShareSink, CShareReceiver, IShareSenderUDP>;
+
+    CShareMcu(const CShareMcu&) = delete;
+    CShareMcu& operator=(const CShareMcu&) = delete;
+
+    CTables& Tables() { return m_tables; }
+    /// A sink made elsewhere.
+    void PutSink(uint32_t sinkID, CShareSink* sink);
+    /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
+    /// table. UDP thread.
+    bool ConnectSink(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port);
+    /// Makes the TCP sink of an accepted session and gives its ID, 0 when there is none. TCP thread, inside the
+    /// validate callback.
+    uint32_t AcceptSink(ITcpSession* session, uint32_t channelID);
+
+protected:
+    CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& makers);
+    ~CShareMcu() = default;
+
+    using CBefore = void (*)(const wire::CommandRow& row);
+    /// One datagram without its kind byte; `before` is called with its row before it acts. UDP thread.
+    void Dispatch(const char* data, int length, uint32_t ip, uint16_t port, CBefore before);
+    /// An accepted session. TCP thread.
+    bool Validate(ITcpSession* session, unsigned long type, const char* data, int length);
+
+private:
+    void OnSinkConnect(const CServerDatagram& datagram);
+    void OnSinkConnectAck(const CServerDatagram& datagram);
+    void OnSinkKeepAlive(const CServerDatagram& datagram);
+    void OnSinkKeepAliveAck(const CServerDatagram& datagram);
+    void OnSinkFrame(const CServerDatagram& datagram);
+    void OnSinkFrameAck(const CServerDatagram& datagram);
+    void OnSinkDisconnect(const CServerDatagram& datagram);
+    void OnSourceConnectAck(const CServerDatagram& datagram);
+    void OnSourceFrameAck(const CServerDatagram& datagram);
+    void OnSourceKeepAlive(const CServerDatagram& datagram);
+
+    template <class Use>
+    void WithSink(const CServerDatagram& datagram, Use use);
+    template <class Use>
+    void WithReceiver(const CServerDatagram& datagram, Use use);
+    template <class Use>
+    void WithSender(const CServerDatagram& datagram, Use use);
+
+    const wire::ShareCodes m_codes;
+    const CShareSinkMakers m_makers;
+    const CDispatchRow<CShareMcu> m_rows[10];
+    CTables m_tables;
+};
+
+/// A T on the channel of this ID, in its channel, and in the table when datagrams reach it. Null without a local MCU or
+/// for an unknown channel.
+template <class T, class TNotify>
+T* MakeShareSender(CShareMcu* mcu, TNotify& notify, uint32_t channelID) {
+    if (!mcu) return nullptr;
+    T* made = MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CShareSink& sender) { sender.Join(); });
+    if constexpr (std::is_base_of_v<IShareSenderUDP, T>)
+        if (made) mcu->Tables().senders.Put(made->GetSenderKey(), made);
+    return made;
+}
+/// The same, but it enters no table.
+template <class T, class TNotify>
+T* MakeShareReceiver(CShareMcu* mcu, TNotify& notify, uint32_t channelID) {
+    if (!mcu) return nullptr;
+    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CShareReceiver& receiver) { receiver.Attach(); });
+}

@@ -1,0 +1,24 @@
+// Subscribes to a channel at a server over UDP, its frames in the reliable session.
+#pragma once
+
+#include "link/share_profile.h"
+#include "link/share_receiver_datagrams.h"
+#include "link/udp_subscription.h"
+
+template <class TReceiver>
+class CShareReceiverUDP : public CShareReceiverDatagrams<TReceiver, CUdpSubscription> {
+    using Base = CShareReceiverDatagrams<TReceiver, CUdpSubscription>;
+
+public:
+    template <class TNotify>
+    CShareReceiverUDP(TNotify& notify, CShareChannel& channel) : Base(notify, channel, CShareProfile::kGoodbyes) {}
+
+    /// Sends the connect request; false when the session could not be opened.
+    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly) {
+        this->m_link.SetMcus(peer, local, peerMCUOnly);
+        if (!this->IsSessionOpen()) return false;
+        SendConnect();
+        return true;
+    }
+    void SendConnect() { this->m_link.SendConnect(this->ChannelID()); }
+};

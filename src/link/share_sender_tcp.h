@@ -1,0 +1,63 @@
+// Publishes a channel to a server over TCP.
+#pragma once
+
+#include "link/callback.h"
+#include "link/mcu_address.h"
+#include "link/share_sink.h"
+#include "link/tcp_link.h"
+
+#include <atomic>
+
+/// `TSender` is the medium's CShareSink with the application's interface and notifications.
+template <class TSender>
+class CShareSenderTCP : public TSender, public ITcpClientNotify {
+public:
+    template <class TNotify>
+    CShareSenderTCP(TNotify& notify, CShareChannel& channel)
+        : TSender(notify, channel), m_link(TSender::Profile().senderKeepAliveEvery) {}
+
+    void ReleaseConnections() override {
+        AssertNotInCallback();
+        TSender::ReleaseConnections();
+        m_link.Release();
+        delete this;
+    }
+    bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
+    uint32_t GetBufferingFrameCount() override { return m_link.QueuedFrames(); }
+    void OnChannelData(const void* data, int length) override { m_link.SendFrame(data, length); }
+    /// Dials address 0 and only that; the others serve the test for any address at all.
+    bool Connect(const CMcuAddress& mcu, const CProxy& proxy) {
+        if (mcu.IsEmpty() || mcu.port == 0) return false;
+        OnDial(mcu);
+        return m_link.Dial(this, mcu.ips[0], mcu.port, proxy);
+    }
+
+    void OnTcpClientNotifyConnected() override {
+        m_link.Settle();
+        m_link.SendValidation(
+            ValidationMessage(TSender::Profile().codes.sender, wire::CDatagram().U32(TSender::ChannelID())));
+    }
+    bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* data, int length) override {
+        m_link.Settle();
+        uint32_t channelID = 0;
+        const bool sized = ReadChannelAnswer(data, length, channelID);
+        if (sized) m_ulEchoedChannelID.store(channelID, std::memory_order_relaxed);
+        OnAnswer(sized, channelID);
+        if (channelID == 0) return false;
+        TSender::NotifyConnected(m_link.RemoteIP());
+        return true;
+    }
+    bool OnTcpClientNotifyReceivedFrame(const char* data, int length) override {
+        TSender::OnUpstreamFrame(data, length);
+        return true;
+    }
+
+protected:
+    /// Just before the dial, and before an answer is judged: `sized` is whether it could be one.
+    virtual void OnDial(const CMcuAddress& /*mcu*/) {}
+    virtual void OnAnswer(bool /*sized*/, uint32_t /*channelID*/) {}
+
+private:
+    CTcpLink m_link;
+    std::atomic<uint32_t> m_ulEchoedChannelID{0};  // as the server gave it back; not compared with the sender's own
+};

@@ -1,0 +1,45 @@
+// A peer's receiver attached to a channel of this host over TCP.
+#pragma once
+
+#include "link/share_sink.h"
+#include "link/tcp_link.h"
+#include "link/tcp_sink.h"
+
+/// `TSink` is the medium's CShareSink.
+template <class TSink>
+class CShareSinkTCP : public TSink, public ITcpSessionNotify {
+public:
+    CShareSinkTCP(CShareChannel& channel, ITcpSession* session) : TSink(channel), m_tcp(session) {}
+
+    /// Takes the session's frames and answers its validation: before the sink enters its channel.
+    void AnswerValidation() {
+        m_tcp.Answer(this,
+                     ValidationMessage(TSink::Profile().codes.receiver, wire::CDatagram().U32(TSink::ChannelID())));
+    }
+
+    void ReleaseConnections() override {
+        TSink::ReleaseConnections();
+        m_tcp.Release();
+    }
+    bool IsDisconnected() override { return m_tcp.IsDisconnected(); }
+    void OnChannelData(const void* data, int length) override {
+        if (data && length >= limits::kMinFrameLen) m_tcp.Send(data, length);
+    }
+    uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
+    bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override {
+        TSink::OnUpstreamFrame(data, length);
+        return true;
+    }
+    void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
+    void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
+    CSinkInfo Info() override {
+        CSinkInfo info = TSink::Info();
+        info.ip = m_tcp.RemoteIP();
+        info.port = m_tcp.RemotePort();
+        info.tcp = true;
+        return info;
+    }
+
+private:
+    CTcpSink m_tcp;
+};
