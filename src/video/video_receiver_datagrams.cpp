@@ -5,6 +5,7 @@
 
 const CSinkLinkProfile CVideoReceiverDatagrams::kProfile{.kind = wire::Kind::Video,
                                                          .connectCode = wire::UDP_VIDEO_SINK_CONNECT,
+                                                         .connectNamesPort = true,
                                                          .connectNamesUser = true,
                                                          .keepAliveCode = wire::UDP_VIDEO_SINK_START,
                                                          .stopCode = wire::UDP_VIDEO_SINK_STOP,
