@@ -6,9 +6,9 @@
 namespace desktop {
 
 inline constexpr CShareProfile kProfile{.codes = wire::kDesktopCodes,
-                                         .namesRelayPort = true,
-                                         .sourceTimeoutMs = 30000,
-                                         .senderKeepAliveEvery = 11,
-                                         .peerGoodbyes = 2};
+                                        .namesRelayPort = true,
+                                        .sourceTimeoutMs = 30000,
+                                        .senderKeepAliveEvery = 11,
+                                        .peerGoodbyes = 2};
 
 }  // namespace desktop

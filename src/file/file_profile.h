@@ -6,9 +6,9 @@
 namespace file {
 
 inline constexpr CShareProfile kProfile{.codes = wire::kFileCodes,
-                                         .namesRelayPort = false,
-                                         .sourceTimeoutMs = 2000,
-                                         .senderKeepAliveEvery = 12,
-                                         .peerGoodbyes = CShareProfile::kGoodbyes};
+                                        .namesRelayPort = false,
+                                        .sourceTimeoutMs = 2000,
+                                        .senderKeepAliveEvery = 12,
+                                        .peerGoodbyes = CShareProfile::kGoodbyes};
 
 }  // namespace file

@@ -9,8 +9,7 @@
 
 class CFileReceiver : public CShareReceiver, public IFileReceiver {
 public:
-    CFileReceiver(IFileReceiverNotify& notify, CShareChannel& channel)
-        : CShareReceiver(channel), m_pNotify(&notify) {}
+    CFileReceiver(IFileReceiverNotify& notify, CShareChannel& channel) : CShareReceiver(channel), m_pNotify(&notify) {}
 
     uint32_t GetFileChannelID() const { return ChannelID(); }
     uint32_t GetFileReceiverID() const { return ReceiverID(); }

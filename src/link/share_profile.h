@@ -1,5 +1,5 @@
-// Shares: files and desktops, whose frames travel reliably and whose links are kept alive. Here the numbers in which they
-// differ.
+// Shares: files and desktops, whose frames travel reliably and whose links are kept alive. Here the numbers in which
+// they differ.
 #pragma once
 
 #include "core/wire/share_codes.h"

@@ -4,8 +4,8 @@
 #include "link/callback.h"
 #include "link/frame_link.h"
 #include "link/limits.h"
-#include "link/sink_link.h"
 #include "link/share_receiver.h"
+#include "link/sink_link.h"
 
 /// `TReceiver` is the medium's CShareReceiver with the application's interface and notifications; `TLink` the sink
 /// link with its way of asking.

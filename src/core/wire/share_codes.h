@@ -36,7 +36,7 @@ struct ShareCodes {
 };
 
 inline constexpr ShareCodes kDesktopCodes(Kind::Desktop, UDP_DESKTOP_SINK_CONNECT, TcpType::DesktopSender,
-                                           TcpType::DesktopReceiver);
+                                          TcpType::DesktopReceiver);
 inline constexpr ShareCodes kFileCodes(Kind::File, UDP_FILE_SINK_CONNECT, TcpType::FileSender, TcpType::FileReceiver);
 
 static_assert(kDesktopCodes.sourceConnect == UDP_DESKTOP_SOURCE_CONNECT &&
