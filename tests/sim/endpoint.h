@@ -57,4 +57,4 @@ struct EndpointRow {
 
 std::vector<EndpointRow> FileEndpoints();
 std::vector<EndpointRow> FilePeerEndpoints();
-std::vector<EndpointRow> AudioEndpoints();
+std::vector<EndpointRow> StreamEndpoints();

@@ -154,7 +154,8 @@ TEST_P(EndpointScenarios, CutAndLengthenedDatagramsAreDropped) {
 
 TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
     endpoint->Accept();
-    const std::string frame(4 * 1024 * 1024, 'x');
+    std::string frame(4 * 1024 * 1024, 'x');
+    frame[0] = '\0';  // in video one that others may not give way to
     for (int i = 0; i < 64; ++i) endpoint->Write(frame);
     EXPECT_FALSE(endpoint->IsDisconnected());
     endpoint->Write(frame);
@@ -164,7 +165,7 @@ TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
 
 std::vector<EndpointRow> Rows(bool (*wanted)(const EndpointRow&)) {
     std::vector<EndpointRow> rows;
-    for (auto list : {FileEndpoints, FilePeerEndpoints, AudioEndpoints})
+    for (auto list : {FileEndpoints, FilePeerEndpoints, StreamEndpoints})
         for (EndpointRow& row : list())
             if (wanted(row)) rows.push_back(std::move(row));
     return rows;

@@ -52,20 +52,7 @@ class CFileUdpEndpoint : public CFileEndpoint, protected CUdpSide {
 public:
     explicit CFileUdpEndpoint(CTestHost& host) : CFileEndpoint(host), CUdpSide(host) {}
 
-    std::vector<std::string> TakeLeft() override {
-        std::vector<std::string> frames;
-        Collect();
-        for (size_t i = 0; i < m_out.size(); ++i) {  // grows while acknowledgements let more out
-            if (m_out[i].compare(0, 2, FrameOut()) != 0) continue;
-            const std::string packet = m_out[i].substr(EnvelopeOut());
-            if (!session_wire::IsData(packet)) continue;
-            frames.push_back(session_wire::Payload(packet));
-            m_host.Deliver(FrameIn() + session_wire::Ack(session_wire::Sequence(packet)));
-            Collect();
-        }
-        m_out.clear();
-        return frames;
-    }
+    std::vector<std::string> TakeLeft() override { return TakeSessionFrames(FrameOut(), EnvelopeOut(), FrameIn()); }
     void Arrive(const std::string& frame) override {
         m_host.Deliver(FrameIn() + session_wire::Data(m_usNext++, frame));
         Collect();
