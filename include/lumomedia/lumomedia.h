@@ -16,5 +16,6 @@
 #include <lumomedia/packet.h>
 #include <lumomedia/statistics.h>
 #include <lumomedia/video.h>
+#include <lumomedia/whiteboard.h>
 
 #endif

@@ -23,6 +23,8 @@ CLocalMCUDesktop* GetLocalMCUDesktop() { return Instances().pDesktop.load(std::m
 
 CLocalMCUFile* GetLocalMCUFile() { return Instances().pFile.load(std::memory_order_acquire); }
 
+CLocalMCUWB* GetLocalMCUWB() { return Instances().pWB.load(std::memory_order_acquire); }
+
 CMTP2P* GetP2PMgr() { return Instances().pP2P.load(std::memory_order_acquire); }
 
 IServerHooks* GetServerHooks() { return Instances().pServer.load(std::memory_order_acquire); }

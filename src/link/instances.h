@@ -33,5 +33,6 @@ CLocalMCUAudio* GetLocalMCUAudio();
 CLocalMCUVideo* GetLocalMCUVideo();
 CLocalMCUDesktop* GetLocalMCUDesktop();
 CLocalMCUFile* GetLocalMCUFile();
+CLocalMCUWB* GetLocalMCUWB();
 CMTP2P* GetP2PMgr();
 IServerHooks* GetServerHooks();

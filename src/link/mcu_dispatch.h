@@ -17,8 +17,9 @@ struct CDispatchRow {
 
 /// A command of a subscriber, which a relay server may want to refuse.
 inline bool IsFromSubscriber(const wire::CommandRow& row) {
-    return row.fields[0] == wire::Field::SinkID ||
-           (row.fields[0] == wire::Field::ReceiverID && row.fields[1] == wire::Field::ChannelID);
+    const bool asks = row.fields[0] == wire::Field::ReceiverID || row.fields[0] == wire::Field::ClientSessionID;
+    return row.fields[0] == wire::Field::SinkID || row.fields[0] == wire::Field::ServerSessionID ||
+           (asks && row.fields[1] == wire::Field::ChannelID);
 }
 
 /// The fields of a datagram behind its command byte.

@@ -3,7 +3,9 @@
 #include "link/mcu_services.h"
 
 CSinkLink::CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID)
-    : m_profile(profile), m_ulReceiverID(receiverID), m_keepAlive(profile.keepAliveEvery, CPollCount::kAtOnce) {}
+    : m_profile(profile),
+      m_ulReceiverID(receiverID),
+      m_keepAlive(profile.keepAliveEvery, profile.keepAliveWhenIdle ? uint8_t{0} : CPollCount::kAtOnce) {}
 
 bool CSinkLink::Poll(uint32_t connectTimeoutMs) {
     uint32_t limit = connectTimeoutMs;
@@ -38,7 +40,7 @@ ConnectAck CSinkLink::OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) 
     }
     if (ack != ConnectAck::Foreign) {
         Touch();
-        m_keepAlive.Restart(CPollCount::kAtOnce);
+        if (!m_profile.keepAliveWhenIdle) KeepAliveSoon();
     }
     return ack;
 }
@@ -50,6 +52,7 @@ bool CSinkLink::Accepts(uint32_t sinkID, uint32_t ip, uint16_t port) {
 }
 
 void CSinkLink::SendPacket(char* packet, int length) {
+    if (m_profile.keepAliveWhenIdle) m_keepAlive.Restart();
     SendInEnvelope(SinkCommand(m_profile.frameAckCode), packet, length, m_remote);
 }
 

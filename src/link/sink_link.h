@@ -20,10 +20,12 @@ struct CSinkLinkProfile {
     int keepAliveRepeats;   ///< how often each is sent
     uint8_t frameAckCode;   ///< 0 where no frames go upstream
     uint8_t disconnectCode;
-    uint8_t keepAliveEvery;      ///< polls
-    uint32_t peerOnlyTimeoutMs;  ///< to connect, when only the publisher's server may be asked
-    uint32_t connectTimeoutMs;   ///< to connect to a server otherwise
-    uint32_t p2pTimeoutMs;       ///< to connect to a peer, once a path was found or not
+    uint8_t keepAliveEvery;           ///< polls
+    bool keepAliveWhenIdle = false;   ///< so many polls without a packet sent; else also at once when acknowledged
+    uint32_t peerOnlyTimeoutMs;       ///< to connect, when only the publisher's server may be asked
+    uint32_t connectTimeoutMs;        ///< to connect to a server otherwise
+    uint32_t p2pTimeoutMs;            ///< to connect to a peer, once a path was found or not
+    uint32_t p2pFailedTimeoutMs = 0;  ///< the same when none was found, where it differs
     int goodbyes;
 };
 

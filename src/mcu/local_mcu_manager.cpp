@@ -75,6 +75,7 @@ void CLocalMCUManager::ReleaseConnections() {
 void CLocalMCUManager::ReleaseMedia() {
     m_localMCUAudio.ReleaseConnections();
     m_localMCUVideo.ReleaseConnections();
+    m_localMCUWB.ReleaseConnections();
     m_localMCUDesktop.ReleaseConnections();
     m_localMCUFile.ReleaseConnections();
 }
@@ -115,6 +116,8 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
         m_localMCUVideo.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::Desktop)
         m_localMCUDesktop.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
+    else if (static_cast<Kind>(kind) == Kind::Whiteboard)
+        m_localMCUWB.OnUdpWBFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::File)
         m_localMCUFile.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else
@@ -139,8 +142,10 @@ bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned 
     bool kept = false;
     if (service == static_cast<uint32_t>(wire::TcpType::DesktopReceiver))
         kept = m_localMCUDesktop.OnTcpServerNotifyValidate(session, type, data, length);
-    if (service == static_cast<uint32_t>(wire::TcpType::FileReceiver))
+    else if (service == static_cast<uint32_t>(wire::TcpType::FileReceiver))
         kept = m_localMCUFile.OnTcpServerNotifyValidate(session, type, data, length);
+    else if (service == static_cast<uint32_t>(wire::TcpType::Whiteboard))
+        kept = m_localMCUWB.OnTcpServerNotifyValidate(session, type, data, length);
     return kept || (hooks && hooks->OnTcpValidate(session, service, data, length));
 }
 
@@ -158,6 +163,7 @@ bool CLocalMCUManager::RunTurn() {
 // Video, whiteboard, desktop, file: every one of them, every turn.
 bool CLocalMCUManager::Pump() {
     bool sent = m_localMCUVideo.ProcessSend();
+    sent = m_localMCUWB.ProcessWBSend() || sent;
     sent = m_localMCUDesktop.ProcessSend() || sent;
     sent = m_localMCUFile.ProcessSend() || sent;
     return sent;
@@ -166,6 +172,7 @@ bool CLocalMCUManager::Pump() {
 void CLocalMCUManager::RunSecond() {
     m_localMCUAudio.OnTimer();
     m_localMCUVideo.OnTimer();
+    m_localMCUWB.CheckWBServerSessions();
     m_localMCUDesktop.OnTimer();
     m_localMCUFile.OnTimer();
     if (ITcpServer* listener = m_pTcpServer.load(std::memory_order_acquire)) listener->CheckTimeout();

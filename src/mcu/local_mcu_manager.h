@@ -8,6 +8,7 @@
 #include "platform/lumobase/thread.h"
 #include "platform/lumonet/lumonet.h"
 #include "video/local_mcu_video.h"
+#include "whiteboard/local_mcu_wb.h"
 
 #include <atomic>
 #include <cstdint>
@@ -67,4 +68,5 @@ private:
     CLocalMCUFile m_localMCUFile;
     CLocalMCUAudio m_localMCUAudio;
     CLocalMCUVideo m_localMCUVideo;
+    CLocalMCUWB m_localMCUWB;
 };

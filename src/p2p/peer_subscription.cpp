@@ -26,6 +26,7 @@ void CPeerSubscription::SendConnect(uint32_t channelID, uint32_t ip, uint16_t po
 }
 
 bool CPeerSubscription::IsSilent(uint32_t channelID) {
+    uint32_t limit = m_profile.p2pTimeoutMs;
     if (SinkID() == 0 && m_bAsking) {
         const CPeerPath::Udp path = m_path.GetUdp();
         if (path == CPeerPath::Udp::Negotiating) {
@@ -34,6 +35,8 @@ bool CPeerSubscription::IsSilent(uint32_t channelID) {
         }
         if (path == CPeerPath::Udp::Connected)
             m_path.ForEachUdpAddress([&](uint32_t ip, uint16_t port) { SendConnect(channelID, ip, port); });
+        else if (m_profile.p2pFailedTimeoutMs != 0)
+            limit = m_profile.p2pFailedTimeoutMs;
     }
-    return Poll(m_profile.p2pTimeoutMs);
+    return Poll(limit);
 }

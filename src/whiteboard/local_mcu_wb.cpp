@@ -1,0 +1,115 @@
+#include "whiteboard/local_mcu_wb.h"
+
+#include "link/mcu_create.h"
+#include "link/mcu_services.h"
+#include "whiteboard/wb_session_client_p2p.h"
+#include "whiteboard/wb_session_client_p2p_tcp.h"
+#include "whiteboard/wb_session_client_tcp.h"
+#include "whiteboard/wb_session_client_udp.h"
+#include "whiteboard/wb_session_server_tcp.h"
+#include "whiteboard/wb_session_server_udp.h"
+
+#include <memory>
+
+namespace {
+
+uint32_t IDOf(CWBChannel& channel) { return CWBChannelState::Of(channel).channelID; }
+uint32_t IDOf(CWBSession& session) { return static_cast<uint32_t>(session.GetWBSessionID()); }
+
+template <class T>
+T* MakeClient(IWBSessionClientNotify& notify, uint32_t channelID) {
+    CLocalMCUWB* mcu = GetLocalMCUWB();
+    if (!mcu) return nullptr;
+    auto& channels = mcu->Tables().channels;
+    if (!channels.With(channelID, [](CWBChannel&) {}))
+        channels.ForEachWhile([&](CWBChannel& first) {
+            channelID = IDOf(first);
+            return false;
+        });
+    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](T&) {});
+}
+
+}  // namespace
+
+CLocalMCUWB::CLocalMCUWB() { Instances().pWB.store(this, std::memory_order_release); }
+
+CLocalMCUWB::~CLocalMCUWB() { Instances().pWB.store(nullptr, std::memory_order_release); }
+
+void CLocalMCUWB::AddWBChannel(CWBChannel* channel) {
+    if (channel) m_tables.channels.Put(IDOf(*channel), channel);
+}
+
+void CLocalMCUWB::RemoveWBChannel(CWBChannel* channel) {
+    if (!channel) return;
+    m_tables.RemoveChannel(IDOf(*channel));
+    ReleaseWBServerSessions();
+}
+
+void CLocalMCUWB::ForgetWBChannel(CWBChannel* channel) { m_tables.ForgetChannel(IDOf(*channel), channel); }
+
+void CLocalMCUWB::AddWBClient(CWBClientUDP* client) { m_tables.receivers.Put(IDOf(*client), client); }
+
+void CLocalMCUWB::RemoveWBClient(CWBClientUDP* client) { m_tables.receivers.Take(IDOf(*client)); }
+
+void CLocalMCUWB::AddWBServerSession(CWBServerSession* session) {
+    m_tables.sinks.Put(IDOf(*session), session, static_cast<uint32_t>(session->GetWBChannelID()));
+}
+
+void CLocalMCUWB::RemoveWBServerSession(CWBServerSession* session) { m_tables.sinks.Take(IDOf(*session)); }
+
+void CLocalMCUWB::ReleaseWBChannels() {
+    m_tables.channels.Sweep([](CWBChannel&) { return true; },
+                            [this](CWBChannel* channel) {
+                                const bool deleted = CWBChannelState::Of(*channel).deleted;
+                                m_tables.sinks.SweepChannel(IDOf(*channel), CTables::EndSink);
+                                if (deleted) delete channel;
+                            });
+}
+
+void CLocalMCUWB::RemoveEmptyWBChannels() {
+    m_tables.channels.Sweep([](CWBChannel& channel) { return channel.IsEmpty(); },
+                            [](CWBChannel* channel) { delete channel; });
+}
+
+void CLocalMCUWB::ReleaseConnections() {
+    ReleaseWBServerSessions();
+    ReleaseWBChannels();
+}
+
+bool CLocalMCUWB::ConnectWBSession(uint32_t clientSessionID, uint32_t channelID, uint32_t ip, uint16_t port) {
+    return m_tables.Connect(clientSessionID, channelID, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
+        auto session = std::make_unique<CWBSessionServerUDP>(channel, ip, port, clientSessionID);
+        if (!session->StartSession()) return nullptr;
+        return session;
+    });
+}
+
+bool CLocalMCUWB::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int len) {
+    if (type != static_cast<unsigned long>(wire::TcpType::Whiteboard) || !data || len != 4) return false;
+    return AcceptWBSession(session, wire::CWireReader(data, len).U32()) != 0;
+}
+
+uint32_t CLocalMCUWB::AcceptWBSession(ITcpSession* session, uint32_t channelID) {
+    return m_tables.Accept(channelID, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
+        if (!AcceptTcpSession(session)) return nullptr;
+        auto made = std::make_unique<CWBSessionServerTCP>(channel, session);
+        made->AnswerValidation();
+        return made;
+    });
+}
+
+CWBSessionClientUDP* CLocalMCUWB::CreateWBSessionClientUDP(IWBSessionClientNotify& notify, uint32_t channelID) {
+    return MakeClient<CWBSessionClientUDP>(notify, channelID);
+}
+
+CWBSessionClientTCP* CLocalMCUWB::CreateWBSessionClientTCP(IWBSessionClientNotify& notify, uint32_t channelID) {
+    return MakeClient<CWBSessionClientTCP>(notify, channelID);
+}
+
+CWBSessionClientP2P* CLocalMCUWB::CreateWBSessionClientP2P(IWBSessionClientNotify& notify, uint32_t channelID) {
+    return MakeClient<CWBSessionClientP2P>(notify, channelID);
+}
+
+CWBSessionClientP2PTCP* CLocalMCUWB::CreateWBSessionClientP2PTCP(IWBSessionClientNotify& notify, uint32_t channelID) {
+    return MakeClient<CWBSessionClientP2PTCP>(notify, channelID);
+}

@@ -1,0 +1,22 @@
+// The inside of a whiteboard channel, for the whiteboard classes and the relay server.
+#pragma once
+
+#include "link/id_table.h"
+#include "link/lock_order.h"
+#include "lumomedia/whiteboard.h"
+#include "platform/lumobase/clock.h"
+
+#include <atomic>
+#include <cstdint>
+
+struct CWBChannelState {
+    explicit CWBChannelState(uint32_t id)
+        : channelID(id != 0 ? id : static_cast<uint32_t>(Lumo_Base::GenerateSSRC())) {}
+
+    static CWBChannelState& Of(CWBChannel& channel) { return *channel.m_pState; }
+
+    const uint32_t channelID;
+    CIDTable<CWBSession> sessions{lock_order::kBoardSessions};
+    std::atomic<bool> dirty{false};
+    std::atomic<bool> deleted{true};  // with the local MCU, if it is still registered then
+};

@@ -1,0 +1,73 @@
+#include "whiteboard/wb_client_udp.h"
+
+#include "link/callback.h"
+#include "whiteboard/local_mcu_wb.h"
+
+CSinkLinkProfile CWBClientUDP::Profile(uint8_t keepAliveEvery) {
+    return {.kind = wire::Kind::Whiteboard,
+            .connectCode = wire::UDP_WB_CONNECT,
+            .connectNamesPort = true,
+            .connectNamesUser = false,
+            .keepAliveCode = wire::UDP_WB_KEEP_ALIVE,
+            .stopCode = wire::UDP_WB_KEEP_ALIVE,
+            .keepAliveRepeats = 1,
+            .frameAckCode = wire::UDP_WB_CLIENT_FRAME,
+            .disconnectCode = wire::UDP_WB_DISCONNECT,
+            .keepAliveEvery = keepAliveEvery,
+            .keepAliveWhenIdle = true,
+            .peerOnlyTimeoutMs = 4000,
+            .connectTimeoutMs = 30000,
+            .p2pTimeoutMs = 30000,
+            .p2pFailedTimeoutMs = 4000,
+            .goodbyes = 3};
+}
+
+CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CSinkLink& sinkLink)
+    : CWBSession(&channel), m_sinkLink(sinkLink), m_pNotify(&notify) {
+    SetHeld(true);
+}
+
+bool CWBClientUDP::Start() {
+    if (!OpenLink() || !JoinWBChannel()) return false;
+    if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->AddWBClient(this);
+    return true;
+}
+
+void CWBClientUDP::OnReceivedConnectACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
+    if (serverSessionID == 0 || m_sinkLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
+    SetHeld(false);
+    CallApplication([&] { m_pNotify->OnWBSessionClientNotifyConnected(ip); });
+}
+
+void CWBClientUDP::OnReceivedKeepAliveACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
+    m_sinkLink.Accepts(serverSessionID, ip, port);
+}
+
+void CWBClientUDP::OnReceivedFrame(uint32_t serverSessionID, const char* packet, int length, uint32_t ip,
+                                   uint16_t port) {
+    if (m_sinkLink.Accepts(serverSessionID, ip, port)) OnPacket(packet, length);
+}
+
+void CWBClientUDP::SendWBSessionData(const char* data, int len) {
+    if (data && len >= 1) QueueFrame(data, len);
+}
+
+void CWBClientUDP::SendSCTPData(char* packet, int length) {
+    if (m_sinkLink.SinkID() != 0) m_sinkLink.SendPacket(packet, length);
+}
+
+void CWBClientUDP::ReleaseConnections() {
+    AssertNotInCallback();
+    if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->RemoveWBClient(this);
+    LeaveWBChannel();
+    SendDisconnect();
+    CloseLink();
+    delete this;
+}
+
+void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const {
+    statistics.ulLinkID = m_sinkLink.SinkID();
+    statistics.ulRemoteIP = m_sinkLink.Remote().IP();
+    statistics.usRemotePort = m_sinkLink.Remote().Port();
+    statistics.byKind = static_cast<unsigned char>(wire::Kind::Whiteboard);
+}

@@ -1,0 +1,44 @@
+// The words of whiteboard messages and records: little-endian, at any alignment.
+#pragma once
+
+#include "lumomedia/whiteboard.h"
+
+#include <cstdint>
+
+namespace wb {
+
+inline constexpr int kHeaderLen = 12;   // command, object ID, tag
+inline constexpr int kMinTcpFrame = 2;  // over TCP one byte is a keep-alive
+
+inline uint32_t Word(const char* at) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(at);
+    return bytes[0] | (uint32_t{bytes[1]} << 8) | (uint32_t{bytes[2]} << 16) | (uint32_t{bytes[3]} << 24);
+}
+inline void PutWord(char* at, uint32_t value) {
+    for (int i = 0; i < 4; ++i) at[i] = static_cast<char>(static_cast<uint8_t>(value >> (8 * i)));
+}
+inline void PutHeader(char* at, uint32_t command, uint32_t objectID, uint32_t tag) {
+    PutWord(at, command);
+    PutWord(at + 4, objectID);
+    PutWord(at + 8, tag);
+}
+
+/// A message of at least a header, as it lies in memory.
+struct CMessage {
+    const char* data;
+    int length;
+
+    uint32_t Command() const { return Word(data); }
+    uint32_t ObjectID() const { return Word(data + 4); }
+    uint32_t Tag() const { return Word(data + 8); }
+    const char* Payload() const { return data + kHeaderLen; }
+    int PayloadLength() const { return length - kHeaderLen; }
+};
+
+/// Calls `use` with each whole word of `length` bytes.
+template <class Use>
+void ForEachWord(const char* data, int length, Use use) {
+    for (int at = 0; at <= length - 4; at += 4) use(Word(data + at));
+}
+
+}  // namespace wb

@@ -1,0 +1,57 @@
+#include "whiteboard/wb_session_server_udp.h"
+
+#include "link/instances.h"
+
+namespace {
+constexpr int kAcknowledgements = 2;  // repeated against loss
+}
+
+CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID)
+    : CWBServerSession(channel), m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()) {}
+
+// The client takes no frame of a session that it does not know yet: what it hears first is the acknowledgement.
+bool CWBSessionServerUDP::StartSession() {
+    SetHeld(true);
+    return OpenLink();
+}
+
+void CWBSessionServerUDP::LeaveWBChannel() {
+    CWBSession::LeaveWBChannel();
+    CloseLink();
+}
+
+void CWBSessionServerUDP::SendWBSessionData(const char* data, int len) {
+    if (data && len >= 1) QueueFrame(data, len);
+}
+
+void CWBSessionServerUDP::SendConnectAck() {
+    m_udp.Acknowledge(wire::UDP_WB_CONNECT_ACK, kAcknowledgements);
+    if (m_bAnswered) return;
+    m_bAnswered = true;
+    if (!GetServerHooks()) SetHeld(false);  // a server holds it until it is proved
+}
+
+void CWBSessionServerUDP::OnReceivedKeepAlive() { m_udp.Acknowledge(wire::UDP_WB_KEEP_ALIVE_ACK, 1); }
+
+void CWBSessionServerUDP::OnReceivedFrame(const char* packet, int length) {
+    m_udp.Touch();
+    OnPacket(packet, length);
+}
+
+void CWBSessionServerUDP::SendSCTPData(char* packet, int length) {
+    SendInEnvelope(m_udp.Head(wire::UDP_WB_SERVER_FRAME), packet, length, m_udp.Remote());
+}
+
+CSinkInfo CWBSessionServerUDP::Info() {
+    CSinkInfo info = CWBServerSession::Info();
+    info.ip = m_udp.Remote().IP();
+    info.port = m_udp.Remote().Port();
+    return info;
+}
+
+void CWBSessionServerUDP::DescribeLink(LumoLinkStatistics& statistics) const {
+    statistics.ulLinkID = m_udp.SinkID();
+    statistics.ulRemoteIP = m_udp.Remote().IP();
+    statistics.usRemotePort = m_udp.Remote().Port();
+    statistics.byKind = static_cast<unsigned char>(wire::Kind::Whiteboard);
+}
