@@ -34,7 +34,7 @@ bool CWBClientUDP::Start() {
 }
 
 void CWBClientUDP::OnReceivedConnectACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
-    if (serverSessionID == 0 || m_sinkLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
+    if (m_sinkLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
     SetHeld(false);
     CallApplication([&] { m_pNotify->OnWBSessionClientNotifyConnected(ip); });
 }
