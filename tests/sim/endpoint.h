@@ -58,3 +58,4 @@ struct EndpointRow {
 std::vector<EndpointRow> FileEndpoints();
 std::vector<EndpointRow> FilePeerEndpoints();
 std::vector<EndpointRow> StreamEndpoints();
+std::vector<EndpointRow> WhiteboardEndpoints();

@@ -165,7 +165,7 @@ TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
 
 std::vector<EndpointRow> Rows(bool (*wanted)(const EndpointRow&)) {
     std::vector<EndpointRow> rows;
-    for (auto list : {FileEndpoints, FilePeerEndpoints, StreamEndpoints})
+    for (auto list : {FileEndpoints, FilePeerEndpoints, StreamEndpoints, WhiteboardEndpoints})
         for (EndpointRow& row : list())
             if (wanted(row)) rows.push_back(std::move(row));
     return rows;

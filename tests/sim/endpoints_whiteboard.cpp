@@ -1,0 +1,249 @@
+// The whiteboard medium's rows of the scenario list. Frames are sessions' messages; the centre is left out.
+#include "sim/endpoint_sides.h"
+#include "support/p2p_peer.h"
+#include "support/session_wire.h"
+#include "whiteboard/local_mcu_wb.h"
+
+using session_wire::ReadU32;
+using session_wire::U32;
+
+namespace {
+
+constexpr uint32_t kChannelID = 77;
+constexpr uint32_t kPeerID = 0x01020304;
+constexpr uint32_t kPeerUser = 8;
+
+class CWBEndpoint : public IEndpoint, public IWBSessionClientNotify {
+public:
+    explicit CWBEndpoint(CTestHost& host) : m_host(host), m_channel(delivered) { m_channel.Connect(); }
+    void OnWBSessionClientNotifyConnected(unsigned long ip) override { m_nConnected += ip != 0; }
+    void Write(const std::string& frame) override {
+        m_channel.SendWBData(m_channel.sessionID, frame.data(), static_cast<int>(frame.size()));
+    }
+    int NotifiedConnected() override { return m_nConnected; }
+
+protected:
+    class CChannel : public CWBChannel {
+    public:
+        explicit CChannel(std::vector<std::string>& frames) : CWBChannel(kChannelID), m_frames(frames) {}
+        void OnWBChannelData(unsigned long, const char* data, int len) override {
+            m_frames.emplace_back(data, static_cast<size_t>(len));
+        }
+        void AddWBSession(CWBSession* session) override {
+            sessionID = session->GetWBSessionID();
+            CWBChannel::AddWBSession(session);
+        }
+        unsigned long sessionID = 0;
+
+    private:
+        std::vector<std::string>& m_frames;
+    };
+    uint32_t SessionID() const { return static_cast<uint32_t>(m_channel.sessionID); }
+
+    CTestHost& m_host;
+    CChannel m_channel;
+    int m_nConnected = 0;
+};
+
+class CWBUdpEndpoint : public CWBEndpoint, protected CUdpSide {
+public:
+    explicit CWBUdpEndpoint(CTestHost& host) : CWBEndpoint(host), CUdpSide(host) {}
+    std::vector<std::string> TakeLeft() override {
+        std::vector<std::string> frames;
+        Collect();
+        for (size_t i = 0; i < m_out.size(); ++i) {  // grows while acknowledgements let more out
+            if (m_out[i].compare(0, FrameOut().size(), FrameOut()) != 0) continue;
+            const std::string packet = m_out[i].substr(FrameOut().size());
+            if (!session_wire::IsData(packet)) continue;
+            frames.push_back(session_wire::Payload(packet));
+            m_host.Deliver(FrameIn() + session_wire::Ack(session_wire::Sequence(packet)));
+            Collect();
+        }
+        m_out.clear();
+        return frames;
+    }
+    void Arrive(const std::string& frame) override {
+        m_host.Deliver(FrameIn() + session_wire::Data(m_usNext++, frame));
+        Collect();
+    }
+    int TakeKeepAlives() override { return Count(KeepAliveOut()); }
+    int TakeGoodbyes() override { return Count(GoodbyeOut()); }
+
+protected:
+    virtual std::string FrameOut() const = 0;  // all before the packet
+    virtual std::string FrameIn() const = 0;
+    virtual std::string KeepAliveOut() const { return "none"; }
+    virtual std::string GoodbyeOut() const { return "none"; }
+
+    uint16_t m_usNext = 0;
+};
+
+class CServerUdp : public CWBUdpEndpoint {
+public:
+    explicit CServerUdp(CTestHost& host) : CWBUdpEndpoint(host) { m_host.Deliver(ConnectRequest()); }
+    void Accept() override { m_host.Deliver(ConnectRequest()); }
+    bool IsDisconnected() override {
+        bool gone = true;
+        WithSession([&](CWBServerSession& session) { gone = session.IsDisconnected(); });
+        return gone;
+    }
+    uint32_t Buffering() override {
+        int count = 0;
+        WithSession([&](CWBServerSession& session) { count = session.GetFrameLink()->GetCount(); });
+        return static_cast<uint32_t>(count);
+    }
+    void Release() override { m_host.Deliver(Hex("0426") + U32(SessionID())); }
+    std::vector<std::string> InboundDatagrams() override {
+        return {ConnectRequest(), Hex("0427") + U32(SessionID()), FrameIn() + session_wire::Data(0, "up"),
+                Hex("0426") + U32(SessionID())};
+    }
+
+protected:
+    template <class Use>
+    void WithSession(Use use) {
+        GetLocalMCUWB()->Tables().sinks.With(SessionID(), use);
+    }
+    static std::string ConnectRequest() { return Hex("0424") + U32(kPeerID) + U32(kChannelID); }
+    std::string FrameOut() const override { return Hex("042a") + U32(kPeerID) + U32(SessionID()); }
+    std::string FrameIn() const override { return Hex("0429") + U32(SessionID()); }
+};
+
+class CClientDatagrams : public CWBUdpEndpoint {
+public:
+    using CWBUdpEndpoint::CWBUdpEndpoint;
+    ~CClientDatagrams() override {
+        if (m_pClient) m_pClient->ReleaseConnections();
+    }
+    void Accept() override { m_host.Deliver(ConnectAck()); }
+    bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
+    uint32_t Buffering() override {
+        int count = 0;
+        GetLocalMCUWB()->Tables().receivers.With(SessionID(), [&](CWBClientUDP& client) { count = client.GetCount(); });
+        return static_cast<uint32_t>(count);
+    }
+    void Release() override {
+        m_pClient->ReleaseConnections();
+        m_pClient = nullptr;
+    }
+    std::vector<std::string> InboundDatagrams() override {
+        return {ConnectAck(), Hex("0428") + U32(SessionID()) + U32(600), FrameIn() + session_wire::Data(0, "down")};
+    }
+
+protected:
+    std::string ConnectAck() const { return Hex("0425") + U32(SessionID()) + U32(600); }
+    std::string FrameOut() const override { return Hex("0429") + U32(600); }
+    std::string FrameIn() const override { return Hex("042a") + U32(SessionID()) + U32(600); }
+    std::string KeepAliveOut() const override { return Hex("0427") + U32(600); }
+    std::string GoodbyeOut() const override { return Hex("0426") + U32(600); }
+
+    IWBSessionClient* m_pClient = nullptr;
+};
+
+template <bool kPeerOnly>
+class CClientUdp : public CClientDatagrams {
+public:
+    explicit CClientUdp(CTestHost& host) : CClientDatagrams(host) {
+        m_pClient = CreateWBSessionClientUDP(*this, kChannelID, CTestHost::kPeerIP, CTestHost::kPeerIP,
+                                             CTestHost::kPeerIP, CTestHost::kPeerPort, 0, 0, 0, 0, kPeerOnly);
+    }
+};
+
+class CClientP2P : public CClientDatagrams {
+public:
+    explicit CClientP2P(CTestHost& host) : CClientDatagrams(host) {
+        m_pClient = CreateWBSessionClientP2P(*this, kChannelID, kPeerUser);
+        m_peer.Announce("P2P_START_ACK", kPeerUser);
+        m_host.Deliver(Hex("03 08000000"));
+        m_host.TakeSent();
+    }
+
+private:
+    CAnsweringPeer m_peer;
+};
+
+class CWBTcpEndpoint : public CWBEndpoint, protected CTcpSide {
+public:
+    using CWBEndpoint::CWBEndpoint;
+    std::vector<std::string> TakeLeft() override { return TakeFrames(); }
+    uint32_t Buffering() override { return static_cast<uint32_t>(m_pTcp->queued); }
+    int TakeKeepAlives() override { return CountKeepAlives(); }
+    int TakeGoodbyes() override { return m_pTcp->released ? 1 : 0; }
+    void SetQueued(unsigned long frames) override { m_pTcp->queued = frames; }
+    void Lose() override { m_pTcp->lost = true; }
+};
+
+class CServerTcp : public CWBTcpEndpoint {
+public:
+    explicit CServerTcp(CTestHost& host) : CWBTcpEndpoint(host) {
+        m_pTcp = &m_host.net.NewSession();
+        m_host.net.TcpServer().Validate(m_pTcp, 9, U32(kChannelID));
+    }
+    void Accept() override {}
+    bool IsDisconnected() override {
+        bool gone = true;
+        GetLocalMCUWB()->Tables().sinks.With(SessionID(), [&](CWBServerSession& one) { gone = one.IsDisconnected(); });
+        return gone;
+    }
+    void Arrive(const std::string& frame) override {
+        m_pTcp->sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
+    }
+    void Release() override { GetLocalMCUWB()->ReleaseWBServerSessions(); }
+};
+
+class CClientTcpBase : public CWBTcpEndpoint {
+public:
+    using CWBTcpEndpoint::CWBTcpEndpoint;
+    ~CClientTcpBase() override {
+        if (m_pClient) m_pClient->ReleaseConnections();
+    }
+    void Accept() override { m_pTcp->clientNotify->OnTcpClientNotifyValidate(9, U32(kChannelID).data(), 4); }
+    bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
+    void Arrive(const std::string& frame) override {
+        m_pTcp->clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
+    }
+    void Release() override {
+        m_pClient->ReleaseConnections();
+        m_pClient = nullptr;
+    }
+
+protected:
+    IWBSessionClient* m_pClient = nullptr;
+};
+
+class CClientTcp : public CClientTcpBase {
+public:
+    explicit CClientTcp(CTestHost& host) : CClientTcpBase(host) {
+        m_pClient = CreateWBSessionClientTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
+                                             0, 0, "", 0, "", "");
+        m_pTcp = &m_host.net.LastClient();
+    }
+};
+
+class CClientP2PTcp : public CClientTcpBase {
+public:
+    explicit CClientP2PTcp(CTestHost& host) : CClientTcpBase(host) {
+        m_pClient = CreateWBSessionClientP2PTCP(*this, kChannelID, kPeerUser);
+        m_peer.Announce("P2P_FETCH_ACK", kPeerUser);
+        m_pClient->IsDisconnected();  // knows the way and dials
+        m_pTcp = &m_host.net.LastClient();
+    }
+
+private:
+    CAnsweringPeer m_peer;
+};
+
+}  // namespace
+
+std::vector<EndpointRow> WhiteboardEndpoints() {
+    return {
+        // name, make, udp, session, minWrite, minArrive, connectTimeout, resends, keepAliveEvery, atAccept, restarts,
+        // goodbyes
+        {"WBServerUDP", MakeEndpoint<CServerUdp>, true, true, 1, 1, 0, false, 0, 0, false, 0},
+        {"WBServerTCP", MakeEndpoint<CServerTcp>, false, false, 2, 2, 0, false, 11, 0, true, 1},
+        {"WBClientUDP", MakeEndpoint<CClientUdp<false>>, true, true, 1, 1, 30000, true, 22, 0, true, 3},
+        {"WBClientUDPPeerOnly", MakeEndpoint<CClientUdp<true>>, true, true, 1, 1, 4000, true, 22, 0, true, 3},
+        {"WBClientP2P", MakeEndpoint<CClientP2P>, true, true, 1, 1, 30000, true, 12, 0, true, 3},
+        {"WBClientTCP", MakeEndpoint<CClientTcp>, false, false, 2, 2, 0, false, 12, 0, true, 1},
+        {"WBClientP2PTCP", MakeEndpoint<CClientP2PTcp>, false, false, 2, 2, 0, false, 12, 0, true, 1},
+    };
+}
