@@ -8,6 +8,12 @@
 #include <atomic>
 #include <cstdint>
 
+/// What a session's queue costs: many short frames take more room than their bytes.
+inline uint64_t BytesWaiting(ITcpSession& session) {
+    constexpr uint64_t kFrameCost = 64;
+    return session.GetSendQueueBytes() + kFrameCost * session.GetSendQueueSize();
+}
+
 /// Answer, frames within the queue's limit, keep-alives on idle sweeps, end. The session is the network library's.
 class CTcpSink {
 public:

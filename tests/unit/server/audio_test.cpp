@@ -155,8 +155,10 @@ TEST_F(Audio, OverTcpPublishersAndSubscribersSayItWithControlBytes) {
     EXPECT_EQ(sink->maxReceivedFrame, 1U << 20);
     host.Run(12200);  // the work of a second, eleven times
     EXPECT_EQ(Frames(*source), std::vector<std::string>{kStart}) << "the idle server says it again";
+    source->queued = 5;
     FromPeer(*sink, kStop);
     EXPECT_EQ(Frames(*source), std::vector<std::string>{kStop});
+    EXPECT_EQ(source->queued, 0U) << "one who reads nothing is not told everything that was";
     FromPeer(*sink, kStart);
     Frames(*source);
     sink->lost = true;
@@ -172,8 +174,8 @@ TEST_F(Audio, ASlowTcpSubscriberIsLetGoAndHoldsNobodyUp) {
     ASSERT_TRUE(slow);
     FromPeer(*slow, kStart);
     Listen(kChannel, 9, kBob);
-    slow->stalled = true;
-    slow->queuedBytes = 33U << 20;
+    slow->queued = 520000;  // with 2 bytes in each
+    slow->queuedBytes = 1 << 20;
     Say("19", source, kAlice, "frame");
     EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
     host.Run(2000);
