@@ -2,6 +2,7 @@
 
 #include "link/limits.h"
 #include "link/tcp_link.h"
+#include "link/tcp_sink.h"
 #include "server/stream.h"
 
 namespace {
@@ -32,6 +33,7 @@ char CSourceTCP::Control() const { return m_profile.Stops() && m_stream.Wanted()
 
 void CSourceTCP::SendControl(char control) {
     m_cTold.store(control, std::memory_order_relaxed);
+    if (m_profile.Stops()) m_pSession->ClearSendQueue();  // the last word counts, and one who reads none costs nothing
     m_pSession->SendData(&control, 1, 0);
     m_keepAlive.Restart();
 }
@@ -46,7 +48,7 @@ void CSourceTCP::TellToStop() {
 }
 
 bool CSourceTCP::SendUpstream(const void* data, int length) {
-    if (m_pSession->GetSendQueueBytes() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
+    if (BytesWaiting(*m_pSession) + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
     m_pSession->SendData(static_cast<const char*>(data), length, 0);
     m_keepAlive.Restart();
     return true;
