@@ -1,6 +1,8 @@
 // A spoken sample between real processes.
 #include "e2e/transfer_fixture.h"
 
+#include <functional>
+
 using e2e::CTransferTest;
 using e2e::kDeadlineMs;
 using lumo::CChildProcess;
@@ -11,26 +13,51 @@ using Words = std::vector<std::string>;
 
 TEST_F(CTransferTest, ASpokenSampleIsHeardByEveryPath) {
     const std::string sample = LUMO_SOURCE_DIR "/assets/sample.opus";
-    const Words ways[] = {{}, {"--tcp"}, {"--near", "127.0.0.2"}, {"--path", "p2p"}};
-    CChildProcess relay, near, publisher, subscribers[4];
+    const Words ways[] = {
+        {"--path", "relay"}, {"--tcp", "--path", "relay"}, {"--near", "127.0.0.2"}, {"--path", "p2p"}, {}};
+    CChildProcess relay, near, publisher, subscribers[5];
     StartRelay(relay);
     StartRelay(near, "127.0.0.2");
     Run(publisher, {"publish", "audio", sample, "--mcu", Mcu(), "--channel", "77", "--loop", "--peers", "--json"});
     ASSERT_TRUE(publisher.WaitForText("\"ready\"", kDeadlineMs)) << publisher.Errors();
-    for (size_t i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 5; ++i) {
         Words words{"subscribe", "audio",     "77", "--mcu", Mcu(),
                     "--json",    "--seconds", "2",  "-o",    Path(std::to_string(i))};
         words.insert(words.end(), ways[i].begin(), ways[i].end());
         Run(subscribers[i], words);
     }
-    for (size_t i = 0; i < 4; ++i) {
+    for (size_t i = 0; i < 5; ++i) {
         EXPECT_EQ(ExitOf(subscribers[i]), 0) << i << subscribers[i].Output() << subscribers[i].Errors();
         const nlohmann::json end = LastEvent(subscribers[i]);
         EXPECT_GT(end["packets"], 50) << i << end;
+        const char* wanted = i < 3 ? "relay " : i == 3 ? "direct " : "";
+        EXPECT_EQ(end["path"].get<std::string>().rfind(wanted, 0), 0) << i << end;
         EXPECT_EQ(Content(Path(std::to_string(i))).substr(0, 4), "OggS");
     }
     publisher.Signal(SIGINT);
     EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+}
+
+TEST_F(CTransferTest, AListenerGoesDirectlyWhileThatIsPossible) {
+    const std::string sample = LUMO_SOURCE_DIR "/assets/sample.opus";
+    CChildProcess relay, publisher, plain, subscriber;
+    StartRelay(relay);
+    Run(publisher, {"publish", "audio", sample, "--mcu", Mcu(), "--channel", "77", "--loop", "--peers"});
+    Run(subscriber, {"subscribe", "audio", "77", "--mcu", Mcu(), "--json"});
+    ASSERT_TRUE(subscriber.WaitForText("\"path\":\"direct ", kDeadlineMs)) << subscriber.Output();
+    const size_t before = subscriber.Output().size();
+    publisher.Signal(SIGKILL);
+    Run(plain, {"publish", "audio", sample, "--mcu", Mcu(), "--channel", "77", "--loop"});
+    const auto told = [&](const char* key) { return LastEvent(subscriber).value(key, uint64_t{0}); };
+    const auto listen = [&](const std::function<bool()>& done) {
+        while (subscriber.Running() && !done()) subscriber.Listen(kDeadlineMs);
+    };
+    listen([&] { return subscriber.Output().find("\"path\":\"relay ", before) != std::string::npos; });
+    listen([&] { return told("packets") > 0; });  // the next progress
+    listen([&, packets = told("packets")] { return told("packets") > packets; });
+    plain.Signal(SIGINT);
+    EXPECT_EQ(ExitOf(subscriber), 0) << subscriber.Errors();
+    EXPECT_EQ(LastEvent(subscriber)["path"].get<std::string>().rfind("relay ", 0), 0);
 }
 
 TEST_F(CTransferTest, StreamsWithoutSoundOrListenersEndAsTheyShould) {

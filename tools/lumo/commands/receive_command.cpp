@@ -36,7 +36,7 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
     return std::make_unique<CFileFolder>(std::move(folder), command.force);
 }
 
-ProgressView ViewOf(const ReceiveProgress& progress, const CReceivePaths& paths) {
+ProgressView ViewOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
     ProgressView view;
     view.words = progress.state == ReceiveState::Waiting     ? "waiting for the sender"
                  : progress.state == ReceiveState::Receiving ? "receiving"
@@ -146,7 +146,8 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     }
     Outcome outcome;
     outcome.startedMs = CToolLoop::Now();
-    CReceivePaths paths(command.common.Path(), route, host, outcome.startedMs);
+    CReceivePaths link(command.common.Path(), route, host, outcome.startedMs);
+    CPathSwitch& paths = link.Paths();
     CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
     std::string frame;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
@@ -163,7 +164,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
             paths.OnSignOfLife(now);
             if (outcome.begunMs == 0) outcome.begunMs = now;
         }
-        const uint64_t wait = engine.Tick(now, paths);
+        const uint64_t wait = engine.Tick(now, link);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), paths));
         if (engine.Over()) break;
         loop.Wait(paths.WakeFd(), wait);
@@ -175,7 +176,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     const ByeReason reason = outcome.interrupted                    ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
-    SayGoodbye(engine, paths, paths, reason, loop, {&paths});
+    SayGoodbye(engine, link, paths, reason, loop, {&link});
     return Finish(command, engine, outcome, printer);
 }
 

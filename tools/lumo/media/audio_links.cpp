@@ -1,6 +1,7 @@
 #include "tools/lumo/media/audio_links.h"
 
-#include <lumomedia/p2p.h>
+#include "tools/lumo/net/path_choice.h"
+#include "tools/lumo/net/peer_host.h"
 
 namespace lumo {
 namespace {
@@ -9,13 +10,6 @@ namespace {
 LinkTimes PublishTimes() {
     LinkTimes times;
     times.silence = times.unaccepted = UINT64_MAX / 4;
-    return times;
-}
-
-/// The heads come every 2 s, whatever the sound is doing.
-LinkTimes SubscribeTimes() {
-    LinkTimes times;
-    times.silence = times.unaccepted = 6000;
     return times;
 }
 
@@ -39,11 +33,6 @@ void CAudioPublishLink::Release() {
     m_pSender = nullptr;
 }
 
-CAudioSubscribeLink::CAudioSubscribeLink(PathChoice choice, const RelayRoute& route, CInbox& inbox)
-    : CLink(inbox, SubscribeTimes()), m_bPeer(UsesPeers(choice)), m_route(route) {
-    SetP2PSubscribe(m_bPeer);
-}
-
 bool CAudioSubscribeLink::Create() {
     const auto& far = m_route.mcu.ips;
     const auto& near = m_route.nearMcu.ips;
@@ -59,6 +48,11 @@ bool CAudioSubscribeLink::Create() {
         m_pReceiver = CreateAudioReceiverUDP(*this, m_route.channel, far[0], far[1], far[2], m_route.mcu.port, near[0],
                                              near[1], near[2], m_route.nearMcu.port, 0);
     return m_pReceiver != nullptr;
+}
+
+// A failed negotiation is over at once, not when its time is.
+bool CAudioSubscribeLink::IsDisconnected() {
+    return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));
 }
 
 void CAudioSubscribeLink::Release() {

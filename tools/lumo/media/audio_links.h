@@ -2,8 +2,7 @@
 #pragma once
 
 #include "tools/lumo/net/link.h"
-#include "tools/lumo/net/path_choice.h"
-#include "tools/lumo/net/relay_link.h"
+#include "tools/lumo/net/relay_route.h"
 
 #include <lumomedia/audio.h>
 
@@ -38,12 +37,14 @@ private:
 /// Subscribes at the relay server or at the publisher's own host; the inbox gets the frames.
 class CAudioSubscribeLink final : public CLink, private IAudioReceiverNotify {
 public:
-    CAudioSubscribeLink(PathChoice choice, const RelayRoute& route, CInbox& inbox);
+    /// `peer`: at the host of the user that the channel's number names.
+    CAudioSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
+        : CLink(inbox, times), m_bPeer(peer), m_route(route) {}
     ~CAudioSubscribeLink() override { Close(); }
 
 private:
     bool Create() override;
-    bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
+    bool IsDisconnected() override;
     void Release() override;
     void OnAudioData(const char* data, int length) override { Inbox().Push(data, length); }
     void OnConnected(unsigned long) override { Inbox().Accept(); }

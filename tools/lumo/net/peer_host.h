@@ -42,6 +42,8 @@ public:
     bool Refused() const { return m_nRefusals > 0 && !m_bRegistered; }
 
     static PeerState StateOf(uint32_t userID);
+    /// A link to that user, taken or not, has nothing more to hope for.
+    static bool InVain(uint32_t userID, bool taken) { return !taken && StateOf(userID) == PeerState::Failed; }
     /// Session packets that have come from that user.
     static uint64_t PacketsFrom(uint32_t userID);
     /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe

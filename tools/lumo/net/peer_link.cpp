@@ -23,8 +23,7 @@ bool CPeerLink::Create() {
 }
 
 bool CPeerLink::IsDisconnected() {
-    const bool vain = !m_route.tcp && !Ready() && CPeerHost::StateOf(m_route.userID) == PeerState::Failed;
-    return m_pReceiver->IsDisconnected() || vain;
+    return m_pReceiver->IsDisconnected() || (!m_route.tcp && CPeerHost::InVain(m_route.userID, Ready()));
 }
 
 void CPeerLink::Release() {

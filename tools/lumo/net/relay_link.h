@@ -2,22 +2,9 @@
 #pragma once
 
 #include "tools/lumo/net/channel_link.h"
-#include "tools/lumo/net/proxy_url.h"
-#include "tools/lumo/net/target.h"
+#include "tools/lumo/net/relay_route.h"
 
 namespace lumo {
-
-/// How to reach the other side.
-struct RelayRoute {
-    RelayTarget mcu;
-    RelayTarget nearMcu;  ///< a server that relays from `mcu`; empty: none
-    bool tcp = false;
-    ProxySettings proxy;
-    uint32_t channel = 0;
-
-    /// "relay HOST:PORT", the server that serves us.
-    std::string PathText() const { return "relay " + (nearMcu.Empty() ? mcu : nearMcu).Text(); }
-};
 
 /// The sender's side: frames go down to all subscribers, the inbox gets what they send up.
 class CPublishLink : public CChannelLink, private IFileSenderNotify {

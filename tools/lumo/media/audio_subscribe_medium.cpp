@@ -1,0 +1,75 @@
+#include "tools/lumo/media/audio_subscribe_medium.h"
+
+#include "tools/lumo/media/audio_links.h"
+#include "tools/lumo/media/wall_clock.h"
+#include "tools/lumo/transfer/file_name.h"
+
+#include <cerrno>
+
+namespace lumo {
+
+void CAudioSubscribeMedium::AddOptions(CLI::App& command) {
+    command.add_option("-o,--out", m_strOut, "An Ogg Opus file to write; - is standard output");
+}
+
+PathRules CAudioSubscribeMedium::Rules() const {
+    constexpr size_t kInboxBytes = 4 * 1024 * 1024;
+    LinkTimes times;
+    times.silence = times.unaccepted = 6000;  // the heads come every 2 s, whatever the sound is doing
+    return PathRules::Stream(kMaxAudioFrame, kInboxBytes, times);
+}
+
+bool CAudioSubscribeMedium::Prepare(std::string& problem) {
+    if (!m_strOut.empty()) {
+        m_file = OpenStreamOutput(m_strOut, problem);
+        if (!m_file) return false;
+        m_writer = std::make_unique<COggOpusWriter>(m_file.get());
+    }
+    m_recorder.emplace(m_writer.get());
+    return true;
+}
+
+std::unique_ptr<CLink> CAudioSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
+                                                            const LinkTimes& times) {
+    return std::make_unique<CAudioSubscribeLink>(false, route, inbox, times);
+}
+
+std::unique_ptr<CLink> CAudioSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool, CInbox& inbox,
+                                                             const LinkTimes& times) {
+    return std::make_unique<CAudioSubscribeLink>(true, route, inbox, times);
+}
+
+bool CAudioSubscribeMedium::OnFrame(const std::string& frame) {
+    return m_recorder->OnFrame(frame.data(), frame.size(), WallClockUs());
+}
+
+void CAudioSubscribeMedium::Tick() { m_recorder->Tick(WallClockUs()); }
+
+nlohmann::json CAudioSubscribeMedium::Details() const {
+    const AudioReport report = m_recorder->Report();
+    return {{"packets", report.packets},
+            {"lost", report.lost},
+            {"late", report.late},
+            {"jitter_ms", report.jitterMs},
+            {"delay_p50_ms", report.delayP50Ms},
+            {"delay_p99_ms", report.delayP99Ms}};
+}
+
+std::string CAudioSubscribeMedium::Summary(double seconds) const {
+    const AudioReport report = m_recorder->Report();
+    char text[200];
+    const double whole = static_cast<double>(report.packets + report.lost);
+    std::snprintf(text, sizeof text,
+                  "%llu packets, %.1f kb/s, %.2f %% lost, jitter %.2f ms, delay %.2f ms (p99 %.2f ms)",
+                  static_cast<unsigned long long>(report.packets),
+                  seconds > 0 ? static_cast<double>(report.bytes) * 8 / 1000 / seconds : 0,
+                  whole > 0 ? 100 * static_cast<double>(report.lost) / whole : 0, report.jitterMs, report.delayP50Ms,
+                  report.delayP99Ms);
+    return text;
+}
+
+std::string CAudioSubscribeMedium::Problem() const {
+    return Written() ? "" : "cannot write " + Printable(m_strOut) + ": " + ErrorText(errno);
+}
+
+}  // namespace lumo

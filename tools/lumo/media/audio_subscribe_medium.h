@@ -1,0 +1,46 @@
+// `lumo subscribe audio`: hears a channel, measures it, and writes an Ogg Opus file.
+#pragma once
+
+#include "tools/lumo/media/audio_recorder.h"
+#include "tools/lumo/media/stream_files.h"
+#include "tools/lumo/media/subscribe_medium.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lumo {
+
+class CAudioSubscribeMedium final : public ISubscribeMedium {
+public:
+    const char* Name() const override { return "audio"; }
+    const char* Help() const override { return "Hear an audio channel"; }
+    void AddOptions(CLI::App& command) override;
+    PathRules Rules() const override;
+    bool UsesStdout() const override { return m_strOut == "-"; }
+
+    bool Prepare(std::string& problem) override;
+    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
+    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
+                                          const LinkTimes& times) override;
+    bool OnFrame(const std::string& frame) override;
+    void Tick() override;
+    bool Over() const override { return m_recorder->Ended() || !Written(); }
+    void Finish() override { m_recorder->Finish(); }
+
+    bool Heard() const override { return m_recorder->Report().packets > 0; }
+    uint64_t Bytes() const override { return m_recorder->Report().bytes; }
+    nlohmann::json Details() const override;
+    std::string Summary(double seconds) const override;
+    std::string Problem() const override;
+
+private:
+    bool Written() const { return !m_writer || m_writer->Good(); }
+
+    std::string m_strOut;
+    StreamFilePtr m_file;
+    std::unique_ptr<COggOpusWriter> m_writer;  // null: nothing is written
+    std::optional<CAudioRecorder> m_recorder;
+};
+
+}  // namespace lumo

@@ -1,0 +1,11 @@
+// The media of `lumo publish` and `lumo subscribe`: a new one is a line in each list.
+#include "tools/lumo/media/audio_publish_medium.h"
+#include "tools/lumo/media/audio_subscribe_medium.h"
+
+namespace lumo {
+
+std::vector<std::shared_ptr<IPublishMedium>> PublishMedia() { return {std::make_shared<CAudioPublishMedium>()}; }
+
+std::vector<std::shared_ptr<ISubscribeMedium>> SubscribeMedia() { return {std::make_shared<CAudioSubscribeMedium>()}; }
+
+}  // namespace lumo

@@ -1,0 +1,37 @@
+#include "tools/lumo/media/stream_files.h"
+
+#include "tools/lumo/transfer/file_name.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace lumo {
+
+bool CStreamInput::Open(const std::string& path, std::string& problem) {
+    if (path != "-") {
+        m_owned = CUniqueFd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!m_owned) problem = path + ": " + ErrorText(errno);
+    }
+    m_nFd = path == "-" ? STDIN_FILENO : m_owned.Get();
+    return problem.empty();
+}
+
+ssize_t CStreamInput::Read(char* buffer, size_t size) const {
+    pollfd ready{m_nFd, POLLIN, 0};
+    if (poll(&ready, 1, 0) <= 0) return -1;
+    const ssize_t got = read(m_nFd, buffer, size);
+    return got < 0 ? 0 : got;
+}
+
+bool CStreamInput::Rewind() const { return lseek(m_nFd, 0, SEEK_SET) == 0; }
+
+StreamFilePtr OpenStreamOutput(const std::string& path, std::string& problem) {
+    StreamFilePtr file(path == "-" ? stdout : std::fopen(path.c_str(), "wbe"));
+    if (!file) problem = path + ": " + ErrorText(errno);
+    return file;
+}
+
+}  // namespace lumo

@@ -1,0 +1,36 @@
+// Where a stream's bytes come from and go to: a file, or standard input and output.
+#pragma once
+
+#include "tools/lumo/transfer/unique_fd.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace lumo {
+
+class CStreamInput {
+public:
+    /// "-" is standard input.
+    bool Open(const std::string& path, std::string& problem);
+    /// Bytes that are there now: 0 at the end, -1 when there are none yet.
+    ssize_t Read(char* buffer, size_t size) const;
+    bool Rewind() const;
+    int Fd() const { return m_nFd; }
+
+private:
+    CUniqueFd m_owned;
+    int m_nFd = -1;
+};
+
+struct CloseStreamFile {
+    void operator()(std::FILE* file) const {
+        if (file != stdout) static_cast<void>(std::fclose(file));
+    }
+};
+using StreamFilePtr = std::unique_ptr<std::FILE, CloseStreamFile>;
+
+/// "-" is standard output; null with the problem on failure.
+StreamFilePtr OpenStreamOutput(const std::string& path, std::string& problem);
+
+}  // namespace lumo

@@ -1,0 +1,23 @@
+// How to reach a channel through relay servers.
+#pragma once
+
+#include "tools/lumo/net/proxy_url.h"
+#include "tools/lumo/net/target.h"
+
+#include <cstdint>
+#include <string>
+
+namespace lumo {
+
+struct RelayRoute {
+    RelayTarget mcu;
+    RelayTarget nearMcu;  ///< a server that relays from `mcu`; empty: none
+    bool tcp = false;
+    ProxySettings proxy;
+    uint32_t channel = 0;
+
+    /// "relay HOST:PORT", the server that serves us.
+    std::string PathText() const { return "relay " + (nearMcu.Empty() ? mcu : nearMcu).Text(); }
+};
+
+}  // namespace lumo
