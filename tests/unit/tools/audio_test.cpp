@@ -55,7 +55,7 @@ std::vector<std::pair<uint64_t, std::string>> Published(const std::string& bytes
     CAudioPublisher publisher([&](const std::string& frame) { frames.emplace_back(now, frame); });
     publisher.Feed(bytes.data(), bytes.size());
     publisher.Finish();
-    while (publisher.Fetch() == CAudioPublisher::State::Ready) {
+    while (publisher.Fetch(now) == CAudioPublisher::State::Ready) {
         now = publisher.DueMs();
         publisher.Send(now, now * 1000);
     }

@@ -23,7 +23,7 @@ std::string TagsThatFit(const std::string& tags) {
 
 CAudioPublisher::CAudioPublisher(Out out) : m_out(std::move(out)) { m_reader.emplace(); }
 
-CAudioPublisher::State CAudioPublisher::Fetch() {
+CAudioPublisher::State CAudioPublisher::Fetch(uint64_t nowMs) {
     if (!m_strPacket.empty()) return State::Ready;
     switch (m_reader->Next(m_strPacket)) {
         case COggOpusReader::Result::Packet:
@@ -47,10 +47,11 @@ CAudioPublisher::State CAudioPublisher::Fetch() {
     else if (m_strHead.size() > kMaxAudioPacket || OpusSamples(m_strPacket.data(), m_strPacket.size()) == 0)
         m_strProblem = "a packet is not Opus";
     m_bFound = true;
+    if (!m_startedMs) m_startedMs = nowMs;
     return m_strProblem.empty() ? State::Ready : State::Failed;
 }
 
-uint64_t CAudioPublisher::DueMs() const { return m_ullPosition * 1000 / kOpusRate; }
+uint64_t CAudioPublisher::DueMs() const { return m_startedMs.value_or(0) + m_ullPosition * 1000 / kOpusRate; }
 
 void CAudioPublisher::Send(uint64_t nowMs, uint64_t wallUs) {
     if (m_strPacket.empty()) return;

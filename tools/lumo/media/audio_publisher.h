@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/media/audio_frame.h"
+#include "tools/lumo/media/fetch_state.h"
 #include "tools/lumo/media/ogg_opus_reader.h"
 
 #include <cstdint>
@@ -14,7 +15,7 @@ namespace lumo {
 /// Without clock or network: who owns it sends each packet when it is due. One thread.
 class CAudioPublisher {
 public:
-    enum class State { Ready, NeedMore, End, Failed };
+    using State = FetchState;
     using Out = std::function<void(const std::string& frame)>;
 
     explicit CAudioPublisher(Out out);
@@ -27,8 +28,9 @@ public:
         m_bFound = false;
     }
     /// Looks for the next packet.
-    State Fetch();
-    /// When the packet that is ready shall leave, in ms since the first.
+    State Fetch(uint64_t nowMs);
+    uint64_t GoOnAt() const { return 0; }
+    /// When the packet that is ready shall leave.
     uint64_t DueMs() const;
     /// Sends that packet, and before it the heads when they are due.
     void Send(uint64_t nowMs, uint64_t wallUs);
@@ -50,7 +52,8 @@ private:
     std::string m_strPacket;  // ready to leave; empty: none
     std::string m_strHead;
     std::string m_strTags;
-    std::optional<uint64_t> m_headsMs;  // when the heads left last
+    std::optional<uint64_t> m_startedMs;  // when the first packet was there
+    std::optional<uint64_t> m_headsMs;    // when the heads left last
     uint32_t m_ulSequence = 0;
     uint64_t m_ullPosition = 0;  // samples sent
     uint64_t m_ullBytes = 0;

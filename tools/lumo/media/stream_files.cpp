@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,7 +27,12 @@ ssize_t CStreamInput::Read(char* buffer, size_t size) const {
     return got < 0 ? 0 : got;
 }
 
-bool CStreamInput::Rewind() const { return lseek(m_nFd, 0, SEEK_SET) == 0; }
+bool CStreamInput::Seek(uint64_t offset) const { return lseek(m_nFd, static_cast<off_t>(offset), SEEK_SET) >= 0; }
+
+bool CStreamInput::IsFile() const {
+    struct stat about {};
+    return fstat(m_nFd, &about) == 0 && S_ISREG(about.st_mode);
+}
 
 StreamFilePtr OpenStreamOutput(const std::string& path, std::string& problem) {
     StreamFilePtr file(path == "-" ? stdout : std::fopen(path.c_str(), "wbe"));

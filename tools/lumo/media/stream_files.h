@@ -3,6 +3,7 @@
 
 #include "tools/lumo/transfer/unique_fd.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,7 +16,10 @@ public:
     bool Open(const std::string& path, std::string& problem);
     /// Bytes that are there now: 0 at the end, -1 when there are none yet.
     ssize_t Read(char* buffer, size_t size) const;
-    bool Rewind() const;
+    /// Goes on at that byte.
+    bool Seek(uint64_t offset) const;
+    /// Whether it may be read anywhere, and more than once.
+    bool IsFile() const;
     int Fd() const { return m_nFd; }
 
 private:

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/media/annexb_reader.h"
+#include "tools/lumo/media/fetch_state.h"
 #include "tools/lumo/media/parameter_sets.h"
 #include "tools/lumo/media/video_index.h"
 
@@ -15,13 +16,7 @@ namespace lumo {
 /// Without clock or network: who owns it sends each access unit when it is due. One thread.
 class CVideoPublisher {
 public:
-    enum class State {
-        Ready,
-        NeedMore,
-        GoOn,  ///< the input goes on elsewhere: at byte GoOnAt()
-        End,
-        Failed,
-    };
+    using State = FetchState;
     /// May write into the frame.
     using Out = std::function<void(std::string& frame)>;
 
@@ -39,6 +34,7 @@ public:
 
     /// Looks for the next unit.
     State Fetch(uint64_t nowMs);
+    /// The byte at which the input goes on.
     uint64_t GoOnAt() const { return m_ullGoOnAt; }
     /// When the unit that is ready shall leave.
     uint64_t DueMs() const { return static_cast<uint64_t>(m_dDueMs.value_or(0)); }

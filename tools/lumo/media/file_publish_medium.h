@@ -1,0 +1,92 @@
+// `lumo publish` of a medium whose stream is a file or standard input, sent at its own pace.
+#pragma once
+
+#include "tools/lumo/media/fetch_state.h"
+#include "tools/lumo/media/publish_medium.h"
+#include "tools/lumo/media/stream_files.h"
+
+#include <array>
+#include <string>
+
+namespace lumo {
+
+/// `Publisher` has Feed, Finish, Rewind, Fetch, DueMs, GoOnAt, Bytes and Problem, and knows no clock.
+template <class Publisher>
+class CFilePublishMedium : public IPublishMedium {
+public:
+    bool Prepare(std::string& problem) override { return m_input.Open(m_strFile, problem); }
+    uint64_t Turn(uint64_t now) override;
+    int WaitFd() const override { return m_bHungry ? m_input.Fd() : -1; }
+    bool Over() const override { return m_bOver; }
+    uint64_t Bytes() const override { return m_publisher.Bytes(); }
+    std::string Problem() const override { return m_publisher.Problem(); }
+
+protected:
+    template <class Out>
+    explicit CFilePublishMedium(Out out) : m_publisher(out) {}
+
+    void AddFileTo(CLI::App& command, const std::string& help) {
+        command.add_option("FILE", m_strFile, help + "; - is standard input")->required();
+        command.add_flag("--loop", m_bLoop, "Begin again at the end, until interrupted");
+    }
+    /// Sends the frame that is ready.
+    virtual void SendReady(uint64_t now) = 0;
+    Publisher& Source() { return m_publisher; }
+    const Publisher& Source() const { return m_publisher; }
+    CStreamInput& Input() { return m_input; }
+    bool Loops() const { return m_bLoop; }
+    const std::string& File() const { return m_strFile; }
+
+private:
+    static constexpr uint64_t kIdleMs = 50;
+
+    /// False when nothing has come.
+    bool Feed() {
+        const ssize_t got = m_input.Read(m_piece.data(), m_piece.size());
+        if (got > 0) m_publisher.Feed(m_piece.data(), static_cast<size_t>(got));
+        if (got == 0) m_publisher.Finish();
+        return got >= 0;
+    }
+    bool GoOnAt(uint64_t offset) {
+        m_bOver = !m_input.Seek(offset);
+        return !m_bOver;
+    }
+
+    std::string m_strFile;
+    bool m_bLoop = false;
+    CStreamInput m_input;
+    std::array<char, 16384> m_piece{};
+    Publisher m_publisher;
+    bool m_bHungry = false;  // waits for bytes
+    bool m_bOver = false;
+};
+
+template <class Publisher>
+uint64_t CFilePublishMedium<Publisher>::Turn(uint64_t now) {
+    m_bHungry = false;
+    while (!m_bOver) {
+        switch (m_publisher.Fetch(now)) {
+            case FetchState::Ready:
+                if (now < m_publisher.DueMs()) return m_publisher.DueMs() - now;
+                SendReady(now);
+                break;
+            case FetchState::NeedMore:
+                m_bHungry = !Feed();
+                if (m_bHungry) return kIdleMs;
+                break;
+            case FetchState::GoOn:
+                GoOnAt(m_publisher.GoOnAt());
+                break;
+            case FetchState::End:
+                m_bOver = !m_bLoop;
+                if (m_bLoop && GoOnAt(0)) m_publisher.Rewind();
+                break;
+            case FetchState::Failed:
+                m_bOver = true;
+                break;
+        }
+    }
+    return 0;
+}
+
+}  // namespace lumo

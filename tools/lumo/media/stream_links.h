@@ -1,0 +1,103 @@
+// What the library gives a publisher and a subscriber of a stream, whose media differ in names only.
+#pragma once
+
+#include "tools/lumo/net/link.h"
+#include "tools/lumo/net/path_choice.h"
+#include "tools/lumo/net/peer_host.h"
+#include "tools/lumo/net/relay_route.h"
+
+#include <memory>
+
+namespace lumo {
+
+/// Nobody answers a publisher: the library alone tells when the server has gone.
+inline LinkTimes PublishTimes() {
+    LinkTimes times;
+    times.silence = times.unaccepted = UINT64_MAX / 4;
+    return times;
+}
+
+/// Publishes a channel of this host at the relay server. `Medium` names the library's types and factories.
+template <class Medium>
+class CStreamPublishLink : public CLink, protected Medium::SenderNotify {
+public:
+    CStreamPublishLink(const RelayRoute& route, CInbox& inbox) : CLink(inbox, PublishTimes()), m_route(route) {}
+    ~CStreamPublishLink() override { Close(); }
+
+private:
+    bool Create() override {
+        const auto& ips = m_route.mcu.ips;
+        const ProxySettings& proxy = m_route.proxy;
+        m_pSender = m_route.tcp ? Medium::kSenderTCP(*this, m_route.channel, ips[0], ips[1], ips[2], m_route.mcu.port,
+                                                     static_cast<int>(proxy.type), proxy.host.c_str(), proxy.port,
+                                                     proxy.user.c_str(), proxy.password.c_str())
+                                : Medium::kSenderUDP(*this, m_route.channel, ips[0], ips[1], ips[2], m_route.mcu.port);
+        return m_pSender != nullptr;
+    }
+    bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
+    void Release() override {
+        if (m_pSender) m_pSender->ReleaseConnections();
+        m_pSender = nullptr;
+    }
+    void OnConnected(unsigned long) override { Inbox().Accept(); }
+
+    const RelayRoute m_route;
+    typename Medium::Sender* m_pSender = nullptr;
+};
+
+/// Subscribes at the relay server or at the publisher's own host; the inbox gets the frames.
+template <class Medium>
+class CStreamSubscribeLink : public CLink, protected Medium::ReceiverNotify {
+public:
+    /// `peer`: at the host of the user that the channel's number names.
+    CStreamSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
+        : CLink(inbox, times), m_bPeer(peer), m_route(route) {}
+    ~CStreamSubscribeLink() override { Close(); }
+
+protected:
+    typename Medium::Receiver* Receiver() const { return m_pReceiver; }
+
+private:
+    bool Create() override {
+        const auto& far = m_route.mcu.ips;
+        const auto& near = m_route.nearMcu.ips;
+        const ProxySettings& proxy = m_route.proxy;
+        if (m_bPeer)
+            m_pReceiver = Medium::kReceiverP2P(*this, m_route.channel, SenderUser(m_route.channel));
+        else if (m_route.tcp)
+            m_pReceiver =
+                Medium::kReceiverTCP(*this, m_route.channel, far[0], far[1], far[2], m_route.mcu.port, near[0], near[1],
+                                     near[2], m_route.nearMcu.port, 0, static_cast<int>(proxy.type), proxy.host.c_str(),
+                                     proxy.port, proxy.user.c_str(), proxy.password.c_str());
+        else
+            m_pReceiver = Medium::kReceiverUDP(*this, m_route.channel, far[0], far[1], far[2], m_route.mcu.port,
+                                               near[0], near[1], near[2], m_route.nearMcu.port, 0);
+        return m_pReceiver != nullptr;
+    }
+    // A failed negotiation is over at once, not when its time is.
+    bool IsDisconnected() override {
+        return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));
+    }
+    void Release() override {
+        if (m_pReceiver) m_pReceiver->ReleaseConnections();
+        m_pReceiver = nullptr;
+    }
+    void OnConnected(unsigned long) override { Inbox().Accept(); }
+
+    const bool m_bPeer;
+    const RelayRoute m_route;
+    typename Medium::Receiver* m_pReceiver = nullptr;
+};
+
+/// Ends a channel of the library.
+template <class Channel>
+struct EndStreamChannel {
+    void operator()(Channel* channel) const {
+        channel->ReleaseConnections();
+        delete channel;
+    }
+};
+template <class Channel>
+using StreamChannelPtr = std::unique_ptr<Channel, EndStreamChannel<Channel>>;
+
+}  // namespace lumo

@@ -1,0 +1,65 @@
+#include "tools/lumo/media/video_publish_medium.h"
+
+#include <lumomedia/statistics.h>
+
+#include <poll.h>
+
+namespace lumo {
+
+CVideoPublishMedium::CVideoPublishMedium()
+    : CFilePublishMedium([this](std::string& frame) {
+          m_channel->OnVideoChannelData(frame.data(), static_cast<int>(frame.size()));
+      }) {}
+
+void CVideoPublishMedium::AddOptions(CLI::App& command) {
+    AddFileTo(command, "An H.264 byte stream, such as ffmpeg writes with -f h264");
+    command.add_option("--fps", m_dFps, "Pictures a second; 0: each as soon as it is read, for a live input")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+}
+
+bool CVideoPublishMedium::Prepare(std::string& problem) {
+    if (!CFilePublishMedium::Prepare(problem)) return false;
+    Source().SetRate(m_dFps);
+    if (!Input().IsFile()) return true;
+    VideoIndex index;
+    const auto read = [this](char* buffer, size_t size) { return Input().Read(buffer, size); };
+    if (!ReadVideoIndex(read, index, problem) || !Input().Seek(0)) {
+        problem = File() + ": " + (problem.empty() ? "it cannot be read twice" : problem);
+        return false;
+    }
+    Source().SetIndex(std::move(index), Loops());
+    return true;
+}
+
+std::unique_ptr<CLink> CVideoPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
+    m_channel.reset(new CVideoChannel(route.channel));
+    return std::make_unique<CVideoPublishLink>(route, inbox, m_bKeyWanted);
+}
+
+uint64_t CVideoPublishMedium::Turn(uint64_t now) {
+    bool wanted = m_bKeyWanted.exchange(false);
+    while (m_channel->HasKeyFrameRequest()) wanted = true;  // one of those who ask at a time
+    if (wanted) Source().RequestKeyFrame();
+    return CFilePublishMedium::Turn(now);
+}
+
+void CVideoPublishMedium::SayGoodbye() {
+    constexpr int kStepMs = 5, kMostSteps = 400;
+    Source().SayGoodbye();
+    for (int i = 0; i < kMostSteps && m_channel->GetBufferingFrameCount() > 0; ++i) poll(nullptr, 0, kStepMs);
+}
+
+nlohmann::json CVideoPublishMedium::Details() {
+    LumoProcessStatistics statistics;
+    GetProcessStatistics(statistics);
+    return {{"frames", Source().Frames()},
+            {"key_frames", Source().KeyFrames()},
+            {"key_requests", Source().Requests()},
+            {"empty_nal_units", Source().EmptyNals()},
+            {"dropped", statistics.ullFramesDropped},
+            {"waiting", m_channel ? m_channel->GetBufferingFrameCount() : 0},
+            {"listeners", m_channel ? m_channel->GetVideoSinkCount() : 0}};
+}
+
+}  // namespace lumo

@@ -1,0 +1,79 @@
+#include "tools/lumo/media/video_subscribe_medium.h"
+
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/transfer/file_name.h"
+
+#include <cerrno>
+
+namespace lumo {
+
+void CVideoSubscribeMedium::AddOptions(CLI::App& command) {
+    command.add_option("-o,--out", m_strOut, "An H.264 byte stream to write; - is standard output");
+}
+
+PathRules CVideoSubscribeMedium::Rules() const {
+    constexpr size_t kInboxBytes = 32 * 1024 * 1024;
+    LinkTimes times;
+    times.silence = times.unaccepted = 6000;  // a live input may rest for a while
+    return PathRules::Stream(kMaxVideoFrame, kInboxBytes, times);
+}
+
+bool CVideoSubscribeMedium::Prepare(std::string& problem) {
+    if (!m_strOut.empty()) {
+        m_file = OpenStreamOutput(m_strOut, problem);
+        if (!m_file) return false;
+    }
+    m_recorder.emplace(m_file.get());
+    return true;
+}
+
+std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, const RelayRoute& route, CInbox& inbox,
+                                                       const LinkTimes& times) {
+    auto link = std::make_unique<CVideoSubscribeLink>(peer, route, inbox, times);
+    m_links.push_back(link.get());
+    return link;
+}
+
+std::unique_ptr<CLink> CVideoSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
+                                                            const LinkTimes& times) {
+    return MakeLink(false, route, inbox, times);
+}
+
+std::unique_ptr<CLink> CVideoSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool, CInbox& inbox,
+                                                             const LinkTimes& times) {
+    return MakeLink(true, route, inbox, times);
+}
+
+bool CVideoSubscribeMedium::OnFrame(const std::string& frame) {
+    return m_recorder->OnFrame(frame.data(), frame.size(), CToolLoop::Now());
+}
+
+void CVideoSubscribeMedium::Tick() {
+    if (!m_recorder->KeyFrameDue(CToolLoop::Now())) return;
+    for (CVideoSubscribeLink* link : m_links) link->RequestKeyFrame();
+}
+
+nlohmann::json CVideoSubscribeMedium::Details() const {
+    const VideoReport& report = m_recorder->Report();
+    return {{"frames", report.frames},
+            {"key_frames", report.keyFrames},
+            {"skipped", report.skipped},
+            {"useless", report.useless},
+            {"key_requests", report.requests}};
+}
+
+std::string CVideoSubscribeMedium::Summary(double seconds) const {
+    const VideoReport& report = m_recorder->Report();
+    char text[200];
+    std::snprintf(text, sizeof text, "%llu frames, %llu of them key frames, %.1f kb/s, %llu skipped",
+                  static_cast<unsigned long long>(report.frames), static_cast<unsigned long long>(report.keyFrames),
+                  seconds > 0 ? static_cast<double>(report.bytes) * 8 / 1000 / seconds : 0,
+                  static_cast<unsigned long long>(report.skipped));
+    return text;
+}
+
+std::string CVideoSubscribeMedium::Problem() const {
+    return m_recorder->Good() ? "" : "cannot write " + Printable(m_strOut) + ": " + ErrorText(errno);
+}
+
+}  // namespace lumo

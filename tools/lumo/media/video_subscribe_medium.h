@@ -1,0 +1,48 @@
+// `lumo subscribe video`: takes a channel's frames and writes an H.264 byte stream that decodes.
+#pragma once
+
+#include "tools/lumo/media/stream_files.h"
+#include "tools/lumo/media/subscribe_medium.h"
+#include "tools/lumo/media/video_links.h"
+#include "tools/lumo/media/video_recorder.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+class CVideoSubscribeMedium final : public ISubscribeMedium {
+public:
+    const char* Name() const override { return "video"; }
+    const char* Help() const override { return "See a video channel"; }
+    void AddOptions(CLI::App& command) override;
+    PathRules Rules() const override;
+    bool UsesStdout() const override { return m_strOut == "-"; }
+
+    bool Prepare(std::string& problem) override;
+    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
+    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
+                                          const LinkTimes& times) override;
+    bool OnFrame(const std::string& frame) override;
+    void Tick() override;
+    bool Over() const override { return m_recorder->Ended() || !m_recorder->Good(); }
+    void Finish() override {}
+
+    bool Heard() const override { return m_recorder->Report().frames > 0; }
+    uint64_t Bytes() const override { return m_recorder->Report().bytes; }
+    nlohmann::json Details() const override;
+    std::string Summary(double seconds) const override;
+    std::string Problem() const override;
+
+private:
+    std::unique_ptr<CLink> MakeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
+
+    std::string m_strOut;
+    StreamFilePtr m_file;
+    std::optional<CVideoRecorder> m_recorder;
+    std::vector<CVideoSubscribeLink*> m_links;  // those of the path switch
+};
+
+}  // namespace lumo
