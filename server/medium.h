@@ -3,6 +3,7 @@
 
 #include "link/limits.h"
 #include "platform/lumobase/crit_sec.h"
+#include "server/key_frames.h"
 #include "server/medium_classes.h"
 #include "server/relay_policy.h"
 #include "server/server_constants.h"
@@ -41,6 +42,7 @@ struct CMedium {
     IMediumClasses& classes;
     CServerContext& context;
     CStreamTable streams;
+    CKeyFrames keyFrames{streams, context.gate};
     std::atomic<bool> legsBehind{false};  // what is wanted of a relayed stream has changed
     CCritSec csEnded{lock_order::kLeaf};
     CMediumStatus ended LUMO_GUARDED_BY(csEnded);  // of streams that are gone

@@ -131,6 +131,7 @@ void CMediumServer::OnSecond(uint32_t now) {
 
 bool CMediumServer::OnTurn() {
     m_relays.OnTurn();
+    m_medium.keyFrames.OnTurn(CActivity::Now());
     return m_sources.Pump();
 }
 

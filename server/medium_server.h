@@ -16,6 +16,7 @@ public:
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length);
     void OnSinkMade(const CSinkInfo& sink) { m_sinks.OnSinkMade(sink); }
     void OnSinkChanged(const CSinkInfo& sink) { m_sinks.OnSinkChanged(sink); }
+    void OnKeyFrameWanted(uint32_t channelID) { m_medium.keyFrames.Want(channelID); }
     void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }
 
     void OnSecond(uint32_t now);

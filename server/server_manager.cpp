@@ -6,6 +6,7 @@
 #include "server/audio/audio_medium.h"
 #include "server/file/file_medium.h"
 #include "server/reflector.h"
+#include "server/video/video_medium.h"
 
 #include <algorithm>
 #include <chrono>
@@ -29,6 +30,7 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     m_context.port = options.port;
     AddMedium(wire::Kind::File, MakeFileServer(m_context));
     AddMedium(wire::Kind::Audio, MakeAudioServer(m_context));
+    AddMedium(wire::Kind::Video, MakeVideoServer(m_context));
     Instances().pServer.store(this, std::memory_order_release);
 }
 
@@ -107,6 +109,10 @@ void CServerManager::OnSinkChanged(const CSinkInfo& sink) {
 
 void CServerManager::OnSinkGone(const CSinkInfo& sink) {
     if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkGone(sink);
+}
+
+void CServerManager::OnKeyFrameWanted(wire::Kind kind, uint32_t channelID) {
+    if (CMediumServer* medium = MediumOf(kind)) medium->OnKeyFrameWanted(channelID);
 }
 
 void CServerManager::OnSecond() {

@@ -73,7 +73,8 @@ void CSinks::OnSinkMade(const CSinkInfo& sink) {
     }
     m_unproved.Add(sink.sinkID, sink.ip, sink.channelID);
     if (!sink.link) return;
-    sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
+    if (!m_medium.profile.Stops())
+        sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
     sink.link->SetQueueLimit(server::kHeldQueueBytes);
     sink.link->SetHeld(true);
 }

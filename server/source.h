@@ -20,6 +20,9 @@ struct CSourceProfile {
     int acknowledgements;  ///< of one connect request
     bool session;          ///< frames travel in the reliable session, else each in a datagram
     wire::TcpType senderType, receiverType;
+    char tcpStart = 0;  ///< control bytes to publishers over TCP; start is the keep-alive, too
+    char tcpStop = 0;
+    char tcpKeyFrame = 0;  ///< where there are key frames
 
     bool Stops() const { return stop != 0; }
 };
@@ -34,6 +37,8 @@ public:
 
     /// One frame of a subscriber; false when it was dropped. Any thread, under the stream's source lock.
     virtual bool SendUpstream(const void* data, int length) = 0;
+    /// A subscriber needs a key frame, where there are such. Under the stream's source lock.
+    virtual void RequestKeyFrame() {}
     /// The subscribers have changed. Any thread, under the stream's source lock.
     virtual void OnChange() {}
     /// Whether it has shown that it is there.

@@ -26,6 +26,12 @@ bool CSourceSession::SendUpstream(const void* data, int length) {
     return QueueFrame(data, length);
 }
 
+// One that waits already says it all.
+void CSourceSession::RequestKeyFrame() {
+    const char request = 0;
+    if (GetCount() == 0) QueueFrame(&request, 1);
+}
+
 void CSourceSession::OnSCTPSessionReceivedFrame(char* frame, int length) { m_stream.OnSourceFrame(frame, length); }
 
 void CSourceSession::SendSCTPData(char* packet, int length) {

@@ -13,6 +13,7 @@ public:
     void OnFrame(const char* data, int length) override { OnPacket(data, length); }
     bool PumpFrames() override { return Pump(); }
     bool SendUpstream(const void* data, int length) override;
+    void RequestKeyFrame() override;
     void End() override { CloseLink(); }
     CSourceStatus Status() override;
 

@@ -7,8 +7,6 @@
 
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds; without it a host that fell silent would hold its channel
-constexpr char kStart = 0x00;
-constexpr char kStop = 0x01;
 }  // namespace
 
 CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session,
@@ -29,7 +27,9 @@ void CSourceTCP::AnswerValidation() {
     OnChange();  // who began to listen in between saw a publisher that had not been told anything yet
 }
 
-char CSourceTCP::Control() const { return m_profile.Stops() && m_stream.Wanted() == 0 ? kStop : kStart; }
+char CSourceTCP::Control() const {
+    return m_profile.Stops() && m_stream.Wanted() == 0 ? m_profile.tcpStop : m_profile.tcpStart;
+}
 
 void CSourceTCP::SendControl(char control) {
     m_cTold.store(control, std::memory_order_relaxed);
@@ -44,7 +44,12 @@ void CSourceTCP::OnChange() {
 }
 
 void CSourceTCP::TellToStop() {
-    if (m_profile.Stops()) SendControl(kStop);
+    if (m_profile.Stops()) SendControl(m_profile.tcpStop);
+}
+
+void CSourceTCP::RequestKeyFrame() {
+    m_pSession->SendData(&m_profile.tcpKeyFrame, 1, 0);
+    m_keepAlive.Restart();
 }
 
 bool CSourceTCP::SendUpstream(const void* data, int length) {

@@ -21,6 +21,7 @@ public:
     bool SendUpstream(const void* data, int length) override;
     bool GivesWay() override { return m_pSession->IsDisconnected(); }
     bool IsGone() override { return m_pSession->IsDisconnected(); }
+    void RequestKeyFrame() override;
     void OnChange() override;
     void OnSecond() override;
     void TellToStop() override;

@@ -41,9 +41,7 @@ bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
     CSourceTCP& made = *source;
     m_medium.LogPeer("source", made.Status().peer, true, "publishes", channelID);
     stream->SetSource(std::move(source));
-    stream->SetPublished();
-    stream->SetHome(true);
-    m_relays.End(*stream);
+    OnPublished(*stream);
     made.AnswerValidation();
     return true;
 }
@@ -129,14 +127,19 @@ void CSources::Prove(uint32_t sourceID) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (!stream) return;
     const bool first = m_unproved.Remove(sourceID) != 0;
-    stream->SetPublished();
-    stream->SetHome(true);
-    m_relays.End(*stream);
+    OnPublished(*stream);
     if (!first) return;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         source.Prove();
         m_medium.LogPeer("source", source.Status().peer, false, "publishes", stream->ChannelID());
     });
+}
+
+void CSources::OnPublished(CStream& stream) {
+    stream.SetPublished();
+    stream.SetHome(true);
+    m_relays.End(stream);
+    m_medium.keyFrames.OnPublisher(stream);
 }
 
 void CSources::End(CStream& stream) {

@@ -44,6 +44,8 @@ private:
     Found Use(const CServerDatagram& datagram, uint32_t sourceID);
     /// It is there, for the first time or again after its channel was relayed meanwhile.
     void Prove(uint32_t sourceID);
+    /// Its publisher is here; a relay of it ends.
+    void OnPublished(CStream& stream);
     /// The stream for a newcomer, its old publisher ended; null when the place is taken or there is no room.
     std::shared_ptr<CStream> TakePlace(uint32_t channelID, bool udp);
     bool EvictOldest();

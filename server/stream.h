@@ -30,6 +30,12 @@ public:
     virtual void Open() = 0;
     virtual void Close() = 0;
 
+    /// A subscriber needs a key frame; `anew`: whatever was asked before went to somebody else. Any thread.
+    virtual void WantKeyFrame(bool /*anew*/) {}
+    /// Asks the publisher, or the far server, for one if it is time to. True while there may be more to ask. Under the
+    /// gate.
+    virtual bool AskForKeyFrame(uint32_t /*now*/) { return false; }
+
     /// One whole frame of the publisher, or of the far server. Any thread.
     void OnSourceFrame(const char* data, int length);
     /// One whole frame of a subscriber. Any thread, possibly under the sink table's lock.

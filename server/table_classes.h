@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/frame_link.h"
+#include "link/mcu_sink.h"
 #include "link/mcu_tables.h"
 #include "server/medium_classes.h"
 #include "server/server_options.h"

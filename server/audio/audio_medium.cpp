@@ -1,5 +1,6 @@
 #include "server/audio/audio_medium.h"
 
+#include "audio/audio_constants.h"
 #include "audio/local_mcu_audio.h"
 #include "server/audio/audio_leg.h"
 #include "server/audio/audio_sink_tcp.h"
@@ -20,7 +21,9 @@ constexpr CSourceProfile kProfile{.kind = wire::Kind::Audio,
                                   .acknowledgements = 1,
                                   .session = false,
                                   .senderType = wire::TcpType::AudioSender,
-                                  .receiverType = wire::TcpType::AudioReceiver};
+                                  .receiverType = wire::TcpType::AudioReceiver,
+                                  .tcpStart = audio::kStart,
+                                  .tcpStop = audio::kStop};
 
 class CAudioClasses : public CTableClasses<CLocalMCUAudio::CTables> {
 public:

@@ -1,27 +1,16 @@
-// A subscriber of audio over TCP, which only servers have.
+// A subscriber of audio over TCP.
 #pragma once
 
+#include "audio/audio_constants.h"
 #include "audio/audio_sink.h"
-#include "link/tcp_sink.h"
+#include "server/stream_sink_tcp.h"
 
-/// Starts as one that wants nothing; of what it sends only control bytes count.
-class CAudioSinkTCP : public CAudioSink, public ITcpSessionNotify {
+class CAudioSinkTCP : public CStreamSinkTCP<CAudioSink> {
 public:
     CAudioSinkTCP(CAudioChannel& channel, ITcpSession* session, uint32_t userID)
-        : CAudioSink(channel, userID), m_tcp(session) {}
+        : CStreamSinkTCP(wire::TcpType::AudioReceiver, audio::kStart, audio::kStop, channel, session, userID) {}
 
-    /// Takes the session's frames and answers its validation: before the sink enters its channel.
-    void AnswerValidation();
-
-    void ReleaseConnections() override;
-    bool IsDisconnected() override { return CAudioSink::IsDisconnected() || m_tcp.IsDisconnected(); }
-    void OnAudioChannelData(const char* data, int length) override;
-    unsigned long GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
-    void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
-    CSinkInfo Info() override;
-
-    bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
-
-private:
-    CTcpSink m_tcp;
+    void OnAudioChannelData(const char* data, int length) override {
+        if (IsStarted() && data && length >= limits::kMinFrameLen) m_tcp.Send(data, length);
+    }
 };

@@ -25,8 +25,11 @@ protected:
         if (m_bStarted.exchange(started, std::memory_order_relaxed) == started) return false;
         started ? m_nStarted.fetch_add(1, std::memory_order_relaxed)
                 : m_nStarted.fetch_sub(1, std::memory_order_relaxed);
+        if (started) OnStarted();
         return true;
     }
+    /// It wanted nothing before.
+    virtual void OnStarted() {}
     uint32_t ID() const { return m_id.Get(); }
 
 private:
@@ -67,7 +70,6 @@ public:
     void OnReceivedConnect() override { m_udp.Acknowledge(m_profile.connectAckCode, kConnectAcknowledgements); }
     bool OnReceivedStart() {
         const bool news = this->SetStarted(true);
-        if (news) OnStarted();
         m_udp.Acknowledge(m_profile.startAckCode, 1);
         return news;
     }
@@ -80,10 +82,6 @@ public:
     uint32_t GetRemoteIP() const { return m_udp.Remote().IP(); }
     uint16_t GetRemotePort() const { return m_udp.Remote().Port(); }
     uint32_t GetReceiverID() const { return m_udp.ReceiverID(); }
-
-protected:
-    /// A subscriber that wanted nothing wants frames.
-    virtual void OnStarted() {}
 
 private:
     static constexpr int kConnectAcknowledgements = 2;  // repeated against loss

@@ -12,6 +12,7 @@ CTcpSink::CTcpSink(ITcpSession* session)
     : m_pSession(session),
       m_keepAlive(kKeepAliveEvery),
       m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
+      m_withinLimit(CActivity::Now()),
       m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),
       m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {}
 
@@ -33,9 +34,20 @@ bool CTcpSink::HasRoom() {
     return !m_bOverrun.load(std::memory_order_relaxed);
 }
 
+void CTcpSink::DropQueue() {
+    if (m_pSession) m_pSession->ClearSendQueue();
+    m_bOverrun.store(false, std::memory_order_relaxed);
+}
+
+bool CTcpSink::IsStuck() {
+    if (m_bOverrun.load(std::memory_order_relaxed)) return m_ulPatience == 0 || m_withinLimit.SilentFor(m_ulPatience);
+    m_withinLimit.Touch();
+    return false;
+}
+
 bool CTcpSink::IsDisconnected() {
     if (!m_pSession) return false;
-    if (m_pSession->IsDisconnected() || m_bOverrun.load(std::memory_order_relaxed)) return true;
+    if (m_pSession->IsDisconnected() || IsStuck()) return true;
     if (m_pSession->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
         const char keepAlive = 0;
         m_pSession->SendData(&keepAlive, 1, 0);

@@ -25,6 +25,10 @@ public:
     void Send(const void* data, int length);
     /// The sweep of every second.
     bool IsDisconnected();
+    /// Drops what waits, and takes frames again.
+    void DropQueue();
+    /// For how long it may be over its limit before it counts as disconnected; 0 at first.
+    void SetPatience(uint32_t milliseconds) { m_ulPatience = milliseconds; }
     /// Any thread.
     void LimitQueue(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
@@ -39,11 +43,14 @@ public:
 
 private:
     bool HasRoom();
+    bool IsStuck();
 
     ITcpSession* m_pSession;
     CPollCount m_keepAlive;
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<bool> m_bOverrun{false};
+    CActivity m_withinLimit;
+    uint32_t m_ulPatience = 0;  // set before it is known to other threads
     const uint32_t m_ulRemoteIP;
     const uint16_t m_usRemotePort;
 };

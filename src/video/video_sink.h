@@ -32,6 +32,7 @@ public:
     void Join() override { m_pVideoChannel->AddVideoSink(GetVideoSinkID(), this); }
 
 protected:
+    void OnStarted() override { WantKeyFrame(); }
     /// The subscriber needs a key frame.
     void WantKeyFrame();
 

@@ -28,6 +28,5 @@ public:
     void SendSCTPData(char* packet, int length) override;
 
 protected:
-    void OnStarted() override { WantKeyFrame(); }
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 };

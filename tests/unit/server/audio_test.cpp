@@ -1,7 +1,7 @@
 // Audio at the server: publishers are started and stopped, subscribers over UDP and TCP, relaying.
 #include "audio/audio_sink.h"
 #include "audio/local_mcu_audio.h"
-#include "server_host.h"
+#include "stream_host.h"
 
 #include <gtest/gtest.h>
 
@@ -10,59 +10,13 @@ using session_wire::U32;
 
 namespace {
 
-constexpr uint32_t kChannel = 77;
-constexpr uint32_t kKey = 5;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
-constexpr CPeer kFar{0x7f000009, 7005};
-std::string U16(uint16_t value) { return U32(value).substr(2); }
+constexpr StreamCodes kCodes{"00", "00", "01", "04", "02", "12", "13", "17", 1};
 const std::string kStart(1, '\0');
 const std::string kStop(1, '\1');
 
-class Audio : public testing::Test {
+class Audio : public testing::Test, protected CStreamHost {
 protected:
-    void Say(const char* code, uint32_t id, const CPeer& peer, const std::string& rest = "") {
-        host.Deliver(Hex("00") + Hex(code) + U32(id) + rest, peer);
-    }
-    uint32_t Publish(uint32_t channelID, const CPeer& peer) {
-        host.Deliver(Hex("0012") + U32(channelID) + U32(kKey), peer);
-        const uint32_t sourceID = host.LastID(peer, "0013", 6);
-        Say("17", sourceID, peer);
-        host.Take(peer);
-        return sourceID;
-    }
-    uint32_t Connect(uint32_t channelID, uint32_t receiverID, const CPeer& peer) {
-        host.Deliver(Hex("0000") + U32(receiverID) + U32(channelID) + U32(1), peer);
-        const uint32_t sinkID = host.LastID(peer, "0001", 6);
-        host.Take(peer);
-        return sinkID;
-    }
-    /// One that has started.
-    uint32_t Listen(uint32_t channelID, uint32_t receiverID, const CPeer& peer) {
-        const uint32_t sinkID = Connect(channelID, receiverID, peer);
-        Say("04", sinkID, peer);
-        host.Take(peer);
-        return sinkID;
-    }
-    static std::string LongConnect(uint32_t receiverID, uint32_t ip, uint16_t port) {
-        return Hex("0000") + U32(receiverID) + U32(kChannel) + U32(ip) + U32(0) + U32(0) + U16(port) + U32(1);
-    }
-    static std::string TcpRequest(uint32_t ip, uint16_t port) {
-        return U32(kChannel) + U32(ip) + U32(0) + U32(0) + U16(port) + U32(1);
-    }
-    static void FromPeer(CFakeTcp& session, const std::string& frame) {
-        session.sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    static std::vector<std::string> Frames(CFakeTcp& session) {
-        std::vector<std::string> frames;
-        for (CSentMessage& message : session.TakeSent())
-            if (message.mode == 0) frames.push_back(std::move(message.bytes));
-        return frames;
-    }
-    CMediumStatus Status() { return host.server->Media()[1]; }
-
-    CServerHost host;
+    Audio() : CStreamHost(kCodes) {}
 };
 
 TEST_F(Audio, APublisherIsToldHowManyListenOnEveryChangeAndEveryTwoSeconds) {

@@ -1,0 +1,40 @@
+#include "server/key_frames.h"
+
+#include "link/work_signal.h"
+#include "server/stream.h"
+#include "server/stream_table.h"
+
+void CKeyFrames::Want(uint32_t channelID) {
+    const std::shared_ptr<CStream> stream = m_streams.Find(channelID);
+    if (!stream) return;
+    stream->WantKeyFrame(false);
+    Add(channelID);
+    CWorkSignal::Get().Wake();
+}
+
+void CKeyFrames::OnPublisher(CStream& stream) {
+    if (stream.Wanted() == 0) return;
+    stream.WantKeyFrame(true);
+    Add(stream.ChannelID());
+}
+
+void CKeyFrames::Add(uint32_t channelID) {
+    CAutoLock lock(&m_cs);
+    m_wanted.insert(channelID);
+    m_bAny.store(true, std::memory_order_relaxed);
+}
+
+void CKeyFrames::OnTurn(uint32_t now) {
+    if (!m_bAny.load(std::memory_order_relaxed)) return;
+    CAutoLock gate(&m_gate);
+    std::set<uint32_t> wanted;
+    {
+        CAutoLock lock(&m_cs);
+        wanted.swap(m_wanted);
+        m_bAny.store(false, std::memory_order_relaxed);
+    }
+    for (const uint32_t channelID : wanted) {
+        const std::shared_ptr<CStream> stream = m_streams.Find(channelID);
+        if (stream && stream->AskForKeyFrame(now)) Add(channelID);
+    }
+}

@@ -1,0 +1,60 @@
+// A subscriber over TCP of a stream that starts and stops, which only servers have.
+#pragma once
+
+#include "link/instances.h"
+#include "link/server_hooks.h"
+#include "link/tcp_link.h"
+#include "link/tcp_sink.h"
+
+/// Starts as one that wants nothing; of what it sends only control bytes count. TSink is the medium's sink.
+template <class TSink>
+class CStreamSinkTCP : public TSink, public ITcpSessionNotify {
+public:
+    template <class TChannel>
+    CStreamSinkTCP(wire::TcpType type, char start, char stop, TChannel& channel, ITcpSession* session, uint32_t userID)
+        : TSink(channel, userID), m_type(type), m_cStart(start), m_cStop(stop), m_tcp(session) {}
+
+    /// Takes the session's frames and answers its validation: before the sink enters its channel.
+    void AnswerValidation() {
+        const CSinkInfo info = TSink::Info();
+        m_tcp.Answer(this, ValidationMessage(m_type, wire::CDatagram().U32(info.channelID).U32(info.sinkID)));
+    }
+
+    // The session is let go when no frame can be under way to it any more; a control byte may come until then.
+    void ReleaseConnections() override {
+        TSink::ReleaseConnections();
+        m_tcp.Release();
+        this->SetStarted(false);
+    }
+    bool IsDisconnected() override { return TSink::IsDisconnected() || m_tcp.IsDisconnected(); }
+    unsigned long GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
+    void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
+    CSinkInfo Info() override {
+        CSinkInfo info = TSink::Info();
+        info.ip = m_tcp.RemoteIP();
+        info.port = m_tcp.RemotePort();
+        info.tcp = true;
+        return info;
+    }
+
+    bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override {
+        if (data && length == 1) OnControl(data[0]);
+        return true;
+    }
+
+protected:
+    /// A control byte of the subscriber. TCP thread.
+    virtual void OnControl(char control) {
+        if (control != m_cStart && control != m_cStop) return;
+        if (!this->SetStarted(control == m_cStart)) return;
+        if (IServerHooks* hooks = GetServerHooks()) hooks->OnSinkChanged(Info());
+    }
+
+private:
+    const wire::TcpType m_type;
+    const char m_cStart;
+    const char m_cStop;
+
+protected:
+    CTcpSink m_tcp;
+};

@@ -1,0 +1,28 @@
+#include "server/video/key_frame_requests.h"
+
+void CKeyFrameRequests::Want(uint32_t now) {
+    CAutoLock lock(&m_cs);
+    if (!m_bAsked || now - m_ulAskedAt >= kMergedMs) m_bWanted = true;
+}
+
+void CKeyFrameRequests::Came() {
+    CAutoLock lock(&m_cs);
+    m_bWanted = false;
+    m_bAsked = false;
+}
+
+bool CKeyFrameRequests::IsDue(uint32_t now, bool repeats) {
+    CAutoLock lock(&m_cs);
+    const uint32_t since = now - m_ulAskedAt;
+    const bool wanted = m_bWanted && (!m_bEver || since >= kMergedMs);
+    if (!wanted && !(repeats && m_bAsked && since >= kRepeatMs)) return false;
+    m_bWanted = false;
+    m_bAsked = m_bEver = true;
+    m_ulAskedAt = now;
+    return true;
+}
+
+bool CKeyFrameRequests::IsOpen(bool repeats) {
+    CAutoLock lock(&m_cs);
+    return m_bWanted || (repeats && m_bAsked);
+}

@@ -1,0 +1,19 @@
+#include "server/video/video_sink_tcp.h"
+
+#include "video/video_constants.h"
+
+CVideoSinkTCP::CVideoSinkTCP(CVideoChannel& channel, ITcpSession* session, uint32_t userID)
+    : CStreamSinkTCP(wire::TcpType::VideoReceiver, video::kStart, video::kStop, channel, session, userID) {
+    m_tcp.SetPatience(video::kServerPatienceMs);
+}
+
+void CVideoSinkTCP::OnVideoChannelData(char* data, int length) {
+    if (!IsStarted() || !data || length < video::kMinFrame) return;
+    if (video::IsKeyFrame(data)) m_tcp.DropQueue();
+    m_tcp.Send(data, length);
+}
+
+void CVideoSinkTCP::OnControl(char control) {
+    if (control == video::kKeyFrameWanted) return WantKeyFrame();
+    CStreamSinkTCP::OnControl(control);
+}

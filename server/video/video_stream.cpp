@@ -1,0 +1,31 @@
+#include "server/video/video_stream.h"
+
+#include "link/activity.h"
+#include "server/video/video_leg.h"
+#include "video/video_constants.h"
+#include "video/video_sink.h"
+
+CVideoStream::CVideoStream(uint32_t channelID, const CServerLimits& limits)
+    : CStartedStream("video", channelID, limits) {}
+
+void CVideoStream::WantKeyFrame(bool anew) {
+    if (anew) m_requests.Came();
+    m_requests.Want(CActivity::Now());
+}
+
+// The next one goes to everybody, so the question is that of all. A publisher that is not there is asked when it comes.
+bool CVideoStream::AskForKeyFrame(uint32_t now) {
+    const bool relayed = RelayedFrom() != 0;
+    if (m_requests.IsDue(now, relayed)) {
+        if (!relayed) WithSource([](CSource& source) { source.RequestKeyFrame(); });
+        if (relayed && m_pLeg) m_pLeg->RequestKeyFrame();
+    }
+    return m_requests.IsOpen(relayed);
+}
+
+// Only subscribers' sinks are in the channel: nobody writes into the frame.
+void CVideoStream::SendToSinks(const void* data, int length) {
+    const auto* frame = static_cast<const char*>(data);
+    if (length >= video::kMinFrame && video::IsKeyFrame(frame)) m_requests.Came();
+    m_channel.OnVideoChannelData(const_cast<char*>(frame), length);
+}
