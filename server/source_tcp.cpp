@@ -47,7 +47,9 @@ void CSourceTCP::TellToStop() {
     if (m_profile.Stops()) SendControl(m_profile.tcpStop);
 }
 
+// Two bytes are the most that wait for one who does not read.
 void CSourceTCP::RequestKeyFrame() {
+    if (m_pSession->GetSendQueueSize() != 0) SendControl(Control());
     m_pSession->SendData(&m_profile.tcpKeyFrame, 1, 0);
     m_keepAlive.Restart();
 }
