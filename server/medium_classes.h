@@ -18,6 +18,7 @@ struct CSinkRequest {
     uint32_t channelID;
     uint32_t userID;  ///< 0 where the medium's requests name none
     CPeer peer;
+    bool shortForm = false;  ///< a peer's request; too short for an answer of any length
 };
 
 /// Whose a subscriber's sink is, seen from an address.
@@ -36,6 +37,8 @@ public:
     virtual bool ConnectSink(const CSinkRequest& request) = 0;
     /// The new sink's ID, 0 when there is none. A request over TCP has no receiver ID.
     virtual uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) = 0;
+    /// Sends the subscriber's sink, if it is unproved, something that the library at the far side acknowledges.
+    virtual void AskForSign(const CSinkRequest& request) = 0;
     virtual void EndSink(uint32_t sinkID) = 0;
     virtual SinkOwner OwnerOf(const CSinkRequest& request) = 0;
     virtual bool IsSinkAt(uint32_t sinkID, const CPeer& peer) = 0;

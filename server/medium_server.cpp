@@ -53,7 +53,23 @@ void CMediumServer::OnCommand(const CServerDatagram& datagram) {
 }
 
 bool CMediumServer::MayAct(const CServerDatagram& datagram) {
-    return datagram.row.fields[0] == Field::SinkID ? m_sinks.MayUse(datagram) : m_sinks.MayConnect(datagram);
+    if (datagram.row.fields[0] == Field::SinkID) return m_sinks.MayUse(datagram);
+    if (m_sinks.MayConnect(datagram)) return true;
+    if (!m_medium.profile.subscribersAskOnce) return false;
+    CAutoLock gate(&m_medium.context.gate);
+    CAsked asked;
+    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    asked.request.receiverID = fields.U32();
+    asked.request.channelID = fields.U32();
+    asked.request.peer = {datagram.ip, datagram.port};
+    asked.request.shortForm = true;
+    KeepUnserved(asked);
+    return false;
+}
+
+void CMediumServer::KeepUnserved(const CAsked& asked) {
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(asked.request.channelID);
+    if (!stream || !stream->IsHome()) m_relays.Keep(asked.request, {});
 }
 
 // The fields of the long form; over TCP there is no receiver ID. Where no port is named it is this server's own.
@@ -92,6 +108,8 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     } else if (!asked.home.IsEmpty()) {
         if (!m_medium.streams.Find(asked.request.channelID) && !m_sources.MakeRoomForChannel()) return;
         m_relays.Ask(asked.request, asked.home);
+    } else {
+        KeepUnserved(asked);
     }
 }
 

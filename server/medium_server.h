@@ -35,7 +35,8 @@ private:
     void OnLongConnect(const CServerDatagram& datagram);
     bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
     struct CAsked;
-
+    /// Of a channel that is not at home here, or not yet.
+    void KeepUnserved(const CAsked& asked);
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// The stream, if this request is served from here and not from elsewhere.
     std::shared_ptr<CStream> ServedHere(const CAsked& asked);

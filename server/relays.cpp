@@ -5,14 +5,22 @@
 
 #include <algorithm>
 
+void CRelays::Keep(const CSinkRequest& request, const CMcuAddress& home) {
+    if (m_medium.profile.subscribersAskOnce) m_kept.Keep(request, home, CActivity::Now());
+}
+
 void CRelays::Ask(const CSinkRequest& request, const CMcuAddress& home) {
+    Keep(request, home);
+    Serve(request, home);
+}
+
+void CRelays::Serve(const CSinkRequest& request, const CMcuAddress& home) {
     CRelay* relay = FindOrStart(request.channelID, request.peer.ip, home, false);
     if (!relay) return;
     Doubt(*relay);
-    if (Serves(*relay))
-        m_sinks.Connect(*relay->stream, request);
-    else
-        Wait(*relay, request);
+    if (!Serves(*relay)) return Wait(*relay, request);
+    m_kept.Forget(request);
+    m_sinks.Connect(*relay->stream, request);
 }
 
 bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CMcuAddress& home) {
@@ -74,22 +82,29 @@ bool CRelays::HasGivenSign(const CRelay& relay) {
     return static_cast<int32_t>(relay.leg->LastHeard() - relay.doubtfulSince) >= 0;
 }
 
-void CRelays::Wait(CRelay& relay, const CSinkRequest& request) {
+void CRelays::Wait(CRelay& relay, const CSinkRequest& request) const {
+    const bool anew = m_medium.profile.subscribersAskOnce;  // it has given up the request before
     const auto same = [&](const CSinkRequest& other) {
-        return other.receiverID == request.receiverID && other.peer == request.peer;
+        return (anew || other.receiverID == request.receiverID) && other.peer == request.peer;
     };
-    if (relay.waiting.size() >= server::kMaxWaitingPerLeg) return;  // it asks again by itself
-    if (std::none_of(relay.waiting.begin(), relay.waiting.end(), same)) relay.waiting.push_back(request);
+    const auto waits = std::find_if(relay.waiting.begin(), relay.waiting.end(), same);
+    if (waits != relay.waiting.end())
+        *waits = request;
+    else if (relay.waiting.size() < server::kMaxWaitingPerLeg)  // else it asks again by itself
+        relay.waiting.push_back(request);
 }
 
 void CRelays::End(CStream& stream) {
     const auto found = m_relays.find(stream.ChannelID());
-    if (found == m_relays.end()) return;
-    CRelay& relay = found->second;
-    relay.leg->Close();
-    ServeWaiting(relay);  // from now on by the publisher
-    stream.SetRelayedFrom(0);
-    m_relays.erase(found);
+    if (found != m_relays.end()) {
+        CRelay& relay = found->second;
+        relay.leg->Close();
+        ServeWaiting(relay);  // from now on by the publisher
+        stream.SetRelayedFrom(0);
+        m_relays.erase(found);
+    }
+    for (const CKeptRequests::Kept& kept : m_kept.Take(stream.ChannelID(), false))
+        m_sinks.Connect(stream, kept.request);
 }
 
 void CRelays::EndAll() {

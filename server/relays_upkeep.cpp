@@ -2,6 +2,7 @@
 #include "server/relays.h"
 
 std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
+    m_kept.ForgetOld(now);
     std::vector<std::shared_ptr<CStream>> ended;
     for (auto it = m_relays.begin(); it != m_relays.end();) {
         if (Upkeep(it->second, now)) {
@@ -12,7 +13,17 @@ std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
             it = m_relays.erase(it);
         }
     }
+    AskForKept();
     return ended;
+}
+
+// Their relay has been given up meanwhile.
+void CRelays::AskForKept() {
+    for (const CKeptRequests::Kept& kept : m_kept.Naming()) {
+        const uint32_t channelID = kept.request.channelID;
+        const auto stream = m_medium.streams.Find(channelID);
+        if (m_relays.count(channelID) == 0 && !(stream && stream->IsHome())) Serve(kept.request, kept.home);
+    }
 }
 
 void CRelays::OnTurn() {
@@ -54,7 +65,12 @@ void CRelays::Reopen(CRelay& relay, uint32_t now) {
 }
 
 void CRelays::ServeWaiting(CRelay& relay) {
-    for (const CSinkRequest& request : relay.waiting) m_sinks.Connect(*relay.stream, request);
+    for (const CSinkRequest& request : relay.waiting) {
+        m_kept.Forget(request);
+        m_sinks.Connect(*relay.stream, request);
+    }
+    for (const CKeptRequests::Kept& kept : m_kept.Take(relay.stream->ChannelID(), true))
+        m_sinks.Connect(*relay.stream, kept.request);
     relay.waiting.clear();
     relay.waitingTcp.clear();
 }

@@ -19,6 +19,8 @@ inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher a
 inline constexpr size_t kMaxUnproved = 2048;               // of each sort, so that spoofed requests cost no memory
 inline constexpr uint64_t kHeldQueueBytes = 128ULL << 10;  // what waits for one of them
 
+inline constexpr uint32_t kRequestKeptMs = 30000;  // of those who ask only once
+
 // Relaying.
 inline constexpr size_t kMaxPendingLegs = 100;
 inline constexpr size_t kPendingLegsPerAsker = 3;

@@ -4,6 +4,7 @@
 #include "link/instances.h"
 #include "link/mcu_services.h"
 #include "server/audio/audio_medium.h"
+#include "server/desktop/desktop_medium.h"
 #include "server/file/file_medium.h"
 #include "server/reflector.h"
 #include "server/video/video_medium.h"
@@ -31,6 +32,7 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     AddMedium(wire::Kind::File, MakeFileServer(m_context));
     AddMedium(wire::Kind::Audio, MakeAudioServer(m_context));
     AddMedium(wire::Kind::Video, MakeVideoServer(m_context));
+    AddMedium(wire::Kind::Desktop, MakeDesktopServer(m_context));
     Instances().pServer.store(this, std::memory_order_release);
 }
 

@@ -40,7 +40,10 @@ bool CSinks::MayServe(uint32_t channelID) {
 void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
     const SinkOwner owner = m_medium.classes.OwnerOf(request);
     if (owner == SinkOwner::Other) return;
-    if (owner == SinkOwner::Same || MakeRoomForUdp(stream, request.peer.ip)) m_medium.classes.ConnectSink(request);
+    if (owner == SinkOwner::None && !MakeRoomForUdp(stream, request.peer.ip)) return;
+    // The acknowledgements of a short request have used up what it may be answered with.
+    if (m_medium.classes.ConnectSink(request) && m_medium.profile.subscribersAskOnce && !request.shortForm)
+        m_medium.classes.AskForSign(request);
 }
 
 uint32_t CSinks::Accept(CStream& stream, ITcpSession* session, const CSinkRequest& request) {

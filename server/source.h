@@ -19,6 +19,9 @@ struct CSourceProfile {
     uint8_t disconnect;
     int acknowledgements;  ///< of one connect request
     bool session;          ///< frames travel in the reliable session, else each in a datagram
+    /// Over UDP subscribers ask once and send no keep-alives: their requests are kept until they can be served, and an
+    /// empty session packet makes them show that they are there.
+    bool subscribersAskOnce;
     wire::TcpType senderType, receiverType;
     char tcpStart = 0;  ///< control bytes to publishers over TCP; start is the keep-alive, too
     char tcpStop = 0;

@@ -16,6 +16,11 @@ public:
     }
 
     void EndSink(uint32_t sinkID) override { m_tables.EndOneSink(sinkID); }
+    void AskForSign(const CSinkRequest& request) override {
+        m_tables.sinks.WithPair(request.channelID, request.receiverID, [](CMcuSink& sink) {
+            if (CFrameLink* link = sink.GetFrameLink()) link->OfferOpening();
+        });
+    }
     SinkOwner OwnerOf(const CSinkRequest& request) override {
         SinkOwner owner = SinkOwner::None;
         m_tables.sinks.WithPair(request.channelID, request.receiverID, [&](CMcuSink& sink) {

@@ -1,33 +1,28 @@
-// A file channel subscribed to at another server, with the library's own receivers.
+// A file channel subscribed to at another server.
 #pragma once
 
-#include "link/mcu_address.h"
-#include "lumomedia/file.h"
-#include "server/relay_leg.h"
+#include "file/file_receiver_tcp.h"
+#include "file/file_receiver_udp.h"
+#include "server/share_leg.h"
 
-class CFileReceiverUDP;
-class CStream;
+struct CFileLegParts {
+    using INotify = IFileReceiverNotify;
+    using IReceiver = IFileReceiver;
+    using CReceiverUDP = CFileReceiverUDP;
+    static constexpr bool kAsksOnce = false;
+    static CFileReceiverUDP* MakeUDP(INotify& notify, uint32_t channelID) {
+        return CLocalMCUFile::CreateFileReceiverUDP(notify, channelID);
+    }
+    static CFileReceiverTCP* MakeTCP(INotify& notify, uint32_t channelID) {
+        return CLocalMCUFile::CreateFileReceiverTCP(notify, channelID);
+    }
+};
 
-class CFileLeg : public CRelayLeg, public IFileReceiverNotify {
+class CFileLeg : public CShareLeg<CFileLegParts> {
 public:
-    CFileLeg(CStream& stream, const CMcuAddress& far, bool tcp, std::atomic<bool>& news)
-        : m_stream(stream), m_far(far), m_bTcp(tcp), m_news(news) {}
+    using CShareLeg::CShareLeg;
     ~CFileLeg() override { Close(); }
 
-    bool Open() override;
-    void Close() override;
-    bool IsLost() override { return !m_pReceiver || m_pReceiver->IsDisconnected(); }
-    uint32_t LastHeard() override;
-    void AskForSign() override;
-
-    void OnFileReceiverNotifyData(const char* data, int length) override;
-    void OnFileReceiverNotifyConnected(unsigned long ip) override;
-
-private:
-    CStream& m_stream;
-    const CMcuAddress m_far;
-    const bool m_bTcp;
-    std::atomic<bool>& m_news;
-    IFileReceiver* m_pReceiver = nullptr;        // ends by its own release
-    CFileReceiverUDP* m_pReceiverUDP = nullptr;  // the same, when it is one
+    void OnFileReceiverNotifyData(const char* data, int length) override { OnFrame(data, length); }
+    void OnFileReceiverNotifyConnected(unsigned long) override { OnAccepted(); }
 };

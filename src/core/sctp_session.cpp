@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 
 CSCTPSession::CSCTPSession() : m_ack(m_ackBytes + session::kEnvelopeRoom, session::kHeaderLen) {}
 
@@ -25,6 +26,7 @@ void CSCTPSession::CloseSession() {
     {
         CAutoLock lock(&m_csWindow);
         if (m_pCutting) FinishCutting();
+        if (std::exchange(m_bOpening, false)) m_nUncut.fetch_sub(1);
     }
     ClearSender();
     ClearReceiver();
@@ -50,6 +52,11 @@ bool CSCTPSession::SendBuffer(CDataBuffer* frame) {
     m_nUncut.fetch_add(1);
     m_nFramesSent.Add();
     return true;
+}
+
+void CSCTPSession::SendOpening() {
+    CAutoLock lock(&m_csWindow);
+    if (!std::exchange(m_bOpening, true)) m_nUncut.fetch_add(1);
 }
 
 bool CSCTPSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed)); }
@@ -93,6 +100,7 @@ void CSCTPSession::SetMaxPacketDataLen(unsigned long length) {
 }
 
 CSCTPPacket* CSCTPSession::GetNextSendPacket() {
+    if (m_bOpening) return CutOpening();
     if (!m_pCutting && !StartCutting()) return nullptr;
     const int left = m_pCutting->GetLen() - m_nCut;
     const int length = std::min(left, m_nPayloadLen.load(std::memory_order_relaxed));
@@ -104,6 +112,14 @@ CSCTPPacket* CSCTPSession::GetNextSendPacket() {
                 static_cast<size_t>(length));
     m_nCut += length;
     if (length == left) FinishCutting();
+    return packet;
+}
+
+CSCTPPacket* CSCTPSession::CutOpening() {
+    CSCTPPacket* packet = PreparePacket(0);
+    if (!packet) return nullptr;
+    m_bOpening = false;
+    m_nUncut.fetch_sub(1);
     return packet;
 }
 

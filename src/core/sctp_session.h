@@ -29,6 +29,8 @@ public:
     bool SendFrame(char* frame, int length);
     /// The same without a copy: takes the buffer over, also when it answers false.
     bool SendBuffer(CDataBuffer* frame);
+    /// An empty packet before the first frame: the far side acknowledges it and nothing more comes of it.
+    void SendOpening();
     /// One send pass: admits one packet, sends at most four. True when it sent something.
     bool ProcessSend();
     /// Nothing queued and nothing unacknowledged.
@@ -68,6 +70,7 @@ public:
     void SendAck(bool flag, unsigned short sequence) override;
 
 private:
+    CSCTPPacket* CutOpening() LUMO_REQUIRES(m_csWindow);
     bool StartCutting() LUMO_REQUIRES(m_csWindow);
     void FinishCutting() LUMO_REQUIRES(m_csWindow);
     void CountDone(int length);
@@ -76,8 +79,9 @@ private:
     std::list<std::unique_ptr<CDataBuffer>> m_pending LUMO_GUARDED_BY(m_csPending);  // whole frames
     std::unique_ptr<CDataBuffer> m_pCutting LUMO_GUARDED_BY(m_csWindow);             // partly in the window
     int m_nCut LUMO_GUARDED_BY(m_csWindow) = 0;
-    std::atomic<uint32_t> m_nUncut{0};       // frames pending or being cut
-    std::atomic<uint64_t> m_nUncutBytes{0};  // theirs
+    bool m_bOpening LUMO_GUARDED_BY(m_csWindow) = false;  // the empty packet waits
+    std::atomic<uint32_t> m_nUncut{0};                    // frames pending or being cut
+    std::atomic<uint64_t> m_nUncutBytes{0};               // theirs
 
     std::atomic<uint32_t> m_ulResendTime{session::kFirstResendTimeout};
     std::atomic<int> m_nPayloadLen{static_cast<int>(session::kPayloadLen)};

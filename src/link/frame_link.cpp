@@ -117,7 +117,26 @@ void CFrameLink::SetHeld(bool held) {
         if (std::exchange(m_bHeldGap, false)) DropQueue();
         m_bHeld.store(held, std::memory_order_release);
     }
-    if (!held) Pump();
+    if (held) return;
+    if (!IsSendIdle()) MarkBusy();
+    Pump();
+}
+
+void CFrameLink::OfferOpening() {
+    constexpr int kMaxOffers = 3;
+    if (!m_bHeld.load(std::memory_order_relaxed) || m_nOffers.load(std::memory_order_relaxed) >= kMaxOffers) return;
+    m_nOffersLeft.fetch_add(1, std::memory_order_relaxed);
+    if (m_nOffers.fetch_add(1, std::memory_order_relaxed) == 0) SendOpening();
+    CAutoLock pump(&m_csPump);
+    ProcessSend();
+}
+
+void CFrameLink::SendPacket(CSCTPPacket* packet) {
+    if (m_bHeld.load(std::memory_order_relaxed)) {
+        if (m_nOffersLeft.load(std::memory_order_relaxed) <= 0) return;
+        m_nOffersLeft.fetch_sub(1, std::memory_order_relaxed);
+    }
+    CSCTPSession::SendPacket(packet);
 }
 
 void CFrameLink::DropQueue() {

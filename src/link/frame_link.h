@@ -38,6 +38,9 @@ public:
     /// While held, frames wait in the queue and acknowledgements still go out. Once one did not fit the queue's limit
     /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap.
     void SetHeld(bool held);
+    /// Sends a held link's far side an empty packet, once a call and three times at most: its acknowledgement shows
+    /// that it is there.
+    void OfferOpening();
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
     bool IsOverLimit() const { return m_bOverrun.load(std::memory_order_relaxed) || GetByteCount() > QueueLimit(); }
@@ -49,6 +52,8 @@ public:
     /// Hands the frame over; an exception of the application ends here. What is collected goes first, unless the last
     /// frame was taken quickly: then both go together.
     void DeliverFrame(char* frame, int length) override;
+    /// While held, only what was offered leaves.
+    void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
 
 protected:
     /// The link's ID, kind and far side. Any thread.
@@ -72,6 +77,8 @@ private:
     CCritSec m_csHeld{lock_order::kHeldLink};
     std::atomic<bool> m_bHeld{false};  // changes under m_csHeld
     bool m_bHeldGap LUMO_GUARDED_BY(m_csHeld) = false;
+    std::atomic<int> m_nOffers{0};
+    std::atomic<int> m_nOffersLeft{0};    // not sent yet
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};

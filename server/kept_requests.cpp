@@ -1,0 +1,43 @@
+#include "server/kept_requests.h"
+
+void CKeptRequests::Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now) {
+    Forget(request);
+    const auto ofAddress = m_perAddress.find(request.peer.ip);
+    if (ofAddress != m_perAddress.end() && ofAddress->second >= m_nPerAddress) return;
+    if (m_kept.size() >= server::kMaxUnproved) Forget(m_kept.front().request);
+    m_byKey[KeyOf(request)] = m_kept.insert(m_kept.end(), {request, home, now});
+    ++m_perAddress[request.peer.ip];
+}
+
+CKeptRequests::Index::iterator CKeptRequests::Erase(Index::iterator entry) {
+    if (entry == m_byKey.end()) return entry;
+    const auto ofAddress = m_perAddress.find(entry->second->request.peer.ip);
+    if (--ofAddress->second == 0) m_perAddress.erase(ofAddress);
+    m_kept.erase(entry->second);
+    return m_byKey.erase(entry);
+}
+
+std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, bool onlyNaming) {
+    std::vector<Kept> taken;
+    auto it = m_byKey.lower_bound({channelID, 0, 0});
+    while (it != m_byKey.end() && std::get<0>(it->first) == channelID) {
+        if (onlyNaming && it->second->home.IsEmpty()) {
+            ++it;
+            continue;
+        }
+        taken.push_back(*it->second);
+        it = Erase(it);
+    }
+    return taken;
+}
+
+void CKeptRequests::ForgetOld(uint32_t now) {
+    while (!m_kept.empty() && now - m_kept.front().since > server::kRequestKeptMs) Forget(m_kept.front().request);
+}
+
+std::vector<CKeptRequests::Kept> CKeptRequests::Naming() const {
+    std::vector<Kept> naming;
+    for (const Kept& kept : m_kept)
+        if (!kept.home.IsEmpty()) naming.push_back(kept);
+    return naming;
+}

@@ -1,0 +1,47 @@
+// Requests of subscribers who ask only once, until somebody can serve them.
+#pragma once
+
+#include "link/mcu_address.h"
+#include "server/medium_classes.h"
+#include "server/server_constants.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <tuple>
+#include <vector>
+
+/// One per subscriber's address and channel: whoever asks anew has given up his request before. Full, the oldest gives
+/// way. Under the gate.
+class CKeptRequests {
+public:
+    struct Kept {
+        CSinkRequest request;
+        CMcuAddress home;  ///< the publisher's server, where the request names it
+        uint32_t since;
+    };
+
+    explicit CKeptRequests(size_t perAddress) : m_nPerAddress(perAddress) {}
+
+    void Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now);
+    /// Takes those of a channel out; only those that name another server, or all.
+    std::vector<Kept> Take(uint32_t channelID, bool onlyNaming);
+    void Forget(const CSinkRequest& request) { Erase(m_byKey.find(KeyOf(request))); }
+    void ForgetOld(uint32_t now);
+    /// Those that name another server.
+    std::vector<Kept> Naming() const;
+    size_t Count() const { return m_kept.size(); }
+
+private:
+    using Key = std::tuple<uint32_t, uint32_t, uint16_t>;  // channel, address, port
+    using Index = std::map<Key, std::list<Kept>::iterator>;
+
+    static Key KeyOf(const CSinkRequest& request) { return {request.channelID, request.peer.ip, request.peer.port}; }
+    Index::iterator Erase(Index::iterator entry);
+
+    const size_t m_nPerAddress;
+    std::list<Kept> m_kept;  // oldest first
+    Index m_byKey;
+    std::map<uint32_t, size_t> m_perAddress;
+};
