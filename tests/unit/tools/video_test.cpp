@@ -1,9 +1,13 @@
 // H.264 byte streams to video frames and back.
+#include "tools/lumo/media/video_check.h"
 #include "tools/lumo/media/video_publisher.h"
 #include "tools/lumo/media/video_recorder.h"
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <filesystem>
 #include <fstream>
 #include <random>
 
@@ -333,6 +337,30 @@ TEST_F(VideoRecording, ForeignFramesAreRefused) {
         Arrive(frame, false);
     Arrive("\1\0\0\0\0\1\x65"s);
     EXPECT_EQ(Written(), "\0\0\1\x65"s);
+}
+
+TEST(VideoCheck, OnlyWholeRunsOfWhatWasPublishedPass) {
+    const std::string sample = LUMO_SOURCE_DIR "/assets/sample.h264";
+    const std::vector<std::string> units = Read(Sample(), 65536).units;
+    std::string path = testing::TempDir() + "lumo-check-XXXXXX";
+    close(mkstemp(path.data()));
+    const auto problem = [&](const std::vector<size_t>& run, const std::string& more = "") {
+        std::ofstream file(path, std::ios::binary);
+        for (const size_t i : run) file << units[i];
+        file << more;
+        file.close();
+        const VideoVerdict verdict = CheckVideo(sample, path);
+        EXPECT_EQ(verdict.units, run.size() + (more.empty() ? 0 : 1));
+        return verdict.problem;
+    };
+    EXPECT_EQ(problem({50, 51, 52, 0, 1, 2, 3}), "");
+    EXPECT_NE(problem({}), "");
+    EXPECT_NE(problem({51, 52}), "");
+    EXPECT_NE(problem({50, 52}), "");
+    std::string damaged = units[1];
+    damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 1);
+    EXPECT_NE(problem({0}, damaged), "");
+    std::filesystem::remove(path);
 }
 
 }  // namespace
