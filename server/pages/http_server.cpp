@@ -40,11 +40,6 @@ CHttpServer::~CHttpServer() {
 bool CHttpServer::Start() {
     m_pServer->new_task_queue = [] { return new CHttpQueue(kThreads, kWaitingConnections); };
     m_pServer->set_payload_max_length(kMaxBody);
-    // Not the library's default, which lets two servers share a port unnoticed.
-    m_pServer->set_socket_options([](socket_t sock) {
-        const int on = 1;
-        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    });
     AddPages();
     const std::string address = GetIpAddr(m_ulIP);
     if (m_usPort == 0) {

@@ -1,7 +1,5 @@
 #include "server/pages/page_server.h"
 
-#include "server/pages/page_stream.h"
-
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,10 +19,18 @@ void COpenConnections::CutAll() {
     for (int socket : m_sockets) shutdown(socket, SHUT_RDWR);
 }
 
+CPageServer::CPageServer(const PageLimits& limits) : m_limits(limits) {
+    // Not the library's default, which lets two servers share a port unnoticed.
+    set_socket_options([](socket_t sock) {
+        const int on = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    });
+}
+
 bool CPageServer::process_and_close_socket(socket_t sock) {
     bool answered = false;
     if (m_open.Add(sock)) {
-        CPageStream stream(sock);
+        CPageStream stream(sock, m_limits);
         bool closed = false;
         answered = process_request(stream, true, closed, nullptr);
         m_open.Remove(sock);  // before the number can be another connection's

@@ -3,6 +3,7 @@
 
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
+#include "server/pages/page_stream.h"
 
 #include <httplib.h>
 #include <set>
@@ -26,11 +27,13 @@ private:
 /// a thread for ever otherwise.
 class CPageServer : public httplib::Server {
 public:
+    explicit CPageServer(const PageLimits& limits = PageLimits());
     /// Connections end at once, and so do those that still come. Before stop().
     void CutAll() { m_open.CutAll(); }
 
 private:
     bool process_and_close_socket(socket_t sock) override;
 
+    const PageLimits m_limits;
     COpenConnections m_open;
 };

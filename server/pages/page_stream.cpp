@@ -14,7 +14,7 @@ bool CPageStream::Wait(short event) const {
 
 ssize_t CPageStream::read(char* data, size_t size) {
     if (m_nRead == m_nFilled) {
-        if (m_nReceived >= kMaxRequest || !Wait(POLLIN)) return -1;
+        if (m_nReceived >= m_limits.request || !Wait(POLLIN)) return -1;
         const ssize_t got = recv(m_socket, m_buffer.data(), m_buffer.size(), MSG_DONTWAIT);
         if (got <= 0) return got;
         m_nRead = 0;
@@ -28,6 +28,7 @@ ssize_t CPageStream::read(char* data, size_t size) {
 }
 
 ssize_t CPageStream::write(const char* data, size_t size) {
+    if (m_limits.endless) m_end = Clock::now() + m_limits.whole;
     if (!Wait(POLLOUT)) return -1;
     const ssize_t sent = send(m_socket, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     return sent < 0 && errno == EAGAIN ? 0 : sent;

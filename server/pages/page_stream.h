@@ -8,10 +8,18 @@
 #include <cstddef>
 #include <string>
 
+/// What one connection may cost.
+struct PageLimits {
+    size_t request = 64 << 10;                 ///< bytes of it
+    std::chrono::milliseconds whole{5000};     ///< from its first byte to the last of the answer
+    bool endless = false;                      ///< answers last as long as somebody takes them: `whole` is their pause
+};
+
 /// One thread.
 class CPageStream : public httplib::Stream {
 public:
-    explicit CPageStream(socket_t socket) : m_socket(socket), m_end(Clock::now() + kWhole) {}
+    CPageStream(socket_t socket, const PageLimits& limits)
+        : m_socket(socket), m_limits(limits), m_end(Clock::now() + limits.whole) {}
 
     bool is_readable() const override { return m_nRead < m_nFilled || Wait(POLLIN); }
     bool is_writable() const override { return Wait(POLLOUT); }
@@ -25,13 +33,12 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::milliseconds kSilence{2000};
-    static constexpr std::chrono::milliseconds kWhole{5000};
-    static constexpr size_t kMaxRequest = 64 << 10;
 
     bool Wait(short event) const;
 
     const socket_t m_socket;
-    const Clock::time_point m_end;
+    const PageLimits m_limits;
+    Clock::time_point m_end;
     std::array<char, 4096> m_buffer;  // requests are read byte by byte
     size_t m_nRead = 0;
     size_t m_nFilled = 0;

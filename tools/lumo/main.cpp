@@ -7,6 +7,7 @@
 #include "tools/lumo/commands/send_command.h"
 #include "tools/lumo/commands/stream_commands.h"
 #include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/commands/whiteboard_command.h"
 #include "tools/lumo/net/loop.h"
 
 #if __has_include("server/mcu_command.h")
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
         lumo::AddReceiveCommand(app, exitCode);
         lumo::AddPublishCommand(app, exitCode);
         lumo::AddSubscribeCommand(app, exitCode);
+        lumo::AddWhiteboardCommand(app, exitCode);
         lumo::AddProbeCommand(app, exitCode);
         lumo::AddDumpCommand(app, exitCode);
 #ifdef LUMO_HAS_MCU_COMMAND

@@ -1,0 +1,57 @@
+#include "tools/lumo/board/board_model.h"
+
+#include "tools/lumo/board/record.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumo {
+
+bool CBoardModel::Add(uint32_t id, BoardObject object) {
+    if (Has(id) || m_objects.size() >= kMaxObjects || object.record.size() > kMaxBytes - m_nBytes) return false;
+    m_nBytes += object.record.size();
+    ++m_tags[object.tag];
+    m_objects.emplace(id, std::move(object));
+    return true;
+}
+
+bool CBoardModel::Remove(uint32_t id) {
+    const auto found = m_objects.find(id);
+    if (found == m_objects.end()) return false;
+    m_nBytes -= found->second.record.size();
+    const auto tag = m_tags.find(found->second.tag);
+    if (--tag->second == 0) m_tags.erase(tag);
+    m_objects.erase(found);
+    return true;
+}
+
+void CBoardModel::Move(uint32_t id, int32_t dx, int32_t dy) {
+    if (BoardObject* object = Find(id)) MoveRecord(object->record, dx, dy);
+}
+
+void CBoardModel::Clear() {
+    m_objects.clear();
+    m_tags.clear();
+    m_nBytes = 0;
+}
+
+const BoardObject* CBoardModel::Find(uint32_t id) const {
+    const auto found = m_objects.find(id);
+    return found == m_objects.end() ? nullptr : &found->second;
+}
+
+BoardObject* CBoardModel::Find(uint32_t id) { return const_cast<BoardObject*>(std::as_const(*this).Find(id)); }
+
+std::vector<uint32_t> CBoardModel::IDs() const {
+    std::vector<uint32_t> ids;
+    ids.reserve(m_objects.size());
+    for (const auto& item : m_objects) ids.push_back(item.first);
+    return ids;
+}
+
+// Somebody may have used the last number: what comes then shares it.
+uint32_t CBoardModel::NextTag() const {
+    return m_tags.empty() ? 1 : std::max(m_tags.rbegin()->first, m_tags.rbegin()->first + 1);
+}
+
+}  // namespace lumo

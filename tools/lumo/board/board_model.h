@@ -1,0 +1,46 @@
+// The objects of a board as this process holds them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+struct BoardObject {
+    uint32_t tag = 0;     ///< its place in the stack: greater lies above; equal ones by ID
+    std::string record;   ///< docs/whiteboard-records.md
+    bool own = false;     ///< drawn here
+    bool offline = false; ///< drawn here, and not offered to anybody yet
+    uint64_t addedMs = 0;
+};
+
+/// Holds no more than a channel does. One thread, or its holder's lock.
+class CBoardModel {
+public:
+    static constexpr size_t kMaxObjects = 100000;
+    static constexpr size_t kMaxBytes = 256U * 1024 * 1024;
+
+    /// False when it is held already, or has no room.
+    bool Add(uint32_t id, BoardObject object);
+    bool Remove(uint32_t id);
+    void Move(uint32_t id, int32_t dx, int32_t dy);
+    void Clear();
+
+    bool Has(uint32_t id) const { return m_objects.count(id) != 0; }
+    const BoardObject* Find(uint32_t id) const;
+    BoardObject* Find(uint32_t id);
+    const std::map<uint32_t, BoardObject>& Objects() const { return m_objects; }
+    std::vector<uint32_t> IDs() const;
+    /// Above everything there is.
+    uint32_t NextTag() const;
+
+private:
+    std::map<uint32_t, BoardObject> m_objects;
+    std::map<uint32_t, size_t> m_tags;  // how many objects have each
+    size_t m_nBytes = 0;
+};
+
+}  // namespace lumo

@@ -1,0 +1,107 @@
+// What a board tells its pages and says to the others.
+#include "tools/lumo/board/board.h"
+#include "tools/lumo/transfer/sha256.h"
+
+#include <algorithm>
+
+namespace lumo {
+namespace {
+
+using Json = nlohmann::json;
+using Lock = std::lock_guard<std::mutex>;
+
+constexpr size_t kShownAtOnce = 100;  // objects of one event
+
+}  // namespace
+
+void CBoard::OnPeople(const BoardMessage& message, uint64_t now) {
+    if (message.object == m_ulSelf) return;
+    if (message.command == BoardCommand::Hello) {
+        const CPeople::Change change = m_people.OnHello(message.object, message.payload, now);
+        if (change != CPeople::Change::None) ShowPeople();
+        if (change == CPeople::Change::New) m_ullHelloMs = 0;  // he does not know us either
+    } else if (message.command == BoardCommand::Goodbye) {
+        if (m_people.Remove(message.object)) ShowPeople();
+    } else if (message.command == BoardCommand::Pointer && m_people.Has(message.object)) {
+        Json event{{"type", "pointer"}, {"id", message.object}};
+        if (message.payload.size() >= 8) {
+            event["x"] = static_cast<int32_t>(WordAt(message.payload, 0));
+            event["y"] = static_cast<int32_t>(WordAt(message.payload, 4));
+        }
+        Show(event, true);
+    }
+}
+
+void CBoard::Point(const BoardAction& action) {
+    if (m_state == State::Offline) return;
+    std::string payload;
+    if (action.kind == BoardAction::Kind::Pointer) {
+        AddWord(payload, static_cast<uint32_t>(action.dx));
+        AddWord(payload, static_cast<uint32_t>(action.dy));
+    }
+    Say(BoardCommand::Pointer, m_ulSelf, 0, payload);
+}
+
+void CBoard::Greet(uint64_t now) {
+    m_ullHelloMs = now + CPeople::kHelloMs;
+    if (m_state != State::Offline) Say(BoardCommand::Hello, m_ulSelf, 1, CPeople::MakeHello(m_self));
+}
+
+void CBoard::SayGoodbye() {
+    const Lock lock(m_mutex);
+    Say(BoardCommand::Goodbye, m_ulSelf, 0);
+}
+
+void CBoard::ShowAdded(const IDs& ids) {
+    for (size_t at = 0; at < ids.size(); at += kShownAtOnce) {
+        Json objects = Json::array();
+        for (size_t i = at; i < std::min(ids.size(), at + kShownAtOnce); ++i)
+            objects.push_back(ObjectJson(ids[i], *m_model.Find(ids[i])));
+        Show({{"type", "add"}, {"objects", std::move(objects)}});
+    }
+}
+
+std::string CBoard::Objects(const uint32_t* ids, size_t count) {
+    const Lock lock(m_mutex);
+    Json objects = Json::array();
+    for (size_t i = 0; i < count; ++i) {
+        if (const BoardObject* object = m_model.Find(ids[i])) objects.push_back(ObjectJson(ids[i], *object));
+    }
+    return DumpJson({{"type", "add"}, {"objects", std::move(objects)}});
+}
+
+std::string CBoard::Text() {
+    const Lock lock(m_mutex);
+    Json objects = Json::array();
+    for (const auto& [id, object] : m_model.Objects()) {
+        CSha256 sum;
+        Digest digest;
+        sum.Add(object.record.data(), object.record.size());
+        sum.Finish(digest);
+        objects.push_back({{"id", id}, {"tag", object.tag}, {"bytes", object.record.size()}, {"sha256", HexOf(digest)}});
+    }
+    return DumpJson({{"channel", m_ulChannel},
+                     {"connected", m_status.connected},
+                     {"path", m_status.path},
+                     {"people", m_people.All().size() + 1},
+                     {"objects", std::move(objects)}});
+}
+
+Json CBoard::PeopleEvent() const {
+    const auto entry = [](uint32_t id, const Person& person) {
+        return Json{{"id", id}, {"name", person.name}, {"colour", ColourText(person.colour)}};
+    };
+    Json people = Json::array({entry(m_ulSelf, m_self)});
+    for (const auto& [id, person] : m_people.All()) people.push_back(entry(id, person));
+    return {{"type", "people"}, {"people", std::move(people)}};
+}
+
+Json CBoard::UndoEvent() const {
+    return {{"type", "undo"}, {"undo", m_undo.Count(false)}, {"redo", m_undo.Count(true)}};
+}
+
+Json CBoard::StatusEvent() const {
+    return {{"type", "status"}, {"connected", m_status.connected}, {"path", m_status.path}};
+}
+
+}  // namespace lumo

@@ -1,0 +1,64 @@
+// What is drawn, and the bytes that it is on the wire: docs/whiteboard-records.md.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumo {
+
+/// The number at the beginning of a record; it decides where a move finds the coordinates.
+enum class ShapeType : uint32_t {
+    Pen = 1,
+    Marker = 2,
+    Line = 3,
+    Arrow = 4,
+    Rectangle = 5,
+    Ellipse = 6,
+    Text = 8,
+    Picture = 9,
+};
+
+enum class PictureFormat : uint32_t { Png = 1, Jpeg = 2 };
+
+/// Coordinates and widths are sixteenths of a point of the board, y downwards.
+inline constexpr int32_t kUnitsPerPoint = 16;
+inline constexpr size_t kMaxPoints = 20000;
+inline constexpr size_t kMaxText = 4000;           // bytes of UTF-8
+inline constexpr size_t kMaxPicture = 1024 * 1024;  // bytes as encoded
+inline constexpr uint32_t kMaxWidth = 256 * kUnitsPerPoint;
+
+struct Point {
+    int32_t x = 0, y = 0;
+    bool operator==(const Point& other) const { return x == other.x && y == other.y; }
+};
+
+/// Lines and arrows go from left, top to right, bottom, whichever is greater; the others have them in order.
+struct Box {
+    int32_t left = 0, top = 0, right = 0, bottom = 0;
+};
+
+struct Shape {
+    ShapeType type = ShapeType::Pen;
+    uint32_t colour = 0;  ///< 0xRRGGBB
+    uint32_t width = 0;   ///< of the pen; of a text the height of its letters
+    uint32_t fill = 0;    ///< 0 for none, else 0xFFRRGGBB; rectangles and ellipses only
+    Box box;
+    std::vector<Point> points;  ///< pen and marker only
+    std::string bytes;          ///< a text, or an encoded picture
+    PictureFormat format = PictureFormat::Png;
+};
+
+/// False for what this program does not draw; nothing of it may be relied on then.
+bool ParseRecord(std::string_view record, Shape& shape);
+/// Empty for a shape that goes beyond the limits.
+std::string EncodeRecord(const Shape& shape);
+/// As every holder of the record moves it: 32-bit arithmetic that wraps. Records without known geometry, and what lies
+/// beyond the record's end, stay as they are.
+void MoveRecord(std::string& record, int32_t dx, int32_t dy);
+
+/// What the first bytes show; false for anything but PNG and JPEG.
+bool FormatOf(std::string_view picture, PictureFormat& format);
+
+}  // namespace lumo

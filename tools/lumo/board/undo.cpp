@@ -1,0 +1,58 @@
+#include "tools/lumo/board/undo.h"
+
+#include <utility>
+
+namespace lumo {
+namespace {
+
+size_t BytesOf(const BoardStep& step) {
+    size_t bytes = (step.added.size() + step.moved.size()) * sizeof(uint32_t);
+    for (const RemovedObject& object : step.removed) bytes += sizeof object + object.record.size();
+    return bytes;
+}
+
+}  // namespace
+
+void CUndo::Note(BoardStep step) {
+    if (step.Empty()) return;
+    m_redo.clear();
+    Put(false, std::move(step));
+}
+
+bool CUndo::Take(bool redo, BoardStep& step) {
+    Stack& stack = Steps(redo);
+    if (stack.empty()) return false;
+    step = std::move(stack.back());
+    stack.pop_back();
+    return true;
+}
+
+void CUndo::Put(bool redo, BoardStep step) {
+    Steps(redo).push_back(std::move(step));
+    Trim(Steps(redo));
+}
+
+void CUndo::Trim(Stack& stack) {
+    size_t bytes = 0;
+    for (const BoardStep& step : stack) bytes += BytesOf(step);
+    while (!stack.empty() && (stack.size() > kMaxSteps || bytes > kMaxBytes)) {
+        bytes -= BytesOf(stack.front());
+        stack.pop_front();
+    }
+}
+
+void CUndo::Rename(const std::map<uint32_t, uint32_t>& names) {
+    const auto rename = [&](uint32_t& id) {
+        const auto found = names.find(id);
+        if (found != names.end()) id = found->second;
+    };
+    for (Stack* stack : {&m_undo, &m_redo}) {
+        for (BoardStep& step : *stack) {
+            for (uint32_t& id : step.added) rename(id);
+            for (uint32_t& id : step.moved) rename(id);
+            for (RemovedObject& object : step.removed) rename(object.id);
+        }
+    }
+}
+
+}  // namespace lumo

@@ -1,0 +1,53 @@
+// What this process has done to the board, so that it can be taken back.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+struct RemovedObject {
+    uint32_t id = 0;
+    uint32_t tag = 0;
+    std::string record;
+};
+
+/// One of the three.
+struct BoardStep {
+    std::vector<uint32_t> added;
+    std::vector<RemovedObject> removed;
+    std::vector<uint32_t> moved;
+    int32_t dx = 0, dy = 0;
+
+    bool Empty() const { return added.empty() && removed.empty() && moved.empty(); }
+};
+
+/// Bounded: the oldest steps are forgotten. One thread, or its holder's lock.
+class CUndo {
+public:
+    static constexpr size_t kMaxSteps = 200;
+    static constexpr size_t kMaxBytes = 64U * 1024 * 1024;
+
+    /// Something new was done: what had been taken back cannot be done again.
+    void Note(BoardStep step);
+    /// The last step of either kind; false when there is none. Whoever takes it back puts what that did to the other.
+    bool Take(bool redo, BoardStep& step);
+    void Put(bool redo, BoardStep step);
+    /// An object that came back goes by another number.
+    void Rename(const std::map<uint32_t, uint32_t>& names);
+    size_t Count(bool redo) const { return Steps(redo).size(); }
+
+private:
+    using Stack = std::deque<BoardStep>;
+    Stack& Steps(bool redo) { return redo ? m_redo : m_undo; }
+    const Stack& Steps(bool redo) const { return redo ? m_redo : m_undo; }
+    static void Trim(Stack& stack);
+
+    Stack m_undo, m_redo;
+};
+
+}  // namespace lumo

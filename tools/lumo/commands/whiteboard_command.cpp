@@ -1,0 +1,95 @@
+#include "tools/lumo/commands/whiteboard_command.h"
+
+#include "tools/lumo/board/board_paths.h"
+#include "tools/lumo/board/board_server.h"
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/net/loop.h"
+#include "tools/lumo/transfer/file_name.h"
+
+#include <cstdlib>
+#include <memory>
+
+namespace lumo {
+namespace {
+
+struct WhiteboardCommand {
+    TransferOptions common;
+    std::string channel;
+    std::string name;
+    uint16_t http = 0;
+};
+
+std::string UsualName() {
+    const char* user = std::getenv("USER");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
+    return user && *user != '\0' ? user : "Guest";
+}
+
+int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
+    constexpr uint64_t kTurnMs = 50;
+    const std::string name = command.name.empty() ? UsualName() : command.name;
+    CPageFeeds feeds;
+    CBoard board(route.channel, static_cast<uint32_t>(RandomID() >> 32) | 1U, name, feeds);
+    CBoardPaths paths(command.common.Path(), route, command.common.ToPeers(route, 0), board);
+    CBoardServer server(board, feeds);
+    if (!paths.Ok() || !server.Start(command.http)) {
+        printer.Error(paths.Ok() ? "cannot open the page's port" : "cannot open a UDP endpoint");
+        return kExitFailed;
+    }
+    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"url", server.Url()}});
+    if (printer.Mode() != ProgressMode::Json && !command.common.quiet) std::printf("%s\n", server.Url().c_str());
+    std::fflush(stdout);
+    BoardStatus shown{true, ""};
+    while (!loop.Interrupted()) {
+        const bool more = paths.Poll(CToolLoop::Now());
+        const BoardStatus status = paths.Status();
+        if (status.connected != shown.connected || status.path != shown.path) {
+            shown = status;
+            printer.Event({{"event", "status"}, {"connected", status.connected}, {"path", status.path}});
+            printer.Note((status.connected ? "connected: " : "connecting: ") + Printable(status.path));
+        }
+        loop.Wait(paths.WakeFd(), more ? 0 : kTurnMs);
+        paths.Rest();
+    }
+    board.SayGoodbye();
+    paths.Leave(loop);
+    return kExitDone;
+}
+
+int Run(const WhiteboardCommand& command) {
+    CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
+    const uint32_t channel = ParseChannel(command.channel);
+    RelayRoute route;
+    std::string problem = channel == 0 ? "the channel must be a number from 1 to 4294967295" : "";
+    int code = kExitUsage;
+    if (problem.empty() && command.common.ToRoute(channel, route, problem, code)) {
+        CToolLoop loop;
+        return Draw(command, route, loop, printer);
+    }
+    printer.Error(Printable(problem));
+    return code;
+}
+
+}  // namespace
+
+void AddWhiteboardCommand(CLI::App& app, int& exitCode) {
+    auto command = std::make_shared<WhiteboardCommand>();
+    CLI::App* board = app.add_subcommand("whiteboard", "Draw together: opens a page on this host");
+    board->add_option("--channel", command->channel, "The number that all who draw together name")->required();
+    command->common.AddServerTo(*board);
+    board->add_option("--near", command->common.nearMcu,
+                      "A nearer server that relays from --mcu: HOST. Both must listen on the same port");
+    board
+        ->add_option("--path", command->common.path,
+                     "relay: all through the server; p2p and p2p-tcp: straight to the host of who came first, over UDP "
+                     "or TCP; auto: so where that is possible, else through the server")
+        ->check(CLI::IsMember({"auto", "p2p", "p2p-tcp", "relay"}))
+        ->default_str("relay");
+    command->common.path = "relay";
+    board->add_flag("--forwarded", command->common.forwarded,
+                    "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
+    board->add_option("--http", command->http, "The page's port on 127.0.0.1; a free one unless given");
+    board->add_option("--name", command->name, "What the others see you as");
+    board->callback([command, &exitCode] { exitCode = Run(*command); });
+}
+
+}  // namespace lumo
