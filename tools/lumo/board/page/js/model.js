@@ -1,0 +1,65 @@
+// The objects of the board, in the order in which they lie.
+import { extent, forgetPictures } from "./shapes.js";
+
+const above = (a, b) => a.tag - b.tag || a.id - b.id;
+
+export class Model {
+  #objects = new Map();
+  #sorted = null;
+
+  /** True when all of them lie above what was there, so that drawing them is enough. */
+  add(objects) {
+    const last = this.sorted().at(-1);
+    let onTop = true;
+    for (const object of objects) {
+      if (this.#objects.has(object.id)) onTop = false;
+      else onTop &&= !last || above(last, object) < 0;
+      this.#objects.set(object.id, object);
+    }
+    this.#sorted = null;
+    return onTop;
+  }
+
+  remove(ids) {
+    for (const id of ids) this.#objects.delete(id);
+    this.#sorted = null;
+    forgetPictures((id) => this.#objects.has(id));
+  }
+
+  /** Where each of them is from now on: [id, left, top, right, bottom]. */
+  place(boxes) {
+    for (const [id, ...box] of boxes) {
+      const object = this.#objects.get(id);
+      if (!object?.box) continue;
+      const dx = box[0] - object.box[0], dy = box[1] - object.box[1];
+      object.box = box;
+      object.path = null;
+      object.points = object.points?.map((n, i) => n + (i % 2 ? dy : dx));
+    }
+  }
+
+  clear() {
+    this.#objects.clear();
+    this.#sorted = null;
+  }
+
+  has(id) { return this.#objects.has(id); }
+  get(id) { return this.#objects.get(id); }
+  get size() { return this.#objects.size; }
+
+  sorted() {
+    this.#sorted ??= [...this.#objects.values()].sort(above);
+    return this.#sorted;
+  }
+
+  /** Of all objects, or of these; null when there are none. */
+  extent(objects = this.sorted()) {
+    let all = null;
+    for (const object of objects) {
+      if (!object.type) continue;
+      const [l, t, r, b] = extent(object);
+      all = all ? [Math.min(all[0], l), Math.min(all[1], t), Math.max(all[2], r), Math.max(all[3], b)] : [l, t, r, b];
+    }
+    return all;
+  }
+}

@@ -1,0 +1,182 @@
+// The two canvases: the paper with the objects, and above it what changes all the time.
+import { UNIT, draw, extent } from "./shapes.js";
+
+const LEAST = 0.1, MOST = 8;
+const POINTER_MS = 6000;  // then a pointer that does not move fades
+
+export class View {
+  constructor(model) {
+    this.model = model;
+    this.paper = document.getElementById("paper");
+    this.overlay = document.getElementById("overlay");
+    this.scale = 1;            // points of the screen for one of the board
+    this.left = this.top = 0;  // what is at the corner, in points of the board
+    this.drafts = new Set();   // drawn here and not yet confirmed
+    this.shift = null;         // { ids, dx, dy } while a selection is dragged
+    this.selection = new Set();
+    this.band = null;          // a rubber band, in units
+    this.pointers = new Map(); // of the others: { x, y, at, name, colour }
+    this.onZoom = () => {};
+    this.dirty = { paper: true, overlay: true };
+    new ResizeObserver(() => this.resize()).observe(this.overlay);
+    this.resize();
+    const turn = () => { this.paint(); requestAnimationFrame(turn); };
+    requestAnimationFrame(turn);
+  }
+
+  resize() {
+    this.ratio = window.devicePixelRatio || 1;
+    for (const canvas of [this.paper, this.overlay]) {
+      canvas.width = Math.round(window.innerWidth * this.ratio);
+      canvas.height = Math.round(window.innerHeight * this.ratio);
+    }
+    this.change();
+  }
+
+  change() { this.dirty.paper = this.dirty.overlay = true; }
+  touch() { this.dirty.overlay = true; }
+
+  /** From the screen to units of the board. */
+  toBoard(x, y) { return [Math.round((x / this.scale + this.left) * UNIT), Math.round((y / this.scale + this.top) * UNIT)]; }
+  toScreen(x, y) { return [(x / UNIT - this.left) * this.scale, (y / UNIT - this.top) * this.scale]; }
+
+  pan(dx, dy) {
+    this.left -= dx / this.scale;
+    this.top -= dy / this.scale;
+    this.change();
+  }
+
+  /** What is at x, y of the screen stays there. */
+  zoom(factor, x = window.innerWidth / 2, y = window.innerHeight / 2) {
+    const scale = Math.min(MOST, Math.max(LEAST, this.scale * factor));
+    this.left += x / this.scale - x / scale;
+    this.top += y / this.scale - y / scale;
+    this.scale = scale;
+    this.change();
+    this.onZoom(scale);
+  }
+
+  showAll() {
+    const all = this.model.extent();
+    const [l, t, r, b] = (all ?? [0, 0, 0, 0]).map((n) => n / UNIT);
+    const room = 90;
+    const fit = Math.min((window.innerWidth - 2 * room) / Math.max(r - l, 1), (window.innerHeight - 2 * room) / Math.max(b - t, 1));
+    this.scale = all ? Math.min(1, Math.max(LEAST, fit)) : 1;
+    this.left = all ? (l + r - window.innerWidth / this.scale) / 2 : 0;
+    this.top = all ? (t + b - window.innerHeight / this.scale) / 2 : 0;
+    this.change();
+    this.onZoom(this.scale);
+  }
+
+  inUnits(context) {
+    const k = this.ratio * this.scale / UNIT;
+    context.setTransform(k, 0, 0, k, -this.left * this.ratio * this.scale, -this.top * this.ratio * this.scale);
+  }
+
+  isSeen(object) {
+    const [l, t, r, b] = extent(object);
+    const [x1, y1] = this.toBoard(0, 0), [x2, y2] = this.toBoard(window.innerWidth, window.innerHeight);
+    return r >= x1 && l <= x2 && b >= y1 && t <= y2;
+  }
+
+  /** Draws what lies above everything, without the rest. */
+  drawOnTop(objects) {
+    if (this.dirty.paper || this.drafts.size > 0) return this.change();
+    const context = this.paper.getContext("2d");
+    this.inUnits(context);
+    for (const object of objects) this.drawOne(context, object);
+  }
+
+  drawOne(context, object) {
+    if (!object.type) return;
+    const moved = this.shift?.ids.has(object.id);
+    if (moved) context.translate(this.shift.dx, this.shift.dy);
+    if (moved || this.isSeen(object)) draw(context, object, () => this.change());
+    if (moved) context.translate(-this.shift.dx, -this.shift.dy);
+  }
+
+  paint() {
+    if (this.dirty.paper) this.paintPaper();
+    if (this.dirty.overlay || this.pointers.size > 0) this.paintOverlay();
+    this.dirty = { paper: false, overlay: false };
+  }
+
+  paintPaper() {
+    const context = this.paper.getContext("2d");
+    context.setTransform(1, 0, 0, 1, 0, 0);
+    context.fillStyle = "#fbfbfd";
+    context.fillRect(0, 0, this.paper.width, this.paper.height);
+    this.paintDots(context);
+    this.inUnits(context);
+    for (const object of this.model.sorted()) this.drawOne(context, object);
+    for (const draft of this.drafts) this.drawOne(context, draft);
+  }
+
+  paintDots(context) {
+    const step = 24 * this.scale * (this.scale < 0.5 ? 4 : 1);
+    const first = (from) => ((-from * this.scale) % step + step) % step;
+    context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
+    context.fillStyle = "#d9dee7";
+    for (let x = first(this.left); x < window.innerWidth; x += step)
+      for (let y = first(this.top); y < window.innerHeight; y += step) context.fillRect(x - 0.75, y - 0.75, 1.5, 1.5);
+  }
+
+  paintOverlay() {
+    const context = this.overlay.getContext("2d");
+    context.setTransform(1, 0, 0, 1, 0, 0);
+    context.clearRect(0, 0, this.overlay.width, this.overlay.height);
+    this.inUnits(context);
+    if (this.draft) draw(context, this.draft);
+    context.setTransform(this.ratio, 0, 0, this.ratio, 0, 0);
+    this.paintSelection(context);
+    this.paintPointers(context);
+  }
+
+  paintSelection(context) {
+    context.strokeStyle = "#2f4de0";
+    context.lineWidth = 1.5;
+    const outline = ([l, t, r, b], more, dx = 0, dy = 0) => {
+      const [x1, y1] = this.toScreen(l + dx, t + dy), [x2, y2] = this.toScreen(r + dx, b + dy);
+      context.beginPath();
+      context.roundRect(x1 - more, y1 - more, x2 - x1 + 2 * more, y2 - y1 + 2 * more, 4);
+    };
+    for (const id of this.selection) {
+      const object = this.model.get(id);
+      if (!object?.type) continue;
+      outline(extent(object), 4, this.shift?.dx, this.shift?.dy);
+      context.stroke();
+    }
+    if (!this.band) return;
+    outline(this.band, 0);
+    context.fillStyle = "#2f4de014";
+    context.fill();
+    context.stroke();
+  }
+
+  paintPointers(context) {
+    const now = performance.now();
+    for (const [id, pointer] of this.pointers) {
+      const age = now - pointer.at;
+      if (age > POINTER_MS) { this.pointers.delete(id); this.touch(); continue; }
+      const [x, y] = this.toScreen(pointer.x, pointer.y);
+      context.globalAlpha = Math.min(1, (POINTER_MS - age) / 1000);
+      context.fillStyle = pointer.colour;
+      context.strokeStyle = "#fff";
+      context.lineWidth = 1.5;
+      context.beginPath();
+      for (const [dx, dy] of [[0, 0], [12, 8.5], [6.5, 10], [3.5, 15]]) context.lineTo(x + dx, y + dy);
+      context.closePath();
+      context.fill();
+      context.stroke();
+      context.font = "600 12px system-ui, sans-serif";
+      const width = context.measureText(pointer.name).width;
+      context.beginPath();
+      context.roundRect(x + 12, y + 14, width + 14, 21, 10);
+      context.fill();
+      context.fillStyle = "#fff";
+      context.textBaseline = "middle";
+      context.fillText(pointer.name, x + 19, y + 25);
+      context.globalAlpha = 1;
+    }
+  }
+}
