@@ -10,9 +10,9 @@
 
 /// What one connection may cost.
 struct PageLimits {
-    size_t request = 64 << 10;                 ///< bytes of it
-    std::chrono::milliseconds whole{5000};     ///< from its first byte to the last of the answer
-    bool endless = false;                      ///< answers last as long as somebody takes them: `whole` is their pause
+    size_t request = 64 << 10;              ///< bytes of it
+    std::chrono::milliseconds whole{5000};  ///< from its first byte to the last of the answer
+    bool endless = false;                   ///< answers last as long as somebody takes them: `whole` is their pause
 };
 
 /// One thread.

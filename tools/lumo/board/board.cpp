@@ -69,9 +69,11 @@ void CBoard::OnMessage(std::string_view bytes, uint64_t now) {
 }
 
 void CBoard::OnOffer(BoardCommand request, const BoardMessage& message) {
-    if (BoardObject* object = m_model.Find(message.object)) {
-        object->offline = false;  // it had got there after all
-        return;
+    BoardObject* object = m_model.Find(message.object);
+    if (object && !object->offline && !object->stale) return;
+    if (object) {  // it had got there after all, and others may have moved it
+        object->offline = false;
+        object->stale = true;
     }
     Say(request, message.object, message.tag);
 }
@@ -84,15 +86,10 @@ void CBoard::OnData(const BoardMessage& message, uint64_t now) {
 
 void CBoard::Forget(uint64_t now) {
     const Lock lock(m_mutex);
-    ForgetHeld(now);
-}
-
-void CBoard::ForgetHeld(uint64_t now) {
-    IDs gone;
-    for (const auto& [id, object] : m_model.Objects()) {
-        if (!object.offline) gone.push_back(id);
+    for (const uint32_t id : m_model.IDs()) {
+        const BoardObject& object = *m_model.Find(id);
+        if (!object.offline && !object.stale) m_model.Remove(id);
     }
-    for (const uint32_t id : gone) m_model.Remove(id);
     m_ullDataMs = now;
     Show({{"type", "reset"}});
     ShowAdded(m_model.IDs());
@@ -101,9 +98,21 @@ void CBoard::ForgetHeld(uint64_t now) {
 void CBoard::GoOnline(uint64_t now) {
     const Lock lock(m_mutex);
     m_state = State::Settling;
-    m_ullOnlineMs = now;
-    ForgetHeld(now);
+    m_ullOnlineMs = m_ullDataMs = now;
     Greet(now);
+}
+
+void CBoard::Settle() {
+    m_state = State::Online;
+    IDs gone;
+    for (const auto& [id, object] : m_model.Objects()) {
+        if (object.stale) gone.push_back(id);
+    }
+    Remove(gone, nullptr);
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        if (object.offline) Offer(id, object);
+    }
 }
 
 void CBoard::GoOnlineAsHost(uint64_t now) {
@@ -119,7 +128,8 @@ void CBoard::GoOffline(uint64_t now, uint64_t unsureMs) {
     m_state = State::Offline;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
-        object.offline = object.offline || (object.own && now - object.addedMs <= unsureMs);
+        object.offline = object.offline || (object.own && !object.stale && now - object.addedMs <= unsureMs);
+        object.stale = !object.offline;
     }
     m_people = CPeople();
     ShowPeople();
@@ -133,19 +143,14 @@ void CBoard::SetStatus(const BoardStatus& status) {
 }
 
 void CBoard::Offer(uint32_t id, BoardObject& object) {
-    object.offline = false;
+    object.offline = object.stale = false;
     Say(BoardCommand::Data, id, object.tag, object.record);
 }
 
 void CBoard::Tick(uint64_t now) {
     const Lock lock(m_mutex);
-    if (m_state == State::Settling && (now - m_ullDataMs >= kQuietMs || now - m_ullOnlineMs >= kSettleMs)) {
-        m_state = State::Online;
-        for (const uint32_t id : m_model.IDs()) {
-            BoardObject& object = *m_model.Find(id);
-            if (object.offline) Offer(id, object);
-        }
-    }
+    const bool quiet = now - m_ullDataMs >= kQuietMs || now - m_ullOnlineMs >= kSettleMs;
+    if (m_state == State::Settling && quiet) Settle();
     if (now >= m_ullHelloMs) Greet(now);
     if (m_people.Expire(now)) ShowPeople();
 }
@@ -192,7 +197,7 @@ CBoard::IDs CBoard::Changeable(const IDs& ids) const {
     IDs changeable;
     for (const uint32_t id : std::set<uint32_t>(ids.begin(), ids.end())) {
         const BoardObject* object = m_model.Find(id);
-        if (object && (m_state != State::Offline || object->offline)) changeable.push_back(id);
+        if (object && !object->stale && (m_state != State::Offline || object->offline)) changeable.push_back(id);
     }
     return changeable;
 }
@@ -260,7 +265,10 @@ void CBoard::MoveOwn(const IDs& ids, int32_t dx, int32_t dy) {
     step.dx = dx;
     step.dy = dy;
     if (step.moved.empty() || (dx == 0 && dy == 0)) return;
-    Inverse({{}, {}, step.moved, static_cast<int32_t>(-static_cast<uint32_t>(dx)),
+    Inverse({{},
+             {},
+             step.moved,
+             static_cast<int32_t>(-static_cast<uint32_t>(dx)),
              static_cast<int32_t>(-static_cast<uint32_t>(dy))},
             0);
     m_undo.Note(std::move(step));

@@ -43,7 +43,8 @@ public:
     void OnMessage(std::string_view bytes, uint64_t now);
     /// Forgets what the channel holds, for it tells everything again.
     void Forget(uint64_t now);
-    /// The far side has taken us, on an empty channel of ours: its board comes, and then ours that was drawn meanwhile.
+    /// The far side has taken us, on an empty channel of ours: its board comes by the messages, what we had of it
+    /// before and does not come has gone, and then what was drawn here meanwhile is offered.
     void GoOnline(uint64_t now);
     /// This process's own channel is the board: it gets everything.
     void GoOnlineAsHost(uint64_t now);
@@ -77,6 +78,7 @@ private:
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
     void OnPeople(const BoardMessage& message, uint64_t now);
+    void Settle();
     void Offer(uint32_t id, BoardObject& object);
     uint32_t AddOwn(const std::string& record, uint32_t tag, uint64_t now);
     IDs Changeable(const IDs& ids) const;
@@ -89,7 +91,6 @@ private:
     BoardStep Inverse(const BoardStep& step, uint64_t now);
     void Point(const BoardAction& action);
     void Greet(uint64_t now);
-    void ForgetHeld(uint64_t now);
 
     void Show(const nlohmann::json& event, bool droppable = false) { m_feeds.Publish(DumpJson(event), droppable); }
     void ShowAdded(const IDs& ids);

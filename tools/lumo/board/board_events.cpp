@@ -168,7 +168,8 @@ Json ObjectJson(uint32_t id, const BoardObject& object) {
     Json json{{"id", id}, {"tag", object.tag}};
     Shape shape;
     if (!ParseRecord(object.record, shape)) return json;
-    const auto row = std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& it) { return it.second == shape.type; });
+    const auto row =
+        std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& it) { return it.second == shape.type; });
     json["type"] = row->first;
     json["box"] = {shape.box.left, shape.box.top, shape.box.right, shape.box.bottom};
     if (shape.type == ShapeType::Picture) return json;

@@ -8,6 +8,7 @@
 namespace lumo {
 
 bool CBoardModel::Add(uint32_t id, BoardObject object) {
+    if (const BoardObject* held = Find(id); held && held->stale) Remove(id);
     if (Has(id) || m_objects.size() >= kMaxObjects || object.record.size() > kMaxBytes - m_nBytes) return false;
     m_nBytes += object.record.size();
     ++m_tags[object.tag];

@@ -10,11 +10,12 @@
 namespace lumo {
 
 struct BoardObject {
-    uint32_t tag = 0;     ///< its place in the stack: greater lies above; equal ones by ID
-    std::string record;   ///< docs/whiteboard-records.md
-    bool own = false;     ///< drawn here
-    bool offline = false; ///< drawn here, and not offered to anybody yet
+    uint32_t tag = 0;      ///< its place in the stack: greater lies above; equal ones by ID
+    std::string record;    ///< docs/whiteboard-records.md
+    bool own = false;      ///< drawn here
+    bool offline = false;  ///< drawn here, and not offered to anybody yet
     uint64_t addedMs = 0;
+    bool stale = false;  ///< of a connection that has broken: the next one shows whether it is there still
 };
 
 /// Holds no more than a channel does. One thread, or its holder's lock.
@@ -23,7 +24,7 @@ public:
     static constexpr size_t kMaxObjects = 100000;
     static constexpr size_t kMaxBytes = 256U * 1024 * 1024;
 
-    /// False when it is held already, or has no room.
+    /// False when it is held already and not stale, or has no room.
     bool Add(uint32_t id, BoardObject object);
     bool Remove(uint32_t id);
     void Move(uint32_t id, int32_t dx, int32_t dy);

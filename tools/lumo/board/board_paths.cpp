@@ -64,8 +64,10 @@ void CBoardPaths::PollRole(uint64_t now) {
     if (m_pHost->Ready()) {
         m_role = Role::Host;
         m_ullRoleMs = now;
-        if (UsesRelay(m_choice)) MakeLink(false);
-        else m_board.GoOnlineAsHost(now);
+        if (UsesRelay(m_choice))
+            MakeLink(false);
+        else
+            m_board.GoOnlineAsHost(now);
     } else if (m_pHost->Refused() || (UsesRelay(m_choice) && now - m_ullRoleMs > kDirectMs)) {
         Begin(Role::Guest, now);
     }
@@ -74,14 +76,18 @@ void CBoardPaths::PollRole(uint64_t now) {
 void CBoardPaths::PollGuest(uint64_t now) {
     const bool waited = now - m_ullRoleMs > kDirectMs;
     if (!m_pLink) {
-        if (m_pHost->Ready()) MakeLink(true);
-        else if (waited && UsesRelay(m_choice)) MakeLink(false);
+        if (m_pHost->Ready())
+            MakeLink(true);
+        else if (waited && UsesRelay(m_choice))
+            MakeLink(false);
         return;
     }
     if (!m_bDirect || m_bTaken || !waited) return;
     // There is no host, or no way to him.
-    if (UsesRelay(m_choice)) MakeLink(false);
-    else Begin(Role::Candidate, now);
+    if (UsesRelay(m_choice))
+        MakeLink(false);
+    else
+        Begin(Role::Candidate, now);
 }
 
 void CBoardPaths::PollLink(uint64_t now) {
@@ -105,8 +111,10 @@ void CBoardPaths::OnLost(uint64_t now) {
     m_pLink.reset();
     m_pSeat.reset();
     m_pSeat = std::make_unique<CBoardSeat>(m_route.channel, m_board, m_wake);
-    if (direct) Begin(Role::Candidate, now);
-    else MakeLink(false);
+    if (direct)
+        Begin(Role::Candidate, now);
+    else
+        MakeLink(false);
 }
 
 BoardStatus CBoardPaths::Status() const {
@@ -116,8 +124,8 @@ BoardStatus CBoardPaths::Status() const {
     }
     const bool direct = m_pLink ? m_bDirect : UsesPeers(m_choice);
     if (direct && !m_bTaken) return {false, "direct"};
-    return {m_bTaken, direct ? m_pHost->PathTo(SenderUser(m_route.channel), m_choice == PathChoice::P2PTcp)
-                             : m_route.PathText()};
+    return {m_bTaken,
+            direct ? m_pHost->PathTo(SenderUser(m_route.channel), m_choice == PathChoice::P2PTcp) : m_route.PathText()};
 }
 
 }  // namespace lumo

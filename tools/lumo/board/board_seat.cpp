@@ -24,8 +24,10 @@ bool CBoardSeat::Turn() {
     while (m_session.Pop(message)) {
         BoardMessage parsed;
         // What of ours came after the clearing is there still, and what the channel holds shows which that is.
-        if (ParseMessage(message, parsed) && parsed.command == BoardCommand::Clear) Rejoin();
-        else m_board.OnMessage(message, CToolLoop::Now());
+        if (ParseMessage(message, parsed) && parsed.command == BoardCommand::Clear)
+            Rejoin();
+        else
+            m_board.OnMessage(message, CToolLoop::Now());
         if (CToolLoop::Now() - start >= kMostMs) return true;
     }
     return false;

@@ -141,9 +141,8 @@ void CBoardServer::AddParts() {
     m_pServer->Get("/board", [this](const Request&, Response& response) {
         response.set_content(m_board.Text(), "application/json");
     });
-    m_pServer->Get(R"(/picture/(\d{1,10}))", [this](const Request& request, Response& response) {
-        SendPicture(request.matches[1], response);
-    });
+    m_pServer->Get(R"(/picture/(\d{1,10}))",
+                   [this](const Request& request, Response& response) { SendPicture(request.matches[1], response); });
     m_pServer->Post("/do", [this](const Request& request, Response& response) { TakeActions(request, response); });
     m_pServer->Post("/picture", [this](const Request& request, Response& response) { TakePicture(request, response); });
 }

@@ -78,7 +78,8 @@ std::string CBoard::Text() {
         Digest digest;
         sum.Add(object.record.data(), object.record.size());
         sum.Finish(digest);
-        objects.push_back({{"id", id}, {"tag", object.tag}, {"bytes", object.record.size()}, {"sha256", HexOf(digest)}});
+        objects.push_back(
+            {{"id", id}, {"tag", object.tag}, {"bytes", object.record.size()}, {"sha256", HexOf(digest)}});
     }
     return DumpJson({{"channel", m_ulChannel},
                      {"connected", m_status.connected},

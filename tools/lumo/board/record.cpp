@@ -59,9 +59,12 @@ bool ReadPoints(std::string_view record, Shape& shape) {
 bool FormatOf(std::string_view picture, PictureFormat& format) {
     using namespace std::string_view_literals;
     const auto begins = [&](std::string_view magic) { return picture.substr(0, magic.size()) == magic; };
-    if (begins("\x89PNG\r\n\x1a\n"sv)) format = PictureFormat::Png;
-    else if (begins("\xff\xd8\xff"sv)) format = PictureFormat::Jpeg;
-    else return false;
+    if (begins("\x89PNG\r\n\x1a\n"sv))
+        format = PictureFormat::Png;
+    else if (begins("\xff\xd8\xff"sv))
+        format = PictureFormat::Jpeg;
+    else
+        return false;
     return true;
 }
 

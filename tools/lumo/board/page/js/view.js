@@ -59,8 +59,8 @@ export class View {
   showAll() {
     const all = this.model.extent();
     const [l, t, r, b] = (all ?? [0, 0, 0, 0]).map((n) => n / UNIT);
-    const room = 90;
-    const fit = Math.min((window.innerWidth - 2 * room) / Math.max(r - l, 1), (window.innerHeight - 2 * room) / Math.max(b - t, 1));
+    const room = Math.min(90, window.innerWidth * 0.08);
+    const fit = Math.min((window.innerWidth - 2 * room) / Math.max(r - l, 1), (window.innerHeight - 180) / Math.max(b - t, 1));
     this.scale = all ? Math.min(1, Math.max(LEAST, fit)) : 1;
     this.left = all ? (l + r - window.innerWidth / this.scale) / 2 : 0;
     this.top = all ? (t + b - window.innerHeight / this.scale) / 2 : 0;

@@ -1,0 +1,68 @@
+// One person at a page: draws with the mouse and the keyboard, as people do.
+import { until } from "./processes.mjs";
+
+export class Artist {
+  constructor(board, page, number) {
+    Object.assign(this, { board, page, number, problems: [] });
+    page.on("pageerror", (error) => this.problems.push(String(error)));
+    page.on("console", (message) => message.type() === "error" && this.problems.push(message.text()));
+  }
+
+  static async sit(browser, board, number, size = { width: 1180, height: 760 }, more = {}) {
+    const context = await browser.newContext({ viewport: size, ...more });
+    const artist = new Artist(board, await context.newPage(), number);
+    await artist.page.goto(board.url);
+    return artist;
+  }
+
+  connected() { return this.page.locator("#status[data-state=on]").waitFor({ timeout: 60000 }); }
+  sees(people) { return this.page.locator(`#people[aria-label="${people} here"]`).waitFor({ timeout: 60000 }); }
+  key(key) { return this.page.keyboard.press(key); }
+  objects() { return this.page.evaluate(() => window.lumoBoard.objects()); }
+  picture() { return this.page.evaluate(() => window.lumoBoard.picture()); }
+
+  async drag(...points) {
+    const [[x, y], ...rest] = points;
+    await this.page.mouse.move(x, y);
+    await this.page.mouse.down();
+    for (const [toX, toY] of rest) await this.page.mouse.move(toX, toY, { steps: 3 });
+    await this.page.mouse.up();
+  }
+
+  async scribble(x, y, turns = 12) {
+    await this.key("p");
+    await this.drag(...Array.from({ length: turns }, (_, i) => [x + i * 12, y + 22 * Math.sin(i * 0.9)]));
+  }
+
+  async shape(key, from, to) {
+    await this.key(key);
+    await this.drag(from, to);
+  }
+
+  async write(at, text) {
+    await this.key("t");
+    await this.page.mouse.click(...at);
+    await this.page.keyboard.type(text);
+    await this.key("Control+Enter");
+  }
+
+  async show(path) {
+    await this.page.locator("#file").setInputFiles(path);
+    await until("the picture on the board", async () => (await this.objects()).some((one) => one.type === "picture"));
+  }
+
+  /** A corner of the paper of one's own, with one of each kind. */
+  async drawCorner() {
+    const x = 90 + (this.number % 3) * 360, y = 90 + Math.floor(this.number / 3) * 290;
+    await this.key(String(this.number + 3));
+    await this.shape("r", [x, y], [x + 150, y + 84]);
+    await this.key("f");
+    await this.shape("e", [x + 180, y], [x + 310, y + 84]);
+    await this.key("f");
+    await this.shape("a", [x + 20, y + 120], [x + 130, y + 170]);
+    await this.shape("l", [x + 160, y + 170], [x + 310, y + 120]);
+    await this.shape("m", [x + 10, y + 214], [x + 190, y + 214]);
+    await this.scribble(x + 160, y + 146);
+    await this.write([x + 16, y + 192], `Drawn by ${this.number + 1}`);
+  }
+}

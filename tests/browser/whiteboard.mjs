@@ -1,0 +1,166 @@
+// People draw together in real browsers: node whiteboard.mjs LUMO CHROMIUM OUT SCENARIO
+import assert from "node:assert/strict";
+import { createHash } from "node:crypto";
+import { mkdir, writeFile } from "node:fs/promises";
+import { chromium } from "playwright-core";
+import { Artist } from "./artist.mjs";
+import { BoardProcess, Relay, stopAll, until } from "./processes.mjs";
+
+const [lumo, executablePath, out, scenario] = process.argv.slice(2);
+const EACH = 7;  // objects of one corner
+const NAMES = ["Ada Quill", "<b>Ben</b>", "Cyril Ñandú", "Dora", "Emil & Co"];
+const sum = (text) => createHash("sha256").update(text).digest("hex");
+
+async function seats(browser, relay, path, count) {
+  const artists = [];
+  for (let i = 0; i < count; i++)
+    artists.push(await Artist.sit(browser, await BoardProcess.start(lumo, relay, NAMES[i], path), i));
+  await Promise.all(artists.map((artist) => artist.connected()));
+  await Promise.all(artists.map((artist) => artist.sees(count)));
+  return artists;
+}
+
+/** Every board the same: as the programs hold it, as the pages hold it, and to the eye. */
+async function allEqual(artists, count) {
+  const boards = await until("equal boards", async () => {
+    const states = await Promise.all(artists.map(async ({ board }) => (await board.state()).objects));
+    const equal = states.every((state) => state.length === count && JSON.stringify(state) === JSON.stringify(states[0]));
+    if (!equal) throw new Error(`${states.map((state) => state.length)} objects instead of ${count}`);
+    return states;
+  });
+  const ids = boards[0].map((object) => object.id);
+  const pages = await until("equal pages", async () => {
+    const all = await Promise.all(artists.map((artist) => artist.objects()));
+    const have = (objects) => objects.length === count && ids.every((id) => objects.some((object) => object.id === id));
+    return all.every((objects) => have(objects) && JSON.stringify(objects) === JSON.stringify(all[0])) && all;
+  });
+  const sums = new Set((await Promise.all(artists.map((artist) => artist.picture()))).map(sum));
+  assert.equal(sums.size, 1, "the boards look different");
+  return pages[0];
+}
+
+async function shot(artist, name) {
+  await mkdir(out, { recursive: true });
+  await artist.page.screenshot({ path: `${out}/${scenario}-${name}.png` });
+}
+
+async function drawAtOnce(browser, relay, path, count) {
+  const artists = await seats(browser, relay, path, count);
+  await Promise.all(artists.map((artist) => artist.drawCorner()));
+  await allEqual(artists, count * EACH);
+  await artists[0].show(`${out}/photo.png`);
+  await artists.at(-1).page.mouse.move(520, 300);
+  await shot(artists[0], "drawn");
+
+  // Everybody selects all and moves it, all at once; each takes away one thing of the others, and one thing back.
+  await Promise.all(artists.map(async (artist, i) => {
+    await artist.key("Control+a");
+    for (let k = 0; k <= i; k++) await artist.key(i % 2 ? "ArrowRight" : "ArrowDown");
+    await artist.key("Escape");
+  }));
+  const before = await allEqual(artists, count * EACH + 1);
+  const doomed = before.filter((object) => object.type === "rectangle").slice(0, count - 1);
+  await Promise.all(artists.slice(1).map((artist, i) => artist.page.evaluate(
+    (id) => fetch("/do", { method: "POST", body: JSON.stringify([{ do: "delete", ids: [id] }]) }), doomed[i].id)));
+  await allEqual(artists, count * EACH + 1 - doomed.length);
+  await artists[1].key("Control+z");
+  const after = await allEqual(artists, count * EACH + 2 - doomed.length);
+  const back = after.find((object) => object.tag === doomed[0].tag);
+  assert.deepEqual(back.box, doomed[0].box, "what is taken back lies where it lay");
+  await shot(artists.at(-1), "moved");
+  return artists;
+}
+
+async function lateAndNarrow(browser, relay, path, artists, count) {
+  const late = await Artist.sit(browser, await BoardProcess.start(lumo, relay, "Late", path), 4,
+    { width: 390, height: 780 }, { hasTouch: true, isMobile: true });
+  await late.connected();
+  await allEqual([...artists, late], count);
+  await late.page.locator("#zoom").click();
+  await shot(late, "narrow");
+  const files = await late.page.evaluate(async () => {
+    const svg = await window.lumoBoard.svg();
+    const image = new Image();
+    image.src = `data:image/svg+xml,${encodeURIComponent(svg)}`;
+    await image.decode();
+    return { svg, width: image.naturalWidth };
+  });
+  assert.ok(files.width > 100 && files.svg.includes("<tspan"), "the SVG is a picture with its texts");
+  await writeFile(`${out}/${scenario}.svg`, files.svg);
+  await late.page.close();
+  await late.board.stop();
+  await Promise.all(artists.map((artist) => artist.sees(artists.length)));
+}
+
+/** A page of another origin may ask what it likes. */
+async function foreignPage(artists) {
+  const [mine, other] = artists;
+  const had = (await other.board.state()).objects.length;
+  const answer = await mine.page.evaluate(async (url) => {
+    const post = (headers) => fetch(`${url}do`, { method: "POST", mode: "no-cors", headers,
+      body: JSON.stringify([{ do: "clear" }]) }).then((got) => got.type, () => "failed");
+    return [await post({}), await post({ "Content-Type": "text/plain" })];
+  }, other.board.url);
+  assert.ok(answer.every((type) => type === "opaque" || type === "failed"));
+  mine.problems.length = 0;  // the browser's own words about it
+  assert.equal((await other.board.state()).objects.length, had, "a foreign page has cleared the board");
+}
+
+/** The relay goes and comes back: what was drawn meanwhile is offered, and nothing of before is brought back. */
+async function brokenRelay(browser, relay, artists) {
+  await relay.stop("SIGKILL");
+  await artists[0].page.locator("#status[data-state=wait]").waitFor({ timeout: 60000 });
+  await artists[0].scribble(300, 650);
+  await shot(artists[0], "offline");
+  const again = await Relay.start(lumo, relay.port);
+  await Promise.all(artists.map((artist) => artist.connected()));
+  await until("the boards after the break", async () => {
+    const states = await Promise.all(artists.map(async ({ board }) => (await board.state()).objects));
+    return states.every((state) => state.length === 1);
+  });
+  await allEqual(artists, 1);
+  await again.stop();
+}
+
+/** Who was the host goes; one of the guests takes his place with all that is on the board. */
+async function hostLeaves(artists) {
+  const held = (await artists[0].objects()).length;
+  await artists[0].page.close();
+  await artists[0].board.stop();
+  const rest = artists.slice(1);
+  await Promise.all(rest.map((artist) => artist.sees(rest.length)));
+  await allEqual(rest, held);
+  await rest[0].scribble(300, 650);
+  await allEqual(rest, held + 1);
+}
+
+async function makePhoto(browser) {
+  const page = await browser.newPage({ viewport: { width: 320, height: 200 } });
+  await page.setContent(`<body style="margin:0;background:linear-gradient(#8ec5fc,#f7f7d0 60%,#6a994e 61%,#386641)">
+    <div style="position:absolute;left:220px;top:30px;width:50px;height:50px;border-radius:50%;background:#ffb703">`);
+  await mkdir(out, { recursive: true });
+  await page.screenshot({ path: `${out}/photo.png` });
+  await page.close();
+}
+
+const SCENARIOS = {
+  relay2: ["relay", 2], relay5: ["relay", 5], p2p2: ["p2p", 2], p2p5: ["p2p", 5], tcp3: ["p2p-tcp", 3], auto3: ["auto", 3],
+};
+
+const browser = await chromium.launch({ executablePath, args: ["--no-sandbox", "--disable-gpu"] });
+try {
+  const [path, count] = SCENARIOS[scenario];
+  await makePhoto(browser);
+  const relay = await Relay.start(lumo);
+  const artists = await drawAtOnce(browser, relay, path, count);
+  const objects = count * EACH + 3 - count;
+  if (count === 2) await lateAndNarrow(browser, relay, path, artists, objects);
+  await foreignPage(artists);
+  assert.deepEqual(artists.flatMap((artist) => artist.problems), []);
+  if (scenario === "relay2") await brokenRelay(browser, relay, artists);
+  if (path.startsWith("p2p") && count > 2) await hostLeaves(artists);
+  console.log(`${scenario}: ${count} boards equal`);
+} finally {
+  await browser.close();
+  await stopAll();
+}
