@@ -1,0 +1,60 @@
+// What is posted to a whiteboard's page: actions, and the board that they are done to.
+#include "tools/lumo/board/board_events.h"
+#include "support/reach.h"
+#include "tools/lumo/board/board.h"
+
+#include <cstdlib>
+
+using namespace lumo;
+
+namespace {
+
+CReach& Reach() {
+    static CReach reach("board_events", {"add", "move", "delete", "clear", "undo", "redo", "pointer", "pointer gone",
+                                         "name", "refused"});
+    return reach;
+}
+
+/// Everything that the board says must be a message, and every object one that others can draw.
+class CChecker : public IBoardPort {
+public:
+    void Say(const std::string& message) override {
+        BoardMessage said;
+        Shape shape;
+        if (!ParseMessage(message, said)) std::abort();
+        if (said.command == BoardCommand::Data && !ParseRecord(said.payload, shape)) std::abort();
+    }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    constexpr const char* kNames[] = {"add",  "move",    "delete",       "clear", "undo",
+                                      "redo", "pointer", "pointer gone", "name"};
+    std::vector<BoardAction> actions;
+    if (!ParseActions({reinterpret_cast<const char*>(data), size}, actions)) {
+        if (!actions.empty()) std::abort();
+        Reach().Hit("refused");
+        return 0;
+    }
+    for (const BoardAction& action : actions) Reach().Hit(kNames[static_cast<size_t>(action.kind)]);
+    CChecker checker;
+    CPageFeeds feeds;
+    CBoard board(1, 2, "Fuzz", feeds);
+    std::vector<uint32_t> objects;
+    Shape theirs;
+    theirs.type = ShapeType::Rectangle;
+    const PageFeedPtr page = board.OpenPage(objects);
+    board.SetPort(&checker);
+    board.OnMessage(MakeMessage(BoardCommand::Data, 1, UINT32_MAX, EncodeRecord(theirs)), 1);
+    board.Do(actions, 1);  // drawn offline
+    board.GoOnline(2);
+    board.Tick(2 + CBoard::kQuietMs);
+    board.Do(actions, 1000);
+    if (!nlohmann::json::accept(board.Text())) std::abort();
+    EventText event;
+    while (page->Wait(std::chrono::milliseconds(0), event) && event) {
+        if (!nlohmann::json::accept(*event)) std::abort();
+    }
+    return 0;
+}

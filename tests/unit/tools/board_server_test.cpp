@@ -1,0 +1,84 @@
+// Who may ask a board's page, and what it answers.
+#include "tools/lumo/board/board_server.h"
+
+#include <gtest/gtest.h>
+
+using namespace lumo;
+
+namespace {
+
+struct OriginRow {
+    const char* name;
+    const char* method;
+    httplib::Headers headers;
+    bool own;
+};
+
+TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
+    const std::string host = "127.0.0.1:8080", origin = "http://127.0.0.1:8080";
+    const OriginRow rows[] = {
+        {"typed into the address line", "GET", {{"Host", host}}, true},
+        {"by its other name", "GET", {{"Host", "localhost:8080"}, {"Sec-Fetch-Site", "none"}}, true},
+        {"its own page", "POST", {{"Host", host}, {"Origin", origin}}, true},
+        {"a link on another page", "GET", {{"Host", host}, {"Sec-Fetch-Site", "cross-site"}}, false},
+        {"another port of this host", "GET", {{"Host", host}, {"Sec-Fetch-Site", "same-site"}}, false},
+        {"a name that was made to lead here", "GET", {{"Host", "board.example:8080"}}, false},
+        {"that name's own page",
+         "POST",
+         {{"Host", "board.example:8080"}, {"Origin", "http://board.example:8080"}},
+         false},
+        {"another port's host", "GET", {{"Host", "127.0.0.1:8081"}}, false},
+        {"no host", "GET", {}, false},
+        {"two hosts", "GET", {{"Host", host}, {"Host", "board.example"}}, false},
+        {"a post without origin", "POST", {{"Host", host}}, false},
+        {"a post of no origin", "POST", {{"Host", host}, {"Origin", "null"}}, false},
+        {"a post of another page", "POST", {{"Host", host}, {"Origin", "http://127.0.0.1:8081"}}, false},
+        {"a post of the other name", "POST", {{"Host", host}, {"Origin", "http://localhost:8080"}}, false},
+        {"another page's event stream", "GET", {{"Host", host}, {"Origin", "http://evil.example"}}, false},
+        {"two origins", "POST", {{"Host", host}, {"Origin", origin}, {"Origin", "http://evil.example"}}, false},
+    };
+    for (const OriginRow& row : rows) {
+        httplib::Request request;
+        request.method = row.method;
+        request.headers = row.headers;
+        EXPECT_EQ(IsOwnRequest(request, 8080), row.own) << row.name;
+    }
+}
+
+TEST(BoardServer, ServesItsPageTakesWhatFitsAndSendsEvents) {
+    CPageFeeds feeds;
+    CBoard board(5, 77, "Ada", feeds);
+    CBoardServer server(board, feeds);
+    ASSERT_TRUE(server.Start(0));
+    httplib::Client client("127.0.0.1", server.Port());
+    const httplib::Headers own{{"Origin", "http://127.0.0.1:" + std::to_string(server.Port())}};
+    const auto page = client.Get("/");
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->status, 200);
+    EXPECT_NE(page->get_header_value("Content-Security-Policy").find("default-src 'none'"), std::string::npos);
+    EXPECT_EQ(client.Get("/js/app.js")->get_header_value("Content-Type").find("text/javascript"), 0U);
+    EXPECT_EQ(client.Get("/picture/1")->status, 404);
+
+    const std::string png("\x89PNG\r\n\x1a\n....", 12);
+    EXPECT_EQ(client.Post("/do", R"([{"do":"undo"}])", "application/json")->status, 403);
+    EXPECT_EQ(client.Post("/do", own, "[", "application/json")->status, 400);
+    EXPECT_EQ(client.Post("/picture?box=0,0,9,9", own, "<svg/>", "image/png")->status, 400);
+    EXPECT_EQ(client.Post("/picture?box=0,0,9", own, png, "image/png")->status, 400);
+    EXPECT_EQ(client.Post("/picture?box=0,0,9,9", own, png + std::string(kMaxPicture, 'x'), "image/png")->status, 400);
+    const auto posted = client.Post("/picture?box=0,0,9,9", own, png, "image/png");
+    ASSERT_EQ(posted->status, 200);
+    const auto id = nlohmann::json::parse(posted->body)[0][0].get<uint32_t>();
+    const auto picture = client.Get("/picture/" + std::to_string(id));
+    EXPECT_EQ(picture->body, png);
+    EXPECT_EQ(picture->get_header_value("Content-Type"), "image/png");
+
+    std::string events;
+    client.Get("/events", [&](const char* data, size_t length) {
+        events.append(data, length);
+        return events.find(R"("type":"undo")") == std::string::npos;
+    });
+    EXPECT_EQ(events.find("data: {\"type\":\"reset\"}\n\n"), 0U) << events;
+    EXPECT_LT(events.find(R"("id":)" + std::to_string(id)), events.find(R"("type":"hello")"));
+}
+
+}  // namespace
