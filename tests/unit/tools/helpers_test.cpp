@@ -152,4 +152,27 @@ TEST(Demo, TheTableTellsWhatArrived) {
         << table;
 }
 
+TEST(Demo, AStreamIsJudgedByWhatItsWayMayLose) {
+    struct Case {
+        double loss;
+        int exitCode, packets, lost;
+        bool good;
+    };
+    for (const Case& one : {Case{0, 0, 100, 0, true}, Case{0, 0, 100, 1, false}, Case{0.02, 0, 95, 5, true},
+                            Case{0.02, 0, 80, 20, false}, Case{0, 0, 20, 0, false}, Case{0, 3, 100, 0, false}}) {
+        std::list<StreamRow> rows(1);
+        StreamRow& row = rows.front();
+        row.medium = &StreamMedia().front();
+        row.path = "UDP";
+        row.loss = one.loss;
+        JudgeStream(row, one.exitCode,
+                    {{"event", "end"}, {"packets", one.packets}, {"lost", one.lost}, {"jitter_ms", 1.5}});
+        EXPECT_EQ(row.good, one.good) << one.packets << " " << one.lost;
+        EXPECT_EQ(row.problem.empty(), one.good);
+        EXPECT_EQ(StreamTable(rows).find("NOT GOOD") == std::string::npos, one.good);
+        const bool told = one.exitCode == 0;
+        EXPECT_EQ(StreamTable(rows).find("     1.50        -        -") != std::string::npos, told);
+    }
+}
+
 }  // namespace

@@ -10,7 +10,8 @@ namespace lumo {
 
 void AddDemoCommand(CLI::App& app, int& exitCode) {
     auto options = std::make_shared<DemoOptions>();
-    CLI::App* demo = app.add_subcommand("demo", "Send files over loopback in every way there is, and compare");
+    CLI::App* demo =
+        app.add_subcommand("demo", "Send files and streams over loopback in every way there is, and compare");
     demo->add_option("FILE", options->file, "What to send; random bytes unless given")->check(CLI::ExistingFile);
     demo->add_option("--loss", options->loss, "Share that the lossy path loses each way")
         ->capture_default_str()
@@ -18,6 +19,7 @@ void AddDemoCommand(CLI::App& app, int& exitCode) {
     demo->add_option("--delay", options->delayMs, "Milliseconds that it adds each way")->check(CLI::Range(0, 1000));
     demo->add_option("--seed", options->seed, "Which datagrams it loses")->capture_default_str();
     demo->callback([options, &exitCode] {
+        options->lossShare = ParseShare(options->loss);
         CDemo run(*options);
         exitCode = run.Run() ? kExitDone : kExitFailed;
     });

@@ -37,6 +37,8 @@ std::vector<CChildProcess*> CDemo::Children() {
     std::vector<CChildProcess*> children{&m_relays[0], &m_relays[1],   &m_secondLife, &m_impair,
                                          &m_proxy,     &m_lossySender, &m_sender,     &m_cutSender};
     for (DemoRow& row : m_rows) children.push_back(&row.receiver);
+    for (CChildProcess& publisher : m_publishers) children.push_back(&publisher);
+    for (StreamRow& row : m_streams) children.push_back(&row.subscriber);
     return children;
 }
 
@@ -150,8 +152,7 @@ bool CDemo::WaitForRows(const std::vector<DemoRow*>& rows) {
 
 bool CDemo::RunTogether() {
     Say("one sender, receivers at once over UDP, TCP, a proxy, a relay between and peer to peer; beside them a path "
-        "that "
-        "loses " +
+        "that loses " +
         m_options.loss);
     const std::string proxy = "http://127.0.0.1:" + std::to_string(m_usProxyPort);
     const std::string lossy = "127.0.0.1:" + std::to_string(m_usImpairPort);
@@ -170,6 +171,39 @@ bool CDemo::RunTogether() {
     rows.push_back(&AddRow("peer to peer, UDP", m_strBig, kChannel, {"--mcu", Mcu(0), "--path", "p2p"}));
     rows.push_back(&AddRow("peer to peer, TCP", m_strBig, kChannel, {"--mcu", Mcu(0), "--path", "p2p-tcp"}));
     return WaitForRows(rows) && WaitUntil([&] { return !m_sender.Running(); });
+}
+
+bool CDemo::StartStream(const StreamMedium& medium, uint32_t channel, const std::string& mcu) {
+    const std::string file = m_strFolder + "/" + medium.file, number = std::to_string(channel);
+    CChildProcess& publisher = m_publishers.emplace_back();
+    return StartProgram(
+        publisher, {"publish", medium.name, file, "--mcu", mcu, "--channel", number, "--loop", "--peers", "--quiet"});
+}
+
+bool CDemo::RunStreams() {
+    const StreamPlaces places{Mcu(0), Mcu(1), "127.0.0.1:" + std::to_string(m_usImpairPort), m_options.loss};
+    Say("live streams by the same ways, heard for " + std::to_string(kStreamSeconds) + " seconds each");
+    for (const StreamMedium& medium : StreamMedia()) {
+        if (!medium.make(m_strFolder + "/" + medium.file)) return Fail("cannot make the stream to publish");
+        if (!StartStream(medium, medium.channel, Mcu(0)) || !StartStream(medium, medium.channel + 1, Mcu(1)))
+            return false;
+        for (const StreamWay& way : StreamWays(places)) {
+            StreamRow& row = m_streams.emplace_back();
+            row.medium = &medium;
+            row.path = way.path;
+            row.loss = way.lossy ? m_options.lossShare : 0;
+            const std::string channel = std::to_string(medium.channel + (way.lossy ? 1 : 0));
+            Words words{"subscribe", medium.name, channel, "--json", "--seconds", std::to_string(kStreamSeconds),
+                        "--wait",    "20"};
+            words.insert(words.end(), way.words.begin(), way.words.end());
+            if (!StartProgram(row.subscriber, words)) return false;
+        }
+    }
+    const auto ended = [](const StreamRow& row) { return !row.subscriber.Running(); };
+    if (!WaitUntil([&] { return std::all_of(m_streams.begin(), m_streams.end(), ended); })) return false;
+    for (StreamRow& row : m_streams) JudgeStream(row, row.subscriber.ExitCode(), LastEvent(row.subscriber));
+    for (CChildProcess& publisher : m_publishers) publisher.Stop();
+    return true;
 }
 
 bool CDemo::RunCut() {
@@ -206,22 +240,27 @@ void CDemo::FinishLossyRow() {
 }
 
 bool CDemo::Report() {
-    Say("\n" + DemoTable(m_rows));
-    bool whole = true;
+    Say("\n" + DemoTable(m_rows) + "\n" + StreamTable(m_streams));
+    bool whole = true, heard = true;
     for (const DemoRow& row : m_rows) {
         whole = whole && row.equal;
         if (!row.equal) Fail(row.path + ": " + row.problem);
     }
+    for (const StreamRow& row : m_streams) {
+        heard = heard && row.good;
+        if (!row.good) Fail(std::string(row.medium->name) + ", " + row.path + ": " + row.problem);
+    }
     const double seconds = static_cast<double>(CToolLoop::Now() - m_ullStart) / 1000;
-    char line[80];
-    std::snprintf(line, sizeof line, "%s in %.1f seconds",
-                  whole ? "every file arrived whole," : "not every file arrived,", seconds);
+    char line[120];
+    std::snprintf(line, sizeof line, "%s, %s, in %.1f seconds",
+                  whole ? "every file arrived whole" : "not every file arrived",
+                  heard ? "every stream was heard" : "not every stream was heard", seconds);
     Say(line);
-    return whole;
+    return whole && heard;
 }
 
 bool CDemo::Run() {
-    if (!Prepare() || !RunTogether() || !RunCut() || !WaitForRows({m_pLossyRow})) return false;
+    if (!Prepare() || !RunTogether() || !RunStreams() || !RunCut() || !WaitForRows({m_pLossyRow})) return false;
     FinishLossyRow();
     return Report();
 }

@@ -1,7 +1,8 @@
-// Files over loopback in every way the system knows, each party a process of its own.
+// Files and live streams over loopback in every way the system knows, each party a process of its own.
 #pragma once
 
 #include "tools/lumo/demo/child_process.h"
+#include "tools/lumo/demo/stream_rows.h"
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/transfer/messages.h"
 
@@ -18,6 +19,7 @@ namespace lumo {
 struct DemoOptions {
     std::string file;  ///< empty: files of its own making
     std::string loss = "2%";
+    double lossShare = 0.02;  ///< the same as a number
     uint32_t delayMs = 0;
     uint32_t seed = 1;
 };
@@ -47,7 +49,7 @@ public:
     CDemo(const CDemo&) = delete;
     CDemo& operator=(const CDemo&) = delete;
 
-    /// True when every file arrived whole.
+    /// True when every file arrived whole and every stream was heard.
     bool Run();
 
 private:
@@ -62,6 +64,8 @@ private:
     bool StartSender(CChildProcess& sender, const std::string& file, uint32_t channel, const Words& more);
     DemoRow& AddRow(const std::string& path, const std::string& file, uint32_t channel, const Words& way);
     bool RunTogether();
+    bool RunStreams();
+    bool StartStream(const StreamMedium& medium, uint32_t channel, const std::string& mcu);
     bool RunCut();
     /// Until `done`; false when interrupted, when the time is up or when a row has failed.
     template <class Done>
@@ -90,6 +94,8 @@ private:
     CChildProcess m_impair, m_proxy;
     CChildProcess m_lossySender, m_sender, m_cutSender;
     std::list<DemoRow> m_rows;
+    std::list<CChildProcess> m_publishers;
+    std::list<StreamRow> m_streams;
     DemoRow* m_pLossyRow = nullptr;
 };
 
