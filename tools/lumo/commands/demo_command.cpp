@@ -18,11 +18,7 @@ void AddDemoCommand(CLI::App& app, int& exitCode) {
         ->check([](const std::string& text) { return ParseShare(text) < 0 ? "not a share such as 2%" : ""; });
     demo->add_option("--delay", options->delayMs, "Milliseconds that it adds each way")->check(CLI::Range(0, 1000));
     demo->add_option("--seed", options->seed, "Which datagrams it loses")->capture_default_str();
-    demo->callback([options, &exitCode] {
-        options->lossShare = ParseShare(options->loss);
-        CDemo run(*options);
-        exitCode = run.Run() ? kExitDone : kExitFailed;
-    });
+    demo->callback([options, &exitCode] { exitCode = RunDemo(*options) ? kExitDone : kExitFailed; });
 }
 
 }  // namespace lumo

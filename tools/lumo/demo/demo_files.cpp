@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <random>
 #include <vector>
 
@@ -40,9 +41,7 @@ bool CopyBeginning(const std::string& from, const std::string& to, uint64_t size
     std::string bytes(size, '\0');
     source.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<size_t>(source.gcount()));
-    std::ofstream target(to, std::ios::binary);
-    target.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return !source.bad() && target.flush();
+    return !source.bad() && WriteFile(to, bytes);
 }
 
 bool HashOf(const std::string& path, Digest& digest) {
@@ -77,6 +76,17 @@ bool MakeDirectory(const std::string& path) {
 void RemoveFolder(const std::string& path) {
     std::error_code error;
     fs::remove_all(path, error);
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool WriteFile(const std::string& path, std::string_view bytes) {
+    std::ofstream file(path, std::ios::binary);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(file.flush());
 }
 
 bool MakeDemoFiles(const std::string& given, const std::string& folder, std::string& big, std::string& small,

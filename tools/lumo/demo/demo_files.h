@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace lumo {
 
@@ -12,6 +13,9 @@ std::string OwnProgram();
 std::string MakeFolder();
 bool MakeDirectory(const std::string& path);
 void RemoveFolder(const std::string& path);
+
+std::string ReadFile(const std::string& path);  ///< empty when it cannot be read
+bool WriteFile(const std::string& path, std::string_view bytes);
 
 /// Sets the paths of what is sent: `given` or 48 MiB of random bytes, 2 MiB for the lossy path, and for the cut.
 bool MakeDemoFiles(const std::string& given, const std::string& folder, std::string& big, std::string& small,
