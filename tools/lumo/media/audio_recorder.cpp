@@ -16,7 +16,6 @@ bool CAudioRecorder::OnFrame(const char* data, size_t length, uint64_t nowUs) {
         return false;
     } else {
         if (IsAnew(frame)) BeginAnew(frame.sequence);
-        m_ullNewestUs = std::max(m_ullNewestUs, frame.sentUs);
         Measure(frame, nowUs);
         OnPacket(std::move(frame), nowUs);
     }
@@ -67,6 +66,7 @@ void CAudioRecorder::OnPacket(AudioFrame&& frame, uint64_t nowUs) {
         ++m_report.late;
         return;
     }
+    m_ullNewestUs = std::max(m_ullNewestUs, frame.sentUs);
     ++m_report.packets;
     m_report.bytes += frame.body.size();
     m_held[frame.sequence] = {std::move(frame.body), frame.granule, nowUs};
