@@ -1,6 +1,7 @@
 // A spoken sample between real processes.
 #include "e2e/transfer_fixture.h"
 
+#include <fstream>
 #include <functional>
 
 using e2e::CTransferTest;
@@ -61,11 +62,14 @@ TEST_F(CTransferTest, AListenerGoesDirectlyWhileThatIsPossible) {
 }
 
 TEST_F(CTransferTest, StreamsWithoutSoundOrListenersEndAsTheyShould) {
-    CChildProcess relay, text, nobody;
+    CChildProcess relay, text, vain, nobody;
     StartRelay(relay);
     Run(text, {"publish", "audio", MakeFile("noise", 5000), "--mcu", Mcu()});
     EXPECT_EQ(ExitOf(text), 1) << text.Output() << text.Errors();
     EXPECT_NE(text.Errors().find("no Ogg Opus file"), std::string::npos) << text.Errors();
+    std::ofstream(Path("second"), std::ios::binary) << Content(LUMO_SOURCE_DIR "/assets/sample.opus").substr(0, 4171);
+    Run(vain, {"publish", "audio", Path("second"), "--mcu", "127.0.0.1:1"});
+    EXPECT_EQ(ExitOf(vain), 3) << vain.Errors();
     Run(nobody, {"subscribe", "audio", "5", "--mcu", Mcu(), "--wait", "0.5"});
     EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
 }

@@ -40,14 +40,19 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
     }
     medium.SayGoodbye();
     nlohmann::json end = medium.Details();
+    const bool vain = !link->EverTaken() && !command.peers && !loop.Interrupted();
     link.reset();
     medium.Close();
     end["event"] = "end";
     end["problem"] = medium.Problem();
     printer.Event(end);
-    if (medium.Problem().empty()) return kExitDone;
-    printer.Error(Printable(medium.Problem()));
-    return kExitFailed;
+    if (!medium.Problem().empty()) {
+        printer.Error(Printable(medium.Problem()));
+        return kExitFailed;
+    }
+    if (!vain) return kExitDone;
+    printer.Error("the server has not taken the stream");
+    return kExitNobody;
 }
 
 int Run(const PublishCommand& command) {

@@ -29,6 +29,7 @@ nlohmann::json Details(const ISubscribeMedium& medium, const CPathSwitch& paths)
 /// Until somebody wants no more; the result is when the first frame came, 0: never.
 uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
+    constexpr uint64_t kStartMs = 5000;  // until a stream that is under way can be taken up
     ISubscribeMedium& medium = *command.medium;
     uint64_t begun = 0, heard = CToolLoop::Now();
     std::string frame;
@@ -50,7 +51,7 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& lo
             printer.Show(
                 now, {begun == 0 ? "waiting" : "listening", medium.Bytes(), 0, medium.Bytes(), Details(medium, paths)});
         if (now - heard > command.common.WaitMs()) break;
-        if (command.seconds > 0 && begun != 0 && now - begun >= command.Ms()) break;
+        if (command.seconds > 0 && begun != 0 && now - begun >= command.Ms() + (medium.Heard() ? 0 : kStartMs)) break;
         loop.Wait(paths.WakeFd(), kTurnMs);
         paths.Rest();
     }

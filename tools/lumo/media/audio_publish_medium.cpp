@@ -19,7 +19,7 @@ void CAudioPublishMedium::SendReady(uint64_t now) { Source().Send(now, WallClock
 void CAudioPublishMedium::SayGoodbye() { Source().SayGoodbye(WallClockUs()); }
 
 nlohmann::json CAudioPublishMedium::Details() {
-    return {{"packets", Source().Packets()}, {"listeners", m_channel ? m_channel->GetAudioSinkCount() : 0}};
+    return {{"packets", Source().Packets()}, {"heard", m_channel && m_channel->HasStartedAudioSink()}};
 }
 
 }  // namespace lumo

@@ -2,6 +2,7 @@
 
 #include "tools/lumo/media/opus_packet.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace lumo {
@@ -60,6 +61,8 @@ void CAudioPublisher::Send(uint64_t nowMs, uint64_t wallUs) {
         SendControl(m_strHead, wallUs);
         SendControl(m_strTags, wallUs);
     }
+    const uint64_t late = nowMs - std::min(nowMs, DueMs());
+    if (late > kLateMs) m_startedMs = m_startedMs.value_or(0) + late - kLateMs;
     m_ullPosition += OpusSamples(m_strPacket.data(), m_strPacket.size());
     m_ullBytes += m_strPacket.size();
     m_out(Encode({m_ulSequence++, m_ullPosition, wallUs, std::exchange(m_strPacket, {})}));

@@ -42,6 +42,7 @@ public:
     const std::string& Problem() const { return m_strProblem; }
 
     static constexpr uint64_t kHeadsMs = 2000;
+    static constexpr uint64_t kLateMs = 100;  ///< what is made up for when the stream or this host lags behind
 
 private:
     void SendControl(const std::string& body, uint64_t wallUs);

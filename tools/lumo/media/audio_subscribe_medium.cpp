@@ -4,8 +4,6 @@
 #include "tools/lumo/media/wall_clock.h"
 #include "tools/lumo/transfer/file_name.h"
 
-#include <cerrno>
-
 namespace lumo {
 
 void CAudioSubscribeMedium::AddOptions(CLI::App& command) {
@@ -69,7 +67,9 @@ std::string CAudioSubscribeMedium::Summary(double seconds) const {
 }
 
 std::string CAudioSubscribeMedium::Problem() const {
-    return Written() ? "" : "cannot write " + Printable(m_strOut) + ": " + ErrorText(errno);
+    if (!Written()) return "cannot write " + Printable(m_strOut) + ": " + ErrorText(m_writer->Error());
+    const bool lost = IsHeadless() && m_recorder->Report().packets > 0;
+    return lost ? "the heads of the stream have not come: nothing is written" : "";
 }
 
 }  // namespace lumo

@@ -28,13 +28,14 @@ public:
     bool Over() const override { return m_recorder->Ended() || !Written(); }
     void Finish() override { m_recorder->Finish(); }
 
-    bool Heard() const override { return m_recorder->Report().packets > 0; }
+    bool Heard() const override { return m_recorder->Report().packets > 0 && !IsHeadless(); }
     uint64_t Bytes() const override { return m_recorder->Report().bytes; }
     nlohmann::json Details() const override;
     std::string Summary(double seconds) const override;
     std::string Problem() const override;
 
 private:
+    bool IsHeadless() const { return m_writer && !m_writer->Begun(); }
     bool Written() const { return !m_writer || m_writer->Good(); }
 
     std::string m_strOut;

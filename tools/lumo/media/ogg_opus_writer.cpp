@@ -2,6 +2,8 @@
 
 #include "tools/lumo/media/opus_packet.h"
 
+#include <cerrno>
+
 namespace lumo {
 
 COggOpusWriter::COggOpusWriter(std::FILE* file) : m_pFile(file) { ogg_stream_init(&m_stream, 0x6c756d6f); }
@@ -31,7 +33,11 @@ void COggOpusWriter::End() {
     Put(m_strHeld, m_ullHeldGranule, true);
     m_strHeld.clear();
     PutPages(true);
-    m_bGood = std::fflush(m_pFile) == 0 && m_bGood;
+    Flush();
+}
+
+void COggOpusWriter::Check(bool done) {
+    if (!done && m_nError == 0) m_nError = errno;
 }
 
 void COggOpusWriter::Put(const std::string& packet, uint64_t granule, bool last) {
@@ -50,12 +56,12 @@ void COggOpusWriter::PutPages(bool all) {
     while ((all ? ogg_stream_flush(&m_stream, &page) : ogg_stream_pageout(&m_stream, &page)) != 0) {
         const auto write = [&](const unsigned char* bytes, long length) {
             const auto size = static_cast<size_t>(length);
-            m_bGood = std::fwrite(bytes, 1, size, m_pFile) == size && m_bGood;
+            Check(std::fwrite(bytes, 1, size, m_pFile) == size);
         };
         write(page.header, page.header_len);
         write(page.body, page.body_len);
     }
-    if (all) m_bGood = std::fflush(m_pFile) == 0 && m_bGood;
+    if (all) Flush();
 }
 
 }  // namespace lumo

@@ -24,11 +24,15 @@ public:
     /// Marks the end. Nothing may follow.
     void End();
     /// False once something could not be written.
-    bool Good() const { return m_bGood; }
+    bool Good() const { return m_nError == 0; }
+    /// Why; 0 while it is good.
+    int Error() const { return m_nError; }
 
 private:
     void Put(const std::string& packet, uint64_t granule, bool last);
     void PutPages(bool all);
+    void Check(bool done);
+    void Flush() { Check(std::fflush(m_pFile) == 0); }
 
     std::FILE* const m_pFile;
     ogg_stream_state m_stream{};
@@ -36,7 +40,7 @@ private:
     std::string m_strHeld;  // the last packet, which may turn out to be the stream's last
     uint64_t m_ullHeldGranule = 0;
     uint64_t m_ullPagedGranule = 0;
-    bool m_bGood = true;
+    int m_nError = 0;  // the first one
 };
 
 }  // namespace lumo

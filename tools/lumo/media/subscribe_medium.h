@@ -40,7 +40,7 @@ public:
     /// Writes out what waits.
     virtual void Finish() = 0;
 
-    /// Whether anything was heard.
+    /// Whether anything was heard, and can be kept.
     virtual bool Heard() const = 0;
     virtual uint64_t Bytes() const = 0;
     /// For the progress and the last event.

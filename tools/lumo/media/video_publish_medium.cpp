@@ -59,7 +59,7 @@ nlohmann::json CVideoPublishMedium::Details() {
             {"empty_nal_units", Source().EmptyNals()},
             {"dropped", statistics.ullFramesDropped},
             {"waiting", m_channel ? m_channel->GetBufferingFrameCount() : 0},
-            {"listeners", m_channel ? m_channel->GetVideoSinkCount() : 0}};
+            {"seen", m_channel && m_channel->HasStartedVideoSink()}};
 }
 
 }  // namespace lumo
