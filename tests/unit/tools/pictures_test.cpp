@@ -212,7 +212,7 @@ TEST(PictureStream, EndsWithItsBytesAndComplainsOfNone) {
                 at += length;
                 return static_cast<ssize_t>(length);
             },
-            0);
+            0, 0);
         Picture picture;
         int pictures = 0;
         auto state = IPictureSource::State::Wait;

@@ -35,6 +35,8 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
         link->Poll(now);
         host.Poll(now);
         const uint64_t wait = medium.Turn(now);
+        for (nlohmann::json event = medium.NextEvent(); !event.is_null(); event = medium.NextEvent())
+            printer.Event(event);
         if (printer.Due(now)) printer.Show(now, {"publishing", medium.Bytes(), 0, medium.Bytes(), medium.Details()});
         loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
     }

@@ -8,6 +8,8 @@ CDesktopViewer::Take CDesktopViewer::OnFrame(const char* data, size_t length, Pi
         ++m_report.foreign;
         return Take::Foreign;
     }
+    // By two ways at once the same frames come twice.
+    if (head.stream == m_last.stream && head.sequence < m_last.sequence) return Take::Nothing;
     m_bEnded = head.kind == DesktopKind::End;
     if (!head.HasPicture()) {
         TakeBare(head);
@@ -17,6 +19,7 @@ CDesktopViewer::Take CDesktopViewer::OnFrame(const char* data, size_t length, Pi
     m_last = head;
     if (!same) {
         picture.format = head.format;
+        m_nBytes = picture.bytes.size();
         return Take::Picture;
     }
     m_say.sequence = head.sequence;
@@ -38,6 +41,7 @@ void CDesktopViewer::OnShown(uint64_t wallUs) {
     m_ulShown = m_last.picture;
     m_bDue = true;
     ++m_report.pictures;
+    m_report.bytes += m_nBytes;
     if (m_last.kind == DesktopKind::Picture) m_delays.Add(m_last.takenUs, wallUs);
 }
 

@@ -51,6 +51,7 @@ private:
 
     ViewReport m_say;
     DesktopHead m_last;      // of the frame with a picture that came last
+    size_t m_nBytes = 0;     // of the picture that is being shown
     uint32_t m_ulShown = 0;  // number of the picture shown last, in m_say.stream
     bool m_bDue = false;
     bool m_bMoved = false;

@@ -23,6 +23,13 @@ bool IsPictureName(const fs::path& path) {
 
 }  // namespace
 
+uint64_t CPicturePace::WaitMs(uint64_t nowMs) {
+    if (m_dFps <= 0) return 0;
+    if (!m_startMs) m_startMs = nowMs;
+    const uint64_t due = *m_startMs + static_cast<uint64_t>(static_cast<double>(m_ullTaken) * 1000 / m_dFps);
+    return due > nowMs ? due - nowMs : 0;
+}
+
 bool CPictureFolder::Open(const std::string& path) {
     std::error_code error;
     for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
@@ -54,41 +61,38 @@ bool CPictureFolder::Load(const std::string& path, Picture& picture) {
     return m_strProblem.empty();
 }
 
-uint64_t CPictureFolder::DueMs() const {
-    return m_startMs.value_or(0) + static_cast<uint64_t>(static_cast<double>(m_ullNext) * 1000 / m_dFps);
-}
-
-uint64_t CPictureFolder::WaitMs(uint64_t nowMs) const {
-    const uint64_t due = DueMs();
-    return due > nowMs ? due - nowMs : 0;
-}
+uint64_t CPictureFolder::WaitMs(uint64_t nowMs) { return m_pace.WaitMs(nowMs); }
 
 IPictureSource::State CPictureFolder::Fetch(uint64_t nowMs, Picture& picture) {
-    if (!m_startMs) m_startMs = nowMs;
-    if (nowMs < DueMs()) return State::Wait;
-    if (m_ullNext >= m_files.size() && !m_bLoop) return State::End;
-    if (!Load(m_files[m_ullNext % m_files.size()], picture)) return State::Failed;
-    ++m_ullNext;
+    if (WaitMs(nowMs) > 0) return State::Wait;
+    if (m_nNext == m_files.size() && m_bLoop) m_nNext = 0;
+    if (m_nNext == m_files.size()) return State::End;
+    if (!Load(m_files[m_nNext++], picture)) return State::Failed;
+    m_pace.Took();
     return State::Picture;
 }
 
-CPictureStream::CPictureStream(Read read, int fd)
-    : m_read(std::move(read)), m_nFd(fd), m_splitter(kMaxPicture), m_piece(kPiece) {}
+CPictureStream::CPictureStream(Read read, int fd, double fps)
+    : m_read(std::move(read)), m_nFd(fd), m_splitter(kMaxPicture), m_piece(kPiece), m_pace(fps) {}
 
-uint64_t CPictureStream::WaitMs(uint64_t) const { return m_bEnd ? 0 : kIdleMs; }
+uint64_t CPictureStream::WaitMs(uint64_t nowMs) { return m_bHungry ? kIdleMs : m_pace.WaitMs(nowMs); }
 
-IPictureSource::State CPictureStream::Fetch(uint64_t, Picture& picture) {
+IPictureSource::State CPictureStream::Fetch(uint64_t nowMs, Picture& picture) {
+    m_bHungry = false;
+    if (m_pace.WaitMs(nowMs) > 0) return State::Wait;
     while (!m_splitter.Next(picture.bytes)) {
         if (m_bEnd) {
             if (!m_bAny) m_strProblem = "no JPEG picture came";
             return m_bAny ? State::End : State::Failed;
         }
         const ssize_t got = m_read(m_piece.data(), m_piece.size());
-        if (got < 0) return State::Wait;
+        m_bHungry = got < 0;
+        if (m_bHungry) return State::Wait;
         if (got > 0) m_splitter.Feed(m_piece.data(), static_cast<size_t>(got));
         m_bEnd = got == 0;
     }
     m_bAny = true;
+    m_pace.Took();
     picture.format = PictureFormat::Jpeg;
     return State::Picture;
 }

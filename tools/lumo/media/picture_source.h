@@ -12,6 +12,20 @@
 
 namespace lumo {
 
+/// Tells when the next picture may be taken. One thread.
+class CPicturePace {
+public:
+    /// Pictures a second; 0: each as soon as it is there.
+    explicit CPicturePace(double fps) : m_dFps(fps) {}
+    uint64_t WaitMs(uint64_t nowMs);
+    void Took() { ++m_ullTaken; }
+
+private:
+    const double m_dFps;
+    std::optional<uint64_t> m_startMs;
+    uint64_t m_ullTaken = 0;
+};
+
 /// One thread.
 class IPictureSource {
 public:
@@ -21,7 +35,7 @@ public:
     /// The next picture, when there is one at that time.
     virtual State Fetch(uint64_t nowMs, Picture& picture) = 0;
     /// For so long there is none, unless Fd() becomes readable.
-    virtual uint64_t WaitMs(uint64_t nowMs) const = 0;
+    virtual uint64_t WaitMs(uint64_t nowMs) = 0;
     virtual int Fd() const { return -1; }
     /// What did not fit, for the account.
     virtual uint64_t Skipped() const { return 0; }
@@ -31,36 +45,34 @@ public:
 /// The PNG and JPEG files of a directory in the order of their names, at a steady pace.
 class CPictureFolder final : public IPictureSource {
 public:
-    CPictureFolder(double fps, bool loop) : m_dFps(fps), m_bLoop(loop) {}
+    CPictureFolder(double fps, bool loop) : m_pace(fps), m_bLoop(loop) {}
     /// False, with the problem, when there is no picture in it.
     bool Open(const std::string& path);
 
     State Fetch(uint64_t nowMs, Picture& picture) override;
-    uint64_t WaitMs(uint64_t nowMs) const override;
+    uint64_t WaitMs(uint64_t nowMs) override;
     const std::string& Problem() const override { return m_strProblem; }
 
 private:
-    uint64_t DueMs() const;
     bool Load(const std::string& path, Picture& picture);
 
-    const double m_dFps;
+    CPicturePace m_pace;
     const bool m_bLoop;
     std::vector<std::string> m_files;
-    uint64_t m_ullNext = 0;  // counts on when it begins again
-    std::optional<uint64_t> m_startMs;
+    size_t m_nNext = 0;
     std::string m_strProblem;
 };
 
-/// JPEG pictures that follow one another in a stream, as they come.
+/// JPEG pictures that follow one another in a stream.
 class CPictureStream final : public IPictureSource {
 public:
     /// Bytes that are there now: 0 at the end, -1 when there are none yet.
     using Read = std::function<ssize_t(char* buffer, size_t size)>;
-    CPictureStream(Read read, int fd);
+    CPictureStream(Read read, int fd, double fps);
 
     State Fetch(uint64_t nowMs, Picture& picture) override;
-    uint64_t WaitMs(uint64_t nowMs) const override;
-    int Fd() const override { return m_bEnd ? -1 : m_nFd; }
+    uint64_t WaitMs(uint64_t nowMs) override;
+    int Fd() const override { return m_bHungry ? m_nFd : -1; }
     uint64_t Skipped() const override { return m_splitter.Skipped(); }
     const std::string& Problem() const override { return m_strProblem; }
 
@@ -69,6 +81,8 @@ private:
     const int m_nFd;
     CJpegSplitter m_splitter;
     std::vector<char> m_piece;
+    CPicturePace m_pace;
+    bool m_bHungry = false;  // waits for bytes
     bool m_bEnd = false;
     bool m_bAny = false;
     std::string m_strProblem;

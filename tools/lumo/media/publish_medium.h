@@ -39,6 +39,8 @@ public:
     virtual void Close() = 0;
 
     virtual uint64_t Bytes() const = 0;
+    /// Something to tell at once, each once; null: nothing more.
+    virtual nlohmann::json NextEvent() { return {}; }
     /// For the progress and the last event.
     virtual nlohmann::json Details() = 0;
     /// Why it ended before its time; empty: it did not.

@@ -6,6 +6,9 @@
 #include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/relay_route.h"
 
+#include <poll.h>
+
+#include <cstdint>
 #include <memory>
 
 namespace lumo {
@@ -51,11 +54,22 @@ class CStreamSubscribeLink : public CLink, protected Medium::ReceiverNotify {
 public:
     /// `peer`: at the host of the user that the channel's number names.
     CStreamSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
-        : CLink(inbox, times), m_bPeer(peer), m_route(route) {}
+        : CStreamSubscribeLink(peer, route, route.channel, inbox, times) {}
     ~CStreamSubscribeLink() override { Close(); }
 
 protected:
+    /// The same to another channel of that publisher.
+    CStreamSubscribeLink(bool peer, const RelayRoute& route, uint32_t channel, CInbox& inbox, const LinkTimes& times)
+        : CLink(inbox, times), m_bPeer(peer), m_ulChannel(channel), m_route(route) {}
+
     typename Medium::Receiver* Receiver() const { return m_pReceiver; }
+    bool IsPeer() const { return m_bPeer; }
+    const RelayRoute& Route() const { return m_route; }
+
+    // A failed negotiation is over at once, not when its time is.
+    bool IsDisconnected() override {
+        return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));
+    }
 
 private:
     bool Create() override {
@@ -63,20 +77,16 @@ private:
         const auto& near = m_route.nearMcu.ips;
         const ProxySettings& proxy = m_route.proxy;
         if (m_bPeer)
-            m_pReceiver = Medium::kReceiverP2P(*this, m_route.channel, SenderUser(m_route.channel));
+            m_pReceiver = Medium::kReceiverP2P(*this, m_ulChannel, SenderUser(m_route.channel));
         else if (m_route.tcp)
             m_pReceiver =
-                Medium::kReceiverTCP(*this, m_route.channel, far[0], far[1], far[2], m_route.mcu.port, near[0], near[1],
+                Medium::kReceiverTCP(*this, m_ulChannel, far[0], far[1], far[2], m_route.mcu.port, near[0], near[1],
                                      near[2], m_route.nearMcu.port, 0, static_cast<int>(proxy.type), proxy.host.c_str(),
                                      proxy.port, proxy.user.c_str(), proxy.password.c_str());
         else
-            m_pReceiver = Medium::kReceiverUDP(*this, m_route.channel, far[0], far[1], far[2], m_route.mcu.port,
-                                               near[0], near[1], near[2], m_route.nearMcu.port, 0);
+            m_pReceiver = Medium::kReceiverUDP(*this, m_ulChannel, far[0], far[1], far[2], m_route.mcu.port, near[0],
+                                               near[1], near[2], m_route.nearMcu.port, 0);
         return m_pReceiver != nullptr;
-    }
-    // A failed negotiation is over at once, not when its time is.
-    bool IsDisconnected() override {
-        return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));
     }
     void Release() override {
         if (m_pReceiver) m_pReceiver->ReleaseConnections();
@@ -85,6 +95,7 @@ private:
     void OnConnected(unsigned long) override { Inbox().Accept(); }
 
     const bool m_bPeer;
+    const uint32_t m_ulChannel;
     const RelayRoute m_route;
     typename Medium::Receiver* m_pReceiver = nullptr;
 };
@@ -99,5 +110,12 @@ struct EndStreamChannel {
 };
 template <class Channel>
 using StreamChannelPtr = std::unique_ptr<Channel, EndStreamChannel<Channel>>;
+
+/// Waits until what was written into the channel is on its way, two seconds at most.
+template <class Channel>
+void DrainChannel(Channel& channel) {
+    constexpr int kStepMs = 5, kMostSteps = 400;
+    for (int i = 0; i < kMostSteps && channel.GetBufferingFrameCount() > 0; ++i) poll(nullptr, 0, kStepMs);
+}
 
 }  // namespace lumo

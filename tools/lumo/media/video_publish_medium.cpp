@@ -2,8 +2,6 @@
 
 #include <lumomedia/statistics.h>
 
-#include <poll.h>
-
 namespace lumo {
 
 CVideoPublishMedium::CVideoPublishMedium()
@@ -45,9 +43,8 @@ uint64_t CVideoPublishMedium::Turn(uint64_t now) {
 }
 
 void CVideoPublishMedium::SayGoodbye() {
-    constexpr int kStepMs = 5, kMostSteps = 400;
     Source().SayGoodbye();
-    for (int i = 0; i < kMostSteps && m_channel->GetBufferingFrameCount() > 0; ++i) poll(nullptr, 0, kStepMs);
+    DrainChannel(*m_channel);
 }
 
 nlohmann::json CVideoPublishMedium::Details() {

@@ -1,0 +1,29 @@
+#include "tools/lumo/media/desktop_links.h"
+
+#include <lumomedia/statistics.h>
+
+#include <algorithm>
+
+namespace lumo {
+
+IDesktopReceiver* MakeDesktopReceiverTCP(IDesktopReceiverNotify& notify, unsigned long channel, unsigned long far0,
+                                         unsigned long far1, unsigned long far2, unsigned short farPort,
+                                         unsigned long near0, unsigned long near1, unsigned long near2,
+                                         unsigned short nearPort, int, int proxyType, const char* proxyHost,
+                                         unsigned short proxyPort, const char* proxyUser, const char* proxyPassword) {
+    return CreateDesktopReceiverTCP(notify, channel, far0, far1, far2, farPort, near0, near1, near2, nearPort,
+                                    proxyType, proxyHost, proxyPort, proxyUser, proxyPassword);
+}
+
+uint64_t DesktopPacketsFrom(const RelayTarget& server) {
+    constexpr unsigned char kDesktop = 5;
+    LumoLinkStatistics link{};
+    uint64_t packets = 0;
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
+        const bool known = std::find(server.ips.begin(), server.ips.end(), link.ulRemoteIP) != server.ips.end();
+        if (link.byKind == kDesktop && known && link.usRemotePort == server.port) packets += link.ullPacketsReceived;
+    }
+    return packets;
+}
+
+}  // namespace lumo

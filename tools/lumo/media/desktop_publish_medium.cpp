@@ -1,0 +1,150 @@
+#include "tools/lumo/media/desktop_publish_medium.h"
+
+#include "tools/lumo/media/wall_clock.h"
+#include "tools/lumo/net/loop.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+
+namespace lumo {
+namespace {
+
+constexpr double kFolderFps = 10;
+constexpr size_t kUpstreamBytes = 4 * 1024 * 1024;
+
+uint32_t NewStream() { return static_cast<uint32_t>(RandomID() >> 32) | 1U; }
+
+std::string HexText(uint64_t value) {
+    char text[17];
+    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
+    return text;
+}
+
+}  // namespace
+
+CDesktopPublishMedium::CDesktopPublishMedium()
+    : m_upstream(m_wake, kViewReportLength, kUpstreamBytes),
+      m_publisher([this](const std::string& frame) { Send(frame); },
+                  [this](const ViewerPointer& pointer) { NotePointer(pointer); }, NewStream()) {}
+
+void CDesktopPublishMedium::AddOptions(CLI::App& command) {
+    command
+        .add_option("FROM", m_strFrom,
+                    "A directory of PNG and JPEG files, a picture each in the order of their names; - is JPEG pictures "
+                    "that follow one another on standard input, such as ffmpeg writes with -f mjpeg")
+        ->required();
+    command.add_option("--fps", m_fps, "Pictures a second; usual: 10 of a directory, each as it comes of a stream")
+        ->check(CLI::Range(0.01, 1000.0));
+    command.add_option("--viewers", m_nViewers, "Begin when so many are there")->check(CLI::Range(0, 1000));
+    command.add_flag("--loop", m_bLoop, "Begin the directory again at its end, until interrupted");
+}
+
+bool CDesktopPublishMedium::Prepare(std::string& problem) {
+    if (m_strFrom == "-") {
+        if (!m_input.Open(m_strFrom, problem)) return false;
+        const auto read = [this](char* buffer, size_t size) { return m_input.Read(buffer, size); };
+        m_source = std::make_unique<CPictureStream>(read, m_input.Fd(), m_fps.value_or(0));
+    } else {
+        auto folder = std::make_unique<CPictureFolder>(m_fps.value_or(kFolderFps), m_bLoop);
+        if (!folder->Open(m_strFrom)) problem = folder->Problem();
+        m_source = std::move(folder);
+    }
+    m_waits.Add(m_wake.Fd());
+    return problem.empty();
+}
+
+std::unique_ptr<CLink> CDesktopPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
+    m_channel.reset(new CDesktopToolChannel(route.channel, &m_upstream));
+    m_direct.reset(new CDesktopToolChannel(DirectChannel(route.channel), &m_upstream));
+    auto link = std::make_unique<CDesktopPublishLink>(route, inbox);
+    m_pLink = link.get();
+    return link;
+}
+
+void CDesktopPublishMedium::Send(const std::string& frame) {
+    m_channel->Write(frame);
+    m_direct->Write(frame);
+}
+
+void CDesktopPublishMedium::NotePointer(const ViewerPointer& pointer) {
+    nlohmann::json event{{"event", "pointer"}, {"viewer", HexText(pointer.viewer)}};
+    if (pointer.x != ViewReport::kNowhere) {
+        event["x"] = pointer.x;
+        event["y"] = pointer.y;
+    }
+    if (m_events.size() < kMaxEvents) m_events.push_back(std::move(event));
+}
+
+nlohmann::json CDesktopPublishMedium::NextEvent() {
+    if (m_events.empty()) return {};
+    nlohmann::json event = std::move(m_events.front());
+    m_events.pop_front();
+    return event;
+}
+
+void CDesktopPublishMedium::HearViewers(uint64_t now) {
+    m_wake.Rest();
+    std::string report;
+    while (m_upstream.Pop(report)) m_publisher.OnReport(report.data(), report.size(), now);
+    const int made = m_pLink->Remakes() + 1;
+    if (m_pLink->IsTaken() && made != m_nTaken) {
+        m_nTaken = made;
+        m_publisher.OnNewPath(now);
+    }
+}
+
+uint64_t CDesktopPublishMedium::TakePictures(uint64_t now) {
+    m_waits.Drop(m_input.Fd());
+    m_bBegun = m_bBegun || m_publisher.Report(now).viewers >= m_nViewers;
+    if (!m_bBegun || m_endMs) return UINT64_MAX;
+    Picture picture;
+    for (int i = 0; i < kPicturesPerTurn; ++i) {
+        switch (m_source->Fetch(now, picture)) {
+            case IPictureSource::State::Picture:
+                m_publisher.Offer(std::move(picture), now, WallClockUs());
+                break;
+            case IPictureSource::State::Wait:
+                m_waits.Add(m_source->Fd());
+                return m_source->WaitMs(now);
+            case IPictureSource::State::End:
+                m_endMs = now;
+                return UINT64_MAX;
+            case IPictureSource::State::Failed:
+                m_bOver = true;
+                return 0;
+        }
+    }
+    return 0;
+}
+
+uint64_t CDesktopPublishMedium::Turn(uint64_t now) {
+    HearViewers(now);
+    m_publisher.Poll(now, WallClockUs());  // who has shown a picture need not wait for the next one to be read
+    const uint64_t wait = TakePictures(now);
+    if (m_endMs && (m_publisher.Settled(now) || now - *m_endMs >= kLastMs)) m_bOver = true;
+    return wait;
+}
+
+void CDesktopPublishMedium::SayGoodbye() {
+    constexpr int kGoodbyes = 2;  // the second leaves the queue when the first has arrived
+    for (int i = 0; i < kGoodbyes; ++i) m_publisher.SayGoodbye(WallClockUs());
+    DrainChannel(*m_channel);
+    DrainChannel(*m_direct);
+}
+
+void CDesktopPublishMedium::Close() {
+    m_direct.reset();
+    m_channel.reset();
+}
+
+uint64_t CDesktopPublishMedium::Bytes() const { return m_publisher.Report(CToolLoop::Now()).bytes; }
+
+nlohmann::json CDesktopPublishMedium::Details() {
+    const DesktopReport report = m_publisher.Report(CToolLoop::Now());
+    return {{"pictures", report.sent},      {"skipped", report.skipped}, {"unchanged", report.unchanged},
+            {"repeated", report.repeated},  {"viewers", report.viewers}, {"unreadable", m_source->Skipped()},
+            {"picture_bytes", report.bytes}};
+}
+
+}  // namespace lumo

@@ -1,0 +1,69 @@
+// `lumo publish desktop`: pictures of a screen, paced by those who look at it.
+#pragma once
+
+#include "tools/lumo/media/desktop_links.h"
+#include "tools/lumo/media/desktop_publisher.h"
+#include "tools/lumo/media/picture_source.h"
+#include "tools/lumo/media/publish_medium.h"
+#include "tools/lumo/media/stream_files.h"
+#include "tools/lumo/net/wait_set.h"
+
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lumo {
+
+class CDesktopPublishMedium final : public IPublishMedium {
+public:
+    CDesktopPublishMedium();
+
+    const char* Name() const override { return "desktop"; }
+    const char* Help() const override { return "Pictures of a screen, at the pace of its viewers"; }
+    void AddOptions(CLI::App& command) override;
+
+    bool Prepare(std::string& problem) override;
+    std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
+    uint64_t Turn(uint64_t now) override;
+    int WaitFd() const override { return m_waits.Fd(); }
+    bool Over() const override { return m_bOver; }
+    void SayGoodbye() override;
+    void Close() override;
+
+    uint64_t Bytes() const override;
+    nlohmann::json NextEvent() override;
+    nlohmann::json Details() override;
+    std::string Problem() const override { return m_source ? m_source->Problem() : ""; }
+
+private:
+    static constexpr uint64_t kLastMs = 5000;  // for the last picture to be shown
+    static constexpr int kPicturesPerTurn = 16;
+    static constexpr size_t kMaxEvents = 1000;
+
+    void Send(const std::string& frame);
+    void NotePointer(const ViewerPointer& pointer);
+    void HearViewers(uint64_t now);
+    /// How long there will be no picture.
+    uint64_t TakePictures(uint64_t now);
+
+    std::string m_strFrom;
+    std::optional<double> m_fps;
+    size_t m_nViewers = 0;  // that must be there at the beginning
+    bool m_bLoop = false;
+    CStreamInput m_input;
+    std::unique_ptr<IPictureSource> m_source;
+    CWake m_wake;
+    CInbox m_upstream;
+    CWaitSet m_waits;
+    CDesktopPublisher m_publisher;
+    DesktopChannelPtr m_channel, m_direct;  // for the relay and for peers
+    CLink* m_pLink = nullptr;
+    int m_nTaken = 0;  // how often the link had been made when it was taken last
+    std::deque<nlohmann::json> m_events;
+    bool m_bBegun = false;
+    std::optional<uint64_t> m_endMs;  // when the source ended
+    bool m_bOver = false;
+};
+
+}  // namespace lumo

@@ -1,0 +1,120 @@
+#include "tools/lumo/media/desktop_subscribe_medium.h"
+
+#include "tools/lumo/media/wall_clock.h"
+#include "tools/lumo/net/loop.h"
+
+#include <array>
+#include <cstdio>
+
+namespace lumo {
+namespace {
+
+constexpr uint64_t kSilentMs = 6000;      // the publisher says every second that it is there
+constexpr uint64_t kSilentTcpMs = 60000;  // over TCP the library tells, and a large picture may take its time
+constexpr size_t kInboxBytes = 2 * kMaxDesktopFrame + 1024;
+
+}  // namespace
+
+CDesktopSubscribeMedium::CDesktopSubscribeMedium() : m_viewer(RandomID()) {}
+
+void CDesktopSubscribeMedium::AddOptions(CLI::App& command) {
+    command.add_option("-o,--out", m_strOut,
+                       "A directory for numbered files, a picture each; - is standard output, one picture behind the "
+                       "other");
+    command.add_flag("--pointer", m_bPointer, "Show the publisher positions that come on standard input: lines of X Y");
+}
+
+PathRules CDesktopSubscribeMedium::Rules() const {
+    LinkTimes times;
+    times.silence = times.unaccepted = kSilentMs;
+    return PathRules::Stream(static_cast<int>(kMaxDesktopFrame), kInboxBytes, times);
+}
+
+bool CDesktopSubscribeMedium::Prepare(std::string& problem) {
+    if (m_bPointer && !m_input.Open("-", problem)) return false;
+    if (m_strOut.empty()) return true;
+    if (m_strOut == "-") {
+        m_sink = std::make_unique<CPictureOutput>(stdout);
+        return true;
+    }
+    auto files = std::make_unique<CPictureFiles>();
+    const bool good = files->Open(m_strOut);
+    if (!good) problem = files->Problem();
+    m_sink = std::move(files);
+    return good;
+}
+
+template <class Library>
+std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeLink(bool peer, const RelayRoute& route, CInbox& inbox,
+                                                         const LinkTimes& times) {
+    auto link = std::make_unique<CDesktopSubscribeLink<Library>>(peer, route, inbox, times);
+    m_ways.push_back({link.get()});
+    return link;
+}
+
+std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
+                                                              const LinkTimes& times) {
+    LinkTimes patient = times;
+    if (route.tcp) patient.silence = kSilentTcpMs;
+    return MakeLink<DesktopLibrary>(false, route, inbox, patient);
+}
+
+std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
+                                                               const LinkTimes& times) {
+    return tcp ? MakeLink<DesktopLibraryP2PTCP>(true, route, inbox, times)
+               : MakeLink<DesktopLibrary>(true, route, inbox, times);
+}
+
+bool CDesktopSubscribeMedium::OnFrame(const std::string& frame) {
+    const CDesktopViewer::Take take = m_viewer.OnFrame(frame.data(), frame.size(), m_picture);
+    if (take != CDesktopViewer::Take::Picture) return take != CDesktopViewer::Take::Foreign;
+    if (!m_sink || m_sink->Put(m_picture)) m_viewer.OnShown(WallClockUs());
+    return true;
+}
+
+void CDesktopSubscribeMedium::ReadPointer() {
+    std::array<char, 4096> piece;
+    const ssize_t got = m_bPointer ? m_input.Read(piece.data(), piece.size()) : -1;
+    if (got == 0) m_bPointer = false;
+    if (got <= 0) return;
+    if (const auto point = m_pointer.Feed(piece.data(), static_cast<size_t>(got)))
+        m_viewer.SetPointer(point->first, point->second);
+}
+
+// While two ways are up the publisher hears the same by both.
+void CDesktopSubscribeMedium::Tick() {
+    ReadPointer();
+    bool any = false;
+    for (Way& way : m_ways) {
+        const int made = way.upstream->Link().Remakes() + 1;
+        if (!way.upstream->Link().IsTaken()) continue;
+        any = true;
+        if (way.taken != made) m_viewer.OnNewPath();
+        way.taken = made;
+    }
+    std::string report;
+    if (!any || !m_viewer.Speak(CToolLoop::Now(), report)) return;
+    for (const Way& way : m_ways)
+        if (way.upstream->Link().IsTaken()) way.upstream->Say(report);
+}
+
+nlohmann::json CDesktopSubscribeMedium::Details() const {
+    const ViewerReport report = m_viewer.Report();
+    return {{"pictures", report.pictures},
+            {"asked", report.asked},
+            {"foreign", report.foreign},
+            {"delay_p50_ms", report.delayP50Ms},
+            {"delay_p99_ms", report.delayP99Ms}};
+}
+
+std::string CDesktopSubscribeMedium::Summary(double seconds) const {
+    const ViewerReport report = m_viewer.Report();
+    char text[200];
+    std::snprintf(text, sizeof text, "%llu pictures, %.1f a second, %.1f MB, delay %.2f ms (p99 %.2f ms)",
+                  static_cast<unsigned long long>(report.pictures),
+                  seconds > 0 ? static_cast<double>(report.pictures) / seconds : 0,
+                  static_cast<double>(report.bytes) / 1e6, report.delayP50Ms, report.delayP99Ms);
+    return text;
+}
+
+}  // namespace lumo

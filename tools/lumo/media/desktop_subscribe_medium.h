@@ -1,0 +1,65 @@
+// `lumo subscribe desktop`: takes a channel's pictures, writes them, and tells the publisher.
+#pragma once
+
+#include "tools/lumo/media/desktop_links.h"
+#include "tools/lumo/media/desktop_viewer.h"
+#include "tools/lumo/media/picture_sink.h"
+#include "tools/lumo/media/pointer_input.h"
+#include "tools/lumo/media/stream_files.h"
+#include "tools/lumo/media/subscribe_medium.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+class CDesktopSubscribeMedium final : public ISubscribeMedium {
+public:
+    CDesktopSubscribeMedium();
+
+    const char* Name() const override { return "desktop"; }
+    const char* Help() const override { return "See a shared screen"; }
+    void AddOptions(CLI::App& command) override;
+    std::vector<std::string> Paths() const override { return {"auto", "p2p", "p2p-tcp", "relay"}; }
+    PathRules Rules() const override;
+    bool UsesStdout() const override { return m_strOut == "-"; }
+
+    bool Prepare(std::string& problem) override;
+    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
+    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
+                                          const LinkTimes& times) override;
+    bool OnFrame(const std::string& frame) override;
+    void Tick() override;
+    void OnPathChanged() override { m_viewer.OnNewPath(); }
+    bool Over() const override { return m_viewer.Ended() || !Problem().empty(); }
+    void Finish() override {}
+
+    bool Heard() const override { return m_viewer.Report().pictures > 0; }
+    uint64_t Bytes() const override { return m_viewer.Report().bytes; }
+    nlohmann::json Details() const override;
+    std::string Summary(double seconds) const override;
+    std::string Problem() const override { return m_sink ? m_sink->Problem() : ""; }
+
+private:
+    /// A link of the path switch and what was said on it.
+    struct Way {
+        IDesktopUpstream* upstream;
+        int taken = 0;  // how often the link had been made when it was taken last
+    };
+
+    template <class Library>
+    std::unique_ptr<CLink> MakeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
+    void ReadPointer();
+
+    std::string m_strOut;
+    bool m_bPointer = false;
+    CStreamInput m_input;
+    CPointerInput m_pointer;
+    std::unique_ptr<CPictureSink> m_sink;  // null: nothing is written
+    CDesktopViewer m_viewer;
+    std::vector<Way> m_ways;
+    Picture m_picture;
+};
+
+}  // namespace lumo
