@@ -104,6 +104,7 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
     addSize("--max-upstream-frame", limits.upstreamFrameBytes,
             "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
         ->check(CLI::Range(1U, 64U << 20));
+    addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
     add("--max-unvalidated", limits.unvalidatedPerAddress,
         "TCP connections of one address that have not said what they want");
     add("--max-unproved", limits.unprovedPerAddress,

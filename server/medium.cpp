@@ -15,6 +15,12 @@ std::shared_ptr<CStream> CMedium::MakeStream(uint32_t channelID) {
     return stream;
 }
 
+void CMedium::EndDeserted(uint32_t channelID) {
+    const std::shared_ptr<CStream> stream = streams.Find(channelID);
+    if (!stream || stream->HasSource() || stream->WasPublished() || stream->RelayedFrom() != 0) return;
+    if (stream->SinkCount() == 0) EndStream(*stream);
+}
+
 void CMedium::EndStream(CStream& stream) {
     stream.Close();
     {

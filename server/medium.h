@@ -35,6 +35,9 @@ struct CMedium {
     void LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, uint32_t channelID);
     /// A new stream, open for subscribers; null at the limit, or for ID 0. Under the gate.
     std::shared_ptr<CStream> MakeStream(uint32_t channelID);
+    /// Ends a stream that nobody has shown interest in: no publisher and no proved subscriber ever, none of any sort
+    /// now. Under the gate.
+    void EndDeserted(uint32_t channelID);
     /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
     void EndStream(CStream& stream);
 

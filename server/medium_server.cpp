@@ -53,7 +53,17 @@ void CMediumServer::OnCommand(const CServerDatagram& datagram) {
 }
 
 bool CMediumServer::MayAct(const CServerDatagram& datagram) {
-    if (datagram.row.fields[0] == Field::SinkID) return m_sinks.MayUse(datagram);
+    if (datagram.row.fields[0] == Field::SinkID || datagram.row.fields[0] == Field::ServerSessionID)
+        return m_sinks.MayUse(datagram);
+    if (m_medium.profile.board) {
+        CAutoLock gate(&m_medium.context.gate);
+        CWireReader fields(datagram.body + 1, datagram.length - 1);
+        fields.U32();
+        const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32());
+        if (board && m_sinks.MayConnect(datagram)) return true;
+        if (board) m_medium.EndDeserted(board->ChannelID());
+        return false;
+    }
     if (m_sinks.MayConnect(datagram)) return true;
     if (!m_medium.profile.subscribersAskOnce) return false;
     CAutoLock gate(&m_medium.context.gate);
@@ -79,7 +89,8 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CP
     asked.home.port = m_medium.context.port;
     CWireReader reader(data, length);
     for (const Field field : m_longConnect.fields) {
-        if (field == Field::ReceiverID && !tcp) asked.request.receiverID = reader.U32();
+        if ((field == Field::ReceiverID || field == Field::ClientSessionID) && !tcp)
+            asked.request.receiverID = reader.U32();
         if (field == Field::ChannelID) asked.request.channelID = reader.U32();
         if (field == Field::RelayIP0) asked.home.ips[0] = reader.U32();
         if (field == Field::RelayIP1) asked.home.ips[1] = reader.U32();
@@ -90,11 +101,23 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CP
     return asked;
 }
 
+std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID) {
+    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (stream) return stream;
+    if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
+    stream = m_medium.MakeStream(channelID);
+    if (stream) stream->SetHome(true);
+    return stream;
+}
+
 // At home it is served to whoever asks; but a publisher that left or fell silent may have gone to the server that the
 // request names.
 std::shared_ptr<CStream> CMediumServer::ServedHere(const CAsked& asked) {
-    std::shared_ptr<CStream> stream = m_medium.streams.Find(asked.request.channelID);
+    const bool makes = m_medium.profile.board && asked.home.IsEmpty();
+    std::shared_ptr<CStream> stream =
+        makes ? FindOrMakeBoard(asked.request.channelID) : m_medium.streams.Find(asked.request.channelID);
     if (!stream || !stream->IsHome()) return nullptr;
+    if (m_medium.profile.board) return stream;
     const bool elsewhere =
         !asked.home.IsEmpty() && !stream->HasLiveSource() && m_relays.MayRelay(asked.request.peer.ip, asked.home);
     return elsewhere ? nullptr : stream;
@@ -117,8 +140,11 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
     const bool subscriber = type == static_cast<uint32_t>(m_medium.profile.receiverType);
     if (subscriber || !m_medium.profile.session) session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
     if (!subscriber) return true;
-    if (length != kShortPayload) return true;
-    return m_sinks.MayServe(CWireReader(data, length).U32());
+    if (!data || length != kShortPayload) return true;
+    const uint32_t channelID = CWireReader(data, length).U32();
+    if (!m_medium.profile.board) return m_sinks.MayServe(channelID);
+    CAutoLock gate(&m_medium.context.gate);
+    return FindOrMakeBoard(channelID) && m_sinks.MayServe(channelID);
 }
 
 bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {

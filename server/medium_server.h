@@ -37,6 +37,8 @@ private:
     struct CAsked;
     /// Of a channel that is not at home here, or not yet.
     void KeepUnserved(const CAsked& asked);
+    /// Where nobody publishes: the stream, made if need be. Null at the limit.
+    std::shared_ptr<CStream> FindOrMakeBoard(uint32_t channelID);
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// The stream, if this request is served from here and not from elsewhere.
     std::shared_ptr<CStream> ServedHere(const CAsked& asked);

@@ -14,6 +14,7 @@ inline constexpr uint32_t kGivesWayAfterMs = 10000;  // silence after which anot
 inline constexpr uint32_t kSourceGoneAfterMs = 180000;
 inline constexpr uint8_t kSourceWindow = 31;            // the most that five bits can advertise
 inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher and subscribers
+inline constexpr uint32_t kBoardGoneAfterMs = 600000;   // a whiteboard without sessions, for who comes back
 
 // Those who have not shown yet that they receive the answers.
 inline constexpr size_t kMaxUnproved = 2048;               // of each sort, so that spoofed requests cost no memory

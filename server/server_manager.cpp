@@ -8,6 +8,7 @@
 #include "server/file/file_medium.h"
 #include "server/reflector.h"
 #include "server/video/video_medium.h"
+#include "server/whiteboard/board_medium.h"
 
 #include <algorithm>
 #include <chrono>
@@ -33,6 +34,7 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     AddMedium(wire::Kind::Audio, MakeAudioServer(m_context));
     AddMedium(wire::Kind::Video, MakeVideoServer(m_context));
     AddMedium(wire::Kind::Desktop, MakeDesktopServer(m_context));
+    AddMedium(wire::Kind::Whiteboard, MakeWhiteboardServer(m_context));
     Instances().pServer.store(this, std::memory_order_release);
 }
 

@@ -18,6 +18,7 @@ struct CServerLimits {
     uint32_t upstreamFrameBytes = 1U << 20;
     unsigned unvalidatedPerAddress = 64;  ///< TCP connections that have not said what they want
     size_t signallingClients = 10000;     ///< connected to the signalling service
+    uint64_t boardBytes = 1ULL << 30;     ///< of all whiteboards together: past it nothing more is kept
     size_t unprovedPerAddress = 64;       ///< UDP sinks, and UDP sources, that have not answered yet
 };
 

@@ -28,7 +28,10 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     if (channelID == 0) return true;
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
     m_medium.LogPeer("sink", peer, false, "came to", channelID);
-    if (const auto stream = m_medium.streams.Find(channelID)) Tell(*stream);
+    if (const auto stream = m_medium.streams.Find(channelID)) {
+        Keep(*stream);
+        Tell(*stream);
+    }
     return true;
 }
 
@@ -41,9 +44,9 @@ void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
     const SinkOwner owner = m_medium.classes.OwnerOf(request);
     if (owner == SinkOwner::Other) return;
     if (owner == SinkOwner::None && !MakeRoomForUdp(stream, request.peer.ip)) return;
+    const bool mute = m_medium.profile.subscribersAskOnce || m_medium.profile.board;
     // The acknowledgements of a short request have used up what it may be answered with.
-    if (m_medium.classes.ConnectSink(request) && m_medium.profile.subscribersAskOnce && !request.shortForm)
-        m_medium.classes.AskForSign(request);
+    if (m_medium.classes.ConnectSink(request) && mute && !request.shortForm) m_medium.classes.AskForSign(request);
 }
 
 uint32_t CSinks::Accept(CStream& stream, ITcpSession* session, const CSinkRequest& request) {
@@ -52,8 +55,14 @@ uint32_t CSinks::Accept(CStream& stream, ITcpSession* session, const CSinkReques
 
 bool CSinks::Evict(uint32_t sinkID) {
     if (sinkID == 0) return false;
+    const uint32_t channelID = m_unproved.ChannelOf(sinkID);
     m_medium.classes.EndSink(sinkID);
+    if (m_medium.profile.board) m_medium.EndDeserted(channelID);
     return true;
+}
+
+void CSinks::Keep(CStream& stream) const {
+    if (m_medium.profile.board && stream.RelayedFrom() == 0) stream.SetPublished();
 }
 
 // Whoever is there comes before whoever only says so.
@@ -71,7 +80,10 @@ bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
 void CSinks::OnSinkMade(const CSinkInfo& sink) {
     if (sink.tcp) {
         m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channelID);
-        if (const auto stream = m_medium.streams.Find(sink.channelID)) Tell(*stream);
+        if (const auto stream = m_medium.streams.Find(sink.channelID)) {
+            Keep(*stream);
+            Tell(*stream);
+        }
         return;
     }
     m_unproved.Add(sink.sinkID, sink.ip, sink.channelID);

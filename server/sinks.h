@@ -25,6 +25,8 @@ public:
     void OnSinkMade(const CSinkInfo& sink);
     void OnSinkChanged(const CSinkInfo& sink);
     void OnSinkGone(const CSinkInfo& sink);
+    /// The oldest of those who have not shown themselves; under the gate. False when there is none.
+    bool EvictOldest() { return Evict(m_unproved.Oldest()); }
     size_t Unproved() const { return m_unproved.Count(); }
 
 private:
@@ -33,6 +35,8 @@ private:
     bool MakeRoom(CStream& stream);
     bool MakeRoomForUdp(CStream& stream, uint32_t ip);
     bool Evict(uint32_t sinkID);
+    /// A board that somebody is at is kept for a while after.
+    void Keep(CStream& stream) const;
 
     CMedium& m_medium;
     CUnproved m_unproved;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wire/commands.h"
+#include "server/server_constants.h"
 #include "server/status.h"
 
 #include <cstdint>
@@ -26,6 +27,10 @@ struct CSourceProfile {
     char tcpStart = 0;  ///< control bytes to publishers over TCP; start is the keep-alive, too
     char tcpStop = 0;
     char tcpKeyFrame = 0;  ///< where there are key frames
+    /// Nobody publishes: a channel is made for whoever asks for it first, and an empty session packet makes subscribers
+    /// over UDP show that they are there.
+    bool board = false;
+    uint32_t channelGoneAfterMs = server::kChannelGoneAfterMs;  ///< without a publisher and subscribers
 
     bool Stops() const { return stop != 0; }
 };

@@ -175,7 +175,9 @@ void CSources::OnSecond(uint32_t now) {
 }
 
 void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
-    if (stream.EmptyFor(now) >= server::kChannelGoneAfterMs && stream.RelayedFrom() == 0) m_medium.EndStream(stream);
+    if (m_medium.profile.board && !stream.WasPublished()) return m_medium.EndDeserted(stream.ChannelID());
+    if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs && stream.RelayedFrom() == 0)
+        m_medium.EndStream(stream);
 }
 
 bool CSources::Pump() {

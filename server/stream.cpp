@@ -13,10 +13,14 @@ void Count(std::atomic<uint64_t>& frames, std::atomic<uint64_t>& bytes, uint64_t
 
 void CStream::OnSourceFrame(const char* data, int length) {
     if (length < limits::kMinFrameLen || length > MaxFrame()) return;
-    Count(m_traffic.framesIn, m_traffic.bytesIn, 1, length);
-    Count(m_traffic.framesOut, m_traffic.bytesOut, Wanted(), length);
+    CountIn(length);
+    CountOut(Wanted(), length);
     SendToSinks(data, length);
 }
+
+void CStream::CountIn(int length) { Count(m_traffic.framesIn, m_traffic.bytesIn, 1, length); }
+
+void CStream::CountOut(uint64_t times, int length) { Count(m_traffic.framesOut, m_traffic.bytesOut, times, length); }
 
 void CStream::OnSinkFrame(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;

@@ -90,6 +90,9 @@ public:
     void AddTo(CMediumStatus& medium);
 
 protected:
+    /// One frame came, or leaves so many times.
+    void CountIn(int length);
+    void CountOut(uint64_t times, int length);
     virtual void SendToSinks(const void* data, int length) = 0;
     /// The longest frame of the publisher that goes on to the subscribers.
     virtual int MaxFrame() const { return limits::kMaxFrameLen; }

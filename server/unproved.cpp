@@ -24,6 +24,12 @@ uint32_t CUnproved::Remove(uint32_t id) {
     return channelID;
 }
 
+uint32_t CUnproved::ChannelOf(uint32_t id) {
+    CAutoLock lock(&m_cs);
+    const auto found = m_byID.find(id);
+    return found == m_byID.end() ? 0 : found->second->channelID;
+}
+
 bool CUnproved::AddressIsFull(uint32_t ip) {
     CAutoLock lock(&m_cs);
     const auto found = m_perAddress.find(ip);

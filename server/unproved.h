@@ -19,6 +19,8 @@ public:
     /// It has answered, or it is gone. Gives its channel; 0 when it was not among them.
     uint32_t Remove(uint32_t id);
 
+    /// 0 when it is not among them.
+    uint32_t ChannelOf(uint32_t id);
     bool AddressIsFull(uint32_t ip);
     bool IsFull() const { return Count() >= m_nTotal; }
     size_t Count() const { return m_nCount.load(std::memory_order_relaxed); }

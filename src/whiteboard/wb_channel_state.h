@@ -18,5 +18,6 @@ struct CWBChannelState {
     const uint32_t channelID;
     CIDTable<CWBSession> sessions{lock_order::kBoardSessions};
     std::atomic<bool> dirty{false};
-    std::atomic<bool> deleted{true};  // with the local MCU, if it is still registered then
+    std::atomic<uint32_t> awaited{0};  // sessions at a server that join once they have shown that they are there
+    std::atomic<bool> deleted{true};   // with the local MCU, if it is still registered then
 };

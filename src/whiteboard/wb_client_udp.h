@@ -10,7 +10,8 @@
 class CWBClientUDP : public CFrameLink, public CWBSession, public IWBSessionClient {
 public:
     void ReleaseConnections() override;
-    bool IsDisconnected() override { return IsSilent() || IsOverLimit(); }
+    bool IsDisconnected() override { return PollLink(); }
+    bool PollLink() { return IsSilent() || IsOverLimit(); }
     void SendWBSessionData(const char* data, int len) override;
 
     virtual uint32_t GetServerSessionID() { return m_sinkLink.SinkID(); }

@@ -20,5 +20,7 @@ public:
     }
     /// This object as a UDP session, or null.
     virtual CWBSessionServerUDP* AsUDP() { return nullptr; }
+    /// Messages still waiting to go to the client.
+    virtual uint32_t GetBufferingFrameCount() = 0;
     uint32_t SessionID() { return static_cast<uint32_t>(GetWBSessionID()); }
 };

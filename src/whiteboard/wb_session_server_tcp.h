@@ -18,6 +18,7 @@ public:
     void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
     CSinkInfo Info() override;
+    uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
 
 private:
     CTcpSink m_tcp;

@@ -7,7 +7,9 @@ constexpr int kAcknowledgements = 2;  // repeated against loss
 }
 
 CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID)
-    : CWBServerSession(channel), m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()) {}
+    : CWBServerSession(channel),
+      m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()),
+      m_channel(CWBChannelState::Of(channel)) {}
 
 // The client takes no frame of a session that it does not know yet: what it hears first is the acknowledgement.
 bool CWBSessionServerUDP::StartSession() {
@@ -15,7 +17,24 @@ bool CWBSessionServerUDP::StartSession() {
     return OpenLink();
 }
 
+void CWBSessionServerUDP::Join() {
+    if (!GetServerHooks()) {
+        JoinWBChannel();
+        return;
+    }
+    m_bAwaited.store(true, std::memory_order_relaxed);
+    m_channel.awaited.fetch_add(1, std::memory_order_relaxed);
+}
+
+void CWBSessionServerUDP::JoinAsProved() {
+    if (!m_bAwaited.exchange(false, std::memory_order_relaxed)) return;
+    JoinWBChannel();
+    m_channel.awaited.fetch_sub(1, std::memory_order_relaxed);
+}
+
 void CWBSessionServerUDP::LeaveWBChannel() {
+    if (m_bAwaited.exchange(false, std::memory_order_relaxed))
+        m_channel.awaited.fetch_sub(1, std::memory_order_relaxed);
     CWBSession::LeaveWBChannel();
     CloseLink();
 }

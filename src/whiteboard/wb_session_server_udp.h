@@ -3,7 +3,10 @@
 
 #include "link/frame_link.h"
 #include "link/udp_sink.h"
+#include "whiteboard/wb_channel_state.h"
 #include "whiteboard/wb_server_session.h"
+
+#include <atomic>
 
 class CWBSessionServerUDP : public CWBServerSession, public CFrameLink {
 public:
@@ -11,6 +14,9 @@ public:
 
     /// False when the session cannot be opened. Before it joins its channel.
     bool StartSession();
+    /// At a server it joins only once it has shown that it is there.
+    void Join() override;
+    void JoinAsProved();
     void LeaveWBChannel() override;
     void SendWBSessionData(const char* data, int len) override;
     bool IsDisconnected() override { return m_udp.IsSilent() || IsOverLimit(); }
@@ -18,6 +24,7 @@ public:
     CFrameLink* GetFrameLink() override { return this; }
     void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
     CSinkInfo Info() override;
+    uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 
     /// Each is a sign of life. UDP thread, under the session table lock.
@@ -34,5 +41,7 @@ protected:
 
 private:
     CUdpSink m_udp;
+    CWBChannelState& m_channel;
+    std::atomic<bool> m_bAwaited{false};
     bool m_bAnswered = false;  // UDP thread
 };

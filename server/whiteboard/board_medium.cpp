@@ -1,0 +1,55 @@
+#include "server/whiteboard/board_medium.h"
+
+#include "server/table_classes.h"
+#include "server/whiteboard/board_leg.h"
+#include "server/whiteboard/board_stream.h"
+#include "whiteboard/wb_memory.h"
+#include "whiteboard/wb_session_server_udp.h"
+
+namespace {
+
+constexpr CSourceProfile kProfile{.kind = wire::Kind::Whiteboard,
+                                  .medium = "whiteboard",
+                                  .session = true,
+                                  .senderType = wire::TcpType::Whiteboard,
+                                  .receiverType = wire::TcpType::Whiteboard,
+                                  .board = true,
+                                  .channelGoneAfterMs = server::kBoardGoneAfterMs};
+
+class CBoardClasses : public CTableClasses<CLocalMCUWB::CTables> {
+public:
+    explicit CBoardClasses(const CServerLimits& limits) : CTableClasses(Mcu().Tables(), limits) {
+        CWBMemory::Get().SetLimit(limits.boardBytes);
+    }
+    ~CBoardClasses() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
+
+    std::shared_ptr<CStream> MakeStream(uint32_t channelID) override {
+        return std::make_shared<CBoardStream>(channelID, Limits());
+    }
+    std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
+                                       std::atomic<bool>& news) override {
+        return std::make_unique<CBoardLeg>(stream, far, tcp, news);
+    }
+    bool ConnectSink(const CSinkRequest& request) override {
+        return Mcu().ConnectWBSession(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
+    }
+    uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
+        return Mcu().AcceptWBSession(session, request.channelID);
+    }
+    /// Only now it joins, since its list may be long.
+    void Unhold(uint32_t sinkID, uint64_t queueBytes) override {
+        CTableClasses::Unhold(sinkID, queueBytes);
+        Mcu().Tables().sinks.With(sinkID, [](CWBServerSession& session) {
+            if (CWBSessionServerUDP* udp = session.AsUDP()) udp->JoinAsProved();
+        });
+    }
+
+private:
+    static CLocalMCUWB& Mcu() { return *GetLocalMCUWB(); }
+};
+
+}  // namespace
+
+std::unique_ptr<CMediumServer> MakeWhiteboardServer(CServerContext& context) {
+    return std::make_unique<CMediumServer>(kProfile, std::make_unique<CBoardClasses>(context.options.limits), context);
+}
