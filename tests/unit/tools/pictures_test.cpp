@@ -47,7 +47,7 @@ std::vector<std::string> Split(const std::string& bytes, size_t piece, uint64_t*
 
 TEST(JpegSplitter, FindsWholePicturesInPiecesOfAnySize) {
     const std::vector<std::string> pictures{Jpeg('a'), Jpeg('b'), Jpeg('c')};
-    for (const size_t piece : {1, 2, 3, 7, 64, 1000000}) {
+    for (const size_t piece : {size_t{1}, size_t{2}, size_t{3}, size_t{7}, size_t{64}, size_t{1000000}}) {
         uint64_t skipped = 1;
         EXPECT_EQ(Split(pictures[0] + pictures[1] + pictures[2], piece, &skipped), pictures) << piece;
         EXPECT_EQ(skipped, 0U) << piece;
@@ -74,7 +74,7 @@ TEST(JpegSplitter, GoesOnBehindWhatIsNone) {
         {"longer than the limit", "\xff\xd8" + Segment(0xda, "") + std::string(5000, 'x') + "\xff\xd9", 1},
     };
     for (const auto& row : rows) {
-        for (const size_t piece : {1, 10, 100000}) {
+        for (const size_t piece : {size_t{1}, size_t{10}, size_t{100000}}) {
             uint64_t skipped = 0;
             const auto pictures = Split(good + row.before + good, piece, &skipped, 1000);
             EXPECT_EQ(pictures, std::vector<std::string>({good, good})) << row.what << " in pieces of " << piece;

@@ -141,7 +141,7 @@ public:
         return true;
     }
     void ExpectNobodyWaits() {
-        for (unsigned long session : {1, 2, 3})
+        for (unsigned long session : {1UL, 2UL, 3UL})
             for (uint32_t id : lanes[session - 1].drawer.Waiting())
                 EXPECT_FALSE(Holds(id)) << "session " << session << " waits for object " << id;
     }
@@ -167,7 +167,7 @@ TEST(CentreProperty, NobodyIsLeftWaiting) {
         }
         for (bool moved = true; moved;) {
             moved = false;
-            for (unsigned long session : {1, 2, 3})
+            for (unsigned long session : {1UL, 2UL, 3UL})
                 moved = centre.HearOne(centre.lanes[session - 1]) || centre.SayOne(session) || moved;
         }
         centre.ExpectNobodyWaits();
@@ -178,7 +178,7 @@ TEST(CentreProperty, NobodyIsLeftWaiting) {
 TEST(CentreProperty, NorWithOneThreadEach) {
     CLaneCentre centre;
     std::vector<std::thread> threads;
-    for (unsigned long session : {1, 2, 3})
+    for (unsigned long session : {1UL, 2UL, 3UL})
         threads.emplace_back([&centre, session] {
             sim::CRandom random(session);
             CLane& lane = centre.lanes[session - 1];
@@ -191,7 +191,7 @@ TEST(CentreProperty, NorWithOneThreadEach) {
     for (std::thread& thread : threads) thread.join();
     for (bool moved = true; moved;) {
         moved = false;
-        for (unsigned long session : {1, 2, 3})
+        for (unsigned long session : {1UL, 2UL, 3UL})
             while (centre.HearOne(centre.lanes[session - 1]) || centre.SayOne(session)) moved = true;
     }
     centre.ExpectNobodyWaits();

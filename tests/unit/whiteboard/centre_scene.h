@@ -15,7 +15,7 @@ public:
     using Sent = std::vector<std::pair<unsigned long, std::string>>;
 
     CProbeCentre() {
-        for (unsigned long session : {1, 2, 3}) SessionJoined(session);
+        for (unsigned long session : {1UL, 2UL, 3UL}) SessionJoined(session);
     }
     void SendWBData(unsigned long session, const char* data, int length) override {
         sent.emplace_back(session, std::string(data, static_cast<size_t>(length)));

@@ -134,7 +134,7 @@ TEST_F(LocalMcuWB, TheSweepDeletesChannelsThatLostAllSessionsAndTheLocalMcuTheOt
         ~CCounted() override { m_gone.push_back(GetWBChannelID()); }
         std::vector<unsigned long>& m_gone;
     };
-    for (unsigned long id : {80, 81, 82}) new CCounted(id, deleted);
+    for (unsigned long id : {80UL, 81UL, 82UL}) new CCounted(id, deleted);
     ConnectSession(5, 80);
     ConnectSession(6, 81);
     ConnectSession(7);
