@@ -2,6 +2,7 @@
 #include "tools/lumo/commands/demo_command.h"
 #include "tools/lumo/commands/dump_command.h"
 #include "tools/lumo/commands/helper_commands.h"
+#include "tools/lumo/commands/load_command.h"
 #include "tools/lumo/commands/probe_command.h"
 #include "tools/lumo/commands/receive_command.h"
 #include "tools/lumo/commands/send_command.h"
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
         lumo::AddPublishCommand(app, exitCode);
         lumo::AddSubscribeCommand(app, exitCode);
         lumo::AddWhiteboardCommand(app, exitCode);
+        lumo::AddLoadCommand(app, exitCode);
         lumo::AddProbeCommand(app, exitCode);
         lumo::AddDumpCommand(app, exitCode);
 #ifdef LUMO_HAS_MCU_COMMAND

@@ -1,0 +1,86 @@
+#include "tools/lumo/commands/load_command.h"
+
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/load/load.h"
+#include "tools/lumo/transfer/file_name.h"
+
+#include <memory>
+
+namespace lumo {
+namespace {
+
+constexpr uint32_t kMostSubscribers = 10000;  // a server takes no more of one channel
+
+struct LoadCommand {
+    TransferOptions common;
+    LoadOptions load;
+    const LoadMedium* medium = nullptr;
+};
+
+int RunLoad(const LoadCommand& command, const LoadOptions& options, CProgressPrinter& printer) {
+    CToolLoop loop;
+    CLoad load(*command.medium, options, loop);
+    std::string problem;
+    printer.Note("subscribing " + std::to_string(options.subscribers) + " times to channel " +
+                 std::to_string(options.route.channel) + " at " + options.route.mcu.Text());
+    if (!load.Connect(problem)) {
+        printer.Error(problem);
+        return loop.Interrupted() ? kExitFailed : kExitNobody;
+    }
+    printer.Note("publishing for " + std::to_string(options.Frames()) + " frames");
+    load.Measure();
+    const nlohmann::json report = load.Report();
+    printer.Event(report);
+    if (printer.Mode() != ProgressMode::Json) std::printf("%s\n", LoadText(report).c_str());
+    return loop.Interrupted() ? kExitFailed : kExitDone;
+}
+
+int Run(const LoadCommand& command) {
+    CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
+    LoadOptions options = command.load;
+    std::string problem;
+    int code = kExitUsage;
+    if (options.Frames() == 0)
+        problem = "that is not one frame";
+    else if (uint64_t{options.Frames()} * options.subscribers > CLoadMeter::kMostArrivals)
+        problem = "that is more than " + std::to_string(CLoadMeter::kMostArrivals) + " frames to count";
+    else if (command.common.ToRoute(static_cast<uint32_t>(RandomID() >> 32) | 1U, options.route, problem, code))
+        return RunLoad(command, options, printer);
+    printer.Error(Printable(problem));
+    return code;
+}
+
+}  // namespace
+
+void AddLoadCommand(CLI::App& app, int& exitCode) {
+    CLI::App* load = app.add_subcommand("load", "Publish to many subscribers in this process, by way of a relay server")
+                         ->require_subcommand(1);
+    for (const LoadMedium& medium : LoadMedia()) {
+        auto command = std::make_shared<LoadCommand>();
+        LoadOptions& options = command->load;
+        command->medium = &medium;
+        options.bytes = medium.bytes;
+        options.rate = medium.rate;
+        CLI::App* one = load->add_subcommand(medium.name, medium.help);
+        command->common.AddServerTo(*one);
+        one->add_option("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
+        one->add_option("--subscribers", options.subscribers, "How many")
+            ->check(CLI::Range(1U, kMostSubscribers))
+            ->capture_default_str();
+        one->add_option("--bytes", options.bytes, "Of a frame")
+            ->check(CLI::Range(kLoadHeadLength, medium.mostBytes))
+            ->capture_default_str();
+        one->add_option("--rate", options.rate, "Frames a second")
+            ->check(CLI::Range(0.1, 1000.0))
+            ->capture_default_str();
+        one->add_option("--seconds", options.seconds, "How long to publish")
+            ->check(SecondsBetween(0.1, 3600))
+            ->capture_default_str();
+        one->add_option("--wait", options.waitSeconds, "Seconds until all subscribers must hear the publisher")
+            ->check(SecondsBetween(0.1, 3600))
+            ->capture_default_str();
+        one->callback([command, &exitCode] { exitCode = Run(*command); });
+    }
+}
+
+}  // namespace lumo

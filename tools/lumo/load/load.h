@@ -1,0 +1,74 @@
+// One publisher and many subscribers of it in this process, by way of a relay server.
+#pragma once
+
+#include "tools/lumo/load/load_medium.h"
+#include "tools/lumo/load/load_meter.h"
+#include "tools/lumo/net/local_mcu.h"
+#include "tools/lumo/net/loop.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo {
+
+struct LoadOptions {
+    RelayRoute route;
+    uint32_t subscribers = 1000;
+    uint32_t bytes = 0;
+    double rate = 0;
+    double seconds = 10;
+    double waitSeconds = 30;
+
+    uint32_t Frames() const { return static_cast<uint32_t>(rate * seconds + 0.5); }
+};
+
+/// One thread. Bounded in time by its options, and a few seconds.
+class CLoad {
+public:
+    CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop);
+
+    /// Until every subscriber hears the publisher; false with the problem.
+    bool Connect(std::string& problem);
+    /// The frames that count, and a while for the last ones to come.
+    void Measure();
+    nlohmann::json Report() const;
+
+private:
+    static constexpr uint32_t kAtOnce = 32;  // a server takes 64 subscribers from one address on trust
+    static constexpr uint64_t kTurnMs = 5;
+
+    bool AllHear(uint64_t untilMs);
+    /// Keeps as many links alive as one turn's share of a second is.
+    void PollSome();
+    void PublishOne(uint32_t number);
+    void AwaitTheLast();
+
+    const LoadMedium& m_medium;
+    const LoadOptions m_options;
+    CToolLoop& m_loop;
+    CLocalMcu m_mcu;
+    CWake m_wake;
+    CInbox m_publisherInbox;
+    CLoadMeter m_meter;
+    std::string m_frame;
+    std::unique_ptr<ILoadPublisher> m_publisher;
+    std::vector<std::unique_ptr<CInbox>> m_inboxes;
+    std::vector<std::unique_ptr<CLink>> m_links;
+    size_t m_nNext = 0;  // to poll
+    uint32_t m_nPublished = 0;
+    double m_dSeconds = 0;
+    double m_dCpuSeconds = 0;
+    uint64_t m_nDroppedBefore = 0;
+};
+
+/// How many datagrams the kernel has dropped since, because the socket at that port was full; 0 where it does not tell.
+uint64_t DatagramsDropped(unsigned short port);
+
+/// The report in words.
+std::string LoadText(const nlohmann::json& report);
+
+}  // namespace lumo
