@@ -33,7 +33,7 @@ const std::map<uint32_t, const char*> kNames = {
 class CFuzzedCentre : public CWBDataTransCenter {
 public:
     CFuzzedCentre() {
-        for (unsigned long session : {0, 1, 2}) SessionJoined(session);
+        for (unsigned long session = 0; session < 3; ++session) SessionJoined(session);
     }
     void SendWBData(unsigned long, const char* data, int len) override {
         last.assign(data, static_cast<size_t>(len));

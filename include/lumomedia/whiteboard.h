@@ -77,9 +77,9 @@ public:
     /// ID 0 takes a random one.
     explicit CWBChannel(unsigned long ulWBChannelID);
     /// Unregisters the channel if that has not been done, and ends the sessions of peers on it.
-    virtual ~CWBChannel();
+    ~CWBChannel() override;
 
-    virtual void SendWBData(unsigned long ulSessionID, const char* data, int len);
+    void SendWBData(unsigned long ulSessionID, const char* data, int len) override;
     /// Registers the channel, so that clients and peers find it; one of the same ID gives way. Always true.
     virtual bool Connect();
     /// Unregisters it and ends the sessions of peers on every whiteboard channel of this host. Not from a callback of

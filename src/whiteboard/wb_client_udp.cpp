@@ -66,8 +66,5 @@ void CWBClientUDP::ReleaseConnections() {
 }
 
 void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    statistics.ulLinkID = m_sinkLink.SinkID();
-    statistics.ulRemoteIP = m_sinkLink.Remote().IP();
-    statistics.usRemotePort = m_sinkLink.Remote().Port();
-    statistics.byKind = static_cast<unsigned char>(wire::Kind::Whiteboard);
+    DescribeRemote(statistics, wire::Kind::Whiteboard, m_sinkLink.SinkID(), m_sinkLink.Remote());
 }

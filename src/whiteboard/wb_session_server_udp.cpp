@@ -69,8 +69,5 @@ CSinkInfo CWBSessionServerUDP::Info() {
 }
 
 void CWBSessionServerUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    statistics.ulLinkID = m_udp.SinkID();
-    statistics.ulRemoteIP = m_udp.Remote().IP();
-    statistics.usRemotePort = m_udp.Remote().Port();
-    statistics.byKind = static_cast<unsigned char>(wire::Kind::Whiteboard);
+    DescribeRemote(statistics, wire::Kind::Whiteboard, m_udp.SinkID(), m_udp.Remote());
 }

@@ -124,8 +124,8 @@ private:
 class CReceiverTcp : public CTcpReceiver {
 public:
     explicit CReceiverTcp(CTestHost& host) : CTcpReceiver(host) {
-        m_pReceiver = CreateFileReceiverTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
-                                            0, 0, "", 0, "", "");
+        m_pObject = CreateFileReceiverTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0,
+                                          0, "", 0, "", "");
         m_pTcp = &m_host.net.LastClient();
         m_pTcp->clientNotify->OnTcpClientNotifyConnected();
     }

@@ -47,28 +47,7 @@ protected:
     int m_nConnected = 0;
 };
 
-/// What the three UDP roles share: frames in session packets behind an envelope of their own.
-class CFileUdpEndpoint : public CFileEndpoint, protected CUdpSide {
-public:
-    explicit CFileUdpEndpoint(CTestHost& host) : CFileEndpoint(host), CUdpSide(host) {}
-
-    std::vector<std::string> TakeLeft() override { return TakeSessionFrames(FrameOut(), EnvelopeOut(), FrameIn()); }
-    void Arrive(const std::string& frame) override {
-        m_host.Deliver(FrameIn() + session_wire::Data(m_usNext++, frame));
-        Collect();
-    }
-    int TakeKeepAlives() override { return Count(KeepAliveOut()); }
-    int TakeGoodbyes() override { return Count(GoodbyeOut()); }
-
-protected:
-    virtual std::string FrameOut() const = 0;  // kind and command
-    virtual size_t EnvelopeOut() const = 0;    // bytes before the packet
-    virtual std::string FrameIn() const = 0;   // the whole envelope
-    virtual std::string KeepAliveOut() const { return "none"; }
-    virtual std::string GoodbyeOut() const { return "none"; }
-
-    uint16_t m_usNext = 0;
-};
+using CFileUdpEndpoint = CSessionEndpoint<CFileEndpoint>;
 
 /// The subscriber over datagrams; who derives makes the receiver.
 class CUdpReceiver : public CFileUdpEndpoint {
@@ -99,37 +78,7 @@ protected:
     uint32_t m_ulID = 0;
 };
 
-/// What the three TCP roles share.
-class CFileTcpEndpoint : public CFileEndpoint, protected CTcpSide {
-public:
-    using CFileEndpoint::CFileEndpoint;
-
-    std::vector<std::string> TakeLeft() override { return TakeFrames(); }
-    int TakeKeepAlives() override { return CountKeepAlives(); }
-    int TakeGoodbyes() override { return m_pTcp->released ? 1 : 0; }
-    void SetQueued(unsigned long frames) override { m_pTcp->queued = frames; }
-    void Lose() override { m_pTcp->lost = true; }
-};
-
-/// The subscriber over TCP; who derives makes the receiver.
-class CTcpReceiver : public CFileTcpEndpoint {
-public:
-    using CFileTcpEndpoint::CFileTcpEndpoint;
-    ~CTcpReceiver() override {
-        if (m_pReceiver) m_pReceiver->ReleaseConnections();
-    }
-    void Accept() override { m_pTcp->clientNotify->OnTcpClientNotifyValidate(13, U32(kChannelID).data(), 4); }
-    bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
-    void Arrive(const std::string& frame) override {
-        m_pTcp->clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    void Release() override {
-        m_pReceiver->ReleaseConnections();
-        m_pReceiver = nullptr;
-    }
-
-protected:
-    IFileReceiver* m_pReceiver = nullptr;
-};
+using CFileTcpEndpoint = CTcpEndpoint<CFileEndpoint>;
+using CTcpReceiver = CTcpDialler<CFileEndpoint, IFileReceiver, 13, kChannelID>;
 
 }  // namespace file_endpoints

@@ -26,9 +26,9 @@ private:
 class CReceiverP2PTcp : public CTcpReceiver {
 public:
     explicit CReceiverP2PTcp(CTestHost& host) : CTcpReceiver(host) {
-        m_pReceiver = CreateFileReceiverP2PTCP(*this, kChannelID, kPeerUser);
+        m_pObject = CreateFileReceiverP2PTCP(*this, kChannelID, kPeerUser);
         m_peer.Announce("P2P_FETCH_ACK", kPeerUser);
-        m_pReceiver->IsDisconnected();  // knows the way and dials
+        m_pObject->IsDisconnected();  // knows the way and dials
         m_pTcp = &m_host.net.LastClient();
         m_pTcp->clientNotify->OnTcpClientNotifyConnected();
     }

@@ -45,37 +45,12 @@ protected:
     int m_nConnected = 0;
 };
 
-class CWBUdpEndpoint : public CWBEndpoint, protected CUdpSide {
+class CWBUdpEndpoint : public CSessionEndpoint<CWBEndpoint> {
 public:
-    explicit CWBUdpEndpoint(CTestHost& host) : CWBEndpoint(host), CUdpSide(host) {}
-    std::vector<std::string> TakeLeft() override {
-        std::vector<std::string> frames;
-        Collect();
-        for (size_t i = 0; i < m_out.size(); ++i) {  // grows while acknowledgements let more out
-            if (m_out[i].compare(0, FrameOut().size(), FrameOut()) != 0) continue;
-            const std::string packet = m_out[i].substr(FrameOut().size());
-            if (!session_wire::IsData(packet)) continue;
-            frames.push_back(session_wire::Payload(packet));
-            m_host.Deliver(FrameIn() + session_wire::Ack(session_wire::Sequence(packet)));
-            Collect();
-        }
-        m_out.clear();
-        return frames;
-    }
-    void Arrive(const std::string& frame) override {
-        m_host.Deliver(FrameIn() + session_wire::Data(m_usNext++, frame));
-        Collect();
-    }
-    int TakeKeepAlives() override { return Count(KeepAliveOut()); }
-    int TakeGoodbyes() override { return Count(GoodbyeOut()); }
+    using CSessionEndpoint::CSessionEndpoint;
 
 protected:
-    virtual std::string FrameOut() const = 0;  // all before the packet
-    virtual std::string FrameIn() const = 0;
-    virtual std::string KeepAliveOut() const { return "none"; }
-    virtual std::string GoodbyeOut() const { return "none"; }
-
-    uint16_t m_usNext = 0;
+    size_t EnvelopeOut() const override { return FrameOut().size(); }
 };
 
 class CServerUdp : public CWBUdpEndpoint {
@@ -161,20 +136,9 @@ private:
     CAnsweringPeer m_peer;
 };
 
-class CWBTcpEndpoint : public CWBEndpoint, protected CTcpSide {
+class CServerTcp : public CTcpEndpoint<CWBEndpoint> {
 public:
-    using CWBEndpoint::CWBEndpoint;
-    std::vector<std::string> TakeLeft() override { return TakeFrames(); }
-    uint32_t Buffering() override { return static_cast<uint32_t>(m_pTcp->queued); }
-    int TakeKeepAlives() override { return CountKeepAlives(); }
-    int TakeGoodbyes() override { return m_pTcp->released ? 1 : 0; }
-    void SetQueued(unsigned long frames) override { m_pTcp->queued = frames; }
-    void Lose() override { m_pTcp->lost = true; }
-};
-
-class CServerTcp : public CWBTcpEndpoint {
-public:
-    explicit CServerTcp(CTestHost& host) : CWBTcpEndpoint(host) {
+    explicit CServerTcp(CTestHost& host) : CTcpEndpoint(host) {
         m_pTcp = &m_host.net.NewSession();
         m_host.net.TcpServer().Validate(m_pTcp, 9, U32(kChannelID));
     }
@@ -187,33 +151,20 @@ public:
     void Arrive(const std::string& frame) override {
         m_pTcp->sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
     }
+    uint32_t Buffering() override { return static_cast<uint32_t>(m_pTcp->queued); }
     void Release() override { GetLocalMCUWB()->ReleaseWBServerSessions(); }
 };
 
-class CClientTcpBase : public CWBTcpEndpoint {
+class CClientTcpBase : public CTcpDialler<CWBEndpoint, IWBSessionClient, 9, kChannelID> {
 public:
-    using CWBTcpEndpoint::CWBTcpEndpoint;
-    ~CClientTcpBase() override {
-        if (m_pClient) m_pClient->ReleaseConnections();
-    }
-    void Accept() override { m_pTcp->clientNotify->OnTcpClientNotifyValidate(9, U32(kChannelID).data(), 4); }
-    bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
-    void Arrive(const std::string& frame) override {
-        m_pTcp->clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    void Release() override {
-        m_pClient->ReleaseConnections();
-        m_pClient = nullptr;
-    }
-
-protected:
-    IWBSessionClient* m_pClient = nullptr;
+    using CTcpDialler::CTcpDialler;
+    uint32_t Buffering() override { return static_cast<uint32_t>(m_pTcp->queued); }
 };
 
 class CClientTcp : public CClientTcpBase {
 public:
     explicit CClientTcp(CTestHost& host) : CClientTcpBase(host) {
-        m_pClient = CreateWBSessionClientTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
+        m_pObject = CreateWBSessionClientTCP(*this, kChannelID, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0,
                                              0, 0, "", 0, "", "");
         m_pTcp = &m_host.net.LastClient();
     }
@@ -222,9 +173,9 @@ public:
 class CClientP2PTcp : public CClientTcpBase {
 public:
     explicit CClientP2PTcp(CTestHost& host) : CClientTcpBase(host) {
-        m_pClient = CreateWBSessionClientP2PTCP(*this, kChannelID, kPeerUser);
+        m_pObject = CreateWBSessionClientP2PTCP(*this, kChannelID, kPeerUser);
         m_peer.Announce("P2P_FETCH_ACK", kPeerUser);
-        m_pClient->IsDisconnected();  // knows the way and dials
+        m_pObject->IsDisconnected();  // knows the way and dials
         m_pTcp = &m_host.net.LastClient();
     }
 

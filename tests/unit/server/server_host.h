@@ -109,6 +109,16 @@ struct CServerHost {
         if (kept) *kept = answer;
         return answer ? &session : nullptr;
     }
+    static void FromPeer(CFakeTcp& session, const std::string& frame) {
+        session.sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
+    }
+    /// What has been sent to it since it was last asked, answers to validations aside.
+    static std::vector<std::string> Frames(CFakeTcp& session) {
+        std::vector<std::string> frames;
+        for (CSentMessage& message : session.TakeSent())
+            if (message.mode == 0) frames.push_back(std::move(message.bytes));
+        return frames;
+    }
     std::string LastLine() const { return lines.empty() ? "" : lines.back(); }
 
     static constexpr uint16_t kPort = 40000;  // as the fake endpoint reports it

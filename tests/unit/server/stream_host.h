@@ -65,15 +65,8 @@ public:
         using session_wire::U32;
         return U32(kChannel) + U32(ip) + U32(0) + U32(0) + U32(port).substr(2) + U32(1);
     }
-    static void FromPeer(CFakeTcp& session, const std::string& frame) {
-        session.sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    static std::vector<std::string> Frames(CFakeTcp& session) {
-        std::vector<std::string> frames;
-        for (CSentMessage& message : session.TakeSent())
-            if (message.mode == 0) frames.push_back(std::move(message.bytes));
-        return frames;
-    }
+    static void FromPeer(CFakeTcp& session, const std::string& frame) { CServerHost::FromPeer(session, frame); }
+    static std::vector<std::string> Frames(CFakeTcp& session) { return CServerHost::Frames(session); }
     CMediumStatus Status() { return host.server->Media().at(m_codes.place); }
 
     CServerHost host;

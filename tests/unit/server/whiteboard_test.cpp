@@ -67,15 +67,8 @@ protected:
     void Say(CClient& client, const std::string& message) {
         host.Deliver(Hex("0429") + U32(client.session) + session_wire::Data(client.next++, message), client.peer);
     }
-    static void FromPeer(CFakeTcp& session, const std::string& frame) {
-        session.sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    static std::vector<std::string> Frames(CFakeTcp& session) {
-        std::vector<std::string> frames;
-        for (CSentMessage& message : session.TakeSent())
-            if (message.mode == 0) frames.push_back(std::move(message.bytes));
-        return frames;
-    }
+    static void FromPeer(CFakeTcp& session, const std::string& frame) { CServerHost::FromPeer(session, frame); }
+    static std::vector<std::string> Frames(CFakeTcp& session) { return CServerHost::Frames(session); }
     CMediumStatus Status() {
         for (const CMediumStatus& one : host.server->Media())
             if (std::string(one.medium) == "whiteboard") return one;

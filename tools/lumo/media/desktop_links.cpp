@@ -3,6 +3,7 @@
 #include <lumomedia/statistics.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace lumo {
 
@@ -15,15 +16,28 @@ IDesktopReceiver* MakeDesktopReceiverTCP(IDesktopReceiverNotify& notify, unsigne
                                     proxyType, proxyHost, proxyPort, proxyUser, proxyPassword);
 }
 
-uint64_t DesktopPacketsFrom(const RelayTarget& server) {
+bool CServerLife::Shows() {
     constexpr unsigned char kDesktop = 5;
+    const auto& ips = m_server.ips;
     LumoLinkStatistics link{};
     uint64_t packets = 0;
     for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
-        const bool known = std::find(server.ips.begin(), server.ips.end(), link.ulRemoteIP) != server.ips.end();
-        if (link.byKind == kDesktop && known && link.usRemotePort == server.port) packets += link.ullPacketsReceived;
+        const bool known = std::find(ips.begin(), ips.end(), link.ulRemoteIP) != ips.end();
+        if (link.byKind == kDesktop && known && link.usRemotePort == m_server.port) packets += link.ullPacketsReceived;
     }
-    return packets;
+    return std::exchange(m_ullPackets, packets) != packets;
+}
+
+LinkTimes CDesktopPublishLink::Times() {
+    LinkTimes times;
+    times.silence = 6000;
+    times.unaccepted = 30000;  // the library asks again every second
+    return times;
+}
+
+bool CDesktopPublishLink::IsDisconnected() {
+    if (m_life.Shows() && IsTaken()) OnSignOfLife(CToolLoop::Now());
+    return CStreamPublishLink::IsDisconnected();
 }
 
 }  // namespace lumo

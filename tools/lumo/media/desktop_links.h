@@ -58,7 +58,33 @@ private:
 };
 using DesktopChannelPtr = StreamChannelPtr<CDesktopToolChannel>;
 
-using CDesktopPublishLink = CStreamPublishLink<DesktopLibrary>;
+/// Whether session packets come from a server to the desktop links of this process: acknowledgements, and those of a
+/// frame that takes long.
+class CServerLife {
+public:
+    explicit CServerLife(const RelayTarget& server) : m_server(server) {}
+    /// More have come since the last call.
+    bool Shows();
+
+private:
+    const RelayTarget m_server;
+    uint64_t m_ullPackets = 0;
+};
+
+/// A publisher says every second that it is there. Over UDP a server that acknowledges none of that is gone, long
+/// before the library gives it up.
+class CDesktopPublishLink final : public CStreamPublishLink<DesktopLibrary> {
+public:
+    CDesktopPublishLink(const RelayRoute& route, CInbox& inbox)
+        : CStreamPublishLink(route, inbox, route.tcp ? PublishTimes() : Times()), m_life(route.mcu) {}
+    ~CDesktopPublishLink() override { Close(); }
+
+private:
+    static LinkTimes Times();
+    bool IsDisconnected() override;
+
+    CServerLife m_life;
+};
 
 /// What a viewer says, on whichever link.
 class IDesktopUpstream {
@@ -70,9 +96,6 @@ protected:
     ~IDesktopUpstream() = default;
 };
 
-/// Session packets that have come from that server to desktop links of this process.
-uint64_t DesktopPacketsFrom(const RelayTarget& server);
-
 /// Subscribes, and says what a viewer says through a local channel of the same number. Peers come to a channel of their
 /// own, so that both ways can be up at once.
 template <class Library>
@@ -82,6 +105,7 @@ class CDesktopSubscribeLink final : public CStreamSubscribeLink<Library>, public
 public:
     CDesktopSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
         : Base(peer, route, Number(peer, route), inbox, times),
+          m_life(route.nearMcu.Empty() ? route.mcu : route.nearMcu),
           m_channel(new CDesktopToolChannel(Number(peer, route), nullptr)) {}
     ~CDesktopSubscribeLink() override { this->Close(); }
 
@@ -92,21 +116,18 @@ private:
     static uint32_t Number(bool peer, const RelayRoute& route) {
         return peer ? DirectChannel(route.channel) : route.channel;
     }
-    /// Over UDP the library calls every receiver of a server lost: packets tell, also those of a frame that takes long.
+    /// Over UDP the library calls every receiver of a server lost; what comes tells.
     bool IsDisconnected() override {
-        const RelayRoute& route = this->Route();
         if (this->IsPeer()) return Library::kReceiverP2P == &CreateDesktopReceiverP2P ? Base::IsDisconnected() : Lost();
-        if (route.tcp) return Lost();
-        const uint64_t packets = DesktopPacketsFrom(route.nearMcu.Empty() ? route.mcu : route.nearMcu);
-        if (packets != m_ullPackets && this->IsTaken()) this->OnSignOfLife(CToolLoop::Now());
-        m_ullPackets = packets;
+        if (this->Route().tcp) return Lost();
+        if (m_life.Shows() && this->IsTaken()) this->OnSignOfLife(CToolLoop::Now());
         return false;
     }
     bool Lost() const { return this->Receiver()->IsDisconnected(); }
     void OnDesktopReceiverNotifyData(const char* data, int length) override { this->Inbox().Push(data, length); }
 
+    CServerLife m_life;
     DesktopChannelPtr m_channel;
-    uint64_t m_ullPackets = 0;
 };
 
 }  // namespace lumo

@@ -24,8 +24,13 @@ inline LinkTimes PublishTimes() {
 template <class Medium>
 class CStreamPublishLink : public CLink, protected Medium::SenderNotify {
 public:
-    CStreamPublishLink(const RelayRoute& route, CInbox& inbox) : CLink(inbox, PublishTimes()), m_route(route) {}
+    CStreamPublishLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times = PublishTimes())
+        : CLink(inbox, times), m_route(route) {}
     ~CStreamPublishLink() override { Close(); }
+
+protected:
+    bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
+    const RelayRoute& Route() const { return m_route; }
 
 private:
     bool Create() override {
@@ -37,7 +42,6 @@ private:
                                 : Medium::kSenderUDP(*this, m_route.channel, ips[0], ips[1], ips[2], m_route.mcu.port);
         return m_pSender != nullptr;
     }
-    bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
     void Release() override {
         if (m_pSender) m_pSender->ReleaseConnections();
         m_pSender = nullptr;

@@ -1,0 +1,154 @@
+// Pictures of a screen between real processes.
+#include "e2e/transfer_fixture.h"
+
+#include "tools/lumo/demo/test_picture.h"
+#include "tools/lumo/transfer/unique_fd.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+using e2e::CTransferTest;
+using e2e::kDeadlineMs;
+using lumo::CChildProcess;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+/// Of a JPEG what the program looks at.
+std::string TestJpeg(const std::string& content) {
+    return std::string("\xff\xd8\xff\xda\x00\x02", 6) + content + "\xff\xd9";
+}
+
+/// A pipe whose other end a process reads.
+class CPipe {
+public:
+    CPipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        read.Reset(ends[0]);
+        write.Reset(ends[1]);
+    }
+    void Write(const std::string& bytes) const {
+        EXPECT_EQ(::write(write.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    lumo::CUniqueFd read, write;
+};
+
+class DesktopStreams : public CTransferTest {
+protected:
+    void Publish(CChildProcess& child, const std::string& from, const Words& more, int input = -1) {
+        Words words{"publish", "desktop", from, "--mcu", Mcu(), "--channel", "77", "--json"};
+        words.insert(words.end(), more.begin(), more.end());
+        Run(child, words, input);
+    }
+    void Subscribe(CChildProcess& child, const std::string& out, const Words& more, int input = -1) {
+        Words words{"subscribe", "desktop", "77", "--mcu", Mcu(), "--json", "-o", out};
+        words.insert(words.end(), more.begin(), more.end());
+        Run(child, words, input);
+    }
+    std::string MakeScreens(int count) {
+        fs::create_directories(Path("screens"));
+        for (int i = 0; i < count; ++i)
+            std::ofstream(Path("screens/" + std::to_string(100 + i) + ".png"), std::ios::binary)
+                << lumo::TestPng(640, 100, static_cast<uint32_t>(i));
+        return Path("screens");
+    }
+    /// All files of a directory, one behind the other.
+    static std::string Everything(const std::string& folder) {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().string());
+        std::sort(names.begin(), names.end());
+        std::string all;
+        for (const std::string& name : names) all += Content(name);
+        return all;
+    }
+};
+
+TEST_F(DesktopStreams, EveryPictureIsSeenByEveryPath) {
+    const Words ways[] = {{"--path", "relay"},
+                          {"--path", "relay", "--tcp"},
+                          {"--near", "127.0.0.2"},
+                          {"--near", "127.0.0.2", "--tcp"},
+                          {"--path", "p2p"},
+                          {"--path", "p2p-tcp"},
+                          {}};
+    CChildProcess relay, near, publisher, viewers[std::size(ways)];
+    StartRelay(relay);
+    StartRelay(near, "127.0.0.2");
+    const std::string screens = MakeScreens(15);
+    for (size_t i = 0; i < std::size(ways); ++i) Subscribe(viewers[i], Path(std::to_string(i)), ways[i]);
+    Publish(publisher, screens, {"--fps", "5", "--peers", "--viewers", std::to_string(std::size(ways))});
+    EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+    EXPECT_EQ(LastEvent(publisher)["pictures"], 15);
+    for (size_t i = 0; i < std::size(ways); ++i) {
+        EXPECT_EQ(ExitOf(viewers[i]), 0) << i << viewers[i].Output() << viewers[i].Errors();
+        EXPECT_EQ(LastEvent(viewers[i])["pictures"], 15) << i;
+        EXPECT_TRUE(Everything(Path(std::to_string(i))) == Everything(screens)) << i;
+    }
+}
+
+TEST_F(DesktopStreams, AGrabbersStreamGoesThroughAndPointersComeBack) {
+    CChildProcess relay, publisher, viewer;
+    StartRelay(relay);
+    CPipe screen, pointer;
+    Subscribe(viewer, "-", {"--path", "relay", "--pointer"}, pointer.read.Get());
+    Publish(publisher, "-", {}, screen.read.Get());
+    const std::string first = TestJpeg("the first"), second = TestJpeg("another");
+    screen.Write(first + first + first.substr(0, 9));
+    ASSERT_TRUE(viewer.WaitForText(first, kDeadlineMs)) << viewer.Errors();
+    pointer.Write("12 3");
+    pointer.Write("4\nnonsense\n640 480\n");
+    EXPECT_TRUE(publisher.WaitForText("\"x\":640,\"y\":480", kDeadlineMs)) << publisher.Output();
+    screen.Write(first.substr(9) + second);
+    ASSERT_TRUE(viewer.WaitForText(second, kDeadlineMs)) << viewer.Errors();
+    screen.write.Reset();
+    EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+    EXPECT_EQ(ExitOf(viewer), 0) << viewer.Errors();
+    EXPECT_EQ(viewer.Output(), first + second);
+    EXPECT_EQ(LastEvent(publisher)["unchanged"], 2);
+}
+
+TEST_F(DesktopStreams, AServerThatBeginsAnewIsFoundAgainByBothSides) {
+    CChildProcess relay, second, publisher, viewers[2];
+    StartRelay(relay);
+    CPipe screen;
+    Publish(publisher, "-", {}, screen.read.Get());
+    screen.Write(TestJpeg("before"));
+    Subscribe(viewers[0], "-", {"--path", "relay"});
+    Subscribe(viewers[1], "-", {"--path", "relay", "--tcp"});
+    for (CChildProcess& viewer : viewers) ASSERT_TRUE(viewer.WaitForText("before", kDeadlineMs)) << viewer.Errors();
+    relay.Stop(0);
+    screen.Write(TestJpeg("meanwhile"));
+    StartRelay(second);
+    for (CChildProcess& viewer : viewers) EXPECT_TRUE(viewer.WaitForText("meanwhile", kDeadlineMs)) << viewer.Errors();
+    screen.write.Reset();
+    EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+    for (CChildProcess& viewer : viewers) EXPECT_EQ(ExitOf(viewer), 0) << viewer.Errors();
+}
+
+TEST_F(DesktopStreams, WhatCannotBePublishedIsSaidAloud) {
+    CChildProcess relay, nobody, text, empty, unwritable;
+    StartRelay(relay);
+    fs::create_directory(Path("none"));
+    Run(empty, {"publish", "desktop", Path("none"), "--mcu", Mcu()});
+    EXPECT_EQ(ExitOf(empty), 1);
+    EXPECT_NE(empty.Errors().find("holds no PNG or JPEG"), std::string::npos) << empty.Errors();
+    CPipe pipe;
+    pipe.Write("no picture");
+    pipe.write.Reset();
+    Run(text, {"publish", "desktop", "-", "--mcu", Mcu()}, pipe.read.Get());
+    EXPECT_EQ(ExitOf(text), 1);
+    EXPECT_NE(text.Errors().find("no JPEG picture came"), std::string::npos) << text.Errors();
+    Run(unwritable, {"subscribe", "desktop", "5", "--mcu", Mcu(), "-o", "/dev/null/x"});
+    EXPECT_EQ(ExitOf(unwritable), 1) << unwritable.Errors();
+    Run(nobody, {"subscribe", "desktop", "5", "--mcu", Mcu(), "--wait", "0.5", "--path", "relay"});
+    EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
+}
+
+}  // namespace
