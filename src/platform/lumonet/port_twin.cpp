@@ -68,5 +68,9 @@ bool CPortTwin::Reserve(uint32_t localIP, uint16_t port) {
 
 int TakeReservedTcpSocket(uint32_t localIP, uint16_t port) {
     const auto match = [&](const Entry& entry) { return entry.localIP == localIP && entry.port == port; };
-    return GetTable().Remove(match).Take();
+    CFileDescriptor socket = GetTable().Remove(match);
+    // From now on, so that old connections do not keep a later listener from the port: they inherit it.
+    const int yes = 1;
+    if (socket) static_cast<void>(setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes));
+    return socket.Take();
 }

@@ -31,6 +31,19 @@ void ExpectService(CServer& server, size_t session) {
     EXPECT_TRUE(client.m_events.WaitFor("frame pong"));
 }
 
+/// Picks a port by itself, and so reserves the TCP port of the same number.
+class CPickedPort final : public IUdpClientNotify {
+public:
+    CPickedPort() : m_pNet(CreateUdpClientAt(this, {kLoopback, 0, false})) {}
+    ~CPickedPort() { m_pNet->ReleaseConnections(); }
+    uint16_t Port() const { return m_pNet->GetLocalPort(); }
+
+private:
+    void OnUdpClientNotifyReceivedFrame(const char*, int, unsigned long, unsigned short) override {}
+
+    IUdpClient* const m_pNet;
+};
+
 }  // namespace
 
 TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
@@ -209,16 +222,29 @@ TEST(TcpFlow, AFloodOfConnectionsIsBoundedAndOutlasted) {
 }
 
 TEST(TcpFlow, APortIsTakenOnceAndFreeAgainWhenReleased) {
-    CServer server;
-    const uint16_t port = server.m_usPort;
-    EXPECT_EQ(CreateTcpServer(&server, port), nullptr);
-    for (int i = 0; i < 20; ++i) {
-        std::vector<CRawPeer> peers;  // accepted or waiting to be
-        for (int n = 0; n < 5; ++n) peers.push_back(CRawPeer::Dial(port));
-        server.Release();
-        for (CRawPeer& peer : peers) EXPECT_TRUE(peer.IsClosed());
-        server.m_pNet = CreateTcpServer(&server, port);
-        ASSERT_NE(server.m_pNet, nullptr) << "round " << i;
+    CPickedPort picked;
+    for (const uint16_t reserved : {uint16_t{0}, picked.Port()}) {
+        CServer server;
+        if (reserved != 0) {
+            server.Release();
+            server.m_usPort = reserved;
+            server.m_pNet = CreateTcpServerAt(&server, {kLoopback, reserved, nullptr});
+        }
+        const uint16_t port = server.m_usPort;
+        EXPECT_EQ(CreateTcpServer(&server, port), nullptr);
+        for (size_t i = 0; i < 20; ++i) {
+            std::vector<CRawPeer> peers;  // accepted or waiting to be
+            for (int n = 0; n < 5; ++n) peers.push_back(CRawPeer::Dial(port));
+            CClient client;  // closed by the server, whose end of it lingers in the kernel
+            ASSERT_TRUE(client.Dial(port));
+            ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+            server.Session(i)->m_pNet->CloseWhenSent();
+            ASSERT_TRUE(client.m_events.WaitFor("disconnected"));
+            server.Release();
+            for (CRawPeer& peer : peers) EXPECT_TRUE(peer.IsClosed());
+            server.m_pNet = CreateTcpServer(&server, port);
+            ASSERT_NE(server.m_pNet, nullptr) << "round " << i;
+        }
+        ExpectService(server, 20);
     }
-    ExpectService(server, 0);
 }
