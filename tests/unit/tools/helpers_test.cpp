@@ -5,9 +5,13 @@
 #include "tools/lumo/demo/audio_demo.h"
 #include "tools/lumo/demo/child_process.h"
 #include "tools/lumo/demo/connect_proxy.h"
+#include "tools/lumo/demo/demo_files.h"
 #include "tools/lumo/demo/file_demo.h"
 #include "tools/lumo/demo/impair.h"
+#include "tools/lumo/demo/samples.h"
 #include "tools/lumo/demo/sockets.h"
+#include "tools/lumo/demo/video_demo.h"
+#include "tools/lumo/media/video_index.h"
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -159,6 +163,44 @@ TEST(Demo, AStreamJoinedAnywhereIsComparedPacketByPacket) {
     EXPECT_EQ(PacketsThatDiffer(source, {"c", "?", "a"}), 1U);
     EXPECT_EQ(PacketsThatDiffer(source, {"c", "a", "b"}), 1U) << "one left out";
     EXPECT_EQ(PacketsThatDiffer({}, {"x"}), 1U);
+}
+
+TEST(Demo, WhatWasSeenMustBeWhatWasPublishedFromAKeyFrameOn) {
+    const std::string folder = MakeFolder();
+    CVideoDemo demo;
+    ASSERT_FALSE(demo.Publish(folder).empty());
+    const std::string_view sample = Sample("sample.h264");
+    VideoIndex index;
+    std::string problem;
+    size_t read = 0;
+    ASSERT_TRUE(ReadVideoIndex(
+        [&](char* to, size_t size) {
+            read += size = sample.copy(to, size, read);
+            return static_cast<ssize_t>(size);
+        },
+        index, problem));
+    ASSERT_EQ(index.units, 250U);
+    const auto judge = [&](const std::string& seen, bool lossy, uint64_t frames, uint64_t skipped) {
+        StreamRow row;
+        row.out = folder + "/seen";
+        row.lossy = lossy;
+        EXPECT_TRUE(WriteFile(row.out, seen));
+        demo.Judge({{"frames", frames}, {"key_frames", 4}, {"skipped", skipped}}, row);
+        EXPECT_EQ(row.frames, frames);
+        EXPECT_FALSE(row.delayMs) << "frames carry no time";
+        return row.problem;
+    };
+    const std::string seen(sample.substr(index.keys[4].offset));
+    EXPECT_EQ(judge(seen, false, 50, 5), "");
+    EXPECT_NE(judge(seen, false, 50, 6), "") << "nothing was lost on that path";
+    EXPECT_EQ(judge(seen, true, 50, 6), "");
+    EXPECT_NE(judge(seen, true, 51, 0), "") << "one that is not in the recording";
+    EXPECT_NE(judge(seen.substr(1), true, 50, 0), "");
+    std::string broken = seen;
+    broken[broken.size() / 2] ^= 1;
+    EXPECT_NE(judge(broken, true, 50, 0), "");
+    EXPECT_NE(judge("", true, 0, 0), "");
+    RemoveFolder(folder);
 }
 
 }  // namespace

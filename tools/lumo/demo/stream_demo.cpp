@@ -1,6 +1,7 @@
 #include "tools/lumo/demo/stream_demo.h"
 
 #include "tools/lumo/demo/audio_demo.h"
+#include "tools/lumo/demo/video_demo.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -16,6 +17,7 @@ constexpr const char* kSeconds = "4";  // that a subscriber takes part once it h
 std::vector<std::unique_ptr<IDemoStream>> DemoStreams() {
     std::vector<std::unique_ptr<IDemoStream>> streams;
     streams.push_back(std::make_unique<CAudioDemo>());
+    streams.push_back(std::make_unique<CVideoDemo>());
     return streams;
 }
 
@@ -105,8 +107,10 @@ std::string StreamTable(const std::list<StreamRow>& rows) {
                   "result", "besides");
     std::string table = line;
     for (const StreamRow& row : rows) {
-        std::snprintf(line, sizeof line, "%-10s %-26s %8llu %9.1f  %-6s  ", row.medium.c_str(), row.path.c_str(),
-                      static_cast<unsigned long long>(row.frames), row.delayMs, row.problem.empty() ? "good" : "BAD");
+        char delay[20] = "-";
+        if (row.delayMs) std::snprintf(delay, sizeof delay, "%.1f", *row.delayMs);
+        std::snprintf(line, sizeof line, "%-10s %-26s %8llu %9s  %-6s  ", row.medium.c_str(), row.path.c_str(),
+                      static_cast<unsigned long long>(row.frames), delay, row.problem.empty() ? "good" : "BAD");
         table += line + row.details + "\n";
     }
     return table;

@@ -5,6 +5,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,9 @@ struct StreamRow {
     CChildProcess* subscriber = nullptr;
 
     uint64_t frames = 0;
-    double delayMs = 0;   ///< half of the frames were faster
-    std::string details;  ///< what the medium tells besides
-    std::string problem;  ///< empty: what arrived is what was published
+    std::optional<double> delayMs;  ///< half of the frames were faster; none where frames carry no time
+    std::string details;            ///< what the medium tells besides
+    std::string problem;            ///< empty: what arrived is what was published
 };
 
 /// What the demo needs of a medium.
