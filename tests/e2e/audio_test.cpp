@@ -61,27 +61,6 @@ TEST_F(CTransferTest, AListenerGoesDirectlyWhileThatIsPossible) {
     EXPECT_EQ(LastEvent(subscriber)["path"].get<std::string>().rfind("relay ", 0), 0);
 }
 
-TEST_F(CTransferTest, ALoadIsHeardByEverySubscriber) {
-    CChildProcess relay, near, loads[3], nobody;
-    StartRelay(relay);
-    StartRelay(near, "127.0.0.2");
-    const Words ways[] = {{}, {"--tcp"}, {"--near", "127.0.0.2"}};
-    for (size_t i = 0; i < 3; ++i) {
-        Words words{"load", "audio", "--mcu", Mcu(), "--subscribers", "40", "--seconds", "1", "--json"};
-        words.insert(words.end(), ways[i].begin(), ways[i].end());
-        Run(loads[i], words);
-    }
-    for (CChildProcess& load : loads) {
-        EXPECT_EQ(ExitOf(load), 0) << load.Errors();
-        const nlohmann::json end = LastEvent(load);
-        EXPECT_EQ(end["arrived"], 40 * 50) << end;
-        EXPECT_EQ(end["lost"], 0) << end;
-        EXPECT_GT(end["delay_p50_ms"], 0) << end;
-    }
-    Run(nobody, {"load", "audio", "--mcu", Mcu("127.0.0.3"), "--subscribers", "1", "--wait", "0.3"});
-    EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
-}
-
 TEST_F(CTransferTest, StreamsWithoutSoundOrListenersEndAsTheyShould) {
     CChildProcess relay, text, vain, nobody;
     StartRelay(relay);

@@ -31,8 +31,9 @@ TEST(Load, EveryFrameCountsOnceForEachSubscriber) {
     CLoadMeter meter(3, 100);
     const auto hear = [&meter](uint32_t subscriber, uint32_t number, uint64_t sentUs, uint64_t cameUs) {
         std::string frame(160, 'x');
-        CLoadMeter::Stamp(frame, number, sentUs);
-        meter.OnFrame(subscriber, frame.data(), static_cast<int>(frame.size()), cameUs);
+        CLoadMeter::Stamp(frame, 3, number, sentUs);
+        EXPECT_EQ(frame.size(), 160U);
+        meter.OnFrame(subscriber, frame.data() + 3, static_cast<int>(frame.size()) - 3, cameUs);
     };
     hear(0, 0, 5, 9);
     hear(1, 0, 5, 9);

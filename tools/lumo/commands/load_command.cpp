@@ -50,6 +50,14 @@ int Run(const LoadCommand& command) {
     return code;
 }
 
+void AddKeyFramesTo(CLI::App& command, const LoadMedium& medium, LoadOptions& options) {
+    command.add_option("--key-every", options.keyEvery, "Frames from one key frame to the next; 0: none")
+        ->capture_default_str();
+    command.add_option("--key-bytes", options.keyBytes, "Of a key frame")
+        ->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))
+        ->capture_default_str();
+}
+
 }  // namespace
 
 void AddLoadCommand(CLI::App& app, int& exitCode) {
@@ -61,6 +69,8 @@ void AddLoadCommand(CLI::App& app, int& exitCode) {
         command->medium = &medium;
         options.bytes = medium.bytes;
         options.rate = medium.rate;
+        options.keyEvery = medium.keyEvery;
+        options.keyBytes = medium.keyBytes;
         CLI::App* one = load->add_subcommand(medium.name, medium.help);
         command->common.AddServerTo(*one);
         one->add_option("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
@@ -68,8 +78,9 @@ void AddLoadCommand(CLI::App& app, int& exitCode) {
             ->check(CLI::Range(1U, kMostSubscribers))
             ->capture_default_str();
         one->add_option("--bytes", options.bytes, "Of a frame")
-            ->check(CLI::Range(kLoadHeadLength, medium.mostBytes))
+            ->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))
             ->capture_default_str();
+        if (medium.keyEvery != 0) AddKeyFramesTo(*one, medium, options);
         one->add_option("--rate", options.rate, "Frames a second")
             ->check(CLI::Range(0.1, 1000.0))
             ->capture_default_str();

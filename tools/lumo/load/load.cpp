@@ -42,12 +42,12 @@ CLoad::CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& lo
       m_options(options),
       m_loop(loop),
       m_publisherInbox(m_wake, 0, 0),
-      m_meter(options.subscribers, options.Frames()),
-      m_frame(options.bytes, 'x') {}
+      m_meter(options.subscribers, options.Frames()) {}
 
-void CLoad::PublishOne(uint32_t number) {
-    CLoadMeter::Stamp(m_frame, number, LoadClockUs());
-    m_publisher->Send(m_frame);
+void CLoad::Publish(uint32_t number, size_t bytes, bool key) {
+    m_frame.resize(bytes, 'x');
+    CLoadMeter::Stamp(m_frame, m_medium.head, number, LoadClockUs());
+    m_publisher->Send(m_frame, key);
 }
 
 bool CLoad::Connect(std::string& problem) {
@@ -75,14 +75,16 @@ bool CLoad::AllHear(uint64_t untilMs) {
         for (uint32_t i = 0; room && i < kAtOnce && m_links.size() < m_options.subscribers; ++i) {
             const auto index = static_cast<uint32_t>(m_links.size());
             m_inboxes.push_back(std::make_unique<CInbox>(m_wake, 0, 0));
-            m_links.push_back(m_medium.subscribe(
-                m_options.route, *m_inboxes.back(),
-                [this, index](const char* data, int length) { m_meter.OnFrame(index, data, length, LoadClockUs()); }));
+            m_links.push_back(
+                m_medium.subscribe(m_options.route, *m_inboxes.back(), [this, index](const char* data, int length) {
+                    const auto head = static_cast<int>(m_medium.head);
+                    if (length >= head) m_meter.OnFrame(index, data + head, length - head, LoadClockUs());
+                }));
         }
         for (const std::unique_ptr<CLink>& link : m_links) link->Poll(now);
         if (now - warmedMs >= kWarmUpMs) {
             warmedMs = now;
-            PublishOne(0);
+            PublishSign();
         }
         m_loop.Wait(-1, kTurnMs);
     }
@@ -110,7 +112,8 @@ void CLoad::Measure() {
             m_loop.Wait(-1, std::min<uint64_t>(static_cast<uint64_t>((due - now) / 1000) + 1, kTurnMs));
             continue;
         }
-        PublishOne(++m_nPublished);
+        const bool key = m_options.IsKey(++m_nPublished);
+        Publish(m_nPublished, key ? m_options.keyBytes : m_options.bytes, key);
         due = std::max(due + periodUs, now);  // never a burst to catch up with
     }
     m_dSeconds = static_cast<double>(LoadClockUs() - start) * 1e-6;
@@ -138,6 +141,8 @@ nlohmann::json CLoad::Report() const {
             {"medium", m_medium.name},
             {"subscribers", m_options.subscribers},
             {"bytes", m_options.bytes},
+            {"key_every", m_options.keyEvery},
+            {"key_bytes", m_options.keyBytes},
             {"seconds", m_dSeconds},
             {"published", m_nPublished},
             {"wanted", all},
@@ -157,13 +162,15 @@ nlohmann::json CLoad::Report() const {
 std::string LoadText(const nlohmann::json& report) {
     const auto count = [&report](const char* key) { return report.value(key, 0ULL); };
     const auto figure = [&report](const char* key) { return report.value(key, 0.0); };
-    char text[600];
+    char text[600], keys[80] = "";
+    if (count("key_every") > 0)
+        std::snprintf(keys, sizeof keys, ", one in %llu of %llu,", count("key_every"), count("key_bytes"));
     std::snprintf(text, sizeof text,
-                  "%llu subscribers, %llu frames of %llu bytes in %.1f s\n"
+                  "%llu subscribers, %llu frames of %llu bytes%s in %.1f s\n"
                   "arrived  %llu of %llu, %llu lost (%.4f %%) at %llu subscribers, %llu twice\n"
                   "delay    p50 %.2f ms, p90 %.2f ms, p99 %.2f ms, max %.2f ms\n"
                   "here     %.0f %% of a core, %llu datagrams dropped by this process's full socket",
-                  count("subscribers"), count("published"), count("bytes"), figure("seconds"), count("arrived"),
+                  count("subscribers"), count("published"), count("bytes"), keys, figure("seconds"), count("arrived"),
                   count("wanted"), count("lost"), figure("lost_percent"), count("subscribers_with_loss"),
                   count("repeated"), figure("delay_p50_ms"), figure("delay_p90_ms"), figure("delay_p99_ms"),
                   figure("delay_max_ms"), figure("cpu_percent"), count("dropped_by_own_socket"));

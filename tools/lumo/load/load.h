@@ -20,10 +20,14 @@ struct LoadOptions {
     uint32_t subscribers = 1000;
     uint32_t bytes = 0;
     double rate = 0;
+    uint32_t keyEvery = 0;  ///< frames; 0: no frame is a key frame
+    uint32_t keyBytes = 0;
     double seconds = 10;
     double waitSeconds = 30;
 
     uint32_t Frames() const { return static_cast<uint32_t>(rate * seconds + 0.5); }
+    /// Of frames 1, 2 and so on.
+    bool IsKey(uint32_t number) const { return keyEvery != 0 && (number - 1) % keyEvery == 0; }
 };
 
 /// One thread. Bounded in time by its options, and a few seconds.
@@ -44,7 +48,9 @@ private:
     bool AllHear(uint64_t untilMs);
     /// Keeps as many links alive as one turn's share of a second is.
     void PollSome();
-    void PublishOne(uint32_t number);
+    /// Shows who hears; counts for nothing.
+    void PublishSign() { Publish(0, m_medium.head + kLoadHeadLength, false); }
+    void Publish(uint32_t number, size_t bytes, bool key);
     void AwaitTheLast();
 
     const LoadMedium& m_medium;

@@ -2,7 +2,10 @@
 #include "tools/lumo/load/load_medium.h"
 #include "tools/lumo/media/audio_frame.h"
 #include "tools/lumo/media/audio_links.h"
+#include "tools/lumo/media/video_frame.h"
+#include "tools/lumo/media/video_links.h"
 
+#include <atomic>
 #include <utility>
 
 namespace lumo {
@@ -12,7 +15,7 @@ class CAudioLoadPublisher final : public ILoadPublisher {
 public:
     CAudioLoadPublisher(const RelayRoute& route, CInbox& inbox)
         : m_channel(new CAudioChannel(route.channel)), m_link(route, inbox) {}
-    void Send(const std::string& frame) override {
+    void Send(std::string& frame, bool) override {
         m_channel->OnAudioChannelData(frame.data(), static_cast<int>(frame.size()));
     }
     CLink& Link() override { return m_link; }
@@ -22,17 +25,49 @@ private:
     CAudioPublishLink m_link;
 };
 
-/// Frames are taken where they come, so that no queue counts as delay.
-class CAudioLoadLink final : public CStreamSubscribeLink<AudioLibrary> {
+class CVideoLoadPublisher final : public ILoadPublisher {
 public:
-    CAudioLoadLink(const RelayRoute& route, CInbox& inbox, LoadSink sink)
-        : CStreamSubscribeLink(false, route, inbox, PublishTimes()), m_sink(std::move(sink)) {}
+    CVideoLoadPublisher(const RelayRoute& route, CInbox& inbox)
+        : m_channel(new CVideoChannel(route.channel)), m_link(route, inbox, m_bKeyWanted) {}
+    void Send(std::string& frame, bool key) override {
+        frame[0] = key ? 1 : 0;
+        m_channel->OnVideoChannelData(frame.data(), static_cast<int>(frame.size()));
+    }
+    CLink& Link() override { return m_link; }
+
+private:
+    std::atomic<bool> m_bKeyWanted{false};  // nobody decodes: those that come anyway are enough
+    StreamChannelPtr<CVideoChannel> m_channel;
+    CVideoPublishLink m_link;
+};
+
+/// Frames are taken where they come, so that no queue counts as delay.
+template <class Library>
+class CLoadLink : public CStreamSubscribeLink<Library> {
+public:
+    CLoadLink(const RelayRoute& route, CInbox& inbox, LoadSink sink)
+        : CStreamSubscribeLink<Library>(false, route, inbox, PublishTimes()), m_sink(std::move(sink)) {}
+
+protected:
+    const LoadSink m_sink;
+};
+
+class CAudioLoadLink final : public CLoadLink<AudioLibrary> {
+public:
+    using CLoadLink::CLoadLink;
     ~CAudioLoadLink() override { Close(); }
 
 private:
     void OnAudioData(const char* data, int length) override { m_sink(data, length); }
+};
 
-    const LoadSink m_sink;
+class CVideoLoadLink final : public CLoadLink<VideoLibrary> {
+public:
+    using CLoadLink::CLoadLink;
+    ~CVideoLoadLink() override { Close(); }
+
+private:
+    void OnVideoData(const char* data, int length) override { m_sink(data, length); }
 };
 
 template <class Made, class Base, class... Arguments>
@@ -44,8 +79,11 @@ std::unique_ptr<Base> Make(const RelayRoute& route, CInbox& inbox, Arguments... 
 
 const std::vector<LoadMedium>& LoadMedia() {
     static const std::vector<LoadMedium> media = {
-        {"audio", "Small frames that nobody repeats", 160, kMaxAudioFrame, 50,
+        {"audio", "Small frames that nobody repeats", 160, kMaxAudioFrame, 50, 0, 0, 0,
          &Make<CAudioLoadPublisher, ILoadPublisher>, &Make<CAudioLoadLink, CLink, LoadSink>},
+        {"video", "Frames that arrive whole, unless they give way to a key frame", 4096, kMaxVideoFrame, 30,
+         kVideoHeadLength, 30, 40960, &Make<CVideoLoadPublisher, ILoadPublisher>,
+         &Make<CVideoLoadLink, CLink, LoadSink>},
     };
     return media;
 }

@@ -16,7 +16,8 @@ namespace lumo {
 class ILoadPublisher {
 public:
     virtual ~ILoadPublisher() = default;
-    virtual void Send(const std::string& frame) = 0;
+    /// May write into the frame's head. `key`: the frame stands alone, where the medium knows such.
+    virtual void Send(std::string& frame, bool key) = 0;
     virtual CLink& Link() = 0;
 };
 
@@ -29,6 +30,9 @@ struct LoadMedium {
     const char* help;
     uint32_t bytes, mostBytes;  ///< of a frame: usually, and at most
     double rate;                ///< frames a second, usually
+    uint32_t head;              ///< bytes of a frame that are the medium's
+    uint32_t keyEvery;          ///< frames, usually; 0: the medium knows no key frames
+    uint32_t keyBytes;          ///< of one, usually
     std::unique_ptr<ILoadPublisher> (*publish)(const RelayRoute& route, CInbox& inbox);
     std::unique_ptr<CLink> (*subscribe)(const RelayRoute& route, CInbox& inbox, LoadSink sink);
 };

@@ -20,9 +20,9 @@ uint64_t LoadClockUs() {
 CLoadMeter::CLoadMeter(uint32_t subscribers, uint32_t frames)
     : m_nFrames(frames), m_subscribers(subscribers), m_seen(subscribers, std::vector<uint64_t>(frames / 64 + 1)) {}
 
-void CLoadMeter::Stamp(std::string& frame, uint32_t number, uint64_t nowUs) {
+void CLoadMeter::Stamp(std::string& frame, size_t at, uint32_t number, uint64_t nowUs) {
     const std::string head = CByteWriter().U32(kMark).U32(number).U64(nowUs).Result();
-    frame.replace(0, head.size(), head);
+    frame.replace(at, head.size(), head);
 }
 
 void CLoadMeter::OnFrame(uint32_t subscriber, const char* data, int length, uint64_t nowUs) {

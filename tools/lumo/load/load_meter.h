@@ -29,8 +29,8 @@ public:
 
     CLoadMeter(uint32_t subscribers, uint32_t frames);
 
-    /// Marks a frame of at least kLoadHeadLength bytes; number 0 only shows who hears.
-    static void Stamp(std::string& frame, uint32_t number, uint64_t nowUs);
+    /// Marks a frame of at least kLoadHeadLength bytes from `at` on; number 0 only shows who hears.
+    static void Stamp(std::string& frame, size_t at, uint32_t number, uint64_t nowUs);
     /// Any thread, for each subscriber one at a time.
     void OnFrame(uint32_t subscriber, const char* data, int length, uint64_t nowUs);
 
