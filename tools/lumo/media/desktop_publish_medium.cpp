@@ -118,8 +118,15 @@ uint64_t CDesktopPublishMedium::TakePictures(uint64_t now) {
     return 0;
 }
 
+// What is written before the server has taken us is lost at first and comes late.
+bool CDesktopPublishMedium::IsReady(uint64_t now) {
+    if (!m_startMs) m_startMs = now;
+    return m_nTaken > 0 || now - *m_startMs >= kUntakenMs;
+}
+
 uint64_t CDesktopPublishMedium::Turn(uint64_t now) {
     HearViewers(now);
+    if (!IsReady(now)) return UINT64_MAX;
     m_publisher.Poll(now, WallClockUs());  // who has shown a picture need not wait for the next one to be read
     const uint64_t wait = TakePictures(now);
     if (m_endMs && (m_publisher.Settled(now) || now - *m_endMs >= kLastMs)) m_bOver = true;

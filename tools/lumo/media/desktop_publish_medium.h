@@ -37,13 +37,15 @@ public:
     std::string Problem() const override { return m_source ? m_source->Problem() : ""; }
 
 private:
-    static constexpr uint64_t kLastMs = 5000;  // for the last picture to be shown
+    static constexpr uint64_t kUntakenMs = 2000;  // without a server it begins all the same
+    static constexpr uint64_t kLastMs = 5000;     // for the last picture to be shown
     static constexpr int kPicturesPerTurn = 16;
     static constexpr size_t kMaxEvents = 1000;
 
     void Send(const std::string& frame);
     void NotePointer(const ViewerPointer& pointer);
     void HearViewers(uint64_t now);
+    bool IsReady(uint64_t now);
     /// How long there will be no picture.
     uint64_t TakePictures(uint64_t now);
 
@@ -62,6 +64,7 @@ private:
     int m_nTaken = 0;  // how often the link had been made when it was taken last
     std::deque<nlohmann::json> m_events;
     bool m_bBegun = false;
+    std::optional<uint64_t> m_startMs;
     std::optional<uint64_t> m_endMs;  // when the source ended
     bool m_bOver = false;
 };
