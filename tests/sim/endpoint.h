@@ -40,6 +40,9 @@ public:
     std::vector<std::string> delivered;  // what the application got
 };
 
+/// A connectTimeout: asked at any time, the endpoint calls itself gone, and does nothing else.
+inline constexpr uint32_t kNeverThere = UINT32_MAX;
+
 struct EndpointRow {
     const char* name;
     std::function<std::unique_ptr<IEndpoint>(CTestHost&)> make;
@@ -55,7 +58,7 @@ struct EndpointRow {
     int goodbyes;
 };
 
-std::vector<EndpointRow> FileEndpoints();
-std::vector<EndpointRow> FilePeerEndpoints();
+std::vector<EndpointRow> ShareEndpoints();
+std::vector<EndpointRow> SharePeerEndpoints();
 std::vector<EndpointRow> StreamEndpoints();
 std::vector<EndpointRow> WhiteboardEndpoints();

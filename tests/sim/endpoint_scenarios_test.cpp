@@ -15,7 +15,7 @@ protected:
     /// Polls until something but the expected count of keep-alives happens; gives the poll on which one left, or 0.
     int PollsUntilKeepAlive(int limit) {
         for (int poll = 1; poll <= limit; ++poll) {
-            EXPECT_FALSE(endpoint->IsDisconnected());
+            EXPECT_EQ(endpoint->IsDisconnected(), Row().connectTimeout == kNeverThere);
             if (endpoint->TakeKeepAlives() > 0) return poll;
         }
         return 0;
@@ -25,10 +25,11 @@ protected:
     std::unique_ptr<IEndpoint> endpoint;
 };
 
-class UdpEndpoints : public EndpointScenarios {};
+class TimedEndpoints : public EndpointScenarios {};  // those over UDP that know whether the far side is there
 class SessionEndpoints : public EndpointScenarios {};
 class TcpEndpoints : public EndpointScenarios {};
-class AskingEndpoints : public EndpointScenarios {};  // those that ask to be taken, and are by a datagram
+class AskingEndpoints : public EndpointScenarios {};     // those that are taken by a datagram
+class ImpatientEndpoints : public EndpointScenarios {};  // of these the ones that give up
 
 TEST_P(EndpointScenarios, FramesPassWholeAndShortOnesDoNot) {
     endpoint->Accept();
@@ -65,7 +66,7 @@ TEST_P(SessionEndpoints, OneFrameAtATimeInOrder) {
     EXPECT_EQ(endpoint->Buffering(), 0U);
 }
 
-TEST_P(AskingEndpoints, ConnectTimeoutIsExact) {
+TEST_P(ImpatientEndpoints, ConnectTimeoutIsExact) {
     host.TakeSent();
     host.clock.Advance(Row().connectTimeout);
     EXPECT_FALSE(endpoint->IsDisconnected());
@@ -74,7 +75,7 @@ TEST_P(AskingEndpoints, ConnectTimeoutIsExact) {
     EXPECT_TRUE(endpoint->IsDisconnected());
 }
 
-TEST_P(UdpEndpoints, ConnectedTimeoutIsExactAndAClockThatGoesBackRestartsIt) {
+TEST_P(TimedEndpoints, ConnectedTimeoutIsExactAndAClockThatGoesBackRestartsIt) {
     endpoint->Accept();
     host.clock.Advance(kConnectedTimeout);
     EXPECT_FALSE(endpoint->IsDisconnected());
@@ -87,7 +88,7 @@ TEST_P(UdpEndpoints, ConnectedTimeoutIsExactAndAClockThatGoesBackRestartsIt) {
     EXPECT_TRUE(endpoint->IsDisconnected());
 }
 
-TEST_P(UdpEndpoints, AFrameFromTheFarSideIsASignOfLife) {
+TEST_P(TimedEndpoints, AFrameFromTheFarSideIsASignOfLife) {
     endpoint->Accept();
     host.clock.Advance(kConnectedTimeout);
     endpoint->Arrive("life");
@@ -165,22 +166,24 @@ TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
 
 std::vector<EndpointRow> Rows(bool (*wanted)(const EndpointRow&)) {
     std::vector<EndpointRow> rows;
-    for (auto list : {FileEndpoints, FilePeerEndpoints, StreamEndpoints, WhiteboardEndpoints})
+    for (auto list : {ShareEndpoints, SharePeerEndpoints, StreamEndpoints, WhiteboardEndpoints})
         for (EndpointRow& row : list())
             if (wanted(row)) rows.push_back(std::move(row));
     return rows;
 }
 std::string RowName(const testing::TestParamInfo<EndpointRow>& info) { return info.param.name; }
 bool Any(const EndpointRow&) { return true; }
-bool OverUdp(const EndpointRow& row) { return row.udp; }
+bool Timed(const EndpointRow& row) { return row.udp && row.connectTimeout != kNeverThere; }
 bool InSessions(const EndpointRow& row) { return row.session; }
 bool OverTcp(const EndpointRow& row) { return !row.udp; }
 bool Asking(const EndpointRow& row) { return row.connectTimeout != 0; }
+bool Impatient(const EndpointRow& row) { return Timed(row) && Asking(row); }
 
 INSTANTIATE_TEST_SUITE_P(All, EndpointScenarios, testing::ValuesIn(Rows(Any)), RowName);
-INSTANTIATE_TEST_SUITE_P(All, UdpEndpoints, testing::ValuesIn(Rows(OverUdp)), RowName);
+INSTANTIATE_TEST_SUITE_P(All, TimedEndpoints, testing::ValuesIn(Rows(Timed)), RowName);
 INSTANTIATE_TEST_SUITE_P(All, SessionEndpoints, testing::ValuesIn(Rows(InSessions)), RowName);
 INSTANTIATE_TEST_SUITE_P(All, TcpEndpoints, testing::ValuesIn(Rows(OverTcp)), RowName);
 INSTANTIATE_TEST_SUITE_P(All, AskingEndpoints, testing::ValuesIn(Rows(Asking)), RowName);
+INSTANTIATE_TEST_SUITE_P(All, ImpatientEndpoints, testing::ValuesIn(Rows(Impatient)), RowName);
 
 }  // namespace
