@@ -98,11 +98,14 @@ TEST_F(DesktopStreams, EveryPictureIsSeenByEveryPath) {
     EXPECT_EQ(sent + LastEvent(publisher).value("skipped", size_t{0}), 15U) << "the slowest viewer sets the pace";
     const std::vector<std::string> all = Pictures(screens), seen = Pictures(Path("0"));
     EXPECT_TRUE(AreAmong(seen, all));
-    EXPECT_EQ(seen.empty() ? "" : seen.back(), all.back());
     for (size_t i = 0; i < std::size(ways); ++i) {
         EXPECT_EQ(ExitOf(viewers[i]), 0) << i << viewers[i].Output() << viewers[i].Errors();
-        EXPECT_EQ(LastEvent(viewers[i])["pictures"], sent) << i << viewers[i].Output();
-        EXPECT_TRUE(Pictures(Path(std::to_string(i))) == seen) << i;
+        const std::vector<std::string> its = Pictures(Path(std::to_string(i)));
+        EXPECT_EQ(LastEvent(viewers[i])["pictures"], its.size()) << i;
+        // Who goes over to a direct path meanwhile may miss what was on its way by the relay.
+        const size_t least = ways[i].empty() ? sent - 1 : sent;
+        EXPECT_TRUE(its.size() >= least && AreAmong(its, seen)) << i << viewers[i].Output();
+        EXPECT_EQ(its.empty() ? "" : its.back(), all.back()) << i;
     }
 }
 
