@@ -1,6 +1,7 @@
 // The video part of the local MCU: channels, sinks that come and go, and the way of a frame to them.
 #include "video_scene.h"
 
+#include "link/limits.h"
 #include "video/video_sink.h"
 
 #include <gtest/gtest.h>
@@ -90,6 +91,15 @@ TEST_F(LocalMcuVideo, AReceiverThatNeverAcknowledgesCostsLittle) {
     }
     EXPECT_EQ(most, 30U);
     EXPECT_LT(host.TakeSent().size(), 3000U * 4U);
+}
+
+TEST_F(LocalMcuVideo, WithoutAKeyFrameOneThatNeverAcknowledgesIsLetGo) {
+    for (uint32_t receiver = 1; receiver < 1000; ++receiver) ConnectSink(receiver);
+    StartedSink(1000);
+    for (int i = 0; i < 100; ++i) Write(Delta(64 << 10));
+    EXPECT_LE(channel->GetBufferingFrameCount(), (limits::kSinkMemory / 1000 >> 16) + 1) << "its share of the memory";
+    GetLocalMCUVideo()->OnTimer();
+    EXPECT_EQ(channel->GetVideoSinkCount(), 999U);
 }
 
 TEST_F(LocalMcuVideo, WhoNeedsAKeyFrameSaysSoOnce) {
