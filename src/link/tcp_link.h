@@ -32,7 +32,9 @@ bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID);
 /// Dial, validation message, sends, idle keep-alive poll, queue size, release.
 class CTcpLink {
 public:
-    explicit CTcpLink(uint8_t keepAliveEvery) : m_keepAlive(keepAliveEvery) {}
+    /// `keepAlive`: the control byte that an idle link sends until another is said.
+    explicit CTcpLink(uint8_t keepAliveEvery, char keepAlive = 0)
+        : m_cKeepAlive(keepAlive), m_keepAlive(keepAliveEvery) {}
 
     /// False when no client could be made. Callbacks may run before it returns; each calls Settle first.
     bool Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy);
@@ -63,6 +65,6 @@ public:
 private:
     CCritSec m_cs{lock_order::kLeaf};
     ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
-    char m_cKeepAlive LUMO_GUARDED_BY(m_cs) = 0;
+    char m_cKeepAlive LUMO_GUARDED_BY(m_cs);
     CPollCount m_keepAlive;
 };

@@ -118,12 +118,14 @@ TEST_F(VideoReceivers, OverTcpControlBytesJoinTheQueue) {
     CFakeTcp& client = host.net.LastClient();
     client.clientNotify->OnTcpClientNotifyConnected();
     client.TakeSent();
-    EXPECT_TRUE(client.clientNotify->OnTcpClientNotifyValidate(8, (U32(77) + U32(600)).data(), 8));
     const auto sent = [&] {
         std::string bytes;
         for (const CSentMessage& message : client.TakeSent()) bytes += message.bytes;
         return bytes;
     };
+    for (int poll = 1; poll <= 12; ++poll) EXPECT_FALSE(receiver->IsDisconnected());
+    EXPECT_EQ(sent(), "\x04") << "the server has not answered yet, and still the keep-alive is video's";
+    EXPECT_TRUE(client.clientNotify->OnTcpClientNotifyValidate(8, (U32(77) + U32(600)).data(), 8));
     EXPECT_EQ(sent(), "\x04");
     client.queued = 5;
     receiver->SetEnable(false);
