@@ -9,7 +9,16 @@ inline CMcuAddress Mcu(unsigned long ip0, unsigned long ip1, unsigned long ip2, 
     return {{static_cast<uint32_t>(ip0), static_cast<uint32_t>(ip1), static_cast<uint32_t>(ip2)}, port};
 }
 
-inline CProxy Proxy(int type, const char* host, unsigned short port, const char* user, const char* password) {
+/// Copied only where it is used, behind the factory's try.
+struct CProxyWords {
+    int type;
+    const char* host;
+    unsigned short port;
+    const char *user, *password;
+    operator CProxy() const { return {type, host, port, user, password}; }
+};
+
+inline CProxyWords Proxy(int type, const char* host, unsigned short port, const char* user, const char* password) {
     return {type, host, port, user, password};
 }
 
