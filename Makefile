@@ -18,7 +18,7 @@ build = cmake --build --preset $(1) -j $(JOBS)
 help: ## Show this list
 	@sed -n 's/^\([a-z ]*\):.*## \(.*\)/  make \1\t\2/p' $(firstword $(MAKEFILE_LIST)) | expand -t 20
 
-demo: ## Build the lumo program and watch files travel over loopback (DEMO_ARGS="FILE")
+demo: ## Build the lumo program and watch files and streams travel over loopback (DEMO_ARGS="FILE")
 	@scripts/setup.sh base
 	$(call configure,default)
 	$(call build,default) --target lumo
