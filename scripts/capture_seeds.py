@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
-"""Captures seeds of the fuzz targets from a real transfer on loopback. Needs the right to capture (root).
+"""Captures seeds of the fuzz targets from real transfers on loopback. Needs the right to capture (root).
 
   scripts/capture_seeds.py build/default/tools/lumo/lumo
 
-One relay server, `lumo send` and `lumo receive` over UDP and then over TCP; what the loopback interface saw becomes
-fuzz/corpus/TARGET/captured-*. IDs are random, so the datagrams' become the stand-ins that their target knows.
+One relay server; a file, a second of the sample of audio and one of that of video, each over UDP and then over TCP.
+What the loopback interface saw becomes fuzz/corpus/TARGET/captured-*. IDs are random, so the datagrams' become the
+stand-ins that their target knows.
 """
 import pathlib
+import signal
 import socket
 import struct
 import subprocess
@@ -15,18 +17,38 @@ import tempfile
 import threading
 import urllib.request
 
-CORPUS = pathlib.Path(__file__).resolve().parent.parent / "fuzz" / "corpus"
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+CORPUS = ROOT / "fuzz" / "corpus"
 FILE_BYTES = 1500
-MOST_RECORDS = 60
-KIND_FILE = 6
-# Code of a file datagram: the stand-ins of its first two numbers; None leaves what was captured.
-STAND_INS = {
-    0x39: (None, b"#chn"), 0x3A: (b"#rcv", None), 0x3B: (b"#sin", None), 0x3C: (b"#rcv", None),
-    0x3D: (b"#rcv", None), 0x3E: (b"#sin", None), 0x3F: (b"#sin", None), 0x40: (None, b"#chn"),
-    0x41: (b"#snd", b"#src"), 0x42: (b"#src", None), 0x43: (b"#snd", None), 0x44: (b"#snd", None),
-    0x45: (b"#src", None), 0x46: (b"#src", None),
+MOST_RECORDS, MOST_BYTES = 60, 32000
+KINDS = {"audio": 0, "video": 1, "file": 6}
+# Code of a datagram of each kind: the stand-ins of its first two numbers, where None leaves what was captured, and its
+# length, if it has but one.
+COMMANDS = {
+    "audio": {
+        0x00: (None, b"#chn"), 0x01: (b"#rcv", None, 10), 0x02: (b"#rcv",), 0x04: (b"#sin", None, 6),
+        0x05: (b"#rcv", None, 10), 0x06: (b"#sin", None, 6), 0x07: (b"#rcv", None, 10), 0x08: (b"#sin", None, 6),
+        0x12: (b"#chn", None, 10), 0x13: (b"#snd", b"#src", 14), 0x14: (b"#snd", None, 10),
+        0x15: (b"#src", None, 6), 0x16: (b"#snd", None, 6), 0x17: (b"#src", None, 6), 0x18: (b"#src", None, 6),
+        0x19: (b"#src",),
+    },
+    "video": {
+        0x09: (None, b"#chn"), 0x0A: (b"#rcv", None, 10), 0x0B: (b"#sin", None, 6), 0x0C: (b"#rcv", None, 10),
+        0x0D: (b"#sin", None, 6), 0x0E: (b"#rcv", None, 10), 0x0F: (b"#rcv",), 0x10: (b"#sin",),
+        0x11: (b"#sin", None, 6), 0x1B: (b"#chn", None, 10), 0x1C: (b"#snd", b"#src", 14),
+        0x1D: (b"#snd", None, 10), 0x1E: (b"#src", None, 6), 0x1F: (b"#snd", None, 6), 0x20: (b"#src", None, 6),
+        0x21: (b"#src",), 0x22: (b"#snd",), 0x23: (b"#src", None, 6),
+    },
+    "file": {
+        0x39: (None, b"#chn"), 0x3A: (b"#rcv", None, 10), 0x3B: (b"#sin", None, 6), 0x3C: (b"#rcv", None, 10),
+        0x3D: (b"#rcv",), 0x3E: (b"#sin",), 0x3F: (b"#sin", None, 6), 0x40: (None, b"#chn", 10),
+        0x41: (b"#snd", b"#src", 14), 0x42: (b"#src",), 0x43: (b"#snd",), 0x44: (b"#snd", None, 6),
+        0x45: (b"#src", None, 6), 0x46: (b"#src", None, 6),
+    },
 }
-SESSION_AT = {0x3D: 10, 0x42: 6, 0x3E: 6, 0x43: 6}  # where the session packet begins
+SESSION_AT = {  # where the session packet begins
+    "audio": {}, "video": {0x0F: 10, 0x21: 6, 0x10: 6, 0x22: 6}, "file": {0x3D: 10, 0x42: 6, 0x3E: 6, 0x43: 6},
+}
 
 
 class Capture(threading.Thread):
@@ -76,15 +98,38 @@ def transfer(lumo, port, folder, *options):
     source.write_bytes(bytes(i * 7 % 251 for i in range(FILE_BYTES)))
     out = folder / f"out{len(list(folder.iterdir()))}"
     out.mkdir()
-    common = ["--mcu", f"127.0.0.1:{port}", "--quiet", *options]
+    common = ["--mcu", f"127.0.0.1:{port}", "--path", "relay", "--quiet", *options]
     receive = subprocess.Popen([lumo, "receive", channel, "-o", str(out), *common])
-    subprocess.run([lumo, "send", str(source), "--channel", channel, "--receivers", "1", *common], check=True, timeout=60)
+    subprocess.run([lumo, "send", str(source), "--channel", channel, "--receivers", "1", *common], check=True,
+                   timeout=60)
     if receive.wait(timeout=60) != 0 or (out / source.name).read_bytes() != source.read_bytes():
         raise RuntimeError("the file did not arrive")
 
 
+def stream(lumo, port, folder, medium, *options):
+    """A second of a sample through the server, or an exception."""
+    channel = str(4712 + KINDS[medium])
+    sample = ROOT / "assets" / {"audio": "sample.opus", "video": "sample.h264"}[medium]
+    out = folder / f"out{len(list(folder.iterdir()))}"
+    common = ["--mcu", f"127.0.0.1:{port}", "--quiet", *options]
+    publish = subprocess.Popen([lumo, "publish", medium, str(sample), "--loop", "--channel", channel, *common])
+    try:
+        subprocess.run([lumo, "subscribe", medium, channel, "--path", "relay", "--seconds", "1", "-o", str(out),
+                        *common], check=True, timeout=60)
+    finally:
+        publish.send_signal(signal.SIGINT)
+        publish.wait(timeout=20)
+    if out.stat().st_size == 0:
+        raise RuntimeError(f"the {medium} did not arrive")
+
+
 def records(parts):
-    return b"".join(struct.pack(">H", len(part)) + part for part in parts[:MOST_RECORDS])
+    data = b""
+    for part in parts[:MOST_RECORDS]:
+        if len(data) + len(part) > MOST_BYTES:
+            break
+        data += struct.pack(">H", len(part)) + part
+    return data
 
 
 def write(target, name, data):
@@ -94,33 +139,53 @@ def write(target, name, data):
     print(f"{target}/captured-{name}: {len(data)} bytes")
 
 
-def with_stand_ins(datagram):
-    code = datagram[1] if len(datagram) > 1 and datagram[0] == KIND_FILE else None
-    for at, name in zip((2, 6), STAND_INS.get(code, ())):
+def with_stand_ins(datagram, medium):
+    for at, name in zip((2, 6), COMMANDS[medium].get(datagram[1], ())[:2]):
         if name and len(datagram) >= at + 4:
             datagram = datagram[:at] + name + datagram[at + 4:]
     return datagram
 
 
-def write_udp(datagrams, port):
-    to_server = [payload for _, target, payload in datagrams if target == port]
+def pieces(datagram, medium):
+    """Loopback may show a run of datagrams of one length, and a shorter one behind them, as one."""
+    rest = []
+    command = COMMANDS[medium].get(datagram[1], ())
+    if len(command) == 3 and len(datagram) > command[2] + 1:
+        rest = pieces(datagram[command[2]:], medium)
+        datagram = datagram[:command[2]]
+    for step in range(6, len(datagram)):  # those of one length begin alike, with command and ID
+        if all(datagram.startswith(datagram[:6], at) for at in range(step, len(datagram), step)):
+            return [datagram[at:at + step] for at in range(0, len(datagram), step)] + rest
+    return [datagram] + rest
+
+
+def of_medium(datagrams, medium):
+    return [piece for datagram in datagrams if len(datagram) > 1 and datagram[0] == KINDS[medium]
+            for piece in pieces(datagram, medium)]
+
+
+def write_udp(datagrams, port, target, medium):
+    to_server = [payload for _, to, payload in datagrams if to == port]
     to_clients = [payload for source, _, payload in datagrams if source == port]
     for name, some in (("to-server", to_server), ("to-clients", to_clients)):
-        write("udp_datagram", name, records([with_stand_ins(datagram) for datagram in some]))
-        packets = [d[SESSION_AT[d[1]]:] for d in some if len(d) > 1 and d[1] in SESSION_AT]
-        write("session_packet", name, records(packets))
+        some = of_medium(some, medium)
+        write(target, name, records([with_stand_ins(datagram, medium) for datagram in some]))
+        packets = [d[SESSION_AT[medium][d[1]]:] for d in some if d[1] in SESSION_AT[medium]]
+        if packets:
+            write("session_packet", name if medium == "file" else f"{medium}-{name}", records(packets))
 
 
-def write_tcp(segments, port):
+def write_tcp(segments, port, prefix=""):
+    """Every stream as it came; gives the frames."""
     streams = {}
     for source, target, payload in segments:
         streams.setdefault((source, target), []).append(payload)
     frames = []
-    for number, ((_, target), parts) in enumerate(sorted(streams.items())):
-        side = "up" if target == port else "down"
-        write("tcp_framing", f"{side}-{number}", records(parts))
-        frames += messages(b"".join(parts))
-    write("file_message", "transfer", records([frame for frame in frames if frame]))
+    for side in ("up", "down"):
+        for number, parts in enumerate(parts for (_, to), parts in streams.items() if (to == port) == (side == "up")):
+            write("tcp_framing", f"{prefix}{side}-{number}", records(parts))
+            frames += messages(b"".join(parts))
+    return [frame for frame in frames if frame]
 
 
 def messages(stream):
@@ -138,24 +203,44 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def captured(work):
+    capture = Capture()
+    try:
+        work()
+    finally:
+        packets = capture.stop()
+    return packets
+
+
 def main():
     lumo = sys.argv[1]
     port, http = free_port(), free_port()
-    capture = Capture()
     with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
         server = subprocess.Popen([lumo, "mcu", "--listen", f"127.0.0.1:{port}", "--http", f"127.0.0.1:{http}",
                                    "--reflector-port", "off"], stdout=subprocess.DEVNULL)
-        try:
-            transfer(lumo, port, pathlib.Path(name))
-            transfer(lumo, port, pathlib.Path(name), "--tcp")
+
+        def files():
+            transfer(lumo, port, folder)
+            transfer(lumo, port, folder, "--tcp")
             for page in ("", "metrics", "api/streams", "health"):
                 urllib.request.urlopen(f"http://127.0.0.1:{http}/{page}", timeout=10).read()
+
+        def streams(medium):
+            stream(lumo, port, folder, medium)
+            stream(lumo, port, folder, medium, "--tcp")
+
+        try:
+            packets = captured(files)
+            of_streams = {medium: captured(lambda: streams(medium)) for medium in ("audio", "video")}
         finally:
             server.terminate()
             server.wait(timeout=20)
-            packets = capture.stop()
-    write_udp(list(of_port(packets, 17, port)), port)
-    write_tcp(list(of_port(packets, 6, port)), port)
+    write_udp(list(of_port(packets, 17, port)), port, "udp_datagram", "file")
+    write("file_message", "transfer", records(write_tcp(of_port(packets, 6, port), port)))
+    for medium, some in of_streams.items():
+        write_udp(list(of_port(some, 17, port)), port, f"{medium}_dispatch", medium)
+        write_tcp(of_port(some, 6, port), port, f"{medium}-")
     requests = [payload for _, target, payload in of_port(packets, 6, http) if target == http]
     for number, request in enumerate(requests):
         write("http_request", f"get-{number}", request)
