@@ -26,6 +26,7 @@ demo: ## Build the lumo program and watch files and streams travel over loopback
 
 test: ## Build everything and run the tests
 	@scripts/setup.sh base test
+	@scripts/setup_browser.sh
 	$(call configure,default)
 	$(call build,default)
 	ctest --preset default -j $(JOBS)
@@ -36,6 +37,7 @@ check: ## Format, lint, layers, headers and a Clang build in which every warning
 
 asan tsan: ## Run all tests under the address and undefined-behaviour sanitizers, or the thread sanitizer
 	@scripts/setup.sh base test check
+	@scripts/setup_browser.sh
 	$(call configure,$@)
 	$(call build,$@)
 	scripts/no_aslr.sh ctest --preset $@ -j $(JOBS)

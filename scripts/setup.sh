@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need and that are missing; costs nothing when none is.
-#   scripts/setup.sh base|test|check|bench ...       scripts/setup.sh --list GROUP ... prints their names
+#   scripts/setup.sh base|test|check|bench|node ...       scripts/setup.sh --list GROUP ... prints their names
 set -euo pipefail
 
 base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11-dev libcpp-httplib-dev
       nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev libogg-dev
       libgtest-dev libgmock-dev)
 test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg
-      imagemagick xvfb x11-apps x11-xserver-utils)
+      imagemagick xvfb x11-apps x11-xserver-utils chromium)
+node=(nodejs npm)  # only where the commands are missing: setup_browser.sh
 bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev)
 check=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev python3)
 
@@ -19,8 +20,8 @@ fi
 wanted=()
 for group in "$@"; do
     case $group in
-        base|test|bench|check) declare -n packages=$group; wanted+=("${packages[@]}") ;;
-        *) echo "setup: there is no group '$group' (base, test, check, bench)" >&2; exit 2 ;;
+        base|test|bench|check|node) declare -n packages=$group; wanted+=("${packages[@]}") ;;
+        *) echo "setup: there is no group '$group' (base, test, check, bench, node)" >&2; exit 2 ;;
     esac
 done
 

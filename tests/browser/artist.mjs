@@ -1,4 +1,5 @@
 // One person at a page: draws with the mouse and the keyboard, as people do.
+import assert from "node:assert/strict";
 import { until } from "./processes.mjs";
 
 export class Artist {
@@ -37,6 +38,38 @@ export class Artist {
   async shape(key, from, to) {
     await this.key(key);
     await this.drag(from, to);
+  }
+
+  /** A dot, a line and a pinch that draws nothing; all of it as fingers do it. */
+  async touch() {
+    const before = (await this.objects()).length, blank = await this.picture();
+    const session = await this.page.context().newCDPSession(this.page);
+    const fingers = (type, ...points) => session.send("Input.dispatchTouchEvent",
+      { type, touchPoints: points.map(([x, y], id) => ({ x, y, id })) });
+    const drawn = (count) => until(`${count} objects drawn by touch`, async () => {
+      const now = (await this.objects()).length - before;
+      if (now !== count) throw new Error(`${now}`);
+      return true;
+    });
+    await this.page.locator("#tools [data-tool=pen]").tap();
+    await this.page.touchscreen.tap(60, 180);
+    await drawn(1);
+    assert.notEqual(await this.picture(), blank, "a dot is seen");
+    const zoom = await this.page.locator("#zoom").textContent();
+    await fingers("touchStart", [120, 460]);
+    await fingers("touchMove", [130, 470]);
+    await fingers("touchStart", [130, 470], [220, 460]);
+    for (let i = 1; i <= 5; i++) await fingers("touchMove", [130 - i * 6, 470], [220 + i * 6, 460]);
+    await fingers("touchEnd");
+    assert.notEqual(await this.page.locator("#zoom").textContent(), zoom, "two fingers scale the view");
+    await fingers("touchStart", [100, 500]);
+    for (let i = 1; i <= 5; i++) await fingers("touchMove", [100 + i * 20, 500 + i * 4]);
+    await fingers("touchEnd");
+    await drawn(2);
+    for (const left of [1, 0]) {
+      await this.page.locator("#undo").tap();
+      await drawn(left);
+    }
   }
 
   async write(at, text) {

@@ -25,8 +25,9 @@ class Process {
   constructor(program, words) {
     this.said = "";
     this.child = spawn(program, words, { stdio: ["ignore", "pipe", "pipe"] });
-    children.add(this.child);
-    this.ended = once(this.child, "exit").then(() => children.delete(this.child));
+    this.words = words.join(" ");
+    children.add(this);
+    this.ended = once(this.child, "exit").then(() => children.delete(this));
     for (const stream of [this.child.stdout, this.child.stderr]) stream.on("data", (text) => { this.said += text; });
   }
 
@@ -63,7 +64,15 @@ export class BoardProcess extends Process {
   async state() { return (await fetch(`${this.url}board`)).json(); }
 }
 
-export const stopAll = () => Promise.all([...children].map((child) => {
-  child.kill("SIGKILL");
-  return once(child, "exit");
+/** Every process that still runs must end well when it is told to. */
+export const endAll = () => Promise.all([...children].map(async (one) => {
+  const code = await one.stop();
+  if (code !== 0) throw new Error(`exit code ${code} of ${one.words}: ${one.said}`);
 }));
+
+export const stopAll = () => Promise.all([...children].map((one) => one.stop("SIGKILL")));
+
+/** What they have said, for whoever looks for what went wrong. */
+export function tellAll() {
+  for (const one of children) console.error(`--- ${one.words}\n${one.said.slice(-2000)}`);
+}

@@ -1,20 +1,22 @@
-// People draw together in real browsers: node whiteboard.mjs LUMO CHROMIUM OUT SCENARIO
+// People draw together in real browsers: node whiteboard.mjs LUMO CHROMIUM MODULES OUT SCENARIO
 import assert from "node:assert/strict";
 import { createHash } from "node:crypto";
 import { mkdir, writeFile } from "node:fs/promises";
-import { chromium } from "playwright-core";
+import { createRequire } from "node:module";
 import { Artist } from "./artist.mjs";
-import { BoardProcess, Relay, stopAll, until } from "./processes.mjs";
+import { BoardProcess, Relay, endAll, stopAll, tellAll, until } from "./processes.mjs";
 
-const [lumo, executablePath, out, scenario] = process.argv.slice(2);
+const [lumo, executablePath, modules, out, scenario] = process.argv.slice(2);
+const { chromium } = createRequire(`${modules}/`)("playwright-core");
 const EACH = 7;  // objects of one corner
 const NAMES = ["Ada Quill", "<b>Ben</b>", "Cyril Ñandú", "Dora", "Emil & Co"];
 const sum = (text) => createHash("sha256").update(text).digest("hex");
 
 async function seats(browser, relay, path, count) {
-  const artists = [];
-  for (let i = 0; i < count; i++)
-    artists.push(await Artist.sit(browser, await BoardProcess.start(lumo, relay, NAMES[i], path), i));
+  const sit = async (name, i) => Artist.sit(browser, await BoardProcess.start(lumo, relay, name, path), i);
+  const first = await sit(NAMES[0], 0);
+  await first.connected();  // directly it is everybody's host
+  const artists = [first, ...await Promise.all(NAMES.slice(1, count).map((name, i) => sit(name, i + 1)))];
   await Promise.all(artists.map((artist) => artist.connected()));
   await Promise.all(artists.map((artist) => artist.sees(count)));
   return artists;
@@ -39,6 +41,16 @@ async function allEqual(artists, count) {
   return pages[0];
 }
 
+/** Every page shows the object where the arrow keys of all have taken it. */
+async function allMoved(artists, { id, box: [left, top] }) {
+  const by = (odd) => artists.reduce((sum, _, i) => sum + (i % 2 === odd ? 16 * (i + 1) : 0), 0);
+  await until("what all have moved", async () => {
+    const places = await Promise.all(artists.map(async (artist) => (await artist.objects()).find((one) => one.id === id).box));
+    if (places.some(([x, y]) => x !== left + by(1) || y !== top + by(0))) throw new Error(places.join(" "));
+    return true;
+  });
+}
+
 async function shot(artist, name) {
   await mkdir(out, { recursive: true });
   await artist.page.screenshot({ path: `${out}/${scenario}-${name}.png` });
@@ -47,7 +59,7 @@ async function shot(artist, name) {
 async function drawAtOnce(browser, relay, path, count) {
   const artists = await seats(browser, relay, path, count);
   await Promise.all(artists.map((artist) => artist.drawCorner()));
-  await allEqual(artists, count * EACH);
+  const drawn = await allEqual(artists, count * EACH);
   await artists[0].show(`${out}/photo.png`);
   await artists.at(-1).page.mouse.move(520, 300);
   await shot(artists[0], "drawn");
@@ -58,6 +70,7 @@ async function drawAtOnce(browser, relay, path, count) {
     for (let k = 0; k <= i; k++) await artist.key(i % 2 ? "ArrowRight" : "ArrowDown");
     await artist.key("Escape");
   }));
+  await allMoved(artists, drawn.find((object) => object.type === "rectangle"));
   const before = await allEqual(artists, count * EACH + 1);
   const doomed = before.filter((object) => object.type === "rectangle").slice(0, count - 1);
   await Promise.all(artists.slice(1).map((artist, i) => artist.page.evaluate(
@@ -78,6 +91,7 @@ async function lateAndNarrow(browser, relay, path, artists, count) {
   await allEqual([...artists, late], count);
   await late.page.locator("#zoom").click();
   await shot(late, "narrow");
+  await late.touch();
   const files = await late.page.evaluate(async () => {
     const svg = await window.lumoBoard.svg();
     const image = new Image();
@@ -88,7 +102,7 @@ async function lateAndNarrow(browser, relay, path, artists, count) {
   assert.ok(files.width > 100 && files.svg.includes("<tspan"), "the SVG is a picture with its texts");
   await writeFile(`${out}/${scenario}.svg`, files.svg);
   await late.page.close();
-  await late.board.stop();
+  assert.equal(await late.board.stop(), 0);
   await Promise.all(artists.map((artist) => artist.sees(artists.length)));
 }
 
@@ -126,7 +140,7 @@ async function brokenRelay(browser, relay, artists) {
 async function hostLeaves(artists) {
   const held = (await artists[0].objects()).length;
   await artists[0].page.close();
-  await artists[0].board.stop();
+  assert.equal(await artists[0].board.stop(), 0);
   const rest = artists.slice(1);
   await Promise.all(rest.map((artist) => artist.sees(rest.length)));
   await allEqual(rest, held);
@@ -159,7 +173,12 @@ try {
   assert.deepEqual(artists.flatMap((artist) => artist.problems), []);
   if (scenario === "relay2") await brokenRelay(browser, relay, artists);
   if (path.startsWith("p2p") && count > 2) await hostLeaves(artists);
+  await browser.close();
+  await endAll();
   console.log(`${scenario}: ${count} boards equal`);
+} catch (error) {
+  tellAll();
+  throw error;
 } finally {
   await browser.close();
   await stopAll();

@@ -2,7 +2,8 @@
 const $ = (id) => document.getElementById(id);
 const SHOWN = 4;
 
-const initials = (name) => name.trim().split(/\s+/).slice(0, 2).map((word) => [...word][0] ?? "").join("").toUpperCase();
+const initials = (name) => (name.match(/[\p{L}\p{N}]+/gu) ?? [name]).slice(0, 2).map((word) => [...word][0] ?? "").join("")
+  .toUpperCase();
 
 function face(person) {
   const element = document.createElement("span");
@@ -11,6 +12,16 @@ function face(person) {
   element.title = person.name;
   element.style.background = person.colour;
   return element;
+}
+
+/** Stands for those that are not shown, on a page that shows `shown`. */
+function others(people, shown, kind) {
+  const count = people.length - shown;
+  if (count <= 0) return [];
+  const element = face({ name: people.slice(shown).map((person) => person.name).join(", "), colour: "" });
+  element.className = `face rest ${kind}`;
+  element.textContent = `+${count}`;
+  return [element];
 }
 
 export class People {
@@ -23,14 +34,8 @@ export class People {
   show(people) {
     this.all = new Map(people.map((person) => [person.id, person]));
     for (const id of this.view.pointers.keys()) if (!this.all.has(id)) this.view.pointers.delete(id);
-    const faces = people.slice(0, SHOWN).map(face);
-    if (people.length > SHOWN) {
-      const rest = face({ name: `${people.length - SHOWN} more`, colour: "" });
-      rest.className = "face rest";
-      rest.textContent = `+${people.length - SHOWN}`;
-      faces.push(rest);
-    }
-    $("people").replaceChildren(...faces);
+    $("people").replaceChildren(...people.slice(0, SHOWN).map(face), ...others(people, SHOWN, "wide"),
+      ...others(people, 1, "narrow"));
     $("people").setAttribute("aria-label", `${people.length} here`);
     $("crowd-list").replaceChildren(...people.map((person) => {
       const item = document.createElement("li"), name = document.createElement("span");

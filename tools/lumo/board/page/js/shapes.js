@@ -46,6 +46,8 @@ function strokeCommands(points) {
   const at = (i) => [points[2 * i], points[2 * i + 1]];
   const count = points.length / 2;
   const commands = [["M", ...at(0)]];
+  // A line without a length has no ends to be rounded: a dot is one of the least length.
+  if (points.every((n, i) => n === points[i % 2])) return [...commands, ["L", points[0] + 1, points[1]]];
   if (count < 3) return [...commands, ["L", ...at(count - 1)]];
   for (let i = 1; i < count - 1; i++) {
     const [x, y] = at(i), [nx, ny] = at(i + 1);

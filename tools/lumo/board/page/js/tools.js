@@ -24,6 +24,8 @@ export class Tools {
     on("wheel", (event) => this.wheel(event));
     on("dblclick", (event) => this.editText(event));
     on("contextmenu", (event) => event.preventDefault());
+    // A line drawn fast is no fling, which would swallow the tap on a button that follows.
+    on("touchmove", (event) => event.cancelable && event.preventDefault());
   }
 
   down(event) {

@@ -2,7 +2,8 @@
 import { UNIT, draw, extent } from "./shapes.js";
 
 const LEAST = 0.1, MOST = 8;
-const POINTER_MS = 6000;  // then a pointer that does not move fades
+const POINTER_MS = 6000;  // so long a pointer that does not move is shown
+const FADE_MS = 1000;     // the last of it
 
 export class View {
   constructor(model) {
@@ -97,8 +98,13 @@ export class View {
 
   paint() {
     if (this.dirty.paper) this.paintPaper();
-    if (this.dirty.overlay || this.pointers.size > 0) this.paintOverlay();
+    if (this.dirty.overlay || this.isFading()) this.paintOverlay();
     this.dirty = { paper: false, overlay: false };
+  }
+
+  isFading() {
+    const since = performance.now() - POINTER_MS + FADE_MS;
+    return [...this.pointers.values()].some((pointer) => pointer.at < since);
   }
 
   paintPaper() {
@@ -157,9 +163,9 @@ export class View {
     const now = performance.now();
     for (const [id, pointer] of this.pointers) {
       const age = now - pointer.at;
-      if (age > POINTER_MS) { this.pointers.delete(id); this.touch(); continue; }
+      if (age > POINTER_MS) { this.pointers.delete(id); continue; }
       const [x, y] = this.toScreen(pointer.x, pointer.y);
-      context.globalAlpha = Math.min(1, (POINTER_MS - age) / 1000);
+      context.globalAlpha = Math.min(1, (POINTER_MS - age) / FADE_MS);
       context.fillStyle = pointer.colour;
       context.strokeStyle = "#fff";
       context.lineWidth = 1.5;
