@@ -79,6 +79,8 @@ TEST_F(ToolTest, TheDemoBringsEverythingHome) {
     };
     EXPECT_EQ(count("  equal\n"), 10U) << demo.Output();
     EXPECT_EQ(count("  good "), 12U) << demo.Output();
+    EXPECT_EQ(count("  all equal\n"), 6U) << demo.Output();
+    EXPECT_EQ(count("lumo whiteboard --channel"), 1U) << "how to draw oneself";
 }
 
 /// The processes that `parent` has started.

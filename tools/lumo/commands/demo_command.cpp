@@ -10,8 +10,8 @@ namespace lumo {
 
 void AddDemoCommand(CLI::App& app, int& exitCode) {
     auto options = std::make_shared<DemoOptions>();
-    CLI::App* demo =
-        app.add_subcommand("demo", "Send files and streams over loopback in every way there is, and compare");
+    CLI::App* demo = app.add_subcommand(
+        "demo", "Send files and streams and draw on whiteboards over loopback in every way there is, and compare");
     demo->add_option("FILE", options->file, "What to send; random bytes unless given")->check(CLI::ExistingFile);
     demo->add_option("--loss", options->loss, "Share that the lossy path loses each way")
         ->capture_default_str()

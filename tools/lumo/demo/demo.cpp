@@ -1,5 +1,6 @@
 #include "tools/lumo/demo/demo.h"
 
+#include "tools/lumo/demo/board_demo.h"
 #include "tools/lumo/demo/file_demo.h"
 #include "tools/lumo/demo/stream_demo.h"
 
@@ -12,14 +13,16 @@ bool RunDemo(const DemoOptions& options) {
     if (!stage.Open()) return false;
     CFileDemo files(stage);
     CStreamDemo streams(stage);
-    if (!files.Run() || !streams.Run()) return false;
-    const bool filesWell = files.Report(), streamsWell = streams.Report();
-    char line[120];
-    std::snprintf(line, sizeof line, "%s, %s in %.1f seconds",
+    CBoardDemo boards(stage);
+    if (!files.Run() || !streams.Run() || !boards.Run()) return false;
+    const bool filesWell = files.Report(), streamsWell = streams.Report(), boardsWell = boards.Report();
+    char line[160];
+    std::snprintf(line, sizeof line, "%s, %s, %s in %.1f seconds",
                   filesWell ? "every file arrived whole" : "not every file arrived",
-                  streamsWell ? "every stream was good" : "not every stream was good", stage.Seconds());
+                  streamsWell ? "every stream was good" : "not every stream was good",
+                  boardsWell ? "all boards are equal" : "not all boards are equal", stage.Seconds());
     CDemoStage::Say(line);
-    return filesWell && streamsWell;
+    return filesWell && streamsWell && boardsWell;
 }
 
 }  // namespace lumo

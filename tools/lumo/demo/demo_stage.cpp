@@ -85,12 +85,12 @@ bool CDemoStage::Open() {
     return m_usProxyPort != 0;
 }
 
-bool CDemoStage::Turn() {
+bool CDemoStage::Turn(uint64_t mostMs) {
     if (m_loop.Interrupted()) return Fail("interrupted");
     if (CToolLoop::Now() - m_ullStart > kBudgetMs) return Fail("it takes too long");
     std::vector<CChildProcess*> children;
     for (CChildProcess& child : m_children) children.push_back(&child);
-    CChildProcess::ListenAny(children, 200, m_loop.SignalFd());
+    CChildProcess::ListenAny(children, mostMs, m_loop.SignalFd());
     m_loop.Wait(-1, 0);
     return true;
 }

@@ -49,11 +49,12 @@ public:
     std::string Proxy() const { return "http://127.0.0.1:" + std::to_string(m_usProxyPort); }
     double Seconds() const;
 
-    /// Until `done`; false when interrupted or when the time is up.
+    /// Until `done`, which is asked whenever a process has said something, and that often besides; false when
+    /// interrupted or when the time is up.
     template <class Done>
-    bool WaitUntil(Done done) {
+    bool WaitUntil(Done done, uint64_t oftenMs = 200) {
         while (!done())
-            if (!Turn()) return false;
+            if (!Turn(oftenMs)) return false;
         return true;
     }
 
@@ -69,7 +70,7 @@ private:
     static constexpr uint64_t kBudgetMs = 180000;  // far more than it takes; nothing waits for ever
 
     bool StartRelay(int server);
-    bool Turn();
+    bool Turn(uint64_t mostMs);
     static uint16_t PortOf(CChildProcess* helper);
 
     const DemoOptions m_options;
