@@ -1,5 +1,7 @@
-// An application of a few lines draws with another through real relays.
+// Whiteboards of several processes through real relays.
 #include "e2e/transfer_fixture.h"
+#include "tools/lumo/demo/board_page.h"
+#include "tools/lumo/net/loop.h"
 
 using e2e::CTransferTest;
 using e2e::kDeadlineMs;
@@ -21,6 +23,80 @@ TEST_F(CTransferTest, TwoApplicationsShareABoard) {
     ASSERT_TRUE(other.Start({program, "78", port, "", "2"}));
     EXPECT_EQ(ExitOf(other), 0);
     EXPECT_EQ(other.Output(), "connected\n") << "another board";
+}
+
+using nlohmann::json;
+
+class BoardTest : public CTransferTest {
+protected:
+    /// `lumo whiteboard` on channel 7, and its page; null when it did not start.
+    std::unique_ptr<lumo::CBoardPage> Open(CChildProcess& process, const std::vector<std::string>& more = {}) {
+        std::vector<std::string> words{"whiteboard", "--channel", "7", "--mcu", Mcu(), "--json"};
+        words.insert(words.end(), more.begin(), more.end());
+        Run(process, words);
+        if (!process.WaitForText("\n", kDeadlineMs)) return nullptr;
+        const json ready = json::parse(process.Output().substr(0, process.Output().find('\n')), nullptr, false);
+        return std::make_unique<lumo::CBoardPage>(ready.value("url", ""));
+    }
+    /// Asks both until they hold the same, `count` objects of them.
+    static bool AreEqual(lumo::CBoardPage& one, lumo::CBoardPage& other, size_t count, CChildProcess& listened) {
+        const uint64_t start = lumo::CToolLoop::Now();
+        while (lumo::CToolLoop::Now() - start < kDeadlineMs && listened.Running()) {
+            const json first = one.Board(), second = other.Board();
+            if (first["objects"].size() == count && first["objects"] == second["objects"]) return true;
+            listened.Listen(20);
+        }
+        return false;
+    }
+};
+
+TEST_F(BoardTest, ALateJoinerGetsTenThousandObjects) {
+    constexpr size_t kAtOnce = 1000, kRequests = 10;
+    CChildProcess relay, early, late;
+    StartRelay(relay);
+    const auto drawer = Open(early);
+    ASSERT_TRUE(drawer) << early.Errors();
+    json shapes = json::array();
+    for (size_t i = 0; i < kAtOnce; ++i)
+        shapes.push_back({{"type", "pen"},
+                          {"colour", "#1971c2"},
+                          {"width", 32},
+                          {"box", {0, i, 160, i + 160}},
+                          {"points", {0, i, 40, i + 90, 160, i + 160}}});
+    for (size_t i = 0; i < kRequests; ++i) {
+        std::vector<uint32_t> made;
+        ASSERT_TRUE(drawer->Do(json::array({{{"do", "add"}, {"objects", shapes}}}), made));
+        ASSERT_EQ(made.size(), kAtOnce);
+    }
+    ASSERT_TRUE(early.WaitForText("\"connected\":true", kDeadlineMs)) << early.Output();
+    const uint64_t start = lumo::CToolLoop::Now();
+    const auto joiner = Open(late);
+    ASSERT_TRUE(joiner) << late.Errors();
+    EXPECT_TRUE(AreEqual(*drawer, *joiner, kAtOnce * kRequests, late)) << relay.Errors();
+    RecordProperty("ms", static_cast<int>(lumo::CToolLoop::Now() - start));
+}
+
+TEST_F(CTransferTest, ALoadOfDrawingIsSeenOnEveryBoard) {
+    CChildProcess relay, near, loads[3], nobody;
+    StartRelay(relay);
+    StartRelay(near, "127.0.0.2");
+    const std::vector<std::string> ways[] = {{}, {"--tcp"}, {"--near", "127.0.0.2"}};
+    for (size_t i = 0; i < 3; ++i) {
+        std::vector<std::string> words{"load",   "whiteboard", "--mcu",     Mcu(), "--subscribers", "20",
+                                       "--rate", "20",         "--seconds", "1",   "--json"};
+        words.insert(words.end(), ways[i].begin(), ways[i].end());
+        Run(loads[i], words);
+    }
+    for (CChildProcess& load : loads) {
+        EXPECT_EQ(ExitOf(load), 0) << load.Errors();
+        const nlohmann::json end = LastEvent(load);
+        EXPECT_EQ(end["medium"], "whiteboard");
+        EXPECT_EQ(end["arrived"], 20 * 20) << end;
+        EXPECT_EQ(end["repeated"], 0) << end;
+        EXPECT_GT(end["delay_p50_ms"], 0) << end;
+    }
+    Run(nobody, {"load", "whiteboard", "--mcu", Mcu("127.0.0.3"), "--subscribers", "1", "--wait", "0.3"});
+    EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
 }
 
 }  // namespace

@@ -35,6 +35,11 @@ TEST(Load, EveryFrameCountsOnceForEachSubscriber) {
         EXPECT_EQ(frame.size(), 160U);
         meter.OnFrame(subscriber, frame.data() + 3, static_cast<int>(frame.size()) - 3, cameUs);
     };
+    std::string one(160, 'x');
+    CLoadMeter::Stamp(one, 0, 0, 5);
+    EXPECT_TRUE(CLoadMeter::IsGreeting(one));
+    CLoadMeter::Stamp(one, 0, 1, 5);
+    EXPECT_FALSE(CLoadMeter::IsGreeting(one) || CLoadMeter::IsGreeting(std::string(160, '\0')));
     hear(0, 0, 5, 9);
     hear(1, 0, 5, 9);
     EXPECT_EQ(meter.Hearing(), 2U);

@@ -43,14 +43,17 @@ private:
 };
 
 /// To a relay server.
-class CBoardRelayLink final : public CBoardLink {
+class CBoardRelayLink : public CBoardLink {
 public:
-    CBoardRelayLink(const RelayRoute& route, CInbox& inbox) : CBoardLink(inbox, Times()), m_route(route) {}
+    CBoardRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times = Times())
+        : CBoardLink(inbox, times), m_route(route) {}
     ~CBoardRelayLink() override { Close(); }
     uint64_t UnsureMs() const override { return m_route.tcp ? kTcpUnsureMs : kUdpUnsureMs; }
 
-private:
+protected:
     IWBSessionClient* MakeClient(::IWBSessionClientNotify& notify) override;
+
+private:
     uint64_t Packets() const override;
 
     const RelayRoute m_route;

@@ -1,4 +1,5 @@
 // The media of `lumo load`.
+#include "tools/lumo/load/board_load.h"
 #include "tools/lumo/load/load_medium.h"
 #include "tools/lumo/media/audio_frame.h"
 #include "tools/lumo/media/audio_links.h"
@@ -10,6 +11,8 @@
 
 namespace lumo {
 namespace {
+
+constexpr uint32_t kMostRecord = 64U << 10;
 
 class CAudioLoadPublisher final : public ILoadPublisher {
 public:
@@ -84,6 +87,8 @@ const std::vector<LoadMedium>& LoadMedia() {
         {"video", "Frames that arrive whole, unless they give way to a key frame", 4096, kMaxVideoFrame, 30,
          kVideoHeadLength, 30, 40960, &Make<CVideoLoadPublisher, ILoadPublisher>,
          &Make<CVideoLoadLink, CLink, LoadSink>},
+        {"whiteboard", "One draws objects that all others ask for; late by 5 s is lost", 400, kMostRecord, 10, 0, 0, 0,
+         &Make<CBoardLoadPublisher, ILoadPublisher>, &Make<CBoardLoadLink, CLink, LoadSink>},
     };
     return media;
 }

@@ -25,6 +25,11 @@ void CLoadMeter::Stamp(std::string& frame, size_t at, uint32_t number, uint64_t 
     frame.replace(at, head.size(), head);
 }
 
+bool CLoadMeter::IsGreeting(const std::string& frame) {
+    CByteReader reader(frame.data(), frame.size());
+    return reader.U32() == kMark && reader.U32() == 0 && reader.Ok();
+}
+
 void CLoadMeter::OnFrame(uint32_t subscriber, const char* data, int length, uint64_t nowUs) {
     CByteReader reader(data, static_cast<size_t>(length));
     const uint32_t mark = reader.U32(), number = reader.U32();

@@ -31,6 +31,8 @@ public:
 
     /// Marks a frame of at least kLoadHeadLength bytes from `at` on; number 0 only shows who hears.
     static void Stamp(std::string& frame, size_t at, uint32_t number, uint64_t nowUs);
+    /// Whether a frame stamped at its beginning has number 0.
+    static bool IsGreeting(const std::string& frame);
     /// Any thread, for each subscriber one at a time.
     void OnFrame(uint32_t subscriber, const char* data, int length, uint64_t nowUs);
 
