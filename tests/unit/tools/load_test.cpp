@@ -75,4 +75,72 @@ TEST(Load, TheKernelTellsWhatAFullSocketDropped) {
     close(fd);
 }
 
+/// A medium whose frames arrive as they are sent, behind a head of three bytes.
+struct FakeMedium {
+    struct Sent {
+        size_t bytes;
+        bool key;
+    };
+    class CFakeLink : public CLink {
+    public:
+        explicit CFakeLink(CInbox& inbox) : CLink(inbox, LinkTimes()) {}
+        ~CFakeLink() override { Close(); }
+
+    private:
+        bool Create() override { return true; }
+        bool IsDisconnected() override { return false; }
+        void Release() override {}
+    };
+    class CPublisher : public ILoadPublisher {
+    public:
+        explicit CPublisher(CInbox& inbox) : m_link(inbox) {}
+        void Send(std::string& frame, bool key) override {
+            EXPECT_EQ(frame.find("LOAD"), 3U);
+            sent.push_back({frame.size(), key});
+            for (const LoadSink& sink : sinks) sink(frame.data(), static_cast<int>(frame.size()));
+        }
+        CLink& Link() override { return m_link; }
+
+    private:
+        CFakeLink m_link;
+    };
+    static std::unique_ptr<ILoadPublisher> Publish(const RelayRoute&, CInbox& inbox) {
+        return std::make_unique<CPublisher>(inbox);
+    }
+    static std::unique_ptr<CLink> Subscribe(const RelayRoute&, CInbox& inbox, LoadSink sink) {
+        sinks.push_back(std::move(sink));
+        return std::make_unique<CFakeLink>(inbox);
+    }
+    static inline std::vector<Sent> sent;
+    static inline std::vector<LoadSink> sinks;
+};
+
+TEST(Load, EveryNthFrameIsAKeyFrameOfItsOwnSize) {
+    const LoadMedium medium{"fake", "", 0, 0, 0, 3, 0, 0, &FakeMedium::Publish, &FakeMedium::Subscribe};
+    LoadOptions options;
+    options.subscribers = 2;
+    options.bytes = 40;
+    options.rate = 1000;
+    options.seconds = 0.01;
+    options.keyEvery = 4;
+    options.keyBytes = 60;
+    CToolLoop loop;
+    CLoad load(medium, options, loop);
+    std::string problem;
+    ASSERT_TRUE(load.Connect(problem)) << problem;
+    FakeMedium::sent.clear();
+    load.Measure();
+    ASSERT_EQ(FakeMedium::sent.size(), 10U);
+    for (size_t i = 0; i < 10; ++i) {
+        EXPECT_EQ(FakeMedium::sent[i].key, i % 4 == 0) << i;
+        EXPECT_EQ(FakeMedium::sent[i].bytes, i % 4 == 0 ? 60U : 40U) << i;
+    }
+    const nlohmann::json report = load.Report();
+    EXPECT_EQ(report["arrived"], 20);
+    EXPECT_EQ(report["lost"], 0);
+    EXPECT_NE(LoadText(report).find("10 frames of 40 bytes, one in 4 of 60, in"), std::string::npos)
+        << LoadText(report);
+    FakeMedium::sinks.clear();
+}
+
 }  // namespace
