@@ -2,7 +2,6 @@
 
 #include "tools/lumo/demo/demo_files.h"
 #include "tools/lumo/demo/samples.h"
-#include "tools/lumo/media/video_check.h"
 
 #include <cstdio>
 
@@ -16,16 +15,17 @@ constexpr uint64_t kWorstShare = 10;   // one frame in ten may have given way to
 }  // namespace
 
 IDemoStream::Words CVideoDemo::Publish(const std::string& folder) {
-    m_strSample = folder + "/" + kSample;
-    if (!WriteFile(m_strSample, Sample(kSample))) return {};
-    return {m_strSample, "--loop"};
+    const std::string path = folder + "/" + kSample;
+    if (!WriteFile(path, Sample(kSample))) return {};
+    m_check.emplace(path);
+    return {path, "--loop"};
 }
 
 void CVideoDemo::Judge(const nlohmann::json& end, StreamRow& row) {
     const auto count = [&end](const char* key) { return end.value(key, uint64_t{0}); };
     row.frames = count("frames");
     const uint64_t dropped = count("skipped");
-    const VideoVerdict verdict = CheckVideo(m_strSample, row.out);
+    const VideoVerdict verdict = m_check->Check(row.out);
     row.problem = verdict.problem;
     if (row.problem.empty() && (verdict.units != row.frames || verdict.units < kLeastFrames))
         row.problem = "too little was seen";

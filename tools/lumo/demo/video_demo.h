@@ -2,7 +2,9 @@
 #pragma once
 
 #include "tools/lumo/demo/stream_demo.h"
+#include "tools/lumo/media/video_check.h"
 
+#include <optional>
 #include <string>
 
 namespace lumo {
@@ -15,7 +17,7 @@ public:
     void Judge(const nlohmann::json& end, StreamRow& row) override;
 
 private:
-    std::string m_strSample;  // the file that is published
+    std::optional<CVideoCheck> m_check;  // of the file that is published
 };
 
 }  // namespace lumo

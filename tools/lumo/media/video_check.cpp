@@ -1,15 +1,12 @@
 #include "tools/lumo/media/video_check.h"
 
 #include "tools/lumo/demo/child_process.h"
-#include "tools/lumo/media/annexb_reader.h"
 
 #include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <set>
 #include <sstream>
-#include <vector>
 
 namespace lumo {
 namespace {
@@ -25,22 +22,6 @@ std::vector<AccessUnit> UnitsOf(const std::string& path) {
     std::vector<AccessUnit> units;
     for (AccessUnit unit; reader.Next(unit) == CAnnexBReader::Result::Unit;) units.push_back(unit);
     return units;
-}
-
-std::string CheckUnits(const std::vector<AccessUnit>& published, const std::vector<AccessUnit>& recorded) {
-    if (recorded.empty()) return "nothing was recorded";
-    auto expected = published.end();
-    for (size_t i = 0; i < recorded.size(); ++i) {
-        const AccessUnit& unit = recorded[i];
-        const auto same = [&unit](const AccessUnit& other) { return other.bytes == unit.bytes; };
-        if (unit.key)
-            expected = std::find_if(published.begin(), published.end(), same);
-        else if (expected != published.end() && !same(*expected))
-            expected = published.end();
-        if (expected == published.end()) return "access unit " + std::to_string(i) + " is not what was published";
-        ++expected;
-    }
-    return "";
 }
 
 /// A hash of every picture in the order in which they are shown; nothing when there is no decoder.
@@ -61,22 +42,46 @@ std::optional<std::vector<std::string>> Decode(const std::string& path, std::str
 
 }  // namespace
 
-VideoVerdict CheckVideo(const std::string& published, const std::string& recorded) {
+CVideoCheck::CVideoCheck(const std::string& published) : m_strPublished(published), m_units(UnitsOf(published)) {}
+
+std::string CVideoCheck::CheckUnits(const std::vector<AccessUnit>& recorded) const {
+    if (recorded.empty()) return "nothing was recorded";
+    auto expected = m_units.end();
+    for (size_t i = 0; i < recorded.size(); ++i) {
+        const AccessUnit& unit = recorded[i];
+        const auto same = [&unit](const AccessUnit& other) { return other.bytes == unit.bytes; };
+        if (unit.key)
+            expected = std::find_if(m_units.begin(), m_units.end(), same);
+        else if (expected != m_units.end() && !same(*expected))
+            expected = m_units.end();
+        if (expected == m_units.end()) return "access unit " + std::to_string(i) + " is not what was published";
+        ++expected;
+    }
+    return "";
+}
+
+bool CVideoCheck::KnowPictures() {
+    if (!m_pictures.empty()) return true;
+    std::string ignored;
+    const auto pictures = Decode(m_strPublished, ignored);
+    if (pictures) m_pictures.insert(pictures->begin(), pictures->end());
+    return pictures.has_value();
+}
+
+VideoVerdict CVideoCheck::Check(const std::string& recorded) {
     VideoVerdict verdict;
     const std::vector<AccessUnit> units = UnitsOf(recorded);
     verdict.units = units.size();
-    verdict.problem = CheckUnits(UnitsOf(published), units);
-    if (!verdict.problem.empty()) return verdict;
-    std::string ignored;
-    const auto before = Decode(published, ignored), after = Decode(recorded, verdict.problem);
-    verdict.decoded = before && after;
+    verdict.problem = CheckUnits(units);
+    if (!verdict.problem.empty() || !KnowPictures()) return verdict;
+    const auto pictures = Decode(recorded, verdict.problem);
+    verdict.decoded = pictures.has_value();
     if (!verdict.decoded || !verdict.problem.empty()) return verdict;
-    const std::set<std::string> known(before->begin(), before->end());
-    if (after->size() != units.size())
+    if (pictures->size() != units.size())
         verdict.problem =
-            std::to_string(units.size()) + " access units decode to " + std::to_string(after->size()) + " pictures";
-    else if (!std::all_of(after->begin(), after->end(),
-                          [&](const std::string& picture) { return known.count(picture); }))
+            std::to_string(units.size()) + " access units decode to " + std::to_string(pictures->size()) + " pictures";
+    else if (!std::all_of(pictures->begin(), pictures->end(),
+                          [this](const std::string& picture) { return m_pictures.count(picture); }))
         verdict.problem = "a picture is not what was published";
     return verdict;
 }
