@@ -40,6 +40,12 @@ void Describe(CLI::App& app, Options& options) {
     app.add_option("--frames", options.amounts.frames, "Frames of a bulk run")->check(CLI::Range(2U, 1000000U));
     app.add_option("--round-trips", options.amounts.roundTrips, "Of a round-trip run")->check(CLI::PositiveNumber);
     app.add_option("--idle-seconds", options.amounts.idleSeconds, "Of an idle run")->check(CLI::PositiveNumber);
+    app.add_option("--sinks", options.amounts.sinks, "Of idle, audio and video runs")->check(CLI::PositiveNumber);
+    app.add_option("--burst-frames", options.amounts.burstFrames, "Of an audio run, as fast as they go")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--paced-frames", options.amounts.pacedFrames, "Of an audio or video run, at the medium's pace")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--pictures", options.amounts.pictures, "Of a desktop run")->check(CLI::Range(2U, 1000000U));
     app.add_option("--deadline", options.run.deadlineSeconds, "Seconds after which a run is killed")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
@@ -57,7 +63,9 @@ bool IsFull(const Options& options) {
     const RunSpec full;
     return options.rows.empty() && options.drivers.empty() && options.rounds >= 5 &&
            options.amounts.frames == full.frames && options.amounts.roundTrips == full.roundTrips &&
-           options.amounts.idleSeconds == full.idleSeconds;
+           options.amounts.idleSeconds == full.idleSeconds && options.amounts.sinks == full.sinks &&
+           options.amounts.burstFrames == full.burstFrames && options.amounts.pacedFrames == full.pacedFrames &&
+           options.amounts.pictures == full.pictures;
 }
 
 std::vector<CCase> ChosenCases(const Options& options) {

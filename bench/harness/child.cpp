@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 using nlohmann::json;
 
@@ -25,6 +26,14 @@ bool CChild::TakeMessage() {
     if (!message->is_object()) return false;
     m_events[message->value("event", "")] = *message;
     return true;
+}
+
+json CChild::Take(const char* event) {
+    const auto found = m_events.find(event);
+    if (found == m_events.end()) return {};
+    json taken = std::move(found->second);
+    m_events.erase(found);
+    return taken;
 }
 
 int RunChild(int fd) {

@@ -20,6 +20,9 @@ public:
     bool TakeMessage();
     bool Has(const char* event) const { return m_events.count(event) > 0; }
     const nlohmann::json& Event(const char* event) const { return m_events.at(event); }
+    void Pass(const nlohmann::json& message) { m_pControl->Send(message); }
+    /// The event, which is then forgotten; null when there is none.
+    nlohmann::json Take(const char* event);
     int Descriptor() const { return m_pControl->Descriptor(); }
     CProcess& Process() { return *m_pProcess; }
     const char* Name() const { return m_role == Role::Sender ? "sender" : "receiver"; }

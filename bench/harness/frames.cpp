@@ -9,6 +9,8 @@ namespace bench {
 namespace {
 
 constexpr size_t kMarkEvery = 1024;  // smaller than a packet's share of a frame, so that each packet is marked
+constexpr size_t kStampAt = sizeof(uint64_t);  // behind the first mark, in frames that have the room
+constexpr size_t kStampedLen = 4 * sizeof(uint64_t);
 
 uint64_t Mark(uint32_t frame, size_t offset) {
     return ((static_cast<uint64_t>(frame) << 32) | offset) * 0x9E3779B97F4A7C15U + 1;
@@ -28,6 +30,7 @@ bool CFrameSource::Next() {
         const uint64_t mark = Mark(m_nMade, offset);
         std::memcpy(m_frame.data() + offset, &mark, sizeof mark);
     });
+    if (m_frame.size() >= kStampedLen) WriteStamp(m_frame.data() + kStampAt, {m_nMade, NowNs()});
     ++m_nMade;
     return true;
 }
@@ -59,10 +62,15 @@ bool CBulkReceiver::OnFrame(const char* data, int length) {
         m_side.Fail(m_check.Fault());
         return false;
     }
+    const RunSpec& spec = m_side.Spec();
     if (m_check.Taken() == 1) m_nFirst = NowNs();
+    if (spec.delays && spec.frameLen >= kStampedLen) m_delays.Add(NowNs() - ReadStamp(data + kStampAt).sentNs);
     if (!m_check.Done()) return true;
-    const double bytes = static_cast<double>(m_side.Spec().frameLen) * (m_side.Spec().frames - 1);
-    m_side.Finish({{"bytes", bytes}, {"seconds", static_cast<double>(NowNs() - m_nFirst) * 1e-9}});
+    const double seconds = static_cast<double>(NowNs() - m_nFirst) * 1e-9;
+    Values values{{"bytes", static_cast<double>(spec.frameLen) * (spec.frames - 1)}, {"seconds", seconds}};
+    if (spec.delays) values["frames/s"] = (spec.frames - 1) / seconds;
+    m_delays.Report(values);
+    m_side.Finish(values);
     return false;
 }
 

@@ -1,6 +1,7 @@
 // The frames of a bulk run: marked so that the receiver knows each one, whole and in its place.
 #pragma once
 
+#include "bench/harness/delays.h"
 #include "bench/harness/side.h"
 
 #include <cstdint>
@@ -14,7 +15,7 @@ class CFrameSource {
 public:
     CFrameSource(uint32_t frames, uint32_t frameLen) : m_nFrames(frames), m_frame(frameLen, 'x') {}
 
-    /// Marks the buffer as the next frame; false after the last.
+    /// Marks the buffer as the next frame, and with the time; false after the last.
     bool Next();
     const char* Data() const { return m_frame.data(); }
     int Length() const { return static_cast<int>(m_frame.size()); }
@@ -58,6 +59,7 @@ public:
 private:
     CSide& m_side;
     CFrameCheck m_check;
+    CDelays m_delays;
     int64_t m_nFirst = 0;
     bool m_bFailed = false;
 };

@@ -35,12 +35,10 @@ bool CPinger::OnReply(const char* data, int length) {
 }
 
 void CPinger::Report() {
-    m_side.Finish({{"round_trips", static_cast<double>(m_times.size())},
-                   {"seconds", static_cast<double>(NowNs() - m_nFirst) * 1e-9},
-                   {"p50_us", Percentile(m_times, 50)},
-                   {"p90_us", Percentile(m_times, 90)},
-                   {"p99_us", Percentile(m_times, 99)},
-                   {"max_us", Percentile(m_times, 100)}});
+    Values values{{"round_trips", static_cast<double>(m_times.size())},
+                  {"seconds", static_cast<double>(NowNs() - m_nFirst) * 1e-9}};
+    AddTail(values, "", m_times);
+    m_side.Finish(values);
 }
 
 }  // namespace bench

@@ -37,6 +37,7 @@ private:
     CChild& Side(Role role) { return *m_children[role == Role::Sender ? 0 : 1]; }
     void WaitFor(CChild& child, const char* event);
     void WaitForAny();
+    static void PassOn(CChild& from, std::optional<CChild>& to);
     void StopSides();
     Values Collect(const CDriver& driver);
     std::optional<CChild>& Slot(Role role) { return m_children[role == Role::Sender ? 0 : 1]; }
@@ -110,8 +111,16 @@ void CRun::WaitForAny() {
             child.Process().WaitForEnd(kGoodbyeMs);
             throw std::runtime_error(std::string(child.Name()) + " left early, " + child.Process().Complaint());
         }
+        PassOn(child, m_children[1 - i]);
     }
     if (m_server && m_server->Process().WaitForEnd(0)) throw std::runtime_error("the relay server ended");
+}
+
+/// What one side tells the other.
+void CRun::PassOn(CChild& from, std::optional<CChild>& to) {
+    json told = from.Take("told");
+    if (told.is_null() || !to) return;
+    to->Pass({{"do", "hear"}, {"step", told["step"]}, {"number", told["number"]}});
 }
 
 Values CRun::Collect(const CDriver& driver) {
@@ -125,12 +134,15 @@ Values CRun::Collect(const CDriver& driver) {
     }
     other.Tell("stop");
     WaitFor(other, "stopped");
+    values.merge(other.Event("stopped").at("values").get<Values>());
     for (const auto& [child, event] : {std::pair{&measuring, "finished"}, std::pair{&other, "stopped"}}) {
         const double its = child->Event(event).at("cpu").get<double>();
         values[std::string(child->Name()) + "_cpu_s"] = its;
         cpu += its;
     }
     values["cpu_s"] = cpu;
+    if (values.count("datagrams"))
+        values["cpu_us_per_datagram"] = kMega * (cpu - values["receiver_cpu_s"]) / values["datagrams"];
     if (values.count("bytes")) {
         values["MB/s"] = values["bytes"] / kMega / values["seconds"];
         values["cpu_s_per_GB"] = cpu / (values["bytes"] / kGiga);

@@ -28,12 +28,31 @@ void CSide::Finish(const Values& values) {
 
 void CSide::Fail(const std::string& why) { m_control.Send({{"event", "failed"}, {"why", why}}); }
 
-bool CSide::Stopped(int waitMs) {
-    if (!m_bStopped && m_control.Receive(waitMs)) {
-        m_bStopped = true;
-        m_control.Send({{"event", "stopped"}, {"cpu", CpuSeconds() - m_dCpuAtStart}});
+void CSide::Tell(uint64_t step, double number) {
+    m_control.Send({{"event", "told"}, {"step", step}, {"number", number}});
+}
+
+bool CSide::Hear(uint64_t step, int waitMs) {
+    const int64_t deadline = NowNs() + waitMs * kNsPerMs;
+    while (m_nHeard < step) {
+        const int64_t left = deadline - NowNs();
+        if (left <= 0 || Stopped(static_cast<int>(left / kNsPerMs) + 1)) return false;
     }
-    return m_bStopped;
+    return true;
+}
+
+bool CSide::Stopped(int waitMs) {
+    if (m_bStopped) return true;
+    const auto message = m_control.Receive(waitMs);
+    if (!message) return false;
+    if (message->is_object() && message->value("do", "") == "hear") {
+        m_nHeard = message->at("step").get<uint64_t>();
+        m_dHeard = message->at("number").get<double>();
+        return false;
+    }
+    m_bStopped = true;
+    m_control.Send({{"event", "stopped"}, {"values", m_added}, {"cpu", CpuSeconds() - m_dCpuAtStart}});
+    return true;
 }
 
 }  // namespace bench

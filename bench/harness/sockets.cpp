@@ -2,10 +2,17 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/udp.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
+
+#ifndef UDP_GRO
+#define UDP_GRO 104
+#endif
 
 namespace bench {
 
@@ -61,6 +68,8 @@ void CSocket::RaiseBuffers() {
     Set(SOL_SOCKET, SO_SNDBUF, kBufferBytes);
 }
 
+void CSocket::CoalesceReceived() { Set(SOL_UDP, UDP_GRO, 1); }
+
 void CSocket::SendAll(const void* data, size_t length) {
     const char* cursor = static_cast<const char*>(data);
     while (length > 0) {
@@ -83,6 +92,26 @@ bool CSocket::ReceiveAll(void* data, size_t length) {
         length -= static_cast<size_t>(got);
     }
     return true;
+}
+
+size_t ReceiveRun(int fd, char* buffer, size_t room, size_t& segment) {
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    iovec part{buffer, room};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    const ssize_t got = recvmsg(fd, &message, MSG_DONTWAIT);
+    if (got <= 0) return 0;
+    segment = static_cast<size_t>(got);
+    for (cmsghdr* note = CMSG_FIRSTHDR(&message); note; note = CMSG_NXTHDR(&message, note)) {
+        if (note->cmsg_level != SOL_UDP || note->cmsg_type != UDP_GRO) continue;
+        int size = 0;
+        std::memcpy(&size, CMSG_DATA(note), sizeof size);
+        segment = static_cast<size_t>(size);
+    }
+    return static_cast<size_t>(got);
 }
 
 }  // namespace bench

@@ -33,6 +33,8 @@ public:
     CSocket Accept();
     void Set(int level, int option, int value);
     void RaiseBuffers();
+    /// Lets the kernel hand datagrams over many at once, for ReceiveRun.
+    void CoalesceReceived();
 
     void SendAll(const void* data, size_t length);
     /// False at the end of the stream.
@@ -44,5 +46,8 @@ private:
     CSocket(Adopt, int fd) : m_nFd(fd) {}
     int m_nFd;
 };
+
+/// What the kernel hands over as one without waiting: datagrams of one size, the last perhaps shorter. 0: nothing.
+size_t ReceiveRun(int fd, char* buffer, size_t room, size_t& segment);
 
 }  // namespace bench

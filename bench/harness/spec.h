@@ -19,8 +19,13 @@ struct RunSpec {
     uint32_t roundTrips = 12000;
     uint32_t sinks = 1000;
     uint32_t idleSeconds = 10;
+    bool delays = false;         // of a bulk run: measure how long each frame took
+    uint32_t burstFrames = 400;  // of a fan-out run, as fast as they go
+    uint32_t pacedFrames = 150;  // of a run or a part of one that keeps the pace of its medium
+    uint32_t pictures = 1000;    // of a desktop run
 };
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds,
+                                   delays, burstFrames, pacedFrames, pictures)
 
 /// Named numbers: "MB/s", "cpu_s_per_GB", "p50_us" ...
 using Values = std::map<std::string, double>;

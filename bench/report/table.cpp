@@ -59,7 +59,7 @@ void PrintWith(std::ostream& out, const std::vector<CCase>& cases, const Measure
 
 Line BulkColumns(const CMeasured& m) {
     return {Number(m.Median("MB/s"), 0), Number(m.Least("MB/s"), 0) + "-" + Number(m.Most("MB/s"), 0),
-            Number(m.Median("cpu_s_per_GB"), 2)};
+            Number(m.Median("cpu_s_per_GB"), 2), m.Has("frames/s") ? Number(m.Median("frames/s"), 0) : ""};
 }
 
 Line RoundTripColumns(const CMeasured& m) {
@@ -71,13 +71,35 @@ Line IdleColumns(const CMeasured& m) {
     return {Number(m.Median("sinks"), 0), Number(m.Median("core_percent"), 3), Number(m.Median("grown_MiB"), 2)};
 }
 
+Line FanOutColumns(const CMeasured& m) {
+    return {Number(m.Median("sinks"), 0), Number(m.Median("datagrams/s") / 1000, 0),
+            Number(m.Least("datagrams/s") / 1000, 0) + "-" + Number(m.Most("datagrams/s") / 1000, 0),
+            Number(m.Median("cpu_us_per_datagram"), 2)};
+}
+
+Line VideoColumns(const CMeasured& m) {
+    return {Number(m.Median("sinks"), 0), Number(m.Median("frames/s"), 1), Number(m.Median("cpu_us_per_frame"), 0),
+            Number(m.Median("cpu_exponent"), 2), Number(m.Median("KiB_per_sink"), 1)};
+}
+
+Line DelayColumns(const CMeasured& m) {
+    return {Number(m.Median("delay_p50_us"), 0), Number(m.Median("delay_p90_us"), 0),
+            Number(m.Median("delay_p99_us"), 0), Number(m.Median("delay_max_us"), 0)};
+}
+
 }  // namespace
 
 void PrintMeasurements(std::ostream& out, const std::vector<CCase>& cases, const Measurements& measurements) {
-    PrintWith(out, cases, measurements, "MB/s", {"bulk", "MB/s", "spread", "CPU s/GB", ""}, BulkColumns);
+    PrintWith(out, cases, measurements, "MB/s", {"bulk", "MB/s", "spread", "CPU s/GB", "frames/s", ""}, BulkColumns);
     PrintWith(out, cases, measurements, "p50_us", {"round trip", "p50 us", "p90 us", "p99 us", "max us", ""},
               RoundTripColumns);
     PrintWith(out, cases, measurements, "core_percent", {"idle", "sinks", "% of a core", "MiB more", ""}, IdleColumns);
+    PrintWith(out, cases, measurements, "datagrams/s", {"audio", "sinks", "1000/s", "spread", "CPU us each", ""},
+              FanOutColumns);
+    PrintWith(out, cases, measurements, "cpu_exponent",
+              {"video", "sinks", "frames/s", "CPU us/frame", "exponent", "KiB/sink", ""}, VideoColumns);
+    PrintWith(out, cases, measurements, "delay_p50_us", {"delay", "p50 us", "p90 us", "p99 us", "max us", ""},
+              DelayColumns);
     for (const CCase& one : cases) {
         const auto found = measurements.find(one.id);
         if (found != measurements.end() && !found->second.Any()) out << one.id << ": " << Note(found->second) << '\n';

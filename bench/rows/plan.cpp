@@ -7,10 +7,13 @@ namespace bench {
 
 namespace {
 
+constexpr uint32_t kPicture = 200 * 1024;  // a screen of 1920 by 1080 as JPEG
+
 struct Needs {
     std::vector<const char*> drivers;
-    bool settings = true;  // one core and free; otherwise free only
-    bool log = false;      // once more with the log on
+    bool settings = true;   // one core and free; otherwise free only
+    bool log = false;       // once more with the log on
+    uint32_t frameLen = 0;  // frames of that length, as many as there are pictures, and how long each took
 };
 
 const std::map<std::string, Needs>& AllNeeds() {
@@ -21,6 +24,9 @@ const std::map<std::string, Needs>& AllNeeds() {
         {"tcp", {{"lumo-tcp", "tcp"}}},
         {"idle", {{"lumo-idle"}, false}},
         {"log", {{"lumo"}, true, true}},
+        {"audio", {{"audio-sendto", "audio-sendmmsg", "lumo-audio", "lumo-audio-relay"}}},
+        {"video", {{"lumo-video", "lumo-video-stream", "lumo-video-relay"}, false}},
+        {"desktop", {{"lumo-desktop", "lumo-desktop-tcp", "tcp-pictures"}, true, false, kPicture}},
     };
     return needs;
 }
@@ -28,7 +34,8 @@ const std::map<std::string, Needs>& AllNeeds() {
 }  // namespace
 
 const std::vector<std::string>& RowNames() {
-    static const std::vector<std::string> names = {"bulk", "relay", "round-trip", "tcp", "log", "idle"};
+    static const std::vector<std::string> names = {"bulk", "relay", "round-trip", "tcp",    "log",
+                                                   "idle", "audio", "video",      "desktop"};
     return names;
 }
 
@@ -38,13 +45,18 @@ std::string CaseID(const std::string& driver, bool oneCore, bool logOn) {
 
 std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec& base) {
     std::vector<CCase> cases;
-    const auto add = [&](const char* driver, bool oneCore, bool logOn) {
+    const auto add = [&](const Needs& needs, const char* driver, bool oneCore, bool logOn) {
         const std::string id = CaseID(driver, oneCore, logOn);
         if (std::any_of(cases.begin(), cases.end(), [&](const CCase& other) { return other.id == id; })) return;
         CCase added{id, base};
         added.spec.driver = driver;
         added.spec.oneCore = oneCore;
         added.spec.logOn = logOn;
+        if (needs.frameLen > 0) {
+            added.spec.delays = true;
+            added.spec.frameLen = needs.frameLen;
+            added.spec.frames = base.pictures;
+        }
         cases.push_back(added);
     };
     for (const std::string& row : rows) {
@@ -52,8 +64,8 @@ std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec
         for (const char* driver : needs.drivers)
             for (const bool oneCore : {true, false}) {
                 if (oneCore && !needs.settings) continue;
-                add(driver, oneCore, false);
-                if (needs.log) add(driver, oneCore, true);
+                add(needs, driver, oneCore, false);
+                if (needs.log) add(needs, driver, oneCore, true);
             }
     }
     return cases;

@@ -14,7 +14,7 @@ struct CCase {
     RunSpec spec;
 };
 
-/// The rows one may ask for: "bulk", "relay", "round-trip", "tcp", "idle", "log".
+/// The rows one may ask for: "bulk", "relay" and so on.
 const std::vector<std::string>& RowNames();
 
 /// What the rows need, each case once. `base` gives the amounts.

@@ -21,12 +21,23 @@ std::vector<CTarget> MakeTargets() {
         ratio("round-trip", oneCore, "p50_us", "lumo-ping", "enet-ping", false, 1, "median against ENet");
         ratio("round-trip", oneCore, "p99_us", "lumo-ping", "enet-ping", false, 1.3, "99th percentile against ENet");
         ratio("tcp", oneCore, "MB/s", "lumo-tcp", "tcp", true, 0.6, "TCP sinks against plain framed TCP");
+        for (const char* audio : {"lumo-audio", "lumo-audio-relay"}) {
+            ratio("audio", oneCore, "datagrams/s", audio, "audio-sendto", true, 1.8,
+                  "datagrams a second against sendto");
+            ratio("audio", oneCore, "datagrams/s", audio, "audio-sendmmsg", true, 0.9,
+                  "datagrams a second against sendmmsg");
+        }
+        ratio("desktop", oneCore, "MB/s", "lumo-desktop-tcp", "tcp-pictures", true, 0.6,
+              "pictures over TCP against plain framed TCP");
         all.push_back({"log", "rate with the log on against off", "MB/s", CaseID("lumo", oneCore, true),
                        CaseID("lumo", oneCore), true, 0.1});
     }
     const std::string idle = CaseID("lumo-idle", false);
     all.push_back({"idle", "percent of a core", "core_percent", idle, "", false, 0.5});
     all.push_back({"idle", "MiB more resident", "grown_MiB", idle, "", false, 16});
+    const std::string video = CaseID("lumo-video", false);
+    all.push_back({"video", "frames a second carried to each sink", "frames/s", video, "", true, 29.7});
+    all.push_back({"video", "exponent of processor time over sinks", "cpu_exponent", video, "", false, 1.1});
     std::stable_sort(all.begin(), all.end(), [](const CTarget& a, const CTarget& b) {
         const auto place = [](const CTarget& target) {
             return std::find(RowNames().begin(), RowNames().end(), target.row) - RowNames().begin();

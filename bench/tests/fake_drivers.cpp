@@ -69,6 +69,32 @@ void CrashLate(CSide& side) {
     raise(SIGABRT);
 }
 
+/// Each side waits for the other's steps; this one then waits for a step that never comes.
+void TellSteps(CSide& side) {
+    side.Listening(1234);
+    side.Connected();
+    side.Add({{"added", 7}, {"heard", 0}});
+    for (uint64_t step = 1; step <= 3; ++step) {
+        side.Tell(step, 0.5);
+        if (!side.Hear(step, 5000)) side.Fail("step " + std::to_string(step) + " was not answered");
+    }
+    if (side.Hear(99, 60000)) side.Fail("heard what nobody told");
+    side.WaitForStop();
+}
+
+void AnswerSteps(CSide& side) {
+    side.Connected();
+    double heard = 0;
+    for (uint64_t step = 1; step <= 3; ++step) {
+        if (!side.Hear(step, 5000) || side.HeardStep() != step) side.Fail("a step is missing");
+        heard += side.HeardNumber();
+        side.Tell(step);
+    }
+    const double late = side.Hear(4, 20) ? 1 : 0;
+    side.Finish({{"heard", heard}, {"late", late}, {"datagrams", 1000}});
+    side.WaitForStop();
+}
+
 /// Tells its process ID in a file and then ignores everybody.
 void Hang(CSide& side) {
     std::ofstream(std::getenv("LUMO_BENCH_TEST_FILE")) << getpid();
@@ -89,6 +115,7 @@ const std::vector<CDriver>& Drivers() {
         Receiving("good", ReceiveAll),
         Receiving("doubling", ReceiveOneTwice),
         Receiving("crashing", Crash),
+        {"steps", Role::Receiver, Listener::Sender, TellSteps, AnswerSteps, NoSettings},
         Receiving("throwing", Throw),
         Receiving("crashing late", CrashLate),
         Receiving("hanging", Hang),

@@ -52,6 +52,21 @@ TEST(BenchStats, MiddleAndTail) {
     EXPECT_EQ(Percentile({7}, 99), 7);
 }
 
+TEST(BenchStats, TailsHaveNames) {
+    Values values;
+    AddTail(values, "x_", {4, 1, 3, 2});
+    EXPECT_EQ(values, (Values{{"x_p50_us", 2}, {"x_p90_us", 4}, {"x_p99_us", 4}, {"x_max_us", 4}}));
+}
+
+TEST(BenchStats, ExponentIsTheSlopeOfGrowth) {
+    EXPECT_NEAR(Exponent({{10, 7}, {100, 70}, {1000, 700}}), 1, 1e-9);
+    EXPECT_NEAR(Exponent({{10, 1}, {100, 100}, {1000, 10000}}), 2, 1e-9);
+    EXPECT_NEAR(Exponent({{10, 5}, {100, 5}}), 0, 1e-9);
+    EXPECT_NEAR(Exponent({{10, 10}, {100, 1000}, {1000, 1000}}), 1, 1e-9) << "between what the points say";
+    EXPECT_EQ(Exponent({{10, 5}}), 0) << "one point grows nowhere";
+    EXPECT_EQ(Exponent({}), 0);
+}
+
 TEST(BenchTargets, EveryTargetNamesPlannedCasesAndIsPartOfARow) {
     const Measurements all = Everything(1);
     for (const CTarget& target : Targets()) {
@@ -81,6 +96,20 @@ TEST(BenchTargets, BothSidesOfALimit) {
         Set(all, lumo, row.value, row.of);
         Set(all, enet, row.value, row.against);
         EXPECT_EQ(Find(Judge({"bulk"}, all), lumo, enet, row.value).verdict, row.verdict) << row.value << row.of;
+    }
+    const std::string video = CaseID("lumo-video", false);
+    const struct {
+        const char* value;
+        double figure;
+        Verdict verdict;
+    } videoRows[] = {{"cpu_exponent", 1.1, Verdict::Met},
+                     {"cpu_exponent", 1.11, Verdict::Missed},
+                     {"frames/s", 29.7, Verdict::Met},
+                     {"frames/s", 29.6, Verdict::Missed}};
+    for (const auto& row : videoRows) {
+        Measurements all = Everything(1);
+        Set(all, video, row.value, row.figure);
+        EXPECT_EQ(Find(Judge({"video"}, all), video, "", row.value).verdict, row.verdict) << row.value << row.figure;
     }
     Measurements all = Everything(1);
     Set(all, idle, "grown_MiB", 16);
@@ -119,6 +148,20 @@ TEST(BenchTargets, FailedRunsAreNeverHidden) {
     EXPECT_NE(DrawBulk(all, "").find(">failed<"), std::string::npos);
 }
 
+TEST(BenchReport, EveryRowOfTheMediaIsPrinted) {
+    const std::vector<std::string> rows{"audio", "video", "desktop"};
+    const std::vector<CCase> cases = PlanCases(rows, {});
+    Measurements all = Everything(1);
+    all.at(CaseID("lumo-audio", true)).runs = {Good({{"datagrams/s", 512345}, {"delay_p99_us", 777}})};
+    all.at(CaseID("lumo-video", false)).runs = {Good({{"cpu_exponent", 0.97}, {"KiB_per_sink", 12.3}})};
+    all.at(CaseID("lumo-desktop", false)).runs = {Good({{"MB/s", 400}, {"frames/s", 1954}, {"delay_p50_us", 888}})};
+    std::ostringstream text;
+    PrintMeasurements(text, cases, all);
+    for (const char* part : {"512", "0.97", "12.3", "1954", "888"})
+        EXPECT_NE(text.str().find(part), std::string::npos) << part << '\n' << text.str();
+    EXPECT_EQ(text.str().find("777"), std::string::npos) << "no tail without a middle";
+}
+
 TEST(BenchPicture, BarsAreAsLongAsTheFiguresAreLarge) {
     Measurements all = Everything(1);
     for (const char* driver : {"lumo", "enet"})
@@ -135,6 +178,17 @@ TEST(BenchPicture, BarsAreAsLongAsTheFiguresAreLarge) {
     ASSERT_GE(widths.size(), 4U);
     EXPECT_EQ(widths.count(*widths.rbegin()), 2U);
     EXPECT_NE(widths.find(*widths.rbegin() / 4), widths.end());
+}
+
+TEST(BenchPlan, PicturesAreFramesOfTheirSizeAndNumber) {
+    RunSpec base;
+    base.pictures = 77;
+    for (const CCase& one : PlanCases({"desktop"}, base)) {
+        EXPECT_EQ(one.spec.frames, 77U) << one.id;
+        EXPECT_EQ(one.spec.frameLen, 200U * 1024) << one.id;
+        EXPECT_TRUE(one.spec.delays) << one.id;
+    }
+    for (const CCase& one : PlanCases({"bulk"}, base)) EXPECT_EQ(one.spec.frames, base.frames) << one.id;
 }
 
 TEST(BenchPlan, ARowAsksForWhatItsTargetsCompareAndNoCaseTwice) {

@@ -1,6 +1,7 @@
 #include "bench/harness/run.h"
 
 #include "bench/harness/frames.h"
+#include "bench/harness/video_frames.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -36,6 +37,26 @@ TEST(BenchRun, BringsTheNumbersOfBothProcesses) {
     ASSERT_TRUE(ping.ok) << ping.why;
     EXPECT_EQ(ping.values.at("round_trips"), 200);
     EXPECT_LE(ping.values.at("p50_us"), ping.values.at("p99_us"));
+}
+
+TEST(BenchRun, SidesTellEachOtherStepsAndBothBringNumbers) {
+    const RunResult result = bench::Run(SpecOf("steps"), {});
+    ASSERT_TRUE(result.ok) << result.why;
+    EXPECT_EQ(result.values.at("heard"), 1.5) << "what the finishing side says goes before";
+    EXPECT_EQ(result.values.at("late"), 0);
+    EXPECT_EQ(result.values.at("added"), 7);
+    EXPECT_DOUBLE_EQ(result.values.at("cpu_us_per_datagram"), 1e6 * result.values.at("sender_cpu_s") / 1000);
+}
+
+TEST(BenchRun, ABulkTellsHowLongFramesTookWhereThatIsAsked) {
+    RunSpec spec = SpecOf("good");
+    EXPECT_EQ(bench::Run(spec, {}).values.count("delay_p50_us"), 0U);
+    spec.delays = true;
+    const RunResult result = bench::Run(spec, {});
+    ASSERT_TRUE(result.ok) << result.why;
+    EXPECT_GE(result.values.at("delay_p50_us"), 0);
+    EXPECT_LE(result.values.at("delay_p50_us"), result.values.at("delay_max_us"));
+    EXPECT_DOUBLE_EQ(result.values.at("frames/s"), 49 / result.values.at("seconds"));
 }
 
 TEST(BenchRun, WhateverGoesWrongIsAFailedRunThatSaysWhy) {
@@ -95,6 +116,36 @@ TEST(BenchFrames, OneWrongByteInAnyPacketOfAFrameIsSeen) {
     EXPECT_TRUE(check.Take(second.data(), kLen));
     EXPECT_TRUE(check.Done());
     EXPECT_FALSE(check.Take(second.data(), kLen)) << "more than were sent";
+}
+
+TEST(BenchFrames, VideoSaysWhichOfItsFramesStandAlone) {
+    CVideoFrames frames = SmallVideoFrames();
+    std::vector<uint32_t> keys;
+    for (uint32_t number = 1; number <= 2 * kKeyEvery; ++number) {
+        const int64_t before = NowNs();
+        char* frame = frames.Next();
+        const FrameStamp stamp = frames.Check(frame, frames.Length());
+        EXPECT_EQ(stamp.number, number);
+        EXPECT_GE(stamp.sentNs, before);
+        if (frame[0] != 0) keys.push_back(number);
+        EXPECT_EQ(frames.Length(), frame[0] != 0 ? 40960 : 4096);
+        frame[1] = 1;  // the library's
+        EXPECT_NO_THROW(frames.Check(frame, frames.Length()));
+        EXPECT_THROW(frames.Check(frame, frames.Length() - 1), std::runtime_error);
+        EXPECT_THROW(frames.Check(frame, 5), std::runtime_error);
+        frame[0] = frame[0] != 0 ? 0 : 1;
+        EXPECT_THROW(frames.Check(frame, frames.Length()), std::runtime_error);
+    }
+    EXPECT_EQ(keys, (std::vector<uint32_t>{1, 1 + kKeyEvery}));
+}
+
+TEST(BenchFrames, APaceIsKept) {
+    CVideoFrames frames = StreamVideoFrames();
+    const int64_t start = NowNs();
+    uint32_t sent = 0;
+    SendPaced(frames, 4, [&](const char*, int length) { sent += static_cast<uint32_t>(length); });
+    EXPECT_GE(NowNs() - start, 3 * kVideoPaceNs);
+    EXPECT_EQ(sent, 4 * 33333U);
 }
 
 }  // namespace

@@ -16,9 +16,6 @@
 #ifndef UDP_SEGMENT
 #define UDP_SEGMENT 103
 #endif
-#ifndef UDP_GRO
-#define UDP_GRO 104
-#endif
 
 namespace bench {
 
@@ -138,7 +135,7 @@ void ReceiveMany(CSide& side) {
 
 void ReceiveCoalesced(CSide& side) {
     CSocket socket = ReceivingSocket(side);
-    socket.Set(SOL_UDP, UDP_GRO, 1);
+    socket.CoalesceReceived();
     std::vector<char> buffer(65536);
     CountDatagrams(side, socket, [&] {
         const ssize_t got = recv(socket.Fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);

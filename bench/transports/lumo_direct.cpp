@@ -1,6 +1,6 @@
 // The library from process to process: a file channel's UDP sink and a receiver, each behind its own local MCU.
 #include "bench/harness/ping.h"
-#include "bench/transports/lumo_node.h"
+#include "bench/transports/lumo_receiver.h"
 #include "bench/transports/transports.h"
 
 namespace bench {

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <fstream>
 #include <set>
 #include <stdexcept>
 
@@ -21,14 +20,6 @@ namespace {
 constexpr int kKeepAliveMs = 12000;  // each subscriber's, when it is polled once a second
 constexpr uint32_t kFirstReceiverID = 1000;
 constexpr uint32_t kRequestsAtOnce = 50;
-
-double ResidentBytes() {
-    std::ifstream statm("/proc/self/statm");
-    double total = 0;
-    double resident = 0;
-    statm >> total >> resident;
-    return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 
 void Publish(CSide& side) {
     CLumoNode node;

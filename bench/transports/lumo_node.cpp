@@ -11,8 +11,6 @@ namespace bench {
 namespace {
 
 constexpr unsigned kPaceMicroseconds = 250;
-constexpr int kPollMs = 1000;
-constexpr int kAskAgainMs = 100;
 
 class CBenchChannel : public CFileChannel {
 public:
@@ -27,25 +25,21 @@ private:
 
 }  // namespace
 
-CLumoNode::CLumoNode(FrameHandler onUpstream) : m_pPeers(CreateP2P(*this)), m_pManager(CreateLocalMcuMgr(0)) {
+CLumoHost::CLumoHost() : m_pPeers(CreateP2P(*this)), m_pManager(CreateLocalMcuMgr(0)) {
     if (!m_pPeers || !m_pManager) throw std::runtime_error("no local MCU");
-    m_pChannel = std::make_unique<CBenchChannel>(std::move(onUpstream));
-    m_pChannel->Connect();
 }
 
-CLumoNode::~CLumoNode() {
-    m_pChannel->ReleaseConnections();
-    m_pChannel.reset();
+CLumoHost::~CLumoHost() {
     m_pManager->ReleaseConnections();
     m_pPeers->ReleaseConnections();
 }
 
-void CLumoNode::OnP2PNotifyGetP2PItem(P2PItem& item) {
+void CLumoHost::OnP2PNotifyGetP2PItem(P2PItem& item) {
     item.ulLocalIP = item.ulNATIP = kLoopback;
     item.usLocalUDPPort = item.usNATUDPPort = Port();
 }
 
-void CLumoNode::AnnouncePublisher(uint16_t port) {
+void CLumoHost::AnnouncePublisher(uint16_t port) {
     CCmdPacket announced;
     announced.SetFromUID(kUser);
     announced.PutAttrib("p2ptype", "P2P_FETCH_ACK");
@@ -54,21 +48,40 @@ void CLumoNode::AnnouncePublisher(uint16_t port) {
     m_pPeers->OnReceivedP2PCmd(announced);
 }
 
-void CLumoNode::WaitForSinks(uint32_t count) {
-    for (int waited = 0; m_pChannel->GetFileSinkCount() < count; ++waited) {
-        if (waited > kConnectMs) throw std::runtime_error("subscribers are missing");
+void WaitFor(const char* what, const std::function<bool()>& done) {
+    for (int waited = 0; !done(); ++waited) {
+        if (waited > kConnectMs) throw std::runtime_error(std::string(what) + " is missing");
         usleep(1000);
     }
 }
 
-void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received) {
+void SendFrames(CSide& side, const std::function<bool(uint32_t made)>& ready,
+                const std::function<void(const char* data, int length)>& send) {
     CFrameSource source(side.Spec().frames, side.Spec().frameLen);
-    while (source.Next()) {
-        while (m_pChannel->GetBufferingFrameCount() >= kFramesQueued ||
-               (received && source.Made() > received() + ahead))
-            usleep(kPaceMicroseconds);
-        m_pChannel->OnFileChannelData(source.Data(), source.Length());
+    for (bool more = true; more;) {
+        while (!ready(source.Made())) usleep(kPaceMicroseconds);
+        more = source.Next();
+        if (more) send(source.Data(), source.Length());
     }
+}
+
+CLumoNode::CLumoNode(FrameHandler onUpstream) : m_pChannel(std::make_unique<CBenchChannel>(std::move(onUpstream))) {
+    m_pChannel->Connect();
+}
+
+CLumoNode::~CLumoNode() { m_pChannel->ReleaseConnections(); }
+
+void CLumoNode::WaitForSinks(uint32_t count) {
+    WaitFor("a subscriber", [&] { return m_pChannel->GetFileSinkCount() >= count; });
+}
+
+void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received) {
+    SendFrames(
+        side,
+        [&](uint32_t made) {
+            return m_pChannel->GetBufferingFrameCount() < kFramesQueued && (!received || made < received() + ahead);
+        },
+        [&](const char* data, int length) { m_pChannel->OnFileChannelData(data, length); });
 }
 
 void PublishBulk(CSide& side) {
@@ -78,35 +91,6 @@ void PublishBulk(CSide& side) {
     side.Connected();
     node.SendBulk(side);
     side.WaitForStop();
-}
-
-CLumoReceiver::~CLumoReceiver() {
-    if (m_pReceiver) m_pReceiver->ReleaseConnections();
-}
-
-void CLumoReceiver::ConnectToPublisher(CLumoNode& node, uint16_t port) {
-    node.AnnouncePublisher(port);
-    m_pReceiver = CreateFileReceiverP2P(*this, kChannelID, CLumoNode::kUser);
-    if (!m_pReceiver) throw std::runtime_error("no receiver");
-    WaitUntilConnected([&] { m_pReceiver->IsDisconnected(); });
-}
-
-void CLumoReceiver::ConnectToServer(uint16_t port) {
-    m_pReceiver = CreateFileReceiverUDP(*this, kChannelID, kLoopback, 0, 0, port, 0, 0, 0, 0, true);
-    if (!m_pReceiver) throw std::runtime_error("no receiver");
-    WaitUntilConnected([&] { m_pReceiver->IsDisconnected(); });
-}
-
-void CLumoReceiver::WaitUntilConnected(const std::function<void()>& ask) {
-    for (int waited = 0; waited < kConnectMs; waited += kAskAgainMs) {
-        ask();
-        if (m_connected.WaitFor(kAskAgainMs)) return;
-    }
-    throw std::runtime_error("the subscription was not answered");
-}
-
-void CLumoReceiver::PollUntilStopped(CSide& side) {
-    while (!side.Stopped(kPollMs)) m_pReceiver->IsDisconnected();
 }
 
 nlohmann::json LumoSettings(const char* path) {

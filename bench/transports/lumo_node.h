@@ -4,7 +4,6 @@
 #include "bench/harness/driver.h"
 #include "bench/harness/frames.h"
 #include "lumomedia/lumomedia.h"
-#include "platform/lumobase/event.h"
 
 #include <cstdint>
 #include <functional>
@@ -18,24 +17,18 @@ inline constexpr int kConnectMs = 10000;
 
 using FrameHandler = std::function<void(const char* data, int length)>;
 
-/// This process's local MCU with one connected channel, and the peer-to-peer manager that direct receivers need.
-class CLumoNode : private IP2PNotify {
+/// This process's local MCU, and the peer-to-peer manager that direct receivers need.
+class CLumoHost : private IP2PNotify {
 public:
-    /// `onUpstream` gets what subscribers send, on a thread of the library.
-    explicit CLumoNode(FrameHandler onUpstream = nullptr);
-    ~CLumoNode() override;
-    CLumoNode(const CLumoNode&) = delete;
-    CLumoNode& operator=(const CLumoNode&) = delete;
+    CLumoHost();
+    ~CLumoHost() override;
+    CLumoHost(const CLumoHost&) = delete;
+    CLumoHost& operator=(const CLumoHost&) = delete;
 
     /// As if the publisher had announced itself: a process on loopback at that port.
     void AnnouncePublisher(uint16_t port);
 
     uint16_t Port() const { return m_pManager->GetLocalPort(); }
-    CFileChannel& Channel() { return *m_pChannel; }
-    /// Throws when they do not come in time.
-    void WaitForSinks(uint32_t count);
-    /// The whole bulk, as fast as the channel takes it, at most `ahead` frames before `received()` (0: no matter).
-    void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr);
 
     static constexpr uint32_t kUser = 1;  // every process's: nobody asks who is who
 
@@ -47,35 +40,33 @@ private:
 
     IP2P* m_pPeers;  // before the local MCU, and after it
     ILocalMcuMgr* m_pManager;
+};
+
+/// The same with one connected file channel.
+class CLumoNode : public CLumoHost {
+public:
+    /// `onUpstream` gets what subscribers send, on a thread of the library.
+    explicit CLumoNode(FrameHandler onUpstream = nullptr);
+    ~CLumoNode() override;
+
+    CFileChannel& Channel() { return *m_pChannel; }
+    /// Throws when they do not come in time.
+    void WaitForSinks(uint32_t count);
+    /// The whole bulk, as fast as the channel takes it, at most `ahead` frames before `received()` (0: no matter).
+    void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr);
+
+private:
     std::unique_ptr<CFileChannel> m_pChannel;
 };
 
+/// Waits for something that the library brings about; throws when it does not.
+void WaitFor(const char* what, const std::function<bool()>& done);
+/// The frames of a bulk, each as soon as `ready` lets it.
+void SendFrames(CSide& side, const std::function<bool(uint32_t made)>& ready,
+                const std::function<void(const char* data, int length)>& send);
+
 /// The publishing side of a bulk: one subscriber comes to this process's own local MCU.
 void PublishBulk(CSide& side);
-
-/// A subscription to the channel, as an application holds one.
-class CLumoReceiver : private IFileReceiverNotify {
-public:
-    explicit CLumoReceiver(FrameHandler onFrame) : m_onFrame(std::move(onFrame)) {}
-    ~CLumoReceiver() override;
-    CLumoReceiver(const CLumoReceiver&) = delete;
-    CLumoReceiver& operator=(const CLumoReceiver&) = delete;
-
-    /// At the publisher's own local MCU, by the way that this process's node finds.
-    void ConnectToPublisher(CLumoNode& node, uint16_t port);
-    void ConnectToServer(uint16_t port);
-    /// Polls as applications shall until the run is over.
-    void PollUntilStopped(CSide& side);
-
-private:
-    void OnFileReceiverNotifyData(const char* data, int length) override { m_onFrame(data, length); }
-    void OnFileReceiverNotifyConnected(unsigned long) override { m_connected.Signal(); }
-    void WaitUntilConnected(const std::function<void()>& ask);
-
-    FrameHandler m_onFrame;
-    IFileReceiver* m_pReceiver = nullptr;
-    CEvent m_connected;
-};
 
 /// Version and what is the same for all of the library's drivers.
 nlohmann::json LumoSettings(const char* path);

@@ -1,11 +1,9 @@
 // The library through its relay server: two reliable hops.
-#include "bench/harness/sockets.h"
-#include "bench/transports/lumo_node.h"
+#include "bench/transports/lumo_receiver.h"
 #include "bench/transports/transports.h"
 
 #include <atomic>
 #include <cstring>
-#include <stdexcept>
 
 namespace bench {
 
@@ -13,29 +11,14 @@ namespace {
 
 constexpr uint32_t kFramesAhead = 128;  // of the receiver: 8 MiB, so that the server's queue stays small
 constexpr uint32_t kFramesPerReport = 16;
-constexpr int kPollMs = 1000;
 
-class CPublication : private IFileSenderNotify {
+class CPublication : public CLumoLink<IFileSender>, private IFileSenderNotify {
 public:
-    explicit CPublication(uint16_t port) : m_pSender(CreateFileSenderUDP(*this, kChannelID, kLoopback, 0, 0, port)) {
-        if (!m_pSender) throw std::runtime_error("no sender");
-        for (int waited = 0; !m_connected.WaitFor(kPollMs); waited += kPollMs)
-            if (m_pSender->IsDisconnected() || waited > kConnectMs)
-                throw std::runtime_error("the server did not answer");
-    }
-    ~CPublication() override { m_pSender->ReleaseConnections(); }
-    CPublication(const CPublication&) = delete;
-    CPublication& operator=(const CPublication&) = delete;
-
-    void PollUntilStopped(CSide& side) {
-        while (!side.Stopped(kPollMs)) m_pSender->IsDisconnected();
-    }
+    explicit CPublication(uint16_t port) { Hold(CreateFileSenderUDP(*this, kChannelID, kLoopback, 0, 0, port)); }
+    ~CPublication() override { Release(); }
 
 private:
-    void OnFileSenderNotifyConnected(unsigned long, bool) override { m_connected.Signal(); }
-
-    CEvent m_connected;
-    IFileSender* m_pSender;
+    void OnFileSenderNotifyConnected(unsigned long, bool) override { OnTaken(); }
 };
 
 void Publish(CSide& side) {

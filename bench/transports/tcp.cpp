@@ -139,6 +139,7 @@ nlohmann::json Settings() {
 
 std::vector<CDriver> TcpDrivers() {
     return {{"tcp", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
+            {"tcp-pictures", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
             {"tcp-ping", Role::Sender, Listener::Receiver, Ping, Echo, Settings}};
 }
 

@@ -6,6 +6,7 @@ const std::vector<CDriver>& Drivers() {
     static const std::vector<CDriver> drivers = [] {
         std::vector<CDriver> all;
         for (const auto& some : {LumoDirectDrivers(), LumoRelayDrivers(), LumoTcpDrivers(), LumoIdleDrivers(),
+                                 LumoAudioDrivers(), LumoVideoDrivers(), LumoDesktopDrivers(), AudioPlainDrivers(),
                                  EnetDrivers(), SrtDrivers(), UsrsctpDrivers(), TcpDrivers(), DatagramDrivers()})
             all.insert(all.end(), some.begin(), some.end());
         return all;

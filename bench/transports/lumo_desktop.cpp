@@ -1,0 +1,91 @@
+// The library's desktop: pictures as fast as one subscriber takes them, over UDP and TCP.
+#include "bench/transports/lumo_links.h"
+#include "bench/transports/lumo_tcp_receiver.h"
+#include "bench/transports/transports.h"
+
+namespace bench {
+
+namespace {
+
+constexpr uint32_t kPicturesQueued = 2;  // before the one under way: never idle, and no older than need be
+
+class CDesktop : public CDesktopChannel {
+public:
+    using CDesktopChannel::CDesktopChannel;
+    void OnDesktopSinkData(const void*, int) override {}
+};
+
+/// Connected, and ended with this object.
+class CBenchDesktop {
+public:
+    CBenchDesktop() { m_channel->Connect(); }
+    CDesktop* operator->() { return m_channel.operator->(); }
+
+private:
+    CLumoChannel<CDesktop> m_channel;
+};
+
+class CDesktopSubscription : public CLumoLink<IDesktopReceiver>, private IDesktopReceiverNotify {
+public:
+    explicit CDesktopSubscription(CBulkReceiver& pictures) : m_pictures(pictures) {}
+    ~CDesktopSubscription() override { Release(); }
+
+    void ConnectToPublisher(CLumoHost& host, uint16_t port) {
+        SetP2PSubscribe(true);
+        host.AnnouncePublisher(port);
+        Hold(CreateDesktopReceiverP2P(*this, kChannelID, CLumoHost::kUser));
+    }
+
+private:
+    void OnDesktopReceiverNotifyConnected(unsigned long) override { OnTaken(); }
+    void OnDesktopReceiverNotifyData(const char* data, int length) override { m_pictures.OnFrame(data, length); }
+
+    CBulkReceiver& m_pictures;
+};
+
+void Publish(CSide& side) {
+    CLumoHost host;
+    CBenchDesktop channel;
+    side.Listening(host.Port());
+    WaitFor("a watcher", [&] { return channel->GetDesktopSinkCount() > 0; });
+    side.Connected();
+    SendFrames(
+        side, [&](uint32_t) { return channel->GetBufferingFrameCount() < kPicturesQueued; },
+        [&](const char* data, int length) { channel->OnDesktopChannelData(data, length); });
+    side.WaitForStop();
+}
+
+void Watch(CSide& side) {
+    CLumoHost host;
+    CBenchDesktop channel;
+    CBulkReceiver pictures(side);
+    CDesktopSubscription subscription(pictures);
+    subscription.ConnectToPublisher(host, side.Port());
+    side.Connected();
+    subscription.PollUntilStopped(side);
+}
+
+void WatchTcp(CSide& side) {
+    CBulkReceiver pictures(side);
+    CTcpReceiver receiver(wire::TcpType::DesktopReceiver, side.Port(),
+                          [&](const char* data, int length) { pictures.OnFrame(data, length); });
+    side.Connected();
+    side.WaitForStop();
+}
+
+nlohmann::json Settings(const char* path) {
+    nlohmann::json settings = LumoSettings(path);
+    settings["frames queued by the application"] = kPicturesQueued;
+    return settings;
+}
+nlohmann::json UdpSettings() { return Settings("a channel's UDP sink to a receiver in another process"); }
+nlohmann::json TcpSettings() { return Settings("a channel's TCP sink to a client in another process"); }
+
+}  // namespace
+
+std::vector<CDriver> LumoDesktopDrivers() {
+    return {{"lumo-desktop", Role::Receiver, Listener::Sender, Publish, Watch, UdpSettings},
+            {"lumo-desktop-tcp", Role::Receiver, Listener::Sender, Publish, WatchTcp, TcpSettings}};
+}
+
+}  // namespace bench
