@@ -13,7 +13,7 @@ namespace bench {
 namespace {
 
 constexpr int kGrowMs = 30000;
-constexpr int kAnswerMs = 10000;
+constexpr int kAnswerMs = 20000;
 constexpr int64_t kQuietNs = 1000 * kNsPerMs;  // nothing for so long: the rest does not come
 constexpr int kServeMs = 5;
 
