@@ -96,6 +96,6 @@ export class Artist {
     await this.shape("l", [x + 160, y + 170], [x + 310, y + 120]);
     await this.shape("m", [x + 10, y + 214], [x + 190, y + 214]);
     await this.scribble(x + 160, y + 146);
-    await this.write([x + 16, y + 192], `Drawn by ${this.number + 1}`);
+    await this.write([x + 16, y + 192], `Drawn by ${this.number + 1}${this.number === 1 ? " <&>" : ""}`);
   }
 }

@@ -99,7 +99,9 @@ async function lateAndNarrow(browser, relay, path, artists, count) {
     await image.decode();
     return { svg, width: image.naturalWidth };
   });
-  assert.ok(files.width > 100 && files.svg.includes("<tspan"), "the SVG is a picture with its texts");
+  assert.ok(files.width > 100 && files.svg.includes("Drawn by 2 &lt;&amp;&gt;</tspan>"), "the SVG is a picture with its texts");
+  const crowd = late.page.locator("#crowd-list");
+  assert.ok((await crowd.textContent()).includes(NAMES[1]) && await crowd.locator("b").count() === 0, "names are text");
   await writeFile(`${out}/${scenario}.svg`, files.svg);
   await late.page.close();
   assert.equal(await late.board.stop(), 0);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 using namespace lumo;
-using Kind = BoardAction::Kind;
 using nlohmann::json;
 
 namespace {
@@ -189,8 +188,15 @@ TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
     Hear(BoardCommand::Hello, 3, "abc");
     Hear(BoardCommand::Hello, 77, Word(0) + "me");
     EXPECT_EQ(people(), 1U) << "no greeting, a cut one, one's own";
+    std::vector<uint32_t> objects;
+    const PageFeedPtr page = m_board.OpenPage(objects);
     for (uint32_t id = 1000; id < 2000; ++id)
         Hear(BoardCommand::Hello, id, Word(0) + "\x1b[2J" + std::string(500, 'x'));
+    m_board.Tick(m_now);
+    size_t told = 0;
+    for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;)
+        told += event->find("\"people\"") != std::string::npos ? 1 : 0;
+    EXPECT_LE(told, 2U) << "not once for each";
     EXPECT_EQ(people(), CPeople::kMaxPeople + 1);
     Hear(BoardCommand::Goodbye, 1000);
     EXPECT_EQ(people(), CPeople::kMaxPeople);
@@ -201,6 +207,43 @@ TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
     EXPECT_LE(CPeople::CleanName(std::string(500, 'x')).size(), CPeople::kMaxName);
     EXPECT_EQ(CPeople::CleanName(std::string(59, 'x') + "\xc3\xa9"), std::string(59, 'x')) << "no half letters";
     EXPECT_EQ(CPeople::CleanName("  "), "Somebody");
+}
+
+TEST_F(Board, OfTwoWithOneColourOneTakesAnother) {
+    GoOnline();
+    const auto hello = [&] {
+        const auto said = Said(BoardCommand::Hello);
+        return said.empty() ? 0 : WordAt(said.back(), kMessageHead);
+    };
+    m_now += CPeople::kHelloMs;
+    m_board.Tick(m_now);
+    const uint32_t colour = hello();
+    ASSERT_NE(colour, 0U);
+    Hear(BoardCommand::Hello, 78, Word(colour) + "Eve");
+    m_board.Tick(m_now);
+    EXPECT_EQ(hello(), colour) << "it is hers to change";
+    Hear(BoardCommand::Hello, 76, Word(colour) + "Bob");
+    m_board.Tick(m_now);
+    EXPECT_NE(hello(), colour);
+}
+
+TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {
+    GoOnline();
+    Shape big;
+    big.points.resize(kMaxPoints);
+    Hear(BoardCommand::Data, 1, EncodeRecord(big));
+    std::vector<uint32_t> objects;
+    const PageFeedPtr page = m_board.OpenPage(objects);
+    std::string ids;
+    for (int i = 0; i < 1000000; ++i) ids += Word(1);
+    Hear(BoardCommand::Move, 0, Word(3) + Word(static_cast<uint32_t>(-1)) + ids);
+    EventText event;
+    std::string moved;
+    while (page->Wait(std::chrono::milliseconds(0), event) && event)
+        if (event->find("\"move\"") != std::string::npos) moved = *event;
+    EXPECT_EQ(moved, R"({"boxes":[[1,3000000,-1000000,3000000,-1000000]],"type":"move"})") << "told once";
+    const uint32_t one = 1;
+    EXPECT_NE(m_board.Objects(&one, 1).find("3000000,-1000000"), std::string::npos);
 }
 
 TEST_F(Board, APageThatDoesNotReadIsCutOffAndTheOthersGoOn) {
@@ -221,62 +264,6 @@ TEST_F(Board, APageThatDoesNotReadIsCutOffAndTheOthersGoOn) {
     EXPECT_FALSE(m_board.OpenPage(objects)) << "too many";
     m_board.LeavePage(deaf);
     EXPECT_TRUE(m_board.OpenPage(objects));
-}
-
-const char* const kActions[] = {
-    R"([{"do":"add","objects":[{"type":"pen","colour":"#0a0b0c","width":1,"box":[0,0,5,6],"points":[0,0,5,6]}]}])",
-    R"([{"do":"add","objects":[{"type":"text","colour":"#0a0b0c","width":288,"box":[0,0,5,6],"text":"<é>"}]}])",
-    R"([{"do":"move","ids":[1,4294967295],"dx":-2147483648,"dy":2147483647}])",
-    R"([{"do":"delete","ids":[1]},{"do":"undo"},{"do":"redo"},{"do":"clear"},{"do":"pointer gone"}])",
-    R"([{"do":"pointer","x":1,"y":-1},{"do":"name","name":"Ada"}])",
-};
-
-TEST(BoardActions, EveryTruncationIsRefused) {
-    for (const std::string whole : kActions) {
-        std::vector<BoardAction> actions;
-        EXPECT_TRUE(ParseActions(whole, actions)) << whole;
-        EXPECT_FALSE(actions.empty());
-        for (size_t length = 0; length < whole.size(); ++length) {
-            EXPECT_FALSE(ParseActions(whole.substr(0, length), actions)) << whole.substr(0, length);
-            EXPECT_TRUE(actions.empty());
-        }
-    }
-}
-
-TEST(BoardActions, WhatIsNotAsItMustBeIsRefused) {
-    const std::string add = R"([{"do":"add","objects":[)";
-    const std::string rows[] = {
-        "{}",
-        "7",
-        R"([7])",
-        R"([{"do":"fly"}])",
-        R"([{"do":["undo"]}])",
-        R"([{"do":"move","ids":[1],"dx":2147483648,"dy":0}])",
-        R"([{"do":"move","ids":[1],"dx":0.5,"dy":0}])",
-        R"([{"do":"delete","ids":[-1]}])",
-        R"([{"do":"delete","ids":[]}])",
-        R"([{"do":"delete","ids":[18446744073709551615]}])",
-        R"([{"do":"name","name":5}])",
-        R"([{"do":"add","objects":[]}])",
-        add + R"({"type":"picture","colour":"#000000","width":1,"box":[0,0,1,1]}]}])",
-        add + R"({"type":"pen","colour":"#000000","width":1,"box":[0,0,1,1],"points":[1,2,3]}]}])",
-        add + R"({"type":"pen","colour":"#000000","width":1,"box":[0,0,1,1],"points":[1,"2"]}]}])",
-        add + R"({"type":"line","colour":"red","width":1,"box":[0,0,1,1]}]}])",
-        add + R"({"type":"line","colour":"#00000g","width":1,"box":[0,0,1,1]}]}])",
-        add + R"({"type":"line","colour":"#000000","width":5000,"box":[0,0,1,1]}]}])",
-        add + R"({"type":"line","colour":"#000000","width":1,"box":[0,0,1]}]}])",
-        add + R"({"type":"text","colour":"#000000","width":1,"box":[0,0,1,1],"text":")" +
-            std::string(kMaxText + 1, 'x') + R"("}]}])",
-        std::string(100000, '['),
-        std::string(kMaxPosted + 1, ' ') + "[]",
-    };
-    std::vector<BoardAction> actions;
-    for (const std::string& row : rows) EXPECT_FALSE(ParseActions(row, actions)) << row.substr(0, 200);
-    Box box;
-    EXPECT_TRUE(ParseBox("-1,2,3,-2147483648", box));
-    EXPECT_EQ(box.bottom, INT32_MIN);
-    for (const char* text : {"", "1,2,3", "1,2,3,4,", "1,2,3,4x", "1,,3,4", "1,2,3,99999999999"})
-        EXPECT_FALSE(ParseBox(text, box)) << text;
 }
 
 }  // namespace

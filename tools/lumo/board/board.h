@@ -67,8 +67,10 @@ public:
     /// The whole board for machines: every object with the SHA-256 of its record.
     std::string Text();
 
-    static constexpr uint64_t kQuietMs = 400;    ///< so long nothing of the other side's board has come
-    static constexpr uint64_t kSettleMs = 5000;  ///< longest wait for that
+    /// So long nothing of the other side's board has come: its list takes two round trips, and some may be lost.
+    static constexpr uint64_t kQuietMs = 1500;
+    static constexpr uint64_t kSettleMs = 30000;  ///< longest wait for that
+    static constexpr uint64_t kPeopleEveryMs = 100;
 
 private:
     enum class State { Offline, Settling, Online };
@@ -94,7 +96,8 @@ private:
 
     void Show(const nlohmann::json& event, bool droppable = false) { m_feeds.Publish(DumpJson(event), droppable); }
     void ShowAdded(const IDs& ids);
-    void ShowPeople() { Show(PeopleEvent()); }
+    /// Soon, and not more often than people can read: names of others may change as fast as messages come.
+    void ShowPeople() { m_bPeopleNews = true; }
     void ShowUndo() { Show(UndoEvent()); }
     nlohmann::json PeopleEvent() const;
     nlohmann::json UndoEvent() const;
@@ -113,8 +116,10 @@ private:
     CUndo m_undo;
     CPeople m_people;
     uint64_t m_ullOnlineMs = 0;
-    uint64_t m_ullDataMs = 0;   // when something last came of the other side's board
-    uint64_t m_ullHelloMs = 0;  // when we are to greet again
+    uint64_t m_ullDataMs = 0;    // when something last came of the other side's board
+    uint64_t m_ullHelloMs = 0;   // when we are to greet again
+    uint64_t m_ullPeopleMs = 0;  // when the pages were last told who is there
+    bool m_bPeopleNews = false;
 };
 
 }  // namespace lumo

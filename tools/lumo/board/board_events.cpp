@@ -167,7 +167,7 @@ std::string ColourText(uint32_t colour) {
 Json ObjectJson(uint32_t id, const BoardObject& object) {
     Json json{{"id", id}, {"tag", object.tag}};
     Shape shape;
-    if (!ParseRecord(object.record, shape)) return json;
+    if (!ParseRecord(object.Record(), shape)) return json;
     const auto row =
         std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& it) { return it.second == shape.type; });
     json["type"] = row->first;

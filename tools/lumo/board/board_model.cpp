@@ -1,11 +1,15 @@
 #include "tools/lumo/board/board_model.h"
 
-#include "tools/lumo/board/record.h"
-
 #include <algorithm>
 #include <utility>
 
 namespace lumo {
+
+const std::string& BoardObject::Record() const {
+    if (dx != 0 || dy != 0) MoveRecord(record, static_cast<int32_t>(dx), static_cast<int32_t>(dy));
+    dx = dy = 0;
+    return record;
+}
 
 bool CBoardModel::Add(uint32_t id, BoardObject object) {
     if (const BoardObject* held = Find(id); held && held->stale) Remove(id);
@@ -27,7 +31,21 @@ bool CBoardModel::Remove(uint32_t id) {
 }
 
 void CBoardModel::Move(uint32_t id, int32_t dx, int32_t dy) {
-    if (BoardObject* object = Find(id)) MoveRecord(object->record, dx, dy);
+    BoardObject* object = Find(id);
+    if (!object) return;
+    object->dx += static_cast<uint32_t>(dx);
+    object->dy += static_cast<uint32_t>(dy);
+}
+
+bool CBoardModel::PlaceOf(uint32_t id, Box& box) const {
+    const BoardObject* object = Find(id);
+    if (!object || !lumo::PlaceOf(object->record, box)) return false;
+    const auto shift = [](int32_t& edge, uint32_t by) {
+        edge = static_cast<int32_t>(static_cast<uint32_t>(edge) + by);
+    };
+    for (int32_t* x : {&box.left, &box.right}) shift(*x, object->dx);
+    for (int32_t* y : {&box.top, &box.bottom}) shift(*y, object->dy);
+    return true;
 }
 
 void CBoardModel::Clear() {

@@ -1,6 +1,8 @@
 // The objects of a board as this process holds them.
 #pragma once
 
+#include "tools/lumo/board/record.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -10,12 +12,15 @@
 namespace lumo {
 
 struct BoardObject {
-    uint32_t tag = 0;      ///< its place in the stack: greater lies above; equal ones by ID
-    std::string record;    ///< docs/whiteboard-records.md
-    bool own = false;      ///< drawn here
-    bool offline = false;  ///< drawn here, and not offered to anybody yet
+    uint32_t tag = 0;            ///< its place in the stack: greater lies above; equal ones by ID
+    mutable std::string record;  ///< docs/whiteboard-records.md; without the moves below: read it by Record
+    bool own = false;            ///< drawn here
+    bool offline = false;        ///< drawn here, and not offered to anybody yet
     uint64_t addedMs = 0;
-    bool stale = false;  ///< of a connection that has broken: the next one shows whether it is there still
+    bool stale = false;               ///< of a connection that has broken: the next one shows whether it is there still
+    mutable uint32_t dx = 0, dy = 0;  ///< moves that the record has not seen yet
+
+    const std::string& Record() const;
 };
 
 /// Holds no more than a channel does. One thread, or its holder's lock.
@@ -27,7 +32,10 @@ public:
     /// False when it is held already and not stale, or has no room.
     bool Add(uint32_t id, BoardObject object);
     bool Remove(uint32_t id);
+    /// Costs the same however long the record is, so that a short message cannot keep us busy.
     void Move(uint32_t id, int32_t dx, int32_t dy);
+    /// Where an object is; false when there is none or its place is not known.
+    bool PlaceOf(uint32_t id, Box& box) const;
     void Clear();
 
     bool Has(uint32_t id) const { return m_objects.count(id) != 0; }

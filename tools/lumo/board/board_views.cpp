@@ -20,6 +20,12 @@ void CBoard::OnPeople(const BoardMessage& message, uint64_t now) {
         const CPeople::Change change = m_people.OnHello(message.object, message.payload, now);
         if (change != CPeople::Change::None) ShowPeople();
         if (change == CPeople::Change::New) m_ullHelloMs = 0;  // he does not know us either
+        // Of two with one colour the one with the greater number takes another.
+        const auto found = m_people.All().find(message.object);
+        if (found == m_people.All().end() || found->second.colour != m_self.colour || m_ulSelf < message.object) return;
+        const uint32_t colour = m_people.FreeColour(m_ulSelf);
+        if (colour != m_self.colour) m_ullHelloMs = 0;
+        m_self.colour = colour;
     } else if (message.command == BoardCommand::Goodbye) {
         if (m_people.Remove(message.object)) ShowPeople();
     } else if (message.command == BoardCommand::Pointer && m_people.Has(message.object)) {
@@ -76,10 +82,10 @@ std::string CBoard::Text() {
     for (const auto& [id, object] : m_model.Objects()) {
         CSha256 sum;
         Digest digest;
-        sum.Add(object.record.data(), object.record.size());
+        const std::string& record = object.Record();
+        sum.Add(record.data(), record.size());
         sum.Finish(digest);
-        objects.push_back(
-            {{"id", id}, {"tag", object.tag}, {"bytes", object.record.size()}, {"sha256", HexOf(digest)}});
+        objects.push_back({{"id", id}, {"tag", object.tag}, {"bytes", record.size()}, {"sha256", HexOf(digest)}});
     }
     return DumpJson({{"channel", m_ulChannel},
                      {"connected", m_status.connected},

@@ -3,9 +3,27 @@
 #include "tools/lumo/board/little_endian.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace lumo {
+namespace {
+
+/// Far enough apart to be told by the eye, and dark enough on white.
+constexpr std::array<uint32_t, 10> kColours = {0xd6336c, 0x1971c2, 0x2f9e44, 0xe8590c, 0x7048e8,
+                                               0x0c8599, 0xc2255c, 0x5c940d, 0x9c36b5, 0xa8691c};
+
+}  // namespace
+
+uint32_t CPeople::FreeColour(uint32_t self) const {
+    for (size_t i = 0; i < kColours.size(); ++i) {
+        const uint32_t colour = kColours.at((self + i) % kColours.size());
+        const auto has = [colour](const auto& entry) { return entry.second.colour == colour; };
+        if (std::none_of(m_people.begin(), m_people.end(), has)) return colour;
+    }
+    return kColours.at(self % kColours.size());
+}
 
 std::string CPeople::MakeHello(const Person& person) {
     std::string payload;

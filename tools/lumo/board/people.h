@@ -34,6 +34,8 @@ public:
     bool Remove(uint32_t id) { return m_people.erase(id) != 0; }
     /// Whether anybody has been silent too long, and is gone.
     bool Expire(uint64_t now);
+    /// A colour that none of the others has; which one depends on who asks. When all are taken, any.
+    uint32_t FreeColour(uint32_t self) const;
     bool Has(uint32_t id) const { return m_people.count(id) != 0; }
     const std::map<uint32_t, Person>& All() const { return m_people; }
 

@@ -87,6 +87,13 @@ bool ParseRecord(std::string_view record, Shape& shape) {
     return HasPoints(type) ? ReadPoints(record, shape) : record.size() == kCountAt;
 }
 
+bool PlaceOf(std::string_view record, Box& box) {
+    const size_t at = BoxAt(WordAt(record, 0));
+    if (at == 0 || record.size() < at + 16) return false;
+    ReadBox(record, at, box);
+    return true;
+}
+
 std::string EncodeRecord(const Shape& shape) {
     std::string record;
     AddWord(record, static_cast<uint32_t>(shape.type));

@@ -58,6 +58,9 @@ std::string EncodeRecord(const Shape& shape);
 /// beyond the record's end, stay as they are.
 void MoveRecord(std::string& record, int32_t dx, int32_t dy);
 
+/// Where a move finds the rectangle; false for a record without known geometry.
+bool PlaceOf(std::string_view record, Box& box);
+
 /// What the first bytes show; false for anything but PNG and JPEG.
 bool FormatOf(std::string_view picture, PictureFormat& format);
 

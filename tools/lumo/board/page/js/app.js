@@ -69,6 +69,7 @@ class Board {
       else shape.id = id;
     });
     this.view.change();
+    if (answer && answer[0].length < shapes.length) this.say("The board is full.");
     return answer?.[0] ?? [];
   }
 
@@ -133,6 +134,7 @@ class Board {
     const w = Math.round(picture.width * fit * UNIT / 2), h = Math.round(picture.height * fit * UNIT / 2);
     const answer = await this.tell(sendPicture(picture.blob, [x - w, y - h, x + w, y + h]));
     if (!answer) return;
+    if (answer[0].length === 0) return this.say("The board is full.");
     this.setTool("select");
     this.choose(answer[0]);
   }

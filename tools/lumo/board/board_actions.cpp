@@ -1,0 +1,163 @@
+// What the pages do to a board, and take back.
+#include "tools/lumo/board/board.h"
+#include "tools/lumo/net/loop.h"
+
+#include <map>
+#include <set>
+#include <utility>
+
+namespace lumo {
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+std::string PayloadOf(const std::vector<uint32_t>& words) {
+    std::string payload;
+    payload.reserve(4 * words.size());
+    for (const uint32_t word : words) AddWord(payload, word);
+    return payload;
+}
+
+}  // namespace
+
+std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& actions, uint64_t now) {
+    using Kind = BoardAction::Kind;
+    const Lock lock(m_mutex);
+    std::vector<IDs> added(actions.size());
+    for (size_t i = 0; i < actions.size(); ++i) {
+        const BoardAction& action = actions[i];
+        switch (action.kind) {
+            case Kind::Add:
+                added[i] = Add(action.shapes, now);
+                break;
+            case Kind::Move:
+                MoveOwn(action.ids, action.dx, action.dy);
+                break;
+            case Kind::Delete:
+                Delete(action.ids);
+                break;
+            case Kind::Clear:
+                Delete(m_model.IDs());
+                break;
+            case Kind::Undo:
+            case Kind::Redo:
+                TakeBack(action.kind == Kind::Redo, now);
+                break;
+            case Kind::Pointer:
+            case Kind::PointerGone:
+                Point(action);
+                break;
+            case Kind::Name:
+                m_self.name = CPeople::CleanName(action.name);
+                Greet(now);
+                ShowPeople();
+                break;
+        }
+    }
+    return added;
+}
+
+// While nobody is there, what others may have changed meanwhile is not touched.
+CBoard::IDs CBoard::Changeable(const IDs& ids) const {
+    IDs changeable;
+    for (const uint32_t id : std::set<uint32_t>(ids.begin(), ids.end())) {
+        const BoardObject* object = m_model.Find(id);
+        if (object && !object->stale && (m_state != State::Offline || object->offline)) changeable.push_back(id);
+    }
+    return changeable;
+}
+
+uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
+    uint32_t id = 0;
+    while (id == 0 || m_model.Has(id)) id = static_cast<uint32_t>(RandomID() >> 32);
+    const bool offline = m_state == State::Offline;
+    if (record.empty() || !m_model.Add(id, {tag, record, true, offline, now})) return 0;
+    if (!offline) Say(BoardCommand::Data, id, tag, record);
+    return id;
+}
+
+CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now) {
+    BoardStep step;
+    for (const Shape& shape : shapes) {
+        const uint32_t id = AddOwn(EncodeRecord(shape), m_model.NextTag(), now);
+        if (id != 0) step.added.push_back(id);
+    }
+    ShowAdded(step.added);
+    IDs added = step.added;
+    m_undo.Note(std::move(step));
+    ShowUndo();
+    return added;
+}
+
+void CBoard::Delete(const IDs& ids) {
+    BoardStep step;
+    const IDs known = Changeable(ids);
+    if (known.empty()) return;
+    Remove(known, &step.removed);
+    Say(BoardCommand::Delete, 0, 0, PayloadOf(known));
+    m_undo.Note(std::move(step));
+    ShowUndo();
+}
+
+void CBoard::MoveOwn(const IDs& ids, int32_t dx, int32_t dy) {
+    BoardStep step;
+    step.moved = Changeable(ids);
+    step.dx = dx;
+    step.dy = dy;
+    if (step.moved.empty() || (dx == 0 && dy == 0)) return;
+    Inverse({{},
+             {},
+             step.moved,
+             static_cast<int32_t>(-static_cast<uint32_t>(dx)),
+             static_cast<int32_t>(-static_cast<uint32_t>(dy))},
+            0);
+    m_undo.Note(std::move(step));
+    ShowUndo();
+}
+
+// What others have deleted meanwhile cannot be taken back: such a step is passed over.
+void CBoard::TakeBack(bool redo, uint64_t now) {
+    BoardStep step;
+    while (m_undo.Take(redo, step)) {
+        BoardStep inverse = Inverse(step, now);
+        if (inverse.Empty()) {
+            if (m_state != State::Offline) continue;
+            m_undo.Put(redo, std::move(step));
+            break;
+        }
+        m_undo.Put(!redo, std::move(inverse));
+        break;
+    }
+    ShowUndo();
+}
+
+/// Takes a step back; the answer is the step that does it again.
+BoardStep CBoard::Inverse(const BoardStep& step, uint64_t now) {
+    BoardStep inverse;
+    const IDs added = Changeable(step.added);
+    if (!added.empty()) {
+        Remove(added, &inverse.removed);
+        Say(BoardCommand::Delete, 0, 0, PayloadOf(added));
+    }
+    std::map<uint32_t, uint32_t> names;  // the deletion of an old number may still be under way
+    for (const RemovedObject& object : step.removed) {
+        const uint32_t id = AddOwn(object.record, object.tag, now);
+        if (id == 0) continue;
+        names[object.id] = id;
+        inverse.added.push_back(id);
+    }
+    m_undo.Rename(names);
+    ShowAdded(inverse.added);
+    inverse.moved = Changeable(step.moved);
+    inverse.dx = static_cast<int32_t>(-static_cast<uint32_t>(step.dx));
+    inverse.dy = static_cast<int32_t>(-static_cast<uint32_t>(step.dy));
+    if (!inverse.moved.empty()) {
+        IDs payload{static_cast<uint32_t>(inverse.dx), static_cast<uint32_t>(inverse.dy)};
+        payload.insert(payload.end(), inverse.moved.begin(), inverse.moved.end());
+        Move(inverse.moved, inverse.dx, inverse.dy);
+        Say(BoardCommand::Move, 0, 0, PayloadOf(payload));
+    }
+    return inverse;
+}
+
+}  // namespace lumo
