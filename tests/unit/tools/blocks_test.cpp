@@ -178,4 +178,13 @@ TEST(LinkPolicy, SilenceAndLossRemakeTheLinkEverMoreSlowly) {
     EXPECT_EQ(gaps(lonely), std::vector<uint64_t>(gaps(lonely).size(), 200));
 }
 
+TEST(LinkPolicy, ASignMayBeNewerThanTheClockOfThePoll) {
+    CLinkPolicy policy;
+    ASSERT_EQ(policy.Poll(1000, false), LinkAction::Create);
+    policy.OnAccepted(1000);
+    policy.OnSignOfLife(1501);
+    EXPECT_EQ(policy.Poll(1500, false), LinkAction::None);
+    EXPECT_EQ(policy.Poll(4502, false), LinkAction::Release);
+}
+
 }  // namespace

@@ -46,7 +46,8 @@ public:
             return LinkAction::Create;
         }
         const uint64_t patience = m_bAccepted ? m_ullSilenceMs : std::max(m_ullSilenceMs, m_times.unaccepted);
-        if (!disconnected && now - m_ullLifeMs <= patience) return LinkAction::None;
+        const uint64_t silent = now - std::min(now, m_ullLifeMs);  // a sign may be newer than the caller's `now`
+        if (!disconnected && silent <= patience) return LinkAction::None;
         m_bUp = false;
         if (!disconnected) m_ullSilenceMs = std::min(2 * m_ullSilenceMs, kMaxSilenceMs);
         m_ullCreateMs = now + m_times.pauses.at(m_bAccepted && !disconnected ? 0 : m_nPause);
