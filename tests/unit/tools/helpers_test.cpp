@@ -6,6 +6,7 @@
 #include "tools/lumo/demo/child_process.h"
 #include "tools/lumo/demo/connect_proxy.h"
 #include "tools/lumo/demo/demo_files.h"
+#include "tools/lumo/demo/desktop_demo.h"
 #include "tools/lumo/demo/file_demo.h"
 #include "tools/lumo/demo/impair.h"
 #include "tools/lumo/demo/samples.h"
@@ -201,6 +202,23 @@ TEST(Demo, WhatWasSeenMustBeWhatWasPublishedFromAKeyFrameOn) {
     EXPECT_NE(judge(broken, true, 50, 0), "");
     EXPECT_NE(judge("", true, 0, 0), "");
     RemoveFolder(folder);
+}
+
+TEST(DesktopDemo, EveryPictureIsOneOfThePublishersAndWhatWasSkippedIsCounted) {
+    const std::vector<std::string> published = {"a", "b", "c", "d"};
+    const struct {
+        std::vector<std::string> seen;
+        size_t foreign, skipped;
+    } rows[] = {{{}, 0, 0},
+                {{"c", "d", "a", "b", "c"}, 0, 0},
+                {{"a", "c", "b"}, 0, 3},
+                {{"a", "a"}, 0, 3},
+                {{"a", "x", "b", ""}, 2, 0}};
+    for (const auto& row : rows) {
+        const PictureCount count = CountPictures(published, row.seen);
+        EXPECT_EQ(count.foreign, row.foreign) << row.seen.size();
+        EXPECT_EQ(count.skipped, row.skipped) << row.seen.size();
+    }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tools/lumo/demo/stream_demo.h"
 
 #include "tools/lumo/demo/audio_demo.h"
+#include "tools/lumo/demo/desktop_demo.h"
 #include "tools/lumo/demo/video_demo.h"
 
 #include <algorithm>
@@ -18,6 +19,7 @@ std::vector<std::unique_ptr<IDemoStream>> DemoStreams() {
     std::vector<std::unique_ptr<IDemoStream>> streams;
     streams.push_back(std::make_unique<CAudioDemo>());
     streams.push_back(std::make_unique<CVideoDemo>());
+    streams.push_back(std::make_unique<CDesktopDemo>());
     return streams;
 }
 
