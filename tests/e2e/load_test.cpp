@@ -15,7 +15,7 @@ TEST_F(CTransferTest, ALoadReachesEverySubscriberByEveryWay) {
     const struct {
         const char* medium;
         int subscribers, frames;
-    } rows[] = {{"audio", 40, 50}, {"video", 10, 30}};
+    } rows[] = {{"audio", 40, 50}, {"video", 10, 30}, {"desktop", 20, 10}};
     for (const auto& row : rows) {
         CChildProcess loads[3];
         const Words ways[] = {{}, {"--tcp"}, {"--near", "127.0.0.2"}};

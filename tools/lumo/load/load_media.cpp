@@ -1,5 +1,7 @@
 // The media of `lumo load`.
 #include "tools/lumo/load/board_load.h"
+#include "tools/lumo/load/desktop_load.h"
+#include "tools/lumo/load/load_link.h"
 #include "tools/lumo/load/load_medium.h"
 #include "tools/lumo/media/audio_frame.h"
 #include "tools/lumo/media/audio_links.h"
@@ -44,17 +46,6 @@ private:
     CVideoPublishLink m_link;
 };
 
-/// Frames are taken where they come, so that no queue counts as delay.
-template <class Library>
-class CLoadLink : public CStreamSubscribeLink<Library> {
-public:
-    CLoadLink(const RelayRoute& route, CInbox& inbox, LoadSink sink)
-        : CStreamSubscribeLink<Library>(false, route, inbox, PublishTimes()), m_sink(std::move(sink)) {}
-
-protected:
-    const LoadSink m_sink;
-};
-
 class CAudioLoadLink final : public CLoadLink<AudioLibrary> {
 public:
     using CLoadLink::CLoadLink;
@@ -87,6 +78,8 @@ const std::vector<LoadMedium>& LoadMedia() {
         {"video", "Frames that arrive whole, unless they give way to a key frame", 4096, kMaxVideoFrame, 30,
          kVideoHeadLength, 30, 40960, &Make<CVideoLoadPublisher, ILoadPublisher>,
          &Make<CVideoLoadLink, CLink, LoadSink>},
+        {"desktop", "Pictures that come whole, however late", 20000, kMaxDesktopFrame, 10, 0, 0, 0,
+         &Make<CDesktopLoadPublisher, ILoadPublisher>, &Make<CDesktopLoadLink, CLink, LoadSink>},
         {"whiteboard", "One draws objects that all others ask for; late by 5 s is lost", 400, kMostRecord, 10, 0, 0, 0,
          &Make<CBoardLoadPublisher, ILoadPublisher>, &Make<CBoardLoadLink, CLink, LoadSink>},
     };

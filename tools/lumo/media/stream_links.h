@@ -31,8 +31,6 @@ public:
 protected:
     bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
     const RelayRoute& Route() const { return m_route; }
-
-private:
     bool Create() override {
         const auto& ips = m_route.mcu.ips;
         const ProxySettings& proxy = m_route.proxy;
@@ -42,6 +40,8 @@ private:
                                 : Medium::kSenderUDP(*this, m_route.channel, ips[0], ips[1], ips[2], m_route.mcu.port);
         return m_pSender != nullptr;
     }
+
+private:
     void Release() override {
         if (m_pSender) m_pSender->ReleaseConnections();
         m_pSender = nullptr;
@@ -74,8 +74,6 @@ protected:
     bool IsDisconnected() override {
         return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));
     }
-
-private:
     bool Create() override {
         const auto& far = m_route.mcu.ips;
         const auto& near = m_route.nearMcu.ips;
@@ -92,6 +90,8 @@ private:
                                                near[1], near[2], m_route.nearMcu.port, 0);
         return m_pReceiver != nullptr;
     }
+
+private:
     void Release() override {
         if (m_pReceiver) m_pReceiver->ReleaseConnections();
         m_pReceiver = nullptr;
