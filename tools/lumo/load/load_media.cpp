@@ -5,6 +5,7 @@
 #include "tools/lumo/load/load_medium.h"
 #include "tools/lumo/media/audio_frame.h"
 #include "tools/lumo/media/audio_links.h"
+#include "tools/lumo/media/desktop_frame.h"
 #include "tools/lumo/media/video_frame.h"
 #include "tools/lumo/media/video_links.h"
 
