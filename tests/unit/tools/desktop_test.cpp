@@ -2,6 +2,7 @@
 #include "tools/lumo/demo/test_picture.h"
 #include "tools/lumo/media/desktop_publisher.h"
 #include "tools/lumo/media/desktop_viewer.h"
+#include "tools/lumo/media/pointer_input.h"
 
 #include <gtest/gtest.h>
 
@@ -204,6 +205,19 @@ TEST_F(SharedScreen, PointersAreToldWhenTheyMove) {
     EXPECT_EQ(pointers.back().viewer, 1U);
 }
 
+TEST_F(SharedScreen, NobodyWaitsForAViewerThatHasLeft) {
+    const Seat& stays = Add(5, 1);
+    Seat& leaves = Add(5, 1);
+    Run(1000, 50);
+    leaves.deaf = leaves.silent = true;
+    const std::string report = leaves.viewer.Leave();
+    publisher->OnReport(report.data(), report.size(), now);
+    EXPECT_EQ(Report().viewers, 1U);
+    const size_t before = stays.shown.size();
+    Run(1000, 50);
+    EXPECT_GE(stays.shown.size(), before + 19);
+}
+
 TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
     const Seat& seat = Add(5, 1);
     const auto hear = [&](const ViewReport& report) {
@@ -223,6 +237,36 @@ TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
     const size_t before = seat.shown.size();
     Run(1000, 50);
     EXPECT_GE(seat.shown.size(), before + 19) << "and are forgotten";
+}
+
+TEST(PointerInput, TheLastWholeLineCountsAndWhatIsNoPlaceTakesThePointerAway) {
+    using Point = CPointerInput::Point;
+    constexpr Point kNone{ViewReport::kNowhere, ViewReport::kNowhere};
+    const std::pair<std::string, Point> lines[] = {
+        {"12 34", {12, 34}},
+        {"  7\t0 \r", {7, 0}},
+        {"65534 65534", {65534, 65534}},
+        {"65535 0", kNone},
+        {"-1 5", kNone},
+        {"+1 5", kNone},
+        {"1 2 3", kNone},
+        {"123456 1", kNone},
+        {"1", kNone},
+        {"", kNone},
+        {"off", kNone},
+        {std::string("1 2\0x", 5), kNone},
+        {"1 2" + std::string(1000, ' '), {1, 2}},
+        {std::string(1000, '1'), kNone},
+    };
+    for (const auto& [line, point] : lines) {
+        CPointerInput input;
+        EXPECT_FALSE(input.Feed(line.data(), line.size())) << line;
+        EXPECT_EQ(input.Feed("\n", 1), point) << line;
+    }
+    CPointerInput input;
+    EXPECT_EQ(input.Feed("1 2\n3 4\n5", 9), (Point{3, 4}));
+    EXPECT_FALSE(input.Feed("", 0));
+    EXPECT_EQ(input.Feed(" 6\n", 3), (Point{5, 6}));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 namespace lumo {
 namespace {
 
-constexpr uint8_t kViewReport = 1;
+constexpr uint8_t kViewReport = 1, kViewerLeaves = 2;
 
 bool IsConsistent(const DesktopHead& head, size_t left) {
     if (head.kind < DesktopKind::Picture || head.kind > DesktopKind::End || head.stream == 0) return false;
@@ -47,7 +47,7 @@ bool Decode(const char* data, size_t length, DesktopHead& head, std::string& pic
 
 std::string Encode(const ViewReport& report) {
     return CByteWriter()
-        .U8(kViewReport)
+        .U8(report.leaves ? kViewerLeaves : kViewReport)
         .U64(report.viewer)
         .U32(report.asking)
         .U32(report.stream)
@@ -59,14 +59,15 @@ std::string Encode(const ViewReport& report) {
 
 bool Decode(const char* data, size_t length, ViewReport& report) {
     CByteReader reader(data, length);
-    const bool known = reader.U8() == kViewReport;
+    const uint8_t kind = reader.U8();
+    report.leaves = kind == kViewerLeaves;
     report.viewer = reader.U64();
     report.asking = reader.U32();
     report.stream = reader.U32();
     report.sequence = reader.U32();
     report.pointerX = reader.U16();
     report.pointerY = reader.U16();
-    return known && reader.Done() && report.viewer != 0;
+    return (report.leaves || kind == kViewReport) && reader.Done() && report.viewer != 0;
 }
 
 }  // namespace lumo

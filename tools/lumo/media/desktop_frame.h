@@ -46,6 +46,7 @@ struct ViewReport {
     uint32_t sequence = 0;  ///< of the last frame shown; 0: none
     uint16_t pointerX = kNowhere;
     uint16_t pointerY = kNowhere;
+    bool leaves = false;  ///< and needs no more pictures
 };
 
 std::string Encode(const ViewReport& report);

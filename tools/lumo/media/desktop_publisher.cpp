@@ -98,6 +98,10 @@ CDesktopPublisher::Viewer* CDesktopPublisher::FindViewer(const ViewReport& repor
 void CDesktopPublisher::OnReport(const char* data, size_t length, uint64_t nowMs) {
     ViewReport report;
     if (!Decode(data, length, report)) return;
+    if (report.leaves) {
+        m_viewers.erase(report.viewer);
+        return;
+    }
     Viewer* viewer = FindViewer(report, nowMs);
     if (!viewer) return;
     const bool ours = report.stream == m_ulStream && report.sequence <= m_head.sequence;

@@ -93,7 +93,10 @@ void CDesktopSubscribeMedium::Tick() {
         way.taken = made;
     }
     std::string report;
-    if (!any || !m_viewer.Speak(CToolLoop::Now(), report)) return;
+    if (any && m_viewer.Speak(CToolLoop::Now(), report)) SayToAll(report);
+}
+
+void CDesktopSubscribeMedium::SayToAll(const std::string& report) const {
     for (const Way& way : m_ways)
         if (way.upstream->Link().IsTaken()) way.upstream->Say(report);
 }

@@ -33,7 +33,7 @@ public:
     void Tick() override;
     void OnPathChanged() override { m_viewer.OnNewPath(); }
     bool Over() const override { return m_viewer.Ended() || !Problem().empty(); }
-    void Finish() override {}
+    void Finish() override { SayToAll(m_viewer.Leave()); }
 
     bool Heard() const override { return m_viewer.Report().pictures > 0; }
     uint64_t Bytes() const override { return m_viewer.Report().bytes; }
@@ -51,6 +51,7 @@ private:
     template <class Library>
     std::unique_ptr<CLink> MakeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
     void ReadPointer();
+    void SayToAll(const std::string& report) const;
 
     std::string m_strOut;
     bool m_bPointer = false;

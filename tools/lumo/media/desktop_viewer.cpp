@@ -72,6 +72,11 @@ bool CDesktopViewer::Speak(uint64_t nowMs, std::string& frame) {
     return true;
 }
 
+std::string CDesktopViewer::Leave() {
+    m_say.leaves = true;
+    return Encode(m_say);
+}
+
 ViewerReport CDesktopViewer::Report() const {
     ViewerReport report = m_report;
     report.delayP50Ms = m_delays.Ms(0.5);

@@ -38,6 +38,8 @@ public:
     bool Speak(uint64_t nowMs, std::string& frame);
     /// When Speak will have something, however quiet it is.
     uint64_t SpeakDueMs(uint64_t nowMs) const;
+    /// What to send upstream at the end, so that nobody waits for this viewer.
+    std::string Leave();
     /// The publisher has said its goodbye.
     bool Ended() const { return m_bEnded; }
     ViewerReport Report() const;
