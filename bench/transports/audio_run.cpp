@@ -17,18 +17,29 @@ constexpr int64_t kPaceNs = 20 * kNsPerMs;
 constexpr size_t kStampAt = 4;
 constexpr int kAnswerMs = 5000;
 constexpr int64_t kQuietNs = 300 * kNsPerMs;  // nothing for so long: the rest is lost
-constexpr unsigned kLookAgainMicroseconds = 2000;
+constexpr unsigned kLookAgainMicroseconds = 1000;
+
+/// Channels serve their sinks in the order of the IDs.
+size_t ServedLast(CStreamSinks& sinks) {
+    const std::span<StreamSink> all = sinks.All();
+    const auto last = std::max_element(all.begin(), all.end(),
+                                       [](const StreamSink& a, const StreamSink& b) { return a.sinkID < b.sinkID; });
+    return static_cast<size_t>(last - all.begin());
+}
 
 /// What the sinks have heard of the frames published so far.
 class CAudioEar {
 public:
-    CAudioEar(CSide& side, CStreamSinks& sinks) : m_side(side), m_sinks(sinks), m_last(sinks.All().size(), 0) {}
+    CAudioEar(CSide& side, CStreamSinks& sinks)
+        : m_side(side), m_sinks(sinks), m_last(sinks.All().size(), 0), m_nServedLast(ServedLast(sinks)) {}
 
     /// The frames up to that number, of which those before are known.
     void TakeUpTo(uint32_t published);
     void Finish();
 
 private:
+    void AwaitTheLast(uint32_t published);
+    void TakeFrom(size_t sink);
     bool TakeSome(uint32_t published);
     void Take(size_t sink, const char* data, int length, int64_t arrivedNs);
 
@@ -36,6 +47,7 @@ private:
     CStreamSinks& m_sinks;
     CStampedReceiver m_receiver;
     std::vector<uint32_t> m_last;  // number of the newest frame at each sink, from 1
+    const size_t m_nServedLast;    // the sink that a channel serves last
     uint64_t m_nTaken = 0;
     uint64_t m_nTakenOfBurst = 0;
     int64_t m_nFirst = 0;  // arrivals of the burst
@@ -61,13 +73,27 @@ void CAudioEar::Take(size_t sink, const char* data, int length, int64_t arrivedN
     if (stamp.number > m_side.Spec().burstFrames) m_delays.Add(arrivedNs - stamp.sentNs);
 }
 
+void CAudioEar::TakeFrom(size_t sink) {
+    m_receiver.TakeAll(m_sinks.All()[sink].socket,
+                       [&](const char* data, int length, int64_t arrivedNs) { Take(sink, data, length, arrivedNs); });
+}
+
+/// Looks at one socket only, so that whoever sends is not disturbed.
+void CAudioEar::AwaitTheLast(uint32_t published) {
+    for (int64_t moved = NowNs(); m_last[m_nServedLast] != published && NowNs() - moved < kQuietNs;) {
+        const uint32_t before = m_last[m_nServedLast];
+        TakeFrom(m_nServedLast);
+        if (m_last[m_nServedLast] != before) moved = NowNs();
+        if (m_last[m_nServedLast] != published) usleep(kLookAgainMicroseconds);
+    }
+}
+
 /// True when every sink has the newest frame.
 bool CAudioEar::TakeSome(uint32_t published) {
     bool all = true;
     for (size_t i = 0; i < m_last.size(); ++i) {
         if (m_last[i] == published) continue;
-        m_receiver.TakeAll(m_sinks.All()[i].socket,
-                           [&](const char* data, int length, int64_t arrivedNs) { Take(i, data, length, arrivedNs); });
+        TakeFrom(i);
         all = all && m_last[i] == published;
     }
     return all;
@@ -76,6 +102,7 @@ bool CAudioEar::TakeSome(uint32_t published) {
 void CAudioEar::TakeUpTo(uint32_t published) {
     m_nFirst = m_nLast = 0;
     m_nTakenOfBurst = 0;
+    AwaitTheLast(published);
     uint64_t before = m_nTaken;
     for (int64_t moved = NowNs(); !TakeSome(published) && NowNs() - moved < kQuietNs;) {
         if (m_nTaken != before) moved = NowNs();
