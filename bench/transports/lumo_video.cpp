@@ -35,6 +35,12 @@ void Await(CSide& side, uint64_t step, int waitMs) {
     if (!side.Hear(step, waitMs)) throw std::runtime_error("the sinks do not answer");
 }
 
+uint64_t Resent() {
+    LumoProcessStatistics statistics{};
+    GetProcessStatistics(statistics);
+    return statistics.ullRetransmitted;
+}
+
 void PublishToMany(CSide& side) {
     CLumoHost host;
     CChannel channel;
@@ -51,6 +57,7 @@ void PublishToMany(CSide& side) {
         const double sinks = stages[stage];
         Await(side, Grown(stage), kGrowMs);
         const double cpuBefore = CpuSeconds();
+        const uint64_t resentBefore = Resent();
         const int64_t start = NowNs();
         SendPaced(frames, side.Spec().pacedFrames,
                   [&](char* frame, int length) { channel->OnVideoChannelData(frame, length); });
@@ -65,6 +72,7 @@ void PublishToMany(CSide& side) {
         if (carried > 0) growth.emplace_back(sinks, cpu / carried);
         values["sinks"] = sinks;
         values["cpu_us_per_frame"] = cpu;
+        values["resent_per_frame"] = static_cast<double>(Resent() - resentBefore) / count;
         values["frames/s"] = carried * count / seconds;
         values["KiB_per_sink"] = (ResidentBytes() - residentBefore) / 1024 / sinks;
     }
