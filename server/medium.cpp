@@ -8,7 +8,7 @@ void CMedium::LogPeer(const char* role, const CPeer& peer, bool tcp, const char*
 }
 
 std::shared_ptr<CStream> CMedium::MakeStream(uint32_t channelID) {
-    if (channelID == 0 || streams.Size() >= Limits().channels) return nullptr;
+    if (closed || channelID == 0 || streams.Size() >= Limits().channels) return nullptr;
     std::shared_ptr<CStream> stream = classes.MakeStream(channelID);
     streams.Add(channelID, stream);
     stream->Open();
@@ -30,5 +30,5 @@ void CMedium::EndStream(CStream& stream) {
         ended.traffic.Add(last.traffic);
         ended.links.Add(last.links);
     }
-    streams.Remove(stream.ChannelID());
+    if (streams.Find(stream.ChannelID()).get() == &stream) streams.Remove(stream.ChannelID());
 }

@@ -45,6 +45,7 @@ struct CMedium {
     IMediumClasses& classes;
     CServerContext& context;
     CStreamTable streams;
+    bool closed = false;  // no stream is made any more. Under the gate
     CKeyFrames keyFrames{streams, context.gate};
     std::atomic<bool> legsBehind{false};  // what is wanted of a relayed stream has changed
     CCritSec csEnded{lock_order::kLeaf};

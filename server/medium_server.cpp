@@ -170,6 +170,7 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
 void CMediumServer::OnSecond(uint32_t now) {
     CAutoLock gate(&m_medium.context.gate);
     for (const std::shared_ptr<CStream>& stream : m_relays.OnSecond(now)) m_sources.AfterRelay(*stream);
+    m_relays.AskForKept();
     m_sources.OnSecond(now);
 }
 
@@ -188,6 +189,7 @@ void CMediumServer::BeginDrain() {
 
 void CMediumServer::End() {
     CAutoLock gate(&m_medium.context.gate);
+    m_medium.closed = true;
     m_relays.EndAll();
     for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
         m_sources.End(*stream);

@@ -33,6 +33,9 @@ public:
     void EndAll();
     /// Those whose relay has ended, for somebody to decide what becomes of them.
     std::vector<std::shared_ptr<CStream>> OnSecond(uint32_t now);
+    /// Those whose relay has been given up are asked for anew, once what became of it is settled. Once a second, under
+    /// the gate.
+    void AskForKept();
     /// Serves those who wait for a leg as soon as it is up, or has given its sign. Takes the gate when there is one.
     void OnTurn();
 
@@ -59,7 +62,6 @@ private:
     void Doubt(CRelay& relay);
     static bool HasGivenSign(const CRelay& relay);
     void Wait(CRelay& relay, const CSinkRequest& request) const;
-    void AskForKept();
 
     /// False when the relay is to be ended.
     bool Upkeep(CRelay& relay, uint32_t now);

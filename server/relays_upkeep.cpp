@@ -13,16 +13,14 @@ std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
             it = m_relays.erase(it);
         }
     }
-    AskForKept();
     return ended;
 }
 
-// Their relay has been given up meanwhile.
 void CRelays::AskForKept() {
     for (const CKeptRequests::Kept& kept : m_kept.Naming()) {
         const uint32_t channelID = kept.request.channelID;
         const auto stream = m_medium.streams.Find(channelID);
-        if (m_relays.count(channelID) == 0 && !(stream && stream->IsHome())) Serve(kept.request, kept.home);
+        if (m_relays.count(channelID) == 0 && !(stream && stream->HasLiveSource())) Serve(kept.request, kept.home);
     }
 }
 

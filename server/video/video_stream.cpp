@@ -16,11 +16,12 @@ void CVideoStream::WantKeyFrame(bool anew) {
 // The next one goes to everybody, so the question is that of all. A publisher that is not there is asked when it comes.
 bool CVideoStream::AskForKeyFrame(uint32_t now) {
     const bool relayed = RelayedFrom() != 0;
-    if (m_requests.IsDue(now, relayed)) {
+    const bool repeats = relayed && Wanted() != 0;  // none can come while nobody watches
+    if (m_requests.IsDue(now, repeats)) {
         if (!relayed) WithSource([](CSource& source) { source.RequestKeyFrame(); });
         if (relayed && m_pLeg) m_pLeg->RequestKeyFrame();
     }
-    return m_requests.IsOpen(relayed);
+    return m_requests.IsOpen(repeats);
 }
 
 // Only subscribers' sinks are in the channel: nobody writes into the frame.

@@ -139,6 +139,25 @@ TEST_F(Desktop, ADistantChannelIsAskedForAnewEachSecondUntilItsServerAnswers) {
     EXPECT_GE(host.TakeCount(kFar, "052d00000258"), 3U) << "the far server must not take it for gone";
 }
 
+TEST_F(Desktop, AFarServerThatComesLateFindsTheRequestStillKept) {
+    for (const bool publishedHere : {false, true}) {
+        const uint32_t channel = kChannel + (publishedHere ? 1 : 0);
+        const CPeer bob{kBob.ip, static_cast<uint16_t>(kBob.port + channel)};
+        if (publishedHere) {
+            Say("38", Publish(channel, kAlice), kAlice);
+            host.Run(1000);
+        }
+        Ask(bob, 9, channel, kFar.ip, kFar.port);
+        host.Run(14000);
+        const auto asked = host.Take(kFar);
+        ASSERT_GE(asked.size(), 12U) << "asked for anew when it had been given up";
+        host.Deliver(Hex("052c") + Hex(asked.back()).substr(2, 4) + U32(600), kFar);
+        host.Run(2000);
+        EXPECT_NE(SinkOf(bob), 0U) << publishedHere;
+    }
+    EXPECT_EQ(Status().channels, 2U);
+}
+
 TEST_F(Desktop, ATcpSubscriberIsRelayedOverTcp) {
     CFakeTcp* sink = host.Validate(11, U32(kChannel) + U32(kFar.ip) + U32(0) + U32(0) + U32(kFar.port).substr(2));
     ASSERT_TRUE(sink);

@@ -240,6 +240,16 @@ TEST_F(Video, AFarServerIsAskedAgainUntilAKeyFrameComes) {
     host.Take(kBob);
     Say("10", bob, kBob, Ack(0));
     EXPECT_EQ(TakeFrames(kBob), 1U);
+    Say("0d", bob, kBob);
+    Say("0b", bob, kBob);
+    run(10);
+    EXPECT_EQ(askedAt.size(), 6U) << "he lacks one again";
+    Say("0d", bob, kBob);
+    run(3000);
+    EXPECT_EQ(askedAt.size(), 6U) << "none can come while nobody watches";
+    Say("0b", bob, kBob);
+    run(1200);
+    EXPECT_EQ(askedAt.size(), 9U);
 }
 
 TEST_F(Video, ATcpSubscriberIsRelayedOverTcp) {
