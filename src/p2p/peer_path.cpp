@@ -31,6 +31,7 @@ CPeerPath::TcpWay CPeerPath::GetTcp() const {
     way.tcp = sameNat ? Tcp::SameNat : enterable ? Tcp::Open : Tcp::Closed;
     way.ip = sameNat ? way.peer->m_ulLocalIP : way.peer->m_ulNATIP;
     way.port = way.peer->m_usLocalUDPPort;
-    way.reachable = manager->MayReach(way.ip, way.port);
+    const bool self = sameNat && way.ip == way.own.ulLocalIP && way.port == way.own.usLocalUDPPort;
+    way.reachable = !self && manager->MayReach(way.ip, way.port);
     return way;
 }

@@ -1,5 +1,6 @@
 #include "whiteboard/wb_centre.h"
 
+#include "link/limits.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/app_log.h"
 
@@ -19,7 +20,7 @@ constexpr size_t kMaxAsked = CWBObjects::kMaxObjects + wb::kHeaderLen / 4;
 }  // namespace
 
 void CWBCentre::Process(uint32_t sessionID, const char* data, int length) {
-    if (!data || length < wb::kHeaderLen) return;
+    if (!data || length < wb::kHeaderLen || length > limits::kMaxFrameLen) return;
     const CMessage message{data, length};
     switch (message.Command()) {
         case WB_CMD_OBJECT_OFFER:
@@ -115,10 +116,12 @@ void CWBCentre::OnReplaceAll(uint32_t sessionID, const CMessage& message) {
 // The header's own words are asked for too: so it has always been.
 void CWBCentre::OnList(uint32_t sessionID, const CMessage& message) {
     size_t asked = 0;
-    wb::ForEachWord(message.data, message.length, [&](uint32_t objectID) LUMO_NO_THREAD_SAFETY_ANALYSIS {
-        if (m_objects.Has(objectID) || ++asked > kMaxAsked) return;
-        SendTo(sessionID, WB_CMD_OBJECT_REQUEST, objectID, 0);
-    });
+    const int most = static_cast<int>(4 * kMaxAsked);
+    wb::ForEachWord(message.data, std::min(message.length, most),
+                    [&](uint32_t objectID) LUMO_NO_THREAD_SAFETY_ANALYSIS {
+                        if (m_objects.Has(objectID) || ++asked > kMaxAsked) return;
+                        SendTo(sessionID, WB_CMD_OBJECT_REQUEST, objectID, 0);
+                    });
 }
 
 void CWBCentre::OnState(uint32_t sessionID, const CMessage& message) {
