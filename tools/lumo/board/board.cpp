@@ -160,10 +160,12 @@ void CBoard::Remove(const IDs& ids, std::vector<RemovedObject>* removed) {
 
 // Where each object is now, not how far it went: a page that has just been told of it must not move it twice.
 void CBoard::Move(const IDs& ids, int32_t dx, int32_t dy) {
-    for (const uint32_t id : ids) m_model.Move(id, dx, dy);
+    std::set<uint32_t> held;
+    for (const uint32_t id : ids)
+        if (m_model.Move(id, dx, dy)) held.insert(id);
     Json moved = Json::array();
     Box box;
-    for (const uint32_t id : std::set<uint32_t>(ids.begin(), ids.end()))
+    for (const uint32_t id : held)
         if (m_model.PlaceOf(id, box)) moved.push_back({id, box.left, box.top, box.right, box.bottom});
     if (!moved.empty()) Show({{"type", "move"}, {"boxes", std::move(moved)}});
 }

@@ -30,11 +30,12 @@ bool CBoardModel::Remove(uint32_t id) {
     return true;
 }
 
-void CBoardModel::Move(uint32_t id, int32_t dx, int32_t dy) {
+bool CBoardModel::Move(uint32_t id, int32_t dx, int32_t dy) {
     BoardObject* object = Find(id);
-    if (!object) return;
+    if (!object) return false;
     object->dx += static_cast<uint32_t>(dx);
     object->dy += static_cast<uint32_t>(dy);
+    return true;
 }
 
 bool CBoardModel::PlaceOf(uint32_t id, Box& box) const {

@@ -32,8 +32,9 @@ public:
     /// False when it is held already and not stale, or has no room.
     bool Add(uint32_t id, BoardObject object);
     bool Remove(uint32_t id);
-    /// Costs the same however long the record is, so that a short message cannot keep us busy.
-    void Move(uint32_t id, int32_t dx, int32_t dy);
+    /// False when there is none. Costs the same however long the record is, so that a short message cannot keep us
+    /// busy.
+    bool Move(uint32_t id, int32_t dx, int32_t dy);
     /// Where an object is; false when there is none or its place is not known.
     bool PlaceOf(uint32_t id, Box& box) const;
     void Clear();

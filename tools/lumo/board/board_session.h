@@ -30,7 +30,8 @@ public:
     /// everything again.
     bool TakeOverflow();
 
-    static constexpr size_t kMaxBytes = 64U * 1024 * 1024;
+    /// All that a channel may answer at once: 256 MiB of records, their heads, and some room.
+    static constexpr size_t kMaxBytes = 320U * 1024 * 1024;
 
 private:
     CWake& m_wake;

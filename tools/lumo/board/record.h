@@ -25,8 +25,8 @@ enum class PictureFormat : uint32_t { Png = 1, Jpeg = 2 };
 /// Coordinates and widths are sixteenths of a point of the board, y downwards.
 inline constexpr int32_t kUnitsPerPoint = 16;
 inline constexpr size_t kMaxPoints = 20000;
-inline constexpr size_t kMaxText = 4000;            // bytes of UTF-8
-inline constexpr size_t kMaxPicture = 1024 * 1024;  // bytes as encoded
+inline constexpr size_t kMaxText = 4000;                 // bytes of UTF-8
+inline constexpr size_t kMaxPicture = 1024 * 1024 - 64;  // bytes as encoded: with its heads what a server takes
 inline constexpr uint32_t kMaxWidth = 256 * kUnitsPerPoint;
 
 struct Point {

@@ -9,6 +9,7 @@ export class Model {
 
   /** True when all of them lie above what was there, so that drawing them is enough. */
   add(objects) {
+    objects.sort(above);  // drawn in this order when all lie on top
     const last = this.sorted().at(-1);
     let onTop = true;
     for (const object of objects) {

@@ -1,6 +1,6 @@
 // Pictures from files, the clipboard and other windows. Each is drawn anew, which leaves out what else a file may tell.
 
-const MOST_BYTES = 1024 * 1024;
+const MOST_BYTES = 1024 * 1024 - 64;
 const MOST_SIDE = 1600;
 
 const encode = (canvas, type, quality) => new Promise((done) => canvas.toBlob(done, type, quality));

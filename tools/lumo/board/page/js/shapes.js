@@ -135,8 +135,9 @@ const probe = document.createElement("canvas").getContext("2d");
 
 /** Whether a point is on the object, give or take `reach`. */
 export function hits(object, x, y, reach) {
+  if (!object.type) return false;
   const [l, t, r, b] = extent(object);
-  if (!object.type || x < l - reach || x > r + reach || y < t - reach || y > b + reach) return false;
+  if (x < l - reach || x > r + reach || y < t - reach || y > b + reach) return false;
   if (object.type === "text" || object.type === "picture") return true;
   probe.lineWidth = object.width + 2 * reach;
   probe.lineCap = probe.lineJoin = "round";
