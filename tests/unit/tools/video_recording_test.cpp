@@ -70,10 +70,15 @@ TEST_F(VideoRecording, TwoWaysOverlapAndPublishersBeginAnew) {
     EXPECT_TRUE(recorder.Ended());
 }
 
+TEST_F(VideoRecording, ZerosBeforeTheFirstStartCodeDoNoHarm) {
+    const std::string unit = std::string(3, '\0') + kSps + kPps + Idr("a");
+    Arrive(Encode({true, 0, unit}));
+    EXPECT_EQ(Written(), unit);
+}
+
 TEST_F(VideoRecording, ForeignFramesAreRefused) {
-    for (const std::string& frame :
-         {""s, "\1"s, "\1\0\0"s, "\1\0\0text"s, "\1\0\0\0\0\0\0\1\x65"s, "\1\0\0\0\0\1\x65"s.substr(0, 5),
-          "\1\0\0\0\0\1\x65"s + std::string(CAnnexBReader::kMaxUnit, 'x')})
+    for (const std::string& frame : {""s, "\1"s, "\1\0\0"s, "\1\0\0text"s, "\1\0\0\0\0\1\x65"s.substr(0, 5),
+                                     "\1\0\0\0\0\1\x65"s + std::string(CAnnexBReader::kMaxUnit, 'x')})
         Arrive(frame, false);
     Arrive("\1\0\0\0\0\1\x65"s);
     EXPECT_EQ(Written(), "\0\0\1\x65"s);

@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -25,7 +26,7 @@ struct LoadOptions {
     double seconds = 10;
     double waitSeconds = 30;
 
-    uint32_t Frames() const { return static_cast<uint32_t>(rate * seconds + 0.5); }
+    uint32_t Frames() const { return static_cast<uint32_t>(std::lround(rate * seconds)); }
     /// Of frames 1, 2 and so on.
     bool IsKey(uint32_t number) const { return keyEvery != 0 && (number - 1) % keyEvery == 0; }
 };

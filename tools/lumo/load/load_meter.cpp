@@ -48,7 +48,7 @@ void CLoadMeter::OnFrame(uint32_t subscriber, const char* data, int length, uint
         return;
     }
     seen |= bit;
-    ++one.arrived;
+    one.arrived.fetch_add(1, std::memory_order_relaxed);
     m_nArrived.fetch_add(1, std::memory_order_relaxed);
     m_delaysUs.Add(static_cast<uint32_t>(std::min<uint64_t>(nowUs - std::min(nowUs, sentUs), UINT32_MAX)));
 }
@@ -57,7 +57,8 @@ LoadReport CLoadMeter::Report(uint32_t published) const {
     LoadReport report;
     report.arrived = Arrived();
     report.repeated = m_nRepeated.load(std::memory_order_relaxed);
-    for (const Subscriber& one : m_subscribers) report.unlucky += one.arrived < published ? 1 : 0;
+    for (const Subscriber& one : m_subscribers)
+        report.unlucky += one.arrived.load(std::memory_order_relaxed) < published ? 1 : 0;
     report.p50Ms = m_delaysUs.Percentile(0.5) / 1000.0;
     report.p90Ms = m_delaysUs.Percentile(0.9) / 1000.0;
     report.p99Ms = m_delaysUs.Percentile(0.99) / 1000.0;

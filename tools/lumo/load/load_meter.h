@@ -40,13 +40,13 @@ public:
     uint32_t Hearing() const { return m_nHearing.load(std::memory_order_relaxed); }
     /// Any thread.
     uint64_t Arrived() const { return m_nArrived.load(std::memory_order_relaxed); }
-    /// When frames 1 to `published` have come, or will no more.
+    /// Any thread; whole when frames 1 to `published` have come, or will no more.
     LoadReport Report(uint32_t published) const;
 
 private:
     struct Subscriber {
         bool hears = false;
-        uint32_t arrived = 0;
+        std::atomic<uint32_t> arrived{0};
     };
     const uint32_t m_nFrames;
     std::vector<Subscriber> m_subscribers;

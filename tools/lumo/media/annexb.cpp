@@ -4,7 +4,7 @@ namespace lumo {
 
 bool TakeNal(std::string_view& rest, Nal& nal) {
     const size_t code = rest.find(kStartCode);
-    if (code > 1 || (code == 1 && rest[0] != 0)) return false;
+    if (code == std::string_view::npos || rest.find_first_not_of('\0') < code) return false;
     const size_t header = code + kStartCode.size();
     size_t end = rest.find(kStartCode, header);
     if (end == std::string_view::npos)

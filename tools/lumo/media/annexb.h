@@ -27,7 +27,8 @@ struct Nal {
     std::string_view bytes;  ///< its start code in front
 };
 
-/// Takes the first NAL unit off `rest`, which begins with a start code of 3 or 4 bytes; false when it does not.
+/// Takes the first NAL unit off `rest`, which begins with a start code after any number of zeros; false when
+/// it does not.
 bool TakeNal(std::string_view& rest, Nal& nal);
 
 inline NalType TypeOf(char header) { return static_cast<NalType>(static_cast<uint8_t>(header) & 0x1f); }
