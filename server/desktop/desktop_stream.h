@@ -12,7 +12,7 @@ public:
     void Open() override { CDesktopChannel::Connect(); }
     /// Not by its release, which would end the subscribers of every desktop.
     void Close() override {
-        if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->ForgetDesktopChannel(this);
+        if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->ForgetChannel(CDesktopChannelState::Of(*this));
     }
 
     void OnDesktopSinkData(const void* data, int length) override { OnSinkFrame(data, length); }

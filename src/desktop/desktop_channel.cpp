@@ -7,7 +7,7 @@ CDesktopChannel::CDesktopChannel(unsigned long ulDesktopChannelID)
     : m_pState(new CDesktopChannelState(static_cast<uint32_t>(ulDesktopChannelID), *this)) {}
 
 CDesktopChannel::~CDesktopChannel() {
-    if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->ForgetDesktopChannel(this);
+    if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->ForgetChannel(*m_pState);
     delete m_pState;
 }
 

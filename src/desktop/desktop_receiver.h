@@ -3,13 +3,13 @@
 
 #include "desktop/desktop_profile.h"
 #include "desktop/local_mcu_desktop.h"
-#include "link/callback.h"
 #include "p2p/share_receiver_p2p_tcp.h"
 
-class CDesktopReceiver : public CShareReceiver, public IDesktopReceiver {
+class CDesktopReceiver : public CShareReceiverOf<IDesktopReceiver, IDesktopReceiverNotify,
+                                                 &IDesktopReceiverNotify::OnDesktopReceiverNotifyConnected,
+                                                 &IDesktopReceiverNotify::OnDesktopReceiverNotifyData> {
 public:
-    CDesktopReceiver(IDesktopReceiverNotify& notify, CShareChannel& channel)
-        : CShareReceiver(channel), m_pNotify(&notify) {}
+    using CShareReceiverOf::CShareReceiverOf;
 
     uint32_t GetDesktopChannelID() const { return ChannelID(); }
     uint32_t GetDesktopReceiverID() const { return ReceiverID(); }
@@ -25,15 +25,6 @@ protected:
     static void LeaveMcu(uint32_t receiverID) {
         if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->RemoveDesktopReceiver(receiverID);
     }
-    bool NotifyConnected(uint32_t ip) override {
-        return CallApplication([&] { m_pNotify->OnDesktopReceiverNotifyConnected(ip); });
-    }
-    void NotifyData(const char* data, int length) override {
-        CallApplication([&] { m_pNotify->OnDesktopReceiverNotifyData(data, length); });
-    }
-
-private:
-    IDesktopReceiverNotify* const m_pNotify;  // the application's; outlives the receiver
 };
 
 using CDesktopReceiverTCP = CShareReceiverTCP<CDesktopReceiver>;

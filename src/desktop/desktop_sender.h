@@ -6,13 +6,9 @@
 #include "link/share_sender_tcp.h"
 #include "link/share_sender_udp.h"
 
-/// Its IDesktopSender operations are the sink's of the same names.
-class CDesktopSender : public CDesktopSink, public IDesktopSender {
+class CDesktopSender : public CShareSenderOf<CDesktopSink, IDesktopSender, IDesktopSenderNotify> {
 public:
-    CDesktopSender(IDesktopSenderNotify& notify, CShareChannel& channel) : CDesktopSink(channel), m_pNotify(&notify) {}
-
-    void ReleaseConnections() override { CDesktopSink::ReleaseConnections(); }
-    bool IsDisconnected() override = 0;
+    using CShareSenderOf::CShareSenderOf;
 
 protected:
     void NotifyConnected(uint32_t ip) {
@@ -21,9 +17,6 @@ protected:
     static void LeaveMcu(uint32_t senderKey) {
         if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->RemoveDesktopSenderUDP(senderKey);
     }
-
-private:
-    IDesktopSenderNotify* const m_pNotify;  // the application's; outlives the sender
 };
 
 using CDesktopSenderUDP = CShareSenderUDP<CDesktopSender>;

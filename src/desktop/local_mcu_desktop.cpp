@@ -10,21 +10,7 @@ CLocalMCUDesktop::CLocalMCUDesktop()
 
 CLocalMCUDesktop::~CLocalMCUDesktop() { Instances().pDesktop.store(nullptr, std::memory_order_release); }
 
-void CLocalMCUDesktop::AddDesktopChannel(CDesktopChannel* channel) {
-    CDesktopChannelState& state = CDesktopChannelState::Of(*channel);
-    Tables().channels.Put(state.hub.ID(), &state);
-}
-
-void CLocalMCUDesktop::ForgetDesktopChannel(CDesktopChannel* channel) {
-    CDesktopChannelState& state = CDesktopChannelState::Of(*channel);
-    Tables().ForgetChannel(state.hub.ID(), &state);
-}
-
 void CLocalMCUDesktop::AddDesktopSink(uint32_t sinkID, CDesktopSink* sink) { PutSink(sinkID, sink); }
-
-void CLocalMCUDesktop::AddDesktopReceiver(CDesktopReceiver* receiver) {
-    Tables().receivers.Put(receiver->GetDesktopReceiverID(), receiver);
-}
 
 void CLocalMCUDesktop::ReleaseConnections() {
     RemoveAllDesktopSinks();
@@ -34,9 +20,4 @@ void CLocalMCUDesktop::ReleaseConnections() {
                                 owner->ReleaseConnections();
                                 delete owner;
                             });
-}
-
-void CLocalMCUDesktop::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
-                                                      unsigned short port) {
-    Dispatch(data, length, static_cast<uint32_t>(ip), port, [](const wire::CommandRow&) {});
 }

@@ -1,10 +1,9 @@
-// The desktop part of the local MCU: the datagrams of kind 5, the TCP service for peers, the pump.
+// The desktop part of the local MCU: datagrams of kind 5, accepted sessions of service type 11, the pump.
 #pragma once
 
 #include "desktop/desktop_channel_state.h"
 #include "link/share_mcu.h"
 
-class CDesktopReceiver;
 class CDesktopSink;
 
 /// One per local MCU manager. Sinks are its own, and so are the channels that are still there when it is released;
@@ -14,7 +13,7 @@ public:
     CLocalMCUDesktop();
     virtual ~CLocalMCUDesktop();
 
-    void AddDesktopChannel(CDesktopChannel* channel);
+    void AddDesktopChannel(CDesktopChannel* channel) { PutChannel(CDesktopChannelState::Of(*channel)); }
     /// Unregisters the channel. Its sinks stay.
     void RemoveDesktopChannel(uint32_t channelID) { Tables().TakeChannel(channelID); }
     void AddDesktopSink(uint32_t sinkID, CDesktopSink* sink);
@@ -22,7 +21,7 @@ public:
     void RemoveDisconnectedDesktopSinks() { Tables().EndDisconnectedSinks(); }
     /// Those of every channel.
     void RemoveAllDesktopSinks() { Tables().EndAllSinks(); }
-    void AddDesktopReceiver(CDesktopReceiver* receiver);
+    void AddDesktopReceiver(CShareReceiver* receiver) { PutReceiver(*receiver); }
     void RemoveDesktopReceiver(uint32_t receiverID) { Tables().receivers.Take(receiverID); }
     /// Ends the sinks, and releases and deletes the channels.
     void ReleaseConnections();
@@ -30,13 +29,6 @@ public:
     void OnTimer() { Tables().OnSecond(); }
     /// Each turn of the worker; true when a session sent something.
     bool ProcessSend() { return Tables().Pump(true); }
-
-    /// One datagram of kind 5 without its kind byte. UDP thread.
-    void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port);
-    /// An accepted session of service type 11. TCP thread.
-    bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) {
-        return Validate(session, type, data, length);
-    }
 
     /// A T for the factories, in its channel and in the table when datagrams reach it; null without a local MCU or for
     /// an unknown channel.
@@ -52,8 +44,6 @@ public:
     }
     void RemoveDesktopSenderUDP(uint32_t senderKey) { Tables().senders.Take(senderKey); }
 
-    /// Takes this very channel out, if it is the one registered under its ID, and ends its sinks alone.
-    void ForgetDesktopChannel(CDesktopChannel* channel);
     /// Returns when none of a channel's sinks is being ended on another thread.
     void AwaitDesktopSinks(uint32_t channelID) { Tables().sinks.SweepChannel(channelID, CTables::EndSink); }
 };

@@ -7,7 +7,7 @@ CFileChannel::CFileChannel(unsigned long ulFileChannelID)
     : m_pState(new CFileChannelState(static_cast<uint32_t>(ulFileChannelID), *this)) {}
 
 CFileChannel::~CFileChannel() {
-    if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetFileChannel(this);
+    if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetChannel(*m_pState);
     delete m_pState;
 }
 

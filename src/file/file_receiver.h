@@ -3,13 +3,14 @@
 
 #include "file/file_profile.h"
 #include "file/local_mcu_file.h"
-#include "link/callback.h"
 #include "link/limits.h"
 #include "link/share_receiver.h"
 
-class CFileReceiver : public CShareReceiver, public IFileReceiver {
+class CFileReceiver
+    : public CShareReceiverOf<IFileReceiver, IFileReceiverNotify, &IFileReceiverNotify::OnFileReceiverNotifyConnected,
+                              &IFileReceiverNotify::OnFileReceiverNotifyData> {
 public:
-    CFileReceiver(IFileReceiverNotify& notify, CShareChannel& channel) : CShareReceiver(channel), m_pNotify(&notify) {}
+    using CShareReceiverOf::CShareReceiverOf;
 
     uint32_t GetFileChannelID() const { return ChannelID(); }
     uint32_t GetFileReceiverID() const { return ReceiverID(); }
@@ -25,14 +26,8 @@ protected:
     static void LeaveMcu(uint32_t receiverID) {
         if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->RemoveFileReceiver(receiverID);
     }
-    bool NotifyConnected(uint32_t ip) override {
-        return CallApplication([&] { m_pNotify->OnFileReceiverNotifyConnected(ip); });
-    }
     /// Frames of 2 bytes or more go to the application.
     void NotifyData(const char* data, int length) override {
-        if (data && length >= limits::kMinFrameLen)
-            CallApplication([&] { m_pNotify->OnFileReceiverNotifyData(data, length); });
+        if (data && length >= limits::kMinFrameLen) CShareReceiverOf::NotifyData(data, length);
     }
-
-    IFileReceiverNotify* const m_pNotify;  // the application's; outlives the receiver
 };

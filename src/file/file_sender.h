@@ -5,13 +5,9 @@
 #include "file/local_mcu_file.h"
 #include "link/callback.h"
 
-/// Its IFileSender operations are the sink's of the same names.
-class CFileSender : public CFileSink, public IFileSender {
+class CFileSender : public CShareSenderOf<CFileSink, IFileSender, IFileSenderNotify> {
 public:
-    CFileSender(IFileSenderNotify& notify, CShareChannel& channel) : CFileSink(channel), m_pNotify(&notify) {}
-
-    void ReleaseConnections() override { CFileSink::ReleaseConnections(); }
-    bool IsDisconnected() override = 0;
+    using CShareSenderOf::CShareSenderOf;
 
 protected:
     void NotifyConnected(uint32_t ip) {
@@ -20,7 +16,4 @@ protected:
     static void LeaveMcu(uint32_t senderKey) {
         if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->RemoveFileSenderUDP(senderKey);
     }
-
-private:
-    IFileSenderNotify* const m_pNotify;  // the application's; outlives the sender
 };

@@ -16,21 +16,11 @@ CLocalMCUFile::CLocalMCUFile() : CShareMcu(wire::kFileCodes, ShareSinkMakers<CFi
 
 CLocalMCUFile::~CLocalMCUFile() { Instances().pFile.store(nullptr, std::memory_order_release); }
 
-void CLocalMCUFile::AddFileChannel(CFileChannel* channel) {
-    CFileChannelState& state = CFileChannelState::Of(*channel);
-    Tables().channels.Put(state.hub.ID(), &state);
-}
-
-void CLocalMCUFile::ForgetFileChannel(CFileChannel* channel) {
-    CFileChannelState& state = CFileChannelState::Of(*channel);
-    Tables().ForgetChannel(state.hub.ID(), &state);
-}
-
 void CLocalMCUFile::AddFileSink(uint32_t sinkID, CFileSink* sink) { PutSink(sinkID, sink); }
 
 void CLocalMCUFile::AddFileReceiver(CFileReceiver* receiver) {
     LUMO_LOG_LINE("CLocalMCUFile::AddFileReceiver. FileReceiverID : %u", receiver->GetFileReceiverID());
-    Tables().receivers.Put(receiver->GetFileReceiverID(), receiver);
+    PutReceiver(*receiver);
 }
 
 void CLocalMCUFile::RemoveFileReceiver(uint32_t receiverID) {
@@ -41,8 +31,7 @@ void CLocalMCUFile::RemoveFileReceiver(uint32_t receiverID) {
 void CLocalMCUFile::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                    unsigned short port) {
     LUMO_LOG_LINE("CLocalMCUFile::OnUdpClientNotifyReceivedFrame");
-    Dispatch(data, length, static_cast<uint32_t>(ip), port,
-             [](const wire::CommandRow& row) { LUMO_LOG_LINE("%s", row.name); });
+    Dispatch(data, length, ip, port, [](const wire::CommandRow& row) { LUMO_LOG_LINE("%s", row.name); });
 }
 
 namespace {

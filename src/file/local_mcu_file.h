@@ -1,4 +1,4 @@
-// The file part of the local MCU: the datagrams of kind 6, the TCP service for peers, the pump.
+// The file part of the local MCU: datagrams of kind 6, accepted sessions of service type 13, the pump.
 #pragma once
 
 #include "file/file_channel_state.h"
@@ -19,7 +19,7 @@ public:
     CLocalMCUFile();
     virtual ~CLocalMCUFile();
 
-    virtual void AddFileChannel(CFileChannel* channel);
+    virtual void AddFileChannel(CFileChannel* channel) { PutChannel(CFileChannelState::Of(*channel)); }
     /// Unregisters the channel, then ends its sinks. Waits for sinks' callbacks: hold no lock that one takes.
     virtual void RemoveFileChannel(uint32_t channelID) { Tables().RemoveChannel(channelID); }
     virtual void AddFileSink(uint32_t sinkID, CFileSink* sink);
@@ -37,10 +37,6 @@ public:
 
     /// One datagram of kind 6 without its kind byte. UDP thread.
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port);
-    /// An accepted session of service type 13. TCP thread.
-    bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) {
-        return Validate(session, type, data, length);
-    }
 
     /// Null without a local MCU or for an unknown channel. The object is in its channel (and table) already.
     static CFileSenderUDP* CreateFileSenderUDP(IFileSenderNotify& notify, uint32_t channelID);
@@ -50,7 +46,4 @@ public:
     static CFileReceiverP2P* CreateFileReceiverP2P(IFileReceiverNotify& notify, uint32_t channelID);
     static CFileReceiverP2PTCP* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, uint32_t channelID);
     void RemoveFileSenderUDP(uint32_t senderKey) { Tables().senders.Take(senderKey); }
-
-    /// Takes this very channel out, if it is the one registered under its ID.
-    void ForgetFileChannel(CFileChannel* channel);
 };

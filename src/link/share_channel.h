@@ -1,6 +1,7 @@
 // The inside of a share's channel, for the classes of its medium and the relay server.
 #pragma once
 
+#include "link/callback.h"
 #include "link/channel_hub.h"
 
 #include <cstdint>
@@ -26,4 +27,17 @@ public:
     virtual void DeliverUpstream(const void* data, int length) = 0;
 
     CChannelHub<CShareSink, CShareReceiver> hub;
+};
+
+/// That of the application's channel class `TChannel`, which hears its subscribers by `Hear`.
+template <class TChannel, void (TChannel::*Hear)(const void*, int)>
+class CShareChannelOf : public CShareChannel {
+public:
+    CShareChannelOf(uint32_t channelID, TChannel& channel) : CShareChannel(channelID), owner(channel) {}
+
+    void DeliverUpstream(const void* data, int length) override {
+        CallApplication([&] { (owner.*Hear)(data, length); });
+    }
+
+    TChannel& owner;
 };

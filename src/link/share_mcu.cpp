@@ -34,13 +34,13 @@ uint32_t CShareMcu::AcceptSink(ITcpSession* session, uint32_t channelID) {
     });
 }
 
-bool CShareMcu::Validate(ITcpSession* session, unsigned long type, const char* data, int length) {
+bool CShareMcu::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) {
     if (type != static_cast<unsigned long>(m_codes.receiver) || !data || length != 4) return false;
     return AcceptSink(session, CWireReader(data, length).U32()) != 0;
 }
 
-void CShareMcu::Dispatch(const char* data, int length, uint32_t ip, uint16_t port, CBefore before) {
-    DispatchDatagram(*this, m_rows, m_codes.kind, data, length, ip, port, before);
+void CShareMcu::Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before) {
+    DispatchDatagram(*this, m_rows, m_codes.kind, data, length, static_cast<uint32_t>(ip), port, before);
 }
 
 void CShareMcu::OnSinkConnect(const CServerDatagram& datagram) {

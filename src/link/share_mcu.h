@@ -56,15 +56,26 @@ public:
     /// validate callback.
     uint32_t AcceptSink(ITcpSession* session, uint32_t channelID);
 
+    /// One datagram without its kind byte. UDP thread.
+    void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) {
+        Dispatch(data, length, ip, port, [](const wire::CommandRow&) {});
+    }
+    /// An accepted session. TCP thread.
+    bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length);
+
+    /// Takes this very channel out, if it is the one registered under its ID, and ends its sinks alone.
+    void ForgetChannel(CShareChannel& channel) { m_tables.ForgetChannel(channel.hub.ID(), &channel); }
+
 protected:
     CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& makers);
     ~CShareMcu() = default;
 
     using CBefore = void (*)(const wire::CommandRow& row);
     /// One datagram without its kind byte; `before` is called with its row before it acts. UDP thread.
-    void Dispatch(const char* data, int length, uint32_t ip, uint16_t port, CBefore before);
-    /// An accepted session. TCP thread.
-    bool Validate(ITcpSession* session, unsigned long type, const char* data, int length);
+    void Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before);
+
+    void PutChannel(CShareChannel& channel) { m_tables.channels.Put(channel.hub.ID(), &channel); }
+    void PutReceiver(CShareReceiver& receiver) { m_tables.receivers.Put(receiver.ReceiverID(), &receiver); }
 
 private:
     void OnSinkConnect(const CServerDatagram& datagram);

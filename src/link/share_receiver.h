@@ -1,6 +1,7 @@
 // A receiver of a share: attached to a local channel, subscribed to one elsewhere.
 #pragma once
 
+#include "link/callback.h"
 #include "link/object_id.h"
 #include "link/share_channel.h"
 
@@ -51,4 +52,22 @@ protected:
 private:
     CShareChannel& m_channel;  // not owned; outlives the receiver
     CObjectID m_id;
+};
+
+/// That with the application's side: the interface it holds and the callbacks it is told by.
+template <class TInterface, class TNotify, void (TNotify::*Connected)(unsigned long),
+          void (TNotify::*Data)(const char*, int)>
+class CShareReceiverOf : public CShareReceiver, public TInterface {
+public:
+    CShareReceiverOf(TNotify& notify, CShareChannel& channel) : CShareReceiver(channel), m_pNotify(&notify) {}
+
+protected:
+    bool NotifyConnected(uint32_t ip) override {
+        return CallApplication([&] { (m_pNotify->*Connected)(ip); });
+    }
+    void NotifyData(const char* data, int length) override {
+        CallApplication([&] { (m_pNotify->*Data)(data, length); });
+    }
+
+    TNotify* const m_pNotify;  // the application's; outlives the receiver
 };

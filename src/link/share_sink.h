@@ -51,3 +51,17 @@ private:
     const wire::Kind m_kind;
     CObjectID m_id;
 };
+
+/// A sender of this host with the application's side: `TSink` is the medium's CShareSink, and the operations of the
+/// interface are the sink's of the same names.
+template <class TSink, class TInterface, class TNotify>
+class CShareSenderOf : public TSink, public TInterface {
+public:
+    CShareSenderOf(TNotify& notify, CShareChannel& channel) : TSink(channel), m_pNotify(&notify) {}
+
+    void ReleaseConnections() override { TSink::ReleaseConnections(); }
+    bool IsDisconnected() override = 0;
+
+protected:
+    TNotify* const m_pNotify;  // the application's; outlives the sender
+};
