@@ -1,6 +1,7 @@
 // Objects by their ID, under one lock.
 #pragma once
 
+#include "link/id_walk.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumobase/endings.h"
 
@@ -96,15 +97,17 @@ public:
     /// Every object in ascending ID order.
     template <class Use>
     void ForEach(Use use) {
-        CAutoLock lock(&m_cs);
-        for (auto& entry : m_map) use(*entry.second.object);
+        ForEachWhile([&use](T& object) {
+            use(object);
+            return true;
+        });
     }
     /// As ForEach, until `use` answers false.
     template <class Use>
     void ForEachWhile(Use use) {
         CAutoLock lock(&m_cs);
-        for (auto& entry : m_map)
-            if (!use(*entry.second.object)) return;
+        m_walk.Run(
+            m_map, [](const Entry& entry) { return entry.object; }, use);
     }
     size_t Size() {
         CAutoLock lock(&m_cs);
@@ -125,6 +128,8 @@ private:
     }
     void PutAt(uint32_t id, const Entry& entry) LUMO_REQUIRES(m_cs) {
         TakeAt(m_map.find(id));
+        m_walk.Reserve(m_map.size() + 1);
+        m_walk.Changed();
         m_map[id] = entry;
         if (entry.channelID) m_ofChannels.insert(PairKey(*entry.channelID, id));
         if (entry.remoteID) m_pairs[PairKey(*entry.channelID, *entry.remoteID)] = entry.object;
@@ -136,6 +141,7 @@ private:
         auto pair = entry.remoteID ? m_pairs.find(PairKey(*entry.channelID, *entry.remoteID)) : m_pairs.end();
         if (pair != m_pairs.end() && pair->second == entry.object) m_pairs.erase(pair);
         m_map.erase(it);
+        m_walk.Changed();
         return entry.object;
     }
     typename Map::iterator FirstOf(uint32_t channelID, const void* owner) LUMO_REQUIRES(m_cs) {
@@ -167,6 +173,7 @@ private:
     CCritSec m_cs;
     CEndings m_endings;
     Map m_map LUMO_GUARDED_BY(m_cs);
+    CIDWalk<T> m_walk LUMO_GUARDED_BY(m_cs);
     std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);   // ordered: the keys come from the far side
     std::set<uint64_t> m_ofChannels LUMO_GUARDED_BY(m_cs);  // (channel, ID)
 };

@@ -51,6 +51,30 @@ TEST(IDTable, KeepsItsTwoIndicesInStep) {
     EXPECT_EQ(table.Take(99), nullptr);
 }
 
+TEST(IDTable, AWalkGoesOnPastWhatItsVisitsChange) {
+    CIDTable<int> table(0);
+    int values[] = {0, 1, 2, 3, 4, 5};
+    for (uint32_t i = 1; i < 5; ++i) table.Put(i, &values[i]);
+    std::vector<int> order;
+    table.ForEach([&](int& value) {
+        order.push_back(value);
+        if (value == 1) table.Take(2);
+        if (value == 3) {
+            table.Take(3);
+            table.Put(5, &values[5]);
+            table.Put(0, &values[0]);
+            table.ForEachWhile([](int&) { return true; });  // within the walk
+        }
+    });
+    EXPECT_EQ(order, (std::vector<int>{1, 3, 4, 5}));
+    order.clear();
+    table.ForEachWhile([&](int& value) {
+        order.push_back(value);
+        return value != 1;
+    });
+    EXPECT_EQ(order, (std::vector<int>{0, 1}));
+}
+
 TEST(IDTable, SweepEndsEachOutsideTheLockAndSeesWhatEndingChanges) {
     CIDTable<int> table(0);
     int values[] = {1, 2, 3, 4};

@@ -1,0 +1,56 @@
+// The order in which a table's objects are visited.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// A map's objects side by side, because a walk from node to node of a tree waits for memory at every step. Made anew
+/// at the first walk after a change. What a visit puts in or takes out on its own thread is honoured for the rest of
+/// the walk. The owner of the map holds its lock throughout.
+template <class T>
+class CIDWalk {
+public:
+    /// Call it before the map takes one more; throws when there is no memory, so that no walk does.
+    void Reserve(size_t count) {
+        if (m_steps.capacity() < count) m_steps.reserve(count * 2);
+    }
+    void Changed() { ++m_ullChanges; }
+
+    /// Visits in ascending order until `use` answers false. `objectOf` takes an entry of the map to its T*.
+    template <class Map, class ObjectOf, class Use>
+    void Run(const Map& map, ObjectOf objectOf, Use& use) {
+        size_t at = Refresh(map, objectOf, 0);
+        uint64_t seen = m_ullChanges;
+        while (at < m_steps.size()) {
+            const Step step = m_steps[at];
+            if (at + 1 < m_steps.size()) __builtin_prefetch(m_steps[at + 1].object);
+            if (!use(*step.object)) return;
+            at = seen == m_ullChanges ? at + 1 : Refresh(map, objectOf, uint64_t{step.id} + 1);
+            seen = m_ullChanges;
+        }
+    }
+
+private:
+    struct Step {
+        uint32_t id;
+        T* object;
+    };
+
+    /// Gives the place of the first step with this ID or a greater one.
+    template <class Map, class ObjectOf>
+    size_t Refresh(const Map& map, ObjectOf objectOf, uint64_t from) {
+        if (m_ullMade != m_ullChanges) {
+            m_steps.clear();
+            for (const auto& [id, entry] : map) m_steps.push_back({id, objectOf(entry)});
+            m_ullMade = m_ullChanges;
+        }
+        const auto before = [](const Step& step, uint64_t id) { return step.id < id; };
+        return static_cast<size_t>(std::lower_bound(m_steps.begin(), m_steps.end(), from, before) - m_steps.begin());
+    }
+
+    std::vector<Step> m_steps;
+    uint64_t m_ullChanges = 0;
+    uint64_t m_ullMade = 0;
+};
