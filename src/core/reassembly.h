@@ -19,6 +19,8 @@ public:
     void Reset() { m_nLength = 0; }
     /// A frame longer than this is skipped to its end, and the next one collected as if nothing had been.
     void SkipOver(int length) { m_nSkipOver = length; }
+    /// How much of a payload of this length is worth keeping: past one byte too many, its frame is skipped anyway.
+    int MostUseful(int length) const { return length <= m_nSkipOver ? length : m_nSkipOver + 1; }
 
     char* Data() const { return m_pBuffer.get(); }
     int Length() const { return m_nLength; }

@@ -74,6 +74,7 @@ void CSCTPSession::OnSCTPSessionReceivedData(char* packet, int length) {
         case session::SCTP_CMD_DATA:
             m_nPacketsReceived.Add();
             m_nBytesReceived.Add(static_cast<uint64_t>(length - session::kHeaderLen));
+            received.SetPacketDataLen(session::kHeaderLen + m_reassembly.MostUseful(length - session::kHeaderLen));
             OnPacket(received);
             break;
         case session::SCTP_CMD_ACK:

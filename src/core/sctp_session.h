@@ -37,7 +37,8 @@ public:
     bool IsSendIdle();
     /// Whether something waits to enter the window.
     bool HasUncut() const { return m_nUncut.load() != 0; }
-    /// Bytes of the frames that are not wholly in the window yet.
+    /// Number and bytes of the frames that are not wholly in the window yet.
+    uint32_t GetPendingCount() const { return m_nUncut.load(std::memory_order_relaxed); }
     uint64_t GetPendingBytes() const { return m_nUncutBytes.load(std::memory_order_relaxed); }
     /// Whether a pass could admit a packet now (something waits and the window has room).
     bool CanAdmit();

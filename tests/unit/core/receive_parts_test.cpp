@@ -150,6 +150,13 @@ TEST_F(Reassembly, SkipsAFrameOverItsOwnLimitAndTakesTheNext) {
     EXPECT_FALSE(Append(kEnd, "7"));
     EXPECT_TRUE(Append(kBegin | kEnd, "next"));
     EXPECT_EQ(Frame(), "next");
+
+    reassembly.Reset();
+    const std::string tooMuch(1040, 'm');
+    const int useful = reassembly.MostUseful(static_cast<int>(tooMuch.size()));
+    EXPECT_LT(useful, 16) << "early packets are kept only as far as they matter";
+    EXPECT_FALSE(Append(kBegin | kEnd, tooMuch.substr(0, static_cast<size_t>(useful))));
+    EXPECT_EQ(reassembly.MostUseful(4), 4);
 }
 
 }  // namespace
