@@ -21,6 +21,8 @@ CListenerStatus DescribeListener(TSink& sink) {
         listener.link = SumsOf(statistics);
     } else {
         listener.queuedFrames = sink.GetBufferingFrameCount();
+        listener.queuedBytes = info.queuedBytes;
+        listener.link.dropped = info.framesDropped;
     }
     return listener;
 }

@@ -112,6 +112,8 @@ void CSinks::OnSinkGone(const CSinkInfo& sink) {
         LumoLinkStatistics statistics;
         sink.link->FillStatistics(statistics);
         stream->AddEnded(SumsOf(statistics));
+    } else if (stream) {
+        stream->AddEnded({0, 0, sink.framesDropped});
     }
     if (!sink.tcp && m_unproved.Remove(sink.sinkID) != 0) return;  // it had never come
     m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channelID);

@@ -22,7 +22,7 @@ void CSourceSession::OnProved() {
 
 // A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
 bool CSourceSession::SendUpstream(const void* data, int length) {
-    if (GetByteCount() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
+    if (QueueCost() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
     return QueueFrame(data, length);
 }
 

@@ -57,7 +57,7 @@ struct CListenerStatus {
     CPeer peer{};
     bool tcp = false;
     uint64_t queuedFrames = 0;
-    uint64_t queuedBytes = 0;  ///< 0 for TCP
+    uint64_t queuedBytes = 0;
     uint32_t roundTripMs = 0;  ///< 0 for TCP, or not measured yet
     CLinkSums link;
 };

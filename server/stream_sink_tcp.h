@@ -29,13 +29,7 @@ public:
     bool IsDisconnected() override { return TSink::IsDisconnected() || m_tcp.IsDisconnected(); }
     unsigned long GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
-    CSinkInfo Info() override {
-        CSinkInfo info = TSink::Info();
-        info.ip = m_tcp.RemoteIP();
-        info.port = m_tcp.RemotePort();
-        info.tcp = true;
-        return info;
-    }
+    CSinkInfo Info() override { return m_tcp.Describe(TSink::Info()); }
 
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override {
         if (data && length == 1) OnControl(data[0]);

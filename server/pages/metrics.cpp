@@ -11,7 +11,7 @@ CMetrics::CMetrics()
       m_sinks(MakeGauges("lumo_sinks", "Subscribers.")),
       m_unproved(MakeGauges("lumo_unproved", "UDP clients that have not answered yet.")),
       m_queuedFrames(MakeGauges("lumo_queued_frames", "Frames waiting for their receivers.")),
-      m_queuedBytes(MakeGauges("lumo_queued_bytes", "Bytes of the frames waiting for UDP receivers.")),
+      m_queuedBytes(MakeGauges("lumo_queued_bytes", "Bytes of the frames waiting for their receivers.")),
       m_frames(MakeCounters("lumo_frames_total", "Frames from publishers (in), to subscribers (out), upstream (up).")),
       m_bytes(MakeCounters("lumo_bytes_total", "Bytes of those frames.")),
       m_retransmissions(MakeCounters("lumo_retransmissions_total", "Packets sent again.")),

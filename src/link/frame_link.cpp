@@ -1,7 +1,6 @@
 #include "link/frame_link.h"
 
 #include "link/callback.h"
-#include "link/limits.h"
 #include "link/link_registry.h"
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
@@ -45,7 +44,7 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
 }
 
 bool CFrameLink::SendAtOnce(const void* data, int length) {
-    const bool takes = GetPendingBytes() <= QueueLimit();
+    const bool takes = limits::QueueCost(GetPendingBytes(), GetPendingCount()) <= QueueLimit();
     if (!takes || !SendFrame(static_cast<char*>(const_cast<void*>(data)), length)) {
         CountDropped();
         return false;
@@ -64,7 +63,7 @@ bool CFrameLink::HasRoom(int length) {
     if (m_bHeld.load(std::memory_order_acquire)) {
         CAutoLock lock(&m_csHeld);
         if (m_bHeld.load(std::memory_order_relaxed)) {
-            m_bHeldGap = m_bHeldGap || GetByteCount() + static_cast<uint64_t>(length) > QueueLimit();
+            m_bHeldGap = m_bHeldGap || QueueCost() + static_cast<uint64_t>(length) > QueueLimit();
             return !m_bHeldGap;
         }
     }

@@ -3,6 +3,7 @@
 
 #include "core/sctp_session.h"
 #include "core/wire/commands.h"
+#include "link/limits.h"
 #include "link/lock_order.h"
 #include "link/mcu_address.h"
 #include "lumomedia/statistics.h"
@@ -43,7 +44,9 @@ public:
     void OfferOpening();
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
-    bool IsOverLimit() const { return m_bOverrun.load(std::memory_order_relaxed) || GetByteCount() > QueueLimit(); }
+    bool IsOverLimit() { return m_bOverrun.load(std::memory_order_relaxed) || QueueCost() > QueueLimit(); }
+    /// What the queue occupies. Many short frames take more room than their bytes.
+    uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
     void FillStatistics(LumoLinkStatistics& statistics);
 
     /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.

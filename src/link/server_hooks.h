@@ -17,7 +17,9 @@ struct CSinkInfo {
     uint32_t ip;
     uint16_t port;
     bool tcp;
-    CFrameLink* link;  ///< null for TCP, and for media without sessions
+    CFrameLink* link;            ///< null for TCP, and for media without sessions
+    uint64_t queuedBytes = 0;    ///< over TCP, at the time of asking; so too the next
+    uint64_t framesDropped = 0;  ///< for want of room
 };
 
 /// One datagram: its row, its body (the bytes after the kind byte) and where it came from.

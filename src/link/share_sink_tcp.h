@@ -32,13 +32,7 @@ public:
     }
     void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
-    CSinkInfo Info() override {
-        CSinkInfo info = TSink::Info();
-        info.ip = m_tcp.RemoteIP();
-        info.port = m_tcp.RemotePort();
-        info.tcp = true;
-        return info;
-    }
+    CSinkInfo Info() override { return m_tcp.Describe(TSink::Info()); }
 
 private:
     CTcpSink m_tcp;

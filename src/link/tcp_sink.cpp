@@ -1,8 +1,6 @@
 #include "link/tcp_sink.h"
 
 #include "link/instances.h"
-#include "link/limits.h"
-#include "link/server_hooks.h"
 
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle sweeps
@@ -23,8 +21,12 @@ void CTcpSink::Answer(ITcpSessionNotify* notify, const wire::CDatagram& message)
 }
 
 void CTcpSink::Send(const void* data, int length) {
-    if (m_pSession && HasRoom()) m_pSession->SendData(static_cast<const char*>(data), length, 0);
     m_keepAlive.Restart();
+    if (!m_pSession) return;
+    if (HasRoom())
+        m_pSession->SendData(static_cast<const char*>(data), length, 0);
+    else
+        CountDropped(1);
 }
 
 // What waits already counts, not the new frame: a long one is no reason to lose whoever reads in time.
@@ -35,6 +37,7 @@ bool CTcpSink::HasRoom() {
 }
 
 void CTcpSink::DropQueue() {
+    CountDropped(QueuedFrames());
     if (m_pSession) m_pSession->ClearSendQueue();
     m_bOverrun.store(false, std::memory_order_relaxed);
 }
@@ -53,6 +56,15 @@ bool CTcpSink::IsDisconnected() {
         m_pSession->SendData(&keepAlive, 1, 0);
     }
     return false;
+}
+
+CSinkInfo CTcpSink::Describe(CSinkInfo info) {
+    info.ip = m_ulRemoteIP;
+    info.port = m_usRemotePort;
+    info.tcp = true;
+    info.queuedBytes = m_pSession ? m_pSession->GetSendQueueBytes() : 0;
+    info.framesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
+    return info;
 }
 
 void CTcpSink::Release() {

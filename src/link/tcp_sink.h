@@ -3,15 +3,16 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "link/limits.h"
+#include "link/server_hooks.h"
 #include "platform/lumonet/lumonet.h"
 
 #include <atomic>
 #include <cstdint>
 
-/// What a session's queue costs: many short frames take more room than their bytes.
+/// What a session's queue occupies.
 inline uint64_t BytesWaiting(ITcpSession& session) {
-    constexpr uint64_t kFrameCost = 64;
-    return session.GetSendQueueBytes() + kFrameCost * session.GetSendQueueSize();
+    return limits::QueueCost(session.GetSendQueueBytes(), session.GetSendQueueSize());
 }
 
 /// Answer, frames within the queue's limit, keep-alives on idle sweeps, end. The session is the network library's.
@@ -38,17 +39,19 @@ public:
     /// No callback runs after it returns.
     void Release();
 
-    uint32_t RemoteIP() const { return m_ulRemoteIP; }
-    uint16_t RemotePort() const { return m_usRemotePort; }
+    /// The same sink with what is known here.
+    CSinkInfo Describe(CSinkInfo info);
 
 private:
     bool HasRoom();
+    void CountDropped(uint64_t frames) { m_nFramesDropped.fetch_add(frames, std::memory_order_relaxed); }
     bool IsStuck();
 
     ITcpSession* m_pSession;
     CPollCount m_keepAlive;
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<bool> m_bOverrun{false};
+    std::atomic<uint64_t> m_nFramesDropped{0};
     CActivity m_withinLimit;
     uint32_t m_ulPatience = 0;  // set before it is known to other threads
     const uint32_t m_ulRemoteIP;

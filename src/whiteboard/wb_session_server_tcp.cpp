@@ -21,11 +21,3 @@ bool CWBSessionServerTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int 
     if (data && length >= wb::kMinTcpFrame) OnWBSessionData(data, length);
     return true;
 }
-
-CSinkInfo CWBSessionServerTCP::Info() {
-    CSinkInfo info = CWBServerSession::Info();
-    info.ip = m_tcp.RemoteIP();
-    info.port = m_tcp.RemotePort();
-    info.tcp = true;
-    return info;
-}

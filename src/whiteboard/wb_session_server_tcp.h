@@ -17,7 +17,7 @@ public:
     bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
     void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
-    CSinkInfo Info() override;
+    CSinkInfo Info() override { return m_tcp.Describe(CWBServerSession::Info()); }
     uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
 
 private:

@@ -127,7 +127,7 @@ TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
     CTestLink link;
     ASSERT_TRUE(link.OpenLink());
     link.SetHeld(true);
-    link.SetQueueLimit(5);
+    link.SetQueueLimit(limits::kFrameCost + 5);
     EXPECT_TRUE(link.QueueFrame("one", 3));
     EXPECT_FALSE(link.QueueFrame("two", 3)) << "it does not collect more than it may";
     EXPECT_FALSE(link.QueueFrame("3", 1)) << "nor what follows a gap";
@@ -141,10 +141,26 @@ TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
     EXPECT_EQ(statistics.ullFramesDropped, 3U);
 }
 
+TEST(FrameLink, ShortFramesCountForTheRoomTheyTake) {
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.SetQueueLimit(1000);
+    int taken = 0;
+    while (taken < 1000 && link.QueueFrame("x", 1)) ++taken;
+    EXPECT_GT(taken, 10);
+    EXPECT_LT(taken, 20);
+
+    CTestLink other;
+    ASSERT_TRUE(other.OpenLink());
+    other.SetQueueLimit(1000);
+    for (taken = 0; taken < 1000 && other.SendAtOnce("x", 1);) ++taken;
+    EXPECT_LT(taken, 250) << "of which those in the window do not count";
+}
+
 TEST(FrameLink, LimitsDropsAndStatistics) {
     CTestLink link;
     ASSERT_TRUE(link.OpenLink());
-    link.SetQueueLimit(10);
+    link.SetQueueLimit(limits::kFrameCost + 10);
     link.QueueFrame("one", 3);
     link.QueueFrame("0123456789", 10);
     EXPECT_FALSE(link.IsOverLimit());
