@@ -42,6 +42,7 @@ public:
     /// Sends a held link's far side an empty packet, once a call and three times at most: its acknowledgement shows
     /// that it is there.
     void OfferOpening();
+    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
     bool IsOverLimit() { return m_bOverrun.load(std::memory_order_relaxed) || QueueCost() > QueueLimit(); }
@@ -65,7 +66,6 @@ protected:
                                const CRemoteAddress& remote);
 
 private:
-    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
     bool HasRoom(int length);
     void CountDropped();
     bool RunPump() LUMO_REQUIRES(m_csPump);

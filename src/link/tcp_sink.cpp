@@ -31,8 +31,7 @@ void CTcpSink::Send(const void* data, int length) {
 
 // What waits already counts, not the new frame: a long one is no reason to lose whoever reads in time.
 bool CTcpSink::HasRoom() {
-    const uint64_t limit = m_nQueueLimit.load(std::memory_order_relaxed);
-    if (BytesWaiting(*m_pSession) > limit) m_bOverrun.store(true, std::memory_order_relaxed);
+    if (QueueCost() > QueueLimit()) m_bOverrun.store(true, std::memory_order_relaxed);
     return !m_bOverrun.load(std::memory_order_relaxed);
 }
 

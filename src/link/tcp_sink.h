@@ -32,6 +32,9 @@ public:
     void SetPatience(uint32_t milliseconds) { m_ulPatience = milliseconds; }
     /// Any thread.
     void LimitQueue(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
+    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
+    /// What the queue occupies.
+    uint64_t QueueCost() { return m_pSession ? BytesWaiting(*m_pSession) : 0; }
     uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
     void CloseWhenSent() {
         if (m_pSession) m_pSession->CloseWhenSent();

@@ -39,7 +39,10 @@ public:
     /// Once a second.
     void CheckWBServerSessions() { m_tables.OnSecond(); }
     /// Each turn of the worker; true when a session sent something.
-    bool ProcessWBSend() { return m_tables.Pump(); }
+    bool ProcessWBSend() {
+        m_tables.sinks.ForEach([](CWBServerSession& session) { session.AnswerKept(); });
+        return m_tables.Pump();
+    }
 
     /// One datagram of kind 4 without its kind byte. UDP thread.
     void OnUdpWBFrame(const char* body, int len, unsigned long ip, unsigned short port);

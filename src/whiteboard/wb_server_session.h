@@ -3,6 +3,9 @@
 
 #include "link/mcu_sink.h"
 #include "lumomedia/whiteboard.h"
+#include "whiteboard/wb_paced_requests.h"
+
+#include <algorithm>
 
 class CWBSessionServerUDP;
 
@@ -22,5 +25,25 @@ public:
     virtual CWBSessionServerUDP* AsUDP() { return nullptr; }
     /// Messages still waiting to go to the client.
     virtual uint32_t GetBufferingFrameCount() = 0;
+    /// The worker's turn: answers as many of the requests kept as may be under way.
+    void AnswerKept() {
+        char request[wb::kHeaderLen];
+        while (!m_requests.IsEmpty() && MayAnswer() && m_requests.Take(request))
+            OnWBSessionData(request, sizeof request);
+    }
     uint32_t SessionID() { return static_cast<uint32_t>(GetWBSessionID()); }
+
+protected:
+    /// One message of the client. UDP or TCP thread.
+    void OnClientMessage(const char* data, int len) {
+        if (!m_requests.Keeps(data, len, MayAnswer())) OnWBSessionData(data, len);
+    }
+    /// Whether an object more may wait for the client: what others draw needs room too.
+    virtual bool MayAnswer() = 0;
+    static bool MayAnswer(uint64_t queued, uint64_t limit) { return queued <= std::min(kMostAnswers, limit / 2); }
+
+private:
+    static constexpr uint64_t kMostAnswers = 4ULL * 1024 * 1024;
+
+    CWBPacedRequests m_requests;
 };

@@ -18,6 +18,6 @@ void CWBSessionServerTCP::SendWBSessionData(const char* data, int len) {
 }
 
 bool CWBSessionServerTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
-    if (data && length >= wb::kMinTcpFrame) OnWBSessionData(data, length);
+    if (data && length >= wb::kMinTcpFrame) OnClientMessage(data, length);
     return true;
 }

@@ -20,6 +20,9 @@ public:
     CSinkInfo Info() override { return m_tcp.Describe(CWBServerSession::Info()); }
     uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
 
+protected:
+    bool MayAnswer() override { return CWBServerSession::MayAnswer(m_tcp.QueueCost(), m_tcp.QueueLimit()); }
+
 private:
     CTcpSink m_tcp;
 };

@@ -33,10 +33,11 @@ public:
     void OnReceivedKeepAlive();
     void OnReceivedFrame(const char* packet, int length);
 
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnWBSessionData(data, length); }
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnClientMessage(data, length); }
     void SendSCTPData(char* packet, int length) override;
 
 protected:
+    bool MayAnswer() override { return CWBServerSession::MayAnswer(QueueCost(), QueueLimit()); }
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:

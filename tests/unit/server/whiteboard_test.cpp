@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 using session_wire::ReadU32;
 using session_wire::U32;
 using namespace wb_words;
@@ -29,6 +31,8 @@ struct CClient {
 
 class Whiteboard : public testing::Test {
 protected:
+    explicit Whiteboard(const CServerOptions& options = CServerHost::LoopbackOptions()) : host(options) {}
+
     static std::string LongConnect(uint32_t id, uint32_t channelID, uint32_t ip = 0, uint16_t port = 0) {
         return Hex("0424") + U32(id) + U32(channelID) + U32(ip) + U32(0) + U32(0) + U16(port);
     }
@@ -103,6 +107,46 @@ TEST_F(Whiteboard, IsMadeForWhoeverAsksFirstAndJoinsAllTransports) {
     host.Deliver(Hex("0426") + U32(bob.session), kBob);
     EXPECT_EQ(Status().sinksUdp, 1U);
     EXPECT_EQ(Status().sinksTcp, 2U);
+}
+
+/// Little may wait for one client.
+class NarrowWhiteboard : public Whiteboard {
+protected:
+    NarrowWhiteboard() : Whiteboard(Options()) {}
+    static CServerOptions Options() {
+        CServerOptions options = CServerHost::LoopbackOptions();
+        options.limits.sinkQueueBytes = 8000;
+        return options;
+    }
+};
+
+TEST_F(NarrowWhiteboard, WhoJoinsALargeOneGetsItAsFastAsItReads) {
+    constexpr uint32_t kObjects = 60;
+    CClient alice = Join(5, kAlice);
+    for (uint32_t id = 1; id <= kObjects; ++id) Say(alice, Message(kData, id, 0, std::string(1000, 'x')));
+    CClient bob = Join(6, kBob);
+    CFakeTcp* tcp = host.Validate(9, TcpRequest(kChannel));
+    ASSERT_TRUE(tcp);
+    Frames(*tcp);
+    tcp->stalled = true;
+    for (uint32_t id = 1; id <= kObjects; ++id) {
+        Say(bob, Message(kRequest, id));
+        FromPeer(*tcp, Message(kRequest, id));
+    }
+    host.Run(3000);
+    EXPECT_EQ(Status().sinksUdp + Status().sinksTcp, 3U) << "none is too slow";
+    EXPECT_LT(tcp->queuedBytes, 6000U);
+    Say(alice, Message(6, 0, 0, "here"));
+    std::set<std::string> overUdp;  // some come again while it reads nothing
+    size_t overTcp = 0;
+    for (int turn = 0; turn < 100; ++turn) {
+        for (const std::string& message : Take(bob)) overUdp.insert(message);
+        overTcp += Frames(*tcp).size();
+        tcp->queuedBytes = 0;
+        host.Run(10);
+    }
+    EXPECT_EQ(overUdp.size(), kObjects + 1) << "and what others did meanwhile";
+    EXPECT_EQ(overTcp, kObjects + 1);
 }
 
 TEST_F(Whiteboard, SendsNothingLongToWhoHasNotShownItself) {

@@ -1,0 +1,50 @@
+#include "whiteboard/wb_paced_requests.h"
+
+#include "link/work_signal.h"
+#include "whiteboard/wb_objects.h"
+
+namespace {
+
+// Each object by both kinds of request; what comes beyond is answered at once, which ends who asks without reading.
+constexpr size_t kMostKept = 2 * CWBObjects::kMaxObjects;
+
+bool IsRequest(const wb::CMessage& message) {
+    return message.Command() == WB_CMD_OBJECT_REQUEST || message.Command() == WB_CMD_EXT_REQUEST;
+}
+
+}  // namespace
+
+CWBPacedRequests::~CWBPacedRequests() {
+    if (!IsEmpty()) CWorkSignal::Get().LinkIdle();
+}
+
+bool CWBPacedRequests::Keeps(const char* data, int length, bool mayAnswer) {
+    if ((mayAnswer && IsEmpty()) || !data || length < wb::kHeaderLen) return false;
+    const wb::CMessage message{data, length};
+    if (!IsRequest(message)) return false;
+    bool first = false;
+    {
+        CAutoLock lock(&m_cs);
+        if (m_requests.size() >= kMostKept) return false;
+        first = m_requests.empty();
+        m_requests.push_back({message.Command(), message.ObjectID(), message.Tag()});
+        m_nKept.store(m_requests.size(), std::memory_order_relaxed);
+    }
+    if (first) CWorkSignal::Get().LinkBusy();
+    return true;
+}
+
+bool CWBPacedRequests::Take(char (&message)[wb::kHeaderLen]) {
+    bool last = false;
+    {
+        CAutoLock lock(&m_cs);
+        if (m_requests.empty()) return false;
+        const Request request = m_requests.front();
+        m_requests.pop_front();
+        m_nKept.store(m_requests.size(), std::memory_order_relaxed);
+        last = m_requests.empty();
+        wb::PutHeader(message, request.command, request.objectID, request.tag);
+    }
+    if (last) CWorkSignal::Get().LinkIdle();
+    return true;
+}

@@ -1,0 +1,35 @@
+// Requests for objects whose answers would pile up before a slow client.
+#pragma once
+
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+#include "whiteboard/wb_message.h"
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+
+/// Whoever joins a board asks for all of it at once. The requests wait here, and the answers are made as what was sent
+/// before leaves: a board may be far larger than what may wait for one client. Any thread.
+class CWBPacedRequests {
+public:
+    CWBPacedRequests() = default;
+    ~CWBPacedRequests();
+    CWBPacedRequests(const CWBPacedRequests&) = delete;
+    CWBPacedRequests& operator=(const CWBPacedRequests&) = delete;
+
+    /// Whether the message is a request that has to wait and is kept. Keeps the worker awake while one is.
+    bool Keeps(const char* message, int length, bool mayAnswer);
+    /// The oldest request of those kept; false when there is none.
+    bool Take(char (&message)[wb::kHeaderLen]);
+    bool IsEmpty() const { return m_nKept.load(std::memory_order_relaxed) == 0; }
+
+private:
+    struct Request {
+        uint32_t command, objectID, tag;
+    };
+
+    CCritSec m_cs{lock_order::kLeaf};
+    std::deque<Request> m_requests LUMO_GUARDED_BY(m_cs);
+    std::atomic<size_t> m_nKept{0};
+};
