@@ -27,7 +27,7 @@ inline constexpr uint32_t kMaxRunBytes = 65000;
 /// Endpoints for which one thread may have batches open at a time; more send at once.
 inline constexpr size_t kArenasPerThread = 8;
 /// Messages handed to the kernel by one call.
-inline constexpr size_t kSendMessages = 64;
+inline constexpr size_t kSendMessages = 256;
 /// After the kernel has refused to cut a message that it takes in pieces, this many flushes do without.
 inline constexpr int kPlainFlushes = 1024;
 
