@@ -1,5 +1,7 @@
 #include "server/kept_requests.h"
 
+#include "link/activity.h"
+
 void CKeptRequests::Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now) {
     Forget(request);
     const auto ofAddress = m_perAddress.find(request.peer.ip);
@@ -32,7 +34,8 @@ std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, bool on
 }
 
 void CKeptRequests::ForgetOld(uint32_t now) {
-    while (!m_kept.empty() && now - m_kept.front().since > server::kRequestKeptMs) Forget(m_kept.front().request);
+    while (!m_kept.empty() && ElapsedMs(now, m_kept.front().since) > server::kRequestKeptMs)
+        Forget(m_kept.front().request);
 }
 
 std::vector<CKeptRequests::Kept> CKeptRequests::Naming() const {

@@ -71,7 +71,7 @@ CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const CMcuAd
 void CRelays::Doubt(CRelay& relay) {
     const uint32_t heard = relay.leg->LastHeard();
     if (relay.doubtful || heard == 0 || !relay.leg->IsUp()) return;
-    if (CActivity::Now() - heard < server::kLegDoubtfulAfterMs) return;
+    if (ElapsedMs(CActivity::Now(), heard) < server::kLegDoubtfulAfterMs) return;
     relay.doubtful = true;
     relay.doubtfulSince = CActivity::Now();
     m_bDoubt.store(true, std::memory_order_relaxed);

@@ -1,4 +1,5 @@
 // What happens to relays as time passes.
+#include "link/activity.h"
 #include "server/relays.h"
 
 std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
@@ -44,13 +45,13 @@ bool CRelays::Upkeep(CRelay& relay, uint32_t now) {
     Poll(relay, now);
     if (Serves(relay)) ServeWaiting(relay);
     CloseLateTcp(relay, now);
-    if (!relay.leg->IsUp() && now - relay.pendingSince > server::kLegTriedForMs) return false;
+    if (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > server::kLegTriedForMs) return false;
     return !IsAlone(relay, now);
 }
 
 void CRelays::Poll(CRelay& relay, uint32_t now) {
     if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
-    const bool silent = relay.doubtful && now - relay.doubtfulSince > server::kLegAnswersWithinMs;
+    const bool silent = relay.doubtful && ElapsedMs(now, relay.doubtfulSince) > server::kLegAnswersWithinMs;
     if (silent || !relay.open || relay.leg->IsLost()) Reopen(relay, now);
     if (relay.leg->IsUp()) relay.leg->Follow(relay.stream->Wanted() > 0);
 }
@@ -76,7 +77,7 @@ void CRelays::ServeWaiting(CRelay& relay) {
 void CRelays::CloseLateTcp(CRelay& relay, uint32_t now) {
     std::vector<std::pair<uint32_t, uint32_t>> stillWaiting;
     for (const auto& [sinkID, since] : relay.waitingTcp) {
-        if (now - since >= server::kTcpWaitsForLegMs)
+        if (ElapsedMs(now, since) >= server::kTcpWaitsForLegMs)
             m_medium.classes.EndSink(sinkID);
         else
             stillWaiting.emplace_back(sinkID, since);
@@ -88,7 +89,7 @@ bool CRelays::IsAlone(CRelay& relay, uint32_t now) {
     const bool wasAlone = relay.alone;
     relay.alone = relay.stream->SinkCount() == 0 && relay.waiting.empty();
     if (relay.alone && !wasAlone) relay.aloneSince = now;
-    return relay.alone && now - relay.aloneSince >= server::kLegLingersMs;
+    return relay.alone && ElapsedMs(now, relay.aloneSince) >= server::kLegLingersMs;
 }
 
 void CRelays::Finish(CRelay& relay) {

@@ -90,7 +90,7 @@ void CSourceUDP::TellToStop() {
 }
 
 void CSourceUDP::OnSecond() {
-    const uint32_t since = CActivity::Now() - m_ulLastKeepAlive.load(std::memory_order_relaxed);
+    const uint32_t since = ElapsedMs(CActivity::Now(), m_ulLastKeepAlive.load(std::memory_order_relaxed));
     if (since < server::kKeepAliveEveryMs) return;
     if (IsProved())
         SendKeepAlive();

@@ -38,11 +38,11 @@ bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
         return false;
     }
     auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits());
-    CSourceTCP& made = *source;
-    m_medium.LogPeer("source", made.Status().peer, true, "publishes", channelID);
+    m_medium.LogPeer("source", source->Status().peer, true, "publishes", channelID);
     stream->SetSource(std::move(source));
     OnPublished(*stream);
-    made.AnswerValidation();
+    // A sink that comes or goes meanwhile tells it too: one of the two after the other.
+    stream->WithSource([](CSource& made) { static_cast<CSourceTCP&>(made).AnswerValidation(); });
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "server/stream.h"
 
+#include "link/activity.h"
+
 #include <utility>
 
 namespace {
@@ -52,7 +54,7 @@ uint32_t CStream::EmptyFor(uint32_t now) {
     const bool wasEmpty = std::exchange(m_bEmpty, !HasSource() && SinkCount() == 0);
     if (!m_bEmpty) return 0;
     if (!wasEmpty) m_ulEmptySince = now;
-    return now - m_ulEmptySince;
+    return ElapsedMs(now, m_ulEmptySince);
 }
 
 void CStream::AddEnded(const CLinkSums& sums) {

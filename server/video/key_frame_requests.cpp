@@ -1,8 +1,10 @@
 #include "server/video/key_frame_requests.h"
 
+#include "link/activity.h"
+
 void CKeyFrameRequests::Want(uint32_t now) {
     CAutoLock lock(&m_cs);
-    if (!m_bAsked || now - m_ulAskedAt >= kMergedMs) m_bWanted = true;
+    if (!m_bAsked || ElapsedMs(now, m_ulAskedAt) >= kMergedMs) m_bWanted = true;
 }
 
 void CKeyFrameRequests::Came() {
@@ -13,7 +15,7 @@ void CKeyFrameRequests::Came() {
 
 bool CKeyFrameRequests::IsDue(uint32_t now, bool repeats) {
     CAutoLock lock(&m_cs);
-    const uint32_t since = now - m_ulAskedAt;
+    const uint32_t since = ElapsedMs(now, m_ulAskedAt);
     const bool wanted = m_bWanted && (!m_bEver || since >= kMergedMs);
     if (!wanted && !(repeats && m_bAsked && since >= kRepeatMs)) return false;
     m_bWanted = false;

@@ -1,9 +1,11 @@
 // The small parts: ranges, endpoints, budgets, histories, flags.
 #include "server/answer_budget.h"
+#include "server/kept_requests.h"
 #include "server/mcu_command.h"
 #include "server/rate_history.h"
 #include "server/server_options.h"
 #include "server/unproved.h"
+#include "server/video/key_frame_requests.h"
 
 #include <gtest/gtest.h>
 
@@ -93,6 +95,23 @@ TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
     EXPECT_FALSE(unproved.IsFull());
     unproved.Add(15, 3, 100);
     EXPECT_TRUE(unproved.IsFull());
+}
+
+// The worker's clock reading may be older than one that the UDP thread takes meanwhile.
+TEST(Times, WhatHappensAfterTheWorkerReadTheClockIsNotLongAgo) {
+    CKeptRequests kept(4);
+    CSinkRequest request{};
+    request.channelID = 7;
+    kept.Keep(request, {}, 1000);
+    kept.ForgetOld(999);
+    EXPECT_EQ(kept.Count(), 1U);
+    kept.ForgetOld(1000 + server::kRequestKeptMs + 1);
+    EXPECT_EQ(kept.Count(), 0U);
+
+    CKeyFrameRequests requests;
+    requests.Want(1000);
+    EXPECT_TRUE(requests.IsDue(1000, true));
+    EXPECT_FALSE(requests.IsDue(999, true)) << "not due again";
 }
 
 TEST(RateHistory, KeepsFiveMinutesInOrder) {
