@@ -1,6 +1,7 @@
 #include "server/audio/audio_medium.h"
 
 #include "audio/audio_constants.h"
+#include "audio/audio_sink_udp.h"
 #include "audio/local_mcu_audio.h"
 #include "server/audio/audio_leg.h"
 #include "server/audio/audio_sink_tcp.h"
@@ -38,8 +39,8 @@ public:
         return std::make_unique<CAudioLeg>(stream, far, tcp, news);
     }
     bool ConnectSink(const CSinkRequest& request) override {
-        return Mcu().ConnectAudioSink(request.receiverID, request.channelID, request.userID, request.peer.ip,
-                                      request.peer.port);
+        return Mcu().ConnectSink(request.receiverID, request.channelID, request.userID, request.peer.ip,
+                                 request.peer.port);
     }
     uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
         return Mcu().Tables().Accept(request.channelID, [&](CAudioChannel& channel) -> std::unique_ptr<CAudioSink> {

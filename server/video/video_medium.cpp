@@ -6,6 +6,7 @@
 #include "server/video/video_stream.h"
 #include "video/local_mcu_video.h"
 #include "video/video_constants.h"
+#include "video/video_sink_udp.h"
 
 namespace {
 
@@ -39,8 +40,8 @@ public:
         return std::make_unique<CVideoLeg>(static_cast<CVideoStream&>(stream), far, tcp, news);
     }
     bool ConnectSink(const CSinkRequest& request) override {
-        return Mcu().ConnectVideoSink(request.receiverID, request.channelID, request.userID, request.peer.ip,
-                                      request.peer.port);
+        return Mcu().ConnectSink(request.receiverID, request.channelID, request.userID, request.peer.ip,
+                                 request.peer.port);
     }
     uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
         return Mcu().Tables().Accept(request.channelID, [&](CVideoChannel& channel) -> std::unique_ptr<CVideoSink> {

@@ -11,7 +11,7 @@ CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)
 }
 
 CAudioChannel::~CAudioChannel() {
-    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetAudioChannel(this);
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 

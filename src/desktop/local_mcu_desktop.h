@@ -34,7 +34,7 @@ public:
     /// an unknown channel.
     template <class T>
     static T* CreateSender(IDesktopSenderNotify& notify, uint32_t channelID) {
-        return MakeShareSender<T>(GetLocalMCUDesktop(), notify, channelID);
+        return MakeSender<T>(GetLocalMCUDesktop(), notify, channelID);
     }
     template <class T>
     static T* CreateReceiver(IDesktopReceiverNotify& notify, uint32_t channelID) {

@@ -46,11 +46,11 @@ T* Registered(T* receiver) {
 }  // namespace
 
 CFileSenderUDP* CLocalMCUFile::CreateFileSenderUDP(IFileSenderNotify& notify, uint32_t channelID) {
-    return MakeShareSender<CFileSenderUDP>(GetLocalMCUFile(), notify, channelID);
+    return MakeSender<CFileSenderUDP>(GetLocalMCUFile(), notify, channelID);
 }
 
 CFileSenderTCP* CLocalMCUFile::CreateFileSenderTCP(IFileSenderNotify& notify, uint32_t channelID) {
-    return MakeShareSender<CFileSenderTCP>(GetLocalMCUFile(), notify, channelID);
+    return MakeSender<CFileSenderTCP>(GetLocalMCUFile(), notify, channelID);
 }
 
 CFileReceiverUDP* CLocalMCUFile::CreateFileReceiverUDP(IFileReceiverNotify& notify, uint32_t channelID) {

@@ -15,3 +15,14 @@ T* MakeOnChannel(TTables& tables, TNotify& notify, uint32_t channelID, Enter ent
     });
     return made.release();
 }
+
+/// A sender T on the channel of this ID, in its channel, and in the table when datagrams reach it. Null without a local
+/// MCU or for an unknown channel.
+template <class T, class TMcu, class TNotify>
+T* MakeSender(TMcu* mcu, TNotify& notify, uint32_t channelID) {
+    if (!mcu) return nullptr;
+    T* made = MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](T& sender) { sender.Join(); });
+    if constexpr (requires { made->GetSenderKey(); })
+        if (made) mcu->Tables().senders.Put(made->GetSenderKey(), made);
+    return made;
+}

@@ -5,8 +5,9 @@
 #include "link/instances.h"
 #include "link/server_hooks.h"
 
-#include <cstddef>
 #include <cstdint>
+#include <span>
+#include <type_traits>
 
 /// Which function acts on which command. A local MCU ignores what has none: the commands addressed to servers.
 template <class TMcu>
@@ -27,9 +28,9 @@ inline wire::CWireReader Fields(const CServerDatagram& datagram) { return {datag
 
 /// One datagram of `kind` without its kind byte, to the function that acts on it; `before` is called with its row
 /// first. UDP thread.
-template <class TMcu, size_t N, class Before>
-void DispatchDatagram(TMcu& mcu, const CDispatchRow<TMcu> (&table)[N], wire::Kind kind, const char* data, int length,
-                      uint32_t ip, uint16_t port, Before before) {
+template <class TMcu, class Before>
+void DispatchDatagram(TMcu& mcu, std::span<const CDispatchRow<std::type_identity_t<TMcu>>> table, wire::Kind kind,
+                      const char* data, int length, uint32_t ip, uint16_t port, Before before) {
     if (!data || length < 2) return;
     const wire::CommandRow* row = wire::FindCommand(kind, reinterpret_cast<const uint8_t*>(data), length);
     if (!row) return;

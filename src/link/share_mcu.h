@@ -12,7 +12,6 @@
 
 #include <array>
 #include <memory>
-#include <type_traits>
 
 class ITcpSession;
 
@@ -102,17 +101,8 @@ private:
     CTables m_tables;
 };
 
-/// A T on the channel of this ID, in its channel, and in the table when datagrams reach it. Null without a local MCU or
-/// for an unknown channel.
-template <class T, class TNotify>
-T* MakeShareSender(CShareMcu* mcu, TNotify& notify, uint32_t channelID) {
-    if (!mcu) return nullptr;
-    T* made = MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CShareSink& sender) { sender.Join(); });
-    if constexpr (std::is_base_of_v<IShareSenderUDP, T>)
-        if (made) mcu->Tables().senders.Put(made->GetSenderKey(), made);
-    return made;
-}
-/// The same, but it enters no table.
+/// A receiver T on the channel of this ID, in its channel and in no table. Null without a local MCU or for an unknown
+/// channel.
 template <class T, class TNotify>
 T* MakeShareReceiver(CShareMcu* mcu, TNotify& notify, uint32_t channelID) {
     if (!mcu) return nullptr;

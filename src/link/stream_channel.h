@@ -1,7 +1,24 @@
-// What a channel of a stream that starts and stops asks its sinks.
+// The inside of a channel of a stream that starts and stops, and what it asks its sinks.
 #pragma once
 
 #include "link/channel_hub.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// A medium derives from it and adds the way to it from the application's channel.
+template <class TChannel, class TSink, class TReceiver>
+struct CStreamChannelState {
+    using CChannel = TChannel;
+    using CSink = TSink;
+    using CReceiver = TReceiver;
+
+    explicit CStreamChannelState(uint32_t channelID) : hub(channelID) {}
+
+    CChannelHub<TSink, TReceiver> hub;
+    std::atomic<bool> deleted{true};   // with the local MCU, if it is still registered then
+    std::atomic<uint32_t> started{0};  // subscribers among the sinks that want frames
+};
 
 template <class TSink, class TReceiver>
 bool HasStartedSink(CChannelHub<TSink, TReceiver>& hub) {

@@ -1,9 +1,12 @@
 // What the datagrams of a stream that starts and stops do, written once for its media.
 #pragma once
 
+#include "core/wire/stream_codes.h"
 #include "link/mcu_dispatch.h"
 #include "link/stream_receiver.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 /// Objects named by a datagram are used under the lock of their table. TSinkUDP::Make(channel, ip, port, receiverID,
@@ -111,3 +114,21 @@ private:
 
     TTables& m_tables;
 };
+
+/// Which datagram does what, and then a medium's own rows.
+template <class TDispatch, class... TRows>
+constexpr std::array<CDispatchRow<TDispatch>, 11 + sizeof...(TRows)> StreamRows(const wire::StreamCodes& codes,
+                                                                                const TRows&... own) {
+    return {{{codes.sinkConnect, &TDispatch::OnSinkConnect},
+             {codes.sinkConnectAck, &TDispatch::OnSinkConnectAck},
+             {codes.sinkStart, &TDispatch::OnSinkStart},
+             {codes.sinkStartAck, &TDispatch::OnSinkStartAck},
+             {codes.sinkStop, &TDispatch::OnSinkStop},
+             {codes.sinkStopAck, &TDispatch::OnSinkStopAck},
+             {codes.sinkFrame, &TDispatch::OnSinkFrame},
+             {codes.sinkDisconnect, &TDispatch::OnSinkDisconnect},
+             {codes.sourceConnectAck, &TDispatch::OnSourceConnectAck},
+             {codes.sourceStart, &TDispatch::OnSourceStart},
+             {codes.sourceStop, &TDispatch::OnSourceStop},
+             own...}};
+}

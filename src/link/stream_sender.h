@@ -1,6 +1,7 @@
 // Senders of a stream that starts and stops: sinks of the channel that forward to a server while that wants frames.
 #pragma once
 
+#include "core/wire/stream_codes.h"
 #include "link/callback.h"
 #include "link/mcu_address.h"
 #include "link/tcp_link.h"
@@ -96,13 +97,6 @@ protected:
     CTcpLink m_link;
 };
 
-/// What a stream's sender says over UDP.
-struct CStreamSourceProfile {
-    CUdpSourceProfile source;
-    uint8_t startAckCode;
-    uint8_t stopAckCode;
-};
-
 /// Over UDP. TSender is the medium's sender.
 template <class TSender>
 class CStreamSenderUDP : public TSender {
@@ -126,23 +120,28 @@ public:
         TSender::OnReceivedStart();
         m_source.Touch();
         this->m_ulStartParam.store(startParam, std::memory_order_relaxed);
-        m_source.Answer(m_profile.startAckCode);
+        m_source.Answer(m_codes.sourceStartAck);
     }
     void OnReceivedStop() override {
         TSender::OnReceivedStop();
         m_source.Touch();
-        m_source.Answer(m_profile.stopAckCode);
+        m_source.Answer(m_codes.sourceStopAck);
     }
 
 protected:
     template <class INotify, class TChannel>
-    CStreamSenderUDP(INotify& notify, TChannel& channel, const CStreamSourceProfile& profile)
-        : TSender(notify, channel), m_profile(profile), m_source(profile.source, TSender::ID()) {}
+    CStreamSenderUDP(INotify& notify, TChannel& channel, const wire::StreamCodes& codes)
+        : TSender(notify, channel),
+          m_codes(codes),
+          m_source({codes.kind, codes.sourceConnect, codes.sourceFrame, codes.sourceDisconnect, kConnectTimeoutMs},
+                   TSender::ID()) {}
 
 private:
+    static constexpr uint32_t kConnectTimeoutMs = 30000;
+
     uint32_t ChannelID() { return TSender::Info().channelID; }
 
-    const CStreamSourceProfile m_profile;
+    const wire::StreamCodes& m_codes;
 
 protected:
     CUdpSource m_source;

@@ -1,6 +1,7 @@
 // The subscribers of a stream that starts and stops: what the sinks of every such medium have in common.
 #pragma once
 
+#include "core/wire/stream_codes.h"
 #include "link/mcu_sink.h"
 #include "link/object_id.h"
 #include "link/udp_sink.h"
@@ -40,22 +41,14 @@ private:
     const uint32_t m_ulUserID;                 // of the remote receiver; 0 for senders
 };
 
-/// The numbers in which the media differ.
-struct CStreamSinkProfile {
-    wire::Kind kind;
-    uint8_t connectAckCode;
-    uint8_t startAckCode;
-    uint8_t stopAckCode;
-};
-
 /// A peer's receiver attached to a channel of this host over UDP. TSink is the medium's sink.
 template <class TSink>
 class CStreamSinkUDP : public TSink {
 public:
     template <class TChannel>
-    CStreamSinkUDP(const CStreamSinkProfile& profile, TChannel& channel, uint32_t ip, uint16_t port,
-                   uint32_t receiverID, uint32_t userID)
-        : TSink(channel, userID), m_profile(profile), m_udp(profile.kind, ip, port, receiverID, TSink::ID()) {}
+    CStreamSinkUDP(const wire::StreamCodes& codes, TChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
+                   uint32_t userID)
+        : TSink(channel, userID), m_codes(codes), m_udp(codes.kind, ip, port, receiverID, TSink::ID()) {}
 
     bool IsDisconnected() override { return TSink::IsDisconnected() || m_udp.IsSilent(); }
     CSinkInfo Info() override {
@@ -67,15 +60,15 @@ public:
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 
     /// Each is a sign of life. UDP thread, under the sink table lock. The last two answer whether that is news.
-    void OnReceivedConnect() override { m_udp.Acknowledge(m_profile.connectAckCode, kConnectAcknowledgements); }
+    void OnReceivedConnect() override { m_udp.Acknowledge(m_codes.sinkConnectAck, kConnectAcknowledgements); }
     bool OnReceivedStart() {
         const bool news = this->SetStarted(true);
-        m_udp.Acknowledge(m_profile.startAckCode, 1);
+        m_udp.Acknowledge(m_codes.sinkStartAck, 1);
         return news;
     }
     bool OnReceivedStop() {
         const bool news = this->SetStarted(false);
-        m_udp.Acknowledge(m_profile.stopAckCode, 1);
+        m_udp.Acknowledge(m_codes.sinkStopAck, 1);
         return news;
     }
 
@@ -85,7 +78,7 @@ public:
 
 private:
     static constexpr int kConnectAcknowledgements = 2;  // repeated against loss
-    const CStreamSinkProfile m_profile;
+    const wire::StreamCodes& m_codes;
 
 protected:
     CUdpSink m_udp;

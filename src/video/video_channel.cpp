@@ -11,7 +11,7 @@ CVideoChannel::CVideoChannel(unsigned long ulVideoChannelID)
 }
 
 CVideoChannel::~CVideoChannel() {
-    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetVideoChannel(this);
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 

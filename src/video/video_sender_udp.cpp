@@ -3,15 +3,8 @@
 #include "video/local_mcu_video.h"
 #include "video/video_constants.h"
 
-namespace {
-constexpr CStreamSourceProfile kProfile{{wire::Kind::Video, wire::UDP_VIDEO_SOURCE_CONNECT,
-                                         wire::UDP_VIDEO_SOURCE_FRAME, wire::UDP_VIDEO_SOURCE_DISCONNECT, 30000},
-                                        wire::UDP_VIDEO_SOURCE_START_ACK,
-                                        wire::UDP_VIDEO_SOURCE_STOP_ACK};
-}
-
 CVideoSenderUDP::CVideoSenderUDP(IVideoSenderNotify& notify, CVideoChannel& channel)
-    : CStreamSenderUDP(notify, channel, kProfile) {}
+    : CStreamSenderUDP(notify, channel, wire::kVideoCodes) {}
 
 bool CVideoSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) {
     return m_bSessionOpen && CStreamSenderUDP::Connect(ip0, ip1, ip2, port);

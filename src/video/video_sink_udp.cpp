@@ -2,13 +2,8 @@
 
 #include "video/video_constants.h"
 
-namespace {
-constexpr CStreamSinkProfile kProfile{wire::Kind::Video, wire::UDP_VIDEO_SINK_CONNECT_ACK,
-                                      wire::UDP_VIDEO_SINK_START_ACK, wire::UDP_VIDEO_SINK_STOP_ACK};
-}
-
 CVideoSinkUDP::CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID)
-    : CStreamSinkUDP(kProfile, channel, ip, port, receiverID, userID) {}
+    : CStreamSinkUDP(wire::kVideoCodes, channel, ip, port, receiverID, userID) {}
 
 std::unique_ptr<CVideoSink> CVideoSinkUDP::Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
                                                 uint32_t userID) {
