@@ -1,4 +1,5 @@
-// What the server needs of a medium's classes and can have from their tables, whatever the medium.
+// What the server needs of a medium's classes and can have from their tables, or from the names of the server's own
+// classes, whatever the medium.
 #pragma once
 
 #include "link/frame_link.h"
@@ -8,13 +9,20 @@
 #include "server/server_options.h"
 
 /// The local MCU object that the tables belong to outlives this.
-template <class TTables>
+template <class TTables, class TStream, class TLeg>
 class CTableClasses : public IMediumClasses {
 public:
     CTableClasses(TTables& tables, const CServerLimits& limits) : m_tables(tables), m_limits(limits) {
         m_tables.SetMaxSinks(limits.sinks);
     }
 
+    std::shared_ptr<CStream> MakeStream(uint32_t channelID) override {
+        return std::make_shared<TStream>(channelID, m_limits);
+    }
+    std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
+                                       std::atomic<bool>& news) override {
+        return std::make_unique<TLeg>(static_cast<TStream&>(stream), far, tcp, news);
+    }
     void EndSink(uint32_t sinkID) override { m_tables.EndOneSink(sinkID); }
     void AskForSign(const CSinkRequest& request) override {
         m_tables.sinks.WithPair(request.channelID, request.receiverID, [](CMcuSink& sink) {
@@ -50,9 +58,6 @@ public:
         m_tables.sinks.ForEach([&](CMcuSink& sink) { count += sink.Info().tcp && !sink.IsDisconnected() ? 1 : 0; });
         return count;
     }
-
-protected:
-    const CServerLimits& Limits() const { return m_limits; }
 
 private:
     TTables& m_tables;

@@ -16,20 +16,13 @@ constexpr CSourceProfile kProfile{.kind = wire::Kind::Whiteboard,
                                   .board = true,
                                   .channelGoneAfterMs = server::kBoardGoneAfterMs};
 
-class CBoardClasses : public CTableClasses<CLocalMCUWB::CTables> {
+class CBoardClasses : public CTableClasses<CLocalMCUWB::CTables, CBoardStream, CBoardLeg> {
 public:
     explicit CBoardClasses(const CServerLimits& limits) : CTableClasses(Mcu().Tables(), limits) {
         CWBMemory::Get().SetLimit(limits.boardBytes);
     }
     ~CBoardClasses() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
 
-    std::shared_ptr<CStream> MakeStream(uint32_t channelID) override {
-        return std::make_shared<CBoardStream>(channelID, Limits());
-    }
-    std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
-                                       std::atomic<bool>& news) override {
-        return std::make_unique<CBoardLeg>(stream, far, tcp, news);
-    }
     bool ConnectSink(const CSinkRequest& request) override {
         return Mcu().ConnectWBSession(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
     }
