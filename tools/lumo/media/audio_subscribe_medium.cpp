@@ -5,17 +5,17 @@
 #include "tools/lumo/transfer/file_name.h"
 
 namespace lumo {
+namespace {
 
-void CAudioSubscribeMedium::AddOptions(CLI::App& command) {
-    command.add_option("-o,--out", m_strOut, "An Ogg Opus file to write; - is standard output");
-}
+constexpr SubscribeProfile kProfile{.name = "audio",
+                                    .help = "Hear an audio channel",
+                                    .outHelp = "An Ogg Opus file to write; - is standard output",
+                                    .maxFrame = kMaxAudioFrame,
+                                    .inboxBytes = 4 * 1024 * 1024};
 
-PathRules CAudioSubscribeMedium::Rules() const {
-    constexpr size_t kInboxBytes = 4 * 1024 * 1024;
-    LinkTimes times;
-    times.silence = times.unaccepted = 6000;  // the heads come every 2 s, whatever the sound is doing
-    return PathRules::Stream(kMaxAudioFrame, kInboxBytes, times);
-}
+}  // namespace
+
+CAudioSubscribeMedium::CAudioSubscribeMedium() : COutputSubscribeMedium(kProfile) {}
 
 bool CAudioSubscribeMedium::Prepare(std::string& problem) {
     if (!m_strOut.empty()) {
@@ -27,14 +27,9 @@ bool CAudioSubscribeMedium::Prepare(std::string& problem) {
     return true;
 }
 
-std::unique_ptr<CLink> CAudioSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
-                                                            const LinkTimes& times) {
-    return std::make_unique<CAudioSubscribeLink>(false, route, inbox, times);
-}
-
-std::unique_ptr<CLink> CAudioSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool, CInbox& inbox,
-                                                             const LinkTimes& times) {
-    return std::make_unique<CAudioSubscribeLink>(true, route, inbox, times);
+std::unique_ptr<CLink> CAudioSubscribeMedium::MakeLink(bool peer, bool, const RelayRoute& route, CInbox& inbox,
+                                                       const LinkTimes& times) {
+    return std::make_unique<CAudioSubscribeLink>(peer, route, inbox, times);
 }
 
 bool CAudioSubscribeMedium::OnFrame(const std::string& frame) {

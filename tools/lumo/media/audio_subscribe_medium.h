@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tools/lumo/media/audio_recorder.h"
+#include "tools/lumo/media/output_subscribe_medium.h"
 #include "tools/lumo/media/stream_files.h"
-#include "tools/lumo/media/subscribe_medium.h"
 
 #include <memory>
 #include <optional>
@@ -11,18 +11,11 @@
 
 namespace lumo {
 
-class CAudioSubscribeMedium final : public ISubscribeMedium {
+class CAudioSubscribeMedium final : public COutputSubscribeMedium {
 public:
-    const char* Name() const override { return "audio"; }
-    const char* Help() const override { return "Hear an audio channel"; }
-    void AddOptions(CLI::App& command) override;
-    PathRules Rules() const override;
-    bool UsesStdout() const override { return m_strOut == "-"; }
+    CAudioSubscribeMedium();
 
     bool Prepare(std::string& problem) override;
-    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
-    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
-                                          const LinkTimes& times) override;
     bool OnFrame(const std::string& frame) override;
     void Tick() override;
     bool Over() const override { return m_recorder->Ended() || !Written(); }
@@ -35,10 +28,11 @@ public:
     std::string Problem() const override;
 
 private:
+    std::unique_ptr<CLink> MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
+                                    const LinkTimes& times) override;
     bool IsHeadless() const { return m_writer && !m_writer->Begun(); }
     bool Written() const { return !m_writer || m_writer->Good(); }
 
-    std::string m_strOut;
     StreamFilePtr m_file;
     std::unique_ptr<COggOpusWriter> m_writer;  // null: nothing is written
     std::optional<CAudioRecorder> m_recorder;

@@ -9,25 +9,23 @@
 namespace lumo {
 namespace {
 
-constexpr uint64_t kSilentMs = 6000;      // the publisher says every second that it is there
 constexpr uint64_t kSilentTcpMs = 60000;  // over TCP the library tells, and a large picture may take its time
-constexpr size_t kInboxBytes = 2 * kMaxDesktopFrame + 1024;
+
+constexpr SubscribeProfile kProfile{.name = "desktop",
+                                    .help = "See a shared screen",
+                                    .outHelp =
+                                        "A directory for numbered files, a picture each; - is standard output, one "
+                                        "picture behind the other",
+                                    .maxFrame = kMaxDesktopFrame,
+                                    .inboxBytes = 2 * kMaxDesktopFrame + 1024};
 
 }  // namespace
 
-CDesktopSubscribeMedium::CDesktopSubscribeMedium() : m_viewer(RandomID()) {}
+CDesktopSubscribeMedium::CDesktopSubscribeMedium() : COutputSubscribeMedium(kProfile), m_viewer(RandomID()) {}
 
 void CDesktopSubscribeMedium::AddOptions(CLI::App& command) {
-    command.add_option("-o,--out", m_strOut,
-                       "A directory for numbered files, a picture each; - is standard output, one picture behind the "
-                       "other");
+    COutputSubscribeMedium::AddOptions(command);
     command.add_flag("--pointer", m_bPointer, "Show the publisher positions that come on standard input: lines of X Y");
-}
-
-PathRules CDesktopSubscribeMedium::Rules() const {
-    LinkTimes times;
-    times.silence = times.unaccepted = kSilentMs;
-    return PathRules::Stream(static_cast<int>(kMaxDesktopFrame), kInboxBytes, times);
 }
 
 bool CDesktopSubscribeMedium::Prepare(std::string& problem) {
@@ -45,24 +43,19 @@ bool CDesktopSubscribeMedium::Prepare(std::string& problem) {
 }
 
 template <class Library>
-std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeLink(bool peer, const RelayRoute& route, CInbox& inbox,
-                                                         const LinkTimes& times) {
+std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeWay(bool peer, const RelayRoute& route, CInbox& inbox,
+                                                        const LinkTimes& times) {
     auto link = std::make_unique<CDesktopSubscribeLink<Library>>(peer, route, inbox, times);
     m_ways.push_back({link.get()});
     return link;
 }
 
-std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
-                                                              const LinkTimes& times) {
+std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
+                                                         const LinkTimes& times) {
+    if (peer && tcp) return MakeWay<DesktopLibraryP2PTCP>(peer, route, inbox, times);
     LinkTimes patient = times;
-    if (route.tcp) patient.silence = kSilentTcpMs;
-    return MakeLink<DesktopLibrary>(false, route, inbox, patient);
-}
-
-std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
-                                                               const LinkTimes& times) {
-    return tcp ? MakeLink<DesktopLibraryP2PTCP>(true, route, inbox, times)
-               : MakeLink<DesktopLibrary>(true, route, inbox, times);
+    if (tcp) patient.silence = kSilentTcpMs;
+    return MakeWay<DesktopLibrary>(peer, route, inbox, patient);
 }
 
 bool CDesktopSubscribeMedium::OnFrame(const std::string& frame) {

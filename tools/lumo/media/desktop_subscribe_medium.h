@@ -3,10 +3,10 @@
 
 #include "tools/lumo/media/desktop_links.h"
 #include "tools/lumo/media/desktop_viewer.h"
+#include "tools/lumo/media/output_subscribe_medium.h"
 #include "tools/lumo/media/picture_sink.h"
 #include "tools/lumo/media/pointer_input.h"
 #include "tools/lumo/media/stream_files.h"
-#include "tools/lumo/media/subscribe_medium.h"
 
 #include <memory>
 #include <string>
@@ -14,21 +14,14 @@
 
 namespace lumo {
 
-class CDesktopSubscribeMedium final : public ISubscribeMedium {
+class CDesktopSubscribeMedium final : public COutputSubscribeMedium {
 public:
     CDesktopSubscribeMedium();
 
-    const char* Name() const override { return "desktop"; }
-    const char* Help() const override { return "See a shared screen"; }
     void AddOptions(CLI::App& command) override;
     std::vector<std::string> Paths() const override { return {"auto", "p2p", "p2p-tcp", "relay"}; }
-    PathRules Rules() const override;
-    bool UsesStdout() const override { return m_strOut == "-"; }
 
     bool Prepare(std::string& problem) override;
-    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
-    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
-                                          const LinkTimes& times) override;
     bool OnFrame(const std::string& frame) override;
     void Tick() override;
     void OnPathChanged() override { m_viewer.OnNewPath(); }
@@ -48,12 +41,13 @@ private:
         int taken = 0;  // how often the link had been made when it was taken last
     };
 
+    std::unique_ptr<CLink> MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
+                                    const LinkTimes& times) override;
     template <class Library>
-    std::unique_ptr<CLink> MakeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
+    std::unique_ptr<CLink> MakeWay(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
     void ReadPointer();
     void SayToAll(const std::string& report) const;
 
-    std::string m_strOut;
     bool m_bPointer = false;
     CStreamInput m_input;
     CPointerInput m_pointer;

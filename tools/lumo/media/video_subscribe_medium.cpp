@@ -6,17 +6,17 @@
 #include <cerrno>
 
 namespace lumo {
+namespace {
 
-void CVideoSubscribeMedium::AddOptions(CLI::App& command) {
-    command.add_option("-o,--out", m_strOut, "An H.264 byte stream to write; - is standard output");
-}
+constexpr SubscribeProfile kProfile{.name = "video",
+                                    .help = "See a video channel",
+                                    .outHelp = "An H.264 byte stream to write; - is standard output",
+                                    .maxFrame = kMaxVideoFrame,
+                                    .inboxBytes = 32 * 1024 * 1024};
 
-PathRules CVideoSubscribeMedium::Rules() const {
-    constexpr size_t kInboxBytes = 32 * 1024 * 1024;
-    LinkTimes times;
-    times.silence = times.unaccepted = 6000;  // a live input may rest for a while
-    return PathRules::Stream(kMaxVideoFrame, kInboxBytes, times);
-}
+}  // namespace
+
+CVideoSubscribeMedium::CVideoSubscribeMedium() : COutputSubscribeMedium(kProfile) {}
 
 bool CVideoSubscribeMedium::Prepare(std::string& problem) {
     if (!m_strOut.empty()) {
@@ -27,21 +27,11 @@ bool CVideoSubscribeMedium::Prepare(std::string& problem) {
     return true;
 }
 
-std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, const RelayRoute& route, CInbox& inbox,
+std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, bool, const RelayRoute& route, CInbox& inbox,
                                                        const LinkTimes& times) {
     auto link = std::make_unique<CVideoSubscribeLink>(peer, route, inbox, times);
     m_links.push_back(link.get());
     return link;
-}
-
-std::unique_ptr<CLink> CVideoSubscribeMedium::MakeRelayLink(const RelayRoute& route, CInbox& inbox,
-                                                            const LinkTimes& times) {
-    return MakeLink(false, route, inbox, times);
-}
-
-std::unique_ptr<CLink> CVideoSubscribeMedium::MakeDirectLink(const RelayRoute& route, bool, CInbox& inbox,
-                                                             const LinkTimes& times) {
-    return MakeLink(true, route, inbox, times);
 }
 
 bool CVideoSubscribeMedium::OnFrame(const std::string& frame) {

@@ -1,8 +1,8 @@
 // `lumo subscribe video`: takes a channel's frames and writes an H.264 byte stream that decodes.
 #pragma once
 
+#include "tools/lumo/media/output_subscribe_medium.h"
 #include "tools/lumo/media/stream_files.h"
-#include "tools/lumo/media/subscribe_medium.h"
 #include "tools/lumo/media/video_links.h"
 #include "tools/lumo/media/video_recorder.h"
 
@@ -13,18 +13,11 @@
 
 namespace lumo {
 
-class CVideoSubscribeMedium final : public ISubscribeMedium {
+class CVideoSubscribeMedium final : public COutputSubscribeMedium {
 public:
-    const char* Name() const override { return "video"; }
-    const char* Help() const override { return "See a video channel"; }
-    void AddOptions(CLI::App& command) override;
-    PathRules Rules() const override;
-    bool UsesStdout() const override { return m_strOut == "-"; }
+    CVideoSubscribeMedium();
 
     bool Prepare(std::string& problem) override;
-    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override;
-    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
-                                          const LinkTimes& times) override;
     bool OnFrame(const std::string& frame) override;
     void Tick() override;
     bool Over() const override { return m_recorder->Ended() || !m_recorder->Good(); }
@@ -37,9 +30,9 @@ public:
     std::string Problem() const override;
 
 private:
-    std::unique_ptr<CLink> MakeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
+    std::unique_ptr<CLink> MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
+                                    const LinkTimes& times) override;
 
-    std::string m_strOut;
     StreamFilePtr m_file;
     std::optional<CVideoRecorder> m_recorder;
     std::vector<CVideoSubscribeLink*> m_links;  // those of the path switch

@@ -1,0 +1,57 @@
+// What the media of `lumo subscribe` have alike: a name, an output to write, and two kinds of links.
+#pragma once
+
+#include "tools/lumo/media/subscribe_medium.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace lumo {
+
+struct SubscribeProfile {
+    const char* name;
+    const char* help;
+    const char* outHelp;  ///< what --out takes
+    size_t maxFrame;
+    size_t inboxBytes;
+};
+
+class COutputSubscribeMedium : public ISubscribeMedium {
+public:
+    const char* Name() const override { return m_profile.name; }
+    const char* Help() const override { return m_profile.help; }
+    void AddOptions(CLI::App& command) override { command.add_option("-o,--out", m_strOut, m_profile.outHelp); }
+    PathRules Rules() const override {
+        LinkTimes times;
+        times.silence = times.unaccepted = kSilentMs;
+        return PathRules::Stream(static_cast<int>(m_profile.maxFrame), m_profile.inboxBytes, times);
+    }
+    bool UsesStdout() const override { return m_strOut == "-"; }
+
+    std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override {
+        return MakeLink(false, route.tcp, route, inbox, times);
+    }
+    std::unique_ptr<CLink> MakeDirectLink(const RelayRoute& route, bool tcp, CInbox& inbox,
+                                          const LinkTimes& times) override {
+        return MakeLink(true, tcp, route, inbox, times);
+    }
+
+protected:
+    explicit COutputSubscribeMedium(const SubscribeProfile& profile) : m_profile(profile) {}
+
+    /// `peer`: at the publisher's own host.
+    virtual std::unique_ptr<CLink> MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
+                                            const LinkTimes& times) = 0;
+
+    std::string m_strOut;  // empty: nothing is written
+
+private:
+    // The heads of audio come every 2 s, whatever the sound is doing, and the publisher of a desktop says every second
+    // that it is there; a live video input may rest for a while.
+    static constexpr uint64_t kSilentMs = 6000;
+
+    const SubscribeProfile m_profile;
+};
+
+}  // namespace lumo
