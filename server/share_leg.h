@@ -6,10 +6,14 @@
 #include "server/relay_leg.h"
 #include "server/stream.h"
 
-/// `TParts` names the application's interfaces and the library's receivers of the medium, and makes them; the callbacks
-/// are the derived class's.
-template <class TParts>
-class CShareLeg : public CRelayLeg, public TParts::INotify {
+#include <atomic>
+#include <cstdint>
+#include <type_traits>
+
+/// `kMakeUDP` and `kMakeTCP` are the library's factories of the medium's receivers. `kAsksOnce`: a request over UDP is
+/// not repeated. The callbacks are the derived class's.
+template <class TNotify, class TReceiver, auto kMakeUDP, auto kMakeTCP, bool kAsksOnce = false>
+class CShareLeg : public CRelayLeg, public TNotify {
 public:
     CShareLeg(CStream& stream, const CMcuAddress& far, bool tcp, std::atomic<bool>& news)
         : m_stream(stream), m_far(far), m_bTcp(tcp), m_news(news) {}
@@ -18,11 +22,11 @@ public:
     bool Open() override {
         bool asked = false;
         if (m_bTcp) {
-            auto* receiver = TParts::MakeTCP(*this, m_stream.ChannelID());
+            auto* receiver = kMakeTCP(*this, m_stream.ChannelID());
             m_pReceiver = receiver;
             asked = receiver && receiver->Connect(m_far, {}, {});
         } else {
-            m_pReceiverUDP = TParts::MakeUDP(*this, m_stream.ChannelID());
+            m_pReceiverUDP = kMakeUDP(*this, m_stream.ChannelID());
             m_pReceiver = m_pReceiverUDP;
             asked = m_pReceiverUDP && m_pReceiverUDP->Connect(m_far, {}, false);
         }
@@ -37,7 +41,7 @@ public:
     }
     bool IsLost() override {
         if (!m_pReceiverUDP) return !m_pReceiver || m_pReceiver->IsDisconnected();
-        if (TParts::kAsksOnce && !IsUp()) return true;  // to be made anew
+        if (kAsksOnce && !IsUp()) return true;  // to be made anew
         return m_pReceiverUDP->PollLink();
     }
     uint32_t LastHeard() override { return m_pReceiverUDP ? m_pReceiverUDP->LastHeard() : 0; }
@@ -56,10 +60,12 @@ protected:
     }
 
 private:
+    using CReceiverUDP = std::remove_pointer_t<std::invoke_result_t<decltype(kMakeUDP), TNotify&, uint32_t>>;
+
     CStream& m_stream;
     const CMcuAddress m_far;
     const bool m_bTcp;
     std::atomic<bool>& m_news;
-    typename TParts::IReceiver* m_pReceiver = nullptr;        // ends by its own release
-    typename TParts::CReceiverUDP* m_pReceiverUDP = nullptr;  // the same, when it is one
+    TReceiver* m_pReceiver = nullptr;        // ends by its own release
+    CReceiverUDP* m_pReceiverUDP = nullptr;  // the same, when it is one
 };

@@ -5,20 +5,8 @@
 #include "file/file_receiver_udp.h"
 #include "server/share_leg.h"
 
-struct CFileLegParts {
-    using INotify = IFileReceiverNotify;
-    using IReceiver = IFileReceiver;
-    using CReceiverUDP = CFileReceiverUDP;
-    static constexpr bool kAsksOnce = false;
-    static CFileReceiverUDP* MakeUDP(INotify& notify, uint32_t channelID) {
-        return CLocalMCUFile::CreateFileReceiverUDP(notify, channelID);
-    }
-    static CFileReceiverTCP* MakeTCP(INotify& notify, uint32_t channelID) {
-        return CLocalMCUFile::CreateFileReceiverTCP(notify, channelID);
-    }
-};
-
-class CFileLeg : public CShareLeg<CFileLegParts> {
+class CFileLeg : public CShareLeg<IFileReceiverNotify, IFileReceiver, CLocalMCUFile::CreateFileReceiverUDP,
+                                  CLocalMCUFile::CreateFileReceiverTCP> {
 public:
     using CShareLeg::CShareLeg;
     ~CFileLeg() override { Close(); }

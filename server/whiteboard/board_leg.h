@@ -6,21 +6,9 @@
 #include "whiteboard/wb_session_client_tcp.h"
 #include "whiteboard/wb_session_client_udp.h"
 
-struct CBoardLegParts {
-    using INotify = IWBSessionClientNotify;
-    using IReceiver = IWBSessionClient;
-    using CReceiverUDP = CWBSessionClientUDP;
-    static constexpr bool kAsksOnce = false;
-    static CWBSessionClientUDP* MakeUDP(INotify& notify, uint32_t channelID) {
-        return CLocalMCUWB::CreateWBSessionClientUDP(notify, channelID);
-    }
-    static CWBSessionClientTCP* MakeTCP(INotify& notify, uint32_t channelID) {
-        return CLocalMCUWB::CreateWBSessionClientTCP(notify, channelID);
-    }
-};
-
 /// A session of the stream's channel: messages pass through it by themselves.
-class CBoardLeg : public CShareLeg<CBoardLegParts> {
+class CBoardLeg : public CShareLeg<IWBSessionClientNotify, IWBSessionClient, CLocalMCUWB::CreateWBSessionClientUDP,
+                                   CLocalMCUWB::CreateWBSessionClientTCP> {
 public:
     using CShareLeg::CShareLeg;
     ~CBoardLeg() override { Close(); }
