@@ -5,14 +5,7 @@
 #include "audio/audio_receiver_udp.h"
 #include "server/stream_leg.h"
 
-struct CAudioLegClasses {
-    using IReceiver = IAudioReceiver;
-    using INotify = IAudioReceiverNotify;
-    using CReceiverUDP = CAudioReceiverUDP;
-    using CReceiverTCP = CAudioReceiverTCP;
-};
-
-class CAudioLeg : public CStreamLeg<CAudioLegClasses> {
+class CAudioLeg : public CStreamLeg<IAudioReceiverNotify, IAudioReceiver, CAudioReceiverUDP, CAudioReceiverTCP> {
 public:
     using CStreamLeg::CStreamLeg;
 

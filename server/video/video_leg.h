@@ -7,14 +7,7 @@
 
 class CVideoStream;
 
-struct CVideoLegClasses {
-    using IReceiver = IVideoReceiver;
-    using INotify = IVideoReceiverNotify;
-    using CReceiverUDP = CVideoReceiverUDP;
-    using CReceiverTCP = CVideoReceiverTCP;
-};
-
-class CVideoLeg : public CStreamLeg<CVideoLegClasses> {
+class CVideoLeg : public CStreamLeg<IVideoReceiverNotify, IVideoReceiver, CVideoReceiverUDP, CVideoReceiverTCP> {
 public:
     CVideoLeg(CVideoStream& stream, const CMcuAddress& far, bool tcp, std::atomic<bool>& news);
 
