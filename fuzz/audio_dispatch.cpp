@@ -3,14 +3,12 @@
 #include "audio/audio_receiver_datagrams.h"
 #include "audio/local_mcu_audio.h"
 #include "lumomedia/audio.h"
-#include "support/fake_net.h"
+#include "support/datagram_judge.h"
 #include "support/reach.h"
 #include "support/records.h"
 #include "support/session_wire.h"
 #include "support/stand_ins.h"
 #include "support/test_manager.h"
-
-#include <cstdlib>
 
 using session_wire::U32;
 
@@ -29,73 +27,27 @@ class CApplication : public IAudioSenderNotify, public IAudioReceiverNotify {
 public:
     explicit CApplication(const char* connected) : m_pszConnected(connected) {}
     void OnConnected(unsigned long) override { Reach().Hit(m_pszConnected); }
-    // Reads every byte, so that a wrong length does not go unseen.
-    void OnAudioData(const char* data, int length) override {
-        const std::string copy(data, static_cast<size_t>(length));
-        if (!copy.empty()) Reach().Hit("frame arrived");
-    }
+    void OnAudioData(const char* data, int length) override { Reach().HitReading("frame arrived", data, length); }
 
 private:
     const char* const m_pszConnected;
 };
 
-/// What leaves says what was done. No datagram is longer than the room that audio has.
-void Judge(const std::vector<CSentDatagram>& sent, bool newSink) {
-    for (const CSentDatagram& one : sent) {
-        if (one.bytes.size() > 1076 || one.bytes.size() < 6 || one.bytes[0] != 0) std::abort();
-        switch (one.bytes[1]) {
-            case 0x01:
-                Reach().Hit(newSink ? "sink made" : "sink acknowledged again");
-                break;
-            case 0x02:
-                Reach().Hit("frame to a sink");
-                break;
-            case 0x04:
-                Reach().Hit("receiver told start");
-                break;
-            case 0x05:
-                Reach().Hit("sink started");
-                break;
-            case 0x07:
-                Reach().Hit("sink stopped");
-                break;
-            case 0x15:
-                Reach().Hit("sender started");
-                break;
-            case 0x17:
-                Reach().Hit("sender stopped");
-                break;
-            case 0x19:
-                Reach().Hit("frame to a server");
-                break;
-            default:
-                break;
-        }
-    }
-}
-
-/// The last sign of life of every receiver, added up: an answer to a start or a stop changes nothing else.
-uint64_t Heard() {
-    uint64_t heard = 0;
-    GetLocalMCUAudio()->Tables().receivers.ForEach([&](CAudioReceiver& receiver) {
-        if (auto* udp = dynamic_cast<CAudioReceiverDatagrams*>(&receiver)) heard += udp->LastHeard();
-    });
-    return heard;
-}
-
-void Deliver(CTestHost& host, const std::string& datagram) {
-    const uint64_t heard = Heard();
-    const size_t sinks = GetLocalMCUAudio()->Tables().sinks.Size();
-    host.Deliver(datagram);
-    const size_t after = GetLocalMCUAudio()->Tables().sinks.Size();
-    if (after < sinks) Reach().Hit("sink gone");
-    const auto sent = host.TakeSent();
-    Judge(sent, after > sinks);
-    if (Heard() == heard) {
-        if (sent.empty() && after == sinks) Reach().Hit("ignored");
-    } else if (datagram[1] == 0x05 || datagram[1] == 0x07) {
-        Reach().Hit(datagram[1] == 0x05 ? "receiver's start answered" : "receiver's stop answered");
-    }
+/// No datagram is longer than the room that audio has.
+const auto& Judge() {
+    static const CDatagramJudge<CAudioReceiverDatagrams> judge(
+        Reach(), {.kind = 0,
+                  .longest = 1076,
+                  .connectAck = 0x01,
+                  .sent = {{0x02, "frame to a sink"},
+                           {0x04, "receiver told start"},
+                           {0x05, "sink started"},
+                           {0x07, "sink stopped"},
+                           {0x15, "sender started"},
+                           {0x17, "sender stopped"},
+                           {0x19, "frame to a server"}},
+                  .answers = {{0x05, "receiver's start answered"}, {0x07, "receiver's stop answered"}}});
+    return judge;
 }
 
 }  // namespace
@@ -111,9 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CreateAudioReceiverUDP(listener, 77, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0, 1);
     live["#rcv"] = host.TakeSent().at(0).bytes.substr(2, 4);
     IAudioReceiver* waiting = CreateAudioReceiverP2P(listener, 77, 8);
-    GetLocalMCUAudio()->Tables().receivers.ForEach([&](CAudioReceiver& one) {
-        if (U32(one.GetAudioReceiverID()) != live["#rcv"]) live["#p2p"] = U32(one.GetAudioReceiverID());
-    });
+    live["#p2p"] = OtherReceiverID(GetLocalMCUAudio()->Tables(), live["#rcv"]);
     host.Deliver(Hex("0000") + U32(9) + U32(77) + U32(1));
     live["#sin"] = host.TakeSent().at(0).bytes.substr(6, 4);
 
@@ -121,10 +71,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         host.Run(100, 100);
         // A record that is no datagram is a frame of the publisher.
         if (record.size() > 1 && record[0] == 0) {
-            Deliver(host, WithLiveIDs(record, live));
+            Judge().Deliver(host, GetLocalMCUAudio()->Tables(), WithLiveIDs(record, live));
         } else {
             channel.OnAudioChannelData(record.data(), static_cast<int>(record.size()));
-            Judge(host.TakeSent(), false);
+            Judge().OnSent(host.TakeSent(), false);
         }
     }
     for (IAudioReceiver* one : {receiver, waiting}) {

@@ -1,7 +1,7 @@
 // Video datagrams into a local MCU that has a channel, a sink, a sender and two receivers. Video writes no log lines,
 // so what was reached shows by what it does.
 #include "lumomedia/video.h"
-#include "support/fake_net.h"
+#include "support/datagram_judge.h"
 #include "support/reach.h"
 #include "support/records.h"
 #include "support/session_wire.h"
@@ -9,8 +9,6 @@
 #include "support/test_manager.h"
 #include "video/local_mcu_video.h"
 #include "video/video_receiver_datagrams.h"
-
-#include <cstdlib>
 
 using session_wire::U32;
 
@@ -31,53 +29,27 @@ public:
     explicit CApplication(const char* connected) : m_pszConnected(connected) {}
     void OnConnected(unsigned long) override { Reach().Hit(m_pszConnected); }
     void OnKeyFrameRequest() override { Reach().Hit("server asks for a key frame"); }
-    // Reads every byte, so that a wrong length does not go unseen.
-    void OnVideoData(const char* data, int length) override {
-        const std::string copy(data, static_cast<size_t>(length));
-        if (!copy.empty()) Reach().Hit("frame arrived");
-    }
+    void OnVideoData(const char* data, int length) override { Reach().HitReading("frame arrived", data, length); }
 
 private:
     const char* const m_pszConnected;
 };
 
-/// What leaves says what was done. No datagram is longer than a session packet behind the longest envelope.
-void Judge(const std::vector<CSentDatagram>& sent, bool newSink) {
-    static const std::pair<char, const char*> kSaid[] = {{0x0b, "receiver told start"}, {0x0c, "sink started"},
-                                                         {0x0e, "sink stopped"},        {0x0f, "packet to a sink"},
-                                                         {0x10, "packet answered"},     {0x1e, "sender started"},
-                                                         {0x20, "sender stopped"},      {0x21, "packet to a server"}};
-    for (const CSentDatagram& one : sent) {
-        if (one.bytes.size() > 10 + 12 + 1040 || one.bytes.size() < 6 || one.bytes[0] != 1) std::abort();
-        if (one.bytes[1] == 0x0a) Reach().Hit(newSink ? "sink made" : "sink acknowledged again");
-        for (const auto& [command, reached] : kSaid)
-            if (one.bytes[1] == command) Reach().Hit(reached);
-    }
-}
-
-/// The last sign of life of every receiver, added up: an answer to a start or a stop changes nothing else.
-uint64_t Heard() {
-    uint64_t heard = 0;
-    GetLocalMCUVideo()->Tables().receivers.ForEach([&](CVideoReceiver& receiver) {
-        if (auto* udp = dynamic_cast<CVideoReceiverDatagrams*>(&receiver)) heard += udp->LastHeard();
-    });
-    return heard;
-}
-
-void Deliver(CTestHost& host, CVideoChannel& channel, const std::string& datagram) {
-    const uint64_t heard = Heard();
-    const size_t sinks = GetLocalMCUVideo()->Tables().sinks.Size();
-    host.Deliver(datagram);
-    const size_t after = GetLocalMCUVideo()->Tables().sinks.Size();
-    if (after < sinks) Reach().Hit("sink gone");
-    const auto sent = host.TakeSent();
-    Judge(sent, after > sinks);
-    if (channel.HasKeyFrameRequest() && datagram[1] == 0x10) Reach().Hit("sink asks for a key frame");
-    if (Heard() == heard) {
-        if (sent.empty() && after == sinks) Reach().Hit("ignored");
-    } else if (datagram[1] == 0x0c || datagram[1] == 0x0e) {
-        Reach().Hit(datagram[1] == 0x0c ? "receiver's start answered" : "receiver's stop answered");
-    }
+const auto& Judge() {
+    static const CDatagramJudge<CVideoReceiverDatagrams> judge(
+        Reach(), {.kind = 1,
+                  .longest = kLongestSessionDatagram,
+                  .connectAck = 0x0a,
+                  .sent = {{0x0b, "receiver told start"},
+                           {0x0c, "sink started"},
+                           {0x0e, "sink stopped"},
+                           {0x0f, "packet to a sink"},
+                           {0x10, "packet answered"},
+                           {0x1e, "sender started"},
+                           {0x20, "sender stopped"},
+                           {0x21, "packet to a server"}},
+                  .answers = {{0x0c, "receiver's start answered"}, {0x0e, "receiver's stop answered"}}});
+    return judge;
 }
 
 }  // namespace
@@ -93,9 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CreateVideoReceiverUDP(watcher, 77, CTestHost::kPeerIP, 0, 0, CTestHost::kPeerPort, 0, 0, 0, 0, 1);
     live["#rcv"] = host.TakeSent().at(0).bytes.substr(2, 4);
     IVideoReceiver* waiting = CreateVideoReceiverP2P(watcher, 77, 8);
-    GetLocalMCUVideo()->Tables().receivers.ForEach([&](CVideoReceiver& one) {
-        if (U32(one.GetVideoReceiverID()) != live["#rcv"]) live["#p2p"] = U32(one.GetVideoReceiverID());
-    });
+    live["#p2p"] = OtherReceiverID(GetLocalMCUVideo()->Tables(), live["#rcv"]);
     host.Deliver(Hex("0109") + U32(9) + U32(77) + U32(1));
     live["#sin"] = host.TakeSent().at(0).bytes.substr(6, 4);
 
@@ -105,10 +75,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         host.TakeSent();
         // A record that is no datagram is a frame of the publisher.
         if (record.size() > 1 && record[0] == 1) {
-            Deliver(host, channel, WithLiveIDs(record, live));
+            const std::string datagram = WithLiveIDs(record, live);
+            Judge().Deliver(host, GetLocalMCUVideo()->Tables(), datagram);
+            if (channel.HasKeyFrameRequest() && datagram[1] == 0x10) Reach().Hit("sink asks for a key frame");
         } else {
             channel.OnVideoChannelData(record.data(), static_cast<int>(record.size()));
-            Judge(host.TakeSent(), false);
+            Judge().OnSent(host.TakeSent(), false);
         }
     }
     for (IVideoReceiver* one : {receiver, waiting}) {
