@@ -1,4 +1,5 @@
 // Opus in Ogg to audio frames and back, through a network that loses, delays and repeats.
+#include "opened_medium.h"
 #include "tools/lumo/media/audio_publish_medium.h"
 #include "tools/lumo/media/audio_publisher.h"
 #include "tools/lumo/media/audio_recorder.h"
@@ -161,18 +162,8 @@ TEST(AudioPublishing, WhatComesLateLeavesAtItsPaceAndNotAtOnce) {
     ASSERT_EQ(pipe(ends), 0);
     const CUniqueFd from(ends[0]), into(ends[1]);
     const std::string bytes = Sample(), path = "/dev/fd/" + std::to_string(ends[0]);
-    CAudioPublishMedium medium;
-    CLI::App command;
-    medium.AddOptions(command);
-    const char* words[] = {"publish", path.c_str()};
-    command.parse(2, words);
-    std::string problem;
-    ASSERT_TRUE(medium.Prepare(problem)) << problem;
-    CWake wake;
-    CInbox inbox(wake, 0, 0);
-    RelayRoute route;
-    route.channel = 77;
-    const std::unique_ptr<CLink> link = medium.Open(route, inbox);
+    COpenedMedium<CAudioPublishMedium> opened({path});
+    CAudioPublishMedium& medium = opened.medium;
     medium.Turn(1000);
     EXPECT_GE(medium.WaitFd(), 0) << "waits for bytes";
     const auto feed = [&](size_t from, size_t to) {
@@ -187,7 +178,6 @@ TEST(AudioPublishing, WhatComesLateLeavesAtItsPaceAndNotAtOnce) {
     EXPECT_EQ(medium.Turn(10000), 20U);
     EXPECT_EQ(medium.Details()["packets"], 56) << "100 ms are made up for";
     EXPECT_EQ(medium.Details()["heard"], false);
-    medium.Close();
 }
 
 TEST_F(AudioRecording, WithoutLossTheSamePacketsComeOutAtTheSamePlace) {

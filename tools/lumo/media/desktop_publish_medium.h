@@ -34,7 +34,9 @@ public:
     uint64_t Bytes() const override;
     nlohmann::json NextEvent() override;
     nlohmann::json Details() override;
-    std::string Problem() const override { return m_source ? m_source->Problem() : ""; }
+    std::string Problem() const override {
+        return m_source && m_input.Problem().empty() ? m_source->Problem() : m_input.Problem();
+    }
 
 private:
     static constexpr uint64_t kUntakenMs = 2000;  // without a server it begins all the same

@@ -19,7 +19,9 @@ public:
     int WaitFd() const override { return m_bHungry ? m_input.Fd() : -1; }
     bool Over() const override { return m_bOver; }
     uint64_t Bytes() const override { return m_publisher.Bytes(); }
-    std::string Problem() const override { return m_publisher.Problem(); }
+    std::string Problem() const override {
+        return m_input.Problem().empty() ? m_publisher.Problem() : m_input.Problem();
+    }
 
 protected:
     template <class Out>
@@ -39,12 +41,14 @@ protected:
 
 private:
     static constexpr uint64_t kIdleMs = 50;
+    static constexpr int kStepsPerTurn = 64;  // others want to be looked after too, however fast the input is
 
     /// False when nothing has come.
     bool Feed() {
         const ssize_t got = m_input.Read(m_piece.data(), m_piece.size());
         if (got > 0) m_publisher.Feed(m_piece.data(), static_cast<size_t>(got));
         if (got == 0) m_publisher.Finish();
+        m_bOver = m_bOver || !m_input.Problem().empty();
         return got >= 0;
     }
     bool GoOnAt(uint64_t offset) {
@@ -64,7 +68,7 @@ private:
 template <class Publisher>
 uint64_t CFilePublishMedium<Publisher>::Turn(uint64_t now) {
     m_bHungry = false;
-    while (!m_bOver) {
+    for (int step = 0; step < kStepsPerTurn && !m_bOver; ++step) {
         switch (m_publisher.Fetch(now)) {
             case FetchState::Ready:
                 if (now < m_publisher.DueMs()) return m_publisher.DueMs() - now;

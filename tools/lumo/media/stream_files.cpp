@@ -17,14 +17,19 @@ bool CStreamInput::Open(const std::string& path, std::string& problem) {
         if (!m_owned) problem = path + ": " + ErrorText(errno);
     }
     m_nFd = path == "-" ? STDIN_FILENO : m_owned.Get();
+    m_strName = path == "-" ? "standard input" : path;
     return problem.empty();
 }
 
-ssize_t CStreamInput::Read(char* buffer, size_t size) const {
+// Others may read the same standard input: what was ready can be gone.
+ssize_t CStreamInput::Read(char* buffer, size_t size) {
     pollfd ready{m_nFd, POLLIN, 0};
     if (poll(&ready, 1, 0) <= 0) return -1;
     const ssize_t got = read(m_nFd, buffer, size);
-    return got < 0 ? 0 : got;
+    if (got >= 0) return got;
+    if (errno == EAGAIN || errno == EINTR) return -1;
+    m_strProblem = "cannot read " + m_strName + ": " + ErrorText(errno);
+    return 0;
 }
 
 bool CStreamInput::Seek(uint64_t offset) const { return lseek(m_nFd, static_cast<off_t>(offset), SEEK_SET) >= 0; }

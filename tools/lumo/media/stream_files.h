@@ -14,8 +14,10 @@ class CStreamInput {
 public:
     /// "-" is standard input.
     bool Open(const std::string& path, std::string& problem);
-    /// Bytes that are there now: 0 at the end, -1 when there are none yet.
-    ssize_t Read(char* buffer, size_t size) const;
+    /// Bytes that are there now: 0 at the end, or where reading fails, -1 when there are none yet.
+    ssize_t Read(char* buffer, size_t size);
+    /// Why reading has failed; empty: it has not.
+    const std::string& Problem() const { return m_strProblem; }
     /// Goes on at that byte.
     bool Seek(uint64_t offset) const;
     /// Whether it may be read anywhere, and more than once.
@@ -25,6 +27,8 @@ public:
 private:
     CUniqueFd m_owned;
     int m_nFd = -1;
+    std::string m_strName;
+    std::string m_strProblem;
 };
 
 struct CloseStreamFile {

@@ -22,7 +22,12 @@ bool CVideoPublishMedium::Prepare(std::string& problem) {
     if (!Input().IsFile()) return true;
     VideoIndex index;
     const auto read = [this](char* buffer, size_t size) { return Input().Read(buffer, size); };
-    if (!ReadVideoIndex(read, index, problem) || !Input().Seek(0)) {
+    const bool indexed = ReadVideoIndex(read, index, problem);
+    if (!Input().Problem().empty()) {
+        problem = Input().Problem();
+        return false;
+    }
+    if (!indexed || !Input().Seek(0)) {
         problem = File() + ": " + (problem.empty() ? "it cannot be read twice" : problem);
         return false;
     }

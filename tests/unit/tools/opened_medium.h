@@ -1,0 +1,41 @@
+// A medium of `lumo publish` as the command opens it, but without a server.
+#pragma once
+
+#include "tools/lumo/media/publish_medium.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+template <class Medium>
+class COpenedMedium {
+public:
+    /// `words` are what the command line says after the medium.
+    explicit COpenedMedium(std::vector<std::string> words) {
+        CLI::App command;
+        medium.AddOptions(command);
+        std::reverse(words.begin(), words.end());
+        command.parse(words);
+        std::string problem;
+        EXPECT_TRUE(medium.Prepare(problem)) << problem;
+        lumo::RelayRoute route;
+        route.channel = 77;
+        m_link = medium.Open(route, m_inbox);
+    }
+    ~COpenedMedium() {
+        m_link.reset();
+        medium.Close();
+    }
+    COpenedMedium(const COpenedMedium&) = delete;
+    COpenedMedium& operator=(const COpenedMedium&) = delete;
+
+    Medium medium;
+
+private:
+    lumo::CWake m_wake;
+    lumo::CInbox m_inbox{m_wake, 0, 0};
+    std::unique_ptr<lumo::CLink> m_link;
+};
