@@ -130,6 +130,27 @@ TEST_F(DesktopStreams, AGrabbersStreamGoesThroughAndPointersComeBack) {
     EXPECT_EQ(LastEvent(publisher)["unchanged"], 2);
 }
 
+TEST_F(DesktopStreams, TheGoodbyeWaitsForTheSlowestOfThoseWhoCameDirectly) {
+    CChildProcess relay, publisher, fast, slow;
+    StartRelay(relay);
+    CPipe screen;
+    const std::string first = TestJpeg("first"), second = TestJpeg(std::string(1000000, 'x'));  // more than a window
+    Publish(publisher, "-", {"--peers"}, screen.read.Get());
+    for (CChildProcess* const viewer : {&fast, &slow}) Subscribe(*viewer, "-", {"--path", "p2p", "--wait", "10"});
+    screen.Write(first);
+    for (CChildProcess* const viewer : {&fast, &slow})  // the publisher has been told by then
+        ASSERT_TRUE(viewer->WaitForText("\"pictures\":1", kDeadlineMs)) << viewer->Errors();
+    slow.Signal(SIGSTOP);
+    screen.Write(second);
+    ASSERT_TRUE(fast.WaitForText("xxx", kDeadlineMs)) << fast.Errors();  // it has all, and writes as fast as this reads
+    publisher.Signal(SIGINT);
+    EXPECT_EQ(ExitOf(fast), 0) << fast.Errors();
+    slow.Signal(SIGCONT);
+    EXPECT_EQ(ExitOf(slow), 0) << slow.Errors();
+    EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+    EXPECT_TRUE(slow.Output() == first + second) << slow.Output().size();
+}
+
 TEST_F(DesktopStreams, AServerThatBeginsAnewIsFoundAgainByBothSides) {
     CChildProcess relay, second, publisher, viewers[2];
     StartRelay(relay);

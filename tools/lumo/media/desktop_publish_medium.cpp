@@ -3,6 +3,8 @@
 #include "tools/lumo/media/wall_clock.h"
 #include "tools/lumo/net/loop.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <limits>
@@ -135,9 +137,20 @@ uint64_t CDesktopPublishMedium::Turn(uint64_t now) {
 
 void CDesktopPublishMedium::SayGoodbye() {
     constexpr int kGoodbyes = 2;  // the second leaves the queue when the first has arrived
+    constexpr int kStepMs = 5;
     for (int i = 0; i < kGoodbyes; ++i) m_publisher.SayGoodbye(WallClockUs());
-    DrainChannel(*m_channel);
-    DrainChannel(*m_direct);
+    const uint64_t start = CToolLoop::Now();
+    for (uint64_t now = start; now - start < kLastMs && AnybodyListens(now); now = CToolLoop::Now()) {
+        pollfd report{m_wake.Fd(), POLLIN, 0};
+        poll(&report, 1, kStepMs);
+        HearViewers(now);
+    }
+}
+
+// The channels tell of the fastest viewer only; who has heard the goodbye leaves.
+bool CDesktopPublishMedium::AnybodyListens(uint64_t now) {
+    return m_publisher.Report(now).viewers > 0 || m_channel->GetBufferingFrameCount() > 0 ||
+           m_direct->GetBufferingFrameCount() > 0;
 }
 
 void CDesktopPublishMedium::Close() {

@@ -40,7 +40,7 @@ public:
 
 private:
     static constexpr uint64_t kUntakenMs = 2000;  // without a server it begins all the same
-    static constexpr uint64_t kLastMs = 5000;     // for the last picture to be shown
+    static constexpr uint64_t kLastMs = 5000;     // for the last picture to be shown, and again for the goodbye
     static constexpr int kPicturesPerTurn = 16;
     static constexpr size_t kMaxEvents = 1000;
 
@@ -48,6 +48,8 @@ private:
     void NotePointer(const ViewerPointer& pointer);
     void HearViewers(uint64_t now);
     bool IsReady(uint64_t now);
+    /// Viewers that have not left, or frames on their way to them.
+    bool AnybodyListens(uint64_t now);
     /// How long there will be no picture.
     uint64_t TakePictures(uint64_t now);
 
