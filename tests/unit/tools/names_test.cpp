@@ -1,5 +1,6 @@
 // Names and addresses that people and strangers write.
 #include "tools/lumo/net/proxy_url.h"
+#include "tools/lumo/net/relay_route.h"
 #include "tools/lumo/net/target.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/ui/progress.h"
@@ -132,6 +133,20 @@ TEST(Progress, FiguresForPeople) {
     for (size_t width = 1; width < 100; ++width) EXPECT_LE(BarText(view, 5, 15, width).size(), width);
     view.total = 0;
     EXPECT_NE(BarText(view, 0, -1, 79).find(" 0 % "), std::string::npos) << "nothing known yet";
+}
+
+TEST(RelayRoute, OfTwoServersThatAreOneThePublishersServes) {
+    RelayRoute route;
+    route.mcu = {"home", 7000, {1, 2, 0}};
+    EXPECT_EQ(route.PathText(), "relay home:7000");
+    const struct {
+        std::array<uint32_t, 3> near;
+        const char* serves;
+    } rows[] = {{{3, 4, 0}, "near"}, {{3, 2, 0}, "home"}, {{1, 0, 0}, "home"}, {{0, 0, 5}, "near"}};
+    for (const auto& row : rows) {
+        route.nearMcu = {"near", 7000, row.near};
+        EXPECT_EQ(route.Server().host, row.serves) << testing::PrintToString(row.near);
+    }
 }
 
 }  // namespace

@@ -105,7 +105,7 @@ class CDesktopSubscribeLink final : public CStreamSubscribeLink<Library>, public
 public:
     CDesktopSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
         : Base(peer, route, Number(peer, route), inbox, times),
-          m_life(route.nearMcu.Empty() ? route.mcu : route.nearMcu),
+          m_life(route.Server()),
           m_channel(new CDesktopToolChannel(Number(peer, route), nullptr)) {}
     ~CDesktopSubscribeLink() override { this->Close(); }
 

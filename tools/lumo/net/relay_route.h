@@ -16,8 +16,10 @@ struct RelayRoute {
     ProxySettings proxy;
     uint32_t channel = 0;
 
+    /// The server that serves a subscriber. Of two that have an address in common the library takes the publisher's.
+    const RelayTarget& Server() const { return nearMcu.Empty() || nearMcu.SharesAddress(mcu) ? mcu : nearMcu; }
     /// "relay HOST:PORT", the server that serves us.
-    std::string PathText() const { return "relay " + (nearMcu.Empty() ? mcu : nearMcu).Text(); }
+    std::string PathText() const { return "relay " + Server().Text(); }
 };
 
 }  // namespace lumo

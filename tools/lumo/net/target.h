@@ -1,6 +1,7 @@
 // Where a relay server is.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -15,6 +16,11 @@ struct RelayTarget {
     std::array<uint32_t, 3> ips{};  ///< host byte order, 0 where there is none
 
     bool Empty() const { return port == 0; }
+    bool SharesAddress(const RelayTarget& other) const {
+        return std::any_of(ips.begin(), ips.end(), [&other](uint32_t ip) {
+            return ip != 0 && std::find(other.ips.begin(), other.ips.end(), ip) != other.ips.end();
+        });
+    }
     /// As it is typed: "HOST:PORT".
     std::string Text() const { return host + ":" + std::to_string(port); }
 };
