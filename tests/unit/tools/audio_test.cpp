@@ -225,6 +225,7 @@ TEST_F(AudioRecording, OvertakenPacketsAreWaitedForAndLostOnesConcealed) {
     for (size_t i = 0; i < after.packets.size(); ++i)
         EXPECT_EQ(after.packets[i], i % 100 == 50 ? LostOpusPacket(before.packets[i - 1]) : before.packets[i]) << i;
     EXPECT_EQ(recorder.Report().lost, lost);
+    EXPECT_NEAR(recorder.Report().lostPercent, 100.0 * static_cast<double>(lost) / 1039, 1e-9);
     EXPECT_EQ(recorder.Report().late, 10U);
 }
 

@@ -77,6 +77,7 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     end["event"] = "end";
     end["seconds"] = seconds;
     end["bytes"] = medium.Bytes();
+    end["bytes_per_second"] = seconds > 0 ? static_cast<uint64_t>(static_cast<double>(medium.Bytes()) / seconds) : 0;
     printer.Event(end);
     if (!problem.empty()) printer.Error(problem);
     if (!medium.Heard()) printer.Error("nothing was heard");

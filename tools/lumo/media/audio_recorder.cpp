@@ -133,6 +133,8 @@ void CAudioRecorder::Finish() {
 
 AudioReport CAudioRecorder::Report() const {
     AudioReport report = m_report;
+    const auto whole = static_cast<double>(report.packets + report.lost);
+    report.lostPercent = whole > 0 ? 100 * static_cast<double>(report.lost) / whole : 0;
     report.jitterMs = m_dJitterUs / 1000;
     report.delayP50Ms = m_delays.Ms(0.5);
     report.delayP99Ms = m_delays.Ms(0.99);

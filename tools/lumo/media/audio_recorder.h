@@ -16,9 +16,10 @@ struct AudioReport {
     uint64_t packets = 0;  ///< that came, each once
     uint64_t bytes = 0;    ///< of these, without their head
     uint64_t lost = 0;
-    uint64_t late = 0;      ///< came when they had been given up, or twice
-    double jitterMs = 0;    ///< RFC 3550's estimate
-    double delayP50Ms = 0;  ///< of the last packets; meaningful where both clocks are one
+    double lostPercent = 0;  ///< of all that were published meanwhile
+    uint64_t late = 0;       ///< came when they had been given up, or twice
+    double jitterMs = 0;     ///< RFC 3550's estimate
+    double delayP50Ms = 0;   ///< of the last packets; meaningful where both clocks are one
     double delayP99Ms = 0;
 };
 

@@ -40,24 +40,20 @@ void CAudioSubscribeMedium::Tick() { m_recorder->Tick(WallClockUs()); }
 
 nlohmann::json CAudioSubscribeMedium::Details() const {
     const AudioReport report = m_recorder->Report();
-    return {{"packets", report.packets},
-            {"lost", report.lost},
-            {"late", report.late},
-            {"jitter_ms", report.jitterMs},
-            {"delay_p50_ms", report.delayP50Ms},
+    return {{"packets", report.packets},          {"lost", report.lost},
+            {"lost_percent", report.lostPercent}, {"late", report.late},
+            {"jitter_ms", report.jitterMs},       {"delay_p50_ms", report.delayP50Ms},
             {"delay_p99_ms", report.delayP99Ms}};
 }
 
 std::string CAudioSubscribeMedium::Summary(double seconds) const {
     const AudioReport report = m_recorder->Report();
     char text[200];
-    const double whole = static_cast<double>(report.packets + report.lost);
     std::snprintf(text, sizeof text,
                   "%llu packets, %.1f kb/s, %.2f %% lost, jitter %.2f ms, delay %.2f ms (p99 %.2f ms)",
                   static_cast<unsigned long long>(report.packets),
-                  seconds > 0 ? static_cast<double>(report.bytes) * 8 / 1000 / seconds : 0,
-                  whole > 0 ? 100 * static_cast<double>(report.lost) / whole : 0, report.jitterMs, report.delayP50Ms,
-                  report.delayP99Ms);
+                  seconds > 0 ? static_cast<double>(report.bytes) * 8 / 1000 / seconds : 0, report.lostPercent,
+                  report.jitterMs, report.delayP50Ms, report.delayP99Ms);
     return text;
 }
 
