@@ -8,6 +8,8 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include <csignal>
+
 using namespace lumo;
 
 namespace {
@@ -81,6 +83,7 @@ struct FakeMedium {
         size_t bytes;
         bool key;
     };
+    static inline size_t polls = 0;
     class CFakeLink : public CLink {
     public:
         explicit CFakeLink(CInbox& inbox) : CLink(inbox, LinkTimes()) {}
@@ -88,7 +91,10 @@ struct FakeMedium {
 
     private:
         bool Create() override { return true; }
-        bool IsDisconnected() override { return false; }
+        bool IsDisconnected() override {
+            ++polls;
+            return false;
+        }
         void Release() override {}
     };
     class CPublisher : public ILoadPublisher {
@@ -97,6 +103,8 @@ struct FakeMedium {
         void Send(std::string& frame, bool key) override {
             EXPECT_EQ(frame.find("LOAD"), 3U);
             sent.push_back({frame.size(), key});
+            for (const uint64_t until = LoadClockUs() + takesUs; LoadClockUs() < until;) {}
+            if (sent.size() == interruptAt) raise(SIGINT);
             for (const LoadSink& sink : sinks) sink(frame.data(), static_cast<int>(frame.size()));
         }
         CLink& Link() override { return m_link; }
@@ -112,6 +120,8 @@ struct FakeMedium {
         return std::make_unique<CFakeLink>(inbox);
     }
     static inline std::vector<Sent> sent;
+    static inline uint64_t takesUs = 0;    // a frame
+    static inline size_t interruptAt = 0;  // frames; 0: never
     static inline std::vector<LoadSink> sinks;
 };
 
@@ -141,6 +151,74 @@ TEST(Load, EveryNthFrameIsAKeyFrameOfItsOwnSize) {
     EXPECT_NE(LoadText(report).find("10 frames of 40 bytes, one in 4 of 60, in"), std::string::npos)
         << LoadText(report);
     FakeMedium::sinks.clear();
+}
+
+TEST(Load, FramesThatTakeLongerThanTheirPeriodHoldUpNeitherLinksNorTheEnd) {
+    const LoadMedium medium{"fake", "", 0, 0, 0, 3, 0, 0, &FakeMedium::Publish, &FakeMedium::Subscribe};
+    LoadOptions options;
+    options.subscribers = 2;
+    options.bytes = 40;
+    options.rate = 1000;
+    options.seconds = 5;
+    CToolLoop loop;
+    CLoad load(medium, options, loop);
+    std::string problem;
+    ASSERT_TRUE(load.Connect(problem)) << problem;
+    FakeMedium::sent.clear();
+    FakeMedium::polls = 0;
+    FakeMedium::takesUs = 2000;
+    FakeMedium::interruptAt = 600;
+    load.Measure();
+    FakeMedium::takesUs = FakeMedium::interruptAt = 0;
+    EXPECT_GE(FakeMedium::polls, 3U) << "more than a second, a publisher and two subscribers";
+    EXPECT_TRUE(loop.Interrupted());
+    EXPECT_LT(FakeMedium::sent.size(), 700U);
+    FakeMedium::sinks.clear();
+}
+
+std::string SpokenSample() {
+    std::string problem;
+    std::string stream = CLoadSample::Load(LUMO_SOURCE_DIR "/assets/sample.opus", problem);
+    EXPECT_EQ(problem, "");
+    return stream;
+}
+
+TEST(Load, ASampleIsPublishedOverAndOverAtItsOwnPace) {
+    const std::string stream = SpokenSample();
+    std::string problem;
+    const CLoadSample::Size whole = CLoadSample::Measure(stream, 1039 * 0.02, problem);
+    EXPECT_EQ(whole.frames, 1039U);
+    EXPECT_EQ(CLoadSample::Measure(stream, 2, problem).frames, 100U);
+    EXPECT_EQ(CLoadSample::Measure(stream, 60, problem).frames, 3000U) << "longer than it is";
+    EXPECT_EQ(problem, "");
+    EXPECT_NEAR(static_cast<double>(whole.bytes), static_cast<double>(kAudioHeadLength + stream.size() / 1039), 5);
+    std::vector<uint32_t> numbers;
+    CLoadSample sample(stream, [&numbers](const std::string& frame) {
+        const auto mark = CLoadSample::Read(frame.data(), static_cast<int>(frame.size()));
+        ASSERT_TRUE(mark);
+        EXPECT_EQ(mark->sentUs, 7U);
+        if (mark->number != 0) numbers.push_back(mark->number);
+    });
+    for (uint64_t now = 5000; now < 5000 + 25000; now += 20) {
+        EXPECT_EQ(sample.DueMs(now), now);
+        sample.Send(now, 7);
+        EXPECT_EQ(numbers.size(), numbers.back());
+    }
+    EXPECT_EQ(numbers.size(), 1250U);
+}
+
+TEST(Load, WhatIsNoSampleIsSaidAloud) {
+    std::string problem;
+    for (const std::string& stream : {std::string(), std::string("just words"), SpokenSample().substr(0, 1000)}) {
+        EXPECT_EQ(CLoadSample::Measure(stream, 10, problem).frames, 0U);
+        EXPECT_NE(problem, "") << stream.size();
+    }
+    problem.clear();
+    EXPECT_EQ(CLoadSample::Load("/", problem), "");
+    EXPECT_NE(problem.find("cannot read /: Is a directory"), std::string::npos) << problem;
+    std::string greeting(kLoadHeadLength, 'x');
+    CLoadMeter::Stamp(greeting, 0, 0, 5);
+    EXPECT_FALSE(CLoadSample::Read(greeting.data(), static_cast<int>(greeting.size())));
 }
 
 }  // namespace

@@ -15,7 +15,19 @@ struct LoadCommand {
     TransferOptions common;
     LoadOptions load;
     const LoadMedium* medium = nullptr;
+    std::string file;
 };
+
+bool TakeSample(const std::string& file, LoadOptions& options, std::string& problem) {
+    if (file.empty()) return true;
+    options.sample = CLoadSample::Load(file, problem);
+    if (!problem.empty()) return false;
+    const CLoadSample::Size size = CLoadSample::Measure(options.sample, options.seconds, problem);
+    if (!problem.empty()) problem = file + ": " + problem;
+    options.sampleFrames = size.frames;
+    options.bytes = size.bytes;
+    return problem.empty();
+}
 
 int RunLoad(const LoadCommand& command, const LoadOptions& options, CProgressPrinter& printer) {
     CToolLoop loop;
@@ -40,7 +52,9 @@ int Run(const LoadCommand& command) {
     LoadOptions options = command.load;
     std::string problem;
     int code = kExitUsage;
-    if (options.Frames() == 0)
+    if (!TakeSample(command.file, options, problem))
+        code = kExitFailed;
+    else if (options.Frames() == 0)
         problem = "that is not one frame";
     else if (uint64_t{options.Frames()} * options.subscribers > CLoadMeter::kMostArrivals)
         problem = "that is more than " + std::to_string(CLoadMeter::kMostArrivals) + " frames to count";
@@ -77,13 +91,15 @@ void AddLoadCommand(CLI::App& app, int& exitCode) {
         one->add_option("--subscribers", options.subscribers, "How many")
             ->check(CLI::Range(1U, kMostSubscribers))
             ->capture_default_str();
-        one->add_option("--bytes", options.bytes, "Of a frame")
-            ->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))
-            ->capture_default_str();
+        CLI::Option* const bytes = one->add_option("--bytes", options.bytes, "Of a frame");
+        bytes->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))->capture_default_str();
         if (medium.keyEvery != 0) AddKeyFramesTo(*one, medium, options);
-        one->add_option("--rate", options.rate, "Frames a second")
-            ->check(CLI::Range(0.1, 1000.0))
-            ->capture_default_str();
+        CLI::Option* const rate = one->add_option("--rate", options.rate, "Frames a second");
+        rate->check(CLI::Range(0.1, 1000.0))->capture_default_str();
+        if (medium.speaks)
+            one->add_option("--file", command->file, "An Ogg Opus file to publish, over and over, at its own pace")
+                ->excludes(bytes)
+                ->excludes(rate);
         one->add_option("--seconds", options.seconds, "How long to publish")
             ->check(SecondsBetween(0.1, 3600))
             ->capture_default_str();

@@ -42,7 +42,13 @@ CLoad::CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& lo
       m_options(options),
       m_loop(loop),
       m_publisherInbox(m_wake, 0, 0),
-      m_meter(options.subscribers, options.Frames()) {}
+      m_meter(options.subscribers, options.Frames()) {
+    if (m_options.sample.empty()) return;
+    m_sample.emplace(m_options.sample, [this](const std::string& frame) {
+        m_frame = frame;
+        m_publisher->Send(m_frame, false);
+    });
+}
 
 void CLoad::Publish(uint32_t number, size_t bytes, bool key) {
     m_frame.resize(bytes, 'x');
@@ -76,10 +82,8 @@ bool CLoad::AllHear(uint64_t untilMs) {
             const auto index = static_cast<uint32_t>(m_links.size());
             m_inboxes.push_back(std::make_unique<CInbox>(m_wake, 0, 0));
             m_links.push_back(
-                m_medium.subscribe(m_options.route, *m_inboxes.back(), [this, index](const char* data, int length) {
-                    const auto head = static_cast<int>(m_medium.head);
-                    if (length >= head) m_meter.OnFrame(index, data + head, length - head, LoadClockUs());
-                }));
+                m_medium.subscribe(m_options.route, *m_inboxes.back(),
+                                   [this, index](const char* data, int length) { Hear(index, data, length); }));
         }
         for (const std::unique_ptr<CLink>& link : m_links) link->Poll(now);
         if (now - warmedMs >= kWarmUpMs) {
@@ -91,6 +95,15 @@ bool CLoad::AllHear(uint64_t untilMs) {
     return true;
 }
 
+void CLoad::Hear(uint32_t subscriber, const char* data, int length) {
+    const auto head = static_cast<int>(m_medium.head);
+    const auto mark = m_sample ? CLoadSample::Read(data, length) : std::nullopt;
+    if (mark)
+        m_meter.Count(subscriber, mark->number, mark->sentUs, LoadClockUs());
+    else if (length >= head)
+        m_meter.OnFrame(subscriber, data + head, length - head, LoadClockUs());
+}
+
 void CLoad::PollSome() {
     constexpr size_t kTurnsASecond = 1000 / kTurnMs;
     const uint64_t now = CToolLoop::Now();
@@ -99,22 +112,42 @@ void CLoad::PollSome() {
         m_links[m_nNext++ % m_links.size()]->Poll(now);
 }
 
+void CLoad::LookAround(double leftUs) {
+    PollSome();
+    m_loop.Wait(-1, leftUs > 0 ? std::min<uint64_t>(static_cast<uint64_t>(leftUs / 1000) + 1, kTurnMs) : 0);
+}
+
+double CLoad::DueUs(uint64_t nowUs) {
+    const auto dueMs = m_sample ? m_sample->DueMs(nowUs / 1000) : std::nullopt;
+    return dueMs ? static_cast<double>(*dueMs) * 1000 : m_dDueUs;
+}
+
+void CLoad::PublishNext(uint64_t nowUs) {
+    ++m_nPublished;
+    if (m_sample) {
+        m_sample->Send(nowUs / 1000, LoadClockUs());
+        return;
+    }
+    const bool key = m_options.IsKey(m_nPublished);
+    Publish(m_nPublished, key ? m_options.keyBytes : m_options.bytes, key);
+    m_dDueUs = std::max(m_dDueUs + 1e6 / m_options.rate, static_cast<double>(nowUs));  // no burst to catch up with
+}
+
 void CLoad::Measure() {
-    const double periodUs = 1e6 / m_options.rate;
     const double cpu = CpuSeconds();
     m_nDroppedBefore = DatagramsDropped(m_mcu.Port());
     const uint64_t start = LoadClockUs();
-    double due = static_cast<double>(start);
+    uint64_t lookedUs = start;
+    m_dDueUs = static_cast<double>(start);
     while (m_nPublished < m_options.Frames() && !m_loop.Interrupted()) {
-        const auto now = static_cast<double>(LoadClockUs());
-        if (now < due) {
-            PollSome();
-            m_loop.Wait(-1, std::min<uint64_t>(static_cast<uint64_t>((due - now) / 1000) + 1, kTurnMs));
-            continue;
+        const uint64_t now = LoadClockUs();
+        const double left = DueUs(now) - static_cast<double>(now);
+        if (left > 0 || now - lookedUs >= kBusyUs) {
+            LookAround(left);
+            lookedUs = LoadClockUs();
+        } else {
+            PublishNext(now);
         }
-        const bool key = m_options.IsKey(++m_nPublished);
-        Publish(m_nPublished, key ? m_options.keyBytes : m_options.bytes, key);
-        due = std::max(due + periodUs, now);  // never a burst to catch up with
     }
     m_dSeconds = static_cast<double>(LoadClockUs() - start) * 1e-6;
     m_dCpuSeconds = CpuSeconds() - cpu;

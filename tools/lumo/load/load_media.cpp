@@ -75,7 +75,7 @@ std::unique_ptr<Base> Make(const RelayRoute& route, CInbox& inbox, Arguments... 
 const std::vector<LoadMedium>& LoadMedia() {
     static const std::vector<LoadMedium> media = {
         {"audio", "Small frames that nobody repeats", 160, kMaxAudioFrame, 50, 0, 0, 0,
-         &Make<CAudioLoadPublisher, ILoadPublisher>, &Make<CAudioLoadLink, CLink, LoadSink>},
+         &Make<CAudioLoadPublisher, ILoadPublisher>, &Make<CAudioLoadLink, CLink, LoadSink>, true},
         {"video", "Frames that arrive whole, unless they give way to a key frame", 4096, kMaxVideoFrame, 30,
          kVideoHeadLength, 30, 40960, &Make<CVideoLoadPublisher, ILoadPublisher>,
          &Make<CVideoLoadLink, CLink, LoadSink>},

@@ -35,6 +35,7 @@ struct LoadMedium {
     uint32_t keyBytes;          ///< of one, usually
     std::unique_ptr<ILoadPublisher> (*publish)(const RelayRoute& route, CInbox& inbox);
     std::unique_ptr<CLink> (*subscribe)(const RelayRoute& route, CInbox& inbox, LoadSink sink);
+    bool speaks = false;  ///< can publish a spoken sample
 };
 
 const std::vector<LoadMedium>& LoadMedia();

@@ -34,7 +34,11 @@ void CLoadMeter::OnFrame(uint32_t subscriber, const char* data, int length, uint
     CByteReader reader(data, static_cast<size_t>(length));
     const uint32_t mark = reader.U32(), number = reader.U32();
     const uint64_t sentUs = reader.U64();
-    if (!reader.Ok() || mark != kMark || number > m_nFrames) return;
+    if (reader.Ok() && mark == kMark) Count(subscriber, number, sentUs, nowUs);
+}
+
+void CLoadMeter::Count(uint32_t subscriber, uint32_t number, uint64_t sentUs, uint64_t nowUs) {
+    if (number > m_nFrames) return;
     Subscriber& one = m_subscribers.at(subscriber);
     if (!one.hears) {
         one.hears = true;

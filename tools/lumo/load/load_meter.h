@@ -33,8 +33,10 @@ public:
     static void Stamp(std::string& frame, size_t at, uint32_t number, uint64_t nowUs);
     /// Whether a frame stamped at its beginning has number 0.
     static bool IsGreeting(const std::string& frame);
-    /// Any thread, for each subscriber one at a time.
+    /// Takes a stamped frame, and nothing else. Any thread, for each subscriber one at a time.
     void OnFrame(uint32_t subscriber, const char* data, int length, uint64_t nowUs);
+    /// The same for one that is marked in another way.
+    void Count(uint32_t subscriber, uint32_t number, uint64_t sentUs, uint64_t nowUs);
 
     /// Subscribers that have heard anything. Any thread.
     uint32_t Hearing() const { return m_nHearing.load(std::memory_order_relaxed); }
