@@ -91,6 +91,8 @@ public:
     virtual bool IsDisconnected() = 0;
     /// Ends the connection and destroys the object; no callback runs after it returns. Not from a callback.
     virtual void ReleaseConnections() = 0;
+    /// Of a lost connection: whether the service was reached and has not taken this user.
+    virtual bool IsRefused() = 0;
 
 protected:
     ~ISignalClient() {}

@@ -39,6 +39,7 @@ bool CSignalClient::Send(uint32_t userID, const CCmdPacket& cmd) {
 }
 
 void CSignalClient::OnTcpClientNotifyConnected() {
+    m_bReached = true;
     m_link.Settle();
     m_link.SendValidation(ValidationMessage(wire::TcpType::Signalling, wire::CDatagram().U32(m_ulUserID)));
 }
@@ -48,7 +49,7 @@ bool CSignalClient::OnTcpClientNotifyValidate(unsigned long type, const char* da
     uint32_t userID = 0;
     if (type != static_cast<uint32_t>(wire::TcpType::Signalling)) return false;
     if (!ReadChannelAnswer(data, length, userID) || userID != m_ulUserID) return false;
-    m_bTaken = true;
+    m_bEverTaken = m_bTaken = true;
     CallApplication([&] { m_pNotify->OnSignalNotifyConnected(userID); });
     return true;
 }

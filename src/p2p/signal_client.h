@@ -19,6 +19,7 @@ public:
     bool SendCmd(unsigned long ulUserID, const CCmdPacket& cmd) override;
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
     void ReleaseConnections() override;
+    bool IsRefused() override { return m_bReached && !m_bEverTaken && IsDisconnected(); }
 
     void OnTcpClientNotifyConnected() override;
     void OnTcpClientNotifyDisconnected() override { m_bTaken = false; }
@@ -32,5 +33,7 @@ private:
     ISignalNotify* const m_pNotify;  // the application's; outlives this object
     const uint32_t m_ulUserID;
     CTcpLink m_link;
+    std::atomic<bool> m_bReached{false};
+    std::atomic<bool> m_bEverTaken{false};
     std::atomic<bool> m_bTaken{false};  // the service has answered, and the connection stands
 };

@@ -143,6 +143,20 @@ TEST_F(SignalClient, KeepsAnIdleConnectionAliveAndKnowsWhenItIsLost) {
     EXPECT_TRUE(Tcp().released);
 }
 
+TEST_F(SignalClient, IsRefusedOnlyByAServiceThatItHasReached) {
+    client = Create();
+    Tcp().lost = true;
+    EXPECT_FALSE(client->IsRefused()) << "nobody is there";
+    Tcp().clientNotify->OnTcpClientNotifyConnected();
+    EXPECT_TRUE(client->IsRefused());
+    Tcp().lost = false;
+    EXPECT_FALSE(client->IsRefused()) << "it has not answered yet";
+    EXPECT_TRUE(Answer(100, U32(7)));
+    Tcp().clientNotify->OnTcpClientNotifyDisconnected();
+    Tcp().lost = true;
+    EXPECT_FALSE(client->IsRefused()) << "it was taken before";
+}
+
 TEST_F(SignalClient, OutlivesAnApplicationThatThrows) {
     notify.throws = true;
     Come();
