@@ -14,7 +14,7 @@ LinkTimes CBoardLink::Times() {
 }
 
 bool CBoardLink::Create() {
-    m_ullPackets = 0;
+    m_ullPackets = m_ullEmptyMs = 0;
     m_pClient = MakeClient(*this);
     return m_pClient != nullptr;
 }
@@ -27,8 +27,13 @@ void CBoardLink::Release() {
 // Over TCP nothing is counted, and the kernel tells of a far side that has gone.
 void CBoardLink::LookForLife(uint64_t now) {
     if (!IsTaken()) return;
-    const uint64_t packets = Packets();
-    if (packets != m_ullPackets || packets == UINT64_MAX) OnSignOfLife(now);
+    uint64_t packets = 0, queued = 0;
+    for (const LumoLinkStatistics& link : Links()) {
+        packets += link.ullPacketsReceived;
+        queued += link.ulQueuedFrames;
+    }
+    if (packets != m_ullPackets || IsTcp()) OnSignOfLife(now);
+    if (queued == 0) m_ullEmptyMs = now;
     m_ullPackets = packets;
 }
 
@@ -44,17 +49,17 @@ IWBSessionClient* CBoardRelayLink::MakeClient(::IWBSessionClientNotify& notify) 
                                              near[2], to.nearMcu.port, to.nearMcu.Empty());
 }
 
-uint64_t CBoardRelayLink::Packets() const {
-    if (m_route.tcp) return UINT64_MAX;
-    uint64_t packets = 0;
+std::vector<LumoLinkStatistics> CBoardRelayLink::Links() const {
+    std::vector<LumoLinkStatistics> links;
+    if (m_route.tcp) return links;
     LumoLinkStatistics link{};
     for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
         for (const RelayTarget* server : {&m_route.mcu, &m_route.nearMcu}) {
             const bool there = std::find(server->ips.begin(), server->ips.end(), link.ulRemoteIP) != server->ips.end();
-            if (there && link.usRemotePort == server->port) packets += link.ullPacketsReceived;
+            if (there && link.usRemotePort == server->port) links.push_back(link);
         }
     }
-    return packets;
+    return links;
 }
 
 IWBSessionClient* CBoardPeerLink::MakeClient(::IWBSessionClientNotify& notify) {
@@ -62,6 +67,8 @@ IWBSessionClient* CBoardPeerLink::MakeClient(::IWBSessionClientNotify& notify) {
                        : CreateWBSessionClientP2P(notify, m_route.channel, m_route.userID);
 }
 
-uint64_t CBoardPeerLink::Packets() const { return m_route.tcp ? UINT64_MAX : CPeerHost::PacketsFrom(m_route.userID); }
+std::vector<LumoLinkStatistics> CBoardPeerLink::Links() const {
+    return m_route.tcp ? std::vector<LumoLinkStatistics>() : CPeerHost::LinksWith(m_route.userID);
+}
 
 }  // namespace lumo

@@ -5,9 +5,11 @@
 #include "tools/lumo/net/peer_link.h"
 #include "tools/lumo/net/relay_link.h"
 
+#include <lumomedia/statistics.h>
 #include <lumomedia/whiteboard.h>
 
 #include <cstdint>
+#include <vector>
 
 namespace lumo {
 
@@ -19,20 +21,23 @@ public:
     /// The loop's thread, each turn: whether the far side lives. Messages arrive at the channel, so only the library's
     /// counters tell; a greeting every two seconds makes the far side acknowledge.
     void LookForLife(uint64_t now);
-    /// How long before its end a link may have carried nothing without anybody noticing.
-    virtual uint64_t UnsureMs() const = 0;
+    /// What is older than this has arrived, though the link breaks now: for so long it may have carried nothing without
+    /// anybody noticing, and what was queued then still is.
+    uint64_t UnsureMs(uint64_t now) const { return SilentMs() + (now - m_ullEmptyMs); }
 
     static LinkTimes Times();
 
 protected:
     virtual IWBSessionClient* MakeClient(::IWBSessionClientNotify& notify) = 0;
-    /// Session packets that have come from the far side so far; 0 always when they are not counted.
-    virtual uint64_t Packets() const = 0;
+    /// The links with the far side. Empty over TCP, where nothing is counted.
+    virtual std::vector<LumoLinkStatistics> Links() const = 0;
+    virtual bool IsTcp() const = 0;
 
     static constexpr uint64_t kUdpUnsureMs = 12000;
     static constexpr uint64_t kTcpUnsureMs = 35000;  // TCP itself gives up after 30 s
 
 private:
+    uint64_t SilentMs() const { return IsTcp() ? kTcpUnsureMs : kUdpUnsureMs; }
     bool Create() override;
     bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
     void Release() override;
@@ -40,6 +45,7 @@ private:
 
     IWBSessionClient* m_pClient = nullptr;
     uint64_t m_ullPackets = 0;
+    uint64_t m_ullEmptyMs = 0;  // when nothing was last seen waiting
 };
 
 /// To a relay server.
@@ -48,13 +54,13 @@ public:
     CBoardRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times = Times())
         : CBoardLink(inbox, times), m_route(route) {}
     ~CBoardRelayLink() override { Close(); }
-    uint64_t UnsureMs() const override { return m_route.tcp ? kTcpUnsureMs : kUdpUnsureMs; }
 
 protected:
     IWBSessionClient* MakeClient(::IWBSessionClientNotify& notify) override;
 
 private:
-    uint64_t Packets() const override;
+    std::vector<LumoLinkStatistics> Links() const override;
+    bool IsTcp() const override { return m_route.tcp; }
 
     const RelayRoute m_route;
 };
@@ -64,11 +70,11 @@ class CBoardPeerLink final : public CBoardLink {
 public:
     CBoardPeerLink(const PeerRoute& route, CInbox& inbox) : CBoardLink(inbox, Times()), m_route(route) {}
     ~CBoardPeerLink() override { Close(); }
-    uint64_t UnsureMs() const override { return m_route.tcp ? kTcpUnsureMs : kUdpUnsureMs; }
 
 private:
     IWBSessionClient* MakeClient(::IWBSessionClientNotify& notify) override;
-    uint64_t Packets() const override;
+    std::vector<LumoLinkStatistics> Links() const override;
+    bool IsTcp() const override { return m_route.tcp; }
 
     const PeerRoute m_route;
 };

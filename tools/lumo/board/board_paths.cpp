@@ -105,7 +105,7 @@ void CBoardPaths::OnTaken(uint64_t now) {
 // The far side may have lost what this channel still holds: the next connection begins on an empty one.
 void CBoardPaths::OnLost(uint64_t now) {
     const bool direct = m_bDirect;
-    m_board.GoOffline(now, m_pLink ? m_pLink->UnsureMs() : 0);
+    m_board.GoOffline(now, m_pLink ? m_pLink->UnsureMs(now) : 0);
     if (!m_bTaken) return;
     m_bTaken = false;
     m_pLink.reset();

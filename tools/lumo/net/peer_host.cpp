@@ -11,14 +11,6 @@ constexpr std::array<uint64_t, 5> kPausesMs = {500, 1000, 2000, 5000, 10000};
 
 std::string DirectText(const HostPort& host) { return "direct " + host.Text(); }
 
-template <class Use>
-void ForEachLinkWith(const P2PPeer& peer, Use use) {
-    LumoLinkStatistics link{};
-    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
-        if (IsFarSide(link, peer)) use(link);
-    }
-}
-
 }  // namespace
 
 bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer) {
@@ -95,11 +87,20 @@ PeerState CPeerHost::StateOf(uint32_t userID) {
 }
 
 uint64_t CPeerHost::PacketsFrom(uint32_t userID) {
-    P2PPeer peer{};
     uint64_t packets = 0;
-    if (!GetP2PPeer(userID, peer)) return 0;
-    ForEachLinkWith(peer, [&packets](const LumoLinkStatistics& link) { packets += link.ullPacketsReceived; });
+    for (const LumoLinkStatistics& link : LinksWith(userID)) packets += link.ullPacketsReceived;
     return packets;
+}
+
+std::vector<LumoLinkStatistics> CPeerHost::LinksWith(uint32_t userID) {
+    std::vector<LumoLinkStatistics> links;
+    P2PPeer peer{};
+    LumoLinkStatistics link{};
+    if (!GetP2PPeer(userID, peer)) return links;
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
+        if (IsFarSide(link, peer)) links.push_back(link);
+    }
+    return links;
 }
 
 std::string CPeerHost::PathTo(uint32_t userID, bool tcp) const {
@@ -107,9 +108,8 @@ std::string CPeerHost::PathTo(uint32_t userID, bool tcp) const {
     if (!GetP2PPeer(userID, peer)) return "direct";
     if (!tcp) {
         HostPort far{static_cast<uint32_t>(peer.ulHeardIP), peer.usHeardPort};
-        ForEachLinkWith(peer, [&far](const LumoLinkStatistics& link) {
+        for (const LumoLinkStatistics& link : LinksWith(userID))
             far = {static_cast<uint32_t>(link.ulRemoteIP), link.usRemotePort};
-        });
         return DirectText(far);
     }
     const unsigned long ip = peer.ulNATIP == Public().ip ? peer.ulLocalIP : peer.ulNATIP;

@@ -46,6 +46,8 @@ public:
     static bool InVain(uint32_t userID, bool taken) { return !taken && StateOf(userID) == PeerState::Failed; }
     /// Session packets that have come from that user.
     static uint64_t PacketsFrom(uint32_t userID);
+    /// Every live link with that user.
+    static std::vector<LumoLinkStatistics> LinksWith(uint32_t userID);
     /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe
     /// came from.
     std::string PathTo(uint32_t userID, bool tcp) const;
