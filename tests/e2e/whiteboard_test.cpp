@@ -1,5 +1,6 @@
 // Whiteboards of several processes through real relays.
 #include "e2e/transfer_fixture.h"
+#include "tools/lumo/board/board_paths.h"
 #include "tools/lumo/demo/board_page.h"
 #include "tools/lumo/net/loop.h"
 
@@ -74,6 +75,41 @@ TEST_F(BoardTest, ALateJoinerGetsTenThousandObjects) {
     ASSERT_TRUE(joiner) << late.Errors();
     EXPECT_TRUE(AreEqual(*drawer, *joiner, kAtOnce * kRequests, late)) << relay.Errors();
     RecordProperty("ms", static_cast<int>(lumo::CToolLoop::Now() - start));
+}
+
+/// The relay goes and comes back, and those who are together directly notice nothing.
+TEST_F(BoardTest, ADirectBoardOutlivesItsRelay) {
+    for (const std::string way : {"p2p", "auto"}) {
+        SCOPED_TRACE(way);
+        CChildProcess relay, again, first, second, third;
+        StartRelay(relay);
+        const auto host = Open(first, {"--path", way});
+        ASSERT_TRUE(host && first.WaitForText("\"connected\":true", kDeadlineMs)) << first.Errors();
+        const auto guest = Open(second, {"--path", way});
+        ASSERT_TRUE(guest && second.WaitForText("\"path\":\"direct 127", kDeadlineMs)) << second.Output();
+        const auto draw = [](lumo::CBoardPage& page) {
+            std::vector<uint32_t> made;
+            const json line{{"type", "line"}, {"colour", "#1971c2"}, {"width", 32}, {"box", {0, 0, 160, 160}}};
+            return page.Do(json::array({{{"do", "add"}, {"objects", {line}}}}), made);
+        };
+        ASSERT_TRUE(draw(*host) && draw(*guest));
+        ASSERT_TRUE(AreEqual(*host, *guest, 2, second));
+        const size_t said = second.Output().size();
+        relay.Signal(SIGKILL);
+        EXPECT_EQ(ExitOf(relay), 128 + SIGKILL);
+        if (way == "auto") EXPECT_TRUE(first.WaitForText("peers come to", kDeadlineMs)) << first.Output();
+        EXPECT_FALSE(second.WaitForText("\"path\":\"direct\"", lumo::CBoardPaths::kDirectMs + 3000)) << second.Output();
+        ASSERT_TRUE(draw(*host) && draw(*guest));
+        EXPECT_TRUE(AreEqual(*host, *guest, 4, second));
+        StartRelay(again);
+        ASSERT_TRUE(again.WaitForText("user 7 ", kDeadlineMs)) << again.Errors();
+        const auto late = Open(third, {"--path", way == "auto" ? "relay" : way});
+        ASSERT_TRUE(late) << third.Errors();
+        EXPECT_TRUE(AreEqual(*guest, *late, 4, third)) << third.Output();
+        ASSERT_TRUE(draw(*late));
+        EXPECT_TRUE(AreEqual(*host, *guest, 5, second));
+        EXPECT_EQ(second.Output().size(), said) << second.Output();
+    }
 }
 
 TEST_F(CTransferTest, ALoadOfDrawingIsSeenOnEveryBoard) {

@@ -119,6 +119,33 @@ TEST_F(Board, AfterABreakOnlyTheOtherSidesBoardAndWhatWasDrawnMeanwhileRemain) {
     EXPECT_EQ(IDs(), expected) << "1 was deleted by others";
 }
 
+TEST_F(Board, WhatWasDrawnLongAgoAndOfferedJustNowIsOfferedAgainAfterABreak) {
+    const uint32_t offline = Draw();
+    m_now += 60000;
+    GoOnline();
+    m_now += 1000;
+    m_board.GoOffline(m_now, 12000);
+    GoOnline();
+    EXPECT_EQ(IDs(), std::vector<uint32_t>{offline});
+    m_now += 60000;
+    m_board.GoOnline(m_now);  // a host that has been without its server
+    m_board.GoOffline(m_now, 12000);
+    GoOnline();
+    EXPECT_EQ(IDs(), std::vector<uint32_t>{offline});
+}
+
+TEST_F(Board, AHostThatIsReplacedBringsTheWholeBoardToTheOtherOne) {
+    m_board.GoOnlineAsHost(m_now);
+    Hear(BoardCommand::Data, 1, Record());
+    const uint32_t own = Draw();
+    m_now += 600000;
+    m_board.GoOfflineAsHost();
+    Said(BoardCommand::Data);
+    GoOnline();
+    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
+    EXPECT_EQ(IDs(), (std::vector<uint32_t>{1, own}));
+}
+
 TEST_F(Board, AHostThatTakesOverOffersEverything) {
     GoOnline();
     Hear(BoardCommand::Data, 1, Record());

@@ -84,12 +84,18 @@ void CBoard::Forget(uint64_t now) {
 
 void CBoard::GoOnline(uint64_t now) {
     const Lock lock(m_mutex);
+    // A host's channel, which the far side joins, offers what it has by itself.
+    for (const uint32_t id : m_state == State::Offline ? IDs() : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        object.own = true;
+        object.addedMs = now;
+    }
     m_state = State::Settling;
     m_ullOnlineMs = m_ullDataMs = now;
     Greet(now);
 }
 
-void CBoard::Settle() {
+void CBoard::Settle(uint64_t now) {
     m_state = State::Online;
     IDs gone;
     for (const auto& [id, object] : m_model.Objects()) {
@@ -98,26 +104,41 @@ void CBoard::Settle() {
     Remove(gone, nullptr);
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
-        if (object.offline) Offer(id, object);
+        if (object.offline) Offer(id, object, now);
     }
 }
 
 void CBoard::GoOnlineAsHost(uint64_t now) {
     const Lock lock(m_mutex);
     m_state = State::Online;
-    for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id));
+    for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id), now);
     Greet(now);
 }
 
 void CBoard::GoOffline(uint64_t now, uint64_t unsureMs) {
     const Lock lock(m_mutex);
     if (m_state == State::Offline) return;
-    m_state = State::Offline;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
         object.offline = object.offline || (object.own && !object.stale && now - object.addedMs <= unsureMs);
         object.stale = !object.offline;
     }
+    LeaveOthers();
+}
+
+void CBoard::GoOfflineAsHost() {
+    const Lock lock(m_mutex);
+    if (m_state == State::Offline) return;
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        object.offline = true;
+        object.stale = false;
+    }
+    LeaveOthers();
+}
+
+void CBoard::LeaveOthers() {
+    m_state = State::Offline;
     m_people = CPeople();
     ShowPeople();
 }
@@ -129,15 +150,17 @@ void CBoard::SetStatus(const BoardStatus& status) {
     Show(StatusEvent());
 }
 
-void CBoard::Offer(uint32_t id, BoardObject& object) {
+void CBoard::Offer(uint32_t id, BoardObject& object, uint64_t now) {
     object.offline = object.stale = false;
+    object.own = true;
+    object.addedMs = now;
     Say(BoardCommand::Data, id, object.tag, object.Record());
 }
 
 void CBoard::Tick(uint64_t now) {
     const Lock lock(m_mutex);
     const bool quiet = now - m_ullDataMs >= kQuietMs || now - m_ullOnlineMs >= kSettleMs;
-    if (m_state == State::Settling && quiet) Settle();
+    if (m_state == State::Settling && quiet) Settle(now);
     if (now >= m_ullHelloMs) Greet(now);
     if (m_people.Expire(now)) ShowPeople();
     if (!m_bPeopleNews || now - m_ullPeopleMs < kPeopleEveryMs) return;

@@ -50,6 +50,8 @@ public:
     void GoOnlineAsHost(uint64_t now);
     /// What was drawn here in the last `unsureMs` may not have arrived: it counts as drawn offline.
     void GoOffline(uint64_t now, uint64_t unsureMs);
+    /// This process's own channel, which was the board, goes: all that is on it counts as drawn offline.
+    void GoOfflineAsHost();
     void SetStatus(const BoardStatus& status);
     void Tick(uint64_t now);
     void SayGoodbye();
@@ -80,8 +82,9 @@ private:
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
     void OnPeople(const BoardMessage& message, uint64_t now);
-    void Settle();
-    void Offer(uint32_t id, BoardObject& object);
+    void Settle(uint64_t now);
+    void Offer(uint32_t id, BoardObject& object, uint64_t now);
+    void LeaveOthers();
     uint32_t AddOwn(const std::string& record, uint32_t tag, uint64_t now);
     IDs Changeable(const IDs& ids) const;
     void Remove(const IDs& ids, std::vector<RemovedObject>* removed);

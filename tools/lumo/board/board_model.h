@@ -12,11 +12,11 @@
 namespace lumo {
 
 struct BoardObject {
-    uint32_t tag = 0;            ///< its place in the stack: greater lies above; equal ones by ID
-    mutable std::string record;  ///< docs/whiteboard-records.md; without the moves below: read it by Record
-    bool own = false;            ///< drawn here
-    bool offline = false;        ///< drawn here, and not offered to anybody yet
-    uint64_t addedMs = 0;
+    uint32_t tag = 0;                 ///< its place in the stack: greater lies above; equal ones by ID
+    mutable std::string record;       ///< docs/whiteboard-records.md; without the moves below: read it by Record
+    bool own = false;                 ///< drawn or offered here
+    bool offline = false;             ///< not offered to anybody yet
+    uint64_t addedMs = 0;             ///< when it came, or was last offered
     bool stale = false;               ///< of a connection that has broken: the next one shows whether it is there still
     mutable uint32_t dx = 0, dy = 0;  ///< moves that the record has not seen yet
 

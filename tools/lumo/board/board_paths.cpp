@@ -26,7 +26,7 @@ void CBoardPaths::Begin(Role role, uint64_t now) {
     Close();
     m_role = role;
     m_ullRoleMs = now;
-    m_bTaken = m_bDirect = false;
+    m_bTaken = m_bDirect = m_bServes = false;
     PeerOptions peers = m_peers;
     peers.userID = role == Role::Candidate ? SenderUser(m_route.channel) : static_cast<uint32_t>(RandomID() >> 32) | 1U;
     m_pHost = std::make_unique<CPeerHost>(peers);
@@ -57,17 +57,17 @@ bool CBoardPaths::Poll(uint64_t now) {
 void CBoardPaths::PollRole(uint64_t now) {
     if (m_role == Role::Guest) return PollGuest(now);
     if (m_role == Role::Host) {
-        // Somebody else has our number by now.
-        if (m_pHost->Refused() && now - m_ullRoleMs > kDirectMs) OnLost(now), Begin(Role::Guest, now);
+        if (m_pHost->Replaced()) OnReplaced(now);
         return;
     }
     if (m_pHost->Ready()) {
         m_role = Role::Host;
         m_ullRoleMs = now;
-        if (UsesRelay(m_choice))
-            MakeLink(false);
-        else
+        m_bServes = !UsesRelay(m_choice);
+        if (m_bServes)
             m_board.GoOnlineAsHost(now);
+        else
+            MakeLink(false);
     } else if (m_pHost->Refused() || (UsesRelay(m_choice) && now - m_ullRoleMs > kDirectMs)) {
         Begin(Role::Guest, now);
     }
@@ -102,13 +102,16 @@ void CBoardPaths::OnTaken(uint64_t now) {
     m_board.GoOnline(now);
 }
 
-// The far side may have lost what this channel still holds: the next connection begins on an empty one.
+// The far side may have lost what this channel still holds: the next connection begins on an empty one. Only those who
+// have come to us directly keep it: they lose nothing when we lose the server.
 void CBoardPaths::OnLost(uint64_t now) {
     const bool direct = m_bDirect;
-    m_board.GoOffline(now, m_pLink ? m_pLink->UnsureMs(now) : 0);
-    if (!m_bTaken) return;
+    const uint64_t unsureMs = m_pLink->UnsureMs(now);
     m_bTaken = false;
     m_pLink.reset();
+    m_bServes = m_role == Role::Host && m_pSeat->Others() > 0;
+    if (m_bServes) return MakeLink(false);
+    m_board.GoOffline(now, unsureMs);
     m_pSeat.reset();
     m_pSeat = std::make_unique<CBoardSeat>(m_route.channel, m_board, m_wake);
     if (direct)
@@ -117,8 +120,16 @@ void CBoardPaths::OnLost(uint64_t now) {
         MakeLink(false);
 }
 
+void CBoardPaths::OnReplaced(uint64_t now) {
+    if (m_bTaken)
+        m_board.GoOffline(now, m_pLink->UnsureMs(now));
+    else
+        m_board.GoOfflineAsHost();
+    Begin(Role::Guest, now);
+}
+
 BoardStatus CBoardPaths::Status() const {
-    if (m_role == Role::Host && !UsesRelay(m_choice)) {
+    if (m_bServes && !m_bTaken) {
         const std::string at = m_pHost->Public().Text();
         return {true, "direct, peers come to " + at};
     }

@@ -14,8 +14,9 @@
 namespace lumo {
 
 /// Through the relay every board is the server's guest. Directly, the board that is first to register under the
-/// channel's number is the host, and the others are its guests; when it goes, one of them takes its place. Where both
-/// are wanted the host is the server's guest as well. One thread: the loop's.
+/// channel's number is the host, and the others are its guests; when it goes, one of them takes its place. It stays so
+/// while the server is away, for direct paths need none. Where both are wanted the host is the server's guest as well.
+/// One thread: the loop's.
 class CBoardPaths {
 public:
     CBoardPaths(PathChoice choice, const RelayRoute& route, const PeerOptions& peers, CBoard& board);
@@ -51,6 +52,7 @@ private:
     void MakeLink(bool direct);
     void OnTaken(uint64_t now);
     void OnLost(uint64_t now);
+    void OnReplaced(uint64_t now);
 
     const PathChoice m_choice;
     const RelayRoute m_route;
@@ -64,6 +66,7 @@ private:
     Role m_role = Role::Guest;
     bool m_bDirect = false;  // the link is to a peer
     bool m_bTaken = false;
+    bool m_bServes = false;  // a host whose channel is the board of those who came to it, whatever becomes of the link
     uint64_t m_ullRoleMs = 0;  // since when
 };
 

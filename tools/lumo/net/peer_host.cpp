@@ -48,6 +48,9 @@ void CPeerHost::Poll(uint64_t now) {
     m_ullPolledMs = now;
     if (!m_pSignal->IsDisconnected()) return;
     m_nRefusals = m_bRegistered ? 1 : m_nRefusals + 1;
+    const bool inARow = m_ullRefusedMs != 0;
+    m_ullRefusedMs = m_pSignal->IsRefused() ? now : 0;
+    if (!inARow || m_ullRefusedMs == 0) m_ullFirstRefusedMs = m_ullRefusedMs;
     DropSignal();
     m_ullSignalMs = now + kPausesMs.at(std::min<size_t>(static_cast<size_t>(m_nRefusals), kPausesMs.size()) - 1);
 }

@@ -40,6 +40,9 @@ public:
     bool Ready() const { return m_bRegistered && Answers() > 0; }
     /// The service has turned us away or is not there; it is asked again later.
     bool Refused() const { return m_nRefusals > 0 && !m_bRegistered; }
+    /// The service is there and has been turning us away for longer than it takes one to notice that the connection
+    /// which holds our number is broken: somebody else has it.
+    bool Replaced() const { return !m_bRegistered && m_ullRefusedMs - m_ullFirstRefusedMs >= kReplacedMs; }
 
     static PeerState StateOf(uint32_t userID);
     /// A link to that user, taken or not, has nothing more to hope for.
@@ -55,6 +58,7 @@ public:
     std::vector<std::string> ConnectedPaths() const;
 
     static constexpr uint64_t kRefreshMs = 15000;  // mappings of idle UDP ports are forgotten after 30 s
+    static constexpr uint64_t kReplacedMs = 60000;
 
 private:
     static constexpr uint64_t kPollMs = 1000;
@@ -73,6 +77,8 @@ private:
     std::vector<uint32_t> m_users;
     std::atomic<bool> m_bRegistered{false};
     int m_nRefusals = 0;
+    uint64_t m_ullFirstRefusedMs = 0;  // of refusals in a row, by a service that was reached
+    uint64_t m_ullRefusedMs = 0;       // the last of them
     uint64_t m_ullPolledMs = 0;
     uint64_t m_ullSignalMs = 0;   // when to go to the service
     uint64_t m_ullReflectMs = 0;  // when to ask the reflector again
