@@ -1,6 +1,8 @@
 // A board between its pages and its channel: undo, breaks of the connection, what others send.
 #include "tools/lumo/board/board.h"
 #include "tools/lumo/board/board_events.h"
+#include "tools/lumo/board/board_model.h"
+#include "tools/lumo/board/undo.h"
 
 #include <gtest/gtest.h>
 
@@ -190,6 +192,25 @@ TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     EXPECT_EQ(deletions[0], MakeMessage(BoardCommand::Delete, 0, 0, Word(1) + Word(2)));
     Do(R"([{"do":"undo"}])");
     EXPECT_EQ(Objects().size(), 2U);
+}
+
+TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {
+    CBoardModel model;
+    EXPECT_TRUE(model.Add(1, {0, "stale", false, false, 0, true}));
+    EXPECT_TRUE(model.Add(2, {0, std::string(CBoardModel::kMaxBytes - 10, 'x')}));
+    EXPECT_FALSE(model.Add(1, {0, "eleven long"}));
+    EXPECT_TRUE(model.Has(1)) << "so that the pages are told when it goes";
+    EXPECT_TRUE(model.Add(1, {0, "ten longer"}));
+    EXPECT_FALSE(model.Add(1, {0, "new"})) << "it is not stale any more";
+}
+
+TEST(BoardUndo, TheLastStepStaysHoweverMuchItRemoved) {
+    CUndo undo;
+    undo.Note({{}, {{1, 1, std::string(CUndo::kMaxBytes + 1, 'x')}}, {}});
+    EXPECT_EQ(undo.Count(false), 1U);
+    undo.Note({{2}, {}, {}});
+    undo.Note({{3}, {}, {}});
+    EXPECT_EQ(undo.Count(false), 2U) << "but no longer than it is the last";
 }
 
 TEST_F(Board, CutMessagesOfEveryKindDoNoHarm) {

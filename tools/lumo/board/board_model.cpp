@@ -12,8 +12,11 @@ const std::string& BoardObject::Record() const {
 }
 
 bool CBoardModel::Add(uint32_t id, BoardObject object) {
-    if (const BoardObject* held = Find(id); held && held->stale) Remove(id);
-    if (Has(id) || m_objects.size() >= kMaxObjects || object.record.size() > kMaxBytes - m_nBytes) return false;
+    const BoardObject* held = Find(id);
+    if (held && !held->stale) return false;
+    const size_t count = m_objects.size() - (held ? 1 : 0), bytes = m_nBytes - (held ? held->record.size() : 0);
+    if (count >= kMaxObjects || object.record.size() > kMaxBytes - bytes) return false;
+    if (held) Remove(id);
     m_nBytes += object.record.size();
     ++m_tags[object.tag];
     m_objects.emplace(id, std::move(object));

@@ -35,7 +35,7 @@ void CUndo::Put(bool redo, BoardStep step) {
 void CUndo::Trim(Stack& stack) {
     size_t bytes = 0;
     for (const BoardStep& step : stack) bytes += BytesOf(step);
-    while (!stack.empty() && (stack.size() > kMaxSteps || bytes > kMaxBytes)) {
+    while (stack.size() > 1 && (stack.size() > kMaxSteps || bytes > kMaxBytes)) {
         bytes -= BytesOf(stack.front());
         stack.pop_front();
     }

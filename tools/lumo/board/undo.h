@@ -26,7 +26,8 @@ struct BoardStep {
     bool Empty() const { return added.empty() && removed.empty() && moved.empty(); }
 };
 
-/// Bounded: the oldest steps are forgotten. One thread, or its holder's lock.
+/// Bounded: the oldest steps are forgotten. The last one stays, however much it removed: whoever clears a board may
+/// take that back, and holds no more than the board did. One thread, or its holder's lock.
 class CUndo {
 public:
     static constexpr size_t kMaxSteps = 200;
