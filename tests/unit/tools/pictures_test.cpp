@@ -151,6 +151,7 @@ TEST_F(PictureFolder, ComesInTheOrderOfNamesAtItsPace) {
     Write("10.png", TestPng(8, 8, 1));
     Write("notes.txt", "no picture");
     fs::create_directory(folder / "0.png");
+    for (const char* name : {"1.png", "3.png"}) fs::create_symlink(folder / "nowhere", folder / name);
     CPictureFolder source(10, true);
     ASSERT_TRUE(source.Open(folder.string())) << source.Problem();
     Picture picture;

@@ -31,9 +31,10 @@ uint64_t CPicturePace::WaitMs(uint64_t nowMs) {
 }
 
 bool CPictureFolder::Open(const std::string& path) {
-    std::error_code error;
+    std::error_code error, unreadable;  // one entry that leads nowhere does not spoil the others
     for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
-        if (IsPictureName(entry->path()) && entry->is_regular_file(error)) m_files.push_back(entry->path().string());
+        if (IsPictureName(entry->path()) && entry->is_regular_file(unreadable))
+            m_files.push_back(entry->path().string());
     }
     std::sort(m_files.begin(), m_files.end());
     if (error)
