@@ -1,79 +1,58 @@
-// Joins the whiteboard of a channel at a relay server, draws a line of text on it and prints what others draw:
-//   embed_whiteboard CHANNEL PORT TEXT SECONDS       (the relay server is on this machine)
+// embed_whiteboard CHANNEL PORT TEXT SECONDS: draws a text at the relay on this machine, prints what others draw.
 #include <lumomedia/lumomedia.h>
 
-#include <chrono>
-#include <condition_variable>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
-// The application's place at the board. What it is sent waits in a queue, for the thread that calls Answer.
-class Participant : public CWBSession, public IWBSessionClientNotify {
-public:
+// The application's place at the board. What it is sent waits to be taken by the thread that answers.
+struct Participant : CWBSession, IWBSessionClientNotify {
     explicit Participant(CWBChannel* channel) : CWBSession(channel) {}
-    void SendWBSessionData(const char* data, int len) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        heard_.emplace_back(data, len);
-        news_.notify_one();
-    }
     bool IsDisconnected() override { return false; }
     void OnWBSessionClientNotifyConnected(unsigned long) override { std::puts("connected"); }
-    void Say(unsigned command, unsigned id, const std::string& payload) {
-        std::string message;
-        for (unsigned word : {command, id, 0u})
-            for (int shift = 0; shift < 32; shift += 8) message += static_cast<char>(word >> shift & 255);
-        message += payload;
+    void SendWBSessionData(const char* data, int len) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (len >= 12 && data[1] == 0) heard.emplace_back(data, len);  // codes over 255 are applications' own
+    }
+    std::vector<std::string> Take() {
+        std::lock_guard<std::mutex> lock(mutex);
+        return std::exchange(heard, {});
+    }
+    void Say(char command, const std::string& id, const std::string& payload = "") {
+        const std::string message = command + std::string(3, '\0') + id + std::string(4, '\0') + payload;
         OnWBSessionData(message.data(), static_cast<int>(message.size()));
     }
-    void AnswerUntil(std::chrono::steady_clock::time_point end) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        while (news_.wait_until(lock, end, [this] { return !heard_.empty(); })) {
-            const std::string message = heard_.front();
-            heard_.pop_front();
-            lock.unlock();
-            if (message.size() >= 12) Hear(message);
-            lock.lock();
-        }
-    }
-
-private:
-    static unsigned Word(const std::string& from, size_t at) {
-        unsigned value = 0;
-        for (size_t i = 4; i-- > 0;) value = value << 8 | static_cast<unsigned char>(from[at + i]);
-        return value;
-    }
-    void Hear(const std::string& message) {
-        const unsigned command = Word(message, 0);
-        if (command == WB_CMD_OBJECT_OFFER) Say(WB_CMD_OBJECT_REQUEST, Word(message, 4), "");
-        if (command == WB_CMD_OBJECT_LIST)
-            for (size_t at = 12; at + 4 <= message.size(); at += 4) Say(WB_CMD_OBJECT_REQUEST, Word(message, at), "");
-        if (command == WB_CMD_OBJECT_DATA) std::printf("object: %s\n", message.c_str() + 12);
-    }
-    std::mutex mutex_;
-    std::condition_variable news_;
-    std::deque<std::string> heard_;
+    std::mutex mutex;
+    std::vector<std::string> heard;
 };
 
 int main(int argc, char** argv) {
     ILocalMcuMgr* mcu = argc == 5 ? CreateLocalMcuMgr(0) : nullptr;
     if (!mcu) return 1;
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    const unsigned long id = std::strtoul(argv[1], nullptr, 0), ip = 0x7f000001;
+    const unsigned long id = std::strtoul(argv[1], nullptr, 0);
+    const auto port = static_cast<unsigned short>(std::atoi(argv[2]));
     CWBChannel* channel = new CWBChannel(id);
     channel->Connect();
-    Participant participant(channel);
-    participant.JoinWBChannel();
-    const unsigned short port = static_cast<unsigned short>(std::atoi(argv[2]));
-    IWBSessionClient* client = CreateWBSessionClientUDP(participant, id, ip, 0, 0, port, 0, 0, 0, 0, false);
-    if (*argv[3]) participant.Say(WB_CMD_OBJECT_DATA, static_cast<unsigned>(participant.GetWBSessionID()), argv[3]);
-    auto second = std::chrono::steady_clock::now();
-    for (int left = std::atoi(argv[4]); client && left > 0 && !client->IsDisconnected(); --left)
-        participant.AnswerUntil(second += std::chrono::seconds(1));
+    Participant me(channel);
+    me.JoinWBChannel();
+    IWBSessionClient* client = CreateWBSessionClientUDP(me, id, 0x7f000001, 0, 0, port, 0, 0, 0, 0, false);
+    const auto mine = static_cast<unsigned>(me.GetWBSessionID());
+    if (*argv[3]) me.Say(WB_CMD_OBJECT_DATA, std::string(reinterpret_cast<const char*>(&mine), 4), argv[3]);
+    for (int left = std::atoi(argv[4]); client && left > 0 && !client->IsDisconnected(); --left, sleep(1))
+        for (const std::string& said : me.Take()) {
+            if (said[0] == WB_CMD_OBJECT_DATA) std::printf("object: %s\n", said.c_str() + 12);
+            if (said[0] == WB_CMD_OBJECT_OFFER) me.Say(WB_CMD_OBJECT_REQUEST, said.substr(4, 4));
+            for (size_t at = 12; said[0] == WB_CMD_OBJECT_LIST && at + 4 <= said.size(); at += 4)
+                me.Say(WB_CMD_OBJECT_REQUEST, said.substr(at, 4));
+        }
+    me.LeaveWBChannel();
     if (client) client->ReleaseConnections();
-    participant.LeaveWBChannel();
     channel->ReleaseConnections();
     delete channel;
     mcu->ReleaseConnections();
