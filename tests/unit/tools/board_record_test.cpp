@@ -77,6 +77,7 @@ TEST(Records, WhatLiesAboutItselfIsNotDrawn) {
         {"no points", Words({1, 0, 16, 0, 0, 0, 0, 0, 0, 0})},
         {"an unknown kind", Words({7, 0, 16, 0, 0, 0, 0, 0, 0})},
         {"a text longer than its record", Words({8, 0, 16, 0, 0, 0, 0, 0, UINT32_MAX}) + "text"},
+        {"a text without a letter", Words({8, 0, 16, 0, 0, 0, 0, 0, 0})},
         {"a picture that is none", Words({9, 1, 4, 0, 0, 0, 0}) + "<svg"},
         {"a picture of another kind", Words({9, 2, 12, 0, 0, 0, 0}) + kPng},
     };
@@ -88,10 +89,27 @@ TEST(Records, WhatLiesAboutItselfIsNotDrawn) {
     big.type = ShapeType::Picture;
     big.bytes = std::string(kMaxPicture + 1, 'x');
     EXPECT_EQ(EncodeRecord(big), "");
+    big.type = ShapeType::Text;
+    EXPECT_EQ(EncodeRecord(big), "");
+    big.bytes.clear();
+    EXPECT_EQ(EncodeRecord(big), "") << "no text";
     big.type = ShapeType::Pen;
     EXPECT_EQ(EncodeRecord(big), "") << "no points";
     big.points.resize(kMaxPoints + 1);
     EXPECT_EQ(EncodeRecord(big), "");
+}
+
+TEST(Records, WhatAnotherProgramPutsWhereNoFillBelongsIsNoFill) {
+    for (const uint32_t type : {1U, 2U, 3U, 4U, 5U, 6U}) {
+        const bool filled = type == 5 || type == 6;
+        std::string record = Words({type, 1, 16, 0xff123456, 0, 0, 0, 9, 9});
+        if (type < 3) record += Words({1, 5, 5});
+        Shape shape;
+        ASSERT_TRUE(ParseRecord(record, shape)) << type;
+        EXPECT_EQ(shape.fill, filled ? 0xff123456U : 0U) << type;
+        shape.fill = 0xff123456U;
+        EXPECT_EQ(WordAt(EncodeRecord(shape), 12), filled ? 0xff123456U : 0U) << type;
+    }
 }
 
 TEST(Records, MovesWrapAndFollowTheCountOnlyAsFarAsThereAreBytes) {

@@ -14,6 +14,8 @@ constexpr size_t kFormatAt = 4, kPictureLengthAt = 8, kPictureBoxAt = 12, kPictu
 
 bool HasPoints(uint32_t type) { return type == 1 || type == 2; }
 
+bool HasFill(ShapeType type) { return type == ShapeType::Rectangle || type == ShapeType::Ellipse; }
+
 int32_t IntAt(std::string_view record, size_t at) { return static_cast<int32_t>(WordAt(record, at)); }
 
 /// Where a move finds the rectangle; 0 for a type without known geometry.
@@ -82,8 +84,9 @@ bool ParseRecord(std::string_view record, Shape& shape) {
     }
     shape.colour = WordAt(record, kColourAt) & 0xffffff;
     shape.width = std::min(WordAt(record, kWidthAt), kMaxWidth);
-    if (shape.type == ShapeType::Text) return ReadTail(record, kTextLengthAt, kTextAt, kMaxText, shape.bytes);
-    shape.fill = WordAt(record, kFillAt);
+    if (shape.type == ShapeType::Text)
+        return ReadTail(record, kTextLengthAt, kTextAt, kMaxText, shape.bytes) && !shape.bytes.empty();
+    if (HasFill(shape.type)) shape.fill = WordAt(record, kFillAt);
     return HasPoints(type) ? ReadPoints(record, shape) : record.size() == kCountAt;
 }
 
@@ -106,9 +109,9 @@ std::string EncodeRecord(const Shape& shape) {
     }
     AddWord(record, shape.colour);
     AddWord(record, shape.width);
-    AddWord(record, shape.fill);
+    AddWord(record, HasFill(shape.type) ? shape.fill : 0);
     if (shape.type == ShapeType::Text) {
-        if (shape.bytes.size() > kMaxText) return {};
+        if (shape.bytes.empty() || shape.bytes.size() > kMaxText) return {};
         AddBox(record, shape.box);
         AddWord(record, static_cast<uint32_t>(shape.bytes.size()));
         return record + shape.bytes;
