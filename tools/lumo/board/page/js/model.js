@@ -7,17 +7,17 @@ export class Model {
   #objects = new Map();
   #sorted = null;
 
-  /** True when all of them lie above what was there, so that drawing them is enough. */
+  /** True when all of them lie above what was there, so that drawing them is enough. Sorts nothing: they come by thousands. */
   add(objects) {
     objects.sort(above);  // drawn in this order when all lie on top
-    const last = this.sorted().at(-1);
-    let onTop = true;
+    const last = this.#sorted?.at(-1);
+    let onTop = this.#sorted !== null;  // else all of it is still to be drawn
     for (const object of objects) {
-      if (this.#objects.has(object.id)) onTop = false;
-      else onTop &&= !last || above(last, object) < 0;
+      onTop &&= !this.#objects.has(object.id) && (!last || above(last, object) < 0);
       this.#objects.set(object.id, object);
     }
-    this.#sorted = null;
+    if (onTop) this.#sorted.push(...objects);
+    else this.#sorted = null;
     return onTop;
   }
 
