@@ -176,6 +176,12 @@ class Board {
     this.model.remove(ids);
     this.changed();
   }
+  moved(boxes) {
+    this.model.place(boxes);
+    const { shift } = this.view;
+    if (shift?.sent && boxes.some(([id]) => shift.ids.has(id))) this.view.shift = null;
+    this.view.change();
+  }
   changed() {
     this.choose([...this.view.selection].filter((id) => this.model.has(id)));
     $("welcome").hidden = this.model.size > 0 || this.view.drafts.size > 0;
@@ -209,7 +215,7 @@ listen({
   reset: () => board.reset(),
   add: (event) => board.added(event.objects),
   delete: (event) => board.removed(event.ids),
-  move: (event) => { board.model.place(event.boxes); board.view.shift = null; board.view.change(); },
+  move: (event) => board.moved(event.boxes),
   lost: () => board.lost(),
 });
 

@@ -168,29 +168,35 @@ export class Tools {
   }
 
   select(event) {
-    const start = this.at(event), chosen = this.view.selection;
+    const start = this.at(event), before = this.view.selection;
     const hit = this.topmostAt(start);
-    if (!hit) return this.banding(start, event.shiftKey ? [...chosen] : []);
-    if (event.shiftKey && chosen.has(hit.id)) chosen.delete(hit.id);
-    else if (!chosen.has(hit.id)) this.board.choose(event.shiftKey ? [...chosen, hit.id] : [hit.id]);
+    if (!hit) return this.banding(start, event.shiftKey ? [...before] : []);
+    const chosen = new Set(event.shiftKey || before.has(hit.id) ? before : []);
+    if (event.shiftKey && before.has(hit.id)) chosen.delete(hit.id);
+    else chosen.add(hit.id);
     this.board.choose([...chosen]);
     return this.dragging(start);
   }
 
   dragging(start) {
-    const stop = () => { this.view.shift = null; this.view.change(); };
+    let shift = null;
+    const stop = () => {
+      if (this.view.shift === shift) this.view.shift = null;  // the next drag may have begun
+      this.view.change();
+    };
     return {
       move: (event) => {
         const [x, y] = this.at(event);
-        this.view.shift = { ids: new Set(this.view.selection), dx: x - start[0], dy: y - start[1] };
+        shift = { ids: new Set(this.view.selection), dx: x - start[0], dy: y - start[1], sent: false };
+        this.view.shift = shift;
         this.view.change();
       },
       end: () => {
-        const shift = this.view.shift;
         if (!shift) return;
         const few = Math.hypot(shift.dx, shift.dy) * this.view.scale < 2 * UNIT;
-        if (few) stop();
-        else this.board.move([...shift.ids], shift.dx, shift.dy).finally(stop);
+        if (few || shift.ids.size === 0) return stop();
+        shift.sent = true;
+        this.board.move([...shift.ids], shift.dx, shift.dy).finally(stop);
       },
       cancel: stop,
     };
