@@ -44,7 +44,7 @@ class Board {
     try {
       return await work;
     } catch (error) {
-      this.say(error instanceof TypeError ? "Not sent: the program is not running." : error.message);
+      this.say(error instanceof TypeError ? "Not done: the program is not running." : error.message);
       return null;
     }
   }
@@ -144,7 +144,8 @@ class Board {
     canvas.toBlob((blob) => save(blob, `${document.title}.png`), "image/png");
   }
   async saveSvg() {
-    save(new Blob([await svgOf(this.model)], { type: "image/svg+xml" }), `${document.title}.svg`);
+    const svg = await this.tell(svgOf(this.model));
+    if (svg !== null) save(new Blob([svg], { type: "image/svg+xml" }), `${document.title}.svg`);
   }
 
   closeAll() {

@@ -32,10 +32,13 @@ export async function canvasOf(model, scale = 2) {
 }
 
 async function dataUrlOf(object) {
-  const blob = await (await fetch(`/picture/${object.id}`)).blob();
-  return new Promise((done) => {
+  const answer = await fetch(`/picture/${object.id}`);
+  if (!answer.ok) throw new Error("Not saved: a picture cannot be read.");
+  const blob = await answer.blob();
+  return new Promise((done, fail) => {
     const reader = new FileReader();
     reader.onload = () => done(reader.result);
+    reader.onerror = () => fail(reader.error);
     reader.readAsDataURL(blob);
   });
 }

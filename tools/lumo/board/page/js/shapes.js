@@ -6,17 +6,24 @@ export const FONT = '"Helvetica Neue", Arial, sans-serif';
 export const LINE_HEIGHT = 1.3;
 const MARKER_ALPHA = 0.4;
 
+const CONTROLS = /[\x00-\x08\x0b\x0c\x0e-\x1f\ufffe\uffff]/g;  // what no XML may contain
+const FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 60000;            // before a picture is asked for again
+
 const pictures = new Map();  // by number: what the browser has loaded
 
 /** Calls `then` once, when the picture has come. */
 export function pictureOf(object, then) {
   let entry = pictures.get(object.id);
   if (!entry) {
-    entry = { image: new Image(), waiting: [] };
-    pictures.set(object.id, entry);
+    const { id } = object, load = () => { entry.image.src = `/picture/${id}`; };
+    entry = { image: new Image(), waiting: [], pause: FIRST_PAUSE_MS };
+    pictures.set(id, entry);
     entry.image.onload = () => { for (const call of entry.waiting.splice(0)) call(); };
-    entry.image.onerror = entry.image.onload;
-    entry.image.src = `/picture/${object.id}`;
+    entry.image.onerror = () => {
+      setTimeout(() => pictures.get(id) === entry && load(), entry.pause);
+      entry.pause = Math.min(2 * entry.pause, LONGEST_PAUSE_MS);
+    };
+    load();
   }
   if (!entry.image.complete && then) entry.waiting.push(then);
   return entry.image;
@@ -167,7 +174,7 @@ export function toSvg(object, dataUrls) {
   if (object.type === "text") {
     const text = make("text", { fill: object.colour, "font-size": object.width, "font-family": FONT,
       "xml:space": "preserve" });
-    object.text.split("\n").forEach((line, i) => {
+    object.text.replace(CONTROLS, "").split("\n").forEach((line, i) => {
       const span = make("tspan", { x: object.box[0], y: object.box[1] + object.width * (i * LINE_HEIGHT + 1) });
       span.textContent = line;
       text.append(span);
