@@ -59,16 +59,12 @@ class Board {
   /** Draws at once what the program has not confirmed yet. */
   async add(...shapes) {
     $("welcome").hidden = true;
-    for (const shape of shapes) this.view.drafts.add(shape);
+    this.view.drafts.ask(shapes);
     this.view.change();
     const objects = shapes.map(({ path, ...shape }) => shape);
     const answer = await this.tell(act({ do: "add", objects }));
-    shapes.forEach((shape, i) => {
-      const id = answer?.[0][i];
-      if (id === undefined || this.model.has(id)) this.view.drafts.delete(shape);
-      else shape.id = id;
-    });
-    this.view.change();
+    this.view.drafts.answer(shapes, answer?.[0] ?? [], (id) => this.model.has(id));
+    this.changed();
     if (answer && answer[0].length < shapes.length) this.say("The board is full.");
     return answer?.[0] ?? [];
   }
@@ -161,6 +157,7 @@ class Board {
     this.people.you = you;
   }
   reset() {
+    this.view.drafts.reset(this.model.ids());
     this.model.clear();
     this.view.change();
     clearTimeout(this.emptyTimer);
@@ -168,12 +165,13 @@ class Board {
   }
   added(objects) {
     const onTop = this.model.add(objects);
-    for (const draft of this.view.drafts) if (draft.id !== undefined && this.model.has(draft.id)) this.view.drafts.delete(draft);
-    if (onTop) this.view.drawOnTop(objects);
+    const drafted = this.view.drafts.came(objects.map((object) => object.id));
+    if (onTop && !drafted) this.view.drawOnTop(objects);
     else this.view.change();
     $("welcome").hidden = true;
   }
   removed(ids) {
+    this.view.drafts.went(ids);
     this.model.remove(ids);
     this.changed();
   }

@@ -46,6 +46,7 @@ export class Model {
 
   has(id) { return this.#objects.has(id); }
   get(id) { return this.#objects.get(id); }
+  ids() { return [...this.#objects.keys()]; }
   get size() { return this.#objects.size; }
 
   sorted() {

@@ -1,5 +1,6 @@
 // The two canvases: the paper with the objects, and above it what changes all the time.
 import { UNIT, draw, extent } from "./shapes.js";
+import { Drafts } from "./drafts.js";
 
 const LEAST = 0.1, MOST = 8;
 const POINTER_MS = 6000;  // so long a pointer that does not move is shown
@@ -12,8 +13,8 @@ export class View {
     this.overlay = document.getElementById("overlay");
     this.scale = 1;            // points of the screen for one of the board
     this.left = this.top = 0;  // what is at the corner, in points of the board
-    this.drafts = new Set();   // drawn here and not yet confirmed
-    this.shift = null;         // { ids, dx, dy } while a selection is dragged
+    this.drafts = new Drafts();
+    this.shift = null;         // { ids, dx, dy, sent } while a selection is dragged, and until the program has moved it
     this.selection = new Set();
     this.band = null;          // a rubber band, in units
     this.pointers = new Map(); // of the others: { x, y, at, name, colour }
