@@ -30,6 +30,30 @@ export class Artist {
     await this.page.mouse.up();
   }
 
+  async shiftClick(x, y) {
+    await this.page.keyboard.down("Shift");
+    await this.page.mouse.click(x, y);
+    await this.page.keyboard.up("Shift");
+  }
+
+  /** The page gets no answer to such an action, which is done, before `letAnswersGo`. */
+  holdAnswers(action) {
+    return this.page.evaluate((start) => {
+      const real = window.fetch, gone = new Promise((done) => { window.letAnswersGo = done; });
+      window.fetch = async (path, more) => {
+        const answer = await real(path, more);
+        if (typeof more?.body === "string" && more.body.startsWith(start)) await gone;
+        return answer;
+      };
+    }, `[{"do":"${action}"`);
+  }
+  letAnswersGo() {
+    return this.page.evaluate(async () => {
+      window.letAnswersGo();
+      await new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done)));
+    });
+  }
+
   async scribble(x, y, turns = 12) {
     await this.key("p");
     await this.drag(...Array.from({ length: turns }, (_, i) => [x + i * 12, y + 22 * Math.sin(i * 0.9)]));
@@ -40,7 +64,7 @@ export class Artist {
     await this.drag(from, to);
   }
 
-  /** A dot, a line and a pinch that draws nothing; all of it as fingers do it. */
+  /** A dot, a line that is chosen and deleted, and a pinch that draws nothing; all of it as fingers do it. */
   async touch() {
     const before = (await this.objects()).length, blank = await this.picture();
     const session = await this.page.context().newCDPSession(this.page);
@@ -66,7 +90,11 @@ export class Artist {
     for (let i = 1; i <= 5; i++) await fingers("touchMove", [100 + i * 20, 500 + i * 4]);
     await fingers("touchEnd");
     await drawn(2);
-    for (const left of [1, 0]) {
+    await this.page.locator("#tools [data-tool=select]").tap();
+    await this.page.touchscreen.tap(160, 512);
+    await this.page.locator("#delete").tap();
+    await drawn(1);
+    for (const left of [2, 1, 0]) {
       await this.page.locator("#undo").tap();
       await drawn(left);
     }

@@ -238,5 +238,6 @@ window.lumoBoard = {
   objects: () => board.model.sorted().map(({ path, ...object }) => object),
   picture: async () => (await canvasOf(board.model, 1)).toDataURL("image/png"),
   svg: () => svgOf(board.model),
+  pointers: () => [...board.view.pointers.values()].map(({ x, y, name }) => ({ x, y, name })),
 };
 document.getElementById("typing").style.fontFamily = FONT;
