@@ -98,7 +98,9 @@ TEST_F(BoardTest, ADirectBoardOutlivesItsRelay) {
         const size_t said = second.Output().size();
         relay.Signal(SIGKILL);
         EXPECT_EQ(ExitOf(relay), 128 + SIGKILL);
-        if (way == "auto") EXPECT_TRUE(first.WaitForText("peers come to", kDeadlineMs)) << first.Output();
+        if (way == "auto") {
+            EXPECT_TRUE(first.WaitForText("peers come to", kDeadlineMs)) << first.Output();
+        }
         // So long a host that has lost its number took to become a guest.
         for (const uint64_t start = lumo::CToolLoop::Now(); lumo::CToolLoop::Now() - start < kPatienceMs;)
             second.Listen(100);
