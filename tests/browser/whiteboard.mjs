@@ -119,6 +119,8 @@ async function lateAndNarrow(browser, relay, path, artists, count) {
   await Promise.all(artists.map((artist) => artist.sees(artists.length)));
 }
 
+const UNSURE_MS = 12000;
+
 /** A page of another origin may ask what it likes. */
 async function foreignPage(artists) {
   const [mine, other] = artists;
@@ -135,6 +137,8 @@ async function foreignPage(artists) {
 
 /** The relay goes and comes back: what was drawn meanwhile is offered, and nothing of before is brought back. */
 async function brokenRelay(browser, relay, artists) {
+  // What was offered later than so long before the break may not have arrived, and is offered again.
+  await new Promise((resolve) => setTimeout(resolve, UNSURE_MS + 3000));
   await relay.stop("SIGKILL");
   await artists[0].page.locator("#status[data-state=wait]").waitFor({ timeout: 60000 });
   await artists[0].scribble(300, 650);
