@@ -40,8 +40,9 @@ public:
     void CheckWBServerSessions() { m_tables.OnSecond(); }
     /// Each turn of the worker; true when a session sent something.
     bool ProcessWBSend() {
-        m_tables.sinks.ForEach([](CWBServerSession& session) { session.AnswerKept(); });
-        return m_tables.Pump();
+        bool answered = false;
+        m_tables.sinks.ForEach([&](CWBServerSession& session) { answered = session.AnswerKept() || answered; });
+        return m_tables.Pump() || answered;
     }
 
     /// One datagram of kind 4 without its kind byte. UDP thread.

@@ -3,10 +3,11 @@
 #include "link/work_signal.h"
 #include "whiteboard/wb_objects.h"
 
+#include <algorithm>
+
 namespace {
 
-// Each object by both kinds of request; what comes beyond is answered at once, which ends who asks without reading.
-constexpr size_t kMostKept = 2 * CWBObjects::kMaxObjects;
+constexpr size_t kMostKept = 2 * CWBObjects::kMaxObjects;  // each object by both kinds of request
 
 bool IsRequest(const wb::CMessage& message) {
     return message.Command() == WB_CMD_OBJECT_REQUEST || message.Command() == WB_CMD_EXT_REQUEST;
@@ -18,14 +19,14 @@ CWBPacedRequests::~CWBPacedRequests() {
     if (!IsEmpty()) CWorkSignal::Get().LinkIdle();
 }
 
-bool CWBPacedRequests::Keeps(const char* data, int length, bool mayAnswer) {
+bool CWBPacedRequests::Keeps(const char* data, int length, bool mayAnswer, uint64_t mostBytes) {
     if ((mayAnswer && IsEmpty()) || !data || length < wb::kHeaderLen) return false;
     const wb::CMessage message{data, length};
     if (!IsRequest(message)) return false;
     bool first = false;
     {
         CAutoLock lock(&m_cs);
-        if (m_requests.size() >= kMostKept) return false;
+        if (m_requests.size() >= std::min<uint64_t>(kMostKept, mostBytes / sizeof(Request))) return false;
         first = m_requests.empty();
         m_requests.push_back({message.Command(), message.ObjectID(), message.Tag()});
         m_nKept.store(m_requests.size(), std::memory_order_relaxed);

@@ -18,8 +18,9 @@ public:
     CWBPacedRequests(const CWBPacedRequests&) = delete;
     CWBPacedRequests& operator=(const CWBPacedRequests&) = delete;
 
-    /// Whether the message is a request that has to wait and is kept. Keeps the worker awake while one is.
-    bool Keeps(const char* message, int length, bool mayAnswer);
+    /// Whether the message is a request that has to wait and is kept, in `mostBytes` at most: what comes beyond is
+    /// answered at once, which ends who asks without reading. Keeps the worker awake while one is kept.
+    bool Keeps(const char* message, int length, bool mayAnswer, uint64_t mostBytes);
     /// The oldest request of those kept; false when there is none.
     bool Take(char (&message)[wb::kHeaderLen]);
     bool IsEmpty() const { return m_nKept.load(std::memory_order_relaxed) == 0; }

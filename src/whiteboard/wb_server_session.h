@@ -25,25 +25,33 @@ public:
     virtual CWBSessionServerUDP* AsUDP() { return nullptr; }
     /// Messages still waiting to go to the client.
     virtual uint32_t GetBufferingFrameCount() = 0;
-    /// The worker's turn: answers as many of the requests kept as may be under way.
-    void AnswerKept() {
+    /// The worker's turn: answers some of the requests kept, as many as may be under way. True when it did.
+    bool AnswerKept() {
         char request[wb::kHeaderLen];
-        while (!m_requests.IsEmpty() && MayAnswer() && m_requests.Take(request))
+        int answered = 0;
+        for (; answered < kMostAnswersATurn && !m_requests.IsEmpty() && MayAnswer(); ++answered) {
+            if (!m_requests.Take(request)) break;
             OnWBSessionData(request, sizeof request);
+        }
+        return answered > 0;
     }
     uint32_t SessionID() { return static_cast<uint32_t>(GetWBSessionID()); }
 
 protected:
     /// One message of the client. UDP or TCP thread.
     void OnClientMessage(const char* data, int len) {
-        if (!m_requests.Keeps(data, len, MayAnswer())) OnWBSessionData(data, len);
+        if (!m_requests.Keeps(data, len, MayAnswer(), MostQueued())) OnWBSessionData(data, len);
     }
-    /// Whether an object more may wait for the client: what others draw needs room too.
-    virtual bool MayAnswer() = 0;
-    static bool MayAnswer(uint64_t queued, uint64_t limit) { return queued <= std::min(kMostAnswers, limit / 2); }
+    /// What waits for the client, and its limit, in bytes.
+    virtual uint64_t Queued() = 0;
+    virtual uint64_t MostQueued() = 0;
 
 private:
     static constexpr uint64_t kMostAnswers = 4ULL * 1024 * 1024;
+    static constexpr int kMostAnswersATurn = 64;  // the worker has others to serve
+
+    /// Whether an object more may wait: what others draw needs room too.
+    bool MayAnswer() { return Queued() <= std::min(kMostAnswers, MostQueued() / 2); }
 
     CWBPacedRequests m_requests;
 };

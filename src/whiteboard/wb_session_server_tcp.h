@@ -21,7 +21,8 @@ public:
     uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
 
 protected:
-    bool MayAnswer() override { return CWBServerSession::MayAnswer(m_tcp.QueueCost(), m_tcp.QueueLimit()); }
+    uint64_t Queued() override { return m_tcp.QueueCost(); }
+    uint64_t MostQueued() override { return m_tcp.QueueLimit(); }
 
 private:
     CTcpSink m_tcp;

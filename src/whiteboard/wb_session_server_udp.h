@@ -37,7 +37,8 @@ public:
     void SendSCTPData(char* packet, int length) override;
 
 protected:
-    bool MayAnswer() override { return CWBServerSession::MayAnswer(QueueCost(), QueueLimit()); }
+    uint64_t Queued() override { return QueueCost(); }
+    uint64_t MostQueued() override { return QueueLimit(); }
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:
