@@ -36,8 +36,10 @@ bool CTcpSink::HasRoom() {
 }
 
 void CTcpSink::DropQueue() {
-    CountDropped(QueuedFrames());
+    const uint32_t before = QueuedFrames();
     if (m_pSession) m_pSession->ClearSendQueue();
+    const uint32_t left = QueuedFrames();  // what is on its way arrives whole
+    CountDropped(before > left ? before - left : 0);
     m_bOverrun.store(false, std::memory_order_relaxed);
 }
 
