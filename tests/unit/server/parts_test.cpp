@@ -112,6 +112,9 @@ TEST(Times, WhatHappensAfterTheWorkerReadTheClockIsNotLongAgo) {
     requests.Want(1000);
     EXPECT_TRUE(requests.IsDue(1000, true));
     EXPECT_FALSE(requests.IsDue(999, true)) << "not due again";
+    requests.Came();
+    requests.Want(1000 + 30U * 24 * 3600 * 1000);
+    EXPECT_TRUE(requests.IsDue(1000 + 30U * 24 * 3600 * 1000, true)) << "the last question was a month ago";
 }
 
 TEST(RateHistory, KeepsFiveMinutesInOrder) {
