@@ -26,8 +26,8 @@ int main(int argc, char** argv) {
     try {
         CLI::App app(
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; and "
-            "the"
-            " servers themselves",
+            "the "
+            "servers themselves",
             "lumo");
         app.require_subcommand(1);
         lumo::AddSendCommand(app, exitCode);
