@@ -51,6 +51,7 @@ protected:
         display = ":" + server.Output().substr(0, server.Output().find('\n'));
     }
     ~SharedDisplay() override {
+        if (publisher.Running()) publisher.Signal(SIGKILL);  // the grabber ends when nobody reads from it
         if (grabber) pclose(grabber);
     }
 
@@ -58,7 +59,8 @@ protected:
     /// The newest picture that has come; empty: none.
     std::string Newest() const {
         std::string newest;
-        for (const auto& entry : fs::directory_iterator(Path("seen")))
+        std::error_code none;  // the viewer makes the folder when it is up
+        for (const auto& entry : fs::directory_iterator(Path("seen"), none))
             if (entry.path().extension() == ".jpg") newest = std::max(newest, entry.path().string());
         return newest;
     }
