@@ -11,21 +11,27 @@ uint32_t Now() { return static_cast<uint32_t>(Lumo_Base::GetTimestamp()); }
 
 }  // namespace
 
+// A thread that holds its reading of the clock may come after one that has read it later: its packets are not due yet.
+uint32_t CSCTPSessionSender::PassTime() const {
+    const uint32_t now = Now();
+    return m_window.Size() > 0 && ElapsedMs(now, m_ulLastWalk) == 0 ? m_ulLastWalk : now;
+}
+
 void CSCTPSessionSender::OnAck(bool flag, unsigned short sequence, unsigned char windowSize) {
     SetWindow(windowSize);
     CAutoLock lock(&m_csWindow);
-    Acknowledge(flag, sequence, Now());
+    Acknowledge(flag, sequence, PassTime());
 }
 
 bool CSCTPSessionSender::SendWindow(unsigned long) {
     CAutoLock lock(&m_csWindow);
-    return RunPass(Now());
+    return RunPass(PassTime());
 }
 
 bool CSCTPSessionSender::OnAckAndSendWindow(bool flag, unsigned short sequence, unsigned char windowSize) {
     SetWindow(windowSize);
     CAutoLock lock(&m_csWindow);
-    const uint32_t now = Now();
+    const uint32_t now = PassTime();
     Acknowledge(flag, sequence, now);
     const bool sent = RunPass(now);
     m_bMoreDue.store(m_ulQuiet == 0, std::memory_order_relaxed);

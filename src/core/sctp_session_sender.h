@@ -49,6 +49,7 @@ protected:
 
 private:
     void SetWindow(unsigned char advertised);
+    uint32_t PassTime() const LUMO_REQUIRES(m_csWindow);
     void Acknowledge(bool flag, uint16_t sequence, uint32_t now) LUMO_REQUIRES(m_csWindow);
     bool RunPass(uint32_t now) LUMO_REQUIRES(m_csWindow);
     bool Admit() LUMO_REQUIRES(m_csWindow);

@@ -7,6 +7,7 @@
 
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace sim;
@@ -123,6 +124,32 @@ TEST(SessionSender, APassAdmitsOneAndSendsFour) {
     clock.Advance(400);
     EXPECT_TRUE(probe.ProcessSend());
     EXPECT_EQ(probe.TakeSequences(), Range(151, 154)) << "161 entered as well but is the eleventh that is due";
+}
+
+TEST(SessionSender, AThreadWithAnOlderReadingOfTheClockRepeatsNothing) {
+    CVirtualClock clock;
+    CProbe probe;
+    const Lumo_Base::CTimeHold hold;
+    const unsigned long held = Lumo_Base::GetTimestamp();
+    clock.Advance(1);
+    std::thread([&probe] { Fill(probe, 3); }).join();
+    EXPECT_EQ(probe.TakeSequences(), Range(0, 2));
+    ASSERT_EQ(Lumo_Base::GetTimestamp(), held);
+    EXPECT_FALSE(probe.ProcessSend());
+    probe.Hear(AckPacket(true, 0));
+    EXPECT_THAT(probe.TakeSaid(), IsEmpty());
+    EXPECT_EQ(probe.GetStatistics().roundTripMs, 0U);
+    ASSERT_TRUE(probe.Send("x"));
+    EXPECT_TRUE(probe.ProcessSend());
+    EXPECT_THAT(probe.TakeSequences(), ElementsAre(3)) << "what is new goes at once";
+    const auto sendsAfter = [&](uint32_t pause) {
+        clock.Advance(pause);
+        Lumo_Base::CTimeHold::Renew();
+        return probe.ProcessSend();
+    };
+    EXPECT_FALSE(sendsAfter(199));
+    EXPECT_TRUE(sendsAfter(1));
+    EXPECT_EQ(probe.TakeSequences(), Range(1, 3));
 }
 
 TEST(SessionSender, FollowsTheAdvertisedWindow) {

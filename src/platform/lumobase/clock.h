@@ -1,6 +1,15 @@
 // Time and random identifiers.
 #pragma once
 
+#include <cstdint>
+
+/// How long ago a time was; 0 for one that another thread has read off the clock since `now`, a minute ago at most.
+inline uint32_t ElapsedMs(uint32_t now, uint32_t since) {
+    constexpr uint32_t kLater = 60000;
+    const uint32_t elapsed = now - since;
+    return elapsed > UINT32_MAX - kLater ? 0 : elapsed;
+}
+
 namespace Lumo_Base {
 
 /// Milliseconds of a monotonic clock, at most 32 bits. Take differences in uint32_t: it wraps.
