@@ -28,6 +28,7 @@ bool CSourceSession::SendUpstream(const void* data, int length) {
 
 // One that waits already says it all.
 void CSourceSession::RequestKeyFrame() {
+    OnChange();  // whoever wants it may be the first, and this be sooner than the news of it
     const char request = 0;
     if (GetCount() == 0) QueueFrame(&request, 1);
 }

@@ -49,6 +49,7 @@ void CSourceTCP::TellToStop() {
 
 // Two bytes are the most that wait for one who does not read.
 void CSourceTCP::RequestKeyFrame() {
+    OnChange();  // whoever wants it may be the first, and this be sooner than the news of it
     if (m_pSession->GetSendQueueSize() != 0) SendControl(Control());
     m_pSession->SendData(&m_profile.tcpKeyFrame, 1, 0);
     m_keepAlive.Restart();

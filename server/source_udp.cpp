@@ -77,6 +77,7 @@ void CSourceUDP::SendKeepAlive() {
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);
     m_ulTold.store(wanted, std::memory_order_relaxed);
     SendDatagram(KeepAlive(wanted), m_remote);
+    if (m_profile.Stops()) FlushUdpBatch();  // another thread's next word must not overtake it
 }
 
 // Where it is started and stopped, only what differs from what it knows is news.

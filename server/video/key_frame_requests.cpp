@@ -13,18 +13,18 @@ void CKeyFrameRequests::Came() {
     m_bAsked = false;
 }
 
-bool CKeyFrameRequests::IsDue(uint32_t now, bool repeats) {
+bool CKeyFrameRequests::IsDue(uint32_t now, uint32_t repeatMs) {
     CAutoLock lock(&m_cs);
     const uint32_t since = ElapsedMs(now, m_ulAskedAt);
     const bool wanted = m_bWanted && (!m_bEver || since >= kMergedMs);
-    if (!wanted && !(repeats && m_bAsked && since >= kRepeatMs)) return false;
+    if (!wanted && !(repeatMs != 0 && m_bAsked && since >= repeatMs)) return false;
     m_bWanted = false;
     m_bAsked = m_bEver = true;
     m_ulAskedAt = now;
     return true;
 }
 
-bool CKeyFrameRequests::IsOpen(bool repeats) {
+bool CKeyFrameRequests::IsOpen(uint32_t repeatMs) {
     CAutoLock lock(&m_cs);
-    return m_bWanted || (repeats && m_bAsked);
+    return m_bWanted || (repeatMs != 0 && m_bAsked);
 }

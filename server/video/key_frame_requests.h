@@ -10,16 +10,15 @@
 class CKeyFrameRequests {
 public:
     static constexpr uint32_t kMergedMs = 200;
-    static constexpr uint32_t kRepeatMs = 500;
 
     /// A subscriber that wants frames by now needs a key frame.
     void Want(uint32_t now);
     /// One has come and is about to go to whoever wants frames.
     void Came();
-    /// Whether to ask now; counts as asked then. `repeats`: again and again until one comes.
-    bool IsDue(uint32_t now, bool repeats);
+    /// Whether to ask now; counts as asked then. `repeatMs`: so often again until one comes; 0 for never.
+    bool IsDue(uint32_t now, uint32_t repeatMs);
     /// Whether there may be something to ask without a new request.
-    bool IsOpen(bool repeats);
+    bool IsOpen(uint32_t repeatMs);
 
 private:
     CCritSec m_cs{lock_order::kLeaf};

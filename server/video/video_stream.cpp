@@ -5,6 +5,14 @@
 #include "video/video_constants.h"
 #include "video/video_sink.h"
 
+namespace {
+
+constexpr uint32_t kLegRepeatMs = 500;
+// A publisher whose START was lost sends nothing when it is asked, and START comes again every 2 s.
+constexpr uint32_t kSourceRepeatMs = 2000;
+
+}  // namespace
+
 CVideoStream::CVideoStream(uint32_t channelID, const CServerLimits& limits)
     : CStartedStream("video", channelID, limits) {}
 
@@ -16,12 +24,13 @@ void CVideoStream::WantKeyFrame(bool anew) {
 // The next one goes to everybody, so the question is that of all. A publisher that is not there is asked when it comes.
 bool CVideoStream::AskForKeyFrame(uint32_t now) {
     const bool relayed = RelayedFrom() != 0;
-    const bool repeats = relayed && Wanted() != 0;  // none can come while nobody watches
-    if (m_requests.IsDue(now, repeats)) {
+    uint32_t repeatMs = relayed ? kLegRepeatMs : kSourceRepeatMs;
+    if (Wanted() == 0 || (!relayed && !HasSource())) repeatMs = 0;  // none can come
+    if (m_requests.IsDue(now, repeatMs)) {
         if (!relayed) WithSource([](CSource& source) { source.RequestKeyFrame(); });
         if (relayed && m_pLeg) m_pLeg->RequestKeyFrame();
     }
-    return m_requests.IsOpen(repeats);
+    return m_requests.IsOpen(repeatMs);
 }
 
 // Only subscribers' sinks are in the channel: nobody writes into the frame.

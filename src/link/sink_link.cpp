@@ -18,9 +18,15 @@ bool CSinkLink::Poll(uint32_t connectTimeoutMs) {
     return silent;
 }
 
+// Where there are two words, the last one is what holds, whichever thread sends it.
 void CSinkLink::SendKeepAlive() {
-    const wire::CDatagram datagram = SinkCommand(IsEnabled() ? m_profile.keepAliveCode : m_profile.stopCode);
-    for (int i = 0; i < m_profile.keepAliveRepeats; ++i) SendDatagram(datagram, m_remote);
+    bool said = false;
+    do {
+        said = IsEnabled();
+        const wire::CDatagram datagram = SinkCommand(said ? m_profile.keepAliveCode : m_profile.stopCode);
+        for (int i = 0; i < m_profile.keepAliveRepeats; ++i) SendDatagram(datagram, m_remote);
+        if (m_profile.stopCode != m_profile.keepAliveCode) FlushUdpBatch();
+    } while (said != IsEnabled());
 }
 
 void CSinkLink::SetEnable(bool enable) {

@@ -16,24 +16,28 @@ public:
     CStreamSink(std::atomic<uint32_t>& started, uint32_t userID) : m_nStarted(started), m_ulUserID(userID) {}
 
     /// Whether the far side wants frames. Any thread.
-    virtual bool IsStarted() { return m_bStarted.load(std::memory_order_relaxed); }
+    virtual bool IsStarted() { return IsWanted(); }
     bool IsDisconnected() override { return m_bDisconnected.load(std::memory_order_relaxed); }
     virtual uint32_t GetUserID() { return m_ulUserID; }
 
 protected:
     /// The subscriber wants frames, or no more. True when that is news.
     bool SetStarted(bool started) {
-        if (m_bStarted.exchange(started, std::memory_order_relaxed) == started) return false;
-        started ? m_nStarted.fetch_add(1, std::memory_order_relaxed)
-                : m_nStarted.fetch_sub(1, std::memory_order_relaxed);
-        if (started) OnStarted();
-        return true;
+        if (IsWanted() == started) return false;
+        // Counted in before it shows, so that whoever ends it on another thread never counts it out before.
+        if (started) m_nStarted.fetch_add(1, std::memory_order_acq_rel);
+        const bool news = m_bStarted.exchange(started, std::memory_order_acq_rel) != started;
+        if (news != started) m_nStarted.fetch_sub(1, std::memory_order_acq_rel);
+        if (news && started) OnStarted();
+        return news;
     }
     /// It wanted nothing before.
     virtual void OnStarted() {}
     uint32_t ID() const { return m_id.Get(); }
 
 private:
+    bool IsWanted() const { return m_bStarted.load(std::memory_order_relaxed); }
+
     std::atomic<uint32_t>& m_nStarted;
     std::atomic<bool> m_bStarted{false};
     CObjectID m_id;

@@ -126,6 +126,28 @@ TEST_F(Video, ANewPublisherIsAskedForWhoeverWaits) {
     EXPECT_EQ(Frames(*over), (std::vector<std::string>{kStart, kRequest})) << "the same over TCP";
 }
 
+// Its START may have been lost, and until the next one it sends nothing.
+TEST_F(Video, APublisherIsAskedAgainWhenNoKeyFrameComes) {
+    const uint32_t source = Publish(kChannel, kAlice);
+    const uint32_t bob = Listen(kChannel, 9, kBob);
+    host.Run(10, 10);
+    EXPECT_EQ(Asked(source), 1);
+    Send(source, Delta(10));
+    host.Run(1900, 10);
+    EXPECT_EQ(Asked(source), 0);
+    host.Run(200, 10);
+    EXPECT_EQ(Asked(source), 1);
+    Say("0d", bob, kBob);
+    host.Run(5000, 10);
+    EXPECT_EQ(Asked(source), 0) << "nobody watches";
+    Say("0b", bob, kBob);
+    host.Run(10, 10);
+    EXPECT_EQ(Asked(source), 1);
+    Send(source, Key(10));
+    host.Run(5000, 10);
+    EXPECT_EQ(Asked(source), 0);
+}
+
 TEST_F(Video, OverTcpControlBytesAskAndAKeyFrameClearsTheWay) {
     CFakeTcp* source = host.Validate(7, U32(kChannel));
     ASSERT_TRUE(source);
@@ -180,6 +202,7 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
         for (int i = 0; i < 110; ++i) send(Delta(1000));
         EXPECT_GT(Status().links.dropped, dropped + 110) << "over TCP all, over UDP what came last";
         host.Run(5000);
+        Asked(source);  // is not kept waiting
         EXPECT_EQ(Status().sinksUdp + Status().sinksTcp, 3U) << "there is hope for a while";
         EXPECT_GT(Status().queuedBytes, 190000U);
         EXPECT_LT(Status().queuedBytes, 210000U);
