@@ -110,15 +110,18 @@ void CFrameLink::OnPacket(const char* packet, int length) {
     if (WantsPass()) Pump();
 }
 
-void CFrameLink::SetHeld(bool held) {
+bool CFrameLink::SetHeld(bool held) {
+    bool gap = false;
     {
         CAutoLock lock(&m_csHeld);
-        if (std::exchange(m_bHeldGap, false)) DropQueue();
+        gap = std::exchange(m_bHeldGap, false);
+        if (gap) DropQueue();
         m_bHeld.store(held, std::memory_order_release);
     }
-    if (held) return;
+    if (held) return gap;
     if (!IsSendIdle()) MarkBusy();
     Pump();
+    return gap;
 }
 
 void CFrameLink::OfferOpening() {

@@ -37,8 +37,9 @@ public:
     void OnPacket(const char* packet, int length);
 
     /// While held, frames wait in the queue and acknowledgements still go out. Once one did not fit the queue's limit
-    /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap.
-    void SetHeld(bool held);
+    /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap. True
+    /// when that was so.
+    bool SetHeld(bool held);
     /// Sends a held link's far side an empty packet, once a call and three times at most: its acknowledgement shows
     /// that it is there.
     void OfferOpening();

@@ -1,7 +1,5 @@
 #include "link/tcp_link.h"
 
-#include "link/limits.h"
-
 using wire::CDatagram;
 
 CDatagram ValidationMessage(wire::TcpType type, const CDatagram& payload) {
@@ -32,13 +30,16 @@ void CTcpLink::SendValidation(const CDatagram& message) {
 
 bool CTcpLink::SendFrame(const void* data, int length) {
     CAutoLock lock(&m_cs);
-    if (!m_pITcpClient || length > limits::kMaxFrameLen) return false;
+    if (!m_pITcpClient || length > limits::kMaxFrameLen || m_bOverrun) return false;
+    m_bOverrun = m_pITcpClient->GetSendQueueBytes() + static_cast<uint64_t>(length) > m_nQueueLimit;
+    if (m_bOverrun) return false;
     m_pITcpClient->SendData(static_cast<const char*>(data), length, 0);
     return true;
 }
 
 void CTcpLink::ClearQueue() {
     CAutoLock lock(&m_cs);
+    m_bOverrun = false;
     if (m_pITcpClient) m_pITcpClient->ClearSendQueue();
 }
 
@@ -54,8 +55,7 @@ void CTcpLink::SendControl(char control, bool alone) {
 TcpPoll CTcpLink::Poll() {
     CAutoLock lock(&m_cs);
     if (!m_pITcpClient) return TcpPoll::NoClient;
-    if (m_pITcpClient->IsDisconnected()) return TcpPoll::Lost;
-    if (m_pITcpClient->GetSendQueueBytes() > limits::kMaxQueueBytes) return TcpPoll::Lost;
+    if (m_pITcpClient->IsDisconnected() || m_bOverrun) return TcpPoll::Lost;
     if (m_pITcpClient->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
         const char keepAlive = m_cKeepAlive;
         m_pITcpClient->SendData(&keepAlive, 1, 0);

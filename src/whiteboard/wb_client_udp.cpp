@@ -35,7 +35,7 @@ bool CWBClientUDP::Start() {
 
 void CWBClientUDP::OnReceivedConnectACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
     if (m_sinkLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
-    SetHeld(false);
+    if (SetHeld(false)) JoinWBChannel();  // what the channel had said was dropped, its list among it
     CallApplication([&] { m_pNotify->OnWBSessionClientNotifyConnected(ip); });
 }
 

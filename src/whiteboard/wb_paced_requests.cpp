@@ -9,20 +9,20 @@ namespace {
 
 constexpr size_t kMostKept = 2 * CWBObjects::kMaxObjects;  // each object by both kinds of request
 
-bool IsRequest(const wb::CMessage& message) {
-    return message.Command() == WB_CMD_OBJECT_REQUEST || message.Command() == WB_CMD_EXT_REQUEST;
-}
-
 }  // namespace
 
 CWBPacedRequests::~CWBPacedRequests() {
     if (!IsEmpty()) CWorkSignal::Get().LinkIdle();
 }
 
-bool CWBPacedRequests::Keeps(const char* data, int length, bool mayAnswer, uint64_t mostBytes) {
-    if ((mayAnswer && IsEmpty()) || !data || length < wb::kHeaderLen) return false;
-    const wb::CMessage message{data, length};
-    if (!IsRequest(message)) return false;
+bool CWBPacedRequests::IsRequest(const char* data, int length) {
+    if (!data || length < wb::kHeaderLen) return false;
+    const uint32_t command = wb::CMessage{data, length}.Command();
+    return command == WB_CMD_OBJECT_REQUEST || command == WB_CMD_EXT_REQUEST;
+}
+
+bool CWBPacedRequests::Keep(const char* request, uint64_t mostBytes) {
+    const wb::CMessage message{request, wb::kHeaderLen};
     bool first = false;
     {
         CAutoLock lock(&m_cs);

@@ -18,9 +18,11 @@ public:
     CWBPacedRequests(const CWBPacedRequests&) = delete;
     CWBPacedRequests& operator=(const CWBPacedRequests&) = delete;
 
-    /// Whether the message is a request that has to wait and is kept, in `mostBytes` at most: what comes beyond is
-    /// answered at once, which ends who asks without reading. Keeps the worker awake while one is kept.
-    bool Keeps(const char* message, int length, bool mayAnswer, uint64_t mostBytes);
+    /// Whether a message asks for an object.
+    static bool IsRequest(const char* message, int length);
+    /// Keeps a request that has to wait, in `mostBytes` of them at most: false for what comes beyond, which is answered
+    /// at once and so ends who asks without reading. The worker stays awake while one is kept.
+    bool Keep(const char* request, uint64_t mostBytes);
     /// The oldest request of those kept; false when there is none.
     bool Take(char (&message)[wb::kHeaderLen]);
     bool IsEmpty() const { return m_nKept.load(std::memory_order_relaxed) == 0; }

@@ -40,7 +40,8 @@ public:
 protected:
     /// One message of the client. UDP or TCP thread.
     void OnClientMessage(const char* data, int len) {
-        if (!m_requests.Keeps(data, len, MayAnswer(), MostQueued())) OnWBSessionData(data, len);
+        if (!CWBPacedRequests::IsRequest(data, len) || !MustWait() || !m_requests.Keep(data, MostQueued()))
+            OnWBSessionData(data, len);
     }
     /// What waits for the client, and its limit, in bytes.
     virtual uint64_t Queued() = 0;
@@ -52,6 +53,8 @@ private:
 
     /// Whether an object more may wait: what others draw needs room too.
     bool MayAnswer() { return Queued() <= std::min(kMostAnswers, MostQueued() / 2); }
+    /// Behind requests that wait already, a request waits too.
+    bool MustWait() { return !m_requests.IsEmpty() || !MayAnswer(); }
 
     CWBPacedRequests m_requests;
 };

@@ -288,6 +288,23 @@ TEST_F(LocalMcuWB, WhatIsDrawnBeforeTheFarSideAnswersIsTold) {
     udp->ReleaseConnections();
 }
 
+TEST_F(LocalMcuWB, WhereMoreWasSaidThanMayWaitTheFarSideGetsTheListAnew) {
+    CReader reader(channel);
+    reader.Say(Message(kData, 3));
+    IWBSessionClient* made = CreateWBSessionClientUDP(notify, 77, CTestHost::kPeerIP, 0, 0, 7, 0, 0, 0, 0, false);
+    auto* client = dynamic_cast<CWBClientUDP*>(made);
+    ASSERT_TRUE(client);
+    client->LimitQueue(1000);
+    for (int i = 0; i < 10; ++i) reader.Say(Message(23, 0, 0, std::string(200, 'x')));
+    const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
+    host.Deliver(Hex("0425") + U32(id) + U32(600));
+    const auto sent = host.TakeSent();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(session_wire::Payload(sent[0].bytes.substr(6)), Message(kList, 0, 0, Words({3})));
+    EXPECT_FALSE(made->IsDisconnected());
+    made->ReleaseConnections();
+}
+
 TEST_F(LocalMcuWB, AFailedNegotiationEndsFourSecondsAfterTheLastOneSeen) {
     auto* client = CreateWBSessionClientP2P(notify, 77, 8);  // no manager: negotiating for ever
     for (int poll = 0; poll < 100; ++poll) {
