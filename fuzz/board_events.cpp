@@ -10,8 +10,8 @@ using namespace lumo;
 namespace {
 
 CReach& Reach() {
-    static CReach reach("board_events", {"add", "move", "delete", "clear", "undo", "redo", "pointer", "pointer gone",
-                                         "name", "refused"});
+    static CReach reach("board_events", {"add", "replace", "move", "delete", "clear", "undo", "redo", "pointer",
+                                         "pointer gone", "name", "refused"});
     return reach;
 }
 
@@ -29,8 +29,8 @@ public:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    constexpr const char* kNames[] = {"add",  "move",    "delete",       "clear", "undo",
-                                      "redo", "pointer", "pointer gone", "name"};
+    constexpr const char* kNames[] = {"add",  "replace", "move",    "delete",       "clear",
+                                      "undo", "redo",    "pointer", "pointer gone", "name"};
     std::vector<BoardAction> actions;
     if (!ParseActions({reinterpret_cast<const char*>(data), size}, actions)) {
         if (!actions.empty()) std::abort();

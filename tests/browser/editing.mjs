@@ -57,6 +57,50 @@ async function dragAmongOthers(one, other) {
   await lies(other, mine, 20, -40);
 }
 
+/** A changed text is one step; one that is too long, or that cannot be changed now, stays under the hand. */
+async function rewrite(one, other) {
+  const texts = async (artist) => (await ofType(artist, "text")).map((object) => object.text);
+  const shows = (artist, there, gone) => until(`"${there}" and no "${gone}"`, async () => {
+    const all = await texts(artist);
+    return all.includes(there) && !all.includes(gone);
+  });
+  const area = one.page.locator("#typing");
+  await one.write([700, 120], "draft");
+  await shows(other, "draft", "final");
+  const [old] = (await ofType(one, "text")).filter((object) => object.text === "draft");
+  await one.key("v");
+  await one.page.mouse.dblclick(...middle(old));
+  await area.fill("é".repeat(2001));
+  await area.press("Control+Enter");
+  await one.page.locator("#toast", { hasText: "too long" }).waitFor();
+  assert.equal((await area.inputValue()).length, 2001);
+  await area.fill("final");
+  await one.page.route("**/do", (route) => route.fulfill({ json: [[]] }));
+  await area.press("Control+Enter");
+  await one.page.locator("#toast", { hasText: "Not changed" }).waitFor();
+  await area.waitFor();
+  assert.equal(await area.inputValue(), "final");
+  await one.page.unroute("**/do");
+  await area.press("Control+Enter");
+  await shows(other, "final", "draft");
+  await one.key("Control+z");
+  await shows(other, "draft", "final");
+  await one.key("Control+z");
+  await until("none of it", async () => !(await texts(other)).includes("draft"));
+}
+
+/** A move past the edge of the numbers goes on at the other one, as where records are held. */
+async function wrap(one) {
+  const points = await one.page.evaluate(async () => {
+    const { Model } = await import("/js/model.js");
+    const model = new Model();
+    model.add([{ id: 1, tag: 1, box: [-2147483640, 0, 8, 8], points: [0, 4] }]);
+    model.place([[1, 2147483640, 0, -8, 8]]);
+    return model.get(1).points;
+  });
+  assert.deepEqual(points, [-16, 4]);
+}
+
 /** A picture that does not come at first is asked for again, and what cannot be saved meanwhile is told. */
 async function missPicture(one) {
   assert.deepEqual(one.problems, []);
@@ -153,6 +197,8 @@ export async function edit(one, other) {
   await keepDrafts(one);
   await chooseAndMove(one, other);
   await dragAmongOthers(one, other);
+  await wrap(one);
+  await rewrite(one, other);
   await missPicture(one);
   await clearAndSave(one, other);
   const count = (await one.objects()).length + 1;

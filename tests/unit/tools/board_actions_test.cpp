@@ -10,6 +10,7 @@ namespace {
 const char* const kActions[] = {
     R"([{"do":"add","objects":[{"type":"pen","colour":"#0a0b0c","width":1,"box":[0,0,5,6],"points":[0,0,5,6]}]}])",
     R"([{"do":"add","objects":[{"type":"text","colour":"#0a0b0c","width":288,"box":[0,0,5,6],"text":"<é>"}]}])",
+    R"([{"do":"replace","id":1,"object":{"type":"line","colour":"#0a0b0c","width":1,"box":[0,0,5,6]}}])",
     R"([{"do":"move","ids":[1,4294967295],"dx":-2147483648,"dy":2147483647}])",
     R"([{"do":"delete","ids":[1]},{"do":"undo"},{"do":"redo"},{"do":"clear"},{"do":"pointer gone"}])",
     R"([{"do":"pointer","x":1,"y":-1},{"do":"name","name":"Ada"}])",
@@ -37,6 +38,8 @@ TEST(BoardActions, WhatIsNotAsItMustBeIsRefused) {
         R"([{"do":["undo"]}])",
         R"([{"do":"move","ids":[1],"dx":2147483648,"dy":0}])",
         R"([{"do":"move","ids":[1],"dx":0.5,"dy":0}])",
+        R"([{"do":"replace","id":-1,"object":{"type":"line","colour":"#0a0b0c","width":1,"box":[0,0,5,6]}}])",
+        R"([{"do":"replace","id":1,"object":[]}])",
         R"([{"do":"delete","ids":[-1]}])",
         R"([{"do":"delete","ids":[]}])",
         R"([{"do":"delete","ids":[18446744073709551615]}])",

@@ -43,6 +43,11 @@ TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
         request.headers = row.headers;
         EXPECT_EQ(IsOwnRequest(request, 8080), row.own) << row.name;
     }
+    httplib::Request request;
+    request.method = "POST";
+    request.headers = {{"Host", "127.0.0.1"}, {"Origin", "http://127.0.0.1"}};
+    EXPECT_TRUE(IsOwnRequest(request, 80)) << "a port that goes without saying";
+    EXPECT_FALSE(IsOwnRequest(request, 8080));
 }
 
 TEST(BoardServer, ServesItsPageTakesWhatFitsAndSendsEvents) {

@@ -1,164 +1,13 @@
-// A board between its pages and its channel: undo, breaks of the connection, what others send.
-#include "tools/lumo/board/board.h"
-#include "tools/lumo/board/board_events.h"
-#include "tools/lumo/board/board_model.h"
-#include "tools/lumo/board/undo.h"
+// A board between its pages and its channel: undo, what pages ask, what others send.
+#include "board_fixture.h"
 
 #include <gtest/gtest.h>
 
 using namespace lumo;
+using namespace board_fixture;
 using nlohmann::json;
 
 namespace {
-
-const std::string kLine = R"({"type":"line","colour":"#ff0000","width":16,"fill":null,"box":[0,0,160,320]})";
-
-class Board : public ::testing::Test, private IBoardPort {
-protected:
-    Board() : m_board(5, 77, "Ada", m_feeds) { m_board.SetPort(this); }
-
-    void Say(const std::string& message) override {
-        BoardMessage said;
-        ASSERT_TRUE(ParseMessage(message, said));
-        m_said.push_back(message);
-    }
-    std::vector<uint32_t> Do(const std::string& actions) {
-        std::vector<BoardAction> read;
-        EXPECT_TRUE(ParseActions(actions, read)) << actions;
-        const auto ids = m_board.Do(read, m_now);
-        return ids.empty() ? std::vector<uint32_t>() : ids[0];
-    }
-    uint32_t Draw() {
-        const auto ids = Do(R"([{"do":"add","objects":[)" + kLine + "]}]");
-        return ids.empty() ? 0 : ids[0];
-    }
-    std::string WithIDs(const char* what, uint32_t id, const char* more = "") {
-        return std::string(R"([{"do":")") + what + R"(","ids":[)" + std::to_string(id) + "]" + more + "}]";
-    }
-    void Hear(BoardCommand command, uint32_t object, const std::string& payload = "") {
-        m_board.OnMessage(MakeMessage(command, object, 9, payload), m_now);
-    }
-    /// What was said of that kind since the last call.
-    std::vector<std::string> Said(BoardCommand command) {
-        std::vector<std::string> found;
-        for (const std::string& message : std::exchange(m_said, {})) {
-            if (WordAt(message, 0) == static_cast<uint32_t>(command)) found.push_back(message);
-        }
-        return found;
-    }
-    json Objects() { return json::parse(m_board.Text())["objects"]; }
-    std::vector<uint32_t> IDs() {
-        std::vector<uint32_t> ids;
-        for (const json& object : Objects()) ids.push_back(object["id"]);
-        return ids;
-    }
-    void Settle() {
-        m_now += CBoard::kQuietMs;
-        m_board.Tick(m_now);
-    }
-    void GoOnline() {
-        m_board.GoOnline(m_now);
-        Settle();
-    }
-
-    static std::string Record() {
-        Shape shape;
-        shape.type = ShapeType::Rectangle;
-        return EncodeRecord(shape);
-    }
-    static std::string Word(uint32_t value) {
-        std::string bytes;
-        AddWord(bytes, value);
-        return bytes;
-    }
-
-    CPageFeeds m_feeds;
-    uint64_t m_now = 100000;
-    CBoard m_board;
-    std::vector<std::string> m_said;
-};
-
-TEST_F(Board, WhatIsDrawnOfflineIsOfferedOnceTheOtherBoardHasCome) {
-    const uint32_t drawn = Draw();
-    m_board.GoOnline(m_now);
-    Hear(BoardCommand::List, 0, Word(1) + Word(2));
-    EXPECT_EQ(Said(BoardCommand::Request).size(), 2U);
-    Hear(BoardCommand::Data, 1, Record());
-    m_board.Tick(m_now + CBoard::kQuietMs - 1);
-    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "theirs is still coming";
-    Settle();
-    const auto data = Said(BoardCommand::Data);
-    ASSERT_EQ(data.size(), 1U);
-    EXPECT_EQ(WordAt(data[0], 4), drawn);
-    Settle();
-    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "once";
-    EXPECT_EQ(Objects().size(), 2U);
-}
-
-TEST_F(Board, AfterABreakOnlyTheOtherSidesBoardAndWhatWasDrawnMeanwhileRemain) {
-    GoOnline();
-    const uint32_t old = Draw();
-    Hear(BoardCommand::Data, 1, Record());
-    Hear(BoardCommand::Data, 2, Record());
-    m_now += 60000;
-    const uint32_t unsure = Draw();
-    m_board.GoOffline(m_now, 12000);
-    const uint32_t offline = Draw();
-    Do(WithIDs("delete", 1));
-    Do(WithIDs("move", old, R"(,"dx":16,"dy":0)"));
-    EXPECT_EQ(Objects().size(), 5U) << "what others may have changed is not touched";
-    Said(BoardCommand::Data);
-
-    m_board.GoOnline(m_now);
-    Hear(BoardCommand::List, 0, Word(2) + Word(old));
-    EXPECT_EQ(Said(BoardCommand::Request).size(), 2U) << "their present state is asked for";
-    Hear(BoardCommand::Data, 2, Record());
-    Hear(BoardCommand::Data, old, Record());
-    Settle();
-    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
-    std::vector<uint32_t> expected{2, old, unsure, offline};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(IDs(), expected) << "1 was deleted by others";
-}
-
-TEST_F(Board, WhatWasDrawnLongAgoAndOfferedJustNowIsOfferedAgainAfterABreak) {
-    const uint32_t offline = Draw();
-    m_now += 60000;
-    GoOnline();
-    m_now += 1000;
-    m_board.GoOffline(m_now, 12000);
-    GoOnline();
-    EXPECT_EQ(IDs(), std::vector<uint32_t>{offline});
-    m_now += 60000;
-    m_board.GoOnline(m_now);  // a host that has been without its server
-    m_board.GoOffline(m_now, 12000);
-    GoOnline();
-    EXPECT_EQ(IDs(), std::vector<uint32_t>{offline});
-}
-
-TEST_F(Board, AHostThatIsReplacedBringsTheWholeBoardToTheOtherOne) {
-    m_board.GoOnlineAsHost(m_now);
-    Hear(BoardCommand::Data, 1, Record());
-    const uint32_t own = Draw();
-    m_now += 600000;
-    m_board.GoOfflineAsHost();
-    Said(BoardCommand::Data);
-    GoOnline();
-    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
-    EXPECT_EQ(IDs(), (std::vector<uint32_t>{1, own}));
-}
-
-TEST_F(Board, AHostThatTakesOverOffersEverything) {
-    GoOnline();
-    Hear(BoardCommand::Data, 1, Record());
-    const uint32_t own = Draw();
-    m_board.GoOffline(m_now, 0);
-    Said(BoardCommand::Data);
-    m_board.GoOnlineAsHost(m_now);
-    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
-    Do(WithIDs("delete", own));
-    EXPECT_EQ(IDs(), std::vector<uint32_t>{1}) << "and may change it";
-}
 
 TEST_F(Board, UndoTakesBackOnesOwnAndPassesOverWhatOthersHaveDeleted) {
     GoOnline();
@@ -179,6 +28,27 @@ TEST_F(Board, UndoTakesBackOnesOwnAndPassesOverWhatOthersHaveDeleted) {
     EXPECT_TRUE(IDs().empty()) << "its drawing, under the number it has now: " << again;
     Do(R"([{"do":"undo"},{"do":"undo"},{"do":"redo"}])");
     EXPECT_EQ(Objects().size(), 1U);
+}
+
+TEST_F(Board, AReplacementIsOneStepAndAllOrNothing) {
+    GoOnline();
+    const auto replace = [&](uint32_t id) {
+        return Do(R"([{"do":"replace","id":)" + std::to_string(id) + R"(,"object":)" + kLine + "}]");
+    };
+    const uint32_t old = Draw();
+    const auto changed = replace(old);
+    ASSERT_EQ(changed.size(), 1U);
+    EXPECT_EQ(IDs(), changed);
+    Do(R"([{"do":"undo"}])");
+    EXPECT_EQ(IDs().size(), 1U);
+    EXPECT_NE(IDs(), changed) << "the old one, under a new number";
+    const uint32_t again = IDs()[0];
+    m_now += 60000;
+    m_board.GoOffline(m_now, 0);
+    EXPECT_TRUE(replace(again).empty());
+    EXPECT_EQ(IDs(), std::vector<uint32_t>{again}) << "others may have changed it";
+    EXPECT_EQ(replace(again + 1).size(), 1U) << "what is not there at all is drawn";
+    EXPECT_EQ(IDs().size(), 2U);
 }
 
 TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
@@ -227,52 +97,6 @@ TEST_F(Board, CutMessagesOfEveryKindDoNoHarm) {
     EXPECT_EQ(IDs(), std::vector<uint32_t>{1});
     for (uint32_t id = 1000; id < 3000; ++id) Hear(BoardCommand::Offer, id);
     EXPECT_EQ(Objects().size(), 1U) << "offers alone take no room";
-}
-
-TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
-    GoOnline();
-    const auto people = [&] { return json::parse(m_board.Text())["people"].get<size_t>(); };
-    Hear(BoardCommand::Pointer, 3, Word(1) + Word(2));
-    Hear(BoardCommand::Hello, 3, "abc");
-    Hear(BoardCommand::Hello, 77, Word(0) + "me");
-    EXPECT_EQ(people(), 1U) << "no greeting, a cut one, one's own";
-    std::vector<uint32_t> objects;
-    const PageFeedPtr page = m_board.OpenPage(objects);
-    for (uint32_t id = 1000; id < 2000; ++id)
-        Hear(BoardCommand::Hello, id, Word(0) + "\x1b[2J" + std::string(500, 'x'));
-    m_board.Tick(m_now);
-    size_t told = 0;
-    for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;)
-        told += event->find("\"people\"") != std::string::npos ? 1 : 0;
-    EXPECT_LE(told, 2U) << "not once for each";
-    EXPECT_EQ(people(), CPeople::kMaxPeople + 1);
-    Hear(BoardCommand::Goodbye, 1000);
-    EXPECT_EQ(people(), CPeople::kMaxPeople);
-    m_now += CPeople::kForgetMs + 1;
-    m_board.Tick(m_now);
-    EXPECT_EQ(people(), 1U);
-    EXPECT_EQ(CPeople::CleanName("\x1b[2J\xff"), "?[2J?");
-    EXPECT_LE(CPeople::CleanName(std::string(500, 'x')).size(), CPeople::kMaxName);
-    EXPECT_EQ(CPeople::CleanName(std::string(59, 'x') + "\xc3\xa9"), std::string(59, 'x')) << "no half letters";
-    EXPECT_EQ(CPeople::CleanName("  "), "Somebody");
-}
-
-TEST_F(Board, OfTwoWithOneColourOneTakesAnother) {
-    GoOnline();
-    const auto hello = [&] {
-        const auto said = Said(BoardCommand::Hello);
-        return said.empty() ? 0 : WordAt(said.back(), kMessageHead);
-    };
-    m_now += CPeople::kHelloMs;
-    m_board.Tick(m_now);
-    const uint32_t colour = hello();
-    ASSERT_NE(colour, 0U);
-    Hear(BoardCommand::Hello, 78, Word(colour) + "Eve");
-    m_board.Tick(m_now);
-    EXPECT_EQ(hello(), colour) << "it is hers to change";
-    Hear(BoardCommand::Hello, 76, Word(colour) + "Bob");
-    m_board.Tick(m_now);
-    EXPECT_NE(hello(), colour);
 }
 
 TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {

@@ -120,7 +120,7 @@ void CBoard::GoOffline(uint64_t now, uint64_t unsureMs) {
     if (m_state == State::Offline) return;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
-        object.offline = object.offline || (object.own && !object.stale && now - object.addedMs <= unsureMs);
+        object.offline = object.offline || (object.own && !object.stale && now <= object.addedMs + unsureMs);
         object.stale = !object.offline;
     }
     LeaveOthers();
@@ -159,7 +159,7 @@ void CBoard::Offer(uint32_t id, BoardObject& object, uint64_t now) {
 
 void CBoard::Tick(uint64_t now) {
     const Lock lock(m_mutex);
-    const bool quiet = now - m_ullDataMs >= kQuietMs || now - m_ullOnlineMs >= kSettleMs;
+    const bool quiet = now >= m_ullDataMs + kQuietMs || now >= m_ullOnlineMs + kSettleMs;
     if (m_state == State::Settling && quiet) Settle(now);
     if (now >= m_ullHelloMs) Greet(now);
     if (m_people.Expire(now)) ShowPeople();

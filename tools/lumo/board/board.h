@@ -29,8 +29,9 @@ struct BoardStatus {
     std::string path;  ///< "relay HOST:PORT", "direct ADDRESS:PORT", or what is being tried
 };
 
-/// Any thread. Clearing travels as the deletion of what this board holds: an object that others have drawn meanwhile
-/// and that is still under way would otherwise be gone for its painter and there for everybody else.
+/// Any thread, whose times may be a little older than those of others. Clearing travels as the deletion of what this
+/// board holds: an object that others have drawn meanwhile and that is still under way would otherwise be gone for its
+/// painter and there for everybody else.
 class CBoard {
 public:
     CBoard(uint32_t channel, uint32_t self, const std::string& name, CPageFeeds& feeds);
@@ -89,8 +90,10 @@ private:
     IDs Changeable(const IDs& ids) const;
     void Remove(const IDs& ids, std::vector<RemovedObject>* removed);
     void Move(const IDs& ids, int32_t dx, int32_t dy);
-    IDs Add(const std::vector<Shape>& shapes, uint64_t now);
+    IDs Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf = {});
+    IDs Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now);
     void Delete(const IDs& ids);
+    void TakeAway(const IDs& ids, BoardStep& step);
     void MoveOwn(const IDs& ids, int32_t dx, int32_t dy);
     void TakeBack(bool redo, uint64_t now);
     BoardStep Inverse(const BoardStep& step, uint64_t now);

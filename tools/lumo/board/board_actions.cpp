@@ -30,6 +30,9 @@ std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& ac
             case Kind::Add:
                 added[i] = Add(action.shapes, now);
                 break;
+            case Kind::Replace:
+                added[i] = Replace(action.ids.at(0), action.shapes, now);
+                break;
             case Kind::Move:
                 MoveOwn(action.ids, action.dx, action.dy);
                 break;
@@ -76,8 +79,9 @@ uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
     return id;
 }
 
-CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now) {
+CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf) {
     BoardStep step;
+    TakeAway(insteadOf, step);
     for (const Shape& shape : shapes) {
         const uint32_t id = AddOwn(EncodeRecord(shape), m_model.NextTag(), now);
         if (id != 0) step.added.push_back(id);
@@ -89,14 +93,25 @@ CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now) {
     return added;
 }
 
+// All of it or nothing; what others have deleted meanwhile comes back as it is now.
+CBoard::IDs CBoard::Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now) {
+    const IDs known = Changeable({id});
+    if (known.empty() && m_model.Has(id)) return {};
+    return Add(shapes, now, known);
+}
+
 void CBoard::Delete(const IDs& ids) {
     BoardStep step;
-    const IDs known = Changeable(ids);
-    if (known.empty()) return;
-    Remove(known, &step.removed);
-    Say(BoardCommand::Delete, 0, 0, PayloadOf(known));
+    TakeAway(Changeable(ids), step);
+    if (step.Empty()) return;
     m_undo.Note(std::move(step));
     ShowUndo();
+}
+
+void CBoard::TakeAway(const IDs& ids, BoardStep& step) {
+    if (ids.empty()) return;
+    Remove(ids, &step.removed);
+    Say(BoardCommand::Delete, 0, 0, PayloadOf(ids));
 }
 
 void CBoard::MoveOwn(const IDs& ids, int32_t dx, int32_t dy) {
@@ -115,13 +130,14 @@ void CBoard::MoveOwn(const IDs& ids, int32_t dx, int32_t dy) {
     ShowUndo();
 }
 
-// What others have deleted meanwhile cannot be taken back: such a step is passed over.
+// What others have deleted meanwhile cannot be taken back: such a step is passed over. Until all of the board is here
+// nobody knows what they have.
 void CBoard::TakeBack(bool redo, uint64_t now) {
     BoardStep step;
     while (m_undo.Take(redo, step)) {
         BoardStep inverse = Inverse(step, now);
         if (inverse.Empty()) {
-            if (m_state != State::Offline) continue;
+            if (m_state == State::Online) continue;
             m_undo.Put(redo, std::move(step));
             break;
         }
@@ -134,11 +150,7 @@ void CBoard::TakeBack(bool redo, uint64_t now) {
 /// Takes a step back; the answer is the step that does it again.
 BoardStep CBoard::Inverse(const BoardStep& step, uint64_t now) {
     BoardStep inverse;
-    const IDs added = Changeable(step.added);
-    if (!added.empty()) {
-        Remove(added, &inverse.removed);
-        Say(BoardCommand::Delete, 0, 0, PayloadOf(added));
-    }
+    TakeAway(Changeable(step.added), inverse);
     std::map<uint32_t, uint32_t> names;  // the deletion of an old number may still be under way
     for (const RemovedObject& object : step.removed) {
         const uint32_t id = AddOwn(object.record, object.tag, now);

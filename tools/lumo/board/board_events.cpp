@@ -115,6 +115,11 @@ bool ReadAction(const Json& json, BoardAction& action) {
     if (is("clear", Kind::Clear) || is("undo", Kind::Undo) || is("redo", Kind::Redo)) return true;
     if (is("pointer gone", Kind::PointerGone)) return true;
     if (is("add", Kind::Add)) return ReadShapes(Member(json, "objects"), action.shapes);
+    if (is("replace", Kind::Replace)) {
+        action.ids.resize(1);
+        action.shapes.resize(1);
+        return ReadNumber(Member(json, "id"), action.ids[0]) && ReadShape(Member(json, "object"), action.shapes[0]);
+    }
     if (is("delete", Kind::Delete)) return ReadIDs(Member(json, "ids"), action.ids);
     if (is("pointer", Kind::Pointer))
         return ReadNumber(Member(json, "x"), action.dx) && ReadNumber(Member(json, "y"), action.dy);

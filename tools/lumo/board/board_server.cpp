@@ -89,7 +89,7 @@ private:
 bool IsOwnRequest(const Request& request, uint16_t port) {
     if (request.get_header_value_count("Host") != 1 || request.get_header_value_count("Origin") > 1) return false;
     const std::string host = request.get_header_value("Host");
-    const std::string at = ":" + std::to_string(port);
+    const std::string at = port == 80 ? "" : ":" + std::to_string(port);  // browsers leave out what goes without saying
     if (host != "127.0.0.1" + at && host != "localhost" + at) return false;
     const bool asks = request.method == "GET" || request.method == "HEAD";
     if (request.has_header("Origin")) return request.get_header_value("Origin") == "http://" + host;

@@ -56,7 +56,7 @@ CPeople::Change CPeople::OnHello(uint32_t id, std::string_view payload, uint64_t
 bool CPeople::Expire(uint64_t now) {
     bool gone = false;
     for (auto it = m_people.begin(); it != m_people.end();) {
-        const bool silent = now - it->second.heardMs > kForgetMs;
+        const bool silent = now > it->second.heardMs + kForgetMs;
         it = silent ? m_people.erase(it) : std::next(it);
         gone = gone || silent;
     }

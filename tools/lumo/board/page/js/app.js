@@ -58,15 +58,25 @@ class Board {
 
   /** Draws at once what the program has not confirmed yet. */
   async add(...shapes) {
+    const ids = await this.draft(shapes, (objects) => ({ do: "add", objects }));
+    if (ids && ids.length < shapes.length) this.say("The board is full.");
+    return ids ?? [];
+  }
+  /** False when it was refused. */
+  async replace(id, shape) {
+    const ids = await this.draft([shape], ([object]) => ({ do: "replace", id, object }));
+    if (ids?.length === 0) this.say("Not changed: others may have changed it. Try again once you are connected.");
+    return ids?.length > 0;
+  }
+  /** The new numbers; null when the program did not answer. */
+  async draft(shapes, action) {
     $("welcome").hidden = true;
     this.view.drafts.ask(shapes);
     this.view.change();
-    const objects = shapes.map(({ path, ...shape }) => shape);
-    const answer = await this.tell(act({ do: "add", objects }));
+    const answer = await this.tell(act(action(shapes.map(({ path, ...shape }) => shape))));
     this.view.drafts.answer(shapes, answer?.[0] ?? [], (id) => this.model.has(id));
     this.changed();
-    if (answer && answer[0].length < shapes.length) this.say("The board is full.");
-    return answer?.[0] ?? [];
+    return answer?.[0] ?? null;
   }
 
   move(ids, dx, dy) { return this.tell(act({ do: "move", ids, dx, dy })); }
@@ -88,12 +98,12 @@ class Board {
     if (next !== undefined) this.point(next);
   }
 
-  typeAt(at, old = null) {
-    this.finishTyping();
+  typeAt(at, old = null, text = old?.text ?? "") {
+    if (!this.finishTyping()) return;
     const { colour, textSize } = old ? { colour: old.colour, textSize: old.width } : this.style();
     const area = $("typing"), [x, y] = this.view.toScreen(...at), size = textSize / UNIT * this.view.scale;
     Object.assign(area.style, { left: `${x}px`, top: `${y}px`, fontSize: `${size}px`, color: colour });
-    area.value = old?.text ?? "";
+    area.value = text;
     area.hidden = false;
     const fit = () => {
       const [l, t, r, b] = textBox([0, 0], area.value || "Text", textSize);
@@ -107,17 +117,27 @@ class Board {
     area.focus();
   }
 
+  /** False when it goes on: what was typed is too long for an object. */
   finishTyping(keep = true) {
     const typing = this.typing, area = $("typing");
-    if (!typing) return;
+    if (!typing) return true;
+    const text = area.value.trimEnd();
+    if (keep && new TextEncoder().encode(text).length > MOST_TEXT) {
+      this.say("This text is too long.");
+      requestAnimationFrame(() => area.focus());
+      return false;
+    }
     this.typing = null;
     area.hidden = true;
-    const text = area.value.trimEnd();
-    if (!keep || text === (typing.old?.text ?? "")) return;
-    if (new TextEncoder().encode(text).length > MOST_TEXT) return this.say("This text is too long.");
-    if (typing.old) this.remove([typing.old.id]);
-    if (text) this.add({ type: "text", colour: typing.colour, width: typing.textSize, fill: null, text,
-      box: textBox(typing.at, text, typing.textSize) });
+    if (keep && text !== (typing.old?.text ?? "")) this.write(typing, text);
+    return true;
+  }
+
+  async write({ at, old, colour, textSize }, text) {
+    if (!text) return this.remove([old.id]);
+    const shape = { type: "text", colour, width: textSize, fill: null, text, box: textBox(at, text, textSize) };
+    if (!old) return this.add(shape);
+    if (!await this.replace(old.id, shape) && !this.typing) this.typeAt(at, old, text);
   }
 
   choosePicture() { $("file").click(); }
@@ -137,7 +157,10 @@ class Board {
 
   async savePng() {
     const canvas = await canvasOf(this.model);
-    canvas.toBlob((blob) => save(blob, `${document.title}.png`), "image/png");
+    canvas.toBlob((blob) => {
+      if (blob) save(blob, `${document.title}.png`);
+      else this.say("Not saved: the browser has no room for a picture of this size. SVG has no such limit.");
+    }, "image/png");
   }
   async saveSvg() {
     const svg = await this.tell(svgOf(this.model));

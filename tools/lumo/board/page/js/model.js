@@ -35,7 +35,7 @@ export class Model {
       const dx = box[0] - object.box[0], dy = box[1] - object.box[1];
       object.box = box;
       object.path = null;
-      object.points = object.points?.map((n, i) => n + (i % 2 ? dy : dx));
+      object.points = object.points?.map((n, i) => (n + (i % 2 ? dy : dx)) | 0);  // wraps as it does where records are held
     }
   }
 
