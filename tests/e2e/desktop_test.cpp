@@ -1,4 +1,5 @@
 // Pictures of a screen between real processes.
+#include "e2e/pipe.h"
 #include "e2e/transfer_fixture.h"
 
 #include "tools/lumo/demo/test_picture.h"
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
+using e2e::CPipe;
 using e2e::CTransferTest;
 using e2e::kDeadlineMs;
 using lumo::CChildProcess;
@@ -24,21 +26,6 @@ using Words = std::vector<std::string>;
 std::string TestJpeg(const std::string& content) {
     return std::string("\xff\xd8\xff\xda\x00\x02", 6) + content + "\xff\xd9";
 }
-
-/// A pipe whose other end a process reads.
-class CPipe {
-public:
-    CPipe() {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        read.Reset(ends[0]);
-        write.Reset(ends[1]);
-    }
-    void Write(const std::string& bytes) const {
-        EXPECT_EQ(::write(write.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    lumo::CUniqueFd read, write;
-};
 
 class DesktopStreams : public CTransferTest {
 protected:
@@ -169,8 +156,8 @@ TEST_F(DesktopStreams, AServerThatBeginsAnewIsFoundAgainByBothSides) {
     for (CChildProcess& viewer : viewers) EXPECT_EQ(ExitOf(viewer), 0) << viewer.Errors();
 }
 
-TEST_F(DesktopStreams, WhatCannotBePublishedIsSaidAloud) {
-    CChildProcess relay, nobody, text, empty, unwritable;
+TEST_F(DesktopStreams, WhatCannotBeReadOrWrittenIsSaidAloud) {
+    CChildProcess relay, nobody, text, empty, unwritable, unreadable;
     StartRelay(relay);
     fs::create_directory(Path("none"));
     Run(empty, {"publish", "desktop", Path("none"), "--mcu", Mcu()});
@@ -186,6 +173,10 @@ TEST_F(DesktopStreams, WhatCannotBePublishedIsSaidAloud) {
     EXPECT_EQ(ExitOf(unwritable), 1) << unwritable.Errors();
     Run(nobody, {"subscribe", "desktop", "5", "--mcu", Mcu(), "--wait", "0.5", "--path", "relay"});
     EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
+    const lumo::CUniqueFd folder(open(Path("none").c_str(), O_RDONLY | O_CLOEXEC));
+    Subscribe(unreadable, Path("seen"), {"--pointer"}, folder.Get());
+    EXPECT_EQ(ExitOf(unreadable), 1);
+    EXPECT_NE(unreadable.Errors().find("cannot read standard input"), std::string::npos) << unreadable.Errors();
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // A moving sample between real processes.
+#include "e2e/pipe.h"
 #include "e2e/transfer_fixture.h"
 
 #include "tools/lumo/media/video_check.h"
@@ -84,6 +85,38 @@ TEST_F(VideoStreams, AWatcherGoesDirectlyWhileThatIsPossible) {
     EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
     EXPECT_EQ(ExitOf(subscriber), 0) << subscriber.Errors();
     EXPECT_GE(WholeUnits("out"), 30U);
+}
+
+TEST_F(VideoStreams, TheGoodbyeWaitsForTheSlowestLink) {
+    CChildProcess relay, publisher, relayed, direct;
+    StartRelay(relay);
+    e2e::CPipe camera;
+    Publish(publisher, Mcu(), {"--fps", "0", "--peers"}, camera.read.Get());
+    Subscribe(relayed, Mcu(), "relayed", {"--path", "relay", "--wait", "10"});
+    Subscribe(direct, Mcu(), "direct", {"--path", "p2p", "--wait", "10"});
+    const std::string all = Content(kSample), tail = all.substr(all.size() - 1000);
+    const auto frames = [](const CChildProcess& one) { return LastEvent(one).value("frames", uint64_t{0}); };
+    for (CChildProcess* const one : {&relayed, &direct})
+        ASSERT_TRUE(one->WaitForText("\"frames\":", kDeadlineMs)) << one->Errors();
+    for (int round = 0; round < 200 && (frames(relayed) == 0 || frames(direct) == 0); ++round) {
+        camera.Write(all);
+        CChildProcess::ListenAny({&publisher, &relayed, &direct}, 100);
+    }
+    ASSERT_TRUE(frames(relayed) > 0 && frames(direct) > 0) << direct.Output() << direct.Errors();
+    for (CChildProcess* const one : {&relayed, &direct}) one->Signal(SIGSTOP);
+    camera.Write(all);
+    camera.write.Reset();
+    EXPECT_FALSE(publisher.WaitForEnd(500)) << "the relay has all of it, and who watches directly has not";
+    for (CChildProcess* const one : {&relayed, &direct}) {
+        one->Signal(SIGCONT);
+        EXPECT_EQ(ExitOf(*one), 0) << one->Output() << one->Errors();
+    }
+    EXPECT_EQ(ExitOf(publisher), 0) << publisher.Errors();
+    for (const char* const out : {"relayed", "direct"}) {
+        const std::string seen = Content(Path(out));
+        EXPECT_TRUE(seen.size() > tail.size() && seen.substr(seen.size() - tail.size()) == tail)
+            << out << " lacks the end";
+    }
 }
 
 TEST_F(VideoStreams, AnInputThatIsNoFileEndsWithItsLastPicture) {

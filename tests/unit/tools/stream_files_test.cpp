@@ -82,7 +82,7 @@ TEST(StreamInput, AFailureEndsEveryStreamAloud) {
     const CUniqueFd folder(open("/", O_RDONLY | O_CLOEXEC));
     const CStandardInput standard(folder.Get());
     COpenedMedium<CAudioPublishMedium> audio({"-"});
-    COpenedMedium<CVideoPublishMedium> video({"-", "--loop"});
+    COpenedMedium<CVideoPublishMedium> video({"-"});
     COpenedMedium<CDesktopPublishMedium> desktop({"-"});
     for (IPublishMedium* const medium :
          std::initializer_list<IPublishMedium*>{&audio.medium, &video.medium, &desktop.medium}) {
@@ -91,6 +91,23 @@ TEST(StreamInput, AFailureEndsEveryStreamAloud) {
         EXPECT_TRUE(medium->Over()) << medium->Name();
         EXPECT_EQ(medium->Problem(), "cannot read standard input: Is a directory") << medium->Name();
     }
+}
+
+template <class Medium>
+std::string ProblemOf(std::vector<std::string> reversedWords) {
+    Medium medium;
+    CLI::App command;
+    medium.AddOptions(command);
+    command.parse(reversedWords);
+    std::string problem;
+    EXPECT_FALSE(medium.Prepare(problem));
+    return problem;
+}
+
+TEST(StreamInput, OnlyAFileCanBeginAgain) {
+    const std::string problem = "/dev/null: --loop needs a file, which can be read again";
+    EXPECT_EQ(ProblemOf<CAudioPublishMedium>({"--loop", "/dev/null"}), problem);
+    EXPECT_EQ(ProblemOf<CVideoPublishMedium>({"--loop", "/dev/null"}), problem);
 }
 
 TEST(StreamInput, AnEndlessOneWithoutPaceLetsOthersHaveTheirTurn) {

@@ -152,7 +152,11 @@ protected:
     }
     std::vector<std::string> frames;
     uint64_t now = 5000;
-    CVideoPublisher publisher{[this](std::string& frame) { frames.push_back(frame); }};
+    std::string numbered;  ///< what a sender over TCP writes over the number of a frame
+    CVideoPublisher publisher{[this](std::string& frame) {
+        frame.replace(1, numbered.size(), numbered);
+        frames.push_back(frame);
+    }};
 
 private:
     std::string m_bytes;
@@ -172,6 +176,16 @@ TEST_F(VideoPublishing, EachUnitLeavesInItsTimeBehindItsHead) {
     frames.clear();
     publisher.SayGoodbye();
     EXPECT_EQ(frames[0], "\0\0\5\0\0\0\1\x0b"s);
+}
+
+TEST_F(VideoPublishing, GoesOnFromANumberThatWasWrittenIntoAFrame) {
+    Open(Made("K---"), false);
+    numbered = "\xff\xfe";
+    EXPECT_EQ(Play(2), "0 1");
+    numbered.clear();
+    Play(2);
+    EXPECT_EQ(frames[0].substr(0, 3), "\0\xff\xff"s);
+    EXPECT_EQ(frames[1].substr(0, 3), "\0\0\0"s);
 }
 
 TEST_F(VideoPublishing, RequestsGoOnFromTheNearestKeyOfAFile) {

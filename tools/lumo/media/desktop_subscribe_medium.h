@@ -32,7 +32,9 @@ public:
     uint64_t Bytes() const override { return m_viewer.Report().bytes; }
     nlohmann::json Details() const override;
     std::string Summary(double seconds) const override;
-    std::string Problem() const override { return m_sink ? m_sink->Problem() : ""; }
+    std::string Problem() const override {
+        return m_sink && !m_sink->Problem().empty() ? m_sink->Problem() : m_input.Problem();
+    }
 
 private:
     /// A link of the path switch and what was said on it.

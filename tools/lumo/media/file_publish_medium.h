@@ -14,7 +14,11 @@ namespace lumo {
 template <class Publisher>
 class CFilePublishMedium : public IPublishMedium {
 public:
-    bool Prepare(std::string& problem) override { return m_input.Open(m_strFile, problem); }
+    bool Prepare(std::string& problem) override {
+        if (m_input.Open(m_strFile, problem) && m_bLoop && !m_input.IsFile())
+            problem = m_strFile + ": --loop needs a file, which can be read again";
+        return problem.empty();
+    }
     uint64_t Turn(uint64_t now) override;
     int WaitFd() const override { return m_bHungry ? m_input.Fd() : -1; }
     bool Over() const override { return m_bOver; }

@@ -1,6 +1,7 @@
 // What the library gives a publisher and a subscriber of a stream, whose media differ in names only.
 #pragma once
 
+#include "lumomedia/statistics.h"
 #include "tools/lumo/net/link.h"
 #include "tools/lumo/net/path_choice.h"
 #include "tools/lumo/net/peer_host.h"
@@ -115,11 +116,21 @@ struct EndStreamChannel {
 template <class Channel>
 using StreamChannelPtr = std::unique_ptr<Channel, EndStreamChannel<Channel>>;
 
-/// Waits until what was written into the channel is on its way, two seconds at most.
+/// Whether frames wait for any reliable link of a kind (LumoLinkStatistics::byKind).
+inline bool AnyWaits(unsigned char kind) {
+    LumoLinkStatistics link;
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
+        if (link.byKind == kind && link.ulQueuedFrames > 0) return true;
+    return false;
+}
+
+/// Waits until what was written into the channel is on its way to everybody, two seconds at most. The channel knows
+/// what waits for its fastest link, and that over TCP; the links of `kind` tell the rest.
 template <class Channel>
-void DrainChannel(Channel& channel) {
+void DrainChannel(Channel& channel, unsigned char kind) {
     constexpr int kStepMs = 5, kMostSteps = 400;
-    for (int i = 0; i < kMostSteps && channel.GetBufferingFrameCount() > 0; ++i) poll(nullptr, 0, kStepMs);
+    for (int i = 0; i < kMostSteps && (channel.GetBufferingFrameCount() > 0 || AnyWaits(kind)); ++i)
+        poll(nullptr, 0, kStepMs);
 }
 
 }  // namespace lumo

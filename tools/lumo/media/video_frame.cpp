@@ -17,6 +17,8 @@ std::string Encode(const VideoFrame& frame) {
 
 std::string EncodeVideoEnd(uint16_t sequence) { return Encode({false, sequence, kEnd}); }
 
+uint16_t SequenceOf(const std::string& frame) { return CByteReader(frame.data() + 1, kVideoHeadLength - 1).U16(); }
+
 bool Decode(const char* data, size_t length, VideoFrame& frame) {
     if (length > kMaxVideoFrame) return false;
     CByteReader reader(data, length);

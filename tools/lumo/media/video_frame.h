@@ -23,6 +23,8 @@ struct VideoFrame {
 
 std::string Encode(const VideoFrame& frame);
 std::string EncodeVideoEnd(uint16_t sequence);
+/// The number of a frame that Encode made.
+uint16_t SequenceOf(const std::string& frame);
 /// False for anything that is too long or whose content is no access unit. `frame` points into the data.
 bool Decode(const char* data, size_t length, VideoFrame& frame);
 

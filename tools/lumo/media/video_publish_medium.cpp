@@ -49,7 +49,8 @@ uint64_t CVideoPublishMedium::Turn(uint64_t now) {
 
 void CVideoPublishMedium::SayGoodbye() {
     Source().SayGoodbye();
-    DrainChannel(*m_channel);
+    constexpr unsigned char kVideo = 1;
+    DrainChannel(*m_channel, kVideo);
 }
 
 nlohmann::json CVideoPublishMedium::Details() {

@@ -75,7 +75,6 @@ CVideoPublisher::State CVideoPublisher::Fetch(uint64_t nowMs) {
 void CVideoPublisher::Send(uint64_t nowMs) {
     if (!m_bReady) return;
     const std::string unit = m_parameters.Complete(m_unit);
-    std::string frame = Encode({m_unit.key, m_usSequence++, unit});
     m_bReady = false;
     ++m_ullNumber;
     ++m_ullFrames;
@@ -88,15 +87,17 @@ void CVideoPublisher::Send(uint64_t nowMs) {
     }
     const auto now = static_cast<double>(nowMs);
     m_dDueMs = std::max(m_dDueMs.value_or(now), now - static_cast<double>(kLateMs)) + m_dGapMs;
+    Publish(Encode({m_unit.key, m_usSequence, unit}));
+}
+
+void CVideoPublisher::Publish(std::string frame) {
     m_out(frame);
+    m_usSequence = static_cast<uint16_t>(SequenceOf(frame) + 1);
 }
 
 void CVideoPublisher::SayGoodbye() {
     // The first has arrived when the second leaves the queue.
-    for (int i = 0; i < 2; ++i) {
-        std::string frame = EncodeVideoEnd(m_usSequence++);
-        m_out(frame);
-    }
+    for (int i = 0; i < 2; ++i) Publish(EncodeVideoEnd(m_usSequence));
 }
 
 }  // namespace lumo

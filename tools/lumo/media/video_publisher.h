@@ -17,7 +17,7 @@ namespace lumo {
 class CVideoPublisher {
 public:
     using State = FetchState;
-    /// May write into the frame.
+    /// May write another number into the frame: the next one follows it.
     using Out = std::function<void(std::string& frame)>;
 
     explicit CVideoPublisher(Out out) : m_out(std::move(out)) {}
@@ -57,6 +57,7 @@ private:
     bool GoesElsewhere(uint64_t nowMs);
     const VideoIndex::Key* Where() const;
     State Take(uint64_t nowMs);
+    void Publish(std::string frame);
 
     const Out m_out;
     double m_dGapMs = 40;

@@ -1,6 +1,7 @@
 #include "tools/lumo/media/video_recorder.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace lumo {
 
@@ -41,9 +42,9 @@ void CVideoRecorder::Take(const VideoFrame& frame, const Known& known) {
     ++m_report.frames;
     if (frame.key) ++m_report.keyFrames;
     m_report.bytes += frame.unit.size();
-    if (!m_pFile) return;
-    m_bGood = m_bGood && std::fwrite(frame.unit.data(), 1, frame.unit.size(), m_pFile) == frame.unit.size() &&
-              std::fflush(m_pFile) == 0;
+    if (!m_pFile || m_nError != 0) return;
+    const bool written = std::fwrite(frame.unit.data(), 1, frame.unit.size(), m_pFile) == frame.unit.size();
+    if (!written || std::fflush(m_pFile) != 0) m_nError = errno != 0 ? errno : EIO;
 }
 
 bool CVideoRecorder::KeyFrameDue(uint64_t nowMs) {

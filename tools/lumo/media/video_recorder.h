@@ -31,8 +31,8 @@ public:
     bool KeyFrameDue(uint64_t nowMs);
     /// The publisher has said its goodbye.
     bool Ended() const { return m_bEnded; }
-    /// False once something could not be written.
-    bool Good() const { return m_bGood; }
+    /// The errno of what could not be written; 0 when all could.
+    int Error() const { return m_nError; }
     const VideoReport& Report() const { return m_report; }
 
     static constexpr uint64_t kPatienceMs = 300;  ///< a key frame may be on its way without being asked for
@@ -54,7 +54,7 @@ private:
     std::optional<uint64_t> m_missingMs;  // since when nothing that comes can be decoded
     std::optional<uint64_t> m_askedMs;
     bool m_bEnded = false;
-    bool m_bGood = true;
+    int m_nError = 0;
     VideoReport m_report;
 };
 

@@ -3,8 +3,6 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/transfer/file_name.h"
 
-#include <cerrno>
-
 namespace lumo {
 namespace {
 
@@ -63,7 +61,8 @@ std::string CVideoSubscribeMedium::Summary(double seconds) const {
 }
 
 std::string CVideoSubscribeMedium::Problem() const {
-    return m_recorder->Good() ? "" : "cannot write " + Printable(m_strOut) + ": " + ErrorText(errno);
+    const int error = m_recorder->Error();
+    return error == 0 ? "" : "cannot write " + Printable(m_strOut) + ": " + ErrorText(error);
 }
 
 }  // namespace lumo

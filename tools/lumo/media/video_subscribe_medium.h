@@ -20,7 +20,7 @@ public:
     bool Prepare(std::string& problem) override;
     bool OnFrame(const std::string& frame) override;
     void Tick() override;
-    bool Over() const override { return m_recorder->Ended() || !m_recorder->Good(); }
+    bool Over() const override { return m_recorder->Ended() || m_recorder->Error() != 0; }
     void Finish() override {}
 
     bool Heard() const override { return m_recorder->Report().frames > 0; }

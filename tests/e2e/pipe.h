@@ -1,0 +1,31 @@
+// What a process reads from a test.
+#pragma once
+
+#include "tools/lumo/transfer/unique_fd.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <string>
+
+namespace e2e {
+
+/// A pipe whose other end a process reads.
+class CPipe {
+public:
+    CPipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        read.Reset(ends[0]);
+        write.Reset(ends[1]);
+    }
+    /// Waits until all of it has gone into the pipe.
+    void Write(const std::string& bytes) const {
+        EXPECT_EQ(::write(write.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    lumo::CUniqueFd read, write;
+};
+
+}  // namespace e2e
