@@ -35,6 +35,11 @@ struct CTestHost {
         net.Udp().Deliver(bytes, ip, port);
     }
     std::vector<CSentDatagram> TakeSent() { return net.Udp().TakeSent(); }
+    std::vector<std::string> TakeSentHex() {
+        std::vector<std::string> hex;
+        for (const CSentDatagram& datagram : TakeSent()) hex.push_back(ToHex(datagram.bytes));
+        return hex;
+    }
 
     static constexpr uint32_t kPeerIP = 0x0a000002;
     static constexpr uint16_t kPeerPort = 7001;

@@ -26,13 +26,14 @@ thread_local bool t_bCounting = false;
 thread_local size_t t_nAllocations = 0;
 }  // namespace
 
-void* operator new(size_t size) {
+// Not inlined, or the compiler sees one half of a pair only and warns.
+[[gnu::noinline]] void* operator new(size_t size) {
     if (t_bCounting) ++t_nAllocations;
     if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 TEST(AudioFanOut, AllocatesNothing) {
     ILocalMcuMgr* manager = CreateLocalMcuMgr(0);

@@ -73,17 +73,17 @@ TEST_F(AudioReceivers, TellTheSinkAtOnceAndAgainWhatTheyWant) {
     host.Deliver(Hex("0001") + id + U32(0), 10, 7000);
     EXPECT_TRUE(host.TakeSent().empty() && notify.connected.empty()) << "no sink; asking again would be answered again";
     host.Deliver(Hex("0001") + id + U32(600), 10, 7000);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, stop));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, stop));
     EXPECT_EQ(notify.connected.size(), 1U);
     host.Deliver(Hex("0001") + id + U32(601), 11, 7000);
     EXPECT_TRUE(host.TakeSent().empty()) << "the first sink wins";
     receiver->SetEnable(true);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, start));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, start));
     host.Deliver(Hex("0001") + id + U32(600), 10, 7000);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, start));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, start));
     EXPECT_EQ(notify.connected.size(), 1U);
     receiver->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0008") + U32(600))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0008") + U32(600))));
 }
 
 TEST_F(AudioReceivers, TakeDatagramsOfTheirSinkOnlyAndEachAsItComes) {
@@ -151,7 +151,7 @@ TEST_F(AudioReceivers, OfPeersWaitUnlessTheyWereMadeToAsk) {
     EXPECT_EQ(sent[0].bytes.substr(6), U32(77) + U32(7)) << "the asking user's own ID";
     EXPECT_EQ(sent[0].ip, CTestHost::kPeerIP);
     host.Deliver(Hex("0001") + sent[0].bytes.substr(2, 4) + U32(600));
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, ToHex(Hex("0004") + U32(600))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(Hex("0004") + U32(600))));
     asking->IsDisconnected();
     EXPECT_TRUE(host.TakeSent().empty()) << "acknowledged: it asks no more";
     waiting->ReleaseConnections();

@@ -34,11 +34,6 @@ public:
         return sent.empty() ? 0 : ReadU32(sent[0].bytes, 6);
     }
     void Write(const std::string& frame) { channel->OnAudioChannelData(frame.data(), static_cast<int>(frame.size())); }
-    std::vector<std::string> SentHex() {
-        std::vector<std::string> hex;
-        for (const CSentDatagram& datagram : host.TakeSent()) hex.push_back(ToHex(datagram.bytes));
-        return hex;
-    }
 
     CTestHost host;
     CNotify notify;

@@ -42,7 +42,7 @@ TEST_F(AudioSenders, OverUdpFramesLeaveBetweenStartAndStop) {
     EXPECT_EQ(answer[0].port, 7100);
 
     for (const char* frame : {"22", "333"}) Write(frame);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0019") + U32(500) + "333")});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0019") + U32(500) + "333")});
     EXPECT_EQ(sender->GetSentFrameCount(), 2U) << "the short one counts and does not go";
     sender->SetEnable(false);
     EXPECT_FALSE(sender->IsEnable());
@@ -50,12 +50,12 @@ TEST_F(AudioSenders, OverUdpFramesLeaveBetweenStartAndStop) {
     sender->SetEnable(true);
     EXPECT_TRUE(host.TakeSent().empty()) << "the server hears nothing of it";
     host.Deliver(Hex("0016") + key);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0017") + U32(500))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0017") + U32(500))});
     Write("stopped");
     EXPECT_TRUE(host.TakeSent().empty());
     EXPECT_EQ(sender->GetSentFrameCount(), 2U);
     sender->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0018") + U32(500))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0018") + U32(500))));
     EXPECT_EQ(channel->GetAudioSinkCount(), 0U);
     host.Deliver(Hex("0014") + key + U32(3));  // late: nobody is there
     EXPECT_TRUE(host.TakeSent().empty());

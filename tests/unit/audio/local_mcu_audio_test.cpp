@@ -41,7 +41,7 @@ TEST_F(LocalMcuAudio, FramesGoToThoseWhoWantThemAndOnlyAtTheirLengths) {
     EXPECT_TRUE(host.TakeSent().empty()) << "nobody has started";
     EXPECT_FALSE(channel->HasStartedAudioSink());
     host.Deliver(Hex("0004") + U32(first));
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0005") + U32(5) + U32(first))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0005") + U32(5) + U32(first))});
     EXPECT_TRUE(channel->HasStartedAudioSink());
     for (const size_t length : {0U, 1U, 2U, 3U, 160U, 1065U, 1066U, 1067U, 1076U, 70000U}) {
         const std::string frame(length, 'x');
@@ -65,7 +65,7 @@ TEST_F(LocalMcuAudio, FramesGoToThoseWhoWantThemAndOnlyAtTheirLengths) {
     Write("both");
     EXPECT_EQ(host.TakeSent().size(), 2U);
     host.Deliver(Hex("0006") + U32(first));
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0007") + U32(5) + U32(first))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0007") + U32(5) + U32(first))});
     Write("one");
     EXPECT_EQ(host.TakeSent().size(), 1U);
     host.Deliver(Hex("0008") + U32(second));

@@ -47,11 +47,6 @@ protected:
     void ConnectSink(uint32_t receiver, uint32_t channelID = 77) {
         host.Deliver(Hex("052b") + U32(receiver) + U32(channelID));
     }
-    std::vector<std::string> SentHex() {
-        std::vector<std::string> hex;
-        for (const CSentDatagram& datagram : host.TakeSent()) hex.push_back(ToHex(datagram.bytes));
-        return hex;
-    }
     IDesktopReceiver* SubscribeUDP() {
         IDesktopReceiver* receiver = CreateDesktopReceiverUDP(notify, 77, 10, 0, 0, 7000, 0, 0, 0, 0, true);
         receiverID = host.TakeSent().at(0).bytes.substr(2, 4);
@@ -72,7 +67,7 @@ TEST_F(LocalMcuDesktop, SinksAreAskedForByKindFiveAndAnsweredTwice) {
     EXPECT_EQ(answer[0].bytes.substr(0, 6), Hex("052c") + U32(5));
     const std::string sink = answer[0].bytes.substr(6);
     host.Deliver(Hex("052d") + sink);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, ToHex(Hex("052e") + U32(5) + sink)));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(Hex("052e") + U32(5) + sink)));
     host.Deliver(Hex("0530") + sink + session_wire::Data(0, "up"));
     EXPECT_EQ(channel.upstream, std::vector<std::string>{"up"});
     EXPECT_EQ(host.TakeSent().at(0).bytes.substr(0, 10), Hex("052f") + U32(5) + sink);
@@ -176,14 +171,15 @@ TEST_F(LocalMcuDesktop, SenderWireBytes) {
     EXPECT_EQ(notify.connected, std::vector<unsigned long>{11}) << "once";
     channel.Write("picture");
     host.Deliver(Hex("0536") + key);
-    EXPECT_EQ(SentHex(), (std::vector<std::string>{ToHex(Hex("0534") + U32(500) + session_wire::Data(0, "picture")),
-                                                   ToHex(Hex("0537") + U32(500))}));
+    EXPECT_EQ(host.TakeSentHex(),
+              (std::vector<std::string>{ToHex(Hex("0534") + U32(500) + session_wire::Data(0, "picture")),
+                                        ToHex(Hex("0537") + U32(500))}));
     host.Deliver(Hex("0535") + key + session_wire::Data(0, "x"), 11, 7100);
     host.Deliver(Hex("0535") + key + session_wire::Data(1, "up"), 11, 7100);
     EXPECT_EQ(channel.upstream, std::vector<std::string>{"up"}) << "a byte alone is none";
     host.TakeSent();
     sender->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0538") + U32(500))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0538") + U32(500))));
 }
 
 TEST_F(LocalMcuDesktop, SenderOverTcpTakesWhateverChannelIsEchoedButZero) {
@@ -267,9 +263,9 @@ TEST_F(LocalMcuDesktop, UpstreamFramesLeaveAllAtOnce) {
     for (uint16_t i = 0; i < 3; ++i)
         expected.push_back(
             ToHex(Hex("0530") + U32(600) + session_wire::Data(i, std::vector{"first", "second", "third"}[i])));
-    EXPECT_EQ(SentHex(), expected) << "nothing has been acknowledged";
+    EXPECT_EQ(host.TakeSentHex(), expected) << "nothing has been acknowledged";
     host.Run(200, 200);
-    EXPECT_EQ(SentHex(), expected) << "and the worker repeats them";
+    EXPECT_EQ(host.TakeSentHex(), expected) << "and the worker repeats them";
     receiver->ReleaseConnections();
 }
 

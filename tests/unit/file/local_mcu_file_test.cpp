@@ -38,11 +38,6 @@ protected:
     void ConnectSink(uint32_t receiver, uint32_t channelID = 77) {
         host.Deliver(Hex("0639") + U32(receiver) + U32(channelID));
     }
-    std::vector<std::string> SentHex() {
-        std::vector<std::string> hex;
-        for (const CSentDatagram& datagram : host.TakeSent()) hex.push_back(ToHex(datagram.bytes));
-        return hex;
-    }
 
     CTestHost host;
     CNotify notify;
@@ -197,9 +192,9 @@ TEST_F(LocalMcuFile, SenderWireBytesAndAddressRules) {
     EXPECT_EQ(frame[0].port, 7100);
     EXPECT_EQ(frame[0].bytes, Hex("0642") + U32(500) + session_wire::Data(0, "early"));
     host.Deliver(Hex("0644") + key);
-    EXPECT_EQ(SentHex(), (std::vector<std::string>{ToHex(Hex("0645") + U32(500))}));
+    EXPECT_EQ(host.TakeSentHex(), (std::vector<std::string>{ToHex(Hex("0645") + U32(500))}));
     sender->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0646") + U32(500))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0646") + U32(500))));
     host.Deliver(Hex("0643") + key + session_wire::Ack(0));  // late: nobody is there
     EXPECT_EQ(channel.GetFileSinkCount(), 0U);
 }

@@ -28,7 +28,7 @@ TEST_F(LocalMcuVideo, ARepeatedConnectIsAcknowledgedAgainAndMakesNoSecondSink) {
     EXPECT_EQ(first[0].bytes.substr(0, 6), Hex("010a") + U32(5));
     EXPECT_EQ(first[0].bytes.size(), 10U);
     host.Deliver(request, 99, 99);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, ToHex(first[0].bytes)));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(first[0].bytes)));
     EXPECT_EQ(channel->GetVideoSinkCount(), 1U);
 
     EXPECT_EQ(ConnectSink(7, 78), 0U);
@@ -44,24 +44,25 @@ TEST_F(LocalMcuVideo, FramesGoInSessionPacketsToThoseWhoWantThem) {
     Write(Key(100));
     EXPECT_TRUE(host.TakeSent().empty()) << "nobody has started";
     Start(sink);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("010c") + U32(5) + U32(sink))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("010c") + U32(5) + U32(sink))});
     for (const size_t length : {0U, 1U, 2U, 3U}) Write(Key(length));
     channel->OnVideoChannelData(nullptr, 100);
     EXPECT_TRUE(host.TakeSent().empty());
     Write(Key(4));
     const std::string head = Hex("010f") + U32(5) + U32(sink);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(head + Data(0, Key(4)))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(head + Data(0, Key(4)))});
     Write(Delta(2000));
     EXPECT_TRUE(host.TakeSent().empty()) << "one frame is in flight at a time";
     EXPECT_EQ(channel->GetBufferingFrameCount(), 1U);
     host.Run(200);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(head + Data(0, Key(4)))}) << "what is not acknowledged again";
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(head + Data(0, Key(4)))})
+        << "what is not acknowledged again";
     FromReceiver(sink, Ack(0));
     const auto next = host.TakeSent();
     ASSERT_EQ(next.size(), 2U) << "and the next one as soon as it is";
     EXPECT_EQ(next[1].bytes.size(), 10U + 12U + 960U);
     Stop(sink);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("010e") + U32(5) + U32(sink))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("010e") + U32(5) + U32(sink))});
     Write(Key(4));
     EXPECT_EQ(channel->GetBufferingFrameCount(), 0U);
     host.Deliver(Hex("0111") + U32(sink));

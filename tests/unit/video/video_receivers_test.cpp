@@ -16,7 +16,7 @@ protected:
         IVideoReceiver* receiver = CreateVideoReceiverUDP(notify, 77, 10, 0, 0, 7000, 0, 0, 0, 0, 0x0102);
         id = host.TakeSent().at(0).bytes.substr(2, 4);
         host.Deliver(Hex("010a") + id + U32(600), 10, 7000);
-        EXPECT_EQ(SentHex(), std::vector<std::string>(2, ToHex(Hex("010b") + U32(600))));
+        EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(Hex("010b") + U32(600))));
         return receiver;
     }
     void FromSink(const std::string& packet, uint32_t sink = 600, uint32_t ip = 10, uint16_t port = 7000) {
@@ -74,9 +74,9 @@ TEST_F(VideoReceivers, DeliverFramesWholeInOrderAndOnce) {
     ASSERT_EQ(acks.size(), 4U);
     for (const CSentDatagram& ack : acks) EXPECT_EQ(ack.bytes.substr(0, 6), Hex("0110") + U32(600));
     receiver->SetEnable(false);
-    EXPECT_EQ(SentHex(), std::vector<std::string>(2, ToHex(Hex("010d") + U32(600))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(Hex("010d") + U32(600))));
     receiver->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0111") + U32(600))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0111") + U32(600))));
 }
 
 TEST_F(VideoReceivers, AskForAKeyFrameWheneverTheyAreToldToAndOnlyThen) {
@@ -84,14 +84,14 @@ TEST_F(VideoReceivers, AskForAKeyFrameWheneverTheyAreToldToAndOnlyThen) {
     const std::string zero(1, '\0');
     const auto request = [&](uint16_t sequence) { return ToHex(Hex("0110") + U32(600) + Data(sequence, zero)); };
     receiver->RequestKeyFrame();
-    EXPECT_EQ(SentHex(), std::vector<std::string>{request(0)});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{request(0)});
     host.Run(5000, 50);
     EXPECT_TRUE(host.TakeSent().empty()) << "the worker does not repeat it";
     receiver->RequestKeyFrame();
-    EXPECT_EQ(SentHex(), (std::vector<std::string>{request(0), request(1)}));
+    EXPECT_EQ(host.TakeSentHex(), (std::vector<std::string>{request(0), request(1)}));
     FromSink(Ack(1));
     receiver->RequestKeyFrame();
-    EXPECT_EQ(SentHex(), std::vector<std::string>{request(2)});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{request(2)});
     for (int i = 0; i < 10000; ++i) receiver->RequestKeyFrame();
     LumoLinkStatistics statistics;
     ASSERT_TRUE(GetLinkStatistics(0, statistics));

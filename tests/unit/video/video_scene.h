@@ -47,11 +47,6 @@ public:
         return sink;
     }
     void Write(std::string frame) { channel->OnVideoChannelData(frame.data(), static_cast<int>(frame.size())); }
-    std::vector<std::string> SentHex() {
-        std::vector<std::string> hex;
-        for (const CSentDatagram& datagram : host.TakeSent()) hex.push_back(ToHex(datagram.bytes));
-        return hex;
-    }
 
     CTestHost host;
     CNotify notify;

@@ -33,7 +33,7 @@ TEST_F(VideoSenders, OverUdpFramesLeaveBetweenStartAndStopAndRequestsArrive) {
     EXPECT_EQ(notify.connected, (std::vector<unsigned long>{11}));
     host.Deliver(Hex("011d") + key + U32(3));
     EXPECT_EQ(sender->GetStartParam(), 3U);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("011e") + U32(500))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("011e") + U32(500))});
 
     Write(Key(3));
     EXPECT_TRUE(host.TakeSent().empty());
@@ -60,17 +60,17 @@ TEST_F(VideoSenders, OverUdpFramesLeaveBetweenStartAndStopAndRequestsArrive) {
     Write(Key(4));
     EXPECT_EQ(channel->GetBufferingFrameCount(), 1U) << "eleven wait";
     host.Deliver(Hex("0122") + key + Ack(0));
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0121") + U32(500) + Data(1, Key(4)))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0121") + U32(500) + Data(1, Key(4)))});
     sender->SetEnable(false);
     Write(Key(4));
     sender->SetEnable(true);
     host.Deliver(Hex("011f") + key);
-    EXPECT_EQ(SentHex(), std::vector<std::string>{ToHex(Hex("0120") + U32(500))});
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>{ToHex(Hex("0120") + U32(500))});
     Write(Key(4));
     EXPECT_EQ(GetLocalMCUVideo()->Tables().senders.Size(), 1U);
     EXPECT_FALSE(channel->HasKeyFrameRequest()) << "those of servers come otherwise";
     sender->ReleaseConnections();
-    EXPECT_EQ(SentHex(), std::vector<std::string>(3, ToHex(Hex("0123") + U32(500))));
+    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0123") + U32(500))));
     EXPECT_EQ(channel->GetVideoSinkCount(), 0U);
     EXPECT_FALSE(GetLinkStatistics(0, statistics));
 }
