@@ -100,8 +100,7 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
     add("--max-sinks", limits.sinks, "Subscribers of one medium");
     add("--max-signalling", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
     addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
-    addSize("--max-source-queue", limits.upstreamQueueBytes,
-            "Bytes waiting for one publisher, or a board's far server; more is dropped");
+    addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
     addSize("--max-upstream-frame", limits.upstreamFrameBytes,
             "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
         ->check(CLI::Range(1U, 64U << 20));

@@ -35,20 +35,12 @@ private:
     bool AskTCP(const CMcuAddress& far) override {
         auto* receiver = kMakeTCP(*this, this->m_stream.ChannelID());
         m_pReceiver = receiver;
-        if (receiver) Limit(*receiver);
         return receiver && receiver->Connect(far, {}, {});
     }
     bool AskUDP(const CMcuAddress& far) override {
         m_pReceiverUDP = kMakeUDP(*this, this->m_stream.ChannelID());
         m_pReceiver = m_pReceiverUDP;
-        if (m_pReceiverUDP) Limit(*m_pReceiverUDP);
         return m_pReceiverUDP && m_pReceiverUDP->Connect(far, {}, false);
     }
     bool Poll(CReceiverUDP& receiver) override { return receiver.PollLink(); }
-    /// For a board's client, whose messages come by themselves; what goes to the others the stream measures.
-    template <class T>
-    void Limit(T& receiver) {
-        if constexpr (requires { receiver.LimitQueue(uint64_t{}); })
-            receiver.LimitQueue(this->m_stream.Limits().upstreamQueueBytes);
-    }
 };

@@ -66,8 +66,8 @@ CDatagram CSourceUDP::KeepAlive(uint32_t wanted) const {
 void CSourceUDP::Prove() {
     if (m_bProved.exchange(true, std::memory_order_relaxed)) return;
     Acknowledge();
+    if (m_profile.Stops()) m_stream.OnSinksChanged();  // before what has been kept for it
     OnProved();
-    if (m_profile.Stops()) OnChange();
 }
 
 bool CSourceUDP::IsRelayed() const { return m_stream.RelayedFrom() != 0; }

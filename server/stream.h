@@ -84,7 +84,6 @@ public:
     void Sample(uint32_t now);
     /// What the publisher sends at the moment.
     uint32_t BytesPerSecond();
-    const CServerLimits& Limits() const { return m_limits; }
     /// With the first `maxListeners` subscribers.
     CStreamStatus Status(size_t maxListeners);
     /// Adds what it has and has had.
@@ -101,6 +100,8 @@ protected:
     virtual bool SendToLeg(const void* data, int length) = 0;
     /// Every subscriber, under the channel's sink lock.
     virtual void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) = 0;
+
+    const CServerLimits& Limits() const { return m_limits; }
 
 private:
     template <class Use>

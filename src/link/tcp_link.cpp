@@ -1,5 +1,7 @@
 #include "link/tcp_link.h"
 
+#include "link/limits.h"
+
 using wire::CDatagram;
 
 CDatagram ValidationMessage(wire::TcpType type, const CDatagram& payload) {
@@ -31,7 +33,8 @@ void CTcpLink::SendValidation(const CDatagram& message) {
 bool CTcpLink::SendFrame(const void* data, int length) {
     CAutoLock lock(&m_cs);
     if (!m_pITcpClient || length > limits::kMaxFrameLen || m_bOverrun) return false;
-    m_bOverrun = m_pITcpClient->GetSendQueueBytes() + static_cast<uint64_t>(length) > m_nQueueLimit;
+    const uint64_t bytes = m_pITcpClient->GetSendQueueBytes() + static_cast<uint64_t>(length);
+    m_bOverrun = limits::QueueCost(bytes, m_pITcpClient->GetSendQueueSize() + 1) > limits::kMaxQueueBytes;
     if (m_bOverrun) return false;
     m_pITcpClient->SendData(static_cast<const char*>(data), length, 0);
     return true;

@@ -4,7 +4,6 @@
 #include "core/wire/commands.h"
 #include "core/wire/datagram.h"
 #include "link/activity.h"
-#include "link/limits.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumonet/lumonet.h"
@@ -45,11 +44,6 @@ public:
     void SendValidation(const wire::CDatagram& message);
     /// False when there is no client, or when the frame would not fit the queue's limit: the link is lost then.
     bool SendFrame(const void* data, int length);
-    /// How many bytes may wait to be sent.
-    void LimitQueue(uint64_t bytes) {
-        CAutoLock lock(&m_cs);
-        m_nQueueLimit = bytes;
-    }
     /// Sends a control byte, `alone` in place of all that waits; it is the keep-alive from now on.
     void SendControl(char control, bool alone);
     /// Drops what waits to be sent; the link is whole again.
@@ -71,7 +65,6 @@ public:
 private:
     CCritSec m_cs{lock_order::kLeaf};
     ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
-    uint64_t m_nQueueLimit LUMO_GUARDED_BY(m_cs) = limits::kMaxQueueBytes;
     bool m_bOverrun LUMO_GUARDED_BY(m_cs) = false;  // a frame was turned away: what follows would come with a gap
     char m_cKeepAlive LUMO_GUARDED_BY(m_cs);
     CPollCount m_keepAlive;

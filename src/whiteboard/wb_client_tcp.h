@@ -9,8 +9,6 @@ public:
     void ReleaseConnections() override;
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
     void SendWBSessionData(const char* data, int len) override;
-    /// How many bytes may wait for the far side.
-    void LimitQueue(uint64_t bytes) { m_link.LimitQueue(bytes); }
 
     void OnTcpClientNotifyConnected() override;
     bool OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) override;

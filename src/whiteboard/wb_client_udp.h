@@ -24,8 +24,6 @@ public:
     /// When the far side last gave a sign of life, and a way to ask it for one with the next poll.
     uint32_t LastHeard() const { return m_sinkLink.LastHeard(); }
     void KeepAliveSoon() { m_sinkLink.KeepAliveSoon(); }
-    /// How many bytes may wait for the far side.
-    void LimitQueue(uint64_t bytes) { SetQueueLimit(bytes); }
 
     CFrameLink* GetFrameLink() { return this; }
     void OnSCTPSessionReceivedFrame(char* data, int length) override { OnWBSessionData(data, length); }

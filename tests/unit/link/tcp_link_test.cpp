@@ -1,0 +1,44 @@
+// What may wait for a TCP connection.
+#include "link/tcp_link.h"
+#include "link/limits.h"
+#include "support/test_manager.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+class CNobody final : public ITcpClientNotify {
+public:
+    void OnTcpClientNotifyConnected() override {}
+    bool OnTcpClientNotifyValidate(unsigned long, const char*, int) override { return true; }
+    bool OnTcpClientNotifyReceivedFrame(const char*, int) override { return true; }
+};
+
+TEST(TcpLink, TakesNothingMoreOnceAFrameDidNotFitAndIsLostUnlessItsQueueIsCleared) {
+    CTestHost host;
+    CNobody notify;
+    CTcpLink link(12);
+    ASSERT_TRUE(link.Dial(&notify, CTestHost::kPeerIP, CTestHost::kPeerPort, {}));
+    CFakeTcp& tcp = host.net.LastClient();
+    const auto sends = [&](size_t length) {
+        const std::string frame(length, 'x');
+        return link.SendFrame(frame.data(), static_cast<int>(frame.size()));
+    };
+    tcp.queuedBytes = limits::kMaxQueueBytes - 1000;
+    EXPECT_TRUE(sends(1000 - limits::kFrameCost));
+    EXPECT_EQ(link.Poll(), TcpPoll::Alive);
+    EXPECT_FALSE(sends(1001 - limits::kFrameCost));
+    tcp.queuedBytes = 0;
+    EXPECT_FALSE(sends(1)) << "it would come with a gap";
+    EXPECT_EQ(link.Poll(), TcpPoll::Lost);
+    link.ClearQueue();
+    EXPECT_TRUE(sends(1));
+    EXPECT_EQ(link.Poll(), TcpPoll::Alive);
+    tcp.queued = limits::kMaxQueueBytes / limits::kFrameCost;
+    EXPECT_FALSE(sends(1)) << "many short frames take room as well";
+    link.Release();
+}
+
+}  // namespace
