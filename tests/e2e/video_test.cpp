@@ -106,7 +106,7 @@ TEST_F(VideoStreams, TheGoodbyeWaitsForTheSlowestLink) {
     for (CChildProcess* const one : {&relayed, &direct}) one->Signal(SIGSTOP);
     camera.Write(all);
     camera.write.Reset();
-    EXPECT_FALSE(publisher.WaitForEnd(500)) << "the relay has all of it, and who watches directly has not";
+    EXPECT_FALSE(publisher.WaitForEnd(200)) << "the relay has all of it, and who watches directly has not";
     for (CChildProcess* const one : {&relayed, &direct}) {
         one->Signal(SIGCONT);
         EXPECT_EQ(ExitOf(*one), 0) << one->Output() << one->Errors();

@@ -51,6 +51,18 @@ TEST_F(Board, AReplacementIsOneStepAndAllOrNothing) {
     EXPECT_EQ(IDs().size(), 2U);
 }
 
+TEST_F(Board, AReplacementThatHasNoRoomChangesNothing) {
+    GoOnline();
+    const uint32_t old = Draw();
+    const size_t length = Objects()[0]["bytes"];
+    Hear(BoardCommand::Data, old + 1, std::string(CBoardModel::kMaxBytes - length, 'x'));
+    ASSERT_EQ(IDs().size(), 2U);
+    Said(BoardCommand::Delete);
+    EXPECT_TRUE(Do(R"([{"do":"replace","id":)" + std::to_string(old) + R"(,"object":)" + kLine + "}]").empty());
+    EXPECT_EQ(IDs().size(), 2U);
+    EXPECT_TRUE(Said(BoardCommand::Delete).empty());
+}
+
 TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     GoOnline();
     Hear(BoardCommand::Data, 1, Record());

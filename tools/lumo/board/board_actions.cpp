@@ -81,12 +81,12 @@ uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
 
 CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf) {
     BoardStep step;
-    TakeAway(insteadOf, step);
     for (const Shape& shape : shapes) {
         const uint32_t id = AddOwn(EncodeRecord(shape), m_model.NextTag(), now);
         if (id != 0) step.added.push_back(id);
     }
     ShowAdded(step.added);
+    if (step.added.size() == shapes.size()) TakeAway(insteadOf, step);
     IDs added = step.added;
     m_undo.Note(std::move(step));
     ShowUndo();

@@ -65,7 +65,7 @@ class Board {
   /** False when it was refused. */
   async replace(id, shape) {
     const ids = await this.draft([shape], ([object]) => ({ do: "replace", id, object }));
-    if (ids?.length === 0) this.say("Not changed: others may have changed it. Try again once you are connected.");
+    if (ids?.length === 0) this.say("Not changed: others may have changed it, or the board is full.");
     return ids?.length > 0;
   }
   /** The new numbers; null when the program did not answer. */
@@ -117,10 +117,10 @@ class Board {
     area.focus();
   }
 
-  /** False when it goes on: what was typed is too long for an object. */
+  /** False when it goes on: what was typed is too long for an object, or what was typed before is refused. */
   finishTyping(keep = true) {
     const typing = this.typing, area = $("typing");
-    if (!typing) return true;
+    if (!typing) return this.openRefused();
     const text = area.value.trimEnd();
     if (keep && new TextEncoder().encode(text).length > MOST_TEXT) {
       this.say("This text is too long.");
@@ -130,14 +130,23 @@ class Board {
     this.typing = null;
     area.hidden = true;
     if (keep && text !== (typing.old?.text ?? "")) this.write(typing, text);
-    return true;
+    return this.openRefused();
+  }
+
+  openRefused() {
+    const refused = this.refused;
+    this.refused = null;
+    if (refused) this.typeAt(...refused);
+    return !refused;
   }
 
   async write({ at, old, colour, textSize }, text) {
     if (!text) return this.remove([old.id]);
     const shape = { type: "text", colour, width: textSize, fill: null, text, box: textBox(at, text, textSize) };
     if (!old) return this.add(shape);
-    if (!await this.replace(old.id, shape) && !this.typing) this.typeAt(at, old, text);
+    if (await this.replace(old.id, shape)) return;
+    this.refused = [at, old, text];
+    if (!this.typing) this.openRefused();
   }
 
   choosePicture() { $("file").click(); }
