@@ -66,7 +66,7 @@ async function rewrite(one, other) {
   });
   const area = one.page.locator("#typing");
   await one.write([700, 120], "draft");
-  await shows(other, "draft", "final");
+  await Promise.all([shows(one, "draft", "final"), shows(other, "draft", "final")]);
   const [old] = (await ofType(one, "text")).filter((object) => object.text === "draft");
   await one.key("v");
   await one.page.mouse.dblclick(...middle(old));
