@@ -58,9 +58,16 @@ TEST_F(Board, AReplacementThatHasNoRoomChangesNothing) {
     Hear(BoardCommand::Data, old + 1, std::string(CBoardModel::kMaxBytes - length, 'x'));
     ASSERT_EQ(IDs().size(), 2U);
     Said(BoardCommand::Delete);
-    EXPECT_TRUE(Do(R"([{"do":"replace","id":)" + std::to_string(old) + R"(,"object":)" + kLine + "}]").empty());
+    const auto replace = [&](const std::string& object) {
+        return Do(R"([{"do":"replace","id":)" + std::to_string(old) + R"(,"object":)" + object + "}]").size();
+    };
+    EXPECT_EQ(replace(R"({"type":"text","colour":"#ff0000","width":16,"fill":null,"box":[0,0,1,1],"text":")" +
+                      std::string(length, 'x') + R"("})"),
+              0U);
     EXPECT_EQ(IDs().size(), 2U);
     EXPECT_TRUE(Said(BoardCommand::Delete).empty());
+    EXPECT_EQ(replace(kLine), 1U) << "there is room for one of its length";
+    EXPECT_EQ(IDs().size(), 2U);
 }
 
 TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {

@@ -81,12 +81,12 @@ uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
 
 CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf) {
     BoardStep step;
+    TakeAway(insteadOf, step);
     for (const Shape& shape : shapes) {
         const uint32_t id = AddOwn(EncodeRecord(shape), m_model.NextTag(), now);
         if (id != 0) step.added.push_back(id);
     }
     ShowAdded(step.added);
-    if (step.added.size() == shapes.size()) TakeAway(insteadOf, step);
     IDs added = step.added;
     m_undo.Note(std::move(step));
     ShowUndo();
@@ -96,7 +96,10 @@ CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const ID
 // All of it or nothing; what others have deleted meanwhile comes back as it is now.
 CBoard::IDs CBoard::Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now) {
     const IDs known = Changeable({id});
-    if (known.empty() && m_model.Has(id)) return {};
+    const BoardObject* old = m_model.Find(id);
+    if (known.empty() && old) return {};
+    const size_t bytes = EncodeRecord(shapes.at(0)).size();
+    if (bytes == 0 || !m_model.HasRoom(bytes, old)) return {};
     return Add(shapes, now, known);
 }
 

@@ -11,11 +11,14 @@ const std::string& BoardObject::Record() const {
     return record;
 }
 
+bool CBoardModel::HasRoom(size_t bytes, const BoardObject* insteadOf) const {
+    const size_t count = m_objects.size() - (insteadOf ? 1 : 0);
+    return count < kMaxObjects && bytes <= kMaxBytes - (m_nBytes - (insteadOf ? insteadOf->record.size() : 0));
+}
+
 bool CBoardModel::Add(uint32_t id, BoardObject object) {
     const BoardObject* held = Find(id);
-    if (held && !held->stale) return false;
-    const size_t count = m_objects.size() - (held ? 1 : 0), bytes = m_nBytes - (held ? held->record.size() : 0);
-    if (count >= kMaxObjects || object.record.size() > kMaxBytes - bytes) return false;
+    if ((held && !held->stale) || !HasRoom(object.record.size(), held)) return false;
     if (held) Remove(id);
     m_nBytes += object.record.size();
     ++m_tags[object.tag];

@@ -31,6 +31,8 @@ public:
 
     /// False when it is held already and not stale, or has no room.
     bool Add(uint32_t id, BoardObject object);
+    /// For a record of so many bytes, when another object goes for it or none (null).
+    bool HasRoom(size_t bytes, const BoardObject* insteadOf) const;
     bool Remove(uint32_t id);
     /// False when there is none. Costs the same however long the record is, so that a short message cannot keep us
     /// busy.

@@ -19,6 +19,7 @@ class Board {
   tools = new Tools(this);
   people = new People(this.view);
   panel = buildPanel(this);
+  refused = [];  // texts that the program has not taken: where, instead of which, what
   #pointing = false;
 
   style() { return this.panel.style(); }
@@ -134,8 +135,7 @@ class Board {
   }
 
   openRefused() {
-    const refused = this.refused;
-    this.refused = null;
+    const refused = this.refused.shift();
     if (refused) this.typeAt(...refused);
     return !refused;
   }
@@ -143,9 +143,8 @@ class Board {
   async write({ at, old, colour, textSize }, text) {
     if (!text) return this.remove([old.id]);
     const shape = { type: "text", colour, width: textSize, fill: null, text, box: textBox(at, text, textSize) };
-    if (!old) return this.add(shape);
-    if (await this.replace(old.id, shape)) return;
-    this.refused = [at, old, text];
+    if (old ? await this.replace(old.id, shape) : (await this.add(shape)).length > 0) return;
+    this.refused.push([at, old, text]);
     if (!this.typing) this.openRefused();
   }
 
