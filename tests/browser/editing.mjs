@@ -87,6 +87,22 @@ async function rewrite(one, other) {
   await shows(other, "draft", "final");
   await one.key("Control+z");
   await until("none of it", async () => !(await texts(other)).includes("draft"));
+
+  const held = [];
+  await one.page.route("**/do", (route) => { held.push(route); });
+  await one.write([700, 120], "alpha");
+  await one.write([700, 200], "beta");
+  await until("both asked for", () => held.filter((route) => route.request().postData().includes('"add"')).length === 2);
+  for (const route of held) await route.fulfill({ json: [[]] });
+  await one.page.unroute("**/do");
+  for (const text of ["alpha", "beta"]) {
+    await until(`"${text}" under the hand again`, async () => await area.isVisible() && await area.inputValue() === text);
+    await area.press("Control+Enter");
+  }
+  await shows(other, "alpha", "draft");
+  await shows(other, "beta", "draft");
+  for (let i = 0; i < 2; i++) await one.key("Control+z");
+  await until("neither", async () => !(await texts(other)).some((text) => ["alpha", "beta"].includes(text)));
 }
 
 /** A move past the edge of the numbers goes on at the other one, as where records are held. */

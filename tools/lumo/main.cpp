@@ -25,9 +25,8 @@ int main(int argc, char** argv) {
     int exitCode = lumo::kExitDone;
     try {
         CLI::App app(
-            "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; and "
-            "the "
-            "servers themselves",
+            "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "
+            "and the servers themselves",
             "lumo");
         app.require_subcommand(1);
         lumo::AddSendCommand(app, exitCode);

@@ -99,8 +99,11 @@ class Board {
     if (next !== undefined) this.point(next);
   }
 
-  typeAt(at, old = null, text = old?.text ?? "") {
-    if (!this.finishTyping()) return;
+  typeAt(at, old = null) {
+    if (this.finishTyping()) this.openTyping(at, old, old?.text ?? "");
+  }
+
+  openTyping(at, old, text) {
     const { colour, textSize } = old ? { colour: old.colour, textSize: old.width } : this.style();
     const area = $("typing"), [x, y] = this.view.toScreen(...at), size = textSize / UNIT * this.view.scale;
     Object.assign(area.style, { left: `${x}px`, top: `${y}px`, fontSize: `${size}px`, color: colour });
@@ -136,7 +139,7 @@ class Board {
 
   openRefused() {
     const refused = this.refused.shift();
-    if (refused) this.typeAt(...refused);
+    if (refused) this.openTyping(...refused);
     return !refused;
   }
 
