@@ -35,7 +35,7 @@ public:
         return true;
     }
     StoreStep Verify() override { return StoreStep::Good; }
-    bool Repair() override { return true; }
+    StoreStep Repair() override { return StoreStep::Good; }
     bool Commit() override { return true; }
     void Flush() override {}
     const std::string& Problem() const override { return m_problem; }
@@ -58,6 +58,7 @@ public:
         store = std::make_unique<CMemoryStore>(offer.size);
         return OpenResult::Fetch;
     }
+    uint64_t FreeBytes() const override { return 64U << 20; }
 };
 
 class CMemorySource : public IFileSource {

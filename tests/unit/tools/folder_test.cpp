@@ -1,97 +1,19 @@
 // Files that arrive, on a real disk.
-#include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/file_output.h"
 #include "tools/lumo/transfer/file_source.h"
 #include "tools/lumo/transfer/spooled_source.h"
-#include "unit/tools/transfer_sim.h"
+#include "unit/tools/scratch.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
-using namespace lumo;
-namespace fs = std::filesystem;
+using namespace scratch;
 
 namespace {
 
-/// A directory that goes with the test.
-class CScratch {
-public:
-    CScratch() {
-        std::string pattern = (fs::temp_directory_path() / "lumo-test-XXXXXX").string();
-        m_path = mkdtemp(pattern.data());
-    }
-    ~CScratch() { fs::remove_all(m_path); }
-    CScratch(const CScratch&) = delete;
-    CScratch& operator=(const CScratch&) = delete;
-
-    fs::path operator/(const std::string& name) const { return m_path / name; }
-    void Put(const std::string& name, const std::string& content) const { std::ofstream(m_path / name) << content; }
-    std::string Get(const std::string& name) const {
-        std::ifstream file(m_path / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::set<std::string> Names() const {
-        std::set<std::string> names;
-        for (const auto& entry : fs::directory_iterator(m_path)) names.insert(entry.path().filename());
-        return names;
-    }
-    CUniqueFd Open() const { return CUniqueFd(open(m_path.c_str(), O_RDONLY | O_DIRECTORY)); }
-
-private:
-    fs::path m_path;
-};
-
-Offer OfferOf(const std::string& name, const std::string& data) {
-    Offer offer;
-    offer.name = name;
-    offer.size = data.size();
-    CSha256 hash;
-    hash.Add(data.data(), data.size());
-    hash.Finish(offer.sha256);
-    return offer;
-}
-
-struct Opened {
-    OpenResult result;
-    std::unique_ptr<IFileStore> store;
-    std::string problem;
-    Failure reason = Failure::None;
-};
-Opened OpenIn(CFileFolder& folder, const Offer& offer) {
-    Opened opened{};
-    opened.result = folder.Open(offer, opened.store, opened.problem, opened.reason);
-    return opened;
-}
-
-void WriteBlocks(IFileStore& store, const std::string& data, uint32_t first, uint32_t end) {
-    for (uint32_t block = first; block < end; ++block) {
-        const char* start = data.data() + size_t{block} * kBlockSize;
-        const uint32_t length = BlockLength(data.size(), block);
-        ASSERT_TRUE(store.Write(block, start, length, BlockChecksum(start, length))) << store.Problem();
-    }
-}
-
-StoreStep VerifyAll(IFileStore& store) {
-    StoreStep step = StoreStep::More;
-    while (step == StoreStep::More) step = store.Verify();
-    return step;
-}
-
-const std::string& Data() {
-    static const std::string data = sim::RandomBytes(40 * size_t{kBlockSize} + 123, 7);
-    return data;
-}
-constexpr uint32_t kBlocks = 41;
-
 TEST(Folder, AFileAppearsOnlyWhenWholeAndVerified) {
     CScratch scratch;
-    CFileFolder folder(scratch.Open(), false);
+    CFileFolder folder(scratch.Open(), {});
     Opened opened = OpenIn(folder, OfferOf("a", Data()));
     ASSERT_EQ(opened.result, OpenResult::Fetch) << opened.problem;
     WriteBlocks(*opened.store, Data(), 0, kBlocks);
@@ -111,13 +33,13 @@ TEST(Folder, AFileAppearsOnlyWhenWholeAndVerified) {
 TEST(Folder, AnAttemptGoesOnWhereTheLastOneEnded) {
     CScratch scratch;
     {
-        CFileFolder folder(scratch.Open(), false);
+        CFileFolder folder(scratch.Open(), {});
         Opened opened = OpenIn(folder, OfferOf("a", Data()));
         WriteBlocks(*opened.store, Data(), 0, 10);
         WriteBlocks(*opened.store, Data(), 20, 25);
         EXPECT_EQ(OpenIn(folder, OfferOf("a", Data())).result, OpenResult::Refused) << "one writer at a time";
     }
-    CFileFolder folder(scratch.Open(), false);
+    CFileFolder folder(scratch.Open(), {});
     Opened opened = OpenIn(folder, OfferOf("a", Data()));
     ASSERT_EQ(opened.result, OpenResult::Fetch) << opened.problem;
     std::vector<BlockRange> lacking;
@@ -130,7 +52,8 @@ TEST(Folder, AnAttemptGoesOnWhereTheLastOneEnded) {
     CUniqueFd part(open((scratch / "a.part").c_str(), O_WRONLY));
     ASSERT_EQ(pwrite(part.Get(), "X", 1, 5 * kBlockSize + 9), 1);
     ASSERT_EQ(VerifyAll(*opened.store), StoreStep::Bad);
-    ASSERT_TRUE(opened.store->Repair());
+    EXPECT_EQ(opened.store->Repair(), StoreStep::More) << "all in one go";
+    ASSERT_EQ(opened.store->Repair(), StoreStep::Good);
     lacking.clear();
     opened.store->Have().AddLacking(0, lacking);
     EXPECT_EQ(lacking, (std::vector<BlockRange>{{5, 1}}));
@@ -144,12 +67,12 @@ TEST(Folder, LeftoversOfOtherContentAndCutPartsDoNoHarm) {
     CScratch scratch;
     const std::string other = sim::RandomBytes(Data().size(), 8);
     {
-        CFileFolder folder(scratch.Open(), false);
+        CFileFolder folder(scratch.Open(), {});
         Opened old = OpenIn(folder, OfferOf("a", other));
         WriteBlocks(*old.store, other, 0, 30);
     }
     {
-        CFileFolder folder(scratch.Open(), false);
+        CFileFolder folder(scratch.Open(), {});
         Opened opened = OpenIn(folder, OfferOf("a", Data()));
         ASSERT_EQ(opened.result, OpenResult::Fetch) << opened.problem;
         EXPECT_EQ(opened.store->Have().Held(), 0U);
@@ -157,24 +80,30 @@ TEST(Folder, LeftoversOfOtherContentAndCutPartsDoNoHarm) {
     }
     fs::resize_file(scratch / "a.part", 12 * kBlockSize + 5);
     {
-        CFileFolder folder(scratch.Open(), false);
+        CFileFolder folder(scratch.Open(), {});
         Opened opened = OpenIn(folder, OfferOf("a", Data()));
         EXPECT_EQ(opened.store->Have().Held(), 12U);
     }
     fs::resize_file(scratch / "a.part.map", 48 + 8 * 3 + 5);
-    CFileFolder folder(scratch.Open(), false);
+    CFileFolder folder(scratch.Open(), {});
     EXPECT_EQ(OpenIn(folder, OfferOf("a", Data())).store->Have().Held(), 3U);
 }
 
-TEST(Folder, WhatHasBegunWithNothingLeavesNothing) {
-    CScratch scratch;
-    CFileFolder folder(scratch.Open(), false);
-    OpenIn(folder, OfferOf("a", Data()));
-    EXPECT_TRUE(scratch.Names().empty());
-    Offer huge = OfferOf("huge", "");
-    huge.size = kMaxFileSize;
-    EXPECT_EQ(OpenIn(folder, huge).reason, Failure::NoSpace);
-    EXPECT_TRUE(scratch.Names().empty());
+TEST(Folder, WhatHasBegunWithNothingBlocksNobodyAndLeavesNothing) {
+    using Leftovers = std::vector<std::pair<std::string, std::string>>;
+    const std::string record("LUPM\0\0\0\1cut", 11);
+    for (const Leftovers& left :
+         {Leftovers{}, Leftovers{{"a.part", ""}}, Leftovers{{"a.part.map", ""}},
+          Leftovers{{"a.part", ""}, {"a.part.map", ""}}, Leftovers{{"a.part", ""}, {"a.part.map", "LUPM"}},
+          Leftovers{{"a.part", "not in the record"}, {"a.part.map", record}}}) {
+        CScratch scratch;
+        for (const auto& [name, content] : left) scratch.Put(name, content);
+        CFileFolder folder(scratch.Open(), {});
+        Opened opened = OpenIn(folder, OfferOf("a", Data()));
+        EXPECT_EQ(opened.result, OpenResult::Fetch) << testing::PrintToString(left) << opened.problem;
+        opened.store.reset();
+        EXPECT_TRUE(scratch.Names().empty()) << testing::PrintToString(left);
+    }
 }
 
 TEST(Folder, NothingInTheWayIsTouched) {
@@ -194,6 +123,7 @@ TEST(Folder, NothingInTheWayIsTouched) {
         {"a hard link as part", [](const CScratch& s) { fs::create_hard_link(s / "victim", s / "a.part"); }, false},
         {"a named pipe as part", [](const CScratch& s) { mkfifo((s / "a.part").c_str(), 0600); }, false},
         {"a part without record", [](const CScratch& s) { s.Put("a.part", "mine"); }, true},
+        {"a record of nobody alone", [](const CScratch& s) { s.Put("a.part.map", "mine"); }, true},
         {"a record of somebody else",
          [](const CScratch& s) {
              s.Put("a.part.map", "mine, and long enough to be a record of some kind, is it not?");
@@ -207,7 +137,7 @@ TEST(Folder, NothingInTheWayIsTouched) {
             scratch.Put("victim", "precious");
             row.prepare(scratch);
             const std::set<std::string> before = scratch.Names();
-            CFileFolder folder(scratch.Open(), force);
+            CFileFolder folder(scratch.Open(), {force});
             Opened opened = OpenIn(folder, OfferOf("a", Data()));
             const bool expected = force && row.forceHelps;
             EXPECT_EQ(opened.result == OpenResult::Fetch, expected) << row.what << " " << force << opened.problem;
@@ -224,7 +154,7 @@ TEST(Folder, NothingInTheWayIsTouched) {
 TEST(Folder, AFileThatAppearsMeanwhileIsNotOverwritten) {
     for (const bool force : {false, true}) {
         CScratch scratch;
-        CFileFolder folder(scratch.Open(), force);
+        CFileFolder folder(scratch.Open(), {force});
         Opened opened = OpenIn(folder, OfferOf("a", "new"));
         WriteBlocks(*opened.store, "new", 0, 1);
         scratch.Put("a", "mine");
@@ -242,7 +172,7 @@ TEST(Folder, AFileThatAppearsMeanwhileIsNotOverwritten) {
 
 TEST(Folder, FilesOfOneTransferDoNotShareNames) {
     CScratch scratch;
-    CFileFolder folder(scratch.Open(), true);
+    CFileFolder folder(scratch.Open(), {true});
     Opened part = OpenIn(folder, OfferOf("a.part", "x"));
     ASSERT_EQ(part.result, OpenResult::Fetch);
     EXPECT_EQ(OpenIn(folder, OfferOf("a", "y")).reason, Failure::BadOffer);
@@ -254,13 +184,91 @@ TEST(Folder, FilesOfOneTransferDoNotShareNames) {
 TEST(Folder, SameSizeButOtherContentIsRefused) {
     CScratch scratch;
     scratch.Put("a", "mine");
-    CFileFolder folder(scratch.Open(), false);
+    CFileFolder folder(scratch.Open(), {});
     Opened opened = OpenIn(folder, OfferOf("a", "your"));
     ASSERT_EQ(opened.result, OpenResult::AlreadyThere);
     EXPECT_EQ(VerifyAll(*opened.store), StoreStep::Bad);
-    EXPECT_FALSE(opened.store->Repair());
+    EXPECT_EQ(opened.store->Repair(), StoreStep::Broken);
     EXPECT_EQ(opened.store->Reason(), Failure::Exists);
     EXPECT_EQ(scratch.Get("a"), "mine");
+}
+
+TEST(Folder, WhatIsReplacedKeepsItsPermissions) {
+    const auto kept = [](mode_t mode, gid_t group, uid_t owner) {
+        CScratch scratch;
+        scratch.Put("a", "old");
+        EXPECT_EQ(chown((scratch / "a").c_str(), owner, group), 0);
+        EXPECT_EQ(chmod((scratch / "a").c_str(), mode), 0);
+        CFileFolder folder(scratch.Open(), {true});
+        Opened opened = OpenIn(folder, OfferOf("a", "new"));
+        WriteBlocks(*opened.store, "new", 0, 1);
+        EXPECT_TRUE(opened.store->Commit()) << opened.store->Problem();
+        EXPECT_EQ(scratch.Get("a"), "new");
+        struct stat replaced {};
+        EXPECT_EQ(stat((scratch / "a").c_str(), &replaced), 0);
+        return replaced.st_mode & 07777;
+    };
+    EXPECT_EQ(kept(0751, getegid(), geteuid()), 0751U);
+    EXPECT_EQ(kept(06600, getegid(), geteuid()), 0600U) << "but never those of another user";
+    if (geteuid() != 0) return;
+    EXPECT_EQ(kept(0660, 12345, 0), 0660U) << "of its group";
+    EXPECT_EQ(kept(0666, 0, 12345), 0644U) << "wider open than any new file";
+    EXPECT_EQ(kept(0700, 0, 12345), 0700U);
+}
+
+TEST(Folder, NamesThatHideOrLookLikeOptionsComeWithAPrefix) {
+    for (const bool allowed : {false, true}) {
+        CScratch scratch;
+        scratch.Put(".rc", "mine");
+        CFileFolder folder(scratch.Open(), {true, allowed});
+        for (const char* name : {".rc", "-rf", "a.b-c"}) {
+            Opened opened = OpenIn(folder, OfferOf(name, "new"));
+            WriteBlocks(*opened.store, "new", 0, 1);
+            ASSERT_TRUE(opened.store->Commit()) << opened.store->Problem();
+        }
+        EXPECT_EQ(scratch.Names(), allowed ? (std::set<std::string>{".rc", "-rf", "a.b-c"})
+                                           : (std::set<std::string>{".rc", "_.rc", "_-rf", "a.b-c"}));
+        EXPECT_EQ(scratch.Get(".rc"), allowed ? "new" : "mine");
+        EXPECT_EQ(folder.LocalName(".rc"), allowed ? ".rc" : "_.rc");
+        EXPECT_EQ(OpenIn(folder, OfferOf("." + std::string(254, 'x'), "")).result == OpenResult::Fetch, allowed);
+    }
+}
+
+TEST(FileOutput, WaitsForNobodyAndTellsWhatDidNotGoOut) {
+    CSpoolFolder folder;
+    std::vector<IncomingFile> files(3);
+    std::string expected, problem;
+    for (const size_t size : {size_t{100000}, size_t{0}, Data().size()}) {
+        IncomingFile& file = files[size == 0 ? 1 : size == 100000 ? 0 : 2];
+        file.offer = OfferOf("f", Data().substr(0, size));
+        Failure reason{};
+        ASSERT_EQ(folder.Open(file.offer, file.store, problem, reason), OpenResult::Fetch) << problem;
+        WriteBlocks(*file.store, Data().substr(0, size), 0, BlocksOf(size));
+        expected += Data().substr(0, size);
+    }
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    CUniqueFd input(ends[0]), output(ends[1]);
+    CFileOutput copy(output.Get());
+    for (int step = 0; step < 3; ++step) EXPECT_EQ(copy.Step(files, problem), StoreStep::More) << "nobody reads";
+    std::string got;
+    std::vector<char> buffer(30000);
+    StoreStep step = StoreStep::More;
+    while (step == StoreStep::More) {
+        ASSERT_EQ(problem, "");
+        step = copy.Step(files, problem);
+        const ssize_t some = step == StoreStep::More ? read(input.Get(), buffer.data(), buffer.size()) : 0;
+        got.append(buffer.data(), static_cast<size_t>(std::max<ssize_t>(some, 0)));
+    }
+    EXPECT_EQ(step, StoreStep::Good);
+    output.Reset();
+    for (ssize_t some = 1; (some = read(input.Get(), buffer.data(), buffer.size())) > 0;)
+        got.append(buffer.data(), static_cast<size_t>(some));
+    EXPECT_TRUE(got == expected);
+
+    CUniqueFd full(open("/dev/full", O_WRONLY));
+    EXPECT_EQ(CFileOutput(full.Get()).Step(files, problem), StoreStep::Broken);
+    EXPECT_EQ(problem, "cannot write to standard output: No space left on device");
 }
 
 TEST(FileSource, NoticesWhatIsNotTheFileThatWasHashed) {

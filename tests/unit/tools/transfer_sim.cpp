@@ -64,10 +64,10 @@ public:
         hash.Finish(digest);
         return digest == m_offer.sha256 ? StoreStep::Good : StoreStep::Bad;
     }
-    bool Repair() override {
+    StoreStep Repair() override {
         m_have.ClearAll();
         m_part.held.assign(m_part.held.size(), false);
-        return true;
+        return StoreStep::Good;
     }
     bool Commit() override {
         m_disk.files[m_offer.name] = m_part.data;

@@ -38,6 +38,27 @@ private:
     bool m_bLies;
 };
 
+using Files = std::vector<std::unique_ptr<lumo::IFileSource>>;
+
+inline Files One(const std::string& data, const std::string& name = "file") {
+    Files files;
+    files.push_back(std::make_unique<CMemorySource>(name, data));
+    return files;
+}
+
+inline lumo::SendOptions Wanted(uint32_t receivers) {
+    lumo::SendOptions options;
+    options.receivers = receivers;
+    return options;
+}
+
+inline const std::string& Megabytes(size_t count) {
+    static std::map<size_t, std::string> made;
+    std::string& data = made[count];
+    if (data.empty()) data = RandomBytes(count * 1024 * 1024, 1);
+    return data;
+}
+
 /// What a receiver's disk keeps when its process ends.
 struct MemoryDisk {
     struct Part {
@@ -47,6 +68,7 @@ struct MemoryDisk {
     std::map<std::string, std::string> files;
     std::map<std::string, Part> parts;  ///< by name and digest
     lumo::Failure refuseAll = lumo::Failure::None;
+    uint64_t freeBytes = UINT64_MAX;
 };
 
 class CMemoryFolder : public lumo::IFileFolder {
@@ -54,6 +76,7 @@ public:
     explicit CMemoryFolder(MemoryDisk& disk) : m_disk(disk) {}
     lumo::OpenResult Open(const lumo::Offer& offer, std::unique_ptr<lumo::IFileStore>& store, std::string& problem,
                           lumo::Failure& reason) override;
+    uint64_t FreeBytes() const override { return m_disk.freeBytes; }
 
 private:
     MemoryDisk& m_disk;

@@ -2,9 +2,9 @@
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/receive_paths.h"
-#include "tools/lumo/transfer/disk_file.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/file_output.h"
 #include "tools/lumo/transfer/receive_engine.h"
 
 #include <lumomedia/statistics.h>
@@ -21,7 +21,7 @@ struct ReceiveCommand {
     TransferOptions common;
     std::string channel;
     std::string out = ".";
-    bool force = false;
+    FolderRules rules;
 
     bool ToStdout() const { return out == "-"; }
 };
@@ -33,14 +33,15 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
         problem = command.out + ": " + ErrorText(errno);
         return nullptr;
     }
-    return std::make_unique<CFileFolder>(std::move(folder), command.force);
+    return std::make_unique<CFileFolder>(std::move(folder), command.rules);
 }
 
 ProgressView ViewOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
     ProgressView view;
-    view.words = progress.state == ReceiveState::Waiting     ? "waiting for the sender"
-                 : progress.state == ReceiveState::Receiving ? "receiving"
-                                                             : "verifying";
+    view.words = progress.state == ReceiveState::Waiting      ? "waiting for the sender"
+                 : progress.state == ReceiveState::Receiving  ? "receiving"
+                 : progress.state == ReceiveState::Delivering ? "writing to standard output"
+                                                              : "verifying";
     view.done = progress.heldBytes;
     view.total = progress.totalBytes;
     view.moved = progress.arrivedBytes;
@@ -52,32 +53,19 @@ ProgressView ViewOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
     return view;
 }
 
-/// Verified data go out in the order of the offers.
-bool CopyToStdout(const CReceiveEngine& engine, std::string& problem) {
-    for (const IncomingFile& file : engine.Files()) {
-        auto* spool = dynamic_cast<CDiskFile*>(file.store.get());
-        uint64_t offset = 0;
-        std::vector<char> piece;
-        while (spool && spool->ReadNext(offset, piece)) {
-            if (std::fwrite(piece.data(), 1, piece.size(), stdout) != piece.size()) break;
-        }
-        if (spool && offset == file.offer.size && std::ferror(stdout) == 0) continue;
-        problem = "cannot write to standard output";
-        return false;
-    }
-    if (std::fflush(stdout) == 0) return true;
-    problem = "cannot write to standard output: " + ErrorText(errno);
-    return false;
-}
-
-void ReportFiles(const CReceiveEngine& engine, const std::string& path, CProgressPrinter& printer) {
+void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const std::string& path,
+                 CProgressPrinter& printer) {
     for (const IncomingFile& file : engine.Files()) {
         const bool done = file.phase == IncomingFile::Phase::Done;
+        const std::string name = folder.LocalName(file.offer.name);
         if (done)
-            printer.Note(Printable(file.offer.name) + "  " + BytesText(static_cast<double>(file.offer.size)) +
-                         "  verified, " + path);
+            printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  verified, " +
+                         path);
+        if (done && name != file.offer.name)
+            printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
         printer.Event({{"event", "file"},
                        {"name", file.offer.name},
+                       {"stored_as", name},
                        {"bytes", file.offer.size},
                        {"sha256", HexOf(file.offer.sha256)},
                        {"done", done},
@@ -98,18 +86,17 @@ struct Outcome {
     }
 };
 
-int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome,
-           CProgressPrinter& printer) {
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IFileFolder& folder,
+           const Outcome& outcome, CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
-    ReportFiles(engine, outcome.path, printer);
+    ReportFiles(engine, folder, outcome.path, printer);
     if (engine.State() == ReceiveState::Done) {
-        const bool copied = !command.ToStdout() || CopyToStdout(engine, problem);
-        code = copied ? kExitDone : kExitFailed;
-        if (copied) result = "done";
+        code = kExitDone;
+        result = "done";
     } else if (outcome.interrupted) {
         result = "interrupted";
-        problem = "interrupted; what has come is kept";
+        problem = command.ToStdout() ? "interrupted" : "interrupted; what has come is kept";
     } else if (engine.State() == ReceiveState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
@@ -149,6 +136,10 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     CReceivePaths link(command.common.Path(), route, host, outcome.startedMs);
     CPathSwitch& paths = link.Paths();
     CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
+    CFileOutput output(STDOUT_FILENO);
+    // Verified data go out in the order of the offers.
+    if (command.ToStdout())
+        engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
     std::string frame;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
     while (!engine.Over() && !loop.Interrupted()) {
@@ -177,7 +168,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
     SayGoodbye(engine, link, paths, reason, loop, {&link});
-    return Finish(command, engine, outcome, printer);
+    return Finish(command, engine, folder, outcome, printer);
 }
 
 int Run(const ReceiveCommand& command) {
@@ -209,7 +200,9 @@ void AddReceiveCommand(CLI::App& app, int& exitCode) {
                         "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
     receive->add_option("-o,--out", command->out, "Directory for the files; - is standard output")
         ->capture_default_str();
-    receive->add_flag("--force", command->force, "Replace files that exist");
+    receive->add_flag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
+    receive->add_flag("--allow-hidden", command->rules.allowHidden,
+                      "Names that begin with a dot or a dash stay as they are; otherwise _ comes before them");
     receive->callback([command, &exitCode] { exitCode = Run(*command); });
 }
 

@@ -1,5 +1,7 @@
 #include "tools/lumo/transfer/disk_file.h"
 
+#include "tools/lumo/transfer/own_file.h"
+
 #include <cerrno>
 
 namespace lumo {
@@ -15,8 +17,7 @@ bool CDiskFile::Fail(Failure failure, const std::string& problem) {
 
 bool CDiskFile::FailErrno(const char* what) {
     const int error = errno;
-    return Fail(error == ENOSPC || error == EDQUOT ? Failure::NoSpace : Failure::Disk,
-                std::string(what) + ": " + ErrorText(error));
+    return Fail(FailureOf(error), std::string(what) + ": " + ErrorText(error));
 }
 
 bool CDiskFile::Write(uint32_t block, const char* data, uint32_t length, uint64_t) {
@@ -62,9 +63,9 @@ StoreStep CDiskFile::Verify() {
     return digest == m_offer.sha256 ? StoreStep::Good : StoreStep::Bad;
 }
 
-bool CDiskFile::Repair() {
+StoreStep CDiskFile::Repair() {
     m_have.ClearAll();
-    return true;
+    return StoreStep::Good;
 }
 
 bool CDiskFile::ReadNext(uint64_t& offset, std::vector<char>& piece) {
@@ -77,8 +78,9 @@ CExistingFile::CExistingFile(CUniqueFd fd, const Offer& offer) : CDiskFile(std::
     for (uint32_t block = 0; block < Map().Blocks(); ++block) Map().Set(block);
 }
 
-bool CExistingFile::Repair() {
-    return Fail(Failure::Exists, "it exists already with other content (--force replaces it)");
+StoreStep CExistingFile::Repair() {
+    Fail(Failure::Exists, "it exists already with other content (--force replaces it)");
+    return StoreStep::Broken;
 }
 
 }  // namespace lumo

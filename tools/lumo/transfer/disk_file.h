@@ -19,7 +19,7 @@ public:
     const CBlockMap& Have() const override { return m_have; }
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t checksum) override;
     StoreStep Verify() override;
-    bool Repair() override;
+    StoreStep Repair() override;
     bool Commit() override { return true; }
     void Flush() override {}
     const std::string& Problem() const override { return m_strProblem; }
@@ -52,7 +52,7 @@ class CExistingFile : public CDiskFile {
 public:
     CExistingFile(CUniqueFd fd, const Offer& offer);
     bool Write(uint32_t, const char*, uint32_t, uint64_t) override { return false; }
-    bool Repair() override;
+    StoreStep Repair() override;
 };
 
 }  // namespace lumo

@@ -3,7 +3,6 @@
 #include "tools/lumo/transfer/file_name.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
@@ -11,6 +10,24 @@
 #include <cstdlib>
 
 namespace lumo {
+namespace {
+
+/// Some file systems of servers say nothing of their size: what does not fit is then noticed when it is written.
+uint64_t FreeBytesOf(const struct statvfs& disk) {
+    return disk.f_blocks == 0 ? UINT64_MAX : uint64_t{disk.f_bavail} * disk.f_frsize;
+}
+
+std::string SpoolPath() {
+    const char* folder = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
+    return folder && *folder ? folder : "/tmp";
+}
+
+}  // namespace
+
+uint64_t CFileFolder::FreeBytes() const {
+    struct statvfs disk {};
+    return fstatvfs(m_folder.Get(), &disk) == 0 ? FreeBytesOf(disk) : UINT64_MAX;
+}
 
 bool CFileFolder::Claim(const Offer& offer) {
     const std::string names[] = {offer.name, PartName(offer.name), MapName(offer.name)};
@@ -28,10 +45,10 @@ bool CFileFolder::CheckTarget(const Offer& offer, CUniqueFd& existing, Refusal& 
         refusal = {Failure::Disk, ErrorText(errno)};
     } else if (!S_ISREG(target.st_mode)) {
         refusal = {Failure::Exists, "something that is not a regular file has that name"};
-    } else if (m_bForce) {
+    } else if (m_rules.force) {
         return true;
     } else if (static_cast<uint64_t>(target.st_size) == offer.size) {
-        existing.Reset(openat(m_folder.Get(), offer.name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        existing.Reset(openat(m_folder.Get(), offer.name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
         if (existing) return true;
         refusal = {Failure::Exists, "it exists already"};
     } else {
@@ -40,43 +57,15 @@ bool CFileFolder::CheckTarget(const Offer& offer, CUniqueFd& existing, Refusal& 
     return false;
 }
 
-CUniqueFd CFileFolder::OpenOwn(const std::string& name, bool mayExist, Refusal& refusal) {
-    const int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | (mayExist ? 0 : O_EXCL);
-    CUniqueFd fd(openat(m_folder.Get(), name.c_str(), flags, 0666));
-    struct stat opened {};
-    const bool blocked = !fd && (errno == EEXIST || errno == ELOOP || errno == ENXIO || errno == EISDIR);
-    const bool usable = fd && fstat(fd.Get(), &opened) == 0;
-    const bool own = usable && S_ISREG(opened.st_mode) && opened.st_nlink == 1 && opened.st_uid == geteuid();
-    if (blocked || (usable && !own)) {
-        refusal = {Failure::Exists, name + " is in the way"};
-    } else if (!usable) {
-        refusal = {Failure::Disk, "cannot open " + name + ": " + ErrorText(errno)};
-    } else if (flock(fd.Get(), LOCK_EX | LOCK_NB) != 0) {
-        refusal = {Failure::Exists, "another transfer is writing it"};
-    } else {
-        return fd;
-    }
-    return CUniqueFd();
-}
-
 bool CFileFolder::OpenFiles(const Offer& offer, PartFiles& files, Refusal& refusal) {
-    // The record comes first: a part without one is not ours.
-    files.map = OpenOwn(MapName(offer.name), true, refusal);
+    const std::string mapName = MapName(offer.name);
+    files.map = OpenOwnFile(m_folder.Get(), mapName, refusal);
     if (!files.map) return false;
+    files.part = OpenOwnFile(m_folder.Get(), PartName(offer.name), refusal);
     struct stat map {};
-    files.fresh = fstat(files.map.Get(), &map) != 0 || map.st_size == 0;
-    files.part = OpenOwn(PartName(offer.name), !files.fresh || m_bForce, refusal);
-    if (!files.part && files.fresh) (void)unlinkat(m_folder.Get(), MapName(offer.name).c_str(), 0);
+    const bool blank = !files.part && fstat(files.map.Get(), &map) == 0 && map.st_size == 0;
+    if (blank) (void)unlinkat(m_folder.Get(), mapName.c_str(), 0);
     return static_cast<bool>(files.part);
-}
-
-bool CFileFolder::HasRoom(const Offer& offer, const IFileStore& store, Refusal& refusal) {
-    struct statvfs disk {};
-    const uint64_t held = uint64_t{store.Have().Held()} * kBlockSize;
-    if (held >= offer.size || fstatvfs(m_folder.Get(), &disk) != 0) return true;
-    if (uint64_t{disk.f_bavail} * disk.f_frsize >= offer.size - held) return true;
-    refusal = {Failure::NoSpace, "there is no room for " + std::to_string(offer.size - held) + " bytes"};
-    return false;
 }
 
 OpenResult CFileFolder::OpenPart(const Offer& offer, std::unique_ptr<IFileStore>& store, Refusal& refusal) {
@@ -89,22 +78,30 @@ OpenResult CFileFolder::OpenPart(const Offer& offer, std::unique_ptr<IFileStore>
         for (const std::string& name : {offer.name, PartName(offer.name), MapName(offer.name)}) m_pClaims->erase(name);
         return OpenResult::Refused;
     }
-    auto part = std::make_unique<CPartFile>(m_folder.Get(), std::move(files), offer, m_bForce, m_pClaims);
+    auto part = std::make_unique<CPartFile>(m_folder.Get(), std::move(files), offer, m_rules.force, m_pClaims);
     if (!part->Begin()) {
         refusal = {part->Reason(), part->Problem()};
         return OpenResult::Refused;
     }
-    if (!HasRoom(offer, *part, refusal)) return OpenResult::Refused;
     store = std::move(part);
     return OpenResult::Fetch;
 }
 
-OpenResult CFileFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
+std::string CFileFolder::LocalName(const std::string& offered) const {
+    return m_rules.allowHidden ? offered : VisibleName(offered);
+}
+
+OpenResult CFileFolder::Open(const Offer& offered, std::unique_ptr<IFileStore>& store, std::string& problem,
                              Failure& reason) {
     Refusal refusal;
     OpenResult result = OpenResult::Refused;
     CUniqueFd existing;
-    const std::string nameProblem = NameProblem(offer.name);
+    Offer offer = offered;
+    std::string nameProblem = NameProblem(offer.name);
+    if (nameProblem.empty()) {
+        offer.name = LocalName(offered.name);
+        nameProblem = NameProblem(offer.name);
+    }
     if (!nameProblem.empty()) {
         refusal = {Failure::BadName, "the name is refused: " + nameProblem};
     } else if (CheckTarget(offer, existing, refusal)) {
@@ -121,14 +118,18 @@ OpenResult CFileFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& st
 }
 
 CUniqueFd MakeSpoolFile() {
-    const char* folder = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
-    std::string path = folder && *folder ? folder : "/tmp";
+    std::string path = SpoolPath();
     CUniqueFd fd(open(path.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
     if (fd) return fd;
     path += "/lumo-XXXXXX";
     fd.Reset(mkostemp(path.data(), O_CLOEXEC));
     if (fd) (void)unlink(path.c_str());
     return fd;
+}
+
+uint64_t CSpoolFolder::FreeBytes() const {
+    struct statvfs disk {};
+    return statvfs(SpoolPath().c_str(), &disk) == 0 ? FreeBytesOf(disk) : UINT64_MAX;
 }
 
 OpenResult CSpoolFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/transfer/file_store.h"
+#include "tools/lumo/transfer/own_file.h"
 #include "tools/lumo/transfer/part_file.h"
 #include "tools/lumo/transfer/unique_fd.h"
 
@@ -10,29 +11,29 @@
 
 namespace lumo {
 
+struct FolderRules {
+    bool force = false;        ///< replace files that exist
+    bool allowHidden = false;  ///< leave names that begin with a dot or dash as they are
+};
+
 class CFileFolder : public IFileFolder {
 public:
-    CFileFolder(CUniqueFd folder, bool force) : m_folder(std::move(folder)), m_bForce(force) {}
+    CFileFolder(CUniqueFd folder, const FolderRules& rules) : m_folder(std::move(folder)), m_rules(rules) {}
 
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                     Failure& reason) override;
+    std::string LocalName(const std::string& offered) const override;
+    uint64_t FreeBytes() const override;
 
 private:
-    struct Refusal {
-        Failure reason = Failure::None;
-        std::string problem;
-    };
     bool Claim(const Offer& offer);
     /// Looks at what has the final name; a file that may be the offered one is opened.
     bool CheckTarget(const Offer& offer, CUniqueFd& existing, Refusal& refusal);
-    /// Opens a file of ours for writing, never through a link.
-    CUniqueFd OpenOwn(const std::string& name, bool mayExist, Refusal& refusal);
     bool OpenFiles(const Offer& offer, PartFiles& files, Refusal& refusal);
-    bool HasRoom(const Offer& offer, const IFileStore& store, Refusal& refusal);
     OpenResult OpenPart(const Offer& offer, std::unique_ptr<IFileStore>& store, Refusal& refusal);
 
     CUniqueFd m_folder;
-    const bool m_bForce;
+    const FolderRules m_rules;
     std::shared_ptr<NameClaims> m_pClaims = std::make_shared<NameClaims>();
 };
 
@@ -43,6 +44,7 @@ class CSpoolFolder : public IFileFolder {
 public:
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                     Failure& reason) override;
+    uint64_t FreeBytes() const override;
 };
 
 }  // namespace lumo

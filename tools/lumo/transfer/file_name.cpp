@@ -63,6 +63,8 @@ std::string NameProblem(const std::string& name) {
     return "";
 }
 
+std::string VisibleName(const std::string& name) { return name.find_first_of(".-") == 0 ? "_" + name : name; }
+
 std::string BaseName(const std::string& path) {
     const size_t slash = path.rfind('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);

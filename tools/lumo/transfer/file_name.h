@@ -9,6 +9,10 @@ namespace lumo {
 /// prints as it is.
 std::string NameProblem(const std::string& name);
 
+/// A name that programs do not pass over and shells do not take for an option: "_" comes before a dot or dash at its
+/// beginning.
+std::string VisibleName(const std::string& name);
+
 /// The last element of a path; empty when it ends with a separator.
 std::string BaseName(const std::string& path);
 

@@ -22,8 +22,9 @@ public:
     virtual bool Write(uint32_t block, const char* data, uint32_t length, uint64_t checksum) = 0;
     /// Compares what is stored with the promised SHA-256, a little at a time.
     virtual StoreStep Verify() = 0;
-    /// After Bad: gives up the blocks that are not as they came; all of them when each is.
-    virtual bool Repair() = 0;
+    /// After Bad: gives up the blocks that are not as they came, all of them when each is, a little at a time. Good:
+    /// the rest can be fetched.
+    virtual StoreStep Repair() = 0;
     /// After Good: puts the file under its name.
     virtual bool Commit() = 0;
     /// Writes down what is there, for a later attempt.
@@ -42,6 +43,10 @@ public:
     /// name is the offered one. On Refused, `problem` and `reason` are.
     virtual OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                             Failure& reason) = 0;
+    /// The name under which a file that is offered under a good one is stored.
+    virtual std::string LocalName(const std::string& offered) const { return offered; }
+    /// Room for what is not there yet; UINT64_MAX when nobody knows.
+    virtual uint64_t FreeBytes() const = 0;
 };
 
 }  // namespace lumo

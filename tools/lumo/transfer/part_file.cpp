@@ -1,12 +1,14 @@
 #include "tools/lumo/transfer/part_file.h"
 
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/own_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <tuple>
 
 namespace lumo {
 namespace {
@@ -19,7 +21,6 @@ CPartFile::CPartFile(int folder, PartFiles files, const Offer& offer, bool force
       m_nFolder(folder),
       m_strPart(PartName(offer.name)),
       m_strMap(MapName(offer.name)),
-      m_bFresh(files.fresh),
       m_bForce(force),
       m_pClaims(std::move(claims)),
       m_map(std::move(files.map), offer) {}
@@ -27,37 +28,37 @@ CPartFile::CPartFile(int folder, PartFiles files, const Offer& offer, bool force
 CPartFile::~CPartFile() {
     CPartFile::Flush();
     if (m_bOurs && Map().Held() == 0) {  // nothing worth keeping
-        (void)unlinkat(m_nFolder, m_strPart.c_str(), 0);
+        if (IsNamed(m_nFolder, m_strPart, Fd())) (void)unlinkat(m_nFolder, m_strPart.c_str(), 0);
         (void)unlinkat(m_nFolder, m_strMap.c_str(), 0);
     }
     for (const std::string& name : {Wanted().name, m_strPart, m_strMap}) m_pClaims->erase(name);
 }
 
 bool CPartFile::Begin() {
-    m_bOurs = TakeUp();
-    return m_bOurs;
-}
-
-bool CPartFile::TakeUp() {
     struct stat part {};
     if (fstat(Fd(), &part) != 0) return FailErrno("cannot look at the part");
-    switch (m_bFresh ? CPartMap::Found::OtherFile : m_map.Load(Map())) {
-        case CPartMap::Found::Foreign:
-            if (!m_bForce) return Fail(Failure::Exists, m_strMap + " is in the way (--force replaces it)");
-            break;
-        case CPartMap::Found::OtherFile:
-            break;
-        case CPartMap::Found::Ours:
-            // What lies past the end of the part was never written.
-            for (uint32_t block = Map().Blocks(); block-- > 0;) {
-                const uint64_t end = uint64_t{block} * kBlockSize + BlockLength(Wanted().size, block);
-                if (end <= static_cast<uint64_t>(part.st_size)) break;
-                Map().Clear(block);
-            }
-            return true;
+    const CPartMap::Found found = m_map.Load(Map());
+    const bool partAlone = found == CPartMap::Found::Blank && part.st_size > 0;
+    if (!m_bForce && (partAlone || found == CPartMap::Found::Foreign)) {
+        const auto& [blocking, other] = partAlone ? std::tie(m_strPart, m_strMap) : std::tie(m_strMap, m_strPart);
+        if (partAlone || part.st_size == 0) (void)unlinkat(m_nFolder, other.c_str(), 0);  // empty, most likely by us
+        return Fail(Failure::Exists, blocking + " is in the way (--force replaces it)");
+    }
+    m_bOurs = true;  // from here on a failure takes them away, so that the next attempt finds the names free
+    if (found == CPartMap::Found::Ours) {
+        ForgetBeyond(static_cast<uint64_t>(part.st_size));
+        return true;
     }
     if (ftruncate(Fd(), 0) != 0) return FailErrno("cannot empty the part");
     return RestartMap();
+}
+
+/// What lies past the end of the part was never written.
+void CPartFile::ForgetBeyond(uint64_t end) {
+    for (uint32_t block = Map().Blocks(); block-- > 0;) {
+        if (uint64_t{block} * kBlockSize + BlockLength(Wanted().size, block) <= end) break;
+        Map().Clear(block);
+    }
 }
 
 bool CPartFile::RestartMap() {
@@ -79,50 +80,58 @@ bool CPartFile::Write(uint32_t block, const char* data, uint32_t length, uint64_
 
 void CPartFile::Flush() { (void)m_map.Flush(); }  // what is lost here is fetched again
 
-bool CPartFile::Repair() {
-    if (!m_map.Flush()) return FailErrno("cannot write the record");
+StoreStep CPartFile::Repair() {
     std::vector<char> data;
-    uint32_t bad = 0;
-    for (uint32_t block = 0; block < Map().Blocks(); ++block) {
-        if (!ReadBlock(block, data)) return false;
-        if (m_map.Matches(block, BlockChecksum(data.data(), data.size()))) continue;
-        if (!m_map.Forget(block)) return FailErrno("cannot write the record");
-        Map().Clear(block);
-        ++bad;
+    for (uint32_t step = 0; step < kHashStep && m_nCompared < Map().Blocks(); step += kBlockSize, ++m_nCompared) {
+        if (!ReadBlock(m_nCompared, data) || !Compare(m_nCompared, data)) return StoreStep::Broken;
     }
-    return bad > 0 || RestartMap();
+    if (m_nCompared < Map().Blocks()) return StoreStep::More;
+    m_nCompared = 0;
+    return !Map().Full() || RestartMap() ? StoreStep::Good : StoreStep::Broken;
 }
 
-bool CPartFile::IsPartStillOurs() {
-    struct stat open {
-    }, named{};
-    if (fstat(Fd(), &open) != 0 || fstatat(m_nFolder, m_strPart.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0)
-        return FailErrno("cannot look at the part");
-    if (open.st_dev == named.st_dev && open.st_ino == named.st_ino) return true;
-    return Fail(Failure::Disk, m_strPart + " was replaced by somebody else");
+/// Gives up a block that is not as it came; false when the record cannot be written.
+bool CPartFile::Compare(uint32_t block, const std::vector<char>& data) {
+    if (!m_map.Flush()) return FailErrno("cannot write the record");
+    if (m_map.Matches(block, BlockChecksum(data.data(), data.size()))) return true;
+    Map().Clear(block);
+    return m_map.Forget(block) || FailErrno("cannot write the record");
+}
+
+/// The permissions of a file that is replaced. The same bits may mean other people where its owner or group is another
+/// one: then they allow nothing that those of a new file do not allow, save execution.
+void CPartFile::TakeModeOf(const struct stat& old) {
+    struct stat part {};
+    if (fstat(Fd(), &part) != 0) return;
+    const mode_t common = part.st_mode | S_IXUSR | S_IXGRP | S_IXOTH;
+    mode_t mode = old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    if (old.st_gid != part.st_gid && fchown(Fd(), static_cast<uid_t>(-1), old.st_gid) != 0)
+        mode &= common | ~mode_t{S_IRWXG};
+    if (old.st_uid != part.st_uid) mode &= common;
+    (void)fchmod(Fd(), mode);  // a disk that knows no permissions keeps none
 }
 
 bool CPartFile::PutUnderItsName() {
-    const char* from = m_strPart.c_str();
-    const char* to = Wanted().name.c_str();
-    if (m_bForce) return renameat(m_nFolder, from, m_nFolder, to) == 0 || FailErrno("cannot rename the part");
-    if (renameat2(m_nFolder, from, m_nFolder, to, RENAME_NOREPLACE) == 0) return true;
-    // Some file systems know no exclusive rename; a link is exclusive everywhere.
-    if (errno == EINVAL && linkat(m_nFolder, from, m_nFolder, to, 0) == 0) {
-        (void)unlinkat(m_nFolder, from, 0);
-        return true;
-    }
+    const std::string& name = Wanted().name;
+    struct stat old {};
+    if (m_bForce && fstatat(m_nFolder, name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(old.st_mode))
+        TakeModeOf(old);
+    const bool put = m_bForce ? renameat(m_nFolder, m_strPart.c_str(), m_nFolder, name.c_str()) == 0
+                              : RenameExclusively(m_nFolder, m_strPart, name);
+    if (put) return true;
     if (errno == EEXIST) return Fail(Failure::Exists, "it has appeared meanwhile (--force replaces it)");
     return FailErrno("cannot rename the part");
 }
 
 bool CPartFile::Commit() {
     if (ftruncate(Fd(), static_cast<off_t>(Wanted().size)) != 0) return FailErrno("cannot cut to size");
-    if (fsync(Fd()) != 0) return FailErrno("cannot write to the disk");
-    if (!IsPartStillOurs() || !PutUnderItsName()) return false;
+    if (fsync(Fd()) != 0 && !IsUnknownHere(errno)) return FailErrno("cannot write to the disk");
+    if (!IsNamed(m_nFolder, m_strPart, Fd())) return Fail(Failure::Disk, m_strPart + " was replaced by somebody else");
+    if (!PutUnderItsName()) return false;
     m_bOurs = false;
     (void)unlinkat(m_nFolder, m_strMap.c_str(), 0);
-    if (fsync(m_nFolder) != 0 && errno != EINVAL) return FailErrno("cannot write the directory to the disk");
+    if (fsync(m_nFolder) != 0 && errno != EBADF && !IsUnknownHere(errno))
+        return FailErrno("cannot write the directory to the disk");
     return true;
 }
 

@@ -4,6 +4,8 @@
 #include "tools/lumo/transfer/disk_file.h"
 #include "tools/lumo/transfer/part_map.h"
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <set>
 #include <string>
@@ -17,7 +19,6 @@ using NameClaims = std::set<std::string>;
 struct PartFiles {
     CUniqueFd part;
     CUniqueFd map;
-    bool fresh = true;  ///< nothing of an earlier attempt
 };
 
 class CPartFile : public CDiskFile {
@@ -31,24 +32,25 @@ public:
     /// Takes up what an earlier attempt has left; false when the record or the part is none of ours.
     bool Begin();
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t checksum) override;
-    bool Repair() override;
+    StoreStep Repair() override;
     bool Commit() override;
     void Flush() override;
 
 private:
-    bool TakeUp();
+    void ForgetBeyond(uint64_t end);
     bool RestartMap();
+    bool Compare(uint32_t block, const std::vector<char>& data);
+    void TakeModeOf(const struct stat& old);
     bool PutUnderItsName();
-    bool IsPartStillOurs();
 
     const int m_nFolder;
     const std::string m_strPart;
     const std::string m_strMap;
-    const bool m_bFresh;
     const bool m_bForce;
-    bool m_bOurs = false;  // begun and not yet under its final name
+    bool m_bOurs = false;  // the part and its record, until the part gets its final name
     std::shared_ptr<NameClaims> m_pClaims;
     CPartMap m_map;
+    uint32_t m_nCompared = 0;  // blocks that the repair has looked at
     uint64_t m_ullKicked = 0;  // bytes written since the kernel was last asked to write them out
 };
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr uint32_t kMapMagic = 0x4C55504D;  // "LUPM"
 constexpr uint32_t kMapVersion = 1;
+constexpr size_t kMarkLength = 4 + 4;  // what every record begins with
 
 std::string HeaderOf(const Offer& offer) {
     CByteWriter writer;
@@ -24,10 +25,10 @@ std::string HeaderOf(const Offer& offer) {
 CPartMap::Found CPartMap::Load(CBlockMap& have) {
     char header[kHeaderLength];
     const size_t got = Get(header, kHeaderLength, 0);
-    if (got == 0) return Found::OtherFile;
-    CByteReader reader(header, got);
-    if (reader.U32() != kMapMagic || reader.U32() != kMapVersion || got < kHeaderLength) return Found::Foreign;
-    if (HeaderOf(m_offer) != std::string(header, kHeaderLength)) return Found::OtherFile;
+    const std::string expected = HeaderOf(m_offer);
+    if (expected.compare(0, std::min(got, kMarkLength), header, std::min(got, kMarkLength)) != 0) return Found::Foreign;
+    if (got < kMarkLength) return Found::Blank;
+    if (expected != std::string(header, got)) return Found::OtherFile;
 
     std::vector<char> marks(kBlockSize);
     for (uint32_t block = 0; block < have.Blocks();) {

@@ -16,9 +16,9 @@ class CPartMap {
 public:
     CPartMap(CUniqueFd fd, const Offer& offer) : m_fd(std::move(fd)), m_offer(offer) {}
 
-    enum class Found { Ours, OtherFile, Foreign };
-    /// Reads the record. Ours: `have` is filled. OtherFile: of an earlier transfer of other content. Foreign: no record
-    /// at all, and not empty either.
+    enum class Found { Ours, OtherFile, Blank, Foreign };
+    /// Reads the record. Ours: `have` is filled. OtherFile: of an earlier transfer of other content. Blank: one that
+    /// was never begun, or not even its first word was. Foreign: no record at all.
     Found Load(CBlockMap& have);
     /// Begins the record anew, with nothing held.
     bool Restart();

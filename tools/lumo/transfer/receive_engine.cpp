@@ -5,7 +5,6 @@
 #include <algorithm>
 
 namespace lumo {
-
 CReceiveEngine::CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs)
     : m_ullID(id), m_folder(folder), m_ullWaitMs(waitMs) {}
 
@@ -38,7 +37,7 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
 }
 
 void CReceiveEngine::OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t) {
-    if (beacon.state == SenderState::Preparing || Ended()) return;
+    if (beacon.state == SenderState::Preparing || HasAll()) return;
     if (!m_bKnows || transfer != m_ullTransfer) BeginTransfer(transfer, beacon);
     NoteSerial(beacon.serial, false);
 }
@@ -50,6 +49,7 @@ void CReceiveEngine::BeginTransfer(uint64_t transfer, const Beacon& beacon) {
     m_beacon = beacon;
     m_ullSerial = 0;
     m_state = ReceiveState::Receiving;
+    m_bFits = m_folder.FreeBytes() >= beacon.bytes;
     m_bReportDue = true;
 }
 
@@ -82,6 +82,7 @@ void CReceiveEngine::OnOffer(const Offer& offer) {
             break;
     }
     m_files.push_back(std::move(file));
+    CheckRoom();
     m_bReportDue = AllOffered() || m_files.size() % kOffersPerTurn == 0;
 }
 
@@ -138,6 +139,8 @@ void CReceiveEngine::FailTransfer(Failure failure, const std::string& problem) {
 }
 
 void CReceiveEngine::OnSenderBye(const SenderBye& bye) {
+    m_bConfirmed = true;  // nobody is left to say more
+    if (m_state == ReceiveState::Delivering) return;
     if (!Ended()) {
         m_state = ReceiveState::SenderLeft;
         m_strProblem = bye.reason == ByeReason::Done ? "the sender ended without this receiver"
@@ -146,64 +149,19 @@ void CReceiveEngine::OnSenderBye(const SenderBye& bye) {
     m_bOver = true;
 }
 
-bool CReceiveEngine::VerifyStep() {
-    for (IncomingFile& file : m_files) {
-        using Phase = IncomingFile::Phase;
-        if (file.phase == Phase::Fetching && file.store->Have().Full()) file.phase = Phase::Verifying;
-        if (file.phase != Phase::Verifying && file.phase != Phase::Checking) continue;
-        OnVerified(file, file.store->Verify());
-        return true;
-    }
-    return false;
-}
-
-void CReceiveEngine::OnVerified(IncomingFile& file, StoreStep step) {
-    using Phase = IncomingFile::Phase;
-    if (step == StoreStep::More) return;
-    const bool good = step == StoreStep::Good && (file.phase == Phase::Checking || file.store->Commit());
-    if (good) {
-        EndFile(file, Failure::None, "");
-    } else if (step == StoreStep::Bad && ++file.repairs > kMaxRepairs) {
-        EndFile(file, Failure::Damaged, "what the sender sends does not match its SHA-256");
-    } else if (step == StoreStep::Bad && file.store->Repair()) {
-        file.phase = Phase::Fetching;
-        m_bReportDue = true;
-    } else {
-        EndFile(file, file.store->Reason(), file.store->Problem());
-    }
-}
-
-void CReceiveEngine::CheckEnd() {
-    if (Ended() || !AllOffered()) return;
-    const auto ended = [](const IncomingFile& file) { return file.Ended(); };
-    if (!std::all_of(m_files.begin(), m_files.end(), ended)) {
-        const auto fetching = [](const IncomingFile& file) { return file.phase == IncomingFile::Phase::Fetching; };
-        m_state =
-            std::any_of(m_files.begin(), m_files.end(), fetching) ? ReceiveState::Receiving : ReceiveState::Verifying;
-        return;
-    }
-    m_state = ReceiveState::Done;
-    for (const IncomingFile& file : m_files) {
-        if (file.phase != IncomingFile::Phase::Failed) continue;
-        m_state = ReceiveState::Failed;
-        m_failure = file.failure;
-    }
-    m_bReportDue = true;
-}
-
 uint64_t CReceiveEngine::Tick(uint64_t now, ILinkOut& link) {
     if (!m_bStarted) {
         m_bStarted = true;
         m_ullHeardMs = now;
     }
     if (m_bOver) return 0;
-    const bool more = VerifyStep();
+    const bool more = VerifyStep() || DeliverStep();
     CheckEnd();
     if (Ended() && m_ullEndedMs == 0) m_ullEndedMs = now;
     if (link.Ready() && ReportNeeded(now)) Report(now, link);
     if (Ended()) {
         m_bOver = m_bConfirmed || !m_bKnows || now - m_ullEndedMs > kConfirmWaitMs;
-    } else if (now - m_ullHeardMs > m_ullWaitMs) {
+    } else if (!HasAll() && now - m_ullHeardMs > m_ullWaitMs) {
         const bool begun = m_bKnows;
         m_state = begun ? ReceiveState::Failed : ReceiveState::NobodyThere;
         m_strProblem = begun ? "the sender has fallen silent; what has come is kept" : "nobody sends there";
@@ -233,6 +191,7 @@ void CReceiveEngine::Report(uint64_t now, ILinkOut& link) {
             status.state = ReceiverState::Failed;
             break;
         case ReceiveState::Verifying:
+        case ReceiveState::Delivering:
             status.state = ReceiverState::Verifying;
             break;
         default:
@@ -240,7 +199,7 @@ void CReceiveEngine::Report(uint64_t now, ILinkOut& link) {
     }
     status.bytes = Progress().heldBytes;
     for (const IncomingFile& file : m_files) {
-        if (Ended() || file.phase != IncomingFile::Phase::Fetching) continue;
+        if (!m_bFits || Ended() || file.phase != IncomingFile::Phase::Fetching) continue;
         file.store->Have().AddLacking(file.offer.firstBlock, status.lacking);
     }
     if (now - m_ullFlushMs >= kHeartbeatMs) {
@@ -289,7 +248,7 @@ ReceiveProgress CReceiveEngine::Progress() const {
         if (done)
             progress.heldBytes += file.offer.size;
         else if (file.store && file.phase != IncomingFile::Phase::Failed)
-            progress.heldBytes += std::min(file.offer.size, uint64_t{file.store->Have().Held()} * kBlockSize);
+            progress.heldBytes += file.HeldBytes();
     }
     return progress;
 }

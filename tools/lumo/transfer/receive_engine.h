@@ -5,13 +5,15 @@
 #include "tools/lumo/transfer/link_out.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumo {
 
-enum class ReceiveState { Waiting, Receiving, Verifying, Done, NobodyThere, SenderLeft, Failed };
+enum class ReceiveState { Waiting, Receiving, Verifying, Delivering, Done, NobodyThere, SenderLeft, Failed };
 
 struct ReceiveProgress {
     ReceiveState state = ReceiveState::Waiting;
@@ -26,7 +28,7 @@ struct ReceiveProgress {
 
 /// One file of the transfer.
 struct IncomingFile {
-    enum class Phase { Fetching, Verifying, Checking, Done, Failed };
+    enum class Phase { Fetching, Verifying, Checking, Repairing, Done, Failed };
     Offer offer;
     std::unique_ptr<IFileStore> store;
     Phase phase = Phase::Fetching;
@@ -35,7 +37,12 @@ struct IncomingFile {
     std::string problem;
 
     bool Ended() const { return phase == Phase::Done || phase == Phase::Failed; }
+    /// Of a file that has a store.
+    uint64_t HeldBytes() const;
 };
+
+/// Takes whole, verified files elsewhere, a little at a time; More until everything has been taken. Not Bad.
+using Delivery = std::function<StoreStep(const std::vector<IncomingFile>& files, std::string& problem)>;
 
 /// Asks for what it lacks, checks and stores what comes. One thread.
 class CReceiveEngine {
@@ -43,6 +50,8 @@ public:
     /// `id` is random and not 0. `waitMs` without a word from a sender end it.
     CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs);
 
+    /// The transfer is complete only once `deliver` has taken every file; before anything comes.
+    void DeliverBy(Delivery deliver) { m_deliver = std::move(deliver); }
     /// A frame from the publisher, of whatever content. True when it came from a sender.
     bool OnFrame(const char* data, size_t length, uint64_t now);
     /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
@@ -81,21 +90,31 @@ private:
     /// True when there is more to hash.
     bool VerifyStep();
     void OnVerified(IncomingFile& file, StoreStep step);
+    void OnRepaired(IncomingFile& file, StoreStep step);
+    /// True when there is more to deliver.
+    bool DeliverStep();
     void CheckEnd();
     void Report(uint64_t now, ILinkOut& link);
     void FlushStores();
     bool ReportNeeded(uint64_t now) const;
+    /// Nothing is asked for unless all of it fits; where that is in doubt, not before every offer is known.
+    void CheckRoom();
     bool Ended() const { return m_state == ReceiveState::Done || m_state == ReceiveState::Failed; }
+
+    /// Every file is verified, so that the sender is needed no longer.
+    bool HasAll() const { return Ended() || m_state == ReceiveState::Delivering; }
 
     const uint64_t m_ullID;
     IFileFolder& m_folder;
     const uint64_t m_ullWaitMs;
+    Delivery m_deliver;
 
     ReceiveState m_state = ReceiveState::Waiting;
     bool m_bOver = false;
     Failure m_failure = Failure::None;
     std::string m_strProblem;
 
+    bool m_bFits = false;
     bool m_bKnows = false;  // m_ullTransfer and m_beacon are set
     uint64_t m_ullTransfer = 0;
     Beacon m_beacon;  // of the transfer's first one that told its size
