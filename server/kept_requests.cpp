@@ -3,11 +3,11 @@
 #include "link/activity.h"
 
 void CKeptRequests::Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now) {
-    Forget(request);
+    Forget(request, home);
     const auto ofAddress = m_perAddress.find(request.peer.ip);
     if (ofAddress != m_perAddress.end() && ofAddress->second >= m_nPerAddress) return;
-    if (m_kept.size() >= server::kMaxUnproved) Forget(m_kept.front().request);
-    m_byKey[KeyOf(request)] = m_kept.insert(m_kept.end(), {request, home, now});
+    if (m_kept.size() >= server::kMaxUnproved) Forget(m_kept.front().request, m_kept.front().home);
+    m_byKey[KeyOf(request, home)] = m_kept.insert(m_kept.end(), {request, home, now});
     ++m_perAddress[request.peer.ip];
 }
 
@@ -19,14 +19,10 @@ CKeptRequests::Index::iterator CKeptRequests::Erase(Index::iterator entry) {
     return m_byKey.erase(entry);
 }
 
-std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, bool onlyNaming) {
+std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, const CMcuAddress& home) {
     std::vector<Kept> taken;
-    auto it = m_byKey.lower_bound({channelID, 0, 0});
-    while (it != m_byKey.end() && std::get<0>(it->first) == channelID) {
-        if (onlyNaming && it->second->home.IsEmpty()) {
-            ++it;
-            continue;
-        }
+    auto it = m_byKey.lower_bound({channelID, home, 0, 0});
+    while (it != m_byKey.end() && std::get<0>(it->first) == channelID && std::get<1>(it->first) == home) {
         taken.push_back(*it->second);
         it = Erase(it);
     }
@@ -35,7 +31,7 @@ std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, bool on
 
 void CKeptRequests::ForgetOld(uint32_t now) {
     while (!m_kept.empty() && ElapsedMs(now, m_kept.front().since) > server::kRequestKeptMs)
-        Forget(m_kept.front().request);
+        Forget(m_kept.front().request, m_kept.front().home);
 }
 
 std::vector<CKeptRequests::Kept> CKeptRequests::Naming() const {

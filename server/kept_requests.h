@@ -12,32 +12,34 @@
 #include <tuple>
 #include <vector>
 
-/// One per subscriber's address and channel: whoever asks anew has given up his request before. Full, the oldest gives
-/// way. Under the gate.
+/// One per subscriber's address, channel and home: whoever asks anew has given up his request before. Full, the oldest
+/// gives way. Under the gate.
 class CKeptRequests {
 public:
     struct Kept {
         CSinkRequest request;
-        CMcuAddress home;  ///< the publisher's server, where the request names it
+        CMcuAddress home;  ///< the publisher's server, where the request names another
         uint32_t since;
     };
 
     explicit CKeptRequests(size_t perAddress) : m_nPerAddress(perAddress) {}
 
     void Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now);
-    /// Takes those of a channel out; only those that name another server, or all.
-    std::vector<Kept> Take(uint32_t channelID, bool onlyNaming);
-    void Forget(const CSinkRequest& request) { Erase(m_byKey.find(KeyOf(request))); }
+    /// Takes those of a channel out that mean the one at this home.
+    std::vector<Kept> Take(uint32_t channelID, const CMcuAddress& home);
+    void Forget(const CSinkRequest& request, const CMcuAddress& home) { Erase(m_byKey.find(KeyOf(request, home))); }
     void ForgetOld(uint32_t now);
     /// Those that name another server.
     std::vector<Kept> Naming() const;
     size_t Count() const { return m_kept.size(); }
 
 private:
-    using Key = std::tuple<uint32_t, uint32_t, uint16_t>;  // channel, address, port
+    using Key = std::tuple<uint32_t, CMcuAddress, uint32_t, uint16_t>;  // channel, home, address, port
     using Index = std::map<Key, std::list<Kept>::iterator>;
 
-    static Key KeyOf(const CSinkRequest& request) { return {request.channelID, request.peer.ip, request.peer.port}; }
+    static Key KeyOf(const CSinkRequest& request, const CMcuAddress& home) {
+        return {request.channelID, home, request.peer.ip, request.peer.port};
+    }
     Index::iterator Erase(Index::iterator entry);
 
     const size_t m_nPerAddress;

@@ -2,22 +2,30 @@
 
 #include "server/stream.h"
 
-void CMedium::LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, uint32_t channelID) {
-    context.log.Line(std::string(profile.medium) + " " + role + " " + EndpointText(peer.ip, peer.port) +
-                     (tcp ? " (tcp) " : " (udp) ") + what + " channel " + std::to_string(channelID));
+void CMedium::LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel) {
+    std::string line = std::string(profile.medium) + " " + role + " " + EndpointText(peer.ip, peer.port) +
+                       (tcp ? " (tcp) " : " (udp) ") + what + " channel " + std::to_string(ChannelNumber(channel));
+    const std::shared_ptr<CStream> stream = streams.Find(channel);
+    if (stream && stream->IsRelayed()) line += " of " + EndpointText(stream->Home().ip, stream->Home().port);
+    context.log.Line(line);
 }
 
-std::shared_ptr<CStream> CMedium::MakeStream(uint32_t channelID) {
-    if (closed || channelID == 0 || streams.Size() >= Limits().channels) return nullptr;
-    std::shared_ptr<CStream> stream = classes.MakeStream(channelID);
-    streams.Add(channelID, stream);
+std::shared_ptr<CStream> CMedium::MakeStream(const CStreamName& name) {
+    if (closed || name.channelID == 0 || streams.Size() >= Limits().channels) return nullptr;
+    std::shared_ptr<CStream> stream = classes.MakeStream(name);
+    streams.Add(name.Key(), stream);
     stream->Open();
     return stream;
 }
 
-void CMedium::EndDeserted(uint32_t channelID) {
-    const std::shared_ptr<CStream> stream = streams.Find(channelID);
-    if (!stream || stream->HasSource() || stream->WasPublished() || stream->RelayedFrom() != 0) return;
+std::shared_ptr<CStream> CMedium::FindServed(uint32_t channelID) {
+    std::shared_ptr<CStream> own = streams.Find(channelID);
+    return own && (profile.board || own->WasPublished()) ? own : nullptr;
+}
+
+void CMedium::EndDeserted(ChannelKey channel) {
+    const std::shared_ptr<CStream> stream = streams.Find(channel);
+    if (!stream || stream->HasSource() || stream->WasPublished() || stream->IsRelayed()) return;
     if (stream->SinkCount() == 0) EndStream(*stream);
 }
 
@@ -30,5 +38,5 @@ void CMedium::EndStream(CStream& stream) {
         ended.traffic.Add(last.traffic);
         ended.links.Add(last.links);
     }
-    if (streams.Find(stream.ChannelID()).get() == &stream) streams.Remove(stream.ChannelID());
+    if (streams.Find(stream.Key()).get() == &stream) streams.Remove(stream.Key());
 }

@@ -31,13 +31,15 @@ struct CMedium {
         : profile(row), classes(own), context(whole) {}
 
     const CServerLimits& Limits() const { return context.options.limits; }
-    /// "file sink 10.0.0.1:5000 (udp) came to channel 7".
-    void LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, uint32_t channelID);
+    /// "file sink 10.0.0.1:5000 (udp) came to channel 7", and of another server: "channel 7 of 10.0.0.9:7000".
+    void LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel);
     /// A new stream, open for subscribers; null at the limit, or for ID 0. Under the gate.
-    std::shared_ptr<CStream> MakeStream(uint32_t channelID);
+    std::shared_ptr<CStream> MakeStream(const CStreamName& name);
+    /// This server's own channel, once somebody has published it here; null before.
+    std::shared_ptr<CStream> FindServed(uint32_t channelID);
     /// Ends a stream that nobody has shown interest in: no publisher and no proved subscriber ever, none of any sort
     /// now. Under the gate.
-    void EndDeserted(uint32_t channelID);
+    void EndDeserted(ChannelKey channel);
     /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
     void EndStream(CStream& stream);
 

@@ -28,19 +28,20 @@ class IMediumClasses {
 public:
     virtual ~IMediumClasses() = default;
 
-    virtual std::shared_ptr<CStream> MakeStream(uint32_t channelID) = 0;
+    virtual std::shared_ptr<CStream> MakeStream(const CStreamName& name) = 0;
     /// A leg that sets `news` and wakes the worker when the far server accepts it.
     virtual std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
                                                std::atomic<bool>& news) = 0;
 
-    /// Makes the sink, or acknowledges again the one there is. False for an unknown channel or a full table.
-    virtual bool ConnectSink(const CSinkRequest& request) = 0;
+    /// Makes the sink, or acknowledges again the one there is. False for an unknown channel or a full table. Requests
+    /// name a channel by its number; `channel` is the one that is meant.
+    virtual bool ConnectSink(ChannelKey channel, const CSinkRequest& request) = 0;
     /// The new sink's ID, 0 when there is none. A request over TCP has no receiver ID.
-    virtual uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) = 0;
+    virtual uint32_t AcceptSink(ChannelKey channel, ITcpSession* session, const CSinkRequest& request) = 0;
     /// Sends the subscriber's sink, if it is unproved, something that the library at the far side acknowledges.
-    virtual void AskForSign(const CSinkRequest& request) = 0;
+    virtual void AskForSign(ChannelKey channel, const CSinkRequest& request) = 0;
     virtual void EndSink(uint32_t sinkID) = 0;
-    virtual SinkOwner OwnerOf(const CSinkRequest& request) = 0;
+    virtual SinkOwner OwnerOf(ChannelKey channel, const CSinkRequest& request) = 0;
     virtual bool IsSinkAt(uint32_t sinkID, const CPeer& peer) = 0;
     /// Lets a UDP sink's frames go; its queue may hold `queueBytes`.
     virtual void Unhold(uint32_t sinkID, uint64_t queueBytes) = 0;

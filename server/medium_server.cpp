@@ -9,10 +9,13 @@
 using wire::CWireReader;
 using wire::Field;
 
-/// A subscriber's request and the publisher's server that it names, or none.
+/// A subscriber's request, and whose channel of the number it means.
 struct CMediumServer::CAsked {
+    enum class Whose { Own, AnotherServers, Nobodys };  // the last names a server that this one may not ask
+
     CSinkRequest request{};
-    CMcuAddress home;
+    Whose whose = Whose::Own;
+    CMcuAddress home;  // another server's addresses
 };
 
 namespace {
@@ -78,26 +81,32 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
 }
 
 void CMediumServer::KeepUnserved(const CAsked& asked) {
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(asked.request.channelID);
-    if (!stream || !stream->IsHome()) m_relays.Keep(asked.request, {});
+    if (!m_medium.FindServed(asked.request.channelID)) m_relays.Keep(asked.request, {});
 }
 
 // The fields of the long form; over TCP there is no receiver ID. Where no port is named it is this server's own.
 CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CPeer& peer, bool tcp) const {
     CAsked asked;
     asked.request.peer = peer;
-    asked.home.port = m_medium.context.port;
+    CMcuAddress named;
+    named.port = m_medium.context.port;
     CWireReader reader(data, length);
     for (const Field field : m_longConnect.fields) {
         if ((field == Field::ReceiverID || field == Field::ClientSessionID) && !tcp)
             asked.request.receiverID = reader.U32();
         if (field == Field::ChannelID) asked.request.channelID = reader.U32();
-        if (field == Field::RelayIP0) asked.home.ips[0] = reader.U32();
-        if (field == Field::RelayIP1) asked.home.ips[1] = reader.U32();
-        if (field == Field::RelayIP2) asked.home.ips[2] = reader.U32();
-        if (field == Field::RelayPort) asked.home.port = reader.U16();
+        if (field == Field::RelayIP0) named.ips[0] = reader.U32();
+        if (field == Field::RelayIP1) named.ips[1] = reader.U32();
+        if (field == Field::RelayIP2) named.ips[2] = reader.U32();
+        if (field == Field::RelayPort) named.port = reader.U16();
         if (field == Field::UserID) asked.request.userID = reader.U32();
     }
+    CRelayPolicy& policy = m_medium.context.policy;
+    asked.home = policy.Filter(named);
+    if (!asked.home.IsEmpty())
+        asked.whose = CAsked::Whose::AnotherServers;
+    else if (!named.IsEmpty() && !policy.IsThisServer(named, m_medium.context.port))
+        asked.whose = CAsked::Whose::Nobodys;
     return asked;
 }
 
@@ -105,34 +114,27 @@ std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID) {
     std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (stream) return stream;
     if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
-    stream = m_medium.MakeStream(channelID);
-    if (stream) stream->SetHome(true);
-    return stream;
+    return m_medium.MakeStream({channelID});
 }
 
-// At home it is served to whoever asks; but a publisher that left or fell silent may have gone to the server that the
-// request names.
-std::shared_ptr<CStream> CMediumServer::ServedHere(const CAsked& asked) {
-    const bool makes = m_medium.profile.board && asked.home.IsEmpty();
-    std::shared_ptr<CStream> stream =
-        makes ? FindOrMakeBoard(asked.request.channelID) : m_medium.streams.Find(asked.request.channelID);
-    if (!stream || !stream->IsHome()) return nullptr;
-    if (m_medium.profile.board) return stream;
-    const bool elsewhere =
-        !asked.home.IsEmpty() && !stream->HasLiveSource() && m_relays.MayRelay(asked.request.peer.ip, asked.home);
-    return elsewhere ? nullptr : stream;
+std::shared_ptr<CStream> CMediumServer::FindOwn(uint32_t channelID) {
+    return m_medium.profile.board ? FindOrMakeBoard(channelID) : m_medium.FindServed(channelID);
+}
+
+bool CMediumServer::MakeRoomForRelay(const CAsked& asked) {
+    return m_relays.Has(asked.request.channelID, asked.home) || m_sources.MakeRoomForChannel();
 }
 
 void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     CAutoLock gate(&m_medium.context.gate);
     const CAsked asked = Read(datagram.body + 1, datagram.length - 1, {datagram.ip, datagram.port}, false);
-    if (const auto stream = ServedHere(asked)) {
-        m_sinks.Connect(*stream, asked.request);
-    } else if (!asked.home.IsEmpty()) {
-        if (!m_medium.streams.Find(asked.request.channelID) && !m_sources.MakeRoomForChannel()) return;
-        m_relays.Ask(asked.request, asked.home);
-    } else {
-        KeepUnserved(asked);
+    if (asked.whose == CAsked::Whose::AnotherServers) {
+        if (MakeRoomForRelay(asked)) m_relays.Ask(asked.request, asked.home);
+    } else if (asked.whose == CAsked::Whose::Own) {
+        if (const auto stream = FindOwn(asked.request.channelID))
+            m_sinks.Connect(*stream, asked.request);
+        else
+            KeepUnserved(asked);
     }
 }
 
@@ -161,16 +163,15 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
     CAutoLock gate(&m_medium.context.gate);
     const CPeer peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()};
     const CAsked asked = Read(data, length, peer, true);
-    if (const auto stream = ServedHere(asked)) return m_sinks.Accept(*stream, session, asked.request) != 0;
-    if (asked.home.IsEmpty()) return false;
-    if (!m_medium.streams.Find(asked.request.channelID) && !m_sources.MakeRoomForChannel()) return false;
-    return m_relays.AskTcp(session, asked.request, asked.home);
+    if (asked.whose == CAsked::Whose::AnotherServers)
+        return MakeRoomForRelay(asked) && m_relays.AskTcp(session, asked.request, asked.home);
+    const auto stream = asked.whose == CAsked::Whose::Own ? FindOwn(asked.request.channelID) : nullptr;
+    return stream && m_sinks.Accept(*stream, session, asked.request) != 0;
 }
 
 void CMediumServer::OnSecond(uint32_t now) {
     CAutoLock gate(&m_medium.context.gate);
-    for (const std::shared_ptr<CStream>& stream : m_relays.OnSecond(now)) m_sources.AfterRelay(*stream);
-    m_relays.AskForKept();
+    m_relays.OnSecond(now);
     m_sources.OnSecond(now);
 }
 

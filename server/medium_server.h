@@ -16,7 +16,7 @@ public:
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length);
     void OnSinkMade(const CSinkInfo& sink) { m_sinks.OnSinkMade(sink); }
     void OnSinkChanged(const CSinkInfo& sink) { m_sinks.OnSinkChanged(sink); }
-    void OnKeyFrameWanted(uint32_t channelID) { m_medium.keyFrames.Want(channelID); }
+    void OnKeyFrameWanted(ChannelKey channel) { m_medium.keyFrames.Want(channel); }
     void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }
 
     void OnSecond(uint32_t now);
@@ -35,13 +35,15 @@ private:
     void OnLongConnect(const CServerDatagram& datagram);
     bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
     struct CAsked;
-    /// Of a channel that is not at home here, or not yet.
+    /// Of a channel that nobody has published here yet.
     void KeepUnserved(const CAsked& asked);
     /// Where nobody publishes: the stream, made if need be. Null at the limit.
     std::shared_ptr<CStream> FindOrMakeBoard(uint32_t channelID);
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
-    /// The stream, if this request is served from here and not from elsewhere.
-    std::shared_ptr<CStream> ServedHere(const CAsked& asked);
+    /// This server's own channel of the number, made where nobody publishes it; null when there is none.
+    std::shared_ptr<CStream> FindOwn(uint32_t channelID);
+    /// Room for a relay more, if there is none yet to that home.
+    bool MakeRoomForRelay(const CAsked& asked);
 
     std::unique_ptr<IMediumClasses> m_classes;
     CMedium m_medium;

@@ -63,7 +63,13 @@ CMcuAddress CRelayPolicy::Filter(const CMcuAddress& asked) {
     CMcuAddress allowed;
     allowed.port = asked.port;
     size_t count = 0;
-    for (uint32_t ip : asked.ips)
+    asked.ForEachDistinct([&](uint32_t ip) {
         if (asked.port != 0 && Allows(ip)) allowed.ips[count++] = ip;
+    });
     return allowed;
+}
+
+bool CRelayPolicy::IsThisServer(const CMcuAddress& named, uint16_t ownPort) {
+    return named.port == ownPort &&
+           std::any_of(named.ips.begin(), named.ips.end(), [this](uint32_t ip) { return ip != 0 && IsOwn(ip); });
 }

@@ -21,8 +21,11 @@ public:
     void SetOwn(std::vector<uint32_t> own, std::vector<uint32_t> broadcast);
 
     bool Allows(uint32_t ip);
-    /// Those of a request's addresses that are allowed, in order, the first one as address 0; none without a port.
+    /// Those of a request's addresses that are allowed, each once, in order, the first one as address 0; none without a
+    /// port.
     CMcuAddress Filter(const CMcuAddress& asked);
+    /// Whether one of the addresses is this host's own, with the port that this server serves.
+    bool IsThisServer(const CMcuAddress& named, uint16_t ownPort);
 
 private:
     bool IsOwn(uint32_t ip);

@@ -15,16 +15,16 @@ void CRelays::Ask(const CSinkRequest& request, const CMcuAddress& home) {
 }
 
 void CRelays::Serve(const CSinkRequest& request, const CMcuAddress& home) {
-    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, home, false);
+    CRelay* relay = FindOrStart(request, home, false);
     if (!relay) return;
     Doubt(*relay);
     if (!Serves(*relay)) return Wait(*relay, request);
-    m_kept.Forget(request);
+    m_kept.Forget(request, home);
     m_sinks.Connect(*relay->stream, request);
 }
 
 bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CMcuAddress& home) {
-    CRelay* relay = FindOrStart(request.channelID, request.peer.ip, home, true);
+    CRelay* relay = FindOrStart(request, home, true);
     if (!relay) return false;
     Doubt(*relay);
     const uint32_t sinkID = m_sinks.Accept(*relay->stream, session, request);
@@ -32,9 +32,10 @@ bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CM
     return sinkID != 0;
 }
 
-CRelays::CRelay* CRelays::FindOrStart(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp) {
-    const auto found = m_relays.find(channelID);
-    return found != m_relays.end() ? &found->second : Start(channelID, asker, home, tcp);
+CRelays::CRelay* CRelays::FindOrStart(const CSinkRequest& request, const CMcuAddress& home, bool tcp) {
+    const Key key(request.channelID, home);
+    const auto found = m_relays.find(key);
+    return found != m_relays.end() ? &found->second : Start(key, request.peer.ip, tcp);
 }
 
 bool CRelays::MayStart(uint32_t asker) const {
@@ -48,21 +49,19 @@ bool CRelays::MayStart(uint32_t asker) const {
     return pending < server::kMaxPendingLegs && ofAsker < server::kPendingLegsPerAsker;
 }
 
-CRelays::CRelay* CRelays::Start(uint32_t channelID, uint32_t asker, const CMcuAddress& home, bool tcp) {
-    const CMcuAddress far = m_medium.context.policy.Filter(home);
-    if (far.IsEmpty() || !MayStart(asker)) return nullptr;
-    // An unproved publisher's claim may stand already, or one that fell silent; the relay serves until it shows itself.
-    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    if (!stream) stream = m_medium.MakeStream(channelID);
-    if (!stream) return nullptr;
-    CRelay& relay = m_relays[channelID];
-    relay.stream = stream;
-    relay.leg = m_medium.classes.MakeLeg(*stream, far, tcp, m_bNews);
+CRelays::CRelay* CRelays::Start(const Key& key, uint32_t asker, bool tcp) {
+    if (!MayStart(asker)) return nullptr;
+    const auto& [channelID, home] = key;
+    CRelay& relay = m_relays[key];
+    relay.stream = m_medium.MakeStream({channelID, relay.legID.Get(), {home.ips[0], home.port}});
+    if (!relay.stream) {
+        m_relays.erase(key);
+        return nullptr;
+    }
+    relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();
     relay.open = relay.leg->Open();
-    stream->SetHome(false);  // while both servers looked at each other, they would serve in a circle
-    stream->SetRelayedFrom(far.ips[0]);
     return &relay;
 }
 
@@ -94,17 +93,8 @@ void CRelays::Wait(CRelay& relay, const CSinkRequest& request) const {
         relay.waiting.push_back(request);
 }
 
-void CRelays::End(CStream& stream) {
-    const auto found = m_relays.find(stream.ChannelID());
-    if (found != m_relays.end()) {
-        CRelay& relay = found->second;
-        relay.leg->Close();
-        ServeWaiting(relay);  // from now on by the publisher
-        stream.SetRelayedFrom(0);
-        m_relays.erase(found);
-    }
-    for (const CKeptRequests::Kept& kept : m_kept.Take(stream.ChannelID(), false))
-        m_sinks.Connect(stream, kept.request);
+void CRelays::ServeKept(CStream& stream, const CMcuAddress& home) {
+    for (const CKeptRequests::Kept& kept : m_kept.Take(stream.ChannelID(), home)) m_sinks.Connect(stream, kept.request);
 }
 
 void CRelays::EndAll() {

@@ -2,27 +2,20 @@
 #include "link/activity.h"
 #include "server/relays.h"
 
-std::vector<std::shared_ptr<CStream>> CRelays::OnSecond(uint32_t now) {
+void CRelays::OnSecond(uint32_t now) {
     m_kept.ForgetOld(now);
-    std::vector<std::shared_ptr<CStream>> ended;
     for (auto it = m_relays.begin(); it != m_relays.end();) {
-        if (Upkeep(it->second, now)) {
+        CRelay& relay = it->second;
+        if (Upkeep(it->first, relay, now)) {
             ++it;
-        } else {
-            Finish(it->second);
-            ended.push_back(it->second.stream);
-            it = m_relays.erase(it);
+            continue;
         }
+        relay.leg->Close();
+        m_medium.EndStream(*relay.stream);
+        it = m_relays.erase(it);
     }
-    return ended;
-}
-
-void CRelays::AskForKept() {
-    for (const CKeptRequests::Kept& kept : m_kept.Naming()) {
-        const uint32_t channelID = kept.request.channelID;
-        const auto stream = m_medium.streams.Find(channelID);
-        if (m_relays.count(channelID) == 0 && !(stream && stream->HasLiveSource())) Serve(kept.request, kept.home);
-    }
+    for (const CKeptRequests::Kept& kept : m_kept.Naming())
+        if (!Has(kept.request.channelID, kept.home)) Serve(kept.request, kept.home);
 }
 
 void CRelays::OnTurn() {
@@ -31,19 +24,18 @@ void CRelays::OnTurn() {
     if (!news && !behind && !m_bDoubt.load(std::memory_order_relaxed)) return;
     CAutoLock gate(&m_medium.context.gate);
     bool doubt = false;
-    for (auto& entry : m_relays) {
-        CRelay& relay = entry.second;
+    for (auto& [key, relay] : m_relays) {
         if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
         doubt = doubt || relay.doubtful;
         if (behind) relay.leg->Follow(relay.stream->Wanted() > 0);
-        if (Serves(relay)) ServeWaiting(relay);
+        if (Serves(relay)) ServeWaiting(relay, key.second);
     }
     m_bDoubt.store(doubt, std::memory_order_relaxed);
 }
 
-bool CRelays::Upkeep(CRelay& relay, uint32_t now) {
+bool CRelays::Upkeep(const Key& key, CRelay& relay, uint32_t now) {
     Poll(relay, now);
-    if (Serves(relay)) ServeWaiting(relay);
+    if (Serves(relay)) ServeWaiting(relay, key.second);
     CloseLateTcp(relay, now);
     if (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > server::kLegTriedForMs) return false;
     return !IsAlone(relay, now);
@@ -63,13 +55,12 @@ void CRelays::Reopen(CRelay& relay, uint32_t now) {
     relay.open = relay.leg->Open();
 }
 
-void CRelays::ServeWaiting(CRelay& relay) {
+void CRelays::ServeWaiting(CRelay& relay, const CMcuAddress& home) {
     for (const CSinkRequest& request : relay.waiting) {
-        m_kept.Forget(request);
+        m_kept.Forget(request, home);
         m_sinks.Connect(*relay.stream, request);
     }
-    for (const CKeptRequests::Kept& kept : m_kept.Take(relay.stream->ChannelID(), true))
-        m_sinks.Connect(*relay.stream, kept.request);
+    ServeKept(*relay.stream, home);
     relay.waiting.clear();
     relay.waitingTcp.clear();
 }
@@ -90,9 +81,4 @@ bool CRelays::IsAlone(CRelay& relay, uint32_t now) {
     relay.alone = relay.stream->SinkCount() == 0 && relay.waiting.empty();
     if (relay.alone && !wasAlone) relay.aloneSince = now;
     return relay.alone && ElapsedMs(now, relay.aloneSince) >= server::kLegLingersMs;
-}
-
-void CRelays::Finish(CRelay& relay) {
-    relay.leg->Close();
-    relay.stream->SetRelayedFrom(0);
 }

@@ -115,8 +115,8 @@ void CServerManager::OnSinkGone(const CSinkInfo& sink) {
     if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkGone(sink);
 }
 
-void CServerManager::OnKeyFrameWanted(wire::Kind kind, uint32_t channelID) {
-    if (CMediumServer* medium = MediumOf(kind)) medium->OnKeyFrameWanted(channelID);
+void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) {
+    if (CMediumServer* medium = MediumOf(kind)) medium->OnKeyFrameWanted(channel);
 }
 
 void CServerManager::OnSecond() {

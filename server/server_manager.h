@@ -35,7 +35,7 @@ public:
     void OnSinkMade(const CSinkInfo& sink) override;
     void OnSinkChanged(const CSinkInfo& sink) override;
     void OnSinkGone(const CSinkInfo& sink) override;
-    void OnKeyFrameWanted(wire::Kind kind, uint32_t channelID) override;
+    void OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) override;
     uint64_t SinkQueueLimit() const override { return m_context.options.limits.sinkQueueBytes; }
 
 protected:

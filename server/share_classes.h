@@ -10,11 +10,11 @@ public:
     CShareClasses(CShareMcu& mcu, const CServerLimits& limits)
         : CShareClasses::CTableClasses(mcu.Tables(), limits), m_mcu(mcu) {}
 
-    bool ConnectSink(const CSinkRequest& request) override {
-        return m_mcu.ConnectSink(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
+    bool ConnectSink(ChannelKey channel, const CSinkRequest& request) override {
+        return m_mcu.ConnectSink(request.receiverID, channel, request.peer.ip, request.peer.port);
     }
-    uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
-        return m_mcu.AcceptSink(session, request.channelID);
+    uint32_t AcceptSink(ChannelKey channel, ITcpSession* session, const CSinkRequest&) override {
+        return m_mcu.AcceptSink(session, channel);
     }
 
 private:

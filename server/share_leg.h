@@ -7,7 +7,7 @@
 
 /// What the factory `kMake` of the library makes.
 template <auto kMake, class TNotify>
-using ShareReceiverMadeBy = std::remove_pointer_t<std::invoke_result_t<decltype(kMake), TNotify&, uint32_t>>;
+using ShareReceiverMadeBy = std::remove_pointer_t<std::invoke_result_t<decltype(kMake), TNotify&, ChannelKey>>;
 
 /// `kMakeUDP` and `kMakeTCP` are the library's factories of the medium's receivers. `kAsksOnce`: a request over UDP is
 /// not repeated. The callbacks are the derived class's.
@@ -33,12 +33,12 @@ private:
     using CLeg::m_pReceiverUDP;
 
     bool AskTCP(const CMcuAddress& far) override {
-        auto* receiver = kMakeTCP(*this, this->m_stream.ChannelID());
+        auto* receiver = kMakeTCP(*this, this->m_stream.Key());
         m_pReceiver = receiver;
         return receiver && receiver->Connect(far, {}, {});
     }
     bool AskUDP(const CMcuAddress& far) override {
-        m_pReceiverUDP = kMakeUDP(*this, this->m_stream.ChannelID());
+        m_pReceiverUDP = kMakeUDP(*this, this->m_stream.Key());
         m_pReceiver = m_pReceiverUDP;
         return m_pReceiverUDP && m_pReceiverUDP->Connect(far, {}, false);
     }

@@ -11,10 +11,11 @@
 template <class TChannel, class TState>
 class CShareStream : public CStream, public TChannel {
 public:
-    CShareStream(const char* medium, uint32_t channelID, const CServerLimits& limits)
-        : CStream(medium, limits), TChannel(channelID), m_ulChannelID(channelID) {}
+    CShareStream(const char* medium, const CStreamName& name, const CServerLimits& limits)
+        : CStream(medium, name, limits), TChannel(name.channelID) {
+        State().hub.SetLeg(name.legID);
+    }
 
-    uint32_t ChannelID() const override { return m_ulChannelID; }
     size_t SinkCount() override { return State().hub.SinkCount(); }
 
 protected:
@@ -36,6 +37,4 @@ protected:
 
 private:
     CShareChannel& State() { return TState::Of(*this); }
-
-    const uint32_t m_ulChannelID;
 };

@@ -14,21 +14,21 @@ bool CSinks::MayConnect(const CServerDatagram& datagram) {
     CWireReader fields(datagram.body + 1, datagram.length - 1);
     const uint32_t receiverID = fields.U32();
     const CSinkRequest request{receiverID, fields.U32(), 0, {datagram.ip, datagram.port}};
-    const SinkOwner owner = m_medium.classes.OwnerOf(request);
-    if (owner != SinkOwner::None) return owner == SinkOwner::Same;
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(request.channelID);
-    return stream && stream->IsHome() && MakeRoomForUdp(*stream, request.peer.ip);
+    const std::shared_ptr<CStream> stream = m_medium.FindServed(request.channelID);
+    if (!stream) return false;
+    const SinkOwner owner = m_medium.classes.OwnerOf(stream->Key(), request);
+    return owner == SinkOwner::None ? MakeRoomForUdp(*stream, request.peer.ip) : owner == SinkOwner::Same;
 }
 
 bool CSinks::MayUse(const CServerDatagram& datagram) {
     const uint32_t sinkID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
     const CPeer peer{datagram.ip, datagram.port};
     if (!m_medium.classes.IsSinkAt(sinkID, peer)) return false;
-    const uint32_t channelID = m_unproved.Remove(sinkID);
-    if (channelID == 0) return true;
+    const ChannelKey channel = m_unproved.Remove(sinkID);
+    if (channel == 0) return true;
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
-    m_medium.LogPeer("sink", peer, false, "came to", channelID);
-    if (const auto stream = m_medium.streams.Find(channelID)) {
+    m_medium.LogPeer("sink", peer, false, "came to", channel);
+    if (const auto stream = m_medium.streams.Find(channel)) {
         Keep(*stream);
         Tell(*stream);
     }
@@ -36,38 +36,39 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
 }
 
 bool CSinks::MayServe(uint32_t channelID) {
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    return stream && stream->IsHome() && MakeRoom(*stream);
+    const std::shared_ptr<CStream> stream = m_medium.FindServed(channelID);
+    return stream && MakeRoom(*stream);
 }
 
 void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
-    const SinkOwner owner = m_medium.classes.OwnerOf(request);
+    const SinkOwner owner = m_medium.classes.OwnerOf(stream.Key(), request);
     if (owner == SinkOwner::Other) return;
     if (owner == SinkOwner::None && !MakeRoomForUdp(stream, request.peer.ip)) return;
     const bool mute = m_medium.profile.subscribersAskOnce || m_medium.profile.board;
     // The acknowledgements of a short request have used up what it may be answered with.
-    if (m_medium.classes.ConnectSink(request) && mute && !request.shortForm) m_medium.classes.AskForSign(request);
+    if (m_medium.classes.ConnectSink(stream.Key(), request) && mute && !request.shortForm)
+        m_medium.classes.AskForSign(stream.Key(), request);
 }
 
 uint32_t CSinks::Accept(CStream& stream, ITcpSession* session, const CSinkRequest& request) {
-    return MakeRoom(stream) ? m_medium.classes.AcceptSink(session, request) : 0;
+    return MakeRoom(stream) ? m_medium.classes.AcceptSink(stream.Key(), session, request) : 0;
 }
 
 bool CSinks::Evict(uint32_t sinkID) {
     if (sinkID == 0) return false;
-    const uint32_t channelID = m_unproved.ChannelOf(sinkID);
+    const ChannelKey channel = m_unproved.ChannelOf(sinkID);
     m_medium.classes.EndSink(sinkID);
-    if (m_medium.profile.board) m_medium.EndDeserted(channelID);
+    if (m_medium.profile.board) m_medium.EndDeserted(channel);
     return true;
 }
 
 void CSinks::Keep(CStream& stream) const {
-    if (m_medium.profile.board && stream.RelayedFrom() == 0) stream.SetPublished();
+    if (m_medium.profile.board && !stream.IsRelayed()) stream.SetPublished();
 }
 
 // Whoever is there comes before whoever only says so.
 bool CSinks::MakeRoom(CStream& stream) {
-    if (stream.SinkCount() >= m_medium.Limits().sinksPerChannel && !Evict(m_unproved.OldestOf(stream.ChannelID())))
+    if (stream.SinkCount() >= m_medium.Limits().sinksPerChannel && !Evict(m_unproved.OldestOf(stream.Key())))
         return false;
     return m_medium.classes.SinkCount() < m_medium.Limits().sinks || Evict(m_unproved.Oldest());
 }
@@ -79,14 +80,14 @@ bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
 
 void CSinks::OnSinkMade(const CSinkInfo& sink) {
     if (sink.tcp) {
-        m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channelID);
-        if (const auto stream = m_medium.streams.Find(sink.channelID)) {
+        m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channel);
+        if (const auto stream = m_medium.streams.Find(sink.channel)) {
             Keep(*stream);
             Tell(*stream);
         }
         return;
     }
-    m_unproved.Add(sink.sinkID, sink.ip, sink.channelID);
+    m_unproved.Add(sink.sinkID, sink.ip, sink.channel);
     if (!sink.link) return;
     if (!m_medium.profile.Stops())
         sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
@@ -95,19 +96,19 @@ void CSinks::OnSinkMade(const CSinkInfo& sink) {
 }
 
 void CSinks::OnSinkChanged(const CSinkInfo& sink) {
-    if (const auto stream = m_medium.streams.Find(sink.channelID)) Tell(*stream);
+    if (const auto stream = m_medium.streams.Find(sink.channel)) Tell(*stream);
 }
 
 // A leg follows on the worker's turn: telling it takes the gate.
 void CSinks::Tell(CStream& stream) {
     stream.OnSinksChanged();
-    if (stream.RelayedFrom() == 0) return;
+    if (!stream.IsRelayed()) return;
     m_medium.legsBehind.store(true, std::memory_order_release);
     CWorkSignal::Get().Wake();
 }
 
 void CSinks::OnSinkGone(const CSinkInfo& sink) {
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(sink.channelID);
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(sink.channel);
     if (sink.link && stream) {
         LumoLinkStatistics statistics;
         sink.link->FillStatistics(statistics);
@@ -116,6 +117,6 @@ void CSinks::OnSinkGone(const CSinkInfo& sink) {
         stream->AddEnded({0, 0, sink.framesDropped});
     }
     if (!sink.tcp && m_unproved.Remove(sink.sinkID) != 0) return;  // it had never come
-    m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channelID);
+    m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channel);
     if (stream) Tell(*stream);
 }

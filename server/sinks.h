@@ -10,7 +10,7 @@ class CSinks {
 public:
     explicit CSinks(CMedium& medium);
 
-    /// A short-form connect: at home only, and within the limits.
+    /// A short-form connect: to this server's own channel only, and within the limits.
     bool MayConnect(const CServerDatagram& datagram);
     /// A datagram that names a sink: from its own address only. The first one proves it.
     bool MayUse(const CServerDatagram& datagram);

@@ -70,8 +70,6 @@ void CSourceUDP::Prove() {
     OnProved();
 }
 
-bool CSourceUDP::IsRelayed() const { return m_stream.RelayedFrom() != 0; }
-
 void CSourceUDP::SendKeepAlive() {
     const uint32_t wanted = Wanted();
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);

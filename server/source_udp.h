@@ -40,8 +40,6 @@ public:
     void OnConnect(int length);
     /// The address is real: what was owed leaves.
     void Prove();
-    /// Whether its channel is served from elsewhere, since it was not there.
-    bool IsRelayed() const;
     /// A sign of life.
     void Touch() { m_activity.Touch(); }
 

@@ -55,7 +55,7 @@ std::shared_ptr<CStream> CSources::TakePlace(uint32_t channelID, bool udp) {
         End(*stream);
         return stream;
     }
-    return MakeRoomForChannel() ? m_medium.MakeStream(channelID) : nullptr;
+    return MakeRoomForChannel() ? m_medium.MakeStream({channelID}) : nullptr;
 }
 
 bool CSources::MakeRoomForChannel() { return m_medium.streams.Size() < m_medium.Limits().channels || EvictOldest(); }
@@ -71,16 +71,9 @@ bool CSources::EvictOldest() {
     return true;
 }
 
-// A stream that nobody ever published or relays is gone at once; nobody hears it.
+// A stream that nobody ever published is gone at once; nobody hears it.
 void CSources::Settle(CStream& stream) {
-    if (stream.HasSource() || stream.WasPublished() || stream.RelayedFrom() != 0) return;
-    m_medium.EndStream(stream);
-}
-
-void CSources::AfterRelay(CStream& stream) {
-    if (stream.WasPublished()) return stream.SetHome(true);
-    End(stream);  // a claim; who really publishes asks again
-    m_medium.EndStream(stream);
+    if (!stream.HasSource() && !stream.WasPublished()) m_medium.EndStream(stream);
 }
 
 void CSources::OnDatagram(const CServerDatagram& datagram) {
@@ -97,7 +90,7 @@ CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         if (!source.Is({datagram.ip, datagram.port})) return;
         const bool leaving = datagram.row.code == m_medium.profile.disconnect;
-        found = source.IsProved() && (leaving || !source.IsRelayed()) ? Found::Heard : Found::Unheard;
+        found = source.IsProved() ? Found::Heard : Found::Unheard;
         if (found == Found::Unheard) return;
         source.Touch();
         if (datagram.row.code == m_medium.profile.frame) {
@@ -137,8 +130,7 @@ void CSources::Prove(uint32_t sourceID) {
 
 void CSources::OnPublished(CStream& stream) {
     stream.SetPublished();
-    stream.SetHome(true);
-    m_relays.End(stream);
+    m_relays.ServeKept(stream, {});
     m_medium.keyFrames.OnPublisher(stream);
 }
 
@@ -175,9 +167,9 @@ void CSources::OnSecond(uint32_t now) {
 }
 
 void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
-    if (m_medium.profile.board && !stream.WasPublished()) return m_medium.EndDeserted(stream.ChannelID());
-    if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs && stream.RelayedFrom() == 0)
-        m_medium.EndStream(stream);
+    if (stream.IsRelayed()) return;  // it goes with its leg
+    if (m_medium.profile.board && !stream.WasPublished()) return m_medium.EndDeserted(stream.Key());
+    if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs) m_medium.EndStream(stream);
 }
 
 bool CSources::Pump() {

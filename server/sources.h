@@ -28,8 +28,6 @@ public:
 
     /// Room for one channel more, where need be at the cost of the oldest claim that nobody has stood up for.
     bool MakeRoomForChannel();
-    /// The stream is not relayed any more: without a publisher there is nothing to hear.
-    void AfterRelay(CStream& stream);
     /// Ends the stream's source, if it has one.
     void End(CStream& stream);
     /// Lets TCP sources send what is queued and close, and ends the others.
@@ -42,9 +40,9 @@ private:
     enum class Found { No, Heard, Unheard };  // of nobody; of one who serves; of one who has to show itself first
 
     Found Use(const CServerDatagram& datagram, uint32_t sourceID);
-    /// It is there, for the first time or again after its channel was relayed meanwhile.
+    /// It is there.
     void Prove(uint32_t sourceID);
-    /// Its publisher is here; a relay of it ends.
+    /// Its publisher is here.
     void OnPublished(CStream& stream);
     /// The stream for a newcomer, its old publisher ended; null when the place is taken or there is no room.
     std::shared_ptr<CStream> TakePlace(uint32_t channelID, bool udp);

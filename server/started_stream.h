@@ -4,20 +4,21 @@
 #include "server/listener.h"
 #include "server/stream.h"
 
+#include <memory>
+
 /// TState is the inside of the medium's TChannel.
 template <class TChannel, class TState>
 class CStartedStream : public CStream {
 public:
-    CStartedStream(const char* medium, uint32_t channelID, const CServerLimits& limits)
-        : CStream(medium, limits), m_ulChannelID(channelID), m_channel(channelID) {
+    CStartedStream(const char* medium, const CStreamName& name, const CServerLimits& limits)
+        : CStream(medium, name, limits), m_pChannel(TState::Make(name.channelID)) {
         State().deleted = false;  // it is the stream's own
+        State().hub.SetLeg(name.legID);
     }
 
-    uint32_t ChannelID() const override { return m_ulChannelID; }
     size_t SinkCount() override { return State().hub.SinkCount(); }
     uint32_t Wanted() override { return State().started.load(std::memory_order_relaxed); }
-    void Open() override {}  // such a channel registers itself
-    void Close() override { m_channel.ReleaseConnections(); }
+    void Close() override { m_pChannel->ReleaseConnections(); }
 
 protected:
     bool SendToLeg(const void*, int) override { return false; }  // no frames go upstream
@@ -29,10 +30,8 @@ protected:
     }
 
 private:
-    TState& State() { return TState::Of(m_channel); }
-
-    const uint32_t m_ulChannelID;
+    TState& State() { return TState::Of(*m_pChannel); }
 
 protected:
-    TChannel m_channel;
+    const std::unique_ptr<TChannel> m_pChannel;
 };

@@ -68,7 +68,7 @@ struct CStreamStatus {
     uint32_t channelID = 0;
     bool hasSource = false;
     CSourceStatus source;
-    uint32_t relayedFrom = 0;  ///< the far server's address; 0: not relayed
+    CPeer home{};  ///< the server that it is relayed from; address 0: its own
     size_t listenerCount = 0;
     std::vector<CListenerStatus> listeners;  ///< the first ones
     CTraffic traffic;

@@ -28,8 +28,7 @@ void CStream::OnSinkFrame(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;
     bool sent = false;
     if (static_cast<uint32_t>(length) <= m_limits.upstreamFrameBytes) {
-        // While it is relayed, whoever claims to publish it here has not shown that it is there.
-        if (RelayedFrom() != 0)
+        if (IsRelayed())
             sent = SendToLeg(data, length);
         else
             WithSource([&](CSource& source) { sent = source.SendUpstream(data, length); });
@@ -86,7 +85,7 @@ CStreamStatus CStream::Status(size_t maxListeners) {
     status.medium = m_medium;
     status.channelID = ChannelID();
     status.hasSource = WithSource([&](CSource& source) { status.source = source.Status(); });
-    status.relayedFrom = RelayedFrom();
+    status.home = m_name.home;
     ForEachListener([&](const CListenerStatus& listener) {
         if (status.listenerCount++ < maxListeners) status.listeners.push_back(listener);
     });
@@ -100,7 +99,7 @@ CStreamStatus CStream::Status(size_t maxListeners) {
 
 void CStream::AddTo(CMediumStatus& medium) {
     ++medium.channels;
-    if (RelayedFrom() != 0) ++medium.relays;
+    if (IsRelayed()) ++medium.relays;
     medium.traffic.Add(Traffic());
     medium.links.Add(Ended());
     const auto waits = [&](uint64_t frames, uint64_t bytes, const CLinkSums& link) {

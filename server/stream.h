@@ -7,6 +7,7 @@
 #include "server/server_options.h"
 #include "server/source.h"
 #include "server/status.h"
+#include "server/stream_name.h"
 
 #include <atomic>
 #include <cstdint>
@@ -17,12 +18,17 @@
 /// the publisher or the leg only.
 class CStream {
 public:
-    CStream(const char* medium, const CServerLimits& limits) : m_medium(medium), m_limits(limits) {}
+    CStream(const char* medium, const CStreamName& name, const CServerLimits& limits)
+        : m_medium(medium), m_name(name), m_limits(limits) {}
     virtual ~CStream() = default;
     CStream(const CStream&) = delete;
     CStream& operator=(const CStream&) = delete;
 
-    virtual uint32_t ChannelID() const = 0;
+    uint32_t ChannelID() const { return m_name.channelID; }
+    ChannelKey Key() const { return m_name.Key(); }
+    /// Whether it is fetched from another server, its home.
+    bool IsRelayed() const { return m_name.IsRelayed(); }
+    const CPeer& Home() const { return m_name.home; }
     virtual size_t SinkCount() = 0;
     /// How many of the subscribers want frames at the moment. Any thread.
     virtual uint32_t Wanted() { return static_cast<uint32_t>(SinkCount()); }
@@ -56,22 +62,11 @@ public:
     bool HasSource() {
         return WithSource([](CSource&) {});
     }
-    /// Whether somebody publishes it here who has shown itself and has not fallen silent.
-    bool HasLiveSource() {
-        bool lives = false;
-        WithSource([&](CSource& source) { lives = source.IsProved() && !source.GivesWay(); });
-        return lives;
-    }
     /// A subscriber came or went.
     void OnSinksChanged() {
         WithSource([](CSource& source) { source.OnChange(); });
     }
 
-    /// Whether a publisher has shown itself here: then it is served to whoever asks without relay fields.
-    bool IsHome() const { return m_bHome.load(std::memory_order_relaxed); }
-    void SetHome(bool home) { m_bHome.store(home, std::memory_order_relaxed); }
-    uint32_t RelayedFrom() const { return m_ulRelayedFrom.load(std::memory_order_relaxed); }
-    void SetRelayedFrom(uint32_t ip) { m_ulRelayedFrom.store(ip, std::memory_order_relaxed); }
     /// Whether a publisher has ever proved itself here.
     bool WasPublished() const { return m_bPublished.load(std::memory_order_relaxed); }
     void SetPublished() { m_bPublished.store(true, std::memory_order_relaxed); }
@@ -112,12 +107,11 @@ private:
     CLinkSums Ended();
 
     const char* const m_medium;
+    const CStreamName m_name;
     const CServerLimits& m_limits;
     CCritSec m_csSource{lock_order::kChannelReceiver};
     std::unique_ptr<CSource> m_pSource LUMO_GUARDED_BY(m_csSource);
-    std::atomic<bool> m_bHome{false};
     std::atomic<bool> m_bPublished{false};
-    std::atomic<uint32_t> m_ulRelayedFrom{0};
     uint32_t m_ulEmptySince = 0;  // under the gate
     bool m_bEmpty = false;        // under the gate
 

@@ -9,12 +9,11 @@ public:
     CStreamClasses(TMcu& mcu, const CServerLimits& limits)
         : CStreamClasses::CTableClasses(mcu.Tables(), limits), m_mcu(mcu) {}
 
-    bool ConnectSink(const CSinkRequest& request) override {
-        return m_mcu.ConnectSink(request.receiverID, request.channelID, request.userID, request.peer.ip,
-                                 request.peer.port);
+    bool ConnectSink(ChannelKey channel, const CSinkRequest& request) override {
+        return m_mcu.ConnectSink(request.receiverID, channel, request.userID, request.peer.ip, request.peer.port);
     }
-    uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
-        return m_mcu.template AcceptSink<TSinkTCP>(session, request.channelID, request.userID);
+    uint32_t AcceptSink(ChannelKey channel, ITcpSession* session, const CSinkRequest& request) override {
+        return m_mcu.template AcceptSink<TSinkTCP>(session, channel, request.userID);
     }
 
 private:

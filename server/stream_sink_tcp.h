@@ -17,7 +17,8 @@ public:
     /// Takes the session's frames and answers its validation: before the sink enters its channel.
     void AnswerValidation() {
         const CSinkInfo info = TSink::Info();
-        m_tcp.Answer(this, ValidationMessage(m_type, wire::CDatagram().U32(info.channelID).U32(info.sinkID)));
+        m_tcp.Answer(this,
+                     ValidationMessage(m_type, wire::CDatagram().U32(ChannelNumber(info.channel)).U32(info.sinkID)));
     }
 
     // The session is let go when no frame can be under way to it any more; a control byte may come until then.

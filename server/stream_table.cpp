@@ -2,21 +2,21 @@
 
 #include "server/stream.h"
 
-std::shared_ptr<CStream> CStreamTable::Find(uint32_t channelID) {
+std::shared_ptr<CStream> CStreamTable::Find(ChannelKey key) {
     CAutoLock lock(&m_cs);
-    const auto found = m_streams.find(channelID);
+    const auto found = m_streams.find(key);
     return found == m_streams.end() ? nullptr : found->second;
 }
 
-void CStreamTable::Add(uint32_t channelID, std::shared_ptr<CStream> stream) {
+void CStreamTable::Add(ChannelKey key, std::shared_ptr<CStream> stream) {
     CAutoLock lock(&m_cs);
-    m_streams[channelID] = std::move(stream);
+    m_streams[key] = std::move(stream);
 }
 
-void CStreamTable::Remove(uint32_t channelID) {
+void CStreamTable::Remove(ChannelKey key) {
     std::shared_ptr<CStream> removed;  // deleted outside the lock
     CAutoLock lock(&m_cs);
-    const auto found = m_streams.find(channelID);
+    const auto found = m_streams.find(key);
     if (found == m_streams.end()) return;
     removed = std::move(found->second);
     m_streams.erase(found);

@@ -16,22 +16,22 @@ public:
         m_tables.SetMaxSinks(limits.sinks);
     }
 
-    std::shared_ptr<CStream> MakeStream(uint32_t channelID) override {
-        return std::make_shared<TStream>(channelID, m_limits);
+    std::shared_ptr<CStream> MakeStream(const CStreamName& name) override {
+        return std::make_shared<TStream>(name, m_limits);
     }
     std::unique_ptr<CRelayLeg> MakeLeg(CStream& stream, const CMcuAddress& far, bool tcp,
                                        std::atomic<bool>& news) override {
         return std::make_unique<TLeg>(static_cast<TStream&>(stream), far, tcp, news);
     }
     void EndSink(uint32_t sinkID) override { m_tables.EndOneSink(sinkID); }
-    void AskForSign(const CSinkRequest& request) override {
-        m_tables.sinks.WithPair(request.channelID, request.receiverID, [](CMcuSink& sink) {
+    void AskForSign(ChannelKey channel, const CSinkRequest& request) override {
+        m_tables.sinks.WithPair(channel, request.receiverID, [](CMcuSink& sink) {
             if (CFrameLink* link = sink.GetFrameLink()) link->OfferOpening();
         });
     }
-    SinkOwner OwnerOf(const CSinkRequest& request) override {
+    SinkOwner OwnerOf(ChannelKey channel, const CSinkRequest& request) override {
         SinkOwner owner = SinkOwner::None;
-        m_tables.sinks.WithPair(request.channelID, request.receiverID, [&](CMcuSink& sink) {
+        m_tables.sinks.WithPair(channel, request.receiverID, [&](CMcuSink& sink) {
             owner = sink.IsAt(request.peer.ip, request.peer.port) ? SinkOwner::Same : SinkOwner::Other;
         });
         return owner;

@@ -2,32 +2,32 @@
 
 #include <algorithm>
 
-void CUnproved::Add(uint32_t id, uint32_t ip, uint32_t channelID) {
+void CUnproved::Add(uint32_t id, uint32_t ip, ChannelKey channel) {
     CAutoLock lock(&m_cs);
-    const auto it = m_entries.insert(m_entries.end(), {id, ip, channelID});
+    const auto it = m_entries.insert(m_entries.end(), {id, ip, channel});
     m_byID[id] = it;
     ++m_perAddress[ip];
     m_nCount.store(m_entries.size(), std::memory_order_relaxed);
 }
 
-uint32_t CUnproved::Remove(uint32_t id) {
+ChannelKey CUnproved::Remove(uint32_t id) {
     if (Count() == 0) return 0;
     CAutoLock lock(&m_cs);
     const auto found = m_byID.find(id);
     if (found == m_byID.end()) return 0;
-    const uint32_t channelID = found->second->channelID;
+    const ChannelKey channel = found->second->channel;
     const auto address = m_perAddress.find(found->second->ip);
     if (--address->second == 0) m_perAddress.erase(address);
     m_entries.erase(found->second);
     m_byID.erase(found);
     m_nCount.store(m_entries.size(), std::memory_order_relaxed);
-    return channelID;
+    return channel;
 }
 
-uint32_t CUnproved::ChannelOf(uint32_t id) {
+ChannelKey CUnproved::ChannelOf(uint32_t id) {
     CAutoLock lock(&m_cs);
     const auto found = m_byID.find(id);
-    return found == m_byID.end() ? 0 : found->second->channelID;
+    return found == m_byID.end() ? 0 : found->second->channel;
 }
 
 bool CUnproved::AddressIsFull(uint32_t ip) {
@@ -41,9 +41,9 @@ uint32_t CUnproved::Oldest() {
     return m_entries.empty() ? 0 : m_entries.front().id;
 }
 
-uint32_t CUnproved::OldestOf(uint32_t channelID) {
+uint32_t CUnproved::OldestOf(ChannelKey channel) {
     CAutoLock lock(&m_cs);
-    const auto found = std::find_if(m_entries.begin(), m_entries.end(),
-                                    [=](const Entry& entry) { return entry.channelID == channelID; });
+    const auto found =
+        std::find_if(m_entries.begin(), m_entries.end(), [=](const Entry& entry) { return entry.channel == channel; });
     return found == m_entries.end() ? 0 : found->id;
 }

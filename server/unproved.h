@@ -1,6 +1,7 @@
 // Those who asked and have not yet shown that they receive the answers.
 #pragma once
 
+#include "link/channel_key.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 
@@ -15,24 +16,24 @@ class CUnproved {
 public:
     CUnproved(size_t total, size_t perAddress) : m_nTotal(total), m_nPerAddress(perAddress) {}
 
-    void Add(uint32_t id, uint32_t ip, uint32_t channelID);
+    void Add(uint32_t id, uint32_t ip, ChannelKey channel);
     /// It has answered, or it is gone. Gives its channel; 0 when it was not among them.
-    uint32_t Remove(uint32_t id);
+    ChannelKey Remove(uint32_t id);
 
     /// 0 when it is not among them.
-    uint32_t ChannelOf(uint32_t id);
+    ChannelKey ChannelOf(uint32_t id);
     bool AddressIsFull(uint32_t ip);
     bool IsFull() const { return Count() >= m_nTotal; }
     size_t Count() const { return m_nCount.load(std::memory_order_relaxed); }
     /// 0 when there is none.
     uint32_t Oldest();
-    uint32_t OldestOf(uint32_t channelID);
+    uint32_t OldestOf(ChannelKey channel);
 
 private:
     struct Entry {
         uint32_t id;
         uint32_t ip;
-        uint32_t channelID;
+        ChannelKey channel;
     };
 
     const size_t m_nTotal;

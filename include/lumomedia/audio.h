@@ -39,6 +39,7 @@ public:
 
 private:
     friend struct CAudioChannelState;
+    explicit CAudioChannel(CAudioChannelState& state);
     CAudioChannel(const CAudioChannel&);
     CAudioChannel& operator=(const CAudioChannel&);
 

@@ -45,6 +45,7 @@ public:
 
 private:
     friend struct CVideoChannelState;
+    explicit CVideoChannel(CVideoChannelState& state);
     CVideoChannel(const CVideoChannel&);
     CVideoChannel& operator=(const CVideoChannel&);
 

@@ -2,12 +2,17 @@
 
 #include "audio/audio_constants.h"
 #include "audio/audio_sink.h"
+#include "audio/local_mcu_audio.h"
 
-CAudioStream::CAudioStream(uint32_t channelID, const CServerLimits& limits)
-    : CStartedStream("audio", channelID, limits) {}
+CAudioStream::CAudioStream(const CStreamName& name, const CServerLimits& limits)
+    : CStartedStream("audio", name, limits) {}
+
+void CAudioStream::Open() {
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioChannel(m_pChannel.get());
+}
 
 int CAudioStream::MaxFrame() const { return audio::kMaxFrame; }
 
 void CAudioStream::SendToSinks(const void* data, int length) {
-    m_channel.OnAudioChannelData(static_cast<const char*>(data), length);
+    m_pChannel->OnAudioChannelData(static_cast<const char*>(data), length);
 }

@@ -6,7 +6,9 @@
 
 class CAudioStream : public CStartedStream<CAudioChannel, CAudioChannelState> {
 public:
-    CAudioStream(uint32_t channelID, const CServerLimits& limits);
+    CAudioStream(const CStreamName& name, const CServerLimits& limits);
+
+    void Open() override;
 
 protected:
     void SendToSinks(const void* data, int length) override;

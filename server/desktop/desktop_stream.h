@@ -7,7 +7,7 @@
 
 class CDesktopStream : public CShareStream<CDesktopChannel, CDesktopChannelState> {
 public:
-    CDesktopStream(uint32_t channelID, const CServerLimits& limits) : CShareStream("desktop", channelID, limits) {}
+    CDesktopStream(const CStreamName& name, const CServerLimits& limits) : CShareStream("desktop", name, limits) {}
 
     void Open() override { CDesktopChannel::Connect(); }
     /// Not by its release, which would end the subscribers of every desktop.

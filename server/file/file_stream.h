@@ -6,7 +6,7 @@
 
 class CFileStream : public CShareStream<CFileChannel, CFileChannelState> {
 public:
-    CFileStream(uint32_t channelID, const CServerLimits& limits) : CShareStream("file", channelID, limits) {}
+    CFileStream(const CStreamName& name, const CServerLimits& limits) : CShareStream("file", name, limits) {}
 
     void Open() override { CFileChannel::Connect(); }
     void Close() override { CFileChannel::ReleaseConnections(); }

@@ -35,7 +35,7 @@ std::string Peer(const CPeer& peer, bool tcp) { return EndpointText(peer.ip, pee
 std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "</td>"; }
 
 std::string Publisher(const CStreamStatus& stream) {
-    if (stream.relayedFrom != 0) return "relayed from " + GetIpAddr(stream.relayedFrom);
+    if (stream.home.ip != 0) return "relayed from " + EndpointText(stream.home.ip, stream.home.port);
     if (!stream.hasSource) return "nobody at the moment";
     return Peer(stream.source.peer, stream.source.tcp) + (stream.source.proved ? "" : ", not answering yet");
 }

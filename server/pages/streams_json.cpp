@@ -39,7 +39,7 @@ Json Traffic(const CTraffic& traffic) {
 
 Json Stream(const CStreamStatus& stream) {
     Json json{{"medium", stream.medium}, {"channel", stream.channelID}, {"publisher", Source(stream)}};
-    json["relayed_from"] = stream.relayedFrom == 0 ? Json(nullptr) : Json(GetIpAddr(stream.relayedFrom));
+    json["relayed_from"] = stream.home.ip == 0 ? Json(nullptr) : Json(EndpointText(stream.home.ip, stream.home.port));
     json["listener_count"] = stream.listenerCount;
     json["listeners"] = Json::array();
     for (const CListenerStatus& listener : stream.listeners) json["listeners"].push_back(Listener(listener));

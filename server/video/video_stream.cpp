@@ -2,6 +2,7 @@
 
 #include "link/activity.h"
 #include "server/video/video_leg.h"
+#include "video/local_mcu_video.h"
 #include "video/video_constants.h"
 #include "video/video_sink.h"
 
@@ -13,8 +14,12 @@ constexpr uint32_t kSourceRepeatMs = 2000;
 
 }  // namespace
 
-CVideoStream::CVideoStream(uint32_t channelID, const CServerLimits& limits)
-    : CStartedStream("video", channelID, limits) {}
+CVideoStream::CVideoStream(const CStreamName& name, const CServerLimits& limits)
+    : CStartedStream("video", name, limits) {}
+
+void CVideoStream::Open() {
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoChannel(m_pChannel.get());
+}
 
 void CVideoStream::WantKeyFrame(bool anew) {
     if (anew) m_requests.Came();
@@ -23,7 +28,7 @@ void CVideoStream::WantKeyFrame(bool anew) {
 
 // The next one goes to everybody, so the question is that of all. A publisher that is not there is asked when it comes.
 bool CVideoStream::AskForKeyFrame(uint32_t now) {
-    const bool relayed = RelayedFrom() != 0;
+    const bool relayed = IsRelayed();
     uint32_t repeatMs = relayed ? kLegRepeatMs : kSourceRepeatMs;
     if (Wanted() == 0 || (!relayed && !HasSource())) repeatMs = 0;  // none can come
     if (m_requests.IsDue(now, repeatMs)) {
@@ -37,5 +42,5 @@ bool CVideoStream::AskForKeyFrame(uint32_t now) {
 void CVideoStream::SendToSinks(const void* data, int length) {
     const auto* frame = static_cast<const char*>(data);
     if (length >= video::kMinFrame && video::IsKeyFrame(frame)) m_requests.Came();
-    m_channel.OnVideoChannelData(const_cast<char*>(frame), length);
+    m_pChannel->OnVideoChannelData(const_cast<char*>(frame), length);
 }

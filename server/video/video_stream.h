@@ -9,8 +9,9 @@ class CVideoLeg;
 
 class CVideoStream : public CStartedStream<CVideoChannel, CVideoChannelState> {
 public:
-    CVideoStream(uint32_t channelID, const CServerLimits& limits);
+    CVideoStream(const CStreamName& name, const CServerLimits& limits);
 
+    void Open() override;
     void WantKeyFrame(bool anew) override;
     bool AskForKeyFrame(uint32_t now) override;
     /// What it is relayed over, or null. Under the gate.

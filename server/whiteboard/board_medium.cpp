@@ -23,11 +23,11 @@ public:
     }
     ~CBoardClasses() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
 
-    bool ConnectSink(const CSinkRequest& request) override {
-        return Mcu().ConnectWBSession(request.receiverID, request.channelID, request.peer.ip, request.peer.port);
+    bool ConnectSink(ChannelKey channel, const CSinkRequest& request) override {
+        return Mcu().ConnectWBSession(request.receiverID, channel, request.peer.ip, request.peer.port);
     }
-    uint32_t AcceptSink(ITcpSession* session, const CSinkRequest& request) override {
-        return Mcu().AcceptWBSession(session, request.channelID);
+    uint32_t AcceptSink(ChannelKey channel, ITcpSession* session, const CSinkRequest&) override {
+        return Mcu().AcceptWBSession(session, channel);
     }
     /// Only now it joins, since its list may be long.
     void Unhold(uint32_t sinkID, uint64_t queueBytes) override {

@@ -7,9 +7,10 @@ namespace {
 CWBServerSession* AsClients(CWBSession* session) { return dynamic_cast<CWBServerSession*>(session); }
 }  // namespace
 
-CBoardStream::CBoardStream(uint32_t channelID, const CServerLimits& limits)
-    : CStream("whiteboard", limits), CWBChannel(channelID), m_ulChannelID(channelID) {
+CBoardStream::CBoardStream(const CStreamName& name, const CServerLimits& limits)
+    : CStream("whiteboard", name, limits), CWBChannel(name.channelID) {
     CWBChannelState::Of(*this).deleted = false;  // it is the stream's own
+    CWBChannelState::Of(*this).legID = name.legID;
 }
 
 size_t CBoardStream::SinkCount() {

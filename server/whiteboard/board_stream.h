@@ -9,9 +9,8 @@
 /// Its subscribers are the sessions of clients; the leg to a far server is a session as well, and none of them.
 class CBoardStream : public CStream, public CWBChannel {
 public:
-    CBoardStream(uint32_t channelID, const CServerLimits& limits);
+    CBoardStream(const CStreamName& name, const CServerLimits& limits);
 
-    uint32_t ChannelID() const override { return m_ulChannelID; }
     /// Those included who have not shown yet that they are there.
     size_t SinkCount() override;
     void Open() override { CWBChannel::Connect(); }
@@ -29,6 +28,5 @@ protected:
     void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) override;
 
 private:
-    const uint32_t m_ulChannelID;
     std::atomic<bool> m_bLeg{false};
 };

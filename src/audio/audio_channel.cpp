@@ -10,13 +10,15 @@ CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioChannel(this);
 }
 
+CAudioChannel::CAudioChannel(CAudioChannelState& state) : m_pState(&state) {}
+
 CAudioChannel::~CAudioChannel() {
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 
 void CAudioChannel::ReleaseConnections() {
-    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioChannel(m_pState->hub.ID());
+    if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetChannel(*this);
 }
 
 bool CAudioChannel::IsEmpty() { return m_pState->hub.IsEmpty(); }

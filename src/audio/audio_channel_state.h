@@ -4,6 +4,8 @@
 #include "link/stream_channel.h"
 #include "lumomedia/audio.h"
 
+#include <memory>
+
 class CAudioSink;
 class CAudioReceiver;
 
@@ -11,4 +13,8 @@ struct CAudioChannelState : CStreamChannelState<CAudioChannel, CAudioSink, CAudi
     using CStreamChannelState::CStreamChannelState;
 
     static CAudioChannelState& Of(CAudioChannel& channel) { return *channel.m_pState; }
+    /// A channel that is not registered: what is a relay server's own.
+    static std::unique_ptr<CAudioChannel> Make(uint32_t channelID) {
+        return std::unique_ptr<CAudioChannel>(new CAudioChannel(*new CAudioChannelState(channelID)));
+    }
 };

@@ -9,3 +9,8 @@ void CAudioSink::ReleaseConnections() {
     SetStarted(false);
     m_pAudioChannel->RemoveAudioSink(GetAudioSinkID());
 }
+
+CSinkInfo CAudioSink::Info() {
+    const ChannelKey key = CAudioChannelState::Of(*m_pAudioChannel).hub.Key();
+    return {wire::Kind::Audio, GetAudioSinkID(), key, 0, 0, false, nullptr};
+}

@@ -23,9 +23,7 @@ public:
 
     /// This object as a peer's UDP sink, or null.
     virtual CAudioSinkUDP* AsUDP() { return nullptr; }
-    CSinkInfo Info() override {
-        return {wire::Kind::Audio, GetAudioSinkID(), GetAudioChannelID(), 0, 0, false, nullptr};
-    }
+    CSinkInfo Info() override;
     void Join() override { m_pAudioChannel->AddAudioSink(GetAudioSinkID(), this); }
 
 private:

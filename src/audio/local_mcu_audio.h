@@ -18,7 +18,7 @@ public:
     virtual bool Open() { return true; }
     virtual void AddAudioChannel(CAudioChannel* channel) { PutChannel(*channel); }
     /// Unregisters the channel, then ends its sinks. Hold no lock that one of their callbacks takes.
-    virtual void RemoveAudioChannel(uint32_t channelID) { Tables().RemoveChannel(channelID); }
+    virtual void RemoveAudioChannel(ChannelKey key) { Tables().RemoveChannel(key); }
     virtual void RemoveAllAudioChannels() { ReleaseChannels(); }
     virtual void AddAudioSink(uint32_t sinkID, CAudioSink* sink);
     virtual void RemoveAudioSink(uint32_t sinkID) { Tables().sinks.Take(sinkID); }

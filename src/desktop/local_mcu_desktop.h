@@ -37,8 +37,8 @@ public:
         return MakeSender<T>(GetLocalMCUDesktop(), notify, channelID);
     }
     template <class T>
-    static T* CreateReceiver(IDesktopReceiverNotify& notify, uint32_t channelID) {
-        T* made = MakeShareReceiver<T>(GetLocalMCUDesktop(), notify, channelID);
+    static T* CreateReceiver(IDesktopReceiverNotify& notify, ChannelKey key) {
+        T* made = MakeShareReceiver<T>(GetLocalMCUDesktop(), notify, key);
         if (made && made->AsUDP()) GetLocalMCUDesktop()->AddDesktopReceiver(made);
         return made;
     }

@@ -53,8 +53,8 @@ CFileSenderTCP* CLocalMCUFile::CreateFileSenderTCP(IFileSenderNotify& notify, ui
     return MakeSender<CFileSenderTCP>(GetLocalMCUFile(), notify, channelID);
 }
 
-CFileReceiverUDP* CLocalMCUFile::CreateFileReceiverUDP(IFileReceiverNotify& notify, uint32_t channelID) {
-    return Registered(MakeShareReceiver<CFileReceiverUDP>(GetLocalMCUFile(), notify, channelID));
+CFileReceiverUDP* CLocalMCUFile::CreateFileReceiverUDP(IFileReceiverNotify& notify, ChannelKey key) {
+    return Registered(MakeShareReceiver<CFileReceiverUDP>(GetLocalMCUFile(), notify, key));
 }
 
 CFileReceiverP2P* CLocalMCUFile::CreateFileReceiverP2P(IFileReceiverNotify& notify, uint32_t channelID) {
@@ -62,8 +62,8 @@ CFileReceiverP2P* CLocalMCUFile::CreateFileReceiverP2P(IFileReceiverNotify& noti
     return Registered(MakeShareReceiver<CFileReceiverP2P>(GetLocalMCUFile(), notify, channelID));
 }
 
-CFileReceiverTCP* CLocalMCUFile::CreateFileReceiverTCP(IFileReceiverNotify& notify, uint32_t channelID) {
-    return MakeShareReceiver<CFileReceiverTCP>(GetLocalMCUFile(), notify, channelID);
+CFileReceiverTCP* CLocalMCUFile::CreateFileReceiverTCP(IFileReceiverNotify& notify, ChannelKey key) {
+    return MakeShareReceiver<CFileReceiverTCP>(GetLocalMCUFile(), notify, key);
 }
 
 CFileReceiverP2PTCP* CLocalMCUFile::CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, uint32_t channelID) {

@@ -21,7 +21,7 @@ public:
 
     virtual void AddFileChannel(CFileChannel* channel) { PutChannel(CFileChannelState::Of(*channel)); }
     /// Unregisters the channel, then ends its sinks. Waits for sinks' callbacks: hold no lock that one takes.
-    virtual void RemoveFileChannel(uint32_t channelID) { Tables().RemoveChannel(channelID); }
+    virtual void RemoveFileChannel(ChannelKey key) { Tables().RemoveChannel(key); }
     virtual void AddFileSink(uint32_t sinkID, CFileSink* sink);
     virtual void RemoveFileSink(uint32_t sinkID) { Tables().sinks.Take(sinkID); }
     virtual void RemoveDisconnectedFileSinks() { Tables().EndDisconnectedSinks(); }
@@ -41,8 +41,8 @@ public:
     /// Null without a local MCU or for an unknown channel. The object is in its channel (and table) already.
     static CFileSenderUDP* CreateFileSenderUDP(IFileSenderNotify& notify, uint32_t channelID);
     static CFileSenderTCP* CreateFileSenderTCP(IFileSenderNotify& notify, uint32_t channelID);
-    static CFileReceiverUDP* CreateFileReceiverUDP(IFileReceiverNotify& notify, uint32_t channelID);
-    static CFileReceiverTCP* CreateFileReceiverTCP(IFileReceiverNotify& notify, uint32_t channelID);
+    static CFileReceiverUDP* CreateFileReceiverUDP(IFileReceiverNotify& notify, ChannelKey key);
+    static CFileReceiverTCP* CreateFileReceiverTCP(IFileReceiverNotify& notify, ChannelKey key);
     static CFileReceiverP2P* CreateFileReceiverP2P(IFileReceiverNotify& notify, uint32_t channelID);
     static CFileReceiverP2PTCP* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, uint32_t channelID);
     void RemoveFileSenderUDP(uint32_t senderKey) { Tables().senders.Take(senderKey); }

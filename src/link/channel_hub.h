@@ -1,6 +1,7 @@
 // The inside of a channel: its sinks, its attached receiver, and the way of a frame to them.
 #pragma once
 
+#include "link/channel_key.h"
 #include "link/id_table.h"
 #include "link/limits.h"
 #include "link/lock_order.h"
@@ -19,6 +20,9 @@ public:
         : m_ulChannelID(channelID != 0 ? channelID : static_cast<uint32_t>(Lumo_Base::GenerateSSRC())) {}
 
     uint32_t ID() const { return m_ulChannelID; }
+    ChannelKey Key() const { return MakeChannelKey(m_ulLegID, m_ulChannelID); }
+    /// For a channel that is fetched from another server, before it is registered.
+    void SetLeg(uint32_t legID) { m_ulLegID = legID; }
     /// Set by the first subscriber, never cleared: tells a channel that never had one from one that lost them all.
     bool IsDirty() const { return m_bDirty.load(std::memory_order_relaxed); }
     bool IsEmpty() { return IsDirty() && SinkCount() == 0 && !HasReceiver(); }
@@ -64,6 +68,7 @@ public:
 
 private:
     const uint32_t m_ulChannelID;
+    uint32_t m_ulLegID = 0;
     CIDTable<TSink> m_sinks{lock_order::kChannelSinks};
     CCritSec m_csReceiver{lock_order::kChannelReceiver};
     TReceiver* m_pReceiver LUMO_GUARDED_BY(m_csReceiver) = nullptr;

@@ -13,43 +13,43 @@
 #include <utility>
 
 /// An ordered map ID -> T*, not owning, with its lock. Two optional indices find what belongs to a channel, and what a
-/// far side that asks twice already has: (channel ID, the far side's own ID). `owner` is the channel object, where two
-/// may have one ID. Every operation takes the lock for itself; functions given to it run under the lock.
-template <class T>
+/// far side that asks twice already has: (channel key, the far side's own ID). `owner` is the channel object, where two
+/// may have one key. Every operation takes the lock for itself; functions given to it run under the lock.
+template <class T, class TID = uint32_t>
 class CIDTable {
 public:
     explicit CIDTable(int rank) : m_cs(rank) {}
 
     /// Inserts or overwrites.
-    void Put(uint32_t id, T* object) {
+    void Put(TID id, T* object) {
         CAutoLock lock(&m_cs);
         PutAt(id, {object, {}, {}, nullptr});
     }
     /// The same, found by its channel too.
-    void Put(uint32_t id, T* object, uint32_t channelID, const void* owner = nullptr) {
+    void Put(TID id, T* object, uint64_t channel, const void* owner = nullptr) {
         CAutoLock lock(&m_cs);
-        PutAt(id, {object, channelID, {}, owner});
+        PutAt(id, {object, channel, {}, owner});
     }
     /// The same, found by (channel, remote) too.
-    void Put(uint32_t id, T* object, uint32_t channelID, uint32_t remoteID, const void* owner = nullptr) {
+    void Put(TID id, T* object, uint64_t channel, uint32_t remoteID, const void* owner = nullptr) {
         CAutoLock lock(&m_cs);
-        PutAt(id, {object, channelID, remoteID, owner});
+        PutAt(id, {object, channel, remoteID, owner});
     }
     /// Removes the entry and gives what it held; null when there was none.
-    T* Take(uint32_t id) {
+    T* Take(TID id) {
         CAutoLock lock(&m_cs);
         return TakeAt(m_map.find(id));
     }
     /// Removes it only if `wanted` agrees.
     template <class Predicate>
-    T* TakeIf(uint32_t id, Predicate wanted) {
+    T* TakeIf(TID id, Predicate wanted) {
         CAutoLock lock(&m_cs);
         auto it = m_map.find(id);
         return it != m_map.end() && wanted(*it->second.object) ? TakeAt(it) : nullptr;
     }
     /// Takes the object out if `wanted` agrees and ends it outside the lock; false when there is none.
     template <class Predicate, class End>
-    bool EndIf(uint32_t id, Predicate wanted, End end) {
+    bool EndIf(TID id, Predicate wanted, End end) {
         return EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS {  // called under the lock
             auto it = m_map.find(id);
             return it != m_map.end() && wanted(*it->second.object) ? it : m_map.end();
@@ -68,18 +68,18 @@ public:
     /// The same for all of a channel, without a look at the others. None is still being ended when it returns, on
     /// whatever thread that began: the channel may go.
     template <class End>
-    void SweepChannel(uint32_t channelID, End end) {
-        SweepOwned(channelID, nullptr, end);
+    void SweepChannel(uint64_t channel, End end) {
+        SweepOwned(channel, nullptr, end);
     }
     /// The same for what that channel object owns; null: for all.
     template <class End>
-    void SweepOwned(uint32_t channelID, const void* owner, End end) {
-        while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channelID, owner); })) {}
-        m_endings.WaitForOthers(channelID);
+    void SweepOwned(uint64_t channel, const void* owner, End end) {
+        while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channel, owner); })) {}
+        m_endings.WaitForOthers(channel);
     }
     /// Calls `use` with the object under the lock; false when there is none.
     template <class Use>
-    bool With(uint32_t id, Use use) {
+    bool With(TID id, Use use) {
         CAutoLock lock(&m_cs);
         auto it = m_map.find(id);
         if (it == m_map.end()) return false;
@@ -87,9 +87,9 @@ public:
         return true;
     }
     template <class Use>
-    bool WithPair(uint32_t channelID, uint32_t remoteID, Use use) {
+    bool WithPair(uint64_t channel, uint32_t remoteID, Use use) {
         CAutoLock lock(&m_cs);
-        auto it = m_pairs.find(PairKey(channelID, remoteID));
+        auto it = m_pairs.find({channel, remoteID});
         if (it == m_pairs.end()) return false;
         use(*it->second);
         return true;
@@ -117,37 +117,33 @@ public:
 private:
     struct Entry {
         T* object;
-        std::optional<uint32_t> channelID;
+        std::optional<uint64_t> channel;
         std::optional<uint32_t> remoteID;
         const void* owner;
     };
-    using Map = std::map<uint32_t, Entry>;
-
-    static uint64_t PairKey(uint32_t channelID, uint32_t other) {
-        return (static_cast<uint64_t>(channelID) << 32) | other;
-    }
-    void PutAt(uint32_t id, const Entry& entry) LUMO_REQUIRES(m_cs) {
+    using Map = std::map<TID, Entry>;
+    void PutAt(TID id, const Entry& entry) LUMO_REQUIRES(m_cs) {
         TakeAt(m_map.find(id));
         m_walk.Reserve(m_map.size() + 1);
         m_walk.Changed();
         m_map[id] = entry;
-        if (entry.channelID) m_ofChannels.insert(PairKey(*entry.channelID, id));
-        if (entry.remoteID) m_pairs[PairKey(*entry.channelID, *entry.remoteID)] = entry.object;
+        if (entry.channel) m_ofChannels.insert({*entry.channel, id});
+        if (entry.remoteID) m_pairs[{*entry.channel, *entry.remoteID}] = entry.object;
     }
     T* TakeAt(typename Map::iterator it) LUMO_REQUIRES(m_cs) {
         if (it == m_map.end()) return nullptr;
         const Entry entry = it->second;
-        if (entry.channelID) m_ofChannels.erase(PairKey(*entry.channelID, it->first));
-        auto pair = entry.remoteID ? m_pairs.find(PairKey(*entry.channelID, *entry.remoteID)) : m_pairs.end();
+        if (entry.channel) m_ofChannels.erase({*entry.channel, it->first});
+        auto pair = entry.remoteID ? m_pairs.find({*entry.channel, *entry.remoteID}) : m_pairs.end();
         if (pair != m_pairs.end() && pair->second == entry.object) m_pairs.erase(pair);
         m_map.erase(it);
         m_walk.Changed();
         return entry.object;
     }
-    typename Map::iterator FirstOf(uint32_t channelID, const void* owner) LUMO_REQUIRES(m_cs) {
-        auto key = m_ofChannels.lower_bound(PairKey(channelID, 0));
-        for (; key != m_ofChannels.end() && *key >> 32 == channelID; ++key) {
-            const auto it = m_map.find(static_cast<uint32_t>(*key));
+    typename Map::iterator FirstOf(uint64_t channel, const void* owner) LUMO_REQUIRES(m_cs) {
+        auto key = m_ofChannels.lower_bound({channel, 0});
+        for (; key != m_ofChannels.end() && key->first == channel; ++key) {
+            const auto it = m_map.find(key->second);
             if (!owner || it->second.owner == owner) return it;
         }
         return m_map.end();
@@ -155,17 +151,17 @@ private:
     template <class End, class Find>
     bool EndOne(End& end, Find find) {
         T* object = nullptr;
-        std::optional<uint32_t> channelID;
+        std::optional<uint64_t> channel;
         {
             CAutoLock lock(&m_cs);
             const auto it = find();
             if (it == m_map.end()) return false;
-            channelID = it->second.channelID;
-            if (channelID) m_endings.Begin(*channelID);
+            channel = it->second.channel;
+            if (channel) m_endings.Begin(*channel);
             object = TakeAt(it);
         }
         std::optional<CEndingScope> scope;
-        if (channelID) scope.emplace(m_endings, *channelID);
+        if (channel) scope.emplace(m_endings, *channel);
         end(object);
         return true;
     }
@@ -174,6 +170,7 @@ private:
     CEndings m_endings;
     Map m_map LUMO_GUARDED_BY(m_cs);
     CIDWalk<T> m_walk LUMO_GUARDED_BY(m_cs);
-    std::map<uint64_t, T*> m_pairs LUMO_GUARDED_BY(m_cs);   // ordered: the keys come from the far side
-    std::set<uint64_t> m_ofChannels LUMO_GUARDED_BY(m_cs);  // (channel, ID)
+    std::map<std::pair<uint64_t, uint32_t>, T*> m_pairs
+        LUMO_GUARDED_BY(m_cs);                                              // ordered: the keys come from the far side
+    std::set<std::pair<uint64_t, TID>> m_ofChannels LUMO_GUARDED_BY(m_cs);  // (channel, ID)
 };

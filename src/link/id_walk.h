@@ -21,33 +21,35 @@ public:
     /// Visits in ascending order until `use` answers false. `objectOf` takes an entry of the map to its T*.
     template <class Map, class ObjectOf, class Use>
     void Run(const Map& map, ObjectOf objectOf, Use& use) {
-        size_t at = Refresh(map, objectOf, 0);
+        Refresh(map, objectOf);
         uint64_t seen = m_ullChanges;
-        while (at < m_steps.size()) {
+        for (size_t at = 0; at < m_steps.size(); seen = m_ullChanges) {
             const Step step = m_steps[at];
             if (at + 1 < m_steps.size()) __builtin_prefetch(m_steps[at + 1].object);
             if (!use(*step.object)) return;
-            at = seen == m_ullChanges ? at + 1 : Refresh(map, objectOf, uint64_t{step.id} + 1);
-            seen = m_ullChanges;
+            ++at;
+            if (seen == m_ullChanges) continue;
+            Refresh(map, objectOf);
+            at = FirstAfter(step.id);
         }
     }
 
 private:
     struct Step {
-        uint32_t id;
+        uint64_t id;
         T* object;
     };
 
-    /// Gives the place of the first step with this ID or a greater one.
     template <class Map, class ObjectOf>
-    size_t Refresh(const Map& map, ObjectOf objectOf, uint64_t from) {
-        if (m_ullMade != m_ullChanges) {
-            m_steps.clear();
-            for (const auto& [id, entry] : map) m_steps.push_back({id, objectOf(entry)});
-            m_ullMade = m_ullChanges;
-        }
-        const auto before = [](const Step& step, uint64_t id) { return step.id < id; };
-        return static_cast<size_t>(std::lower_bound(m_steps.begin(), m_steps.end(), from, before) - m_steps.begin());
+    void Refresh(const Map& map, ObjectOf objectOf) {
+        if (m_ullMade == m_ullChanges) return;
+        m_steps.clear();
+        for (const auto& [id, entry] : map) m_steps.push_back({id, objectOf(entry)});
+        m_ullMade = m_ullChanges;
+    }
+    size_t FirstAfter(uint64_t last) const {
+        const auto after = [](uint64_t id, const Step& step) { return id < step.id; };
+        return static_cast<size_t>(std::upper_bound(m_steps.begin(), m_steps.end(), last, after) - m_steps.begin());
     }
 
     std::vector<Step> m_steps;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <compare>
 #include <cstdint>
 
 /// One server: up to three IPv4 addresses (0: none) and a port, host byte order.
@@ -10,6 +11,7 @@ struct CMcuAddress {
     std::array<uint32_t, 3> ips{};
     uint16_t port = 0;
 
+    auto operator<=>(const CMcuAddress&) const = default;
     bool IsEmpty() const { return ips[0] == 0 && ips[1] == 0 && ips[2] == 0; }
 
     /// Whether some non-zero address of this one is one of the other's.

@@ -1,6 +1,7 @@
 // The tables of one medium's local MCU object, and how its sinks come and go.
 #pragma once
 
+#include "link/channel_key.h"
 #include "link/frame_link.h"
 #include "link/id_table.h"
 #include "link/instances.h"
@@ -18,23 +19,23 @@ template <class TChannel, class TSink, class TReceiver, class TSender>
 class CMcuTables {
 public:
     /// Unregisters the channel, then ends its sinks. Waits for sinks' callbacks: hold no lock that one takes.
-    void RemoveChannel(uint32_t channelID) {
-        TakeChannel(channelID);
-        sinks.SweepChannel(channelID, EndSink);
+    void RemoveChannel(ChannelKey key) {
+        TakeChannel(key);
+        sinks.SweepChannel(key, EndSink);
     }
     /// Unregisters the channel only.
-    void TakeChannel(uint32_t channelID) {
+    void TakeChannel(ChannelKey key) {
         CAutoLock gate(&m_csConnectGate);
-        channels.Take(channelID);
+        channels.Take(key);
     }
-    /// As RemoveChannel for this very channel. Where another has taken its ID only its own sinks end.
-    void ForgetChannel(uint32_t channelID, const TChannel* channel) {
+    /// As RemoveChannel for this very channel. Where another has taken its key only its own sinks end.
+    void ForgetChannel(ChannelKey key, const TChannel* channel) {
         TChannel* found = nullptr;
         {
             CAutoLock gate(&m_csConnectGate);
-            found = channels.TakeIf(channelID, [&](TChannel& other) { return &other == channel; });
+            found = channels.TakeIf(key, [&](TChannel& other) { return &other == channel; });
         }
-        sinks.SweepOwned(channelID, found ? nullptr : channel, EndSink);
+        sinks.SweepOwned(key, found ? nullptr : channel, EndSink);
     }
     /// Whoever has left the table, on this thread alone.
     static void EndSink(TSink* sink) {
@@ -64,21 +65,21 @@ public:
     /// Acknowledges the sink that this far side has, or makes one: `make(channel)` gives a std::unique_ptr. False for
     /// an unknown channel or a full table.
     template <class MakeSink>
-    bool Connect(uint32_t receiverID, uint32_t channelID, MakeSink make) {
+    bool Connect(uint32_t receiverID, ChannelKey key, MakeSink make) {
         const auto acknowledge = [](TSink& sink) { sink.OnReceivedConnect(); };
         CAutoLock gate(&m_csConnectGate);
-        if (sinks.WithPair(channelID, receiverID, acknowledge)) return true;
-        const uint32_t sinkID = MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink, const void* channel) {
-            sinks.Put(info.sinkID, sink, info.channelID, receiverID, channel);
+        if (sinks.WithPair(key, receiverID, acknowledge)) return true;
+        const uint32_t sinkID = MakeOne(key, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
+            sinks.Put(info.sinkID, sink, info.channel, receiverID, owner);
         });
         return sinkID != 0 && sinks.With(sinkID, acknowledge);
     }
     /// A TCP sink's ID; 0 as above, and when `make` gives none.
     template <class MakeSink>
-    uint32_t Accept(uint32_t channelID, MakeSink make) {
+    uint32_t Accept(ChannelKey key, MakeSink make) {
         CAutoLock gate(&m_csConnectGate);
-        return MakeOne(channelID, make, [&](const CSinkInfo& info, TSink* sink, const void* channel) {
-            sinks.Put(info.sinkID, sink, info.channelID, channel);
+        return MakeOne(key, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
+            sinks.Put(info.sinkID, sink, info.channel, owner);
         });
     }
     /// Before anything is served.
@@ -99,7 +100,7 @@ public:
     }
 
     CIDTable<TSink> sinks{lock_order::kMediumTable};
-    CIDTable<TChannel> channels{lock_order::kChannelTable};
+    CIDTable<TChannel, ChannelKey> channels{lock_order::kChannelTable};
     CIDTable<TReceiver> receivers{lock_order::kMediumTable};
     CIDTable<TSender> senders{lock_order::kMediumTable};
 
@@ -110,13 +111,13 @@ private:
         return std::min(limits::kMaxQueueBytes, limits::kSinkMemory / std::max<size_t>(1, count));
     }
     template <class MakeSink, class Enter>
-    uint32_t MakeOne(uint32_t channelID, MakeSink& make, Enter enter) {
+    uint32_t MakeOne(ChannelKey key, MakeSink& make, Enter enter) {
         const size_t count = sinks.Size();  // before the channel's lock, which comes after
         if (count >= m_nMaxSinks) return 0;
         TSink* made = nullptr;
         const void* owner = nullptr;
         CSinkInfo info{};
-        channels.With(channelID, [&](TChannel& channel) {
+        channels.With(key, [&](TChannel& channel) {
             std::unique_ptr<TSink> sink = make(channel);
             if (!sink) return;
             info = sink->Info();

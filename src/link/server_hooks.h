@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wire/commands.h"
+#include "link/channel_key.h"
 #include "link/limits.h"
 
 #include <cstdint>
@@ -13,7 +14,7 @@ class ITcpSession;
 struct CSinkInfo {
     wire::Kind kind;
     uint32_t sinkID;
-    uint32_t channelID;
+    ChannelKey channel;
     uint32_t ip;
     uint16_t port;
     bool tcp;
@@ -49,7 +50,7 @@ public:
     /// A sink began or ceased to want frames, in a medium where they say so.
     virtual void OnSinkChanged(const CSinkInfo& /*sink*/) {}
     /// A subscriber of this channel needs a key frame; possibly under the sink table's lock.
-    virtual void OnKeyFrameWanted(wire::Kind /*kind*/, uint32_t /*channelID*/) {}
+    virtual void OnKeyFrameWanted(wire::Kind /*kind*/, ChannelKey /*channel*/) {}
     /// A sink has left every table and is about to be deleted. Any thread.
     virtual void OnSinkGone(const CSinkInfo& sink) = 0;
     /// Bytes that may wait at one TCP sink; UDP sinks are told by OnSinkMade.

@@ -18,18 +18,18 @@ CShareMcu::CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& make
 
 void CShareMcu::PutSink(uint32_t sinkID, CShareSink* sink) {
     if (IShareSinkUDP* udp = sink->AsUDP())
-        m_tables.sinks.Put(sinkID, sink, sink->ChannelID(), udp->GetReceiverID());
+        m_tables.sinks.Put(sinkID, sink, sink->Info().channel, udp->GetReceiverID());
     else
-        m_tables.sinks.Put(sinkID, sink, sink->ChannelID());
+        m_tables.sinks.Put(sinkID, sink, sink->Info().channel);
 }
 
-bool CShareMcu::ConnectSink(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port) {
-    return m_tables.Connect(receiverID, channelID,
+bool CShareMcu::ConnectSink(uint32_t receiverID, ChannelKey key, uint32_t ip, uint16_t port) {
+    return m_tables.Connect(receiverID, key,
                             [&](CShareChannel& channel) { return m_makers.udp(channel, ip, port, receiverID); });
 }
 
-uint32_t CShareMcu::AcceptSink(ITcpSession* session, uint32_t channelID) {
-    return m_tables.Accept(channelID, [&](CShareChannel& channel) {
+uint32_t CShareMcu::AcceptSink(ITcpSession* session, ChannelKey key) {
+    return m_tables.Accept(key, [&](CShareChannel& channel) {
         return AcceptTcpSession(session) ? m_makers.tcp(channel, session) : nullptr;
     });
 }

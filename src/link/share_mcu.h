@@ -50,10 +50,10 @@ public:
     void PutSink(uint32_t sinkID, CShareSink* sink);
     /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
     /// table. UDP thread.
-    bool ConnectSink(uint32_t receiverID, uint32_t channelID, uint32_t ip, uint16_t port);
+    bool ConnectSink(uint32_t receiverID, ChannelKey key, uint32_t ip, uint16_t port);
     /// Makes the TCP sink of an accepted session and gives its ID, 0 when there is none. TCP thread, inside the
     /// validate callback.
-    uint32_t AcceptSink(ITcpSession* session, uint32_t channelID);
+    uint32_t AcceptSink(ITcpSession* session, ChannelKey key);
 
     /// One datagram without its kind byte. UDP thread.
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) {
@@ -62,8 +62,8 @@ public:
     /// An accepted session. TCP thread.
     bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length);
 
-    /// Takes this very channel out, if it is the one registered under its ID, and ends its sinks alone.
-    void ForgetChannel(CShareChannel& channel) { m_tables.ForgetChannel(channel.hub.ID(), &channel); }
+    /// Takes this very channel out, if it is the one registered under its key, and ends its sinks alone.
+    void ForgetChannel(CShareChannel& channel) { m_tables.ForgetChannel(channel.hub.Key(), &channel); }
 
 protected:
     CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& makers);
@@ -73,7 +73,7 @@ protected:
     /// One datagram without its kind byte; `before` is called with its row before it acts. UDP thread.
     void Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before);
 
-    void PutChannel(CShareChannel& channel) { m_tables.channels.Put(channel.hub.ID(), &channel); }
+    void PutChannel(CShareChannel& channel) { m_tables.channels.Put(channel.hub.Key(), &channel); }
     void PutReceiver(CShareReceiver& receiver) { m_tables.receivers.Put(receiver.ReceiverID(), &receiver); }
 
 private:
@@ -101,10 +101,10 @@ private:
     CTables m_tables;
 };
 
-/// A receiver T on the channel of this ID, in its channel and in no table. Null without a local MCU or for an unknown
+/// A receiver T on the channel of this key, in its channel and in no table. Null without a local MCU or for an unknown
 /// channel.
 template <class T, class TNotify>
-T* MakeShareReceiver(CShareMcu* mcu, TNotify& notify, uint32_t channelID) {
+T* MakeShareReceiver(CShareMcu* mcu, TNotify& notify, ChannelKey key) {
     if (!mcu) return nullptr;
-    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](CShareReceiver& receiver) { receiver.Attach(); });
+    return MakeOnChannel<T>(mcu->Tables(), notify, key, [](CShareReceiver& receiver) { receiver.Attach(); });
 }

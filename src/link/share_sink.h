@@ -27,7 +27,7 @@ public:
 
     void ReleaseConnections() override { m_channel.hub.RemoveSink(SinkID()); }
     void Join() override { m_channel.hub.AddSink(SinkID(), this); }
-    CSinkInfo Info() override { return {m_kind, SinkID(), ChannelID(), 0, 0, false, GetFrameLink()}; }
+    CSinkInfo Info() override { return {m_kind, SinkID(), m_channel.hub.Key(), 0, 0, false, GetFrameLink()}; }
 
     uint32_t SinkID() const { return m_id.Get(); }
     uint32_t ChannelID() const { return m_channel.hub.ID(); }

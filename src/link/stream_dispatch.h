@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wire/stream_codes.h"
+#include "link/channel_key.h"
 #include "link/mcu_dispatch.h"
 #include "link/stream_receiver.h"
 
@@ -18,8 +19,8 @@ public:
 
     /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
     /// table.
-    bool Connect(uint32_t receiverID, uint32_t channelID, uint32_t userID, uint32_t ip, uint16_t port) {
-        return m_tables.Connect(receiverID, channelID,
+    bool Connect(uint32_t receiverID, ChannelKey key, uint32_t userID, uint32_t ip, uint16_t port) {
+        return m_tables.Connect(receiverID, key,
                                 [&](auto& channel) { return TSinkUDP::Make(channel, ip, port, receiverID, userID); });
     }
 

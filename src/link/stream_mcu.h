@@ -27,34 +27,34 @@ public:
     CTables& Tables() { return m_tables; }
     /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
     /// table. UDP thread. Callers know the medium's TSinkUDP.
-    bool ConnectSink(uint32_t receiverID, uint32_t channelID, uint32_t userID, uint32_t ip, uint16_t port) {
-        return m_dispatch.Connect(receiverID, channelID, userID, ip, port);
+    bool ConnectSink(uint32_t receiverID, ChannelKey key, uint32_t userID, uint32_t ip, uint16_t port) {
+        return m_dispatch.Connect(receiverID, key, userID, ip, port);
     }
     /// Makes the TCP sink of an accepted session, which only servers have, and gives its ID, 0 when there is none. TCP
     /// thread, inside the validate callback.
     template <class TSinkTCP>
-    uint32_t AcceptSink(ITcpSession* session, uint32_t channelID, uint32_t userID) {
-        return m_tables.Accept(channelID, [&](CChannel& channel) -> std::unique_ptr<CSink> {
+    uint32_t AcceptSink(ITcpSession* session, ChannelKey key, uint32_t userID) {
+        return m_tables.Accept(key, [&](CChannel& channel) -> std::unique_ptr<CSink> {
             if (!AcceptTcpSession(session)) return nullptr;
             auto sink = std::make_unique<TSinkTCP>(channel, session, userID);
             sink->AnswerValidation();
             return sink;
         });
     }
-    /// Takes this very channel out, if it is the one registered under its ID, and ends its sinks alone.
-    void ForgetChannel(CChannel& channel) { m_tables.ForgetChannel(TState::Of(channel).hub.ID(), &channel); }
+    /// Takes this very channel out, if it is the one registered under its key, and ends its sinks alone.
+    void ForgetChannel(CChannel& channel) { m_tables.ForgetChannel(TState::Of(channel).hub.Key(), &channel); }
 
 protected:
     CStreamMcu() = default;
     ~CStreamMcu() = default;
 
-    void PutChannel(CChannel& channel) { m_tables.channels.Put(TState::Of(channel).hub.ID(), &channel); }
+    void PutChannel(CChannel& channel) { m_tables.channels.Put(TState::Of(channel).hub.Key(), &channel); }
     void PutSink(uint32_t sinkID, CSink& sink) {
-        const uint32_t channelID = sink.Info().channelID;
+        const ChannelKey key = sink.Info().channel;
         if (TSinkUDP* udp = sink.AsUDP())
-            m_tables.sinks.Put(sinkID, &sink, channelID, udp->GetReceiverID());
+            m_tables.sinks.Put(sinkID, &sink, key, udp->GetReceiverID());
         else
-            m_tables.sinks.Put(sinkID, &sink, channelID);
+            m_tables.sinks.Put(sinkID, &sink, key);
     }
     void PutReceiver(CReceiver& receiver) { m_tables.receivers.Put(receiver.ReceiverID(), &receiver); }
     void EndSinksOf(uint32_t channelID) { m_tables.sinks.SweepChannel(channelID, CTables::EndSink); }

@@ -3,6 +3,7 @@
 
 #include "core/wire/stream_codes.h"
 #include "link/callback.h"
+#include "link/channel_key.h"
 #include "link/mcu_address.h"
 #include "link/tcp_link.h"
 #include "link/udp_source.h"
@@ -89,7 +90,7 @@ protected:
 private:
     static constexpr uint8_t kKeepAliveEvery = 11;  // idle polls
 
-    uint32_t ChannelID() { return TSender::Info().channelID; }
+    uint32_t ChannelID() { return ChannelNumber(TSender::Info().channel); }
 
     const wire::TcpType m_type;
 
@@ -139,7 +140,7 @@ protected:
 private:
     static constexpr uint32_t kConnectTimeoutMs = 30000;
 
-    uint32_t ChannelID() { return TSender::Info().channelID; }
+    uint32_t ChannelID() { return ChannelNumber(TSender::Info().channel); }
 
     const wire::StreamCodes& m_codes;
 

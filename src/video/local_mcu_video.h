@@ -17,7 +17,7 @@ public:
 
     virtual void AddVideoChannel(CVideoChannel* channel) { PutChannel(*channel); }
     /// Unregisters the channel, then ends its sinks. Hold no lock that one of their callbacks takes.
-    virtual void RemoveVideoChannel(uint32_t channelID) { Tables().RemoveChannel(channelID); }
+    virtual void RemoveVideoChannel(ChannelKey key) { Tables().RemoveChannel(key); }
     virtual void RemoveAllVideoChannels() { ReleaseChannels(); }
     virtual void AddVideoSink(uint32_t sinkID, CVideoSink* sink);
     virtual void RemoveVideoSink(uint32_t sinkID) { Tables().sinks.Take(sinkID); }

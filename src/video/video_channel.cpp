@@ -10,13 +10,15 @@ CVideoChannel::CVideoChannel(unsigned long ulVideoChannelID)
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoChannel(this);
 }
 
+CVideoChannel::CVideoChannel(CVideoChannelState& state) : m_pState(&state) {}
+
 CVideoChannel::~CVideoChannel() {
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 
 void CVideoChannel::ReleaseConnections() {
-    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->RemoveVideoChannel(m_pState->hub.ID());
+    if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetChannel(*this);
 }
 
 bool CVideoChannel::IsEmpty() { return m_pState->hub.IsEmpty(); }

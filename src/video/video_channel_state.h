@@ -4,6 +4,8 @@
 #include "link/stream_channel.h"
 #include "lumomedia/video.h"
 
+#include <memory>
+
 class CVideoSink;
 class CVideoReceiver;
 
@@ -11,4 +13,8 @@ struct CVideoChannelState : CStreamChannelState<CVideoChannel, CVideoSink, CVide
     using CStreamChannelState::CStreamChannelState;
 
     static CVideoChannelState& Of(CVideoChannel& channel) { return *channel.m_pState; }
+    /// A channel that is not registered: what is a relay server's own.
+    static std::unique_ptr<CVideoChannel> Make(uint32_t channelID) {
+        return std::unique_ptr<CVideoChannel>(new CVideoChannel(*new CVideoChannelState(channelID)));
+    }
 };

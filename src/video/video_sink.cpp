@@ -13,5 +13,10 @@ void CVideoSink::ReleaseConnections() {
 
 void CVideoSink::WantKeyFrame() {
     m_bKeyFrameRequest.store(true, std::memory_order_relaxed);
-    if (IServerHooks* hooks = GetServerHooks()) hooks->OnKeyFrameWanted(wire::Kind::Video, GetVideoChannelID());
+    if (IServerHooks* hooks = GetServerHooks()) hooks->OnKeyFrameWanted(wire::Kind::Video, Info().channel);
+}
+
+CSinkInfo CVideoSink::Info() {
+    const ChannelKey key = CVideoChannelState::Of(*m_pVideoChannel).hub.Key();
+    return {wire::Kind::Video, GetVideoSinkID(), key, 0, 0, false, GetFrameLink()};
 }

@@ -26,9 +26,7 @@ public:
 
     /// This object as a peer's UDP sink, or null.
     virtual CVideoSinkUDP* AsUDP() { return nullptr; }
-    CSinkInfo Info() override {
-        return {wire::Kind::Video, GetVideoSinkID(), GetVideoChannelID(), 0, 0, false, GetFrameLink()};
-    }
+    CSinkInfo Info() override;
     void Join() override { m_pVideoChannel->AddVideoSink(GetVideoSinkID(), this); }
 
 protected:

@@ -13,20 +13,20 @@
 
 namespace {
 
-uint32_t IDOf(CWBChannel& channel) { return CWBChannelState::Of(channel).channelID; }
+ChannelKey KeyOf(CWBChannel& channel) { return CWBChannelState::Of(channel).Key(); }
 uint32_t IDOf(CWBSession& session) { return static_cast<uint32_t>(session.GetWBSessionID()); }
 
 template <class T>
-T* MakeClient(IWBSessionClientNotify& notify, uint32_t channelID) {
+T* MakeClient(IWBSessionClientNotify& notify, ChannelKey key) {
     CLocalMCUWB* mcu = GetLocalMCUWB();
     if (!mcu) return nullptr;
     auto& channels = mcu->Tables().channels;
-    if (!channels.With(channelID, [](CWBChannel&) {}))
+    if (!channels.With(key, [](CWBChannel&) {}))
         channels.ForEachWhile([&](CWBChannel& first) {
-            channelID = IDOf(first);
+            key = KeyOf(first);
             return false;
         });
-    return MakeOnChannel<T>(mcu->Tables(), notify, channelID, [](T&) {});
+    return MakeOnChannel<T>(mcu->Tables(), notify, key, [](T&) {});
 }
 
 }  // namespace
@@ -36,23 +36,23 @@ CLocalMCUWB::CLocalMCUWB() { Instances().pWB.store(this, std::memory_order_relea
 CLocalMCUWB::~CLocalMCUWB() { Instances().pWB.store(nullptr, std::memory_order_release); }
 
 void CLocalMCUWB::AddWBChannel(CWBChannel* channel) {
-    if (channel) m_tables.channels.Put(IDOf(*channel), channel);
+    if (channel) m_tables.channels.Put(KeyOf(*channel), channel);
 }
 
 void CLocalMCUWB::RemoveWBChannel(CWBChannel* channel) {
     if (!channel) return;
-    m_tables.RemoveChannel(IDOf(*channel));
+    m_tables.RemoveChannel(KeyOf(*channel));
     ReleaseWBServerSessions();
 }
 
-void CLocalMCUWB::ForgetWBChannel(CWBChannel* channel) { m_tables.ForgetChannel(IDOf(*channel), channel); }
+void CLocalMCUWB::ForgetWBChannel(CWBChannel* channel) { m_tables.ForgetChannel(KeyOf(*channel), channel); }
 
 void CLocalMCUWB::AddWBClient(CWBClientUDP* client) { m_tables.receivers.Put(IDOf(*client), client); }
 
 void CLocalMCUWB::RemoveWBClient(CWBClientUDP* client) { m_tables.receivers.Take(IDOf(*client)); }
 
 void CLocalMCUWB::AddWBServerSession(CWBServerSession* session) {
-    m_tables.sinks.Put(IDOf(*session), session, static_cast<uint32_t>(session->GetWBChannelID()));
+    m_tables.sinks.Put(IDOf(*session), session, session->Info().channel);
 }
 
 void CLocalMCUWB::RemoveWBServerSession(CWBServerSession* session) { m_tables.sinks.Take(IDOf(*session)); }
@@ -61,7 +61,7 @@ void CLocalMCUWB::ReleaseWBChannels() {
     m_tables.channels.Sweep([](CWBChannel&) { return true; },
                             [this](CWBChannel* channel) {
                                 const bool deleted = CWBChannelState::Of(*channel).deleted;
-                                m_tables.sinks.SweepChannel(IDOf(*channel), CTables::EndSink);
+                                m_tables.sinks.SweepChannel(KeyOf(*channel), CTables::EndSink);
                                 if (deleted) delete channel;
                             });
 }
@@ -76,8 +76,8 @@ void CLocalMCUWB::ReleaseConnections() {
     ReleaseWBChannels();
 }
 
-bool CLocalMCUWB::ConnectWBSession(uint32_t clientSessionID, uint32_t channelID, uint32_t ip, uint16_t port) {
-    return m_tables.Connect(clientSessionID, channelID, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
+bool CLocalMCUWB::ConnectWBSession(uint32_t clientSessionID, ChannelKey key, uint32_t ip, uint16_t port) {
+    return m_tables.Connect(clientSessionID, key, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
         auto session = std::make_unique<CWBSessionServerUDP>(channel, ip, port, clientSessionID);
         if (!session->StartSession()) return nullptr;
         return session;
@@ -89,8 +89,8 @@ bool CLocalMCUWB::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long 
     return AcceptWBSession(session, wire::CWireReader(data, len).U32()) != 0;
 }
 
-uint32_t CLocalMCUWB::AcceptWBSession(ITcpSession* session, uint32_t channelID) {
-    return m_tables.Accept(channelID, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
+uint32_t CLocalMCUWB::AcceptWBSession(ITcpSession* session, ChannelKey key) {
+    return m_tables.Accept(key, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
         if (!AcceptTcpSession(session)) return nullptr;
         auto made = std::make_unique<CWBSessionServerTCP>(channel, session);
         made->AnswerValidation();
@@ -98,12 +98,12 @@ uint32_t CLocalMCUWB::AcceptWBSession(ITcpSession* session, uint32_t channelID) 
     });
 }
 
-CWBSessionClientUDP* CLocalMCUWB::CreateWBSessionClientUDP(IWBSessionClientNotify& notify, uint32_t channelID) {
-    return MakeClient<CWBSessionClientUDP>(notify, channelID);
+CWBSessionClientUDP* CLocalMCUWB::CreateWBSessionClientUDP(IWBSessionClientNotify& notify, ChannelKey key) {
+    return MakeClient<CWBSessionClientUDP>(notify, key);
 }
 
-CWBSessionClientTCP* CLocalMCUWB::CreateWBSessionClientTCP(IWBSessionClientNotify& notify, uint32_t channelID) {
-    return MakeClient<CWBSessionClientTCP>(notify, channelID);
+CWBSessionClientTCP* CLocalMCUWB::CreateWBSessionClientTCP(IWBSessionClientNotify& notify, ChannelKey key) {
+    return MakeClient<CWBSessionClientTCP>(notify, key);
 }
 
 CWBSessionClientP2P* CLocalMCUWB::CreateWBSessionClientP2P(IWBSessionClientNotify& notify, uint32_t channelID) {

@@ -52,18 +52,18 @@ public:
 
     /// Makes the session of a client, or acknowledges again the one it has. False for an unknown channel or a full
     /// table. UDP thread.
-    bool ConnectWBSession(uint32_t clientSessionID, uint32_t channelID, uint32_t ip, uint16_t port);
+    bool ConnectWBSession(uint32_t clientSessionID, ChannelKey key, uint32_t ip, uint16_t port);
     /// Makes the TCP session of an accepted connection and gives its ID, 0 when there is none. TCP thread, inside the
     /// validate callback.
-    uint32_t AcceptWBSession(ITcpSession* session, uint32_t channelID);
+    uint32_t AcceptWBSession(ITcpSession* session, ChannelKey key);
 
-    /// On the channel of this ID, else on the first; null without a local MCU or any channel.
-    static CWBSessionClientUDP* CreateWBSessionClientUDP(IWBSessionClientNotify& notify, uint32_t channelID);
-    static CWBSessionClientTCP* CreateWBSessionClientTCP(IWBSessionClientNotify& notify, uint32_t channelID);
+    /// On the channel of this key, else on the first; null without a local MCU or any channel.
+    static CWBSessionClientUDP* CreateWBSessionClientUDP(IWBSessionClientNotify& notify, ChannelKey key);
+    static CWBSessionClientTCP* CreateWBSessionClientTCP(IWBSessionClientNotify& notify, ChannelKey key);
     static CWBSessionClientP2P* CreateWBSessionClientP2P(IWBSessionClientNotify& notify, uint32_t channelID);
     static CWBSessionClientP2PTCP* CreateWBSessionClientP2PTCP(IWBSessionClientNotify& notify, uint32_t channelID);
 
-    /// Takes this very channel out, if it is the one registered under its ID, and ends its own sessions.
+    /// Takes this very channel out, if it is the one registered under its key, and ends its own sessions.
     void ForgetWBChannel(CWBChannel* channel);
     CTables& Tables() { return m_tables; }
 

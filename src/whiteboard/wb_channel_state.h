@@ -1,6 +1,7 @@
 // The inside of a whiteboard channel, for the whiteboard classes and the relay server.
 #pragma once
 
+#include "link/channel_key.h"
 #include "link/id_table.h"
 #include "link/lock_order.h"
 #include "lumomedia/whiteboard.h"
@@ -15,7 +16,10 @@ struct CWBChannelState {
 
     static CWBChannelState& Of(CWBChannel& channel) { return *channel.m_pState; }
 
+    ChannelKey Key() const { return MakeChannelKey(legID, channelID); }
+
     const uint32_t channelID;
+    uint32_t legID = 0;  // of a channel that is fetched from another server; set before it is registered
     CIDTable<CWBSession> sessions{lock_order::kBoardSessions};
     std::atomic<bool> dirty{false};
     std::atomic<uint32_t> awaited{0};  // sessions at a server that join once they have shown that they are there

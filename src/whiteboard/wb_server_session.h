@@ -3,6 +3,7 @@
 
 #include "link/mcu_sink.h"
 #include "lumomedia/whiteboard.h"
+#include "whiteboard/wb_channel_state.h"
 #include "whiteboard/wb_paced_requests.h"
 
 #include <algorithm>
@@ -12,15 +13,13 @@ class CWBSessionServerUDP;
 /// Enters its channel by Join once it is wholly made, and has left it before its destructor begins.
 class CWBServerSession : public CWBSession, public CMcuSink {
 public:
-    explicit CWBServerSession(CWBChannel& channel) : CWBSession(&channel) {}
+    explicit CWBServerSession(CWBChannel& channel)
+        : CWBSession(&channel), m_channel(CWBChannelState::Of(channel).Key()) {}
 
     void ReleaseConnections() override { LeaveWBChannel(); }
     bool IsDisconnected() override = 0;
     void Join() override { JoinWBChannel(); }
-    CSinkInfo Info() override {
-        return {wire::Kind::Whiteboard, SessionID(), static_cast<uint32_t>(GetWBChannelID()), 0, 0, false,
-                GetFrameLink()};
-    }
+    CSinkInfo Info() override { return {wire::Kind::Whiteboard, SessionID(), m_channel, 0, 0, false, GetFrameLink()}; }
     /// This object as a UDP session, or null.
     virtual CWBSessionServerUDP* AsUDP() { return nullptr; }
     /// Messages still waiting to go to the client.
@@ -56,5 +55,6 @@ private:
     /// Behind requests that wait already, a request waits too.
     bool MustWait() { return !m_requests.IsEmpty() || !MayAnswer(); }
 
+    const ChannelKey m_channel;
     CWBPacedRequests m_requests;
 };

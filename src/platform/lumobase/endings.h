@@ -12,13 +12,13 @@
 class CEndings {
 public:
     /// In one step with leaving the table. Throws when there is no memory.
-    void Begin(uint32_t channelID);
-    void End(uint32_t channelID);
+    void Begin(uint64_t channel);
+    void End(uint64_t channel);
     /// Until no other thread ends an object of the channel. Hold no lock that ending one takes.
-    void WaitForOthers(uint32_t channelID);
+    void WaitForOthers(uint64_t channel);
 
 private:
-    using Ending = std::pair<uint32_t, std::thread::id>;
+    using Ending = std::pair<uint64_t, std::thread::id>;
 
     std::mutex m_mutex;  // a leaf: held for the list alone
     std::condition_variable m_ended;
@@ -28,12 +28,12 @@ private:
 /// Ends what Begin began, whatever is thrown meanwhile.
 class CEndingScope {
 public:
-    CEndingScope(CEndings& endings, uint32_t channelID) : m_endings(endings), m_ulChannelID(channelID) {}
-    ~CEndingScope() { m_endings.End(m_ulChannelID); }
+    CEndingScope(CEndings& endings, uint64_t channel) : m_endings(endings), m_ullChannel(channel) {}
+    ~CEndingScope() { m_endings.End(m_ullChannel); }
     CEndingScope(const CEndingScope&) = delete;
     CEndingScope& operator=(const CEndingScope&) = delete;
 
 private:
     CEndings& m_endings;
-    const uint32_t m_ulChannelID;
+    const uint64_t m_ullChannel;
 };

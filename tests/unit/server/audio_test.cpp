@@ -166,30 +166,6 @@ TEST_F(Audio, AChannelAtAnotherServerIsFetchedOnceAndOnlyWhileItIsWanted) {
     Say("04", bob, kBob);
     host.Run(100);
     EXPECT_EQ(host.TakeCount(kFar, "0004"), 2U);
-    EXPECT_EQ(Connect(kChannel, 11, kAlice), 0U) << "without a server's name it is not to be had here";
-    EXPECT_EQ(Status().relays, 1U);
-
-    const uint32_t source = Publish(kChannel, kAlice);
-    EXPECT_EQ(host.TakeCount(kFar, "0008"), 3U) << "the publisher has come here";
-    host.Take(kBob);
-    Say("19", source, kAlice, "here");
-    EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
-}
-
-TEST_F(Audio, ATcpSubscriberIsRelayedOverTcp) {
-    EXPECT_FALSE(host.Validate(3, TcpRequest(0, 0)));
-    EXPECT_FALSE(host.Validate(3, TcpRequest(kFar.ip, 0)));
-    CFakeTcp* sink = host.Validate(3, TcpRequest(kFar.ip, kFar.port));
-    ASSERT_TRUE(sink);
-    CFakeTcp& leg = host.net.LastClient();
-    EXPECT_EQ(leg.dialledPort, kFar.port);
-    leg.clientNotify->OnTcpClientNotifyConnected();
-    EXPECT_EQ(leg.TakeSent().at(0).bytes, Hex("00000003 00000016") + U32(kChannel) + std::string(18, '\0'));
-    EXPECT_TRUE(leg.clientNotify->OnTcpClientNotifyValidate(3, (U32(kChannel) + U32(600)).data(), 8));
-    FromPeer(*sink, kStart);
-    sink->TakeSent();
-    leg.clientNotify->OnTcpClientNotifyReceivedFrame("frame", 5);
-    EXPECT_EQ(Frames(*sink), std::vector<std::string>{"frame"});
 }
 
 }  // namespace

@@ -140,37 +140,16 @@ TEST_F(Desktop, ADistantChannelIsAskedForAnewEachSecondUntilItsServerAnswers) {
 }
 
 TEST_F(Desktop, AFarServerThatComesLateFindsTheRequestStillKept) {
-    for (const bool publishedHere : {false, true}) {
-        const uint32_t channel = kChannel + (publishedHere ? 1 : 0);
-        const CPeer bob{kBob.ip, static_cast<uint16_t>(kBob.port + channel)};
-        if (publishedHere) {
-            Say("38", Publish(channel, kAlice), kAlice);
-            host.Run(1000);
-        }
-        Ask(bob, 9, channel, kFar.ip, kFar.port);
-        host.Run(14000);
-        const auto asked = host.Take(kFar);
-        ASSERT_GE(asked.size(), 12U) << "asked for anew when it had been given up";
-        host.Deliver(Hex("052c") + Hex(asked.back()).substr(2, 4) + U32(600), kFar);
-        host.Run(2000);
-        EXPECT_NE(SinkOf(bob), 0U) << publishedHere;
-    }
-    EXPECT_EQ(Status().channels, 2U);
-}
-
-TEST_F(Desktop, ATcpSubscriberIsRelayedOverTcp) {
-    CFakeTcp* sink = host.Validate(11, U32(kChannel) + U32(kFar.ip) + U32(0) + U32(0) + U32(kFar.port).substr(2));
-    ASSERT_TRUE(sink);
-    CFakeTcp& leg = host.net.LastClient();
-    EXPECT_EQ(leg.dialledPort, kFar.port);
-    leg.clientNotify->OnTcpClientNotifyConnected();
-    EXPECT_EQ(leg.TakeSent().at(0).bytes, Hex("0000000b 00000012") + U32(kChannel) + std::string(14, '\0'));
-    EXPECT_TRUE(leg.clientNotify->OnTcpClientNotifyValidate(11, U32(kChannel).data(), 4));
-    sink->TakeSent();
-    leg.clientNotify->OnTcpClientNotifyReceivedFrame("picture", 7);
-    EXPECT_EQ(CServerHost::Frames(*sink), std::vector<std::string>{"picture"});
-    CServerHost::FromPeer(*sink, "pointer");
-    EXPECT_EQ(CServerHost::Frames(leg), std::vector<std::string>{"pointer"});
+    Ask(kBob, 9, kChannel, kFar.ip, kFar.port);
+    host.Run(12000);
+    Publish(kChannel, kAlice);
+    EXPECT_EQ(SinkOf(kBob), 0U) << "it is another's desktop";
+    host.Run(2000);
+    const auto asked = host.Take(kFar);
+    ASSERT_GE(asked.size(), 12U) << "asked for anew when it had been given up";
+    host.Deliver(Hex("052c") + Hex(asked.back()).substr(2, 4) + U32(600), kFar);
+    host.Run(2000);
+    EXPECT_NE(SinkOf(kBob), 0U);
 }
 
 }  // namespace

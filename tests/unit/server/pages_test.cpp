@@ -36,7 +36,7 @@ CServerStatus ExampleStatus() {
     CStreamStatus relayed;
     relayed.medium = "file";
     relayed.channelID = 5;
-    relayed.relayedFrom = 0x0a000009;
+    relayed.home = {0x0a000009, 7000};
     status.streams.push_back(relayed);
     status.streamCount = 7;
     status.signalling = {12, 34, 5};
@@ -49,7 +49,7 @@ TEST(Page, ShowsWhoPublishesWhoListensAndHowItGoes) {
          {"10.0.0.1:7000, up 1 h 1 min, 7 live streams, 12 signalling clients", "file 4000000000",
           "Publisher: 10.0.0.2:5000 (udp)", "<td>10.0.0.3:5001 (udp)</td><td>4</td><td>25 ms</td><td>2.0 %</td>",
           "<td>10.0.0.4:5002 (tcp)</td><td>7</td><td>-</td><td>-</td>", "and 1 more", "2.5 MB/s", "1.3 % sent again",
-          "relayed from 10.0.0.9", "Nobody listens.", "The busiest 2 are shown.", "<polyline points=\""}) {
+          "relayed from 10.0.0.9:7000", "Nobody listens.", "The busiest 2 are shown.", "<polyline points=\""}) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
     }
     EXPECT_NE(StreamsPage(CServerStatus()).find("No streams at the moment."), std::string::npos);
@@ -83,7 +83,7 @@ TEST(Json, SaysTheSame) {
     EXPECT_EQ(stream["listeners"][1]["transport"], "tcp");
     EXPECT_EQ(stream["history"]["bytes_per_second"], (std::vector<int>{1000, 2500000}));
     EXPECT_TRUE(json["streams"][1]["publisher"].is_null());
-    EXPECT_EQ(json["streams"][1]["relayed_from"], "10.0.0.9");
+    EXPECT_EQ(json["streams"][1]["relayed_from"], "10.0.0.9:7000");
 }
 
 TEST(Metrics, CountersNeverFallAndGaugesFollow) {

@@ -226,64 +226,34 @@ TEST_F(Whiteboard, GivesWayAtTheLimitOnlyToWhoIsThere) {
     EXPECT_EQ(Take(carol).size(), 1U);
 }
 
-TEST_F(Whiteboard, JoinsTheBoardAtItsHomeServer) {
+TEST_F(Whiteboard, OfAnotherServerIsJoinedOnceForAllAndLeftAfterTheLast) {
     CClient bob = Ask(9, kBob, LongConnect(9, kChannel, kFar.ip, kFar.port));
-    EXPECT_EQ(bob.session, 0U) << "not before the far server has answered";
+    CClient own = Join(11, kAlice);
+    Say(own, Message(kData, 4, 0, "here"));
     const auto asked = host.Take(kFar);
     ASSERT_EQ(asked.size(), 1U);
-    EXPECT_EQ(Hex(asked[0]).substr(6), U32(kChannel) + std::string(14, '\0'));
     const uint32_t leg = ReadU32(Hex(asked[0]), 2);
     host.Deliver(Hex("0425") + U32(leg) + U32(600), kFar);
     host.Run(100);
     bob.session = host.LastID(kBob, "0425", 6);
     ASSERT_NE(bob.session, 0U);
-    EXPECT_TRUE(Take(bob).empty());
-    EXPECT_EQ(Ask(10, kCarol, LongConnect(10, kChannel)).session, 0U) << "it is not at home here";
-    EXPECT_FALSE(host.Validate(9, U32(kChannel)));
+    EXPECT_TRUE(Take(bob).empty()) << "nothing of the board here";
+    EXPECT_EQ(host.LastLine(), "whiteboard sink 10.0.0.2:1002 (udp) came to channel 77 of 127.0.0.9:7005");
+    EXPECT_NE(Ask(10, kCarol, LongConnect(10, kChannel, kFar.ip, kFar.port)).session, 0U) << "at once, now";
+    EXPECT_EQ(host.TakeCount(kFar, "0424"), 0U);
+    EXPECT_EQ(Status().sinksUdp, 2U) << "the leg is none, nor is who has not shown himself";
 
-    const std::string down = Hex("042a") + U32(leg) + U32(600);
-    host.Take(kFar);
-    host.Deliver(down + session_wire::Data(0, Message(kData, 4, 0, "far")), kFar);
-    EXPECT_EQ(Take(bob), Texts{Message(kOffer, 4)});
-    Say(bob, Message(kData, 5, 0, "near"));
-    Texts up;
-    for (const std::string& hex : host.Take(kFar))
-        if (hex.compare(0, 4, "0429") == 0 && session_wire::IsData(Hex(hex).substr(6)))
-            up.push_back(session_wire::Payload(Hex(hex).substr(6)));
-    EXPECT_EQ(up, Texts{Message(kOffer, 5)});
-    EXPECT_EQ(Status().relays, 1U);
-    EXPECT_EQ(Status().sinksUdp, 1U) << "the leg is none";
-
+    host.Deliver(Hex("0426") + U32(host.LastID(kCarol, "0425", 6)), kCarol);
     host.Deliver(Hex("0426") + U32(bob.session), kBob);
     host.Run(9000, 1000);
     EXPECT_EQ(host.TakeCount(kFar, "0426"), 0U);
     host.Run(4000, 1000);
-    EXPECT_EQ(host.TakeCount(kFar, "0426"), 3U) << "the last one has left";
-    EXPECT_EQ(Status().channels, 0U);
-    EXPECT_NE(Join(10, kCarol).session, 0U) << "now it may be at home here";
-    EXPECT_NE(Ask(11, kAlice, LongConnect(11, kChannel, kFar.ip, kFar.port)).session, 0U) << "and is for everybody";
-    EXPECT_TRUE(host.Take(kFar).empty());
-}
-
-TEST_F(Whiteboard, JoinsItOverTcpForWhoCameSo) {
-    CFakeTcp* tcp = host.Validate(9, TcpRequest(kChannel, kFar.ip, kFar.port));
-    ASSERT_TRUE(tcp);
-    CFakeTcp& leg = host.net.LastClient();
-    EXPECT_EQ(leg.dialledPort, kFar.port);
-    leg.clientNotify->OnTcpClientNotifyConnected();
-    EXPECT_EQ(leg.TakeSent().at(0).bytes, U32(9) + U32(18) + U32(kChannel) + std::string(14, '\0'));
-    EXPECT_TRUE(leg.clientNotify->OnTcpClientNotifyValidate(9, U32(kChannel).data(), 4));
-    tcp->TakeSent();
-    FromPeer(*tcp, Message(kData, 1, 0, "one"));
-    EXPECT_EQ(Frames(leg), Texts{Message(kOffer, 1)});
-    const std::string far = Message(kRequest, 1);
-    leg.clientNotify->OnTcpClientNotifyReceivedFrame(far.data(), static_cast<int>(far.size()));
-    EXPECT_EQ(Frames(leg), Texts{Message(kData, 1, 0, "one")});
+    EXPECT_EQ(host.TakeCount(kFar, "0426"), 3U);
+    EXPECT_EQ(Status().channels, 1U) << "the board here stays";
     CFakeTcp* late = host.Validate(9, TcpRequest(kChannel + 1, kFar.ip, kFar.port));
     ASSERT_TRUE(late);
     host.Run(7000, 1000);
     EXPECT_TRUE(late->released) << "its far server has not answered";
-    EXPECT_FALSE(tcp->released);
 }
 
 }  // namespace
