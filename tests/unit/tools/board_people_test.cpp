@@ -37,22 +37,35 @@ TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
     EXPECT_EQ(CPeople::CleanName("  "), "Somebody");
 }
 
-TEST_F(Board, OfTwoWithOneColourOneTakesAnother) {
+TEST_F(Board, GreetsOnceASecondAtMostAndOfTwoWithOneColourOneTakesAnother) {
     GoOnline();
-    const auto hello = [&] {
-        const auto said = Said(BoardCommand::Hello);
-        return said.empty() ? 0 : WordAt(said.back(), kMessageHead);
+    size_t greetings = 0;
+    uint32_t colour = 0;
+    const auto run = [&](uint64_t milliseconds) {
+        for (uint64_t passed = 0; passed < milliseconds; passed += 50) {
+            m_now += 50;
+            m_board.Tick(m_now);
+            for (const std::string& said : Said(BoardCommand::Hello)) {
+                ++greetings;
+                colour = WordAt(said, kMessageHead);
+            }
+        }
     };
-    m_now += CPeople::kHelloMs;
-    m_board.Tick(m_now);
-    const uint32_t colour = hello();
-    ASSERT_NE(colour, 0U);
-    Hear(BoardCommand::Hello, 78, Word(colour) + "Eve");
-    m_board.Tick(m_now);
-    EXPECT_EQ(hello(), colour) << "it is hers to change";
-    Hear(BoardCommand::Hello, 76, Word(colour) + "Bob");
-    m_board.Tick(m_now);
-    EXPECT_NE(hello(), colour);
+    run(CPeople::kHelloMs);
+    const uint32_t first = colour;
+    ASSERT_NE(first, 0U);
+    Hear(BoardCommand::Hello, 78, Word(first) + "Eve");
+    run(CPeople::kHelloAtMostEveryMs + CPeople::kAnswerSpreadMs);
+    EXPECT_EQ(colour, first) << "it is hers to change";
+    Hear(BoardCommand::Hello, 76, Word(first) + "Bob");
+    run(CPeople::kHelloAtMostEveryMs + CPeople::kAnswerSpreadMs);
+    EXPECT_NE(colour, first);
+    greetings = 0;
+    for (uint32_t id = 1000; id < 1100; ++id) {
+        Hear(BoardCommand::Hello, id, Word(0) + "x");
+        run(50);
+    }
+    EXPECT_NEAR(static_cast<double>(greetings), 5, 1) << "newcomers for five seconds";
 }
 
 }  // namespace

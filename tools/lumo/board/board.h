@@ -99,6 +99,7 @@ private:
     BoardStep Inverse(const BoardStep& step, uint64_t now);
     void Point(const BoardAction& action);
     void Greet(uint64_t now);
+    void GreetSoon(uint64_t now);
 
     void Show(const nlohmann::json& event, bool droppable = false) { m_feeds.Publish(DumpJson(event), droppable); }
     void ShowAdded(const IDs& ids);
@@ -122,8 +123,9 @@ private:
     CUndo m_undo;
     CPeople m_people;
     uint64_t m_ullOnlineMs = 0;
-    uint64_t m_ullDataMs = 0;    // when something last came of the other side's board
-    uint64_t m_ullHelloMs = 0;   // when we are to greet again
+    uint64_t m_ullDataMs = 0;   // when something last came of the other side's board
+    uint64_t m_ullHelloMs = 0;  // when we are to greet again
+    uint64_t m_ullGreetedMs = 0;
     uint64_t m_ullPeopleMs = 0;  // when the pages were last told who is there
     bool m_bPeopleNews = false;
 };

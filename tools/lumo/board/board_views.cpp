@@ -19,12 +19,12 @@ void CBoard::OnPeople(const BoardMessage& message, uint64_t now) {
     if (message.command == BoardCommand::Hello) {
         const CPeople::Change change = m_people.OnHello(message.object, message.payload, now);
         if (change != CPeople::Change::None) ShowPeople();
-        if (change == CPeople::Change::New) m_ullHelloMs = 0;  // he does not know us either
+        if (change == CPeople::Change::New) GreetSoon(now);  // he does not know us either
         // Of two with one colour the one with the greater number takes another.
         const auto found = m_people.All().find(message.object);
         if (found == m_people.All().end() || found->second.colour != m_self.colour || m_ulSelf < message.object) return;
         const uint32_t colour = m_people.FreeColour(m_ulSelf);
-        if (colour != m_self.colour) m_ullHelloMs = 0;
+        if (colour != m_self.colour) GreetSoon(now);
         m_self.colour = colour;
     } else if (message.command == BoardCommand::Goodbye) {
         if (m_people.Remove(message.object)) ShowPeople();
@@ -50,7 +50,16 @@ void CBoard::Point(const BoardAction& action) {
 
 void CBoard::Greet(uint64_t now) {
     m_ullHelloMs = now + CPeople::kHelloMs;
-    if (m_state != State::Offline) Say(BoardCommand::Hello, m_ulSelf, 1, CPeople::MakeHello(m_self));
+    if (m_state == State::Offline) return;
+    m_ullGreetedMs = now;
+    Say(BoardCommand::Hello, m_ulSelf, 1, CPeople::MakeHello(m_self));
+}
+
+// Each greeting goes to everybody: many who come at once, or one under many numbers, must not draw one from each at
+// each.
+void CBoard::GreetSoon(uint64_t now) {
+    const uint64_t turn = now + m_ulSelf % CPeople::kAnswerSpreadMs;
+    m_ullHelloMs = std::min(m_ullHelloMs, std::max(turn, m_ullGreetedMs + CPeople::kHelloAtMostEveryMs));
 }
 
 void CBoard::SayGoodbye() {

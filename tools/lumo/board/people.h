@@ -20,6 +20,8 @@ public:
     static constexpr size_t kMaxPeople = 200;
     static constexpr size_t kMaxName = 60;  // bytes
     static constexpr uint64_t kHelloMs = 2000;
+    static constexpr uint64_t kHelloAtMostEveryMs = 1000;  ///< however many come
+    static constexpr uint64_t kAnswerSpreadMs = 300;       ///< over which those at a board answer a newcomer
     static constexpr uint64_t kForgetMs = 7000;
 
     /// The payload of a greeting.
