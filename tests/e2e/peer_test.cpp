@@ -131,15 +131,24 @@ TEST_F(CTransferTest, ProbeTellsBothAddresses) {
     EXPECT_EQ(said["translated"], false);
 }
 
-TEST_F(CTransferTest, WaitsThatAreNoNumbersAreRefused) {
+TEST_F(CTransferTest, WaitsThatAreNoNumbersAndWaysThatContradictAreRefused) {
+    std::vector<Words> refused;
     for (const char* wait : {"nan", "inf", "0", "-1", "1e10", "soon"}) {
-        for (const char* command : {"probe", "receive"}) {
-            CChildProcess child;
-            Words words{command, "--mcu", Mcu(), "--wait", wait};
-            if (words[0] == "receive") words.insert(words.begin() + 1, "77");
-            Run(child, words);
-            EXPECT_EQ(ExitOf(child), 2) << command << " " << wait;
+        refused.push_back({"probe", "--wait", wait});
+        refused.push_back({"receive", "77", "--wait", wait});
+    }
+    for (const char* path : {"p2p", "p2p-tcp"})
+        for (const Words& command : {Words{"receive", "77"}, {"whiteboard", "--channel", "77"}}) {
+            refused.push_back(command);
+            refused.back().insert(refused.back().end(), {"--path", path, "--near", "127.0.0.2"});
         }
+    for (const char* medium : {"audio", "video", "desktop"})
+        refused.push_back({"subscribe", medium, "77", "--path", "p2p", "--near", "127.0.0.2"});
+    for (Words& words : refused) {
+        CChildProcess child;
+        words.insert(words.end(), {"--mcu", Mcu()});
+        Run(child, words);
+        EXPECT_EQ(ExitOf(child), 2) << testing::PrintToString(words);
     }
 }
 

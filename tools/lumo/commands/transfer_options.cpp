@@ -56,6 +56,10 @@ bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& 
     route.channel = channel;
     route.tcp = tcp || !proxy.empty();
     if (!ParseTarget(mcu, route.mcu, problem)) return false;
+    if (!nearMcu.empty() && !UsesRelay(Path())) {
+        problem = "--path " + path + " goes straight to the other host, and --near through a server: name one of them";
+        return false;
+    }
     if (!nearMcu.empty() && !ToNear(route, problem)) return false;
     if (!proxy.empty() && !ParseProxyUrl(proxy, password ? password : "", route.proxy, problem)) return false;
     exitCode = kExitFailed;

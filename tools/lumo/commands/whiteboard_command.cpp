@@ -24,6 +24,16 @@ std::string UsualName() {
     return user && *user != '\0' ? user : "Guest";
 }
 
+/// Every server has a board of its own under each number.
+void SayWhose(const RelayRoute& route, CProgressPrinter& printer) {
+    const std::string channel = std::to_string(route.channel);
+    const std::string through = route.nearMcu.Empty() ? "" : ", through " + Printable(route.nearMcu.Text());
+    const std::string home = Printable(route.mcu.Text());
+    printer.Note("board " + channel + " of " + home + through);
+    printer.Note("others join it: lumo whiteboard --channel " + channel + " --mcu " + home +
+                 ", and --near HOST through a server nearer to them");
+}
+
 int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
     const std::string name = command.name.empty() ? UsualName() : command.name;
@@ -35,9 +45,10 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
         printer.Error(paths.Ok() ? "cannot open the page's port" : "cannot open a UDP endpoint");
         return kExitFailed;
     }
-    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"url", server.Url()}});
+    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"url", server.Url()}, {"home", route.mcu.Text()}});
     if (printer.Mode() != ProgressMode::Json && !command.common.quiet) std::printf("%s\n", server.Url().c_str());
     std::fflush(stdout);
+    if (UsesRelay(command.common.Path())) SayWhose(route, printer);
     BoardStatus shown{true, ""};
     while (!loop.Interrupted()) {
         const bool more = paths.Poll(CToolLoop::Now());
@@ -74,10 +85,13 @@ int Run(const WhiteboardCommand& command) {
 void AddWhiteboardCommand(CLI::App& app, int& exitCode) {
     auto command = std::make_shared<WhiteboardCommand>();
     CLI::App* board = app.add_subcommand("whiteboard", "Draw together: opens a page on this host");
-    board->add_option("--channel", command->channel, "The number that all who draw together name")->required();
+    board
+        ->add_option("--channel", command->channel,
+                     "The number that all who draw together name; every server has a board of its own under it")
+        ->required();
     command->common.AddServerTo(*board);
     board->add_option("--near", command->common.nearMcu,
-                      "A nearer server that relays from --mcu: HOST. Both must listen on the same port");
+                      "A nearer server, which joins the board of --mcu: HOST. Both must listen on the same port");
     board
         ->add_option("--path", command->common.path,
                      "relay: all through the server; p2p and p2p-tcp: straight to the host of who came first, over UDP "
