@@ -11,6 +11,11 @@ export CCACHE_NOHASHDIR := 1
 
 configure = cmake --preset $(1) --log-level=WARNING
 build = cmake --build --preset $(1) -j $(JOBS)
+define sanitized
+$(call configure,$(1))
+$(call build,$(1))
+scripts/no_aslr.sh ctest --preset $(1) -j $(JOBS)
+endef
 
 .DEFAULT_GOAL := help
 .PHONY: help demo test check asan tsan fuzz bench install format docs clean
@@ -38,9 +43,8 @@ check: ## Format, lint, layers, headers and a Clang build in which every warning
 asan tsan: ## Run all tests under the address and undefined-behaviour sanitizers, or the thread sanitizer
 	@scripts/setup.sh base test check
 	@scripts/setup_browser.sh
-	$(call configure,$@)
-	$(call build,$@)
-	scripts/no_aslr.sh ctest --preset $@ -j $(JOBS)
+	$(call sanitized,$@)
+	$(if $(filter asan,$@),$(call sanitized,asan-gcc))
 
 fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	@scripts/setup.sh base check

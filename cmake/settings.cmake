@@ -16,6 +16,9 @@ add_library(lumo_settings INTERFACE)
 target_compile_features(lumo_settings INTERFACE cxx_std_20)
 target_compile_options(lumo_settings INTERFACE -Wall -Wextra -Wconversion -Wnon-virtual-dtor -Wno-missing-field-initializers
                        $<$<BOOL:${LUMO_WERROR}>:-Werror>)
+# One definition of Asio for every file that includes it: whether the macro for aligned allocation is set depends on the
+# headers that came before, and what one file then allocates another would free in another way.
+target_compile_definitions(lumo_settings INTERFACE ASIO_STANDALONE ASIO_DISABLE_STD_ALIGNED_ALLOC)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(lumo_settings INTERFACE -Wthread-safety $<$<BOOL:${LUMO_WERROR}>:-Werror=thread-safety>)
 endif()
