@@ -1,5 +1,6 @@
 #include "server/pages/page_server.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,10 +25,12 @@ CPageServer::CPageServer(const PageLimits& limits) : m_limits(limits) {
     set_socket_options([](socket_t sock) {
         const int on = 1;
         setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+        fcntl(sock, F_SETFD, FD_CLOEXEC);
     });
 }
 
 bool CPageServer::process_and_close_socket(socket_t sock) {
+    fcntl(sock, F_SETFD, FD_CLOEXEC);  // whoever is started while a page is read must not hold the connection
     bool answered = false;
     if (m_open.Add(sock)) {
         CPageStream stream(sock, m_limits);

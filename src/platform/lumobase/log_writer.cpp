@@ -2,6 +2,7 @@
 
 #include "platform/lumobase/signals_blocked.h"
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -122,7 +123,9 @@ std::unique_ptr<CLogWriter> CLogWriter::Open(const std::string& target, const ch
         if (target == "stderr") {
             to = std::make_shared<spdlog::sinks::stderr_sink_st>();
         } else {
-            to = std::make_shared<spdlog::sinks::basic_file_sink_st>(target);
+            spdlog::file_event_handlers events;  // no child process inherits the file
+            events.after_open = [](const std::string&, std::FILE* file) { fcntl(fileno(file), F_SETFD, FD_CLOEXEC); };
+            to = std::make_shared<spdlog::sinks::basic_file_sink_st>(target, false, events);
         }
         writer->m_impl->module = module;
         writer->m_impl->sink = std::make_shared<CTicketSink>(std::move(to));

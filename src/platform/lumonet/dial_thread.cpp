@@ -1,8 +1,8 @@
 #include "platform/lumonet/dial_thread.h"
 
 #include "platform/lumobase/app_log.h"
+#include "platform/lumonet/socket_address.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <mutex>
 #include <stdexcept>
@@ -20,6 +20,10 @@ long CurlProxyType(ProxyType type) {
         default:
             return CURLPROXY_HTTP;
     }
+}
+
+curl_socket_t OpenForCurl(void*, curlsocktype, curl_sockaddr* address) {
+    return OpenSocket(address->socktype, address->family, address->protocol).Take();
 }
 
 }  // namespace
@@ -141,6 +145,7 @@ bool CDialThread::SetUp(CURL* easy, const Request& request) {
         set(CURLOPT_PROXYPASSWORD, proxy.password.c_str());
         set(CURLOPT_PROXYAUTH, long{CURLAUTH_BASIC | CURLAUTH_DIGEST});
     }
+    set(CURLOPT_OPENSOCKETFUNCTION, &OpenForCurl);
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L);  // a cancelled dial does not wait for its name to be resolved
     return good;
@@ -157,7 +162,7 @@ void CDialThread::Finish() {
         if (message->data.result != CURLE_OK) {
             LUMO_LOG_LINE("CDialThread::Finish. %s", curl_easy_strerror(message->data.result));
         } else if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &fd) == CURLE_OK && fd != CURL_SOCKET_BAD) {
-            socket = CFileDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, 0));
+            socket = Duplicate(fd);
         }
         for (const auto& [id, dial] : m_dials) {
             if (dial.easy.get() != easy) continue;

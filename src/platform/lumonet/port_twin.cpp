@@ -56,7 +56,7 @@ CPortTwin::~CPortTwin() {
 
 bool CPortTwin::Reserve(uint32_t localIP, uint16_t port) {
     // Without SO_REUSEADDR: two bound sockets that both have it do not exclude each other.
-    CFileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    CFileDescriptor socket = OpenSocket(SOCK_STREAM);
     const sockaddr_in address = ToSocketAddress(localIP, port);
     if (!socket || ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return false;
     Table& table = GetTable();

@@ -1,8 +1,12 @@
-// Addresses between host order and the socket interface.
+// Addresses between host order and the socket interface, and sockets that no child process inherits.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
+
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <cstdint>
 
@@ -13,3 +17,10 @@ inline sockaddr_in ToSocketAddress(uint32_t ip, uint16_t port) {
     address.sin_port = htons(port);
     return address;
 }
+
+/// None when there is none to be had. A program that the application starts must not keep a connection or port alive.
+inline CFileDescriptor OpenSocket(int type, int family = AF_INET, int protocol = 0) {
+    return CFileDescriptor(::socket(family, type | SOCK_CLOEXEC, protocol));
+}
+
+inline CFileDescriptor Duplicate(int fd) { return CFileDescriptor(::fcntl(fd, F_DUPFD_CLOEXEC, 0)); }

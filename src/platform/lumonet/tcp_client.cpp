@@ -1,6 +1,7 @@
 #include "platform/lumonet/tcp_client.h"
 
 #include "platform/lumonet/net_real.h"
+#include "platform/lumonet/socket_address.h"
 
 using asio::ip::tcp;
 
@@ -27,7 +28,17 @@ bool CTcpClient::Dial(const std::optional<CProxyServer>& proxy) {
     return false;
 }
 
+// The socket becomes the connection's own.
+bool CTcpClient::Adopt(CFileDescriptor socket) {
+    asio::error_code error = asio::error::bad_descriptor;
+    if (socket) m_socket.assign(tcp::v4(), socket.Get(), error);
+    if (error) return false;
+    socket.Take();
+    return true;
+}
+
 void CTcpClient::DialDirectly() {
+    if (!Adopt(OpenSocket(SOCK_STREAM))) return Lose("no socket to dial with");
     const tcp::endpoint target(asio::ip::address_v4(m_ulIP), m_usPort);
     m_socket.async_connect(
         target, [self = std::static_pointer_cast<CTcpClient>(shared_from_this())](const asio::error_code& error) {
@@ -51,10 +62,7 @@ void CTcpClient::DialThrough(const CProxyServer& proxy) {
 
 void CTcpClient::OnProxyDialled(CFileDescriptor socket) {
     if (IsLost()) return;
-    asio::error_code error = asio::error::connection_refused;
-    if (socket) m_socket.assign(tcp::v4(), socket.Get(), error);
-    if (error) return Lose("the proxy does not connect");
-    socket.Take();  // the socket's own from now on
+    if (!Adopt(std::move(socket))) return Lose("the proxy does not connect");
     OnConnected();
 }
 

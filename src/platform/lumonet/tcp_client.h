@@ -27,6 +27,7 @@ private:
     Verdict OnFrame(const char* data, int length) override;
     void OnLost() override;
 
+    bool Adopt(CFileDescriptor socket);
     void DialDirectly();
     void DialThrough(const CProxyServer& proxy);
     void OnProxyDialled(CFileDescriptor socket);

@@ -3,8 +3,10 @@
 #include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/guarded_call.h"
 #include "platform/lumonet/net_real.h"
+#include "platform/lumonet/socket_address.h"
 
 #include <algorithm>
+#include <cerrno>
 
 using asio::ip::tcp;
 
@@ -31,13 +33,15 @@ bool CTcpServer::Listen(uint32_t localIP, uint16_t port) {
 
 bool CTcpServer::Open(uint32_t localIP, uint16_t port) {
     asio::error_code error;
-    CFileDescriptor reserved(port ? TakeReservedTcpSocket(localIP, port) : -1);
-    if (reserved) {
-        m_acceptor.assign(tcp::v4(), reserved.Get(), error);
-        if (!error) reserved.Take();  // the acceptor's own from now on
-    } else {
-        m_acceptor.open(tcp::v4(), error);
-        if (!error) m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    CFileDescriptor socket(port ? TakeReservedTcpSocket(localIP, port) : -1);
+    const bool reserved = static_cast<bool>(socket);
+    if (!reserved) socket = OpenSocket(SOCK_STREAM);
+    if (!socket) return false;
+    m_acceptor.assign(tcp::v4(), socket.Get(), error);
+    if (error) return false;
+    socket.Take();  // the acceptor's own from now on
+    if (!reserved) {
+        m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
         if (!error) m_acceptor.bind(tcp::endpoint(asio::ip::address_v4(localIP), port), error);
     }
     if (!error) m_acceptor.listen(tcp::acceptor::max_listen_connections, error);
@@ -102,9 +106,13 @@ void CTcpServer::AcceptTurn() {
 }
 
 asio::error_code CTcpServer::AcceptOne(tcp::socket& socket) {
-    asio::error_code error;
     CAutoLock lock(&m_cs);
-    m_acceptor.accept(socket, error);
+    // Not Asio's own, whose socket a child process would inherit.
+    CFileDescriptor accepted(::accept4(m_acceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!accepted) return {errno, asio::system_category()};
+    asio::error_code error;
+    socket.assign(tcp::v4(), accepted.Get(), error);
+    if (!error) accepted.Take();
     return error;
 }
 

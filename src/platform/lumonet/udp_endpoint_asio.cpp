@@ -1,6 +1,7 @@
 #include "platform/lumonet/udp_endpoint_asio.h"
 
 #include "platform/lumobase/signals_blocked.h"
+#include "platform/lumonet/socket_address.h"
 #include "platform/lumonet/udp_counters.h"
 #include "platform/lumonet/udp_limits.h"
 
@@ -17,7 +18,7 @@ CUdpEndpointAsio::CUdpEndpointAsio(IUdpClientNotify* notify, CUdpSocket socket)
       m_in(m_io),
       m_out(m_io),
       m_buffer(new char[udp::kReceiveBuffer]) {
-    CFileDescriptor second(::dup(socket.fd.Get()));
+    CFileDescriptor second = Duplicate(socket.fd.Get());
     if (!second) throw std::system_error(errno, std::generic_category());
     m_in.assign(asio::ip::udp::v4(), socket.fd.Get());
     socket.fd.Take();

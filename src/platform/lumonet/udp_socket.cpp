@@ -26,7 +26,7 @@ void EnlargeBuffers(int fd) {
 
 /// Binds without SO_REUSEADDR: a second endpoint on a port in use must fail.
 bool Bind(uint32_t localIP, uint16_t port, CUdpSocket& socket) {
-    socket.fd = CFileDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    socket.fd = OpenSocket(SOCK_DGRAM);
     if (!socket.fd) return false;
     sockaddr_in address = ToSocketAddress(localIP, port);
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
