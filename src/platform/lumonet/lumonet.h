@@ -167,7 +167,7 @@ IUdpClient* CreateUdpClient(IUdpClientNotify* notify, unsigned short port);
 ITcpServer* CreateTcpServer(ITcpServerNotify* notify, unsigned short port);
 /// (server address dotted, port, then proxy type, host, port, user, password.) Starts connecting and reports through
 /// the notify object, possibly before it has returned. The dial, proxy included, and the wait for the validation answer
-/// last at most 10 s each.
+/// last at most 10 s each. Address 0 is nobody's: null, through a proxy too.
 ITcpClient* CreateTcpClient(ITcpClientNotify* notify, const std::string& server, unsigned short port, int proxyType,
                             const std::string& proxyHost, unsigned short proxyPort, const std::string& proxyUser,
                             const std::string& proxyPassword);

@@ -97,7 +97,8 @@ ITcpClient* MakeTcpClient(ITcpClientNotify* notify, const std::string& server, u
                           const std::string& proxyHost, unsigned short proxyPort, const std::string& proxyUser,
                           const std::string& proxyPassword) {
     uint32_t ip = 0;
-    if (!notify || !ParseIpAddr(server, ip) || port == 0) return nullptr;
+    // The kernel would take address 0 for this host.
+    if (!notify || !ParseIpAddr(server, ip) || ip == 0 || port == 0) return nullptr;
     try {
         std::optional<CProxyServer> proxy;
         if (static_cast<ProxyType>(proxyType) != ProxyType::None) {

@@ -266,9 +266,9 @@ TEST(TcpConnection, DialsNothingButAnAddressAndAPort) {
         return client != nullptr;
     };
     EXPECT_TRUE(dial(&notify, "127.0.0.1", 1, 0, "", 0));
-    EXPECT_TRUE(dial(&notify, "0.0.0.0", 1, 0, "", 0)) << "attempted as any other";
+    EXPECT_FALSE(dial(&notify, "0.0.0.0", 1, 1, "127.0.0.1", 1)) << "through a proxy";
     EXPECT_FALSE(dial(nullptr, "127.0.0.1", 1, 0, "", 0));
-    for (const char* server : {"localhost", "", "1.2.3", "1.2.3.4.5", "256.1.1.1", "1.2.3.4 ", "::1"}) {
+    for (const char* server : {"localhost", "", "1.2.3", "1.2.3.4.5", "256.1.1.1", "1.2.3.4 ", "::1", "0.0.0.0"}) {
         EXPECT_FALSE(dial(&notify, server, 1, 0, "", 0)) << server;
     }
     EXPECT_FALSE(dial(&notify, "127.0.0.1", 0, 0, "", 0));
