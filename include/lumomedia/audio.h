@@ -63,7 +63,7 @@ public:
     virtual unsigned long GetStartParam() = 0;
     /// Frames handed to the transport, those among them that it then dropped for their length.
     virtual unsigned long GetSentFrameCount() = 0;
-    /// Frames still waiting to be sent; always 0 over UDP.
+    /// Frames still waiting to be sent; always 0 over UDP. Over TCP one that has waited for a second is dropped.
     virtual unsigned long GetBufferingFrameCount() = 0;
 
 protected:

@@ -8,7 +8,9 @@
 class CAudioSinkTCP : public CStreamSinkTCP<CAudioSink> {
 public:
     CAudioSinkTCP(CAudioChannel& channel, ITcpSession* session, uint32_t userID)
-        : CStreamSinkTCP(wire::TcpType::AudioReceiver, audio::kStart, audio::kStop, channel, session, userID) {}
+        : CStreamSinkTCP(wire::TcpType::AudioReceiver, audio::kStart, audio::kStop, channel, session, userID) {
+        m_tcp.SetMaxAge(audio::kMaxWaitMs);
+    }
 
     void OnAudioChannelData(const char* data, int length) override {
         if (IsStarted() && data && length >= limits::kMinFrameLen) m_tcp.Send(data, length);

@@ -2,6 +2,11 @@
 
 #include "audio/audio_constants.h"
 
+CAudioSenderTCP::CAudioSenderTCP(IAudioSenderNotify& notify, CAudioChannel& channel)
+    : CStreamSenderTCP(notify, channel, wire::TcpType::AudioSender) {
+    m_link.SetMaxAge(audio::kMaxWaitMs);
+}
+
 void CAudioSenderTCP::OnControl(char control) {
     if (control == audio::kStart) OnReceivedStart();
     if (control == audio::kStop) OnReceivedStop();

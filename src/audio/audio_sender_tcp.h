@@ -5,8 +5,7 @@
 
 class CAudioSenderTCP : public CStreamSenderTCP<CAudioSender> {
 public:
-    CAudioSenderTCP(IAudioSenderNotify& notify, CAudioChannel& channel)
-        : CStreamSenderTCP(notify, channel, wire::TcpType::AudioSender) {}
+    CAudioSenderTCP(IAudioSenderNotify& notify, CAudioChannel& channel);
 
     void SendAudioData(const char* data, int length) override;
 

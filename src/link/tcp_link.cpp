@@ -22,6 +22,7 @@ bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const 
     if (m_pITcpClient) return true;  // two polls at a time
     m_pITcpClient =
         CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user, proxy.password);
+    if (m_pITcpClient && m_ulMaxAge != 0) m_pITcpClient->SetMaxAge(m_ulMaxAge);
     return m_pITcpClient != nullptr;
 }
 

@@ -36,6 +36,8 @@ public:
     explicit CTcpLink(uint8_t keepAliveEvery, char keepAlive = 0)
         : m_cKeepAlive(keepAlive), m_keepAlive(keepAliveEvery) {}
 
+    /// Before Dial: for how long a frame may wait to be sent before it is dropped.
+    void SetMaxAge(uint32_t milliseconds) { m_ulMaxAge = milliseconds; }
     /// False when no client could be made. Callbacks may run before it returns; each calls Settle first.
     bool Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy);
     /// Waits until a Dial on another thread has stored its client.
@@ -68,4 +70,5 @@ private:
     bool m_bOverrun LUMO_GUARDED_BY(m_cs) = false;  // a frame was turned away: what follows would come with a gap
     char m_cKeepAlive LUMO_GUARDED_BY(m_cs);
     CPollCount m_keepAlive;
+    uint32_t m_ulMaxAge = 0;
 };

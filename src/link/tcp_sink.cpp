@@ -65,6 +65,7 @@ CSinkInfo CTcpSink::Describe(CSinkInfo info) {
     info.tcp = true;
     info.queuedBytes = m_pSession ? m_pSession->GetSendQueueBytes() : 0;
     info.framesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
+    if (m_pSession) info.framesDropped += m_pSession->GetAgedFrames();
     return info;
 }
 

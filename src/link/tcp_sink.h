@@ -30,6 +30,10 @@ public:
     void DropQueue();
     /// For how long it may be over its limit before it counts as disconnected; 0 at first.
     void SetPatience(uint32_t milliseconds) { m_ulPatience = milliseconds; }
+    /// For how long a frame may wait before it is dropped; before the first one.
+    void SetMaxAge(uint32_t milliseconds) {
+        if (m_pSession) m_pSession->SetMaxAge(milliseconds);
+    }
     /// Any thread.
     void LimitQueue(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
     uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }

@@ -63,6 +63,8 @@ public:
     void CloseWhenSent() override { lost = true; }
     void SetMaxReceivedFrame(unsigned long bytes) override { maxReceivedFrame = bytes; }
     void Reserved() override {}
+    void SetMaxAge(unsigned long milliseconds) override { maxAge = milliseconds; }
+    unsigned long GetAgedFrames() override { return 0; }
 
     std::vector<CSentMessage> TakeSent();
 
@@ -75,6 +77,7 @@ public:
     unsigned long queued = 0;
     unsigned long queuedBytes = 0;
     unsigned long maxReceivedFrame = 0;  // 0: never set
+    unsigned long maxAge = 0;
     uint32_t remoteIP = 0x7f000001;
     uint16_t remotePort = 50000;
     bool stalled = false;  // what is sent stays queued

@@ -96,6 +96,10 @@ public:
     virtual unsigned long GetRemoteIP() = 0;
     /// Discards every frame of which no byte has left yet.
     virtual void ClearSendQueue() = 0;
+    /// Frames that have waited longer are dropped from now on, oldest first; never one of a single byte, which is a
+    /// control byte, or a validation message. The kernel takes the next ones only once it has sent all before: only
+    /// what is on its way and what the far side's kernel has taken grows older. 0, at first: all wait.
+    virtual void SetMaxAge(unsigned long milliseconds) = 0;
 
 protected:
     ~ITcpClient() = default;
@@ -121,6 +125,9 @@ public:
     /// The longest frame taken from the far side, 64 MiB at most (and at first); a longer one closes the connection as
     /// soon as it is announced. Valid only inside the validate callback.
     virtual void SetMaxReceivedFrame(unsigned long bytes) = 0;
+    /// As for the client, and how many frames were dropped so.
+    virtual void SetMaxAge(unsigned long milliseconds) = 0;
+    virtual unsigned long GetAgedFrames() = 0;
 
 protected:
     ~ITcpSession() = default;

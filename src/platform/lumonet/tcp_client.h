@@ -21,6 +21,7 @@ public:
     void Reserved() override {}
     unsigned long GetRemoteIP() override { return m_ulIP; }
     void ClearSendQueue() override { m_queue.Clear(); }
+    void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

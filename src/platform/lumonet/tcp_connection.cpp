@@ -165,11 +165,22 @@ void CTcpConnection::WriteTurn() {
         return;
     }
     asio::error_code error;
-    const size_t length = m_socket.write_some(pieces, error);
+    const size_t length = Write(pieces, error);
     m_queue.Sent(length);
     if (error && !MustWait(error)) return Lose("write failed");
     if (length < asio::buffer_size(pieces)) return WaitWritable();
     m_reactor.Post(Later(&CTcpConnection::WriteTurn));  // the others come first
+}
+
+size_t CTcpConnection::Write(CTcpSendQueue::Pieces pieces, asio::error_code& error) {
+    if (!m_queue.Ages()) return m_socket.write_some(pieces, error);
+    if (!m_bNothingUnsent) {
+        using NotSentLowWater = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_NOTSENT_LOWAT>;
+        m_socket.set_option(NotSentLowWater(1), error);
+        m_bNothingUnsent = true;
+    }
+    // The kernel counts what is unsent only where it begins a new record, which the mark makes each write.
+    return m_socket.send(pieces, MSG_EOR, error);
 }
 
 // All has left. Closing now, with bytes of the far side unread, would make it lose what it has not read yet.

@@ -71,13 +71,16 @@ private:
     Verdict OnMessage(const CTcpMessage& message);
     void WaitWritable();
     void WriteTurn();
+    /// Where frames age the kernel takes the next ones only once all before are on their way.
+    size_t Write(CTcpSendQueue::Pieces pieces, asio::error_code& error);
     void Linger();
 
-    CTcpDecoder m_decoder;       // reactor
-    asio::steady_timer m_timer;  // reactor
-    unsigned m_nTimer = 0;       // reactor: which setting of the timer is the last
-    bool m_bProved = false;      // reactor: the far side has validated
-    bool m_bAwaitsRead = false;  // reactor
+    CTcpDecoder m_decoder;          // reactor
+    bool m_bNothingUnsent = false;  // reactor: the kernel was told
+    asio::steady_timer m_timer;     // reactor
+    unsigned m_nTimer = 0;          // reactor: which setting of the timer is the last
+    bool m_bProved = false;         // reactor: the far side has validated
+    bool m_bAwaitsRead = false;     // reactor
     std::atomic<bool> m_bFinishing{false};
     std::atomic<bool> m_bLost{false};
     CCritSec m_csPinned;

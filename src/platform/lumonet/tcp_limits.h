@@ -22,6 +22,8 @@ inline constexpr size_t kReadTurn = 128 * 1024;
 /// Written to one connection in one turn, in at most this many pieces.
 inline constexpr size_t kWriteTurn = 256 * 1024;
 inline constexpr size_t kWritePieces = 64;
+/// The same where frames age: what the kernel holds can no longer be dropped. A few frames of speech.
+inline constexpr size_t kAgingWriteTurn = 512;
 /// Bytes kept of a session without a notify object before it is no longer read from.
 inline constexpr size_t kMaxHeld = 256 * 1024;
 /// Connections of one listener that have not validated; one more pushes out the oldest.

@@ -1,14 +1,18 @@
 #include "platform/lumonet/tcp_send_queue.h"
 
+#include "platform/lumobase/clock.h"
+
 #include <algorithm>
 #include <utility>
 
 bool CTcpSendQueue::PushFrame(const char* data, uint32_t length) {
     CMessageBlock message = EncodeMessage(TcpKind::Frame, data, length);  // the one copy, outside the lock
     if (!message) return false;
+    const auto since = static_cast<uint32_t>(Lumo_Base::GetTimestamp());
     CAutoLock lock(&m_cs);
     if (m_bClosed) return false;
-    m_items.push_back({std::move(message), net::kHeaderLen + length, false});
+    DropAged();
+    m_items.push_back({std::move(message), net::kHeaderLen + length, false, since});
     m_nBytes += length;
     return Wake();
 }
@@ -19,7 +23,7 @@ bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;
     m_bValidated = true;
-    m_items.push_front({std::move(message), net::kHeaderLen + length, true});
+    m_items.push_front({std::move(message), net::kHeaderLen + length, true, 0});
     m_nBytes += length;
     return Wake();
 }
@@ -35,8 +39,10 @@ CTcpSendQueue::Pieces CTcpSendQueue::Gather() {
     size_t count = 0;
     size_t bytes = 0;
     if (m_bValidated) {
+        DropAged();
+        const size_t most = Ages() ? net::kAgingWriteTurn : net::kWriteTurn;
         for (const Item& item : m_items) {
-            if (count == m_pieces.size() || bytes >= net::kWriteTurn) break;
+            if (count == m_pieces.size() || bytes >= most) break;
             const size_t skip = count == 0 ? m_nOffset : 0;
             m_pieces[count] = asio::const_buffer(item.message.Get() + skip, item.length - skip);
             bytes += m_pieces[count++].size();
@@ -65,6 +71,21 @@ void CTcpSendQueue::Clear() {
     const size_t keep = std::max(m_nBusy, Unclearable());
     if (keep < m_items.size()) Erase(keep, m_items.size());
     m_bClearBusy = m_nBusy > 0;
+}
+
+// Times rise from the front to the back, but for what a thread that was overtaken pushed.
+void CTcpSendQueue::DropAged() {
+    const uint32_t most = m_ulMaxAge.load(std::memory_order_relaxed);
+    if (most == 0 || m_items.empty()) return;
+    const auto now = static_cast<uint32_t>(Lumo_Base::GetTimestamp());
+    for (size_t i = std::max(m_nBusy, Unclearable()); i < m_items.size() && ElapsedMs(now, m_items[i].since) > most;) {
+        if (m_items[i].length == net::kHeaderLen + 1) {
+            ++i;
+        } else {
+            Erase(i, i + 1);
+            m_nAged.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
 }
 
 void CTcpSendQueue::Close() {

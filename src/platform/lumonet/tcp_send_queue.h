@@ -6,6 +6,7 @@
 
 #include <array>
 #include <asio/buffer.hpp>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -29,6 +30,12 @@ public:
 
     /// Discards every frame of which no byte has left; never a validation message.
     void Clear();
+    /// From now on a frame that has waited longer is discarded before a byte of it leaves, oldest first; never a
+    /// control byte (a frame of one byte) or a validation message. Pieces are short then. 0, at first: all wait.
+    void SetMaxAge(uint32_t milliseconds) { m_ulMaxAge.store(milliseconds, std::memory_order_relaxed); }
+    bool Ages() const { return m_ulMaxAge.load(std::memory_order_relaxed) != 0; }
+    /// Frames discarded for their age.
+    uint64_t Aged() const { return m_nAged.load(std::memory_order_relaxed); }
     /// Discards everything and takes nothing more. Not between Gather and Sent.
     void Close();
     /// Takes nothing more. True as from a push.
@@ -43,11 +50,13 @@ private:
         CMessageBlock message;
         uint32_t length;  // header included
         bool validation;
+        uint32_t since;  // when it was pushed
     };
 
     bool Wake() LUMO_REQUIRES(m_cs);
     size_t Unclearable() const LUMO_REQUIRES(m_cs);
     void Erase(size_t from, size_t to) LUMO_REQUIRES(m_cs);
+    void DropAged() LUMO_REQUIRES(m_cs);
 
     CCritSec m_cs;
     std::deque<Item> m_items LUMO_GUARDED_BY(m_cs);
@@ -60,4 +69,6 @@ private:
     // The writer will gather again by itself. True at first: it begins when the connection is up.
     bool m_bWriterAwake LUMO_GUARDED_BY(m_cs) = true;
     std::array<asio::const_buffer, net::kWritePieces> m_pieces;  // the writer's
+    std::atomic<uint32_t> m_ulMaxAge{0};
+    std::atomic<uint64_t> m_nAged{0};
 };

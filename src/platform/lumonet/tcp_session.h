@@ -28,6 +28,8 @@ public:
     unsigned short GetRemotePort() override { return m_usPort; }
     void CloseWhenSent() override { FinishSending(); }
     void SetMaxReceivedFrame(unsigned long bytes) override;
+    void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
+    unsigned long GetAgedFrames() override { return m_queue.Aged(); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

@@ -72,6 +72,7 @@ TEST_F(AudioSenders, OverTcpControlBytesStartAndStop) {
     CFakeTcp& client = host.net.LastClient();
     EXPECT_EQ(client.dialledHost, "0.0.0.0") << "address 0 and only that";
     EXPECT_EQ(client.proxy, "2 proxy 1080 user secret");
+    EXPECT_EQ(client.maxAge, 1000U) << "what waits longer is dropped";
     client.clientNotify->OnTcpClientNotifyConnected();
     EXPECT_EQ(client.TakeSent().at(0).bytes, Hex("00000002 00000004") + U32(77));
     EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(2, U32(78).data(), 4));

@@ -125,6 +125,7 @@ TEST_F(Audio, ASlowTcpSubscriberIsLetGoAndHoldsNobodyUp) {
     CFakeTcp* slow = host.Validate(3, TcpRequest(0, 0));
     ASSERT_TRUE(slow);
     FromPeer(*slow, kStart);
+    EXPECT_EQ(slow->maxAge, 1000U) << "what waits longer is dropped";
     Listen(kChannel, 9, kBob);
     slow->queued = 520000;  // with 2 bytes in each
     slow->queuedBytes = 1 << 20;

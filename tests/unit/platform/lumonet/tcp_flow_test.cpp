@@ -1,7 +1,9 @@
-#include "platform/lumonet/tcp_limits.h"
+#include "platform/lumonet/tcp_framing.h"
+#include "support/virtual_clock.h"
 #include "tcp_support.h"
 
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 
 using namespace tcp_test;
@@ -73,6 +75,54 @@ TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
     EXPECT_LT(got.size(), 64 * framed.size());
     EXPECT_EQ(got.substr(0, answer.size()), answer);
     EXPECT_EQ(got.substr(got.size() - last.size()), last);
+}
+
+// Fifty frames a second for ten seconds. Whoever reads again finds what its own kernel took and one write more, then
+// nothing that waited for longer than a second.
+TEST(TcpFlow, WhereFramesAgeAReaderThatStalledHearsNothingOldButWhatItsKernelHolds) {
+    CVirtualClock clock;
+    CServer server;
+    CRawPeer reader = CRawPeer::Dial(server.m_usPort, 8192);  // by itself the kernel takes more and more
+    reader.Send(kHello);
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session);
+    session->m_pNet->SetMaxAge(1000);
+    const std::string control(1, '\1');
+    const auto empty = [&, n = 0]() mutable { return session->m_pNet->GetSendQueueSize() == 0 || ++n > 20; };
+    bool full = false;
+    for (int i = 0; i < 500; ++i, clock.Advance(20)) {
+        std::string frame = std::to_string(clock.Now());
+        frame.resize(1000, 'x');
+        session->Send(frame);
+        if (i == 400) session->Send(control);
+        if (!full) Eventually(empty);
+        full = session->m_pNet->GetSendQueueSize() > 0;
+    }
+    EXPECT_LE(session->m_pNet->GetSendQueueSize(), 53u);
+    int taken = 0;
+    ASSERT_EQ(ioctl(reader.Fd(), FIONREAD, &taken), 0);
+    session->m_pNet->CloseWhenSent();
+    const std::string got = reader.ReadAll();
+    CTcpDecoder decoder;
+    decoder.SetMaxBody(net::kMaxBody);
+    decoder.Feed(got.data(), got.size());
+    CTcpMessage message;
+    size_t old = 0;
+    size_t fresh = 0;
+    size_t controls = 0;
+    while (decoder.Next(message) == CTcpDecoder::Result::Message) {
+        const std::string body(message.data, message.length);
+        controls += body == control;
+        if (message.kind != TcpKind::Frame || body == control) continue;
+        const bool isOld = clock.Now() - std::stoul(body) > 1200;
+        EXPECT_FALSE(isOld && fresh > 0);
+        (isOld ? old : fresh) += body.size() + net::kHeaderLen;
+    }
+    EXPECT_EQ(controls, 1u) << "never dropped";
+    EXPECT_GE(fresh, 48 * 1005u);
+    EXPECT_GT(session->m_pNet->GetAgedFrames(), 300u);
+    EXPECT_EQ(session->m_pNet->GetAgedFrames(), 500 - (old + fresh) / 1005);
+    EXPECT_LE(old, static_cast<size_t>(taken) + 2 * 1005);
 }
 
 TEST(TcpFlow, PeersThatHaveOnlyBegunStopNobody) {

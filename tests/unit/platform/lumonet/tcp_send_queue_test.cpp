@@ -1,4 +1,5 @@
 #include "platform/lumonet/tcp_send_queue.h"
+#include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>
 
@@ -99,20 +100,36 @@ TEST(TcpSendQueue, ClearingSparesWhatHasBegunToLeave) {
     EXPECT_EQ(Bodies(wire), "V:v aa ff ");
 }
 
-// Every sequence of operations against a list of strings.
+// Every sequence of operations against a list of strings; every other time frames age, but for those of one byte.
 TEST(TcpSendQueue, BehavesAsASimpleModel) {
     for (unsigned seed = 0; seed < 500; ++seed) {
         std::mt19937 random(seed);
+        CVirtualClock clock;
         CTcpSendQueue queue;
+        const bool ages = seed % 2 == 1;
+        if (ages) queue.SetMaxAge(50);
         std::deque<std::string> model;
+        std::deque<uint32_t> since;
         size_t begun = 0;  // bytes of the model's front that have left
         std::string wire;
         std::string expected;
         Push(queue, "v", true);
         model.push_back("v");
+        since.push_back(clock.Now());
+        const auto dropAged = [&] {
+            const size_t first = begun > 0 || (!model.empty() && model.front() == "v") ? 1 : 0;
+            for (size_t i = model.size(); ages && i-- > first;) {
+                if (clock.Now() - since[i] <= 50 || model[i].size() == 1) continue;
+                model.erase(model.begin() + static_cast<std::ptrdiff_t>(i));
+                since.erase(since.begin() + static_cast<std::ptrdiff_t>(i));
+            }
+        };
         for (int step = 0; step < 200; ++step) {
             const auto kind = random() % 10;
+            clock.Advance(random() % 8);
+            if (kind < 9) dropAged();
             if (kind < 5) {
+                since.push_back(clock.Now());
                 model.push_back(std::to_string(step) + std::string(random() % 20, 'x'));
                 Push(queue, model.back());
             } else if (kind < 9) {
@@ -121,10 +138,12 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
                     begun -= model.front().size() + net::kHeaderLen;
                     expected += (model.front() == "v" ? "V:" : "") + model.front() + " ";
                     model.pop_front();
+                    since.pop_front();
                 }
             } else {
                 queue.Clear();
                 model.resize(!model.empty() && (begun > 0 || model.front() == "v") ? 1 : 0);
+                since.resize(model.size());
             }
             size_t bytes = 0;
             for (const std::string& body : model) bytes += body.size();

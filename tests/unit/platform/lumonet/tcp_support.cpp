@@ -184,8 +184,9 @@ bool CServer::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type
     return m_onValidate ? m_onValidate(*this, session) : Keep(session);
 }
 
-CRawPeer CRawPeer::Dial(uint16_t port) {
+CRawPeer CRawPeer::Dial(uint16_t port, int receiveBuffer) {
     CFileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (receiveBuffer > 0) setsockopt(fd.Get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
     const sockaddr_in address = Loopback(port);
     if (!fd || connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return CRawPeer(-1);
     return CRawPeer(fd.Take());

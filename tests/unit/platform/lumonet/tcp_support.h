@@ -112,8 +112,8 @@ private:
 class CRawPeer {
 public:
     explicit CRawPeer(int fd) : m_fd(fd) {}
-    /// Not connected when the port does not answer or descriptors have run out.
-    static CRawPeer Dial(uint16_t port);
+    /// Not connected when the port does not answer or descriptors have run out. A buffer of 0 is the kernel's choice.
+    static CRawPeer Dial(uint16_t port, int receiveBuffer = 0);
     explicit operator bool() const { return static_cast<bool>(m_fd); }
     bool Send(const std::string& bytes);
     /// Sends as much as goes without waiting.
