@@ -18,7 +18,7 @@ void CDesktopChannel::Connect() {
 void CDesktopChannel::ReleaseConnections() {
     CLocalMCUDesktop* mcu = GetLocalMCUDesktop();
     if (!mcu) return;
-    mcu->RemoveDesktopChannel(m_pState->hub.ID());
+    mcu->ForgetChannel(*m_pState);
     mcu->RemoveAllDesktopSinks();
     mcu->AwaitDesktopSinks(m_pState->hub.ID());
 }

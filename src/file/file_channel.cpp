@@ -17,7 +17,7 @@ bool CFileChannel::Connect() {
 }
 
 void CFileChannel::ReleaseConnections() {
-    if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->RemoveFileChannel(m_pState->hub.Key());
+    if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetChannel(*m_pState);
 }
 
 bool CFileChannel::IsEmpty() { return m_pState->hub.IsEmpty(); }

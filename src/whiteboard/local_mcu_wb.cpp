@@ -41,7 +41,7 @@ void CLocalMCUWB::AddWBChannel(CWBChannel* channel) {
 
 void CLocalMCUWB::RemoveWBChannel(CWBChannel* channel) {
     if (!channel) return;
-    m_tables.RemoveChannel(KeyOf(*channel));
+    ForgetWBChannel(channel);
     ReleaseWBServerSessions();
 }
 

@@ -141,10 +141,12 @@ TEST_F(LocalMcuAudio, ChannelsComeAndGoWithTheirOwnSinksOnly) {
     EXPECT_NE(ConnectSink(6), 0U) << "another took its ID before it went";
     auto third = std::make_unique<CAudioChannel>(77);
     EXPECT_NE(ConnectSink(8), 0U);
-    again.reset();
+    again->ReleaseConnections();
     EXPECT_EQ(GetLocalMCUAudio()->Tables().sinks.Size(), 2U) << "its sink goes with it and not with the ID";
-    EXPECT_EQ(third->GetAudioSinkCount(), 1U);
-    third.reset();
+    EXPECT_NE(ConnectSink(9), 0U) << "and its successor stays";
+    again.reset();
+    EXPECT_EQ(third->GetAudioSinkCount(), 2U);
+    third->ReleaseConnections();
     EXPECT_EQ(ConnectSink(7), 0U);
     EXPECT_EQ(GetLocalMCUAudio()->Tables().sinks.Size(), 1U);
 }

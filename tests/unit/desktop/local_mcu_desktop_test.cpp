@@ -31,7 +31,7 @@ private:
     bool* const m_pbEnded;
 };
 
-class CNotify : public IDesktopSenderNotify, public IDesktopReceiverNotify {
+class CNotify final : public IDesktopSenderNotify, public IDesktopReceiverNotify {
 public:
     void OnDesktopSenderNotifyConnected(unsigned long ip) override { connected.push_back(ip); }
     void OnDesktopReceiverNotifyConnected(unsigned long ip) override { connected.push_back(ip); }
@@ -117,6 +117,10 @@ TEST_F(LocalMcuDesktop, ReleasingOneChannelEndsTheSinksOfAll) {
     EXPECT_EQ(channel.GetDesktopSinkCount(), 0U) << "no longer to be found";
     ConnectSink(6, 78);
     EXPECT_EQ(other.GetDesktopSinkCount(), 1U) << "still there";
+    CChannel successor(78);
+    other.ReleaseConnections();
+    ConnectSink(7, 78);
+    EXPECT_EQ(successor.GetDesktopSinkCount(), 1U) << "who has its ID now stays";
 }
 
 TEST_F(LocalMcuDesktop, DeletingAChannelEndsItsOwnSinksOnly) {

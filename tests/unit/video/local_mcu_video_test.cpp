@@ -151,8 +151,10 @@ TEST_F(LocalMcuVideo, TheLocalMcuDeletesTheChannelsThatAreLeft) {
         int& m_nGone;
     };
     int gone = 0;
+    auto replaced = std::make_unique<CVideoChannel>(90);
     new CCounted(90, gone);
-    ConnectSink(5, 90);
+    replaced->ReleaseConnections();
+    EXPECT_NE(ConnectSink(5, 90), 0U) << "its successor stays";
     channel.reset();
     host.Release();
     EXPECT_EQ(gone, 1);
