@@ -1,5 +1,7 @@
 #include "server/rate_history.h"
 
+#include "platform/lumobase/clock.h"
+
 #include <algorithm>
 
 namespace {
@@ -10,7 +12,7 @@ uint64_t Grown(uint64_t now, uint64_t before) { return now > before ? now - befo
 }  // namespace
 
 void CRateHistory::Add(uint32_t now, uint64_t bytes, uint64_t packets, uint64_t lost) {
-    const uint32_t passed = now - m_ulSince;
+    const uint32_t passed = ElapsedMs(now, m_ulSince);
     if (m_bStarted && passed < kBucketMs) return;
     if (m_bStarted) {
         const uint64_t sent = Grown(packets, m_nPackets);

@@ -26,7 +26,6 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
       m_signalling(options.limits.signallingClients, log),
-      m_ulStarted(CActivity::Now()),
       m_ulPolicyRefreshed(CActivity::Now()) {
     m_context.policy.Refresh();
     m_context.port = options.port;
@@ -121,7 +120,7 @@ void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) {
 
 void CServerManager::OnSecond() {
     const uint32_t now = CActivity::Now();
-    if (now - m_ulPolicyRefreshed > kRefreshPolicyMs) {
+    if (ElapsedMs(now, m_ulPolicyRefreshed) > kRefreshPolicyMs) {
         m_context.policy.Refresh();
         m_ulPolicyRefreshed = now;
     }
@@ -166,7 +165,8 @@ std::vector<CMediumStatus> CServerManager::Media() {
 
 CServerStatus CServerManager::Status() {
     CServerStatus status;
-    status.uptimeSeconds = (CActivity::Now() - m_ulStarted) / 1000;
+    const auto up = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - m_started);
+    status.uptimeSeconds = static_cast<uint32_t>(up.count());
     status.listenIP = m_context.options.listenIP;
     status.port = GetLocalPort();
     status.media = Media();

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -56,6 +57,7 @@ private:
     std::vector<std::unique_ptr<CMediumServer>> m_media;
     std::array<CMediumServer*, wire::kKindCount> m_byKind{};
     std::atomic<bool> m_bStopping{false};
-    const uint32_t m_ulStarted;
-    uint32_t m_ulPolicyRefreshed;  // worker
+    const std::chrono::steady_clock::time_point m_started =
+        std::chrono::steady_clock::now();  // more than 32 bits of ms
+    uint32_t m_ulPolicyRefreshed;          // worker
 };

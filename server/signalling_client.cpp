@@ -12,8 +12,9 @@ constexpr uint32_t kSecondMs = 1000;
 }  // namespace
 
 CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {
-    if (!m_bStarted || now - m_ulSince >= kSecondMs) {
-        const bool goesOn = m_bStarted && m_nFrames > kFramesPerSecond && now - m_ulSince < 2 * kSecondMs;
+    const uint32_t passed = ElapsedMs(now, m_ulSince);
+    if (!m_bStarted || passed >= kSecondMs) {
+        const bool goesOn = m_bStarted && m_nFrames > kFramesPerSecond && passed < 2 * kSecondMs;
         m_nOver = goesOn ? m_nOver + 1 : 0;
         m_bStarted = true;
         m_ulSince = now;

@@ -18,12 +18,10 @@ public:
     /// starts the silence anew.
     bool SilentFor(uint32_t limit) {
         const uint32_t now = Now();
-        const uint32_t last = Last();
-        if (last > now) {
-            m_ulLast.store(now, std::memory_order_relaxed);
-            return false;
-        }
-        return now - last > limit;
+        uint32_t last = Last();
+        if (last <= now) return ElapsedMs(now, last) > limit;
+        m_ulLast.compare_exchange_strong(last, now, std::memory_order_relaxed);  // unless a sign of life came just now
+        return false;
     }
 
     static uint32_t Now() { return static_cast<uint32_t>(Lumo_Base::GetTimestamp()); }

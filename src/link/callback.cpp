@@ -1,7 +1,6 @@
 #include "link/callback.h"
 
 #include "platform/lumobase/app_log.h"
-#include "platform/lumobase/clock.h"
 
 #include <cassert>
 #include <exception>
@@ -12,10 +11,7 @@ thread_local int t_nCallbackDepth = 0;
 
 CCallbackScope::CCallbackScope() { ++t_nCallbackDepth; }
 
-CCallbackScope::~CCallbackScope() {
-    --t_nCallbackDepth;
-    Lumo_Base::CTimeHold::Renew();
-}
+CCallbackScope::~CCallbackScope() { --t_nCallbackDepth; }
 
 void AssertNotInCallback() { assert(t_nCallbackDepth == 0 && "released from inside a callback"); }
 

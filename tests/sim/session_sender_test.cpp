@@ -144,7 +144,7 @@ TEST(SessionSender, AThreadWithAnOlderReadingOfTheClockRepeatsNothing) {
     EXPECT_THAT(probe.TakeSequences(), ElementsAre(3)) << "what is new goes at once";
     const auto sendsAfter = [&](uint32_t pause) {
         clock.Advance(pause);
-        Lumo_Base::CTimeHold::Renew();
+        const Lumo_Base::CTimeUnheld unheld;
         return probe.ProcessSend();
     };
     EXPECT_FALSE(sendsAfter(199));

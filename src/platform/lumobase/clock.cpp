@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <utility>
 
 namespace {
 
@@ -74,7 +75,9 @@ void CTimeHold::End() {
     if (held.depth > 0 && --held.depth == 0) held.known = false;
 }
 
-void CTimeHold::Renew() { t_held.known = false; }
+CTimeUnheld::CTimeUnheld() : m_nHolds(std::exchange(t_held, {}).depth) {}
+
+CTimeUnheld::~CTimeUnheld() { t_held = {m_nHolds, false, 0}; }
 
 void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
 

@@ -30,8 +30,19 @@ public:
     /// The same as a pair of calls.
     static void Begin();
     static void End();
-    /// The next GetTimestamp() reads the clock again: after something that may have taken long.
-    static void Renew();
+};
+
+/// While one is alive the holds around it are off, and when it goes they begin anew: for what may take long, and asks
+/// for the time itself.
+class CTimeUnheld {
+public:
+    CTimeUnheld();
+    ~CTimeUnheld();
+    CTimeUnheld(const CTimeUnheld&) = delete;
+    CTimeUnheld& operator=(const CTimeUnheld&) = delete;
+
+private:
+    const unsigned m_nHolds;
 };
 
 /// A random 32-bit value from the system's generator, never 0. Any thread.

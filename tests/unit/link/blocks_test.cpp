@@ -1,5 +1,6 @@
 // The small building blocks: identities, tables, addresses, silence and poll counts.
 #include "link/activity.h"
+#include "link/callback.h"
 #include "link/channel_hub.h"
 #include "link/id_table.h"
 #include "link/mcu_address.h"
@@ -197,6 +198,22 @@ TEST(Activity, IsStrictAndForgivesAClockThatGoesBack) {
     clock.Set(10);
     EXPECT_FALSE(activity.SilentFor(0));
     EXPECT_EQ(activity.Last(), 10U);
+    // It wraps, and a thread that has read it before comes after one that has read it since.
+    activity.Touch();
+    clock.Set(UINT32_MAX - 5);
+    EXPECT_FALSE(activity.SilentFor(180000));
+    EXPECT_EQ(activity.Last(), 10U);
+}
+
+TEST(Callback, ASlowOneStampsWhatItSendsWithTheTimeOfThen) {
+    CVirtualClock clock;
+    const Lumo_Base::CTimeHold burst;
+    const uint32_t begun = CActivity::Now();
+    CallApplication([&] {
+        clock.Advance(500);
+        EXPECT_EQ(CActivity::Now(), begun + 500);
+    });
+    EXPECT_EQ(CActivity::Now(), begun + 500);
 }
 
 TEST(PollCount, FiresOnEveryNth) {
