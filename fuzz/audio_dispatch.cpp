@@ -23,7 +23,7 @@ CReach& Reach() {
     return reach;
 }
 
-class CApplication : public IAudioSenderNotify, public IAudioReceiverNotify {
+class CApplication final : public IAudioSenderNotify, public IAudioReceiverNotify {
 public:
     explicit CApplication(const char* connected) : m_pszConnected(connected) {}
     void OnConnected(unsigned long) override { Reach().Hit(m_pszConnected); }

@@ -33,7 +33,7 @@ public:
     bool Open() { return OpenEndpoints(0); }
 };
 
-class CNotify : public ISignalNotify {
+class CNotify final : public ISignalNotify {
 public:
     void OnSignalNotifyConnected(unsigned long ulUserID) override {
         if (ulUserID != kOwn) std::abort();

@@ -24,7 +24,7 @@ CReach& Reach() {
     return reach;
 }
 
-class CApplication : public IVideoSenderNotify, public IVideoReceiverNotify {
+class CApplication final : public IVideoSenderNotify, public IVideoReceiverNotify {
 public:
     explicit CApplication(const char* connected) : m_pszConnected(connected) {}
     void OnConnected(unsigned long) override { Reach().Hit(m_pszConnected); }

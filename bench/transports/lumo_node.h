@@ -21,7 +21,7 @@ using FrameHandler = std::function<void(const char* data, int length)>;
 class CLumoHost : private IP2PNotify {
 public:
     CLumoHost();
-    ~CLumoHost() override;
+    virtual ~CLumoHost();
     CLumoHost(const CLumoHost&) = delete;
     CLumoHost& operator=(const CLumoHost&) = delete;
 

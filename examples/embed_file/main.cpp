@@ -14,7 +14,7 @@ struct TextChannel : CFileChannel {
     void OnFileSinkData(const void*, int) override {}  // what a subscriber sends upstream
 };
 
-struct Listener : IFileSenderNotify, IFileReceiverNotify {
+struct Listener final : IFileSenderNotify, IFileReceiverNotify {
     std::atomic<bool> done{false};
     void OnFileSenderNotifyConnected(unsigned long, bool) override { std::puts("connected"); }
     void OnFileReceiverNotifyConnected(unsigned long) override { std::puts("connected"); }

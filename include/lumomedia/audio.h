@@ -72,9 +72,11 @@ protected:
 
 class IAudioSenderNotify {
 public:
-    virtual ~IAudioSenderNotify() {}
     /// The server took the sender. Once a connection, on the UDP or TCP thread, with locks held.
     virtual void OnConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IAudioSenderNotify() {}
 };
 
 /// Subscribes to a channel published elsewhere.
@@ -96,12 +98,14 @@ protected:
 
 class IAudioReceiverNotify {
 public:
-    virtual ~IAudioReceiverNotify() {}
     /// One frame as it arrived: late, twice or never is for you to see. Valid only during the call, on the UDP or TCP
     /// thread, with locks held.
     virtual void OnAudioData(const char* data, int length) = 0;
     /// The host with this address took the receiver. Once a connection.
     virtual void OnConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IAudioReceiverNotify() {}
 };
 
 /// The factories below may call back before they return: hold no lock that one of your callbacks takes.

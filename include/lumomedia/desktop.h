@@ -68,9 +68,11 @@ protected:
 
 class IDesktopSenderNotify {
 public:
-    virtual ~IDesktopSenderNotify() {}
     /// The server took the sender: its address. On the UDP or TCP thread.
     virtual void OnDesktopSenderNotifyConnected(unsigned long ulMCUIP) = 0;
+
+protected:
+    ~IDesktopSenderNotify() {}
 };
 
 /// Subscribes to a channel published elsewhere.
@@ -91,11 +93,13 @@ protected:
 
 class IDesktopReceiverNotify {
 public:
-    virtual ~IDesktopReceiverNotify() {}
     /// One frame, valid only during the call. On the UDP or TCP thread, with locks held.
     virtual void OnDesktopReceiverNotifyData(const char* data, int length) = 0;
     /// The subscription was accepted by the host with this address.
     virtual void OnDesktopReceiverNotifyConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IDesktopReceiverNotify() {}
 };
 
 /// The factories below may call back before they return: hold no lock that one of your callbacks takes.

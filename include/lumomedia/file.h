@@ -68,9 +68,11 @@ protected:
 
 class IFileSenderNotify {
 public:
-    virtual ~IFileSenderNotify() {}
     /// The server took the sender: its address, and always true. On the UDP or TCP thread.
     virtual void OnFileSenderNotifyConnected(unsigned long ulMCUIP, bool bConnected) = 0;
+
+protected:
+    ~IFileSenderNotify() {}
 };
 
 /// Subscribes to a channel published elsewhere.
@@ -89,11 +91,13 @@ protected:
 
 class IFileReceiverNotify {
 public:
-    virtual ~IFileReceiverNotify() {}
     /// One frame of at least 2 bytes, valid only during the call. On the UDP or TCP thread, with locks held.
     virtual void OnFileReceiverNotifyData(const char* data, int length) = 0;
     /// The subscription was accepted by the host with this address.
     virtual void OnFileReceiverNotifyConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IFileReceiverNotify() {}
 };
 
 /// The factories below may call back before they return: hold no lock that one of your callbacks takes.

@@ -18,7 +18,6 @@ struct P2PItem {
 /// The application's side. Calls come on application threads, the UDP thread and the worker, with no lock held.
 class IP2PNotify {
 public:
-    virtual ~IP2PNotify() {}
     /// Deliver `cmd` to that user over the signalling channel; there, give it to OnReceivedP2PCmd with this host's user
     /// ID as GetFromUID(). `cmd` is valid only during the call.
     virtual void OnP2PNotifySendCmd(unsigned long ulUserID, CCmdPacket& cmd) = 0;
@@ -30,6 +29,9 @@ public:
     /// OnP2PNotifyGetP2PItem. The answer does not say who gave it: one that comes late counts for the reflector asked
     /// since. Any host on the way can forge it: a wrong one costs the direct path, nothing more.
     virtual void OnP2PNotifyNATAddress(unsigned long ulNATIP, unsigned short usNATPort) = 0;
+
+protected:
+    ~IP2PNotify() {}
 };
 
 /// Finds direct paths to other users. To addresses that no single host has (0, multicast, broadcast) nothing is ever
@@ -101,11 +103,13 @@ protected:
 /// Calls come on the TCP thread, the first possibly before CreateSignalClient has returned.
 class ISignalNotify {
 public:
-    virtual ~ISignalNotify() {}
     /// The service took this user.
     virtual void OnSignalNotifyConnected(unsigned long ulUserID) = 0;
     /// A packet of another user, named in GetFromUID() as the service vouches. Valid only during the call.
     virtual void OnSignalNotifyCmd(CCmdPacket& cmd) = 0;
+
+protected:
+    ~ISignalNotify() {}
 };
 
 /// Registers `ulUserID` at the service of a relay server; it is refused while another connection holds that user ID.

@@ -74,11 +74,13 @@ protected:
 
 class IVideoSenderNotify {
 public:
-    virtual ~IVideoSenderNotify() {}
     /// The server took the sender. Once a connection, on the UDP or TCP thread, with locks held.
     virtual void OnConnected(unsigned long ulIP) = 0;
     /// Somebody who watches through the server needs a key frame: give the channel one soon. On the same threads.
     virtual void OnKeyFrameRequest() = 0;
+
+protected:
+    ~IVideoSenderNotify() {}
 };
 
 /// Subscribes to a channel published elsewhere.
@@ -106,12 +108,14 @@ protected:
 
 class IVideoReceiverNotify {
 public:
-    virtual ~IVideoReceiverNotify() {}
     /// One whole frame as it was written, the three bytes at its beginning included. Valid only during the call, on the
     /// UDP or TCP thread, with locks held. Over TCP it may be as short as 2 bytes, over UDP 1.
     virtual void OnVideoData(const char* data, int length) = 0;
     /// The host with this address took the receiver. Once a connection.
     virtual void OnConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IVideoReceiverNotify() {}
 };
 
 /// The factories below may call back before they return: hold no lock that one of your callbacks takes.

@@ -154,10 +154,12 @@ protected:
 
 class IWBSessionClientNotify {
 public:
-    virtual ~IWBSessionClientNotify() {}
     /// The host with this address (host byte order) took the client. Once a client, on the UDP or TCP thread, with
     /// locks held.
     virtual void OnWBSessionClientNotifyConnected(unsigned long ulIP) = 0;
+
+protected:
+    ~IWBSessionClientNotify() {}
 };
 
 /// The factories below may call back before they return: hold no lock that one of your callbacks takes. All take the

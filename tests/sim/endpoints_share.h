@@ -39,7 +39,7 @@ struct File {
     private:
         std::vector<std::string>& m_upstream;
     };
-    class CNotify : public IFileSenderNotify, public IFileReceiverNotify {
+    class CNotify final : public IFileSenderNotify, public IFileReceiverNotify {
     public:
         explicit CNotify(std::vector<std::string>& delivered) : m_delivered(delivered) {}
         void OnFileSenderNotifyConnected(unsigned long ip, bool taken) override { connected += taken && ip != 0; }
@@ -79,7 +79,7 @@ struct Desktop {
     private:
         std::vector<std::string>& m_upstream;
     };
-    class CNotify : public IDesktopSenderNotify, public IDesktopReceiverNotify {
+    class CNotify final : public IDesktopSenderNotify, public IDesktopReceiverNotify {
     public:
         explicit CNotify(std::vector<std::string>& delivered) : m_delivered(delivered) {}
         void OnDesktopSenderNotifyConnected(unsigned long ip) override { connected += ip != 0; }

@@ -36,7 +36,7 @@ struct Audio {
     using Sink = CAudioSink;
     using Sender = IAudioSender;
     using Receiver = IAudioReceiver;
-    class CNotify : public IAudioSenderNotify, public IAudioReceiverNotify {
+    class CNotify final : public IAudioSenderNotify, public IAudioReceiverNotify {
     public:
         void OnAudioData(const char* data, int length) override { frames->emplace_back(data, length); }
         void OnConnected(unsigned long ip) override { connected += ip != 0; }
@@ -64,7 +64,7 @@ struct Video {
     using Sink = CVideoSink;
     using Sender = IVideoSender;
     using Receiver = IVideoReceiver;
-    class CNotify : public IVideoSenderNotify, public IVideoReceiverNotify {
+    class CNotify final : public IVideoSenderNotify, public IVideoReceiverNotify {
     public:
         void OnVideoData(const char* data, int length) override { frames->emplace_back(data, length); }
         void OnConnected(unsigned long ip) override { connected += ip != 0; }

@@ -35,6 +35,7 @@ inline CCmdPacket PeerPacket(const std::string& type, uint32_t from, const P2PIt
 class CP2PApplication : public IP2PNotify {
 public:
     explicit CP2PApplication(uint32_t id = 7) : userID(id) {}
+    virtual ~CP2PApplication() = default;
 
     void OnP2PNotifySendCmd(unsigned long ulUserID, CCmdPacket& cmd) override {
         sent.push_back(cmd.GetAttrib("p2ptype") + " " + std::to_string(ulUserID));

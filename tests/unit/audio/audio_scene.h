@@ -16,7 +16,7 @@ namespace audio_scene {
 using session_wire::ReadU32;
 using session_wire::U32;
 
-class CNotify : public IAudioSenderNotify, public IAudioReceiverNotify {
+class CNotify final : public IAudioSenderNotify, public IAudioReceiverNotify {
 public:
     void OnConnected(unsigned long ip) override { connected.push_back(ip); }
     void OnAudioData(const char* data, int length) override { frames.emplace_back(data, static_cast<size_t>(length)); }

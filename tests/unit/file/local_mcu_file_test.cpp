@@ -21,7 +21,7 @@ public:
     void OnFileSinkData(const void*, int) override {}
 };
 
-class CNotify : public IFileSenderNotify, public IFileReceiverNotify {
+class CNotify final : public IFileSenderNotify, public IFileReceiverNotify {
 public:
     void OnFileSenderNotifyConnected(unsigned long ip, bool) override { connected.push_back(ip); }
     void OnFileReceiverNotifyConnected(unsigned long ip) override { connected.push_back(ip); }

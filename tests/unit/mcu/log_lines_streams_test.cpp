@@ -11,7 +11,7 @@ using namespace log_lines;
 
 namespace {
 
-class CListener : public IAudioSenderNotify,
+class CListener final : public IAudioSenderNotify,
                   public IAudioReceiverNotify,
                   public IVideoSenderNotify,
                   public IVideoReceiverNotify {

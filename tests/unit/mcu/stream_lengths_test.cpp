@@ -17,7 +17,7 @@ using session_wire::U32;
 
 namespace {
 
-class CNotify : public IAudioSenderNotify,
+class CNotify final : public IAudioSenderNotify,
                 public IAudioReceiverNotify,
                 public IVideoSenderNotify,
                 public IVideoReceiverNotify {

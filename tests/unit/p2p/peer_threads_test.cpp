@@ -11,7 +11,7 @@
 namespace {
 
 /// Counts only; its callbacks come from every thread.
-class CCounting : public IP2PNotify {
+class CCounting final : public IP2PNotify {
 public:
     void OnP2PNotifySendCmd(unsigned long, CCmdPacket&) override { ++commands; }
     void OnP2PNotifyGetP2PItem(P2PItem& item) override { item = CPeerScene::FarItem(); }

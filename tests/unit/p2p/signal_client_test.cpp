@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kServiceIP = 0x0a000009;
 
-class CNotify : public ISignalNotify {
+class CNotify final : public ISignalNotify {
 public:
     void OnSignalNotifyConnected(unsigned long ulUserID) override {
         connected.push_back(ulUserID);

@@ -10,7 +10,7 @@
 namespace {
 
 /// A client whose connection ends at the service of the test.
-class CUser : public ISignalNotify {
+class CUser final : public ISignalNotify {
 public:
     CUser(CServerHost& host, uint32_t id) : m_host(host) {
         m_pClient = CreateSignalClient(*this, id, 0x7f000001, CServerHost::kPort, 0, "", 0, "", "");

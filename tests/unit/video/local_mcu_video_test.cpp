@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 
 using namespace video_scene;
 
@@ -161,33 +160,6 @@ TEST_F(LocalMcuVideo, TheLocalMcuDeletesTheChannelsThatAreLeft) {
     EXPECT_EQ(CreateVideoSenderUDP(notify, 90, 1, 0, 0, 7000), nullptr) << "without a local MCU";
     EXPECT_EQ(CreateVideoReceiverUDP(notify, 90, 1, 0, 0, 7000, 0, 0, 0, 0, 1), nullptr);
     EXPECT_EQ(CreateVideoReceiverP2P(notify, 90, 1), nullptr);
-}
-
-// Applications are built against the order in which the public classes declare what they can do.
-template <class Member>
-size_t Slot(Member member) {
-    uintptr_t raw = 0;
-    static_assert(sizeof(member) >= sizeof(raw));
-    std::memcpy(&raw, &member, sizeof(raw));
-    return (raw - 1) / sizeof(void*);
-}
-
-TEST(VideoInterface, KeepsTheOrderOfItsOperations) {
-#if defined(__x86_64__)
-    const size_t sender[] = {Slot(&IVideoSender::ReleaseConnections), Slot(&IVideoSender::SetEnable),
-                             Slot(&IVideoSender::IsEnable), Slot(&IVideoSender::IsDisconnected),
-                             Slot(&IVideoSender::GetStartParam)};
-    const size_t receiver[] = {Slot(&IVideoReceiver::ReleaseConnections), Slot(&IVideoReceiver::SetEnable),
-                               Slot(&IVideoReceiver::IsEnable),           Slot(&IVideoReceiver::IsDisconnected),
-                               Slot(&IVideoReceiver::RequestKeyFrame),    Slot(&IVideoReceiver::AdjustWindowSize)};
-    for (size_t i = 0; i < std::size(sender); ++i) EXPECT_EQ(sender[i], i);
-    for (size_t i = 0; i < std::size(receiver); ++i) EXPECT_EQ(receiver[i], i);
-    EXPECT_EQ(Slot(&IVideoSenderNotify::OnConnected) + 1, Slot(&IVideoSenderNotify::OnKeyFrameRequest));
-    EXPECT_EQ(Slot(&IVideoReceiverNotify::OnVideoData) + 1, Slot(&IVideoReceiverNotify::OnConnected));
-    EXPECT_EQ(Slot(&CVideoChannel::ReleaseConnections) + 1, Slot(&CVideoChannel::IsEmpty));
-#else
-    GTEST_SKIP() << "another way of pointing at operations";
-#endif
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ using session_wire::U32;
 inline std::string Key(size_t length) { return std::string(length, 'K'); }
 inline std::string Delta(size_t length) { return std::string(length, '\0'); }
 
-class CNotify : public IVideoSenderNotify, public IVideoReceiverNotify {
+class CNotify final : public IVideoSenderNotify, public IVideoReceiverNotify {
 public:
     void OnConnected(unsigned long ip) override { connected.push_back(ip); }
     void OnKeyFrameRequest() override { ++keyFrameRequests; }

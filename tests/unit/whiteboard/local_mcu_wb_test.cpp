@@ -12,7 +12,7 @@ using namespace wb_words;
 
 namespace {
 
-class CNotify : public IWBSessionClientNotify {
+class CNotify final : public IWBSessionClientNotify {
 public:
     void OnWBSessionClientNotifyConnected(unsigned long ip) override { connected.push_back(ip); }
     std::vector<unsigned long> connected;

@@ -14,10 +14,16 @@ namespace lumo {
 class CDesktopSenderNotify : public IDesktopSenderNotify {
     void OnDesktopSenderNotifyConnected(unsigned long ip) final { OnConnected(ip); }
     virtual void OnConnected(unsigned long ip) = 0;
+
+protected:
+    ~CDesktopSenderNotify() = default;
 };
 class CDesktopReceiverNotify : public IDesktopReceiverNotify {
     void OnDesktopReceiverNotifyConnected(unsigned long ip) final { OnConnected(ip); }
     virtual void OnConnected(unsigned long ip) = 0;
+
+protected:
+    ~CDesktopReceiverNotify() = default;
 };
 
 /// Desktop receivers take no argument about their start.

@@ -30,7 +30,7 @@ class CPeerManager : private IP2PNotify {
 public:
     /// Without peers there is a local MCU only.
     CPeerManager(bool peers, uint32_t userID, bool forwarded);
-    ~CPeerManager() override;
+    virtual ~CPeerManager();
     CPeerManager(const CPeerManager&) = delete;
     CPeerManager& operator=(const CPeerManager&) = delete;
 
