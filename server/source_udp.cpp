@@ -46,8 +46,11 @@ void CSourceUDP::Acknowledge() {
     for (; m_nOwed > 0; --m_nOwed) SendDatagram(ConnectAck(), m_remote);
 }
 
+// A second START has no room, but a STOP has, and its answer proves the publisher as well: START follows then.
 void CSourceUDP::Ask() {
-    if (m_budget.Spend(KeepAlive(Wanted()).Length())) SendKeepAlive();
+    const uint32_t wanted = Wanted();
+    if (m_budget.Spend(KeepAlive(wanted).Length())) return SendKeepAlive(wanted);
+    if (wanted != 0 && m_budget.Spend(KeepAlive(0).Length())) SendKeepAlive(0);
 }
 
 CDatagram CSourceUDP::ConnectAck() const {
@@ -70,8 +73,7 @@ void CSourceUDP::Prove() {
     OnProved();
 }
 
-void CSourceUDP::SendKeepAlive() {
-    const uint32_t wanted = Wanted();
+void CSourceUDP::SendKeepAlive(uint32_t wanted) {
     m_ulLastKeepAlive.store(CActivity::Now(), std::memory_order_relaxed);
     m_ulTold.store(wanted, std::memory_order_relaxed);
     SendDatagram(KeepAlive(wanted), m_remote);
@@ -81,7 +83,7 @@ void CSourceUDP::SendKeepAlive() {
 // Where it is started and stopped, only what differs from what it knows is news.
 void CSourceUDP::OnChange() {
     if (!IsProved()) return;
-    if (!m_profile.Stops() || Wanted() != m_ulTold.load(std::memory_order_relaxed)) SendKeepAlive();
+    if (!m_profile.Stops() || Wanted() != m_ulTold.load(std::memory_order_relaxed)) SendKeepAlive(Wanted());
 }
 
 void CSourceUDP::TellToStop() {
@@ -92,7 +94,7 @@ void CSourceUDP::OnSecond() {
     const uint32_t since = ElapsedMs(CActivity::Now(), m_ulLastKeepAlive.load(std::memory_order_relaxed));
     if (since < server::kKeepAliveEveryMs) return;
     if (IsProved())
-        SendKeepAlive();
+        SendKeepAlive(Wanted());
     else
         Ask();
 }

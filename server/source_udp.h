@@ -64,9 +64,9 @@ protected:
 private:
     /// What is owed to one who is there.
     void Acknowledge();
-    /// The question that a stranger proves itself by answering, if its budget allows.
+    /// The question that a stranger proves itself by answering, as its budget allows.
     void Ask();
-    void SendKeepAlive();
+    void SendKeepAlive(uint32_t wanted);
     wire::CDatagram ConnectAck() const;
     wire::CDatagram KeepAlive(uint32_t wanted) const;
     uint32_t Wanted() const;
