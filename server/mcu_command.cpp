@@ -21,6 +21,13 @@ std::string ReadHttp(CServerOptions& options, const std::string& text) {
     return "neither ADDR:PORT nor off: " + text;
 }
 
+std::string ReadHttpName(CServerOptions& options, const std::string& text) {
+    std::string name;
+    if (!ParseHostName(text, name)) return "not a host's name: " + text;
+    options.httpNames.push_back(name);
+    return "";
+}
+
 std::string ReadReflector(CServerOptions& options, const std::string& text) {
     options.reflector = text != "off";
     options.reflectorAsked = options.reflector;
@@ -64,6 +71,13 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
             [&options](const std::string& text) { return ReadHttp(options, text); })
         ->type_name("ADDR:PORT|off")
         ->expected(1);
+    AddText(command, "--http-name",
+            "A name that the pages answer to besides their address and localhost, with a port where that is not their "
+            "own. Repeatable. Default: none, so that a name made to point here does not open them",
+            [&options](const std::string& text) { return ReadHttpName(options, text); })
+        ->type_name("NAME[:PORT]")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
     AddText(command, "--allow",
             "Who may talk to the server at all, servers it relays from included. Repeatable. Default: everybody",
             [&options](const std::string& text) { return ReadCidr(options.allow, text); })

@@ -45,7 +45,7 @@ bool CRelayServer::StartReflector(std::string& error) {
 
 // The usual port may belong to another server of this host; that is no reason not to serve.
 bool CRelayServer::StartPages(std::string& error) {
-    m_pPages = std::make_unique<CHttpServer>(*m_pManager, m_options.httpIP, m_options.httpPort);
+    m_pPages = std::make_unique<CHttpServer>(*m_pManager, m_options.httpIP, m_options.httpPort, m_options.httpNames);
     if (m_pPages->Start()) return true;
     m_pPages.reset();
     error = "cannot serve pages on " + EndpointText(m_options.httpIP, m_options.httpPort);

@@ -29,4 +29,23 @@ bool ParseEndpoint(const std::string& text, uint32_t& ip, uint16_t& port) {
     return true;
 }
 
+std::string SmallLetters(std::string text) {
+    const auto small = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    std::transform(text.begin(), text.end(), text.begin(), small);
+    return text;
+}
+
+bool ParseHostName(const std::string& text, std::string& name) {
+    constexpr size_t kLongest = 253;
+    const std::string small = SmallLetters(text);
+    const size_t colon = small.find(':');
+    const std::string host = small.substr(0, colon);
+    uint16_t port = 0;
+    if (host.empty() || host.size() > kLongest) return false;
+    if (host.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-._") != std::string::npos) return false;
+    if (colon != std::string::npos && !ParsePort(small.substr(colon + 1), port)) return false;
+    name = small;
+    return true;
+}
+
 std::string EndpointText(uint32_t ip, uint16_t port) { return GetIpAddr(ip) + ":" + std::to_string(port); }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// What one relay server takes on; newcomers beyond it get no answer or are refused.
 struct CServerLimits {
@@ -32,12 +33,17 @@ struct CServerOptions {
     bool httpAsked = false;  ///< the operator named the endpoint: not getting it is an error
     uint32_t httpIP = 0x7f000001;
     uint16_t httpPort = 7080;
-    CCidrList allow;    ///< who may talk to the server; empty: everybody
-    CCidrList relayTo;  ///< where it may relay from; empty: every unicast address but its own
+    std::vector<std::string> httpNames;  ///< in small letters: what the pages answer to besides their address
+    CCidrList allow;                     ///< who may talk to the server; empty: everybody
+    CCidrList relayTo;                   ///< where it may relay from; empty: every unicast address but its own
     CServerLimits limits;
 };
 
 /// "ADDR", "ADDR:PORT" or ":PORT"; what is not named keeps its value. False on anything else.
 bool ParseEndpoint(const std::string& text, uint32_t& ip, uint16_t& port);
+/// "NAME" or "NAME:PORT", kept in small letters. False on anything that is not a host's name or an address.
+bool ParseHostName(const std::string& text, std::string& name);
+/// Letters and digits as they are, capitals made small.
+std::string SmallLetters(std::string text);
 /// "ADDR:PORT".
 std::string EndpointText(uint32_t ip, uint16_t port);

@@ -5,8 +5,11 @@
 #include "server/pages/page.h"
 #include "server/pages/page_server.h"
 #include "server/pages/streams_json.h"
+#include "server/server_options.h"
 
 #include <httplib.h>
+
+#include <algorithm>
 
 using httplib::Request;
 using httplib::Response;
@@ -28,8 +31,12 @@ void SetHeaders(Response& response) {
 
 }  // namespace
 
-CHttpServer::CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port)
-    : m_source(source), m_ulIP(ip), m_usPort(port), m_pServer(std::make_unique<CPageServer>()) {}
+CHttpServer::CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port, std::vector<std::string> names)
+    : m_source(source),
+      m_ulIP(ip),
+      m_names(std::move(names)),
+      m_usPort(port),
+      m_pServer(std::make_unique<CPageServer>()) {}
 
 CHttpServer::~CHttpServer() {
     m_pServer->CutAll();
@@ -54,16 +61,18 @@ bool CHttpServer::Start() {
     return true;
 }
 
-// Names are refused: a browser may have been made to believe that one of them is this host. An address cannot be forged
-// that way, so a server on all addresses takes any.
+// Names are refused but those that the operator gave: a browser may have been made to believe that one of them is this
+// host. An address cannot be forged that way, so a server on all addresses takes any.
 bool CHttpServer::IsOwnHost(const std::string& host) const {
-    std::string name = host;
-    const size_t colon = host.find(':');
+    std::string name = SmallLetters(host);
+    const auto given = [&] { return std::find(m_names.begin(), m_names.end(), name) != m_names.end(); };
+    if (given()) return true;
+    const size_t colon = name.find(':');
     if (colon != std::string::npos) {
-        if (host.substr(colon + 1) != std::to_string(m_usPort)) return false;
-        name = host.substr(0, colon);
+        if (name.substr(colon + 1) != std::to_string(m_usPort)) return false;
+        name.resize(colon);
     }
-    if (name == "localhost" || name == "127.0.0.1") return true;
+    if (name == "localhost" || name == "127.0.0.1" || given()) return true;
     uint32_t ip = 0;
     return ParseIpAddr(name, ip) && (m_ulIP == 0 || ip == m_ulIP);
 }
@@ -82,7 +91,8 @@ void CHttpServer::AddPages() {
         if (request.get_header_value_count("Host") == 1 && IsOwnHost(request.get_header_value("Host")))
             return httplib::Server::HandlerResponse::Unhandled;
         response.status = 403;
-        response.set_content("This server answers to its own address only.\n", "text/plain");
+        response.set_content("This server answers to its own address and to the names given with --http-name.\n",
+                             "text/plain");
         return httplib::Server::HandlerResponse::Handled;
     });
     const auto page = [this](const char* path, const char* type, auto make) {

@@ -9,14 +9,16 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 class CPageServer;
 
-/// GET / (the page), /api/streams, /metrics, /health. Answers only requests that name it by address or as localhost, so
-/// that no foreign web page can read it through a browser.
+/// GET / (the page), /api/streams, /metrics, /health. Answers only requests that name it by address, as localhost or by
+/// one of the given names, so that no foreign web page can read it through a browser.
 class CHttpServer {
 public:
-    CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port);
+    /// Names in small letters.
+    CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port, std::vector<std::string> names = {});
     ~CHttpServer();
     CHttpServer(const CHttpServer&) = delete;
     CHttpServer& operator=(const CHttpServer&) = delete;
@@ -32,6 +34,7 @@ private:
 
     IStatusSource& m_source;
     const uint32_t m_ulIP;
+    const std::vector<std::string> m_names;
     uint16_t m_usPort;
     std::unique_ptr<CPageServer> m_pServer;
     std::thread m_thread;

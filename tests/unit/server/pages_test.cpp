@@ -120,7 +120,7 @@ public:
 
 TEST(HttpServer, AnswersToItsOwnAddressOnlyAndTellsBrowsersToTrustNothing) {
     CExampleSource source;
-    CHttpServer server(source, 0x7f000001, 0);
+    CHttpServer server(source, 0x7f000001, 0, {"stats.example", "outside.example:9090"});
     ASSERT_TRUE(server.Start());
     const std::string port = std::to_string(server.Port());
     const auto get = [&](const std::string& path, const httplib::Headers& headers) {
@@ -134,7 +134,10 @@ TEST(HttpServer, AnswersToItsOwnAddressOnlyAndTellsBrowsersToTrustNothing) {
     for (const Row& row :
          {Row{"127.0.0.1:" + port, 200}, Row{"localhost:" + port, 200}, Row{"localhost", 200}, Row{"127.0.0.1:1", 403},
           Row{"evil.example", 403}, Row{"evil.example:" + port, 403}, Row{"127.0.0.1.evil.example", 403},
-          Row{"127.0.0.2:" + port, 403}, Row{"10.0.0.1", 403}, Row{"", 403}, Row{"localhost:" + port + "@evil", 403}}) {
+          Row{"127.0.0.2:" + port, 403}, Row{"10.0.0.1", 403}, Row{"", 403}, Row{"localhost:" + port + "@evil", 403},
+          Row{"stats.example", 200}, Row{"STATS.Example:" + port, 200}, Row{"stats.example:1", 403},
+          Row{"more.stats.example", 403}, Row{"stats.example.evil", 403}, Row{"outside.example:9090", 200},
+          Row{"outside.example", 403}}) {
         for (const char* path : {"/", "/api/streams", "/metrics", "/health", "/page.js", "/page.css"}) {
             const auto answer = get(path, {{"Host", row.host}});
             ASSERT_TRUE(answer) << row.host << path;

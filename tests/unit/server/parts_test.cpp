@@ -137,11 +137,11 @@ TEST(RateHistory, KeepsFiveMinutesInOrder) {
 }
 
 TEST(McuCommand, RefusesWhatItDoesNotUnderstand) {
-    for (const char* line :
-         {"mcu --listen host", "mcu --listen 1.2.3.4:70000", "mcu --port 65536", "mcu --port x", "mcu --http yes",
-          "mcu --http 1.2.3.4.5:80", "mcu --allow 10.0.0.0/33", "mcu --relay-to everywhere",
-          "mcu --max-sink-queue much", "mcu --max-upstream-frame 65M", "mcu --max-upstream-frame 0",
-          "mcu --max-sinks -1", "mcu --max-sink-queue -1MiB", "mcu extra"}) {
+    for (const char* line : {"mcu --listen host", "mcu --listen 1.2.3.4:70000", "mcu --port 65536", "mcu --port x",
+                             "mcu --http yes", "mcu --http 1.2.3.4.5:80", "mcu --http-name *", "mcu --http-name a/b",
+                             "mcu --http-name a:b", "mcu --allow 10.0.0.0/33", "mcu --relay-to everywhere",
+                             "mcu --max-sink-queue much", "mcu --max-upstream-frame 65M", "mcu --max-upstream-frame 0",
+                             "mcu --max-sinks -1", "mcu --max-sink-queue -1MiB", "mcu extra"}) {
         CLI::App app;
         int exitCode = -1;
         AddMcuCommand(app, exitCode);
@@ -156,7 +156,8 @@ TEST(McuCommand, FailsPlainlyWhenItCannotListen) {
     int exitCode = -1;
     AddMcuCommand(app, exitCode);
     app.parse(
-        "mcu --listen 192.0.2.1:9 --http off --allow 10.0.0.0/8 --allow 1.2.3.4 --relay-to 10.1.0.0/16 "
+        "mcu --listen 192.0.2.1:9 --http off --http-name stats.example --http-name 1.2.3.4:80 --allow 10.0.0.0/8 "
+        "--allow 1.2.3.4 --relay-to 10.1.0.0/16 "
         "--max-sink-queue 8MiB --max-upstream-frame 64MiB --max-channels 5");
     EXPECT_EQ(exitCode, 1);
 }
