@@ -16,13 +16,15 @@ class LUMO_API CDesktopChannel {
 public:
     /// ID 0 takes a random one.
     explicit CDesktopChannel(unsigned long ulDesktopChannelID);
-    /// Unregisters the channel if that has not been done, and then ends only its own peers' sinks.
+    /// Unregisters the channel if that has not been done, and then ends only its own peers' sinks. Never inside a
+    /// callback, where it may wait for ever: it cannot be refused, so a log line says it, and debug builds stop.
     virtual ~CDesktopChannel();
 
     /// Registers the channel, so that senders, receivers and peers find it. Nothing without a local MCU.
     virtual void Connect();
-    /// Unregisters it and ends every peer's sink of every desktop channel. Not from a callback of this medium; hold no
-    /// lock that one of your callbacks takes.
+    /// Unregisters it and ends every peer's sink of every desktop channel. Inside a callback of any object it does
+    /// nothing but log a line, and the channel stays as it is: note it there and release it on a thread of your own.
+    /// Hold no lock that one of your callbacks takes.
     virtual void ReleaseConnections();
     /// True only for a channel that once had a subscriber and has none now.
     virtual bool IsEmpty();
@@ -55,8 +57,9 @@ private:
 /// Publishes a channel to a relay server.
 class IDesktopSender {
 public:
-    /// Says goodbye, leaves the channel and destroys the sender. Not from a callback of it; hold no lock that one of
-    /// your callbacks takes.
+    /// Says goodbye, leaves the channel and destroys the sender. Inside a callback of any object it does nothing but
+    /// log a line, and the sender stays as it is: note it there and release it on a thread of your own. Hold no lock
+    /// that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once the server has been
     /// silent too long (30 s while connecting, 180 s after) or the connection is lost; it stays so until released.
@@ -78,8 +81,9 @@ protected:
 /// Subscribes to a channel published elsewhere.
 class IDesktopReceiver {
 public:
-    /// Leaves the local channel, says goodbye and destroys the receiver. Not from a callback of it; hold no lock that
-    /// one of your callbacks takes.
+    /// Leaves the local channel, says goodbye and destroys the receiver. Inside a callback of any object it does
+    /// nothing but log a line, and the receiver stays as it is: note it there and release it on a thread of your own.
+    /// Hold no lock that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// TCP kinds: poll it about once a second; it sends keep-alives (and dials, for a peer), and is true once the
     /// connection is lost. UDP kinds: always true and without effect; judge them by the arrival of frames, and make

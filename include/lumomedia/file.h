@@ -16,12 +16,14 @@ class LUMO_API CFileChannel {
 public:
     /// ID 0 takes a random one.
     explicit CFileChannel(unsigned long ulFileChannelID);
-    /// Unregisters the channel if that has not been done.
+    /// Unregisters the channel if that has not been done. Never inside a callback, where it may wait for ever: it
+    /// cannot be refused, so a log line says it, and debug builds stop.
     virtual ~CFileChannel();
 
     /// Registers the channel, so that senders, receivers and peers find it. Always true.
     virtual bool Connect();
-    /// Unregisters it and ends every peer's sink of it. Not from a callback of this medium; hold no lock that one of
+    /// Unregisters it and ends every peer's sink of it. Inside a callback of any object it does nothing but log a line,
+    /// and the channel stays as it is: note it there and release it on a thread of your own. Hold no lock that one of
     /// your callbacks takes.
     virtual void ReleaseConnections();
     /// True only for a channel that once had a subscriber and has none now.
@@ -55,8 +57,9 @@ private:
 /// Publishes a channel to a relay server.
 class IFileSender {
 public:
-    /// Says goodbye, leaves the channel and destroys the sender. Not from a callback of it; hold no lock that one of
-    /// your callbacks takes.
+    /// Says goodbye, leaves the channel and destroys the sender. Inside a callback of any object it does nothing but
+    /// log a line, and the sender stays as it is: note it there and release it on a thread of your own. Hold no lock
+    /// that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once the server has been
     /// silent too long (2 s while connecting, 180 s after) or the connection is lost; it stays so until released.
@@ -78,8 +81,9 @@ protected:
 /// Subscribes to a channel published elsewhere.
 class IFileReceiver {
 public:
-    /// Says goodbye, leaves the local channel and destroys the receiver. Not from a callback of it; hold no lock that
-    /// one of your callbacks takes.
+    /// Says goodbye, leaves the local channel and destroys the receiver. Inside a callback of any object it does
+    /// nothing but log a line, and the receiver stays as it is: note it there and release it on a thread of your own.
+    /// Hold no lock that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once nothing has come for
     /// too long (4 s or 30 s while connecting, 180 s after) or the connection is lost.

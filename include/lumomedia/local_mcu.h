@@ -10,7 +10,8 @@ public:
     /// Stops the worker thread, releases every medium, closes the listener and the endpoint and deletes the object.
     /// Release every sender and receiver first. Other threads may still write frames into channels, which go nowhere
     /// then; but nobody may create a sender or receiver, or connect, release or delete a channel, before this has
-    /// returned. Never call it from a callback of the library, and hold no lock that one of your callbacks takes.
+    /// returned. Inside a callback of any object it does nothing but log a line: do it on a thread of your own. Hold no
+    /// lock that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
 
     /// The port (host byte order) of the UDP endpoint and of the TCP listener; 0 when there is no endpoint.

@@ -44,8 +44,8 @@ public:
     /// Hand over every peer-to-peer packet that came over the signalling channel, its sender in GetFromUID(). Packets
     /// of other kinds change nothing.
     virtual void OnReceivedP2PCmd(CCmdPacket& cmd) = 0;
-    /// Forgets all peers and destroys the object. After the local MCU is released, never before, and not from a
-    /// callback.
+    /// Forgets all peers and destroys the object. After the local MCU is released, never before. Inside a callback it
+    /// does nothing but log a line: do it on a thread of your own.
     virtual void ReleaseConnections() = 0;
     /// Asks that reflector for this host's public address, once a second until an answer comes. Host byte order.
     virtual void SetSunServer(unsigned long ulIP, unsigned short usPort) = 0;
@@ -91,7 +91,9 @@ public:
     /// Poll it about once a second: an idle connection shows by a keep-alive that it is broken. True once the
     /// connection is lost or was refused; it stays so until released.
     virtual bool IsDisconnected() = 0;
-    /// Ends the connection and destroys the object; no callback runs after it returns. Not from a callback.
+    /// Ends the connection and destroys the object; no callback runs after it returns. Inside a callback of any object
+    /// it does nothing but log a line, and the client stays as it is: note it there and release it on a thread of your
+    /// own. Hold no lock that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Of a lost connection: whether the service was reached and has not taken this user.
     virtual bool IsRefused() = 0;

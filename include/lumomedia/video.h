@@ -18,10 +18,12 @@ class LUMO_API CVideoChannel {
 public:
     /// Registers the channel, so that senders and peers find it; one of the same ID gives way. ID 0 takes a random one.
     explicit CVideoChannel(unsigned long ulVideoChannelID);
-    /// Unregisters the channel if that has not been done.
+    /// Unregisters the channel if that has not been done. Never inside a callback, where it may wait for ever: it
+    /// cannot be refused, so a log line says it, and debug builds stop.
     virtual ~CVideoChannel();
 
-    /// Unregisters it and ends every peer's sink of it. Not from a callback of this medium; hold no lock that one of
+    /// Unregisters it and ends every peer's sink of it. Inside a callback of any object it does nothing but log a line,
+    /// and the channel stays as it is: note it there and release it on a thread of your own. Hold no lock that one of
     /// your callbacks takes.
     virtual void ReleaseConnections();
     /// True only for a channel that once had a subscriber and has none now.
@@ -56,8 +58,9 @@ private:
 /// there.
 class IVideoSender {
 public:
-    /// Says goodbye, leaves the channel and destroys the sender. Not from a callback of it; hold no lock that one of
-    /// your callbacks takes.
+    /// Says goodbye, leaves the channel and destroys the sender. Inside a callback of any object it does nothing but
+    /// log a line, and the sender stays as it is: note it there and release it on a thread of your own. Hold no lock
+    /// that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// False silences the sender without a word to the server; true goes on. True at first.
     virtual void SetEnable(bool bEnable) = 0;
@@ -86,8 +89,9 @@ protected:
 /// Subscribes to a channel published elsewhere.
 class IVideoReceiver {
 public:
-    /// Says goodbye and destroys the receiver. Not from a callback of it; hold no lock that one of your callbacks
-    /// takes.
+    /// Says goodbye and destroys the receiver. Inside a callback of any object it does nothing but log a line, and the
+    /// receiver stays as it is: note it there and release it on a thread of your own. Hold no lock that one of your
+    /// callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Whether to see the stream; told to the far side at once. Frames under way may still arrive. True at first.
     virtual void SetEnable(bool bEnable) = 0;

@@ -76,14 +76,16 @@ class LUMO_API CWBChannel : public CWBDataTransCenter {
 public:
     /// ID 0 takes a random one.
     explicit CWBChannel(unsigned long ulWBChannelID);
-    /// Unregisters the channel if that has not been done, and ends the sessions of peers on it.
+    /// Unregisters the channel if that has not been done, and ends the sessions of peers on it. Never inside a
+    /// callback, where it may wait for ever: it cannot be refused, so a log line says it, and debug builds stop.
     ~CWBChannel() override;
 
     void SendWBData(unsigned long ulSessionID, const char* data, int len) override;
     /// Registers the channel, so that clients and peers find it; one of the same ID gives way. Always true.
     virtual bool Connect();
-    /// Unregisters it and ends the sessions of peers on every whiteboard channel of this host. Not from a callback of
-    /// this medium; hold no lock that one of your callbacks takes.
+    /// Unregisters it and ends the sessions of peers on every whiteboard channel of this host. Inside a callback of any
+    /// object it does nothing but log a line, and the channel stays as it is: note it there and release it on a thread
+    /// of your own. Hold no lock that one of your callbacks takes.
     virtual void ReleaseConnections();
     virtual unsigned long GetWBSessionCount();
     /// Whether it ever had a session.
@@ -139,8 +141,9 @@ private:
 /// appears on the other. Its messages travel through the channel.
 class IWBSessionClient {
 public:
-    /// Leaves the channel, says goodbye and destroys the client. Not from a callback of this medium; hold no lock that
-    /// one of your callbacks takes.
+    /// Leaves the channel, says goodbye and destroys the client. Inside a callback of any object it does nothing but
+    /// log a line, and the client stays as it is: note it there and release it on a thread of your own. Hold no lock
+    /// that one of your callbacks takes.
     virtual void ReleaseConnections() = 0;
     /// Poll it about once a second: it repeats connect requests and sends keep-alives. True once nothing has come for
     /// too long (4 s or 30 s while connecting, 180 s after) or the connection is lost. To go on, release it and make

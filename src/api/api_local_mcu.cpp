@@ -1,4 +1,5 @@
 #include "core/session_statistics.h"
+#include "link/callback.h"
 #include "link/link_registry.h"
 #include "lumomedia/local_mcu.h"
 #include "lumomedia/statistics.h"
@@ -9,6 +10,7 @@ ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort) {
     try {
         auto* manager = new CLocalMCUManager;
         if (manager->Connect(usUDPPort)) return manager;
+        COwnRelease own;
         manager->ReleaseConnections();
     } catch (...) {
         AppLog().debug("CreateLocalMcuMgr failed");

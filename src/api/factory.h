@@ -1,6 +1,7 @@
 // What the factories share.
 #pragma once
 
+#include "link/callback.h"
 #include "link/mcu_address.h"
 #include "link/tcp_link.h"
 #include "platform/lumobase/app_log.h"
@@ -31,6 +32,7 @@ TMade* Connected(TMade* made, TConnect connect) {
     } catch (...) {
         AppLog().debug("A factory failed");
     }
+    COwnRelease own;
     made->ReleaseConnections();
     return nullptr;
 }

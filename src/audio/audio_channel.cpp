@@ -2,6 +2,7 @@
 #include "audio/audio_constants.h"
 #include "audio/audio_sink.h"
 #include "audio/local_mcu_audio.h"
+#include "link/callback.h"
 #include "link/stream_channel.h"
 #include "lumomedia/audio.h"
 
@@ -13,11 +14,13 @@ CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)
 CAudioChannel::CAudioChannel(CAudioChannelState& state) : m_pState(&state) {}
 
 CAudioChannel::~CAudioChannel() {
+    SayDeletedInCallback("Channel", m_pState->hub.ID());
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 
 void CAudioChannel::ReleaseConnections() {
+    if (RefusesRelease("Channel", m_pState->hub.ID())) return;
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->ForgetChannel(*this);
 }
 

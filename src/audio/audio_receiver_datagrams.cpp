@@ -28,7 +28,7 @@ void CAudioReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data,
 }
 
 void CAudioReceiverDatagrams::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A receiver of channel", m_ulChannelID)) return;
     SendDisconnect();
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioReceiver(ReceiverID());
     delete this;

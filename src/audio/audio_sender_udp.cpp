@@ -11,7 +11,7 @@ void CAudioSenderUDP::SendAudioData(const char* data, int length) {
 }
 
 void CAudioSenderUDP::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A sender of channel", Info().channelID)) return;
     CLocalMCUAudio::RemoveAudioSenderUDP(GetSenderKey());
     CAudioSender::ReleaseConnections();
     m_source.SendGoodbye();

@@ -2,11 +2,13 @@
 #include "desktop/desktop_receiver.h"
 #include "desktop/desktop_sink.h"
 #include "desktop/local_mcu_desktop.h"
+#include "link/callback.h"
 
 CDesktopChannel::CDesktopChannel(unsigned long ulDesktopChannelID)
     : m_pState(new CDesktopChannelState(static_cast<uint32_t>(ulDesktopChannelID), *this)) {}
 
 CDesktopChannel::~CDesktopChannel() {
+    SayDeletedInCallback("Channel", m_pState->hub.ID());
     if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->ForgetChannel(*m_pState);
     delete m_pState;
 }
@@ -16,6 +18,7 @@ void CDesktopChannel::Connect() {
 }
 
 void CDesktopChannel::ReleaseConnections() {
+    if (RefusesRelease("Channel", m_pState->hub.ID())) return;
     CLocalMCUDesktop* mcu = GetLocalMCUDesktop();
     if (!mcu) return;
     mcu->ForgetChannel(*m_pState);

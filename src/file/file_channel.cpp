@@ -2,11 +2,13 @@
 #include "file/file_receiver.h"
 #include "file/file_sink.h"
 #include "file/local_mcu_file.h"
+#include "link/callback.h"
 
 CFileChannel::CFileChannel(unsigned long ulFileChannelID)
     : m_pState(new CFileChannelState(static_cast<uint32_t>(ulFileChannelID), *this)) {}
 
 CFileChannel::~CFileChannel() {
+    SayDeletedInCallback("Channel", m_pState->hub.ID());
     if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetChannel(*m_pState);
     delete m_pState;
 }
@@ -17,6 +19,7 @@ bool CFileChannel::Connect() {
 }
 
 void CFileChannel::ReleaseConnections() {
+    if (RefusesRelease("Channel", m_pState->hub.ID())) return;
     if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->ForgetChannel(*m_pState);
 }
 

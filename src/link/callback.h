@@ -3,8 +3,10 @@
 
 #include "platform/lumobase/clock.h"
 
-/// Marks the thread as being inside a callback of the application, for the checks of debug builds. What a slow one
-/// sends is stamped with the time of then, not with that of the burst around it.
+#include <cstdint>
+
+/// Marks the thread as being inside a callback of the application. What a slow one sends is stamped with the time of
+/// then, not with that of the burst around it.
 class CCallbackScope {
 public:
     CCallbackScope();
@@ -16,8 +18,24 @@ private:
     Lumo_Base::CTimeUnheld m_time;
 };
 
-/// Debug builds stop here when an object is released from inside a callback, which holds the lock its release needs.
-void AssertNotInCallback();
+/// Takes that mark away while the library releases what the application has not been given yet.
+class COwnRelease {
+public:
+    COwnRelease();
+    ~COwnRelease();
+    COwnRelease(const COwnRelease&) = delete;
+    COwnRelease& operator=(const COwnRelease&) = delete;
+
+private:
+    const int m_nDepth;
+};
+
+/// True inside a callback, of whatever object: the application may not release anything there, and a log line says so.
+/// The callback holds locks that a release needs, and the callbacks of two threads would wait for each other for ever.
+/// `id` is its channel's or user's, 0 where there is none.
+bool RefusesRelease(const char* what, uint32_t id);
+/// A destructor cannot refuse: a log line, and debug builds stop.
+void SayDeletedInCallback(const char* what, uint32_t id);
 
 /// Logs what a callback threw; called from a catch block.
 void LogCallbackException();

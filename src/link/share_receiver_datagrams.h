@@ -17,7 +17,7 @@ public:
         : TReceiver(notify, channel), m_link(TReceiver::Profile().SinkLink(goodbyes), TReceiver::ReceiverID()) {}
 
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A receiver of channel", TReceiver::ChannelID())) return;
         if (TReceiver::kDetachesFirst) TReceiver::Detach();
         SendDisconnect();
         TReceiver::LeaveMcu(TReceiver::ReceiverID());

@@ -17,7 +17,7 @@ public:
         : TReceiver(notify, channel), m_link(CShareProfile::kReceiverKeepAliveEvery) {}
 
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A receiver of channel", TReceiver::ChannelID())) return;
         TReceiver::Detach();
         m_link.Release();
         delete this;

@@ -17,7 +17,7 @@ public:
         : TSender(notify, channel), m_link(TSender::Profile().senderKeepAliveEvery) {}
 
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A sender of channel", TSender::ChannelID())) return;
         TSender::ReleaseConnections();
         m_link.Release();
         delete this;

@@ -27,7 +27,7 @@ public:
         : TSender(notify, channel), m_source(TSender::Profile().Source(), TSender::SinkID()) {}
 
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A sender of channel", TSender::ChannelID())) return;
         TSender::LeaveMcu(GetSenderKey());
         TSender::ReleaseConnections();
         SendSourceClose();

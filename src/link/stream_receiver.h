@@ -115,7 +115,7 @@ template <class TReceiver>
 class CStreamReceiverTCP : public TReceiver, public ITcpClientNotify {
 public:
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A receiver of channel", this->m_ulChannelID)) return;
         m_link.Release();
         delete this;
     }

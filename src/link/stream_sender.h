@@ -49,7 +49,7 @@ template <class TSender>
 class CStreamSenderTCP : public TSender, public ITcpClientNotify {
 public:
     void ReleaseConnections() override {
-        AssertNotInCallback();
+        if (RefusesRelease("A sender of channel", ChannelID())) return;
         TSender::ReleaseConnections();
         m_link.Release();
         delete this;

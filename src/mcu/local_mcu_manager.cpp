@@ -59,7 +59,7 @@ unsigned short CLocalMCUManager::GetLocalPort() {
 }
 
 void CLocalMCUManager::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("The local MCU", 0)) return;
     m_bStop = true;
     CWorkSignal::Get().Wake();
     WaitForStop();

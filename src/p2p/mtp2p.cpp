@@ -19,7 +19,7 @@ CMTP2P::CMTP2P(IP2PNotify& notify) : m_pNotify(&notify) { Instances().pP2P.store
 CMTP2P::~CMTP2P() { Instances().pP2P.store(nullptr, std::memory_order_release); }
 
 void CMTP2P::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("The peer-to-peer manager", 0)) return;
     {
         CAutoLock lock(&m_csPeers);
         m_mapPeers.clear();

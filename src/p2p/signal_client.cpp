@@ -14,7 +14,7 @@ CSignalClient::CSignalClient(ISignalNotify& notify, uint32_t userID)
     : m_pNotify(&notify), m_ulUserID(userID), m_link(kKeepAliveEvery) {}
 
 void CSignalClient::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("The signalling client of user", m_ulUserID)) return;
     m_link.Release();
     delete this;
 }

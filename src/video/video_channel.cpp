@@ -1,3 +1,4 @@
+#include "link/callback.h"
 #include "link/limits.h"
 #include "link/stream_channel.h"
 #include "lumomedia/video.h"
@@ -13,11 +14,13 @@ CVideoChannel::CVideoChannel(unsigned long ulVideoChannelID)
 CVideoChannel::CVideoChannel(CVideoChannelState& state) : m_pState(&state) {}
 
 CVideoChannel::~CVideoChannel() {
+    SayDeletedInCallback("Channel", m_pState->hub.ID());
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetChannel(*this);
     delete m_pState;
 }
 
 void CVideoChannel::ReleaseConnections() {
+    if (RefusesRelease("Channel", m_pState->hub.ID())) return;
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->ForgetChannel(*this);
 }
 

@@ -42,7 +42,7 @@ void CVideoReceiverDatagrams::AdjustWindowSize(bool bIncrease) {
 }
 
 void CVideoReceiverDatagrams::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A receiver of channel", m_ulChannelID)) return;
     SendDisconnect();
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->RemoveVideoReceiver(ReceiverID());
     CloseLink();

@@ -24,7 +24,7 @@ void CVideoSenderUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
 }
 
 void CVideoSenderUDP::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A sender of channel", Info().channelID)) return;
     CLocalMCUVideo::RemoveVideoSenderUDP(GetSenderKey());
     CVideoSender::ReleaseConnections();
     m_source.SendGoodbye();

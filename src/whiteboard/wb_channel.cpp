@@ -24,6 +24,7 @@ CWBChannel::CWBChannel(unsigned long ulWBChannelID)
     : m_pState(new CWBChannelState(static_cast<uint32_t>(ulWBChannelID))) {}
 
 CWBChannel::~CWBChannel() {
+    SayDeletedInCallback("Whiteboard", m_pState->channelID);
     if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->ForgetWBChannel(this);
     delete m_pState;
 }
@@ -41,6 +42,7 @@ bool CWBChannel::Connect() {
 }
 
 void CWBChannel::ReleaseConnections() {
+    if (RefusesRelease("Whiteboard", m_pState->channelID)) return;
     if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->RemoveWBChannel(this);
 }
 

@@ -40,7 +40,7 @@ void CWBClientTCP::SendWBSessionData(const char* data, int len) {
 }
 
 void CWBClientTCP::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A client of whiteboard", static_cast<uint32_t>(GetWBChannelID()))) return;
     LeaveWBChannel();
     m_link.Release();
     delete this;

@@ -57,7 +57,7 @@ void CWBClientUDP::SendSCTPData(char* packet, int length) {
 }
 
 void CWBClientUDP::ReleaseConnections() {
-    AssertNotInCallback();
+    if (RefusesRelease("A client of whiteboard", static_cast<uint32_t>(GetWBChannelID()))) return;
     if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->RemoveWBClient(this);
     LeaveWBChannel();
     SendDisconnect();

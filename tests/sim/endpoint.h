@@ -10,6 +10,16 @@
 #include <string>
 #include <vector>
 
+/// How often an application heard that its endpoint was taken, and what it does then.
+struct CConnects {
+    void operator+=(bool real) {
+        count += real ? 1 : 0;
+        if (then) then();
+    }
+    int count = 0;
+    static inline std::function<void()> then;  // of all endpoints
+};
+
 class IEndpoint {
 public:
     virtual ~IEndpoint() = default;
@@ -25,6 +35,8 @@ public:
     virtual void Arrive(const std::string& frame) = 0;
     /// Ends the endpoint as its owner would.
     virtual void Release() = 0;
+    /// The application releases what it holds, which may be refused. False when that is nothing: a sink.
+    virtual bool TryRelease() { return false; }
     /// Keep-alives that have left since the last call.
     virtual int TakeKeepAlives() = 0;
     /// Goodbyes that have left since the last call.

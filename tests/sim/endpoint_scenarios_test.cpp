@@ -1,6 +1,8 @@
 // One list of scenarios for every role, transport and medium.
 #include "link/udp_source.h"
+#include "platform/lumobase/app_log.h"
 #include "sim/endpoint.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -122,13 +124,36 @@ TEST_P(TcpEndpoints, AWaitingQueueHoldsTheKeepAliveBackAndALossIsReported) {
     EXPECT_TRUE(endpoint->IsDisconnected());
 }
 
-TEST_P(EndpointScenarios, GoodbyesAreSaidOnlyByTheConnected) {
+std::unique_ptr<IEndpoint> MakeCalled(const std::vector<EndpointRow>& rows, const std::string& name, CTestHost& host) {
+    for (const EndpointRow& row : rows)
+        if (row.name == name) return row.make(host);
+    return nullptr;
+}
+
+// Neither in its own callback nor in another medium's, with one log line each time; afterwards it lives and can be.
+TEST_P(EndpointScenarios, IsNotReleasedInsideACallbackAndSaysGoodbyeOnlyWhenConnected) {
     if (Row().connectTimeout != 0) {
         auto never = GetParam().make(host);
         never->Release();
         EXPECT_EQ(never->TakeGoodbyes(), 0);
     }
+    const std::string name = Row().name;
+    const bool file = name.compare(0, 4, "File") == 0;
+    const auto other = file ? MakeCalled(StreamEndpoints(), "AudioReceiverUDP", host)
+                            : MakeCalled(ShareEndpoints(), "FileReceiverUDP", host);
+    CLogCapture log;
+    size_t tries = 0;
+    CConnects::then = [&] { tries += endpoint->TryRelease() ? 1 : 0; };
     endpoint->Accept();
+    other->Accept();
+    CConnects::then = nullptr;
+    AppLog().Flush();
+    size_t refused = 0;
+    for (const std::string& line : log.Lines())
+        refused += line.find("is not released inside a callback") != std::string::npos;
+    const bool sink = name.find("Sink") != std::string::npos || name.find("Server") != std::string::npos;
+    EXPECT_EQ(tries, sink ? 0U : 2U);
+    EXPECT_EQ(refused, tries);
     endpoint->TakeGoodbyes();
     endpoint->Release();
     EXPECT_EQ(endpoint->TakeGoodbyes(), Row().goodbyes);

@@ -137,8 +137,12 @@ public:
     void Arrive(const std::string& frame) override {
         this->m_pTcp->clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
     }
-    void Release() override {
+    bool TryRelease() override {
         m_pObject->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pObject = nullptr;
     }
 

@@ -45,7 +45,7 @@ struct File {
         void OnFileSenderNotifyConnected(unsigned long ip, bool taken) override { connected += taken && ip != 0; }
         void OnFileReceiverNotifyConnected(unsigned long ip) override { connected += ip != 0; }
         void OnFileReceiverNotifyData(const char* data, int length) override { m_delivered.emplace_back(data, length); }
-        int connected = 0;
+        CConnects connected;
 
     private:
         std::vector<std::string>& m_delivered;
@@ -87,7 +87,7 @@ struct Desktop {
         void OnDesktopReceiverNotifyData(const char* data, int length) override {
             m_delivered.emplace_back(data, length);
         }
-        int connected = 0;
+        CConnects connected;
 
     private:
         std::vector<std::string>& m_delivered;
@@ -111,7 +111,7 @@ public:
     explicit CShareEndpoint(CTestHost& host) : m_host(host), m_notify(delivered), m_channel(delivered) {}
     void Write(const std::string& frame) override { m_channel.Write(frame); }
     uint32_t Buffering() override { return static_cast<uint32_t>(m_channel.GetBufferingFrameCount()); }
-    int NotifiedConnected() override { return m_notify.connected; }
+    int NotifiedConnected() override { return m_notify.connected.count; }
 
 protected:
     CTestHost& m_host;
@@ -141,8 +141,12 @@ public:
         if (m_pObject) m_pObject->ReleaseConnections();
     }
     bool IsDisconnected() override { return m_pObject->IsDisconnected(); }
-    void Release() override {
+    bool TryRelease() override {
         m_pObject->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pObject = nullptr;
     }
 

@@ -38,8 +38,12 @@ public:
         CTcpStream<M>::Arrive(std::string(1, M::kStart));
     }
     bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
-    void Release() override {
+    bool TryRelease() override {
         m_pSender->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pSender = nullptr;
     }
 
@@ -85,8 +89,12 @@ public:
     bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
     // It has no report of its own.
     uint32_t Buffering() override { return static_cast<uint32_t>(this->m_pTcp->queued); }
-    void Release() override {
+    bool TryRelease() override {
         m_pReceiver->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pReceiver = nullptr;
     }
 

@@ -41,7 +41,7 @@ struct Audio {
         void OnAudioData(const char* data, int length) override { frames->emplace_back(data, length); }
         void OnConnected(unsigned long ip) override { connected += ip != 0; }
         std::vector<std::string>* frames = nullptr;
-        int connected = 0;
+        CConnects connected;
     };
     static constexpr Codes kCodes{"0000", "0001", "0002", "",     "0004", "0005", "0006", "0007",
                                   "0008", "0013", "0014", "0016", "0019", "",     "0018"};
@@ -70,7 +70,7 @@ struct Video {
         void OnConnected(unsigned long ip) override { connected += ip != 0; }
         void OnKeyFrameRequest() override { frames->push_back("key frame request"); }
         std::vector<std::string>* frames = nullptr;
-        int connected = 0;
+        CConnects connected;
     };
     static constexpr Codes kCodes{"0109", "010a", "010f", "0110", "010b", "010c", "010d", "010e",
                                   "0111", "011c", "011d", "011f", "0121", "0122", "0123"};
@@ -94,7 +94,7 @@ public:
     explicit CStreamEndpoint(CTestHost& host) : m_host(host) { m_notify.frames = &delivered; }
     void Write(const std::string& frame) override { M::Write(*m_pChannel, frame); }
     uint32_t Buffering() override { return static_cast<uint32_t>(m_pChannel->GetBufferingFrameCount()); }
-    int NotifiedConnected() override { return m_notify.connected; }
+    int NotifiedConnected() override { return m_notify.connected.count; }
 
 protected:
     CTestHost& m_host;
@@ -175,8 +175,12 @@ public:
     void Arrive(const std::string& frame) override {
         this->m_host.Deliver(M::kSession ? FrameIn() + session_wire::Data(m_usNext++, frame) : Start());
     }
-    void Release() override {
+    bool TryRelease() override {
         m_pSender->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pSender = nullptr;
     }
     std::vector<std::string> InboundDatagrams() override {
@@ -211,8 +215,12 @@ public:
     void Arrive(const std::string& frame) override {
         this->m_host.Deliver(FrameIn() + (M::kSession ? session_wire::Data(m_usNext++, frame) : frame));
     }
-    void Release() override {
+    bool TryRelease() override {
         m_pReceiver->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pReceiver = nullptr;
     }
     std::vector<std::string> InboundDatagrams() override {

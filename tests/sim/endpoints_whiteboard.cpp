@@ -16,11 +16,11 @@ constexpr uint32_t kPeerUser = 8;
 class CWBEndpoint : public IEndpoint, public IWBSessionClientNotify {
 public:
     explicit CWBEndpoint(CTestHost& host) : m_host(host), m_channel(delivered) { m_channel.Connect(); }
-    void OnWBSessionClientNotifyConnected(unsigned long ip) override { m_nConnected += ip != 0; }
+    void OnWBSessionClientNotifyConnected(unsigned long ip) override { m_connected += ip != 0; }
     void Write(const std::string& frame) override {
         m_channel.SendWBData(m_channel.sessionID, frame.data(), static_cast<int>(frame.size()));
     }
-    int NotifiedConnected() override { return m_nConnected; }
+    int NotifiedConnected() override { return m_connected.count; }
 
 protected:
     class CChannel : public CWBChannel {
@@ -42,7 +42,7 @@ protected:
 
     CTestHost& m_host;
     CChannel m_channel;
-    int m_nConnected = 0;
+    CConnects m_connected;
 };
 
 class CWBUdpEndpoint : public CSessionEndpoint<CWBEndpoint> {
@@ -96,8 +96,12 @@ public:
         GetLocalMCUWB()->Tables().receivers.With(SessionID(), [&](CWBClientUDP& client) { count = client.GetCount(); });
         return static_cast<uint32_t>(count);
     }
-    void Release() override {
+    bool TryRelease() override {
         m_pClient->ReleaseConnections();
+        return true;
+    }
+    void Release() override {
+        TryRelease();
         m_pClient = nullptr;
     }
     std::vector<std::string> InboundDatagrams() override {
