@@ -1,9 +1,11 @@
 #include "platform/lumonet/tcp_connection.h"
 
 #include "platform/lumobase/app_log.h"
+#include "platform/lumonet/tcp_farewell.h"
 
 #include <netinet/tcp.h>
 #include <asio/buffer.hpp>
+#include <utility>
 
 namespace {
 
@@ -36,7 +38,7 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
     if (bytes > net::kMaxBody) return;
     try {
         const bool wake = mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(data, bytes);
-        if (wake) m_reactor.Post(Later(&CTcpConnection::WriteTurn));
+        if (wake && !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
     } catch (...) {
         LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
     }
@@ -47,11 +49,12 @@ void CTcpConnection::FinishSending() {
     if (m_queue.Finish()) m_reactor.Post(Later(&CTcpConnection::WriteTurn));
 }
 
-void CTcpConnection::Lose(const char* reason) {
+void CTcpConnection::End(const char* reason, bool gently) {
     if (m_bLost.exchange(true)) return;
     LUMO_LOG_LINE("CTcpConnection::Lose. %s", reason);
     CancelTimer();
     asio::error_code ignored;
+    if (gently && m_bWrote && m_socket.is_open()) CTcpFarewell::Begin(m_reactor, std::move(m_socket));
     m_socket.close(ignored);
     m_queue.Close();
     OnLost();
@@ -102,7 +105,7 @@ void CTcpConnection::Release() {
     std::shared_ptr<CTcpConnection> self = shared_from_this();
     Unpin();
     const CTcpReactor reactor = m_reactor;  // a share of this call's own: the object may go before Post has returned
-    reactor.Post([self = std::move(self)] { self->Lose("released"); });
+    reactor.Post([self = std::move(self)] { self->LoseGently("released"); });
 }
 
 void CTcpConnection::WaitReadable() {
@@ -135,7 +138,7 @@ bool CTcpConnection::Deliver() {
             m_decoder.Undo();
             return m_decoder.Kept() < net::kMaxHeld;
         }
-        if (verdict == Verdict::Refused) Lose("message refused");
+        if (verdict == Verdict::Refused) LoseGently("message refused");
     }
     return false;
 }
@@ -167,9 +170,10 @@ void CTcpConnection::WriteTurn() {
     asio::error_code error;
     const size_t length = Write(pieces, error);
     m_queue.Sent(length);
-    if (error && !MustWait(error)) return Lose("write failed");
-    if (length < asio::buffer_size(pieces)) return WaitWritable();
-    m_reactor.Post(Later(&CTcpConnection::WriteTurn));  // the others come first
+    m_bWrote = m_bWrote || length > 0;
+    if (error && !MustWait(error)) return OnWriteFailed();
+    // The others come first, if there is memory to say so.
+    if (length < asio::buffer_size(pieces) || !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) WaitWritable();
 }
 
 size_t CTcpConnection::Write(CTcpSendQueue::Pieces pieces, asio::error_code& error) {
@@ -183,10 +187,14 @@ size_t CTcpConnection::Write(CTcpSendQueue::Pieces pieces, asio::error_code& err
     return m_socket.send(pieces, MSG_EOR, error);
 }
 
-// All has left. Closing now, with bytes of the far side unread, would make it lose what it has not read yet.
+// All has left.
 void CTcpConnection::Linger() {
-    asio::error_code ignored;
-    m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    SetTimer(net::g_timeouts.linger, "the far side does not close");
-    Continue();
+    const auto ended = [self = shared_from_this()] { self->Lose("the far side has closed, or has not in time"); };
+    if (!CTcpFarewell::Begin(m_reactor, std::move(m_socket), ended)) Lose("closed");
+}
+
+// The far side has gone. What it sent before lies in the kernel still, and reading it ends the connection.
+void CTcpConnection::OnWriteFailed() {
+    m_queue.Close();
+    if (!m_bAwaitsRead) Lose("write failed");
 }

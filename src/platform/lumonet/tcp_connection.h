@@ -24,7 +24,9 @@ public:
     /// Takes and delivers nothing more; ends once what is queued has left and the far side has closed.
     void FinishSending();
     /// Reactor: ends at once. The reason goes to the log.
-    void Lose(const char* reason);
+    void Lose(const char* reason) { End(reason, false); }
+    /// Reactor: the same, but what was handed to the kernel still reaches the far side.
+    void LoseGently(const char* reason) { End(reason, true); }
 
 protected:
     CTcpConnection();
@@ -73,7 +75,9 @@ private:
     void WriteTurn();
     /// Where frames age the kernel takes the next ones only once all before are on their way.
     size_t Write(CTcpSendQueue::Pieces pieces, asio::error_code& error);
+    void OnWriteFailed();
     void Linger();
+    void End(const char* reason, bool gently);
 
     CTcpDecoder m_decoder;          // reactor
     bool m_bNothingUnsent = false;  // reactor: the kernel was told
@@ -81,6 +85,7 @@ private:
     unsigned m_nTimer = 0;          // reactor: which setting of the timer is the last
     bool m_bProved = false;         // reactor: the far side has validated
     bool m_bAwaitsRead = false;     // reactor
+    bool m_bWrote = false;          // reactor
     std::atomic<bool> m_bFinishing{false};
     std::atomic<bool> m_bLost{false};
     CCritSec m_csPinned;

@@ -28,6 +28,8 @@ inline constexpr size_t kAgingWriteTurn = 512;
 inline constexpr size_t kMaxHeld = 256 * 1024;
 /// Connections of one listener that have not validated; one more pushes out the oldest.
 inline constexpr size_t kMaxUnvalidated = 1024;
+/// Ended connections that wait for their far sides to close; past it they close at once.
+inline constexpr size_t kMaxFarewells = 1024;
 /// Connections accepted in one turn.
 inline constexpr int kAcceptTurn = 32;
 /// The pause after an accept for which the process had no descriptor or memory.
@@ -40,7 +42,7 @@ struct Timeouts {
     std::atomic<int> dial{10'000};      ///< proxy included
     std::atomic<int> answer{10'000};    ///< from the connection to the validation answer
     std::atomic<int> validate{10'000};  ///< from the accepted connection to its validation message
-    std::atomic<int> linger{5'000};     ///< from the last byte sent to the far side's close
+    std::atomic<int> linger{5'000};     ///< from our end of a connection to the far side's
 };
 inline Timeouts g_timeouts;
 

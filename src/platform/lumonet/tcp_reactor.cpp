@@ -4,6 +4,7 @@
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumobase/thread.h"
 #include "platform/lumonet/aligned_buffer.h"
+#include "platform/lumonet/tcp_farewell.h"
 #include "platform/lumonet/tcp_limits.h"
 
 #include <pthread.h>
@@ -63,6 +64,15 @@ struct State {
 
 State& GetState();
 
+// What was released just now still ends in an orderly way.
+void StopAfterWhatIsPosted(CTcpReactorRun& run) {
+    try {
+        asio::post(run.m_io, [&run] { run.m_io.stop(); });
+    } catch (...) {
+        run.m_io.stop();
+    }
+}
+
 // At unload: what the application has not released must not run on into the end of the process.
 struct CUnload {
     ~CUnload() {
@@ -70,9 +80,10 @@ struct CUnload {
         {
             CAutoLock lock(&state.cs);
             if (state.run && state.run->m_threadID.load() == std::this_thread::get_id()) return;
-            if (state.run) state.run->m_io.stop();
+            if (state.run) StopAfterWhatIsPosted(*state.run);
         }
         state.thread.WaitForStop();
+        CTcpFarewell::FinishAll();
     }
 };
 

@@ -22,8 +22,8 @@ bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;
-    m_bValidated = true;
     m_items.push_front({std::move(message), net::kHeaderLen + length, true, 0});
+    m_bValidated = true;  // once nothing can fail any more
     m_nBytes += length;
     return Wake();
 }
@@ -102,6 +102,11 @@ bool CTcpSendQueue::Finish() {
     CAutoLock lock(&m_cs);
     m_bClosed = true;
     return !std::exchange(m_bWriterAwake, true);
+}
+
+void CTcpSendQueue::NotWoken() {
+    CAutoLock lock(&m_cs);
+    m_bWriterAwake = false;
 }
 
 uint32_t CTcpSendQueue::Count() {

@@ -40,6 +40,8 @@ public:
     void Close();
     /// Takes nothing more. True as from a push.
     bool Finish();
+    /// The writer could not be told: the next push says so again.
+    void NotWoken();
 
     /// Messages not wholly handed to the kernel, and the bytes of their bodies.
     uint32_t Count();

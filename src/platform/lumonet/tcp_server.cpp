@@ -1,5 +1,6 @@
 #include "platform/lumonet/tcp_server.h"
 
+#include "platform/lumobase/undo.h"
 #include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/guarded_call.h"
 #include "platform/lumonet/net_real.h"
@@ -14,7 +15,8 @@ namespace {
 
 bool IsShortage(const asio::error_code& error) {
     return error == asio::error::no_descriptors || error == asio::error::no_buffer_space ||
-           error == asio::error::no_memory || error == asio::error_code(ENFILE, asio::system_category());
+           error == asio::error::no_memory || error == asio::error_code(ENFILE, asio::system_category()) ||
+           error == asio::error_code(ENOSPC, asio::system_category());
 }
 
 }  // namespace
@@ -86,8 +88,10 @@ void CTcpServer::WaitAcceptable() {
     CAutoLock lock(&m_cs);
     if (!m_acceptor.is_open()) return;
     m_acceptor.async_wait(tcp::acceptor::wait_read, [self = shared_from_this()](const asio::error_code& error) {
+        self->m_bTurnDue = false;
         if (!error) self->AcceptTurn();
     });
+    m_bTurnDue = true;
 }
 
 void CTcpServer::AcceptTurn() {
@@ -100,7 +104,7 @@ void CTcpServer::AcceptTurn() {
             if (!error) Admit(std::move(socket));
         }
         WaitAcceptable();
-    } catch (...) {
+    } catch (...) {  // no memory: later, or with the next CheckTimeout where not even that is to be had
         PauseAccepting();
     }
 }
@@ -118,7 +122,11 @@ asio::error_code CTcpServer::AcceptOne(tcp::socket& socket) {
 
 void CTcpServer::PauseAccepting() {
     m_pause.expires_after(net::kAcceptPause);
-    m_pause.async_wait([self = shared_from_this()](const asio::error_code&) { self->WaitAcceptable(); });
+    m_pause.async_wait([self = shared_from_this()](const asio::error_code&) {
+        self->m_bTurnDue = false;
+        self->WaitAcceptable();
+    });
+    m_bTurnDue = true;
 }
 
 void CTcpServer::Admit(tcp::socket socket) {
@@ -130,7 +138,9 @@ void CTcpServer::Admit(tcp::socket socket) {
     const auto session = std::make_shared<CTcpSession>(shared_from_this(), id, std::move(socket),
                                                        from.address().to_v4().to_uint(), from.port());
     m_waiting.emplace(id, Waiting{session, Clock::now()});
+    CUndo undo([&] { session->Lose("no memory"); });
     session->Start();
+    undo.Keep();
 }
 
 bool CTcpServer::MayAccept(uint32_t ip) {
@@ -154,6 +164,7 @@ void CTcpServer::DropSilent() {
     const auto limit = std::chrono::milliseconds(net::g_timeouts.validate);
     const Clock::time_point now = Clock::now();
     while (!m_waiting.empty() && now - m_waiting.begin()->second.since >= limit) DropOldest("no validation message");
+    if (!m_bTurnDue) WaitAcceptable();
 }
 
 void CTcpServer::Close() {

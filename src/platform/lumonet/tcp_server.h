@@ -54,5 +54,6 @@ private:
     asio::steady_timer m_pause;             // reactor
     std::map<uint64_t, Waiting> m_waiting;  // reactor: in the order of their arrival
     uint64_t m_nLastID = 0;                 // reactor
+    bool m_bTurnDue = false;                // reactor: something will accept again
     CTcpSession* m_pValidating = nullptr;   // reactor
 };

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 
 using namespace tcp_test;
 
@@ -196,6 +197,60 @@ TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
     EXPECT_EQ(session->m_events.All().size(), expected.size());
     accepted->SetNotify(session);
     EXPECT_TRUE(session->m_events.WaitFor("frame while detached"));
+}
+
+TEST(TcpFlow, NoEndCostsTheFarSideWhatHadLeft) {
+    const struct {
+        const char* what;
+        std::function<void(CSession&, CRawPeer&)> end;
+    } rows[] = {
+        {"released", [](CSession& session, CRawPeer&) { session.Release(); }},
+        {"closed for what the far side sends", [](CSession&, CRawPeer& peer) { peer.Send(Framed(7, "")); }},
+    };
+    CServer server;
+    size_t n = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CRawPeer peer = CRawPeer::Dial(server.m_usPort);
+        peer.Send(kHello);
+        CSession* session = server.Session(n++);
+        ASSERT_TRUE(session);
+        const int small = 4096;  // what it does not take waits in the sender's kernel
+        setsockopt(peer.Fd(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        const std::string frame(64 << 10, 'y');
+        session->Send(frame);
+        EXPECT_TRUE(Eventually([&] { return session->m_pNet->GetSendQueueSize() == 0; }));  // the kernel has it
+        row.end(*session, peer);
+        std::string got = peer.Read(1000);
+        for (int i = 0; i < 10; ++i) {  // closed over, these would reset the connection
+            peer.Send(Framed(0, "unread"));
+            got += peer.Read(1000);
+        }
+        got += peer.ReadAll();
+        EXPECT_TRUE(got == Framed(1, Validation(8, "welcome")) + Framed(0, frame)) << got.size();
+    }
+}
+
+TEST(TcpFlow, WhatTheFarSideSaidLastArrivesThoughAWriteFails) {
+    CRawListener listener;
+    CClient client;
+    CEvents inside, goOn;
+    client.m_onFrame = [&] {
+        inside.Add("inside");
+        goOn.WaitForCount(1);
+    };
+    ASSERT_TRUE(client.Dial(listener.Port()));
+    {
+        CRawPeer peer = listener.Accept();
+        peer.Send(Framed(1, Validation(8, "welcome")) + Framed(0, "first"));
+        ASSERT_TRUE(inside.WaitForCount(1));  // the TCP thread is held up
+        peer.Send(Framed(0, "second") + Framed(0, "last"));
+    }  // closed over the client's validation message: reset
+    client.Send("nobody takes this");
+    goOn.Add("go on");
+    ASSERT_TRUE(client.m_events.WaitFor("disconnected"));
+    EXPECT_EQ(client.m_events.All(), (std::vector<std::string>{"connected", "answer 8 welcome", "frame first",
+                                                               "frame second", "frame last", "disconnected"}));
 }
 
 TEST(TcpFlow, CloseWhenSentLosesNothing) {
