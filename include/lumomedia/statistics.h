@@ -1,15 +1,18 @@
-// What the library has carried so far: one struct per live reliable link, one for the process.
+// What the library has carried so far: one struct per live link, one for the process.
 #ifndef LUMOMEDIA_STATISTICS_H
 #define LUMOMEDIA_STATISTICS_H
 
 #include <lumomedia/export.h>
 
-/// One live reliable UDP link (a sink, a sender or a receiver). All counters start at 0 with the link.
+/// One live link: a reliable UDP link (a sink, a sender or a receiver), an audio sender or receiver over UDP, or the
+/// TCP connection of a sender or receiver. All counters start at 0 with the link; what a kind of link does not have
+/// stays 0: sessions and their packets over TCP and in audio, queues of audio over UDP.
 struct LumoLinkStatistics {
     unsigned long ulLinkID;                 ///< the link's ID on the wire
     unsigned long ulRemoteIP;               ///< IPv4 address of the far side, host byte order, 0 until known
-    unsigned short usRemotePort;            ///< UDP port of the far side, host byte order, 0 until known
-    unsigned char byKind;                   ///< first byte of its datagrams (1 video, 4 whiteboard, 5 desktop, 6 file)
+    unsigned short usRemotePort;            ///< port of the far side, host byte order, 0 until known
+    unsigned char byKind;                   ///< 0 audio, 1 video, 4 whiteboard, 5 desktop, 6 file; 2 signalling
+    unsigned char byTransport;              ///< 0 UDP, 1 TCP
     unsigned long long ullPacketsSent;      ///< session packets sent, repetitions and acknowledgements included
     unsigned long long ullPacketsReceived;  ///< well-formed session packets received
     unsigned long long ullBytesSent;        ///< payload bytes of data packets sent, repetitions included
@@ -20,13 +23,17 @@ struct LumoLinkStatistics {
     unsigned long long ullDuplicates;       ///< data packets received again
     unsigned long long ullFramesDropped;    ///< frames refused (too large, no room or memory) or flushed from the queue
     unsigned long ulRoundTripMs;            ///< smoothed round trip in ms of packets sent once; 0 until measured
-    unsigned long ulQueuedFrames;           ///< frames waiting for the session
+    unsigned long ulQueuedFrames;           ///< frames waiting for the session or the kernel
     unsigned long long ullQueuedBytes;      ///< their bytes
+    /// What has come from the far side, whatever it says: over UDP its datagrams, acknowledgements and keep-alives
+    /// included; over TCP bytes as they arrive, of frames that are not whole yet too. While it grows the far side
+    /// lives.
+    unsigned long long ullSignsOfLife;
 };
 
 /// The process since the library was loaded, ended links included.
 struct LumoProcessStatistics {
-    unsigned long ulLinks;                    ///< live reliable links
+    unsigned long ulLinks;                    ///< live links
     unsigned long long ullDatagramsSent;      ///< handed to the kernel
     unsigned long long ullDatagramsReceived;  ///< delivered by the kernel
     unsigned long long ullDatagramBytesSent;

@@ -19,6 +19,7 @@ const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Aud
 
 bool CAudioReceiverDatagrams::Enter() {
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioReceiver(this);
+    m_entry.Enter(*this);
     return true;
 }
 
@@ -27,8 +28,14 @@ void CAudioReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data,
     if (m_sinkLink.Accepts(sinkID, ip, port)) NotifyData(data, length);
 }
 
+void CAudioReceiverDatagrams::FillStatistics(LumoLinkStatistics& statistics) {
+    statistics = LumoLinkStatistics();
+    m_sinkLink.Describe(statistics);
+}
+
 void CAudioReceiverDatagrams::ReleaseConnections() {
     if (RefusesRelease("A receiver of channel", m_ulChannelID)) return;
+    m_entry.Leave();
     SendDisconnect();
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->RemoveAudioReceiver(ReceiverID());
     delete this;

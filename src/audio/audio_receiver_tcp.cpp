@@ -3,7 +3,8 @@
 #include "audio/audio_constants.h"
 
 namespace {
-constexpr CTcpSubscriptionProfile kProfile{wire::TcpType::AudioReceiver, audio::kStart, audio::kStop, true};
+constexpr CTcpSubscriptionProfile kProfile{wire::Kind::Audio, wire::TcpType::AudioReceiver, audio::kStart, audio::kStop,
+                                           true};
 }
 
 CAudioReceiverTCP::CAudioReceiverTCP(IAudioReceiverNotify& notify, uint32_t channelID, uint32_t userID)

@@ -3,7 +3,7 @@
 #include "audio/audio_constants.h"
 
 CAudioSenderTCP::CAudioSenderTCP(IAudioSenderNotify& notify, CAudioChannel& channel)
-    : CStreamSenderTCP(notify, channel, wire::TcpType::AudioSender) {
+    : CStreamSenderTCP(notify, channel, wire::Kind::Audio, wire::TcpType::AudioSender) {
     m_link.SetMaxAge(audio::kMaxWaitMs);
 }
 

@@ -6,12 +6,23 @@
 CAudioSenderUDP::CAudioSenderUDP(IAudioSenderNotify& notify, CAudioChannel& channel)
     : CStreamSenderUDP(notify, channel, wire::kAudioCodes) {}
 
+bool CAudioSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) {
+    m_entry.Enter(*this);
+    return CStreamSenderUDP::Connect(ip0, ip1, ip2, port);
+}
+
+void CAudioSenderUDP::FillStatistics(LumoLinkStatistics& statistics) {
+    statistics = LumoLinkStatistics();
+    m_source.Describe(statistics);
+}
+
 void CAudioSenderUDP::SendAudioData(const char* data, int length) {
     if (IsStarted() && data && length >= audio::kMinDatagramFrame) m_source.SendFrame(data, length);
 }
 
 void CAudioSenderUDP::ReleaseConnections() {
     if (RefusesRelease("A sender of channel", Info().channelID)) return;
+    m_entry.Leave();
     CLocalMCUAudio::RemoveAudioSenderUDP(GetSenderKey());
     CAudioSender::ReleaseConnections();
     m_source.SendGoodbye();

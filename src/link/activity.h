@@ -11,7 +11,12 @@ class CActivity {
 public:
     explicit CActivity(uint32_t last = 0) : m_ulLast(last) {}
 
-    void Touch() { m_ulLast.store(Now(), std::memory_order_relaxed); }
+    void Touch() {
+        m_ulLast.store(Now(), std::memory_order_relaxed);
+        m_nSigns.store(Signs() + 1, std::memory_order_relaxed);  // two at once may count as one
+    }
+    /// How many signs have come.
+    uint64_t Signs() const { return m_nSigns.load(std::memory_order_relaxed); }
     uint32_t Last() const { return m_ulLast.load(std::memory_order_relaxed); }
 
     /// Whether nothing has come for more than `limit` ms. A stored time later than now (the clock went back or wrapped)
@@ -28,6 +33,7 @@ public:
 
 private:
     std::atomic<uint32_t> m_ulLast;
+    std::atomic<uint64_t> m_nSigns{0};
 };
 
 /// Fires on every n-th poll; started at 100 it fires on the next. One poller, but the UDP thread may restart it.

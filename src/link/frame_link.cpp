@@ -1,7 +1,6 @@
 #include "link/frame_link.h"
 
 #include "link/callback.h"
-#include "link/link_registry.h"
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
 
@@ -18,12 +17,12 @@ bool CFrameLink::OpenLink() {
         CloseSession();
         return false;
     }
-    if (m_nRegistered == 0) m_nRegistered = LinkRegistry().Add(this);
+    m_entry.Enter(*this);
     return true;
 }
 
 void CFrameLink::CloseLink() {
-    LinkRegistry().Remove(std::exchange(m_nRegistered, 0));
+    m_entry.Leave();
     CAutoLock pump(&m_csPump);
     Flush();
     CloseSession();
@@ -178,12 +177,4 @@ void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
     statistics.ulRoundTripMs = session.roundTripMs;
     statistics.ulQueuedFrames = static_cast<unsigned long>(GetCount());
     statistics.ullQueuedBytes = GetByteCount();
-}
-
-void CFrameLink::DescribeRemote(LumoLinkStatistics& statistics, wire::Kind kind, uint32_t id,
-                                const CRemoteAddress& remote) {
-    statistics.ulLinkID = id;
-    statistics.ulRemoteIP = remote.IP();
-    statistics.usRemotePort = remote.Port();
-    statistics.byKind = static_cast<unsigned char>(kind);
 }

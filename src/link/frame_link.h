@@ -2,11 +2,9 @@
 #pragma once
 
 #include "core/sctp_session.h"
-#include "core/wire/commands.h"
 #include "link/limits.h"
+#include "link/link_registry.h"
 #include "link/lock_order.h"
-#include "link/mcu_address.h"
-#include "lumomedia/statistics.h"
 #include "platform/lumobase/buffer_pool.h"
 #include "platform/lumobase/call_pace.h"
 
@@ -16,7 +14,7 @@
 /// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
 /// on the worker's turn, on the thread that queues a frame, and after each received packet; whoever finds it running
 /// leaves a mark that the runner honours before it goes.
-class CFrameLink : public CSCTPSession, public CBufferPool {
+class CFrameLink : public CSCTPSession, public CBufferPool, public ILinkReport {
 public:
     CFrameLink();
     ~CFrameLink() override;
@@ -49,7 +47,7 @@ public:
     bool IsOverLimit() { return m_bOverrun.load(std::memory_order_relaxed) || QueueCost() > QueueLimit(); }
     /// What the queue occupies. Many short frames take more room than their bytes.
     uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
-    void FillStatistics(LumoLinkStatistics& statistics);
+    void FillStatistics(LumoLinkStatistics& statistics) override;
 
     /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
     void DropQueue();
@@ -61,10 +59,8 @@ public:
     void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
 
 protected:
-    /// The link's ID, kind and far side. Any thread.
+    /// The link's ID, kind, far side and the signs of its life. Any thread.
     virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
-    static void DescribeRemote(LumoLinkStatistics& statistics, wire::Kind kind, uint32_t id,
-                               const CRemoteAddress& remote);
 
 private:
     bool HasRoom(int length);
@@ -74,7 +70,7 @@ private:
     void MarkBusy();
     void MarkIdle();
 
-    uint64_t m_nRegistered = 0;  // owner's thread
+    CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
     std::atomic<bool> m_bPumpAgain{false};
     std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged

@@ -1,7 +1,5 @@
 #include "link/link_registry.h"
 
-#include "link/frame_link.h"
-
 #include <algorithm>
 
 CLinkRegistry& LinkRegistry() {
@@ -9,7 +7,7 @@ CLinkRegistry& LinkRegistry() {
     return *registry;
 }
 
-uint64_t CLinkRegistry::Add(CFrameLink* link) {
+uint64_t CLinkRegistry::Add(ILinkReport* link) {
     CAutoLock lock(&m_cs);
     m_entries.push_back({m_nLastNumber + 1, link});
     return ++m_nLastNumber;

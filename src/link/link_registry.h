@@ -1,4 +1,4 @@
-// The live reliable links, for the statistics.
+// The live links, for the statistics.
 #pragma once
 
 #include "link/lock_order.h"
@@ -10,14 +10,21 @@
 #include <cstdint>
 #include <vector>
 
-class CFrameLink;
+/// A link that can say what it has carried. Any thread, under the registry's lock.
+class ILinkReport {
+public:
+    virtual void FillStatistics(LumoLinkStatistics& statistics) = 0;
+
+protected:
+    ~ILinkReport() = default;
+};
 
 /// Oldest first. To enter and to leave costs the same however many there are. A link leaves before its destructor
 /// begins, so reading one under the lock is safe.
 class CLinkRegistry {
 public:
     /// Gives the number to leave with, never 0.
-    uint64_t Add(CFrameLink* link);
+    uint64_t Add(ILinkReport* link);
     void Remove(uint64_t number);
     bool Fill(size_t index, LumoLinkStatistics& statistics);
     size_t Count();
@@ -27,12 +34,12 @@ public:
 
 private:
     struct Entry {
-        uint64_t number;   // ascending
-        CFrameLink* link;  // null once it has left
+        uint64_t number;    // ascending
+        ILinkReport* link;  // null once it has left
     };
     void CloseGaps() LUMO_REQUIRES(m_cs);
 
-    CCritSec m_cs{lock_order::kLeaf};
+    CCritSec m_cs{lock_order::kLinkRegistry};
     std::vector<Entry> m_entries LUMO_GUARDED_BY(m_cs);
     size_t m_nGaps LUMO_GUARDED_BY(m_cs) = 0;
     uint64_t m_nLastNumber LUMO_GUARDED_BY(m_cs) = 0;
@@ -40,3 +47,25 @@ private:
 };
 
 CLinkRegistry& LinkRegistry();
+
+/// A link's place in the registry.
+class CLinkEntry {
+public:
+    CLinkEntry() = default;
+    ~CLinkEntry() { Leave(); }
+    CLinkEntry(const CLinkEntry&) = delete;
+    CLinkEntry& operator=(const CLinkEntry&) = delete;
+
+    /// The link is wholly constructed by then. Any thread; all but the first time changes nothing.
+    void Enter(ILinkReport& link) {
+        if (!m_bEntered.exchange(true)) m_nNumber.store(LinkRegistry().Add(&link));
+    }
+    /// Before the link's destructor begins. The owner's thread.
+    void Leave() {
+        if (m_bEntered.exchange(false)) LinkRegistry().Remove(m_nNumber);
+    }
+
+private:
+    std::atomic<bool> m_bEntered{false};
+    std::atomic<uint64_t> m_nNumber{0};
+};

@@ -16,6 +16,7 @@ inline constexpr int kPump = 600;
 inline constexpr int kHeldLink = 650;
 inline constexpr int kFrameQueue = 700;
 // 800 session window, 900 session pending: core/lock_ranks.h
-inline constexpr int kLeaf = 1100;  // holds nothing else, is held for a few instructions
+inline constexpr int kLinkRegistry = 1000;  // the live links, also while one of them is described
+inline constexpr int kLeaf = 1100;          // holds nothing else, is held for a few instructions
 
 }  // namespace lock_order

@@ -66,9 +66,7 @@ protected:
     /// The first answer came.
     virtual void OnAcknowledged(uint32_t /*sinkID*/, uint32_t /*ip*/, uint16_t /*port*/) {}
     bool IsSessionOpen() const { return m_bSessionOpen; }
-    void DescribeLink(LumoLinkStatistics& statistics) const override {
-        DescribeRemote(statistics, TReceiver::Profile().codes.kind, m_link.SinkID(), m_link.Remote());
-    }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_link.Describe(statistics); }
 
     TLink m_link;
 

@@ -14,7 +14,7 @@ class CShareReceiverDialling : public TReceiver, public ITcpClientNotify {
 public:
     template <class TNotify>
     CShareReceiverDialling(TNotify& notify, CShareChannel& channel)
-        : TReceiver(notify, channel), m_link(CShareProfile::kReceiverKeepAliveEvery) {}
+        : TReceiver(notify, channel), m_link(TReceiver::Profile().codes.kind, CShareProfile::kReceiverKeepAliveEvery) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A receiver of channel", TReceiver::ChannelID())) return;

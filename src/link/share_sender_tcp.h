@@ -14,7 +14,7 @@ class CShareSenderTCP : public TSender, public ITcpClientNotify {
 public:
     template <class TNotify>
     CShareSenderTCP(TNotify& notify, CShareChannel& channel)
-        : TSender(notify, channel), m_link(TSender::Profile().senderKeepAliveEvery) {}
+        : TSender(notify, channel), m_link(TSender::Profile().codes.kind, TSender::Profile().senderKeepAliveEvery) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A sender of channel", TSender::ChannelID())) return;

@@ -69,9 +69,7 @@ public:
 
 protected:
     virtual void SendSourceClose() { m_source.SendGoodbye(); }
-    void DescribeLink(LumoLinkStatistics& statistics) const override {
-        DescribeRemote(statistics, TSender::Profile().codes.kind, m_source.SourceID(), m_source.Remote());
-    }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_source.Describe(statistics); }
 
 private:
     CUdpSource m_source;

@@ -49,9 +49,7 @@ public:
     }
 
 protected:
-    void DescribeLink(LumoLinkStatistics& statistics) const override {
-        DescribeRemote(statistics, Codes().kind, m_udp.SinkID(), m_udp.Remote());
-    }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_udp.Describe(statistics); }
 
 private:
     static constexpr int kAcknowledgements = 2;  // repeated against loss

@@ -53,6 +53,10 @@ public:
 
     uint32_t SinkID() const { return m_ulSinkID.load(std::memory_order_relaxed); }
     const CRemoteAddress& Remote() const { return m_remote; }
+    /// Any thread.
+    void Describe(LumoLinkStatistics& statistics) const {
+        DescribeFarSide(statistics, m_profile.kind, SinkID(), m_remote, m_activity.Signs());
+    }
 
 protected:
     ~CSinkLink() = default;

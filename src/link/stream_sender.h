@@ -81,8 +81,8 @@ public:
 
 protected:
     template <class INotify, class TChannel>
-    CStreamSenderTCP(INotify& notify, TChannel& channel, wire::TcpType type)
-        : TSender(notify, channel), m_type(type), m_link(kKeepAliveEvery) {}
+    CStreamSenderTCP(INotify& notify, TChannel& channel, wire::Kind kind, wire::TcpType type)
+        : TSender(notify, channel), m_type(type), m_link(kind, kKeepAliveEvery) {}
 
     /// A control byte of the server.
     virtual void OnControl(char control) = 0;

@@ -18,8 +18,10 @@ bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID) {
 }
 
 bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy) {
+    m_entry.Enter(*this);
     CAutoLock lock(&m_cs);
     if (m_pITcpClient) return true;  // two polls at a time
+    m_usPort = port;
     m_pITcpClient =
         CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user, proxy.password);
     if (m_pITcpClient && m_ulMaxAge != 0) m_pITcpClient->SetMaxAge(m_ulMaxAge);
@@ -82,7 +84,21 @@ uint32_t CTcpLink::RemoteIP() {
     return m_pITcpClient ? static_cast<uint32_t>(m_pITcpClient->GetRemoteIP()) : 0;
 }
 
+void CTcpLink::FillStatistics(LumoLinkStatistics& statistics) {
+    statistics = LumoLinkStatistics();
+    statistics.byKind = static_cast<unsigned char>(m_kind);
+    statistics.byTransport = 1;
+    CAutoLock lock(&m_cs);
+    if (!m_pITcpClient) return;
+    statistics.ulRemoteIP = m_pITcpClient->GetRemoteIP();
+    statistics.usRemotePort = m_usPort;
+    statistics.ulQueuedFrames = m_pITcpClient->GetSendQueueSize();
+    statistics.ullQueuedBytes = m_pITcpClient->GetSendQueueBytes();
+    statistics.ullBytesReceived = statistics.ullSignsOfLife = m_pITcpClient->GetReceivedBytes();
+}
+
 void CTcpLink::Release() {
+    m_entry.Leave();
     ITcpClient* client = nullptr;
     {
         CAutoLock lock(&m_cs);

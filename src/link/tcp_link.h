@@ -4,6 +4,7 @@
 #include "core/wire/commands.h"
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "link/link_registry.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumonet/lumonet.h"
@@ -30,11 +31,12 @@ wire::CDatagram ValidationMessage(wire::TcpType type, const wire::CDatagram& pay
 bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID);
 
 /// Dial, validation message, sends, idle keep-alive poll, queue size, release.
-class CTcpLink {
+class CTcpLink : public ILinkReport {
 public:
     /// `keepAlive`: the control byte that an idle link sends until another is said.
-    explicit CTcpLink(uint8_t keepAliveEvery, char keepAlive = 0)
-        : m_cKeepAlive(keepAlive), m_keepAlive(keepAliveEvery) {}
+    CTcpLink(wire::Kind kind, uint8_t keepAliveEvery, char keepAlive = 0)
+        : m_kind(kind), m_cKeepAlive(keepAlive), m_keepAlive(keepAliveEvery) {}
+    virtual ~CTcpLink() = default;
 
     /// Before Dial: for how long a frame may wait to be sent before it is dropped.
     void SetMaxAge(uint32_t milliseconds) { m_ulMaxAge = milliseconds; }
@@ -56,6 +58,7 @@ public:
     uint32_t QueuedFrames();
     uint64_t QueuedBytes();
     uint32_t RemoteIP();
+    void FillStatistics(LumoLinkStatistics& statistics) override;
     /// For the log.
     const ITcpClient* Client() {
         CAutoLock lock(&m_cs);
@@ -65,10 +68,13 @@ public:
     void Release();
 
 private:
+    const wire::Kind m_kind;
     CCritSec m_cs{lock_order::kLeaf};
     ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
     bool m_bOverrun LUMO_GUARDED_BY(m_cs) = false;  // a frame was turned away: what follows would come with a gap
     char m_cKeepAlive LUMO_GUARDED_BY(m_cs);
+    uint16_t m_usPort LUMO_GUARDED_BY(m_cs) = 0;
     CPollCount m_keepAlive;
     uint32_t m_ulMaxAge = 0;
+    CLinkEntry m_entry;
 };

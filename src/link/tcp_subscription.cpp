@@ -8,7 +8,7 @@ constexpr int kAnswerLength = 8;         // channel ID, sink ID
 }  // namespace
 
 CTcpSubscription::CTcpSubscription(const CTcpSubscriptionProfile& profile)
-    : CTcpLink(kKeepAliveEvery, profile.start), m_profile(profile) {}
+    : CTcpLink(profile.kind, kKeepAliveEvery, profile.start), m_profile(profile) {}
 
 bool CTcpSubscription::DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local,
                                const CProxy& proxy) {

@@ -9,6 +9,7 @@
 
 /// The numbers in which the media differ.
 struct CTcpSubscriptionProfile {
+    wire::Kind kind;
     wire::TcpType type;
     char start;  ///< control bytes
     char stop;

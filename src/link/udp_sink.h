@@ -3,6 +3,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "link/link_description.h"
 #include "link/mcu_services.h"
 
 #include <cstdint>
@@ -34,6 +35,9 @@ public:
     }
 
     const CRemoteAddress& Remote() const { return m_remote; }
+    void Describe(LumoLinkStatistics& statistics) const {
+        DescribeFarSide(statistics, m_kind, SinkID(), m_remote, m_activity.Signs());
+    }
     uint32_t ReceiverID() const { return m_ulReceiverID; }
     uint32_t SinkID() const { return m_ulSinkID; }
 

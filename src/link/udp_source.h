@@ -3,6 +3,7 @@
 
 #include "core/wire/datagram.h"
 #include "link/activity.h"
+#include "link/link_description.h"
 #include "link/mcu_address.h"
 
 #include <atomic>
@@ -46,6 +47,10 @@ public:
 
     uint32_t SourceID() const { return m_ulSourceID.load(std::memory_order_relaxed); }
     const CRemoteAddress& Remote() const { return m_remote; }
+    /// Any thread.
+    void Describe(LumoLinkStatistics& statistics) const {
+        DescribeFarSide(statistics, m_profile.kind, SourceID(), m_remote, m_activity.Signs());
+    }
 
 private:
     const CUdpSourceProfile m_profile;

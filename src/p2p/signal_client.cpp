@@ -11,7 +11,7 @@ constexpr uint8_t kKeepAliveEvery = 12;  // idle polls
 }
 
 CSignalClient::CSignalClient(ISignalNotify& notify, uint32_t userID)
-    : m_pNotify(&notify), m_ulUserID(userID), m_link(kKeepAliveEvery) {}
+    : m_pNotify(&notify), m_ulUserID(userID), m_link(wire::Kind::P2P, kKeepAliveEvery) {}
 
 void CSignalClient::ReleaseConnections() {
     if (RefusesRelease("The signalling client of user", m_ulUserID)) return;

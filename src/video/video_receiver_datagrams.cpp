@@ -49,6 +49,4 @@ void CVideoReceiverDatagrams::ReleaseConnections() {
     delete this;
 }
 
-void CVideoReceiverDatagrams::DescribeLink(LumoLinkStatistics& statistics) const {
-    DescribeRemote(statistics, wire::Kind::Video, m_sinkLink.SinkID(), m_sinkLink.Remote());
-}
+void CVideoReceiverDatagrams::DescribeLink(LumoLinkStatistics& statistics) const { m_sinkLink.Describe(statistics); }

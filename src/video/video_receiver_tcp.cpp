@@ -3,7 +3,8 @@
 #include "video/video_constants.h"
 
 namespace {
-constexpr CTcpSubscriptionProfile kProfile{wire::TcpType::VideoReceiver, video::kStart, video::kStop, false};
+constexpr CTcpSubscriptionProfile kProfile{wire::Kind::Video, wire::TcpType::VideoReceiver, video::kStart, video::kStop,
+                                           false};
 }
 
 CVideoReceiverTCP::CVideoReceiverTCP(IVideoReceiverNotify& notify, uint32_t channelID, uint32_t userID)

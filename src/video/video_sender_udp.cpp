@@ -32,6 +32,4 @@ void CVideoSenderUDP::ReleaseConnections() {
     delete this;
 }
 
-void CVideoSenderUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    DescribeRemote(statistics, wire::Kind::Video, m_source.SourceID(), m_source.Remote());
-}
+void CVideoSenderUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_source.Describe(statistics); }

@@ -34,6 +34,4 @@ void CVideoSinkUDP::SendSCTPData(char* packet, int length) {
     SendInEnvelope(m_udp.Head(wire::UDP_VIDEO_SINK_FRAME), packet, length, m_udp.Remote());
 }
 
-void CVideoSinkUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    DescribeRemote(statistics, wire::Kind::Video, m_udp.SinkID(), m_udp.Remote());
-}
+void CVideoSinkUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_udp.Describe(statistics); }

@@ -8,7 +8,7 @@ constexpr uint8_t kKeepAliveEvery = 12;  // idle polls
 }
 
 CWBClientTCP::CWBClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel)
-    : CWBSession(&channel), m_link(kKeepAliveEvery), m_pNotify(&notify) {}
+    : CWBSession(&channel), m_link(wire::Kind::Whiteboard, kKeepAliveEvery), m_pNotify(&notify) {}
 
 // Joined before anything can arrive, since it needs an answer; and once more behind the dial, since what the channel
 // said before it went nowhere.

@@ -65,6 +65,4 @@ void CWBClientUDP::ReleaseConnections() {
     delete this;
 }
 
-void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    DescribeRemote(statistics, wire::Kind::Whiteboard, m_sinkLink.SinkID(), m_sinkLink.Remote());
-}
+void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_sinkLink.Describe(statistics); }

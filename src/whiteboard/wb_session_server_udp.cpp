@@ -68,6 +68,4 @@ CSinkInfo CWBSessionServerUDP::Info() {
     return info;
 }
 
-void CWBSessionServerUDP::DescribeLink(LumoLinkStatistics& statistics) const {
-    DescribeRemote(statistics, wire::Kind::Whiteboard, m_udp.SinkID(), m_udp.Remote());
-}
+void CWBSessionServerUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_udp.Describe(statistics); }

@@ -53,6 +53,7 @@ public:
     void SendData(const char* data, int length, int mode) override {
         sent.push_back({mode, std::string(data, static_cast<size_t>(length))});
         if (stalled) queuedBytes += static_cast<unsigned long>(length);
+        if (counts) ++queued;
     }
     void SetNotify(ITcpSessionNotify* notify) override { sessionNotify = notify; }
     unsigned long GetSendQueueSize() override { return queued; }
@@ -65,6 +66,7 @@ public:
     void Reserved() override {}
     void SetMaxAge(unsigned long milliseconds) override { maxAge = milliseconds; }
     unsigned long GetAgedFrames() override { return 0; }
+    uint64_t GetReceivedBytes() override { return received; }
 
     std::vector<CSentMessage> TakeSent();
 
@@ -75,12 +77,14 @@ public:
     uint16_t dialledPort = 0;
     std::string proxy;  // "type host port user password"
     unsigned long queued = 0;
+    uint64_t received = 0;
     unsigned long queuedBytes = 0;
     unsigned long maxReceivedFrame = 0;  // 0: never set
     unsigned long maxAge = 0;
     uint32_t remoteIP = 0x7f000001;
     uint16_t remotePort = 50000;
     bool stalled = false;  // what is sent stays queued
+    bool counts = false;   // frames are queued until the test says otherwise
     bool lost = false;
     bool released = false;
 };

@@ -100,6 +100,8 @@ public:
     /// control byte, or a validation message. The kernel takes the next ones only once it has sent all before: only
     /// what is on its way and what the far side's kernel has taken grows older. 0, at first: all wait.
     virtual void SetMaxAge(unsigned long milliseconds) = 0;
+    /// Bytes that have come, of messages that are not whole yet too.
+    virtual uint64_t GetReceivedBytes() = 0;
 
 protected:
     ~ITcpClient() = default;

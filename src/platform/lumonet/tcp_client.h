@@ -22,6 +22,7 @@ public:
     unsigned long GetRemoteIP() override { return m_ulIP; }
     void ClearSendQueue() override { m_queue.Clear(); }
     void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
+    uint64_t GetReceivedBytes() override { return ReceivedBytes(); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

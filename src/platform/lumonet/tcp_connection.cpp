@@ -119,6 +119,7 @@ void CTcpConnection::ReadTurn() {
     asio::error_code error;
     const size_t length = m_socket.read_some(asio::buffer(m_reactor.Scratch(), net::kReadTurn), error);
     if (error && !MustWait(error)) return Lose(error == asio::error::eof ? "closed by the far side" : "read failed");
+    m_nReceived.store(ReceivedBytes() + length, std::memory_order_relaxed);
     m_decoder.Feed(m_reactor.Scratch(), length);
     if (Deliver()) WaitReadable();
 }

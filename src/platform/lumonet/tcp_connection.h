@@ -19,6 +19,8 @@ public:
     CTcpConnection& operator=(const CTcpConnection&) = delete;
 
     bool IsLost() const { return m_bLost.load(std::memory_order_acquire); }
+    /// As they come, whole messages or not.
+    uint64_t ReceivedBytes() const { return m_nReceived.load(std::memory_order_relaxed); }
     /// Queues one message. Drops what cannot be one: nothing, too long, or a validation message not laid out as such.
     void Send(const char* data, int length, int mode);
     /// Takes and delivers nothing more; ends once what is queued has left and the far side has closed.
@@ -88,6 +90,7 @@ private:
     bool m_bWrote = false;          // reactor
     std::atomic<bool> m_bFinishing{false};
     std::atomic<bool> m_bLost{false};
+    std::atomic<uint64_t> m_nReceived{0};
     CCritSec m_csPinned;
     std::shared_ptr<CTcpConnection> m_pinned LUMO_GUARDED_BY(m_csPinned);
 };

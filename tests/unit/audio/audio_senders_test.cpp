@@ -1,5 +1,6 @@
 // Audio senders, byte for byte and poll by poll.
 #include "audio_scene.h"
+#include "lumomedia/statistics.h"
 
 #include <gtest/gtest.h>
 
@@ -33,8 +34,14 @@ TEST_F(AudioSenders, OverUdpFramesLeaveBetweenStartAndStop) {
     host.Deliver(Hex("0013") + key + U32(501) + U32(0), 10, 7000);  // a slower answer of the other address
     EXPECT_EQ(notify.connected, (std::vector<unsigned long>{11}));
     EXPECT_TRUE(host.TakeSent().empty());
+    LumoLinkStatistics link;
+    ASSERT_TRUE(GetLinkStatistics(0, link));
+    const uint64_t signs = link.ullSignsOfLife;
     host.Deliver(Hex("0014") + key + U32(3));
     EXPECT_EQ(sender->GetStartParam(), 3U);
+    ASSERT_TRUE(GetLinkStatistics(0, link));
+    EXPECT_EQ(link.ulRemoteIP, 11U);
+    EXPECT_EQ(link.ullSignsOfLife, signs + 1) << "the server lives";
     const auto answer = host.TakeSent();
     ASSERT_EQ(answer.size(), 1U);
     EXPECT_EQ(answer[0].bytes, Hex("0015") + U32(500));
@@ -56,6 +63,7 @@ TEST_F(AudioSenders, OverUdpFramesLeaveBetweenStartAndStop) {
     EXPECT_EQ(sender->GetSentFrameCount(), 2U);
     sender->ReleaseConnections();
     EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(3, ToHex(Hex("0018") + U32(500))));
+    EXPECT_FALSE(GetLinkStatistics(0, link));
     EXPECT_EQ(channel->GetAudioSinkCount(), 0U);
     host.Deliver(Hex("0014") + key + U32(3));  // late: nobody is there
     EXPECT_TRUE(host.TakeSent().empty());

@@ -19,7 +19,7 @@ public:
 TEST(TcpLink, TakesNothingMoreOnceAFrameDidNotFitAndIsLostUnlessItsQueueIsCleared) {
     CTestHost host;
     CNobody notify;
-    CTcpLink link(12);
+    CTcpLink link(wire::Kind::File, 12);
     ASSERT_TRUE(link.Dial(&notify, CTestHost::kPeerIP, CTestHost::kPeerPort, {}));
     CFakeTcp& tcp = host.net.LastClient();
     const auto sends = [&](size_t length) {
@@ -38,7 +38,17 @@ TEST(TcpLink, TakesNothingMoreOnceAFrameDidNotFitAndIsLostUnlessItsQueueIsCleare
     EXPECT_EQ(link.Poll(), TcpPoll::Alive);
     tcp.queued = limits::kMaxQueueBytes / limits::kFrameCost;
     EXPECT_FALSE(sends(1)) << "many short frames take room as well";
+    LumoLinkStatistics statistics;
+    tcp.received = 700;
+    ASSERT_TRUE(GetLinkStatistics(0, statistics));
+    EXPECT_EQ(statistics.byKind, 6U);
+    EXPECT_EQ(statistics.byTransport, 1U);
+    EXPECT_EQ(statistics.ulRemoteIP, tcp.remoteIP);
+    EXPECT_EQ(statistics.usRemotePort, CTestHost::kPeerPort);
+    EXPECT_EQ(statistics.ullSignsOfLife, 700U);
+    EXPECT_EQ(statistics.ulQueuedFrames, tcp.queued);
     link.Release();
+    EXPECT_FALSE(GetLinkStatistics(0, statistics));
 }
 
 }  // namespace

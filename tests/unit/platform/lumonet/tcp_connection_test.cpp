@@ -179,6 +179,7 @@ TEST(TcpConnection, TheClientIsToldOnceThatItsConnectionIsGone) {
         std::string bytes;
         bool takesAnswer, takesFrames;
         std::vector<std::string> events;
+        bool cut = false;
     } rows[] = {
         {"closed before the answer", "", true, true, {}},
         {"garbage for an answer", "SSH-2.0-x\r\n", true, true, {}},
@@ -189,7 +190,7 @@ TEST(TcpConnection, TheClientIsToldOnceThatItsConnectionIsGone) {
          true,
          false,
          {"answer 8 welcome", "frame one"}},
-        {"a frame cut short", answer + Framed(0, "one").substr(0, 7), true, true, {"answer 8 welcome"}},
+        {"a frame cut short", answer + Framed(0, "one").substr(0, 7), true, true, {"answer 8 welcome"}, true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -205,6 +206,7 @@ TEST(TcpConnection, TheClientIsToldOnceThatItsConnectionIsGone) {
         if (row.takesAnswer && row.takesFrames) peer = CRawPeer(-1);
         EXPECT_TRUE(client.m_events.WaitFor("disconnected"));
         EXPECT_TRUE(client.Net()->IsDisconnected());
+        if (row.cut) EXPECT_EQ(client.Net()->GetReceivedBytes(), row.bytes.size()) << "as they come";
         client.Send("into the void");
         EXPECT_EQ(client.Net()->GetSendQueueBytes(), 0u);
         client.Release();
