@@ -89,6 +89,28 @@ private:
     uint64_t m_from, m_to;
 };
 
+/// Carries so many bytes a millisecond, heads of IP and UDP included; what would wait longer than `most` ms is lost.
+class CBottleneck : public IFault {
+public:
+    CBottleneck(double bytesPerMs, uint32_t most) : m_rate(bytesPerMs), m_most(most) {}
+    void Apply(Transit& transit, CRandom&) override {
+        if (transit.copies.empty()) return;
+        m_free = std::max(m_free, static_cast<double>(transit.time));
+        const double wait = m_free - static_cast<double>(transit.time);
+        if (wait > m_most) return transit.copies.clear();
+        m_free += static_cast<double>(transit.copies.front().bytes.size() + 28) / m_rate;
+        for (Copy& copy : transit.copies)
+            copy.delay += static_cast<uint32_t>(m_free) - static_cast<uint32_t>(transit.time);
+    }
+    std::string Name() const override { return "bottleneck of " + std::to_string(m_rate) + " bytes/ms"; }
+    uint32_t MaxDelay() const override { return m_most; }
+
+private:
+    const double m_rate;
+    const uint32_t m_most;
+    double m_free = 0;  // when what waits has left
+};
+
 /// Holds each copy back for a random time; a spread reorders.
 class CDelaySpread : public IFault {
 public:

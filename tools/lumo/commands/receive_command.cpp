@@ -155,6 +155,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
             paths.OnSignOfLife(now);
             if (outcome.begunMs == 0) outcome.begunMs = now;
         }
+        engine.OnArrived(paths.ArrivedBytes(), now);
         const uint64_t wait = engine.Tick(now, link);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), paths));
         if (engine.Over()) break;

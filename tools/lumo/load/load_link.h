@@ -13,10 +13,18 @@ template <class Library>
 class CLoadLink : public CStreamSubscribeLink<Library> {
 public:
     CLoadLink(const RelayRoute& route, CInbox& inbox, LoadSink sink)
-        : CStreamSubscribeLink<Library>(false, route, inbox, PublishTimes()), m_sink(std::move(sink)) {}
+        : CStreamSubscribeLink<Library>(false, route, inbox, Times()), m_sink(std::move(sink)) {}
 
 protected:
     const LoadSink m_sink;
+
+private:
+    /// Among many links of one process nobody looks which of them is silent.
+    static LinkTimes Times() {
+        LinkTimes times;
+        times.silence = times.unaccepted = LinkTimes::kForEver;
+        return times;
+    }
 };
 
 }  // namespace lumo

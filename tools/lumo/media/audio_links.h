@@ -8,6 +8,7 @@
 namespace lumo {
 
 struct AudioLibrary {
+    static constexpr unsigned char kKind = kAudioKind;
     using Sender = IAudioSender;
     using SenderNotify = IAudioSenderNotify;
     using Receiver = IAudioReceiver;

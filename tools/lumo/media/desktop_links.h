@@ -2,7 +2,6 @@
 #pragma once
 
 #include "tools/lumo/media/stream_links.h"
-#include "tools/lumo/net/loop.h"
 
 #include <lumomedia/desktop.h>
 
@@ -34,6 +33,7 @@ IDesktopReceiver* MakeDesktopReceiverTCP(IDesktopReceiverNotify& notify, unsigne
                                          unsigned short proxyPort, const char* proxyUser, const char* proxyPassword);
 
 struct DesktopLibrary {
+    static constexpr unsigned char kKind = kDesktopKind;
     using Sender = IDesktopSender;
     using SenderNotify = CDesktopSenderNotify;
     using Receiver = IDesktopReceiver;
@@ -64,33 +64,7 @@ private:
 };
 using DesktopChannelPtr = StreamChannelPtr<CDesktopToolChannel>;
 
-/// Whether session packets come from a server to the desktop links of this process: acknowledgements, and those of a
-/// frame that takes long.
-class CServerLife {
-public:
-    explicit CServerLife(const RelayTarget& server) : m_server(server) {}
-    /// More have come since the last call.
-    bool Shows();
-
-private:
-    const RelayTarget m_server;
-    uint64_t m_ullPackets = 0;
-};
-
-/// A publisher says every second that it is there. Over UDP a server that acknowledges none of that is gone, long
-/// before the library gives it up.
-class CDesktopPublishLink final : public CStreamPublishLink<DesktopLibrary> {
-public:
-    CDesktopPublishLink(const RelayRoute& route, CInbox& inbox)
-        : CStreamPublishLink(route, inbox, route.tcp ? PublishTimes() : Times()), m_life(route.mcu) {}
-    ~CDesktopPublishLink() override { Close(); }
-
-private:
-    static LinkTimes Times();
-    bool IsDisconnected() override;
-
-    CServerLife m_life;
-};
+using CDesktopPublishLink = CStreamPublishLink<DesktopLibrary>;
 
 /// What a viewer says, on whichever link.
 class IDesktopUpstream {
@@ -111,7 +85,6 @@ class CDesktopSubscribeLink final : public CStreamSubscribeLink<Library>, public
 public:
     CDesktopSubscribeLink(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times)
         : Base(peer, route, Number(peer, route), inbox, times),
-          m_life(route.Server()),
           m_channel(new CDesktopToolChannel(Number(peer, route), nullptr)) {}
     ~CDesktopSubscribeLink() override { this->Close(); }
 
@@ -125,14 +98,11 @@ private:
     /// Over UDP the library calls every receiver of a server lost; what comes tells.
     bool IsDisconnected() override {
         if (this->IsPeer()) return Library::kReceiverP2P == &CreateDesktopReceiverP2P ? Base::IsDisconnected() : Lost();
-        if (this->Route().tcp) return Lost();
-        if (m_life.Shows() && this->IsTaken()) this->OnSignOfLife(CToolLoop::Now());
-        return false;
+        return this->Route().tcp && Lost();
     }
     bool Lost() const { return this->Receiver()->IsDisconnected(); }
     void OnDesktopReceiverNotifyData(const char* data, int length) override { this->Inbox().Push(data, length); }
 
-    CServerLife m_life;
     DesktopChannelPtr m_channel;
 };
 

@@ -3,6 +3,7 @@
 
 #include "lumomedia/statistics.h"
 #include "tools/lumo/net/link.h"
+#include "tools/lumo/net/link_signs.h"
 #include "tools/lumo/net/path_choice.h"
 #include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/relay_route.h"
@@ -14,24 +15,17 @@
 
 namespace lumo {
 
-/// Nobody answers a publisher: the library alone tells when the server has gone.
-inline LinkTimes PublishTimes() {
-    LinkTimes times;
-    times.silence = times.unaccepted = UINT64_MAX / 4;
-    return times;
-}
-
 /// Publishes a channel of this host at the relay server. `Medium` names the library's types and factories.
 template <class Medium>
 class CStreamPublishLink : public CLink, protected Medium::SenderNotify {
 public:
-    CStreamPublishLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times = PublishTimes())
-        : CLink(inbox, times), m_route(route) {}
+    CStreamPublishLink(const RelayRoute& route, CInbox& inbox)
+        : CLink(inbox, PublishTimes(route.tcp)), m_route(route) {}
     ~CStreamPublishLink() override { Close(); }
 
 protected:
     bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
-    const RelayRoute& Route() const { return m_route; }
+    LinkSigns Signs() const override { return SignsFrom(Medium::kKind, m_route.mcu); }
     bool Create() override {
         const auto& ips = m_route.mcu.ips;
         const ProxySettings& proxy = m_route.proxy;
@@ -71,6 +65,9 @@ protected:
     bool IsPeer() const { return m_bPeer; }
     const RelayRoute& Route() const { return m_route; }
 
+    LinkSigns Signs() const override {
+        return m_bPeer ? CPeerHost::SignsFrom(SenderUser(m_route.channel)) : SignsFrom(Medium::kKind, m_route.Server());
+    }
     // A failed negotiation is over at once, not when its time is.
     bool IsDisconnected() override {
         return m_pReceiver->IsDisconnected() || (m_bPeer && CPeerHost::InVain(SenderUser(m_route.channel), IsTaken()));

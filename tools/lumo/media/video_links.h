@@ -10,6 +10,7 @@
 namespace lumo {
 
 struct VideoLibrary {
+    static constexpr unsigned char kKind = kVideoKind;
     using Sender = IVideoSender;
     using SenderNotify = IVideoSenderNotify;
     using Receiver = IVideoReceiver;

@@ -49,8 +49,7 @@ uint64_t CVideoPublishMedium::Turn(uint64_t now) {
 
 void CVideoPublishMedium::SayGoodbye() {
     Source().SayGoodbye();
-    constexpr unsigned char kVideo = 1;
-    DrainChannel(*m_channel, kVideo);
+    DrainChannel(*m_channel, kVideoKind);
 }
 
 nlohmann::json CVideoPublishMedium::Details() {

@@ -1,5 +1,7 @@
 #include "tools/lumo/net/link.h"
 
+#include <utility>
+
 namespace lumo {
 
 CLink::CLink(CInbox& inbox, const LinkTimes& times) : m_inbox(inbox), m_times(times), m_policy(times) {}
@@ -8,14 +10,23 @@ CLink::~CLink() = default;
 
 bool CLink::Poll(uint64_t now) {
     if (m_bClosed) return false;
+    const bool accepted = Step(now);
+    if (IsTaken() || m_ullTakenMs == 0) m_ullTakenMs = now;
+    m_bTurnedAway = now - m_ullTakenMs >= kAnswerMs;
+    return accepted;
+}
+
+bool CLink::Step(uint64_t now) {
     const bool accepted = m_inbox.TakeAccepted() && m_policy.IsUp();
     if (accepted) {
         m_policy.OnAccepted(now);
         m_bEverTaken = true;
+        m_signs = Signs();
     }
     if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
         m_ullPolledMs = now;
         m_bLost = IsDisconnected();
+        LookForLife(now);
     }
     switch (m_policy.Poll(now, m_bLost)) {
         case LinkAction::None:
@@ -31,6 +42,12 @@ bool CLink::Poll(uint64_t now) {
             return false;
     }
     return accepted;
+}
+
+void CLink::LookForLife(uint64_t now) {
+    if (!IsTaken() || m_times.silence >= LinkTimes::kForEver) return;
+    const LinkSigns before = std::exchange(m_signs, Signs());
+    if (before.life != m_signs.life) OnSignOfLife(now);
 }
 
 void CLink::Suspend() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/net/inbox.h"
+#include "tools/lumo/net/link_signs.h"
 #include "tools/lumo/transfer/link_policy.h"
 
 #include <cstdint>
@@ -18,6 +19,7 @@ public:
 
     /// Makes, polls and gives up the connection as it is time. True when the far side has just taken us.
     bool Poll(uint64_t now);
+    /// A frame has come.
     void OnSignOfLife(uint64_t now) { m_policy.OnSignOfLife(now); }
     /// Says the library's goodbye; the next Poll makes it anew.
     void Suspend();
@@ -25,27 +27,41 @@ public:
     void Close();
     /// Whether the far side has ever taken us.
     bool EverTaken() const { return m_bEverTaken; }
+    /// Bytes of frames that have come, whole or not; begins anew with each connection.
+    uint64_t ArrivedBytes() const { return m_signs.bytes; }
     int Remakes() const { return m_nMade > 0 ? m_nMade - 1 : 0; }
     bool IsUp() const { return m_policy.IsUp(); }
     /// The far side has taken us.
     bool IsTaken() const { return m_policy.IsAccepted(); }
+    /// It does not, and has had the time to: at the beginning, or since it was lost.
+    bool IsTurnedAway() const { return m_bTurnedAway; }
 
     static constexpr uint64_t kPollMs = 1000;  // the library counts on it
+    static constexpr uint64_t kAnswerMs = 5000;
 
 protected:
     /// False when the library refuses.
     virtual bool Create() = 0;
     virtual bool IsDisconnected() = 0;
     virtual void Release() = 0;
+    /// What has come from the far side so far, as the library counts it. Of a frame that takes long to arrive the bytes
+    /// tell that the link lives, and where no frames come the server's own words do.
+    virtual LinkSigns Signs() const { return {}; }
     CInbox& Inbox() { return m_inbox; }
 
 private:
+    bool Step(uint64_t now);
+    void LookForLife(uint64_t now);
+
     CInbox& m_inbox;
     const LinkTimes m_times;
     CLinkPolicy m_policy;
     bool m_bLost = false;
     bool m_bClosed = false;
+    bool m_bTurnedAway = false;
     uint64_t m_ullPolledMs = 0;
+    LinkSigns m_signs;          // when last looked at
+    uint64_t m_ullTakenMs = 0;  // when it last was taken, at first when it began
     int m_nMade = 0;
     bool m_bEverTaken = false;
 };

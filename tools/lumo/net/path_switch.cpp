@@ -1,7 +1,5 @@
 #include "tools/lumo/net/path_switch.h"
 
-#include <utility>
-
 namespace lumo {
 namespace {
 
@@ -54,7 +52,6 @@ void CPathSwitch::PollDirect(uint64_t now) {
     if (m_pDirect->IsUp() && !m_pDirect->IsTaken() && now - m_ullAskedMs >= kAskAgainMs) AskAgain(now);
     m_bDirectHeard = m_bDirectHeard && m_pDirect->IsTaken();
     if (m_pDirect->IsTaken()) {
-        LookForLife(now);
         m_bDirectMissed = m_bDirectMissed && !DirectServes();
     } else if ((givenUp && IsInVain()) || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken())) {
         m_bDirectMissed = true;
@@ -79,15 +76,6 @@ void CPathSwitch::AskAgain(uint64_t now) {
         m_pDirect->Suspend();  // the next one asks
     else if (!m_bTcpPeers && state != PeerState::Connected)
         m_host.Call(sender);
-}
-
-// On a path with much loss a whole frame takes longer than a dead one may last, but its packets come.
-void CPathSwitch::LookForLife(uint64_t now) {
-    constexpr uint64_t kLookMs = 200;
-    if (m_bTcpPeers || now - m_ullLookedMs < kLookMs) return;
-    m_ullLookedMs = now;
-    const uint64_t packets = CPeerHost::PacketsFrom(SenderUser(m_route.channel));
-    if (std::exchange(m_ullPackets, packets) != packets) m_pDirect->OnSignOfLife(now);
 }
 
 void CPathSwitch::PollRelay(uint64_t now) {

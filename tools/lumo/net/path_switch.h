@@ -58,6 +58,8 @@ public:
     void OnSignOfLife(uint64_t now);
     void Close();
 
+    /// Of the link in use; 0 without one.
+    uint64_t ArrivedBytes() const { return m_pActive ? m_pActive->ArrivedBytes() : 0; }
     /// The link in use has been taken.
     bool Ready() const { return m_pActive && m_pActive->IsTaken(); }
     /// The link in use; null before there is one.
@@ -78,7 +80,6 @@ private:
     /// The direct link, just given up, has shown that there is no way, or no longer.
     bool IsInVain() const;
     void AskAgain(uint64_t now);
-    void LookForLife(uint64_t now);
     void PollRelay(uint64_t now);
 
     CPeerHost& m_host;
@@ -93,12 +94,10 @@ private:
     std::unique_ptr<CLink> m_pRelay;   // null: not wanted
     CLink* m_pActive = nullptr;        // one of the two
     CLink* m_pHeard = nullptr;         // by which the last frame came
-    uint64_t m_ullLookedMs = 0;
-    uint64_t m_ullPackets = 0;     // of the direct link, when last looked at
-    uint64_t m_ullAskedMs = 0;     // when the direct link asked the publisher last
-    bool m_bDirectHeard = false;   // something has come by the direct link since it was taken
-    bool m_bDirectMissed = false;  // there is none, or it has gone
-    bool m_bTaken = false;         // the active one was taken in this round
+    uint64_t m_ullAskedMs = 0;         // when the direct link asked the publisher last
+    bool m_bDirectHeard = false;       // something has come by the direct link since it was taken
+    bool m_bDirectMissed = false;      // there is none, or it has gone
+    bool m_bTaken = false;             // the active one was taken in this round
 };
 
 }  // namespace lumo

@@ -89,10 +89,10 @@ PeerState CPeerHost::StateOf(uint32_t userID) {
     return peer.byState == 1 ? PeerState::Connected : peer.byState == 2 ? PeerState::Failed : PeerState::Negotiating;
 }
 
-uint64_t CPeerHost::PacketsFrom(uint32_t userID) {
-    uint64_t packets = 0;
-    for (const LumoLinkStatistics& link : LinksWith(userID)) packets += link.ullPacketsReceived;
-    return packets;
+LinkSigns CPeerHost::SignsFrom(uint32_t userID) {
+    LinkSigns signs;
+    for (const LumoLinkStatistics& link : LinksWith(userID)) signs.Add(link);
+    return signs;
 }
 
 std::vector<LumoLinkStatistics> CPeerHost::LinksWith(uint32_t userID) {

@@ -1,6 +1,7 @@
 // This host among its peers: registered at the signalling service, its public address known.
 #pragma once
 
+#include "tools/lumo/net/link_signs.h"
 #include "tools/lumo/net/peer_manager.h"
 #include "tools/lumo/net/proxy_url.h"
 #include "tools/lumo/net/target.h"
@@ -47,8 +48,8 @@ public:
     static PeerState StateOf(uint32_t userID);
     /// A link to that user, taken or not, has nothing more to hope for.
     static bool InVain(uint32_t userID, bool taken) { return !taken && StateOf(userID) == PeerState::Failed; }
-    /// Session packets that have come from that user.
-    static uint64_t PacketsFrom(uint32_t userID);
+    /// What has come from that user.
+    static LinkSigns SignsFrom(uint32_t userID);
     /// Every live link with that user.
     static std::vector<LumoLinkStatistics> LinksWith(uint32_t userID);
     /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe

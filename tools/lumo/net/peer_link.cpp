@@ -26,6 +26,8 @@ bool CPeerLink::IsDisconnected() {
     return m_pReceiver->IsDisconnected() || (!m_route.tcp && CPeerHost::InVain(m_route.userID, Ready()));
 }
 
+LinkSigns CPeerLink::Signs() const { return CPeerHost::SignsFrom(m_route.userID); }
+
 void CPeerLink::Release() {
     if (m_pReceiver) m_pReceiver->ReleaseConnections();
     m_pReceiver = nullptr;

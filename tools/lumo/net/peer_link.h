@@ -23,6 +23,7 @@ private:
     bool Create() override;
     bool IsDisconnected() override;
     void Release() override;
+    LinkSigns Signs() const override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
     void OnFileReceiverNotifyConnected(unsigned long) override { Inbox().Accept(); }
 

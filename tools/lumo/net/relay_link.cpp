@@ -2,7 +2,8 @@
 
 namespace lumo {
 
-CPublishLink::CPublishLink(const RelayRoute& route, CInbox& inbox) : CChannelLink(inbox, LinkTimes()), m_route(route) {
+CPublishLink::CPublishLink(const RelayRoute& route, CInbox& inbox)
+    : CChannelLink(inbox, PublishTimes(route.tcp)), m_route(route) {
     OpenChannel(std::make_unique<CPublishChannel>(route.channel, inbox));
 }
 
@@ -21,13 +22,16 @@ bool CPublishLink::Create() {
     return m_pSender != nullptr;
 }
 
+// Over UDP the library hopes for 2 s and goes on asking: an answer may be longer on its way.
+bool CPublishLink::IsDisconnected() { return m_pSender->IsDisconnected() && (m_route.tcp || IsTaken()); }
+
 void CPublishLink::Release() {
     if (m_pSender) m_pSender->ReleaseConnections();
     m_pSender = nullptr;
 }
 
 CSubscribeLink::CSubscribeLink(const RelayRoute& route, CInbox& inbox)
-    : CChannelLink(inbox, LinkTimes()), m_route(route) {
+    : CChannelLink(inbox, ReceiveTimes(route.tcp)), m_route(route) {
     OpenChannel(std::make_unique<CUpstreamChannel>(route.channel));
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/net/channel_link.h"
+#include "tools/lumo/net/link_signs.h"
 #include "tools/lumo/net/relay_route.h"
 
 namespace lumo {
@@ -14,7 +15,8 @@ public:
 
 private:
     bool Create() override;
-    bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
+    bool IsDisconnected() override;
+    LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.mcu); }
     void Release() override;
     void OnFileSenderNotifyConnected(unsigned long, bool) override { Inbox().Accept(); }
 
@@ -31,6 +33,7 @@ public:
 private:
     bool Create() override;
     bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
+    LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.Server()); }
     void Release() override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
     void OnFileReceiverNotifyConnected(unsigned long) override { Inbox().Accept(); }

@@ -29,8 +29,8 @@ public:
     LaneLinks Links();
     /// Whether anybody can have heard of us.
     bool EverTaken() const { return m_bEverTaken; }
-    /// The server has turned us away and nobody can come directly.
-    bool TurnedAway() const { return !m_bEverTaken && (m_pRelay ? m_pRelay->Remakes() > 0 : m_host.Refused()); }
+    /// The server does not take us, at the beginning or any more.
+    bool TurnedAway() const { return m_pRelay ? m_pRelay->IsTurnedAway() : !m_bEverTaken && m_host.Refused(); }
     /// "direct ADDRESS:PORT, ...", "relay HOST:PORT".
     std::string PathText(size_t lane) const;
     int WakeFd() const { return m_wake.Fd(); }

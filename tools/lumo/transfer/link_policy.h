@@ -11,10 +11,29 @@ enum class LinkAction { None, Create, Release };
 
 /// Milliseconds.
 struct LinkTimes {
+    static constexpr uint64_t kForEver = UINT64_MAX / 4;
+
     uint64_t silence = 3000;
     uint64_t unaccepted = 3000;  ///< silence before the far side has taken us
     std::array<uint64_t, 6> pauses = {200, 500, 1000, 2000, 4000, 5000};
 };
+
+/// Of one who receives files from a server. Over UDP that acknowledges what the receiver says every second; over TCP it
+/// says something every 12 s while nothing comes of a sender, and an answer may take two far round trips.
+inline LinkTimes ReceiveTimes(bool tcp) {
+    LinkTimes times;
+    if (tcp) times.silence = times.unaccepted = 15000;
+    return times;
+}
+
+/// Of one who publishes at a server. Over UDP that says something every 2 s, whoever listens: two of its words may be
+/// lost, and a third come late. Over TCP it may have nothing to say, and the connection alone tells.
+inline LinkTimes PublishTimes(bool tcp) {
+    LinkTimes times;
+    times.silence = tcp ? LinkTimes::kForEver : 6500;
+    times.unaccepted = tcp ? LinkTimes::kForEver : 30000;  // the library asks again meanwhile
+    return times;
+}
 
 /// The library gives up only after minutes of silence; files should go on seconds after a relay has come back. One
 /// thread.
@@ -25,7 +44,7 @@ public:
 
     explicit CLinkPolicy(const LinkTimes& times = LinkTimes()) : m_times(times), m_ullSilenceMs(times.silence) {}
 
-    /// A frame of the other side has come.
+    /// Something of the other side has come.
     void OnSignOfLife(uint64_t now) {
         m_ullLifeMs = now;
         m_ullSilenceMs = m_times.silence;
@@ -49,7 +68,7 @@ public:
         const uint64_t silent = now - std::min(now, m_ullLifeMs);  // a sign may be newer than the caller's `now`
         if (!disconnected && silent <= patience) return LinkAction::None;
         m_bUp = false;
-        if (!disconnected) m_ullSilenceMs = std::min(2 * m_ullSilenceMs, kMaxSilenceMs);
+        if (!disconnected) m_ullSilenceMs = std::max(m_times.silence, std::min(2 * m_ullSilenceMs, kMaxSilenceMs));
         m_ullCreateMs = now + m_times.pauses.at(m_bAccepted && !disconnected ? 0 : m_nPause);
         m_nPause = std::min(m_nPause + 1, m_times.pauses.size() - 1);
         return LinkAction::Release;

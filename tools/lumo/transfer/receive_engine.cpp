@@ -36,6 +36,14 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
     return true;
 }
 
+void CReceiveEngine::OnArrived(uint64_t bytes, uint64_t now) {
+    constexpr uint64_t kOfAFrame = 512;  // more than a server says by itself
+    if (bytes > m_ullLinkBytes && bytes - m_ullLinkBytes < kOfAFrame) return;
+    const bool more = bytes > m_ullLinkBytes;
+    m_ullLinkBytes = bytes;
+    if (more && m_bKnows) m_ullHeardMs = now;
+}
+
 void CReceiveEngine::OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t) {
     if (beacon.state == SenderState::Preparing || HasAll()) return;
     if (!m_bKnows || transfer != m_ullTransfer) BeginTransfer(transfer, beacon);
@@ -158,7 +166,8 @@ uint64_t CReceiveEngine::Tick(uint64_t now, ILinkOut& link) {
     const bool more = VerifyStep() || DeliverStep();
     CheckEnd();
     if (Ended() && m_ullEndedMs == 0) m_ullEndedMs = now;
-    if (link.Ready() && ReportNeeded(now)) Report(now, link);
+    // One report waits at most: the next says all that it said.
+    if (link.Ready() && link.Queued() == 0 && ReportNeeded(now)) Report(now, link);
     if (Ended()) {
         m_bOver = m_bConfirmed || !m_bKnows || now - m_ullEndedMs > kConfirmWaitMs;
     } else if (!HasAll() && now - m_ullHeardMs > m_ullWaitMs) {

@@ -56,6 +56,8 @@ public:
     bool OnFrame(const char* data, size_t length, uint64_t now);
     /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
     uint64_t Tick(uint64_t now, ILinkOut& link);
+    /// So many bytes of frames have come on the link. A block may take longer to arrive than anybody waits.
+    void OnArrived(uint64_t bytes, uint64_t now);
     /// The link was made anew: the sender must hear of us.
     void OnLinkReady() { m_bReportDue = true; }
     /// Another channel from here on: it counts its blocks by itself.
@@ -132,6 +134,7 @@ private:
     uint64_t m_ullReportMs = 0;
     uint64_t m_ullFlushMs = 0;
     uint64_t m_ullHeardMs = 0;
+    uint64_t m_ullLinkBytes = 0;  // that had come when it was last told
     uint64_t m_ullEndedMs = 0;
 };
 

@@ -149,7 +149,9 @@ uint64_t CSendEngine::TickLane(uint64_t now, size_t index, ILinkOut& link) {
     lane.pace.Update(now, link.Queued());
     if (!link.Ready()) return kReportGapMs;
     const uint64_t since = now - lane.beaconMs;
-    if (since >= kHeartbeatMs || (lane.beaconDue && since >= kReportGapMs)) SendBeacon(now, lane, link);
+    const bool due = since >= kHeartbeatMs || (lane.beaconDue && since >= kReportGapMs);
+    // Where a frame takes longer than a heartbeat, beacons that wait for one another would leave no room for blocks.
+    if (due && link.Queued() <= lane.behindBeacon) SendBeacon(now, lane, link);
     if (!lane.confirms.empty()) SendConfirm(lane, link);
     if (m_state == SendState::Preparing) return 0;
     SendOffers(now, index, link);

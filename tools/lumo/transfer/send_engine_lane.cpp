@@ -17,10 +17,12 @@ void CSendEngine::SendBeacon(uint64_t now, CSendLane& lane, ILinkOut& link) {
     link.Send(Encode({m_ullTransfer, beacon}));
     lane.beaconDue = false;
     lane.beaconMs = now;
+    lane.behindBeacon = 0;
 }
 
 void CSendEngine::SendConfirm(CSendLane& lane, ILinkOut& link) {
     link.Send(Encode({m_ullTransfer, Confirm{lane.confirms}}));
+    ++lane.behindBeacon;
     lane.confirms.clear();
 }
 
@@ -44,6 +46,7 @@ void CSendEngine::SendOffers(uint64_t now, size_t index, ILinkOut& link) {
         offer.sha256 = m_files[i]->Sha256();
         offer.name = m_files[i]->Name();
         link.Send(Encode({m_ullTransfer, offer}));
+        ++m_lanes.at(index).behindBeacon;
     }
 }
 
@@ -77,6 +80,7 @@ bool CSendEngine::SendBlock(uint32_t block, CSendLane& lane, ILinkOut& link) {
     PutBlockHeader(m_frame.data(), m_ullTransfer, lane.sent.Last(), block, BlockChecksum(data, length));
     link.Send(m_frame.data(), static_cast<int>(kBlockHeaderLength + length));
     lane.pace.OnQueued();
+    ++lane.behindBeacon;
     m_rate.OnSent(length);
     m_ullSentBytes += length;
     return true;

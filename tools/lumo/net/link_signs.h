@@ -1,0 +1,41 @@
+// What the library's statistics tell of the far side of this process's links.
+#pragma once
+
+#include "tools/lumo/net/target.h"
+
+#include <lumomedia/statistics.h>
+
+#include <cstdint>
+
+namespace lumo {
+
+/// LumoLinkStatistics::byKind.
+inline constexpr unsigned char kAudioKind = 0, kVideoKind = 1, kDesktopKind = 5, kFileKind = 6;
+
+/// Whether a link's far side is that server at one of its addresses.
+inline bool LeadsTo(const LumoLinkStatistics& link, const RelayTarget& server) {
+    const auto& ips = server.ips;
+    return link.usRemotePort == server.port && std::find(ips.begin(), ips.end(), link.ulRemoteIP) != ips.end();
+}
+
+/// What has come of a far side on some links.
+struct LinkSigns {
+    uint64_t life = 0;   ///< of whatever kind
+    uint64_t bytes = 0;  ///< of frames, whole or not
+
+    void Add(const LumoLinkStatistics& link) {
+        life += link.ullSignsOfLife;
+        bytes += link.ullBytesReceived;
+    }
+};
+
+/// On all links of a kind with that server.
+inline LinkSigns SignsFrom(unsigned char kind, const RelayTarget& server) {
+    LumoLinkStatistics link{};
+    LinkSigns signs;
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
+        if (link.byKind == kind && LeadsTo(link, server)) signs.Add(link);
+    return signs;
+}
+
+}  // namespace lumo
