@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace lumo {
 namespace {
@@ -30,6 +31,7 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
     CWake wake;
     CInbox inbox(wake, 0, 0);
     std::unique_ptr<CLink> link = medium.Open(route, inbox);
+    bool turnedAway = false;
     while (!medium.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
         link->Poll(now);
@@ -37,7 +39,9 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
         const uint64_t wait = medium.Turn(now);
         for (nlohmann::json event = medium.NextEvent(); !event.is_null(); event = medium.NextEvent())
             printer.Event(event);
-        if (printer.Due(now)) printer.Show(now, {"publishing", medium.Bytes(), 0, medium.Bytes(), medium.Details()});
+        if (!std::exchange(turnedAway, link->IsTurnedAway()) && turnedAway) SayTurnedAway(printer);
+        const char* words = turnedAway ? "waiting for the relay server" : "publishing";
+        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes(), medium.Details()});
         loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
     }
     medium.SayGoodbye();

@@ -12,11 +12,10 @@
 #include <cerrno>
 #include <memory>
 #include <set>
+#include <utility>
 
 namespace lumo {
 namespace {
-
-constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
 
 struct SendCommand {
     TransferOptions common;
@@ -70,10 +69,10 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
 ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
-    view.words = preparing             ? "hashing"
-                 : !paths.EverTaken()  ? "waiting for the relay server"
-                 : progress.alive == 0 ? "waiting for receivers"
-                                       : "sending";
+    view.words = preparing            ? "hashing"
+                 : progress.alive > 0 ? "sending"
+                 : paths.TurnedAway() ? "waiting for the relay server"
+                                      : "waiting for receivers";
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;
@@ -155,7 +154,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     CSendEngine engine(RandomID(), std::move(sources), options);
     std::string frame;
     size_t lane = 0;
-    bool hinted = false;
+    bool turnedAway = false;
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
         while (paths.Pop(frame, lane)) {
@@ -165,9 +164,8 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
         for (lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);
         }
-        if (!hinted && paths.TurnedAway()) {
-            printer.Note(kNoRelay);
-            hinted = true;
+        if (!std::exchange(turnedAway, paths.TurnedAway()) && turnedAway) {
+            SayTurnedAway(printer);
         }
         const uint64_t wait = engine.Tick(now, paths.Links());
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), paths));

@@ -85,6 +85,11 @@ PeerOptions TransferOptions::ToPeers(const RelayRoute& route, uint32_t userID) c
     return options;
 }
 
+void SayTurnedAway(CProgressPrinter& printer) {
+    printer.Note(kNoRelay);
+    printer.Event({{"event", "turned_away"}, {"problem", kNoRelay}});
+}
+
 void DrainLink(const ILinkOut* link, CToolLoop& loop) {
     constexpr uint64_t kMostMs = 2000, kStepMs = 5, kGraceMs = 100;
     if (!link) return;

@@ -49,6 +49,10 @@ CLI::Validator SecondsBetween(double least, double most);
 /// Decimal, 1 to 4294967295; 0 when it is not.
 uint32_t ParseChannel(const std::string& text);
 
+/// What one who publishes says when the server does not take it, at the beginning or later.
+inline constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
+void SayTurnedAway(CProgressPrinter& printer);
+
 /// Waits until what was queued has been taken by the far side, two seconds at most, so that a goodbye gets out. The
 /// last frame queued must be one that may be lost.
 void DrainLink(const ILinkOut* link, CToolLoop& loop);

@@ -78,6 +78,22 @@ void CStreamDemo::Judge(IDemoStream& stream, StreamRow& row) {
     if (row.problem.empty() && row.subscriber->ExitCode() != 0) row.problem = row.subscriber->Errors();
 }
 
+bool CStreamDemo::WaitForRows() {
+    const auto ended = [](const StreamRow& row) { return !row.subscriber->Running(); };
+    return m_stage.WaitUntil([&] { return std::all_of(m_rows.begin(), m_rows.end(), ended); });
+}
+
+bool CStreamDemo::RunCut() {
+    CDemoStage::Say("killing the first relay server, and starting it again: its publishers must be heard soon");
+    if (!m_stage.RestartFirstRelay()) return false;
+    uint32_t channel = kFirstChannel;
+    for (const auto& stream : m_streams) {
+        if (!AddRow(*stream, "UDP, server killed before", channel, {"--mcu", m_stage.Mcu(0)})) return false;
+        channel += 2;
+    }
+    return WaitForRows();
+}
+
 bool CStreamDemo::Run() {
     CDemoStage::Say("live streams, each over every path at once, " + std::string(kSeconds) + " seconds each");
     m_impaired = m_stage.StartImpaired(1);
@@ -87,8 +103,7 @@ bool CStreamDemo::Run() {
         if (!StartPublishers(*stream, channel) || !StartSubscribers(*stream, channel)) return false;
         channel += 2;
     }
-    const auto ended = [](const StreamRow& row) { return !row.subscriber->Running(); };
-    if (!m_stage.WaitUntil([&] { return std::all_of(m_rows.begin(), m_rows.end(), ended); })) return false;
+    if (!WaitForRows() || !RunCut()) return false;
     for (StreamRow& row : m_rows)
         for (const auto& stream : m_streams)
             if (row.medium == stream->Medium()) Judge(*stream, row);

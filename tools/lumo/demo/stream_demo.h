@@ -59,6 +59,8 @@ private:
     bool StartPublishers(IDemoStream& stream, uint32_t channel);
     bool StartSubscribers(const IDemoStream& stream, uint32_t channel);
     bool AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way);
+    bool RunCut();
+    bool WaitForRows();
     static void Judge(IDemoStream& stream, StreamRow& row);
 
     CDemoStage& m_stage;
