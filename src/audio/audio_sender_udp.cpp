@@ -21,7 +21,7 @@ void CAudioSenderUDP::SendAudioData(const char* data, int length) {
 }
 
 void CAudioSenderUDP::ReleaseConnections() {
-    if (RefusesRelease("A sender of channel", Info().channelID)) return;
+    if (RefusesRelease("A sender of channel", GetAudioChannelID())) return;
     m_entry.Leave();
     CLocalMCUAudio::RemoveAudioSenderUDP(GetSenderKey());
     CAudioSender::ReleaseConnections();

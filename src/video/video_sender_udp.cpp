@@ -24,7 +24,7 @@ void CVideoSenderUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
 }
 
 void CVideoSenderUDP::ReleaseConnections() {
-    if (RefusesRelease("A sender of channel", Info().channelID)) return;
+    if (RefusesRelease("A sender of channel", GetVideoChannelID())) return;
     CLocalMCUVideo::RemoveVideoSenderUDP(GetSenderKey());
     CVideoSender::ReleaseConnections();
     m_source.SendGoodbye();
