@@ -12,9 +12,9 @@ using namespace log_lines;
 namespace {
 
 class CListener final : public IAudioSenderNotify,
-                  public IAudioReceiverNotify,
-                  public IVideoSenderNotify,
-                  public IVideoReceiverNotify {
+                        public IAudioReceiverNotify,
+                        public IVideoSenderNotify,
+                        public IVideoReceiverNotify {
 public:
     void OnConnected(unsigned long) override {}
     void OnAudioData(const char*, int) override {}

@@ -18,9 +18,9 @@ using session_wire::U32;
 namespace {
 
 class CNotify final : public IAudioSenderNotify,
-                public IAudioReceiverNotify,
-                public IVideoSenderNotify,
-                public IVideoReceiverNotify {
+                      public IAudioReceiverNotify,
+                      public IVideoSenderNotify,
+                      public IVideoReceiverNotify {
 public:
     void OnConnected(unsigned long) override { told += " connected"; }
     void OnKeyFrameRequest() override { told += " key frame"; }
