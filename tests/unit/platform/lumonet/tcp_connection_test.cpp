@@ -16,6 +16,16 @@ std::string Random(size_t length, unsigned seed) {
     return bytes;
 }
 
+class CFilter final : public ITcpAcceptFilter {
+public:
+    bool MayAccept(unsigned long ip, unsigned unvalidated) override {
+        EXPECT_EQ(ip, kLoopback);
+        m_events.Add(std::to_string(unvalidated));
+        return unvalidated < 3;
+    }
+    CEvents m_events;
+};
+
 // A client and the session that the server has made of it.
 struct Pair {
     CServer server;
@@ -280,4 +290,27 @@ TEST(TcpConnection, DialsNothingButAnAddressAndAPort) {
     for (const char* host : {"", "socks5://127.0.0.1", "user@127.0.0.1", "127.0.0.1:80", "a b", "a/b", "a\r\nb"}) {
         EXPECT_FALSE(dial(&notify, "127.0.0.1", 1, 1, host, 1)) << host;
     }
+}
+
+TEST(TcpConnection, TheFilterHearsHowManyHaveNotValidated) {
+    const std::string hello = Framed(1, Validation(7, "hello"));
+    CFilter filter;
+    CServer server(&filter);
+    std::vector<CRawPeer> peers;
+    for (size_t i = 0; i < 3; ++i) {
+        peers.push_back(CRawPeer::Dial(server.m_usPort));
+        ASSERT_TRUE(filter.m_events.WaitForCount(i + 1));
+    }
+    EXPECT_TRUE(CRawPeer::Dial(server.m_usPort).IsClosed()) << "one too many";
+    peers[1].Send(hello);
+    ASSERT_TRUE(server.Session(0));
+    peers[2] = CRawPeer(-1);
+    EXPECT_TRUE(Eventually([&] {  // both have left the count
+        CRawPeer again = CRawPeer::Dial(server.m_usPort);
+        again.Send(hello);
+        return again.Read(1).size() == 1 && filter.m_events.Count("1") > 1;
+    }));
+    const std::vector<std::string> asked = filter.m_events.All();
+    EXPECT_EQ(std::vector<std::string>(asked.begin(), asked.begin() + 4),
+              (std::vector<std::string>{"0", "1", "2", "3"}));
 }

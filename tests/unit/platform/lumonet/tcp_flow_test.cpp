@@ -13,16 +13,6 @@ namespace {
 
 const std::string kHello = Framed(1, Validation(7, "hello"));
 
-class CFilter final : public ITcpAcceptFilter {
-public:
-    bool MayAccept(unsigned long ip, unsigned unvalidated) override {
-        EXPECT_EQ(ip, kLoopback);
-        m_events.Add(std::to_string(unvalidated));
-        return unvalidated < 3;
-    }
-    CEvents m_events;
-};
-
 // A frame goes to and fro while others misbehave.
 void ExpectService(CServer& server, size_t session) {
     CClient client;
@@ -279,28 +269,6 @@ TEST(TcpFlow, CloseWhenSentLosesNothing) {
     ASSERT_TRUE(server.Session(1));
     server.Session(1)->m_pNet->CloseWhenSent();
     EXPECT_TRUE(Eventually([&] { return server.Session(1)->m_pNet->IsDisconnected(); }));
-}
-
-TEST(TcpFlow, TheFilterHearsHowManyHaveNotValidated) {
-    CFilter filter;
-    CServer server(&filter);
-    std::vector<CRawPeer> peers;
-    for (size_t i = 0; i < 3; ++i) {
-        peers.push_back(CRawPeer::Dial(server.m_usPort));
-        ASSERT_TRUE(filter.m_events.WaitForCount(i + 1));
-    }
-    EXPECT_TRUE(CRawPeer::Dial(server.m_usPort).IsClosed()) << "one too many";
-    peers[1].Send(kHello);
-    ASSERT_TRUE(server.Session(0));
-    peers[2] = CRawPeer(-1);
-    EXPECT_TRUE(Eventually([&] {  // both have left the count
-        CRawPeer again = CRawPeer::Dial(server.m_usPort);
-        again.Send(kHello);
-        return again.Read(1).size() == 1 && filter.m_events.Count("1") > 1;
-    }));
-    const std::vector<std::string> asked = filter.m_events.All();
-    EXPECT_EQ(std::vector<std::string>(asked.begin(), asked.begin() + 4),
-              (std::vector<std::string>{"0", "1", "2", "3"}));
 }
 
 TEST(TcpFlow, AFloodOfConnectionsIsBoundedAndOutlasted) {
