@@ -1,14 +1,21 @@
 #include "server/kept_requests.h"
 
 #include "link/activity.h"
+#include "platform/lumobase/undo.h"
 
 void CKeptRequests::Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now) {
     Forget(request, home);
     const auto ofAddress = m_perAddress.find(request.peer.ip);
     if (ofAddress != m_perAddress.end() && ofAddress->second >= m_nPerAddress) return;
     if (m_kept.size() >= server::kMaxUnproved) Forget(m_kept.front().request, m_kept.front().home);
-    m_byKey[KeyOf(request, home)] = m_kept.insert(m_kept.end(), {request, home, now});
+    const auto kept = m_kept.insert(m_kept.end(), {request, home, now});
+    CUndo undo([&] {
+        m_byKey.erase(KeyOf(request, home));
+        m_kept.erase(kept);
+    });
+    m_byKey[KeyOf(request, home)] = kept;
     ++m_perAddress[request.peer.ip];
+    undo.Keep();
 }
 
 CKeptRequests::Index::iterator CKeptRequests::Erase(Index::iterator entry) {

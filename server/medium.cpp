@@ -1,5 +1,6 @@
 #include "server/medium.h"
 
+#include "platform/lumobase/undo.h"
 #include "server/stream.h"
 
 void CMedium::LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel) {
@@ -14,7 +15,9 @@ std::shared_ptr<CStream> CMedium::MakeStream(const CStreamName& name) {
     if (closed || name.channelID == 0 || streams.Size() >= Limits().channels) return nullptr;
     std::shared_ptr<CStream> stream = classes.MakeStream(name);
     streams.Add(name.Key(), stream);
+    CUndo undo([&] { streams.Remove(name.Key()); });
     stream->Open();
+    undo.Keep();
     return stream;
 }
 

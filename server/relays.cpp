@@ -1,6 +1,7 @@
 #include "server/relays.h"
 
 #include "link/activity.h"
+#include "platform/lumobase/undo.h"
 #include "platform/lumonet/lumonet.h"
 
 #include <algorithm>
@@ -28,8 +29,11 @@ bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CM
     if (!relay) return false;
     Doubt(*relay);
     const uint32_t sinkID = m_sinks.Accept(*relay->stream, session, request);
-    if (sinkID != 0 && !Serves(*relay)) relay->waitingTcp.emplace_back(sinkID, CActivity::Now());
-    return sinkID != 0;
+    if (sinkID == 0 || Serves(*relay)) return sinkID != 0;
+    CUndo undo([&] { m_medium.classes.EndSink(sinkID); });
+    relay->waitingTcp.emplace_back(sinkID, CActivity::Now());
+    undo.Keep();
+    return true;
 }
 
 CRelays::CRelay* CRelays::FindOrStart(const CSinkRequest& request, const CMcuAddress& home, bool tcp) {
@@ -53,15 +57,18 @@ CRelays::CRelay* CRelays::Start(const Key& key, uint32_t asker, bool tcp) {
     if (!MayStart(asker)) return nullptr;
     const auto& [channelID, home] = key;
     CRelay& relay = m_relays[key];
-    relay.stream = m_medium.MakeStream({channelID, relay.legID.Get(), {home.ips[0], home.port}});
-    if (!relay.stream) {
+    CUndo undo([&] {
+        if (relay.leg) relay.leg->Close();
+        if (relay.stream) m_medium.EndStream(*relay.stream);
         m_relays.erase(key);
-        return nullptr;
-    }
+    });
+    relay.stream = m_medium.MakeStream({channelID, relay.legID.Get(), {home.ips[0], home.port}});
+    if (!relay.stream) return nullptr;
     relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();
     relay.open = relay.leg->Open();
+    undo.Keep();
     return &relay;
 }
 

@@ -21,17 +21,13 @@ bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
     session->SetMaxReceivedFrame(signalling::kMaxFrame);
     if (!AcceptTcpSession(session)) return false;
     auto client = std::make_unique<CSignallingClient>(*this, session, userID);
-    m_log.Line("signalling user " + std::to_string(userID) + " " +
-               EndpointText(client->Peer().ip, client->Peer().port) + " came");
+    LogClient(*client, "came");
     client->AnswerValidation();
-    Clients replaced;
     {
         CAutoLock lock(&m_cs);
-        const auto old = m_clients.find(userID);
-        if (old != m_clients.end()) replaced.insert(m_clients.extract(old));
-        m_clients[userID] = std::move(client);
+        m_clients[userID].swap(client);
     }
-    Release(replaced);
+    if (client) Release(*client);  // the one before
     return true;
 }
 
@@ -61,15 +57,21 @@ void CSignalling::OnSecond() {
                 here->second->OnSecond();
         }
     }
-    Release(gone);
+    for (const auto& entry : gone) Release(*entry.second);
 }
 
 // Outside the lock: it waits for a callback that may want it.
-void CSignalling::Release(const Clients& gone) {
-    for (const auto& entry : gone) {
-        entry.second->End();
-        m_log.Line("signalling user " + std::to_string(entry.first) + " " +
-                   EndpointText(entry.second->Peer().ip, entry.second->Peer().port) + " left");
+void CSignalling::Release(CSignallingClient& client) {
+    client.End();
+    LogClient(client, "left");
+}
+
+// A failure to say so must not keep the others from their end.
+void CSignalling::LogClient(CSignallingClient& client, const char* what) noexcept {
+    try {
+        m_log.Line("signalling user " + std::to_string(client.UserID()) + " " +
+                   EndpointText(client.Peer().ip, client.Peer().port) + " " + what);
+    } catch (...) {  // no memory for a line
     }
 }
 
@@ -91,7 +93,7 @@ void CSignalling::End() {
         CAutoLock lock(&m_cs);
         all.swap(m_clients);
     }
-    Release(all);
+    for (const auto& entry : all) Release(*entry.second);
 }
 
 CSignallingStatus CSignalling::Status() {

@@ -41,7 +41,8 @@ private:
     using Clients = std::map<uint32_t, std::unique_ptr<CSignallingClient>>;
 
     bool MayCome(uint32_t userID);
-    void Release(const Clients& gone);
+    void Release(CSignallingClient& client);
+    void LogClient(CSignallingClient& client, const char* what) noexcept;
 
     const size_t m_nMaxClients;
     CServerLog& m_log;

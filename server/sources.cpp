@@ -1,6 +1,7 @@
 #include "server/sources.h"
 
 #include "link/mcu_services.h"
+#include "platform/lumobase/undo.h"
 #include "server/source_tcp.h"
 
 using wire::CWireReader;
@@ -21,11 +22,18 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     if (again || m_unproved.AddressIsFull(peer.ip)) return;
     const std::shared_ptr<CStream> stream = TakePlace(channelID, true);
     if (!stream) return;
+    CUndo undo([&] { Settle(*stream); });
     auto source = CSourceUDP::Make(m_medium.profile, *stream, peer, senderKey, m_medium.Limits());
-    if (!source->Open()) return Settle(*stream);
+    if (!source->Open()) return;
     CSourceUDP& made = *source;
+    CUndo leave([&] {
+        Forget(made);
+        made.End();
+    });
     m_unproved.Add(made.SourceID(), peer.ip, channelID);
     m_sources.Put(made.SourceID(), &made, channelID, senderKey);
+    leave.Keep();
+    undo.Keep();
     stream->SetSource(std::move(source));
     made.OnConnect(datagram.length + 1);
 }
@@ -33,16 +41,18 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
 bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
     const std::shared_ptr<CStream> stream = TakePlace(channelID, false);
     if (!stream) return false;
-    if (!AcceptTcpSession(session)) {
+    CUndo undo([&] {
+        End(*stream);
         Settle(*stream);
-        return false;
-    }
+    });
+    if (!AcceptTcpSession(session)) return false;
     auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits());
     m_medium.LogPeer("source", source->Status().peer, true, "publishes", channelID);
     stream->SetSource(std::move(source));
     OnPublished(*stream);
     // A sink that comes or goes meanwhile tells it too: one of the two after the other.
     stream->WithSource([](CSource& made) { static_cast<CSourceTCP&>(made).AnswerValidation(); });
+    undo.Keep();
     return true;
 }
 
@@ -137,10 +147,7 @@ void CSources::OnPublished(CStream& stream) {
 void CSources::End(CStream& stream) {
     const std::unique_ptr<CSource> source = stream.TakeSource();
     if (!source) return;
-    if (CSourceUDP* udp = source->AsUDP()) {
-        m_sources.Take(udp->SourceID());
-        m_unproved.Remove(udp->SourceID());
-    }
+    if (CSourceUDP* udp = source->AsUDP()) Forget(*udp);
     const CSourceStatus last = source->Status();
     source->End();
     {
@@ -148,6 +155,11 @@ void CSources::End(CStream& stream) {
         m_medium.ended.links.Add(last.link);
     }
     if (last.proved) m_medium.LogPeer("source", last.peer, last.tcp, "left", stream.ChannelID());
+}
+
+void CSources::Forget(const CSourceUDP& source) {
+    m_sources.Take(source.SourceID());
+    m_unproved.Remove(source.SourceID());
 }
 
 void CSources::OnSecond(uint32_t now) {

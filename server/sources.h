@@ -49,6 +49,7 @@ private:
     bool EvictOldest();
     void Leave(uint32_t channelID, uint32_t sourceID);
     void Settle(CStream& stream);
+    void Forget(const CSourceUDP& source);
     void ForgetIfUnused(CStream& stream, uint32_t now);
 
     CMedium& m_medium;

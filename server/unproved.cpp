@@ -1,12 +1,19 @@
 #include "server/unproved.h"
 
+#include "platform/lumobase/undo.h"
+
 #include <algorithm>
 
 void CUnproved::Add(uint32_t id, uint32_t ip, ChannelKey channel) {
     CAutoLock lock(&m_cs);
     const auto it = m_entries.insert(m_entries.end(), {id, ip, channel});
+    CUndo undo([&]() LUMO_NO_THREAD_SAFETY_ANALYSIS {  // within this call, under the lock
+        m_byID.erase(id);
+        m_entries.erase(it);
+    });
     m_byID[id] = it;
     ++m_perAddress[ip];
+    undo.Keep();
     m_nCount.store(m_entries.size(), std::memory_order_relaxed);
 }
 

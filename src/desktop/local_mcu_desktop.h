@@ -38,9 +38,9 @@ public:
     }
     template <class T>
     static T* CreateReceiver(IDesktopReceiverNotify& notify, ChannelKey key) {
-        T* made = MakeShareReceiver<T>(GetLocalMCUDesktop(), notify, key);
-        if (made && made->AsUDP()) GetLocalMCUDesktop()->AddDesktopReceiver(made);
-        return made;
+        return Entered(MakeShareReceiver<T>(GetLocalMCUDesktop(), notify, key), [](T& made) {
+            if (made.AsUDP()) GetLocalMCUDesktop()->AddDesktopReceiver(&made);
+        });
     }
     void RemoveDesktopSenderUDP(uint32_t senderKey) { Tables().senders.Take(senderKey); }
 

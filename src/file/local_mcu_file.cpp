@@ -39,8 +39,7 @@ namespace {
 /// One that datagrams reach.
 template <class T>
 T* Registered(T* receiver) {
-    if (receiver) GetLocalMCUFile()->AddFileReceiver(receiver);
-    return receiver;
+    return Entered(receiver, [](T& made) { GetLocalMCUFile()->AddFileReceiver(&made); });
 }
 
 }  // namespace

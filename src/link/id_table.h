@@ -4,6 +4,7 @@
 #include "link/id_walk.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumobase/endings.h"
+#include "platform/lumobase/undo.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +21,7 @@ class CIDTable {
 public:
     explicit CIDTable(int rank) : m_cs(rank) {}
 
-    /// Inserts or overwrites.
+    /// Inserts or overwrites. Without memory it throws, and the object is not in the table.
     void Put(TID id, T* object) {
         CAutoLock lock(&m_cs);
         PutAt(id, {object, {}, {}, nullptr});
@@ -127,8 +128,10 @@ private:
         m_walk.Reserve(m_map.size() + 1);
         m_walk.Changed();
         m_map[id] = entry;
+        CUndo undo([&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { TakeAt(m_map.find(id)); });
         if (entry.channel) m_ofChannels.insert({*entry.channel, id});
         if (entry.remoteID) m_pairs[{*entry.channel, *entry.remoteID}] = entry.object;
+        undo.Keep();
     }
     T* TakeAt(typename Map::iterator it) LUMO_REQUIRES(m_cs) {
         if (it == m_map.end()) return nullptr;

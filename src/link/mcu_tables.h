@@ -9,6 +9,7 @@
 #include "link/lock_order.h"
 #include "link/mcu_services.h"
 #include "link/server_hooks.h"
+#include "platform/lumobase/undo.h"
 
 #include <algorithm>
 #include <memory>
@@ -114,24 +115,26 @@ private:
     uint32_t MakeOne(ChannelKey key, MakeSink& make, Enter enter) {
         const size_t count = sinks.Size();  // before the channel's lock, which comes after
         if (count >= m_nMaxSinks) return 0;
-        TSink* made = nullptr;
+        std::unique_ptr<TSink> made;
         const void* owner = nullptr;
         CSinkInfo info{};
+        CUndo undo([&] {  // outside the channel's lock
+            if (made) EndSink(made.release());
+        });
         channels.With(key, [&](TChannel& channel) {
-            std::unique_ptr<TSink> sink = make(channel);
-            if (!sink) return;
-            info = sink->Info();
+            made = make(channel);
+            if (!made) return;
+            info = made->Info();
             if (IServerHooks* hooks = GetServerHooks())
                 hooks->OnSinkMade(info);
             else
-                sink->LimitQueue(SinkShare(count + 1));
-            sink->Join();
-            made = sink.release();
+                made->LimitQueue(SinkShare(count + 1));
+            made->Join();
             owner = &channel;
         });
-        if (!made) return 0;
-        enter(info, made, owner);
-        return info.sinkID;
+        if (made) enter(info, made.get(), owner);
+        undo.Keep();
+        return made.release() ? info.sinkID : 0;
     }
 
     CCritSec m_csConnectGate{lock_order::kConnectGate};

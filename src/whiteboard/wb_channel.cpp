@@ -1,5 +1,6 @@
 #include "link/callback.h"
 #include "lumomedia/whiteboard.h"
+#include "platform/lumobase/undo.h"
 #include "whiteboard/local_mcu_wb.h"
 #include "whiteboard/wb_centre.h"
 #include "whiteboard/wb_channel_state.h"
@@ -60,7 +61,9 @@ void CWBChannel::AddWBSession(CWBSession* pWBSession) {
     if (!pWBSession) return;
     const unsigned long sessionID = pWBSession->GetWBSessionID();
     m_pState->sessions.Put(static_cast<uint32_t>(sessionID), pWBSession);
+    CUndo undo([&] { RemoveWBSession(pWBSession); });
     SessionJoined(sessionID);
+    undo.Keep();
     m_pState->dirty.store(true, std::memory_order_relaxed);
 }
 

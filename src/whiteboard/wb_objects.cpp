@@ -1,5 +1,6 @@
 #include "whiteboard/wb_objects.h"
 
+#include "platform/lumobase/undo.h"
 #include "whiteboard/wb_geometry.h"
 #include "whiteboard/wb_memory.h"
 
@@ -7,13 +8,15 @@ bool CWBObjects::Store(const wb::CMessage& message) {
     const auto bytes = static_cast<uint64_t>(message.PayloadLength());
     if (Count() >= kMaxObjects || m_nRecordBytes + bytes > kMaxRecordBytes) return false;
     if (!CWBMemory::Get().Take(bytes + kItemBytes)) return false;
+    CUndo undo([&] {  // no memory: nothing of it is kept
+        m_mapObjects.erase(message.ObjectID());
+        CWBMemory::Get().Return(bytes + kItemBytes);
+    });
+    WBObjectItem& item = m_mapObjects[message.ObjectID()];
+    if (!item.message.StoreData(message.data, message.length)) return false;
+    undo.Keep();
     m_nRecordBytes += bytes;
-    const auto it = m_mapObjects.try_emplace(message.ObjectID()).first;
-    if (it->second.message.StoreData(message.data, message.length)) return true;
-    m_mapObjects.erase(it);  // no memory: nothing of it is kept
-    m_nRecordBytes -= bytes;
-    CWBMemory::Get().Return(bytes + kItemBytes);
-    return false;
+    return true;
 }
 
 void CWBObjects::Erase(uint32_t objectID) {

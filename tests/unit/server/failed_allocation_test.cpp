@@ -1,0 +1,126 @@
+// Whoever comes while memory is short is turned away whole: nothing of it stays behind, and it may come again.
+#if !defined(__SANITIZE_THREAD__)
+#if !defined(__has_feature)
+#define LUMO_FAILS_ALLOCATIONS
+#elif !__has_feature(thread_sanitizer)
+#define LUMO_FAILS_ALLOCATIONS
+#endif
+#endif
+
+#ifdef LUMO_FAILS_ALLOCATIONS
+#include "file/local_mcu_file.h"
+#include "link/link_registry.h"
+#include "server_host.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+thread_local long t_nUntilFailure = -1;  // allocations that still succeed; negative: all
+}  // namespace
+
+// Not inlined, or the compiler sees one half of a pair only and warns.
+[[gnu::noinline]] void* operator new(size_t size) {
+    if (t_nUntilFailure < 0 || t_nUntilFailure-- > 0)
+        if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using session_wire::U32;
+
+constexpr uint32_t kChannel = 77;
+constexpr uint32_t kFarIP = 0x7f000009;
+constexpr CPeer kAlice{0x0a000001, 1001};
+constexpr CPeer kBob{0x0a000002, 1002};
+
+std::string Relayed(uint32_t channelID) { return U32(channelID) + U32(kFarIP) + U32(0) + U32(0); }
+
+/// One datagram, or else the validation message of a connection.
+struct Row {
+    const char* what;
+    bool published;
+    CPeer peer;
+    std::string datagram;
+    uint32_t type = 0;
+    std::string payload = "";
+};
+
+const Row kRows[] = {
+    {"a publisher over UDP", false, kAlice, CServerHost::SourceConnect(kChannel, 5)},
+    {"a subscriber over UDP", true, kBob, CServerHost::SinkConnect(9, kChannel)},
+    {"a subscriber of another server's channel", false, kBob, Hex("0639") + U32(9) + Relayed(kChannel)},
+    {"a whiteboard's client over UDP", false, kBob, Hex("0424") + U32(9) + U32(kChannel)},
+    {"a publisher over TCP", false, kAlice, "", 12, U32(kChannel)},
+    {"a subscriber over TCP", true, kBob, "", 13, U32(kChannel)},
+    {"one of another server's channel over TCP", false, kBob, "", 13, Relayed(kChannel)},
+    {"a whiteboard's client over TCP", false, kBob, "", 9, U32(kChannel)},
+    {"a user of the signalling service", false, kBob, "", 100, U32(7)},
+};
+
+/// False: its connection is gone.
+bool Come(const Row& row, CServerHost& host) {
+    if (row.type != 0) return host.Validate(row.type, row.payload) != nullptr;
+    host.Deliver(row.datagram, row.peer);
+    return true;
+}
+
+/// What the server has, and what it has said.
+std::vector<size_t> Count(CServerHost& host) {
+    std::vector<size_t> counts{LinkRegistry().Count(), GetLocalMCUFile()->Tables().sinks.Size(),
+                               host.server->Signalling().clients};
+    for (const CMediumStatus& medium : host.server->Media()) {
+        for (const size_t count : {medium.channels, medium.relays, medium.sourcesUdp, medium.sourcesTcp,
+                                   medium.sinksUdp, medium.sinksTcp, medium.unproved})
+            counts.push_back(count);
+    }
+    return counts;
+}
+
+/// Lets the n-th allocation fail. `failed`: there were so many.
+bool ComeWithoutMemory(const Row& row, CServerHost& host, long n, bool& failed) {
+    bool mayBeThere = row.type == 0;
+    t_nUntilFailure = n;
+    try {
+        mayBeThere = Come(row, host);
+    } catch (const std::bad_alloc&) {  // the network library ends the connection
+    }
+    failed = t_nUntilFailure < 0;
+    t_nUntilFailure = -1;
+    return mayBeThere;
+}
+
+}  // namespace
+
+TEST(FailedAllocation, LeavesNothingBehind) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.what);
+        std::vector<size_t> good;
+        bool failed = true;
+        for (long n = -1; failed; ++n) {  // first with all the memory there is
+            SCOPED_TRACE(n);
+            CServerHost host;
+            if (row.published) host.Publish(kChannel, 5, kAlice);
+            const std::vector<size_t> before = Count(host);
+            const bool mayBeThere = ComeWithoutMemory(row, host, n, failed);
+            host.Run(1000);  // what nobody uses goes within a second
+            const std::vector<size_t> after = Count(host);
+            if (n < 0) good = after;
+            EXPECT_NE(good, before);
+            EXPECT_TRUE(after == before || (mayBeThere && after == good))
+                << testing::PrintToString(before) << testing::PrintToString(after) << testing::PrintToString(good);
+            if (after == before) {
+                EXPECT_TRUE(Come(row, host));
+            }
+            host.Run(1000);
+            EXPECT_EQ(Count(host), good);
+        }
+    }
+}
+
+#endif
