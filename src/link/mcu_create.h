@@ -1,6 +1,7 @@
 // How the factories get their objects: wholly made and open before anybody else can see them.
 #pragma once
 
+#include "link/callback.h"
 #include "link/channel_key.h"
 #include "platform/lumobase/undo.h"
 
@@ -12,6 +13,7 @@ template <class T, class TTables, class TNotify, class Enter>
 T* MakeOnChannel(TTables& tables, TNotify& notify, ChannelKey key, Enter enter) {
     std::unique_ptr<T> made;
     CUndo undo([&] {  // outside the channel's lock
+        COwnRelease own;
         if (made) made.release()->ReleaseConnections();
     });
     tables.channels.With(key, [&](auto& channel) {
@@ -27,7 +29,10 @@ T* MakeOnChannel(TTables& tables, TNotify& notify, ChannelKey key, Enter enter) 
 template <class T, class Enter>
 T* Entered(T* made, Enter enter) {
     if (!made) return nullptr;
-    CUndo undo([made] { made->ReleaseConnections(); });
+    CUndo undo([made] {
+        COwnRelease own;
+        made->ReleaseConnections();
+    });
     enter(*made);
     undo.Keep();
     return made;

@@ -2,8 +2,6 @@
 
 #include "tools/lumo/net/peer_host.h"
 
-#include <algorithm>
-
 namespace lumo {
 
 LinkTimes CBoardLink::Times() {
@@ -55,8 +53,7 @@ std::vector<LumoLinkStatistics> CBoardRelayLink::Links() const {
     LumoLinkStatistics link{};
     for (unsigned long i = 0; GetLinkStatistics(i, link); ++i) {
         for (const RelayTarget* server : {&m_route.mcu, &m_route.nearMcu}) {
-            const bool there = std::find(server->ips.begin(), server->ips.end(), link.ulRemoteIP) != server->ips.end();
-            if (there && link.usRemotePort == server->port) links.push_back(link);
+            if (link.byKind == kBoardKind && LeadsTo(link, *server)) links.push_back(link);
         }
     }
     return links;

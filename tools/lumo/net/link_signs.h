@@ -10,7 +10,7 @@
 namespace lumo {
 
 /// LumoLinkStatistics::byKind.
-inline constexpr unsigned char kAudioKind = 0, kVideoKind = 1, kDesktopKind = 5, kFileKind = 6;
+inline constexpr unsigned char kAudioKind = 0, kVideoKind = 1, kBoardKind = 4, kDesktopKind = 5, kFileKind = 6;
 
 /// Whether a link's far side is that server at one of its addresses.
 inline bool LeadsTo(const LumoLinkStatistics& link, const RelayTarget& server) {
