@@ -28,8 +28,9 @@ CKeptRequests::Index::iterator CKeptRequests::Erase(Index::iterator entry) {
 
 std::vector<CKeptRequests::Kept> CKeptRequests::Take(uint32_t channelID, const CMcuAddress& home) {
     std::vector<Kept> taken;
-    auto it = m_byKey.lower_bound({channelID, home, 0, 0});
-    while (it != m_byKey.end() && std::get<0>(it->first) == channelID && std::get<1>(it->first) == home) {
+    const CMcuAddress key = HomeKey(home);
+    auto it = m_byKey.lower_bound({channelID, key, 0, 0});
+    while (it != m_byKey.end() && std::get<0>(it->first) == channelID && std::get<1>(it->first) == key) {
         taken.push_back(*it->second);
         it = Erase(it);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/mcu_address.h"
+#include "server/home_key.h"
 #include "server/medium_classes.h"
 #include "server/server_constants.h"
 
@@ -38,7 +39,7 @@ private:
     using Index = std::map<Key, std::list<Kept>::iterator>;
 
     static Key KeyOf(const CSinkRequest& request, const CMcuAddress& home) {
-        return {request.channelID, home, request.peer.ip, request.peer.port};
+        return {request.channelID, HomeKey(home), request.peer.ip, request.peer.port};
     }
     Index::iterator Erase(Index::iterator entry);
 

@@ -102,11 +102,10 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CP
         if (field == Field::UserID) asked.request.userID = reader.U32();
     }
     CRelayPolicy& policy = m_medium.context.policy;
+    // One of several addresses that is this server's tells that all are, as it does to subscribers.
+    if (named.IsEmpty() || policy.IsThisServer(named, m_medium.context.port)) return asked;
     asked.home = policy.Filter(named);
-    if (!asked.home.IsEmpty())
-        asked.whose = CAsked::Whose::AnotherServers;
-    else if (!named.IsEmpty() && !policy.IsThisServer(named, m_medium.context.port))
-        asked.whose = CAsked::Whose::Nobodys;
+    asked.whose = asked.home.IsEmpty() ? CAsked::Whose::Nobodys : CAsked::Whose::AnotherServers;
     return asked;
 }
 

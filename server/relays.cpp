@@ -37,9 +37,9 @@ bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CM
 }
 
 CRelays::CRelay* CRelays::FindOrStart(const CSinkRequest& request, const CMcuAddress& home, bool tcp) {
-    const Key key(request.channelID, home);
+    const Key key(request.channelID, HomeKey(home));
     const auto found = m_relays.find(key);
-    return found != m_relays.end() ? &found->second : Start(key, request.peer.ip, tcp);
+    return found != m_relays.end() ? &found->second : Start(key, home, request.peer.ip, tcp);
 }
 
 bool CRelays::MayStart(uint32_t asker) const {
@@ -53,16 +53,15 @@ bool CRelays::MayStart(uint32_t asker) const {
     return pending < server::kMaxPendingLegs && ofAsker < server::kPendingLegsPerAsker;
 }
 
-CRelays::CRelay* CRelays::Start(const Key& key, uint32_t asker, bool tcp) {
+CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp) {
     if (!MayStart(asker)) return nullptr;
-    const auto& [channelID, home] = key;
     CRelay& relay = m_relays[key];
     CUndo undo([&] {
         if (relay.leg) relay.leg->Close();
         if (relay.stream) m_medium.EndStream(*relay.stream);
         m_relays.erase(key);
     });
-    relay.stream = m_medium.MakeStream({channelID, relay.legID.Get(), {home.ips[0], home.port}});
+    relay.stream = m_medium.MakeStream({key.first, relay.legID.Get(), {home.ips[0], home.port}});
     if (!relay.stream) return nullptr;
     relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;

@@ -18,7 +18,9 @@ public:
     CRelays(CMedium& medium, CSinks& sinks)
         : m_medium(medium), m_sinks(sinks), m_kept(medium.Limits().unprovedPerAddress) {}
 
-    bool Has(uint32_t channelID, const CMcuAddress& home) const { return m_relays.count({channelID, home}) != 0; }
+    bool Has(uint32_t channelID, const CMcuAddress& home) const {
+        return m_relays.count({channelID, HomeKey(home)}) != 0;
+    }
     /// A UDP subscriber: served at once when the leg is up, else when it is.
     void Ask(const CSinkRequest& request, const CMcuAddress& home);
     /// One of those who ask only once (else nothing): served as soon as the channel is there; here without a home.
@@ -36,7 +38,7 @@ public:
     void OnTurn();
 
 private:
-    using Key = std::pair<uint32_t, CMcuAddress>;  // channel, home
+    using Key = std::pair<uint32_t, CMcuAddress>;  // channel, HomeKey
     struct CRelay {
         CObjectID legID;
         std::shared_ptr<CStream> stream;
@@ -54,7 +56,7 @@ private:
 
     void Serve(const CSinkRequest& request, const CMcuAddress& home);
     CRelay* FindOrStart(const CSinkRequest& request, const CMcuAddress& home, bool tcp);
-    CRelay* Start(const Key& key, uint32_t asker, bool tcp);
+    CRelay* Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp);
     bool MayStart(uint32_t asker) const;
     static bool Serves(const CRelay& relay) { return relay.leg->IsUp() && !relay.doubtful; }
     void Doubt(CRelay& relay);

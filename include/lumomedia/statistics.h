@@ -16,7 +16,7 @@ struct LumoLinkStatistics {
     unsigned long long ullPacketsSent;      ///< session packets sent, repetitions and acknowledgements included
     unsigned long long ullPacketsReceived;  ///< well-formed session packets received
     unsigned long long ullBytesSent;        ///< payload bytes of data packets sent, repetitions included
-    unsigned long long ullBytesReceived;    ///< payload bytes of data packets received, duplicates included
+    unsigned long long ullBytesReceived;    ///< payload bytes of data packets received, twice if repeated; TCP: all
     unsigned long long ullFramesSent;       ///< frames handed to the session
     unsigned long long ullFramesReceived;   ///< frames delivered
     unsigned long long ullRetransmitted;    ///< data packets sent again

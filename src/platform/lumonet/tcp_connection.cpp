@@ -46,7 +46,9 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
 
 void CTcpConnection::FinishSending() {
     if (m_bFinishing.exchange(true)) return;
-    if (m_queue.Finish()) m_reactor.Post(Later(&CTcpConnection::WriteTurn));
+    if (!m_queue.Finish() || m_reactor.Post(Later(&CTcpConnection::WriteTurn))) return;
+    m_queue.NotWoken();  // no memory to say so: the next call may have some
+    m_bFinishing.store(false);
 }
 
 void CTcpConnection::End(const char* reason, bool gently) {
@@ -116,6 +118,7 @@ void CTcpConnection::WaitReadable() {
 
 void CTcpConnection::ReadTurn() {
     m_bAwaitsRead = false;
+    if (!m_socket.is_open()) return;  // a write turn has just given it away
     asio::error_code error;
     const size_t length = m_socket.read_some(asio::buffer(m_reactor.Scratch(), net::kReadTurn), error);
     if (error && !MustWait(error)) return Lose(error == asio::error::eof ? "closed by the far side" : "read failed");
@@ -194,8 +197,9 @@ void CTcpConnection::Linger() {
     if (!CTcpFarewell::Begin(m_reactor, std::move(m_socket), ended)) Lose("closed");
 }
 
-// The far side has gone. What it sent before lies in the kernel still, and reading it ends the connection.
+// The far side has most likely gone. What it sent before lies in the kernel still, and reading it ends the connection.
 void CTcpConnection::OnWriteFailed() {
     m_queue.Close();
-    if (!m_bAwaitsRead) Lose("write failed");
+    if (!m_bAwaitsRead) return Lose("write failed");
+    SetTimer(net::g_timeouts.linger, "write failed");
 }

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <asio/buffer.hpp>
-#include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -27,14 +26,26 @@ State& GetState() {
     return state;
 }
 
+bool IsFull() {
+    State& state = GetState();
+    CAutoLock lock(&state.cs);
+    return state.all.size() >= net::kMaxFarewells;
+}
+
 }  // namespace
 
 bool CTcpFarewell::Begin(const CTcpReactor& reactor, asio::ip::tcp::socket socket, Closed closed) noexcept {
+    std::shared_ptr<CTcpFarewell> farewell;
     try {
-        const auto farewell = std::make_shared<CTcpFarewell>(reactor, std::move(socket), std::move(closed));
+        if (IsFull()) EndOldest();
+        farewell = std::make_shared<CTcpFarewell>(reactor, std::move(socket), std::move(closed));
         farewell->Start();
         return true;
-    } catch (...) {  // the socket has closed with what held it
+    } catch (...) {
+        if (farewell) {  // else the socket has closed with what held it
+            farewell->m_closed = {};
+            farewell->Close();
+        }
         return false;
     }
 }
@@ -47,14 +58,27 @@ CTcpFarewell::CTcpFarewell(const CTcpReactor& reactor, asio::ip::tcp::socket soc
       m_closed(std::move(closed)) {
     State& state = GetState();
     CAutoLock lock(&state.cs);
-    if (state.all.size() >= net::kMaxFarewells) throw std::length_error("too many farewells");
     state.all.push_back(this);
 }
 
-CTcpFarewell::~CTcpFarewell() {
+CTcpFarewell::~CTcpFarewell() { Leave(); }
+
+void CTcpFarewell::Leave() {
     State& state = GetState();
     CAutoLock lock(&state.cs);
-    state.all.erase(std::find(state.all.begin(), state.all.end(), this));
+    state.all.erase(std::remove(state.all.begin(), state.all.end(), this), state.all.end());
+}
+
+bool CTcpFarewell::EndOldest() {
+    State& state = GetState();
+    std::shared_ptr<CTcpFarewell> oldest;
+    {
+        CAutoLock lock(&state.cs);
+        if (!state.all.empty()) oldest = state.all.front()->weak_from_this().lock();
+    }
+    if (!oldest) return false;
+    oldest->Close();
+    return true;
 }
 
 void CTcpFarewell::Start() {
@@ -93,6 +117,7 @@ void CTcpFarewell::Close() {
     asio::error_code ignored;
     m_socket.close(ignored);
     m_timer.cancel();
+    Leave();
     if (const Closed closed = std::exchange(m_closed, {})) closed();
 }
 

@@ -15,9 +15,11 @@ class CTcpFarewell : public std::enable_shared_from_this<CTcpFarewell> {
 public:
     using Closed = std::function<void()>;
 
-    /// Reactor: takes the socket over, and calls `closed` there when it is closed. False without memory, and while
-    /// net::kMaxFarewells others last: the socket has closed at once, and nothing is called.
+    /// Reactor: takes the socket over, and calls `closed` there when it is closed. False without memory: the socket has
+    /// closed at once, and nothing is called. Beyond net::kMaxFarewells the oldest ends.
     static bool Begin(const CTcpReactor& reactor, asio::ip::tcp::socket socket, Closed closed = {}) noexcept;
+    /// Reactor: closes the oldest one, for its descriptor; false when there is none.
+    static bool EndOldest();
     /// At unload, when the reactor's thread has ended: waits until the far hosts have what was sent to them.
     static void FinishAll() noexcept;
 
@@ -34,6 +36,7 @@ private:
     /// The far host has acknowledged everything.
     bool HasArrived();
     void Close();
+    void Leave();
 
     const CTcpReactor m_reactor;  // first, so that it goes last
     asio::ip::tcp::socket m_socket;

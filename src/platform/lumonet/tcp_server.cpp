@@ -5,6 +5,7 @@
 #include "platform/lumonet/guarded_call.h"
 #include "platform/lumonet/net_real.h"
 #include "platform/lumonet/socket_address.h"
+#include "platform/lumonet/tcp_farewell.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -100,7 +101,8 @@ void CTcpServer::AcceptTurn() {
             tcp::socket socket(m_reactor.Io());
             const asio::error_code error = AcceptOne(socket);
             if (error == asio::error::would_block || error == asio::error::try_again) break;
-            if (IsShortage(error) && !DropOldest("another connection needs its place")) return PauseAccepting();
+            if (IsShortage(error) && !CTcpFarewell::EndOldest() && !DropOldest("another connection needs its place"))
+                return PauseAccepting();
             if (!error) Admit(std::move(socket));
         }
         WaitAcceptable();

@@ -53,8 +53,8 @@ protected:
     std::string Wrapped(uint16_t sequence, const std::string& frame) const {
         return row.session ? session_wire::Data(sequence, frame) : frame;
     }
-    std::string Request(uint32_t homeIP) const {
-        return U32(kChannel) + U32(homeIP) + U32(0) + U32(0) +
+    std::string Request(uint32_t homeIP, uint32_t second = 0) const {
+        return U32(kChannel) + U32(homeIP) + U32(second) + U32(0) +
                (row.port ? U32(homeIP == 0 ? 0 : CServerHost::kPort).substr(2) : "") + (row.user ? U32(0) : "");
     }
     void Say(const char* command, uint32_t id, const CPeer& peer, const std::string& rest = "") {
@@ -70,8 +70,8 @@ protected:
         host.Take(peer);
         return sinkID;
     }
-    uint32_t Ask(const CPeer& peer, uint32_t homeIP) {
-        Say(row.sinkConnect, peer.port, peer, Request(homeIP));
+    uint32_t Ask(const CPeer& peer, uint32_t homeIP, uint32_t second = 0) {
+        Say(row.sinkConnect, peer.port, peer, Request(homeIP, second));
         return Connected(peer);
     }
     /// Gives the ID of the leg.
@@ -112,8 +112,8 @@ protected:
     std::vector<std::string> Heard(const CPeer& peer) { return Frames(peer, row.down); }
     CMediumStatus Status() { return host.server->Media().at(row.place); }
 
-    CFakeTcp* AskTcp(uint32_t homeIP) {
-        CFakeTcp* session = host.Validate(row.type, Request(homeIP));
+    CFakeTcp* AskTcp(uint32_t homeIP, uint32_t second = 0) {
+        CFakeTcp* session = host.Validate(row.type, Request(homeIP, second));
         if (session && row.wanted) CServerHost::FromPeer(*session, Hex(row.wanted));
         if (session) session->TakeSent();
         return session;
@@ -142,7 +142,7 @@ TEST_P(Homes, OneNumberHereAndAtTwoOthersAreThreeChannels) {
     const uint32_t second = FarAccepts(kSecond);
     EXPECT_NE(Connected(kCarol), 0U);
     EXPECT_NE(Ask(kDave, 0), 0U);
-    EXPECT_NE(Ask(kErin, kNear), 0U) << "named by its address, it is this server's own";
+    EXPECT_NE(Ask(kErin, kFirst.ip, kNear), 0U) << "named by one of its addresses, it is this server's own";
     EXPECT_EQ(Status().channels, 3U);
     EXPECT_EQ(Status().relays, 2U);
 
@@ -204,6 +204,11 @@ TEST_P(Homes, AndSoOverTcp) {
     }
     for (CFakeTcp* const other : {bob, carol, host.net.clients.at(0).get()})
         EXPECT_EQ(CServerHost::Frames(*other), Texts());
+    EXPECT_TRUE(AskTcp(kFirst.ip, kSecond.ip) && AskTcp(kSecond.ip, kFirst.ip));
+    EXPECT_EQ(host.net.clients.size(), 3U) << "one server, whichever address comes first";
+    if (row.port) {
+        EXPECT_EQ(host.Validate(row.type, Request(kFirst.ip).replace(16, 2, 2, '\0')), nullptr) << "no port";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Media, Homes, testing::ValuesIn(kRows),

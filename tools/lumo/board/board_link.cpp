@@ -22,7 +22,7 @@ void CBoardLink::Release() {
     m_pClient = nullptr;
 }
 
-// Over TCP nothing is counted, and the kernel tells of a far side that has gone.
+// Over TCP the kernel tells of a far side that has gone.
 void CBoardLink::LookForLife(uint64_t now) {
     if (!IsTaken()) return;
     uint64_t packets = 0, queued = 0;
