@@ -78,7 +78,7 @@ TEST_F(ToolTest, TheDemoBringsEverythingHome) {
         return found;
     };
     EXPECT_EQ(count("  equal\n"), 10U) << demo.Output();
-    EXPECT_EQ(count("  good "), 18U) << demo.Output();
+    EXPECT_EQ(count("  good "), 21U) << demo.Output();
     EXPECT_EQ(count("  all equal\n"), 6U) << demo.Output();
     EXPECT_EQ(count("lumo whiteboard --channel"), 1U) << "how to draw oneself";
 }

@@ -1,5 +1,6 @@
 #include "support/fake_net.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -37,7 +38,10 @@ ITcpClient* MakeClient(ITcpClientNotify* notify, const std::string& host, unsign
 void CFakeUdp::Deliver(const std::string& bytes, uint32_t ip, uint16_t port) {
     std::string copy = bytes;  // the receiver may write into it
     m_pNotify->OnUdpClientNotifyBurstBegin();
-    m_pNotify->OnUdpClientNotifyReceivedFrame(copy.data(), static_cast<int>(copy.size()), ip, port);
+    try {
+        m_pNotify->OnUdpClientNotifyReceivedFrame(copy.data(), static_cast<int>(copy.size()), ip, port);
+    } catch (const std::bad_alloc&) {  // the real endpoint drops the datagram
+    }
     m_pNotify->OnUdpClientNotifyBurstEnd();
 }
 

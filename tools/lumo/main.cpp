@@ -23,6 +23,7 @@
 
 int main(int argc, char** argv) {
     int exitCode = lumo::kExitDone;
+    lumo::KeepStandardDescriptors();
     try {
         CLI::App app(
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "

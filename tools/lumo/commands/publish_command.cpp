@@ -40,7 +40,7 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
         for (nlohmann::json event = medium.NextEvent(); !event.is_null(); event = medium.NextEvent())
             printer.Event(event);
         if (!std::exchange(turnedAway, link->IsTurnedAway()) && turnedAway) SayTurnedAway(printer);
-        const char* words = turnedAway ? "waiting for the relay server" : "publishing";
+        const char* words = link->IsTaken() ? "publishing" : "waiting for the relay server";
         if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes(), medium.Details()});
         loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
     }

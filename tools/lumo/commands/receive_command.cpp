@@ -63,13 +63,14 @@ void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const 
                          path);
         if (done && name != file.offer.name)
             printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
-        printer.Event({{"event", "file"},
-                       {"name", file.offer.name},
-                       {"stored_as", name},
-                       {"bytes", file.offer.size},
-                       {"sha256", HexOf(file.offer.sha256)},
-                       {"done", done},
-                       {"problem", file.problem}});
+        nlohmann::json event{{"event", "file"},
+                             {"name", file.offer.name},
+                             {"bytes", file.offer.size},
+                             {"sha256", HexOf(file.offer.sha256)},
+                             {"done", done},
+                             {"problem", file.problem}};
+        if (done) event["stored_as"] = name;
+        printer.Event(event);
     }
 }
 

@@ -69,10 +69,10 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
 ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
-    view.words = preparing            ? "hashing"
-                 : progress.alive > 0 ? "sending"
-                 : paths.TurnedAway() ? "waiting for the relay server"
-                                      : "waiting for receivers";
+    view.words = preparing                ? "hashing"
+                 : progress.alive > 0     ? "sending"
+                 : paths.WaitsForServer() ? "waiting for the relay server"
+                                          : "waiting for receivers";
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;

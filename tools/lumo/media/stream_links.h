@@ -25,7 +25,7 @@ public:
 
 protected:
     bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
-    LinkSigns Signs() const override { return SignsFrom(Medium::kKind, m_route.mcu); }
+    LinkSigns Signs() const override { return SignsFrom(Medium::kKind, m_route.mcu, Answered()); }
     bool Create() override {
         const auto& ips = m_route.mcu.ips;
         const ProxySettings& proxy = m_route.proxy;
@@ -41,7 +41,7 @@ private:
         if (m_pSender) m_pSender->ReleaseConnections();
         m_pSender = nullptr;
     }
-    void OnConnected(unsigned long) override { Inbox().Accept(); }
+    void OnConnected(unsigned long ip) override { this->Accept(ip); }
 
     const RelayRoute m_route;
     typename Medium::Sender* m_pSender = nullptr;
@@ -66,7 +66,8 @@ protected:
     const RelayRoute& Route() const { return m_route; }
 
     LinkSigns Signs() const override {
-        return m_bPeer ? CPeerHost::SignsFrom(SenderUser(m_route.channel)) : SignsFrom(Medium::kKind, m_route.Server());
+        return m_bPeer ? CPeerHost::SignsFrom(SenderUser(m_route.channel))
+                       : SignsFrom(Medium::kKind, m_route.Server(), Answered());
     }
     // A failed negotiation is over at once, not when its time is.
     bool IsDisconnected() override {
@@ -94,7 +95,7 @@ private:
         if (m_pReceiver) m_pReceiver->ReleaseConnections();
         m_pReceiver = nullptr;
     }
-    void OnConnected(unsigned long) override { Inbox().Accept(); }
+    void OnConnected(unsigned long ip) override { this->Accept(ip); }
 
     const bool m_bPeer;
     const uint32_t m_ulChannel;

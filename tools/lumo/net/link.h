@@ -5,6 +5,7 @@
 #include "tools/lumo/net/link_signs.h"
 #include "tools/lumo/transfer/link_policy.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace lumo {
@@ -48,6 +49,13 @@ protected:
     /// tell that the link lives, and where no frames come the server's own words do.
     virtual LinkSigns Signs() const { return {}; }
     CInbox& Inbox() { return m_inbox; }
+    /// The far side has accepted us, from this address. Any thread.
+    void Accept(unsigned long ip) {
+        m_ulAnswered.store(static_cast<uint32_t>(ip), std::memory_order_relaxed);
+        m_inbox.Accept();
+    }
+    /// 0 at first.
+    uint32_t Answered() const { return m_ulAnswered.load(std::memory_order_relaxed); }
 
 private:
     bool Step(uint64_t now);
@@ -56,6 +64,7 @@ private:
     CInbox& m_inbox;
     const LinkTimes m_times;
     CLinkPolicy m_policy;
+    std::atomic<uint32_t> m_ulAnswered{0};
     bool m_bLost = false;
     bool m_bClosed = false;
     bool m_bTurnedAway = false;

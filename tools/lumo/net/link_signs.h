@@ -5,6 +5,7 @@
 
 #include <lumomedia/statistics.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace lumo {
@@ -29,12 +30,13 @@ struct LinkSigns {
     }
 };
 
-/// On all links of a kind with that server.
-inline LinkSigns SignsFrom(unsigned char kind, const RelayTarget& server) {
+/// On all links of a kind with that server, which may have answered from an address that nobody has named.
+inline LinkSigns SignsFrom(unsigned char kind, const RelayTarget& server, uint32_t answered) {
     LumoLinkStatistics link{};
     LinkSigns signs;
     for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
-        if (link.byKind == kind && LeadsTo(link, server)) signs.Add(link);
+        if (link.byKind == kind && (LeadsTo(link, server) || (answered != 0 && link.ulRemoteIP == answered)))
+            signs.Add(link);
     return signs;
 }
 

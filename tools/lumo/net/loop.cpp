@@ -1,5 +1,6 @@
 #include "tools/lumo/net/loop.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/random.h>
@@ -55,6 +56,13 @@ uint64_t CToolLoop::Now() {
     // From 1 on, since 0 stands for "never" in places.
     static const steady_clock::time_point start = steady_clock::now() - seconds(1);
     return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now() - start).count());
+}
+
+void KeepStandardDescriptors() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        // The wrong way round, so that who uses it hears of it.
+        if (fcntl(fd, F_GETFD) < 0) (void)open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
 }
 
 void RaiseFileLimit() {

@@ -34,6 +34,9 @@ private:
 
 /// Raises the limit of open files: a transfer may hold two thousand.
 void RaiseFileLimit();
+/// A standard descriptor that was closed leads nowhere: what is written there must not reach a file or a peer that gets
+/// its number. Before anything is opened.
+void KeepStandardDescriptors();
 
 /// 64 random bits, never 0.
 uint64_t RandomID();

@@ -25,7 +25,7 @@ private:
     void Release() override;
     LinkSigns Signs() const override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
-    void OnFileReceiverNotifyConnected(unsigned long) override { Inbox().Accept(); }
+    void OnFileReceiverNotifyConnected(unsigned long ip) override { Accept(ip); }
 
     const PeerRoute m_route;
     IFileReceiver* m_pReceiver = nullptr;

@@ -3,7 +3,7 @@
 namespace lumo {
 
 CPublishLink::CPublishLink(const RelayRoute& route, CInbox& inbox)
-    : CChannelLink(inbox, PublishTimes(route.tcp)), m_route(route) {
+    : CChannelLink(inbox, SendTimes(route.tcp)), m_route(route) {
     OpenChannel(std::make_unique<CPublishChannel>(route.channel, inbox));
 }
 
@@ -51,6 +51,13 @@ bool CSubscribeLink::Create() {
                : CreateFileReceiverUDP(*this, to.channel, far[0], far[1], far[2], to.mcu.port, near[0], near[1],
                                        near[2], to.nearMcu.port, to.nearMcu.Empty());
     return m_pReceiver != nullptr;
+}
+
+LinkSigns CSubscribeLink::Signs() const {
+    LinkSigns signs = SignsFrom(kFileKind, m_route.Server(), Answered());
+    // A nearer server answers for itself when the sender's has gone, too: asking it anew makes it look.
+    if (!m_route.nearMcu.Empty()) signs.life = signs.bytes;
+    return signs;
 }
 
 void CSubscribeLink::Release() {

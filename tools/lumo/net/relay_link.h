@@ -16,9 +16,9 @@ public:
 private:
     bool Create() override;
     bool IsDisconnected() override;
-    LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.mcu); }
+    LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.mcu, Answered()); }
     void Release() override;
-    void OnFileSenderNotifyConnected(unsigned long, bool) override { Inbox().Accept(); }
+    void OnFileSenderNotifyConnected(unsigned long ip, bool) override { Accept(ip); }
 
     const RelayRoute m_route;
     IFileSender* m_pSender = nullptr;
@@ -33,10 +33,10 @@ public:
 private:
     bool Create() override;
     bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
-    LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.Server()); }
+    LinkSigns Signs() const override;
     void Release() override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
-    void OnFileReceiverNotifyConnected(unsigned long) override { Inbox().Accept(); }
+    void OnFileReceiverNotifyConnected(unsigned long ip) override { Accept(ip); }
 
     const RelayRoute m_route;
     IFileReceiver* m_pReceiver = nullptr;

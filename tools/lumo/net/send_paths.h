@@ -29,7 +29,9 @@ public:
     LaneLinks Links();
     /// Whether anybody can have heard of us.
     bool EverTaken() const { return m_bEverTaken; }
-    /// The server does not take us, at the beginning or any more.
+    /// The server has not taken us, or no longer.
+    bool WaitsForServer() const { return m_pRelay && !m_pRelay->IsTaken(); }
+    /// The same for long enough to say so.
     bool TurnedAway() const { return m_pRelay ? m_pRelay->IsTurnedAway() : !m_bEverTaken && m_host.Refused(); }
     /// "direct ADDRESS:PORT, ...", "relay HOST:PORT".
     std::string PathText(size_t lane) const;

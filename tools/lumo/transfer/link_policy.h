@@ -31,7 +31,15 @@ inline LinkTimes ReceiveTimes(bool tcp) {
 inline LinkTimes PublishTimes(bool tcp) {
     LinkTimes times;
     times.silence = tcp ? LinkTimes::kForEver : 6500;
-    times.unaccepted = tcp ? LinkTimes::kForEver : 30000;  // the library asks again meanwhile
+    times.unaccepted = 30000;  // over UDP the library asks again meanwhile
+    return times;
+}
+
+/// Of one who sends files: whoever waits for receivers loses his channel to others while he is made anew, so that six
+/// words in a row must be lost.
+inline LinkTimes SendTimes(bool tcp) {
+    LinkTimes times = PublishTimes(tcp);
+    if (!tcp) times.silence = 12500;
     return times;
 }
 

@@ -44,6 +44,8 @@ bool CPartFile::Begin() {
         if (partAlone || part.st_size == 0) (void)unlinkat(m_nFolder, other.c_str(), 0);  // empty, most likely by us
         return Fail(Failure::Exists, blocking + " is in the way (--force replaces it)");
     }
+    struct stat old {};  // what a private file is replaced by must not be readable while it comes
+    if (Replaces(old)) (void)fchmod(Fd(), (part.st_mode & old.st_mode & 0777) | S_IRUSR | S_IWUSR);
     m_bOurs = true;  // from here on a failure takes them away, so that the next attempt finds the names free
     if (found == CPartMap::Found::Ours) {
         ForgetBeyond(static_cast<uint64_t>(part.st_size));
@@ -51,6 +53,12 @@ bool CPartFile::Begin() {
     }
     if (ftruncate(Fd(), 0) != 0) return FailErrno("cannot empty the part");
     return RestartMap();
+}
+
+/// Whether a regular file gives way to this one, and which.
+bool CPartFile::Replaces(struct stat& old) const {
+    return m_bForce && fstatat(m_nFolder, Wanted().name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISREG(old.st_mode);
 }
 
 /// What lies past the end of the part was never written.
@@ -114,8 +122,7 @@ void CPartFile::TakeModeOf(const struct stat& old) {
 bool CPartFile::PutUnderItsName() {
     const std::string& name = Wanted().name;
     struct stat old {};
-    if (m_bForce && fstatat(m_nFolder, name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(old.st_mode))
-        TakeModeOf(old);
+    if (Replaces(old)) TakeModeOf(old);
     const bool put = m_bForce ? renameat(m_nFolder, m_strPart.c_str(), m_nFolder, name.c_str()) == 0
                               : RenameExclusively(m_nFolder, m_strPart, name);
     if (put) return true;

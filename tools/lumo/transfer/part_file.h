@@ -40,6 +40,7 @@ private:
     void ForgetBeyond(uint64_t end);
     bool RestartMap();
     bool Compare(uint32_t block, const std::vector<char>& data);
+    bool Replaces(struct stat& old) const;
     void TakeModeOf(const struct stat& old);
     bool PutUnderItsName();
 

@@ -37,10 +37,11 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
 }
 
 void CReceiveEngine::OnArrived(uint64_t bytes, uint64_t now) {
-    constexpr uint64_t kOfAFrame = 512;  // more than a server says by itself
-    if (bytes > m_ullLinkBytes && bytes - m_ullLinkBytes < kOfAFrame) return;
-    const bool more = bytes > m_ullLinkBytes;
+    constexpr uint64_t kOfAFrame = 512, kWithinMs = 60000;  // more than a server says by itself in that time
+    const bool more = bytes >= m_ullLinkBytes + kOfAFrame;
+    if (!more && bytes >= m_ullLinkBytes && now - m_ullLinkBytesMs < kWithinMs) return;
     m_ullLinkBytes = bytes;
+    m_ullLinkBytesMs = now;
     if (more && m_bKnows) m_ullHeardMs = now;
 }
 
@@ -238,7 +239,7 @@ std::string CReceiveEngine::Problem() const {
     std::string text;
     for (const IncomingFile& file : m_files) {
         if (file.phase != IncomingFile::Phase::Failed) continue;
-        text += (text.empty() ? "" : "; ") + Printable(file.offer.name) + ": " + file.problem;
+        text += (text.empty() ? "" : "; ") + Printable(m_folder.LocalName(file.offer.name)) + ": " + file.problem;
     }
     return text;
 }

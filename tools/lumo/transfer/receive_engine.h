@@ -134,7 +134,8 @@ private:
     uint64_t m_ullReportMs = 0;
     uint64_t m_ullFlushMs = 0;
     uint64_t m_ullHeardMs = 0;
-    uint64_t m_ullLinkBytes = 0;  // that had come when it was last told
+    uint64_t m_ullLinkBytes = 0;    // that had come when they were last counted
+    uint64_t m_ullLinkBytesMs = 0;  // when that was
     uint64_t m_ullEndedMs = 0;
 };
 
