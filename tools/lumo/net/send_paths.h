@@ -30,9 +30,9 @@ public:
     /// Whether anybody can have heard of us.
     bool EverTaken() const { return m_bEverTaken; }
     /// The server has not taken us, or no longer.
-    bool WaitsForServer() const { return m_pRelay && !m_pRelay->IsTaken(); }
+    bool WaitsForServer() const { return m_pRelay ? !m_pRelay->IsTaken() : !m_host.Ready(); }
     /// The same for long enough to say so.
-    bool TurnedAway() const { return m_pRelay ? m_pRelay->IsTurnedAway() : !m_bEverTaken && m_host.Refused(); }
+    bool TurnedAway() const { return m_pRelay ? m_pRelay->IsTurnedAway() : m_bUnheard || m_host.Refused(); }
     /// "direct ADDRESS:PORT, ...", "relay HOST:PORT".
     std::string PathText(size_t lane) const;
     int WakeFd() const { return m_wake.Fd(); }
@@ -48,6 +48,8 @@ private:
     std::unique_ptr<CPublishLink> m_pRelay;   // null: not wanted
     std::unique_ptr<CPeerChannel> m_pDirect;  // null: not wanted
     bool m_bEverTaken = false;
+    uint64_t m_ullReadyMs = 0;  // when peers could last find us, at first when it began
+    bool m_bUnheard = false;    // they cannot, for long enough to say so
 };
 
 }  // namespace lumo
