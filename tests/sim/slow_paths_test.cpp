@@ -252,7 +252,7 @@ TEST_P(CDeadPath, TheLinkIsMadeAnewAndTheRestArrives) {
     const uint64_t cut = world.Elapsed();
     world.AddFault<COutage>(self, far, cut, cut + 20000);
     world.AddFault<COutage>(kServer, self, cut, cut + 20000);
-    EXPECT_TRUE(within(GetParam().slowSender ? 9000 : 5000, [&] { return link.Remakes() > 0 || !link.IsUp(); }));
+    EXPECT_TRUE(within(GetParam().slowSender ? 15000 : 5000, [&] { return link.Remakes() > 0 || !link.IsUp(); }));
     EXPECT_TRUE(within(300000, [&] { return receiver->engine.Over(); }));
     EXPECT_EQ(receiver->engine.State(), ReceiveState::Done) << receiver->engine.Problem();
 }
