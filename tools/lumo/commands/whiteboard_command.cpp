@@ -30,8 +30,8 @@ void SayWhose(const RelayRoute& route, CProgressPrinter& printer) {
     const std::string through = route.nearMcu.Empty() ? "" : ", through " + Printable(route.nearMcu.Text());
     const std::string home = Printable(route.mcu.Text());
     printer.Note("board " + channel + " of " + home + through);
-    printer.Note("others join it: lumo whiteboard --channel " + channel + " --mcu " + home +
-                 ", and --near HOST through a server nearer to them");
+    printer.Note("others join it: lumo whiteboard --channel " + channel + " --mcu " + home);
+    printer.Note("from far away, through a server nearer to them: the same with --near HOST");
 }
 
 int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
