@@ -1,6 +1,7 @@
 #include "platform/lumonet/tcp_farewell.h"
 
 #include "platform/lumobase/crit_sec.h"
+#include "platform/lumobase/undo.h"
 #include "platform/lumonet/tcp_limits.h"
 
 #if defined(__linux__)
@@ -35,17 +36,17 @@ bool IsFull() {
 }  // namespace
 
 bool CTcpFarewell::Begin(const CTcpReactor& reactor, asio::ip::tcp::socket socket, Closed closed) noexcept {
-    std::shared_ptr<CTcpFarewell> farewell;
     try {
         if (IsFull()) EndOldest();
-        farewell = std::make_shared<CTcpFarewell>(reactor, std::move(socket), std::move(closed));
-        farewell->Start();
-        return true;
-    } catch (...) {
-        if (farewell) {  // else the socket has closed with what held it
+        const auto farewell = std::make_shared<CTcpFarewell>(reactor, std::move(socket), std::move(closed));
+        CUndo undo([&farewell] {
             farewell->m_closed = {};
             farewell->Close();
-        }
+        });
+        farewell->Start();
+        undo.Keep();
+        return true;
+    } catch (...) {  // the socket has closed
         return false;
     }
 }
