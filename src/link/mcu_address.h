@@ -11,7 +11,7 @@ struct CMcuAddress {
     std::array<uint32_t, 3> ips{};
     uint16_t port = 0;
 
-    auto operator<=>(const CMcuAddress&) const = default;
+    auto operator<=>(const CMcuAddress&) const = default;  // NOLINT(modernize-use-nullptr): the linter sees a literal 0
     bool IsEmpty() const { return ips[0] == 0 && ips[1] == 0 && ips[2] == 0; }
 
     /// Whether some non-zero address of this one is one of the other's.
