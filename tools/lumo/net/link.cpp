@@ -21,7 +21,7 @@ bool CLink::Step(uint64_t now) {
     if (accepted) {
         m_policy.OnAccepted(now);
         m_bEverTaken = true;
-        m_signs = Signs();
+        if (LivesBySigns()) m_signs = Signs();
     }
     if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
         m_ullPolledMs = now;
@@ -45,7 +45,7 @@ bool CLink::Step(uint64_t now) {
 }
 
 void CLink::LookForLife(uint64_t now) {
-    if (!IsTaken() || m_times.silence >= LinkTimes::kForEver) return;
+    if (!IsTaken() || !LivesBySigns()) return;
     const LinkSigns before = std::exchange(m_signs, Signs());
     if (before.life != m_signs.life) OnSignOfLife(now);
 }

@@ -59,6 +59,8 @@ protected:
 
 private:
     bool Step(uint64_t now);
+    /// Otherwise nobody asks for them: to look costs a walk over all links of the process.
+    bool LivesBySigns() const { return m_times.silence < LinkTimes::kForEver; }
     void LookForLife(uint64_t now);
 
     CInbox& m_inbox;

@@ -31,7 +31,7 @@ inline LinkTimes ReceiveTimes(bool tcp) {
 inline LinkTimes PublishTimes(bool tcp) {
     LinkTimes times;
     times.silence = tcp ? LinkTimes::kForEver : 6500;
-    times.unaccepted = 30000;  // over UDP the library asks again meanwhile
+    times.unaccepted = tcp ? LinkTimes::kForEver : 30000;  // the library asks again meanwhile
     return times;
 }
 
