@@ -79,6 +79,14 @@ TEST(InterfaceSlots, OfTheClassesThatTheApplicationMakesOrDerivesFrom) {
                  &CFileChannel::AttachFileReceiver, &CFileChannel::DetachFileReceiver, &CFileChannel::HasFileReceiver},
                 kBehindDestructor);
     ExpectOrder(
+        {&CDesktopChannel::Connect, &CDesktopChannel::ReleaseConnections, &CDesktopChannel::IsEmpty,
+         &CDesktopChannel::AddDesktopSink, &CDesktopChannel::RemoveDesktopSink, &CDesktopChannel::OnDesktopChannelData,
+         &CDesktopChannel::GetDesktopChannelID, &CDesktopChannel::GetDesktopSinkCount, &CDesktopChannel::IsDirty,
+         &CDesktopChannel::GetBufferingFrameCount, &CDesktopChannel::OnDesktopSinkData,
+         &CDesktopChannel::AttachDesktopReceiver, &CDesktopChannel::DetachDesktopReceiver,
+         &CDesktopChannel::HasDesktopReceiver},
+        kBehindDestructor);
+    ExpectOrder(
         {&CWBChannel::ProcessWBData, &CWBChannel::SendWBData, &CWBChannel::Connect, &CWBChannel::ReleaseConnections,
          &CWBChannel::GetWBSessionCount, &CWBChannel::IsDirty, &CWBChannel::IsEmpty, &CWBChannel::OnWBChannelData,
          &CWBChannel::AddWBSession, &CWBChannel::RemoveWBSession},
