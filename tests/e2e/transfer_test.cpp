@@ -100,14 +100,14 @@ TEST_F(CTransferTest, AKilledReceiverResumesInANewProcess) {
 }
 
 TEST_F(CTransferTest, ARelayThatDiesAndComesBackOnlyCostsTime) {
-    for (const bool tcp : {false, true}) {
-        const std::vector<std::string> way = tcp ? std::vector<std::string>{"--tcp"} : std::vector<std::string>{};
-        CChildProcess first, second, sender, receiver;
+    using Words = std::vector<std::string>;
+    for (const Words& way : {Words{}, Words{"--tcp"}, Words{"--near", "127.0.0.2"}}) {
+        const bool tcp = way == Words{"--tcp"}, through = way.size() > 1;
+        CChildProcess first, second, near, sender, receiver;
         StartRelay(first);
-        const std::string file = MakeFile("file", 8 * 1024 * 1024), out = tcp ? "tcp" : "udp";
-        std::vector<std::string> limited{"--rate", "4M"};
-        limited.insert(limited.end(), way.begin(), way.end());
-        StartSend(sender, {file}, limited);
+        if (through) StartRelay(near, "127.0.0.2");
+        const std::string file = MakeFile("file", 8 * 1024 * 1024), out = tcp ? "tcp" : through ? "near" : "udp";
+        StartSend(sender, {file}, tcp ? Words{"--rate", "4M", "--tcp"} : Words{"--rate", "4M"});
         StartReceive(receiver, out, way);
         ASSERT_TRUE(WaitForBytes(receiver, 1024 * 1024)) << receiver.Output();
         first.Stop(0);

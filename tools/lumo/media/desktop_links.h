@@ -100,6 +100,9 @@ private:
         if (this->IsPeer()) return Library::kReceiverP2P == &CreateDesktopReceiverP2P ? Base::IsDisconnected() : Lost();
         return this->Route().tcp && Lost();
     }
+    LinkSigns Signs() const override {
+        return this->IsPeer() ? Base::Signs() : SignsThrough(kDesktopKind, this->Route(), this->Answered());
+    }
     bool Lost() const { return this->Receiver()->IsDisconnected(); }
     void OnDesktopReceiverNotifyData(const char* data, int length) override { this->Inbox().Push(data, length); }
 

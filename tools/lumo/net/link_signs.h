@@ -1,7 +1,7 @@
 // What the library's statistics tell of the far side of this process's links.
 #pragma once
 
-#include "tools/lumo/net/target.h"
+#include "tools/lumo/net/relay_route.h"
 
 #include <lumomedia/statistics.h>
 
@@ -37,6 +37,14 @@ inline LinkSigns SignsFrom(unsigned char kind, const RelayTarget& server, uint32
     for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
         if (link.byKind == kind && (LeadsTo(link, server) || (answered != 0 && link.ulRemoteIP == answered)))
             signs.Add(link);
+    return signs;
+}
+
+/// The same of a subscriber's links. A nearer server answers for itself when the publisher's has gone, too: then only
+/// what comes of frames tells, and being asked anew makes that server look.
+inline LinkSigns SignsThrough(unsigned char kind, const RelayRoute& route, uint32_t answered) {
+    LinkSigns signs = SignsFrom(kind, route.Server(), answered);
+    if (&route.Server() != &route.mcu) signs.life = signs.bytes;
     return signs;
 }
 

@@ -53,13 +53,6 @@ bool CSubscribeLink::Create() {
     return m_pReceiver != nullptr;
 }
 
-LinkSigns CSubscribeLink::Signs() const {
-    LinkSigns signs = SignsFrom(kFileKind, m_route.Server(), Answered());
-    // A nearer server answers for itself when the sender's has gone, too: asking it anew makes it look.
-    if (!m_route.nearMcu.Empty()) signs.life = signs.bytes;
-    return signs;
-}
-
 void CSubscribeLink::Release() {
     if (m_pReceiver) m_pReceiver->ReleaseConnections();
     m_pReceiver = nullptr;

@@ -33,7 +33,7 @@ public:
 private:
     bool Create() override;
     bool IsDisconnected() override { return m_pReceiver->IsDisconnected(); }
-    LinkSigns Signs() const override;
+    LinkSigns Signs() const override { return SignsThrough(kFileKind, m_route, Answered()); }
     void Release() override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
     void OnFileReceiverNotifyConnected(unsigned long ip) override { Accept(ip); }
