@@ -18,7 +18,7 @@ scripts/no_aslr.sh ctest --preset $(1) -j $(JOBS)
 endef
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test check asan tsan fuzz bench install format docs clean
+.PHONY: help demo test check asan tsan attack fuzz bench install format docs clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z ]*\):.*## \(.*\)/  make \1\t\2/p' $(firstword $(MAKEFILE_LIST)) | expand -t 20
@@ -45,6 +45,12 @@ asan tsan: ## Run all tests under the address and undefined-behaviour sanitizers
 	@scripts/setup_browser.sh
 	$(call sanitized,$@)
 	$(if $(filter asan,$@),$(call sanitized,asan-gcc))
+
+attack: ## Attack the lumo program as strangers would, and print what each attack cost it
+	@scripts/setup.sh base test
+	$(call configure,default)
+	$(call build,default) --target lumo
+	tests/attack/run.py build/default/tools/lumo/lumo --all
 
 fuzz: ## Run each fuzz target for FUZZ_SECONDS (60)
 	@scripts/setup.sh base check
