@@ -40,6 +40,11 @@ std::string ReadCidr(CCidrList& list, const std::string& text) {
     return CCidr::Parse(text, list) ? "" : "not an IPv4 address or range (10.0.0.0/8): " + text;
 }
 
+std::string ReadTrusted(CServerOptions& options, const std::string& text) {
+    if (!options.trusted) options.trusted.emplace();
+    return text == "none" ? "" : ReadCidr(*options.trusted, text);
+}
+
 /// An option whose text is read by `read`, which says what is wrong with it.
 template <class Read>
 CLI::Option* AddText(CLI::App& command, const char* name, const char* help, Read read) {
@@ -82,6 +87,12 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
             "Who may talk to the server at all, servers it relays from included. Repeatable. Default: everybody",
             [&options](const std::string& text) { return ReadCidr(options.allow, text); })
         ->type_name("CIDR")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+    AddText(command, "--trusted",
+            "Whom no share an address limits, or none. Repeatable. Default: this host, by its loopback addresses",
+            [&options](const std::string& text) { return ReadTrusted(options, text); })
+        ->type_name("CIDR|none")
         ->expected(1, CLI::detail::expected_max_vector_size)
         ->allow_extra_args(false);
     AddText(

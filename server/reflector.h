@@ -3,7 +3,7 @@
 
 #include "core/wire/datagram.h"
 #include "platform/lumonet/lumonet.h"
-#include "server/cidr.h"
+#include "link/cidr.h"
 
 #include <atomic>
 #include <cstdint>

@@ -25,7 +25,7 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
-      m_signalling(options.limits.signallingClients, log),
+      m_signalling(options, log),
       m_ulPolicyRefreshed(CActivity::Now()) {
     m_context.policy.Refresh();
     m_context.port = options.port;

@@ -1,10 +1,11 @@
 // What an operator chooses.
 #pragma once
 
-#include "server/cidr.h"
+#include "link/cidr.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct CServerLimits {
     uint32_t upstreamFrameBytes = 1U << 20;
     unsigned unvalidatedPerAddress = 64;  ///< TCP connections that have not said what they want
     size_t signallingClients = 10000;     ///< connected to the signalling service
+    size_t signallingPerAddress = 64;     ///< of those
     uint64_t boardBytes = 1ULL << 30;     ///< of all whiteboards together: past it nothing more is kept
     size_t unprovedPerAddress = 64;       ///< UDP sinks, and UDP sources, that have not answered yet
 };
@@ -36,7 +38,10 @@ struct CServerOptions {
     std::vector<std::string> httpNames;  ///< in small letters: what the pages answer to besides their address
     CCidrList allow;                     ///< who may talk to the server; empty: everybody
     CCidrList relayTo;                   ///< where it may relay from; empty: every unicast address but its own
+    std::optional<CCidrList> trusted;    ///< whom no share an address limits; not named: loopback
     CServerLimits limits;
+
+    CCidrList Trusted() const { return trusted ? *trusted : CCidrList{{0x7f000000, 8}}; }
 };
 
 /// "ADDR", "ADDR:PORT" or ":PORT"; what is not named keeps its value. False on anything else.

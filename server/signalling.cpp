@@ -3,7 +3,6 @@
 #include "core/wire/datagram.h"
 #include "link/mcu_services.h"
 #include "p2p/signal_frames.h"
-#include "server/server_options.h"
 
 #include <utility>
 
@@ -17,10 +16,12 @@ bool CSignalling::MayCome(uint32_t userID) {
 bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
     if (!data || length != signalling::kUserIDLength) return false;
     const uint32_t userID = wire::CWireReader(data, length).U32();
-    if (userID == 0 || !MayCome(userID)) return false;
+    CShareHold share;
+    if (userID == 0 || !MayCome(userID) || !share.Take(m_shares, static_cast<uint32_t>(session->GetRemoteIP())))
+        return false;
     session->SetMaxReceivedFrame(signalling::kMaxFrame);
     if (!AcceptTcpSession(session)) return false;
-    auto client = std::make_unique<CSignallingClient>(*this, session, userID);
+    auto client = std::make_unique<CSignallingClient>(*this, session, userID, std::move(share));
     LogClient(*client, "came");
     client->AnswerValidation();
     {

@@ -1,9 +1,11 @@
 // The signalling service: clients exchange command packets through it before they have a path of their own.
 #pragma once
 
+#include "link/address_shares.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 #include "server/server_log.h"
+#include "server/server_options.h"
 #include "server/signalling_client.h"
 #include "server/status.h"
 
@@ -16,7 +18,10 @@
 /// unread. Nothing waits for who is not there.
 class CSignalling {
 public:
-    CSignalling(size_t maxClients, CServerLog& log) : m_nMaxClients(maxClients), m_log(log) {}
+    CSignalling(const CServerOptions& options, CServerLog& log)
+        : m_nMaxClients(options.limits.signallingClients),
+          m_shares(options.limits.signallingPerAddress, options.Trusted()),
+          m_log(log) {}
     ~CSignalling() { End(); }
     CSignalling(const CSignalling&) = delete;
     CSignalling& operator=(const CSignalling&) = delete;
@@ -45,6 +50,7 @@ private:
     void LogClient(CSignallingClient& client, const char* what) noexcept;
 
     const size_t m_nMaxClients;
+    CAddressShares m_shares;
     CServerLog& m_log;
     CCritSec m_cs{lock_order::kMediumTable};
     Clients m_clients LUMO_GUARDED_BY(m_cs);  // they come on the TCP thread only

@@ -5,6 +5,7 @@
 #include "server/signalling.h"
 
 #include <string>
+#include <utility>
 
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds
@@ -24,11 +25,12 @@ CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {
     return ++m_nFrames <= kFramesPerSecond ? Verdict::Pass : Verdict::Drop;
 }
 
-CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID)
+CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold share)
     : m_service(service),
       m_pSession(session),
       m_ulUserID(userID),
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
+      m_share(std::move(share)),
       m_keepAlive(kKeepAliveEvery) {}
 
 void CSignallingClient::AnswerValidation() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/activity.h"
+#include "link/address_shares.h"
 #include "platform/lumonet/lumonet.h"
 #include "server/status.h"
 
@@ -29,7 +30,7 @@ private:
 /// The session is the network library's; End releases it.
 class CSignallingClient final : public ITcpSessionNotify {
 public:
-    CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID);
+    CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold share);
 
     /// Takes the session's frames and answers its validation. TCP thread, before anybody else knows of it.
     void AnswerValidation();
@@ -54,7 +55,8 @@ private:
     ITcpSession* const m_pSession;
     const uint32_t m_ulUserID;
     const CPeer m_peer;
-    CSignallingPace m_pace;  // TCP thread
+    const CShareHold m_share;  // of what its address may have
+    CSignallingPace m_pace;    // TCP thread
     CPollCount m_keepAlive;
     bool m_bSlow = false;  // under the service's lock
 };

@@ -70,7 +70,7 @@ class Relay(Process):
 
     def __init__(self, program, *options):
         super().__init__(program, "mcu", "--listen", "127.0.0.1:0", "--reflector-port", "off", "--http", "127.0.0.1:0",
-                         *options)
+                         "--trusted", "none", *options)
         found = self.wait_for(r"listening on \S+:(\d+) .*pages at http://\S+:(\d+)/")
         self.port, self.http = int(found.group(1)), int(found.group(2))
 

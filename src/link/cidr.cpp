@@ -1,4 +1,4 @@
-#include "server/cidr.h"
+#include "link/cidr.h"
 
 #include "platform/lumonet/lumonet.h"
 
