@@ -12,7 +12,7 @@ inline constexpr uint64_t kFrameCost = 64;                        // bytes that 
 inline constexpr int kMaxPlainDatagram = 1076;  // of a medium without sessions: what fits the path in one piece
 inline constexpr uint64_t kSinkMemory = 1024ULL * 1024 * 1024;  // shared by all sinks of one medium of a local MCU
 inline constexpr size_t kMaxSinks = 10000;                      // sinks of one medium; further connects get no answer
-inline constexpr size_t kMaxPeers = 10000;                      // users whose addresses are kept; others get no path
+inline constexpr size_t kMaxPeers = 10000;                      // users whose addresses are kept
 inline constexpr int kMinFrameLen = 2;                          // shorter frames are keep-alives of TCP links
 inline constexpr uint32_t kMaxBufferingReport = 8192;           // what a channel reports at most
 

@@ -9,6 +9,7 @@
 #include "platform/lumobase/app_log.h"
 #include "platform/lumonet/lumonet.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -23,6 +24,7 @@ void CMTP2P::ReleaseConnections() {
     {
         CAutoLock lock(&m_csPeers);
         m_mapPeers.clear();
+        m_listByAge.clear();
     }
     delete this;
 }
@@ -30,7 +32,7 @@ void CMTP2P::ReleaseConnections() {
 std::shared_ptr<CMTP2PIP> CMTP2P::GetMTP2PIP(uint32_t userID) {
     CAutoLock lock(&m_csPeers);
     const auto found = m_mapPeers.find(userID);
-    return found == m_mapPeers.end() ? nullptr : found->second;
+    return found == m_mapPeers.end() ? nullptr : found->second.peer;
 }
 
 bool CMTP2P::IsP2PConnected(uint32_t userID) {
@@ -50,12 +52,29 @@ void CMTP2P::AddP2P(uint32_t userID, const P2PItem& item) {
         "CMTP2P::AddP2P(UserID : %u, NATIP : %s, NATUDPPort : %u, LocalIP : %s, LocalUDPPort : %u, Upnp : %d).", userID,
         GetIpAddr(natIP).c_str(), item.usNATUDPPort, GetIpAddr(localIP).c_str(), item.usLocalUDPPort, item.bUpnp);
     auto peer = std::make_shared<CMTP2PIP>(natIP, item.usNATUDPPort, localIP, item.usLocalUDPPort, item.bUpnp);
+    std::list<uint32_t> age{userID};
+    Known gone;  // deleted outside the lock
     CAutoLock lock(&m_csPeers);
     const auto found = m_mapPeers.find(userID);
-    if (found != m_mapPeers.end())
-        found->second.swap(peer);
-    else if (m_mapPeers.size() < limits::kMaxPeers)
-        m_mapPeers.emplace(userID, std::move(peer));
+    if (found != m_mapPeers.end()) {
+        found->second.peer.swap(peer);
+        m_listByAge.splice(m_listByAge.end(), m_listByAge, found->second.age);
+        return;
+    }
+    if (m_mapPeers.size() >= limits::kMaxPeers) gone = TakeLeastNeeded();
+    m_mapPeers.emplace(userID, Known{std::move(peer), age.begin()});
+    m_listByAge.splice(m_listByAge.end(), age);
+}
+
+CMTP2P::Known CMTP2P::TakeLeastNeeded() {
+    const auto isUnconnected = [this](uint32_t userID)
+                                   LUMO_REQUIRES(m_csPeers) { return !m_mapPeers.at(userID).peer->IsConnected(); };
+    auto oldest = std::find_if(m_listByAge.begin(), m_listByAge.end(), isUnconnected);
+    if (oldest == m_listByAge.end()) oldest = m_listByAge.begin();
+    Known taken = std::move(m_mapPeers.at(*oldest));
+    m_mapPeers.erase(*oldest);
+    m_listByAge.erase(oldest);
+    return taken;
 }
 
 void CMTP2P::ResetP2P(uint32_t userID) {

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
 
@@ -73,9 +74,17 @@ private:
     P2PItem SendOwnItem(uint32_t userID, const char* type);
     void Deliver(uint32_t userID, CCmdPacket& cmd);
 
+    struct Known {
+        std::shared_ptr<CMTP2PIP> peer;
+        std::list<uint32_t>::iterator age;
+    };
+    /// Takes out the oldest peer without a connection; where all have one, the oldest.
+    Known TakeLeastNeeded() LUMO_REQUIRES(m_csPeers);
+
     CCritSec m_csPeers{lock_order::kPeerMap};
-    std::map<uint32_t, std::shared_ptr<CMTP2PIP>> m_mapPeers LUMO_GUARDED_BY(m_csPeers);
-    CRemoteAddress m_sunServer;  // the reflector; unset until SetSunServer
+    std::map<uint32_t, Known> m_mapPeers LUMO_GUARDED_BY(m_csPeers);
+    std::list<uint32_t> m_listByAge LUMO_GUARDED_BY(m_csPeers);  // their users, the last announced last
+    CRemoteAddress m_sunServer;                                  // the reflector; unset until SetSunServer
     std::atomic<bool> m_bSTUNPending{false};
     IP2PNotify* const m_pNotify;  // the application's; outlives this object
 };

@@ -191,18 +191,28 @@ TEST(MtP2P, AsksTheReflectorOnceASecondUntilItAnswers) {
     EXPECT_EQ(Left(scene.host), Times(1, "9.8.7.6:7001 07"));
 }
 
-TEST(MtP2P, KeepsNoMorePeersThanItMay) {
+TEST(MtP2P, OfTooManyPeersTheOldestWithoutAConnectionGivesWay) {
     CPeerScene scene;
-    for (uint32_t user = 1; user <= limits::kMaxPeers + 1; ++user)
-        scene.Command("P2P_FETCH_ACK", CPeerScene::FarItem(), user);
-    EXPECT_EQ(scene.Peer(limits::kMaxPeers).byState, kNegotiating);
-    EXPECT_EQ(scene.Peer(limits::kMaxPeers + 1).byState, kUnknown);
-    scene.Command("P2P_START_ACK", CPeerScene::FarItem(), limits::kMaxPeers + 1);
+    const auto come = [&scene](uint32_t user) { scene.Command("P2P_FETCH_ACK", CPeerScene::FarItem(), user); };
+    const auto connect = [&scene](uint32_t user) {
+        scene.host.Deliver(Hex("03") + std::string(reinterpret_cast<const char*>(&user), sizeof user));
+    };
+    constexpr uint32_t kMost = limits::kMaxPeers;
+    for (uint32_t user = 1; user <= kMost; ++user) come(user);
+    connect(1);
+    scene.Command("P2P_FETCH_ACK", Item(1, 2, 3, 4), 2);  // announced anew, and the youngest now
+    come(kMost + 1);
+    EXPECT_EQ(scene.Peer(1).byState, kConnected);
+    EXPECT_EQ(scene.Peer(2).ulNATIP, 1U);
+    EXPECT_EQ(scene.Peer(3).byState, kUnknown);
+    EXPECT_EQ(scene.Peer(kMost + 1).byState, kNegotiating);
     scene.app.TakeSent();
-    scene.Command("P2P_CMD_ACK", limits::kMaxPeers + 1);
+    scene.Command("P2P_CMD_ACK", 3);
     EXPECT_TRUE(scene.app.TakeSent().empty()) << "the two of them would go on for ever";
-    scene.Command("P2P_FETCH_ACK", Item(1, 2, 3, 4), 5);
-    EXPECT_EQ(scene.Peer(5).ulNATIP, 1U) << "who is there may still move";
+    for (uint32_t user = 1; user <= kMost + 1; ++user) connect(user);
+    come(kMost + 2);
+    EXPECT_EQ(scene.Peer(1).byState, kUnknown) << "all have a connection: the oldest";
+    EXPECT_EQ(scene.Peer(kMost + 2).byState, kNegotiating);
 }
 
 class CThrowing : public CP2PApplication {
