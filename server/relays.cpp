@@ -66,6 +66,9 @@ CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_
     relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();
+    relay.tcp = tcp;
+    relay.asksLeft = tcp ? 1 : server::kLegAsks;
+    MayAsk(relay, home);
     relay.open = relay.leg->Open();
     undo.Keep();
     return &relay;

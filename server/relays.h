@@ -44,7 +44,10 @@ private:
         std::shared_ptr<CStream> stream;
         std::unique_ptr<CRelayLeg> leg;
         uint32_t asker = 0;
+        bool tcp = false;
         bool open = false;
+        bool answered = false;      // at some time
+        size_t asksLeft = 0;        // datagrams, until it has
         uint32_t pendingSince = 0;  // while it is not up
         uint32_t aloneSince = 0;    // while nobody subscribes
         bool alone = false;
@@ -65,7 +68,11 @@ private:
 
     /// False when the relay is to be ended.
     bool Upkeep(const Key& key, CRelay& relay, uint32_t now);
-    void Poll(CRelay& relay, uint32_t now);
+    /// How long a far server that has not answered is waited for.
+    uint32_t TriedForMs() const;
+    /// Whether a leg that has not been accepted may ask on; a stranger's address is asked a few times only.
+    static bool MayAsk(CRelay& relay, const CMcuAddress& home);
+    void Poll(CRelay& relay, const CMcuAddress& home, uint32_t now);
     void Reopen(CRelay& relay, uint32_t now);
     void ServeWaiting(CRelay& relay, const CMcuAddress& home);
     void CloseLateTcp(CRelay& relay, uint32_t now);

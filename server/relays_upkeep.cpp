@@ -34,14 +34,34 @@ void CRelays::OnTurn() {
 }
 
 bool CRelays::Upkeep(const Key& key, CRelay& relay, uint32_t now) {
-    Poll(relay, now);
+    Poll(relay, key.second, now);
     if (Serves(relay)) ServeWaiting(relay, key.second);
     CloseLateTcp(relay, now);
-    if (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > server::kLegTriedForMs) return false;
+    if (relay.tcp && !relay.answered && relay.leg->IsLost()) return false;
+    if (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > TriedForMs()) return false;
     return !IsAlone(relay, now);
 }
 
-void CRelays::Poll(CRelay& relay, uint32_t now) {
+// Where requests are made once, the far server keeps them, too, and answers when it can.
+uint32_t CRelays::TriedForMs() const {
+    return m_medium.profile.subscribersAskOnce ? server::kRequestKeptMs : server::kLegTriedForMs;
+}
+
+bool CRelays::MayAsk(CRelay& relay, const CMcuAddress& home) {
+    relay.answered = relay.answered || relay.leg->IsUp();
+    if (relay.answered) return true;
+    size_t asks = 0;
+    if (relay.tcp)
+        asks = 1;
+    else
+        home.ForEachDistinct([&asks](uint32_t) { ++asks; });
+    if (asks > relay.asksLeft) return false;
+    relay.asksLeft -= asks;
+    return true;
+}
+
+void CRelays::Poll(CRelay& relay, const CMcuAddress& home, uint32_t now) {
+    if (!MayAsk(relay, home)) return;
     if (relay.doubtful && HasGivenSign(relay)) relay.doubtful = false;
     const bool silent = relay.doubtful && ElapsedMs(now, relay.doubtfulSince) > server::kLegAnswersWithinMs;
     if (silent || !relay.open || relay.leg->IsLost()) Reopen(relay, now);

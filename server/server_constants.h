@@ -27,6 +27,7 @@ inline constexpr size_t kMaxPendingLegs = 100;
 inline constexpr size_t kPendingLegsPerAsker = 3;
 inline constexpr size_t kMaxWaitingPerLeg = 64;
 inline constexpr uint32_t kLegTriedForMs = 10000;
+inline constexpr size_t kLegAsks = 3;  // datagrams to a server that has never answered, whoever it is
 inline constexpr uint32_t kTcpWaitsForLegMs = 5000;
 inline constexpr uint32_t kLegLingersMs = 10000;  // after the last subscriber left
 inline constexpr uint32_t kLegDoubtfulAfterMs =
