@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -121,6 +122,8 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
         return add(name, value, help)->transform(CLI::AsSizeValue(false));
     };
     add("--max-channels", limits.channels, "Channels of one medium");
+    add("--max-channels-per-address", limits.channelsPerAddress,
+        "Channels of all media that one address publishes or relays, and boards that it makes");
     add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");
     add("--max-sinks", limits.sinks, "Subscribers of one medium");
     add("--max-signalling", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
@@ -154,17 +157,17 @@ private:
     sigset_t m_set;
 };
 
-/// Each connection takes a descriptor: as many as the system allows.
-void RaiseFileLimit() {
+/// Each connection takes a descriptor: as many as the system allows. How many that are.
+uint64_t RaiseFileLimit() {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-    limit.rlim_cur = limit.rlim_max;
-    static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return UINT64_MAX;
+    const rlim_t before = std::exchange(limit.rlim_cur, limit.rlim_max);
+    return setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_max : before;
 }
 
-int RunServer(const CServerOptions& options) {
+int RunServer(CServerOptions& options) {
     CEndSignals signals;  // before any thread is made
-    RaiseFileLimit();
+    options.limits.connections = RaiseFileLimit();
     CRelayServer server(options);
     std::string error;
     if (!server.Start(error)) {

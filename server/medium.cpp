@@ -3,12 +3,26 @@
 #include "platform/lumobase/undo.h"
 #include "server/stream.h"
 
-void CMedium::LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel) {
-    std::string line = std::string(profile.medium) + " " + role + " " + EndpointText(peer.ip, peer.port) +
-                       (tcp ? " (tcp) " : " (udp) ") + what + " channel " + std::to_string(ChannelNumber(channel));
-    const std::shared_ptr<CStream> stream = streams.Find(channel);
-    if (stream && stream->IsRelayed()) line += " of " + EndpointText(stream->Home().ip, stream->Home().port);
-    context.log.Line(line);
+void CMedium::LogPeer(LogKind role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel) {
+    context.log.Line(role, [&] {
+        std::string line = std::string(profile.medium) + " " + LogKindName(role) + " " +
+                           EndpointText(peer.ip, peer.port) + (tcp ? " (tcp) " : " (udp) ") + what + " channel " +
+                           std::to_string(ChannelNumber(channel));
+        const std::shared_ptr<CStream> stream = streams.Find(channel);
+        if (stream && stream->IsRelayed()) line += " of " + EndpointText(stream->Home().ip, stream->Home().port);
+        return line;
+    });
+}
+
+bool CMedium::MayHold(uint32_t channelID, uint32_t ip) {
+    const std::shared_ptr<CStream> stream = streams.Find(channelID);
+    return (stream && stream->Holder().IsOf(ip)) || !context.channels.IsFull(ip);
+}
+
+bool CMedium::Hold(CStream& stream, uint32_t ip) {
+    const bool holds = stream.Holder().Take(context.channels, ip);
+    if (!holds) context.log.Refused(ip, "it has its share of channels and boards");
+    return holds;
 }
 
 std::shared_ptr<CStream> CMedium::MakeStream(const CStreamName& name) {
@@ -34,6 +48,7 @@ void CMedium::EndDeserted(ChannelKey channel) {
 
 void CMedium::EndStream(CStream& stream) {
     stream.Close();
+    stream.Holder().Release();
     {
         CMediumStatus last;
         stream.AddTo(last);

@@ -1,6 +1,7 @@
 // What the parts of one medium's server share.
 #pragma once
 
+#include "link/address_shares.h"
 #include "link/limits.h"
 #include "platform/lumobase/crit_sec.h"
 #include "server/key_frames.h"
@@ -10,6 +11,7 @@
 #include "server/server_log.h"
 #include "server/server_options.h"
 #include "server/source.h"
+#include "server/stream.h"
 #include "server/stream_table.h"
 
 #include <atomic>
@@ -17,11 +19,18 @@
 
 /// One for the whole server.
 struct CServerContext {
-    CServerContext(const CServerOptions& given, CServerLog& where) : options(given), log(where), policy(options) {}
+    CServerContext(const CServerOptions& given, CServerLog& where)
+        : options(given),
+          log(where),
+          policy(options),
+          channels(given.limits.channelsPerAddress, given.Trusted()),
+          connections(CServerLimits::Share(given.limits.connections), given.Trusted()) {}
 
     const CServerOptions options;
     CServerLog& log;
     CRelayPolicy policy;
+    CAddressShares channels;     // and boards
+    CAddressShares connections;  // over TCP, that are served
     CCritSec gate{server::kGateRank};
     uint16_t port = 0;  // as bound; set before anything is served
 };
@@ -32,11 +41,17 @@ struct CMedium {
 
     const CServerLimits& Limits() const { return context.options.limits; }
     /// "file sink 10.0.0.1:5000 (udp) came to channel 7", and of another server: "channel 7 of 10.0.0.9:7000".
-    void LogPeer(const char* role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel);
+    void LogPeer(LogKind role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel);
     /// A new stream, open for subscribers; null at the limit, or for ID 0. Under the gate.
     std::shared_ptr<CStream> MakeStream(const CStreamName& name);
     /// This server's own channel, once somebody has published it here; null before.
     std::shared_ptr<CStream> FindServed(uint32_t channelID);
+    /// Whether a channel, or a new one of that number, may become this address's.
+    bool MayHold(uint32_t channelID, uint32_t ip);
+    /// From now on that address answers for the stream; false when it has its share of them. Under the gate.
+    bool Hold(CStream& stream, uint32_t ip);
+    /// A board is held by who came first.
+    bool HoldBoard(CStream& board, uint32_t ip) { return board.Holder().IsHeld() || Hold(board, ip); }
     /// Ends a stream that nobody has shown interest in: no publisher and no proved subscriber ever, none of any sort
     /// now. Under the gate.
     void EndDeserted(ChannelKey channel);

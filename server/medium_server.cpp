@@ -62,7 +62,7 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
         CAutoLock gate(&m_medium.context.gate);
         CWireReader fields(datagram.body + 1, datagram.length - 1);
         fields.U32();
-        const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32());
+        const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32(), datagram.ip, false);
         if (board && m_sinks.MayConnect(datagram)) return true;
         if (board) m_medium.EndDeserted(board->ChannelID());
         return false;
@@ -109,15 +109,20 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CP
     return asked;
 }
 
-std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID) {
-    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    if (stream) return stream;
-    if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
-    return m_medium.MakeStream({channelID});
+// Only who is there answers for a board: else whoever forges addresses would use up the shares of others.
+std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID, uint32_t ip, bool proved) {
+    std::shared_ptr<CStream> board = m_medium.streams.Find(channelID);
+    if (!board) {
+        if (m_medium.context.channels.IsFull(ip)) return nullptr;
+        if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
+        board = m_medium.MakeStream({channelID});
+    }
+    return board && (!proved || m_medium.HoldBoard(*board, ip)) ? board : nullptr;
 }
 
-std::shared_ptr<CStream> CMediumServer::FindOwn(uint32_t channelID) {
-    return m_medium.profile.board ? FindOrMakeBoard(channelID) : m_medium.FindServed(channelID);
+std::shared_ptr<CStream> CMediumServer::FindOwn(const CSinkRequest& request, bool proved) {
+    return m_medium.profile.board ? FindOrMakeBoard(request.channelID, request.peer.ip, proved)
+                                  : m_medium.FindServed(request.channelID);
 }
 
 bool CMediumServer::MakeRoomForRelay(const CAsked& asked) {
@@ -130,7 +135,7 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     if (asked.whose == CAsked::Whose::AnotherServers) {
         if (MakeRoomForRelay(asked)) m_relays.Ask(asked.request, asked.home);
     } else if (asked.whose == CAsked::Whose::Own) {
-        if (const auto stream = FindOwn(asked.request.channelID))
+        if (const auto stream = FindOwn(asked.request, false))
             m_sinks.Connect(*stream, asked.request);
         else
             KeepUnserved(asked);
@@ -145,7 +150,8 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
     const uint32_t channelID = CWireReader(data, length).U32();
     if (!m_medium.profile.board) return m_sinks.MayServe(channelID);
     CAutoLock gate(&m_medium.context.gate);
-    return FindOrMakeBoard(channelID) && m_sinks.MayServe(channelID);
+    return FindOrMakeBoard(channelID, static_cast<uint32_t>(session->GetRemoteIP()), true) &&
+           m_sinks.MayServe(channelID);
 }
 
 bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {
@@ -164,7 +170,7 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
     const CAsked asked = Read(data, length, peer, true);
     if (asked.whose == CAsked::Whose::AnotherServers)
         return MakeRoomForRelay(asked) && m_relays.AskTcp(session, asked.request, asked.home);
-    const auto stream = asked.whose == CAsked::Whose::Own ? FindOwn(asked.request.channelID) : nullptr;
+    const auto stream = asked.whose == CAsked::Whose::Own ? FindOwn(asked.request, true) : nullptr;
     return stream && m_sinks.Accept(*stream, session, asked.request) != 0;
 }
 

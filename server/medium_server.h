@@ -37,11 +37,11 @@ private:
     struct CAsked;
     /// Of a channel that nobody has published here yet.
     void KeepUnserved(const CAsked& asked);
-    /// Where nobody publishes: the stream, made if need be. Null at the limit.
-    std::shared_ptr<CStream> FindOrMakeBoard(uint32_t channelID);
+    /// Where nobody publishes: the stream, made if need be, for one whose address is `proved`. Null at a limit.
+    std::shared_ptr<CStream> FindOrMakeBoard(uint32_t channelID, uint32_t ip, bool proved);
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// This server's own channel of the number, made where nobody publishes it; null when there is none.
-    std::shared_ptr<CStream> FindOwn(uint32_t channelID);
+    std::shared_ptr<CStream> FindOwn(const CSinkRequest& request, bool proved);
     /// Room for a relay more, if there is none yet to that home.
     bool MakeRoomForRelay(const CAsked& asked);
 

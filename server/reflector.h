@@ -2,8 +2,8 @@
 #pragma once
 
 #include "core/wire/datagram.h"
-#include "platform/lumonet/lumonet.h"
 #include "link/cidr.h"
+#include "platform/lumonet/lumonet.h"
 
 #include <atomic>
 #include <cstdint>

@@ -29,6 +29,9 @@ bool CRelayServer::Start(std::string& error) {
         (m_pReflector ? ", reflector on port " + std::to_string(m_pReflector->Port())
                       : ", without a second reflector") +
         (m_pPages ? ", pages at http://" + EndpointText(m_options.httpIP, HttpPort()) + "/" : ", without pages"));
+    m_log.Line("room for " + std::to_string(m_options.limits.connections) + " connections, " +
+               std::to_string(CServerLimits::Share(m_options.limits.connections)) + " from one address, and " +
+               std::to_string(m_options.limits.boardBytes >> 20) + " MiB of whiteboards");
     return true;
 }
 

@@ -62,7 +62,7 @@ CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_
         m_relays.erase(key);
     });
     relay.stream = m_medium.MakeStream({key.first, relay.legID.Get(), {home.ips[0], home.port}});
-    if (!relay.stream) return nullptr;
+    if (!relay.stream || !m_medium.Hold(*relay.stream, asker)) return nullptr;
     relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();

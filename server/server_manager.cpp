@@ -25,7 +25,7 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
-      m_signalling(options, log),
+      m_signalling(options, m_context.connections, log),
       m_ulPolicyRefreshed(CActivity::Now()) {
     m_context.policy.Refresh();
     m_context.port = options.port;
@@ -97,6 +97,11 @@ bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const ch
 }
 
 bool CServerManager::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
+    const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
+    if (m_context.connections.IsFull(ip)) {
+        m_context.log.Refused(ip, "it has its share of connections");
+        return false;
+    }
     if (IsSignalling(type)) return !m_bStopping;
     CMediumServer* medium = MediumOfTcp(type);
     return medium && medium->MayServeTcp(session, type, data, length);
@@ -127,6 +132,7 @@ void CServerManager::OnSecond() {
     if (m_bStopping) return;
     for (const auto& medium : m_media) medium->OnSecond(now);
     m_signalling.OnSecond();
+    m_context.log.OnSecond();
 }
 
 bool CServerManager::OnTurn() {

@@ -16,12 +16,16 @@ bool CSignalling::MayCome(uint32_t userID) {
 bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
     if (!data || length != signalling::kUserIDLength) return false;
     const uint32_t userID = wire::CWireReader(data, length).U32();
-    CShareHold share;
-    if (userID == 0 || !MayCome(userID) || !share.Take(m_shares, static_cast<uint32_t>(session->GetRemoteIP())))
+    const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
+    CShareHold user, connection;
+    if (userID == 0 || !MayCome(userID) || !connection.Take(m_connections, ip)) return false;
+    if (!user.Take(m_shares, ip)) {
+        m_log.Refused(ip, "it has its share of the signalling service");
         return false;
+    }
     session->SetMaxReceivedFrame(signalling::kMaxFrame);
     if (!AcceptTcpSession(session)) return false;
-    auto client = std::make_unique<CSignallingClient>(*this, session, userID, std::move(share));
+    auto client = std::make_unique<CSignallingClient>(*this, session, userID, std::move(user), std::move(connection));
     LogClient(*client, "came");
     client->AnswerValidation();
     {
@@ -70,8 +74,10 @@ void CSignalling::Release(CSignallingClient& client) {
 // A failure to say so must not keep the others from their end.
 void CSignalling::LogClient(CSignallingClient& client, const char* what) noexcept {
     try {
-        m_log.Line("signalling user " + std::to_string(client.UserID()) + " " +
-                   EndpointText(client.Peer().ip, client.Peer().port) + " " + what);
+        m_log.Line(LogKind::Signalling, [&] {
+            return "signalling user " + std::to_string(client.UserID()) + " " +
+                   EndpointText(client.Peer().ip, client.Peer().port) + " " + what;
+        });
     } catch (...) {  // no memory for a line
     }
 }

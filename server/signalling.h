@@ -18,9 +18,10 @@
 /// unread. Nothing waits for who is not there.
 class CSignalling {
 public:
-    CSignalling(const CServerOptions& options, CServerLog& log)
+    CSignalling(const CServerOptions& options, CAddressShares& connections, CServerLog& log)
         : m_nMaxClients(options.limits.signallingClients),
           m_shares(options.limits.signallingPerAddress, options.Trusted()),
+          m_connections(connections),
           m_log(log) {}
     ~CSignalling() { End(); }
     CSignalling(const CSignalling&) = delete;
@@ -51,6 +52,7 @@ private:
 
     const size_t m_nMaxClients;
     CAddressShares m_shares;
+    CAddressShares& m_connections;  // of all media
     CServerLog& m_log;
     CCritSec m_cs{lock_order::kMediumTable};
     Clients m_clients LUMO_GUARDED_BY(m_cs);  // they come on the TCP thread only

@@ -10,6 +10,7 @@
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds
 constexpr uint32_t kSecondMs = 1000;
+constexpr uint32_t kTakesNothingMs = 10000;
 }  // namespace
 
 CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {
@@ -25,13 +26,16 @@ CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {
     return ++m_nFrames <= kFramesPerSecond ? Verdict::Pass : Verdict::Drop;
 }
 
-CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold share)
+CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold user,
+                                     CShareHold connection)
     : m_service(service),
       m_pSession(session),
       m_ulUserID(userID),
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
-      m_share(std::move(share)),
-      m_keepAlive(kKeepAliveEvery) {}
+      m_user(std::move(user)),
+      m_connection(std::move(connection)),
+      m_keepAlive(kKeepAliveEvery),
+      m_taking(CActivity::Now()) {}
 
 void CSignallingClient::AnswerValidation() {
     m_pSession->SetNotify(this);
@@ -41,14 +45,19 @@ void CSignallingClient::AnswerValidation() {
 
 bool CSignallingClient::Forward(uint32_t fromUserID, const char* packet, int length) {
     const std::string frame = signalling::Frame(fromUserID, packet, length);
-    m_bSlow = m_bSlow || m_pSession->GetSendQueueBytes() + frame.size() > signalling::kMaxQueueBytes;
-    if (m_bSlow) return false;
+    if (m_pSession->GetSendQueueBytes() + frame.size() > signalling::kMaxQueueBytes) return false;
     m_pSession->SendData(frame.data(), static_cast<int>(frame.size()), 0);
+    m_ullPut += frame.size();
     m_keepAlive.Restart();
     return true;
 }
 
 void CSignallingClient::OnSecond() {
+    const uint64_t waiting = m_pSession->GetSendQueueBytes();
+    const uint64_t taken = m_ullPut - waiting;
+    if (waiting == 0 || static_cast<int64_t>(taken - m_ullTaken) > 0) m_taking.Touch();
+    m_ullTaken = taken;
+    m_bStuck = m_taking.SilentFor(kTakesNothingMs);
     if (m_pSession->GetSendQueueSize() != 0 || !m_keepAlive.Poll()) return;
     const char keepAlive = 0;
     m_pSession->SendData(&keepAlive, 1, 0);

@@ -16,7 +16,7 @@ public:
     enum class Verdict { Pass, Drop, Close };
 
     static constexpr int kFramesPerSecond = 100;
-    static constexpr int kPatience = 5;  // seconds in a row over the limit that a hurried client may have
+    static constexpr int kPatience = 2;  // seconds in a row over the limit that a hurried client may have
 
     Verdict OnFrame(uint32_t now);
 
@@ -30,7 +30,8 @@ private:
 /// The session is the network library's; End releases it.
 class CSignallingClient final : public ITcpSessionNotify {
 public:
-    CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold share);
+    CSignallingClient(CSignalling& service, ITcpSession* session, uint32_t userID, CShareHold user,
+                      CShareHold connection);
 
     /// Takes the session's frames and answers its validation. TCP thread, before anybody else knows of it.
     void AnswerValidation();
@@ -38,8 +39,8 @@ public:
     bool Forward(uint32_t fromUserID, const char* packet, int length);
     /// The poll of every second: an idle connection shows by a keep-alive that it is broken.
     void OnSecond();
-    /// It has left, or reads so slowly that it has to.
-    bool IsGone() { return m_bSlow || m_pSession->IsDisconnected(); }
+    /// It has left, or takes nothing of what waits for it.
+    bool IsGone() { return m_bStuck || m_pSession->IsDisconnected(); }
     bool IsOpen() { return !m_pSession->IsDisconnected(); }
     void CloseWhenSent() { m_pSession->CloseWhenSent(); }
     void End() { m_pSession->ReleaseConnections(); }
@@ -55,8 +56,13 @@ private:
     ITcpSession* const m_pSession;
     const uint32_t m_ulUserID;
     const CPeer m_peer;
-    const CShareHold m_share;  // of what its address may have
-    CSignallingPace m_pace;    // TCP thread
+    const CShareHold m_user;  // of what its address may have, both
+    const CShareHold m_connection;
+    CSignallingPace m_pace;  // TCP thread
     CPollCount m_keepAlive;
-    bool m_bSlow = false;  // under the service's lock
+    // These under the service's lock.
+    uint64_t m_ullPut = 0;    // bytes that were queued for it
+    uint64_t m_ullTaken = 0;  // less what waited when that was last looked at
+    CActivity m_taking;
+    bool m_bStuck = false;
 };

@@ -24,14 +24,12 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     const uint32_t sinkID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
     const CPeer peer{datagram.ip, datagram.port};
     if (!m_medium.classes.IsSinkAt(sinkID, peer)) return false;
+    if (m_medium.profile.board && !HoldBoard(m_unproved.ChannelOf(sinkID), sinkID, peer.ip)) return false;
     const ChannelKey channel = m_unproved.Remove(sinkID);
     if (channel == 0) return true;
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
-    m_medium.LogPeer("sink", peer, false, "came to", channel);
-    if (const auto stream = m_medium.streams.Find(channel)) {
-        Keep(*stream);
-        Tell(*stream);
-    }
+    m_medium.LogPeer(LogKind::Sink, peer, false, "came to", channel);
+    if (const auto stream = m_medium.streams.Find(channel)) Tell(*stream);
     return true;
 }
 
@@ -62,8 +60,14 @@ bool CSinks::Evict(uint32_t sinkID) {
     return true;
 }
 
-void CSinks::Keep(CStream& stream) const {
-    if (m_medium.profile.board && !stream.IsRelayed()) stream.SetPublished();
+bool CSinks::HoldBoard(ChannelKey channel, uint32_t sinkID, uint32_t ip) {
+    if (channel == 0) return true;  // one who has come before
+    CAutoLock gate(&m_medium.context.gate);
+    const std::shared_ptr<CStream> board = m_medium.streams.Find(channel);
+    if (!board || m_medium.HoldBoard(*board, ip)) return true;
+    m_medium.classes.EndSink(sinkID);
+    m_medium.EndDeserted(channel);
+    return false;
 }
 
 // Whoever is there comes before whoever only says so.
@@ -80,11 +84,9 @@ bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
 
 void CSinks::OnSinkMade(const CSinkInfo& sink) {
     if (sink.tcp) {
-        m_medium.LogPeer("sink", {sink.ip, sink.port}, true, "came to", sink.channel);
-        if (const auto stream = m_medium.streams.Find(sink.channel)) {
-            Keep(*stream);
-            Tell(*stream);
-        }
+        m_medium.context.connections.Take(sink.ip);
+        m_medium.LogPeer(LogKind::Sink, {sink.ip, sink.port}, true, "came to", sink.channel);
+        if (const auto stream = m_medium.streams.Find(sink.channel)) Tell(*stream);
         return;
     }
     m_unproved.Add(sink.sinkID, sink.ip, sink.channel);
@@ -109,6 +111,7 @@ void CSinks::Tell(CStream& stream) {
 
 void CSinks::OnSinkGone(const CSinkInfo& sink) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(sink.channel);
+    if (sink.tcp) m_medium.context.connections.Return(sink.ip);
     if (sink.link && stream) {
         LumoLinkStatistics statistics;
         sink.link->FillStatistics(statistics);
@@ -117,6 +120,6 @@ void CSinks::OnSinkGone(const CSinkInfo& sink) {
         stream->AddEnded({0, 0, sink.framesDropped});
     }
     if (!sink.tcp && m_unproved.Remove(sink.sinkID) != 0) return;  // it had never come
-    m_medium.LogPeer("sink", {sink.ip, sink.port}, sink.tcp, "left", sink.channel);
+    m_medium.LogPeer(LogKind::Sink, {sink.ip, sink.port}, sink.tcp, "left", sink.channel);
     if (stream) Tell(*stream);
 }

@@ -35,8 +35,8 @@ private:
     bool MakeRoom(CStream& stream);
     bool MakeRoomForUdp(CStream& stream, uint32_t ip);
     bool Evict(uint32_t sinkID);
-    /// A board that somebody is at is kept for a while after.
-    void Keep(CStream& stream) const;
+    /// The board's first session answers for it; one whose address has its share goes.
+    bool HoldBoard(ChannelKey channel, uint32_t sinkID, uint32_t ip);
 
     CMedium& m_medium;
     CUnproved m_unproved;

@@ -10,13 +10,15 @@ constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds; without it a host that
 }  // namespace
 
 CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session,
-                       const CServerLimits& limits)
+                       const CServerLimits& limits, CAddressShares& connections)
     : m_profile(profile),
       m_stream(stream),
       m_pSession(session),
       m_limits(limits),
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
-      m_keepAlive(kKeepAliveEvery) {}
+      m_keepAlive(kKeepAliveEvery) {
+    m_share.Take(connections, m_peer.ip);
+}
 
 void CSourceTCP::AnswerValidation() {
     m_pSession->SetNotify(this);

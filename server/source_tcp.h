@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/activity.h"
+#include "link/address_shares.h"
 #include "platform/lumonet/lumonet.h"
 #include "server/server_options.h"
 #include "server/source.h"
@@ -13,7 +14,8 @@ class CStream;
 /// Lives as long as its connection.
 class CSourceTCP : public CSource, public ITcpSessionNotify {
 public:
-    CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits);
+    CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits,
+               CAddressShares& connections);
 
     /// Takes the session's frames and answers its validation. TCP thread.
     void AnswerValidation();
@@ -41,6 +43,7 @@ private:
     ITcpSession* const m_pSession;  // the network library's; ended by End
     const CServerLimits& m_limits;
     const CPeer m_peer;
+    CShareHold m_share;
     CPollCount m_keepAlive;
     std::atomic<char> m_cTold{0};
 };

@@ -19,7 +19,7 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
         again = source.Is(peer);
         if (again) source.OnConnect(datagram.length + 1);
     });
-    if (again || m_unproved.AddressIsFull(peer.ip)) return;
+    if (again || m_unproved.AddressIsFull(peer.ip) || !m_medium.MayHold(channelID, peer.ip)) return;
     const std::shared_ptr<CStream> stream = TakePlace(channelID, true);
     if (!stream) return;
     CUndo undo([&] { Settle(*stream); });
@@ -45,9 +45,11 @@ bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
         End(*stream);
         Settle(*stream);
     });
-    if (!AcceptTcpSession(session)) return false;
-    auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits());
-    m_medium.LogPeer("source", source->Status().peer, true, "publishes", channelID);
+    if (!m_medium.Hold(*stream, static_cast<uint32_t>(session->GetRemoteIP())) || !AcceptTcpSession(session))
+        return false;
+    auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits(),
+                                               m_medium.context.connections);
+    m_medium.LogPeer(LogKind::Source, source->Status().peer, true, "publishes", channelID);
     stream->SetSource(std::move(source));
     OnPublished(*stream);
     // A sink that comes or goes meanwhile tells it too: one of the two after the other.
@@ -130,11 +132,17 @@ void CSources::Prove(uint32_t sourceID) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (!stream) return;
     const bool first = m_unproved.Remove(sourceID) != 0;
+    uint32_t ip = 0;
+    stream->WithSource([&](CSource& source) { ip = source.Status().peer.ip; });
+    if (!m_medium.Hold(*stream, ip)) {
+        End(*stream);
+        return Settle(*stream);
+    }
     OnPublished(*stream);
     if (!first) return;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         source.Prove();
-        m_medium.LogPeer("source", source.Status().peer, false, "publishes", stream->ChannelID());
+        m_medium.LogPeer(LogKind::Source, source.Status().peer, false, "publishes", stream->ChannelID());
     });
 }
 
@@ -154,7 +162,7 @@ void CSources::End(CStream& stream) {
         CAutoLock lock(&m_medium.csEnded);
         m_medium.ended.links.Add(last.link);
     }
-    if (last.proved) m_medium.LogPeer("source", last.peer, last.tcp, "left", stream.ChannelID());
+    if (last.proved) m_medium.LogPeer(LogKind::Source, last.peer, last.tcp, "left", stream.ChannelID());
 }
 
 void CSources::Forget(const CSourceUDP& source) {

@@ -1,6 +1,7 @@
 // One channel at the server: its publisher or the leg it is relayed over, its subscribers, and what it has carried.
 #pragma once
 
+#include "link/address_shares.h"
 #include "link/limits.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
@@ -70,6 +71,9 @@ public:
     /// Whether a publisher has ever proved itself here.
     bool WasPublished() const { return m_bPublished.load(std::memory_order_relaxed); }
     void SetPublished() { m_bPublished.store(true, std::memory_order_relaxed); }
+    /// Whose share of the channels it is: its publisher's, or the last one's, or who made the board or asked for the
+    /// relay. Under the gate.
+    CShareHold& Holder() { return m_holder; }
     /// For how long it has had neither publisher nor subscribers. Under the gate.
     uint32_t EmptyFor(uint32_t now);
 
@@ -112,6 +116,7 @@ private:
     CCritSec m_csSource{lock_order::kChannelReceiver};
     std::unique_ptr<CSource> m_pSource LUMO_GUARDED_BY(m_csSource);
     std::atomic<bool> m_bPublished{false};
+    CShareHold m_holder;          // under the gate
     uint32_t m_ulEmptySince = 0;  // under the gate
     bool m_bEmpty = false;        // under the gate
 

@@ -18,8 +18,9 @@ constexpr CSourceProfile kProfile{.kind = wire::Kind::Whiteboard,
 
 class CBoardClasses : public CTableClasses<CLocalMCUWB::CTables, CBoardStream, CBoardLeg> {
 public:
-    explicit CBoardClasses(const CServerLimits& limits) : CTableClasses(Mcu().Tables(), limits) {
-        CWBMemory::Get().SetLimit(limits.boardBytes);
+    explicit CBoardClasses(const CServerOptions& options) : CTableClasses(Mcu().Tables(), options.limits) {
+        CWBMemory::Get().SetLimit(options.limits.boardBytes, CServerLimits::Share(options.limits.boardBytes),
+                                  options.Trusted());
     }
     ~CBoardClasses() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
 
@@ -44,5 +45,5 @@ private:
 }  // namespace
 
 std::unique_ptr<CMediumServer> MakeWhiteboardServer(CServerContext& context) {
-    return std::make_unique<CMediumServer>(kProfile, std::make_unique<CBoardClasses>(context.options.limits), context);
+    return std::make_unique<CMediumServer>(kProfile, std::make_unique<CBoardClasses>(context.options), context);
 }

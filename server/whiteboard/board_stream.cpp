@@ -11,6 +11,7 @@ CBoardStream::CBoardStream(const CStreamName& name, const CServerLimits& limits)
     : CStream("whiteboard", name, limits), CWBChannel(name.channelID) {
     CWBChannelState::Of(*this).deleted = false;  // it is the stream's own
     CWBChannelState::Of(*this).legID = name.legID;
+    CWBChannelState::Of(*this).homeIP = name.home.ip;
 }
 
 size_t CBoardStream::SinkCount() {
@@ -37,6 +38,7 @@ void CBoardStream::RemoveWBSession(CWBSession* session) {
 void CBoardStream::OnWBChannelData(unsigned long sessionID, const char* data, int len) {
     CountIn(len);
     CWBChannel::OnWBChannelData(sessionID, data, len);
+    if (!WasPublished() && CWBChannelState::Of(*this).held.load(std::memory_order_relaxed)) SetPublished();
 }
 
 void CBoardStream::SendWBData(unsigned long sessionID, const char* data, int len) {

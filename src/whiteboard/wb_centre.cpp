@@ -3,6 +3,8 @@
 #include "link/limits.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/app_log.h"
+#include "whiteboard/wb_channel_state.h"
+#include "whiteboard/wb_server_session.h"
 
 #include <algorithm>
 #include <memory>
@@ -16,6 +18,32 @@ constexpr int kMoveHead = 8;  // dx, dy
 
 // More than the header's words and every object that may be stored is not worth asking for.
 constexpr size_t kMaxAsked = CWBObjects::kMaxObjects + wb::kHeaderLen / 4;
+
+struct CDrawer {
+    uint32_t ip = 0;    // 0: this process
+    bool peer = false;  // it has come to this host, rather than we to it
+};
+
+CWBChannelState* StateOf(CWBDataTransCenter& centre) {
+    auto* channel = dynamic_cast<CWBChannel*>(&centre);
+    return channel ? &CWBChannelState::Of(*channel) : nullptr;
+}
+
+CDrawer FindDrawer(CWBDataTransCenter& centre, uint32_t sessionID) {
+    CDrawer drawer;
+    CWBChannelState* state = StateOf(centre);
+    if (!state) return drawer;
+    drawer.ip = state->homeIP;
+    state->sessions.With(sessionID, [&drawer](CWBSession& session) {
+        auto* peer = dynamic_cast<CWBServerSession*>(&session);
+        if (peer) drawer = {peer->Info().ip, true};
+    });
+    return drawer;
+}
+
+void MarkHeld(CWBDataTransCenter& centre) {
+    if (CWBChannelState* state = StateOf(centre)) state->held.store(true, std::memory_order_relaxed);
+}
 
 }  // namespace
 
@@ -84,7 +112,7 @@ void CWBCentre::OnRequest(uint32_t sessionID, const CMessage& message, uint32_t 
 }
 
 void CWBCentre::OnData(uint32_t sessionID, const CMessage& message, uint32_t offer) {
-    if (m_objects.Has(message.ObjectID()) || !Store(message)) return;
+    if (m_objects.Has(message.ObjectID()) || !Store(sessionID, message)) return;
     char announced[wb::kHeaderLen];
     wb::PutHeader(announced, offer, message.ObjectID(), message.Tag());
     Relay(sessionID, announced, sizeof announced);
@@ -109,7 +137,7 @@ void CWBCentre::OnMove(uint32_t sessionID, const CMessage& message) {
 // What the others get is no message: so it has always been.
 void CWBCentre::OnReplaceAll(uint32_t sessionID, const CMessage& message) {
     m_objects.Clear();
-    Store(message);
+    Store(sessionID, message);
     Relay(sessionID, message.Payload(), message.PayloadLength());
 }
 
@@ -126,11 +154,20 @@ void CWBCentre::OnList(uint32_t sessionID, const CMessage& message) {
 
 void CWBCentre::OnState(uint32_t sessionID, const CMessage& message) {
     m_bStateFlag = message.PayloadLength() > 0 && *message.Payload() != 0;
+    if (m_bStateFlag) MarkHeld(m_owner);
     Relay(sessionID, message.data, message.length);
 }
 
-bool CWBCentre::Store(const CMessage& message) {
-    const bool stored = m_objects.Store(message);
+bool CWBCentre::Store(uint32_t sessionID, const CMessage& message) {
+    const CDrawer drawer = FindDrawer(m_owner, sessionID);
+    const bool stored = m_objects.Store(message, drawer.ip);
+    if (stored) MarkHeld(m_owner);
+    if (!stored && drawer.peer) {
+        char taken[wb::kHeaderLen + 4];
+        wb::PutHeader(taken, WB_CMD_OBJECT_DELETE, message.ObjectID(), message.Tag());
+        wb::PutWord(taken + wb::kHeaderLen, message.ObjectID());
+        m_owner.SendWBData(sessionID, taken, sizeof taken);
+    }
     if (!stored && !m_bFull) LUMO_LOG_LINE("CWBDataTransCenter::ProcessWBData. The whiteboard is full.");
     m_bFull = !stored;
     return stored;
@@ -168,11 +205,6 @@ void CWBCentre::Leave(uint32_t sessionID) {
     CAutoLock joins(&m_csSessionIDs);
     const auto it = std::find(m_listSessionIDs.begin(), m_listSessionIDs.end(), sessionID);
     if (it != m_listSessionIDs.end()) m_listSessionIDs.erase(it);
-}
-
-size_t CWBCentre::ObjectCount() {
-    CAutoLock lock(&m_csObjects);
-    return m_objects.Count();
 }
 
 void CWBCentre::SendTo(uint32_t sessionID, uint32_t command, uint32_t objectID, uint32_t tag) {

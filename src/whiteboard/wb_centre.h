@@ -18,7 +18,6 @@ public:
     void Process(uint32_t sessionID, const char* data, int length);
     void Join(uint32_t sessionID);
     void Leave(uint32_t sessionID);
-    size_t ObjectCount();
 
 private:
     void ProcessObjects(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
@@ -31,7 +30,8 @@ private:
     void OnList(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
     void OnState(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
 
-    bool Store(const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
+    /// What is not kept goes from the peer that drew it, too.
+    bool Store(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
     void SendList(uint32_t sessionID) LUMO_REQUIRES(m_csObjects);
     /// A message without a payload.
     void SendTo(uint32_t sessionID, uint32_t command, uint32_t objectID, uint32_t tag);

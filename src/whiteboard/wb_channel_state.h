@@ -19,9 +19,11 @@ struct CWBChannelState {
     ChannelKey Key() const { return MakeChannelKey(legID, channelID); }
 
     const uint32_t channelID;
-    uint32_t legID = 0;  // of a channel that is fetched from another server; set before it is registered
+    uint32_t legID = 0;   // of a channel that is fetched from another server; set before it is registered
+    uint32_t homeIP = 0;  // that server's address, the same
     CIDTable<CWBSession> sessions{lock_order::kBoardSessions};
     std::atomic<bool> dirty{false};
+    std::atomic<bool> held{false};     // an object or the state, at some time
     std::atomic<uint32_t> awaited{0};  // sessions at a server that join once they have shown that they are there
     std::atomic<bool> deleted{true};   // with the local MCU, if it is still registered then
 };

@@ -1,6 +1,8 @@
 // What all whiteboards of the process hold together.
 #pragma once
 
+#include "link/address_shares.h"
+
 #include <atomic>
 #include <cstdint>
 
@@ -9,13 +11,15 @@ class CWBMemory {
 public:
     static CWBMemory& Get();
 
-    void SetLimit(uint64_t bytes) { m_nLimit.store(bytes, std::memory_order_relaxed); }
-    /// False, with nothing taken, when it would be too much.
-    bool Take(uint64_t bytes);
-    void Return(uint64_t bytes) { m_nUsed.fetch_sub(bytes, std::memory_order_relaxed); }
+    /// And of them at most `share` from one address; the exempt ones have no share.
+    void SetLimit(uint64_t bytes, uint64_t share = UINT64_MAX, CCidrList exempt = {});
+    /// For what came from `owner` (0: this process). False, with nothing taken, when it would be too much.
+    bool Take(uint32_t owner, uint64_t bytes);
+    void Return(uint32_t owner, uint64_t bytes);
     uint64_t Used() const { return m_nUsed.load(std::memory_order_relaxed); }
 
 private:
     std::atomic<uint64_t> m_nUsed{0};
     std::atomic<uint64_t> m_nLimit{UINT64_MAX};
+    CAddressShares m_shares;
 };

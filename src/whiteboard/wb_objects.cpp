@@ -4,16 +4,17 @@
 #include "whiteboard/wb_geometry.h"
 #include "whiteboard/wb_memory.h"
 
-bool CWBObjects::Store(const wb::CMessage& message) {
+bool CWBObjects::Store(const wb::CMessage& message, uint32_t owner) {
     const auto bytes = static_cast<uint64_t>(message.PayloadLength());
     if (Count() >= kMaxObjects || m_nRecordBytes + bytes > kMaxRecordBytes) return false;
-    if (!CWBMemory::Get().Take(bytes + kItemBytes)) return false;
+    if (!CWBMemory::Get().Take(owner, bytes + kItemBytes)) return false;
     CUndo undo([&] {  // no memory: nothing of it is kept
         m_mapObjects.erase(message.ObjectID());
-        CWBMemory::Get().Return(bytes + kItemBytes);
+        CWBMemory::Get().Return(owner, bytes + kItemBytes);
     });
     WBObjectItem& item = m_mapObjects[message.ObjectID()];
     if (!item.message.StoreData(message.data, message.length)) return false;
+    item.owner = owner;
     undo.Keep();
     m_nRecordBytes += bytes;
     return true;
@@ -31,7 +32,7 @@ void CWBObjects::Clear() {
 void CWBObjects::EraseAt(Map::iterator it) {
     const auto bytes = static_cast<uint64_t>(it->second.message.GetLen() - wb::kHeaderLen);
     m_nRecordBytes -= bytes;
-    CWBMemory::Get().Return(bytes + kItemBytes);
+    CWBMemory::Get().Return(it->second.owner, bytes + kItemBytes);
     m_mapObjects.erase(it);
 }
 

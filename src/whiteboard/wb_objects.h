@@ -11,7 +11,8 @@
 /// One stored object, as the message in which it came: its record stands behind the header.
 struct WBObjectItem {
     CDataBuffer message;
-    uint32_t dx = 0;  // moves that the record has not seen yet
+    uint32_t owner = 0;  // the address that it came from
+    uint32_t dx = 0;     // moves that the record has not seen yet
     uint32_t dy = 0;
 };
 
@@ -29,8 +30,9 @@ public:
 
     bool IsEmpty() const { return m_mapObjects.empty(); }
     bool Has(uint32_t objectID) const { return m_mapObjects.count(objectID) != 0; }
-    /// Keeps a copy of the message. False when there is no room; not for an ID that is there.
-    bool Store(const wb::CMessage& message);
+    /// Keeps a copy of the message of that address (0: of this process). False when there is no room, or none for that
+    /// address; not for an ID that is there.
+    bool Store(const wb::CMessage& message, uint32_t owner = 0);
     void Erase(uint32_t objectID);
     void Clear();
     /// Costs the same however long the record is: it is changed when it is next read.

@@ -66,10 +66,12 @@ class Process:
 
 
 class Relay(Process):
-    """`lumo mcu` on free ports of loopback. Nobody is trusted, so that limits an address hold there, too."""
+    """`lumo mcu` on free ports of loopback. Nobody is trusted, so that limits an address hold there, too. `files`: the
+    most descriptors it may have."""
 
-    def __init__(self, program, *options):
-        super().__init__(program, "mcu", "--listen", "127.0.0.1:0", "--reflector-port", "off", "--http", "127.0.0.1:0",
+    def __init__(self, program, *options, files=0):
+        limit = ("sh", "-c", 'ulimit -n "$0" && exec "$@"', str(files)) if files else ()
+        super().__init__(*limit, program, "mcu", "--listen", "127.0.0.1:0", "--reflector-port", "off", "--http", "127.0.0.1:0",
                          "--trusted", "none", *options)
         found = self.wait_for(r"listening on \S+:(\d+) .*pages at http://\S+:(\d+)/")
         self.port, self.http = int(found.group(1)), int(found.group(2))

@@ -83,6 +83,21 @@ TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     EXPECT_EQ(Objects().size(), 2U);
 }
 
+TEST_F(Board, TellsThePagesOfWhatTheServerDoesNotKeep) {
+    GoOnline();
+    const uint32_t own = Draw();
+    Hear(BoardCommand::Data, 1, Record());
+    std::vector<uint32_t> objects;
+    const PageFeedPtr page = m_board.OpenPage(objects);
+    ASSERT_TRUE(page);
+    for (const uint32_t id : {1U, own}) Hear(BoardCommand::Delete, id, Word(id));
+    EXPECT_TRUE(IDs().empty());
+    std::string events;
+    for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;) events += *event;
+    EXPECT_EQ(events.find(R"("id":1,"type":"not kept")"), std::string::npos) << "another's";
+    EXPECT_NE(events.find(R"("type":"not kept")"), std::string::npos) << events;
+}
+
 TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {
     CBoardModel model;
     EXPECT_TRUE(model.Add(1, {0, "stale", false, false, 0, true}));

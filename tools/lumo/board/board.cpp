@@ -45,7 +45,7 @@ void CBoard::OnMessage(std::string_view bytes, uint64_t now) {
         case BoardCommand::ExtData:
             return OnData(message, now);
         case BoardCommand::Delete:
-            return Remove(WordsFrom(message.payload, 0), nullptr);
+            return OnDelete(message);
         case BoardCommand::Move:
             if (message.payload.size() < 8) return;
             return Move(WordsFrom(message.payload, 8), static_cast<int32_t>(WordAt(message.payload, 0)),
@@ -69,6 +69,14 @@ void CBoard::OnData(const BoardMessage& message, uint64_t now) {
     m_ullDataMs = now;
     if (!m_model.Add(message.object, {message.tag, std::string(message.payload), false, false, now})) return;
     ShowAdded({message.object});
+}
+
+// Who deletes names the objects in the payload only. A server that keeps no more from here names the object in the
+// head as well.
+void CBoard::OnDelete(const BoardMessage& message) {
+    const BoardObject* object = m_model.Find(message.object);
+    if (object && object->own) Show({{"type", "not kept"}, {"id", message.object}});
+    Remove(WordsFrom(message.payload, 0), nullptr);
 }
 
 void CBoard::Forget(uint64_t now) {

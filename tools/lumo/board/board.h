@@ -82,6 +82,7 @@ private:
     void Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload = {});
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
+    void OnDelete(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
     void Settle(uint64_t now);
     void Offer(uint32_t id, BoardObject& object, uint64_t now);

@@ -242,6 +242,7 @@ bindKeys(board);
 listen({
   hello: (event) => board.hello(event),
   status: (event) => board.status(event),
+  "not kept": () => board.say("Not kept: the server has no room for more from here."),
   people: (event) => board.people.show(event.people),
   pointer: (event) => board.people.point(event),
   undo: (event) => board.panel.showUndo(event),
