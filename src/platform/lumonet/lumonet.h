@@ -150,7 +150,7 @@ protected:
 /// What a listener lets in before anybody has validated; the relay server sets it.
 class ITcpAcceptFilter {
 public:
-    /// False closes the connection at once. `unvalidated` counts that address's connections that have not validated.
+    /// False closes it, or the oldest of that address's `unvalidated` connections where so one fewer would be let in.
     virtual bool MayAccept(unsigned long ip, unsigned unvalidated) = 0;
 
 protected:

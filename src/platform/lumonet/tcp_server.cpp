@@ -147,19 +147,28 @@ void CTcpServer::Admit(tcp::socket socket) {
 
 bool CTcpServer::MayAccept(uint32_t ip) {
     if (!m_pFilter) return !m_gate.IsReleased();
-    const auto unvalidated = std::count_if(m_waiting.begin(), m_waiting.end(), [ip](const auto& waiting) {
-        return waiting.second.session->GetRemoteIP() == ip;
-    });
-    return GuardedCall(m_gate, [&] { return m_pFilter->MayAccept(ip, static_cast<unsigned>(unvalidated)); });
+    const auto isIts = [ip](const auto& waiting) { return waiting.second.session->GetRemoteIP() == ip; };
+    const auto unvalidated = static_cast<unsigned>(std::count_if(m_waiting.begin(), m_waiting.end(), isIts));
+    const auto may = [&](unsigned others) {
+        return GuardedCall(m_gate, [&] { return m_pFilter->MayAccept(ip, others); });
+    };
+    if (may(unvalidated)) return true;
+    if (unvalidated == 0 || !may(unvalidated - 1)) return false;
+    Drop(std::find_if(m_waiting.begin(), m_waiting.end(), isIts), "another connection of its address needs its place");
+    return true;
 }
 
 // False when there is none.
 bool CTcpServer::DropOldest(const char* reason) {
     if (m_waiting.empty()) return false;
-    const std::shared_ptr<CTcpSession> session = m_waiting.begin()->second.session;
-    m_waiting.erase(m_waiting.begin());
-    session->Lose(reason);
+    Drop(m_waiting.begin(), reason);
     return true;
+}
+
+void CTcpServer::Drop(std::map<uint64_t, Waiting>::iterator waiting, const char* reason) {
+    const std::shared_ptr<CTcpSession> session = waiting->second.session;
+    m_waiting.erase(waiting);
+    session->Lose(reason);
 }
 
 void CTcpServer::DropSilent() {

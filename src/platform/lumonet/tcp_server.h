@@ -41,6 +41,7 @@ private:
     void Admit(asio::ip::tcp::socket socket);
     bool MayAccept(uint32_t ip);
     bool DropOldest(const char* reason);
+    void Drop(std::map<uint64_t, Waiting>::iterator waiting, const char* reason);
     void DropSilent();
     void Close();
 
