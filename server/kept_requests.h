@@ -5,16 +5,16 @@
 #include "server/home_key.h"
 #include "server/medium_classes.h"
 #include "server/server_constants.h"
+#include "server/unproved.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <map>
 #include <tuple>
 #include <vector>
 
-/// One per subscriber's address, channel and home: whoever asks anew has given up his request before. Full, the oldest
-/// gives way. Under the gate.
+/// One per subscriber's address, channel and home: whoever asks anew has given up his request before. An address that
+/// has its share gives up its own oldest. Under the gate.
 class CKeptRequests {
 public:
     struct Kept {
@@ -23,12 +23,12 @@ public:
         uint32_t since;
     };
 
-    explicit CKeptRequests(size_t perAddress) : m_nPerAddress(perAddress) {}
+    explicit CKeptRequests(size_t perAddress) : m_order(server::kMaxUnproved, perAddress) {}
 
     void Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now);
     /// Takes those of a channel out that mean the one at this home.
     std::vector<Kept> Take(uint32_t channelID, const CMcuAddress& home);
-    void Forget(const CSinkRequest& request, const CMcuAddress& home) { Erase(m_byKey.find(KeyOf(request, home))); }
+    void Forget(const CSinkRequest& request, const CMcuAddress& home);
     void ForgetOld(uint32_t now);
     /// Those that name another server.
     std::vector<Kept> Naming() const;
@@ -36,15 +36,14 @@ public:
 
 private:
     using Key = std::tuple<uint32_t, CMcuAddress, uint32_t, uint16_t>;  // channel, home, address, port
-    using Index = std::map<Key, std::list<Kept>::iterator>;
 
     static Key KeyOf(const CSinkRequest& request, const CMcuAddress& home) {
         return {request.channelID, HomeKey(home), request.peer.ip, request.peer.port};
     }
-    Index::iterator Erase(Index::iterator entry);
+    void Erase(uint32_t number);
 
-    const size_t m_nPerAddress;
-    std::list<Kept> m_kept;  // oldest first
-    Index m_byKey;
-    std::map<uint32_t, size_t> m_perAddress;
+    CUnproved m_order;
+    std::map<uint32_t, Kept> m_kept;  // by number
+    std::map<Key, uint32_t> m_byKey;
+    uint32_t m_ulLast = 0;  // number given
 };

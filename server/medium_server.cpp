@@ -125,15 +125,15 @@ std::shared_ptr<CStream> CMediumServer::FindOwn(const CSinkRequest& request, boo
                                   : m_medium.FindServed(request.channelID);
 }
 
-bool CMediumServer::MakeRoomForRelay(const CAsked& asked) {
-    return m_relays.Has(asked.request.channelID, asked.home) || m_sources.MakeRoomForChannel();
+bool CMediumServer::HasRoomForRelay(const CAsked& asked) {
+    return m_relays.Has(asked.request.channelID, asked.home) || m_medium.streams.Size() < m_medium.Limits().channels;
 }
 
 void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
     CAutoLock gate(&m_medium.context.gate);
     const CAsked asked = Read(datagram.body + 1, datagram.length - 1, {datagram.ip, datagram.port}, false);
     if (asked.whose == CAsked::Whose::AnotherServers) {
-        if (MakeRoomForRelay(asked)) m_relays.Ask(asked.request, asked.home);
+        if (HasRoomForRelay(asked)) m_relays.Ask(asked.request, asked.home);
     } else if (asked.whose == CAsked::Whose::Own) {
         if (const auto stream = FindOwn(asked.request, false))
             m_sinks.Connect(*stream, asked.request);
@@ -169,7 +169,7 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
     const CPeer peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()};
     const CAsked asked = Read(data, length, peer, true);
     if (asked.whose == CAsked::Whose::AnotherServers)
-        return MakeRoomForRelay(asked) && m_relays.AskTcp(session, asked.request, asked.home);
+        return HasRoomForRelay(asked) && m_relays.AskTcp(session, asked.request, asked.home);
     const auto stream = asked.whose == CAsked::Whose::Own ? FindOwn(asked.request, true) : nullptr;
     return stream && m_sinks.Accept(*stream, session, asked.request) != 0;
 }
@@ -182,8 +182,9 @@ void CMediumServer::OnSecond(uint32_t now) {
 
 bool CMediumServer::OnTurn() {
     m_relays.OnTurn();
-    m_medium.keyFrames.OnTurn(CActivity::Now());
-    return m_sources.Pump();
+    const uint32_t now = CActivity::Now();
+    m_medium.keyFrames.OnTurn(now);
+    return m_sources.OnTurn(now);
 }
 
 void CMediumServer::BeginDrain() {
@@ -197,6 +198,7 @@ void CMediumServer::End() {
     CAutoLock gate(&m_medium.context.gate);
     m_medium.closed = true;
     m_relays.EndAll();
+    m_sources.EndNewcomers();
     for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
         m_sources.End(*stream);
         m_medium.EndStream(*stream);

@@ -42,8 +42,8 @@ private:
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// This server's own channel of the number, made where nobody publishes it; null when there is none.
     std::shared_ptr<CStream> FindOwn(const CSinkRequest& request, bool proved);
-    /// Room for a relay more, if there is none yet to that home.
-    bool MakeRoomForRelay(const CAsked& asked);
+    /// Whether there is room for a relay more, or one to that home already.
+    bool HasRoomForRelay(const CAsked& asked);
 
     std::unique_ptr<IMediumClasses> m_classes;
     CMedium m_medium;

@@ -10,7 +10,8 @@ namespace server {
 
 // Publishers.
 inline constexpr uint32_t kKeepAliveEveryMs = 2000;
-inline constexpr uint32_t kGivesWayAfterMs = 10000;  // silence after which another publisher may take the place
+inline constexpr unsigned kAskTimes = 3;  // a publisher whose place another one wants, before it counts as gone
+inline constexpr uint32_t kAskEveryMs = 1000;
 inline constexpr uint32_t kSourceGoneAfterMs = 180000;
 inline constexpr uint8_t kSourceWindow = 31;            // the most that five bits can advertise
 inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher and subscribers

@@ -78,8 +78,8 @@ bool CSinks::MakeRoom(CStream& stream) {
 }
 
 bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
-    if (m_unproved.AddressIsFull(ip)) return false;
-    return MakeRoom(stream) && (!m_unproved.IsFull() || Evict(m_unproved.Oldest()));
+    const uint32_t gives = m_unproved.WhoGivesWayTo(ip);
+    return (gives == 0 || Evict(gives)) && MakeRoom(stream);
 }
 
 void CSinks::OnSinkMade(const CSinkInfo& sink) {

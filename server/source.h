@@ -49,11 +49,7 @@ public:
     virtual void RequestKeyFrame() {}
     /// The subscribers have changed. Any thread, under the stream's source lock.
     virtual void OnChange() {}
-    /// Whether it has shown that it is there.
-    virtual bool IsProved() const { return true; }
-    /// Whether another publisher may take its place.
-    virtual bool GivesWay() = 0;
-    /// Whether it is to be ended.
+    /// Whether it is to be ended, and another publisher may take its place.
     virtual bool IsGone() = 0;
     /// The work of every second.
     virtual void OnSecond() = 0;

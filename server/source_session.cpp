@@ -7,17 +7,11 @@
 
 using wire::CDatagram;
 
-CSourceSession::CSourceSession(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
+CSourceSession::CSourceSession(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim,
                                const CServerLimits& limits)
-    : CSourceUDP(profile, stream, peer, senderKey), m_limits(limits) {
+    : CSourceUDP(profile, stream, std::move(claim)), m_limits(limits) {
     SetWindowSize(server::kSourceWindow);
-    SetQueueLimit(server::kHeldQueueBytes);
-    SetHeld(true);
-}
-
-void CSourceSession::OnProved() {
     SetQueueLimit(m_limits.upstreamQueueBytes);
-    SetHeld(false);
 }
 
 // A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
@@ -49,5 +43,5 @@ void CSourceSession::DescribeLink(LumoLinkStatistics& statistics) const {
 CSourceStatus CSourceSession::Status() {
     LumoLinkStatistics statistics;
     FillStatistics(statistics);
-    return {m_peer, false, IsProved(), SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
+    return {m_peer, false, SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
 }

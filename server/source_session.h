@@ -6,7 +6,7 @@
 
 class CSourceSession : public CSourceUDP, public CFrameLink {
 public:
-    CSourceSession(const CSourceProfile& profile, CStream& stream, const CPeer& peer, uint32_t senderKey,
+    CSourceSession(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim,
                    const CServerLimits& limits);
 
     bool Open() override { return OpenLink(); }
@@ -21,7 +21,6 @@ public:
     void SendSCTPData(char* packet, int length) override;
 
 protected:
-    void OnProved() override;
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:

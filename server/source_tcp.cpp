@@ -81,5 +81,5 @@ bool CSourceTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
 }
 
 CSourceStatus CSourceTCP::Status() {
-    return {m_peer, true, true, {}, m_pSession->GetSendQueueSize(), m_pSession->GetSendQueueBytes()};
+    return {m_peer, true, {}, m_pSession->GetSendQueueSize(), m_pSession->GetSendQueueBytes()};
 }

@@ -17,11 +17,10 @@ public:
     CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits,
                CAddressShares& connections);
 
-    /// Takes the session's frames and answers its validation. TCP thread.
+    /// Takes the session's frames and answers its validation. Under the gate.
     void AnswerValidation();
 
     bool SendUpstream(const void* data, int length) override;
-    bool GivesWay() override { return m_pSession->IsDisconnected(); }
     bool IsGone() override { return m_pSession->IsDisconnected(); }
     void RequestKeyFrame() override;
     void OnChange() override;

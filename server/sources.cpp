@@ -7,8 +7,12 @@
 using wire::CWireReader;
 
 CSources::CSources(CMedium& medium, CRelays& relays)
-    : m_medium(medium), m_relays(relays), m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress) {}
+    : m_medium(medium),
+      m_relays(relays),
+      m_claims(medium.profile, medium.Limits().unprovedPerAddress),
+      m_contests(medium.profile) {}
 
+// The only ones who get no answer are those who could not publish whatever they proved.
 void CSources::OnConnect(const CServerDatagram& datagram) {
     CWireReader fields(datagram.body + 1, datagram.length - 1);
     const uint32_t channelID = fields.U32();
@@ -17,70 +21,92 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     bool again = false;
     m_sources.WithPair(channelID, senderKey, [&](CSourceUDP& source) {
         again = source.Is(peer);
-        if (again) source.OnConnect(datagram.length + 1);
+        if (again) source.OnConnect();
     });
-    if (again || m_unproved.AddressIsFull(peer.ip) || !m_medium.MayHold(channelID, peer.ip)) return;
-    const std::shared_ptr<CStream> stream = TakePlace(channelID, true);
-    if (!stream) return;
-    CUndo undo([&] { Settle(*stream); });
-    auto source = CSourceUDP::Make(m_medium.profile, *stream, peer, senderKey, m_medium.Limits());
-    if (!source->Open()) return;
-    CSourceUDP& made = *source;
-    CUndo leave([&] {
-        Forget(made);
-        made.End();
-    });
-    m_unproved.Add(made.SourceID(), peer.ip, channelID);
-    m_sources.Put(made.SourceID(), &made, channelID, senderKey);
-    leave.Keep();
-    undo.Keep();
-    stream->SetSource(std::move(source));
-    made.OnConnect(datagram.length + 1);
+    if (again || channelID == 0 || m_medium.closed) return;
+    if (m_contests.OnConnect(channelID, senderKey, peer) || !m_medium.MayHold(channelID, peer.ip)) return;
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (stream ? PlaceIn(*stream) == Place::Taken : m_medium.streams.Size() >= m_medium.Limits().channels) return;
+    m_claims.OnConnect(channelID, senderKey, peer, datagram.length + 1, Wanted(channelID));
+}
+
+uint32_t CSources::Wanted(uint32_t channelID) {
+    if (!m_medium.profile.Stops()) return 0;
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    return stream ? stream->Wanted() : 0;
 }
 
 bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
-    const std::shared_ptr<CStream> stream = TakePlace(channelID, false);
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (channelID == 0 || m_contests.Has(channelID) || (stream && PlaceIn(*stream) == Place::Taken)) return false;
+    if (!AcceptTcpSession(session)) return false;
+    CNewcomer newcomer;
+    newcomer.session.reset(session);
+    return Admit(channelID, std::move(newcomer));
+}
+
+CSources::Place CSources::PlaceIn(CStream& stream) {
+    Place place = Place::Free;
+    stream.WithSource([&](CSource& source) {
+        if (!source.IsGone()) place = source.AsUDP() ? Place::Doubtful : Place::Taken;
+    });
+    return place;
+}
+
+bool CSources::Admit(uint32_t channelID, CNewcomer newcomer) {
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    const Place place = stream ? PlaceIn(*stream) : Place::Free;
+    if (place == Place::Taken) return false;
+    if (place == Place::Free) return Publish(channelID, std::move(newcomer));
+    stream->WithSource([&](CSource& source) { m_contests.Begin(channelID, *source.AsUDP(), std::move(newcomer)); });
+    return true;
+}
+
+bool CSources::Publish(uint32_t channelID, CNewcomer newcomer) {
+    std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
+    if (!stream) stream = m_medium.MakeStream({channelID});
     if (!stream) return false;
+    bool free = false;
     CUndo undo([&] {
-        End(*stream);
+        if (free) End(*stream);
         Settle(*stream);
     });
-    if (!m_medium.Hold(*stream, static_cast<uint32_t>(session->GetRemoteIP())) || !AcceptTcpSession(session))
+    if (!m_medium.Hold(*stream, newcomer.IP())) return false;  // and whoever is there stays
+    End(*stream);
+    free = true;
+    if (newcomer.session)
+        PublishTcp(*stream, newcomer);
+    else if (!PublishUdp(*stream, std::move(newcomer.claim)))
         return false;
-    auto source = std::make_unique<CSourceTCP>(m_medium.profile, *stream, session, m_medium.Limits(),
-                                               m_medium.context.connections);
-    m_medium.LogPeer(LogKind::Source, source->Status().peer, true, "publishes", channelID);
-    stream->SetSource(std::move(source));
-    OnPublished(*stream);
-    // A sink that comes or goes meanwhile tells it too: one of the two after the other.
-    stream->WithSource([](CSource& made) { static_cast<CSourceTCP&>(made).AnswerValidation(); });
+    m_claims.EndAllOf(channelID);
     undo.Keep();
     return true;
 }
 
-std::shared_ptr<CStream> CSources::TakePlace(uint32_t channelID, bool udp) {
-    bool taken = false;
-    if (const auto held = m_medium.streams.Find(channelID))
-        held->WithSource([&](CSource& source) { taken = !source.GivesWay(); });
-    if (taken || (udp && m_unproved.IsFull() && !EvictOldest())) return nullptr;
-    if (auto stream = m_medium.streams.Find(channelID)) {
-        End(*stream);
-        return stream;
-    }
-    return MakeRoomForChannel() ? m_medium.MakeStream({channelID}) : nullptr;
+bool CSources::PublishUdp(CStream& stream, std::unique_ptr<CClaim> claim) {
+    const uint32_t senderKey = claim->senderKey;
+    auto source = CSourceUDP::Make(m_medium.profile, stream, std::move(claim), m_medium.Limits());
+    if (!source->Open()) return false;
+    CSourceUDP& made = *source;
+    CUndo leave([&] { made.End(); });
+    m_sources.Put(made.SourceID(), &made, made.ChannelID(), senderKey);
+    leave.Keep();
+    stream.SetSource(std::move(source));
+    m_medium.LogPeer(LogKind::Source, made.Status().peer, false, "publishes", stream.Key());
+    made.Welcome();  // before what is asked of it
+    OnPublished(stream);
+    return true;
 }
 
-bool CSources::MakeRoomForChannel() { return m_medium.streams.Size() < m_medium.Limits().channels || EvictOldest(); }
-
-bool CSources::EvictOldest() {
-    const uint32_t oldest = m_unproved.Oldest();
-    uint32_t channelID = 0;
-    m_sources.With(oldest, [&](CSourceUDP& source) { channelID = source.ChannelID(); });
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    if (!stream) return false;
-    End(*stream);
-    Settle(*stream);
-    return true;
+void CSources::PublishTcp(CStream& stream, CNewcomer& newcomer) {
+    auto source = std::make_unique<CSourceTCP>(m_medium.profile, stream, newcomer.session.get(), m_medium.Limits(),
+                                               m_medium.context.connections);
+    newcomer.session.release();
+    m_medium.LogPeer(LogKind::Source, source->Status().peer, true, "publishes", stream.Key());
+    stream.SetSource(std::move(source));
+    OnPublished(stream);
+    // A sink that comes or goes meanwhile tells it too: one of the two after the other.
+    stream.WithSource([](CSource& made) { static_cast<CSourceTCP&>(made).AnswerValidation(); });
 }
 
 // A stream that nobody ever published is gone at once; nobody hears it.
@@ -90,26 +116,31 @@ void CSources::Settle(CStream& stream) {
 
 void CSources::OnDatagram(const CServerDatagram& datagram) {
     const uint32_t sourceID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
-    if (Use(datagram, sourceID) != Found::Unheard) return;
+    if (Use(datagram, sourceID) || (m_claims.Count() == 0 && m_contests.IsEmpty())) return;
     CAutoLock gate(&m_medium.context.gate);
-    Prove(sourceID);
-    Use(datagram, sourceID);
+    const CPeer peer{datagram.ip, datagram.port};
+    const bool leaving = datagram.row.code == m_medium.profile.disconnect;
+    if (leaving) m_contests.Leave(sourceID, peer);
+    const uint32_t channelID = m_claims.ChannelOf(sourceID, peer);
+    if (channelID == 0 || (!leaving && m_contests.Has(channelID))) return;  // it waits until that is decided
+    CNewcomer newcomer;
+    newcomer.claim = m_claims.Take(sourceID);
+    if (!leaving && Admit(channelID, std::move(newcomer))) Use(datagram, sourceID);
 }
 
-CSources::Found CSources::Use(const CServerDatagram& datagram, uint32_t sourceID) {
-    Found found = Found::No;
+// False when it is nobody's.
+bool CSources::Use(const CServerDatagram& datagram, uint32_t sourceID) {
+    bool found = false;
     uint32_t leaves = 0;
     m_sources.With(sourceID, [&](CSourceUDP& source) {
         if (!source.Is({datagram.ip, datagram.port})) return;
-        const bool leaving = datagram.row.code == m_medium.profile.disconnect;
-        found = source.IsProved() ? Found::Heard : Found::Unheard;
-        if (found == Found::Unheard) return;
+        found = true;
         source.Touch();
         if (datagram.row.code == m_medium.profile.frame) {
             CWireReader fields(datagram.body + 1, datagram.length - 1);
             fields.U32();
             source.OnFrame(fields.Rest(), fields.Left());
-        } else if (leaving) {
+        } else if (datagram.row.code == m_medium.profile.disconnect) {
             leaves = source.ChannelID();
         }
     });
@@ -126,26 +157,6 @@ void CSources::Leave(uint32_t channelID, uint32_t sourceID) {
     if (still) End(*stream);
 }
 
-void CSources::Prove(uint32_t sourceID) {
-    uint32_t channelID = 0;
-    m_sources.With(sourceID, [&](CSourceUDP& source) { channelID = source.ChannelID(); });
-    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    if (!stream) return;
-    const bool first = m_unproved.Remove(sourceID) != 0;
-    uint32_t ip = 0;
-    stream->WithSource([&](CSource& source) { ip = source.Status().peer.ip; });
-    if (!m_medium.Hold(*stream, ip)) {
-        End(*stream);
-        return Settle(*stream);
-    }
-    OnPublished(*stream);
-    if (!first) return;
-    m_sources.With(sourceID, [&](CSourceUDP& source) {
-        source.Prove();
-        m_medium.LogPeer(LogKind::Source, source.Status().peer, false, "publishes", stream->ChannelID());
-    });
-}
-
 void CSources::OnPublished(CStream& stream) {
     stream.SetPublished();
     m_relays.ServeKept(stream, {});
@@ -155,19 +166,14 @@ void CSources::OnPublished(CStream& stream) {
 void CSources::End(CStream& stream) {
     const std::unique_ptr<CSource> source = stream.TakeSource();
     if (!source) return;
-    if (CSourceUDP* udp = source->AsUDP()) Forget(*udp);
+    if (const CSourceUDP* udp = source->AsUDP()) m_sources.Take(udp->SourceID());
     const CSourceStatus last = source->Status();
     source->End();
     {
         CAutoLock lock(&m_medium.csEnded);
         m_medium.ended.links.Add(last.link);
     }
-    if (last.proved) m_medium.LogPeer(LogKind::Source, last.peer, last.tcp, "left", stream.ChannelID());
-}
-
-void CSources::Forget(const CSourceUDP& source) {
-    m_sources.Take(source.SourceID());
-    m_unproved.Remove(source.SourceID());
+    m_medium.LogPeer(LogKind::Source, last.peer, last.tcp, "left", stream.ChannelID());
 }
 
 void CSources::OnSecond(uint32_t now) {
@@ -177,13 +183,11 @@ void CSources::OnSecond(uint32_t now) {
             gone = source.IsGone();
             if (!gone) source.OnSecond();
         });
-        if (gone) {
-            End(*stream);
-            Settle(*stream);
-        }
+        if (gone) End(*stream);
         stream->Sample(now);
         ForgetIfUnused(*stream, now);
     }
+    m_claims.OnSecond(now, [this](uint32_t channelID) { return Wanted(channelID); });
 }
 
 void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
@@ -192,13 +196,19 @@ void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
     if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs) m_medium.EndStream(stream);
 }
 
-bool CSources::Pump() {
+bool CSources::OnTurn(uint32_t now) {
+    if (!m_contests.IsEmpty()) {
+        CAutoLock gate(&m_medium.context.gate);
+        for (auto& [channelID, newcomer] : m_contests.OnTurn(m_medium.streams, now))
+            Publish(channelID, std::move(newcomer));
+    }
     bool sent = false;
     m_sources.ForEach([&](CSourceUDP& source) { sent = source.PumpFrames() || sent; });
     return sent;
 }
 
 void CSources::CloseAll() {
+    m_contests.EndAll();
     for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) {
         bool closing = false;
         stream->WithSource([&](CSource& source) {

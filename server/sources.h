@@ -3,14 +3,15 @@
 
 #include "link/id_table.h"
 #include "link/server_hooks.h"
+#include "server/claims.h"
+#include "server/contests.h"
 #include "server/medium.h"
 #include "server/relays.h"
 #include "server/source_udp.h"
-#include "server/unproved.h"
 
 class ITcpSession;
 
-/// First come, first served. Under the gate but what says otherwise.
+/// First come, first served, among those who have shown themselves. Under the gate but what says otherwise.
 class CSources {
 public:
     CSources(CMedium& medium, CRelays& relays);
@@ -23,37 +24,39 @@ public:
     bool OnTcp(ITcpSession* session, uint32_t channelID);
 
     void OnSecond(uint32_t now);
-    /// The send pumps. Worker, without the gate; true when something was sent.
-    bool Pump();
+    /// The send pumps, and newcomers who wait for their place. Worker, without the gate; true when something was sent.
+    bool OnTurn(uint32_t now);
 
-    /// Room for one channel more, where need be at the cost of the oldest claim that nobody has stood up for.
-    bool MakeRoomForChannel();
     /// Ends the stream's source, if it has one.
     void End(CStream& stream);
+    /// Nobody waits any more.
+    void EndNewcomers() { m_contests.EndAll(); }
     /// Lets TCP sources send what is queued and close, and ends the others.
     void CloseAll();
     /// Those of CloseAll whose connection is still open.
     size_t CountOpen();
-    size_t Unproved() const { return m_unproved.Count(); }
+    size_t Unproved() const { return m_claims.Count(); }
 
 private:
-    enum class Found { No, Heard, Unheard };  // of nobody; of one who serves; of one who has to show itself first
+    enum class Place { Free, Doubtful, Taken };  // doubtful: whoever holds it can be asked
 
-    Found Use(const CServerDatagram& datagram, uint32_t sourceID);
-    /// It is there.
-    void Prove(uint32_t sourceID);
+    static Place PlaceIn(CStream& stream);
+    bool Use(const CServerDatagram& datagram, uint32_t sourceID);
+    /// It has shown itself: it is the source, or waits for the place. False when there is none for it.
+    bool Admit(uint32_t channelID, CNewcomer newcomer);
+    bool Publish(uint32_t channelID, CNewcomer newcomer);
+    bool PublishUdp(CStream& stream, std::unique_ptr<CClaim> claim);
+    void PublishTcp(CStream& stream, CNewcomer& newcomer);
     /// Its publisher is here.
     void OnPublished(CStream& stream);
-    /// The stream for a newcomer, its old publisher ended; null when the place is taken or there is no room.
-    std::shared_ptr<CStream> TakePlace(uint32_t channelID, bool udp);
-    bool EvictOldest();
     void Leave(uint32_t channelID, uint32_t sourceID);
     void Settle(CStream& stream);
-    void Forget(const CSourceUDP& source);
     void ForgetIfUnused(CStream& stream, uint32_t now);
+    uint32_t Wanted(uint32_t channelID);
 
     CMedium& m_medium;
     CRelays& m_relays;
-    CUnproved m_unproved;
+    CClaims m_claims;
+    CContests m_contests;
     CIDTable<CSourceUDP> m_sources{lock_order::kMediumTable};  // owned by their streams
 };

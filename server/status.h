@@ -47,7 +47,6 @@ struct CTraffic {
 struct CSourceStatus {
     CPeer peer{};
     bool tcp = false;
-    bool proved = false;
     CLinkSums link;
     uint64_t queuedFrames = 0;
     uint64_t queuedBytes = 0;

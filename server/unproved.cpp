@@ -6,13 +6,16 @@
 
 void CUnproved::Add(uint32_t id, uint32_t ip, ChannelKey channel) {
     CAutoLock lock(&m_cs);
-    const auto it = m_entries.insert(m_entries.end(), {id, ip, channel});
+    const auto it = m_entries.insert(m_entries.end(), {id, ip, channel, {}});
     CUndo undo([&]() LUMO_NO_THREAD_SAFETY_ANALYSIS {  // within this call, under the lock
         m_byID.erase(id);
         m_entries.erase(it);
+        const auto ofAddress = m_ofAddresses.find(ip);
+        if (ofAddress != m_ofAddresses.end() && ofAddress->second.empty()) m_ofAddresses.erase(ofAddress);
     });
     m_byID[id] = it;
-    ++m_perAddress[ip];
+    IDs& ofAddress = m_ofAddresses[ip];
+    it->ofAddress = ofAddress.insert(ofAddress.end(), id);
     undo.Keep();
     m_nCount.store(m_entries.size(), std::memory_order_relaxed);
 }
@@ -22,10 +25,12 @@ ChannelKey CUnproved::Remove(uint32_t id) {
     CAutoLock lock(&m_cs);
     const auto found = m_byID.find(id);
     if (found == m_byID.end()) return 0;
-    const ChannelKey channel = found->second->channel;
-    const auto address = m_perAddress.find(found->second->ip);
-    if (--address->second == 0) m_perAddress.erase(address);
-    m_entries.erase(found->second);
+    const auto entry = found->second;
+    const ChannelKey channel = entry->channel;
+    const auto address = m_ofAddresses.find(entry->ip);
+    address->second.erase(entry->ofAddress);
+    if (address->second.empty()) m_ofAddresses.erase(address);
+    m_entries.erase(entry);
     m_byID.erase(found);
     m_nCount.store(m_entries.size(), std::memory_order_relaxed);
     return channel;
@@ -37,10 +42,11 @@ ChannelKey CUnproved::ChannelOf(uint32_t id) {
     return found == m_byID.end() ? 0 : found->second->channel;
 }
 
-bool CUnproved::AddressIsFull(uint32_t ip) {
+uint32_t CUnproved::WhoGivesWayTo(uint32_t ip) {
     CAutoLock lock(&m_cs);
-    const auto found = m_perAddress.find(ip);
-    return found != m_perAddress.end() && found->second >= m_nPerAddress;
+    const auto found = m_ofAddresses.find(ip);
+    if (found != m_ofAddresses.end() && found->second.size() >= m_nPerAddress) return found->second.front();
+    return m_entries.size() < m_nTotal ? 0 : m_entries.front().id;
 }
 
 uint32_t CUnproved::Oldest() {

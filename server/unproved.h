@@ -11,7 +11,7 @@
 #include <list>
 #include <map>
 
-/// Oldest first; knows how many each address has. Any thread.
+/// Oldest first, of all and of each address. Any thread.
 class CUnproved {
 public:
     CUnproved(size_t total, size_t perAddress) : m_nTotal(total), m_nPerAddress(perAddress) {}
@@ -22,18 +22,21 @@ public:
 
     /// 0 when it is not among them.
     ChannelKey ChannelOf(uint32_t id);
-    bool AddressIsFull(uint32_t ip);
-    bool IsFull() const { return Count() >= m_nTotal; }
+    /// Who must go before one more of this address comes: its own oldest if it has its share, else the oldest of all
+    /// if there are too many; 0: nobody.
+    uint32_t WhoGivesWayTo(uint32_t ip);
     size_t Count() const { return m_nCount.load(std::memory_order_relaxed); }
     /// 0 when there is none.
     uint32_t Oldest();
     uint32_t OldestOf(ChannelKey channel);
 
 private:
+    using IDs = std::list<uint32_t>;
     struct Entry {
         uint32_t id;
         uint32_t ip;
         ChannelKey channel;
+        IDs::iterator ofAddress;
     };
 
     const size_t m_nTotal;
@@ -42,5 +45,5 @@ private:
     CCritSec m_cs{lock_order::kLeaf};
     std::list<Entry> m_entries LUMO_GUARDED_BY(m_cs);
     std::map<uint32_t, std::list<Entry>::iterator> m_byID LUMO_GUARDED_BY(m_cs);
-    std::map<uint32_t, size_t> m_perAddress LUMO_GUARDED_BY(m_cs);
+    std::map<uint32_t, IDs> m_ofAddresses LUMO_GUARDED_BY(m_cs);
 };

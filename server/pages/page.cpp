@@ -37,7 +37,7 @@ std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "
 std::string Publisher(const CStreamStatus& stream) {
     if (stream.home.ip != 0) return "relayed from " + EndpointText(stream.home.ip, stream.home.port);
     if (!stream.hasSource) return "nobody at the moment";
-    return Peer(stream.source.peer, stream.source.tcp) + (stream.source.proved ? "" : ", not answering yet");
+    return Peer(stream.source.peer, stream.source.tcp);
 }
 
 std::string ListenerRow(const CListenerStatus& listener) {

@@ -27,7 +27,6 @@ Json Source(const CStreamStatus& stream) {
     if (!stream.hasSource) return nullptr;
     return {{"address", EndpointText(stream.source.peer.ip, stream.source.peer.port)},
             {"transport", Transport(stream.source.tcp)},
-            {"proved", stream.source.proved},
             {"queued_frames", stream.source.queuedFrames}};
 }
 

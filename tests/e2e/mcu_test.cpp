@@ -79,7 +79,6 @@ TEST_F(McuProcess, ItsPagesShowWhatGoesThrough) {
     ASSERT_TRUE(WaitForTraffic("bytes_in", 1 << 20));
     const nlohmann::json stream = Stream();
     EXPECT_EQ(stream["channel"], 77);
-    EXPECT_EQ(stream["publisher"]["proved"], true);
     EXPECT_EQ(stream["listener_count"], 1);
     EXPECT_NE(Page("/").find("file 77"), std::string::npos);
     EXPECT_EQ(ExitOf(receiver), 0);
@@ -208,11 +207,11 @@ TEST_F(McuProcess, SilentConnectionsOfOneAddressAreBounded) {
     std::string answer;
     CRawTcp first(port, "127.0.0.6");
     ASSERT_TRUE(first.SendMessage(1, Validation(12, {77})) && first.Receive(answer)) << "another address";
-    EXPECT_TRUE(CRawTcp(port, "127.0.0.5").IsClosedSilently());
+    CRawTcp newcomer(port, "127.0.0.5");
+    EXPECT_TRUE(silent[0]->IsClosedSilently()) << "its address's oldest";
     EXPECT_TRUE(CRawTcp(port, "127.0.0.8").IsClosedSilently()) << "not allowed at all";
-    ASSERT_TRUE(silent[0]->SendMessage(1, Validation(13, {77})) && silent[0]->Receive(answer));
-    CRawTcp again(port, "127.0.0.5");
-    EXPECT_TRUE(again.SendMessage(1, Validation(13, {77})) && again.Receive(answer)) << "one has said what it wants";
+    for (CRawTcp* one : {silent[1].get(), &newcomer})
+        EXPECT_TRUE(one->SendMessage(1, Validation(13, {77})) && one->Receive(answer));
 }
 
 TEST_F(McuProcess, SaysPlainlyWhenAPortIsTaken) {

@@ -71,19 +71,21 @@ INSTANTIATE_TEST_SUITE_P(
                         [](uint32_t i) { return CServerHost::LongConnect(100 + i, 1000 + i, 0x7f000002 + i % 1000); }}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(Flood, ClaimsAndRequestsForThemDoNotKeepChannels) {
+TEST(Flood, ClaimsAndRequestsForThemMakeNoChannels) {
     CServerOptions options = CServerHost::LoopbackOptions();
-    options.limits.channels = 500;
+    options.limits.channels = 2;
     CServerHost host(options);
     for (uint32_t i = 0; i < 5000; ++i) {
         host.Deliver(CServerHost::SourceConnect(1000 + i, i), {0x20000000 + i, 9});
         host.Deliver(CServerHost::SinkConnect(i, 1000 + i), {0x20000000 + i, 9});
+        host.clock.Advance(1);
     }
-    EXPECT_EQ(host.server->Media()[0].channels, 500U);
-    EXPECT_NE(host.Publish(kChannel, 6, kAlice), 0U) << "the oldest claim has given way";
+    EXPECT_EQ(host.server->Media()[0].channels, 0U);
+    EXPECT_NE(host.Publish(kChannel, 6, kAlice), 0U);
     bool kept = false;
     host.Validate(12, U32(kChannel + 1), &kept);
     EXPECT_TRUE(kept);
+    EXPECT_EQ(host.Publish(kChannel + 2, 6, kAlice), 0U) << "no channel is left";
 }
 
 TEST(Flood, AnyBytesAreTaken) {

@@ -24,7 +24,6 @@ CServerStatus ExampleStatus() {
     stream.channelID = 4000000000;
     stream.hasSource = true;
     stream.source.peer = {0x0a000002, 5000};
-    stream.source.proved = true;
     stream.listenerCount = 3;
     stream.listeners.push_back({{0x0a000003, 5001}, false, 4, 4000, 25, {1000, 20, 0}});
     stream.listeners.push_back({{0x0a000004, 5002}, true, 7, 0, 0, {}});

@@ -82,19 +82,20 @@ TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
     unproved.Add(11, 1, 100);
     unproved.Add(12, 1, 200);
     unproved.Add(13, 2, 100);
-    EXPECT_TRUE(unproved.AddressIsFull(1));
-    EXPECT_FALSE(unproved.AddressIsFull(2));
+    EXPECT_EQ(unproved.WhoGivesWayTo(1), 11U);
+    EXPECT_EQ(unproved.WhoGivesWayTo(2), 0U);
     EXPECT_EQ(unproved.Oldest(), 11U);
     EXPECT_EQ(unproved.OldestOf(200), 12U);
     EXPECT_EQ(unproved.OldestOf(300), 0U);
     EXPECT_EQ(unproved.Remove(11), 100U);
     EXPECT_EQ(unproved.Remove(11), 0U);
     EXPECT_EQ(unproved.Oldest(), 12U);
-    EXPECT_FALSE(unproved.AddressIsFull(1));
+    EXPECT_EQ(unproved.WhoGivesWayTo(1), 0U);
     unproved.Add(14, 3, 100);
-    EXPECT_FALSE(unproved.IsFull());
+    EXPECT_EQ(unproved.WhoGivesWayTo(4), 0U);
     unproved.Add(15, 3, 100);
-    EXPECT_TRUE(unproved.IsFull());
+    EXPECT_EQ(unproved.WhoGivesWayTo(4), 12U) << "there are too many";
+    EXPECT_EQ(unproved.WhoGivesWayTo(3), 14U) << "its own before others'";
 }
 
 // The worker's clock reading may be older than one that the UDP thread takes meanwhile.

@@ -137,20 +137,25 @@ TEST(SinkLimits, TheOldestWhoHasNotAnsweredGivesWay) {
     EXPECT_EQ(host.Subscribe(kChannel, 5, {kBob.ip, 5}), 0U) << "all three are there";
 }
 
-TEST(SinkLimits, AnAddressHasAtMostSoManyThatHaveNotAnswered) {
+TEST(SinkLimits, AtItsShareAnAddressGivesUpItsOwnOldest) {
     CServerHost host;
     host.Publish(kChannel, 5, kAlice);
-    for (uint32_t i = 0; i < 100; ++i)
-        host.Deliver(CServerHost::SinkConnect(i, kChannel), {kBob.ip, static_cast<uint16_t>(i + 1)});
-    EXPECT_EQ(Sinks(host), 64U);
-    host.Deliver(CServerHost::SinkConnect(0, kChannel), {kBob.ip, 1});
-    EXPECT_NE(host.LastID({kBob.ip, 1}, "063a", 6), 0U);
-    EXPECT_NE(host.Subscribe(kChannel, 300, kCarol), 0U) << "others are served";
-    host.Deliver(CServerHost::Command("3b", host.LastID({kBob.ip, 1}, "063a", 6)), {kBob.ip, 1});
-    EXPECT_NE(host.Subscribe(kChannel, 200, kBob), 0U) << "one has answered, so there is room for one";
+    host.Deliver(CServerHost::SinkConnect(300, kChannel), kCarol);
+    std::vector<uint32_t> sinks;
+    for (uint16_t i = 0; i < 100; ++i) {
+        host.Deliver(CServerHost::SinkConnect(i, kChannel), {kBob.ip, i});
+        sinks.push_back(host.LastID({kBob.ip, i}, "063a", 6));
+    }
+    EXPECT_EQ(Sinks(host), 65U) << "and one of another address";
+    host.net.Udp().TakeSent();
+    for (const uint16_t i : {uint16_t{35}, uint16_t{36}})
+        host.Deliver(CServerHost::Command("3b", sinks[i]), {kBob.ip, i});
+    EXPECT_EQ(host.TakeCount({kBob.ip, 35}, "063c"), 0U) << "it has given way";
+    EXPECT_EQ(host.TakeCount({kBob.ip, 36}, "063c"), 2U);
     for (uint32_t i = 0; i < 100; ++i)
         host.Deliver(CServerHost::SourceConnect(1000 + i, i), {kBob.ip, static_cast<uint16_t>(i + 1)});
-    EXPECT_EQ(host.server->Media()[0].sourcesUdp, 65U) << "and as many publishers";
+    EXPECT_EQ(host.server->Media()[0].unproved, 64U + 64U) << "and as many publishers";
+    EXPECT_NE(host.Publish(2000, 7, kBob), 0U);
 }
 
 TEST(SinkLimits, WhoReadsTooSlowlyIsDropped) {

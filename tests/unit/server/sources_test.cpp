@@ -24,6 +24,14 @@ protected:
         return host.TakeCount(peer, "0641");
     }
 
+    /// The source ID of one who has asked and not answered.
+    uint32_t Claim(const CPeer& peer, uint32_t key, uint32_t channelID = kChannel) {
+        host.Deliver(CServerHost::SourceConnect(channelID, key), peer);
+        const uint32_t sourceID = host.LastID(peer, "0641", 6);
+        host.Take(peer);
+        return sourceID;
+    }
+
     CServerHost host;
 };
 
@@ -77,30 +85,59 @@ TEST_F(Sources, IsAskedEveryTwoSecondsAndWhenASubscriberComesOrGoes) {
     EXPECT_EQ(host.TakeCount(kAlice, "0644"), 0U) << "a stranger's request is no change";
 }
 
-TEST_F(Sources, FirstComeFirstServed) {
-    struct Step {
-        const char* what;
-        uint32_t wait;
-        CPeer peer;
-        uint32_t key;
-        size_t acknowledgements;
-    };
-    host.Publish(kChannel, 5, kAlice);
-    const Step steps[] = {
-        {"another sender", 0, kBob, 6, 0},
-        {"the sender's key from another address", 0, kBob, 5, 0},
-        {"the sender itself", 0, kAlice, 5, 2},
-        {"another sender just before the silence is long enough", 10000, kBob, 6, 0},
-        {"the sender itself, which revives", 0, kAlice, 5, 2},
-        {"another sender, then", 10000, kBob, 6, 0},
-        {"another sender after it", 1, kBob, 6, 1},
-        {"the displaced one", 1, kAlice, 5, 0},
-    };
-    for (const Step& step : steps) {
-        host.clock.Advance(step.wait);
-        EXPECT_EQ(Acknowledged(step.peer, kChannel, step.key), step.acknowledgements) << step.what;
-    }
+TEST_F(Sources, WhoShowsItselfFirstPublishes) {
     EXPECT_EQ(Acknowledged(kCarol, 0, 7), 0U) << "channel 0 does not exist";
+    const uint32_t alice = Claim(kAlice, 5), bob = Claim(kBob, 5);
+    EXPECT_NE(alice, bob) << "the same key, but from another address";
+    host.Deliver(CServerHost::Command("45", bob), kAlice);
+    EXPECT_EQ(host.LastLine(), "") << "somebody else's claim";
+    host.Deliver(CServerHost::Command("45", bob), kBob);
+    EXPECT_EQ(host.LastLine(), "file source 10.0.0.2:1002 (udp) publishes channel 77");
+    host.Deliver(CServerHost::Command("45", alice), kAlice);
+    host.Run(5000);
+    EXPECT_EQ(host.lines.size(), 1U) << "the others are ended";
+    EXPECT_EQ(host.server->Media()[0].unproved, 0U);
+    EXPECT_EQ(Acknowledged(kBob, kChannel, 5), 2U) << "the sender itself, again";
+
+    Claim(kCarol, 6, kChannel + 1);
+    EXPECT_TRUE(host.Validate(12, U32(kChannel + 1))) << "a claim keeps nobody out";
+    EXPECT_EQ(host.server->Media()[0].unproved, 0U);
+}
+
+// The newcomer comes over UDP or TCP; who holds the channel says something when it is asked, or nothing.
+TEST_F(Sources, OneWhoDoesNotAnswerThreeTimesGivesWayToANewcomerThatIsThere) {
+    for (const bool tcp : {false, true}) {
+        for (const char* answer : {"", "45"}) {
+            SCOPED_TRACE(std::string(tcp ? "tcp " : "udp ") + answer);
+            host.Run(2000);
+            const uint32_t alice = host.Publish(kChannel, 5, kAlice);
+            host.Take(kAlice);
+            const uint32_t bob = tcp ? 0 : Claim(kBob, 6);
+            CFakeTcp* session = tcp ? host.Validate(12, U32(kChannel)) : nullptr;
+            if (!tcp) host.Deliver(CServerHost::Command("45", bob), kBob);
+            EXPECT_EQ(host.TakeCount(kAlice, "0644"), 1U);
+            host.Run(2900);
+            EXPECT_EQ(host.TakeCount(kAlice, "0644"), 2U);
+            EXPECT_TRUE(tcp ? session->sent.empty() : host.Take(kBob).empty()) << "until that is decided";
+            if (*answer) host.Deliver(CServerHost::Command(answer, alice), kAlice);
+            host.Run(200);
+            EXPECT_EQ(tcp ? !session->sent.empty() : host.TakeCount(kBob, "0641") == 1, !*answer);
+            EXPECT_EQ(tcp && session->released, tcp && *answer);
+            host.Deliver(CServerHost::Command("46", *answer ? alice : bob), *answer ? kAlice : kBob);
+            if (tcp) session->lost = true;
+        }
+    }
+}
+
+TEST_F(Sources, IsNotAskedWithoutEndForOneNewcomerAfterTheOther) {
+    const uint32_t alice = host.Publish(kChannel, 5, kAlice);
+    for (uint32_t key = 6; key < 100; ++key) {
+        const uint32_t bob = Claim(kBob, key);
+        host.Deliver(CServerHost::Command("45", bob), kBob);
+        host.Deliver(CServerHost::Command("45", alice), kAlice);
+        host.Run(100);
+    }
+    EXPECT_LE(host.TakeCount(kAlice, "0644"), 12U) << "in nine seconds";
 }
 
 TEST_F(Sources, FramesGoToSubscribersWholeAndOnlyFromTheRightAddress) {
@@ -145,7 +182,7 @@ TEST_F(Sources, LeavesOrIsForgottenAndItsSubscribersHearTheNextOne) {
     const uint32_t first = host.Publish(kChannel, 5, kAlice);
     host.Subscribe(kChannel, 9, kBob);
     host.Deliver(CServerHost::Command("46", first), kCarol);
-    EXPECT_EQ(Acknowledged(kCarol, kChannel, 6), 0U) << "somebody else's goodbye is nobody's";
+    EXPECT_EQ(host.server->Media()[0].sourcesUdp, 1U) << "somebody else's goodbye is nobody's";
     host.Deliver(CServerHost::Command("46", first), kAlice);
     EXPECT_EQ(host.LastLine(), "file source 10.0.0.1:1001 (udp) left channel 77");
     const uint32_t second = host.Publish(kChannel, 6, kCarol);

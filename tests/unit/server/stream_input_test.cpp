@@ -84,6 +84,7 @@ TEST_P(StreamInput, FloodsOfRequestsStayWithinBounds) {
     for (uint32_t i = 0; i < 20000; ++i) {
         const CPeer stranger{0x20000000 + i, 9};
         const std::string request = i % 2 ? Short(100 + i) : Claim(1000 + i, i);
+        host.clock.Advance(1);
         host.Deliver(request, stranger);
         size_t sent = 0;
         for (const CSentDatagram& one : host.net.Udp().TakeSent())

@@ -1,0 +1,99 @@
+#include "server/claims.h"
+
+#include "link/activity.h"
+#include "link/mcu_services.h"
+#include "platform/lumobase/undo.h"
+#include "server/server_constants.h"
+#include "server/source_words.h"
+
+using wire::CDatagram;
+
+CClaims::CClaims(const CSourceProfile& profile, size_t perAddress)
+    : m_profile(profile), m_order(server::kMaxUnproved, perAddress) {}
+
+void CClaims::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, int length, uint32_t wanted) {
+    const auto found = m_byKey.find({channelID, senderKey, peer.ip, peer.port});
+    Answer(found == m_byKey.end() ? Make(channelID, senderKey, peer) : *found->second, length, wanted);
+}
+
+CClaim& CClaims::Make(uint32_t channelID, uint32_t senderKey, const CPeer& peer) {
+    if (const uint32_t gives = m_order.WhoGivesWayTo(peer.ip)) Take(gives);
+    auto made = std::make_unique<CClaim>(channelID, senderKey, peer);
+    CClaim& claim = *made;
+    const uint32_t id = claim.sourceID.Get();
+    claim.since = CActivity::Now();
+    CUndo undo([&] {
+        m_byKey.erase(KeyOf(claim));
+        m_claims.erase(id);
+    });
+    CClaim* const kept = (m_claims[id] = std::move(made)).get();
+    m_byKey[KeyOf(*kept)] = kept;
+    m_order.Add(id, peer.ip, channelID);
+    undo.Keep();
+    return *kept;
+}
+
+// A stranger gets one answer and the question that makes it prove itself; the repetition of the answer waits until it
+// has, since either may be lost and what the budget leaves is for asking again.
+void CClaims::Answer(CClaim& claim, int length, uint32_t wanted) const {
+    claim.owed = m_profile.acknowledgements;
+    claim.budget.Received(length);
+    const CDatagram answer = SourceConnectAck(m_profile, claim.senderKey, claim.sourceID.Get());
+    if (claim.budget.Spend(answer.Length())) {
+        SendDatagram(answer, claim.peer.ip, claim.peer.port);
+        --claim.owed;
+    }
+    Ask(claim, wanted);
+}
+
+// A second START has no room, but a STOP has, and its answer proves the publisher as well: START follows then.
+bool CClaims::Ask(CClaim& claim, uint32_t wanted) const {
+    for (const uint32_t told : {wanted, 0U}) {
+        const CDatagram question = SourceKeepAlive(m_profile, claim.senderKey, told);
+        if (!claim.budget.Spend(question.Length())) continue;
+        claim.told = told;
+        claim.askedAt = CActivity::Now();
+        SendDatagram(question, claim.peer.ip, claim.peer.port);
+        return true;
+    }
+    return false;
+}
+
+bool CClaims::IsDue(const CClaim& claim, uint32_t now) {
+    return ElapsedMs(now, claim.askedAt) >= server::kKeepAliveEveryMs;
+}
+
+// What the UDP thread says to one who shows itself must not be overtaken.
+void CClaims::FlushAsked() const {
+    if (m_profile.Stops()) FlushUdpBatch();
+}
+
+uint32_t CClaims::ChannelOf(uint32_t sourceID, const CPeer& peer) const {
+    const auto found = m_claims.find(sourceID);
+    return found != m_claims.end() && found->second->peer == peer ? found->second->channelID : 0;
+}
+
+std::unique_ptr<CClaim> CClaims::Take(uint32_t sourceID) {
+    const auto found = m_claims.find(sourceID);
+    if (found == m_claims.end()) return nullptr;
+    std::unique_ptr<CClaim> claim = std::move(found->second);
+    m_claims.erase(found);
+    m_byKey.erase(KeyOf(*claim));
+    m_order.Remove(sourceID);
+    return claim;
+}
+
+void CClaims::EndAllOf(uint32_t channelID) {
+    for (;;) {
+        const auto found = m_byKey.lower_bound({channelID, 0, 0, 0});
+        if (found == m_byKey.end() || found->second->channelID != channelID) return;
+        Take(found->second->sourceID.Get());
+    }
+}
+
+void CClaims::ForgetOld(uint32_t now) {
+    while (const uint32_t oldest = m_order.Oldest()) {
+        if (ElapsedMs(now, m_claims.at(oldest)->since) <= server::kSourceGoneAfterMs) return;
+        Take(oldest);
+    }
+}
