@@ -134,9 +134,9 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
         ->check(CLI::Range(1U, 64U << 20));
     addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
     add("--max-unvalidated", limits.unvalidatedPerAddress,
-        "TCP connections of one address that have not said what they want");
+        "TCP connections of one address that have not said what they want; the oldest closes");
     add("--max-unproved", limits.unprovedPerAddress,
-        "UDP subscribers, and publishers, of one address that have not answered yet");
+        "UDP subscribers, and publishers, of one address that have not answered yet; the oldest gives way");
 }
 
 /// The signals that end the server, kept from its threads: one thread waits for them.
