@@ -6,8 +6,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -35,8 +37,9 @@ public:
 
     bool Has(uint32_t channelID) const { return m_contests.count(channelID) != 0; }
     void Begin(uint32_t channelID, CSourceUDP& present, CNewcomer newcomer);
-    /// A connect request of one who is in a contest is acknowledged again; false when it is nobody's.
-    bool OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer) const;
+    /// A connect request of one who is in a contest is acknowledged again, and one who has just lost hears nothing;
+    /// false when it is neither's.
+    bool OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer);
     /// It has given up.
     void Leave(uint32_t sourceID, const CPeer& peer);
     /// Asks where it is time to, and takes out those who have won, with their channels.
@@ -55,10 +58,15 @@ private:
     };
     enum class State { Open, Won, Over };
 
-    State Judge(uint32_t channelID, CContest& contest, CStreamTable& streams, uint32_t now) const;
+    using Loser = std::tuple<uint32_t, uint32_t, uint16_t>;  // channel, address, port
+
+    State Judge(uint32_t channelID, CContest& contest, CStreamTable& streams, uint32_t now);
+    void TurnAway(uint32_t channelID, CNewcomer newcomer, uint32_t now);
+    bool HasJustLost(const Loser& who);
     void Count() { m_nCount.store(m_contests.size(), std::memory_order_relaxed); }
 
     const CSourceProfile& m_profile;
-    std::map<uint32_t, CContest> m_contests;  // by channel
+    std::map<uint32_t, CContest> m_contests;          // by channel
+    std::deque<std::pair<uint32_t, Loser>> m_losers;  // with the time, oldest first
     std::atomic<size_t> m_nCount{0};
 };

@@ -12,6 +12,9 @@ namespace server {
 inline constexpr uint32_t kKeepAliveEveryMs = 2000;
 inline constexpr unsigned kAskTimes = 3;  // a publisher whose place another one wants, before it counts as gone
 inline constexpr uint32_t kAskEveryMs = 1000;
+// A newcomer that lost, on the same port: time enough for a sender that waits for 12.5 s before it asks anew.
+inline constexpr uint32_t kLoserHearsNothingMs = 20000;
+inline constexpr size_t kMaxLosers = 256;
 inline constexpr uint32_t kSourceGoneAfterMs = 180000;
 inline constexpr uint8_t kSourceWindow = 31;            // the most that five bits can advertise
 inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher and subscribers

@@ -123,17 +123,20 @@ TEST_F(Sources, OneWhoDoesNotAnswerThreeTimesGivesWayToANewcomerThatIsThere) {
             host.Run(200);
             EXPECT_EQ(tcp ? !session->sent.empty() : host.TakeCount(kBob, "0641") == 1, !*answer);
             EXPECT_EQ(tcp && session->released, tcp && *answer);
+            EXPECT_EQ(!tcp && *answer ? Acknowledged(kBob, kChannel, 8) : 0, 0U) << "so that it notices";
             host.Deliver(CServerHost::Command("46", *answer ? alice : bob), *answer ? kAlice : kBob);
             if (tcp) session->lost = true;
         }
     }
+    host.Run(20000);
+    EXPECT_NE(Acknowledged(kBob, kChannel, 8), 0U) << "it may try again later";
 }
 
 TEST_F(Sources, IsNotAskedWithoutEndForOneNewcomerAfterTheOther) {
     const uint32_t alice = host.Publish(kChannel, 5, kAlice);
     for (uint32_t key = 6; key < 100; ++key) {
-        const uint32_t bob = Claim(kBob, key);
-        host.Deliver(CServerHost::Command("45", bob), kBob);
+        const CPeer newcomer{kBob.ip, static_cast<uint16_t>(2000 + key)};
+        host.Deliver(CServerHost::Command("45", Claim(newcomer, key)), newcomer);
         host.Deliver(CServerHost::Command("45", alice), kAlice);
         host.Run(100);
     }
