@@ -2,9 +2,9 @@
 #pragma once
 
 #include "link/object_id.h"
+#include "link/unproved.h"
 #include "server/answer_budget.h"
 #include "server/source.h"
-#include "server/unproved.h"
 
 #include <cstddef>
 #include <cstdint>

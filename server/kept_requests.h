@@ -2,10 +2,10 @@
 #pragma once
 
 #include "link/mcu_address.h"
+#include "link/unproved.h"
 #include "server/home_key.h"
 #include "server/medium_classes.h"
 #include "server/server_constants.h"
-#include "server/unproved.h"
 
 #include <cstddef>
 #include <cstdint>

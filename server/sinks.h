@@ -2,8 +2,8 @@
 #pragma once
 
 #include "link/server_hooks.h"
+#include "link/unproved.h"
 #include "server/medium.h"
-#include "server/unproved.h"
 
 /// The sinks themselves are the library's. UDP thread, TCP thread (the TCP ones) or worker.
 class CSinks {

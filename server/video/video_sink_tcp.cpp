@@ -4,7 +4,7 @@
 
 CVideoSinkTCP::CVideoSinkTCP(CVideoChannel& channel, ITcpSession* session, uint32_t userID)
     : CStreamSinkTCP(wire::TcpType::VideoReceiver, video::kStart, video::kStop, channel, session, userID) {
-    m_tcp.SetPatience(video::kServerPatienceMs);
+    m_tcp.SetPatience(video::kPatienceMs);
 }
 
 void CVideoSinkTCP::OnVideoChannelData(char* data, int length) {

@@ -24,6 +24,7 @@ bool CFrameLink::OpenLink() {
 void CFrameLink::CloseLink() {
     m_entry.Leave();
     CAutoLock pump(&m_csPump);
+    ForgetTaken();
     Flush();
     CloseSession();
     MarkIdle();
@@ -61,18 +62,36 @@ void CFrameLink::CountDropped() {
 bool CFrameLink::HasRoom(int length) {
     if (m_bHeld.load(std::memory_order_acquire)) {
         CAutoLock lock(&m_csHeld);
-        if (m_bHeld.load(std::memory_order_relaxed)) {
-            m_bHeldGap = m_bHeldGap || QueueCost() + static_cast<uint64_t>(length) > QueueLimit();
-            return !m_bHeldGap;
-        }
+        if (m_bHeld.load(std::memory_order_relaxed))
+            return HasRoomWhileHeld(limits::QueueCost(static_cast<uint64_t>(length), 1));
     }
     if (!IsOverLimit()) return true;
     m_bOverrun.store(true, std::memory_order_relaxed);
     return false;
 }
 
+// A newcomer acknowledges nothing, or it would be none: all that it has taken is still here.
+bool CFrameLink::HasRoomWhileHeld(uint64_t cost) {
+    CFirstSends* first = m_pFirst.load(std::memory_order_relaxed);
+    const bool room = !m_bHeldGap && m_nTaken + cost - limits::kFrameCost <= QueueLimit();
+    m_bHeldGap = !room || (first && !first->Take(cost));
+    if (!m_bHeldGap) m_nTaken += cost;
+    return !m_bHeldGap;
+}
+
+void CFrameLink::ForgetTaken() {
+    CAutoLock lock(&m_csHeld);
+    if (CFirstSends* first = m_pFirst.exchange(nullptr)) first->GiveBack(m_nTaken);
+    m_nTaken = 0;
+}
+
 bool CFrameLink::Pump() {
-    if (!m_bBusy.load(std::memory_order_seq_cst) || m_bHeld.load(std::memory_order_relaxed)) return false;
+    if (!m_bBusy.load(std::memory_order_seq_cst)) return false;
+    if (!MayPump()) {
+        MarkIdle();  // the worker need not come again for it
+        if (!MayPump()) return false;
+        MarkBusy();
+    }
     m_bPumpAgain.store(true, std::memory_order_seq_cst);
     bool sent = false;
     while (m_bPumpAgain.load(std::memory_order_seq_cst) && m_csPump.TryLock()) {
@@ -115,28 +134,53 @@ bool CFrameLink::SetHeld(bool held) {
         CAutoLock lock(&m_csHeld);
         gap = std::exchange(m_bHeldGap, false);
         if (gap) DropQueue();
-        m_bHeld.store(held, std::memory_order_release);
+        m_bHeld.store(held, std::memory_order_seq_cst);
     }
+    ForgetTaken();
     if (held) return gap;
-    if (!IsSendIdle()) MarkBusy();
+    if (!IsSendIdle() || GetCount() > 0) MarkBusy();
     Pump();
     return gap;
+}
+
+void CFrameLink::HoldNewcomer(CFirstSends& first) {
+    SetHeld(true);
+    m_pFirst.store(&first, std::memory_order_relaxed);
+}
+
+void CFrameLink::LetFirstLeave() {
+    if (!m_pFirst.load(std::memory_order_relaxed)) return;
+    m_nMayLeave.store(static_cast<int>(session::kInitialWindow), std::memory_order_relaxed);
+    m_bFirstLeaves.store(true, std::memory_order_seq_cst);
+    if (GetCount() > 0) MarkBusy();
+    Pump();
+}
+
+bool CFrameLink::MayPump() const {
+    if (!m_bHeld.load(std::memory_order_seq_cst)) return true;
+    return m_bFirstLeaves.load(std::memory_order_seq_cst) && m_nMayLeave.load(std::memory_order_relaxed) > 0;
+}
+
+bool CFrameLink::MayLeave(int length) {
+    constexpr int kHeaders = 20 + 8 + 10;  // IP, UDP, envelope
+    CFirstSends* first = m_pFirst.load(std::memory_order_relaxed);
+    if (m_nMayLeave.load(std::memory_order_relaxed) <= 0) return false;
+    if (first && !first->Spend(static_cast<uint64_t>(length + kHeaders))) return false;
+    m_nMayLeave.fetch_sub(1, std::memory_order_relaxed);
+    return true;
 }
 
 void CFrameLink::OfferOpening() {
     constexpr int kMaxOffers = 3;
     if (!m_bHeld.load(std::memory_order_relaxed) || m_nOffers.load(std::memory_order_relaxed) >= kMaxOffers) return;
-    m_nOffersLeft.fetch_add(1, std::memory_order_relaxed);
+    m_nMayLeave.fetch_add(1, std::memory_order_relaxed);
     if (m_nOffers.fetch_add(1, std::memory_order_relaxed) == 0) SendOpening();
     CAutoLock pump(&m_csPump);
     ProcessSend();
 }
 
 void CFrameLink::SendPacket(CSCTPPacket* packet) {
-    if (m_bHeld.load(std::memory_order_relaxed)) {
-        if (m_nOffersLeft.load(std::memory_order_relaxed) <= 0) return;
-        m_nOffersLeft.fetch_sub(1, std::memory_order_relaxed);
-    }
+    if (m_bHeld.load(std::memory_order_relaxed) && !MayLeave(packet->GetPacketDataLen())) return;
     CSCTPSession::SendPacket(packet);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/sctp_session.h"
+#include "link/first_sends.h"
 #include "link/limits.h"
 #include "link/link_registry.h"
 #include "link/lock_order.h"
@@ -38,6 +39,10 @@ public:
     /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap. True
     /// when that was so.
     bool SetHeld(bool held);
+    /// Held as above until it has shown itself; what it may keep and send meanwhile it draws from `first`, which lives
+    /// longer. Nothing leaves before the second call, then a window of packets at most, repetitions included.
+    void HoldNewcomer(CFirstSends& first);
+    void LetFirstLeave();
     /// Sends a held link's far side an empty packet, once a call and three times at most: its acknowledgement shows
     /// that it is there.
     void OfferOpening();
@@ -55,7 +60,7 @@ public:
     /// Hands the frame over; an exception of the application ends here. What is collected goes first, unless the last
     /// frame was taken quickly: then both go together.
     void DeliverFrame(char* frame, int length) override;
-    /// While held, only what was offered leaves.
+    /// While held, only what was offered leaves, or the first of a newcomer's.
     void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
 
 protected:
@@ -64,6 +69,11 @@ protected:
 
 private:
     bool HasRoom(int length);
+    void ForgetTaken();
+    bool HasRoomWhileHeld(uint64_t cost) LUMO_REQUIRES(m_csHeld);
+    /// Whether what is held may be pumped: the first window of a newcomer.
+    bool MayPump() const;
+    bool MayLeave(int length);
     void CountDropped();
     bool RunPump() LUMO_REQUIRES(m_csPump);
     bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
@@ -77,8 +87,11 @@ private:
     CCritSec m_csHeld{lock_order::kHeldLink};
     std::atomic<bool> m_bHeld{false};  // changes under m_csHeld
     bool m_bHeldGap LUMO_GUARDED_BY(m_csHeld) = false;
+    uint64_t m_nTaken LUMO_GUARDED_BY(m_csHeld) = 0;  // while held
+    std::atomic<CFirstSends*> m_pFirst{nullptr};      // of a newcomer
+    std::atomic<bool> m_bFirstLeaves{false};
     std::atomic<int> m_nOffers{0};
-    std::atomic<int> m_nOffersLeft{0};    // not sent yet
+    std::atomic<int> m_nMayLeave{0};      // packets, while held
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};

@@ -1,6 +1,8 @@
 // The one instance of each shared object of a process, in one place, so that a simulator can be many processes.
 #pragma once
 
+#include "link/first_sends.h"
+
 #include <atomic>
 
 class CLocalMCUManager;
@@ -22,6 +24,11 @@ struct CInstances {
     std::atomic<CLocalMCUFile*> pFile{nullptr};
     std::atomic<CLocalMCUWB*> pWB{nullptr};
     std::atomic<IServerHooks*> pServer{nullptr};  // null in clients
+
+    // A connect request of 38 bytes, headers included, may be forged: all of them together must not make this host a
+    // source of much. Peers whom the signalling has introduced may come many at once.
+    CFirstSends strangers{{64ULL << 20, 1ULL << 20, 128ULL << 10}};
+    CFirstSends introduced{{64ULL << 20, 16ULL << 20, 4ULL << 20}};
 };
 
 CInstances& Instances();

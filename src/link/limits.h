@@ -12,9 +12,13 @@ inline constexpr uint64_t kFrameCost = 64;                        // bytes that 
 inline constexpr int kMaxPlainDatagram = 1076;  // of a medium without sessions: what fits the path in one piece
 inline constexpr uint64_t kSinkMemory = 1024ULL * 1024 * 1024;  // shared by all sinks of one medium of a local MCU
 inline constexpr size_t kMaxSinks = 10000;                      // sinks of one medium; further connects get no answer
-inline constexpr size_t kMaxPeers = 10000;                      // users whose addresses are kept
-inline constexpr int kMinFrameLen = 2;                          // shorter frames are keep-alives of TCP links
-inline constexpr uint32_t kMaxBufferingReport = 8192;           // what a channel reports at most
+inline constexpr size_t kMaxUnproved = 1024;  // of them that have not shown themselves, and as many introduced ones
+inline constexpr size_t kUnprovedPerAddress = 64;
+inline constexpr uint64_t kUnprovedQueueBytes = 2ULL * 1024 * 1024;  // what is kept for one until it shows itself
+inline constexpr uint32_t kUnprovedAudioMs = 1000;                   // and how long one hears audio
+inline constexpr size_t kMaxPeers = 10000;                           // users whose addresses are kept
+inline constexpr int kMinFrameLen = 2;                               // shorter frames are keep-alives of TCP links
+inline constexpr uint32_t kMaxBufferingReport = 8192;                // what a channel reports at most
 
 /// What a queue occupies; the limits are of this.
 constexpr uint64_t QueueCost(uint64_t bytes, uint64_t frames) { return bytes + kFrameCost * frames; }

@@ -16,11 +16,15 @@ struct CDispatchRow {
     void (TMcu::*handler)(const CServerDatagram&);
 };
 
+/// A command that names its sink: whoever sends one has heard from it.
+inline bool NamesSink(const wire::CommandRow& row) {
+    return row.fields[0] == wire::Field::SinkID || row.fields[0] == wire::Field::ServerSessionID;
+}
+
 /// A command of a subscriber, which a relay server may want to refuse.
 inline bool IsFromSubscriber(const wire::CommandRow& row) {
     const bool asks = row.fields[0] == wire::Field::ReceiverID || row.fields[0] == wire::Field::ClientSessionID;
-    return row.fields[0] == wire::Field::SinkID || row.fields[0] == wire::Field::ServerSessionID ||
-           (asks && row.fields[1] == wire::Field::ChannelID);
+    return NamesSink(row) || (asks && row.fields[1] == wire::Field::ChannelID);
 }
 
 /// The fields of a datagram behind its command byte.
@@ -44,6 +48,7 @@ void DispatchDatagram(TMcu& mcu, std::span<const CDispatchRow<std::type_identity
         return;
     }
     if (hooks && IsFromSubscriber(*row) && !hooks->MayAct(datagram)) return;
+    if (!hooks && NamesSink(*row)) mcu.OnSinkNamed(datagram);
     before(*row);
     (mcu.*(found->handler))(datagram);
 }

@@ -24,6 +24,9 @@ void SendPlainFrame(wire::CDatagram head, const void* data, int length, const CR
 /// Writes the envelope into the room before a session packet and sends both as one datagram.
 void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to);
 
+/// Whether the signalling has told of a peer at this address.
+bool IsIntroducedPeer(uint32_t ip);
+
 /// Confirms an accepted session inside its validate callback.
 bool AcceptTcpSession(ITcpSession* session);
 

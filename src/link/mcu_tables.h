@@ -8,10 +8,11 @@
 #include "link/limits.h"
 #include "link/lock_order.h"
 #include "link/mcu_services.h"
+#include "link/newcomers.h"
+#include "link/queue_shares.h"
 #include "link/server_hooks.h"
 #include "platform/lumobase/undo.h"
 
-#include <algorithm>
 #include <memory>
 
 /// Sinks (of type CMcuSink) are the tables' own; channels, receivers and senders enter and leave by themselves.
@@ -42,7 +43,9 @@ public:
     static void EndSink(TSink* sink) {
         const std::unique_ptr<TSink> owner(sink);
         IServerHooks* hooks = GetServerHooks();
-        const CSinkInfo info = hooks ? sink->Info() : CSinkInfo{};
+        CNewcomers* newcomers = sink->Newcomers();
+        const CSinkInfo info = hooks || newcomers ? sink->Info() : CSinkInfo{};
+        if (newcomers) newcomers->Remove(info.sinkID);
         sink->ReleaseConnections();
         if (hooks) hooks->OnSinkGone(info);
     }
@@ -55,8 +58,7 @@ public:
     }
     /// The sweep of every second.
     void OnSecond() {
-        const uint64_t share = SinkShare(sinks.Size());
-        if (!GetServerHooks()) sinks.ForEach([share](TSink& sink) { sink.LimitQueue(share); });
+        if (!GetServerHooks()) ShareQueues();
         EndDisconnectedSinks();
     }
     void EndAllSinks() {
@@ -66,20 +68,36 @@ public:
     /// Acknowledges the sink that this far side has, or makes one: `make(channel)` gives a std::unique_ptr. False for
     /// an unknown channel or a full table.
     template <class MakeSink>
-    bool Connect(uint32_t receiverID, ChannelKey key, MakeSink make) {
+    bool Connect(uint32_t receiverID, ChannelKey key, uint32_t ip, MakeSink make) {
         const auto acknowledge = [](TSink& sink) { sink.OnReceivedConnect(); };
+        const bool introduced = !GetServerHooks() && IsIntroducedPeer(ip);
+        if (!sinks.WithPair(key, receiverID, [](TSink&) {}))
+            MakeRoom(key, [&] { return m_newcomers.WhoGivesWayTo(ip, introduced); });
         CAutoLock gate(&m_csConnectGate);
         if (sinks.WithPair(key, receiverID, acknowledge)) return true;
-        const uint32_t sinkID = MakeOne(key, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
-            sinks.Put(info.sinkID, sink, info.channel, receiverID, owner);
+        const uint32_t sinkID =
+            MakeOne(key, introduced, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
+                sinks.Put(info.sinkID, sink, info.channel, receiverID, owner);
+            });
+        return sinkID != 0 && sinks.With(sinkID, [&](TSink& sink) {
+            acknowledge(sink);
+            if (!sink.IsShown()) CNewcomers::Begin(sink);
         });
-        return sinkID != 0 && sinks.With(sinkID, acknowledge);
+    }
+    /// A client's: a datagram has named a sink. From the sink's own address, or another one of an introduced peer, it
+    /// shows that somebody is there: the number went to the sink's address alone.
+    void OnSinkNamed(uint32_t sinkID, uint32_t ip, uint16_t port) {
+        if (m_newcomers.IsEmpty() || !m_newcomers.Has(sinkID)) return;
+        sinks.With(sinkID, [&](TSink& sink) {
+            if (sink.IsAt(ip, port) || IsIntroducedPeer(ip)) m_newcomers.OnShown(sink, sinkID, m_shares.Newcomers());
+        });
     }
     /// A TCP sink's ID; 0 as above, and when `make` gives none.
     template <class MakeSink>
     uint32_t Accept(ChannelKey key, MakeSink make) {
+        MakeRoom(key, [] { return uint32_t{0}; });
         CAutoLock gate(&m_csConnectGate);
-        return MakeOne(key, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
+        return MakeOne(key, false, make, [&](const CSinkInfo& info, TSink* sink, const void* owner) {
             sinks.Put(info.sinkID, sink, info.channel, owner);
         });
     }
@@ -106,15 +124,35 @@ public:
     CIDTable<TSender> senders{lock_order::kMediumTable};
 
 private:
-    // Whoever subscribes and reads nothing costs the publisher memory, and anybody can do so many times. A server has
-    // limits of its own.
-    static uint64_t SinkShare(size_t count) {
-        return std::min(limits::kMaxQueueBytes, limits::kSinkMemory / std::max<size_t>(1, count));
+    // Whoever subscribes and reads nothing costs the publisher memory, and anybody can do so many times. What waits for
+    // those who have not shown themselves is bounded apart. A server has limits of its own.
+    void ShareQueues() {
+        const auto counts = [](TSink& sink) { return sink.IsShown() && sink.IsStarted(); };
+        m_shares.Begin();
+        sinks.ForEach([&](TSink& sink) {
+            if (counts(sink)) m_shares.Count(sink.Info().ip);
+        });
+        m_shares.End();
+        sinks.ForEach([&](TSink& sink) {
+            if (!counts(sink)) return;
+            if (const uint64_t share = m_shares.ShareAt(sink.Info().ip)) sink.LimitQueue(share);
+        });
+    }
+    // Whoever is there comes before whoever only says so. Before the gate: who goes is ended here.
+    template <class WhoGivesWay>
+    void MakeRoom(ChannelKey key, WhoGivesWay whoGivesWay) {
+        if (GetServerHooks() || !channels.With(key, [](TChannel&) {})) return;
+        const auto evict = [this](uint32_t sinkID) {
+            if (sinkID == 0) return;
+            EndOneSink(sinkID);
+            m_newcomers.Remove(sinkID);  // also when another thread is just ending it
+        };
+        evict(whoGivesWay());
+        if (sinks.Size() >= m_nMaxSinks) evict(m_newcomers.OldestStranger());
     }
     template <class MakeSink, class Enter>
-    uint32_t MakeOne(ChannelKey key, MakeSink& make, Enter enter) {
-        const size_t count = sinks.Size();  // before the channel's lock, which comes after
-        if (count >= m_nMaxSinks) return 0;
+    uint32_t MakeOne(ChannelKey key, bool introduced, MakeSink& make, Enter enter) {
+        if (sinks.Size() >= m_nMaxSinks) return 0;  // before the channel's lock, which comes after
         std::unique_ptr<TSink> made;
         const void* owner = nullptr;
         CSinkInfo info{};
@@ -127,8 +165,10 @@ private:
             info = made->Info();
             if (IServerHooks* hooks = GetServerHooks())
                 hooks->OnSinkMade(info);
+            else if (info.tcp)
+                made->LimitQueue(m_shares.Newcomers());
             else
-                made->LimitQueue(SinkShare(count + 1));
+                m_newcomers.Add(*made, info, introduced);
             made->Join();
             owner = &channel;
         });
@@ -139,4 +179,6 @@ private:
 
     CCritSec m_csConnectGate{lock_order::kConnectGate};
     size_t m_nMaxSinks = limits::kMaxSinks;
+    CNewcomers m_newcomers;
+    CQueueShares m_shares;
 };

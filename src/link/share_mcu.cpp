@@ -24,7 +24,7 @@ void CShareMcu::PutSink(uint32_t sinkID, CShareSink* sink) {
 }
 
 bool CShareMcu::ConnectSink(uint32_t receiverID, ChannelKey key, uint32_t ip, uint16_t port) {
-    return m_tables.Connect(receiverID, key,
+    return m_tables.Connect(receiverID, key, ip,
                             [&](CShareChannel& channel) { return m_makers.udp(channel, ip, port, receiverID); });
 }
 

@@ -59,6 +59,9 @@ public:
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) {
         Dispatch(data, length, ip, port, [](const wire::CommandRow&) {});
     }
+    void OnSinkNamed(const CServerDatagram& datagram) {
+        m_tables.OnSinkNamed(Fields(datagram).U32(), datagram.ip, datagram.port);
+    }
     /// An accepted session. TCP thread.
     bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length);
 

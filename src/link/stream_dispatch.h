@@ -20,10 +20,13 @@ public:
     /// Makes the sink of a subscriber, or acknowledges again the one it has. False for an unknown channel or a full
     /// table.
     bool Connect(uint32_t receiverID, ChannelKey key, uint32_t userID, uint32_t ip, uint16_t port) {
-        return m_tables.Connect(receiverID, key,
+        return m_tables.Connect(receiverID, key, ip,
                                 [&](auto& channel) { return TSinkUDP::Make(channel, ip, port, receiverID, userID); });
     }
 
+    void OnSinkNamed(const CServerDatagram& datagram) {
+        m_tables.OnSinkNamed(Fields(datagram).U32(), datagram.ip, datagram.port);
+    }
     void OnSinkConnect(const CServerDatagram& datagram) {
         wire::CWireReader fields = Fields(datagram);
         const uint32_t receiverID = fields.U32();

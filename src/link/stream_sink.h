@@ -16,7 +16,7 @@ public:
     CStreamSink(std::atomic<uint32_t>& started, uint32_t userID) : m_nStarted(started), m_ulUserID(userID) {}
 
     /// Whether the far side wants frames. Any thread.
-    virtual bool IsStarted() { return IsWanted(); }
+    bool IsStarted() override { return IsWanted(); }
     bool IsDisconnected() override { return m_bDisconnected.load(std::memory_order_relaxed); }
     virtual uint32_t GetUserID() { return m_ulUserID; }
 

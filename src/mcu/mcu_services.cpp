@@ -4,6 +4,7 @@
 #include "core/session_constants.h"
 #include "link/limits.h"
 #include "mcu/manager_use.h"
+#include "p2p/mtp2p.h"
 
 #include <cassert>
 #include <cstring>
@@ -23,6 +24,11 @@ void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, c
     assert(room <= session::kEnvelopeRoom);
     std::memcpy(packet - room, envelope.Data(), static_cast<size_t>(room));
     SendUdpData(packet - room, length + room, to.IP(), to.Port());
+}
+
+bool IsIntroducedPeer(uint32_t ip) {
+    CMTP2P* peers = GetP2PMgr();
+    return peers && peers->IsAnnounced(ip);
 }
 
 // In a callback of the listener, which the manager waits for before it goes.

@@ -25,6 +25,7 @@ void CMTP2P::ReleaseConnections() {
         CAutoLock lock(&m_csPeers);
         m_mapPeers.clear();
         m_listByAge.clear();
+        m_announced.clear();
     }
     delete this;
 }
@@ -57,13 +58,15 @@ void CMTP2P::AddP2P(uint32_t userID, const P2PItem& item) {
     CAutoLock lock(&m_csPeers);
     const auto found = m_mapPeers.find(userID);
     if (found != m_mapPeers.end()) {
+        CountAddresses(*found->second.peer, false);
         found->second.peer.swap(peer);
         m_listByAge.splice(m_listByAge.end(), m_listByAge, found->second.age);
-        return;
+        return CountAddresses(*found->second.peer, true);
     }
     if (m_mapPeers.size() >= limits::kMaxPeers) gone = TakeLeastNeeded();
-    m_mapPeers.emplace(userID, Known{std::move(peer), age.begin()});
+    const auto entry = m_mapPeers.emplace(userID, Known{std::move(peer), age.begin()}).first;
     m_listByAge.splice(m_listByAge.end(), age);
+    CountAddresses(*entry->second.peer, true);
 }
 
 CMTP2P::Known CMTP2P::TakeLeastNeeded() {
@@ -74,7 +77,25 @@ CMTP2P::Known CMTP2P::TakeLeastNeeded() {
     Known taken = std::move(m_mapPeers.at(*oldest));
     m_mapPeers.erase(*oldest);
     m_listByAge.erase(oldest);
+    CountAddresses(*taken.peer, false);
     return taken;
+}
+
+// Without memory some are not counted: they come as strangers then.
+void CMTP2P::CountAddresses(const CMTP2PIP& peer, bool comes) {
+    for (const uint32_t ip : {peer.m_ulNATIP, peer.m_ulLocalIP}) {
+        if (comes) {
+            ++m_announced[ip];
+            continue;
+        }
+        const auto count = m_announced.find(ip);
+        if (count != m_announced.end() && --count->second == 0) m_announced.erase(count);
+    }
+}
+
+bool CMTP2P::IsAnnounced(uint32_t ip) {
+    CAutoLock lock(&m_csPeers);
+    return m_announced.count(ip) != 0;
 }
 
 void CMTP2P::ResetP2P(uint32_t userID) {

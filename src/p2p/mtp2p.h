@@ -31,6 +31,8 @@ public:
     std::shared_ptr<CMTP2PIP> GetMTP2PIP(uint32_t userID);
     bool IsP2PConnected(uint32_t userID);
     bool IsP2PFailed(uint32_t userID);
+    /// Whether a peer has told that it is reached at this address.
+    bool IsAnnounced(uint32_t ip);
     /// Asks an unknown user for his addresses.
     void FetchMTP2PIP(uint32_t userID);
     void GetLocalP2PItem(P2PItem& item);
@@ -82,9 +84,13 @@ private:
     Known TakeLeastNeeded() LUMO_REQUIRES(m_csPeers);
 
     CCritSec m_csPeers{lock_order::kPeerMap};
+    /// An entry comes or goes.
+    void CountAddresses(const CMTP2PIP& peer, bool comes) LUMO_REQUIRES(m_csPeers);
+
     std::map<uint32_t, Known> m_mapPeers LUMO_GUARDED_BY(m_csPeers);
-    std::list<uint32_t> m_listByAge LUMO_GUARDED_BY(m_csPeers);  // their users, the last announced last
-    CRemoteAddress m_sunServer;                                  // the reflector; unset until SetSunServer
+    std::list<uint32_t> m_listByAge LUMO_GUARDED_BY(m_csPeers);         // their users, the last announced last
+    std::map<uint32_t, size_t> m_announced LUMO_GUARDED_BY(m_csPeers);  // how many entries name an address
+    CRemoteAddress m_sunServer;                                         // the reflector; unset until SetSunServer
     std::atomic<bool> m_bSTUNPending{false};
     IP2PNotify* const m_pNotify;  // the application's; outlives this object
 };

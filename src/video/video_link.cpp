@@ -1,6 +1,5 @@
 #include "video/video_link.h"
 
-#include "link/instances.h"
 #include "video/video_constants.h"
 
 CVideoLink::CVideoLink() : m_withinLimit(CActivity::Now()) {
@@ -13,9 +12,8 @@ void CVideoLink::QueueVideo(const char* data, int length) {
     QueueFrame(data, length);
 }
 
-// What waits at a sink of a server is bounded well before memory is short: there it has time to recover.
 bool CVideoLink::IsStuck() {
-    if (IsOverLimit()) return !GetServerHooks() || m_withinLimit.SilentFor(video::kServerPatienceMs);
+    if (IsOverLimit()) return m_withinLimit.SilentFor(video::kPatienceMs);
     m_withinLimit.Touch();
     return false;
 }

@@ -77,7 +77,7 @@ void CLocalMCUWB::ReleaseConnections() {
 }
 
 bool CLocalMCUWB::ConnectWBSession(uint32_t clientSessionID, ChannelKey key, uint32_t ip, uint16_t port) {
-    return m_tables.Connect(clientSessionID, key, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
+    return m_tables.Connect(clientSessionID, key, ip, [&](CWBChannel& channel) -> std::unique_ptr<CWBServerSession> {
         auto session = std::make_unique<CWBSessionServerUDP>(channel, ip, port, clientSessionID);
         if (!session->StartSession()) return nullptr;
         return session;

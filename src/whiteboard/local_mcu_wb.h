@@ -47,6 +47,7 @@ public:
 
     /// One datagram of kind 4 without its kind byte. UDP thread.
     void OnUdpWBFrame(const char* body, int len, unsigned long ip, unsigned short port);
+    void OnSinkNamed(const CServerDatagram& datagram);
     /// An accepted session of service type 9. TCP thread.
     bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int len);
 

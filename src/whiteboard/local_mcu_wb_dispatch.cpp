@@ -22,6 +22,10 @@ void CLocalMCUWB::OnUdpWBFrame(const char* body, int len, unsigned long ip, unsi
                      [](const wire::CommandRow&) {});
 }
 
+void CLocalMCUWB::OnSinkNamed(const CServerDatagram& datagram) {
+    m_tables.OnSinkNamed(Fields(datagram).U32(), datagram.ip, datagram.port);
+}
+
 void CLocalMCUWB::OnConnect(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
     const uint32_t clientSessionID = fields.U32();

@@ -11,11 +11,7 @@ CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint1
       m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()),
       m_channel(CWBChannelState::Of(channel)) {}
 
-// The client takes no frame of a session that it does not know yet: what it hears first is the acknowledgement.
-bool CWBSessionServerUDP::StartSession() {
-    SetHeld(true);
-    return OpenLink();
-}
+bool CWBSessionServerUDP::StartSession() { return OpenLink(); }
 
 void CWBSessionServerUDP::Join() {
     if (!GetServerHooks()) {
@@ -43,12 +39,7 @@ void CWBSessionServerUDP::SendWBSessionData(const char* data, int len) {
     if (data && len >= 1) QueueFrame(data, len);
 }
 
-void CWBSessionServerUDP::SendConnectAck() {
-    m_udp.Acknowledge(wire::UDP_WB_CONNECT_ACK, kAcknowledgements);
-    if (m_bAnswered) return;
-    m_bAnswered = true;
-    if (!GetServerHooks()) SetHeld(false);  // a server holds it until it is proved
-}
+void CWBSessionServerUDP::SendConnectAck() { m_udp.Acknowledge(wire::UDP_WB_CONNECT_ACK, kAcknowledgements); }
 
 void CWBSessionServerUDP::OnReceivedKeepAlive() { m_udp.Acknowledge(wire::UDP_WB_KEEP_ALIVE_ACK, 1); }
 

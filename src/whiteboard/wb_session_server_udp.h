@@ -17,6 +17,8 @@ public:
     /// At a server it joins only once it has shown that it is there.
     void Join() override;
     void JoinAsProved();
+    /// Who joins once more hears of everything anew.
+    void OnGap() override { JoinWBChannel(); }
     void LeaveWBChannel() override;
     void SendWBSessionData(const char* data, int len) override;
     bool IsDisconnected() override { return m_udp.IsSilent() || IsOverLimit(); }
@@ -45,5 +47,4 @@ private:
     CUdpSink m_udp;
     CWBChannelState& m_channel;
     std::atomic<bool> m_bAwaited{false};
-    bool m_bAnswered = false;  // UDP thread
 };

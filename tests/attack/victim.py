@@ -55,6 +55,9 @@ class Process:
     def is_running(self):
         return self._process.poll() is None
 
+    def pid(self):
+        return self._process.pid
+
     def memory_mib(self):
         with open(f"/proc/{self._process.pid}/status", encoding="ascii") as status:
             return int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1)) / 1024

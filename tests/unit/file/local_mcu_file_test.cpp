@@ -35,8 +35,18 @@ public:
 class LocalMcuFile : public testing::Test {
 protected:
     ~LocalMcuFile() override { channel.ReleaseConnections(); }
-    void ConnectSink(uint32_t receiver, uint32_t channelID = 77) {
-        host.Deliver(Hex("0639") + U32(receiver) + U32(channelID));
+    void ConnectSink(uint32_t receiver, uint32_t channelID = 77, uint32_t ip = CTestHost::kPeerIP) {
+        host.Deliver(Hex("0639") + U32(receiver) + U32(channelID), ip);
+    }
+    /// One that has shown itself; 0 when its request was not answered.
+    uint32_t ShownSink(uint32_t receiver, uint32_t channelID = 77, uint32_t ip = CTestHost::kPeerIP) {
+        host.TakeSent();
+        ConnectSink(receiver, channelID, ip);
+        const auto answers = host.TakeSent();
+        if (answers.empty()) return 0;
+        const uint32_t sink = ReadU32(answers.at(0).bytes, 6);
+        host.Deliver(Hex("063b") + U32(sink), ip);
+        return sink;
     }
 
     CTestHost host;
@@ -131,36 +141,69 @@ TEST_F(LocalMcuFile, SilentAndLaggingSinksGoWithTheSweep) {
     EXPECT_EQ(channel.GetFileSinkCount(), 0U);
 }
 
-// Anybody may subscribe as often as he likes and read nothing.
-TEST_F(LocalMcuFile, TheMoreSinksThereAreTheLessMayWaitAtEach) {
+// Anybody may subscribe as often as he likes and read nothing: that takes from his own address alone.
+TEST_F(LocalMcuFile, TheMoreSinksAnAddressHasTheLessMayWaitAtEach) {
+    constexpr uint32_t kOther = 0x0a000003;
     const std::string frame(8 * 1024 * 1024, 'x');
-    const auto lag = [&] {
-        for (int i = 0; i < 3; ++i) channel.OnFileChannelData(frame.data(), static_cast<int>(frame.size()));
-        host.clock.Advance(1001);
-        host.manager->RunTurn();
+    const auto lag = [&](int frames) {
+        for (int i = 0; i < frames; ++i) channel.OnFileChannelData(frame.data(), static_cast<int>(frame.size()));
+        host.Run(1001, 1001);
     };
     CChannel idle(78);
-    ConnectSink(0);
-    lag();
+    ShownSink(0);
+    lag(4);
     EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "alone it has time";
-    for (uint32_t i = 1; i < limits::kSinkMemory / frame.size(); ++i) ConnectSink(i, 78);
-    host.clock.Advance(1001);
-    host.manager->RunTurn();
-    EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "one that came earlier shares too";
-    EXPECT_EQ(idle.GetFileSinkCount(), limits::kSinkMemory / frame.size() - 1);
-    ConnectSink(0);
-    lag();
-    EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "and one that has just come";
+    for (uint32_t i = 1; i < 128; ++i) ShownSink(i, 78, kOther);
+    for (uint32_t i = 128; i < 168; ++i) ConnectSink(i, 78);  // who only says so takes nothing
+    host.Run(1001, 1001);
+    EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "others have their own share";
+    for (uint32_t i = 200; i < 300; ++i) ShownSink(i, 78);
+    host.Run(1001, 1001);
+    host.Run(1001, 1001);
+    EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "one that came earlier shares, too";
+    ShownSink(0);
+    lag(3);
+    EXPECT_EQ(channel.GetFileSinkCount(), 0U);
     idle.ReleaseConnections();
 }
 
-TEST_F(LocalMcuFile, AFullTableAnswersNobodyNew) {
-    for (uint32_t i = 0; i < limits::kMaxSinks; ++i) ConnectSink(i);
+TEST_F(LocalMcuFile, WhoHasNotShownItselfGetsOneWindowAndNothingMore) {
+    const std::string frame(300000, 'x');
+    const auto packets = [&] {
+        size_t count = 0;
+        for (const CSentDatagram& datagram : host.TakeSent()) count += datagram.bytes.substr(0, 2) == Hex("063d");
+        return count;
+    };
+    ConnectSink(5);
+    const uint32_t sink = ReadU32(host.TakeSent().at(0).bytes, 6);
+    channel.OnFileChannelData("short", 5);
+    host.Run(900);
+    EXPECT_EQ(packets(), 3U) << "what is lost is repeated";
+    channel.OnFileChannelData(frame.data(), 300000);
+    host.Run(179000, 10);
+    EXPECT_EQ(packets(), 157U);
+    host.Deliver(Hex("063b") + U32(sink), CTestHost::kPeerIP, 1);
+    host.Run(100);
+    EXPECT_EQ(packets(), 0U) << "a datagram from elsewhere shows nothing";
+    host.Deliver(Hex("063b") + U32(sink));
+    host.Run(1001);
+    EXPECT_GT(packets(), 0U);
+}
+
+TEST_F(LocalMcuFile, TheOldestThatHasNotShownItselfGivesWay) {
+    const auto count = [] { return GetLocalMCUFile()->Tables().sinks.Size(); };
+    const uint32_t shown = ShownSink(1);
+    for (uint32_t i = 0; i < 10 * limits::kUnprovedPerAddress; ++i) ConnectSink(100 + i);
+    EXPECT_EQ(count(), 1 + limits::kUnprovedPerAddress);
+    for (uint32_t i = 0; i < 2 * limits::kMaxUnproved; ++i) ConnectSink(10000 + i, 77, 0x0b000000 + i);
+    EXPECT_EQ(count(), 1 + limits::kMaxUnproved);
+    for (uint32_t i = 0; i < limits::kMaxSinks; ++i) ShownSink(20000 + i);
+    EXPECT_EQ(count(), limits::kMaxSinks);
     host.TakeSent();
-    ConnectSink(limits::kMaxSinks);
-    EXPECT_TRUE(host.TakeSent().empty());
+    ConnectSink(99999);
+    EXPECT_TRUE(host.TakeSent().empty()) << "a table full of those who are there answers nobody new";
     ConnectSink(1);
-    EXPECT_EQ(host.TakeSent().size(), 2U) << "those who are in are answered";
+    EXPECT_EQ(ReadU32(host.TakeSent().at(1).bytes, 6), shown) << "those who are in are answered";
     EXPECT_FALSE(host.net.TcpServer().Validate(&host.net.NewSession(), 13, U32(77)));
 }
 

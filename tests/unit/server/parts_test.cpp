@@ -4,7 +4,7 @@
 #include "server/mcu_command.h"
 #include "server/rate_history.h"
 #include "server/server_options.h"
-#include "server/unproved.h"
+#include "link/unproved.h"
 #include "server/video/key_frame_requests.h"
 
 #include <gtest/gtest.h>

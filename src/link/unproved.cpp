@@ -1,4 +1,4 @@
-#include "server/unproved.h"
+#include "link/unproved.h"
 
 #include "platform/lumobase/undo.h"
 
