@@ -1,11 +1,33 @@
 #include "audio/audio_sink_udp.h"
 
 #include "audio/audio_constants.h"
+#include "link/link_registry.h"
 
 CAudioSinkUDP::CAudioSinkUDP(CAudioChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID)
-    : CStreamSinkUDP(wire::kAudioCodes, channel, ip, port, receiverID, userID) {}
+    : CStreamSinkUDP(wire::kAudioCodes, channel, ip, port, receiverID, userID), m_nFrame(ID()) {}
 
 void CAudioSinkUDP::OnAudioChannelData(const char* data, int length) {
-    if (CAudioSink::IsStarted() && data && length >= audio::kMinDatagramFrame)
+    if (CAudioSink::IsStarted() && MayHear() && IsItsTurn() && data && length >= audio::kMinDatagramFrame)
         m_udp.SendFrame(wire::UDP_AUDIO_SINK_FRAME, data, length);
+}
+
+// Sinks begin at a random frame, so that not all of them want the same one.
+bool CAudioSinkUDP::IsItsTurn() {
+    const uint32_t every = m_nEvery.load(std::memory_order_relaxed);
+    if (every == 1 || ++m_nFrame % every == 0) return true;
+    LinkRegistry().CountDropped(1);
+    return false;
+}
+
+void CAudioSinkUDP::OnStarted() {
+    if (m_bHasStarted.load(std::memory_order_relaxed)) return;
+    m_ulFirstStart.store(CActivity::Now(), std::memory_order_relaxed);
+    m_bHasStarted.store(true, std::memory_order_release);
+}
+
+bool CAudioSinkUDP::MayHear() const {
+    if (IsShown()) return true;
+    const bool started = m_bHasStarted.load(std::memory_order_acquire);
+    return !started ||
+           ElapsedMs(CActivity::Now(), m_ulFirstStart.load(std::memory_order_relaxed)) <= limits::kUnprovedAudioMs;
 }

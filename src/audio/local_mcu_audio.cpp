@@ -23,6 +23,21 @@ void CLocalMCUAudio::ReleaseConnections() {
     RemoveAllAudioChannels();
 }
 
+void CLocalMCUAudio::OnTimer() {
+    RemoveDisconnectedAudioSinks();
+    if (GetServerHooks()) return;
+    const auto forEach = [this](auto use) {
+        Tables().sinks.ForEach([&](CAudioSink& sink) {
+            CAudioSinkUDP* udp = sink.AsUDP();
+            if (udp && udp->IsStarted()) use(*udp);
+        });
+    };
+    m_thinning.Begin();
+    forEach([&](CAudioSinkUDP& sink) { m_thinning.Count(sink.GetRemoteIP()); });
+    m_thinning.End();
+    forEach([&](CAudioSinkUDP& sink) { sink.SetEvery(m_thinning.EveryAt(sink.GetRemoteIP())); });
+}
+
 void CLocalMCUAudio::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                     unsigned short port) {
     Dispatch(kRows, wire::Kind::Audio, data, length, ip, port);

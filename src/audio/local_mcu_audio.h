@@ -4,6 +4,7 @@
 #include "audio/audio_channel_state.h"
 #include "audio/audio_receiver.h"
 #include "audio/audio_sink.h"
+#include "audio/audio_thinning.h"
 #include "link/stream_mcu.h"
 
 class CAudioSender;
@@ -29,7 +30,9 @@ public:
     virtual void RemoveAudioReceiver(uint32_t receiverID) { Tables().receivers.Take(receiverID); }
     virtual void ReleaseConnections();
     /// Once a second.
-    virtual void OnTimer() { RemoveDisconnectedAudioSinks(); }
+    virtual void OnTimer();
+
+    CAudioThinning& Thinning() { return m_thinning; }
 
     /// One datagram of kind 0 without its kind byte. UDP thread.
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port);
@@ -38,4 +41,7 @@ public:
     static CAudioSender* CreateAudioSenderTCP(IAudioSenderNotify& notify, uint32_t channelID);
     static CAudioSender* CreateAudioSenderUDP(IAudioSenderNotify& notify, uint32_t channelID);
     static void RemoveAudioSenderUDP(uint32_t senderKey);
+
+private:
+    CAudioThinning m_thinning;
 };

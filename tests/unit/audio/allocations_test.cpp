@@ -41,7 +41,8 @@ TEST(AudioFanOut, AllocatesNothing) {
     CAudioChannel channel(77);
     auto* mcu = GetLocalMCUAudio();
     constexpr uint32_t kListeners = 300;
-    for (uint32_t i = 1; i <= kListeners; ++i) mcu->ConnectSink(i, 77, 1, 0x7f000001, static_cast<uint16_t>(20000 + i));
+    for (uint32_t i = 1; i <= kListeners; ++i)
+        mcu->ConnectSink(i, 77, 1, 0x7f000001 + i, static_cast<uint16_t>(20000 + i));
     mcu->Tables().sinks.ForEach([](CAudioSink& sink) { sink.AsUDP()->OnReceivedStart(); });
     const std::string frame(160, 'x');
     channel.OnAudioChannelData(frame.data(), 160);  // the thread's batch is made once

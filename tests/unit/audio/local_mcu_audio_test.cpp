@@ -172,11 +172,19 @@ TEST_F(LocalMcuAudio, TheLocalMcuDeletesTheChannelsThatAreLeft) {
     EXPECT_EQ(CreateAudioReceiverP2P(notify, 90, 1), nullptr);
 }
 
-TEST_F(LocalMcuAudio, AFullTableAnswersNobodyNew) {
-    for (uint32_t i = 0; i < limits::kMaxSinks; ++i) host.Deliver(Hex("0000") + U32(i) + U32(77) + U32(9));
-    EXPECT_EQ(ConnectSink(limits::kMaxSinks), 0U);
-    EXPECT_NE(ConnectSink(1), 0U) << "those who are in are answered";
-    EXPECT_EQ(channel->GetAudioSinkCount(), limits::kMaxSinks);
+TEST_F(LocalMcuAudio, OneStartedFromElsewhereHearsASecond) {
+    const uint32_t sink = ConnectSink(5);
+    host.Deliver(Hex("0004") + U32(sink), 99, 99);
+    const auto hears = [&] {
+        host.TakeSent();
+        channel->OnAudioChannelData("frame", 5);
+        return !host.TakeSent().empty();
+    };
+    EXPECT_TRUE(hears());
+    host.clock.Advance(1001);
+    EXPECT_FALSE(hears());
+    host.Deliver(Hex("0004") + U32(sink));
+    EXPECT_TRUE(hears());
 }
 
 TEST_F(LocalMcuAudio, TheListenerThatHasFewestFramesWaitingCounts) {
