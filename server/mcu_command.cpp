@@ -133,6 +133,10 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
             "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
         ->check(CLI::Range(1U, 64U << 20));
     addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
+    addSize(
+        "--max-memory", limits.memoryBytes,
+        "Bytes that wait to be sent or are not yet whole frames, of all together; whoever holds most and moves least "
+        "gives way. 0: a quarter of the memory of the machine or its control group");
     add("--max-unvalidated", limits.unvalidatedPerAddress,
         "TCP connections of one address that have not said what they want; the oldest closes");
     add("--max-unproved", limits.unprovedPerAddress,

@@ -3,6 +3,7 @@
 #include "link/activity.h"
 #include "link/instances.h"
 #include "link/mcu_services.h"
+#include "platform/lumobase/memory_budget.h"
 #include "server/audio/audio_medium.h"
 #include "server/desktop/desktop_medium.h"
 #include "server/file/file_medium.h"
@@ -27,6 +28,8 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
       m_signalling(options, m_context.connections, log),
       m_ulPolicyRefreshed(CActivity::Now()) {
+    budgets::SetLimit(options.limits.memoryBytes);
+    budgets::SetExempt([trusted = options.Trusted()](uint32_t ip) { return Contains(trusted, ip); });
     m_context.policy.Refresh();
     m_context.port = options.port;
     AddMedium(wire::Kind::File, MakeFileServer(m_context));
@@ -42,7 +45,11 @@ void CServerManager::AddMedium(wire::Kind kind, std::unique_ptr<CMediumServer> m
     m_media.push_back(std::move(medium));
 }
 
-CServerManager::~CServerManager() { Instances().pServer.store(nullptr, std::memory_order_release); }
+CServerManager::~CServerManager() {
+    budgets::SetLimit(0);
+    budgets::SetExempt({});
+    Instances().pServer.store(nullptr, std::memory_order_release);
+}
 
 bool CServerManager::OpenEndpoints(unsigned long) {
     const uint32_t ip = m_context.options.listenIP;

@@ -28,6 +28,7 @@ struct CServerLimits {
     size_t signallingPerAddress = 64;  ///< of those
     uint64_t boardBytes = 1ULL << 30;  ///< of all whiteboards together: past it nothing more is kept
     size_t unprovedPerAddress = 64;    ///< UDP sinks, and UDP sources, that have not answered yet
+    uint64_t memoryBytes = 0;          ///< what waits or is not whole, of all together; 0: a quarter of the machine's
 };
 
 struct CServerOptions {

@@ -9,7 +9,8 @@ public:
     CSourceSession(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim,
                    const CServerLimits& limits);
 
-    bool Open() override { return OpenLink(); }
+    bool Open() override { return OpenLink(m_peer.ip); }
+    bool IsGone() override { return HasGivenWay() || CSourceUDP::IsGone(); }
     void OnFrame(const char* data, int length) override { OnPacket(data, length); }
     bool PumpFrames() override { return Pump(); }
     bool SendUpstream(const void* data, int length) override;

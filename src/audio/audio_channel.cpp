@@ -38,7 +38,9 @@ bool CAudioChannel::HasStartedAudioSink() { return HasStartedSink(m_pState->hub)
 
 void CAudioChannel::OnAudioChannelData(const char* data, int length) {
     if (length > audio::kMaxFrame) return;
-    const auto fanOut = [&] { m_pState->hub.FanOut([&](CAudioSink& sink) { sink.OnAudioChannelData(data, length); }); };
+    const auto fanOut = [&] {
+        m_pState->hub.FanOut(data, length, [&](CAudioSink& sink) { sink.OnAudioChannelData(data, length); });
+    };
     CLocalMCUAudio* mcu = GetLocalMCUAudio();
     if (mcu && !GetServerHooks())
         mcu->Thinning().Measure(fanOut);

@@ -11,11 +11,16 @@
 /// Holds deep copies, session::kMaxHeldPackets and session::kMaxHeldBytes at most. Not synchronised.
 class CHeldPackets {
 public:
+    CHeldPackets() = default;
+    ~CHeldPackets() { Clear(); }
+    CHeldPackets(const CHeldPackets&) = delete;
+    CHeldPackets& operator=(const CHeldPackets&) = delete;
+
     size_t Size() const { return m_held.size() - m_nFirst; }
     bool Contains(uint16_t sequence) const;
     /// Whether a packet of this sequence would stand before everything held.
     bool WouldBeFirst(uint16_t sequence) const;
-    /// False when full or without memory.
+    /// False when full, when the process holds too many for all its sessions, or without memory.
     bool Insert(CSCTPPacket& packet);
     /// Takes the first packet out if it has this sequence; null otherwise.
     std::unique_ptr<CSCTPPacket> TakeFirst(uint16_t sequence);

@@ -18,6 +18,12 @@ bool CSCTPSession::OpenSession() {
 }
 
 void CSCTPSession::CloseSession() {
+    DropFrames();
+    ClearSender();
+    ClearReceiver();
+}
+
+void CSCTPSession::DropFrames() {
     {
         CAutoLock lock(&m_csPending);
         for (const auto& frame : m_pending) CountDone(frame->GetLen());
@@ -28,8 +34,6 @@ void CSCTPSession::CloseSession() {
         if (m_pCutting) FinishCutting();
         if (std::exchange(m_bOpening, false)) m_nUncut.fetch_sub(1);
     }
-    ClearSender();
-    ClearReceiver();
 }
 
 bool CSCTPSession::SendFrame(char* frame, int length) {

@@ -25,6 +25,8 @@ public:
     bool OpenSession();
     /// Deletes every packet.
     void CloseSession();
+    /// Deletes the frames that are not wholly in the window. The far side never gets the rest of one that has begun.
+    void DropFrames();
     /// Queues a copy of one frame; false for a null or empty one, one over 64 MiB, or without memory.
     bool SendFrame(char* frame, int length);
     /// The same without a copy: takes the buffer over, also when it answers false.
@@ -51,6 +53,8 @@ public:
     unsigned char GetWindowSize();
     void SetResendTime(unsigned long milliseconds);
     void SetMaxPacketDataLen(unsigned long length);
+    /// Its frames that are not whole count for this far side, which came by itself. Before the session is fed.
+    void SetStranger(uint32_t ip) { m_reassembly.SetStranger(ip); }
     /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
     void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
 

@@ -38,6 +38,9 @@ public:
         return m_nUnderWay.load(std::memory_order_acquire) < m_ulWindowSize.load(std::memory_order_relaxed);
     }
 
+    /// Packets sent, repetitions not counted. Any thread.
+    uint64_t FirstSends() const { return m_nPacketsSent.Get() - m_nRetransmitted.Get(); }
+
 protected:
     /// Whether packets under way may have been due still when the last OnAckAndSendWindow had sent its share.
     bool IsMoreDue() const { return m_bMoreDue.load(std::memory_order_relaxed); }

@@ -7,6 +7,7 @@
 #include "link/lock_order.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/clock.h"
+#include "platform/lumonet/lumonet.h"
 
 #include <algorithm>
 #include <atomic>
@@ -34,10 +35,11 @@ public:
     void RemoveSink(uint32_t id) { m_sinks.Take(id); }
     uint32_t SinkCount() { return static_cast<uint32_t>(m_sinks.Size()); }
 
-    /// One frame to every sink, in ascending sink-ID order and as one batch.
+    /// One frame to every sink, in ascending sink-ID order, as one batch, and over TCP as one copy.
     template <class Use>
-    void FanOut(Use use) {
+    void FanOut(const void* data, int length, Use use) {
         CUdpBatch batch;
+        CTcpFanOut copy(data, length);
         m_sinks.ForEach(use);
     }
     template <class Use>

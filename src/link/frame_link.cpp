@@ -8,11 +8,39 @@
 #include <new>
 #include <utility>
 
+namespace {
+
+/// A frame on its way through a queue or a session, and what it costs.
+class CQueuedFrame final : public CDataBuffer {
+public:
+    explicit CQueuedFrame(CBudgetAccount& account) : m_account(account) {}
+    ~CQueuedFrame() override {
+        if (m_nCost > 0) m_account.Return(m_nCost);
+    }
+    bool Store(const void* data, int length) {
+        const uint64_t cost = limits::QueueCost(static_cast<uint64_t>(length), 1);
+        if (!m_account.Take(cost)) return false;
+        m_nCost = cost;
+        return StoreData(static_cast<const char*>(data), length);
+    }
+
+private:
+    CBudgetAccount& m_account;
+    uint64_t m_nCost = 0;
+};
+
+}  // namespace
+
 CFrameLink::CFrameLink() : CBufferPool(lock_order::kFrameQueue), m_nQueueLimit(limits::kMaxQueueBytes) {}
 
-CFrameLink::~CFrameLink() { MarkIdle(); }
+CFrameLink::~CFrameLink() {
+    m_waiting.Leave();
+    MarkIdle();
+}
 
-bool CFrameLink::OpenLink() {
+bool CFrameLink::OpenLink(uint32_t strangerIP) {
+    SetStranger(strangerIP);
+    m_waiting.Enter(strangerIP);
     if (!OpenSession()) {
         CloseSession();
         return false;
@@ -23,6 +51,7 @@ bool CFrameLink::OpenLink() {
 
 void CFrameLink::CloseLink() {
     m_entry.Leave();
+    m_waiting.Leave();
     CAutoLock pump(&m_csPump);
     ForgetTaken();
     Flush();
@@ -31,12 +60,13 @@ void CFrameLink::CloseLink() {
 }
 
 bool CFrameLink::QueueFrame(const void* data, int length) {
-    const bool takes = length <= limits::kMaxFrameLen && HasRoom(length);
-    std::unique_ptr<CDataBuffer> buffer(takes ? new (std::nothrow) CDataBuffer : nullptr);
-    if (!buffer || !buffer->StoreData(static_cast<const char*>(data), length)) {
+    const bool takes = length >= 0 && length <= limits::kMaxFrameLen && HasRoom(length);
+    std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
+    if (!buffer || !buffer->Store(data, length)) {
         CountDropped();
         return false;
     }
+    m_longest.Note(static_cast<uint64_t>(length), GetCount() == 0);
     SetDataBuffer(buffer.release());
     MarkBusy();
     Pump();
@@ -44,8 +74,10 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
 }
 
 bool CFrameLink::SendAtOnce(const void* data, int length) {
-    const bool takes = limits::QueueCost(GetPendingBytes(), GetPendingCount()) <= QueueLimit();
-    if (!takes || !SendFrame(static_cast<char*>(const_cast<void*>(data)), length)) {
+    const bool takes = length > 0 && length <= limits::kMaxFrameLen &&
+                       limits::QueueCost(GetPendingBytes(), GetPendingCount()) <= QueueLimit();
+    std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
+    if (!buffer || !buffer->Store(data, length) || !SendBuffer(buffer.release())) {
         CountDropped();
         return false;
     }
@@ -84,6 +116,16 @@ void CFrameLink::ForgetTaken() {
     if (CFirstSends* first = m_pFirst.exchange(nullptr)) first->GiveBack(m_nTaken);
     m_nTaken = 0;
 }
+
+// Whoever held the memory is at its end, and the sweep ends it.
+void CFrameLink::GiveWay() {
+    m_bGaveWay.store(true, std::memory_order_relaxed);
+    DropQueue();
+    DropFrames();
+}
+
+// What enters the window for the first time: there the far side has made room.
+uint64_t CFrameLink::BytesMoved() { return FirstSends() * session::kPayloadLen; }
 
 bool CFrameLink::Pump() {
     if (!m_bBusy.load(std::memory_order_seq_cst)) return false;

@@ -6,22 +6,32 @@
 #include "link/limits.h"
 #include "link/link_registry.h"
 #include "link/lock_order.h"
+#include "link/longest_waiting.h"
 #include "platform/lumobase/buffer_pool.h"
 #include "platform/lumobase/call_pace.h"
+#include "platform/lumobase/memory_budget.h"
 
 #include <atomic>
 #include <cstdint>
 
+/// What a link's frames cost. A base of its own, and the first: it outlives the frames in the others.
+class CFrameLinkMemory : public IBudgetHolder {
+protected:
+    ~CFrameLinkMemory() = default;
+    CBudgetAccount m_waiting{SendBudget(), *this};
+};
+
 /// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
 /// on the worker's turn, on the thread that queues a frame, and after each received packet; whoever finds it running
 /// leaves a mark that the runner honours before it goes.
-class CFrameLink : public CSCTPSession, public CBufferPool, public ILinkReport {
+class CFrameLink : private CFrameLinkMemory, public CSCTPSession, public CBufferPool, public ILinkReport {
 public:
     CFrameLink();
     ~CFrameLink() override;
 
-    /// Opens the session and enters the link in the statistics; the derived object is wholly constructed by then.
-    bool OpenLink();
+    /// Opens the session and enters the link in the statistics; the derived object is wholly constructed by then. The
+    /// address is that of a far side that came by itself: what the link holds counts as its share.
+    bool OpenLink(uint32_t strangerIP = 0);
     /// Leaves the statistics, closes the session and drops the queue.
     void CloseLink();
 
@@ -48,8 +58,14 @@ public:
     void OfferOpening();
     uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
     void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
-    /// Whether the queue has passed its limit. It takes nothing more then, and stays so until it is dropped.
-    bool IsOverLimit() { return m_bOverrun.load(std::memory_order_relaxed) || QueueCost() > QueueLimit(); }
+    /// Whether the queue has passed its limit, which does not count the longest frame. It takes nothing more then, and
+    /// stays so until it is dropped.
+    bool IsOverLimit() {
+        return m_bOverrun.load(std::memory_order_relaxed) || HasGivenWay() ||
+               m_longest.IsOver(QueueCost(), QueueLimit());
+    }
+    /// The process had no memory left for what waits here: the link is at its end.
+    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed); }
     /// What the queue occupies. Many short frames take more room than their bytes.
     uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
     void FillStatistics(LumoLinkStatistics& statistics) override;
@@ -68,6 +84,8 @@ protected:
     virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
 
 private:
+    void GiveWay() override;
+    uint64_t BytesMoved() override;
     bool HasRoom(int length);
     void ForgetTaken();
     bool HasRoomWhileHeld(uint64_t cost) LUMO_REQUIRES(m_csHeld);
@@ -93,6 +111,8 @@ private:
     std::atomic<int> m_nOffers{0};
     std::atomic<int> m_nMayLeave{0};      // packets, while held
     std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
+    std::atomic<bool> m_bGaveWay{false};
+    CLongestWaiting m_longest;
     std::atomic<uint64_t> m_nQueueLimit;
     std::atomic<uint64_t> m_nFramesDropped{0};
     CCallPace m_pace;  // the receiving thread's

@@ -5,7 +5,7 @@
 
 void CShareChannel::SendToSinks(const void* data, int length) {
     if (length > limits::kMaxFrameLen) return;
-    hub.FanOut([&](CShareSink& sink) { sink.OnChannelData(data, length); });
+    hub.FanOut(data, length, [&](CShareSink& sink) { sink.OnChannelData(data, length); });
 }
 
 void CShareChannel::SendToReceiver(const void* data, int length) {

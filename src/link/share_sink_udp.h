@@ -33,7 +33,7 @@ public:
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 
     /// False when the session cannot be opened; the sink then answers and times out.
-    bool StartSession() { return OpenLink(); }
+    bool StartSession() { return OpenLink(m_udp.Remote().IP()); }
     void OnReceivedConnect() override { m_udp.Acknowledge(Codes().sinkConnectAck, kAcknowledgements); }
     void OnReceivedKeepAlive() override { m_udp.Acknowledge(Codes().sinkKeepAliveAck, kAcknowledgements); }
     void OnReceivedFrameAck(const char* data, int length) override {

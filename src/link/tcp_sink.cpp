@@ -3,8 +3,9 @@
 #include "link/instances.h"
 
 namespace {
-constexpr uint8_t kKeepAliveEvery = 11;  // idle sweeps
-}
+constexpr uint8_t kKeepAliveEvery = 11;      // idle sweeps
+constexpr uint32_t kTakesNothingMs = 10000;  // of a server's subscriber for whom something waits
+}  // namespace
 
 CTcpSink::CTcpSink(ITcpSession* session)
     : m_pSession(session),
@@ -12,7 +13,9 @@ CTcpSink::CTcpSink(ITcpSession* session)
       m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
       m_withinLimit(CActivity::Now()),
       m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),
-      m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {}
+      m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {
+    if (session && GetServerHooks()) session->SetMaxStall(kTakesNothingMs);
+}
 
 void CTcpSink::Answer(ITcpSessionNotify* notify, const wire::CDatagram& message) {
     if (!m_pSession) return;
@@ -23,15 +26,17 @@ void CTcpSink::Answer(ITcpSessionNotify* notify, const wire::CDatagram& message)
 void CTcpSink::Send(const void* data, int length) {
     m_keepAlive.Restart();
     if (!m_pSession) return;
-    if (HasRoom())
+    if (HasRoom(length))
         m_pSession->SendData(static_cast<const char*>(data), length, 0);
     else
         CountDropped(1);
 }
 
 // What waits already counts, not the new frame: a long one is no reason to lose whoever reads in time.
-bool CTcpSink::HasRoom() {
-    if (QueueCost() > QueueLimit()) m_bOverrun.store(true, std::memory_order_relaxed);
+bool CTcpSink::HasRoom(int length) {
+    const uint64_t waiting = QueueCost();
+    if (m_longest.IsOver(waiting, QueueLimit())) m_bOverrun.store(true, std::memory_order_relaxed);
+    m_longest.Note(static_cast<uint64_t>(length), waiting == 0);
     return !m_bOverrun.load(std::memory_order_relaxed);
 }
 

@@ -4,6 +4,7 @@
 #include "core/wire/datagram.h"
 #include "link/activity.h"
 #include "link/limits.h"
+#include "link/longest_waiting.h"
 #include "link/server_hooks.h"
 #include "platform/lumonet/lumonet.h"
 
@@ -50,13 +51,14 @@ public:
     CSinkInfo Describe(CSinkInfo info);
 
 private:
-    bool HasRoom();
+    bool HasRoom(int length);
     void CountDropped(uint64_t frames) { m_nFramesDropped.fetch_add(frames, std::memory_order_relaxed); }
     bool IsStuck();
 
     ITcpSession* m_pSession;
     CPollCount m_keepAlive;
     std::atomic<uint64_t> m_nQueueLimit;
+    CLongestWaiting m_longest;
     std::atomic<bool> m_bOverrun{false};
     std::atomic<uint64_t> m_nFramesDropped{0};
     CActivity m_withinLimit;

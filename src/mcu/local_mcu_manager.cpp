@@ -8,6 +8,7 @@
 #include "p2p/mtp2p.h"
 #include "p2p/p2p_packets.h"
 #include "platform/lumobase/app_log.h"
+#include "platform/lumobase/memory_budget.h"
 
 #include <exception>
 
@@ -26,6 +27,7 @@ bool IsSunServer(uint32_t ip) {
 
 CLocalMCUManager::CLocalMCUManager() : m_ulLastSecond(CActivity::Now()) {
     Instances().pManager.store(this, std::memory_order_release);
+    budgets::SetAlarm([] { CWorkSignal::Get().Wake(); });
 }
 
 CLocalMCUManager::~CLocalMCUManager() { Instances().pManager.store(nullptr, std::memory_order_release); }
@@ -150,6 +152,7 @@ bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned 
 }
 
 bool CLocalMCUManager::RunTurn() {
+    budgets::Relieve();
     CUdpBatch batch;
     const uint32_t now = CActivity::Now();
     if (now - m_ulLastSecond > kSecondMs) {
@@ -170,6 +173,7 @@ bool CLocalMCUManager::Pump() {
 }
 
 void CLocalMCUManager::RunSecond() {
+    budgets::OnSecond();
     m_localMCUAudio.OnTimer();
     m_localMCUVideo.OnTimer();
     m_localMCUWB.CheckWBServerSessions();

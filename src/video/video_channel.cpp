@@ -45,7 +45,7 @@ bool CVideoChannel::HasKeyFrameRequest() {
 
 void CVideoChannel::OnVideoChannelData(char* data, int length) {
     if (length > limits::kMaxFrameLen) return;
-    m_pState->hub.FanOut([&](CVideoSink& sink) { sink.OnVideoChannelData(data, length); });
+    m_pState->hub.FanOut(data, length, [&](CVideoSink& sink) { sink.OnVideoChannelData(data, length); });
 }
 
 unsigned long CVideoChannel::GetVideoChannelID() { return m_pState->hub.ID(); }

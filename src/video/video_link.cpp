@@ -13,6 +13,7 @@ void CVideoLink::QueueVideo(const char* data, int length) {
 }
 
 bool CVideoLink::IsStuck() {
+    if (HasGivenWay()) return true;
     if (IsOverLimit()) return m_withinLimit.SilentFor(video::kPatienceMs);
     m_withinLimit.Touch();
     return false;

@@ -8,7 +8,7 @@ CVideoSinkUDP::CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port,
 std::unique_ptr<CVideoSink> CVideoSinkUDP::Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
                                                 uint32_t userID) {
     auto sink = std::make_unique<CVideoSinkUDP>(channel, ip, port, receiverID, userID);
-    if (!sink->OpenLink()) return nullptr;
+    if (!sink->OpenLink(ip)) return nullptr;
     return sink;
 }
 

@@ -11,7 +11,7 @@ CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint1
       m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()),
       m_channel(CWBChannelState::Of(channel)) {}
 
-bool CWBSessionServerUDP::StartSession() { return OpenLink(); }
+bool CWBSessionServerUDP::StartSession() { return OpenLink(m_udp.Remote().IP()); }
 
 void CWBSessionServerUDP::Join() {
     if (!GetServerHooks()) {

@@ -66,6 +66,7 @@ public:
     void Reserved() override {}
     void SetMaxAge(unsigned long milliseconds) override { maxAge = milliseconds; }
     unsigned long GetAgedFrames() override { return 0; }
+    void SetMaxStall(unsigned long milliseconds) override { maxStall = milliseconds; }
     uint64_t GetReceivedBytes() override { return received; }
 
     std::vector<CSentMessage> TakeSent();
@@ -81,6 +82,7 @@ public:
     unsigned long queuedBytes = 0;
     unsigned long maxReceivedFrame = 0;  // 0: never set
     unsigned long maxAge = 0;
+    unsigned long maxStall = 0;
     uint32_t remoteIP = 0x7f000001;
     uint16_t remotePort = 50000;
     bool stalled = false;  // what is sent stays queued

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 class ITcpSession;
@@ -130,9 +131,33 @@ public:
     /// As for the client, and how many frames were dropped so.
     virtual void SetMaxAge(unsigned long milliseconds) = 0;
     virtual unsigned long GetAgedFrames() = 0;
+    /// Once something has waited, and the far side has taken not one byte, for so long, the connection ends. 0, at
+    /// first: never.
+    virtual void SetMaxStall(unsigned long milliseconds) = 0;
 
 protected:
     ~ITcpSession() = default;
+};
+
+struct CEncodedMessage;
+
+/// While it lives, what its thread sends as a frame over TCP and lies at `data`, so long, is encoded once and shared by
+/// all connections that it goes to. The bytes do not change meanwhile. Nests.
+class CTcpFanOut {
+public:
+    CTcpFanOut(const void* data, int length);
+    ~CTcpFanOut();
+    CTcpFanOut(const CTcpFanOut&) = delete;
+    CTcpFanOut& operator=(const CTcpFanOut&) = delete;
+
+    /// The library's own.
+    std::shared_ptr<const CEncodedMessage> Share(const char* data, uint32_t length);
+
+private:
+    const void* const m_pData;
+    const int m_nLength;
+    CTcpFanOut* const m_pOuter;
+    std::shared_ptr<const CEncodedMessage> m_message;  // once somebody needs it
 };
 
 class ITcpServer {

@@ -6,7 +6,7 @@
 using asio::ip::tcp;
 
 CTcpClient::CTcpClient(ITcpClientNotify* notify, uint32_t ip, uint16_t port)
-    : m_pNotify(notify), m_ulIP(ip), m_usPort(port) {}
+    : CTcpConnection(0), m_pNotify(notify), m_ulIP(ip), m_usPort(port) {}
 
 bool CTcpClient::Dial(const std::optional<CProxyServer>& proxy) {
     auto dial = [self = std::static_pointer_cast<CTcpClient>(shared_from_this()), proxy] {

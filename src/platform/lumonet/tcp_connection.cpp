@@ -15,7 +15,14 @@ bool MustWait(const asio::error_code& error) {
 
 }  // namespace
 
-CTcpConnection::CTcpConnection() : m_socket(m_reactor.Io()), m_timer(m_reactor.Io()) {}
+CTcpConnection::CTcpConnection(uint32_t strangerIP)
+    : m_ulStranger(strangerIP), m_socket(m_reactor.Io()), m_timer(m_reactor.Io()), m_look(m_reactor.Io()) {}
+
+CTcpConnection::~CTcpConnection() {
+    m_out.account.Leave();
+    m_in.account.Leave();
+    if (m_nCharged > 0) m_in.account.Return(m_nCharged);
+}
 
 // A handler that keeps this object alive and, whatever happens in it, leaves the connection working or ended.
 template <typename Work>
@@ -37,11 +44,36 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
     if (mode == 1 && !(bytes <= net::kMaxUnprovedBody && ParseValidation(data, bytes, laidOut))) return;
     if (bytes > net::kMaxBody) return;
     try {
-        const bool wake = mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(data, bytes);
+        CMessageShare frame = mode == 1 ? nullptr : ShareFrame(data, bytes);
+        CQueueShare share;
+        if (mode != 1 && (!frame || !share.Take(m_out.account, bytes))) return GiveWay();  // a gap would follow
+        const bool wake =
+            mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(share));
         if (wake && !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
     } catch (...) {
         LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
     }
+}
+
+void CTcpConnection::GiveWay() {
+    const std::shared_ptr<CTcpConnection> self = weak_from_this().lock();
+    if (!self) return;
+    m_reactor.Post([self] {
+        self->Lose("gives way for want of memory");
+        self->m_decoder = CTcpDecoder();
+        self->ChargeKept();
+    });
+}
+
+// A message that is not whole grows with what has come of it, whatever it announces.
+void CTcpConnection::ChargeKept() {
+    const size_t kept = m_decoder.Capacity() > net::kUnchargedBuffer ? m_decoder.Capacity() : 0;
+    if (kept < m_nCharged) m_in.account.Return(m_nCharged - kept);
+    if (kept > m_nCharged) {
+        m_in.account.Enter(m_ulStranger);
+        if (!m_in.account.Take(kept - m_nCharged)) return GiveWay();
+    }
+    m_nCharged = kept;
 }
 
 void CTcpConnection::FinishSending() {
@@ -55,8 +87,9 @@ void CTcpConnection::End(const char* reason, bool gently) {
     if (m_bLost.exchange(true)) return;
     LUMO_LOG_LINE("CTcpConnection::Lose. %s", reason);
     CancelTimer();
+    m_look.cancel();
     asio::error_code ignored;
-    if (gently && m_bWrote && m_socket.is_open()) CTcpFarewell::Begin(m_reactor, std::move(m_socket));
+    if (gently && m_nSent > 0 && m_socket.is_open()) CTcpFarewell::Begin(m_reactor, std::move(m_socket));
     m_socket.close(ignored);
     m_queue.Close();
     OnLost();
@@ -69,6 +102,7 @@ void CTcpConnection::Begin() {
     using UserTimeout = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_USER_TIMEOUT>;
     m_socket.set_option(asio::ip::tcp::no_delay(true), error);
     m_socket.set_option(UserTimeout(net::kUserTimeoutMs), error);
+    m_out.account.Enter(m_ulStranger);
     WaitReadable();
     WriteTurn();
 }
@@ -76,7 +110,9 @@ void CTcpConnection::Begin() {
 void CTcpConnection::Resume() { m_reactor.Post(Later(&CTcpConnection::Continue)); }
 
 void CTcpConnection::Continue() {
-    if (Deliver()) WaitReadable();
+    const bool goesOn = Deliver();
+    ChargeKept();
+    if (goesOn) WaitReadable();
 }
 
 void CTcpConnection::SetTimer(int milliseconds, const char* reason) {
@@ -124,7 +160,7 @@ void CTcpConnection::ReadTurn() {
     if (error && !MustWait(error)) return Lose(error == asio::error::eof ? "closed by the far side" : "read failed");
     m_nReceived.store(ReceivedBytes() + length, std::memory_order_relaxed);
     m_decoder.Feed(m_reactor.Scratch(), length);
-    if (Deliver()) WaitReadable();
+    Continue();
 }
 
 // True when reading should go on.
@@ -162,10 +198,27 @@ CTcpConnection::Verdict CTcpConnection::OnMessage(const CTcpMessage& message) {
 }
 
 void CTcpConnection::WaitWritable() {
+    m_bAwaitsWrite = true;
+    WatchStall();
     m_socket.async_wait(asio::socket_base::wait_write, Later(&CTcpConnection::WriteTurn));
 }
 
+void CTcpConnection::WatchStall() {
+    if (!m_stall.IsJudged() || m_bLooking) return;
+    m_stall.Begin(Taken());
+    LookWhetherStalled();
+}
+
+void CTcpConnection::LookWhetherStalled() {
+    m_bLooking = m_bAwaitsWrite && m_socket.is_open();
+    if (!m_bLooking) return;
+    if (m_stall.Look(Taken()) && m_queue.Count() > 0) return Lose("the far side takes nothing");
+    m_look.expires_after(std::chrono::milliseconds(m_stall.LookEveryMs()));
+    m_look.async_wait(Later(&CTcpConnection::LookWhetherStalled));
+}
+
 void CTcpConnection::WriteTurn() {
+    m_bAwaitsWrite = false;
     const CTcpSendQueue::Pieces pieces = m_queue.Gather();
     if (pieces.empty()) {
         if (m_bFinishing.load(std::memory_order_acquire)) Linger();
@@ -174,19 +227,21 @@ void CTcpConnection::WriteTurn() {
     asio::error_code error;
     const size_t length = Write(pieces, error);
     m_queue.Sent(length);
-    m_bWrote = m_bWrote || length > 0;
+    m_nSent.fetch_add(length, std::memory_order_relaxed);
     if (error && !MustWait(error)) return OnWriteFailed();
     // The others come first, if there is memory to say so.
     if (length < asio::buffer_size(pieces) || !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) WaitWritable();
 }
 
 size_t CTcpConnection::Write(CTcpSendQueue::Pieces pieces, asio::error_code& error) {
-    if (!m_queue.Ages()) return m_socket.write_some(pieces, error);
-    if (!m_bNothingUnsent) {
+    const bool ages = m_queue.Ages();
+    const int mostUnsent = ages ? 1 : m_stall.IsJudged() ? net::kMaxUnsent : 0;
+    if (mostUnsent != m_nMostUnsent) {
         using NotSentLowWater = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_NOTSENT_LOWAT>;
-        m_socket.set_option(NotSentLowWater(1), error);
-        m_bNothingUnsent = true;
+        m_socket.set_option(NotSentLowWater(mostUnsent), error);
+        m_nMostUnsent = mostUnsent;
     }
+    if (!ages) return m_socket.write_some(pieces, error);
     // The kernel counts what is unsent only where it begins a new record, which the mark makes each write.
     return m_socket.send(pieces, MSG_EOR, error);
 }

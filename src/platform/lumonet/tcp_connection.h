@@ -5,6 +5,7 @@
 #include "platform/lumonet/tcp_framing.h"
 #include "platform/lumonet/tcp_reactor.h"
 #include "platform/lumonet/tcp_send_queue.h"
+#include "platform/lumonet/tcp_stall.h"
 
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
@@ -31,8 +32,9 @@ public:
     void LoseGently(const char* reason) { End(reason, true); }
 
 protected:
-    CTcpConnection();
-    virtual ~CTcpConnection() = default;
+    /// The address is that of a far side that came by itself: what the connection holds counts as its share.
+    explicit CTcpConnection(uint32_t strangerIP);
+    virtual ~CTcpConnection();
 
     /// What became of a frame. Refused: the connection ends. NotNow: it is kept, with what follows, until Resume.
     enum class Verdict { Taken, Refused, NotNow };
@@ -54,13 +56,35 @@ protected:
     /// Reactor: the longest frame from now on.
     void SetMaxBody(uint32_t length) { m_decoder.SetMaxBody(length); }
 
+    /// What waits ends the connection when the far side takes nothing for so long.
+    void SetStallLimit(uint32_t milliseconds) { m_stall.SetLimit(milliseconds); }
+
     /// The object stays alive until Unpin, for whoever holds it as a raw pointer.
     void Pin();
     void Unpin();
     /// By that owner, once: no callback runs from its return on, and the connection ends.
     void Release();
 
-    const CTcpReactor m_reactor;     // first, so that it goes last
+private:
+    /// One way of the connection, as the budgets see it.
+    struct CWay final : public IBudgetHolder {
+        CWay(CTcpConnection& connection, CMemoryBudget& budget, const std::atomic<uint64_t>& bytes)
+            : owner(connection), moved(bytes), account(budget, *this) {}
+        void GiveWay() override { owner.GiveWay(); }
+        uint64_t BytesMoved() override { return moved.load(std::memory_order_relaxed); }
+
+        CTcpConnection& owner;
+        const std::atomic<uint64_t>& moved;
+        CBudgetAccount account;
+    };
+    std::atomic<uint64_t> m_nSent{0};  // handed to the kernel
+    std::atomic<uint64_t> m_nReceived{0};
+    CWay m_out{*this, SendBudget(), m_nSent};  // outlives the queue
+    CWay m_in{*this, ReceiveBudget(), m_nReceived};
+    const uint32_t m_ulStranger;
+
+protected:
+    const CTcpReactor m_reactor;     // goes after all that is below
     asio::ip::tcp::socket m_socket;  // reactor
     CTcpSendQueue m_queue;
     CReleaseGate m_gate;  // of every callback of the application
@@ -74,23 +98,32 @@ private:
     bool Deliver();
     Verdict OnMessage(const CTcpMessage& message);
     void WaitWritable();
+    void WatchStall();
+    void LookWhetherStalled();
+    uint64_t Taken() { return CTcpStall::Taken(m_nSent, m_socket.native_handle()); }
     void WriteTurn();
     /// Where frames age the kernel takes the next ones only once all before are on their way.
     size_t Write(CTcpSendQueue::Pieces pieces, asio::error_code& error);
     void OnWriteFailed();
+    /// Any thread: this connection ends, for want of memory.
+    void GiveWay();
+    void ChargeKept();
     void Linger();
     void End(const char* reason, bool gently);
 
-    CTcpDecoder m_decoder;          // reactor
-    bool m_bNothingUnsent = false;  // reactor: the kernel was told
-    asio::steady_timer m_timer;     // reactor
-    unsigned m_nTimer = 0;          // reactor: which setting of the timer is the last
-    bool m_bProved = false;         // reactor: the far side has validated
-    bool m_bAwaitsRead = false;     // reactor
-    bool m_bWrote = false;          // reactor
+    CTcpDecoder m_decoder;        // reactor
+    int m_nMostUnsent = 0;        // reactor: as the kernel was told
+    asio::steady_timer m_timer;   // reactor
+    unsigned m_nTimer = 0;        // reactor: which setting of the timer is the last
+    bool m_bProved = false;       // reactor: the far side has validated
+    bool m_bAwaitsRead = false;   // reactor
+    size_t m_nCharged = 0;        // reactor: for what the decoder keeps
+    bool m_bAwaitsWrite = false;  // reactor
+    bool m_bLooking = false;      // reactor: the timer of the next line is set
+    asio::steady_timer m_look;    // reactor
+    CTcpStall m_stall;            // reactor
     std::atomic<bool> m_bFinishing{false};
     std::atomic<bool> m_bLost{false};
-    std::atomic<uint64_t> m_nReceived{0};
     CCritSec m_csPinned;
     std::shared_ptr<CTcpConnection> m_pinned LUMO_GUARDED_BY(m_csPinned);
 };

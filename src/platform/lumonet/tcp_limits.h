@@ -24,6 +24,10 @@ inline constexpr size_t kWriteTurn = 256 * 1024;
 inline constexpr size_t kWritePieces = 64;
 /// The same where frames age: what the kernel holds can no longer be dropped. A few frames of speech.
 inline constexpr size_t kAgingWriteTurn = 512;
+/// What a connection keeps of a message that is not whole costs nothing up to here: not worth counting.
+inline constexpr size_t kUnchargedBuffer = 4096;
+/// What the kernel may hold, unsent, for a connection that is judged by what it takes: such memory is in no budget.
+inline constexpr int kMaxUnsent = 512 * 1024;
 /// Bytes kept of a session without a notify object before it is no longer read from.
 inline constexpr size_t kMaxHeld = 256 * 1024;
 /// Connections of one listener that have not validated; one more pushes out the oldest.
@@ -36,6 +40,9 @@ inline constexpr int kAcceptTurn = 32;
 inline constexpr std::chrono::milliseconds kAcceptPause{100};
 /// Bytes under way that nobody acknowledges end a connection after this time.
 inline constexpr int kUserTimeoutMs = 30'000;
+
+/// A connection that takes nothing is looked at so often within the time that it has.
+inline constexpr uint32_t kStallLooks = 5;
 
 /// How long each step of a connection's opening and closing may take, in milliseconds. Tests shorten them.
 struct Timeouts {

@@ -5,27 +5,31 @@
 #include <algorithm>
 #include <utility>
 
-bool CTcpSendQueue::PushFrame(const char* data, uint32_t length) {
-    CMessageBlock message = EncodeMessage(TcpKind::Frame, data, length);  // the one copy, outside the lock
-    if (!message) return false;
+bool CTcpSendQueue::PushFrame(CMessageShare frame, CQueueShare share) {
+    if (!frame) return false;
     const auto since = static_cast<uint32_t>(Lumo_Base::GetTimestamp());
     CAutoLock lock(&m_cs);
     if (m_bClosed) return false;
     DropAged();
-    m_items.push_back({std::move(message), net::kHeaderLen + length, false, since});
-    m_nBytes += length;
+    m_items.push_back({std::move(frame), false, since, std::move(share)});
+    Count(m_items.back());
     return Wake();
 }
 
 bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
-    CMessageBlock message = EncodeMessage(TcpKind::Validation, data, length);
+    CMessageShare message = EncodeShare(TcpKind::Validation, data, length);
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;
-    m_items.push_front({std::move(message), net::kHeaderLen + length, true, 0});
+    m_items.push_front({std::move(message), true, 0, {}});
     m_bValidated = true;  // once nothing can fail any more
-    m_nBytes += length;
+    Count(m_items.front());
     return Wake();
+}
+
+void CTcpSendQueue::Count(const Item& item) {
+    m_nCount.fetch_add(1, std::memory_order_relaxed);
+    m_nBytes.fetch_add(item.message->length - net::kHeaderLen, std::memory_order_relaxed);
 }
 
 bool CTcpSendQueue::Wake() {
@@ -44,7 +48,7 @@ CTcpSendQueue::Pieces CTcpSendQueue::Gather() {
         for (const Item& item : m_items) {
             if (count == m_pieces.size() || bytes >= most) break;
             const size_t skip = count == 0 ? m_nOffset : 0;
-            m_pieces[count] = asio::const_buffer(item.message.Get() + skip, item.length - skip);
+            m_pieces[count] = asio::const_buffer(item.message->block.Get() + skip, item.message->length - skip);
             bytes += m_pieces[count++].size();
         }
     }
@@ -58,7 +62,7 @@ void CTcpSendQueue::Sent(size_t bytes) {
     size_t left = m_nBusy;
     m_nOffset += bytes;
     size_t gone = 0;
-    while (gone < left && m_nOffset >= m_items[gone].length) m_nOffset -= m_items[gone++].length;
+    while (gone < left && m_nOffset >= m_items[gone].message->length) m_nOffset -= m_items[gone++].message->length;
     Erase(0, gone);
     left -= gone;
     if (m_bClearBusy) Erase(std::min(left, Unclearable()), left);
@@ -79,7 +83,7 @@ void CTcpSendQueue::DropAged() {
     if (most == 0 || m_items.empty()) return;
     const auto now = static_cast<uint32_t>(Lumo_Base::GetTimestamp());
     for (size_t i = std::max(m_nBusy, Unclearable()); i < m_items.size() && ElapsedMs(now, m_items[i].since) > most;) {
-        if (m_items[i].length == net::kHeaderLen + 1) {
+        if (m_items[i].message->length == net::kHeaderLen + 1) {
             ++i;
         } else {
             Erase(i, i + 1);
@@ -94,7 +98,9 @@ void CTcpSendQueue::Close() {
         CAutoLock lock(&m_cs);
         m_bClosed = true;
         gone.swap(m_items);
-        m_nBytes = m_nOffset = m_nBusy = 0;
+        m_nOffset = m_nBusy = 0;
+        m_nCount.store(0, std::memory_order_relaxed);
+        m_nBytes.store(0, std::memory_order_relaxed);
     }
 }
 
@@ -109,22 +115,15 @@ void CTcpSendQueue::NotWoken() {
     m_bWriterAwake = false;
 }
 
-uint32_t CTcpSendQueue::Count() {
-    CAutoLock lock(&m_cs);
-    return static_cast<uint32_t>(m_items.size());
-}
-
-uint64_t CTcpSendQueue::Bytes() {
-    CAutoLock lock(&m_cs);
-    return m_nBytes;
-}
-
 size_t CTcpSendQueue::Unclearable() const {
     return !m_items.empty() && (m_nOffset > 0 || m_items.front().validation) ? 1 : 0;
 }
 
 void CTcpSendQueue::Erase(size_t from, size_t to) {
-    for (size_t i = from; i < to; ++i) m_nBytes -= m_items[i].length - net::kHeaderLen;
+    for (size_t i = from; i < to; ++i) {
+        m_nBytes.fetch_sub(m_items[i].message->length - net::kHeaderLen, std::memory_order_relaxed);
+    }
+    m_nCount.fetch_sub(static_cast<uint32_t>(to - from), std::memory_order_relaxed);
     using Offset = std::deque<Item>::difference_type;
     m_items.erase(m_items.begin() + static_cast<Offset>(from), m_items.begin() + static_cast<Offset>(to));
 }

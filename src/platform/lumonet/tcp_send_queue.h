@@ -2,7 +2,8 @@
 #pragma once
 
 #include "platform/lumobase/crit_sec.h"
-#include "platform/lumonet/tcp_framing.h"
+#include "platform/lumobase/memory_budget.h"
+#include "platform/lumonet/tcp_fan_out.h"
 
 #include <array>
 #include <asio/buffer.hpp>
@@ -11,6 +12,37 @@
 #include <cstdint>
 #include <deque>
 #include <span>
+#include <utility>
+
+/// A connection's share of a message that waits for it, and its own place in the queue.
+class CQueueShare {
+public:
+    CQueueShare() = default;
+    ~CQueueShare() {
+        if (m_pAccount) m_pAccount->Let(m_nLength), m_pAccount->Return(kPlace);
+    }
+    CQueueShare(CQueueShare&& other) noexcept
+        : m_pAccount(std::exchange(other.m_pAccount, nullptr)), m_nLength(other.m_nLength) {}
+    CQueueShare& operator=(CQueueShare&& other) noexcept {
+        std::swap(m_pAccount, other.m_pAccount);
+        std::swap(m_nLength, other.m_nLength);
+        return *this;
+    }
+
+    /// False: it is not to be had.
+    bool Take(CBudgetAccount& account, uint32_t length) {
+        if (!account.Take(kPlace)) return false;
+        account.Hold(length);
+        m_pAccount = &account;
+        m_nLength = length;
+        return true;
+    }
+
+private:
+    static constexpr uint64_t kPlace = 64;
+    CBudgetAccount* m_pAccount = nullptr;
+    uint32_t m_nLength = 0;
+};
 
 /// Any thread pushes, counts and clears; the reactor's thread gathers. Its lock is held for bookkeeping alone, never
 /// while bytes are handed to the kernel.
@@ -19,7 +51,7 @@ public:
     using Pieces = std::span<const asio::const_buffer>;
 
     /// True when the writer must be told: nothing was under way. Frames wait until the validation message was pushed.
-    bool PushFrame(const char* data, uint32_t length);
+    bool PushFrame(CMessageShare frame, CQueueShare share = {});
     /// Goes before every frame; a second one is dropped.
     bool PushValidation(const char* data, uint32_t length);
 
@@ -44,25 +76,27 @@ public:
     void NotWoken();
 
     /// Messages not wholly handed to the kernel, and the bytes of their bodies.
-    uint32_t Count();
-    uint64_t Bytes();
+    uint32_t Count() const { return m_nCount.load(std::memory_order_relaxed); }
+    uint64_t Bytes() const { return m_nBytes.load(std::memory_order_relaxed); }
 
 private:
     struct Item {
-        CMessageBlock message;
-        uint32_t length;  // header included
+        CMessageShare message;
         bool validation;
         uint32_t since;  // when it was pushed
+        CQueueShare share;
     };
 
     bool Wake() LUMO_REQUIRES(m_cs);
+    void Count(const Item& item) LUMO_REQUIRES(m_cs);
     size_t Unclearable() const LUMO_REQUIRES(m_cs);
     void Erase(size_t from, size_t to) LUMO_REQUIRES(m_cs);
     void DropAged() LUMO_REQUIRES(m_cs);
 
     CCritSec m_cs;
     std::deque<Item> m_items LUMO_GUARDED_BY(m_cs);
-    uint64_t m_nBytes LUMO_GUARDED_BY(m_cs) = 0;
+    std::atomic<uint32_t> m_nCount{0};  // these two change under the lock
+    std::atomic<uint64_t> m_nBytes{0};
     size_t m_nOffset LUMO_GUARDED_BY(m_cs) = 0;  // bytes of the first item that have left
     size_t m_nBusy LUMO_GUARDED_BY(m_cs) = 0;    // items whose bytes the writer is handing to the kernel
     bool m_bClearBusy LUMO_GUARDED_BY(m_cs) = false;

@@ -7,7 +7,7 @@
 
 CTcpSession::CTcpSession(std::shared_ptr<CTcpServer> server, uint64_t id, asio::ip::tcp::socket socket, uint32_t ip,
                          uint16_t port)
-    : m_server(std::move(server)), m_nID(id), m_ulIP(ip), m_usPort(port) {
+    : CTcpConnection(ip), m_server(std::move(server)), m_nID(id), m_ulIP(ip), m_usPort(port) {
     m_socket = std::move(socket);
 }
 

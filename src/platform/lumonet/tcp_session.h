@@ -30,6 +30,7 @@ public:
     void SetMaxReceivedFrame(unsigned long bytes) override;
     void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
     unsigned long GetAgedFrames() override { return m_queue.Aged(); }
+    void SetMaxStall(unsigned long milliseconds) override { SetStallLimit(static_cast<uint32_t>(milliseconds)); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

@@ -2,10 +2,12 @@
 #include "core/held_packets.h"
 #include "core/reassembly.h"
 #include "core/session_constants.h"
+#include "platform/lumobase/memory_budget.h"
 #include "support/session_wire.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -36,40 +38,25 @@ TEST(HeldPackets, StayInOrderAcrossTheWrapAndLeaveOnlyInTurn) {
     EXPECT_EQ(held.Size(), 0U);
 }
 
-TEST(HeldPackets, AreBounded) {
-    CHeldPackets held;
-    std::string bytes = session_wire::Data(0, "x");
-    CSCTPPacket packet(bytes.data(), static_cast<int>(bytes.size()));
-    for (uint32_t i = 0; i < session::kMaxHeldPackets; ++i) {
-        packet.SetSequence(static_cast<uint16_t>(i));
-        ASSERT_TRUE(held.Insert(packet));
-    }
-    packet.SetSequence(5000);
-    EXPECT_FALSE(held.Insert(packet));
-    ASSERT_NE(held.TakeFirst(0), nullptr);
-    EXPECT_TRUE(held.Insert(packet)) << "one has left";
-    EXPECT_FALSE(held.Insert(packet));
-    held.Clear();
-    EXPECT_EQ(held.Size(), 0U);
-    EXPECT_TRUE(held.Insert(packet));
-}
-
-TEST(HeldPackets, AreBoundedInBytesToo) {
-    CHeldPackets held;
-    std::string bytes = session_wire::Data(0, std::string(session::kMaxPayloadLen, 'x'));
-    CSCTPPacket packet(bytes.data(), static_cast<int>(bytes.size()));
-    const size_t fits = session::kMaxHeldBytes / bytes.size();
-    const auto insert = [&](size_t sequence) {
-        packet.SetSequence(static_cast<uint16_t>(sequence));
-        return held.Insert(packet);
-    };
-    for (int round = 0; round < 3; ++round) {
-        for (size_t i = 0; i < fits; ++i) ASSERT_TRUE(insert(i));
-        EXPECT_FALSE(insert(fits));
-        ASSERT_NE(held.TakeFirst(0), nullptr);
-        EXPECT_TRUE(insert(fits)) << "what has left counts no more";
-        EXPECT_FALSE(insert(fits + 1));
-        held.Clear();
+TEST(HeldPackets, AreBoundedInNumberAndInBytes) {
+    for (const size_t length : {size_t{1}, size_t{session::kMaxPayloadLen}}) {
+        CHeldPackets held;
+        std::string bytes = session_wire::Data(0, std::string(length, 'x'));
+        CSCTPPacket packet(bytes.data(), static_cast<int>(bytes.size()));
+        const size_t fits = std::min<size_t>(session::kMaxHeldPackets, session::kMaxHeldBytes / bytes.size());
+        const auto insert = [&](size_t sequence) {
+            packet.SetSequence(static_cast<uint16_t>(sequence));
+            return held.Insert(packet);
+        };
+        for (int round = 0; round < 3; ++round) {
+            for (size_t i = 0; i < fits; ++i) ASSERT_TRUE(insert(i));
+            EXPECT_FALSE(insert(fits));
+            ASSERT_NE(held.TakeFirst(0), nullptr);
+            EXPECT_TRUE(insert(fits)) << "what has left counts no more";
+            EXPECT_FALSE(insert(fits + 1));
+            held.Clear();
+            EXPECT_EQ(held.Size(), 0U);
+        }
     }
 }
 
@@ -157,6 +144,47 @@ TEST_F(Reassembly, SkipsAFrameOverItsOwnLimitAndTakesTheNext) {
     EXPECT_LT(useful, 16) << "early packets are kept only as far as they matter";
     EXPECT_FALSE(Append(kBegin | kEnd, tooMuch.substr(0, static_cast<size_t>(useful))));
     EXPECT_EQ(reassembly.MostUseful(4), 4);
+}
+
+TEST_F(Reassembly, ThrowsAFrameAwayWhereMemoryRunsOutAndGoesOnWithTheNext) {
+    const uint64_t limit = ReceiveBudget().Limit();
+    const std::string piece(1 << 16, 'p');
+    ASSERT_TRUE(reassembly.Open());
+    for (const bool byTheWorker : {false, true}) {
+        ReceiveBudget().SetLimit(150000);
+        EXPECT_FALSE(Append(kBegin, piece));
+        EXPECT_GE(ReceiveBudget().Sum(), piece.size());
+        if (byTheWorker) {
+            ReceiveBudget().SetLimit(60000);
+            EXPECT_FALSE(ReceiveBudget().Add(1));
+            budgets::Relieve();
+        } else {
+            for (int i = 0; i < 2; ++i) EXPECT_FALSE(Append(0, piece));
+        }
+        EXPECT_EQ(ReceiveBudget().Sum(), 0U);
+        EXPECT_FALSE(Append(kEnd, "the rest of it"));
+        EXPECT_TRUE(Append(kBegin | kEnd, "next"));
+        EXPECT_EQ(Frame(), "next");
+        reassembly.Reset();
+    }
+    ReceiveBudget().SetLimit(limit);
+}
+
+TEST_F(Reassembly, GivesALongBufferBackAfterAShortFrameOrASecondOfSilence) {
+    ASSERT_TRUE(reassembly.Open());
+    for (const bool silence : {false, true}) {
+        for (int i = 0; i < 63; ++i) EXPECT_FALSE(Append(0, std::string(1 << 16, 'l')));
+        EXPECT_TRUE(Append(kEnd, "l"));
+        reassembly.Reset();
+        EXPECT_GE(ReceiveBudget().Sum(), 4U << 20);
+        if (silence) {
+            for (int second = 0; second < 2; ++second) budgets::OnSecond();
+        } else {
+            EXPECT_TRUE(Append(kBegin | kEnd, "short"));
+            reassembly.Reset();
+        }
+        EXPECT_EQ(ReceiveBudget().Sum(), 0U);
+    }
 }
 
 }  // namespace

@@ -162,8 +162,8 @@ TEST(FrameLink, LimitsDropsAndStatistics) {
     ASSERT_TRUE(link.OpenLink());
     link.SetQueueLimit(limits::kFrameCost + 10);
     link.QueueFrame("one", 3);
-    link.QueueFrame("0123456789", 10);
-    EXPECT_FALSE(link.IsOverLimit());
+    link.QueueFrame(std::string(1000, 'w').data(), 1000);
+    EXPECT_FALSE(link.IsOverLimit()) << "a long one that merely waits";
     link.QueueFrame("x", 1);
     EXPECT_TRUE(link.IsOverLimit());
     EXPECT_FALSE(link.QueueFrame("x", 64 * 1024 * 1024 + 1)) << "refused before a byte is read";

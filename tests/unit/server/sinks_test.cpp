@@ -169,7 +169,7 @@ TEST(SinkLimits, WhoReadsTooSlowlyIsDropped) {
     slow->TakeSent();
     slow->stalled = true;
     for (uint16_t i = 0; i < 10; ++i) host.Deliver(Frame(sourceID, i, std::string(1000, 'f')), kAlice);
-    EXPECT_EQ(slow->sent.size(), 5U) << "nothing more is queued once it is too much";
+    EXPECT_EQ(slow->sent.size(), 6U) << "nothing more is queued once it is too much beside the longest";
     host.Run(1200);
     EXPECT_TRUE(slow->released);
     EXPECT_FALSE(quick->released);
@@ -191,10 +191,13 @@ TEST(SinkLimits, OneFrameOverTheLimitIsNoReasonToDropWhoReads) {
     host.Run(1200);
     EXPECT_EQ(subscriber->sent.size(), 1U);
     EXPECT_FALSE(subscriber->released);
-    host.Deliver(Frame(sourceID, 1, "behind it"), kAlice);
+    for (uint16_t i = 1; i < 6; ++i) host.Deliver(Frame(sourceID, i, std::string(900, 'b')), kAlice);
+    EXPECT_EQ(subscriber->sent.size(), 6U) << "it may wait, and so may others behind it";
+    host.Deliver(Frame(sourceID, 6, "too much"), kAlice);
     host.Run(1200);
-    EXPECT_EQ(subscriber->sent.size(), 1U);
+    EXPECT_EQ(subscriber->sent.size(), 6U);
     EXPECT_TRUE(subscriber->released) << "it reads nothing";
+    EXPECT_EQ(subscriber->maxStall, 10000U);
 }
 
 TEST(SinkLimits, UpstreamFramesAreBoundedInLengthAndInNumberAndThePublisherStays) {

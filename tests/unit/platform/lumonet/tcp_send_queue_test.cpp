@@ -24,7 +24,7 @@ size_t Write(CTcpSendQueue& queue, size_t limit, std::string& wire) {
 
 void Push(CTcpSendQueue& queue, const std::string& body, bool validation = false) {
     const auto length = static_cast<uint32_t>(body.size());
-    validation ? queue.PushValidation(body.data(), length) : queue.PushFrame(body.data(), length);
+    validation ? queue.PushValidation(body.data(), length) : queue.PushFrame(ShareFrame(body.data(), length));
 }
 
 std::string Bodies(const std::string& wire) {
@@ -65,16 +65,16 @@ TEST(TcpSendQueue, TheValidationMessageLeavesFirstAndOnce) {
 TEST(TcpSendQueue, WakesTheWriterOnceAndOnlyWhenItSleeps) {
     CTcpSendQueue queue;
     std::string wire;
-    EXPECT_FALSE(queue.PushFrame("a", 1)) << "it begins by itself when the connection is up";
+    EXPECT_FALSE(queue.PushFrame(ShareFrame("a", 1))) << "it begins by itself when the connection is up";
     Write(queue, 1000, wire);
-    EXPECT_FALSE(queue.PushFrame("b", 1)) << "nothing can leave yet";
+    EXPECT_FALSE(queue.PushFrame(ShareFrame("b", 1))) << "nothing can leave yet";
     EXPECT_TRUE(queue.PushValidation("v", 1));
-    EXPECT_FALSE(queue.PushFrame("c", 1));
+    EXPECT_FALSE(queue.PushFrame(ShareFrame("c", 1)));
     while (Write(queue, 1000, wire) > 0) {}
-    EXPECT_TRUE(queue.PushFrame("d", 1));
+    EXPECT_TRUE(queue.PushFrame(ShareFrame("d", 1)));
     while (Write(queue, 1000, wire) > 0) {}
     EXPECT_TRUE(queue.Finish());
-    EXPECT_FALSE(queue.PushFrame("e", 1));
+    EXPECT_FALSE(queue.PushFrame(ShareFrame("e", 1)));
     EXPECT_EQ(Bodies(wire), "V:v a b c d ");
     EXPECT_EQ(queue.Count(), 0u) << "nothing is taken any more";
 }
@@ -151,5 +151,29 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
             ASSERT_EQ(queue.Bytes(), bytes) << "seed " << seed;
             ASSERT_EQ(Bodies(wire), expected + (begun ? "..." : "")) << "seed " << seed;
         }
+    }
+}
+
+TEST(TcpSendQueue, AFanOutSharesOneCopyThatIsCountedOnce) {
+    const std::string frame(100000, 'f'), other(frame);
+    const uint64_t before = SendBudget().Sum();
+    CTcpSendQueue first, second;
+    {
+        CTcpFanOut fanOut(frame.data(), static_cast<int>(frame.size()));
+        for (CTcpSendQueue* queue : {&first, &second}) {
+            Push(*queue, "hello", true);
+            Push(*queue, frame);
+            Push(*queue, other);
+        }
+    }
+    const auto piece = [](CTcpSendQueue& queue, size_t index) { return queue.Gather()[index].data(); };
+    EXPECT_EQ(piece(first, 1), piece(second, 1));
+    EXPECT_NE(piece(first, 2), piece(second, 2)) << "other bytes than the fan-out's";
+    const auto copies = [&] { return (SendBudget().Sum() - before) / frame.size(); };
+    EXPECT_EQ(copies(), 3U);
+    for (CTcpSendQueue* queue : {&first, &second}) {
+        queue->Sent(0);
+        queue->Close();
+        EXPECT_EQ(copies(), queue == &first ? 2U : 0U);
     }
 }

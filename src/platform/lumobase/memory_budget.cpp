@@ -1,0 +1,162 @@
+#include "platform/lumobase/memory_budget.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+CMemoryBudget::CMemoryBudget(uint64_t limit) : m_nLimit(limit) {}
+
+void CMemoryBudget::SetExempt(std::function<bool(uint32_t ip)> exempt) {
+    CAutoLock lock(&m_cs);
+    m_exempt = std::move(exempt);
+}
+
+bool CMemoryBudget::Add(uint64_t bytes) {
+    const uint64_t sum = m_nSum.fetch_add(bytes, std::memory_order_relaxed) + bytes;
+    const uint64_t limit = Limit();
+    if (sum > m_nPeak.load(std::memory_order_relaxed)) m_nPeak.store(sum, std::memory_order_relaxed);
+    if (sum <= limit) return true;
+    RaiseAlarm();
+    if (sum <= limit + limit / kMargin) return true;
+    Subtract(bytes);
+    return false;
+}
+
+// Memory that many share is no address's alone: while the sum is small nobody is too large.
+void CMemoryBudget::Check(const Address* address) {
+    const uint64_t share = AddressShare();
+    if (address && address->bytes.load(std::memory_order_relaxed) > share && Sum() > share) RaiseAlarm();
+}
+
+void CMemoryBudget::RaiseAlarm() {
+    if (m_bOver.exchange(true, std::memory_order_relaxed)) return;
+    if (const auto alarm = m_pAlarm.load(std::memory_order_relaxed)) alarm();
+}
+
+// Without memory for it the account stays out: what it holds counts, and it is never asked.
+void CMemoryBudget::Enter(CBudgetAccount& account, uint32_t ip) {
+    CAutoLock lock(&m_cs);
+    const bool shares = ip != 0 && !(m_exempt && m_exempt(ip));
+    Address* address = nullptr;
+    try {
+        auto found = m_addresses.find(ip);
+        if (shares && found == m_addresses.end())
+            found = m_addresses.emplace(ip, std::unique_ptr<Address>(new Address{ip})).first;
+        if (shares) address = found->second.get();
+        m_accounts.push_back(&account);
+    } catch (const std::bad_alloc&) {
+        if (address && address->accounts == 0) m_addresses.erase(ip);
+        return;
+    }
+    account.m_nIndex = m_accounts.size() - 1;
+    account.m_bEntered = true;
+    account.m_nMoved = account.m_holder.BytesMoved();
+    if (!address) return;
+    ++address->accounts;
+    address->bytes.fetch_add(account.Bytes(), std::memory_order_relaxed);
+    account.m_pAddress.store(address, std::memory_order_relaxed);
+}
+
+// What it still holds is its own affair from now on.
+void CMemoryBudget::Leave(CBudgetAccount& account) {
+    CAutoLock lock(&m_cs);
+    m_accounts.back()->m_nIndex = account.m_nIndex;
+    m_accounts[account.m_nIndex] = m_accounts.back();
+    m_accounts.pop_back();
+    account.m_bEntered = false;
+    Address* address = account.m_pAddress.exchange(nullptr, std::memory_order_relaxed);
+    if (!address) return;
+    address->bytes.fetch_sub(account.Bytes(), std::memory_order_relaxed);
+    if (--address->accounts == 0) m_addresses.erase(address->ip);
+}
+
+std::vector<CMemoryBudget::Burden> CMemoryBudget::Weigh(const Address* only) {
+    std::vector<Burden> burdens;
+    for (CBudgetAccount* account : m_accounts) {
+        const uint64_t bytes = account->Bytes();
+        if (bytes == 0 || (only && account->m_pAddress.load(std::memory_order_relaxed) != only)) continue;
+        burdens.push_back({CBudgetAccount::Weight(bytes, account->Speed()), account});
+    }
+    std::sort(burdens.begin(), burdens.end(), [](const Burden& a, const Burden& b) { return a.weight > b.weight; });
+    return burdens;
+}
+
+void CMemoryBudget::RelieveOf(std::vector<Burden>& burdens, const std::function<uint64_t()>& excess) {
+    uint64_t goes = 0;  // what those who gave way let go of soon
+    for (const Burden& burden : burdens)
+        if (burden.account->m_bGone.load(std::memory_order_relaxed)) goes += burden.account->Bytes();
+    for (const Burden& burden : burdens) {
+        if (excess() <= goes) return;
+        if (burden.account->m_bGone.exchange(true, std::memory_order_relaxed)) continue;
+        m_nGivenWay.fetch_add(1, std::memory_order_relaxed);
+        burden.account->m_holder.GiveWay();
+        goes += burden.account->Bytes();
+    }
+}
+
+// A little more than needed goes, so that not every turn looks at everybody.
+void CMemoryBudget::Relieve() {
+    if (!m_bOver.load(std::memory_order_relaxed)) return;
+    m_bOver.store(false, std::memory_order_relaxed);
+    const auto above = [](uint64_t bytes, uint64_t limit) { return bytes > limit ? bytes - limit : uint64_t{0}; };
+    const uint64_t slack = Limit() / kMargin / 2;
+    CAutoLock lock(&m_cs);
+    for (const auto& entry : m_addresses) {
+        const Address& address = *entry.second;
+        if (Sum() <= AddressShare() || address.bytes.load(std::memory_order_relaxed) <= AddressShare()) continue;
+        std::vector<Burden> burdens = Weigh(&address);
+        RelieveOf(burdens, [&] {
+            return std::min(above(Sum(), AddressShare()),
+                            above(address.bytes.load(std::memory_order_relaxed), AddressShare()));
+        });
+    }
+    if (Sum() <= Limit()) return;
+    std::vector<Burden> burdens = Weigh(nullptr);
+    RelieveOf(burdens, [&] { return above(Sum(), Limit() - slack); });
+}
+
+void CMemoryBudget::OnSecond() {
+    CAutoLock lock(&m_cs);
+    for (CBudgetAccount* account : m_accounts) account->LookAtSpeed();
+}
+
+bool CMemoryBudget::HasFallen(uint64_t bytes) {
+    const uint64_t sum = Sum();
+    if (m_nPeak.load(std::memory_order_relaxed) < sum + bytes) return false;
+    m_nPeak.store(sum, std::memory_order_relaxed);
+    return true;
+}
+
+bool CBudgetAccount::Take(uint64_t bytes) {
+    if (m_bGone.load(std::memory_order_relaxed) || !m_budget.Add(bytes)) return false;
+    Hold(bytes);
+    return true;
+}
+
+void CBudgetAccount::Return(uint64_t bytes) {
+    m_budget.Subtract(bytes);
+    Let(bytes);
+}
+
+void CBudgetAccount::Hold(uint64_t bytes) {
+    m_nBytes.fetch_add(bytes, std::memory_order_relaxed);
+    CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
+    if (!address) return;
+    address->bytes.fetch_add(bytes, std::memory_order_relaxed);
+    m_budget.Check(address);
+}
+
+void CBudgetAccount::Let(uint64_t bytes) {
+    m_nBytes.fetch_sub(bytes, std::memory_order_relaxed);
+    CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
+    if (address) address->bytes.fetch_sub(bytes, std::memory_order_relaxed);
+}
+
+uint64_t CBudgetAccount::Speed() { return std::max(m_nSpeed, m_holder.BytesMoved() - m_nMoved); }
+
+void CBudgetAccount::LookAtSpeed() {
+    const uint64_t moved = m_holder.BytesMoved();
+    if (moved == m_nMoved && Bytes() > 0) m_holder.Rest();
+    m_nSpeed = (m_nSpeed + moved - m_nMoved) / 2;
+    m_nMoved = moved;
+}

@@ -1,0 +1,162 @@
+// What waits to be sent, and what is not yet whole, may cost a process so much and no more, whoever causes it.
+#pragma once
+
+#include "platform/lumobase/crit_sec.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+/// Whoever holds memory on account of a far side. Called by the worker, under the lock of the budget.
+class IBudgetHolder {
+public:
+    /// Lets go of what it holds, at once or soon, and takes no more.
+    virtual void GiveWay() = 0;
+    /// Bytes that have passed through it since its beginning.
+    virtual uint64_t BytesMoved() = 0;
+    /// Nothing has moved for a second: what is kept only for the next frame may go.
+    virtual void Rest() {}
+
+protected:
+    ~IBudgetHolder() = default;
+};
+
+class CBudgetAccount;
+
+/// Taking and returning costs a few atomic operations. Past the limit, or an address past its quarter of it, whoever
+/// has most and moves least gives way, on the worker's next turn; far past it nothing more is taken at all.
+class CMemoryBudget {
+public:
+    explicit CMemoryBudget(uint64_t limit);
+    CMemoryBudget(const CMemoryBudget&) = delete;
+    CMemoryBudget& operator=(const CMemoryBudget&) = delete;
+
+    void SetLimit(uint64_t bytes) { m_nLimit.store(bytes, std::memory_order_relaxed); }
+    uint64_t Limit() const { return m_nLimit.load(std::memory_order_relaxed); }
+    uint64_t Sum() const { return m_nSum.load(std::memory_order_relaxed); }
+    /// Those who gave way so far.
+    uint64_t GivenWay() const { return m_nGivenWay.load(std::memory_order_relaxed); }
+    /// Addresses whose accounts have no share an address; at first none. Before anything is served.
+    void SetExempt(std::function<bool(uint32_t ip)> exempt);
+    /// What wakes the worker. Any thread calls it, under whatever lock.
+    void SetAlarm(void (*alarm)()) { m_pAlarm.store(alarm, std::memory_order_relaxed); }
+
+    /// Memory that nobody holds alone. False, and nothing is counted, far past the limit.
+    bool Add(uint64_t bytes);
+    void Subtract(uint64_t bytes) { m_nSum.fetch_sub(bytes, std::memory_order_relaxed); }
+
+    /// The worker's turn, with no lock held: one atomic load when nobody is over.
+    void Relieve();
+    /// The worker's second: how fast everybody moves.
+    void OnSecond();
+    /// Whether the sum has fallen so far from its highest. If so, that begins anew.
+    bool HasFallen(uint64_t bytes);
+
+private:
+    friend class CBudgetAccount;
+    struct Address {
+        const uint32_t ip;
+        size_t accounts = 0;
+        std::atomic<uint64_t> bytes{0};
+    };
+    struct Burden {
+        uint64_t weight;
+        CBudgetAccount* account;
+    };
+    static constexpr uint64_t kSharesPerAddress = 4;
+    static constexpr uint64_t kMargin = 8;  // of the limit: what the worker's turn may be late by
+
+    uint64_t AddressShare() const { return Limit() / kSharesPerAddress; }
+    void Check(const Address* address);
+    void RaiseAlarm();
+    void Enter(CBudgetAccount& account, uint32_t ip);
+    void Leave(CBudgetAccount& account);
+    /// Lets accounts give way, the heaviest first, until `excess` is 0.
+    void RelieveOf(std::vector<Burden>& burdens, const std::function<uint64_t()>& excess) LUMO_REQUIRES(m_cs);
+    std::vector<Burden> Weigh(const Address* only) LUMO_REQUIRES(m_cs);
+
+    std::atomic<uint64_t> m_nLimit;
+    std::atomic<uint64_t> m_nSum{0};
+    std::atomic<uint64_t> m_nPeak{0};
+    std::atomic<uint64_t> m_nGivenWay{0};
+    std::atomic<bool> m_bOver{false};
+    std::atomic<void (*)()> m_pAlarm{nullptr};
+    CCritSec m_cs;
+    std::function<bool(uint32_t)> m_exempt LUMO_GUARDED_BY(m_cs);
+    std::vector<CBudgetAccount*> m_accounts LUMO_GUARDED_BY(m_cs);
+    std::unordered_map<uint32_t, std::unique_ptr<Address>> m_addresses LUMO_GUARDED_BY(m_cs);
+};
+
+/// One holder's part of a budget. Enter before other threads know the holder; the rest on any.
+class CBudgetAccount {
+public:
+    CBudgetAccount(CMemoryBudget& budget, IBudgetHolder& holder) : m_budget(budget), m_holder(holder) {}
+    ~CBudgetAccount() { Leave(); }
+    CBudgetAccount(const CBudgetAccount&) = delete;
+    CBudgetAccount& operator=(const CBudgetAccount&) = delete;
+
+    /// May be asked to give way from now on. `ip` is that of a far side that came by itself, else 0: it has no share.
+    void Enter(uint32_t ip) {
+        if (!m_bEntered) m_budget.Enter(*this, ip);
+    }
+    /// Is asked no more. When no other thread uses the holder any more.
+    void Leave() {
+        if (m_bEntered) m_budget.Leave(*this);
+    }
+    /// Memory of its own. False: it is not to be had.
+    bool Take(uint64_t bytes);
+    void Return(uint64_t bytes);
+    /// Its share of memory that the budget counts once; never refused.
+    void Hold(uint64_t bytes);
+    void Let(uint64_t bytes);
+    uint64_t Bytes() const { return m_nBytes.load(std::memory_order_relaxed); }
+    /// It has given way, and is over that.
+    void Recover() { m_bGone.store(false, std::memory_order_relaxed); }
+
+    /// What decides who gives way: what is held, by how fast it moves. A little speed is anybody's who has just begun.
+    static constexpr uint64_t Weight(uint64_t bytes, uint64_t movedPerSecond) {
+        constexpr uint64_t kSlow = 64 * 1024;
+        return bytes * 1024 / (movedPerSecond + kSlow);
+    }
+
+private:
+    friend class CMemoryBudget;
+    uint64_t Speed();
+    void LookAtSpeed();
+
+    CMemoryBudget& m_budget;
+    IBudgetHolder& m_holder;
+    std::atomic<uint64_t> m_nBytes{0};
+    std::atomic<bool> m_bGone{false};
+    std::atomic<CMemoryBudget::Address*> m_pAddress{nullptr};
+    bool m_bEntered = false;
+    size_t m_nIndex = 0;    // of the budget's, under its lock, as what follows
+    uint64_t m_nMoved = 0;  // when it was last looked at
+    uint64_t m_nSpeed = 0;
+};
+
+/// What waits to be sent, in all queues of the process.
+CMemoryBudget& SendBudget();
+/// What has come and is not yet whole.
+CMemoryBudget& ReceiveBudget();
+
+namespace budgets {
+
+/// Shares these bytes among the budgets; 0, as at first: a quarter of what this machine or its control group has.
+void SetLimit(uint64_t bytes);
+/// As CMemoryBudget has it, for all.
+void SetExempt(const std::function<bool(uint32_t ip)>& exempt);
+void SetAlarm(void (*alarm)());
+/// The worker's turn.
+void Relieve();
+/// The worker's second; memory that became free goes back to the system.
+void OnSecond();
+/// Packets that came before their turn have a part of their own and do not give way. False: no room, and not counted.
+bool HoldEarly(uint64_t bytes);
+void LetEarly(uint64_t bytes);
+
+}  // namespace budgets

@@ -1,0 +1,39 @@
+#include "platform/lumonet/tcp_fan_out.h"
+
+#include "platform/lumobase/memory_budget.h"
+
+#include <utility>
+
+namespace {
+thread_local CTcpFanOut* t_pFanOut = nullptr;  // the innermost of this thread
+}
+
+CEncodedMessage::~CEncodedMessage() { SendBudget().Subtract(cost); }
+
+CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length) {
+    const auto message = std::make_shared<CEncodedMessage>();
+    message->block = EncodeMessage(kind, body, length);
+    if (!message->block) return nullptr;
+    const uint64_t cost = message->block.Capacity() + sizeof(CEncodedMessage);
+    if (!SendBudget().Add(cost)) return nullptr;
+    message->cost = cost;
+    message->length = net::kHeaderLen + length;
+    return message;
+}
+
+CMessageShare ShareFrame(const char* body, uint32_t length) {
+    return t_pFanOut ? t_pFanOut->Share(body, length) : EncodeShare(TcpKind::Frame, body, length);
+}
+
+CTcpFanOut::CTcpFanOut(const void* data, int length)
+    : m_pData(data), m_nLength(length), m_pOuter(std::exchange(t_pFanOut, this)) {}
+
+CTcpFanOut::~CTcpFanOut() { t_pFanOut = m_pOuter; }
+
+CMessageShare CTcpFanOut::Share(const char* data, uint32_t length) {
+    if (data != m_pData || length != static_cast<uint32_t>(m_nLength)) {
+        return EncodeShare(TcpKind::Frame, data, length);
+    }
+    if (!m_message) m_message = EncodeShare(TcpKind::Frame, data, length);
+    return m_message;
+}
