@@ -198,7 +198,7 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
     send(Delta(100));
     for (int round = 0; round < 3; ++round) {
         const uint64_t dropped = Status().links.dropped;
-        tcp->queuedBytes = 100001;
+        tcp->queuedBytes = 102001;  // a long frame more than the limit
         for (int i = 0; i < 110; ++i) send(Delta(1000));
         EXPECT_GT(Status().links.dropped, dropped + 110) << "over TCP all, over UDP what came last";
         host.Run(5000);
@@ -215,7 +215,7 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
         host.Run(2000);
     }
     for (int i = 0; i < 120; ++i) send(Delta(1000));
-    tcp->queuedBytes = 100001;
+    tcp->queuedBytes = 102001;  // a long frame more than the limit
     send(Delta(1000));
     host.Run(13000);
     EXPECT_EQ(Status().sinksUdp, 1U) << "no key frame came";
