@@ -1,8 +1,9 @@
 // Keeps the way of a frame to very many listeners so short that the stream does not slow down for all of them.
 #pragma once
 
+#include "platform/lumobase/processor.h"
+
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -16,11 +17,9 @@ public:
     /// A frame's way to the listeners. Any thread.
     template <class FanOut>
     void Measure(FanOut fanOut) {
-        const auto begun = std::chrono::steady_clock::now();
+        const uint64_t begun = Lumo_Base::RunningUs();
         fanOut();
-        const auto took = std::chrono::steady_clock::now() - begun;
-        m_nBusyUs.fetch_add(std::chrono::duration_cast<std::chrono::microseconds>(took).count(),
-                            std::memory_order_relaxed);
+        m_nBusyUs.fetch_add(static_cast<int64_t>(Lumo_Base::RunningUs() - begun), std::memory_order_relaxed);
     }
 
     /// Once a second, on one thread: Begin, Count for every listener, End; then EveryAt says of each of how many frames

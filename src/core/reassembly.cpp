@@ -1,7 +1,8 @@
 #include "core/reassembly.h"
 
+#include "platform/lumobase/processor.h"
+
 #include <algorithm>
-#include <thread>
 
 namespace {
 
@@ -123,7 +124,7 @@ void CReassembly::ThrowAway() {
 // The worker has the buffer for as long as it takes to free it.
 void CReassembly::Begin() {
     if (m_bBegun) return;
-    while (m_bInUse.exchange(true)) std::this_thread::yield();
+    while (m_bInUse.exchange(true)) Lumo_Base::Yield();
     m_bBegun = true;
 }
 

@@ -1,7 +1,5 @@
 // The file part of the local MCU: sinks that come and go, channels, factories, wire bytes.
 #include "file/local_mcu_file.h"
-#include "file/file_channel_state.h"
-#include "file/file_sink.h"
 #include "link/limits.h"
 #include "link/mcu_services.h"
 #include "lumomedia/file.h"
@@ -86,30 +84,6 @@ TEST_F(LocalMcuFile, RemovingAChannelEndsItsSinksOnly) {
     ConnectSink(5, 77);
     EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "no longer to be found";
     other.ReleaseConnections();
-}
-
-/// A sink that counts how often it is looked at.
-class CWatchedSink : public CFileSink {
-public:
-    using CFileSink::CFileSink;
-    bool IsDisconnected() override { return ++looks, false; }
-    void OnChannelData(const void*, int) override {}
-    uint32_t GetBufferingFrameCount() override { return 0; }
-    int looks = 0;
-};
-
-TEST_F(LocalMcuFile, RemovingAChannelCostsOnlyItsOwnSinks) {
-    CChannel other(78);
-    auto* sink = new CWatchedSink(CFileChannelState::Of(channel));  // the table's own from here on
-    GetLocalMCUFile()->AddFileSink(sink->GetFileSinkID(), sink);
-    sink->looks = 0;
-    ConnectSink(6, 78);
-    other.ReleaseConnections();
-    EXPECT_EQ(other.GetFileSinkCount(), 0U);
-    EXPECT_EQ(sink->looks, 0);
-    EXPECT_EQ(GetLocalMCUFile()->Tables().sinks.Size(), 1U);
-    channel.ReleaseConnections();
-    EXPECT_EQ(GetLocalMCUFile()->Tables().sinks.Size(), 0U);
 }
 
 TEST_F(LocalMcuFile, AChannelThatIsDeletedIsForgottenUnlessAnotherTookItsID) {
