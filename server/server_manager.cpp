@@ -4,6 +4,7 @@
 #include "link/instances.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/memory_budget.h"
+#include "platform/lumobase/undo.h"
 #include "server/audio/audio_medium.h"
 #include "server/desktop/desktop_medium.h"
 #include "server/file/file_medium.h"
@@ -69,7 +70,16 @@ bool CServerManager::Allows(uint32_t ip) const {
 
 void CServerManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                     unsigned short port) {
-    if (Allows(static_cast<uint32_t>(ip))) CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, ip, port);
+    const CPeer peer{static_cast<uint32_t>(ip), port};
+    if (!Allows(peer.ip) || m_requests.Add(data, length, peer)) return;
+    CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, ip, port);
+}
+
+void CServerManager::OnUdpClientNotifyBurstEnd() {
+    const CUndo end([this] { CLocalMCUManager::OnUdpClientNotifyBurstEnd(); });  // in any case
+    m_requests.OnBurstEnd([this](const char* data, int length, const CPeer& peer) {
+        CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, peer.ip, peer.port);
+    });
 }
 
 void CServerManager::OnOtherDatagram(wire::Kind kind, const char*, int length, uint32_t ip, uint16_t port) {

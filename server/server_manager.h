@@ -4,6 +4,7 @@
 #include "link/server_hooks.h"
 #include "mcu/local_mcu_manager.h"
 #include "server/medium_server.h"
+#include "server/requests.h"
 #include "server/signalling.h"
 
 #include <array>
@@ -25,8 +26,10 @@ public:
     std::vector<CMediumStatus> Media() override;
     CServerStatus Status() override;
     CSignallingStatus Signalling() override { return m_signalling.Status(); }
+    uint64_t DroppedRequests() override { return m_requests.Dropped(); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
+    void OnUdpClientNotifyBurstEnd() override;
     bool MayAccept(unsigned long ip, unsigned unvalidated) override;
 
     void OnCommand(const CServerDatagram& datagram) override;
@@ -54,6 +57,7 @@ private:
 
     CServerContext m_context;
     CSignalling m_signalling;
+    CRequests m_requests;
     std::vector<std::unique_ptr<CMediumServer>> m_media;
     std::array<CMediumServer*, wire::kKindCount> m_byKind{};
     std::atomic<bool> m_bStopping{false};

@@ -111,6 +111,8 @@ public:
     virtual std::vector<CMediumStatus> Media() = 0;
     virtual CServerStatus Status() = 0;
     virtual CSignallingStatus Signalling() { return {}; }
+    /// Requests over UDP that were more than their share of the processor.
+    virtual uint64_t DroppedRequests() { return 0; }
 
 protected:
     ~IStatusSource() = default;

@@ -18,6 +18,8 @@ CMetrics::CMetrics()
       m_drops(MakeCounters("lumo_drops_total", "Frames dropped at a limit.")),
       m_datagrams(MakeCounters("lumo_datagrams_total", "UDP datagrams.")),
       m_datagramBytes(MakeCounters("lumo_datagram_bytes_total", "Bytes of UDP datagrams.")),
+      m_requests(MakeCounters("lumo_unproved_requests_dropped_total",
+                              "Requests over UDP that were more than their share of the processor.")),
       m_signallingClients(MakeGauges("lumo_signalling_clients", "Clients of the signalling service.")),
       m_signallingPackets(MakeCounters("lumo_signalling_packets_total", "Packets between them.")),
       m_cpu(MakeCounters("process_cpu_seconds_total", "CPU time, user and system.")),
@@ -66,7 +68,7 @@ void CMetrics::SetMedium(const CMediumStatus& medium) {
 }
 
 std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
-                           const CProcessStatus& process) {
+                           const CProcessStatus& process, uint64_t droppedRequests) {
     for (const CMediumStatus& medium : media) SetMedium(medium);
     const UdpCounters udp = GetUdpCounters();
     Raise(m_datagrams, {{"direction", "in"}}, static_cast<double>(udp.received));
@@ -74,6 +76,7 @@ std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSigna
     Raise(m_datagrams, {{"direction", "refused"}}, static_cast<double>(udp.refused));
     Raise(m_datagramBytes, {{"direction", "in"}}, static_cast<double>(udp.bytesReceived));
     Raise(m_datagramBytes, {{"direction", "out"}}, static_cast<double>(udp.bytesSent));
+    Raise(m_requests, {}, static_cast<double>(droppedRequests));
     Set(m_signallingClients, {}, static_cast<double>(signalling.clients));
     Raise(m_signallingPackets, {{"result", "forwarded"}}, static_cast<double>(signalling.forwarded));
     Raise(m_signallingPackets, {{"result", "dropped"}}, static_cast<double>(signalling.dropped));

@@ -19,7 +19,7 @@ public:
 
     /// Prometheus text.
     std::string Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
-                     const CProcessStatus& process);
+                     const CProcessStatus& process, uint64_t droppedRequests = 0);
 
 private:
     using Labels = std::map<std::string, std::string>;
@@ -47,6 +47,7 @@ private:
     Counters& m_drops;
     Counters& m_datagrams;
     Counters& m_datagramBytes;
+    Counters& m_requests;
     Gauges& m_signallingClients;
     Counters& m_signallingPackets;
     Counters& m_cpu;

@@ -1,11 +1,15 @@
 """Strangers who ask and never show themselves: claims on channels, requests of subscribers, idle connections."""
 
 import contextlib
+import os
+import re
+import signal
+import tempfile
 import time
 
 import wire
 from rows import row
-from victim import Relay
+from victim import Process, Relay
 
 ACKNOWLEDGED, ALIVE, GOODBYE = b"\x06\x41", 0x45, 0x46
 
@@ -25,6 +29,32 @@ def publish(sock, channel, key, seconds=2.0):
             source = answer[6:10]
             sock.send(bytes([wire.FILE, ALIVE]) + source)
     return None
+
+
+@contextlib.contextmanager
+def flood(port, rate):
+    """Claims on ever new channels from 64 addresses, from a process of its own. Gives a function that says how many."""
+    counted = tempfile.TemporaryFile()
+    child = os.fork()
+    if child == 0:
+        with contextlib.suppress(BaseException):
+            sockets = [wire.udp(port, f"127.0.1.{host}") for host in range(1, 65)]
+            begin, sent = time.monotonic(), 0
+            while time.monotonic() - begin < 60:
+                if sent > rate * (time.monotonic() - begin):
+                    time.sleep(0.0005)
+                    continue
+                for sock in sockets:
+                    sent += 1
+                    with contextlib.suppress(OSError):
+                        sock.send(wire.claim(wire.FILE, 100000 + sent, 7))
+                os.pwrite(counted.fileno(), sent.to_bytes(8, "little"), 0)
+        os._exit(0)
+    try:
+        yield lambda: int.from_bytes(os.pread(counted.fileno(), 8, 0), "little")
+    finally:
+        os.kill(child, signal.SIGKILL)
+        os.waitpid(child, 0)
 
 
 @row("an honest publisher comes through at once, over TCP")
@@ -86,3 +116,62 @@ def idle_connections_and_client(program):
         publisher.sendall(wire.validation(12, 5))
         served = wire.receive(publisher) != b""
     return "served" if served else "not served", served
+
+
+@row("a forged claim costs less than 5 us of the processor", quick=False)
+def cost_of_a_claim(program):
+    with Relay(program) as relay, flood(relay.port, 15000) as sent:
+        time.sleep(1)
+        begin, first = relay.processor_seconds(), sent()
+        time.sleep(5)
+        cost = (relay.processor_seconds() - begin) / (sent() - first) * 1e6
+        dropped = relay.metric("lumo_unproved_requests_dropped_total")
+    return f"{cost:.1f} us, {dropped:.0f} dropped unanswered", cost < 5
+
+
+def audio(program, rate):
+    """What is lost of 10 s of audio with two subscribers, from its 3rd second on under so many claims a second."""
+    with Relay(program) as relay, contextlib.ExitStack() as stack:
+        load = stack.enter_context(Process(program, "load", "audio", "--mcu", f"127.0.0.1:{relay.port}",
+                                           "--subscribers", "2", "--seconds", "10"))
+        time.sleep(2)
+        sent = stack.enter_context(flood(relay.port, rate))
+        begin = time.monotonic()
+        load.finish(40)
+        came = sent() / (time.monotonic() - begin)
+        found = re.search(r"arrived +(\d+) of (\d+), (\d+) lost", load.output())
+    assert found, f"no figures from the load: {load.output()[-500:]}"
+    return f"{found.group(3)} of {found.group(2)} frames lost under {came:.0f} claims a second", found.group(3) == "0"
+
+
+@row("audio that runs loses nothing while 40,000 forged claims a second come", quick=False)
+def audio_under_40000_claims(program):
+    return audio(program, 40000)
+
+
+@row("audio that runs loses nothing while 100,000 forged claims a second come", quick=False)
+def audio_under_100000_claims(program):
+    return audio(program, 100000)
+
+
+def seconds_of_a_file(program, relay, directory, channel):
+    """How long 64 MiB take through the relay."""
+    source, out = os.path.join(directory, "source"), os.path.join(directory, channel)
+    os.mkdir(out)
+    with open(source, "wb") as file:
+        file.truncate(64 << 20)
+    where = ["--mcu", f"127.0.0.1:{relay.port}", "--path", "relay", "--quiet"]
+    with Process(program, "send", source, *where, "--channel", channel, "--receivers", "1"):
+        begin = time.monotonic()
+        with Process(program, "receive", channel, *where, "-o", out) as receiver:
+            assert receiver.finish(60) == 0, f"the file did not come: {receiver.output()[-500:]}"
+        return time.monotonic() - begin
+
+
+@row("a file keeps half its speed while 100,000 forged claims a second come", quick=False)
+def file_under_100000_claims(program):
+    with Relay(program) as relay, tempfile.TemporaryDirectory() as directory:
+        quiet = seconds_of_a_file(program, relay, directory, "1")
+        with flood(relay.port, 100000):
+            flooded = seconds_of_a_file(program, relay, directory, "2")
+    return f"{quiet:.1f} s, {flooded:.1f} s under the flood", flooded <= 2 * quiet
