@@ -6,9 +6,9 @@ using wire::Field;
 using wire::Kind;
 
 bool CRequests::IsOne(const char* data, int length) {
-    if (length < 2 || length > kLongest) return false;
+    if (length < 1 || length > kLongest) return false;
     const auto kind = static_cast<Kind>(data[0]);
-    if (kind == Kind::Stun) return true;
+    if (kind == Kind::Stun || length == 1) return kind == Kind::Stun;
     const wire::CommandRow* row = wire::FindCommand(kind, reinterpret_cast<const uint8_t*>(data) + 1, length - 1);
     if (!row) return false;
     const bool subscribes = row->fields[0] == Field::ReceiverID || row->fields[0] == Field::ClientSessionID;
