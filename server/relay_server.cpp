@@ -1,5 +1,6 @@
 #include "server/relay_server.h"
 
+#include "platform/lumobase/memory_budget.h"
 #include "server/pages/http_server.h"
 #include "server/reflector.h"
 #include "server/server_manager.h"
@@ -30,8 +31,9 @@ bool CRelayServer::Start(std::string& error) {
                       : ", without a second reflector") +
         (m_pPages ? ", pages at http://" + EndpointText(m_options.httpIP, HttpPort()) + "/" : ", without pages"));
     m_log.Line("room for " + std::to_string(m_options.limits.connections) + " connections, " +
-               std::to_string(CServerLimits::Share(m_options.limits.connections)) + " from one address, and " +
-               std::to_string(m_options.limits.boardBytes >> 20) + " MiB of whiteboards");
+               std::to_string(CServerLimits::Share(m_options.limits.connections)) + " from one address, " +
+               std::to_string(m_options.limits.boardBytes >> 20) + " MiB of whiteboards and " +
+               std::to_string((SendBudget().Limit() + ReceiveBudget().Limit()) >> 20) + " MiB of what waits");
     return true;
 }
 
