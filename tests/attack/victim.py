@@ -30,8 +30,8 @@ class Process:
         self._output.close()
 
     def output(self):
-        self._output.seek(0)
-        return self._output.read().decode(errors="replace")
+        size = os.fstat(self._output.fileno()).st_size
+        return os.pread(self._output.fileno(), size, 0).decode(errors="replace")  # the program writes where it was
 
     def wait_for(self, pattern, seconds=15):
         """The match of `pattern` in what the program has printed."""
