@@ -42,6 +42,16 @@ public:
     void OnBurstEnd(Serve serve) {
         if (m_nWaiting == 0) return;
         Refill();
+        Drop(m_nWaiting - (m_nLeft > 0 ? ServeWaiting(serve) : 0));
+        m_nWaiting = 0;
+    }
+    /// Any thread.
+    uint64_t Dropped() const { return m_nDropped.load(std::memory_order_relaxed); }
+
+private:
+    /// How many were served.
+    template <class Serve>
+    size_t ServeWaiting(Serve& serve) {
         FlushUdpBatch();  // what others are owed leaves first, and is not counted
         uint64_t before = Lumo_Base::ThreadTime();
         size_t served = 0;
@@ -53,13 +63,9 @@ public:
             m_nLeft -= static_cast<int64_t>(after - before);
             before = after;
         }
-        Drop(m_nWaiting - served);
-        m_nWaiting = 0;
+        return served;
     }
-    /// Any thread.
-    uint64_t Dropped() const { return m_nDropped.load(std::memory_order_relaxed); }
 
-private:
     static constexpr int kLongest = 40;  // no request is as long
     struct CRequest {
         std::array<char, kLongest> data;

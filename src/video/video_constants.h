@@ -11,7 +11,7 @@ inline constexpr char kStart = 0x04;    // control bytes of TCP links
 inline constexpr char kStop = 0x05;
 inline constexpr char kKeyFrameWanted = 0x06;
 inline constexpr char kSessionKeyFrameWanted = 0x00;  // the same as the one byte of a session's frame
-inline constexpr uint32_t kPatienceMs = 10000;  // for a key frame, once a sink is over its limit
+inline constexpr uint32_t kPatienceMs = 10000;        // for a key frame, once a sink is over its limit
 
 /// Whether a frame is one that stands alone; its first byte says so.
 inline bool IsKeyFrame(const char* frame) { return frame[0] != 0; }

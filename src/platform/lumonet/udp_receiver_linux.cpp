@@ -56,8 +56,10 @@ bool CUdpReceiverLinux::Take(unsigned wanted, int flags) {
 
 size_t CUdpReceiverLinux::Receive() {
     const unsigned wanted = MessagesToAskFor();
+    const bool more = m_nUsed == udp::kReceiveMessages;  // the last call took all that it could: others need not be let
     for (size_t i = 0; i < m_nUsed; ++i) Prepare(i);
     m_nUsed = 0;
+    if (more && Take(wanted, MSG_DONTWAIT)) return m_nUsed;
     if (m_patience.Try([&] { return Take(wanted, MSG_DONTWAIT); })) return m_nUsed;
     while (!Take(wanted, 0) && errno == EINTR) {}
     m_patience.Slept();

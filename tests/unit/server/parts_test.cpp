@@ -1,10 +1,10 @@
 // The small parts: ranges, endpoints, budgets, histories, flags.
+#include "link/unproved.h"
 #include "server/answer_budget.h"
 #include "server/kept_requests.h"
 #include "server/mcu_command.h"
 #include "server/rate_history.h"
 #include "server/server_options.h"
-#include "link/unproved.h"
 #include "server/video/key_frame_requests.h"
 
 #include <gtest/gtest.h>
