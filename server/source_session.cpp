@@ -14,7 +14,6 @@ CSourceSession::CSourceSession(const CSourceProfile& profile, CStream& stream, s
     SetQueueLimit(m_limits.upstreamQueueBytes);
 }
 
-// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
 bool CSourceSession::SendUpstream(const void* data, int length) {
     if (QueueCost() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
     return QueueFrame(data, length);

@@ -22,6 +22,8 @@ public:
     void SendSCTPData(char* packet, int length) override;
 
 protected:
+    /// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
+    bool EndsToGiveWay() const override { return false; }
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:

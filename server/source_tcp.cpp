@@ -18,6 +18,7 @@ CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSessi
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
       m_keepAlive(kKeepAliveEvery) {
     m_share.Take(connections, m_peer.ip);
+    session->SetKeepsPlace();
 }
 
 void CSourceTCP::AnswerValidation() {

@@ -25,6 +25,7 @@ bool CReassembly::Open() {
     FreeBuffer();
     m_nLength = 0;
     m_bSkipping = false;
+    m_bLostFrame.store(false, std::memory_order_relaxed);
     m_nCapacity = session::kReassemblyCapacity;
     m_pBuffer.reset(Allocate(nullptr, m_nCapacity));
     m_bOpen = m_pBuffer != nullptr;
@@ -52,6 +53,7 @@ bool CReassembly::AppendInUse(CSCTPPacket& packet) {
     if (Skip(packet, length)) return false;
     if (!Afford(m_nLength + length)) {
         ThrowAway();
+        m_bLostFrame.store(true, std::memory_order_relaxed);
         m_bSkipping = !packet.GetEnd();
         return false;
     }
@@ -115,7 +117,10 @@ void CReassembly::FreeBuffer() {
 
 // What follows of the frame is skipped to its end.
 void CReassembly::ThrowAway() {
-    m_bSkipping = m_bSkipping || m_nLength > 0;
+    if (m_nLength > 0) {
+        m_bSkipping = true;
+        m_bLostFrame.store(true, std::memory_order_relaxed);
+    }
     m_nLength = 0;
     FreeBuffer();
     m_account.Recover();
@@ -137,13 +142,15 @@ void CReassembly::Finish() {
 
 void CReassembly::GiveWay() {
     m_bMustGive.store(true);
-    if (m_bInUse.exchange(true)) return;
-    if (m_bMustGive.exchange(false)) ThrowAway();
-    m_bInUse.store(false);
+    while (m_bMustGive.load() && !m_bInUse.exchange(true)) {
+        if (m_bMustGive.exchange(false)) ThrowAway();
+        m_bInUse.store(false);
+    }
 }
 
 void CReassembly::Rest() {
     if (m_bInUse.exchange(true)) return;
     if (m_nLength == 0) FreeBuffer();
     m_bInUse.store(false);
+    if (m_bMustGive.load()) GiveWay();
 }

@@ -33,6 +33,9 @@ public:
     /// How much of a payload of this length is worth keeping: past one byte too many, its frame is skipped anyway.
     int MostUseful(int length) const { return length <= m_nSkipOver ? length : m_nSkipOver + 1; }
 
+    /// A frame was thrown away for want of memory: what follows comes with a gap. Any thread.
+    bool HasLostFrame() const { return m_bLostFrame.load(std::memory_order_relaxed); }
+
     char* Data() const { return m_pBuffer.get(); }
     int Length() const { return m_nLength; }
 
@@ -65,6 +68,7 @@ private:
     int m_nCharged = 0;     // of the capacity
     bool m_bBegun = false;  // the owner's: it has the buffer
     uint32_t m_ulStranger = 0;
+    std::atomic<bool> m_bLostFrame{false};
     std::atomic<bool> m_bInUse{false};     // whoever sets it has all of the above
     std::atomic<bool> m_bMustGive{false};  // the owner shall throw its frame away when it lets go
     std::atomic<uint64_t> m_nMoved{0};

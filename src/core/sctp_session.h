@@ -57,6 +57,7 @@ public:
     void SetStranger(uint32_t ip) { m_reassembly.SetStranger(ip); }
     /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
     void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
+    bool HasLostFrame() const { return m_reassembly.HasLostFrame(); }
 
     SessionStatistics GetStatistics() const;
 

@@ -42,6 +42,7 @@ bool CFrameLink::OpenLink(uint32_t strangerIP) {
     SetStranger(strangerIP);
     m_waiting.Enter(strangerIP);
     if (!OpenSession()) {
+        m_waiting.Leave();
         CloseSession();
         return false;
     }
@@ -63,6 +64,7 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
     const bool takes = length >= 0 && length <= limits::kMaxFrameLen && HasRoom(length);
     std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
     if (!buffer || !buffer->Store(data, length)) {
+        if (takes && EndsToGiveWay()) m_bOverrun.store(true, std::memory_order_relaxed);  // a gap would follow
         CountDropped();
         return false;
     }
@@ -105,7 +107,8 @@ bool CFrameLink::HasRoom(int length) {
 // A newcomer acknowledges nothing, or it would be none: all that it has taken is still here.
 bool CFrameLink::HasRoomWhileHeld(uint64_t cost) {
     CFirstSends* first = m_pFirst.load(std::memory_order_relaxed);
-    const bool room = !m_bHeldGap && m_nTaken + cost - limits::kFrameCost <= QueueLimit();
+    const bool alone = first && m_nTaken == 0;  // bounded by what all newcomers may have
+    const bool room = !m_bHeldGap && (alone || m_nTaken + cost - limits::kFrameCost <= QueueLimit());
     m_bHeldGap = !room || (first && !first->Take(cost));
     if (!m_bHeldGap) m_nTaken += cost;
     return !m_bHeldGap;
@@ -119,6 +122,10 @@ void CFrameLink::ForgetTaken() {
 
 // Whoever held the memory is at its end, and the sweep ends it.
 void CFrameLink::GiveWay() {
+    if (!EndsToGiveWay()) {
+        DropQueue();
+        return m_waiting.Recover();
+    }
     m_bGaveWay.store(true, std::memory_order_relaxed);
     DropQueue();
     DropFrames();

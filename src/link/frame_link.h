@@ -64,8 +64,8 @@ public:
         return m_bOverrun.load(std::memory_order_relaxed) || HasGivenWay() ||
                m_longest.IsOver(QueueCost(), QueueLimit());
     }
-    /// The process had no memory left for what waits here: the link is at its end.
-    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed); }
+    /// The process had no memory left for what waits here, or for a frame that came: the link is at its end.
+    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed) || HasLostFrame(); }
     /// What the queue occupies. Many short frames take more room than their bytes.
     uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
     void FillStatistics(LumoLinkStatistics& statistics) override;
@@ -82,6 +82,9 @@ public:
 protected:
     /// The link's ID, kind, far side and the signs of its life. Any thread.
     virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
+
+    /// Whether to give way is its end; else it only loses what waits.
+    virtual bool EndsToGiveWay() const { return true; }
 
 private:
     void GiveWay() override;

@@ -67,6 +67,7 @@ public:
     void SetMaxAge(unsigned long milliseconds) override { maxAge = milliseconds; }
     unsigned long GetAgedFrames() override { return 0; }
     void SetMaxStall(unsigned long milliseconds) override { maxStall = milliseconds; }
+    void SetKeepsPlace() override {}
     uint64_t GetReceivedBytes() override { return received; }
 
     std::vector<CSentMessage> TakeSent();

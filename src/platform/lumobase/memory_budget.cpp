@@ -14,12 +14,13 @@ void CMemoryBudget::SetExempt(std::function<bool(uint32_t ip)> exempt) {
 bool CMemoryBudget::Add(uint64_t bytes) {
     const uint64_t sum = m_nSum.fetch_add(bytes, std::memory_order_relaxed) + bytes;
     const uint64_t limit = Limit();
+    if (sum > limit) RaiseAlarm();
+    if (sum > limit + limit / kMargin) {
+        Subtract(bytes);
+        return false;
+    }
     if (sum > m_nPeak.load(std::memory_order_relaxed)) m_nPeak.store(sum, std::memory_order_relaxed);
-    if (sum <= limit) return true;
-    RaiseAlarm();
-    if (sum <= limit + limit / kMargin) return true;
-    Subtract(bytes);
-    return false;
+    return true;
 }
 
 // Memory that many share is no address's alone: while the sum is small nobody is too large.
@@ -152,10 +153,13 @@ void CBudgetAccount::Let(uint64_t bytes) {
     if (address) address->bytes.fetch_sub(bytes, std::memory_order_relaxed);
 }
 
-uint64_t CBudgetAccount::Speed() { return std::max(m_nSpeed, m_holder.BytesMoved() - m_nMoved); }
+// A holder may add up what it has moved from counters that are not read at once: that may seem to go back.
+uint64_t CBudgetAccount::MovedBy() { return std::max(m_holder.BytesMoved(), m_nMoved); }
+
+uint64_t CBudgetAccount::Speed() { return std::max(m_nSpeed, MovedBy() - m_nMoved); }
 
 void CBudgetAccount::LookAtSpeed() {
-    const uint64_t moved = m_holder.BytesMoved();
+    const uint64_t moved = MovedBy();
     if (moved == m_nMoved && Bytes() > 0) m_holder.Rest();
     m_nSpeed = (m_nSpeed + moved - m_nMoved) / 2;
     m_nMoved = moved;

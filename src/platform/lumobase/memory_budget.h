@@ -125,6 +125,7 @@ public:
 
 private:
     friend class CMemoryBudget;
+    uint64_t MovedBy();
     uint64_t Speed();
     void LookAtSpeed();
 

@@ -134,6 +134,8 @@ public:
     /// Once something has waited, and the far side has taken not one byte, for so long, the connection ends. 0, at
     /// first: never.
     virtual void SetMaxStall(unsigned long milliseconds) = 0;
+    /// Where memory is short only what waits here is lost, and frames may be missing: the connection stays.
+    virtual void SetKeepsPlace() = 0;
 
 protected:
     ~ITcpSession() = default;

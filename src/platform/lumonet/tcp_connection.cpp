@@ -46,22 +46,30 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
     try {
         CMessageShare frame = mode == 1 ? nullptr : ShareFrame(data, bytes);
         CQueueShare share;
-        if (mode != 1 && (!frame || !share.Take(m_out.account, bytes))) return GiveWay();  // a gap would follow
+        if (mode != 1 && (!frame || !share.Take(m_out.account, bytes))) {
+            return m_bKeepsPlace.load(std::memory_order_relaxed) ? void() : GiveWay();  // a gap would follow
+        }
         const bool wake =
             mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(share));
         if (wake && !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
     } catch (...) {
         LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
+        GiveWay();
     }
 }
 
+void CTcpConnection::CWay::GiveWay() {
+    if (this != &owner.m_out || !owner.m_bKeepsPlace.load(std::memory_order_relaxed)) return owner.GiveWay();
+    owner.m_queue.Clear();
+    account.Recover();
+}
+
 void CTcpConnection::GiveWay() {
-    const std::shared_ptr<CTcpConnection> self = weak_from_this().lock();
+    std::shared_ptr<CTcpConnection> self = weak_from_this().lock();
     if (!self) return;
-    m_reactor.Post([self] {
-        self->Lose("gives way for want of memory");
-        self->m_decoder = CTcpDecoder();
-        self->ChargeKept();
+    const CTcpReactor reactor = m_reactor;   // the object may go before Post has returned
+    reactor.Post([self = std::move(self)] {  // no share stays with the worker, which has the budget's lock
+        self->LetGo();
     });
 }
 
@@ -71,9 +79,15 @@ void CTcpConnection::ChargeKept() {
     if (kept < m_nCharged) m_in.account.Return(m_nCharged - kept);
     if (kept > m_nCharged) {
         m_in.account.Enter(m_ulStranger);
-        if (!m_in.account.Take(kept - m_nCharged)) return GiveWay();
+        if (!m_in.account.Take(kept - m_nCharged)) return LetGo();
     }
     m_nCharged = kept;
+}
+
+void CTcpConnection::LetGo() {
+    Lose("gives way for want of memory");
+    m_decoder = CTcpDecoder();
+    ChargeKept();
 }
 
 void CTcpConnection::FinishSending() {

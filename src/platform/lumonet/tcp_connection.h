@@ -58,6 +58,8 @@ protected:
 
     /// What waits ends the connection when the far side takes nothing for so long.
     void SetStallLimit(uint32_t milliseconds) { m_stall.SetLimit(milliseconds); }
+    /// What waits gives way alone, and the connection stays.
+    void KeepPlace() { m_bKeepsPlace.store(true, std::memory_order_relaxed); }
 
     /// The object stays alive until Unpin, for whoever holds it as a raw pointer.
     void Pin();
@@ -70,7 +72,7 @@ private:
     struct CWay final : public IBudgetHolder {
         CWay(CTcpConnection& connection, CMemoryBudget& budget, const std::atomic<uint64_t>& bytes)
             : owner(connection), moved(bytes), account(budget, *this) {}
-        void GiveWay() override { owner.GiveWay(); }
+        void GiveWay() override;
         uint64_t BytesMoved() override { return moved.load(std::memory_order_relaxed); }
 
         CTcpConnection& owner;
@@ -107,6 +109,8 @@ private:
     void OnWriteFailed();
     /// Any thread: this connection ends, for want of memory.
     void GiveWay();
+    /// Reactor: the same at once.
+    void LetGo();
     void ChargeKept();
     void Linger();
     void End(const char* reason, bool gently);
@@ -122,6 +126,7 @@ private:
     bool m_bLooking = false;      // reactor: the timer of the next line is set
     asio::steady_timer m_look;    // reactor
     CTcpStall m_stall;            // reactor
+    std::atomic<bool> m_bKeepsPlace{false};
     std::atomic<bool> m_bFinishing{false};
     std::atomic<bool> m_bLost{false};
     CCritSec m_csPinned;

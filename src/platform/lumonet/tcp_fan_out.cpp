@@ -12,11 +12,13 @@ CEncodedMessage::~CEncodedMessage() { SendBudget().Subtract(cost); }
 
 CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length) {
     const auto message = std::make_shared<CEncodedMessage>();
+    const uint64_t cost = net::kHeaderLen + uint64_t{length} + sizeof(CEncodedMessage);
+    if (kind == TcpKind::Frame) {  // a validation is short, and one a connection
+        if (!SendBudget().Add(cost)) return nullptr;
+        message->cost = cost;
+    }
     message->block = EncodeMessage(kind, body, length);
     if (!message->block) return nullptr;
-    const uint64_t cost = message->block.Capacity() + sizeof(CEncodedMessage);
-    if (!SendBudget().Add(cost)) return nullptr;
-    message->cost = cost;
     message->length = net::kHeaderLen + length;
     return message;
 }

@@ -31,6 +31,7 @@ public:
     void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
     unsigned long GetAgedFrames() override { return m_queue.Aged(); }
     void SetMaxStall(unsigned long milliseconds) override { SetStallLimit(static_cast<uint32_t>(milliseconds)); }
+    void SetKeepsPlace() override { KeepPlace(); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;
