@@ -17,8 +17,8 @@ void CContests::Begin(uint32_t channelID, CSourceUDP& present, CNewcomer newcome
     present.Ask();
 }
 
-bool CContests::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer) {
-    if (HasJustLost({channelID, peer.ip, peer.port})) return true;
+bool CContests::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, bool taken) {
+    if (taken && HasJustLost({channelID, peer.ip, peer.port})) return true;
     const auto found = m_contests.find(channelID);
     const CClaim* claim = found == m_contests.end() ? nullptr : found->second.newcomer.claim.get();
     if (!claim || claim->senderKey != senderKey || !(claim->peer == peer)) return false;

@@ -37,9 +37,9 @@ public:
 
     bool Has(uint32_t channelID) const { return m_contests.count(channelID) != 0; }
     void Begin(uint32_t channelID, CSourceUDP& present, CNewcomer newcomer);
-    /// A connect request of one who is in a contest is acknowledged again, and one who has just lost hears nothing;
-    /// false when it is neither's.
-    bool OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer);
+    /// A connect request of one who is in a contest is acknowledged again, and one who has just lost hears nothing
+    /// while the place is taken; false when it is neither's.
+    bool OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, bool taken);
     /// It has given up.
     void Leave(uint32_t sourceID, const CPeer& peer);
     /// Asks where it is time to, and takes out those who have won, with their channels.

@@ -16,13 +16,14 @@ void CMedium::LogPeer(LogKind role, const CPeer& peer, bool tcp, const char* wha
 
 bool CMedium::MayHold(uint32_t channelID, uint32_t ip) {
     const std::shared_ptr<CStream> stream = streams.Find(channelID);
-    return (stream && stream->Holder().IsOf(ip)) || !context.channels.IsFull(ip);
+    return (stream && stream->Holder().IsOf(ip)) || !context.channels.IsFull(ip) || Refuse(ip);
 }
 
-bool CMedium::Hold(CStream& stream, uint32_t ip) {
-    const bool holds = stream.Holder().Take(context.channels, ip);
-    if (!holds) context.log.Refused(ip, "it has its share of channels and boards");
-    return holds;
+bool CMedium::Hold(CStream& stream, uint32_t ip) { return stream.Holder().Take(context.channels, ip) || Refuse(ip); }
+
+bool CMedium::Refuse(uint32_t ip) {
+    context.log.Refused(ip, "it has its share of channels and boards");
+    return false;
 }
 
 std::shared_ptr<CStream> CMedium::MakeStream(const CStreamName& name) {

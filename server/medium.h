@@ -57,6 +57,8 @@ struct CMedium {
     void EndDeserted(ChannelKey channel);
     /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
     void EndStream(CStream& stream);
+    /// Says that an address has its share; false.
+    bool Refuse(uint32_t ip);
 
     const CSourceProfile& profile;
     IMediumClasses& classes;

@@ -113,7 +113,7 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CP
 std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID, uint32_t ip, bool proved) {
     std::shared_ptr<CStream> board = m_medium.streams.Find(channelID);
     if (!board) {
-        if (m_medium.context.channels.IsFull(ip)) return nullptr;
+        if (!m_medium.MayHold(channelID, ip)) return nullptr;
         if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
         board = m_medium.MakeStream({channelID});
     }

@@ -62,7 +62,9 @@ CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_
         m_relays.erase(key);
     });
     relay.stream = m_medium.MakeStream({key.first, relay.legID.Get(), {home.ips[0], home.port}});
-    if (!relay.stream || !m_medium.Hold(*relay.stream, asker)) return nullptr;
+    if (!relay.stream) return nullptr;
+    // Whoever asks over UDP may not be there: it answers for the channel once it has shown itself.
+    if (tcp ? !m_medium.Hold(*relay.stream, asker) : m_medium.context.channels.IsFull(asker)) return nullptr;
     relay.leg = m_medium.classes.MakeLeg(*relay.stream, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();

@@ -24,7 +24,11 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     const uint32_t sinkID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
     const CPeer peer{datagram.ip, datagram.port};
     if (!m_medium.classes.IsSinkAt(sinkID, peer)) return false;
-    if (m_medium.profile.board && !HoldBoard(m_unproved.ChannelOf(sinkID), sinkID, peer.ip)) return false;
+    if (m_unproved.Count() != 0) {
+        const ChannelKey asked = m_unproved.ChannelOf(sinkID);
+        const bool relayed = asked != ChannelNumber(asked);
+        if ((m_medium.profile.board || relayed) && !HoldBoard(asked, sinkID, peer.ip)) return false;
+    }
     const ChannelKey channel = m_unproved.Remove(sinkID);
     if (channel == 0) return true;
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);

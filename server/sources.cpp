@@ -24,9 +24,11 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
         if (again) source.OnConnect();
     });
     if (again || channelID == 0 || m_medium.closed) return;
-    if (m_contests.OnConnect(channelID, senderKey, peer) || !m_medium.MayHold(channelID, peer.ip)) return;
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
-    if (stream ? PlaceIn(*stream) == Place::Taken : m_medium.streams.Size() >= m_medium.Limits().channels) return;
+    const Place place = stream ? PlaceIn(*stream) : Place::Free;
+    if (m_contests.OnConnect(channelID, senderKey, peer, place != Place::Free)) return;
+    if (place == Place::Taken || !m_medium.MayHold(channelID, peer.ip)) return;
+    if (!stream && m_medium.streams.Size() >= m_medium.Limits().channels) return;
     m_claims.OnConnect(channelID, senderKey, peer, datagram.length + 1, Wanted(channelID));
 }
 
@@ -39,6 +41,7 @@ uint32_t CSources::Wanted(uint32_t channelID) {
 bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (channelID == 0 || m_contests.Has(channelID) || (stream && PlaceIn(*stream) == Place::Taken)) return false;
+    if (!m_medium.MayHold(channelID, static_cast<uint32_t>(session->GetRemoteIP()))) return false;
     if (!AcceptTcpSession(session)) return false;
     CNewcomer newcomer;
     newcomer.session.reset(session);

@@ -30,6 +30,7 @@ void CNewcomers::OnShown(CMcuSink& sink, uint32_t sinkID, uint64_t queueBytes) {
     CFrameLink* link = sink.GetFrameLink();
     if (!link) return;
     link->SetQueueLimit(queueBytes);
+    if (sink.Info().kind != wire::Kind::Video) link->SetMaxReceivedFrame(limits::kMaxFrameLen);
     if (link->SetHeld(false)) sink.OnGap();
 }
 
