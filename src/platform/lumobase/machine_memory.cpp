@@ -30,7 +30,9 @@ void Lower(uint64_t& least, uint64_t bytes) {
 // A group is bound by those above it, too. Inside a container only the topmost may be seen.
 void LowerToGroups(uint64_t& least, const std::string& mount, std::string group, const std::string& file) {
     for (;;) {
-        Lower(least, ReadNumber(mount + group + file));
+        std::string path = mount;
+        path.append(group).append(file);
+        Lower(least, ReadNumber(path));
         if (group.empty()) return;
         group.erase(group.rfind('/') == std::string::npos ? 0 : group.rfind('/'));
     }
