@@ -66,7 +66,7 @@ def taken_by_one(program, take):
                     break
             comes = take(honest, 5000)
             held = int(relay.metric("lumo_channels"))
-    return f"{held} held by one, the honest one {'comes' if comes else 'gets no answer'}", held == 257 and comes
+    return f"{held - comes} held by one, the honest one {'comes' if comes else 'gets no answer'}", held == 257 and comes
 
 
 @row("256 boards of one address, then an honest one's of another")

@@ -188,7 +188,9 @@ TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
     EXPECT_FALSE(endpoint->IsDisconnected());
     endpoint->Write(frame);
     endpoint->Write(frame);
-    host.clock.Advance(10001);  // in video a key frame may come to its help
+    const bool video = std::string(Row().name).find("Video") == 0;
+    EXPECT_EQ(endpoint->IsDisconnected(), !video) << "there a key frame may come to its help";
+    host.clock.Advance(10001);
     EXPECT_TRUE(endpoint->IsDisconnected());
 }
 
