@@ -9,7 +9,7 @@
 bool CSignalling::MayCome(uint32_t userID) {
     CAutoLock lock(&m_cs);
     const auto found = m_clients.find(userID);
-    if (found != m_clients.end()) return found->second->IsGone();
+    if (found != m_clients.end()) return !found->second->IsOpen();
     return m_clients.size() < m_nMaxClients;
 }
 
@@ -56,7 +56,7 @@ void CSignalling::OnSecond() {
         CAutoLock lock(&m_cs);
         for (auto it = m_clients.begin(); it != m_clients.end();) {
             const auto here = it++;
-            if (here->second->IsGone())
+            if (!here->second->IsOpen())
                 gone.insert(m_clients.extract(here));
             else
                 here->second->OnSecond();

@@ -34,11 +34,11 @@ CSignallingClient::CSignallingClient(CSignalling& service, ITcpSession* session,
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
       m_user(std::move(user)),
       m_connection(std::move(connection)),
-      m_keepAlive(kKeepAliveEvery),
-      m_taking(CActivity::Now()) {}
+      m_keepAlive(kKeepAliveEvery) {}
 
 void CSignallingClient::AnswerValidation() {
     m_pSession->SetNotify(this);
+    m_pSession->SetMaxStall(kTakesNothingMs);
     const wire::CDatagram answer = ValidationMessage(wire::TcpType::Signalling, wire::CDatagram().U32(m_ulUserID));
     m_pSession->SendData(answer.Data(), answer.Length(), 1);
 }
@@ -47,17 +47,11 @@ bool CSignallingClient::Forward(uint32_t fromUserID, const char* packet, int len
     const std::string frame = signalling::Frame(fromUserID, packet, length);
     if (m_pSession->GetSendQueueBytes() + frame.size() > signalling::kMaxQueueBytes) return false;
     m_pSession->SendData(frame.data(), static_cast<int>(frame.size()), 0);
-    m_ullPut += frame.size();
     m_keepAlive.Restart();
     return true;
 }
 
 void CSignallingClient::OnSecond() {
-    const uint64_t waiting = m_pSession->GetSendQueueBytes();
-    const uint64_t taken = m_ullPut - waiting;
-    if (waiting == 0 || static_cast<int64_t>(taken - m_ullTaken) > 0) m_taking.Touch();
-    m_ullTaken = taken;
-    m_bStuck = m_taking.SilentFor(kTakesNothingMs);
     if (m_pSession->GetSendQueueSize() != 0 || !m_keepAlive.Poll()) return;
     const char keepAlive = 0;
     m_pSession->SendData(&keepAlive, 1, 0);

@@ -39,8 +39,6 @@ public:
     bool Forward(uint32_t fromUserID, const char* packet, int length);
     /// The poll of every second: an idle connection shows by a keep-alive that it is broken.
     void OnSecond();
-    /// It has left, or takes nothing of what waits for it.
-    bool IsGone() { return m_bStuck || m_pSession->IsDisconnected(); }
     bool IsOpen() { return !m_pSession->IsDisconnected(); }
     void CloseWhenSent() { m_pSession->CloseWhenSent(); }
     void End() { m_pSession->ReleaseConnections(); }
@@ -60,9 +58,4 @@ private:
     const CShareHold m_connection;
     CSignallingPace m_pace;  // TCP thread
     CPollCount m_keepAlive;
-    // These under the service's lock.
-    uint64_t m_ullPut = 0;    // bytes that were queued for it
-    uint64_t m_ullTaken = 0;  // less what waited when that was last looked at
-    CActivity m_taking;
-    bool m_bStuck = false;
 };
