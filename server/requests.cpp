@@ -1,9 +1,42 @@
 #include "server/requests.h"
 
 #include "core/wire/commands.h"
+#include "platform/lumobase/clock.h"
 
 using wire::Field;
 using wire::Kind;
+
+namespace {
+
+uint64_t RandomOdd() { return uint64_t{Lumo_Base::GenerateSSRC()} << 32 | Lumo_Base::GenerateSSRC() | 1; }
+
+}  // namespace
+
+CRequests::CRequests() : m_waiting(kRoom), m_ullMix(RandomOdd()) {}
+
+bool CRequests::Add(const char* data, int length, const CPeer& peer) {
+    if (!IsOne(data, length)) {
+        m_bOthers = true;
+        return false;
+    }
+    if (m_nWaiting == kRoom) {
+        Drop(1);
+        return true;
+    }
+    CRequest& request = m_waiting[m_nWaiting++];
+    std::copy_n(data, length, request.data.begin());
+    request.length = length;
+    request.often = AsksOften(peer.ip);
+    request.peer = peer;
+    return true;
+}
+
+// Counted in slots that addresses share, so that no number of them takes memory.
+bool CRequests::AsksOften(uint32_t ip) {
+    uint16_t& asked = m_asked[(ip * m_ullMix) >> (64 - kSlotBits)];
+    if (asked < kSeldom) ++asked;
+    return asked == kSeldom;
+}
 
 bool CRequests::IsOne(const char* data, int length) {
     if (length < 1 || length > kLongest) return false;
@@ -15,8 +48,24 @@ bool CRequests::IsOne(const char* data, int length) {
     return row->fields[0] == Field::ChannelID || (subscribes && row->fields[1] == Field::ChannelID);
 }
 
+void CRequests::Drop(size_t count) {
+    if (count == 0) return;
+    m_bDropping = true;
+    m_nDropped.fetch_add(count, std::memory_order_relaxed);
+}
+
+void CRequests::Pay(uint64_t& since) {
+    FlushUdpBatch();  // the answers cost, too
+    const uint64_t now = Lumo_Base::ThreadTime();
+    m_nLeft -= static_cast<int64_t>(now - since);
+    since = now;
+}
+
 void CRequests::Refill() {
     const uint32_t now = CActivity::Now();
     m_nLeft = std::min(kNsSaved, m_nLeft + static_cast<int64_t>(ElapsedMs(now, m_ulRefilled) * kNsEveryMs));
     m_ulRefilled = now;
+    if (ElapsedMs(now, m_ulAskedSince) < 1000) return;
+    m_ulAskedSince = now;
+    m_asked.fill(0);
 }

@@ -11,69 +11,71 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 /// Answered once the rest of their burst has been dealt with, as long as they cost no more than a tenth of a processor
-/// core; those beyond it are dropped, for whoever is there asks again. UDP thread but Dropped.
+/// core; those beyond it are dropped, for whoever is there asks again. Half of what has been saved is for addresses
+/// that ask seldom. UDP thread but Dropped.
 class CRequests {
 public:
     static constexpr size_t kRoom = 1024;             ///< requests of one burst
     static constexpr uint64_t kNsEveryMs = 100000;    ///< processor time they get
     static constexpr int64_t kNsSaved = 100'000'000;  ///< of it at most, while few come
-    static constexpr size_t kSlice = 16;              ///< requests between two looks at the clock
+    static constexpr size_t kSlice = 32;              ///< requests between two looks at the clock
+    static constexpr unsigned kSeldom = 16;           ///< requests of one address in a second
+    static constexpr unsigned kRestUs = 10;           ///< after a burst while requests have to be dropped; twice as
+    static constexpr unsigned kLongestRestUs = 400;   ///< long after each that brings nothing else, up to this
 
-    CRequests() : m_waiting(kRoom) {}
+    CRequests();
 
     /// A datagram that waits for the end of its burst, if it is a request.
-    bool Add(const char* data, int length, const CPeer& peer) {
-        if (!IsOne(data, length)) return false;
-        if (m_nWaiting == kRoom) {
-            Drop(1);
-            return true;
-        }
-        CRequest& request = m_waiting[m_nWaiting++];
-        std::copy_n(data, length, request.data.begin());
-        request.length = length;
-        request.peer = peer;
-        return true;
-    }
+    bool Add(const char* data, int length, const CPeer& peer);
     /// The burst ends. `serve` is called with each request as its datagram came.
     template <class Serve>
     void OnBurstEnd(Serve serve) {
         if (m_nWaiting == 0) return;
         Refill();
-        Drop(m_nWaiting - (m_nLeft > 0 ? ServeWaiting(serve) : 0));
+        size_t served = ServeThose(false, 0, serve);
+        served += ServeThose(true, kNsSaved / 2, serve);
+        Drop(m_nWaiting - served);
         m_nWaiting = 0;
+    }
+    /// Those that come one by one cost most: in a flood they are taken together. Microseconds.
+    unsigned Rest() {
+        m_ulRestUs = std::exchange(m_bOthers, false) ? kRestUs : std::min(2 * m_ulRestUs, kLongestRestUs);
+        return std::exchange(m_bDropping, false) ? m_ulRestUs : 0;
     }
     /// Any thread.
     uint64_t Dropped() const { return m_nDropped.load(std::memory_order_relaxed); }
 
 private:
-    /// How many were served.
-    template <class Serve>
-    size_t ServeWaiting(Serve& serve) {
-        FlushUdpBatch();  // what others are owed leaves first, and is not counted
-        uint64_t before = Lumo_Base::ThreadTime();
-        size_t served = 0;
-        while (served < m_nWaiting && m_nLeft > 0) {
-            for (const size_t end = std::min(m_nWaiting, served + kSlice); served < end; ++served)
-                ServeOne(serve, m_waiting[served]);
-            if (served == m_nWaiting || served % (4 * kSlice) == 0) FlushUdpBatch();  // their answers cost, too
-            const uint64_t after = Lumo_Base::ThreadTime();
-            m_nLeft -= static_cast<int64_t>(after - before);
-            before = after;
-        }
-        return served;
-    }
-
-    static constexpr int kLongest = 40;  // no request is as long
+    static constexpr int kLongest = 40;   // no request is as long
+    static constexpr int kSlotBits = 12;  // of what is counted by address
     struct CRequest {
         std::array<char, kLongest> data;
         int length;
+        bool often;
         CPeer peer;
     };
 
-    static bool IsOne(const char* data, int length);
+    /// Until only `left` of the time is left. How many were served.
+    template <class Serve>
+    size_t ServeThose(bool often, int64_t left, Serve& serve) {
+        size_t served = 0;
+        uint64_t since = 0;
+        for (size_t i = 0; i < m_nWaiting && m_nLeft > left; ++i) {
+            if (m_waiting[i].often != often) continue;
+            if (served == 0) {
+                FlushUdpBatch();  // what others are owed leaves first, and is not counted
+                since = Lumo_Base::ThreadTime();
+            }
+            ServeOne(serve, m_waiting[i]);
+            if (++served % kSlice == 0) Pay(since);
+        }
+        if (served % kSlice != 0) Pay(since);
+        return served;
+    }
     template <class Serve>
     static void ServeOne(Serve& serve, const CRequest& request) {
         try {
@@ -81,12 +83,21 @@ private:
         } catch (...) {  // for want of memory, say: it costs itself and not the others
         }
     }
+    static bool IsOne(const char* data, int length);
+    bool AsksOften(uint32_t ip);
     void Refill();
-    void Drop(size_t count) { m_nDropped.fetch_add(count, std::memory_order_relaxed); }
+    void Pay(uint64_t& since);
+    void Drop(size_t count);
 
     std::vector<CRequest> m_waiting;
     size_t m_nWaiting = 0;
     int64_t m_nLeft = kNsSaved;
     uint32_t m_ulRefilled = CActivity::Now();
+    const uint64_t m_ullMix;  // nobody outside knows which addresses share a slot
+    std::array<uint16_t, size_t{1} << kSlotBits> m_asked{};
+    uint32_t m_ulAskedSince = CActivity::Now();
+    bool m_bDropping = false;
+    bool m_bOthers = false;
+    unsigned m_ulRestUs = kRestUs;
     std::atomic<uint64_t> m_nDropped{0};
 };

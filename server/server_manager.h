@@ -30,6 +30,7 @@ public:
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
     void OnUdpClientNotifyBurstEnd() override;
+    unsigned OnUdpClientNotifyMayRest() override { return m_requests.Rest(); }
     bool MayAccept(unsigned long ip, unsigned unvalidated) override;
 
     void OnCommand(const CServerDatagram& datagram) override;

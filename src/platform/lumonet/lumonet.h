@@ -23,6 +23,9 @@ public:
     /// A burst of datagrams begins and ends, on the receive thread: what is sent in between may travel as one batch.
     virtual void OnUdpClientNotifyBurstBegin() {}
     virtual void OnUdpClientNotifyBurstEnd() {}
+    /// Asked after each burst: for how many microseconds the receive thread may rest once it finds nothing more, so
+    /// that what comes meanwhile is taken together. 0: it looks for the next datagram at once.
+    virtual unsigned OnUdpClientNotifyMayRest() { return 0; }
 
 protected:
     ~IUdpClientNotify() = default;

@@ -18,15 +18,18 @@ bool CUdpDelivery::Datagram(const char* data, size_t length, uint32_t ip, uint16
     return true;
 }
 
-void CUdpDelivery::End() {
+unsigned CUdpDelivery::End() {
+    unsigned restUs = 0;
     // Whoever releases on another thread waits for this burst; a release from inside lets nothing follow.
     if (!m_bReleasedInside) {
         CallInside([this] { m_pNotify->OnUdpClientNotifyBurstEnd(); });
+        CallInside([&] { restUs = m_pNotify->OnUdpClientNotifyMayRest(); });
     }
     udp::CountReceived(m_nDatagrams, m_nBytes);
     m_nDatagrams = 0;
     m_nBytes = 0;
     m_gate.Leave();
+    return restUs;
 }
 
 bool CUdpDelivery::Release() {

@@ -13,7 +13,8 @@ public:
     bool Begin();
     /// False once released: the rest of the burst is dropped. Empty datagrams are left out.
     bool Datagram(const char* data, size_t length, uint32_t ip, uint16_t port);
-    void End();
+    /// For how many microseconds the thread may rest.
+    unsigned End();
 
     /// Any thread; see CReleaseGate::Release. True when called from inside a callback.
     bool Release();

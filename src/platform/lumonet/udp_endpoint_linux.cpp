@@ -57,7 +57,7 @@ void CUdpEndpointLinux::DeliverBurst(size_t runs) {
     for (size_t i = 0; i < runs; ++i) {
         if (!DeliverRun(m_receiver.Run(i))) break;
     }
-    m_delivery.End();
+    m_receiver.RestNext(m_delivery.End());
 }
 
 bool CUdpEndpointLinux::DeliverRun(const CReceivedRun& run) {

@@ -4,10 +4,13 @@
 
 #include <arpa/inet.h>
 #include <netinet/udp.h>
+#include <sys/prctl.h>
+#include <time.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 CUdpReceiverLinux::CUdpReceiverLinux(int fd, const UdpFeatures& features, bool askedAddresses)
     : m_fd(fd),
@@ -60,10 +63,20 @@ size_t CUdpReceiverLinux::Receive() {
     for (size_t i = 0; i < m_nUsed; ++i) Prepare(i);
     m_nUsed = 0;
     if (more && Take(wanted, MSG_DONTWAIT)) return m_nUsed;
+    if (m_ulRestUs > 0) {
+        Rest();
+        if (Take(udp::kReceiveMessages, MSG_DONTWAIT)) return m_nUsed;
+    }
     if (m_patience.Try([&] { return Take(wanted, MSG_DONTWAIT); })) return m_nUsed;
     while (!Take(wanted, 0) && errno == EINTR) {}
     m_patience.Slept();
     return m_nUsed;
+}
+
+void CUdpReceiverLinux::Rest() {
+    const timespec time{0, std::min(std::exchange(m_ulRestUs, 0), udp::kLongestRestUs) * 1000L};
+    prctl(PR_SET_TIMERSLACK, 1000UL);  // this thread's sleeps end when they should, not up to 50 us later
+    nanosleep(&time, nullptr);
 }
 
 CReceivedRun CUdpReceiverLinux::Run(size_t i) const {

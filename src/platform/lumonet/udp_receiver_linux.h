@@ -32,11 +32,14 @@ public:
     /// Waits for datagrams and takes what is there; the number of runs, valid until the next call. 0: an error.
     size_t Receive();
     CReceivedRun Run(size_t i) const;
+    /// Once nothing more is there, the next call rests for so long before it looks again.
+    void RestNext(unsigned microseconds) { m_ulRestUs = microseconds; }
 
 private:
     bool Enable(int level, int option) const;
     unsigned MessagesToAskFor();
     void Prepare(size_t i);
+    void Rest();
     /// One call; false when nothing was taken.
     bool Take(unsigned wanted, int flags);
 
@@ -56,4 +59,5 @@ private:
     std::array<Control, udp::kReceiveMessages> m_controls;
     size_t m_nUsed = udp::kReceiveMessages;  // messages to be prepared anew
     unsigned m_nCalls = 0;
+    unsigned m_ulRestUs = 0;
 };
