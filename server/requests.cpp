@@ -1,7 +1,6 @@
 #include "server/requests.h"
 
 #include "core/wire/commands.h"
-#include "platform/lumobase/clock.h"
 
 using wire::Field;
 using wire::Kind;

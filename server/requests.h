@@ -3,7 +3,7 @@
 
 #include "link/activity.h"
 #include "link/mcu_services.h"
-#include "platform/lumobase/processor.h"
+#include "platform/lumobase/clock.h"
 #include "server/status.h"
 
 #include <algorithm>

@@ -79,6 +79,13 @@ CTimeUnheld::CTimeUnheld() : m_nHolds(std::exchange(t_held, {}).depth) {}
 
 CTimeUnheld::~CTimeUnheld() { t_held = {m_nHolds, false, 0}; }
 
+uint64_t ThreadTime() {
+    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return uint64_t{source()} * 1000000U;
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
+}
+
 void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
 
 unsigned long GenerateSSRC() {

@@ -15,6 +15,10 @@ namespace Lumo_Base {
 /// Milliseconds of a monotonic clock, at most 32 bits. Take differences in uint32_t: it wraps.
 unsigned long GetTimestamp();
 
+/// Processor time of the calling thread in nanoseconds; only differences mean anything. Where the clock is replaced, by
+/// that clock.
+uint64_t ThreadTime();
+
 /// Test seam: replaces the clock of GetTimestamp; null gives the real one back. Not while other threads run.
 void SetTimestampSource(unsigned long (*source)());
 

@@ -7,8 +7,6 @@ namespace Lumo_Base {
 
 /// Microseconds that never go back; only differences mean anything. Not the clock that tests replace.
 uint64_t RunningUs();
-/// Processor time of the calling thread in nanoseconds; only differences mean anything.
-uint64_t ThreadTime();
 /// Lets other threads run.
 void Yield();
 
