@@ -1,6 +1,7 @@
 #include "server/signalling_client.h"
 
 #include "link/tcp_link.h"
+#include "link/tcp_sink.h"
 #include "p2p/signal_frames.h"
 #include "server/signalling.h"
 
@@ -10,7 +11,6 @@
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds
 constexpr uint32_t kSecondMs = 1000;
-constexpr uint32_t kTakesNothingMs = 10000;
 }  // namespace
 
 CSignallingPace::Verdict CSignallingPace::OnFrame(uint32_t now) {

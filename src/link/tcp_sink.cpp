@@ -3,8 +3,7 @@
 #include "link/instances.h"
 
 namespace {
-constexpr uint8_t kKeepAliveEvery = 11;      // idle sweeps
-constexpr uint32_t kTakesNothingMs = 10000;  // of a server's subscriber for whom something waits
+constexpr uint8_t kKeepAliveEvery = 11;  // idle sweeps
 }  // namespace
 
 CTcpSink::CTcpSink(ITcpSession* session)

@@ -11,6 +11,9 @@
 #include <atomic>
 #include <cstdint>
 
+/// How long a server bears with a client for whom something waits and who takes not one byte.
+inline constexpr uint32_t kTakesNothingMs = 10000;
+
 /// What a session's queue occupies.
 inline uint64_t BytesWaiting(ITcpSession& session) {
     return limits::QueueCost(session.GetSendQueueBytes(), session.GetSendQueueSize());
