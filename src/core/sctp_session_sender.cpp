@@ -99,10 +99,13 @@ bool CSCTPSessionSender::SendDue(uint32_t first, uint32_t quiet, uint32_t now) {
         if (!due) continue;
         ++sent;
         m_nPacketsSent.Add();
-        m_nBytesSent.Add(static_cast<uint64_t>(packet->GetPacketDataLen() - session::kHeaderLen));
+        const auto bytes = static_cast<uint64_t>(packet->GetPacketDataLen() - session::kHeaderLen);
+        m_nBytesSent.Add(bytes);
         if (again) {
             m_nRetransmitted.Add();
             session::CountRetransmitted();
+        } else {
+            m_nBytesFirstSent.Add(bytes);
         }
         SendPacket(packet);
     }

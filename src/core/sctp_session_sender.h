@@ -38,8 +38,8 @@ public:
         return m_nUnderWay.load(std::memory_order_acquire) < m_ulWindowSize.load(std::memory_order_relaxed);
     }
 
-    /// Packets sent, repetitions not counted. Any thread.
-    uint64_t FirstSends() const { return m_nPacketsSent.Get() - m_nRetransmitted.Get(); }
+    /// Payload sent, repetitions not counted. Any thread.
+    uint64_t BytesFirstSent() const { return m_nBytesFirstSent.Get(); }
 
 protected:
     /// Whether packets under way may have been due still when the last OnAckAndSendWindow had sent its share.
@@ -74,5 +74,6 @@ private:
     // Written under the window lock.
     session::CCounter m_nPacketsSent;
     session::CCounter m_nBytesSent;
+    session::CCounter m_nBytesFirstSent;
     session::CCounter m_nRetransmitted;
 };

@@ -4,6 +4,7 @@
 #include "link/mcu_services.h"
 #include "link/work_signal.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <utility>
@@ -120,6 +121,13 @@ void CFrameLink::ForgetTaken() {
     m_nTaken = 0;
 }
 
+void CFrameLink::GiveBackTaken(uint64_t cost) {
+    CAutoLock lock(&m_csHeld);
+    const uint64_t back = std::min(cost, m_nTaken);  // a frame may have entered the session just before
+    m_nTaken -= back;
+    if (CFirstSends* first = m_pFirst.load(std::memory_order_relaxed)) first->GiveBack(back);
+}
+
 // Whoever held the memory is at its end, and the sweep ends it.
 void CFrameLink::GiveWay() {
     if (!EndsToGiveWay()) {
@@ -132,7 +140,7 @@ void CFrameLink::GiveWay() {
 }
 
 // What enters the window for the first time: there the far side has made room.
-uint64_t CFrameLink::BytesMoved() { return FirstSends() * session::kPayloadLen; }
+uint64_t CFrameLink::BytesMoved() { return BytesFirstSent(); }
 
 bool CFrameLink::Pump() {
     if (!m_bBusy.load(std::memory_order_seq_cst)) return false;
@@ -235,7 +243,9 @@ void CFrameLink::SendPacket(CSCTPPacket* packet) {
 
 void CFrameLink::DropQueue() {
     const int count = GetCount();
+    const uint64_t cost = QueueCost();
     Flush();
+    GiveBackTaken(cost);
     m_bOverrun.store(false, std::memory_order_relaxed);
     m_nFramesDropped.fetch_add(static_cast<uint64_t>(count), std::memory_order_relaxed);
     LinkRegistry().CountDropped(static_cast<uint64_t>(count));

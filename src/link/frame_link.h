@@ -91,6 +91,7 @@ private:
     uint64_t BytesMoved() override;
     bool HasRoom(int length);
     void ForgetTaken();
+    void GiveBackTaken(uint64_t cost);
     bool HasRoomWhileHeld(uint64_t cost) LUMO_REQUIRES(m_csHeld);
     /// Whether what is held may be pumped: the first window of a newcomer.
     bool MayPump() const;
