@@ -186,6 +186,13 @@ std::vector<CMediumStatus> CServerManager::Media() {
     return media;
 }
 
+std::vector<CBudgetStatus> CServerManager::Budgets() {
+    const auto status = [](const char* name, const CMemoryBudget& budget) {
+        return CBudgetStatus{name, budget.Sum(), budget.Limit(), budget.GivenWay()};
+    };
+    return {status("send", SendBudget()), status("receive", ReceiveBudget())};
+}
+
 CServerStatus CServerManager::Status() {
     CServerStatus status;
     const auto up = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - m_started);
@@ -194,6 +201,7 @@ CServerStatus CServerManager::Status() {
     status.port = GetLocalPort();
     status.media = Media();
     status.signalling = Signalling();
+    status.budgets = Budgets();
     std::vector<std::pair<uint32_t, std::shared_ptr<CStream>>> streams;  // rates move while they are sorted
     for (const auto& medium : m_media)
         for (const auto& stream : medium->Streams()) streams.emplace_back(stream->BytesPerSecond(), stream);

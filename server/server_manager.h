@@ -26,6 +26,7 @@ public:
     std::vector<CMediumStatus> Media() override;
     CServerStatus Status() override;
     CSignallingStatus Signalling() override { return m_signalling.Status(); }
+    std::vector<CBudgetStatus> Budgets() override;
     uint64_t DroppedRequests() override { return m_requests.Dropped(); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;

@@ -95,12 +95,21 @@ struct CSignallingStatus {
     uint64_t dropped = 0;
 };
 
+/// What a memory budget counts, and how many gave way to keep it within its limit.
+struct CBudgetStatus {
+    const char* budget = "";  ///< send: what waits to be sent; receive: what is not yet whole
+    uint64_t bytes = 0;
+    uint64_t limit = 0;
+    uint64_t gaveWay = 0;
+};
+
 struct CServerStatus {
     uint32_t uptimeSeconds = 0;
     uint32_t listenIP = 0;
     uint16_t port = 0;
     std::vector<CMediumStatus> media;
     CSignallingStatus signalling;
+    std::vector<CBudgetStatus> budgets;
     std::vector<CStreamStatus> streams;  ///< the busiest ones
     size_t streamCount = 0;
 };
@@ -111,6 +120,7 @@ public:
     virtual std::vector<CMediumStatus> Media() = 0;
     virtual CServerStatus Status() = 0;
     virtual CSignallingStatus Signalling() { return {}; }
+    virtual std::vector<CBudgetStatus> Budgets() { return {}; }
     /// Requests over UDP that were more than their share of the processor.
     virtual uint64_t DroppedRequests() { return 0; }
 

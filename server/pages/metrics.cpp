@@ -22,6 +22,10 @@ CMetrics::CMetrics()
                               "Requests over UDP that were more than their share of the processor.")),
       m_signallingClients(MakeGauges("lumo_signalling_clients", "Clients of the signalling service.")),
       m_signallingPackets(MakeCounters("lumo_signalling_packets_total", "Packets between them.")),
+      m_memoryUsed(
+          MakeGauges("lumo_memory_bytes", "What waits to be sent (send), and what is not yet whole (receive).")),
+      m_memoryLimit(MakeGauges("lumo_memory_limit_bytes", "How much of it there may be before somebody gives way.")),
+      m_gaveWay(MakeCounters("lumo_memory_gave_way_total", "Links and connections that gave way to keep it so.")),
       m_cpu(MakeCounters("process_cpu_seconds_total", "CPU time, user and system.")),
       m_memory(MakeGauges("process_resident_memory_bytes", "Resident memory.")),
       m_files(MakeGauges("process_open_fds", "Open file descriptors.")),
@@ -68,7 +72,8 @@ void CMetrics::SetMedium(const CMediumStatus& medium) {
 }
 
 std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
-                           const CProcessStatus& process, uint64_t droppedRequests) {
+                           const CProcessStatus& process, const std::vector<CBudgetStatus>& budgets,
+                           uint64_t droppedRequests) {
     for (const CMediumStatus& medium : media) SetMedium(medium);
     const UdpCounters udp = GetUdpCounters();
     Raise(m_datagrams, {{"direction", "in"}}, static_cast<double>(udp.received));
@@ -80,6 +85,12 @@ std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSigna
     Set(m_signallingClients, {}, static_cast<double>(signalling.clients));
     Raise(m_signallingPackets, {{"result", "forwarded"}}, static_cast<double>(signalling.forwarded));
     Raise(m_signallingPackets, {{"result", "dropped"}}, static_cast<double>(signalling.dropped));
+    for (const CBudgetStatus& budget : budgets) {
+        const Labels own{{"budget", budget.budget}};
+        Set(m_memoryUsed, own, static_cast<double>(budget.bytes));
+        Set(m_memoryLimit, own, static_cast<double>(budget.limit));
+        Raise(m_gaveWay, own, static_cast<double>(budget.gaveWay));
+    }
     Raise(m_cpu, {}, process.cpuSeconds);
     Set(m_memory, {}, static_cast<double>(process.residentBytes));
     Set(m_files, {}, static_cast<double>(process.openFiles));

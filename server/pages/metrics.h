@@ -19,7 +19,8 @@ public:
 
     /// Prometheus text.
     std::string Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
-                     const CProcessStatus& process, uint64_t droppedRequests = 0);
+                     const CProcessStatus& process, const std::vector<CBudgetStatus>& budgets = {},
+                     uint64_t droppedRequests = 0);
 
 private:
     using Labels = std::map<std::string, std::string>;
@@ -50,6 +51,9 @@ private:
     Counters& m_requests;
     Gauges& m_signallingClients;
     Counters& m_signallingPackets;
+    Gauges& m_memoryUsed;
+    Gauges& m_memoryLimit;
+    Counters& m_gaveWay;
     Counters& m_cpu;
     Gauges& m_memory;
     Gauges& m_files;

@@ -83,6 +83,15 @@ std::string Uptime(uint32_t seconds) {
     return std::to_string(seconds / 3600) + " h " + std::to_string(seconds / 60 % 60) + " min";
 }
 
+std::string Memory(const std::vector<CBudgetStatus>& budgets) {
+    std::string html;
+    for (const CBudgetStatus& budget : budgets)
+        html += (html.empty() ? "Memory to " : "; to ") + EscapeHtml(budget.budget) + " " +
+                std::to_string(budget.bytes >> 20) + " of " + std::to_string(budget.limit >> 20) + " MiB, " +
+                std::to_string(budget.gaveWay) + " gave way";
+    return html.empty() ? html : "<p>" + html + ".</p>";
+}
+
 }  // namespace
 
 std::string StreamsPage(const CServerStatus& status) {
@@ -93,7 +102,8 @@ std::string StreamsPage(const CServerStatus& status) {
         "<header><h1>lumo mcu</h1><p>" +
         EscapeHtml(EndpointText(status.listenIP, status.port)) + ", up " + Uptime(status.uptimeSeconds) + ", " +
         std::to_string(status.streamCount) + " live streams, " + std::to_string(status.signalling.clients) +
-        " signalling clients. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p></header><main>";
+        " signalling clients. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p>" +
+        Memory(status.budgets) + "</header><main>";
     if (status.streams.empty()) html += "<p class=\"quiet\">No streams at the moment.</p>";
     for (const CStreamStatus& stream : status.streams) html += Stream(stream);
     if (status.streamCount > status.streams.size())

@@ -65,6 +65,9 @@ std::string StreamsJson(const CServerStatus& status) {
                {{"clients", status.signalling.clients},
                 {"forwarded", status.signalling.forwarded},
                 {"dropped", status.signalling.dropped}}}};
+    for (const CBudgetStatus& budget : status.budgets)
+        json["memory"][budget.budget] = {
+            {"bytes", budget.bytes}, {"limit", budget.limit}, {"gave_way", budget.gaveWay}};
     json["streams"] = Json::array();
     for (const CStreamStatus& stream : status.streams) json["streams"].push_back(Stream(stream));
     return json.dump() + "\n";

@@ -39,6 +39,7 @@ CServerStatus ExampleStatus() {
     status.streams.push_back(relayed);
     status.streamCount = 7;
     status.signalling = {12, 34, 5};
+    status.budgets = {{"send", 3 << 20, 64 << 20, 9}, {"receive", 0, 56 << 20, 1}};
     return status;
 }
 
@@ -48,7 +49,8 @@ TEST(Page, ShowsWhoPublishesWhoListensAndHowItGoes) {
          {"10.0.0.1:7000, up 1 h 1 min, 7 live streams, 12 signalling clients", "file 4000000000",
           "Publisher: 10.0.0.2:5000 (udp)", "<td>10.0.0.3:5001 (udp)</td><td>4</td><td>25 ms</td><td>2.0 %</td>",
           "<td>10.0.0.4:5002 (tcp)</td><td>7</td><td>-</td><td>-</td>", "and 1 more", "2.5 MB/s", "1.3 % sent again",
-          "relayed from 10.0.0.9:7000", "Nobody listens.", "The busiest 2 are shown.", "<polyline points=\""}) {
+          "relayed from 10.0.0.9:7000", "Nobody listens.", "The busiest 2 are shown.",
+          "Memory to send 3 of 64 MiB, 9 gave way; to receive 0 of 56 MiB, 1 gave way.", "<polyline points=\""}) {
         EXPECT_NE(page.find(text), std::string::npos) << text;
     }
     EXPECT_NE(StreamsPage(CServerStatus()).find("No streams at the moment."), std::string::npos);
@@ -74,6 +76,7 @@ TEST(Json, SaysTheSame) {
     const auto json = nlohmann::json::parse(StreamsJson(ExampleStatus()));
     EXPECT_EQ(json["stream_count"], 7);
     EXPECT_EQ(json["signalling"]["forwarded"], 34);
+    EXPECT_EQ(json["memory"]["send"]["gave_way"], 9);
     const auto& stream = json["streams"][0];
     EXPECT_EQ(stream["channel"], 4000000000);
     EXPECT_EQ(stream["publisher"]["address"], "10.0.0.2:5000");
@@ -93,12 +96,14 @@ TEST(Metrics, CountersNeverFallAndGaugesFollow) {
     medium.traffic.bytesIn = 1000;
     medium.links.dropped = 2;
     medium.traffic.dropped = 5;
-    const std::string before = metrics.Text({medium}, {12, 34, 5}, {});
+    const std::string before = metrics.Text({medium}, {12, 34, 5}, {}, {{"send", 3, 64, 9}});
     EXPECT_NE(before.find("lumo_signalling_clients 12\n"), std::string::npos);
     EXPECT_NE(before.find("lumo_signalling_packets_total{result=\"dropped\"} 5\n"), std::string::npos);
     EXPECT_NE(before.find("lumo_sinks{medium=\"file\",transport=\"tcp\"} 3\n"), std::string::npos) << before;
     EXPECT_NE(before.find("lumo_bytes_total{direction=\"in\",medium=\"file\"} 1000\n"), std::string::npos) << before;
     EXPECT_NE(before.find("lumo_drops_total{medium=\"file\"} 7\n"), std::string::npos);
+    EXPECT_NE(before.find("lumo_memory_limit_bytes{budget=\"send\"} 64\n"), std::string::npos);
+    EXPECT_NE(before.find("lumo_memory_gave_way_total{budget=\"send\"} 9\n"), std::string::npos);
     medium.sinksTcp = 1;
     medium.traffic.bytesIn = 900;
     const std::string after = metrics.Text({medium}, {}, {});
