@@ -141,6 +141,7 @@ void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) {
 }
 
 void CServerManager::OnSecond() {
+    budgets::ReturnFreedMemory();
     const uint32_t now = CActivity::Now();
     if (ElapsedMs(now, m_ulPolicyRefreshed) > kRefreshPolicyMs) {
         m_context.policy.Refresh();

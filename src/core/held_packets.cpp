@@ -2,7 +2,6 @@
 
 #include "core/sequence.h"
 #include "core/session_constants.h"
-#include "platform/lumobase/memory_budget.h"
 #include "platform/lumobase/undo.h"
 
 #include <algorithm>
@@ -20,8 +19,9 @@ bool CHeldPackets::WouldBeFirst(uint16_t sequence) const {
 bool CHeldPackets::Insert(CSCTPPacket& packet) {
     const auto length = static_cast<size_t>(packet.GetPacketDataLen());
     if (Size() >= session::kMaxHeldPackets || m_nBytes + length > session::kMaxHeldBytes) return false;
-    if (!budgets::HoldEarly(length)) return false;
-    CUndo undo([length] { budgets::LetEarly(length); });
+    m_account.Enter(m_ulStranger);
+    if (!m_account.TakeWithinShare(length)) return false;
+    CUndo undo([this, length] { m_account.Return(length); });
     std::unique_ptr<CSCTPPacket> copy(new (std::nothrow) CSCTPPacket(&packet));
     if (!copy || !copy->GetPacketData()) return false;
     try {
@@ -44,13 +44,13 @@ std::unique_ptr<CSCTPPacket> CHeldPackets::TakeFirst(uint16_t sequence) {
     if (Size() == 0 || m_held[m_nFirst].sequence != sequence) return nullptr;
     std::unique_ptr<CSCTPPacket> packet = std::move(m_held[m_nFirst++].packet);
     m_nBytes -= static_cast<size_t>(packet->GetPacketDataLen());
-    budgets::LetEarly(static_cast<uint64_t>(packet->GetPacketDataLen()));
+    m_account.Return(static_cast<uint64_t>(packet->GetPacketDataLen()));
     if (Size() == 0) Clear();
     return packet;
 }
 
 void CHeldPackets::Clear() {
-    budgets::LetEarly(m_nBytes);
+    m_account.Return(m_nBytes);
     m_held.clear();
     m_nFirst = 0;
     m_nBytes = 0;

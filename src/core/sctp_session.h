@@ -53,8 +53,11 @@ public:
     unsigned char GetWindowSize();
     void SetResendTime(unsigned long milliseconds);
     void SetMaxPacketDataLen(unsigned long length);
-    /// Its frames that are not whole count for this far side, which came by itself. Before the session is fed.
-    void SetStranger(uint32_t ip) { m_reassembly.SetStranger(ip); }
+    /// What is received and not yet whole counts for this far side, which came by itself. Before the session is fed.
+    void SetStranger(uint32_t ip) {
+        m_reassembly.SetStranger(ip);
+        SetEarlyStranger(ip);
+    }
     /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
     void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
     bool HasLostFrame() const { return m_reassembly.HasLostFrame(); }

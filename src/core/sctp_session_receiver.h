@@ -26,6 +26,7 @@ public:
     void ClearReceiver() { m_held.Clear(); }
 
 protected:
+    void SetEarlyStranger(uint32_t ip) { m_held.SetStranger(ip); }
     uint64_t Duplicates() const { return m_nDuplicates.Get(); }
 
 private:

@@ -12,6 +12,7 @@ inline constexpr int kChannelReceiver = 510;
 inline constexpr int kBoardObjects = 520;  // a whiteboard's objects, those who joined it, its sessions
 inline constexpr int kBoardJoins = 530;
 inline constexpr int kBoardSessions = 540;
+// 550 a memory budget's holders: platform/lumobase/memory_budget.h
 inline constexpr int kPump = 600;
 inline constexpr int kHeldLink = 650;
 inline constexpr int kFrameQueue = 700;

@@ -14,8 +14,7 @@ constexpr uint64_t kUnknownMachine = 4ULL << 30;
 struct Budgets {
     CMemoryBudget send{0};
     CMemoryBudget receive{0};
-    std::atomic<uint64_t> early{0};
-    std::atomic<uint64_t> mostEarly{0};
+    CMemoryBudget early{0};
 
     Budgets() { Share(0); }
     // One half for what waits, the other for what is not whole, of which packets before their turn get an eighth.
@@ -23,7 +22,7 @@ struct Budgets {
         if (bytes == 0) bytes = Default();
         send.SetLimit(bytes / 2);
         receive.SetLimit(bytes / 16 * 7);
-        mostEarly.store(bytes / 16, std::memory_order_relaxed);
+        early.SetLimit(bytes / 16);
     }
     static uint64_t Default() {
         const uint64_t machine = MachineMemory();
@@ -37,20 +36,11 @@ Budgets& All() {
     return *all;
 }
 
-void ReturnFreedMemory() {
-    const bool sent = All().send.HasFallen(kWorthTrimming);
-    const bool received = All().receive.HasFallen(kWorthTrimming);
-#if defined(__GLIBC__)
-    if (sent || received) malloc_trim(0);
-#else
-    static_cast<void>(sent || received);
-#endif
-}
-
 }  // namespace
 
 CMemoryBudget& SendBudget() { return All().send; }
 CMemoryBudget& ReceiveBudget() { return All().receive; }
+CMemoryBudget& EarlyBudget() { return All().early; }
 
 namespace budgets {
 
@@ -59,6 +49,7 @@ void SetLimit(uint64_t bytes) { All().Share(bytes); }
 void SetExempt(const std::function<bool(uint32_t ip)>& exempt) {
     All().send.SetExempt(exempt);
     All().receive.SetExempt(exempt);
+    All().early.SetExempt(exempt);
 }
 
 void SetAlarm(void (*alarm)()) {
@@ -74,19 +65,16 @@ void Relieve() {
 void OnSecond() {
     All().send.OnSecond();
     All().receive.OnSecond();
-    ReturnFreedMemory();
 }
 
-bool HoldEarly(uint64_t bytes) {
-    Budgets& all = All();
-    if (all.early.fetch_add(bytes, std::memory_order_relaxed) + bytes <=
-        all.mostEarly.load(std::memory_order_relaxed)) {
-        return true;
-    }
-    LetEarly(bytes);
-    return false;
+void ReturnFreedMemory() {
+    const bool sent = All().send.HasFallen(kWorthTrimming);
+    const bool received = All().receive.HasFallen(kWorthTrimming);
+#if defined(__GLIBC__)
+    if (sent || received) malloc_trim(0);
+#else
+    static_cast<void>(sent || received);
+#endif
 }
-
-void LetEarly(uint64_t bytes) { All().early.fetch_sub(bytes, std::memory_order_relaxed); }
 
 }  // namespace budgets

@@ -11,11 +11,11 @@ void CMemoryBudget::SetExempt(std::function<bool(uint32_t ip)> exempt) {
     m_exempt = std::move(exempt);
 }
 
-bool CMemoryBudget::Add(uint64_t bytes) {
+bool CMemoryBudget::Add(uint64_t bytes, bool holdsLittle) {
     const uint64_t sum = m_nSum.fetch_add(bytes, std::memory_order_relaxed) + bytes;
     const uint64_t limit = Limit();
     if (sum > limit) RaiseAlarm();
-    if (sum > limit + limit / kMargin) {
+    if (sum > limit + limit / kMargin + (holdsLittle ? limit / kLittleMargin : 0)) {
         Subtract(bytes);
         return false;
     }
@@ -36,6 +36,7 @@ void CMemoryBudget::RaiseAlarm() {
 
 // Without memory for it the account stays out: what it holds counts, and it is never asked.
 void CMemoryBudget::Enter(CBudgetAccount& account, uint32_t ip) {
+    const uint64_t moved = account.m_holder.BytesMoved();
     CAutoLock lock(&m_cs);
     const bool shares = ip != 0 && !(m_exempt && m_exempt(ip));
     Address* address = nullptr;
@@ -44,14 +45,12 @@ void CMemoryBudget::Enter(CBudgetAccount& account, uint32_t ip) {
         if (shares && found == m_addresses.end())
             found = m_addresses.emplace(ip, std::unique_ptr<Address>(new Address{ip})).first;
         if (shares) address = found->second.get();
-        m_accounts.push_back(&account);
+        m_accounts.try_emplace(&account, Pace{moved});
     } catch (const std::bad_alloc&) {
         if (address && address->accounts == 0) m_addresses.erase(ip);
         return;
     }
-    account.m_nIndex = m_accounts.size() - 1;
     account.m_bEntered = true;
-    account.m_nMoved = account.m_holder.BytesMoved();
     if (!address) return;
     ++address->accounts;
     address->bytes.fetch_add(account.Bytes(), std::memory_order_relaxed);
@@ -61,9 +60,7 @@ void CMemoryBudget::Enter(CBudgetAccount& account, uint32_t ip) {
 // What it still holds is its own affair from now on.
 void CMemoryBudget::Leave(CBudgetAccount& account) {
     CAutoLock lock(&m_cs);
-    m_accounts.back()->m_nIndex = account.m_nIndex;
-    m_accounts[account.m_nIndex] = m_accounts.back();
-    m_accounts.pop_back();
+    m_accounts.erase(&account);
     account.m_bEntered = false;
     Address* address = account.m_pAddress.exchange(nullptr, std::memory_order_relaxed);
     if (!address) return;
@@ -71,12 +68,14 @@ void CMemoryBudget::Leave(CBudgetAccount& account) {
     if (--address->accounts == 0) m_addresses.erase(address->ip);
 }
 
+// A holder may add up what it has moved from counters that are not read at once: that may seem to go back.
 std::vector<CMemoryBudget::Burden> CMemoryBudget::Weigh(const Address* only) {
     std::vector<Burden> burdens;
-    for (CBudgetAccount* account : m_accounts) {
+    for (const auto& [account, pace] : m_accounts) {
         const uint64_t bytes = account->Bytes();
         if (bytes == 0 || (only && account->m_pAddress.load(std::memory_order_relaxed) != only)) continue;
-        burdens.push_back({CBudgetAccount::Weight(bytes, account->Speed()), account});
+        const uint64_t since = std::max(account->m_holder.BytesMoved(), pace.moved) - pace.moved;
+        burdens.push_back({CBudgetAccount::Weight(bytes, std::max(pace.speed, since)), account});
     }
     std::sort(burdens.begin(), burdens.end(), [](const Burden& a, const Burden& b) { return a.weight > b.weight; });
     return burdens;
@@ -118,7 +117,14 @@ void CMemoryBudget::Relieve() {
 
 void CMemoryBudget::OnSecond() {
     CAutoLock lock(&m_cs);
-    for (CBudgetAccount* account : m_accounts) account->LookAtSpeed();
+    for (auto& [account, pace] : m_accounts) LookAtSpeed(*account, pace);
+}
+
+void CMemoryBudget::LookAtSpeed(CBudgetAccount& account, Pace& pace) {
+    const uint64_t moved = std::max(account.m_holder.BytesMoved(), pace.moved);
+    if (moved == pace.moved && account.Bytes() > 0) account.m_holder.Rest();
+    pace.speed = (pace.speed + moved - pace.moved) / 2;
+    pace.moved = moved;
 }
 
 bool CMemoryBudget::HasFallen(uint64_t bytes) {
@@ -129,9 +135,22 @@ bool CMemoryBudget::HasFallen(uint64_t bytes) {
 }
 
 bool CBudgetAccount::Take(uint64_t bytes) {
-    if (m_bGone.load(std::memory_order_relaxed) || !m_budget.Add(bytes)) return false;
+    if (m_bGone.load(std::memory_order_relaxed) || !m_budget.Add(bytes, HoldsLittle(bytes))) return false;
     Hold(bytes);
     return true;
+}
+
+bool CBudgetAccount::TakeWithinShare(uint64_t bytes) {
+    const CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
+    const bool room = m_budget.Sum() + bytes <= m_budget.Limit();
+    if (address && address->bytes.load(std::memory_order_relaxed) + bytes > m_budget.AddressShare()) return false;
+    return room && Take(bytes);
+}
+
+bool CBudgetAccount::HoldsLittle(uint64_t more) const {
+    const CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
+    if (Bytes() + more > m_budget.MostLittle()) return false;
+    return !address || address->bytes.load(std::memory_order_relaxed) + more <= m_budget.MostLittleAtAddress();
 }
 
 void CBudgetAccount::Return(uint64_t bytes) {
@@ -151,16 +170,4 @@ void CBudgetAccount::Let(uint64_t bytes) {
     m_nBytes.fetch_sub(bytes, std::memory_order_relaxed);
     CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
     if (address) address->bytes.fetch_sub(bytes, std::memory_order_relaxed);
-}
-
-// A holder may add up what it has moved from counters that are not read at once: that may seem to go back.
-uint64_t CBudgetAccount::MovedBy() { return std::max(m_holder.BytesMoved(), m_nMoved); }
-
-uint64_t CBudgetAccount::Speed() { return std::max(m_nSpeed, MovedBy() - m_nMoved); }
-
-void CBudgetAccount::LookAtSpeed() {
-    const uint64_t moved = MovedBy();
-    if (moved == m_nMoved && Bytes() > 0) m_holder.Rest();
-    m_nSpeed = (m_nSpeed + moved - m_nMoved) / 2;
-    m_nMoved = moved;
 }

@@ -28,7 +28,8 @@ protected:
 class CBudgetAccount;
 
 /// Taking and returning costs a few atomic operations. Past the limit, or an address past its quarter of it, whoever
-/// has most and moves least gives way, on the worker's next turn; far past it nothing more is taken at all.
+/// has most and moves least gives way, on the worker's next turn; far past it only those who hold little take more, and
+/// further on nobody.
 class CMemoryBudget {
 public:
     explicit CMemoryBudget(uint64_t limit);
@@ -45,8 +46,9 @@ public:
     /// What wakes the worker. Any thread calls it, under whatever lock.
     void SetAlarm(void (*alarm)()) { m_pAlarm.store(alarm, std::memory_order_relaxed); }
 
-    /// Memory that nobody holds alone. False, and nothing is counted, far past the limit.
-    bool Add(uint64_t bytes);
+    /// Memory that nobody holds alone. False, and nothing is counted, far past the limit. What others take at once is
+    /// no reason to refuse those who hold little: they have a margin behind that of all.
+    bool Add(uint64_t bytes, bool holdsLittle = false);
     void Subtract(uint64_t bytes) { m_nSum.fetch_sub(bytes, std::memory_order_relaxed); }
 
     /// The worker's turn, with no lock held: one atomic load when nobody is over.
@@ -60,17 +62,28 @@ private:
     friend class CBudgetAccount;
     struct Address {
         const uint32_t ip;
-        size_t accounts = 0;
+        size_t accounts = 0;  // under the lock
         std::atomic<uint64_t> bytes{0};
     };
+    struct Pace {
+        uint64_t moved;  // when it was last looked at
+        uint64_t speed = 0;
+    };
+    using Accounts = std::unordered_map<CBudgetAccount*, Pace>;
     struct Burden {
         uint64_t weight;
         CBudgetAccount* account;
     };
     static constexpr uint64_t kSharesPerAddress = 4;
-    static constexpr uint64_t kMargin = 8;  // of the limit: what the worker's turn may be late by
+    static constexpr int kLockRank = 550;          // in the lock order: behind the tables, before the pump
+    static constexpr uint64_t kMargin = 8;         // of the limit: what the worker's turn may be late by
+    static constexpr uint64_t kLittleMargin = 16;  // and of those who hold little, behind it
+    static constexpr uint64_t kLittle = 256;
+    static constexpr uint64_t kLittleAtAddress = 32;
 
     uint64_t AddressShare() const { return Limit() / kSharesPerAddress; }
+    uint64_t MostLittle() const { return Limit() / kLittle; }
+    uint64_t MostLittleAtAddress() const { return Limit() / kLittleAtAddress; }
     void Check(const Address* address);
     void RaiseAlarm();
     void Enter(CBudgetAccount& account, uint32_t ip);
@@ -78,6 +91,7 @@ private:
     /// Lets accounts give way, the heaviest first, until `excess` is 0.
     void RelieveOf(std::vector<Burden>& burdens, const std::function<uint64_t()>& excess) LUMO_REQUIRES(m_cs);
     std::vector<Burden> Weigh(const Address* only) LUMO_REQUIRES(m_cs);
+    static void LookAtSpeed(CBudgetAccount& account, Pace& pace);
 
     std::atomic<uint64_t> m_nLimit;
     std::atomic<uint64_t> m_nSum{0};
@@ -85,9 +99,9 @@ private:
     std::atomic<uint64_t> m_nGivenWay{0};
     std::atomic<bool> m_bOver{false};
     std::atomic<void (*)()> m_pAlarm{nullptr};
-    CCritSec m_cs;
+    CCritSec m_cs{kLockRank};
     std::function<bool(uint32_t)> m_exempt LUMO_GUARDED_BY(m_cs);
-    std::vector<CBudgetAccount*> m_accounts LUMO_GUARDED_BY(m_cs);
+    Accounts m_accounts LUMO_GUARDED_BY(m_cs);
     std::unordered_map<uint32_t, std::unique_ptr<Address>> m_addresses LUMO_GUARDED_BY(m_cs);
 };
 
@@ -109,11 +123,16 @@ public:
     }
     /// Memory of its own. False: it is not to be had.
     bool Take(uint64_t bytes);
+    /// The same for what nobody is asked to give back: not a byte past the limit, or past its address's share of it.
+    bool TakeWithinShare(uint64_t bytes);
     void Return(uint64_t bytes);
-    /// Its share of memory that the budget counts once; never refused.
+    /// Memory that the budget counts once, and every account in full that keeps it: whoever lags may be the last to,
+    /// and a part of it would hide one who lags among many who do not. Never refused.
     void Hold(uint64_t bytes);
     void Let(uint64_t bytes);
     uint64_t Bytes() const { return m_nBytes.load(std::memory_order_relaxed); }
+    /// Whether with so much more it holds little, and its address does.
+    bool HoldsLittle(uint64_t more) const;
     /// It has given way, and is over that.
     void Recover() { m_bGone.store(false, std::memory_order_relaxed); }
 
@@ -125,25 +144,20 @@ public:
 
 private:
     friend class CMemoryBudget;
-    uint64_t MovedBy();
-    uint64_t Speed();
-    void LookAtSpeed();
-
     CMemoryBudget& m_budget;
     IBudgetHolder& m_holder;
     std::atomic<uint64_t> m_nBytes{0};
     std::atomic<bool> m_bGone{false};
     std::atomic<CMemoryBudget::Address*> m_pAddress{nullptr};
-    bool m_bEntered = false;
-    size_t m_nIndex = 0;    // of the budget's, under its lock, as what follows
-    uint64_t m_nMoved = 0;  // when it was last looked at
-    uint64_t m_nSpeed = 0;
+    bool m_bEntered = false;  // the holder's own
 };
 
 /// What waits to be sent, in all queues of the process.
 CMemoryBudget& SendBudget();
 /// What has come and is not yet whole.
 CMemoryBudget& ReceiveBudget();
+/// Packets that came before their turn; what holds them does not give way.
+CMemoryBudget& EarlyBudget();
 
 namespace budgets {
 
@@ -154,10 +168,9 @@ void SetExempt(const std::function<bool(uint32_t ip)>& exempt);
 void SetAlarm(void (*alarm)());
 /// The worker's turn.
 void Relieve();
-/// The worker's second; memory that became free goes back to the system.
+/// The worker's second.
 void OnSecond();
-/// Packets that came before their turn have a part of their own and do not give way. False: no room, and not counted.
-bool HoldEarly(uint64_t bytes);
-void LetEarly(uint64_t bytes);
+/// Much memory that became free goes back to the system, in one go: for a program that owns its process.
+void ReturnFreedMemory();
 
 }  // namespace budgets

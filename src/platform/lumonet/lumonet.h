@@ -156,7 +156,7 @@ public:
     CTcpFanOut& operator=(const CTcpFanOut&) = delete;
 
     /// The library's own.
-    std::shared_ptr<const CEncodedMessage> Share(const char* data, uint32_t length);
+    std::shared_ptr<const CEncodedMessage> Share(const char* data, uint32_t length, bool holdsLittle);
 
 private:
     const void* const m_pData;

@@ -44,7 +44,7 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
     if (mode == 1 && !(bytes <= net::kMaxUnprovedBody && ParseValidation(data, bytes, laidOut))) return;
     if (bytes > net::kMaxBody) return;
     try {
-        CMessageShare frame = mode == 1 ? nullptr : ShareFrame(data, bytes);
+        CMessageShare frame = mode == 1 ? nullptr : ShareFrame(data, bytes, m_out.account.HoldsLittle(bytes));
         CQueueShare share;
         if (mode != 1 && (!frame || !share.Take(m_out.account, bytes))) {
             return m_bKeepsPlace.load(std::memory_order_relaxed) ? void() : GiveWay();  // a gap would follow

@@ -10,11 +10,11 @@ thread_local CTcpFanOut* t_pFanOut = nullptr;  // the innermost of this thread
 
 CEncodedMessage::~CEncodedMessage() { SendBudget().Subtract(cost); }
 
-CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length) {
+CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length, bool holdsLittle) {
     const auto message = std::make_shared<CEncodedMessage>();
     const uint64_t cost = net::kHeaderLen + uint64_t{length} + sizeof(CEncodedMessage);
     if (kind == TcpKind::Frame) {  // a validation is short, and one a connection
-        if (!SendBudget().Add(cost)) return nullptr;
+        if (!SendBudget().Add(cost, holdsLittle)) return nullptr;
         message->cost = cost;
     }
     message->block = EncodeMessage(kind, body, length);
@@ -23,8 +23,9 @@ CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length) {
     return message;
 }
 
-CMessageShare ShareFrame(const char* body, uint32_t length) {
-    return t_pFanOut ? t_pFanOut->Share(body, length) : EncodeShare(TcpKind::Frame, body, length);
+CMessageShare ShareFrame(const char* body, uint32_t length, bool holdsLittle) {
+    return t_pFanOut ? t_pFanOut->Share(body, length, holdsLittle)
+                     : EncodeShare(TcpKind::Frame, body, length, holdsLittle);
 }
 
 CTcpFanOut::CTcpFanOut(const void* data, int length)
@@ -32,10 +33,10 @@ CTcpFanOut::CTcpFanOut(const void* data, int length)
 
 CTcpFanOut::~CTcpFanOut() { t_pFanOut = m_pOuter; }
 
-CMessageShare CTcpFanOut::Share(const char* data, uint32_t length) {
+CMessageShare CTcpFanOut::Share(const char* data, uint32_t length, bool holdsLittle) {
     if (data != m_pData || length != static_cast<uint32_t>(m_nLength)) {
-        return EncodeShare(TcpKind::Frame, data, length);
+        return EncodeShare(TcpKind::Frame, data, length, holdsLittle);
     }
-    if (!m_message) m_message = EncodeShare(TcpKind::Frame, data, length);
+    if (!m_message) m_message = EncodeShare(TcpKind::Frame, data, length, holdsLittle);
     return m_message;
 }

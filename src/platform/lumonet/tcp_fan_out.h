@@ -17,7 +17,7 @@ struct CEncodedMessage {
 };
 using CMessageShare = std::shared_ptr<const CEncodedMessage>;
 
-/// Null without memory, and where too much waits in the process.
-CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length);
+/// Null without memory, and where too much waits in the process, for somebody who holds little or for others.
+CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length, bool holdsLittle = false);
 /// The frame's copy that this thread's fan-out shares; a copy of its own where these are not the fan-out's bytes.
-CMessageShare ShareFrame(const char* body, uint32_t length);
+CMessageShare ShareFrame(const char* body, uint32_t length, bool holdsLittle = false);

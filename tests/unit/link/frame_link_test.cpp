@@ -16,6 +16,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -139,6 +140,34 @@ TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
     LumoLinkStatistics statistics;
     link.FillStatistics(statistics);
     EXPECT_EQ(statistics.ullFramesDropped, 3U);
+}
+
+TEST(FrameLink, WhatANewcomersQueueDropsIsGivenBackOnce) {
+    constexpr uint64_t kAll = 300;
+    CFirstSends first({kAll, 0, 0});
+    CTestLink link;
+    ASSERT_TRUE(link.OpenLink());
+    link.HoldNewcomer(first);
+    EXPECT_TRUE(link.QueueFrame("old", 3));
+    EXPECT_FALSE(first.Take(kAll));
+    link.DropQueue();
+    EXPECT_TRUE(first.Take(kAll));
+    first.GiveBack(kAll);
+    link.SetHeld(false);
+    EXPECT_FALSE(first.Take(kAll + 1));
+}
+
+TEST(FrameLink, EarlyPacketsFromOneAddressLeaveRoomForThoseFromOthers) {
+    const uint64_t limit = EarlyBudget().Limit();
+    const std::string early = session_wire::Data(1, std::string(1000, 'e'));
+    CTestLink one, more, other;
+    for (const auto& [link, ip, kept] : {std::tuple{&one, 7U, true}, {&more, 7U, false}, {&other, 8U, true}}) {
+        EarlyBudget().SetLimit(4 * (early.size() + 1));
+        ASSERT_TRUE(link->OpenLink(ip));
+        link->OnPacket(early.data(), static_cast<int>(early.size()));
+        EXPECT_EQ(!link->TakeLeft().empty(), kept) << ip;
+    }
+    EarlyBudget().SetLimit(limit);
 }
 
 TEST(FrameLink, ShortFramesCountForTheRoomTheyTake) {

@@ -98,6 +98,23 @@ TEST(MemoryBudget, CountsWhatManyShareOnceAndRefusesFarPastTheLimit) {
     EXPECT_FALSE(first.account.Take(1)) << "it is over";
 }
 
+TEST(MemoryBudget, WhoHoldsLittleIsServedWhereOthersJumpPastTheLimit) {
+    CMemoryBudget budget(kLimit);
+    CHolder greedy(budget, 1), honest(budget, 2);
+    ASSERT_TRUE(greedy.account.Take(kLimit + kLimit / 8));
+    EXPECT_FALSE(greedy.account.Take(1));
+    EXPECT_TRUE(honest.account.Take(kLimit / 256));
+    EXPECT_FALSE(honest.account.Take(1)) << "that is no longer little";
+    for (const auto& [ip, served] : {std::pair<uint32_t, int>{3, 8}, {0, 7}}) {  // so much an address, and in all
+        std::vector<std::unique_ptr<CHolder>> crowd;
+        for (int i = 0; i < 20; ++i) {
+            crowd.push_back(std::make_unique<CHolder>(budget, ip));
+            EXPECT_EQ(crowd.back()->account.Take(kLimit / 256), i < served) << ip << ": " << i;
+        }
+    }
+    EXPECT_EQ(budget.Sum(), kLimit + kLimit / 8 + kLimit / 16);
+}
+
 TEST(MachineMemory, IsTheLeastThatSomethingSays) {
     namespace fs = std::filesystem;
     const fs::path root = fs::path(testing::TempDir()) / "machine_memory";
