@@ -85,7 +85,9 @@ CMTP2P::Known CMTP2P::TakeLeastNeeded() {
 void CMTP2P::CountAddresses(const CMTP2PIP& peer, bool comes) {
     for (const uint32_t ip : {peer.m_ulNATIP, peer.m_ulLocalIP}) {
         if (comes) {
-            ++m_announced[ip];
+            try {
+                ++m_announced[ip];
+            } catch (const std::bad_alloc&) {}
             continue;
         }
         const auto count = m_announced.find(ip);

@@ -9,9 +9,12 @@ void CPeerPath::StartUdp() {
     if (CMTP2P* manager = GetP2PMgr()) manager->StartP2PCaller(m_ulUserID);
 }
 
-CPeerPath::Udp CPeerPath::GetUdp() const {
+// Whom the manager knew and knows no more has given way to others: what it says would be awaited for ever.
+CPeerPath::Udp CPeerPath::GetUdp() {
+    const CMTP2P* manager = GetP2PMgr();
     const auto peer = Peer();
-    if (!peer) return Udp::Negotiating;
+    if (!peer) return manager && manager == m_pKnewPeer ? Udp::Failed : Udp::Negotiating;
+    m_pKnewPeer = manager;
     if (peer->IsConnected()) return Udp::Connected;
     return peer->IsFailed() ? Udp::Failed : Udp::Negotiating;
 }

@@ -19,7 +19,8 @@ public:
 
     /// Begins the punching.
     void StartUdp();
-    Udp GetUdp() const;
+    /// One thread at a time.
+    Udp GetUdp();
     /// Calls `use` with the public address, and with the LAN address when it is another.
     template <class Use>
     void ForEachUdpAddress(Use use) const {
@@ -47,4 +48,5 @@ private:
     std::shared_ptr<CMTP2PIP> Peer() const;
 
     uint32_t m_ulUserID = 0;
+    const CMTP2P* m_pKnewPeer = nullptr;  // to compare only
 };

@@ -1,4 +1,5 @@
 // How the receivers of a peer's channel wait for their way, take it, and give up.
+#include "link/limits.h"
 #include "lumomedia/file.h"
 #include "support/p2p_peer.h"
 #include "support/session_wire.h"
@@ -34,8 +35,8 @@ protected:
     void OnFileReceiverNotifyData(const char* data, int length) override {
         delivered.emplace_back(data, static_cast<size_t>(length));
     }
-    void Command(const char* type) {
-        CCmdPacket cmd = PeerPacket(type, 8, Item(0x0a000002, 7001, 0xc0a80202, 40000));
+    void Command(const char* type, uint32_t user = 8) {
+        CCmdPacket cmd = PeerPacket(type, user, Item(0x0a000002, 7001, 0xc0a80202, 40000));
         p2p->OnReceivedP2PCmd(cmd);
     }
     /// Two places where a poll asks for the channel, or none.
@@ -66,9 +67,8 @@ TEST_F(PeerReceivers, NeedAChannelOfTheirOwn) {
     EXPECT_TRUE(app.TakeSent().empty());
 }
 
+// It fails, or has no room for this peer any more.
 TEST_F(PeerReceivers, WaitAsLongAsTheManagerNegotiates) {
-    receiver = CreateFileReceiverP2P(*this, 77, 8);
-    EXPECT_EQ(app.TakeSent(), std::vector<std::string>{"P2P_START 8"});
     const auto waits = [&] {
         for (int poll = 0; poll < 5; ++poll) {
             host->clock.Advance(100000);
@@ -76,15 +76,23 @@ TEST_F(PeerReceivers, WaitAsLongAsTheManagerNegotiates) {
             EXPECT_TRUE(Asked().empty());
         }
     };
-    waits();
-    Command("P2P_START_ACK");
-    waits();
-    for (int i = 0; i < 3; ++i) Command("P2P_CMD");
-    host->clock.Advance(2000);
-    EXPECT_FALSE(receiver->IsDisconnected()) << "failed, but only since";
-    host->clock.Advance(1);
-    EXPECT_TRUE(receiver->IsDisconnected());
-    EXPECT_TRUE(Asked().empty());
+    for (const bool gaveWay : {false, true}) {
+        receiver = CreateFileReceiverP2P(*this, 77, 8);
+        EXPECT_EQ(app.TakeSent(), std::vector<std::string>{"P2P_START 8"});
+        waits();
+        Command("P2P_START_ACK");
+        waits();
+        for (int i = 0; i < 3 && !gaveWay; ++i) Command("P2P_CMD");
+        for (uint32_t user = 0; user < limits::kMaxPeers && gaveWay; ++user) Command("P2P_FETCH_ACK", 1000 + user);
+        host->clock.Advance(2000);
+        EXPECT_FALSE(receiver->IsDisconnected()) << "failed, but only since";
+        host->clock.Advance(1);
+        EXPECT_TRUE(receiver->IsDisconnected());
+        EXPECT_TRUE(Asked().empty());
+        receiver->ReleaseConnections();
+        receiver = nullptr;
+        app.TakeSent();
+    }
 }
 
 TEST_F(PeerReceivers, AskAtBothAddressesUntilOneAnswers) {
