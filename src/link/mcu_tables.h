@@ -142,13 +142,10 @@ private:
     template <class WhoGivesWay>
     void MakeRoom(ChannelKey key, WhoGivesWay whoGivesWay) {
         if (GetServerHooks() || !channels.With(key, [](TChannel&) {})) return;
-        const auto evict = [this](uint32_t sinkID) {
-            if (sinkID == 0) return;
-            EndOneSink(sinkID);
-            m_newcomers.Remove(sinkID);  // also when another thread is just ending it
-        };
-        evict(whoGivesWay());
-        if (sinks.Size() >= m_nMaxSinks) evict(m_newcomers.OldestStranger());
+        // One that is not in the table another thread is just making or ending: it stays listed until that is done.
+        if (const uint32_t sinkID = whoGivesWay()) EndOneSink(sinkID);
+        if (sinks.Size() < m_nMaxSinks) return;
+        if (const uint32_t sinkID = m_newcomers.OldestStranger()) EndOneSink(sinkID);
     }
     template <class MakeSink, class Enter>
     uint32_t MakeOne(ChannelKey key, bool introduced, MakeSink& make, Enter enter) {
