@@ -1,6 +1,7 @@
 // Newcomers who have proved themselves on channels that somebody else publishes over UDP.
 #pragma once
 
+#include "link/address_shares.h"
 #include "platform/lumonet/lumonet.h"
 #include "server/claims.h"
 
@@ -26,6 +27,7 @@ struct CNewcomer {
 
     std::unique_ptr<CClaim> claim;
     std::unique_ptr<ITcpSession, CEnd> session;
+    CShareHold connection;  // the session's, of what its address may have
 };
 
 /// The present publisher is asked three times; any datagram of it decides for it, silence for the newcomer. One contest

@@ -5,19 +5,21 @@
 #include "link/tcp_sink.h"
 #include "server/stream.h"
 
+#include <utility>
+
 namespace {
 constexpr uint8_t kKeepAliveEvery = 11;  // idle seconds; without it a host that fell silent would hold its channel
 }  // namespace
 
 CSourceTCP::CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session,
-                       const CServerLimits& limits, CAddressShares& connections)
+                       const CServerLimits& limits, CShareHold connection)
     : m_profile(profile),
       m_stream(stream),
       m_pSession(session),
       m_limits(limits),
       m_peer{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
+      m_connection(std::move(connection)),
       m_keepAlive(kKeepAliveEvery) {
-    m_share.Take(connections, m_peer.ip);
     session->SetKeepsPlace();
 }
 

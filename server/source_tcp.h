@@ -15,7 +15,7 @@ class CStream;
 class CSourceTCP : public CSource, public ITcpSessionNotify {
 public:
     CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits,
-               CAddressShares& connections);
+               CShareHold connection);
 
     /// Takes the session's frames and answers its validation. Under the gate.
     void AnswerValidation();
@@ -42,7 +42,7 @@ private:
     ITcpSession* const m_pSession;  // the network library's; ended by End
     const CServerLimits& m_limits;
     const CPeer m_peer;
-    CShareHold m_share;
+    const CShareHold m_connection;  // of what its address may have
     CPollCount m_keepAlive;
     std::atomic<char> m_cTold{0};
 };

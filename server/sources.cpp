@@ -42,8 +42,10 @@ bool CSources::OnTcp(ITcpSession* session, uint32_t channelID) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     if (channelID == 0 || m_contests.Has(channelID) || (stream && PlaceIn(*stream) == Place::Taken)) return false;
     if (!m_medium.MayHold(channelID, static_cast<uint32_t>(session->GetRemoteIP()))) return false;
-    if (!AcceptTcpSession(session)) return false;
     CNewcomer newcomer;
+    if (!newcomer.connection.Take(m_medium.context.connections, static_cast<uint32_t>(session->GetRemoteIP())))
+        return false;
+    if (!AcceptTcpSession(session)) return false;
     newcomer.session.reset(session);
     return Admit(channelID, std::move(newcomer));
 }
@@ -103,7 +105,7 @@ bool CSources::PublishUdp(CStream& stream, std::unique_ptr<CClaim> claim) {
 
 void CSources::PublishTcp(CStream& stream, CNewcomer& newcomer) {
     auto source = std::make_unique<CSourceTCP>(m_medium.profile, stream, newcomer.session.get(), m_medium.Limits(),
-                                               m_medium.context.connections);
+                                               std::move(newcomer.connection));
     newcomer.session.release();
     m_medium.LogPeer(LogKind::Source, source->Status().peer, true, "publishes", stream.Key());
     stream.SetSource(std::move(source));
