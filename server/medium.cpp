@@ -21,8 +21,8 @@ bool CMedium::MayHold(uint32_t channelID, uint32_t ip) {
 
 bool CMedium::Hold(CStream& stream, uint32_t ip) { return stream.Holder().Take(context.channels, ip) || Refuse(ip); }
 
-bool CMedium::Refuse(uint32_t ip) {
-    context.log.Refused(ip, "it has its share of channels and boards");
+bool CMedium::Refuse(uint32_t ip, const char* why) {
+    context.log.Refused(ip, why);
     return false;
 }
 
@@ -44,7 +44,8 @@ std::shared_ptr<CStream> CMedium::FindServed(uint32_t channelID) {
 void CMedium::EndDeserted(ChannelKey channel) {
     const std::shared_ptr<CStream> stream = streams.Find(channel);
     if (!stream || stream->HasSource() || stream->WasPublished() || stream->IsRelayed()) return;
-    if (stream->SinkCount() == 0) EndStream(*stream);
+    // A subscriber is counted before it is in the channel, and is no longer joining then.
+    if (stream->SinkCount() == 0 && !stream->IsJoining() && stream->Subscribers().IsEmpty()) EndStream(*stream);
 }
 
 void CMedium::EndStream(CStream& stream) {

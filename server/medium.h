@@ -22,12 +22,14 @@ struct CServerContext {
     CServerContext(const CServerOptions& given, CServerLog& where)
         : options(given),
           log(where),
+          trusted(given.Trusted()),
           policy(options),
-          channels(given.limits.channelsPerAddress, given.Trusted()),
-          connections(CServerLimits::Share(given.limits.connections), given.Trusted()) {}
+          channels(given.limits.channelsPerAddress, trusted),
+          connections(CServerLimits::Share(given.limits.connections), trusted) {}
 
     const CServerOptions options;
     CServerLog& log;
+    const CCidrList trusted;
     CRelayPolicy policy;
     CAddressShares channels;     // and boards
     CAddressShares connections;  // over TCP, that are served
@@ -50,15 +52,15 @@ struct CMedium {
     bool MayHold(uint32_t channelID, uint32_t ip);
     /// From now on that address answers for the stream; false when it has its share of them. Under the gate.
     bool Hold(CStream& stream, uint32_t ip);
-    /// A board is held by who came first.
-    bool HoldBoard(CStream& board, uint32_t ip) { return board.Holder().IsHeld() || Hold(board, ip); }
+    /// The same, where whoever came first holds it: a board or a relayed channel.
+    bool HoldForFirst(CStream& stream, uint32_t ip) { return stream.Holder().IsHeld() || Hold(stream, ip); }
     /// Ends a stream that nobody has shown interest in: no publisher and no proved subscriber ever, none of any sort
-    /// now. Under the gate.
+    /// now, nor one who is just joining. Under the gate.
     void EndDeserted(ChannelKey channel);
     /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
     void EndStream(CStream& stream);
-    /// Says that an address has its share; false.
-    bool Refuse(uint32_t ip);
+    /// Says why an address gets nothing more; false.
+    bool Refuse(uint32_t ip, const char* why = "it has its share of channels and boards");
 
     const CSourceProfile& profile;
     IMediumClasses& classes;

@@ -63,9 +63,11 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
         CWireReader fields(datagram.body + 1, datagram.length - 1);
         fields.U32();
         const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32(), datagram.ip, false);
-        if (board && m_sinks.MayConnect(datagram)) return true;
-        if (board) m_medium.EndDeserted(board->ChannelID());
-        return false;
+        if (!board) return false;
+        const bool connects = m_sinks.MayConnect(datagram);
+        board->SetJoining(connects);
+        if (!connects) m_medium.EndDeserted(board->ChannelID());
+        return connects;
     }
     if (m_sinks.MayConnect(datagram)) return true;
     if (!m_medium.profile.subscribersAskOnce) return false;
@@ -117,7 +119,7 @@ std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID, uint
         if (m_medium.streams.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
         board = m_medium.MakeStream({channelID});
     }
-    return board && (!proved || m_medium.HoldBoard(*board, ip)) ? board : nullptr;
+    return board && (!proved || m_medium.HoldForFirst(*board, ip)) ? board : nullptr;
 }
 
 std::shared_ptr<CStream> CMediumServer::FindOwn(const CSinkRequest& request, bool proved) {
@@ -148,10 +150,15 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
     if (!subscriber) return true;
     if (!data || length != kShortPayload) return true;
     const uint32_t channelID = CWireReader(data, length).U32();
-    if (!m_medium.profile.board) return m_sinks.MayServe(channelID);
+    const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
+    if (!m_medium.profile.board) return m_sinks.MayServe(channelID, ip);
     CAutoLock gate(&m_medium.context.gate);
-    return FindOrMakeBoard(channelID, static_cast<uint32_t>(session->GetRemoteIP()), true) &&
-           m_sinks.MayServe(channelID);
+    const std::shared_ptr<CStream> board = FindOrMakeBoard(channelID, ip, true);
+    if (!board) return false;
+    const bool serves = m_sinks.MayServe(channelID, ip);
+    board->SetJoining(serves);
+    if (!serves) m_medium.EndDeserted(channelID);
+    return serves;
 }
 
 bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {

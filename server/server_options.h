@@ -14,7 +14,7 @@ struct CServerLimits {
     size_t channels = 10000;
     size_t sinksPerChannel = 10000;
     size_t sinks = 100000;                      ///< of all channels of one medium
-    size_t channelsPerAddress = 256;            ///< channels and boards of all media, of which it is the publisher
+    size_t channelsPerAddress = 256;            ///< channels and boards of all media that are its own
     uint64_t sinkQueueBytes = 32ULL << 20;      ///< waiting at one sink: past it the sink is dropped
     uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
     /// A longer frame of a subscriber is dropped, over TCP with its connection.
@@ -23,7 +23,7 @@ struct CServerLimits {
     uint64_t connections = UINT64_MAX;    ///< for which the process has descriptors
 
     /// Of what all together may have, the share of one address.
-    static constexpr uint64_t Share(uint64_t all) { return all / 4; }
+    static constexpr uint64_t Share(uint64_t all) { return all < 4 ? 1 : all / 4; }
     size_t signallingClients = 10000;  ///< connected to the signalling service
     size_t signallingPerAddress = 64;  ///< of those
     uint64_t boardBytes = 1ULL << 30;  ///< of all whiteboards together: past it nothing more is kept

@@ -15,7 +15,7 @@ public:
     /// A datagram that names a sink: from its own address only. The first one proves it.
     bool MayUse(const CServerDatagram& datagram);
     /// A TCP subscriber without relay fields.
-    bool MayServe(uint32_t channelID);
+    bool MayServe(uint32_t channelID, uint32_t ip);
 
     /// Makes the sink of a stream that is served to this subscriber, if there is room, and acknowledges it.
     void Connect(CStream& stream, const CSinkRequest& request);
@@ -26,18 +26,23 @@ public:
     void OnSinkChanged(const CSinkInfo& sink);
     void OnSinkGone(const CSinkInfo& sink);
     /// The oldest of those who have not shown themselves; under the gate. False when there is none.
-    bool EvictOldest() { return Evict(m_unproved.Oldest()); }
+    bool EvictOldest() { return Evict(m_unproved.Oldest(), nullptr); }
     size_t Unproved() const { return m_unproved.Count(); }
 
 private:
     /// Its publisher, here or elsewhere, hears of a change.
     void Tell(CStream& stream);
-    bool MakeRoom(CStream& stream);
+    /// For one more of this address.
+    bool MakeRoom(CStream& stream, uint32_t ip);
     bool MakeRoomForUdp(CStream& stream, uint32_t ip);
-    bool Evict(uint32_t sinkID);
-    /// The board's first session answers for it; one whose address has its share goes.
-    bool HoldBoard(ChannelKey channel, uint32_t sinkID, uint32_t ip);
+    bool MakeRoomInShare(CStream& stream, uint32_t ip);
+    /// Its board goes too if nobody is left, but not the one that somebody is `joining`.
+    bool Evict(uint32_t sinkID, const CStream* joining);
+    /// Nobody publishes a board or a relayed channel here: the first subscriber answers for it; one whose address has
+    /// its share goes.
+    bool HoldForFirst(ChannelKey channel, uint32_t sinkID, uint32_t ip);
 
     CMedium& m_medium;
     CUnproved m_unproved;
+    CAddressShares m_ofAddresses;
 };

@@ -4,6 +4,9 @@
 #include "platform/lumobase/undo.h"
 #include "server/source_tcp.h"
 
+#include <algorithm>
+#include <vector>
+
 using wire::CWireReader;
 
 CSources::CSources(CMedium& medium, CRelays& relays)
@@ -189,15 +192,29 @@ void CSources::OnSecond(uint32_t now) {
             if (!gone) source.OnSecond();
         });
         if (gone) End(*stream);
+        PassOn(*stream);
         stream->Sample(now);
         ForgetIfUnused(*stream, now);
     }
     m_claims.OnSecond(now, [this](uint32_t channelID) { return Wanted(channelID); });
 }
 
+// Whoever keeps a channel by listening answers for it: its publisher could not end that.
+void CSources::PassOn(CStream& stream) {
+    if (m_medium.profile.board || stream.IsRelayed() || stream.HasSource()) return;
+    const std::vector<uint32_t> listen = stream.Subscribers().Shown();
+    CShareHold& holder = stream.Holder();
+    if (std::any_of(listen.begin(), listen.end(), [&](uint32_t ip) { return holder.IsOf(ip); })) return;
+    for (const uint32_t ip : listen)
+        if (holder.Take(m_medium.context.channels, ip)) return;
+}
+
 void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
     if (stream.IsRelayed()) return;  // it goes with its leg
-    if (m_medium.profile.board && !stream.WasPublished()) return m_medium.EndDeserted(stream.Key());
+    if (m_medium.profile.board && !stream.WasPublished()) {
+        m_medium.EndDeserted(stream.Key());
+        return stream.SetJoining(false);  // who was let in a second ago and is not there will not come
+    }
     if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs) m_medium.EndStream(stream);
 }
 

@@ -51,6 +51,7 @@ private:
     void OnPublished(CStream& stream);
     void Leave(uint32_t channelID, uint32_t sourceID);
     void Settle(CStream& stream);
+    void PassOn(CStream& stream);
     void ForgetIfUnused(CStream& stream, uint32_t now);
     uint32_t Wanted(uint32_t channelID);
 

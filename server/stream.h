@@ -9,6 +9,7 @@
 #include "server/source.h"
 #include "server/status.h"
 #include "server/stream_name.h"
+#include "server/subscribers.h"
 
 #include <atomic>
 #include <cstdint>
@@ -71,11 +72,16 @@ public:
     /// Whether a publisher has ever proved itself here.
     bool WasPublished() const { return m_bPublished.load(std::memory_order_relaxed); }
     void SetPublished() { m_bPublished.store(true, std::memory_order_relaxed); }
-    /// Whose share of the channels it is: its publisher's, or the last one's, or who made the board or asked for the
-    /// relay. Under the gate.
+    /// Whose share of the channels it is: its publisher's, then one of those who still listen, or the last of either;
+    /// or who made the board or asked for the relay. Under the gate.
     CShareHold& Holder() { return m_holder; }
+    /// Any thread.
+    CSubscribers& Subscribers() { return m_subscribers; }
     /// For how long it has had neither publisher nor subscribers. Under the gate.
     uint32_t EmptyFor(uint32_t now);
+    /// Somebody is let in and not there yet. Any thread.
+    void SetJoining(bool joining) { m_bJoining.store(joining, std::memory_order_relaxed); }
+    bool IsJoining() const { return m_bJoining.load(std::memory_order_relaxed); }
 
     /// Links that are gone still count.
     void AddEnded(const CLinkSums& sums);
@@ -116,9 +122,11 @@ private:
     CCritSec m_csSource{lock_order::kChannelReceiver};
     std::unique_ptr<CSource> m_pSource LUMO_GUARDED_BY(m_csSource);
     std::atomic<bool> m_bPublished{false};
-    CShareHold m_holder;          // under the gate
+    CShareHold m_holder;  // under the gate
+    CSubscribers m_subscribers;
     uint32_t m_ulEmptySince = 0;  // under the gate
     bool m_bEmpty = false;        // under the gate
+    std::atomic<bool> m_bJoining{false};
 
     struct {
         std::atomic<uint64_t> framesIn{0}, bytesIn{0}, framesOut{0}, bytesOut{0}, framesUp{0}, bytesUp{0}, dropped{0};

@@ -25,6 +25,11 @@ bool CAddressShares::Take(uint32_t ip, uint64_t amount) {
     return true;
 }
 
+void CAddressShares::Add(uint32_t ip) {
+    CAutoLock lock(&m_cs);
+    if (Counts(ip)) ++m_taken[ip];
+}
+
 void CAddressShares::Return(uint32_t ip, uint64_t amount) {
     CAutoLock lock(&m_cs);
     const auto found = m_taken.find(ip);

@@ -20,6 +20,8 @@ public:
     bool IsFull(uint32_t ip);
     /// False, with nothing taken, when it would be more than a share.
     bool Take(uint32_t ip, uint64_t amount = 1);
+    /// Of one who has come already: also when it is more than a share.
+    void Add(uint32_t ip);
     /// What was not counted is not given back either.
     void Return(uint32_t ip, uint64_t amount = 1);
 

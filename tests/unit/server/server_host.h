@@ -26,6 +26,13 @@ struct CServerHost {
     CServerHost(const CServerHost&) = delete;
     CServerHost& operator=(const CServerHost&) = delete;
 
+    /// Another server in its place.
+    void Restart(const CServerOptions& options) {
+        server->ReleaseConnections();
+        server = new CTestServer(options, log);
+        server->Open();
+    }
+
     static CServerOptions LoopbackOptions() {
         CServerOptions options;
         options.listenIP = 0x7f000001;

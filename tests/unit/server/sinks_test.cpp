@@ -122,19 +122,43 @@ TEST(SinkLimits, TheOldestWhoHasNotAnsweredGivesWay) {
     CServerOptions options = CServerHost::LoopbackOptions();
     options.limits.sinksPerChannel = 3;
     CServerHost host(options);
+    const auto peer = [](uint16_t number) { return CPeer{kBob.ip + number, number}; };
     host.Publish(kChannel, 5, kAlice);
-    host.Subscribe(kChannel, 1, {kBob.ip, 1});
-    host.Deliver(CServerHost::SinkConnect(2, kChannel), {kBob.ip, 2});
-    const uint32_t evicted = host.LastID({kBob.ip, 2}, "063a", 6);
-    host.Deliver(CServerHost::SinkConnect(3, kChannel), {kBob.ip, 3});
-    const uint32_t kept = host.LastID({kBob.ip, 3}, "063a", 6);
-    EXPECT_NE(host.Subscribe(kChannel, 4, {kBob.ip, 4}), 0U);
+    host.Subscribe(kChannel, 1, peer(1));
+    host.Deliver(CServerHost::SinkConnect(2, kChannel), peer(2));
+    const uint32_t evicted = host.LastID(peer(2), "063a", 6);
+    host.Deliver(CServerHost::SinkConnect(3, kChannel), peer(3));
+    const uint32_t kept = host.LastID(peer(3), "063a", 6);
+    EXPECT_NE(host.Subscribe(kChannel, 4, peer(4)), 0U);
     host.net.Udp().TakeSent();
-    host.Deliver(CServerHost::Command("3b", evicted), {kBob.ip, 2});
+    host.Deliver(CServerHost::Command("3b", evicted), peer(2));
     EXPECT_TRUE(host.net.Udp().TakeSent().empty());
-    host.Deliver(CServerHost::Command("3b", kept), {kBob.ip, 3});
-    EXPECT_EQ(host.TakeCount({kBob.ip, 3}, "063c"), 2U);
-    EXPECT_EQ(host.Subscribe(kChannel, 5, {kBob.ip, 5}), 0U) << "all three are there";
+    host.Deliver(CServerHost::Command("3b", kept), peer(3));
+    EXPECT_EQ(host.TakeCount(peer(3), "063c"), 2U);
+    EXPECT_EQ(host.Subscribe(kChannel, 5, peer(5)), 0U) << "all three are there";
+}
+
+TEST(SinkLimits, OneAddressHasAQuarterOfAChannelAndOfTheMedium) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.sinksPerChannel = 8;
+    options.limits.sinks = 12;
+    CServerHost host(options);
+    const auto subscribe = [&](uint32_t channel, uint16_t number, uint32_t ip = kBob.ip) {
+        return host.Subscribe(channel, number, {ip, number});
+    };
+    host.Publish(kChannel, 5, kAlice);
+    host.Publish(kChannel + 1, 5, kAlice);
+    host.Deliver(CServerHost::SinkConnect(1, kChannel), {kBob.ip, 1});
+    const uint32_t first = subscribe(kChannel, 2);
+    EXPECT_NE(first, 0U);
+    EXPECT_NE(subscribe(kChannel, 3), 0U) << "its own unproved one gives way";
+    EXPECT_EQ(subscribe(kChannel, 4), 0U);
+    EXPECT_NE(subscribe(kChannel + 1, 5), 0U);
+    EXPECT_EQ(subscribe(kChannel + 1, 6), 0U) << "three of the medium's twelve";
+    EXPECT_NE(subscribe(kChannel, 7, kCarol.ip), 0U);
+    EXPECT_TRUE(host.Validate(13, U32(kChannel))) << "of one who is trusted";
+    host.Deliver(CServerHost::Command("3f", first), {kBob.ip, 2});
+    EXPECT_NE(subscribe(kChannel, 8), 0U) << "in the place of one who has left";
 }
 
 TEST(SinkLimits, AtItsShareAnAddressGivesUpItsOwnOldest) {

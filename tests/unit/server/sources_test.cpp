@@ -132,6 +132,38 @@ TEST_F(Sources, OneWhoDoesNotAnswerThreeTimesGivesWayToANewcomerThatIsThere) {
     EXPECT_NE(Acknowledged(kBob, kChannel, 8), 0U) << "it may try again later";
 }
 
+TEST_F(Sources, AnswersForAChannelUntilOthersKeepIt) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.channelsPerAddress = 2;
+    host.Restart(options);
+    const uint32_t first = host.Publish(kChannel, 5, kAlice);
+    const uint32_t second = host.Publish(kChannel + 1, 5, kAlice);
+    host.Subscribe(kChannel, 9, kBob);
+    host.Deliver(CServerHost::SinkConnect(10, kChannel + 1), kCarol);  // and does not show itself
+    for (const uint32_t id : {first, second}) host.Deliver(CServerHost::Command("46", id), kAlice);
+    EXPECT_EQ(host.Publish(kChannel + 2, 5, kAlice), 0U);
+    host.Run(1100);
+    EXPECT_NE(host.Publish(kChannel + 2, 5, kAlice), 0U) << "the first is Bob's, who listens";
+    EXPECT_EQ(host.Publish(kChannel + 3, 5, kAlice), 0U) << "the second is still hers";
+    host.Publish(kChannel + 4, 5, kBob);
+    EXPECT_EQ(host.Publish(kChannel + 5, 5, kBob), 0U);
+}
+
+TEST_F(Sources, ATcpNewcomerThatWaitsIsAConnectionOfItsAddress) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.connections = 8;
+    options.trusted.emplace();
+    host.Restart(options);
+    for (uint32_t i = 0; i < 3; ++i) host.Publish(kChannel + i, 5, kAlice);
+    CFakeTcp* loses = host.Validate(12, U32(kChannel));
+    EXPECT_TRUE(loses);
+    EXPECT_TRUE(host.Validate(12, U32(kChannel + 1)));
+    EXPECT_FALSE(host.Validate(12, U32(kChannel + 2))) << "a quarter is two";
+    loses->lost = true;
+    host.Run(100);
+    EXPECT_TRUE(host.Validate(12, U32(kChannel + 2)));
+}
+
 TEST_F(Sources, IsNotAskedWithoutEndForOneNewcomerAfterTheOther) {
     const uint32_t alice = host.Publish(kChannel, 5, kAlice);
     for (uint32_t key = 6; key < 100; ++key) {

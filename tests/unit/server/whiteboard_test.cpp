@@ -213,13 +213,23 @@ TEST_F(Whiteboard, OfWhomNobodyShowedItselfIsGoneWithItsSessions) {
     EXPECT_EQ(Status().unproved, 0U);
 }
 
+TEST_F(Whiteboard, IsThereUntilWhoWasLetInHasJoined) {
+    const std::string request = Hex("24") + U32(6) + U32(kChannel);
+    const int length = static_cast<int>(request.size());
+    const wire::CommandRow* row =
+        wire::FindCommand(wire::Kind::Whiteboard, reinterpret_cast<const uint8_t*>(request.data()), length);  // NOLINT
+    EXPECT_TRUE(host.server->MayAct({*row, request.data(), length, kBob.ip, kBob.port}));
+    host.Run(1001, 1001);
+    EXPECT_EQ(Status().channels, 1U);
+    host.Run(1001, 1001);
+    EXPECT_EQ(Status().channels, 0U) << "it did not join";
+}
+
 TEST_F(Whiteboard, GivesWayAtTheLimitOnlyToWhoIsThere) {
     CServerOptions options = CServerHost::LoopbackOptions();
     options.limits.channels = 2;
     options.limits.boardBytes = 8000;
-    host.server->ReleaseConnections();
-    host.server = new CTestServer(options, host.log);
-    host.server->Open();
+    host.Restart(options);
     CClient alice = Join(5, kAlice);
     Ask(6, kBob, LongConnect(6, 78));
     CClient carol = Join(7, kCarol, 79);
@@ -232,6 +242,9 @@ TEST_F(Whiteboard, GivesWayAtTheLimitOnlyToWhoIsThere) {
     Say(carol, Message(kData, 2, 0, std::string(1000, 'x')));
     Say(carol, Message(kRequest, 2));
     EXPECT_EQ(Take(carol).size(), 1U);
+    options.limits.unprovedPerAddress = 1;
+    host.Restart(options);
+    for (const uint32_t id : {6U, 7U}) EXPECT_NE(Ask(id, kBob, LongConnect(id, 78)).session, 0U) << id;
 }
 
 TEST_F(Whiteboard, OfAnotherServerIsJoinedOnceForAllAndLeftAfterTheLast) {

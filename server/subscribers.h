@@ -1,0 +1,51 @@
+// How many subscribers of one channel each address has.
+#pragma once
+
+#include "link/lock_order.h"
+#include "platform/lumobase/crit_sec.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+/// Those who have shown that they are there are counted apart as well. Any thread.
+class CSubscribers {
+public:
+    /// So many more, or fewer, have come, and have shown themselves. Fewer never fails.
+    void Change(uint32_t ip, int come, int shown) {
+        CAutoLock lock(&m_cs);
+        const bool more = come > 0 || shown > 0;
+        const auto found = more ? m_counts.try_emplace(ip).first : m_counts.find(ip);
+        if (found == m_counts.end()) return;  // there was no memory to count it
+        found->second.come += come;
+        found->second.shown += shown;
+        if (found->second.come == 0 && found->second.shown == 0) m_counts.erase(found);
+    }
+    size_t Of(uint32_t ip) {
+        CAutoLock lock(&m_cs);
+        const auto found = m_counts.find(ip);
+        return found == m_counts.end() || found->second.come < 0 ? 0 : static_cast<size_t>(found->second.come);
+    }
+    bool IsEmpty() {
+        CAutoLock lock(&m_cs);
+        return m_counts.empty();
+    }
+    /// The addresses of those who have shown themselves.
+    std::vector<uint32_t> Shown() {
+        CAutoLock lock(&m_cs);
+        std::vector<uint32_t> shown;
+        for (const auto& [ip, count] : m_counts)
+            if (count.shown > 0) shown.push_back(ip);
+        return shown;
+    }
+
+private:
+    struct Count {
+        int come = 0;
+        int shown = 0;
+    };
+
+    CCritSec m_cs{lock_order::kLeaf};
+    std::unordered_map<uint32_t, Count> m_counts LUMO_GUARDED_BY(m_cs);
+};
