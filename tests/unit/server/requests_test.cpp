@@ -52,7 +52,7 @@ TEST_F(RequestsTest, TheThreadRestsLongerWhileNothingElseComes) {
     const auto flood = [this](bool others) {
         Add(kFlooder, 200);
         const std::string keepAlive = Hex("0645") + U32(9);
-        if (others) EXPECT_FALSE(requests.Add(keepAlive.data(), static_cast<int>(keepAlive.size()), kHonest));
+        if (others) requests.Add(keepAlive.data(), static_cast<int>(keepAlive.size()), kHonest);
         EndBurst();
         return requests.Rest();
     };
