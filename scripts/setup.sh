@@ -5,7 +5,7 @@ set -euo pipefail
 
 base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11-dev libcpp-httplib-dev
       nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev libogg-dev
-      libopus-dev libgtest-dev libgmock-dev)
+      libopus-dev libpng-dev libgtest-dev libgmock-dev)
 test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg
       imagemagick xvfb x11-apps x11-xserver-utils chromium)
 node=(nodejs npm)  # only where the commands are missing: setup_browser.sh
