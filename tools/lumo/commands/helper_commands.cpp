@@ -64,10 +64,8 @@ int RunProxy(const std::string& where) {
     std::string problem;
     if (!proxy.Open(listen, problem)) return Complain(problem, kExitFailed);
     Say({{"event", "ready"}, {"port", proxy.Port()}});
-    while (!loop.Interrupted()) {
-        proxy.Turn(kTurnMs, loop.SignalFd());
-        loop.Wait(-1, 0);
-    }
+    proxy.ServeUntilReadable(loop.SignalFd());
+    loop.Wait(-1, 0);  // takes the signal
     Say({{"event", "end"}, {"tunnels", proxy.Tunnels()}});
     return kExitDone;
 }

@@ -2,25 +2,93 @@
 
 #include "tools/lumo/demo/sockets.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
+#include <asio/posix/stream_descriptor.hpp>
+#include <asio/read_until.hpp>
+#include <asio/write.hpp>
 
-#include <algorithm>
-#include <cerrno>
+#include <memory>
+#include <utility>
 
 namespace lumo {
 
+using asio::ip::tcp;
+using Error = asio::error_code;
+
+/// A client and its target. Lives while it waits for either.
+class CConnectProxy::CTunnel : public std::enable_shared_from_this<CTunnel> {
+public:
+    CTunnel(CConnectProxy& proxy, tcp::socket client)
+        : m_proxy(proxy), m_client(std::move(client)), m_target(proxy.m_context) {
+        ++m_proxy.m_nClients;
+    }
+    ~CTunnel() {
+        if (m_proxy.m_nClients-- == kMaxTunnels && !m_proxy.m_context.stopped()) m_proxy.Accept();
+    }
+
+    void Start() {
+        constexpr size_t kMaxHead = 8192;
+        asio::async_read_until(m_client, asio::dynamic_buffer(m_strToTarget, kMaxHead), "\r\n\r\n",
+                               [self = shared_from_this()](const Error& error, size_t length) {
+                                   if (!error) self->OnHead(length);
+                               });
+    }
+
+private:
+    void OnHead(size_t length) {
+        Endpoint to;
+        if (!ParseRequest(m_strToTarget, to)) return Refuse("403 Forbidden");
+        m_strToTarget.erase(0, length);  // what came with the request is the target's
+        m_target.async_connect({asio::ip::address_v4(to.ip), to.port}, [self = shared_from_this()](const Error& error) {
+            if (error) return self->Refuse("502 Bad Gateway");
+            ++self->m_proxy.m_nTunnels;
+            self->m_strToClient = "HTTP/1.1 200 Connection established\r\n\r\n";
+            Error ignored;
+            for (tcp::socket* side : {&self->m_client, &self->m_target}) side->set_option(tcp::no_delay(true), ignored);
+            self->Pass(self->m_target, self->m_client, self->m_strToClient);
+            self->Pass(self->m_client, self->m_target, self->m_strToTarget);
+        });
+    }
+
+    void Refuse(const char* line) {
+        m_strToClient = std::string("HTTP/1.1 ") + line + "\r\n\r\n";
+        asio::async_write(m_client, asio::buffer(m_strToClient), [self = shared_from_this()](const Error&, size_t) {});
+    }
+
+    /// Writes `out`, and then what `from` says until its end.
+    void Pass(tcp::socket& from, tcp::socket& to, std::string& out) {
+        asio::async_write(to, asio::buffer(out), [&, self = shared_from_this()](const Error& error, size_t) {
+            if (error) return self->Close();
+            out.resize(65536);
+            from.async_read_some(asio::buffer(out), [&, self](const Error& end, size_t length) {
+                if (end && end != asio::error::eof) return self->Close();
+                Error ignored;
+                if (end) return void(to.shutdown(tcp::socket::shutdown_send, ignored));
+                out.resize(length);
+                self->Pass(from, to, out);
+            });
+        });
+    }
+
+    void Close() {
+        Error ignored;
+        m_client.close(ignored);
+        m_target.close(ignored);
+    }
+
+    CConnectProxy& m_proxy;
+    tcp::socket m_client, m_target;
+    std::string m_strToClient, m_strToTarget;
+};
+
 bool CConnectProxy::Open(const Endpoint& listenOn, std::string& problem) {
-    m_listen = OpenSocket(SOCK_STREAM, listenOn, problem);
-    if (!m_listen) return false;
-    if (listen(m_listen.Get(), 64) != 0) {
-        problem = ErrorText(errno);
+    try {
+        m_acceptor = tcp::acceptor(m_context, {asio::ip::address_v4(listenOn.ip), listenOn.port});
+        Accept();
+        return true;
+    } catch (const asio::system_error& error) {
+        problem = "cannot open " + listenOn.Text() + ": " + error.code().message();
         return false;
     }
-    m_usPort = LocalEndpoint(m_listen.Get()).port;
-    return true;
 }
 
 bool CConnectProxy::ParseRequest(const std::string& head, Endpoint& target) {
@@ -33,130 +101,17 @@ bool CConnectProxy::ParseRequest(const std::string& head, Endpoint& target) {
 }
 
 void CConnectProxy::Accept() {
-    while (m_tunnels.size() < kMaxTunnels) {
-        CUniqueFd fd(accept4(m_listen.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (!fd) return;
-        const int on = 1;
-        setsockopt(fd.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        m_tunnels.emplace_back();
-        m_tunnels.back().client.fd = std::move(fd);
-    }
+    m_acceptor.async_accept([this](const Error& error, tcp::socket client) {
+        if (!error) std::make_shared<CTunnel>(*this, std::move(client))->Start();
+        if (m_nClients < kMaxTunnels) Accept();
+    });
 }
 
-void CConnectProxy::Answer(Tunnel& tunnel, const char* line) {
-    tunnel.client.out = std::string("HTTP/1.1 ") + line + "\r\n\r\n";
-}
-
-void CConnectProxy::ReadHead(Tunnel& tunnel) {
-    char piece[4096];
-    const ssize_t got = recv(tunnel.client.fd.Get(), piece, sizeof piece, MSG_DONTWAIT);
-    if (got < 0 && (errno == EAGAIN || errno == EINTR)) return;
-    if (got <= 0) {
-        tunnel.dead = true;
-        return;
-    }
-    tunnel.head.append(piece, static_cast<size_t>(got));
-    const size_t end = tunnel.head.find("\r\n\r\n");
-    if (end == std::string::npos) {
-        tunnel.dead = tunnel.head.size() > kMaxHead;
-        return;
-    }
-    Endpoint target;
-    std::string problem;
-    const bool valid = ParseRequest(tunnel.head, target);
-    if (valid) tunnel.target.fd = OpenSocket(SOCK_STREAM, Endpoint{0x7F000001, 0}, problem);
-    if (tunnel.target.fd && StartConnect(tunnel.target.fd.Get(), target)) {
-        const int on = 1;
-        setsockopt(tunnel.target.fd.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        tunnel.connecting = true;
-        tunnel.target.out = tunnel.head.substr(end + 4);  // what came with the request is the target's
-        return;
-    }
-    Answer(tunnel, valid ? "502 Bad Gateway" : "403 Forbidden");
-    Write(tunnel, tunnel.client, tunnel.target);
-    tunnel.dead = true;
-}
-
-void CConnectProxy::FinishConnect(Tunnel& tunnel) {
-    int error = 0;
-    socklen_t length = sizeof error;
-    getsockopt(tunnel.target.fd.Get(), SOL_SOCKET, SO_ERROR, &error, &length);
-    tunnel.connecting = false;
-    tunnel.open = error == 0;
-    tunnel.dead = error != 0;
-    m_nTunnels += tunnel.open;
-    Answer(tunnel, tunnel.open ? "200 Connection established" : "502 Bad Gateway");
-    Write(tunnel, tunnel.client, tunnel.target);
-}
-
-void CConnectProxy::Read(Tunnel& tunnel, Side& from, Side& to) {
-    char piece[65536];
-    while (!from.readEnd && to.out.size() < kMaxBuffered) {
-        const ssize_t got = recv(from.fd.Get(), piece, sizeof piece, MSG_DONTWAIT);
-        if (got < 0 && (errno == EAGAIN || errno == EINTR)) break;
-        if (got < 0) tunnel.dead = true;
-        if (got <= 0) from.readEnd = true;
-        if (got > 0) to.out.append(piece, static_cast<size_t>(got));
-    }
-}
-
-void CConnectProxy::Write(Tunnel& tunnel, Side& to, const Side& from) {
-    size_t done = 0;
-    while (done < to.out.size()) {
-        const ssize_t put = send(to.fd.Get(), to.out.data() + done, to.out.size() - done, MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (put <= 0) {
-            tunnel.dead = tunnel.dead || (errno != EAGAIN && errno != EINTR);
-            break;
-        }
-        done += static_cast<size_t>(put);
-    }
-    to.out.erase(0, done);
-    if (!from.readEnd || !to.out.empty() || to.writeEnd) return;
-    to.writeEnd = true;
-    shutdown(to.fd.Get(), SHUT_WR);
-}
-
-void CConnectProxy::AddWaits(const Tunnel& tunnel, std::vector<pollfd>& waits) {
-    const auto waitFor = [&waits](const Side& side, const Side& other) {
-        const bool reads = !side.readEnd && other.out.size() < kMaxBuffered;
-        const auto events = static_cast<short>((reads ? POLLIN : 0) | (side.out.empty() ? 0 : POLLOUT));
-        waits.push_back({events != 0 ? side.fd.Get() : -1, events, 0});  // a hang-up would wake us for ever
-    };
-    if (tunnel.open) {
-        waitFor(tunnel.client, tunnel.target);
-        waitFor(tunnel.target, tunnel.client);
-    } else {
-        waits.push_back({tunnel.connecting ? -1 : tunnel.client.fd.Get(), POLLIN, 0});
-        waits.push_back({tunnel.connecting ? tunnel.target.fd.Get() : -1, POLLOUT, 0});
-    }
-}
-
-void CConnectProxy::Serve(Tunnel& tunnel, const pollfd& client, const pollfd& target) {
-    if (client.revents == 0 && target.revents == 0) return;
-    if (!tunnel.open) {
-        if (tunnel.connecting)
-            FinishConnect(tunnel);
-        else
-            ReadHead(tunnel);
-        return;
-    }
-    Read(tunnel, tunnel.client, tunnel.target);
-    Read(tunnel, tunnel.target, tunnel.client);
-    Write(tunnel, tunnel.target, tunnel.client);
-    Write(tunnel, tunnel.client, tunnel.target);
-    tunnel.dead = tunnel.dead || (tunnel.client.writeEnd && tunnel.target.writeEnd);
-}
-
-void CConnectProxy::Turn(uint64_t milliseconds, int alsoFd) {
-    std::vector<pollfd> waits{{alsoFd, POLLIN, 0}, {m_tunnels.size() < kMaxTunnels ? m_listen.Get() : -1, POLLIN, 0}};
-    for (const Tunnel& tunnel : m_tunnels) AddWaits(tunnel, waits);
-    if (poll(waits.data(), waits.size(), static_cast<int>(milliseconds)) <= 0) return;
-    size_t at = 2;
-    for (auto tunnel = m_tunnels.begin(); tunnel != m_tunnels.end(); at += 2) {
-        Serve(*tunnel, waits[at], waits[at + 1]);
-        tunnel = tunnel->dead ? m_tunnels.erase(tunnel) : std::next(tunnel);
-    }
-    if (waits[1].revents != 0) Accept();
+void CConnectProxy::ServeUntilReadable(int fd) {
+    asio::posix::stream_descriptor end(m_context, fd);
+    end.async_wait(asio::posix::stream_descriptor::wait_read, [this](const Error&) { m_context.stop(); });
+    m_context.run();
+    end.release();
 }
 
 }  // namespace lumo

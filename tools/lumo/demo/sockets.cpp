@@ -59,11 +59,6 @@ ssize_t ReceiveDatagram(int fd, Endpoint& from, char* buffer, size_t capacity) {
     return got;
 }
 
-bool StartConnect(int fd, const Endpoint& to) {
-    const sockaddr_in address = ToSockaddr(to);
-    return connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EINPROGRESS;
-}
-
 bool ParseEndpoint(const std::string& text, Endpoint& endpoint) {
     const size_t colon = text.find(':');
     in_addr address{};

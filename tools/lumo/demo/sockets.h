@@ -16,8 +16,6 @@ void EnlargeBuffers(int fd);
 void SendDatagram(int fd, const Endpoint& to, const char* data, size_t length);
 /// As recvfrom.
 ssize_t ReceiveDatagram(int fd, Endpoint& from, char* buffer, size_t capacity);
-/// Begins to connect; false when it cannot even be tried.
-bool StartConnect(int fd, const Endpoint& to);
 
 /// "ADDR" or "ADDR:PORT" in digits.
 bool ParseEndpoint(const std::string& text, Endpoint& endpoint);
