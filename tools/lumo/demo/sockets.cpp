@@ -1,6 +1,6 @@
 #include "tools/lumo/demo/sockets.h"
 
-#include "tools/lumo/net/target.h"
+#include "server/server_options.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -60,14 +60,8 @@ ssize_t ReceiveDatagram(int fd, Endpoint& from, char* buffer, size_t capacity) {
 }
 
 bool ParseEndpoint(const std::string& text, Endpoint& endpoint) {
-    const size_t colon = text.find(':');
-    in_addr address{};
-    if (inet_pton(AF_INET, text.substr(0, colon).c_str(), &address) != 1) return false;
-    endpoint = {ntohl(address.s_addr), 0};
-    if (colon == std::string::npos) return true;
-    const std::string port = text.substr(colon + 1);
-    endpoint.port = static_cast<uint16_t>(ParseNumber(port, 65535));
-    return endpoint.port != 0 || port == "0";
+    endpoint = {};
+    return text.rfind(':', 0) != 0 && ::ParseEndpoint(text, endpoint.ip, endpoint.port);
 }
 
 }  // namespace lumo

@@ -4,6 +4,7 @@
 #include "core/wire/commands.h"
 #include "core/wire/datagram.h"
 #include "lumomedia/packet.h"
+#include "platform/lumonet/lumonet.h"
 #include "tools/lumo/dump/message_text.h"
 #include "tools/lumo/dump/packet.h"
 
@@ -57,7 +58,7 @@ std::string DescribeFields(const wire::CommandRow& row, wire::CWireReader& reade
         if (field == wire::Field::None) break;
         const uint32_t value = field == wire::Field::RelayPort ? reader.U16() : reader.U32();
         text +=
-            std::string(" ") + FieldName(field) + " " + (IsAddress(field) ? AddressText(value) : std::to_string(value));
+            std::string(" ") + FieldName(field) + " " + (IsAddress(field) ? GetIpAddr(value) : std::to_string(value));
     }
     return text;
 }
@@ -183,9 +184,9 @@ std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t len
     text += std::string(signalling ? ", user " : ", channel ") + std::to_string(reader.U32());
     if (length == 8) text += ", sink " + std::to_string(reader.U32());
     if (length >= 16) {
-        text += ", relay " + AddressText(reader.U32());
-        text += " or " + AddressText(reader.U32());
-        text += " or " + AddressText(reader.U32());
+        text += ", relay " + GetIpAddr(reader.U32());
+        text += " or " + GetIpAddr(reader.U32());
+        text += " or " + GetIpAddr(reader.U32());
     }
     if (reader.Left() > 0) text += ", " + std::to_string(reader.Left()) + " more bytes";
     return text;

@@ -1,5 +1,6 @@
 #include "tools/lumo/dump/packet.h"
 
+#include "platform/lumonet/lumonet.h"
 #include "tools/lumo/transfer/byte_codec.h"
 
 #include <pcap/dlt.h>
@@ -86,12 +87,7 @@ Parsed ParseTcp(CByteReader reader, CapturedPacket& packet) {
 
 }  // namespace
 
-std::string AddressText(uint32_t ip) {
-    return std::to_string(ip >> 24) + "." + std::to_string(ip >> 16 & 255) + "." + std::to_string(ip >> 8 & 255) + "." +
-           std::to_string(ip & 255);
-}
-
-std::string Endpoint::Text() const { return AddressText(ip) + ":" + std::to_string(port); }
+std::string Endpoint::Text() const { return GetIpAddr(ip) + ":" + std::to_string(port); }
 
 bool KnowsLinkType(int linkType) {
     static constexpr int kKnown[] = {DLT_EN10MB, DLT_LINUX_SLL, DLT_LINUX_SLL2, DLT_NULL, DLT_LOOP, DLT_RAW, DLT_IPV4};

@@ -15,8 +15,6 @@ struct Endpoint {
     bool operator<(const Endpoint& other) const { return ip != other.ip ? ip < other.ip : port < other.port; }
 };
 
-std::string AddressText(uint32_t ip);
-
 enum class Transport { None, Udp, Tcp };
 
 struct CapturedPacket {

@@ -6,19 +6,16 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 
 namespace lumo {
 
 uint64_t ParseNumber(const std::string& text, uint64_t most) {
     uint64_t value = 0;
-    for (char digit : text) {
-        if (digit < '0' || digit > '9') return 0;
-        const auto unit = static_cast<uint64_t>(digit - '0');
-        if (value > (most - std::min(unit, most)) / 10) return 0;
-        value = value * 10 + unit;
-    }
-    return value;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && stop == end && value <= most ? value : 0;
 }
 
 bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem, uint16_t usualPort) {
