@@ -70,7 +70,7 @@ TEST(ProxyUrl, WhatIsTypedAndWhatIsMeant) {
         {"socks5://u:p@ss@h", ProxyType::Socks5, "h", "u", "p@ss", 1080},
     };
     for (const Row& row : rows) {
-        ProxySettings settings;
+        CProxyServer settings;
         std::string problem;
         ASSERT_TRUE(ParseProxyUrl(row.url, "from-env", settings, problem)) << row.url << ": " << problem;
         EXPECT_EQ(settings.type, row.type) << row.url;
@@ -83,7 +83,7 @@ TEST(ProxyUrl, WhatIsTypedAndWhatIsMeant) {
          {"", "proxy:80", "https://proxy", "ftp://proxy", "http://", "http://:80", "http://h:0", "http://h:65536",
           "http://h:80x", "http://h:80:90", "http://a b", "http://@h", "http://u:topsecret%@h",
           "http://u%0a:topsecret@h", "http://u:topsecret%zz@h", "http://h/path"}) {
-        ProxySettings settings;
+        CProxyServer settings;
         std::string problem;
         EXPECT_FALSE(ParseProxyUrl(url, "", settings, problem)) << url;
         EXPECT_EQ(problem.find("topsecret"), std::string::npos) << "a password in a complaint";

@@ -28,7 +28,7 @@ protected:
     LinkSigns Signs() const override { return SignsFrom(Medium::kKind, m_route.mcu, Answered()); }
     bool Create() override {
         const auto& ips = m_route.mcu.ips;
-        const ProxySettings& proxy = m_route.proxy;
+        const CProxyServer& proxy = m_route.proxy;
         m_pSender = m_route.tcp ? Medium::kSenderTCP(*this, m_route.channel, ips[0], ips[1], ips[2], m_route.mcu.port,
                                                      static_cast<int>(proxy.type), proxy.host.c_str(), proxy.port,
                                                      proxy.user.c_str(), proxy.password.c_str())
@@ -76,7 +76,7 @@ protected:
     bool Create() override {
         const auto& far = m_route.mcu.ips;
         const auto& near = m_route.nearMcu.ips;
-        const ProxySettings& proxy = m_route.proxy;
+        const CProxyServer& proxy = m_route.proxy;
         if (m_bPeer)
             m_pReceiver = Medium::kReceiverP2P(*this, m_ulChannel, SenderUser(m_route.channel));
         else if (m_route.tcp)

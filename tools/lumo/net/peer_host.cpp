@@ -37,7 +37,7 @@ void CPeerHost::Poll(uint64_t now) {
     }
     // Whoever asked us before we know our public address would take away a useless one.
     if (!m_pSignal && Answers() > 0 && now >= m_ullSignalMs) {
-        const ProxySettings& proxy = m_options.proxy;
+        const CProxyServer& proxy = m_options.proxy;
         const std::lock_guard<std::mutex> lock(m_mutex);  // what the first command makes us answer waits for it
         m_pSignal =
             CreateSignalClient(*this, UserID(), m_options.mcu.ips[0], m_options.mcu.port, static_cast<int>(proxy.type),

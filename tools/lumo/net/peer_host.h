@@ -22,7 +22,7 @@ struct PeerOptions {
     bool forwarded = false;
     uint32_t userID = 0;
     RelayTarget mcu;  ///< whose reflector and signalling service serve
-    ProxySettings proxy;
+    CProxyServer proxy;
 };
 
 /// Whether a link's far side is that peer at one of its addresses. The link keeps to the one that answered first, while

@@ -13,7 +13,7 @@ struct RelayRoute {
     RelayTarget mcu;
     RelayTarget nearMcu;  ///< a server that relays from `mcu`; empty: none
     bool tcp = false;
-    ProxySettings proxy;
+    CProxyServer proxy;
     uint32_t channel = 0;
 
     /// The server that serves a subscriber. Of two that have an address in common the library takes the publisher's.
