@@ -8,8 +8,8 @@
 
 using wire::CDatagram;
 
-CClaims::CClaims(const CSourceProfile& profile, size_t perAddress)
-    : m_profile(profile), m_order(server::kMaxUnproved, perAddress) {}
+CClaims::CClaims(const CSourceProfile& profile, size_t perAddress, const CCidrList& trusted)
+    : m_profile(profile), m_order(server::kMaxClaims, perAddress, trusted) {}
 
 void CClaims::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, int length, uint32_t wanted) {
     const auto found = m_byKey.find({channelID, senderKey, peer.ip, peer.port});

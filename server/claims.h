@@ -33,7 +33,7 @@ struct CClaim {
 /// but Count.
 class CClaims {
 public:
-    CClaims(const CSourceProfile& profile, size_t perAddress);
+    CClaims(const CSourceProfile& profile, size_t perAddress, const CCidrList& trusted);
 
     /// A connect request of `length` bytes; `wanted`: how many listen to the channel.
     void OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, int length, uint32_t wanted);

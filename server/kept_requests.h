@@ -23,7 +23,7 @@ public:
         uint32_t since;
     };
 
-    explicit CKeptRequests(size_t perAddress) : m_order(server::kMaxUnproved, perAddress) {}
+    CKeptRequests(size_t perAddress, const CCidrList& trusted) : m_order(server::kMaxUnproved, perAddress, trusted) {}
 
     void Keep(const CSinkRequest& request, const CMcuAddress& home, uint32_t now);
     /// Takes those of a channel out that mean the one at this home.

@@ -65,8 +65,10 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
         const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32(), datagram.ip, false);
         if (!board) return false;
         const bool connects = m_sinks.MayConnect(datagram);
-        board->SetJoining(connects);
-        if (!connects) m_medium.EndDeserted(board->ChannelID());
+        if (connects)
+            board->SetJoining(true);
+        else
+            m_medium.EndDeserted(board->ChannelID());
         return connects;
     }
     if (m_sinks.MayConnect(datagram)) return true;
@@ -156,8 +158,10 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
     const std::shared_ptr<CStream> board = FindOrMakeBoard(channelID, ip, true);
     if (!board) return false;
     const bool serves = m_sinks.MayServe(channelID, ip);
-    board->SetJoining(serves);
-    if (!serves) m_medium.EndDeserted(channelID);
+    if (serves)
+        board->SetJoining(true);
+    else
+        m_medium.EndDeserted(channelID);
     return serves;
 }
 

@@ -26,7 +26,7 @@ void CRelays::Serve(const CSinkRequest& request, const CMcuAddress& home) {
 
 bool CRelays::AskTcp(ITcpSession* session, const CSinkRequest& request, const CMcuAddress& home) {
     CRelay* relay = FindOrStart(request, home, true);
-    if (!relay) return false;
+    if (!relay || !m_medium.HoldForFirst(*relay->stream, request.peer.ip)) return false;
     Doubt(*relay);
     const uint32_t sinkID = m_sinks.Accept(*relay->stream, session, request);
     if (sinkID == 0 || Serves(*relay)) return sinkID != 0;

@@ -16,7 +16,7 @@
 class CRelays {
 public:
     CRelays(CMedium& medium, CSinks& sinks)
-        : m_medium(medium), m_sinks(sinks), m_kept(medium.Limits().unprovedPerAddress) {}
+        : m_medium(medium), m_sinks(sinks), m_kept(medium.Limits().unprovedPerAddress, medium.context.trusted) {}
 
     bool Has(uint32_t channelID, const CMcuAddress& home) const {
         return m_relays.count({channelID, HomeKey(home)}) != 0;

@@ -11,7 +11,7 @@ uint64_t RandomOdd() { return uint64_t{Lumo_Base::GenerateSSRC()} << 32 | Lumo_B
 
 }  // namespace
 
-CRequests::CRequests() : m_waiting(kRoom), m_ullMix(RandomOdd()) {}
+CRequests::CRequests(CCidrList trusted) : m_trusted(std::move(trusted)), m_waiting(kRoom), m_ullMix(RandomOdd()) {}
 
 bool CRequests::Add(const char* data, int length, const CPeer& peer) {
     if (!IsOne(data, length)) {
@@ -34,7 +34,7 @@ bool CRequests::Add(const char* data, int length, const CPeer& peer) {
 bool CRequests::AsksOften(uint32_t ip) {
     uint16_t& asked = m_asked[(ip * m_ullMix) >> (64 - kSlotBits)];
     if (asked < kSeldom) ++asked;
-    return asked == kSeldom;
+    return asked == kSeldom && !Contains(m_trusted, ip);
 }
 
 bool CRequests::IsOne(const char* data, int length) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/activity.h"
+#include "link/cidr.h"
 #include "link/mcu_services.h"
 #include "platform/lumobase/clock.h"
 #include "server/status.h"
@@ -27,7 +28,8 @@ public:
     static constexpr unsigned kRestUs = 10;           ///< after a burst while requests have to be dropped; twice as
     static constexpr unsigned kLongestRestUs = 400;   ///< long after each that brings nothing else, up to this
 
-    CRequests();
+    /// Those of `trusted` count as addresses that ask seldom.
+    explicit CRequests(CCidrList trusted);
 
     /// A datagram that waits for the end of its burst, if it is a request.
     bool Add(const char* data, int length, const CPeer& peer);
@@ -89,6 +91,7 @@ private:
     void Pay(uint64_t& since);
     void Drop(size_t count);
 
+    const CCidrList m_trusted;
     std::vector<CRequest> m_waiting;
     size_t m_nWaiting = 0;
     int64_t m_nLeft = kNsSaved;

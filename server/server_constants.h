@@ -21,7 +21,9 @@ inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher a
 inline constexpr uint32_t kBoardGoneAfterMs = 600000;   // a whiteboard without sessions, for who comes back
 
 // Those who have not shown yet that they receive the answers.
-inline constexpr size_t kMaxUnproved = 2048;               // of each sort, so that spoofed requests cost no memory
+inline constexpr size_t kMaxUnproved = 2048;  // of each sort, so that spoofed requests cost no memory
+// Small records: as many as come in two seconds at most (CRequests), so that a claim outlives a long round trip.
+inline constexpr size_t kMaxClaims = 16384;
 inline constexpr uint64_t kHeldQueueBytes = 128ULL << 10;  // what waits for one of them
 
 inline constexpr uint32_t kRequestKeptMs = 30000;  // of those who ask only once

@@ -28,6 +28,7 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
       m_signalling(options, m_context.connections, log),
+      m_requests(options.Trusted()),
       m_ulPolicyRefreshed(CActivity::Now()) {
     budgets::SetLimit(options.limits.memoryBytes);
     budgets::SetExempt([trusted = options.Trusted()](uint32_t ip) { return Contains(trusted, ip); });

@@ -9,7 +9,7 @@ using wire::CWireReader;
 
 CSinks::CSinks(CMedium& medium)
     : m_medium(medium),
-      m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress),
+      m_unproved(server::kMaxUnproved, medium.Limits().unprovedPerAddress, medium.context.trusted),
       m_ofAddresses(CServerLimits::Share(medium.Limits().sinks), medium.context.trusted) {}
 
 bool CSinks::MayConnect(const CServerDatagram& datagram) {
@@ -30,13 +30,12 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     if (channel == 0) return true;  // one who has come before
     const bool relayed = channel != ChannelNumber(channel);
     if ((m_medium.profile.board || relayed) && !HoldForFirst(channel, sinkID, peer.ip)) return false;
+    const std::shared_ptr<CStream> stream = m_medium.streams.Find(channel);
     if (m_unproved.Remove(sinkID) == 0) return true;  // it has just been ended
+    if (stream) stream->Subscribers().Change(peer.ip, 0, 1);
     m_medium.classes.Unhold(sinkID, m_medium.Limits().sinkQueueBytes);
     m_medium.LogPeer(LogKind::Sink, peer, false, "came to", channel);
-    if (const auto stream = m_medium.streams.Find(channel)) {
-        stream->Subscribers().Change(peer.ip, 0, 1);
-        Tell(*stream);
-    }
+    if (stream) Tell(*stream);
     return true;
 }
 
@@ -98,12 +97,12 @@ bool CSinks::MakeRoomForUdp(CStream& stream, uint32_t ip) {
 void CSinks::OnSinkMade(const CSinkInfo& sink) {
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(sink.channel);
     m_ofAddresses.Add(sink.ip);
+    if (sink.tcp) m_medium.context.connections.Add(sink.ip);
     if (stream) {
         stream->Subscribers().Change(sink.ip, 1, 1);
         stream->SetJoining(false);
     }
     if (sink.tcp) {
-        m_medium.context.connections.Add(sink.ip);
         m_medium.LogPeer(LogKind::Sink, {sink.ip, sink.port}, true, "came to", sink.channel);
         if (stream) Tell(*stream);
         return;

@@ -12,7 +12,7 @@ using wire::CWireReader;
 CSources::CSources(CMedium& medium, CRelays& relays)
     : m_medium(medium),
       m_relays(relays),
-      m_claims(medium.profile, medium.Limits().unprovedPerAddress),
+      m_claims(medium.profile, medium.Limits().unprovedPerAddress, medium.context.trusted),
       m_contests(medium.profile) {}
 
 // The only ones who get no answer are those who could not publish whatever they proved.
@@ -201,7 +201,7 @@ void CSources::OnSecond(uint32_t now) {
 
 // Whoever keeps a channel by listening answers for it: its publisher could not end that.
 void CSources::PassOn(CStream& stream) {
-    if (m_medium.profile.board || stream.IsRelayed() || stream.HasSource()) return;
+    if (stream.HasSource()) return;
     const std::vector<uint32_t> listen = stream.Subscribers().Shown();
     CShareHold& holder = stream.Holder();
     if (std::any_of(listen.begin(), listen.end(), [&](uint32_t ip) { return holder.IsOf(ip); })) return;

@@ -45,7 +45,8 @@ ChannelKey CUnproved::ChannelOf(uint32_t id) {
 uint32_t CUnproved::WhoGivesWayTo(uint32_t ip) {
     CAutoLock lock(&m_cs);
     const auto found = m_ofAddresses.find(ip);
-    if (found != m_ofAddresses.end() && found->second.size() >= m_nPerAddress) return found->second.front();
+    const bool full = found != m_ofAddresses.end() && found->second.size() >= m_nPerAddress;
+    if (full && !Contains(m_exempt, ip)) return found->second.front();
     return m_entries.size() < m_nTotal ? 0 : m_entries.front().id;
 }
 
@@ -59,4 +60,13 @@ uint32_t CUnproved::OldestOf(ChannelKey channel) {
     const auto found =
         std::find_if(m_entries.begin(), m_entries.end(), [=](const Entry& entry) { return entry.channel == channel; });
     return found == m_entries.end() ? 0 : found->id;
+}
+
+uint32_t CUnproved::OldestOfAddress(uint32_t ip, ChannelKey channel) {
+    CAutoLock lock(&m_cs);
+    const auto address = m_ofAddresses.find(ip);
+    if (address == m_ofAddresses.end()) return 0;
+    for (const uint32_t id : address->second)
+        if (channel == 0 || m_byID.at(id)->channel == channel) return id;
+    return 0;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/channel_key.h"
+#include "link/cidr.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 
@@ -10,11 +11,14 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <utility>
 
 /// Oldest first, of all and of each address. Any thread.
 class CUnproved {
 public:
-    CUnproved(size_t total, size_t perAddress) : m_nTotal(total), m_nPerAddress(perAddress) {}
+    /// An address of `exempt` has no share of its own.
+    CUnproved(size_t total, size_t perAddress, CCidrList exempt = {})
+        : m_nTotal(total), m_nPerAddress(perAddress), m_exempt(std::move(exempt)) {}
 
     void Add(uint32_t id, uint32_t ip, ChannelKey channel);
     /// It has answered, or it is gone. Gives its channel; 0 when it was not among them.
@@ -29,6 +33,8 @@ public:
     /// 0 when there is none.
     uint32_t Oldest();
     uint32_t OldestOf(ChannelKey channel);
+    /// Of one address, on any channel or on one.
+    uint32_t OldestOfAddress(uint32_t ip, ChannelKey channel = 0);
 
 private:
     using IDs = std::list<uint32_t>;
@@ -41,6 +47,7 @@ private:
 
     const size_t m_nTotal;
     const size_t m_nPerAddress;
+    const CCidrList m_exempt;
     std::atomic<size_t> m_nCount{0};
     CCritSec m_cs{lock_order::kLeaf};
     std::list<Entry> m_entries LUMO_GUARDED_BY(m_cs);

@@ -19,8 +19,7 @@ def publish(sock, channel, key, seconds=2.0):
     source = None
     end = time.monotonic() + seconds
     while time.monotonic() < end:
-        if not source:
-            sock.send(wire.claim(wire.FILE, channel, key))
+        sock.send(bytes([wire.FILE, ALIVE]) + source if source else wire.claim(wire.FILE, channel, key))
         while answer := wire.receive(sock):
             if not answer.startswith(ACKNOWLEDGED):
                 continue

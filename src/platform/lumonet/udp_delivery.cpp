@@ -23,6 +23,8 @@ unsigned CUdpDelivery::End() {
     // Whoever releases on another thread waits for this burst; a release from inside lets nothing follow.
     if (!m_bReleasedInside) {
         CallInside([this] { m_pNotify->OnUdpClientNotifyBurstEnd(); });
+    }
+    if (!m_bReleasedInside) {
         CallInside([&] { restUs = m_pNotify->OnUdpClientNotifyMayRest(); });
     }
     udp::CountReceived(m_nDatagrams, m_nBytes);

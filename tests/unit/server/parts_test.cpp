@@ -100,7 +100,7 @@ TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
 
 // The worker's clock reading may be older than one that the UDP thread takes meanwhile.
 TEST(Times, WhatHappensAfterTheWorkerReadTheClockIsNotLongAgo) {
-    CKeptRequests kept(4);
+    CKeptRequests kept(4, {});
     CSinkRequest request{};
     request.channelID = 7;
     kept.Keep(request, {}, 1000);

@@ -30,7 +30,7 @@ struct RequestsTest : testing::Test {
     }
 
     CVirtualClock clock;
-    CRequests requests;
+    CRequests requests{{}};
 };
 
 TEST_F(RequestsTest, WhoAsksSeldomIsServedInTheMiddleOfAFlood) {
