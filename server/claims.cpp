@@ -8,8 +8,8 @@
 
 using wire::CDatagram;
 
-CClaims::CClaims(const CSourceProfile& profile, size_t perAddress, const CCidrList& trusted)
-    : m_profile(profile), m_order(server::kMaxClaims, perAddress, trusted) {}
+CClaims::CClaims(const CMediumRow& row, size_t perAddress, const CCidrList& trusted)
+    : m_row(row), m_order(server::kMaxClaims, perAddress, trusted) {}
 
 void CClaims::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, int length, uint32_t wanted) {
     const auto found = m_byKey.find({channelID, senderKey, peer.ip, peer.port});
@@ -36,9 +36,9 @@ CClaim& CClaims::Make(uint32_t channelID, uint32_t senderKey, const CPeer& peer)
 // A stranger gets one answer and the question that makes it prove itself; the repetition of the answer waits until it
 // has, since either may be lost and what the budget leaves is for asking again.
 void CClaims::Answer(CClaim& claim, int length, uint32_t wanted) const {
-    claim.owed = m_profile.acknowledgements;
+    claim.owed = m_row.source.connectAcks;
     claim.budget.Received(length);
-    const CDatagram answer = SourceConnectAck(m_profile, claim.senderKey, claim.sourceID.Get());
+    const CDatagram answer = SourceConnectAck(m_row, claim.senderKey, claim.sourceID.Get());
     if (claim.budget.Spend(answer.Length())) {
         SendDatagram(answer, claim.peer.ip, claim.peer.port);
         --claim.owed;
@@ -49,7 +49,7 @@ void CClaims::Answer(CClaim& claim, int length, uint32_t wanted) const {
 // A second START has no room, but a STOP has, and its answer proves the publisher as well: START follows then.
 bool CClaims::Ask(CClaim& claim, uint32_t wanted) const {
     for (const uint32_t told : {wanted, 0U}) {
-        const CDatagram question = SourceKeepAlive(m_profile, claim.senderKey, told);
+        const CDatagram question = SourceKeepAlive(m_row, claim.senderKey, told);
         if (!claim.budget.Spend(question.Length())) continue;
         claim.told = told;
         claim.askedAt = CActivity::Now();
@@ -65,7 +65,7 @@ bool CClaims::IsDue(const CClaim& claim, uint32_t now) {
 
 // What the UDP thread says to one who shows itself must not be overtaken.
 void CClaims::FlushAsked() const {
-    if (m_profile.Stops()) FlushUdpBatch();
+    if (m_row.Stops()) FlushUdpBatch();
 }
 
 uint32_t CClaims::ChannelOf(uint32_t sourceID, const CPeer& peer) const {
@@ -93,7 +93,7 @@ void CClaims::EndAllOf(uint32_t channelID) {
 
 void CClaims::ForgetOld(uint32_t now) {
     while (const uint32_t oldest = m_order.Oldest()) {
-        if (ElapsedMs(now, m_claims.at(oldest)->since) <= server::kSourceGoneAfterMs) return;
+        if (ElapsedMs(now, m_claims.at(oldest)->since) <= media::kGoneAfterMs) return;
         Take(oldest);
     }
 }

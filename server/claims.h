@@ -33,7 +33,7 @@ struct CClaim {
 /// but Count.
 class CClaims {
 public:
-    CClaims(const CSourceProfile& profile, size_t perAddress, const CCidrList& trusted);
+    CClaims(const CMediumRow& row, size_t perAddress, const CCidrList& trusted);
 
     /// A connect request of `length` bytes; `wanted`: how many listen to the channel.
     void OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& peer, int length, uint32_t wanted);
@@ -66,7 +66,7 @@ private:
     void ForgetOld(uint32_t now);
     void FlushAsked() const;
 
-    const CSourceProfile& m_profile;
+    const CMediumRow& m_row;
     CUnproved m_order;
     std::unordered_map<uint32_t, std::unique_ptr<CClaim>> m_claims;  // by source ID, which is ours
     std::map<Key, CClaim*> m_byKey;                                  // ordered: the keys come from the far side

@@ -22,8 +22,8 @@ bool CContests::OnConnect(uint32_t channelID, uint32_t senderKey, const CPeer& p
     const auto found = m_contests.find(channelID);
     const CClaim* claim = found == m_contests.end() ? nullptr : found->second.newcomer.claim.get();
     if (!claim || claim->senderKey != senderKey || !(claim->peer == peer)) return false;
-    for (int i = 0; i < m_profile.acknowledgements; ++i)
-        SendDatagram(SourceConnectAck(m_profile, senderKey, claim->sourceID.Get()), peer.ip, peer.port);
+    for (int i = 0; i < m_row.source.connectAcks; ++i)
+        SendDatagram(SourceConnectAck(m_row, senderKey, claim->sourceID.Get()), peer.ip, peer.port);
     return true;
 }
 

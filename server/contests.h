@@ -35,7 +35,7 @@ struct CNewcomer {
 /// under the gate but IsEmpty.
 class CContests {
 public:
-    explicit CContests(const CSourceProfile& profile) : m_profile(profile) {}
+    explicit CContests(const CMediumRow& row) : m_row(row) {}
 
     bool Has(uint32_t channelID) const { return m_contests.count(channelID) != 0; }
     void Begin(uint32_t channelID, CSourceUDP& present, CNewcomer newcomer);
@@ -67,7 +67,7 @@ private:
     bool HasJustLost(const Loser& who);
     void Count() { m_nCount.store(m_contests.size(), std::memory_order_relaxed); }
 
-    const CSourceProfile& m_profile;
+    const CMediumRow& m_row;
     std::map<uint32_t, CContest> m_contests;          // by channel
     std::deque<std::pair<uint32_t, Loser>> m_losers;  // with the time, oldest first
     std::atomic<size_t> m_nCount{0};

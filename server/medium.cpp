@@ -5,9 +5,8 @@
 
 void CMedium::LogPeer(LogKind role, const CPeer& peer, bool tcp, const char* what, ChannelKey channel) {
     context.log.Line(role, [&] {
-        std::string line = std::string(profile.medium) + " " + LogKindName(role) + " " +
-                           EndpointText(peer.ip, peer.port) + (tcp ? " (tcp) " : " (udp) ") + what + " channel " +
-                           std::to_string(ChannelNumber(channel));
+        std::string line = std::string(row.name) + " " + LogKindName(role) + " " + EndpointText(peer.ip, peer.port) +
+                           (tcp ? " (tcp) " : " (udp) ") + what + " channel " + std::to_string(ChannelNumber(channel));
         const std::shared_ptr<CStream> stream = streams.Find(channel);
         if (stream && stream->IsRelayed()) line += " of " + EndpointText(stream->Home().ip, stream->Home().port);
         return line;
@@ -38,7 +37,7 @@ std::shared_ptr<CStream> CMedium::MakeStream(const CStreamName& name) {
 
 std::shared_ptr<CStream> CMedium::FindServed(uint32_t channelID) {
     std::shared_ptr<CStream> own = streams.Find(channelID);
-    return own && (profile.board || own->WasPublished()) ? own : nullptr;
+    return own && (row.board || own->WasPublished()) ? own : nullptr;
 }
 
 void CMedium::EndDeserted(ChannelKey channel) {

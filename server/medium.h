@@ -38,8 +38,8 @@ struct CServerContext {
 };
 
 struct CMedium {
-    CMedium(const CSourceProfile& row, IMediumClasses& own, CServerContext& whole)
-        : profile(row), classes(own), context(whole) {}
+    CMedium(const CMediumRow& medium, IMediumClasses& own, CServerContext& whole)
+        : row(medium), classes(own), context(whole) {}
 
     const CServerLimits& Limits() const { return context.options.limits; }
     /// "file sink 10.0.0.1:5000 (udp) came to channel 7", and of another server: "channel 7 of 10.0.0.9:7000".
@@ -62,7 +62,7 @@ struct CMedium {
     /// Says why an address gets nothing more; false.
     bool Refuse(uint32_t ip, const char* why = "it has its share of channels and boards");
 
-    const CSourceProfile& profile;
+    const CMediumRow& row;
     IMediumClasses& classes;
     CServerContext& context;
     CStreamTable streams;

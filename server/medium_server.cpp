@@ -30,24 +30,23 @@ const wire::CommandRow& LongConnectOf(wire::Kind kind) {
 
 }  // namespace
 
-CMediumServer::CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMediumClasses> classes,
-                             CServerContext& context)
+CMediumServer::CMediumServer(const CMediumRow& row, std::unique_ptr<IMediumClasses> classes, CServerContext& context)
     : m_classes(std::move(classes)),
-      m_medium(profile, *m_classes, context),
-      m_longConnect(LongConnectOf(profile.kind)),
+      m_medium(row, *m_classes, context),
+      m_longConnect(LongConnectOf(row.kind)),
       m_sinks(m_medium),
       m_relays(m_medium, m_sinks),
       m_sources(m_medium, m_relays) {}
 
 bool CMediumServer::TakesTcp(uint32_t type) const {
-    return type == static_cast<uint32_t>(m_medium.profile.senderType) ||
-           type == static_cast<uint32_t>(m_medium.profile.receiverType);
+    return type == static_cast<uint32_t>(m_medium.row.tcp.sender) ||
+           type == static_cast<uint32_t>(m_medium.row.tcp.receiver);
 }
 
 void CMediumServer::OnCommand(const CServerDatagram& datagram) {
     if (datagram.row.longForm) {
         OnLongConnect(datagram);
-    } else if (datagram.row.code == m_medium.profile.connect) {
+    } else if (datagram.row.code == m_medium.row.source.connect) {
         CAutoLock gate(&m_medium.context.gate);
         m_sources.OnConnect(datagram);
     } else if (datagram.row.fields[0] == Field::SourceID) {
@@ -58,7 +57,7 @@ void CMediumServer::OnCommand(const CServerDatagram& datagram) {
 bool CMediumServer::MayAct(const CServerDatagram& datagram) {
     if (datagram.row.fields[0] == Field::SinkID || datagram.row.fields[0] == Field::ServerSessionID)
         return m_sinks.MayUse(datagram);
-    if (m_medium.profile.board) {
+    if (m_medium.row.board) {
         CAutoLock gate(&m_medium.context.gate);
         CWireReader fields(datagram.body + 1, datagram.length - 1);
         fields.U32();
@@ -72,7 +71,7 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
         return connects;
     }
     if (m_sinks.MayConnect(datagram)) return true;
-    if (!m_medium.profile.subscribersAskOnce) return false;
+    if (!m_medium.row.asksOnce) return false;
     CAutoLock gate(&m_medium.context.gate);
     CAsked asked;
     CWireReader fields(datagram.body + 1, datagram.length - 1);
@@ -125,8 +124,8 @@ std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID, uint
 }
 
 std::shared_ptr<CStream> CMediumServer::FindOwn(const CSinkRequest& request, bool proved) {
-    return m_medium.profile.board ? FindOrMakeBoard(request.channelID, request.peer.ip, proved)
-                                  : m_medium.FindServed(request.channelID);
+    return m_medium.row.board ? FindOrMakeBoard(request.channelID, request.peer.ip, proved)
+                              : m_medium.FindServed(request.channelID);
 }
 
 bool CMediumServer::HasRoomForRelay(const CAsked& asked) {
@@ -147,13 +146,13 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
 }
 
 bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
-    const bool subscriber = type == static_cast<uint32_t>(m_medium.profile.receiverType);
-    if (subscriber || !m_medium.profile.session) session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
+    const bool subscriber = type == static_cast<uint32_t>(m_medium.row.tcp.receiver);
+    if (subscriber || !m_medium.row.session) session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
     if (!subscriber) return true;
     if (!data || length != kShortPayload) return true;
     const uint32_t channelID = CWireReader(data, length).U32();
     const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
-    if (!m_medium.profile.board) return m_sinks.MayServe(channelID, ip);
+    if (!m_medium.row.board) return m_sinks.MayServe(channelID, ip);
     CAutoLock gate(&m_medium.context.gate);
     const std::shared_ptr<CStream> board = FindOrMakeBoard(channelID, ip, true);
     if (!board) return false;
@@ -167,7 +166,7 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
 
 bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {
     if (!data) return false;
-    if (type == static_cast<uint32_t>(m_medium.profile.receiverType)) return OnTcpReceiver(session, data, length);
+    if (type == static_cast<uint32_t>(m_medium.row.tcp.receiver)) return OnTcpReceiver(session, data, length);
     if (length != kShortPayload) return false;
     CAutoLock gate(&m_medium.context.gate);
     return m_sources.OnTcp(session, CWireReader(data, length).U32());
@@ -222,7 +221,7 @@ CMediumStatus CMediumServer::Status() {
         CAutoLock lock(&m_medium.csEnded);
         status = m_medium.ended;
     }
-    status.medium = m_medium.profile.medium;
+    status.medium = m_medium.row.name;
     status.unproved = m_sinks.Unproved() + m_sources.Unproved();
     for (const std::shared_ptr<CStream>& stream : m_medium.streams.All()) stream->AddTo(status);
     return status;

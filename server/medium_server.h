@@ -7,7 +7,7 @@
 /// The hooks of one kind, under the same terms.
 class CMediumServer {
 public:
-    CMediumServer(const CSourceProfile& profile, std::unique_ptr<IMediumClasses> classes, CServerContext& context);
+    CMediumServer(const CMediumRow& row, std::unique_ptr<IMediumClasses> classes, CServerContext& context);
 
     bool TakesTcp(uint32_t type) const;
     void OnCommand(const CServerDatagram& datagram);

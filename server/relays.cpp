@@ -7,7 +7,7 @@
 #include <algorithm>
 
 void CRelays::Keep(const CSinkRequest& request, const CMcuAddress& home) {
-    if (m_medium.profile.subscribersAskOnce) m_kept.Keep(request, home, CActivity::Now());
+    if (m_medium.row.asksOnce) m_kept.Keep(request, home, CActivity::Now());
 }
 
 void CRelays::Ask(const CSinkRequest& request, const CMcuAddress& home) {
@@ -93,7 +93,7 @@ bool CRelays::HasGivenSign(const CRelay& relay) {
 }
 
 void CRelays::Wait(CRelay& relay, const CSinkRequest& request) const {
-    const bool anew = m_medium.profile.subscribersAskOnce;  // it has given up the request before
+    const bool anew = m_medium.row.asksOnce;  // it has given up the request before
     const auto same = [&](const CSinkRequest& other) {
         return (anew || other.receiverID == request.receiverID) && other.peer == request.peer;
     };

@@ -43,9 +43,7 @@ bool CRelays::Upkeep(const Key& key, CRelay& relay, uint32_t now) {
 }
 
 // Where requests are made once, the far server keeps them, too, and answers when it can.
-uint32_t CRelays::TriedForMs() const {
-    return m_medium.profile.subscribersAskOnce ? server::kRequestKeptMs : server::kLegTriedForMs;
-}
+uint32_t CRelays::TriedForMs() const { return m_medium.row.asksOnce ? server::kRequestKeptMs : server::kLegTriedForMs; }
 
 bool CRelays::MayAsk(CRelay& relay, const CMcuAddress& home) {
     relay.answered = relay.answered || relay.leg->IsUp();

@@ -15,7 +15,6 @@ inline constexpr uint32_t kAskEveryMs = 1000;
 // A newcomer that lost, on the same port: time enough for a sender that waits for 12.5 s before it asks anew.
 inline constexpr uint32_t kLoserHearsNothingMs = 20000;
 inline constexpr size_t kMaxLosers = 256;
-inline constexpr uint32_t kSourceGoneAfterMs = 180000;
 inline constexpr uint8_t kSourceWindow = 31;            // the most that five bits can advertise
 inline constexpr uint32_t kChannelGoneAfterMs = 60000;  // without a publisher and subscribers
 inline constexpr uint32_t kBoardGoneAfterMs = 600000;   // a whiteboard without sessions, for who comes back

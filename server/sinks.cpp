@@ -29,7 +29,7 @@ bool CSinks::MayUse(const CServerDatagram& datagram) {
     const ChannelKey channel = m_unproved.Count() == 0 ? 0 : m_unproved.ChannelOf(sinkID);
     if (channel == 0) return true;  // one who has come before
     const bool relayed = channel != ChannelNumber(channel);
-    if ((m_medium.profile.board || relayed) && !HoldForFirst(channel, sinkID, peer.ip)) return false;
+    if ((m_medium.row.board || relayed) && !HoldForFirst(channel, sinkID, peer.ip)) return false;
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channel);
     if (m_unproved.Remove(sinkID) == 0) return true;  // it has just been ended
     if (stream) stream->Subscribers().Change(peer.ip, 0, 1);
@@ -48,7 +48,7 @@ void CSinks::Connect(CStream& stream, const CSinkRequest& request) {
     const SinkOwner owner = m_medium.classes.OwnerOf(stream.Key(), request);
     if (owner == SinkOwner::Other) return;
     if (owner == SinkOwner::None && !MakeRoomForUdp(stream, request.peer.ip)) return;
-    const bool mute = m_medium.profile.subscribersAskOnce || m_medium.profile.board;
+    const bool mute = m_medium.row.asksOnce || m_medium.row.board;
     // The acknowledgements of a short request have used up what it may be answered with.
     if (m_medium.classes.ConnectSink(stream.Key(), request) && mute && !request.shortForm)
         m_medium.classes.AskForSign(stream.Key(), request);
@@ -62,7 +62,7 @@ bool CSinks::Evict(uint32_t sinkID, const CStream* joining) {
     if (sinkID == 0) return false;
     const ChannelKey channel = m_unproved.ChannelOf(sinkID);
     m_medium.classes.EndSink(sinkID);
-    if (m_medium.profile.board && !(joining && joining->Key() == channel)) m_medium.EndDeserted(channel);
+    if (m_medium.row.board && !(joining && joining->Key() == channel)) m_medium.EndDeserted(channel);
     return true;
 }
 
@@ -110,8 +110,7 @@ void CSinks::OnSinkMade(const CSinkInfo& sink) {
     m_unproved.Add(sink.sinkID, sink.ip, sink.channel);
     if (stream) stream->Subscribers().Change(sink.ip, 0, -1);  // now that it is known not to have shown itself
     if (!sink.link) return;
-    if (!m_medium.profile.Stops())
-        sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
+    if (!m_medium.row.Stops()) sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
     sink.link->SetQueueLimit(server::kHeldQueueBytes);
     sink.link->SetHeld(true);
 }

@@ -7,9 +7,9 @@
 
 using wire::CDatagram;
 
-CSourceSession::CSourceSession(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim,
+CSourceSession::CSourceSession(const CMediumRow& row, CStream& stream, std::unique_ptr<CClaim> claim,
                                const CServerLimits& limits)
-    : CSourceUDP(profile, stream, std::move(claim)), m_limits(limits) {
+    : CSourceUDP(row, stream, std::move(claim)), m_limits(limits) {
     SetWindowSize(server::kSourceWindow);
     SetQueueLimit(m_limits.upstreamQueueBytes);
 }
@@ -29,14 +29,14 @@ void CSourceSession::RequestKeyFrame() {
 void CSourceSession::OnSCTPSessionReceivedFrame(char* frame, int length) { m_stream.OnSourceFrame(frame, length); }
 
 void CSourceSession::SendSCTPData(char* packet, int length) {
-    SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameAck).U32(m_ulSenderKey), packet, length, m_remote);
+    SendInEnvelope(CDatagram(m_row.kind, m_row.source.frameAck).U32(m_ulSenderKey), packet, length, m_remote);
 }
 
 void CSourceSession::DescribeLink(LumoLinkStatistics& statistics) const {
     statistics.ulLinkID = SourceID();
     statistics.ulRemoteIP = m_peer.ip;
     statistics.usRemotePort = m_peer.port;
-    statistics.byKind = static_cast<unsigned char>(m_profile.kind);
+    statistics.byKind = static_cast<unsigned char>(m_row.kind);
 }
 
 CSourceStatus CSourceSession::Status() {

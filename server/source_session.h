@@ -6,8 +6,7 @@
 
 class CSourceSession : public CSourceUDP, public CFrameLink {
 public:
-    CSourceSession(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim,
-                   const CServerLimits& limits);
+    CSourceSession(const CMediumRow& row, CStream& stream, std::unique_ptr<CClaim> claim, const CServerLimits& limits);
 
     bool Open() override { return OpenLink(m_peer.ip); }
     bool IsGone() override { return HasGivenWay() || CSourceUDP::IsGone(); }

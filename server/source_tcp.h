@@ -14,7 +14,7 @@ class CStream;
 /// Lives as long as its connection.
 class CSourceTCP : public CSource, public ITcpSessionNotify {
 public:
-    CSourceTCP(const CSourceProfile& profile, CStream& stream, ITcpSession* session, const CServerLimits& limits,
+    CSourceTCP(const CMediumRow& row, CStream& stream, ITcpSession* session, const CServerLimits& limits,
                CShareHold connection);
 
     /// Takes the session's frames and answers its validation. Under the gate.
@@ -37,7 +37,7 @@ private:
     char Control() const;
     void SendControl(char control);
 
-    const CSourceProfile& m_profile;
+    const CMediumRow& m_row;
     CStream& m_stream;
     ITcpSession* const m_pSession;  // the network library's; ended by End
     const CServerLimits& m_limits;

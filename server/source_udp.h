@@ -16,11 +16,11 @@ class CStream;
 /// frames travel is the derived class's.
 class CSourceUDP : public CSource {
 public:
-    CSourceUDP(const CSourceProfile& profile, CStream& stream, std::unique_ptr<CClaim> claim);
+    CSourceUDP(const CMediumRow& row, CStream& stream, std::unique_ptr<CClaim> claim);
 
-    /// One whose frames travel as the profile says.
-    static std::unique_ptr<CSourceUDP> Make(const CSourceProfile& profile, CStream& stream,
-                                            std::unique_ptr<CClaim> claim, const CServerLimits& limits);
+    /// One whose frames travel as the row says.
+    static std::unique_ptr<CSourceUDP> Make(const CMediumRow& row, CStream& stream, std::unique_ptr<CClaim> claim,
+                                            const CServerLimits& limits);
     /// False when there is no memory for it.
     virtual bool Open() { return true; }
     /// What follows the source ID in a frame's datagram.
@@ -50,7 +50,7 @@ public:
     CSourceUDP* AsUDP() override { return this; }
 
 protected:
-    const CSourceProfile& m_profile;
+    const CMediumRow& m_row;
     CStream& m_stream;
     const std::unique_ptr<CClaim> m_pClaim;  // not null
     const CPeer m_peer;

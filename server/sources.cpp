@@ -12,8 +12,8 @@ using wire::CWireReader;
 CSources::CSources(CMedium& medium, CRelays& relays)
     : m_medium(medium),
       m_relays(relays),
-      m_claims(medium.profile, medium.Limits().unprovedPerAddress, medium.context.trusted),
-      m_contests(medium.profile) {}
+      m_claims(medium.row, medium.Limits().unprovedPerAddress, medium.context.trusted),
+      m_contests(medium.row) {}
 
 // The only ones who get no answer are those who could not publish whatever they proved.
 void CSources::OnConnect(const CServerDatagram& datagram) {
@@ -36,7 +36,7 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
 }
 
 uint32_t CSources::Wanted(uint32_t channelID) {
-    if (!m_medium.profile.Stops()) return 0;
+    if (!m_medium.row.Stops()) return 0;
     const std::shared_ptr<CStream> stream = m_medium.streams.Find(channelID);
     return stream ? stream->Wanted() : 0;
 }
@@ -93,7 +93,7 @@ bool CSources::Publish(uint32_t channelID, CNewcomer newcomer) {
 
 bool CSources::PublishUdp(CStream& stream, std::unique_ptr<CClaim> claim) {
     const uint32_t senderKey = claim->senderKey;
-    auto source = CSourceUDP::Make(m_medium.profile, stream, std::move(claim), m_medium.Limits());
+    auto source = CSourceUDP::Make(m_medium.row, stream, std::move(claim), m_medium.Limits());
     if (!source->Open()) return false;
     CSourceUDP& made = *source;
     CUndo leave([&] { made.End(); });
@@ -107,7 +107,7 @@ bool CSources::PublishUdp(CStream& stream, std::unique_ptr<CClaim> claim) {
 }
 
 void CSources::PublishTcp(CStream& stream, CNewcomer& newcomer) {
-    auto source = std::make_unique<CSourceTCP>(m_medium.profile, stream, newcomer.session.get(), m_medium.Limits(),
+    auto source = std::make_unique<CSourceTCP>(m_medium.row, stream, newcomer.session.get(), m_medium.Limits(),
                                                std::move(newcomer.connection));
     newcomer.session.release();
     m_medium.LogPeer(LogKind::Source, source->Status().peer, true, "publishes", stream.Key());
@@ -127,7 +127,7 @@ void CSources::OnDatagram(const CServerDatagram& datagram) {
     if (Use(datagram, sourceID) || (m_claims.Count() == 0 && m_contests.IsEmpty())) return;
     CAutoLock gate(&m_medium.context.gate);
     const CPeer peer{datagram.ip, datagram.port};
-    const bool leaving = datagram.row.code == m_medium.profile.disconnect;
+    const bool leaving = datagram.row.code == m_medium.row.source.disconnect;
     if (leaving) m_contests.Leave(sourceID, peer);
     const uint32_t channelID = m_claims.ChannelOf(sourceID, peer);
     if (channelID == 0 || (!leaving && m_contests.Has(channelID))) return;  // it waits until that is decided
@@ -144,11 +144,11 @@ bool CSources::Use(const CServerDatagram& datagram, uint32_t sourceID) {
         if (!source.Is({datagram.ip, datagram.port})) return;
         found = true;
         source.Touch();
-        if (datagram.row.code == m_medium.profile.frame) {
+        if (datagram.row.code == m_medium.row.source.frame) {
             CWireReader fields(datagram.body + 1, datagram.length - 1);
             fields.U32();
             source.OnFrame(fields.Rest(), fields.Left());
-        } else if (datagram.row.code == m_medium.profile.disconnect) {
+        } else if (datagram.row.code == m_medium.row.source.disconnect) {
             leaves = source.ChannelID();
         }
     });
@@ -211,11 +211,12 @@ void CSources::PassOn(CStream& stream) {
 
 void CSources::ForgetIfUnused(CStream& stream, uint32_t now) {
     if (stream.IsRelayed()) return;  // it goes with its leg
-    if (m_medium.profile.board && !stream.WasPublished()) {
+    if (m_medium.row.board && !stream.WasPublished()) {
         m_medium.EndDeserted(stream.Key());
         return stream.SetJoining(false);  // who was let in a second ago and is not there will not come
     }
-    if (stream.EmptyFor(now) >= m_medium.profile.channelGoneAfterMs) m_medium.EndStream(stream);
+    const uint32_t goneAfter = m_medium.row.board ? server::kBoardGoneAfterMs : server::kChannelGoneAfterMs;
+    if (stream.EmptyFor(now) >= goneAfter) m_medium.EndStream(stream);
 }
 
 bool CSources::OnTurn(uint32_t now) {

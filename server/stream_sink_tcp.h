@@ -2,6 +2,7 @@
 #pragma once
 
 #include "link/instances.h"
+#include "link/media.h"
 #include "link/server_hooks.h"
 #include "link/tcp_link.h"
 #include "link/tcp_sink.h"
@@ -11,14 +12,14 @@ template <class TSink>
 class CStreamSinkTCP : public TSink, public ITcpSessionNotify {
 public:
     template <class TChannel>
-    CStreamSinkTCP(wire::TcpType type, char start, char stop, TChannel& channel, ITcpSession* session, uint32_t userID)
-        : TSink(channel, userID), m_type(type), m_cStart(start), m_cStop(stop), m_tcp(session) {}
+    CStreamSinkTCP(const CMediumRow& row, TChannel& channel, ITcpSession* session, uint32_t userID)
+        : TSink(channel, userID), m_row(row), m_tcp(session) {}
 
     /// Takes the session's frames and answers its validation: before the sink enters its channel.
     void AnswerValidation() {
         const CSinkInfo info = TSink::Info();
-        m_tcp.Answer(this,
-                     ValidationMessage(m_type, wire::CDatagram().U32(ChannelNumber(info.channel)).U32(info.sinkID)));
+        m_tcp.Answer(this, ValidationMessage(m_row.tcp.receiver,
+                                             wire::CDatagram().U32(ChannelNumber(info.channel)).U32(info.sinkID)));
     }
 
     // The session is let go when no frame can be under way to it any more; a control byte may come until then.
@@ -40,16 +41,11 @@ public:
 protected:
     /// A control byte of the subscriber. TCP thread.
     virtual void OnControl(char control) {
-        if (control != m_cStart && control != m_cStop) return;
-        if (!this->SetStarted(control == m_cStart)) return;
+        if (control != m_row.tcp.start && control != m_row.tcp.stop) return;
+        if (!this->SetStarted(control == m_row.tcp.start)) return;
         if (IServerHooks* hooks = GetServerHooks()) hooks->OnSinkChanged(Info());
     }
 
-private:
-    const wire::TcpType m_type;
-    const char m_cStart;
-    const char m_cStop;
-
-protected:
+    const CMediumRow& m_row;
     CTcpSink m_tcp;
 };

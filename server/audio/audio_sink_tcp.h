@@ -8,7 +8,7 @@
 class CAudioSinkTCP : public CStreamSinkTCP<CAudioSink> {
 public:
     CAudioSinkTCP(CAudioChannel& channel, ITcpSession* session, uint32_t userID)
-        : CStreamSinkTCP(wire::TcpType::AudioReceiver, audio::kStart, audio::kStop, channel, session, userID) {
+        : CStreamSinkTCP(media::kAudio, channel, session, userID) {
         m_tcp.SetMaxAge(audio::kMaxWaitMs);
     }
 

@@ -3,7 +3,7 @@
 #include "video/video_constants.h"
 
 CVideoSinkTCP::CVideoSinkTCP(CVideoChannel& channel, ITcpSession* session, uint32_t userID)
-    : CStreamSinkTCP(wire::TcpType::VideoReceiver, video::kStart, video::kStop, channel, session, userID) {
+    : CStreamSinkTCP(media::kVideo, channel, session, userID) {
     m_tcp.SetPatience(video::kPatienceMs);
 }
 
@@ -14,6 +14,6 @@ void CVideoSinkTCP::OnVideoChannelData(char* data, int length) {
 }
 
 void CVideoSinkTCP::OnControl(char control) {
-    if (control == video::kKeyFrameWanted) return WantKeyFrame();
+    if (control == m_row.tcp.keyFrame) return WantKeyFrame();
     CStreamSinkTCP::OnControl(control);
 }

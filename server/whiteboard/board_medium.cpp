@@ -8,14 +8,6 @@
 
 namespace {
 
-constexpr CSourceProfile kProfile{.kind = wire::Kind::Whiteboard,
-                                  .medium = "whiteboard",
-                                  .session = true,
-                                  .senderType = wire::TcpType::Whiteboard,
-                                  .receiverType = wire::TcpType::Whiteboard,
-                                  .board = true,
-                                  .channelGoneAfterMs = server::kBoardGoneAfterMs};
-
 class CBoardClasses : public CTableClasses<CLocalMCUWB::CTables, CBoardStream, CBoardLeg> {
 public:
     explicit CBoardClasses(const CServerOptions& options) : CTableClasses(Mcu().Tables(), options.limits) {
@@ -45,5 +37,6 @@ private:
 }  // namespace
 
 std::unique_ptr<CMediumServer> MakeWhiteboardServer(CServerContext& context) {
-    return std::make_unique<CMediumServer>(kProfile, std::make_unique<CBoardClasses>(context.options), context);
+    return std::make_unique<CMediumServer>(media::kWhiteboard, std::make_unique<CBoardClasses>(context.options),
+                                           context);
 }

@@ -2,21 +2,6 @@
 
 #include "audio/local_mcu_audio.h"
 
-const CSinkLinkProfile CAudioReceiverDatagrams::kProfile{.kind = wire::Kind::Audio,
-                                                         .connectCode = wire::UDP_AUDIO_SINK_CONNECT,
-                                                         .connectNamesPort = true,
-                                                         .connectNamesUser = true,
-                                                         .keepAliveCode = wire::UDP_AUDIO_SINK_START,
-                                                         .stopCode = wire::UDP_AUDIO_SINK_STOP,
-                                                         .keepAliveRepeats = 2,
-                                                         .frameAckCode = 0,
-                                                         .disconnectCode = wire::UDP_AUDIO_SINK_DISCONNECT,
-                                                         .keepAliveEvery = 12,
-                                                         .peerOnlyTimeoutMs = 30000,
-                                                         .connectTimeoutMs = 30000,
-                                                         .p2pTimeoutMs = 4000,
-                                                         .goodbyes = 3};
-
 bool CAudioReceiverDatagrams::Enter() {
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioReceiver(this);
     m_entry.Enter(*this);

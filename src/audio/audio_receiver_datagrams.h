@@ -13,7 +13,7 @@ public:
 protected:
     using CStreamReceiverDatagrams::CStreamReceiverDatagrams;
 
-    static const CSinkLinkProfile kProfile;
+    static constexpr const CMediumRow& kMedium = media::kAudio;
     /// Enters the local MCU's table and the statistics.
     bool Enter();
 

@@ -5,5 +5,6 @@
 
 class CAudioReceiverTCP : public CStreamReceiverTCP<CAudioReceiver> {
 public:
-    CAudioReceiverTCP(IAudioReceiverNotify& notify, uint32_t channelID, uint32_t userID);
+    CAudioReceiverTCP(IAudioReceiverNotify& notify, uint32_t channelID, uint32_t userID)
+        : CStreamReceiverTCP(notify, channelID, userID, media::kAudio) {}
 };

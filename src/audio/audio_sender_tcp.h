@@ -8,7 +8,4 @@ public:
     CAudioSenderTCP(IAudioSenderNotify& notify, CAudioChannel& channel);
 
     void SendAudioData(const char* data, int length) override;
-
-protected:
-    void OnControl(char control) override;
 };

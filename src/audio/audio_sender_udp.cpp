@@ -4,7 +4,7 @@
 #include "audio/local_mcu_audio.h"
 
 CAudioSenderUDP::CAudioSenderUDP(IAudioSenderNotify& notify, CAudioChannel& channel)
-    : CStreamSenderUDP(notify, channel, wire::kAudioCodes) {}
+    : CStreamSenderUDP(notify, channel, media::kAudio) {}
 
 bool CAudioSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) {
     m_entry.Enter(*this);

@@ -4,11 +4,11 @@
 #include "link/link_registry.h"
 
 CAudioSinkUDP::CAudioSinkUDP(CAudioChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID)
-    : CStreamSinkUDP(wire::kAudioCodes, channel, ip, port, receiverID, userID), m_nFrame(ID()) {}
+    : CStreamSinkUDP(media::kAudio, channel, ip, port, receiverID, userID), m_nFrame(ID()) {}
 
 void CAudioSinkUDP::OnAudioChannelData(const char* data, int length) {
     if (CAudioSink::IsStarted() && MayHear() && IsItsTurn() && data && length >= audio::kMinDatagramFrame)
-        m_udp.SendFrame(wire::UDP_AUDIO_SINK_FRAME, data, length);
+        m_udp.SendFrame(data, length);
 }
 
 // Sinks begin at a random frame, so that not all of them want the same one.

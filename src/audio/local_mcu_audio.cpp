@@ -8,7 +8,7 @@ namespace {
 
 using CDispatch = CLocalMCUAudio::CDispatch;
 
-constexpr auto kRows = StreamRows<CDispatch>(wire::kAudioCodes);
+constexpr auto kRows = StreamRows<CDispatch>(media::kAudio);
 
 }  // namespace
 

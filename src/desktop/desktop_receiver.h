@@ -1,7 +1,6 @@
 // Subscribers to a desktop channel elsewhere: the common base, and those over TCP.
 #pragma once
 
-#include "desktop/desktop_profile.h"
 #include "desktop/local_mcu_desktop.h"
 #include "p2p/share_receiver_p2p_tcp.h"
 
@@ -13,7 +12,7 @@ public:
 
     uint32_t GetDesktopChannelID() const { return ChannelID(); }
     uint32_t GetDesktopReceiverID() const { return ReceiverID(); }
-    static const CShareProfile& Profile() { return desktop::kProfile; }
+    static constexpr const CMediumRow& kMedium = media::kDesktop;
 
 protected:
     static constexpr bool kDetachesFirst = true;  // nothing goes upstream after the goodbye

@@ -3,8 +3,7 @@
 #include "desktop/desktop_receiver.h"
 #include "desktop/desktop_sink.h"
 
-CLocalMCUDesktop::CLocalMCUDesktop()
-    : CShareMcu(wire::kDesktopCodes, ShareSinkMakers<CDesktopSinkUDP, CDesktopSinkTCP>()) {
+CLocalMCUDesktop::CLocalMCUDesktop() : CShareMcu(media::kDesktop, ShareSinkMakers<CDesktopSinkUDP, CDesktopSinkTCP>()) {
     Instances().pDesktop.store(this, std::memory_order_release);
 }
 

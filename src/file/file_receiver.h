@@ -1,9 +1,9 @@
 // The common base of the file receivers.
 #pragma once
 
-#include "file/file_profile.h"
 #include "file/local_mcu_file.h"
 #include "link/limits.h"
+#include "link/media.h"
 #include "link/share_receiver.h"
 
 class CFileReceiver
@@ -14,7 +14,7 @@ public:
 
     uint32_t GetFileChannelID() const { return ChannelID(); }
     uint32_t GetFileReceiverID() const { return ReceiverID(); }
-    static const CShareProfile& Profile() { return file::kProfile; }
+    static constexpr const CMediumRow& kMedium = media::kFile;
 
 protected:
     static constexpr bool kDetachesFirst = false;  // the server hears of the end first

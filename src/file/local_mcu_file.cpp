@@ -10,7 +10,7 @@
 #include "file/file_sink_udp.h"
 #include "platform/lumobase/app_log.h"
 
-CLocalMCUFile::CLocalMCUFile() : CShareMcu(wire::kFileCodes, ShareSinkMakers<CFileSinkUDP, CFileSinkTCP>()) {
+CLocalMCUFile::CLocalMCUFile() : CShareMcu(media::kFile, ShareSinkMakers<CFileSinkUDP, CFileSinkTCP>()) {
     Instances().pFile.store(this, std::memory_order_release);
 }
 

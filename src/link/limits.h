@@ -1,12 +1,14 @@
 // Bounds that hostile input meets, each with its reason.
 #pragma once
 
+#include "core/session_constants.h"
+
 #include <cstddef>
 #include <cstdint>
 
 namespace limits {
 
-inline constexpr int kMaxFrameLen = 64 * 1024 * 1024;  // a channel refuses larger frames, as the session does
+inline constexpr int kMaxFrameLen = session::kMaxFrameLen;  // a channel refuses larger frames, as the session does
 inline constexpr uint64_t kMaxQueueBytes = 256ULL * 1024 * 1024;  // a subscriber that far behind counts as gone
 inline constexpr uint64_t kFrameCost = 64;                        // bytes that even an empty frame occupies in a queue
 inline constexpr int kMaxPlainDatagram = 1076;  // of a medium without sessions: what fits the path in one piece

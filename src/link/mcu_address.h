@@ -33,11 +33,6 @@ struct CMcuAddress {
     }
 };
 
-/// The relay rule: true when a subscriber talks to the publisher's server itself, false when to the nearer one.
-inline bool ChoosePeerMcu(const CMcuAddress& peer, const CMcuAddress& local, bool peerOnly) {
-    return peerOnly || local.port == 0 || local.IsEmpty() || peer.Overlaps(local);
-}
-
 /// The address of a far side, learnt on the UDP thread and read by whoever sends.
 class CRemoteAddress {
 public:

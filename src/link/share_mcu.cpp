@@ -4,17 +4,17 @@
 
 using wire::CWireReader;
 
-CShareMcu::CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& makers)
-    : m_codes(codes), m_makers(makers), m_rows{{codes.sinkConnect, &CShareMcu::OnSinkConnect},
-                                               {codes.sinkConnectAck, &CShareMcu::OnSinkConnectAck},
-                                               {codes.sinkKeepAlive, &CShareMcu::OnSinkKeepAlive},
-                                               {codes.sinkKeepAliveAck, &CShareMcu::OnSinkKeepAliveAck},
-                                               {codes.sinkFrame, &CShareMcu::OnSinkFrame},
-                                               {codes.sinkFrameAck, &CShareMcu::OnSinkFrameAck},
-                                               {codes.sinkDisconnect, &CShareMcu::OnSinkDisconnect},
-                                               {codes.sourceConnectAck, &CShareMcu::OnSourceConnectAck},
-                                               {codes.sourceFrameAck, &CShareMcu::OnSourceFrameAck},
-                                               {codes.sourceKeepAlive, &CShareMcu::OnSourceKeepAlive}} {}
+CShareMcu::CShareMcu(const CMediumRow& medium, const CShareSinkMakers& makers)
+    : m_medium(medium), m_makers(makers), m_rows{{medium.sink.connect, &CShareMcu::OnSinkConnect},
+                                                 {medium.sink.connectAck, &CShareMcu::OnSinkConnectAck},
+                                                 {medium.sink.keepAlive, &CShareMcu::OnSinkKeepAlive},
+                                                 {medium.sink.keepAliveAck, &CShareMcu::OnSinkKeepAliveAck},
+                                                 {medium.sink.frame, &CShareMcu::OnSinkFrame},
+                                                 {medium.sink.frameAck, &CShareMcu::OnSinkFrameAck},
+                                                 {medium.sink.disconnect, &CShareMcu::OnSinkDisconnect},
+                                                 {medium.source.connectAck, &CShareMcu::OnSourceConnectAck},
+                                                 {medium.source.frameAck, &CShareMcu::OnSourceFrameAck},
+                                                 {medium.source.keepAlive, &CShareMcu::OnSourceKeepAlive}} {}
 
 void CShareMcu::PutSink(uint32_t sinkID, CShareSink* sink) {
     if (IShareSinkUDP* udp = sink->AsUDP())
@@ -35,12 +35,12 @@ uint32_t CShareMcu::AcceptSink(ITcpSession* session, ChannelKey key) {
 }
 
 bool CShareMcu::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) {
-    if (type != static_cast<unsigned long>(m_codes.receiver) || !data || length != 4) return false;
+    if (type != static_cast<unsigned long>(m_medium.tcp.receiver) || !data || length != 4) return false;
     return AcceptSink(session, CWireReader(data, length).U32()) != 0;
 }
 
 void CShareMcu::Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before) {
-    DispatchDatagram(*this, m_rows, m_codes.kind, data, length, static_cast<uint32_t>(ip), port, before);
+    DispatchDatagram(*this, m_rows, m_medium.kind, data, length, static_cast<uint32_t>(ip), port, before);
 }
 
 void CShareMcu::OnSinkConnect(const CServerDatagram& datagram) {

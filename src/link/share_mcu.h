@@ -1,10 +1,10 @@
 // The local MCU object of a share's medium: its tables, what each datagram does, TCP for peers.
 #pragma once
 
-#include "core/wire/share_codes.h"
 #include "link/mcu_create.h"
 #include "link/mcu_dispatch.h"
 #include "link/mcu_tables.h"
+#include "link/media.h"
 #include "link/share_channel.h"
 #include "link/share_receiver.h"
 #include "link/share_sender_udp.h"
@@ -69,7 +69,7 @@ public:
     void ForgetChannel(CShareChannel& channel) { m_tables.ForgetChannel(channel.hub.Key(), &channel); }
 
 protected:
-    CShareMcu(const wire::ShareCodes& codes, const CShareSinkMakers& makers);
+    CShareMcu(const CMediumRow& medium, const CShareSinkMakers& makers);
     ~CShareMcu() = default;
 
     using CBefore = void (*)(const wire::CommandRow& row);
@@ -98,7 +98,7 @@ private:
     template <class Use>
     void WithSender(const CServerDatagram& datagram, Use use);
 
-    const wire::ShareCodes m_codes;
+    const CMediumRow& m_medium;
     const CShareSinkMakers m_makers;
     const CDispatchRow<CShareMcu> m_rows[10];
     CTables m_tables;

@@ -13,8 +13,8 @@ template <class TReceiver, class TLink>
 class CShareReceiverDatagrams : public TReceiver, public CFrameLink, public IShareReceiverUDP {
 public:
     template <class TNotify>
-    CShareReceiverDatagrams(TNotify& notify, CShareChannel& channel, int goodbyes)
-        : TReceiver(notify, channel), m_link(TReceiver::Profile().SinkLink(goodbyes), TReceiver::ReceiverID()) {}
+    CShareReceiverDatagrams(TNotify& notify, CShareChannel& channel)
+        : TReceiver(notify, channel), m_link(TReceiver::kMedium, TReceiver::ReceiverID()) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A receiver of channel", TReceiver::ChannelID())) return;

@@ -3,7 +3,7 @@
 
 #include "link/callback.h"
 #include "link/limits.h"
-#include "link/share_profile.h"
+#include "link/relay_request.h"
 #include "link/share_receiver.h"
 #include "link/tcp_link.h"
 
@@ -14,7 +14,7 @@ class CShareReceiverDialling : public TReceiver, public ITcpClientNotify {
 public:
     template <class TNotify>
     CShareReceiverDialling(TNotify& notify, CShareChannel& channel)
-        : TReceiver(notify, channel), m_link(TReceiver::Profile().codes.kind, CShareProfile::kReceiverKeepAliveEvery) {}
+        : TReceiver(notify, channel), m_link(TReceiver::kMedium.kind, media::kReceiverKeepAliveEvery) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A receiver of channel", TReceiver::ChannelID())) return;
@@ -45,7 +45,7 @@ public:
 protected:
     /// `payload` begins with the channel ID.
     void SendValidation(const wire::CDatagram& payload) {
-        m_link.SendValidation(ValidationMessage(TReceiver::Profile().codes.receiver, payload));
+        m_link.SendValidation(ValidationMessage(TReceiver::kMedium.tcp.receiver, payload));
     }
 
     CTcpLink m_link;
@@ -59,23 +59,17 @@ public:
 
     /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
     bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy) {
-        if (peer.IsEmpty() || peer.port == 0) return false;
-        m_peerMcu = peer;
-        m_localMcu = local;
-        const CMcuAddress& mcu = ChoosePeerMcu(peer, local, false) ? m_peerMcu : m_localMcu;
-        return this->m_link.Dial(this, mcu.ips[0], mcu.port, proxy);
+        m_request.Set(peer, local);
+        return m_request.IsWhole() &&
+               this->m_link.Dial(this, m_request.Server().ips[0], m_request.Server().port, proxy);
     }
     void OnTcpClientNotifyConnected() override {
         this->m_link.Settle();
-        const bool peer = ChoosePeerMcu(m_peerMcu, m_localMcu, false);
-        wire::CDatagram payload;
-        payload.U32(this->ChannelID());
-        for (uint32_t ip : m_peerMcu.ips) payload.U32(peer ? 0 : ip);  // zeros: nothing to relay
-        if (TReceiver::Profile().namesRelayPort) payload.U16(peer ? uint16_t{0} : m_peerMcu.port);
+        wire::CDatagram payload = wire::CDatagram().U32(this->ChannelID());
+        m_request.Append(payload, TReceiver::kMedium.sink);
         this->SendValidation(payload);
     }
 
 private:
-    CMcuAddress m_peerMcu;  // both set before the dial
-    CMcuAddress m_localMcu;
+    CRelayRequest m_request;
 };

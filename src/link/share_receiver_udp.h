@@ -1,17 +1,13 @@
 // Subscribes to a channel at a server over UDP, its frames in the reliable session.
 #pragma once
 
-#include "link/share_profile.h"
 #include "link/share_receiver_datagrams.h"
 #include "link/udp_subscription.h"
 
 template <class TReceiver>
 class CShareReceiverUDP : public CShareReceiverDatagrams<TReceiver, CUdpSubscription> {
-    using Base = CShareReceiverDatagrams<TReceiver, CUdpSubscription>;
-
 public:
-    template <class TNotify>
-    CShareReceiverUDP(TNotify& notify, CShareChannel& channel) : Base(notify, channel, CShareProfile::kGoodbyes) {}
+    using CShareReceiverDatagrams<TReceiver, CUdpSubscription>::CShareReceiverDatagrams;
 
     /// Sends the connect request; false when the session could not be opened.
     bool Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly) {

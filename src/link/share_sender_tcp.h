@@ -14,7 +14,7 @@ class CShareSenderTCP : public TSender, public ITcpClientNotify {
 public:
     template <class TNotify>
     CShareSenderTCP(TNotify& notify, CShareChannel& channel)
-        : TSender(notify, channel), m_link(TSender::Profile().codes.kind, TSender::Profile().senderKeepAliveEvery) {}
+        : TSender(notify, channel), m_link(TSender::kMedium.kind, TSender::kMedium.tcp.senderKeepAliveEvery) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A sender of channel", TSender::ChannelID())) return;
@@ -35,7 +35,7 @@ public:
     void OnTcpClientNotifyConnected() override {
         m_link.Settle();
         m_link.SendValidation(
-            ValidationMessage(TSender::Profile().codes.sender, wire::CDatagram().U32(TSender::ChannelID())));
+            ValidationMessage(TSender::kMedium.tcp.sender, wire::CDatagram().U32(TSender::ChannelID())));
     }
     bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* data, int length) override {
         m_link.Settle();

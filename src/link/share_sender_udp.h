@@ -24,7 +24,7 @@ class CShareSenderUDP : public TSender, public CFrameLink, public IShareSenderUD
 public:
     template <class TNotify>
     CShareSenderUDP(TNotify& notify, CShareChannel& channel)
-        : TSender(notify, channel), m_source(TSender::Profile().Source(), TSender::SinkID()) {}
+        : TSender(notify, channel), m_source(TSender::kMedium, TSender::SinkID()) {}
 
     void ReleaseConnections() override {
         if (RefusesRelease("A sender of channel", TSender::ChannelID())) return;
@@ -57,7 +57,7 @@ public:
     }
     void OnReceivedKeepAlive() override {
         m_source.Touch();
-        m_source.Answer(TSender::Profile().codes.sourceKeepAliveAck);
+        m_source.AnswerKeepAlive();
     }
     void OnReceivedFrameAck(const char* data, int length) override {
         m_source.Touch();

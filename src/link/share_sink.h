@@ -1,9 +1,9 @@
 // A subscriber of a share's channel: the peers' sinks, and the senders of this host.
 #pragma once
 
-#include "core/wire/commands.h"
 #include "link/limits.h"
 #include "link/mcu_sink.h"
+#include "link/media.h"
 #include "link/object_id.h"
 #include "link/share_channel.h"
 

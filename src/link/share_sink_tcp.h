@@ -13,8 +13,7 @@ public:
 
     /// Takes the session's frames and answers its validation: before the sink enters its channel.
     void AnswerValidation() {
-        m_tcp.Answer(this,
-                     ValidationMessage(TSink::Profile().codes.receiver, wire::CDatagram().U32(TSink::ChannelID())));
+        m_tcp.Answer(this, ValidationMessage(TSink::kMedium.tcp.receiver, wire::CDatagram().U32(TSink::ChannelID())));
     }
 
     void ReleaseConnections() override {

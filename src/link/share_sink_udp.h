@@ -10,7 +10,7 @@ template <class TSink>
 class CShareSinkUDP : public TSink, public CFrameLink, public IShareSinkUDP {
 public:
     CShareSinkUDP(CShareChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID)
-        : TSink(channel), m_udp(Codes().kind, ip, port, receiverID, TSink::SinkID()) {}
+        : TSink(channel), m_udp(TSink::kMedium, ip, port, receiverID, TSink::SinkID()) {}
 
     void ReleaseConnections() override {
         TSink::ReleaseConnections();
@@ -34,8 +34,8 @@ public:
 
     /// False when the session cannot be opened; the sink then answers and times out.
     bool StartSession() { return OpenLink(m_udp.Remote().IP()); }
-    void OnReceivedConnect() override { m_udp.Acknowledge(Codes().sinkConnectAck, kAcknowledgements); }
-    void OnReceivedKeepAlive() override { m_udp.Acknowledge(Codes().sinkKeepAliveAck, kAcknowledgements); }
+    void OnReceivedConnect() override { m_udp.AcknowledgeConnect(); }
+    void OnReceivedKeepAlive() override { m_udp.AcknowledgeKeepAlive(); }
     void OnReceivedFrameAck(const char* data, int length) override {
         if (!data || length < 2) return;
         m_udp.Touch();
@@ -44,16 +44,11 @@ public:
     uint32_t GetReceiverID() const override { return m_udp.ReceiverID(); }
 
     void OnSCTPSessionReceivedFrame(char* data, int length) override { TSink::DeliverUpstream(data, length); }
-    void SendSCTPData(char* packet, int length) override {
-        SendInEnvelope(m_udp.Head(Codes().sinkFrame), packet, length, m_udp.Remote());
-    }
+    void SendSCTPData(char* packet, int length) override { m_udp.SendPacket(packet, length); }
 
 protected:
     void DescribeLink(LumoLinkStatistics& statistics) const override { m_udp.Describe(statistics); }
 
 private:
-    static constexpr int kAcknowledgements = 2;  // repeated against loss
-    static const wire::ShareCodes& Codes() { return TSink::Profile().codes; }
-
     CUdpSink m_udp;
 };

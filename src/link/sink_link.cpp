@@ -2,16 +2,18 @@
 
 #include "link/mcu_services.h"
 
-CSinkLink::CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID)
-    : m_profile(profile),
+CSinkLink::CSinkLink(const CMediumRow& medium, uint32_t receiverID, FarSide farSide)
+    : m_medium(medium),
       m_ulReceiverID(receiverID),
-      m_keepAlive(profile.keepAliveEvery, profile.keepAliveWhenIdle ? uint8_t{0} : CPollCount::kAtOnce) {}
+      m_farSide(farSide),
+      m_keepAlive(farSide == FarSide::Peer ? medium.sink.keepAliveEveryAtPeer : medium.sink.keepAliveEvery,
+                  medium.sink.keepAliveWhenIdle ? uint8_t{0} : CPollCount::kAtOnce) {}
 
 bool CSinkLink::Poll(uint32_t connectTimeoutMs) {
     uint32_t limit = connectTimeoutMs;
     if (SinkID() != 0) {
         if (m_keepAlive.Poll()) SendKeepAlive();
-        limit = kConnectedTimeoutMs;
+        limit = media::kGoneAfterMs;
     }
     const bool silent = m_activity.SilentFor(limit);
     if (silent) m_remote.ClearIP();
@@ -23,9 +25,10 @@ void CSinkLink::SendKeepAlive() {
     bool said = false;
     do {
         said = IsEnabled();
-        const wire::CDatagram datagram = SinkCommand(said ? m_profile.keepAliveCode : m_profile.stopCode);
-        for (int i = 0; i < m_profile.keepAliveRepeats; ++i) SendDatagram(datagram, m_remote);
-        if (m_profile.stopCode != m_profile.keepAliveCode) FlushUdpBatch();
+        const wire::CDatagram datagram =
+            SinkCommand(said || !m_medium.Stops() ? m_medium.sink.keepAlive : m_medium.sink.stop);
+        for (int i = 0; i < m_medium.sink.keepAlives; ++i) SendDatagram(datagram, m_remote);
+        if (m_medium.Stops()) FlushUdpBatch();
     } while (said != IsEnabled());
 }
 
@@ -46,7 +49,7 @@ ConnectAck CSinkLink::OnConnectAck(uint32_t sinkID, uint32_t ip, uint16_t port) 
     }
     if (ack != ConnectAck::Foreign) {
         Touch();
-        if (!m_profile.keepAliveWhenIdle) KeepAliveSoon();
+        if (!m_medium.sink.keepAliveWhenIdle) KeepAliveSoon();
     }
     return ack;
 }
@@ -58,11 +61,12 @@ bool CSinkLink::Accepts(uint32_t sinkID, uint32_t ip, uint16_t port) {
 }
 
 void CSinkLink::SendPacket(char* packet, int length) {
-    if (m_profile.keepAliveWhenIdle) m_keepAlive.Restart();
-    SendInEnvelope(SinkCommand(m_profile.frameAckCode), packet, length, m_remote);
+    if (m_medium.sink.keepAliveWhenIdle) m_keepAlive.Restart();
+    SendInEnvelope(SinkCommand(m_medium.sink.frameAck), packet, length, m_remote);
 }
 
 void CSinkLink::SendGoodbye() {
     if (SinkID() == 0) return;
-    for (int i = 0; i < m_profile.goodbyes; ++i) SendDatagram(SinkCommand(m_profile.disconnectCode), m_remote);
+    const int times = m_farSide == FarSide::Peer ? m_medium.sink.goodbyesToPeer : m_medium.sink.goodbyes;
+    for (int i = 0; i < times; ++i) SendDatagram(SinkCommand(m_medium.sink.disconnect), m_remote);
 }

@@ -4,37 +4,19 @@
 #include "core/wire/datagram.h"
 #include "link/activity.h"
 #include "link/mcu_address.h"
+#include "link/media.h"
 #include "link/udp_source.h"
 
 #include <atomic>
 #include <cstdint>
 
-/// The numbers in which the media differ.
-struct CSinkLinkProfile {
-    wire::Kind kind;
-    uint8_t connectCode;
-    bool connectNamesPort;  ///< the long form carries the port of the publisher's server
-    bool connectNamesUser;  ///< the request carries the user ID
-    uint8_t keepAliveCode;  ///< where subscribers start and stop the stream: start
-    uint8_t stopCode;       ///< the keep-alive of one that has stopped it; elsewhere the same as the other
-    int keepAliveRepeats;   ///< how often each is sent
-    uint8_t frameAckCode;   ///< 0 where no frames go upstream
-    uint8_t disconnectCode;
-    uint8_t keepAliveEvery;           ///< polls
-    bool keepAliveWhenIdle = false;   ///< so many polls without a packet sent; else also at once when acknowledged
-    uint32_t peerOnlyTimeoutMs;       ///< to connect, when only the publisher's server may be asked
-    uint32_t connectTimeoutMs;        ///< to connect to a server otherwise
-    uint32_t p2pTimeoutMs;            ///< to connect to a peer, once a path was found or not
-    uint32_t p2pFailedTimeoutMs = 0;  ///< the same when none was found, where it differs
-    int goodbyes;
-};
+/// Whose sink it is: a server's or a peer's.
+enum class FarSide { Server, Peer };
 
 /// First answer wins, address checks, keep-alives, silence, goodbye. How a sink is asked for is the derived class's.
 class CSinkLink {
 public:
-    static constexpr uint32_t kConnectedTimeoutMs = 180000;
-
-    CSinkLink(const CSinkLinkProfile& profile, uint32_t receiverID);
+    CSinkLink(const CMediumRow& medium, uint32_t receiverID, FarSide farSide);
 
     void Touch() { m_activity.Touch(); }
     /// A first or repeated acknowledgement makes the next poll send a keep-alive.
@@ -55,7 +37,7 @@ public:
     const CRemoteAddress& Remote() const { return m_remote; }
     /// Any thread.
     void Describe(LumoLinkStatistics& statistics) const {
-        DescribeFarSide(statistics, m_profile.kind, SinkID(), m_remote, m_activity.Signs());
+        DescribeFarSide(statistics, m_medium.kind, SinkID(), m_remote, m_activity.Signs());
     }
 
 protected:
@@ -64,15 +46,16 @@ protected:
     /// forgotten then.
     bool Poll(uint32_t connectTimeoutMs);
     wire::CDatagram ConnectRequest(uint32_t channelID) const {
-        return wire::CDatagram(m_profile.kind, m_profile.connectCode).U32(m_ulReceiverID).U32(channelID);
+        return wire::CDatagram(m_medium.kind, m_medium.sink.connect).U32(m_ulReceiverID).U32(channelID);
     }
     void SendKeepAlive();
-    const CSinkLinkProfile m_profile;
+    const CMediumRow& m_medium;
 
 private:
-    wire::CDatagram SinkCommand(uint8_t code) const { return wire::CDatagram(m_profile.kind, code).U32(SinkID()); }
+    wire::CDatagram SinkCommand(uint8_t code) const { return wire::CDatagram(m_medium.kind, code).U32(SinkID()); }
 
     const uint32_t m_ulReceiverID;
+    const FarSide m_farSide;
     CRemoteAddress m_remote;
     std::atomic<uint32_t> m_ulSinkID{0};
     std::atomic<bool> m_bEnable{true};

@@ -1,9 +1,9 @@
 // What the datagrams of a stream that starts and stops do, written once for its media.
 #pragma once
 
-#include "core/wire/stream_codes.h"
 #include "link/channel_key.h"
 #include "link/mcu_dispatch.h"
+#include "link/media.h"
 #include "link/stream_receiver.h"
 
 #include <array>
@@ -121,18 +121,18 @@ private:
 
 /// Which datagram does what, and then a medium's own rows.
 template <class TDispatch, class... TRows>
-constexpr std::array<CDispatchRow<TDispatch>, 11 + sizeof...(TRows)> StreamRows(const wire::StreamCodes& codes,
+constexpr std::array<CDispatchRow<TDispatch>, 11 + sizeof...(TRows)> StreamRows(const CMediumRow& medium,
                                                                                 const TRows&... own) {
-    return {{{codes.sinkConnect, &TDispatch::OnSinkConnect},
-             {codes.sinkConnectAck, &TDispatch::OnSinkConnectAck},
-             {codes.sinkStart, &TDispatch::OnSinkStart},
-             {codes.sinkStartAck, &TDispatch::OnSinkStartAck},
-             {codes.sinkStop, &TDispatch::OnSinkStop},
-             {codes.sinkStopAck, &TDispatch::OnSinkStopAck},
-             {codes.sinkFrame, &TDispatch::OnSinkFrame},
-             {codes.sinkDisconnect, &TDispatch::OnSinkDisconnect},
-             {codes.sourceConnectAck, &TDispatch::OnSourceConnectAck},
-             {codes.sourceStart, &TDispatch::OnSourceStart},
-             {codes.sourceStop, &TDispatch::OnSourceStop},
+    return {{{medium.sink.connect, &TDispatch::OnSinkConnect},
+             {medium.sink.connectAck, &TDispatch::OnSinkConnectAck},
+             {medium.sink.keepAlive, &TDispatch::OnSinkStart},
+             {medium.sink.keepAliveAck, &TDispatch::OnSinkStartAck},
+             {medium.sink.stop, &TDispatch::OnSinkStop},
+             {medium.sink.stopAck, &TDispatch::OnSinkStopAck},
+             {medium.sink.frame, &TDispatch::OnSinkFrame},
+             {medium.sink.disconnect, &TDispatch::OnSinkDisconnect},
+             {medium.source.connectAck, &TDispatch::OnSourceConnectAck},
+             {medium.source.keepAlive, &TDispatch::OnSourceStart},
+             {medium.source.stop, &TDispatch::OnSourceStop},
              own...}};
 }

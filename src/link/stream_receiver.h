@@ -84,7 +84,7 @@ protected:
     CSinkLink& m_sinkLink;
 };
 
-/// Subscribes at a server. TDatagrams is the medium's: what CStreamReceiverDatagrams leaves open, its profile, and
+/// Subscribes at a server. TDatagrams is the medium's: what CStreamReceiverDatagrams leaves open, its row, and
 /// Enter, which makes it reachable or answers false.
 template <class TDatagrams>
 class CStreamReceiverUDP : public TDatagrams {
@@ -92,7 +92,7 @@ public:
     template <class INotify>
     CStreamReceiverUDP(INotify& notify, uint32_t channelID, uint32_t userID)
         : TDatagrams(notify, channelID, userID, m_subscription),
-          m_subscription(TDatagrams::kProfile, TDatagrams::ReceiverID()) {}
+          m_subscription(TDatagrams::kMedium, TDatagrams::ReceiverID()) {}
 
     /// Enters the local MCU's table and sends the connect request.
     virtual bool Connect(const CMcuAddress& peer, const CMcuAddress& local) {
@@ -147,8 +147,8 @@ public:
 
 protected:
     template <class INotify>
-    CStreamReceiverTCP(INotify& notify, uint32_t channelID, uint32_t userID, const CTcpSubscriptionProfile& profile)
-        : TReceiver(notify, channelID, userID), m_link(profile) {}
+    CStreamReceiverTCP(INotify& notify, uint32_t channelID, uint32_t userID, const CMediumRow& medium)
+        : TReceiver(notify, channelID, userID), m_link(medium) {}
 
     CTcpSubscription m_link;
 };

@@ -1,10 +1,10 @@
 // Senders of a stream that starts and stops: sinks of the channel that forward to a server while that wants frames.
 #pragma once
 
-#include "core/wire/stream_codes.h"
 #include "link/callback.h"
 #include "link/channel_key.h"
 #include "link/mcu_address.h"
+#include "link/media.h"
 #include "link/tcp_link.h"
 #include "link/udp_source.h"
 
@@ -65,7 +65,7 @@ public:
 
     void OnTcpClientNotifyConnected() override {
         m_link.Settle();
-        m_link.SendValidation(ValidationMessage(m_type, wire::CDatagram().U32(ChannelID())));
+        m_link.SendValidation(ValidationMessage(m_medium.tcp.sender, wire::CDatagram().U32(ChannelID())));
     }
     bool OnTcpClientNotifyValidate(unsigned long /*type*/, const char* data, int length) override {
         m_link.Settle();
@@ -81,20 +81,20 @@ public:
 
 protected:
     template <class INotify, class TChannel>
-    CStreamSenderTCP(INotify& notify, TChannel& channel, wire::Kind kind, wire::TcpType type)
-        : TSender(notify, channel), m_type(type), m_link(kind, kKeepAliveEvery) {}
+    CStreamSenderTCP(INotify& notify, TChannel& channel, const CMediumRow& medium)
+        : TSender(notify, channel), m_medium(medium), m_link(medium.kind, medium.tcp.senderKeepAliveEvery) {}
 
     /// A control byte of the server.
-    virtual void OnControl(char control) = 0;
+    virtual void OnControl(char control) {
+        if (control == m_medium.tcp.start) this->OnReceivedStart();
+        if (control == m_medium.tcp.stop) this->OnReceivedStop();
+    }
 
 private:
-    static constexpr uint8_t kKeepAliveEvery = 11;  // idle polls
-
     uint32_t ChannelID() { return ChannelNumber(TSender::Info().channel); }
 
-    const wire::TcpType m_type;
-
 protected:
+    const CMediumRow& m_medium;
     CTcpLink m_link;
 };
 
@@ -121,28 +121,21 @@ public:
         TSender::OnReceivedStart();
         m_source.Touch();
         this->m_ulStartParam.store(startParam, std::memory_order_relaxed);
-        m_source.Answer(m_codes.sourceStartAck);
+        m_source.AnswerKeepAlive();
     }
     void OnReceivedStop() override {
         TSender::OnReceivedStop();
         m_source.Touch();
-        m_source.Answer(m_codes.sourceStopAck);
+        m_source.AnswerStop();
     }
 
 protected:
     template <class INotify, class TChannel>
-    CStreamSenderUDP(INotify& notify, TChannel& channel, const wire::StreamCodes& codes)
-        : TSender(notify, channel),
-          m_codes(codes),
-          m_source({codes.kind, codes.sourceConnect, codes.sourceFrame, codes.sourceDisconnect, kConnectTimeoutMs},
-                   TSender::ID()) {}
+    CStreamSenderUDP(INotify& notify, TChannel& channel, const CMediumRow& medium)
+        : TSender(notify, channel), m_source(medium, TSender::ID()) {}
 
 private:
-    static constexpr uint32_t kConnectTimeoutMs = 30000;
-
     uint32_t ChannelID() { return ChannelNumber(TSender::Info().channel); }
-
-    const wire::StreamCodes& m_codes;
 
 protected:
     CUdpSource m_source;

@@ -1,7 +1,6 @@
 // The subscribers of a stream that starts and stops: what the sinks of every such medium have in common.
 #pragma once
 
-#include "core/wire/stream_codes.h"
 #include "link/mcu_sink.h"
 #include "link/object_id.h"
 #include "link/udp_sink.h"
@@ -50,9 +49,9 @@ template <class TSink>
 class CStreamSinkUDP : public TSink {
 public:
     template <class TChannel>
-    CStreamSinkUDP(const wire::StreamCodes& codes, TChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
+    CStreamSinkUDP(const CMediumRow& medium, TChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
                    uint32_t userID)
-        : TSink(channel, userID), m_codes(codes), m_udp(codes.kind, ip, port, receiverID, TSink::ID()) {}
+        : TSink(channel, userID), m_udp(medium, ip, port, receiverID, TSink::ID()) {}
 
     bool IsDisconnected() override { return TSink::IsDisconnected() || m_udp.IsSilent(); }
     CSinkInfo Info() override {
@@ -64,25 +63,21 @@ public:
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 
     /// Each is a sign of life. UDP thread, under the sink table lock. The last two answer whether that is news.
-    void OnReceivedConnect() override { m_udp.Acknowledge(m_codes.sinkConnectAck, kConnectAcknowledgements); }
+    void OnReceivedConnect() override { m_udp.AcknowledgeConnect(); }
     bool OnReceivedStart() {
         const bool news = this->SetStarted(true);
-        m_udp.Acknowledge(m_codes.sinkStartAck, 1);
+        m_udp.AcknowledgeKeepAlive();
         return news;
     }
     bool OnReceivedStop() {
         const bool news = this->SetStarted(false);
-        m_udp.Acknowledge(m_codes.sinkStopAck, 1);
+        m_udp.AcknowledgeStop();
         return news;
     }
 
     uint32_t GetRemoteIP() const { return m_udp.Remote().IP(); }
     uint16_t GetRemotePort() const { return m_udp.Remote().Port(); }
     uint32_t GetReceiverID() const { return m_udp.ReceiverID(); }
-
-private:
-    static constexpr int kConnectAcknowledgements = 2;  // repeated against loss
-    const wire::StreamCodes& m_codes;
 
 protected:
     CUdpSink m_udp;

@@ -1,14 +1,11 @@
 #include "link/tcp_sink.h"
 
 #include "link/instances.h"
-
-namespace {
-constexpr uint8_t kKeepAliveEvery = 11;  // idle sweeps
-}  // namespace
+#include "link/media.h"
 
 CTcpSink::CTcpSink(ITcpSession* session)
     : m_pSession(session),
-      m_keepAlive(kKeepAliveEvery),
+      m_keepAlive(media::kAcceptedKeepAliveEvery),
       m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
       m_withinLimit(CActivity::Now()),
       m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),

@@ -3,29 +3,22 @@
 using wire::CDatagram;
 
 namespace {
-constexpr uint8_t kKeepAliveEvery = 12;  // idle polls
-constexpr int kAnswerLength = 8;         // channel ID, sink ID
+constexpr int kAnswerLength = 8;  // channel ID, sink ID
 }  // namespace
 
-CTcpSubscription::CTcpSubscription(const CTcpSubscriptionProfile& profile)
-    : CTcpLink(profile.kind, kKeepAliveEvery, profile.start), m_profile(profile) {}
+CTcpSubscription::CTcpSubscription(const CMediumRow& medium)
+    : CTcpLink(medium.kind, media::kReceiverKeepAliveEvery, medium.tcp.start), m_medium(medium) {}
 
 bool CTcpSubscription::DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local,
                                const CProxy& proxy) {
-    if (peer.IsEmpty() || peer.port == 0) return false;
-    m_peerMcu = peer;
-    m_localMcu = local;
-    const CMcuAddress& mcu = ChoosePeerMcu(peer, local, false) ? m_peerMcu : m_localMcu;
-    return Dial(notify, mcu.ips[0], mcu.port, proxy);
+    m_request.Set(peer, local);
+    return m_request.IsWhole() && Dial(notify, m_request.Server().ips[0], m_request.Server().port, proxy);
 }
 
 void CTcpSubscription::Ask(uint32_t channelID, uint32_t userID) {
-    const bool peer = ChoosePeerMcu(m_peerMcu, m_localMcu, false);
-    CDatagram payload;
-    payload.U32(channelID);
-    for (uint32_t ip : m_peerMcu.ips) payload.U32(peer ? 0 : ip);  // zeros: nothing to relay
-    payload.U16(peer ? uint16_t{0} : m_peerMcu.port).U32(userID);
-    SendValidation(ValidationMessage(m_profile.type, payload));
+    CDatagram payload = CDatagram().U32(channelID);
+    m_request.Append(payload, m_medium.sink, userID);
+    SendValidation(ValidationMessage(m_medium.tcp.receiver, payload));
 }
 
 bool CTcpSubscription::ReadAnswer(const char* data, int length, uint32_t channelID) {
@@ -46,6 +39,6 @@ void CTcpSubscription::SayState() {
     bool said = false;
     do {
         said = IsEnabled();
-        SendControl(said ? m_profile.start : m_profile.stop, m_profile.statesAlone);
+        SendControl(said ? m_medium.tcp.start : m_medium.tcp.stop, m_medium.tcp.statesAlone);
     } while (said != IsEnabled());
 }

@@ -1,26 +1,17 @@
 // A TCP link to a server's sink.
 #pragma once
 
-#include "link/mcu_address.h"
+#include "link/relay_request.h"
 #include "link/tcp_link.h"
 
 #include <atomic>
 #include <cstdint>
 
-/// The numbers in which the media differ.
-struct CTcpSubscriptionProfile {
-    wire::Kind kind;
-    wire::TcpType type;
-    char start;  ///< control bytes
-    char stop;
-    bool statesAlone;  ///< start and stop take the place of all that waits
-};
-
 /// Dials the chosen server, asks for a channel with the long request, and says whether the stream is wanted, at once
 /// and on idle polls.
 class CTcpSubscription : public CTcpLink {
 public:
-    explicit CTcpSubscription(const CTcpSubscriptionProfile& profile);
+    explicit CTcpSubscription(const CMediumRow& medium);
 
     /// Address 0 of the chosen server. False when the publisher's has no address or port, or no client was made.
     bool DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy);
@@ -35,9 +26,8 @@ public:
     uint32_t SinkID() const { return m_ulSinkID.load(std::memory_order_relaxed); }
 
 private:
-    const CTcpSubscriptionProfile m_profile;
-    CMcuAddress m_peerMcu;  // both set before the dial
-    CMcuAddress m_localMcu;
+    const CMediumRow& m_medium;
+    CRelayRequest m_request;
     std::atomic<bool> m_bEnable{true};
     std::atomic<uint32_t> m_ulSinkID{0};
 };

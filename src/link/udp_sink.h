@@ -5,44 +5,51 @@
 #include "link/activity.h"
 #include "link/link_description.h"
 #include "link/mcu_services.h"
+#include "link/media.h"
 
 #include <cstdint>
 
 /// Every sign of life is acknowledged to the address that first asked. UDP thread, but what says otherwise.
 class CUdpSink {
 public:
-    static constexpr uint32_t kTimeoutMs = 180000;
-
-    CUdpSink(wire::Kind kind, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t sinkID)
-        : m_kind(kind), m_activity(CActivity::Now()), m_ulReceiverID(receiverID), m_ulSinkID(sinkID) {
+    CUdpSink(const CMediumRow& medium, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t sinkID)
+        : m_medium(medium), m_activity(CActivity::Now()), m_ulReceiverID(receiverID), m_ulSinkID(sinkID) {
         m_remote.Set(ip, port);
     }
 
     void Touch() { m_activity.Touch(); }
-    void Acknowledge(uint8_t code, int times) {
-        Touch();
-        const wire::CDatagram datagram = Head(code);
-        for (int i = 0; i < times; ++i) SendDatagram(datagram, m_remote);
+    /// What the subscriber has said.
+    void AcknowledgeConnect() { Acknowledge(m_medium.sink.connectAck, m_medium.sink.connectAcks); }
+    void AcknowledgeKeepAlive() { Acknowledge(m_medium.sink.keepAliveAck, m_medium.sink.keepAliveAcks); }
+    void AcknowledgeStop() { Acknowledge(m_medium.sink.stopAck, m_medium.sink.keepAliveAcks); }
+    bool IsSilent() { return m_activity.SilentFor(media::kGoneAfterMs); }
+    /// One frame as one datagram; too long a one is dropped. Any thread, as what follows.
+    void SendFrame(const void* data, int length) const {
+        SendPlainFrame(Head(m_medium.sink.frame), data, length, m_remote);
     }
-    bool IsSilent() { return m_activity.SilentFor(kTimeoutMs); }
-    /// The beginning of every datagram to the subscriber. Any thread, as what follows.
-    wire::CDatagram Head(uint8_t code) const {
-        return wire::CDatagram(m_kind, code).U32(m_ulReceiverID).U32(m_ulSinkID);
-    }
-    /// One frame as one datagram; too long a one is dropped.
-    void SendFrame(uint8_t code, const void* data, int length) const {
-        SendPlainFrame(Head(code), data, length, m_remote);
+    /// One packet of the session, with room in front for the envelope.
+    void SendPacket(char* packet, int length) const {
+        SendInEnvelope(Head(m_medium.sink.frame), packet, length, m_remote);
     }
 
     const CRemoteAddress& Remote() const { return m_remote; }
     void Describe(LumoLinkStatistics& statistics) const {
-        DescribeFarSide(statistics, m_kind, SinkID(), m_remote, m_activity.Signs());
+        DescribeFarSide(statistics, m_medium.kind, SinkID(), m_remote, m_activity.Signs());
     }
     uint32_t ReceiverID() const { return m_ulReceiverID; }
     uint32_t SinkID() const { return m_ulSinkID; }
 
 private:
-    const wire::Kind m_kind;
+    wire::CDatagram Head(uint8_t code) const {
+        return wire::CDatagram(m_medium.kind, code).U32(m_ulReceiverID).U32(m_ulSinkID);
+    }
+    void Acknowledge(uint8_t code, int times) {
+        Touch();
+        const wire::CDatagram datagram = Head(code);
+        for (int i = 0; i < times; ++i) SendDatagram(datagram, m_remote);
+    }
+
+    const CMediumRow& m_medium;
     CRemoteAddress m_remote;  // as seen on the connect request; never changes
     CActivity m_activity;
     const uint32_t m_ulReceiverID;

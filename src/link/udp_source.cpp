@@ -4,8 +4,8 @@
 
 using wire::CDatagram;
 
-CUdpSource::CUdpSource(const CUdpSourceProfile& profile, uint32_t senderKey)
-    : m_profile(profile), m_ulSenderKey(senderKey), m_activity(CActivity::Now()) {}
+CUdpSource::CUdpSource(const CMediumRow& medium, uint32_t senderKey)
+    : m_medium(medium), m_ulSenderKey(senderKey), m_activity(CActivity::Now()) {}
 
 bool CUdpSource::SetMcu(const CMcuAddress& mcu) {
     if (mcu.IsEmpty() || mcu.port == 0) return false;
@@ -14,15 +14,15 @@ bool CUdpSource::SetMcu(const CMcuAddress& mcu) {
 }
 
 void CUdpSource::SendConnect(uint32_t channelID) {
-    const CDatagram datagram = CDatagram(m_profile.kind, m_profile.connectCode).U32(channelID).U32(m_ulSenderKey);
+    const CDatagram datagram = CDatagram(m_medium.kind, m_medium.source.connect).U32(channelID).U32(m_ulSenderKey);
     m_mcu.ForEachDistinct([&](uint32_t ip) { SendDatagram(datagram, ip, m_mcu.port); });
 }
 
 bool CUdpSource::IsSilent(uint32_t channelID) {
-    uint32_t limit = kConnectedTimeoutMs;
+    uint32_t limit = media::kGoneAfterMs;
     if (!m_remote.IsSet()) {
         SendConnect(channelID);
-        limit = m_profile.connectTimeoutMs;
+        limit = m_medium.source.connectTimeout;
     }
     return m_activity.SilentFor(limit);
 }
@@ -40,18 +40,18 @@ ConnectAck CUdpSource::OnConnectAck(uint32_t sourceID, uint32_t ip, uint16_t por
     return ConnectAck::Repeated;
 }
 
-void CUdpSource::Answer(uint8_t code) {
-    if (SourceID() != 0) SendDatagram(CDatagram(m_profile.kind, code).U32(SourceID()), m_remote);
+void CUdpSource::SendCommand(uint8_t code) {
+    if (SourceID() != 0) SendDatagram(CDatagram(m_medium.kind, code).U32(SourceID()), m_remote);
 }
 
 void CUdpSource::SendPacket(char* packet, int length) {
-    SendInEnvelope(CDatagram(m_profile.kind, m_profile.frameCode).U32(SourceID()), packet, length, m_remote);
+    SendInEnvelope(CDatagram(m_medium.kind, m_medium.source.frame).U32(SourceID()), packet, length, m_remote);
 }
 
 void CUdpSource::SendFrame(const void* data, int length) {
-    SendPlainFrame(CDatagram(m_profile.kind, m_profile.frameCode).U32(SourceID()), data, length, m_remote);
+    SendPlainFrame(CDatagram(m_medium.kind, m_medium.source.frame).U32(SourceID()), data, length, m_remote);
 }
 
 void CUdpSource::SendGoodbye() {
-    for (int i = 0; i < kGoodbyes; ++i) Answer(m_profile.disconnectCode);
+    for (int i = 0; i < media::kSourceGoodbyes; ++i) SendCommand(m_medium.source.disconnect);
 }

@@ -5,6 +5,7 @@
 #include "link/activity.h"
 #include "link/link_description.h"
 #include "link/mcu_address.h"
+#include "link/media.h"
 
 #include <atomic>
 #include <cstdint>
@@ -12,22 +13,10 @@
 /// What an acknowledgement of a connect request turned out to be.
 enum class ConnectAck { First, Repeated, Foreign };
 
-/// The numbers in which the media differ.
-struct CUdpSourceProfile {
-    wire::Kind kind;
-    uint8_t connectCode;
-    uint8_t frameCode;
-    uint8_t disconnectCode;
-    uint32_t connectTimeoutMs;
-};
-
 /// Connect request to the distinct addresses of the server, first answer wins, source ID, time-outs, goodbye.
 class CUdpSource {
 public:
-    static constexpr uint32_t kConnectedTimeoutMs = 180000;
-    static constexpr int kGoodbyes = 3;
-
-    CUdpSource(const CUdpSourceProfile& profile, uint32_t senderKey);
+    CUdpSource(const CMediumRow& medium, uint32_t senderKey);
 
     /// False when there is no address or no port.
     bool SetMcu(const CMcuAddress& mcu);
@@ -37,8 +26,9 @@ public:
     ConnectAck OnConnectAck(uint32_t sourceID, uint32_t ip, uint16_t port);
     /// A sign of life of the server.
     void Touch() { m_activity.Touch(); }
-    /// Sends a command that carries only the source ID, once, when the source ID is known.
-    void Answer(uint8_t code);
+    /// Answers the server's keep-alive or START, and its STOP, once the source ID is known.
+    void AnswerKeepAlive() { SendCommand(m_medium.source.keepAliveAck); }
+    void AnswerStop() { SendCommand(m_medium.source.stopAck); }
     void SendPacket(char* packet, int length);
     /// One frame as one datagram; too long a one is dropped.
     void SendFrame(const void* data, int length);
@@ -49,11 +39,13 @@ public:
     const CRemoteAddress& Remote() const { return m_remote; }
     /// Any thread.
     void Describe(LumoLinkStatistics& statistics) const {
-        DescribeFarSide(statistics, m_profile.kind, SourceID(), m_remote, m_activity.Signs());
+        DescribeFarSide(statistics, m_medium.kind, SourceID(), m_remote, m_activity.Signs());
     }
 
 private:
-    const CUdpSourceProfile m_profile;
+    void SendCommand(uint8_t code);
+
+    const CMediumRow& m_medium;
     const uint32_t m_ulSenderKey;
     CMcuAddress m_mcu;        // set before the sender is known to other threads
     CRemoteAddress m_remote;  // where the acknowledgement came from; unset until then

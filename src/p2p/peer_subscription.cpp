@@ -20,13 +20,13 @@ void CPeerSubscription::Start() {
 void CPeerSubscription::SendConnect(uint32_t channelID, uint32_t ip, uint16_t port) {
     if (ip == 0 || port == 0) return;
     wire::CDatagram datagram = ConnectRequest(channelID);
-    CMTP2P* manager = m_profile.connectNamesUser ? GetP2PMgr() : nullptr;
-    if (m_profile.connectNamesUser) datagram.U32(manager ? manager->LocalUserID() : 0);
+    CMTP2P* manager = m_medium.sink.namesUser ? GetP2PMgr() : nullptr;
+    if (m_medium.sink.namesUser) datagram.U32(manager ? manager->LocalUserID() : 0);
     SendDatagram(datagram, ip, port);
 }
 
 bool CPeerSubscription::IsSilent(uint32_t channelID) {
-    uint32_t limit = m_profile.p2pTimeoutMs;
+    uint32_t limit = m_medium.sink.p2pTimeout;
     if (SinkID() == 0 && m_bAsking) {
         const CPeerPath::Udp path = m_path.GetUdp();
         if (path == CPeerPath::Udp::Negotiating) {
@@ -35,8 +35,8 @@ bool CPeerSubscription::IsSilent(uint32_t channelID) {
         }
         if (path == CPeerPath::Udp::Connected)
             m_path.ForEachUdpAddress([&](uint32_t ip, uint16_t port) { SendConnect(channelID, ip, port); });
-        else if (m_profile.p2pFailedTimeoutMs != 0)
-            limit = m_profile.p2pFailedTimeoutMs;
+        else if (m_medium.sink.p2pFailedTimeout != 0)
+            limit = m_medium.sink.p2pFailedTimeout;
     }
     return Poll(limit);
 }

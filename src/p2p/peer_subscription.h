@@ -14,7 +14,7 @@ bool ArePeersAsked();
 /// does not ask only waits to be taken.
 class CPeerSubscription : public CSinkLink {
 public:
-    using CSinkLink::CSinkLink;
+    CPeerSubscription(const CMediumRow& medium, uint32_t receiverID) : CSinkLink(medium, receiverID, FarSide::Peer) {}
 
     /// Before the receiver is known to other threads.
     void SetUser(uint32_t userID) { m_path.SetUser(userID); }

@@ -1,18 +1,13 @@
 // Subscribes to a channel at a peer's local MCU over UDP, once the peers have found each other.
 #pragma once
 
-#include "link/share_profile.h"
 #include "link/share_receiver_datagrams.h"
 #include "p2p/peer_subscription.h"
 
 template <class TReceiver>
 class CShareReceiverP2P : public CShareReceiverDatagrams<TReceiver, CPeerSubscription> {
-    using Base = CShareReceiverDatagrams<TReceiver, CPeerSubscription>;
-
 public:
-    template <class TNotify>
-    CShareReceiverP2P(TNotify& notify, CShareChannel& channel)
-        : Base(notify, channel, TReceiver::Profile().peerGoodbyes) {}
+    using CShareReceiverDatagrams<TReceiver, CPeerSubscription>::CShareReceiverDatagrams;
 
     /// Begins to look for the path; false when the session could not be opened.
     bool Connect(uint32_t userID) {

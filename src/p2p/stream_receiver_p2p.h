@@ -14,7 +14,7 @@ public:
     template <class INotify>
     CStreamReceiverP2P(INotify& notify, uint32_t channelID, uint32_t userID)
         : TDatagrams(notify, channelID, userID, m_subscription),
-          m_subscription(TDatagrams::kProfile, TDatagrams::ReceiverID()) {
+          m_subscription(TDatagrams::kMedium, TDatagrams::ReceiverID()) {
         m_subscription.SetAsking(ArePeersAsked());
     }
 

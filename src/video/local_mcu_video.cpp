@@ -9,8 +9,8 @@ namespace {
 using CDispatch = CLocalMCUVideo::CDispatch;
 
 constexpr auto kRows = StreamRows<CDispatch>(
-    wire::kVideoCodes, CDispatchRow<CDispatch>{wire::UDP_VIDEO_SINK_FRAME_ACK, &CDispatch::OnSinkFrameAck},
-    CDispatchRow<CDispatch>{wire::UDP_VIDEO_SOURCE_FRAME_ACK, &CDispatch::OnSourceFrameAck});
+    media::kVideo, CDispatchRow<CDispatch>{media::kVideo.sink.frameAck, &CDispatch::OnSinkFrameAck},
+    CDispatchRow<CDispatch>{media::kVideo.source.frameAck, &CDispatch::OnSourceFrameAck});
 
 }  // namespace
 

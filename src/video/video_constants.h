@@ -5,12 +5,9 @@
 
 namespace video {
 
-inline constexpr int kMinFrame = 4;     // shorter frames, without a byte behind their head, go nowhere
-inline constexpr int kMaxBacklog = 10;  // more frames than this give way to a key frame
-inline constexpr char kStart = 0x04;    // control bytes of TCP links
-inline constexpr char kStop = 0x05;
-inline constexpr char kKeyFrameWanted = 0x06;
-inline constexpr char kSessionKeyFrameWanted = 0x00;  // the same as the one byte of a session's frame
+inline constexpr int kMinFrame = 4;                   // shorter frames, without a byte behind their head, go nowhere
+inline constexpr int kMaxBacklog = 10;                // more frames than this give way to a key frame
+inline constexpr char kSessionKeyFrameWanted = 0x00;  // a request for a key frame, over UDP
 inline constexpr uint32_t kPatienceMs = 10000;        // for a key frame, once a sink is over its limit
 
 /// Whether a frame is one that stands alone; its first byte says so.

@@ -3,21 +3,6 @@
 #include "video/local_mcu_video.h"
 #include "video/video_constants.h"
 
-const CSinkLinkProfile CVideoReceiverDatagrams::kProfile{.kind = wire::Kind::Video,
-                                                         .connectCode = wire::UDP_VIDEO_SINK_CONNECT,
-                                                         .connectNamesPort = true,
-                                                         .connectNamesUser = true,
-                                                         .keepAliveCode = wire::UDP_VIDEO_SINK_START,
-                                                         .stopCode = wire::UDP_VIDEO_SINK_STOP,
-                                                         .keepAliveRepeats = 2,
-                                                         .frameAckCode = wire::UDP_VIDEO_SINK_FRAME_ACK,
-                                                         .disconnectCode = wire::UDP_VIDEO_SINK_DISCONNECT,
-                                                         .keepAliveEvery = 12,
-                                                         .peerOnlyTimeoutMs = 30000,
-                                                         .connectTimeoutMs = 30000,
-                                                         .p2pTimeoutMs = 4000,
-                                                         .goodbyes = 3};
-
 bool CVideoReceiverDatagrams::Enter() {
     if (!OpenLink()) return false;
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoReceiver(this);

@@ -17,7 +17,7 @@ public:
 protected:
     using CStreamReceiverDatagrams::CStreamReceiverDatagrams;
 
-    static const CSinkLinkProfile kProfile;
+    static constexpr const CMediumRow& kMedium = media::kVideo;
     /// Opens the session and enters the local MCU's table; false when the session cannot be opened.
     bool Enter();
     void DescribeLink(LumoLinkStatistics& statistics) const override;

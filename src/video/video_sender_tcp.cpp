@@ -3,9 +3,8 @@
 #include "video/video_constants.h"
 
 void CVideoSenderTCP::OnControl(char control) {
-    if (control == video::kStart) OnReceivedStart();
-    if (control == video::kStop) OnReceivedStop();
-    if (control == video::kKeyFrameWanted) NotifyKeyFrameRequest();
+    CStreamSenderTCP::OnControl(control);
+    if (control == m_medium.tcp.keyFrame) NotifyKeyFrameRequest();
 }
 
 void CVideoSenderTCP::SendVideoData(char* data, int length) {

@@ -8,7 +8,7 @@
 class CVideoSenderTCP : public CStreamSenderTCP<CVideoSender> {
 public:
     CVideoSenderTCP(IVideoSenderNotify& notify, CVideoChannel& channel)
-        : CStreamSenderTCP(notify, channel, wire::Kind::Video, wire::TcpType::VideoSender) {}
+        : CStreamSenderTCP(notify, channel, media::kVideo) {}
 
     /// Numbers the frame in its bytes 1 and 2; a key frame takes the place of all that waits.
     void SendVideoData(char* data, int length) override;

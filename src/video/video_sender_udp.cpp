@@ -4,7 +4,7 @@
 #include "video/video_constants.h"
 
 CVideoSenderUDP::CVideoSenderUDP(IVideoSenderNotify& notify, CVideoChannel& channel)
-    : CStreamSenderUDP(notify, channel, wire::kVideoCodes) {}
+    : CStreamSenderUDP(notify, channel, media::kVideo) {}
 
 bool CVideoSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) {
     return m_bSessionOpen && CStreamSenderUDP::Connect(ip0, ip1, ip2, port);

@@ -3,7 +3,7 @@
 #include "video/video_constants.h"
 
 CVideoSinkUDP::CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID)
-    : CStreamSinkUDP(wire::kVideoCodes, channel, ip, port, receiverID, userID) {}
+    : CStreamSinkUDP(media::kVideo, channel, ip, port, receiverID, userID) {}
 
 std::unique_ptr<CVideoSink> CVideoSinkUDP::Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
                                                 uint32_t userID) {
@@ -30,8 +30,6 @@ void CVideoSinkUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
     if (video::AsksForKeyFrame(data, length)) WantKeyFrame();
 }
 
-void CVideoSinkUDP::SendSCTPData(char* packet, int length) {
-    SendInEnvelope(m_udp.Head(wire::UDP_VIDEO_SINK_FRAME), packet, length, m_udp.Remote());
-}
+void CVideoSinkUDP::SendSCTPData(char* packet, int length) { m_udp.SendPacket(packet, length); }
 
 void CVideoSinkUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_udp.Describe(statistics); }

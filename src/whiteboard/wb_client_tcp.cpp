@@ -1,14 +1,11 @@
 #include "whiteboard/wb_client_tcp.h"
 
 #include "link/callback.h"
+#include "link/media.h"
 #include "whiteboard/wb_message.h"
 
-namespace {
-constexpr uint8_t kKeepAliveEvery = 12;  // idle polls
-}
-
 CWBClientTCP::CWBClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel)
-    : CWBSession(&channel), m_link(wire::Kind::Whiteboard, kKeepAliveEvery), m_pNotify(&notify) {}
+    : CWBSession(&channel), m_link(media::kWhiteboard.kind, media::kReceiverKeepAliveEvery), m_pNotify(&notify) {}
 
 // Joined before anything can arrive, since it needs an answer; and once more behind the dial, since what the channel
 // said before it went nowhere.
@@ -18,7 +15,7 @@ bool CWBClientTCP::Dial(uint32_t ip, uint16_t port, const CProxy& proxy) {
 
 void CWBClientTCP::OnTcpClientNotifyConnected() {
     m_link.Settle();
-    m_link.SendValidation(ValidationMessage(wire::TcpType::Whiteboard, Request()));
+    m_link.SendValidation(ValidationMessage(media::kWhiteboard.tcp.receiver, Request()));
 }
 
 bool CWBClientTCP::OnTcpClientNotifyValidate(unsigned long /*type*/, const char* data, int length) {

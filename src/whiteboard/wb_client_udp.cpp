@@ -3,25 +3,6 @@
 #include "link/callback.h"
 #include "whiteboard/local_mcu_wb.h"
 
-CSinkLinkProfile CWBClientUDP::Profile(uint8_t keepAliveEvery) {
-    return {.kind = wire::Kind::Whiteboard,
-            .connectCode = wire::UDP_WB_CONNECT,
-            .connectNamesPort = true,
-            .connectNamesUser = false,
-            .keepAliveCode = wire::UDP_WB_KEEP_ALIVE,
-            .stopCode = wire::UDP_WB_KEEP_ALIVE,
-            .keepAliveRepeats = 1,
-            .frameAckCode = wire::UDP_WB_CLIENT_FRAME,
-            .disconnectCode = wire::UDP_WB_DISCONNECT,
-            .keepAliveEvery = keepAliveEvery,
-            .keepAliveWhenIdle = true,
-            .peerOnlyTimeoutMs = 4000,
-            .connectTimeoutMs = 30000,
-            .p2pTimeoutMs = 30000,
-            .p2pFailedTimeoutMs = 4000,
-            .goodbyes = 3};
-}
-
 CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CSinkLink& sinkLink)
     : CWBSession(&channel), m_sinkLink(sinkLink), m_pNotify(&notify) {
     SetHeld(true);

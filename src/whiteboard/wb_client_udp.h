@@ -32,8 +32,6 @@ public:
 protected:
     CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CSinkLink& sinkLink);
 
-    static CSinkLinkProfile Profile(uint8_t keepAliveEvery);
-
     /// Joins the channel and enters the client table, in this order: what the far side says needs an answer. False when
     /// the session cannot be opened.
     bool Start();

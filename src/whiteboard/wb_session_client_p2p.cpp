@@ -1,12 +1,8 @@
 #include "whiteboard/wb_session_client_p2p.h"
 
-namespace {
-constexpr uint8_t kKeepAliveEvery = 12;  // polls
-}
-
 CWBSessionClientP2P::CWBSessionClientP2P(IWBSessionClientNotify& notify, CWBChannel& channel)
     : CWBClientUDP(notify, channel, m_subscription),
-      m_subscription(Profile(kKeepAliveEvery), static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
+      m_subscription(media::kWhiteboard, static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
 
 bool CWBSessionClientP2P::Connect(uint32_t userID) {
     m_subscription.SetUser(userID);

@@ -1,7 +1,7 @@
 // Joins a whiteboard channel to the one at a server over TCP.
 #pragma once
 
-#include "link/mcu_address.h"
+#include "link/relay_request.h"
 #include "whiteboard/wb_client_tcp.h"
 
 class CWBSessionClientTCP : public CWBClientTCP {
@@ -15,6 +15,5 @@ protected:
     wire::CDatagram Request() override;
 
 private:
-    CMcuAddress m_peerMcu;  // both set before the dial
-    CMcuAddress m_localMcu;
+    CRelayRequest m_request;
 };

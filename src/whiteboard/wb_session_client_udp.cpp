@@ -1,12 +1,8 @@
 #include "whiteboard/wb_session_client_udp.h"
 
-namespace {
-constexpr uint8_t kKeepAliveEvery = 22;  // polls
-}
-
 CWBSessionClientUDP::CWBSessionClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel)
     : CWBClientUDP(notify, channel, m_subscription),
-      m_subscription(Profile(kKeepAliveEvery), static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
+      m_subscription(media::kWhiteboard, static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
 
 bool CWBSessionClientUDP::Connect(const CMcuAddress& peer, const CMcuAddress& local, bool peerMCUOnly) {
     m_subscription.SetMcus(peer, local, peerMCUOnly);

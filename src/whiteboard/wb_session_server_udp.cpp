@@ -2,13 +2,9 @@
 
 #include "link/instances.h"
 
-namespace {
-constexpr int kAcknowledgements = 2;  // repeated against loss
-}
-
 CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID)
     : CWBServerSession(channel),
-      m_udp(wire::Kind::Whiteboard, ip, port, remoteSessionID, SessionID()),
+      m_udp(media::kWhiteboard, ip, port, remoteSessionID, SessionID()),
       m_channel(CWBChannelState::Of(channel)) {}
 
 bool CWBSessionServerUDP::StartSession() { return OpenLink(m_udp.Remote().IP()); }
@@ -39,18 +35,16 @@ void CWBSessionServerUDP::SendWBSessionData(const char* data, int len) {
     if (data && len >= 1) QueueFrame(data, len);
 }
 
-void CWBSessionServerUDP::SendConnectAck() { m_udp.Acknowledge(wire::UDP_WB_CONNECT_ACK, kAcknowledgements); }
+void CWBSessionServerUDP::SendConnectAck() { m_udp.AcknowledgeConnect(); }
 
-void CWBSessionServerUDP::OnReceivedKeepAlive() { m_udp.Acknowledge(wire::UDP_WB_KEEP_ALIVE_ACK, 1); }
+void CWBSessionServerUDP::OnReceivedKeepAlive() { m_udp.AcknowledgeKeepAlive(); }
 
 void CWBSessionServerUDP::OnReceivedFrame(const char* packet, int length) {
     m_udp.Touch();
     OnPacket(packet, length);
 }
 
-void CWBSessionServerUDP::SendSCTPData(char* packet, int length) {
-    SendInEnvelope(m_udp.Head(wire::UDP_WB_SERVER_FRAME), packet, length, m_udp.Remote());
-}
+void CWBSessionServerUDP::SendSCTPData(char* packet, int length) { m_udp.SendPacket(packet, length); }
 
 CSinkInfo CWBSessionServerUDP::Info() {
     CSinkInfo info = CWBServerSession::Info();

@@ -3,8 +3,8 @@
 #include "link/callback.h"
 #include "link/channel_hub.h"
 #include "link/id_table.h"
-#include "link/mcu_address.h"
 #include "link/object_id.h"
+#include "link/relay_request.h"
 #include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>
@@ -169,7 +169,11 @@ TEST(McuAddress, RelayRule) {
         {{{a, 0, b}, 7000}, {{0, 0, 0}, 7000}, false, true},
         {{{0, 0, 0}, 7000}, {{0, 0, c}, 7000}, false, false},  // zeros are no address in common
     };
-    for (const McuRow& row : rows) EXPECT_EQ(ChoosePeerMcu(row.peer, row.local, row.peerOnly), row.choosesPeer);
+    for (const McuRow& row : rows) {
+        CRelayRequest request;
+        request.Set(row.peer, row.local, row.peerOnly);
+        EXPECT_EQ(request.Server() == row.peer, row.choosesPeer);
+    }
 }
 
 TEST(McuAddress, EachDistinctAddressOnce) {
