@@ -59,16 +59,17 @@ private:
         request.U8();
         const uint8_t code = request.U8();
         const uint32_t id = request.U32();
-        Answer(code == kAudioCodes.start ? kAudioCodes.startAck : kAudioCodes.connectAck, id, from);
-        if (code != kAudioCodes.start || !m_started.insert(id).second) return false;
+        Answer(code == media::kAudio.sink.keepAlive ? media::kAudio.sink.keepAliveAck : media::kAudio.sink.connectAck,
+               id, from);
+        if (code != media::kAudio.sink.keepAlive || !m_started.insert(id).second) return false;
         Target target{from, {}};
-        const wire::CDatagram head = Head(wire::UDP_AUDIO_SINK_FRAME, id);
+        const wire::CDatagram head = Head(media::kAudio.sink.frame, id);
         std::memcpy(target.datagram.data(), head.Data(), kAudioHead);
         m_targets.push_back(target);
         return true;
     }
     static wire::CDatagram Head(uint8_t code, uint32_t id) {
-        return wire::CDatagram(kAudioCodes.kind, code).U32(id).U32(id);
+        return wire::CDatagram(media::kAudio.kind, code).U32(id).U32(id);
     }
     void Answer(uint8_t code, uint32_t id, const sockaddr_in& to) const {
         const wire::CDatagram answer = Head(code, id);

@@ -59,7 +59,7 @@ private:
 
 void CAudioEar::Take(size_t sink, const char* data, int length, int64_t arrivedNs) {
     wire::CWireReader head(data, length);
-    const bool isFrame = head.U8() == static_cast<uint8_t>(kAudioCodes.kind) && head.U8() == wire::UDP_AUDIO_SINK_FRAME;
+    const bool isFrame = head.U8() == static_cast<uint8_t>(media::kAudio.kind) && head.U8() == media::kAudio.sink.frame;
     if (!isFrame) return;  // an answer that was repeated
     if (head.U32() != m_sinks.All()[sink].receiverID || length != kAudioDatagram)
         throw std::runtime_error("a sink heard what was not meant for it");
@@ -179,7 +179,7 @@ void PublishAudio(CSide& side, const std::function<void(const char* frame, int l
 }
 
 void HearAudio(CSide& side, Listener where) {
-    CStreamSinks sinks(kAudioCodes, side.Port(), where);
+    CStreamSinks sinks(media::kAudio, side.Port(), where);
     sinks.GrowTo(side.Spec().sinks);
     for (StreamSink& sink : sinks.All()) CStampedReceiver::Prepare(sink.socket);
     CAudioEar ear(side, sinks);

@@ -11,9 +11,6 @@
 
 namespace bench {
 
-inline constexpr StreamCodes kAudioCodes{wire::Kind::Audio, wire::UDP_AUDIO_SINK_CONNECT,
-                                         wire::UDP_AUDIO_SINK_CONNECT_ACK, wire::UDP_AUDIO_SINK_START,
-                                         wire::UDP_AUDIO_SINK_START_ACK};
 inline constexpr int kAudioFrame = 160;
 inline constexpr int kAudioHead = 10;                            // of a datagram, before the frame
 inline constexpr int kAudioDatagram = kAudioHead + kAudioFrame;  // of every way that is compared

@@ -25,13 +25,13 @@ void AllowManySockets() {
 
 }  // namespace
 
-CStreamSinks::CStreamSinks(const StreamCodes& codes, uint16_t port, Listener where)
-    : m_codes(codes), m_usPort(port), m_where(where) {
+CStreamSinks::CStreamSinks(const CMediumRow& medium, uint16_t port, Listener where)
+    : m_medium(medium), m_usPort(port), m_where(where) {
     AllowManySockets();
 }
 
 void CStreamSinks::Ask(const StreamSink& sink) const {
-    wire::CDatagram request(m_codes.kind, sink.sinkID == 0 ? m_codes.connect : m_codes.start);
+    wire::CDatagram request(m_medium.kind, sink.sinkID == 0 ? m_medium.sink.connect : m_medium.sink.keepAlive);
     if (sink.sinkID != 0) {
         request.U32(sink.sinkID);
     } else {
@@ -54,11 +54,11 @@ bool CStreamSinks::TakeAnswers(std::span<StreamSink> asking, int waitMs) {
             std::array<char, 2048> buffer{};
             const ssize_t length = recv(asking[i].socket.Fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
             wire::CWireReader answer(buffer.data(), static_cast<int>(length));
-            const bool ours = answer.U8() == static_cast<uint8_t>(m_codes.kind);
+            const bool ours = answer.U8() == static_cast<uint8_t>(m_medium.kind);
             const uint8_t code = answer.U8();
             if (!ours || answer.U32() != asking[i].receiverID) continue;
-            if (code == m_codes.startAck) asking[i].started = true;
-            if (code != m_codes.connectAck || asking[i].sinkID != 0) continue;
+            if (code == m_medium.sink.keepAliveAck) asking[i].started = true;
+            if (code != m_medium.sink.connectAck || asking[i].sinkID != 0) continue;
             asking[i].sinkID = answer.U32();
             Ask(asking[i]);
         }

@@ -4,18 +4,13 @@
 #include "bench/harness/driver.h"
 #include "bench/harness/sockets.h"
 #include "core/wire/datagram.h"
+#include "link/media.h"
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
 namespace bench {
-
-/// The codes in which the media differ.
-struct StreamCodes {
-    wire::Kind kind;
-    uint8_t connect, connectAck, start, startAck;
-};
 
 struct StreamSink {
     CSocket socket{SOCK_DGRAM};
@@ -28,7 +23,7 @@ struct StreamSink {
 class CStreamSinks {
 public:
     /// Listener::RelayServer asks a relay server, anything else a publisher.
-    CStreamSinks(const StreamCodes& codes, uint16_t port, Listener where);
+    CStreamSinks(const CMediumRow& medium, uint16_t port, Listener where);
 
     /// Until there are so many and each is told frames; throws when that takes too long.
     void GrowTo(size_t count);
@@ -41,7 +36,7 @@ private:
     bool TakeAnswers(std::span<StreamSink> asking, int waitMs);
     void Ask(const StreamSink& sink) const;
 
-    const StreamCodes m_codes;
+    const CMediumRow& m_medium;
     const uint16_t m_usPort;
     const Listener m_where;
     std::vector<StreamSink> m_sinks;

@@ -43,20 +43,20 @@ void CVideoSinkSession::Receive(std::vector<char>& buffer) {
 
 void CVideoSinkSession::TakeDatagram(char* data, int length) {
     wire::CWireReader head(data, length);
-    if (head.U8() != static_cast<uint8_t>(kVideoCodes.kind) || head.U8() != wire::UDP_VIDEO_SINK_FRAME) return;
+    if (head.U8() != static_cast<uint8_t>(media::kVideo.kind) || head.U8() != media::kVideo.sink.frame) return;
     head.U32();
     const bool ours = head.U32() == m_ulSinkID;
     if (ours) OnSCTPSessionReceivedData(data + length - head.Left(), head.Left());
 }
 
 void CVideoSinkSession::SendSCTPData(char* packet, int length) {
-    const wire::CDatagram head = wire::CDatagram(kVideoCodes.kind, wire::UDP_VIDEO_SINK_FRAME_ACK).U32(m_ulSinkID);
+    const wire::CDatagram head = wire::CDatagram(media::kVideo.kind, media::kVideo.sink.frameAck).U32(m_ulSinkID);
     std::memcpy(packet - head.Length(), head.Data(), static_cast<size_t>(head.Length()));
     m_arena.Add(packet - head.Length(), static_cast<uint32_t>(length + head.Length()), kLoopback, m_usPort, 0);
 }
 
 CVideoSinks::CVideoSinks(uint16_t port)
-    : m_sinks(kVideoCodes, port, Listener::Sender),
+    : m_sinks(media::kVideo, port, Listener::Sender),
       m_nEpoll(epoll_create1(EPOLL_CLOEXEC)),
       m_pArena(CUdpArena::Make()),
       m_buffer(65536) {

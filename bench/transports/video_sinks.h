@@ -14,10 +14,6 @@
 
 namespace bench {
 
-inline constexpr StreamCodes kVideoCodes{wire::Kind::Video, wire::UDP_VIDEO_SINK_CONNECT,
-                                         wire::UDP_VIDEO_SINK_CONNECT_ACK, wire::UDP_VIDEO_SINK_START,
-                                         wire::UDP_VIDEO_SINK_START_ACK};
-
 /// Acknowledges as the library's receivers do: what a burst calls for leaves as one batch.
 class CVideoSinkSession final : public CSCTPSession {
 public:
