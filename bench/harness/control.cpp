@@ -12,8 +12,6 @@
 
 namespace bench {
 
-CControl::~CControl() { close(m_nFd); }
-
 std::pair<int, int> CControl::MakePair() {
     std::array<int, 2> fds{};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds.data()) != 0)
@@ -24,18 +22,18 @@ std::pair<int, int> CControl::MakePair() {
 
 bool CControl::Send(const nlohmann::json& message) {
     const std::string text = message.dump();
-    return send(m_nFd, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    return send(m_fd.Get(), text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
 }
 
 std::optional<nlohmann::json> CControl::Receive(int timeoutMs) {
-    pollfd wait{m_nFd, POLLIN, 0};
+    pollfd wait{m_fd.Get(), POLLIN, 0};
     int ready = 0;
     do {
         ready = poll(&wait, 1, timeoutMs);
     } while (ready < 0 && errno == EINTR);
     if (ready <= 0) return std::nullopt;
     std::array<char, 16384> buffer{};
-    const ssize_t length = recv(m_nFd, buffer.data(), buffer.size(), 0);
+    const ssize_t length = recv(m_fd.Get(), buffer.data(), buffer.size(), 0);
     if (length <= 0) return nlohmann::json();
     return nlohmann::json::parse(buffer.data(), buffer.data() + length, nullptr, false);
 }

@@ -32,35 +32,31 @@ sockaddr_in Loopback(uint16_t port) {
 
 }  // namespace
 
-CSocket::CSocket(int type) : m_nFd(socket(AF_INET, type | SOCK_CLOEXEC, 0)) { Check(m_nFd >= 0, "socket"); }
-
-CSocket::~CSocket() {
-    if (m_nFd >= 0) close(m_nFd);
-}
+CSocket::CSocket(int type) : m_fd(socket(AF_INET, type | SOCK_CLOEXEC, 0)) { Check(Fd() >= 0, "socket"); }
 
 uint16_t CSocket::Bind(uint16_t port) {
     sockaddr_in address = Loopback(port);
     socklen_t length = sizeof address;
-    Check(bind(m_nFd, reinterpret_cast<sockaddr*>(&address), length) == 0, "bind");
-    Check(getsockname(m_nFd, reinterpret_cast<sockaddr*>(&address), &length) == 0, "getsockname");
+    Check(bind(Fd(), reinterpret_cast<sockaddr*>(&address), length) == 0, "bind");
+    Check(getsockname(Fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0, "getsockname");
     return ntohs(address.sin_port);
 }
 
 void CSocket::Connect(uint16_t port) {
     const sockaddr_in address = Loopback(port);
-    Check(connect(m_nFd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
+    Check(connect(Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
 }
 
-void CSocket::Listen() { Check(listen(m_nFd, 1) == 0, "listen"); }
+void CSocket::Listen() { Check(listen(Fd(), 1) == 0, "listen"); }
 
 CSocket CSocket::Accept() {
-    CSocket accepted(Adopt{}, accept4(m_nFd, nullptr, nullptr, SOCK_CLOEXEC));
-    Check(accepted.m_nFd >= 0, "accept");
+    CSocket accepted(CFileDescriptor(accept4(Fd(), nullptr, nullptr, SOCK_CLOEXEC)));
+    Check(accepted.Fd() >= 0, "accept");
     return accepted;
 }
 
 void CSocket::Set(int level, int option, int value) {
-    Check(setsockopt(m_nFd, level, option, &value, sizeof value) == 0, "setsockopt");
+    Check(setsockopt(Fd(), level, option, &value, sizeof value) == 0, "setsockopt");
 }
 
 void CSocket::RaiseBuffers() {
@@ -73,7 +69,7 @@ void CSocket::CoalesceReceived() { Set(SOL_UDP, UDP_GRO, 1); }
 void CSocket::SendAll(const void* data, size_t length) {
     const char* cursor = static_cast<const char*>(data);
     while (length > 0) {
-        const ssize_t sent = send(m_nFd, cursor, length, MSG_NOSIGNAL);
+        const ssize_t sent = send(Fd(), cursor, length, MSG_NOSIGNAL);
         if (sent < 0 && errno == EINTR) continue;
         Check(sent > 0, "send");
         cursor += sent;
@@ -84,7 +80,7 @@ void CSocket::SendAll(const void* data, size_t length) {
 bool CSocket::ReceiveAll(void* data, size_t length) {
     char* cursor = static_cast<char*>(data);
     while (length > 0) {
-        const ssize_t got = recv(m_nFd, cursor, length, 0);
+        const ssize_t got = recv(Fd(), cursor, length, 0);
         if (got < 0 && errno == EINTR) continue;
         Check(got >= 0, "recv");
         if (got == 0) return false;

@@ -1,6 +1,8 @@
 // Plain sockets on the loopback address.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
+
 #include <sys/socket.h>
 
 #include <cstddef>
@@ -16,14 +18,6 @@ inline constexpr int kBufferBytes = 4 * 1024 * 1024;  // asked for wherever a so
 class CSocket {
 public:
     explicit CSocket(int type);
-    ~CSocket();
-    CSocket(CSocket&& other) noexcept : m_nFd(other.m_nFd) { other.m_nFd = -1; }
-    CSocket(const CSocket&) = delete;
-    CSocket& operator=(CSocket&& other) noexcept {
-        std::swap(m_nFd, other.m_nFd);
-        return *this;
-    }
-    CSocket& operator=(const CSocket&) = delete;
 
     /// Port 0 takes a free one; the port taken.
     uint16_t Bind(uint16_t port);
@@ -39,12 +33,12 @@ public:
     void SendAll(const void* data, size_t length);
     /// False at the end of the stream.
     bool ReceiveAll(void* data, size_t length);
-    int Fd() const { return m_nFd; }
+    int Fd() const { return m_fd.Get(); }
 
 private:
-    struct Adopt {};
-    CSocket(Adopt, int fd) : m_nFd(fd) {}
-    int m_nFd;
+    explicit CSocket(CFileDescriptor fd) : m_fd(std::move(fd)) {}
+
+    CFileDescriptor m_fd;
 };
 
 /// What the kernel hands over as one without waiting: datagrams of one size, the last perhaps shorter. 0: nothing.

@@ -1,4 +1,5 @@
 // What the UDP endpoint costs a datagram on its way to the kernel, alone and in batches, and with each faster way off.
+#include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/lumonet.h"
 
 #include <arpa/inet.h>
@@ -23,24 +24,21 @@ public:
 /// A port behind which nobody reads: what comes is dropped once the buffer is full.
 class CHole {
 public:
-    CHole() : m_nFd(socket(AF_INET, SOCK_DGRAM, 0)) {
+    CHole() : m_fd(socket(AF_INET, SOCK_DGRAM, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(kLoopback);
         socklen_t length = sizeof address;
-        if (bind(m_nFd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-            getsockname(m_nFd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+        if (bind(m_fd.Get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+            getsockname(m_fd.Get(), reinterpret_cast<sockaddr*>(&address), &length) != 0)
             return;
         port = ntohs(address.sin_port);
     }
-    ~CHole() { close(m_nFd); }
-    CHole(const CHole&) = delete;
-    CHole& operator=(const CHole&) = delete;
 
     uint16_t port = 0;
 
 private:
-    int m_nFd;
+    CFileDescriptor m_fd;
 };
 
 /// range(0): datagrams a batch; range(1): 0 everything allowed, 1 no segmentation offload, 2 plain calls.

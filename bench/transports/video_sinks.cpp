@@ -57,13 +57,11 @@ void CVideoSinkSession::SendSCTPData(char* packet, int length) {
 
 CVideoSinks::CVideoSinks(uint16_t port)
     : m_sinks(media::kVideo, port, Listener::Sender),
-      m_nEpoll(epoll_create1(EPOLL_CLOEXEC)),
+      m_epoll(epoll_create1(EPOLL_CLOEXEC)),
       m_pArena(CUdpArena::Make()),
       m_buffer(65536) {
-    if (m_nEpoll < 0 || !m_pArena) throw std::runtime_error("no memory for sinks");
+    if (!m_epoll || !m_pArena) throw std::runtime_error("no memory for sinks");
 }
-
-CVideoSinks::~CVideoSinks() { close(m_nEpoll); }
 
 void CVideoSinks::GrowTo(size_t count) {
     const size_t first = m_sessions.size();
@@ -76,14 +74,14 @@ void CVideoSinks::GrowTo(size_t count) {
         StreamSink& sink = m_sinks.All()[i];
         sink.socket.CoalesceReceived();
         epoll_event event{EPOLLIN, {.u64 = i}};
-        if (epoll_ctl(m_nEpoll, EPOLL_CTL_ADD, sink.socket.Fd(), &event) != 0) throw std::runtime_error("epoll");
+        if (epoll_ctl(m_epoll.Get(), EPOLL_CTL_ADD, sink.socket.Fd(), &event) != 0) throw std::runtime_error("epoll");
         m_sessions.emplace_back(sink, i, m_sinks.Port(), *m_pArena, onFrame, this);
     }
 }
 
 bool CVideoSinks::Serve(int waitMs) {
     std::array<epoll_event, kEvents> events{};
-    const int count = epoll_wait(m_nEpoll, events.data(), kEvents, waitMs);
+    const int count = epoll_wait(m_epoll.Get(), events.data(), kEvents, waitMs);
     for (int i = 0; i < count; ++i) m_sessions[events.at(static_cast<size_t>(i)).data.u64].Receive(m_buffer);
     return count > 0;
 }

@@ -46,7 +46,6 @@ private:
 class CVideoSinks {
 public:
     explicit CVideoSinks(uint16_t port);
-    ~CVideoSinks();
     CVideoSinks(const CVideoSinks&) = delete;
     CVideoSinks& operator=(const CVideoSinks&) = delete;
 
@@ -63,7 +62,7 @@ private:
     void OnFrame(size_t sink, const char* frame, int length);
 
     CStreamSinks m_sinks;
-    const int m_nEpoll;
+    const CFileDescriptor m_epoll;
     const std::unique_ptr<CUdpArena> m_pArena;
     std::vector<char> m_buffer;
     std::deque<CVideoSinkSession> m_sessions;

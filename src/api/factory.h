@@ -16,7 +16,7 @@ struct CProxyWords {
     const char* host;
     unsigned short port;
     const char *user, *password;
-    operator CProxy() const { return {type, host, port, user, password}; }
+    operator CProxyServer() const { return {static_cast<ProxyType>(type), host, port, user, password}; }
 };
 
 inline CProxyWords Proxy(int type, const char* host, unsigned short port, const char* user, const char* password) {

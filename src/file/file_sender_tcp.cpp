@@ -2,7 +2,7 @@
 
 #include "platform/lumobase/app_log.h"
 
-bool CFileSenderTCP::Connect(const CMcuAddress& mcu, const CProxy& proxy) {
+bool CFileSenderTCP::Connect(const CMcuAddress& mcu, const CProxyServer& proxy) {
     LUMO_LOG_LINE("CFileSenderTCP::Connect(MCUIP0 : %s, Port : %d)", GetIpAddr(mcu.ips[0]).c_str(), mcu.port);
     return CShareSenderTCP::Connect(mcu, proxy);
 }

@@ -9,7 +9,7 @@ public:
     using CShareSenderTCP::CShareSenderTCP;
 
     bool IsDisconnected() override;
-    bool Connect(const CMcuAddress& mcu, const CProxy& proxy);
+    bool Connect(const CMcuAddress& mcu, const CProxyServer& proxy);
     void OnTcpClientNotifyConnected() override;
 
 protected:

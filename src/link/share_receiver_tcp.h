@@ -58,7 +58,7 @@ public:
     using CShareReceiverDialling<TReceiver>::CShareReceiverDialling;
 
     /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
-    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy) {
+    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxyServer& proxy) {
         m_request.Set(peer, local);
         return m_request.IsWhole() &&
                this->m_link.Dial(this, m_request.Server().ips[0], m_request.Server().port, proxy);

@@ -26,7 +26,7 @@ public:
     uint32_t GetBufferingFrameCount() override { return m_link.QueuedFrames(); }
     void OnChannelData(const void* data, int length) override { m_link.SendFrame(data, length); }
     /// Dials address 0 and only that; the others serve the test for any address at all.
-    bool Connect(const CMcuAddress& mcu, const CProxy& proxy) {
+    bool Connect(const CMcuAddress& mcu, const CProxyServer& proxy) {
         if (mcu.IsEmpty() || mcu.port == 0) return false;
         OnDial(mcu);
         return m_link.Dial(this, mcu.ips[0], mcu.port, proxy);

@@ -124,7 +124,7 @@ public:
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
     uint32_t SinkID() override { return m_link.SinkID(); }
     /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
-    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy) {
+    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxyServer& proxy) {
         return m_link.DialMcu(this, peer, local, proxy);
     }
 

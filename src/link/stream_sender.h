@@ -58,7 +58,7 @@ public:
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }
     unsigned long GetBufferingFrameCount() override { return m_link.QueuedFrames(); }
     /// Dials address 0 and only that; the others serve the test for any address at all.
-    bool Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port, const CProxy& proxy) {
+    bool Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port, const CProxyServer& proxy) {
         if (CMcuAddress{{ip0, ip1, ip2}, port}.IsEmpty() || port == 0) return false;
         return m_link.Dial(this, ip0, port, proxy);
     }

@@ -17,13 +17,13 @@ bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID) {
     return true;
 }
 
-bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy) {
+bool CTcpLink::Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxyServer& proxy) {
     m_entry.Enter(*this);
     CAutoLock lock(&m_cs);
     if (m_pITcpClient) return true;  // two polls at a time
     m_usPort = port;
-    m_pITcpClient =
-        CreateTcpClient(notify, GetIpAddr(ip), port, proxy.type, proxy.host, proxy.port, proxy.user, proxy.password);
+    m_pITcpClient = CreateTcpClient(notify, GetIpAddr(ip), port, static_cast<int>(proxy.type), proxy.host, proxy.port,
+                                    proxy.user, proxy.password);
     if (m_pITcpClient && m_ulMaxAge != 0) m_pITcpClient->SetMaxAge(m_ulMaxAge);
     return m_pITcpClient != nullptr;
 }

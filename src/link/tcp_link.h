@@ -8,18 +8,10 @@
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/proxy_server.h"
 
 #include <cstdint>
 #include <string>
-
-/// How to reach a server through a proxy; type 0 means directly.
-struct CProxy {
-    int type = 0;
-    std::string host;
-    uint16_t port = 0;
-    std::string user;
-    std::string password;
-};
 
 /// What a poll of an idle TCP link found.
 enum class TcpPoll { NoClient, Lost, Alive };
@@ -41,7 +33,7 @@ public:
     /// Before Dial: for how long a frame may wait to be sent before it is dropped.
     void SetMaxAge(uint32_t milliseconds) { m_ulMaxAge = milliseconds; }
     /// False when no client could be made. Callbacks may run before it returns; each calls Settle first.
-    bool Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxy& proxy);
+    bool Dial(ITcpClientNotify* notify, uint32_t ip, uint16_t port, const CProxyServer& proxy);
     /// Waits until a Dial on another thread has stored its client.
     void Settle() { CAutoLock lock(&m_cs); }
 

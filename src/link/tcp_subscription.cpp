@@ -10,7 +10,7 @@ CTcpSubscription::CTcpSubscription(const CMediumRow& medium)
     : CTcpLink(medium.kind, media::kReceiverKeepAliveEvery, medium.tcp.start), m_medium(medium) {}
 
 bool CTcpSubscription::DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local,
-                               const CProxy& proxy) {
+                               const CProxyServer& proxy) {
     m_request.Set(peer, local);
     return m_request.IsWhole() && Dial(notify, m_request.Server().ips[0], m_request.Server().port, proxy);
 }

@@ -14,7 +14,8 @@ public:
     explicit CTcpSubscription(const CMediumRow& medium);
 
     /// Address 0 of the chosen server. False when the publisher's has no address or port, or no client was made.
-    bool DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy);
+    bool DialMcu(ITcpClientNotify* notify, const CMcuAddress& peer, const CMcuAddress& local,
+                 const CProxyServer& proxy);
     /// Once connected.
     void Ask(uint32_t channelID, uint32_t userID);
     /// The server's answer: channel ID and sink ID. False when it is none.

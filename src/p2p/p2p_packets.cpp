@@ -23,17 +23,12 @@ P2PItem GetItem(const CCmdPacket& cmd) {
 }
 
 wire::CDatagram Probe(wire::Kind kind, uint32_t userID) {
-    wire::CDatagram datagram;
-    datagram.U8(static_cast<uint8_t>(kind));
-    for (int shift = 0; shift < 32; shift += 8) datagram.U8(static_cast<uint8_t>(userID >> shift));
-    return datagram;
+    char user[kProbeBody];
+    Lumo_Base::PutLittleEndian(user, userID);
+    return wire::CDatagram().U8(static_cast<uint8_t>(kind)).Bytes(user, kProbeBody);
 }
 
-uint32_t ProbeUser(const char* body) {
-    uint32_t userID = 0;
-    for (int i = kProbeBody - 1; i >= 0; --i) userID = (userID << 8) | static_cast<uint8_t>(body[i]);
-    return userID;
-}
+uint32_t ProbeUser(const char* body) { return Lumo_Base::LittleEndian(body, kProbeBody); }
 
 bool IsHostAddress(uint32_t ip, uint16_t port) {
     const uint32_t first = ip >> 24;

@@ -14,7 +14,7 @@ public:
     CSignalClient& operator=(const CSignalClient&) = delete;
 
     /// False when no client was made.
-    bool Connect(uint32_t ip, uint16_t port, const CProxy& proxy) { return m_link.Dial(this, ip, port, proxy); }
+    bool Connect(uint32_t ip, uint16_t port, const CProxyServer& proxy) { return m_link.Dial(this, ip, port, proxy); }
 
     bool SendCmd(unsigned long ulUserID, const CCmdPacket& cmd) override;
     bool IsDisconnected() override { return m_link.Poll() == TcpPoll::Lost; }

@@ -9,7 +9,7 @@ CWBClientTCP::CWBClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel)
 
 // Joined before anything can arrive, since it needs an answer; and once more behind the dial, since what the channel
 // said before it went nowhere.
-bool CWBClientTCP::Dial(uint32_t ip, uint16_t port, const CProxy& proxy) {
+bool CWBClientTCP::Dial(uint32_t ip, uint16_t port, const CProxyServer& proxy) {
     return JoinWBChannel() && m_link.Dial(this, ip, port, proxy) && JoinWBChannel();
 }
 

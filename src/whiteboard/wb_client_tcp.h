@@ -18,7 +18,7 @@ protected:
     CWBClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel);
 
     /// False when no client could be made.
-    bool Dial(uint32_t ip, uint16_t port, const CProxy& proxy);
+    bool Dial(uint32_t ip, uint16_t port, const CProxyServer& proxy);
     /// The payload of the validation message.
     virtual wire::CDatagram Request() = 0;
 

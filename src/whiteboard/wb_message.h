@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lumomedia/whiteboard.h"
+#include "platform/lumobase/byte_order.h"
 
 #include <cstdint>
 
@@ -10,13 +11,8 @@ namespace wb {
 inline constexpr int kHeaderLen = 12;   // command, object ID, tag
 inline constexpr int kMinTcpFrame = 2;  // over TCP one byte is a keep-alive
 
-inline uint32_t Word(const char* at) {
-    const auto* bytes = reinterpret_cast<const uint8_t*>(at);
-    return bytes[0] | (uint32_t{bytes[1]} << 8) | (uint32_t{bytes[2]} << 16) | (uint32_t{bytes[3]} << 24);
-}
-inline void PutWord(char* at, uint32_t value) {
-    for (int i = 0; i < 4; ++i) at[i] = static_cast<char>(static_cast<uint8_t>(value >> (8 * i)));
-}
+inline uint32_t Word(const char* at) { return Lumo_Base::LittleEndian(at); }
+inline void PutWord(char* at, uint32_t value) { Lumo_Base::PutLittleEndian(at, value); }
 inline void PutHeader(char* at, uint32_t command, uint32_t objectID, uint32_t tag) {
     PutWord(at, command);
     PutWord(at + 4, objectID);

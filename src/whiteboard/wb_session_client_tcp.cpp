@@ -1,6 +1,6 @@
 #include "whiteboard/wb_session_client_tcp.h"
 
-bool CWBSessionClientTCP::Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy) {
+bool CWBSessionClientTCP::Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxyServer& proxy) {
     m_request.Set(peer, local);
     return m_request.IsWhole() && Dial(m_request.Server().ips[0], m_request.Server().port, proxy);
 }

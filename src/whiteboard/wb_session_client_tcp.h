@@ -9,7 +9,7 @@ public:
     CWBSessionClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel) : CWBClientTCP(notify, channel) {}
 
     /// Dials address 0 of the chosen server. False when the peer MCU has no address or port, or no client was made.
-    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxy& proxy);
+    bool Connect(const CMcuAddress& peer, const CMcuAddress& local, const CProxyServer& proxy);
 
 protected:
     wire::CDatagram Request() override;

@@ -2,8 +2,8 @@
 #include "e2e/pipe.h"
 #include "e2e/transfer_fixture.h"
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/demo/test_picture.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -173,7 +173,7 @@ TEST_F(DesktopStreams, WhatCannotBeReadOrWrittenIsSaidAloud) {
     EXPECT_EQ(ExitOf(unwritable), 1) << unwritable.Errors();
     Run(nobody, {"subscribe", "desktop", "5", "--mcu", Mcu(), "--wait", "0.5", "--path", "relay"});
     EXPECT_EQ(ExitOf(nobody), 3) << nobody.Errors();
-    const lumo::CUniqueFd folder(open(Path("none").c_str(), O_RDONLY | O_CLOEXEC));
+    const CFileDescriptor folder(open(Path("none").c_str(), O_RDONLY | O_CLOEXEC));
     Subscribe(unreadable, Path("seen"), {"--pointer"}, folder.Get());
     EXPECT_EQ(ExitOf(unreadable), 1);
     EXPECT_NE(unreadable.Errors().find("cannot read standard input"), std::string::npos) << unreadable.Errors();

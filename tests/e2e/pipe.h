@@ -1,7 +1,7 @@
 // What a process reads from a test.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ public:
     void Write(const std::string& bytes) const {
         EXPECT_EQ(::write(write.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
-    lumo::CUniqueFd read, write;
+    CFileDescriptor read, write;
 };
 
 }  // namespace e2e

@@ -64,7 +64,7 @@ TEST_F(CTransferTest, StandardInputToStandardOutput) {
     CChildProcess relay, sender, receiver;
     StartRelay(relay);
     const std::string file = MakeFile("file", 3 * 1024 * 1024 + 1);
-    const lumo::CUniqueFd input(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const CFileDescriptor input(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     Run(sender, {"send", "-", "--mcu", Mcu()}, input.Get());
     ASSERT_TRUE(sender.WaitForText("lumo receive ", kDeadlineMs)) << "the line to type comes at once";
     const std::string line = sender.Output().substr(0, sender.Output().find('\n'));

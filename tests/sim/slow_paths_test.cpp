@@ -32,7 +32,7 @@ RelayRoute RouteTo(Address server, bool tcp) {
 }
 
 std::vector<std::unique_ptr<IFileSource>> OneFile(size_t length) {
-    CUniqueFd fd = MakeSpoolFile();
+    CFileDescriptor fd = MakeSpoolFile();
     std::string bytes(length, 'x');
     for (size_t i = 0; i < length; i += 7) bytes[i] = static_cast<char>(i >> 8);
     EXPECT_EQ(write(fd.Get(), bytes.data(), length), static_cast<ssize_t>(length));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wire/commands.h"
+#include "platform/lumobase/byte_order.h"
 
 #include <cstdint>
 #include <cstring>
@@ -48,8 +49,8 @@ private:
             m_bFits = false;
             return *this;
         }
-        for (int shift = 8 * (length - 1); shift >= 0; shift -= 8)
-            m_data[m_nLength++] = static_cast<char>(static_cast<uint8_t>(value >> shift));
+        Lumo_Base::PutBigEndian(m_data + m_nLength, value, length);
+        m_nLength += length;
         return *this;
     }
 
@@ -78,8 +79,8 @@ private:
             m_bOk = false;
             return 0;
         }
-        uint32_t value = 0;
-        for (int i = 0; i < length; ++i) value = (value << 8) | *m_pCursor++;
+        const uint32_t value = Lumo_Base::BigEndian(m_pCursor, length);
+        m_pCursor += length;
         m_nLeft -= length;
         return value;
     }

@@ -14,13 +14,16 @@ public:
         std::swap(m_fd, other.m_fd);
         return *this;
     }
-    ~CFileDescriptor() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
+    ~CFileDescriptor() { Reset(); }
 
     int Get() const { return m_fd; }
     /// The caller's from then on.
     int Take() { return std::exchange(m_fd, -1); }
+    /// Closes what it owns and takes another, or none.
+    void Reset(int fd = -1) {
+        if (m_fd >= 0) ::close(m_fd);
+        m_fd = fd;
+    }
     explicit operator bool() const { return m_fd >= 0; }
 
 private:

@@ -199,8 +199,6 @@ struct TcpServerOptions {
     ITcpAcceptFilter* filter = nullptr;  ///< outlives the listener
 };
 
-enum class ProxyType : int { None = 0, HttpConnect = 1, Socks4a = 2, Socks5 = 3 };
-
 /// Null on failure. CreateUdpClient(notify, 0): see UdpOptions::port.
 IUdpClient* CreateUdpClient(IUdpClientNotify* notify, unsigned short port);
 ITcpServer* CreateTcpServer(ITcpServerNotify* notify, unsigned short port);

@@ -2,22 +2,11 @@
 #pragma once
 
 #include "platform/lumonet/file_descriptor.h"
-#include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/proxy_server.h"
 
 #include <cstdint>
 #include <functional>
 #include <string>
-
-struct CProxyServer {
-    ProxyType type = ProxyType::None;
-    std::string host;
-    uint16_t port = 0;
-    std::string user;
-    std::string password;
-
-    /// A known type, a host that is a name or an address and nothing more, and a port.
-    bool IsUsable() const;
-};
 
 /// One dial under way. All dials share one thread, which lives while there is any.
 class CProxyDial {

@@ -1,21 +1,17 @@
 #include "platform/lumonet/tcp_framing.h"
 
+#include "platform/lumobase/byte_order.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
+using Lumo_Base::BigEndian;
+using Lumo_Base::PutBigEndian;
+
 namespace {
 
 constexpr size_t kSmallBuffer = 4096;  // not worth giving back between two messages
-
-uint32_t ReadU32(const char* from) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(from);
-    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | uint32_t{bytes[3]};
-}
-
-void WriteU32(char* to, uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8) *to++ = static_cast<char>(value >> shift & 0xff);
-}
 
 CTcpMessage MessageAt(const char* from, uint32_t bodyLength) {
     return {static_cast<TcpKind>(from[4]), from + net::kHeaderLen, bodyLength};
@@ -24,15 +20,15 @@ CTcpMessage MessageAt(const char* from, uint32_t bodyLength) {
 }  // namespace
 
 bool ParseValidation(const char* body, uint32_t length, CTcpValidation& validation) {
-    if (length < net::kValidationHeaderLen || ReadU32(body + 4) != length - net::kValidationHeaderLen) return false;
-    validation = {ReadU32(body), body + net::kValidationHeaderLen, length - net::kValidationHeaderLen};
+    if (length < net::kValidationHeaderLen || BigEndian(body + 4) != length - net::kValidationHeaderLen) return false;
+    validation = {BigEndian(body), body + net::kValidationHeaderLen, length - net::kValidationHeaderLen};
     return true;
 }
 
 CMessageBlock EncodeMessage(TcpKind kind, const char* body, uint32_t length) {
     CMessageBlock message = CMessageBlock::Make(size_t{net::kHeaderLen} + length);
     if (!message) return message;
-    WriteU32(message.Get(), length);
+    PutBigEndian(message.Get(), length);
     message.Get()[4] = static_cast<char>(kind);
     memcpy(message.Get() + net::kHeaderLen, body, length);
     return message;
@@ -63,7 +59,7 @@ void CTcpDecoder::Undo() {
 }
 
 bool CTcpDecoder::CheckHeader(const char* header, uint32_t& bodyLength) const {
-    bodyLength = ReadU32(header);
+    bodyLength = BigEndian(header);
     const auto kind = static_cast<uint8_t>(header[4]);
     return bodyLength <= m_nMaxBody && kind <= static_cast<uint8_t>(TcpKind::Validation);
 }

@@ -152,7 +152,7 @@ TEST(OggOpus, APacketOverTheFrameLimitIsAnErrorSaidAloud) {
 TEST(AudioPublishing, WhatComesLateLeavesAtItsPaceAndNotAtOnce) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const CUniqueFd from(ends[0]), into(ends[1]);
+    const CFileDescriptor from(ends[0]), into(ends[1]);
     const std::string bytes = Sample(), path = "/dev/fd/" + std::to_string(ends[0]);
     COpenedMedium<CAudioPublishMedium> opened({path});
     CAudioPublishMedium& medium = opened.medium;

@@ -49,7 +49,7 @@ TEST(Folder, AnAttemptGoesOnWhereTheLastOneEnded) {
     WriteBlocks(*opened.store, Data(), 25, kBlocks);
 
     // Somebody has damaged a block meanwhile: only that one is fetched again.
-    CUniqueFd part(open((scratch / "a.part").c_str(), O_WRONLY));
+    CFileDescriptor part(open((scratch / "a.part").c_str(), O_WRONLY));
     ASSERT_EQ(pwrite(part.Get(), "X", 1, 5 * kBlockSize + 9), 1);
     ASSERT_EQ(VerifyAll(*opened.store), StoreStep::Bad);
     EXPECT_EQ(opened.store->Repair(), StoreStep::More) << "all in one go";
@@ -248,7 +248,7 @@ TEST(FileOutput, WaitsForNobodyAndTellsWhatDidNotGoOut) {
     }
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    CUniqueFd input(ends[0]), output(ends[1]);
+    CFileDescriptor input(ends[0]), output(ends[1]);
     CFileOutput copy(output.Get());
     for (int step = 0; step < 3; ++step) EXPECT_EQ(copy.Step(files, problem), StoreStep::More) << "nobody reads";
     std::string got;
@@ -266,7 +266,7 @@ TEST(FileOutput, WaitsForNobodyAndTellsWhatDidNotGoOut) {
         got.append(buffer.data(), static_cast<size_t>(some));
     EXPECT_TRUE(got == expected);
 
-    CUniqueFd full(open("/dev/full", O_WRONLY));
+    CFileDescriptor full(open("/dev/full", O_WRONLY));
     EXPECT_EQ(CFileOutput(full.Get()).Step(files, problem), StoreStep::Broken);
     EXPECT_EQ(problem, "cannot write to standard output: No space left on device");
 }
@@ -274,7 +274,7 @@ TEST(FileOutput, WaitsForNobodyAndTellsWhatDidNotGoOut) {
 TEST(FileSource, NoticesWhatIsNotTheFileThatWasHashed) {
     CScratch scratch;
     scratch.Put("f", Data());
-    CFileSource source(CUniqueFd(open((scratch / "f").c_str(), O_RDONLY)), "f");
+    CFileSource source(CFileDescriptor(open((scratch / "f").c_str(), O_RDONLY)), "f");
     std::string problem;
     ASSERT_TRUE(source.Open(problem)) << problem;
     while (!source.HashStep()) ASSERT_EQ(source.Problem(), "");
@@ -290,7 +290,7 @@ TEST(FileSource, NoticesWhatIsNotTheFileThatWasHashed) {
     EXPECT_EQ(source.Problem(), "it has become shorter");
 
     for (const char* name : {"/dev/null", "."}) {
-        CFileSource other(CUniqueFd(open(name, O_RDONLY)), "f");
+        CFileSource other(CFileDescriptor(open(name, O_RDONLY)), "f");
         EXPECT_FALSE(other.Open(problem)) << name;
     }
 }
@@ -298,7 +298,7 @@ TEST(FileSource, NoticesWhatIsNotTheFileThatWasHashed) {
 TEST(SpooledSource, TakesAPipeAsItComes) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    CUniqueFd input(ends[0]), output(ends[1]);
+    CFileDescriptor input(ends[0]), output(ends[1]);
     CSpooledSource source(input.Get(), MakeSpoolFile(), "stdin");
     EXPECT_FALSE(source.HashStep()) << "nothing yet";
     ASSERT_EQ(write(output.Get(), Data().data(), 50000), 50000);

@@ -47,8 +47,8 @@ TEST(RepeatCounter, CountsPacketsThatPassAgainPerLinkAndDirection) {
 /// Passes `count` datagrams through a path and gives back which ones arrive.
 std::vector<int> ThroughPath(const ImpairOptions& options, int count) {
     std::string problem;
-    const CUniqueFd target = OpenSocket(SOCK_DGRAM, {0x7F000001, 0}, problem);
-    const CUniqueFd client = OpenSocket(SOCK_DGRAM, {0x7F000001, 0}, problem);
+    const CFileDescriptor target = OpenSocket(SOCK_DGRAM, {0x7F000001, 0}, problem);
+    const CFileDescriptor client = OpenSocket(SOCK_DGRAM, {0x7F000001, 0}, problem);
     CImpairedPath path(LocalEndpoint(target.Get()), options);
     EXPECT_TRUE(path.Open({0x7F000001, 0}, problem)) << problem;
     std::vector<int> arrived;

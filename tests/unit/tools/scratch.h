@@ -41,7 +41,7 @@ public:
         for (const auto& entry : fs::directory_iterator(m_path)) names.insert(entry.path().filename());
         return names;
     }
-    CUniqueFd Open() const { return CUniqueFd(open(m_path.c_str(), O_RDONLY | O_DIRECTORY)); }
+    CFileDescriptor Open() const { return CFileDescriptor(open(m_path.c_str(), O_RDONLY | O_DIRECTORY)); }
 
 private:
     fs::path m_path;

@@ -24,18 +24,18 @@ public:
     CStandardInput& operator=(const CStandardInput&) = delete;
 
 private:
-    const CUniqueFd m_before;
+    const CFileDescriptor m_before;
 };
 
 /// Says that it has something, though a read finds nothing: a report of an unreachable port waits in its error queue.
-CUniqueFd MakeFalseAlarm() {
+CFileDescriptor MakeFalseAlarm() {
     sockaddr_in nobody{};
     nobody.sin_family = AF_INET;
     nobody.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     auto* const address = reinterpret_cast<sockaddr*>(&nobody);
     socklen_t length = sizeof nobody;
-    CUniqueFd gone(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    CUniqueFd alarm(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    CFileDescriptor gone(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    CFileDescriptor alarm(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     EXPECT_EQ(bind(gone.Get(), address, length), 0);
     EXPECT_EQ(getsockname(gone.Get(), address, &length), 0);
     gone.Reset();
@@ -51,7 +51,7 @@ CUniqueFd MakeFalseAlarm() {
 TEST(StreamInput, WhatIsNotThereYetIsNoEnd) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    CUniqueFd from(ends[0]), into(ends[1]);
+    CFileDescriptor from(ends[0]), into(ends[1]);
     const CStandardInput standard(from.Get());
     CStreamInput input;
     std::string problem;
@@ -64,7 +64,7 @@ TEST(StreamInput, WhatIsNotThereYetIsNoEnd) {
     into.Reset();
     EXPECT_EQ(input.Read(&byte, 1), 0);
     EXPECT_EQ(input.Problem(), "");
-    const CUniqueFd alarm = MakeFalseAlarm();
+    const CFileDescriptor alarm = MakeFalseAlarm();
     pollfd ready{alarm.Get(), POLLIN, 0};
     EXPECT_EQ(poll(&ready, 1, 0), 1);
     const CStandardInput another(alarm.Get());
@@ -79,7 +79,7 @@ TEST(StreamInput, AFailureEndsEveryStreamAloud) {
     char byte = 0;
     EXPECT_EQ(input.Read(&byte, 1), 0);
     EXPECT_EQ(input.Problem(), "cannot read /: Is a directory");
-    const CUniqueFd folder(open("/", O_RDONLY | O_CLOEXEC));
+    const CFileDescriptor folder(open("/", O_RDONLY | O_CLOEXEC));
     const CStandardInput standard(folder.Get());
     COpenedMedium<CAudioPublishMedium> audio({"-"});
     COpenedMedium<CVideoPublishMedium> video({"-"});

@@ -1,6 +1,7 @@
 #include "tools/lumo/board/record.h"
 
 #include "tools/lumo/board/little_endian.h"
+#include "whiteboard/wb_geometry.h"
 
 #include <algorithm>
 
@@ -23,10 +24,6 @@ size_t BoxAt(uint32_t type) {
     if (type >= 1 && type <= 7) return kDrawnBoxAt;
     if (type == 8) return kTextBoxAt;
     return type == 9 ? kPictureBoxAt : 0;
-}
-
-void Shift(std::string& record, size_t at, int32_t by) {
-    if (record.size() - at >= 4) SetWord(record, at, WordAt(record, at) + static_cast<uint32_t>(by));
 }
 
 void ReadBox(std::string_view record, size_t at, Box& box) {
@@ -129,22 +126,8 @@ std::string EncodeRecord(const Shape& shape) {
 }
 
 void MoveRecord(std::string& record, int32_t dx, int32_t dy) {
-    if (record.size() < 4) return;
-    const uint32_t type = WordAt(record, 0);
-    const size_t box = BoxAt(type);
-    if (box == 0 || record.size() < box + 16) return;
-    for (size_t at = box; at < box + 16; at += 8) {
-        Shift(record, at, dx);
-        Shift(record, at + 4, dy);
-    }
-    if (!HasPoints(type) || record.size() < kPointsAt) return;
-    const int32_t count = IntAt(record, kCountAt);
-    const size_t room = (record.size() - kPointsAt) / 8;
-    const size_t points = count <= 0 ? 0 : std::min(static_cast<size_t>(count), room);
-    for (size_t i = 0; i < points; ++i) {
-        Shift(record, kPointsAt + 8 * i, dx);
-        Shift(record, kPointsAt + 8 * i + 4, dy);
-    }
+    wb::MoveRecord(record.data(), static_cast<int>(record.size()), static_cast<uint32_t>(dx),
+                   static_cast<uint32_t>(dy));
 }
 
 }  // namespace lumo

@@ -2,6 +2,7 @@
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/receive_paths.h"
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/transfer/file_output.h"
@@ -28,7 +29,7 @@ struct ReceiveCommand {
 
 std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::string& problem) {
     if (command.ToStdout()) return std::make_unique<CSpoolFolder>();
-    CUniqueFd folder(open(command.out.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    CFileDescriptor folder(open(command.out.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) {
         problem = command.out + ": " + ErrorText(errno);
         return nullptr;

@@ -2,6 +2,7 @@
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/transfer/send_engine.h"
@@ -31,14 +32,14 @@ using Sources = std::vector<std::unique_ptr<IFileSource>>;
 
 bool AddSource(const SendCommand& command, const std::string& path, Sources& sources, std::string& problem) {
     if (path == "-") {
-        CUniqueFd spool = MakeSpoolFile();
+        CFileDescriptor spool = MakeSpoolFile();
         problem = spool ? NameProblem(command.name) : "no temporary file: " + ErrorText(errno);
         if (problem.empty())
             sources.push_back(std::make_unique<CSpooledSource>(STDIN_FILENO, std::move(spool), command.name));
         return problem.empty();
     }
     // Non-blocking, so that a named pipe is refused and does not hang; regular files do not know the difference.
-    CUniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    CFileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) {
         problem = ErrorText(errno);
         return false;

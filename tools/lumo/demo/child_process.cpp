@@ -31,7 +31,7 @@ namespace {
     _exit(127);
 }
 
-bool MakePipe(CUniqueFd& reader, CUniqueFd& writer) {
+bool MakePipe(CFileDescriptor& reader, CFileDescriptor& writer) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return false;
     reader.Reset(ends[0]);
@@ -44,7 +44,7 @@ bool MakePipe(CUniqueFd& reader, CUniqueFd& writer) {
 CChildProcess::~CChildProcess() { Stop(0); }
 
 bool CChildProcess::Start(const std::vector<std::string>& arguments, int input) {
-    CUniqueFd output, errors, nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    CFileDescriptor output, errors, nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (!MakePipe(m_streams[0].fd, output) || !MakePipe(m_streams[1].fd, errors) || !nothing) return false;
     std::vector<const char*> pointers;
     pointers.reserve(arguments.size() + 1);

@@ -1,7 +1,7 @@
 // Another process: started, listened to, and always reaped.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <sys/types.h>
 
@@ -45,7 +45,7 @@ public:
 
 private:
     struct Stream {
-        CUniqueFd fd;
+        CFileDescriptor fd;
         std::string text;
     };
     void Take(Stream& stream);
@@ -54,7 +54,7 @@ private:
 
     pid_t m_nPid = 0;
     int m_nExitCode = -1;
-    CUniqueFd m_pidFd;
+    CFileDescriptor m_pidFd;
     Stream m_streams[2];
 };
 

@@ -117,7 +117,7 @@ uint16_t FreePortOnBoth(const std::string& first, const std::string& second) {
     if (!ParseEndpoint(first, one) || !ParseEndpoint(second, other)) return 0;
     for (int attempt = 0; attempt < 50; ++attempt) {
         one.port = 0;
-        const CUniqueFd tcp = OpenSocket(SOCK_STREAM, one, problem);
+        const CFileDescriptor tcp = OpenSocket(SOCK_STREAM, one, problem);
         one.port = other.port = LocalEndpoint(tcp.Get()).port;
         if (tcp && OpenSocket(SOCK_DGRAM, one, problem) && OpenSocket(SOCK_STREAM, other, problem) &&
             OpenSocket(SOCK_DGRAM, other, problem))

@@ -58,7 +58,7 @@ size_t CImpairedPath::ClientOf(const Endpoint& address) {
     }
     if (m_clients.size() >= kMaxClients) return kNobody;
     std::string problem;
-    CUniqueFd fd = OpenSocket(SOCK_DGRAM, Endpoint{}, problem);
+    CFileDescriptor fd = OpenSocket(SOCK_DGRAM, Endpoint{}, problem);
     if (!fd) return kNobody;
     EnlargeBuffers(fd.Get());
     m_clients.push_back({address, std::move(fd)});

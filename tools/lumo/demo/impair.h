@@ -1,8 +1,8 @@
 // A UDP path that loses and delays, for trying things out: datagrams to one port go on to another and back.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/dump/packet.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <array>
 #include <cstdint>
@@ -62,7 +62,7 @@ private:
     };
     struct Client {
         Endpoint address;
-        CUniqueFd fd;
+        CFileDescriptor fd;
     };
     static constexpr size_t kMaxClients = 64;
     static constexpr size_t kMaxWaiting = 65536;
@@ -76,7 +76,7 @@ private:
     const Endpoint m_target;
     const ImpairOptions m_options;
     std::mt19937 m_random;
-    CUniqueFd m_listen;
+    CFileDescriptor m_listen;
     uint16_t m_usPort = 0;
     std::vector<Client> m_clients;
     std::deque<Waiting> m_waiting;

@@ -1,6 +1,7 @@
 #include "tools/lumo/demo/sockets.h"
 
 #include "server/server_options.h"
+#include "tools/lumo/transfer/error_text.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -23,14 +24,14 @@ Endpoint FromSockaddr(const sockaddr_in& address) { return {ntohl(address.sin_ad
 
 }  // namespace
 
-CUniqueFd OpenSocket(int type, const Endpoint& local, std::string& problem) {
-    CUniqueFd fd(socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+CFileDescriptor OpenSocket(int type, const Endpoint& local, std::string& problem) {
+    CFileDescriptor fd(socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
     const sockaddr_in address = ToSockaddr(local);
     if (fd && type == SOCK_STREAM) setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (fd && bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
     problem = "cannot open " + local.Text() + ": " + ErrorText(errno);
-    return CUniqueFd();
+    return CFileDescriptor();
 }
 
 Endpoint LocalEndpoint(int fd) {

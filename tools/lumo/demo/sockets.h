@@ -1,8 +1,8 @@
 // The few socket calls of the demo's helper processes.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/dump/packet.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <cstddef>
 #include <string>
@@ -10,7 +10,7 @@
 namespace lumo {
 
 /// A non-blocking socket bound to `local`; port 0 is a free one.
-CUniqueFd OpenSocket(int type, const Endpoint& local, std::string& problem);
+CFileDescriptor OpenSocket(int type, const Endpoint& local, std::string& problem);
 Endpoint LocalEndpoint(int fd);
 void EnlargeBuffers(int fd);
 void SendDatagram(int fd, const Endpoint& to, const char* data, size_t length);

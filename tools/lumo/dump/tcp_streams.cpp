@@ -1,5 +1,6 @@
 #include "tools/lumo/dump/tcp_streams.h"
 
+#include "platform/lumobase/byte_order.h"
 #include "tools/lumo/dump/datagram_text.h"
 
 #include <algorithm>
@@ -13,9 +14,9 @@ int32_t Distance(uint32_t next, uint32_t sequence) { return static_cast<int32_t>
 /// Whether a message of ours may begin here: the stream could be anything.
 bool BeginsLikeAMessage(const char* data, size_t length) {
     if (length < net::kHeaderLen) return false;
-    const auto byte = [&](size_t i) { return static_cast<uint32_t>(static_cast<uint8_t>(data[i])); };
-    const uint32_t body = byte(0) << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
-    return body > 0 && body <= net::kMaxBody && byte(4) <= static_cast<uint32_t>(TcpKind::Validation);
+    const uint32_t body = Lumo_Base::BigEndian(data);
+    return body > 0 && body <= net::kMaxBody &&
+           static_cast<uint8_t>(data[4]) <= static_cast<uint8_t>(TcpKind::Validation);
 }
 
 std::string Describe(const CTcpMessage& message) {

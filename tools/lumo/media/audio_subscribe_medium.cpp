@@ -2,6 +2,7 @@
 
 #include "tools/lumo/media/audio_links.h"
 #include "tools/lumo/media/wall_clock.h"
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
 namespace lumo {

@@ -1,7 +1,8 @@
 #include "tools/lumo/media/picture_sink.h"
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/net/target.h"
-#include "tools/lumo/transfer/unique_fd.h"
+#include "tools/lumo/transfer/error_text.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,6 @@
 #include "tools/lumo/media/stream_files.h"
 
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <fcntl.h>
@@ -13,7 +14,7 @@ namespace lumo {
 
 bool CStreamInput::Open(const std::string& path, std::string& problem) {
     if (path != "-") {
-        m_owned = CUniqueFd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        m_owned = CFileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
         if (!m_owned) problem = path + ": " + ErrorText(errno);
     }
     m_nFd = path == "-" ? STDIN_FILENO : m_owned.Get();

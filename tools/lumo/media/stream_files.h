@@ -1,7 +1,7 @@
 // Where a stream's bytes come from and go to: a file, or standard input and output.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -25,7 +25,7 @@ public:
     int Fd() const { return m_nFd; }
 
 private:
-    CUniqueFd m_owned;
+    CFileDescriptor m_owned;
     int m_nFd = -1;
     std::string m_strName;
     std::string m_strProblem;

@@ -1,6 +1,7 @@
 #include "tools/lumo/media/video_subscribe_medium.h"
 
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
 namespace lumo {

@@ -1,7 +1,7 @@
 // What the library's threads hand to the tool's own loop.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <cstddef>
 #include <deque>
@@ -20,7 +20,7 @@ public:
     void Rest();
 
 private:
-    CUniqueFd m_event;
+    CFileDescriptor m_event;
 };
 
 /// The library calls back with locks held, so a callback only queues here and wakes the loop. Bounded: what does not

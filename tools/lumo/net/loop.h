@@ -1,7 +1,7 @@
 // Waiting for signals and for what the library's threads queue.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <cstdint>
 
@@ -28,7 +28,7 @@ public:
 
 private:
     void TakeSignals();
-    CUniqueFd m_signals;
+    CFileDescriptor m_signals;
     bool m_bInterrupted = false;
 };
 

@@ -1,6 +1,6 @@
 #include "tools/lumo/net/peer_manager.h"
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -14,7 +14,7 @@ std::string HostPort::Text() const {
 }
 
 uint32_t LanAddressTowards(uint32_t ip) {
-    const CUniqueFd probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const CFileDescriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(ip);

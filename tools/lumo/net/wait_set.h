@@ -1,7 +1,7 @@
 // Several descriptors waited for as one.
 #pragma once
 
-#include "tools/lumo/transfer/unique_fd.h"
+#include "platform/lumonet/file_descriptor.h"
 
 #include <sys/epoll.h>
 
@@ -25,7 +25,7 @@ public:
     int Fd() const { return m_set.Get(); }
 
 private:
-    CUniqueFd m_set;
+    CFileDescriptor m_set;
 };
 
 }  // namespace lumo

@@ -1,12 +1,13 @@
 #include "tools/lumo/transfer/disk_file.h"
 
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/own_file.h"
 
 #include <cerrno>
 
 namespace lumo {
 
-CDiskFile::CDiskFile(CUniqueFd fd, const Offer& offer)
+CDiskFile::CDiskFile(CFileDescriptor fd, const Offer& offer)
     : m_fd(std::move(fd)), m_offer(offer), m_have(BlocksOf(offer.size)) {}
 
 bool CDiskFile::Fail(Failure failure, const std::string& problem) {
@@ -74,7 +75,7 @@ bool CDiskFile::ReadNext(uint64_t& offset, std::vector<char>& piece) {
     return true;
 }
 
-CExistingFile::CExistingFile(CUniqueFd fd, const Offer& offer) : CDiskFile(std::move(fd), offer) {
+CExistingFile::CExistingFile(CFileDescriptor fd, const Offer& offer) : CDiskFile(std::move(fd), offer) {
     for (uint32_t block = 0; block < Map().Blocks(); ++block) Map().Set(block);
 }
 

@@ -1,9 +1,9 @@
 // An open file of known size and SHA-256, compared with them a little at a time.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/file_store.h"
 #include "tools/lumo/transfer/sha256.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <cstdint>
 #include <string>
@@ -14,7 +14,7 @@ namespace lumo {
 /// A complete store where nothing is kept for later: reads and writes go to one descriptor.
 class CDiskFile : public IFileStore {
 public:
-    CDiskFile(CUniqueFd fd, const Offer& offer);
+    CDiskFile(CFileDescriptor fd, const Offer& offer);
 
     const CBlockMap& Have() const override { return m_have; }
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t checksum) override;
@@ -38,7 +38,7 @@ protected:
     bool FailErrno(const char* what);
 
 private:
-    CUniqueFd m_fd;
+    CFileDescriptor m_fd;
     const Offer m_offer;
     CBlockMap m_have;
     CSha256 m_hash;
@@ -50,7 +50,7 @@ private:
 /// A file under its final name that may be the offered one already. It is only read.
 class CExistingFile : public CDiskFile {
 public:
-    CExistingFile(CUniqueFd fd, const Offer& offer);
+    CExistingFile(CFileDescriptor fd, const Offer& offer);
     bool Write(uint32_t, const char*, uint32_t, uint64_t) override { return false; }
     StoreStep Repair() override;
 };

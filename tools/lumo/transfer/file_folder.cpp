@@ -1,5 +1,6 @@
 #include "tools/lumo/transfer/file_folder.h"
 
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <fcntl.h>
@@ -38,7 +39,7 @@ bool CFileFolder::Claim(const Offer& offer) {
     return true;
 }
 
-bool CFileFolder::CheckTarget(const Offer& offer, CUniqueFd& existing, Refusal& refusal) {
+bool CFileFolder::CheckTarget(const Offer& offer, CFileDescriptor& existing, Refusal& refusal) {
     struct stat target {};
     if (fstatat(m_folder.Get(), offer.name.c_str(), &target, AT_SYMLINK_NOFOLLOW) != 0) {
         if (errno == ENOENT) return true;
@@ -95,7 +96,7 @@ OpenResult CFileFolder::Open(const Offer& offered, std::unique_ptr<IFileStore>& 
                              Failure& reason) {
     Refusal refusal;
     OpenResult result = OpenResult::Refused;
-    CUniqueFd existing;
+    CFileDescriptor existing;
     Offer offer = offered;
     std::string nameProblem = NameProblem(offer.name);
     if (nameProblem.empty()) {
@@ -117,9 +118,9 @@ OpenResult CFileFolder::Open(const Offer& offered, std::unique_ptr<IFileStore>& 
     return result;
 }
 
-CUniqueFd MakeSpoolFile() {
+CFileDescriptor MakeSpoolFile() {
     std::string path = SpoolPath();
-    CUniqueFd fd(open(path.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
+    CFileDescriptor fd(open(path.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600));
     if (fd) return fd;
     path += "/lumo-XXXXXX";
     fd.Reset(mkostemp(path.data(), O_CLOEXEC));
@@ -134,7 +135,7 @@ uint64_t CSpoolFolder::FreeBytes() const {
 
 OpenResult CSpoolFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                               Failure& reason) {
-    CUniqueFd fd = MakeSpoolFile();
+    CFileDescriptor fd = MakeSpoolFile();
     if (!fd) {
         problem = "no temporary file: " + ErrorText(errno);
         reason = Failure::Disk;

@@ -1,10 +1,10 @@
 // The two places where files that arrive may go: a directory, or spool files that are copied to standard output.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/file_store.h"
 #include "tools/lumo/transfer/own_file.h"
 #include "tools/lumo/transfer/part_file.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <memory>
 #include <string>
@@ -18,7 +18,7 @@ struct FolderRules {
 
 class CFileFolder : public IFileFolder {
 public:
-    CFileFolder(CUniqueFd folder, const FolderRules& rules) : m_folder(std::move(folder)), m_rules(rules) {}
+    CFileFolder(CFileDescriptor folder, const FolderRules& rules) : m_folder(std::move(folder)), m_rules(rules) {}
 
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                     Failure& reason) override;
@@ -28,17 +28,17 @@ public:
 private:
     bool Claim(const Offer& offer);
     /// Looks at what has the final name; a file that may be the offered one is opened.
-    bool CheckTarget(const Offer& offer, CUniqueFd& existing, Refusal& refusal);
+    bool CheckTarget(const Offer& offer, CFileDescriptor& existing, Refusal& refusal);
     bool OpenFiles(const Offer& offer, PartFiles& files, Refusal& refusal);
     OpenResult OpenPart(const Offer& offer, std::unique_ptr<IFileStore>& store, Refusal& refusal);
 
-    CUniqueFd m_folder;
+    CFileDescriptor m_folder;
     const FolderRules m_rules;
     std::shared_ptr<NameClaims> m_pClaims = std::make_shared<NameClaims>();
 };
 
 /// An unnamed file in the directory for temporary files; null with errno set when there can be none.
-CUniqueFd MakeSpoolFile();
+CFileDescriptor MakeSpoolFile();
 
 class CSpoolFolder : public IFileFolder {
 public:

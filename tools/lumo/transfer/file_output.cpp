@@ -1,6 +1,7 @@
 #include "tools/lumo/transfer/file_output.h"
 
 #include "tools/lumo/transfer/disk_file.h"
+#include "tools/lumo/transfer/error_text.h"
 
 #include <limits.h>
 #include <poll.h>

@@ -1,5 +1,6 @@
 #include "tools/lumo/transfer/file_source.h"
 
+#include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <cerrno>
@@ -7,7 +8,7 @@
 
 namespace lumo {
 
-CFileSource::CFileSource(CUniqueFd fd, std::string name) : m_fd(std::move(fd)), m_strName(std::move(name)) {}
+CFileSource::CFileSource(CFileDescriptor fd, std::string name) : m_fd(std::move(fd)), m_strName(std::move(name)) {}
 
 bool CFileSource::Open(std::string& problem) {
     const std::string nameProblem = NameProblem(m_strName);

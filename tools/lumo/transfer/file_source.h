@@ -1,9 +1,9 @@
 // A file that is sent.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/messages.h"
 #include "tools/lumo/transfer/sha256.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <sys/stat.h>
 
@@ -30,7 +30,7 @@ public:
 class CFileSource : public IFileSource {
 public:
     /// Takes the descriptor; `name` is what receivers see.
-    CFileSource(CUniqueFd fd, std::string name);
+    CFileSource(CFileDescriptor fd, std::string name);
 
     /// False, with `problem`, when it is no readable regular file.
     bool Open(std::string& problem);
@@ -47,7 +47,7 @@ private:
     bool ReadAt(uint64_t offset, char* buffer, size_t length);
     bool IsUnchanged();
 
-    CUniqueFd m_fd;
+    CFileDescriptor m_fd;
     const std::string m_strName;
     struct stat m_opened {};
     uint64_t m_ullSize = 0;

@@ -1,5 +1,7 @@
 #include "tools/lumo/transfer/own_file.h"
 
+#include "tools/lumo/transfer/error_text.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -18,7 +20,7 @@ constexpr int kOpenFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
 bool OwnerOfNewFiles(int folder, uid_t& owner) {
     std::random_device random;
     const std::string name = ".lumo-owner-" + std::to_string(random()) + std::to_string(random());
-    const CUniqueFd probe(openat(folder, name.c_str(), kOpenFlags | O_CREAT | O_EXCL, 0600));
+    const CFileDescriptor probe(openat(folder, name.c_str(), kOpenFlags | O_CREAT | O_EXCL, 0600));
     struct stat made {};
     const bool known = probe && fstat(probe.Get(), &made) == 0;
     if (probe) (void)unlinkat(folder, name.c_str(), 0);
@@ -57,8 +59,8 @@ bool IsNamed(int folder, const std::string& name, int fd) {
            open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
-CUniqueFd OpenOwnFile(int folder, const std::string& name, Refusal& refusal) {
-    CUniqueFd fd(openat(folder, name.c_str(), kOpenFlags));
+CFileDescriptor OpenOwnFile(int folder, const std::string& name, Refusal& refusal) {
+    CFileDescriptor fd(openat(folder, name.c_str(), kOpenFlags));
     const bool found = static_cast<bool>(fd);
     if (!found && errno == ENOENT) fd.Reset(openat(folder, name.c_str(), kOpenFlags | O_CREAT | O_EXCL, 0666));
     const int error = errno;
@@ -77,7 +79,7 @@ CUniqueFd OpenOwnFile(int folder, const std::string& name, Refusal& refusal) {
         else
             refusal = {Failure::Disk, "cannot lock " + name + ": " + ErrorText(locked)};
     }
-    return CUniqueFd();
+    return CFileDescriptor();
 }
 
 bool RenameExclusively(int folder, const std::string& from, const std::string& to) {
@@ -89,7 +91,7 @@ bool RenameExclusively(int folder, const std::string& from, const std::string& t
     }
     if (errno == EEXIST) return false;
     // Taking the name with an empty file is exclusive everywhere; the rename then replaces only that.
-    if (!CUniqueFd(openat(folder, to.c_str(), kOpenFlags | O_CREAT | O_EXCL, 0600))) return false;
+    if (!CFileDescriptor(openat(folder, to.c_str(), kOpenFlags | O_CREAT | O_EXCL, 0600))) return false;
     if (renameat(folder, from.c_str(), folder, to.c_str()) == 0) return true;
     const int error = errno;
     (void)unlinkat(folder, to.c_str(), 0);

@@ -1,8 +1,8 @@
 // Files of ours in a directory where others may write as well.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/messages.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <string>
 
@@ -19,7 +19,7 @@ Failure FailureOf(int error);
 
 /// Makes or opens `name` for writing and locks it: a regular file that we made, or that one who makes files as we do
 /// has made, never reached through a link. Null with `refusal`.
-CUniqueFd OpenOwnFile(int folder, const std::string& name, Refusal& refusal);
+CFileDescriptor OpenOwnFile(int folder, const std::string& name, Refusal& refusal);
 
 /// Whether `name` leads to the open file.
 bool IsNamed(int folder, const std::string& name, int fd);

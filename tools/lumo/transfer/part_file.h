@@ -17,8 +17,8 @@ using NameClaims = std::set<std::string>;
 
 /// What a folder has opened for one file.
 struct PartFiles {
-    CUniqueFd part;
-    CUniqueFd map;
+    CFileDescriptor part;
+    CFileDescriptor map;
 };
 
 class CPartFile : public CDiskFile {

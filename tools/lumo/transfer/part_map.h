@@ -1,9 +1,9 @@
 // The record beside an unfinished file: whose it is and the checksum of each block it holds.
 #pragma once
 
+#include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/block_map.h"
 #include "tools/lumo/transfer/messages.h"
-#include "tools/lumo/transfer/unique_fd.h"
 
 #include <cstdint>
 #include <utility>
@@ -14,7 +14,7 @@ namespace lumo {
 /// A header (magic, version, size, SHA-256), then 8 bytes a block: its checksum, 0 where it is lacking.
 class CPartMap {
 public:
-    CPartMap(CUniqueFd fd, const Offer& offer) : m_fd(std::move(fd)), m_offer(offer) {}
+    CPartMap(CFileDescriptor fd, const Offer& offer) : m_fd(std::move(fd)), m_offer(offer) {}
 
     enum class Found { Ours, OtherFile, Blank, Foreign };
     /// Reads the record. Ours: `have` is filled. OtherFile: of an earlier transfer of other content. Blank: one that
@@ -37,7 +37,7 @@ private:
     bool Put(const void* data, size_t length, off_t offset);
     size_t Get(void* data, size_t length, off_t offset);
 
-    CUniqueFd m_fd;
+    CFileDescriptor m_fd;
     const Offer m_offer;
     std::vector<std::pair<uint32_t, uint64_t>> m_pending;
 };

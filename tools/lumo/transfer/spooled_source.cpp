@@ -1,5 +1,7 @@
 #include "tools/lumo/transfer/spooled_source.h"
 
+#include "tools/lumo/transfer/error_text.h"
+
 #include <poll.h>
 
 #include <cerrno>
@@ -7,7 +9,7 @@
 
 namespace lumo {
 
-CSpooledSource::CSpooledSource(int input, CUniqueFd spool, std::string name)
+CSpooledSource::CSpooledSource(int input, CFileDescriptor spool, std::string name)
     : m_nInput(input), m_spool(std::move(spool)), m_strName(std::move(name)) {}
 
 bool CSpooledSource::HashStep() {

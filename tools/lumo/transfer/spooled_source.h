@@ -11,7 +11,7 @@ namespace lumo {
 class CSpooledSource : public IFileSource {
 public:
     /// `input` is not closed.
-    CSpooledSource(int input, CUniqueFd spool, std::string name);
+    CSpooledSource(int input, CFileDescriptor spool, std::string name);
 
     const std::string& Name() const override { return m_strName; }
     uint64_t Size() const override { return m_ullSize; }
@@ -27,7 +27,7 @@ private:
 
     static constexpr int kWaitMs = 50;
     const int m_nInput;
-    CUniqueFd m_spool;
+    CFileDescriptor m_spool;
     const std::string m_strName;
     uint64_t m_ullSize = 0;
     bool m_bDigest = false;

@@ -3,6 +3,7 @@
 
 #include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/proxy_server.h"
 
 #include <atomic>
 #include <condition_variable>
