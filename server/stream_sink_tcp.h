@@ -28,7 +28,7 @@ public:
         m_tcp.Release();
         this->SetStarted(false);
     }
-    bool IsDisconnected() override { return TSink::IsDisconnected() || m_tcp.IsDisconnected(); }
+    bool IsDisconnected() override { return m_tcp.IsDisconnected(); }
     unsigned long GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
     void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
     CSinkInfo Info() override { return m_tcp.Describe(TSink::Info()); }

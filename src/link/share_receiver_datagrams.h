@@ -34,7 +34,6 @@ public:
     uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
     uint64_t GetBufferedBytes() override { return GetByteCount() + GetPendingBytes(); }
 
-    uint32_t GetSinkID() const { return m_link.SinkID(); }
     void OnReceivedConnectACK(uint32_t sinkID, uint32_t ip, uint16_t port) override {
         const ConnectAck ack = m_link.OnConnectAck(sinkID, ip, port);
         if (ack == ConnectAck::Foreign) return;

@@ -6,8 +6,6 @@
 #include "link/share_sink.h"
 #include "link/tcp_link.h"
 
-#include <atomic>
-
 /// `TSender` is the medium's CShareSink with the application's interface and notifications.
 template <class TSender>
 class CShareSenderTCP : public TSender, public ITcpClientNotify {
@@ -41,7 +39,6 @@ public:
         m_link.Settle();
         uint32_t channelID = 0;
         const bool sized = ReadChannelAnswer(data, length, channelID);
-        if (sized) m_ulEchoedChannelID.store(channelID, std::memory_order_relaxed);
         OnAnswer(sized, channelID);
         if (channelID == 0) return false;
         TSender::NotifyConnected(m_link.RemoteIP());
@@ -59,5 +56,4 @@ protected:
 
 private:
     CTcpLink m_link;
-    std::atomic<uint32_t> m_ulEchoedChannelID{0};  // as the server gave it back; not compared with the sender's own
 };

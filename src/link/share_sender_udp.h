@@ -50,7 +50,6 @@ public:
     /// Opens the session, before the sender enters its channel and table.
     void StartSession() { m_bSessionOpen = OpenLink(); }
     uint32_t GetSenderKey() const { return TSender::SinkID(); }
-    uint32_t GetSourceID() const { return m_source.SourceID(); }
 
     void OnReceivedConnectACK(uint32_t sourceID, uint32_t ip, uint16_t port) override {
         if (m_source.OnConnectAck(sourceID, ip, port) == ConnectAck::First) TSender::NotifyConnected(ip);

@@ -16,7 +16,6 @@ public:
 
     /// Whether the far side wants frames. Any thread.
     bool IsStarted() override { return IsWanted(); }
-    bool IsDisconnected() override { return m_bDisconnected.load(std::memory_order_relaxed); }
     virtual uint32_t GetUserID() { return m_ulUserID; }
 
 protected:
@@ -40,8 +39,7 @@ private:
     std::atomic<uint32_t>& m_nStarted;
     std::atomic<bool> m_bStarted{false};
     CObjectID m_id;
-    std::atomic<bool> m_bDisconnected{false};  // a mark that nothing sets
-    const uint32_t m_ulUserID;                 // of the remote receiver; 0 for senders
+    const uint32_t m_ulUserID;  // of the remote receiver; 0 for senders
 };
 
 /// A peer's receiver attached to a channel of this host over UDP. TSink is the medium's sink.
@@ -53,7 +51,7 @@ public:
                    uint32_t userID)
         : TSink(channel, userID), m_udp(medium, ip, port, receiverID, TSink::ID()) {}
 
-    bool IsDisconnected() override { return TSink::IsDisconnected() || m_udp.IsSilent(); }
+    bool IsDisconnected() override { return m_udp.IsSilent(); }
     CSinkInfo Info() override {
         CSinkInfo info = TSink::Info();
         info.ip = GetRemoteIP();

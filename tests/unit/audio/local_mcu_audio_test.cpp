@@ -79,6 +79,7 @@ TEST_F(LocalMcuAudio, AFanOutIsOneBatchInTheOrderOfTheSinkIDs) {
     public:
         CWatched(CAudioChannel& channel, CTestHost& host) : CAudioSink(channel, 0), m_host(host) {}
         void OnAudioChannelData(const char*, int) override { depth = m_host.net.Udp().batchDepth; }
+        bool IsDisconnected() override { return false; }
         unsigned long GetBufferingFrameCount() override { return 0; }
         int depth = 0;
 

@@ -1,5 +1,4 @@
 #include "platform/lumobase/buffer_pool.h"
-#include "platform/lumobase/list_ptr.h"
 
 #include <gtest/gtest.h>
 
@@ -95,56 +94,6 @@ TEST(BufferPoolTest, TwoThreadsLoseAndDoubleNothing) {
     EXPECT_EQ(pool.GetCount(), 0);
     EXPECT_EQ(pool.GetByteCount(), 0u);
     EXPECT_EQ(CCountedBuffer::s_nAlive, 0);
-}
-
-void* Number(size_t value) { return reinterpret_cast<void*>(value); }
-
-std::vector<size_t> Values(const CListPtr& list) {
-    std::vector<size_t> values;
-    for (CListPtr::iterator it = list.begin(); it != list.end(); ++it) values.push_back(reinterpret_cast<size_t>(*it));
-    return values;
-}
-
-TEST(ListPtrTest, InsertsErasesAndPopsAtEitherEnd) {
-    CListPtr list;
-    EXPECT_TRUE(list.begin() == list.end());
-    list.pop_front();
-    list.push_back(Number(2));
-    list.push_back(Number(4));
-    EXPECT_EQ(*list.insert(list.begin(), Number(1)), Number(1));
-    CListPtr::iterator third = list.begin();
-    ++ ++third;
-    list.insert(third, Number(3));
-    list.insert(list.end(), Number(5));
-    EXPECT_EQ(Values(list), (std::vector<size_t>{1, 2, 3, 4, 5}));
-    list.pop_front();
-    EXPECT_EQ(list.front(), Number(2));
-    list.erase(list.end());
-    EXPECT_EQ(list.size(), 4ul);
-    while (list.size() > 0) list.pop_front();
-    EXPECT_TRUE(list.begin() == list.end());
-}
-
-TEST(ListPtrTest, AnIteratorSurvivesTheErasingOfItsElement) {
-    // Each element of 1 to 6 is kept or erased while the loop stands on it, in every combination.
-    for (unsigned erased = 0; erased < 64; ++erased) {
-        CListPtr list;
-        for (size_t i = 1; i <= 6; ++i) list.push_back(Number(i));
-        std::vector<size_t> visited, kept;
-        for (CListPtr::iterator it = list.begin(); it != list.end(); ++it) {
-            const auto value = reinterpret_cast<size_t>(*it);
-            visited.push_back(value);
-            if (erased >> (value - 1) & 1) {
-                list.erase(it);
-                EXPECT_EQ(*it, Number(value)) << "the copy of the value stays";
-            } else {
-                kept.push_back(value);
-            }
-        }
-        EXPECT_EQ(visited, (std::vector<size_t>{1, 2, 3, 4, 5, 6}));
-        EXPECT_EQ(Values(list), kept);
-        EXPECT_EQ(list.size(), kept.size());
-    }
 }
 
 }  // namespace
