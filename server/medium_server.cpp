@@ -62,13 +62,7 @@ bool CMediumServer::MayAct(const CServerDatagram& datagram) {
         CWireReader fields(datagram.body + 1, datagram.length - 1);
         fields.U32();
         const std::shared_ptr<CStream> board = FindOrMakeBoard(fields.U32(), datagram.ip, false);
-        if (!board) return false;
-        const bool connects = m_sinks.MayConnect(datagram);
-        if (connects)
-            board->SetJoining(true);
-        else
-            m_medium.EndDeserted(board->ChannelID());
-        return connects;
+        return board && Joins(*board, m_sinks.MayConnect(datagram));
     }
     if (m_sinks.MayConnect(datagram)) return true;
     if (!m_medium.row.asksOnce) return false;
@@ -123,6 +117,14 @@ std::shared_ptr<CStream> CMediumServer::FindOrMakeBoard(uint32_t channelID, uint
     return board && (!proved || m_medium.HoldForFirst(*board, ip)) ? board : nullptr;
 }
 
+bool CMediumServer::Joins(CStream& board, bool letIn) {
+    if (letIn)
+        board.SetJoining(true);
+    else
+        m_medium.EndDeserted(board.Key());
+    return letIn;
+}
+
 std::shared_ptr<CStream> CMediumServer::FindOwn(const CSinkRequest& request, bool proved) {
     return m_medium.row.board ? FindOrMakeBoard(request.channelID, request.peer.ip, proved)
                               : m_medium.FindServed(request.channelID);
@@ -155,13 +157,7 @@ bool CMediumServer::MayServeTcp(ITcpSession* session, uint32_t type, const char*
     if (!m_medium.row.board) return m_sinks.MayServe(channelID, ip);
     CAutoLock gate(&m_medium.context.gate);
     const std::shared_ptr<CStream> board = FindOrMakeBoard(channelID, ip, true);
-    if (!board) return false;
-    const bool serves = m_sinks.MayServe(channelID, ip);
-    if (serves)
-        board->SetJoining(true);
-    else
-        m_medium.EndDeserted(channelID);
-    return serves;
+    return board && Joins(*board, m_sinks.MayServe(channelID, ip));
 }
 
 bool CMediumServer::OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) {

@@ -39,6 +39,8 @@ private:
     void KeepUnserved(const CAsked& asked);
     /// Where nobody publishes: the stream, made if need be, for one whose address is `proved`. Null at a limit.
     std::shared_ptr<CStream> FindOrMakeBoard(uint32_t channelID, uint32_t ip, bool proved);
+    /// `letIn`, which the board learns: without it, a board that was made for the asker goes.
+    bool Joins(CStream& board, bool letIn);
     CAsked Read(const char* data, int length, const CPeer& peer, bool tcp) const;
     /// This server's own channel of the number, made where nobody publishes it; null when there is none.
     std::shared_ptr<CStream> FindOwn(const CSinkRequest& request, bool proved);

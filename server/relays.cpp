@@ -42,7 +42,7 @@ CRelays::CRelay* CRelays::FindOrStart(const CSinkRequest& request, const CMcuAdd
     return found != m_relays.end() ? &found->second : Start(key, home, request.peer.ip, tcp);
 }
 
-bool CRelays::MayStart(uint32_t asker) const {
+bool CRelays::MayStart(uint32_t asker, bool tcp) const {
     size_t pending = 0;
     size_t ofAsker = 0;
     for (const auto& entry : m_relays) {
@@ -50,11 +50,12 @@ bool CRelays::MayStart(uint32_t asker) const {
         ++pending;
         if (entry.second.asker == asker) ++ofAsker;
     }
-    return pending < server::kMaxPendingLegs && ofAsker < server::kPendingLegsPerAsker;
+    return pending < (tcp ? server::kMaxPendingLegs : server::kMaxPendingUdpLegs) &&
+           ofAsker < server::kPendingLegsPerAsker;
 }
 
 CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp) {
-    if (!MayStart(asker)) return nullptr;
+    if (!MayStart(asker, tcp)) return nullptr;
     CRelay& relay = m_relays[key];
     CUndo undo([&] {
         if (relay.leg) relay.leg->Close();

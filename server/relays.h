@@ -60,7 +60,7 @@ private:
     void Serve(const CSinkRequest& request, const CMcuAddress& home);
     CRelay* FindOrStart(const CSinkRequest& request, const CMcuAddress& home, bool tcp);
     CRelay* Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp);
-    bool MayStart(uint32_t asker) const;
+    bool MayStart(uint32_t asker, bool tcp) const;
     static bool Serves(const CRelay& relay) { return relay.leg->IsUp() && !relay.doubtful; }
     void Doubt(CRelay& relay);
     static bool HasGivenSign(const CRelay& relay);

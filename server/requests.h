@@ -45,8 +45,12 @@ public:
     }
     /// Those that come one by one cost most: in a flood they are taken together. Microseconds.
     unsigned Rest() {
-        m_ulRestUs = std::exchange(m_bOthers, false) ? kRestUs : std::min(2 * m_ulRestUs, kLongestRestUs);
-        return std::exchange(m_bDropping, false) ? m_ulRestUs : 0;
+        const bool dropping = std::exchange(m_bDropping, false);
+        if (std::exchange(m_bOthers, false))
+            m_ulRestUs = kRestUs;
+        else if (dropping)
+            m_ulRestUs = std::min(2 * m_ulRestUs, kLongestRestUs);
+        return dropping ? m_ulRestUs : 0;
     }
     /// Any thread.
     uint64_t Dropped() const { return m_nDropped.load(std::memory_order_relaxed); }

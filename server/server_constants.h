@@ -29,6 +29,7 @@ inline constexpr uint32_t kRequestKeptMs = 30000;  // of those who ask only once
 
 // Relaying.
 inline constexpr size_t kMaxPendingLegs = 100;
+inline constexpr size_t kMaxPendingUdpLegs = 75;  // of these; whoever asks over UDP may not be there
 inline constexpr size_t kPendingLegsPerAsker = 3;
 inline constexpr size_t kMaxWaitingPerLeg = 64;
 inline constexpr uint32_t kLegTriedForMs = 10000;

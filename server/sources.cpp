@@ -201,11 +201,9 @@ void CSources::OnSecond(uint32_t now) {
 
 // Whoever keeps a channel by listening answers for it: its publisher could not end that.
 void CSources::PassOn(CStream& stream) {
-    if (stream.HasSource()) return;
-    const std::vector<uint32_t> listen = stream.Subscribers().Shown();
     CShareHold& holder = stream.Holder();
-    if (std::any_of(listen.begin(), listen.end(), [&](uint32_t ip) { return holder.IsOf(ip); })) return;
-    for (const uint32_t ip : listen)
+    if (stream.HasSource() || (holder.IsHeld() && stream.Subscribers().HasShown(holder.IP()))) return;
+    for (const uint32_t ip : stream.Subscribers().Shown())
         if (holder.Take(m_medium.context.channels, ip)) return;
 }
 

@@ -31,6 +31,12 @@ public:
         CAutoLock lock(&m_cs);
         return m_counts.empty();
     }
+    /// One at this address has.
+    bool HasShown(uint32_t ip) {
+        CAutoLock lock(&m_cs);
+        const auto found = m_counts.find(ip);
+        return found != m_counts.end() && found->second.shown > 0;
+    }
     /// The addresses of those who have shown themselves.
     std::vector<uint32_t> Shown() {
         CAutoLock lock(&m_cs);

@@ -61,6 +61,8 @@ public:
     }
     bool IsOf(uint32_t ip) const { return m_pShares && m_ulIP == ip; }
     bool IsHeld() const { return m_pShares != nullptr; }
+    /// Of the share, while one is held.
+    uint32_t IP() const { return m_ulIP; }
 
 private:
     CAddressShares* m_pShares = nullptr;

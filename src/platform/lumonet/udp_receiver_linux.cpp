@@ -75,7 +75,8 @@ size_t CUdpReceiverLinux::Receive() {
 
 void CUdpReceiverLinux::Rest() {
     const timespec time{0, std::min(std::exchange(m_ulRestUs, 0), udp::kLongestRestUs) * 1000L};
-    prctl(PR_SET_TIMERSLACK, 1000UL);  // this thread's sleeps end when they should, not up to 50 us later
+    // This thread's sleeps end when they should, not up to 50 us later.
+    if (!std::exchange(m_bPunctual, true)) prctl(PR_SET_TIMERSLACK, 1000UL);
     nanosleep(&time, nullptr);
 }
 

@@ -60,4 +60,5 @@ private:
     size_t m_nUsed = udp::kReceiveMessages;  // messages to be prepared anew
     unsigned m_nCalls = 0;
     unsigned m_ulRestUs = 0;
+    bool m_bPunctual = false;  // it has asked for exact rests
 };

@@ -19,6 +19,10 @@ protected:
     void Ask(const CPeer& peer, uint32_t receiverID = 9) {
         host.Deliver(CServerHost::LongConnect(receiverID, kChannel, kFar), peer);
     }
+    /// Of its three addresses the second is one.
+    CFakeTcp* AskTcp(uint32_t channelID) {
+        return host.Validate(13, U32(channelID) + U32(0) + U32(0xe0000001) + U32(kFar));
+    }
     /// The far server's side of the leg: what it was asked, and its answers.
     std::vector<std::string> FarTakes() { return host.Take(kFarPeer); }
     void FarAccepts() {
@@ -120,7 +124,7 @@ TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
 }
 
 TEST_F(Relays, OverTcpTheSubscriberIsTakenAtOnceAndClosedWhenTheFarServerIsLate) {
-    const auto ask = [&] { return host.Validate(13, U32(kChannel) + U32(0) + U32(0xe0000001) + U32(kFar)); };
+    const auto ask = [&] { return AskTcp(kChannel); };
     CFakeTcp* first = ask();
     ASSERT_TRUE(first);
     EXPECT_EQ(first->sent.size(), 1U);
@@ -158,11 +162,27 @@ TEST_F(Relays, PendingLegsAreBounded) {
     for (uint32_t i = 0; i < 10; ++i) host.Deliver(CServerHost::LongConnect(1, 1000 + i, kFar), kBob);
     EXPECT_EQ(legs(), 3U) << "of one asker";
     for (uint32_t i = 0; i < 200; ++i) host.Deliver(CServerHost::LongConnect(1, 2000 + i, kFar), {0x0b000000 + i, 1});
-    EXPECT_EQ(legs(), 100U);
+    EXPECT_EQ(legs(), 75U) << "of those who may not be there";
+    EXPECT_TRUE(AskTcp(3000));
+    EXPECT_EQ(legs(), 76U);
     host.Run(12500);
     EXPECT_EQ(legs(), 0U);
     Ask(kBob);
     EXPECT_EQ(legs(), 1U);
+}
+
+TEST_F(Relays, WhoAsksOverTcpAnswersForTheChannel) {
+    CServerOptions options = CServerHost::LoopbackOptions();
+    options.limits.channelsPerAddress = 1;
+    options.trusted.emplace();
+    host.Restart(options);
+    CFakeTcp* first = AskTcp(3000);
+    EXPECT_TRUE(first);
+    EXPECT_FALSE(AskTcp(3001));
+    EXPECT_TRUE(AskTcp(3000)) << "which is there already";
+    host.Run(20000);
+    EXPECT_TRUE(first->released);
+    EXPECT_TRUE(AskTcp(3001));
 }
 
 struct PolicyRow {

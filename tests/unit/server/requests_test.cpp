@@ -62,6 +62,7 @@ TEST_F(RequestsTest, TheThreadRestsLongerWhileNothingElseComes) {
     EXPECT_EQ(flood(false), CRequests::kLongestRestUs);
     EXPECT_EQ(flood(true), CRequests::kRestUs);
     EXPECT_EQ(requests.Rest(), 0U) << "nothing was dropped since";
+    EXPECT_EQ(flood(false), 2 * CRequests::kRestUs) << "a burst without loss does not count";
 }
 
 }  // namespace
