@@ -1,6 +1,6 @@
 // Audio datagrams into a local MCU that has a channel, a sink, a sender and two receivers. Audio writes no log lines,
 // so what was reached shows by what it does.
-#include "audio/audio_receiver_datagrams.h"
+#include "audio/audio_receiver.h"
 #include "audio/local_mcu_audio.h"
 #include "lumomedia/audio.h"
 #include "support/datagram_judge.h"

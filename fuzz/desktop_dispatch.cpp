@@ -1,6 +1,5 @@
 // Datagrams of kind 5 into a local MCU that has a channel, a sink, a sender, and receivers of a server and of a peer.
-#include "desktop/desktop_receiver_p2p.h"
-#include "desktop/desktop_receiver_udp.h"
+#include "desktop/desktop_receiver.h"
 #include "desktop/local_mcu_desktop.h"
 #include "lumomedia/p2p.h"
 #include "support/datagram_judge.h"

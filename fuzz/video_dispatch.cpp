@@ -8,7 +8,7 @@
 #include "support/stand_ins.h"
 #include "support/test_manager.h"
 #include "video/local_mcu_video.h"
-#include "video/video_receiver_datagrams.h"
+#include "video/video_receiver.h"
 
 using session_wire::U32;
 

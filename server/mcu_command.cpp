@@ -91,7 +91,7 @@ void AddEndpoints(CLI::App& command, CServerOptions& options) {
         ->expected(1, CLI::detail::expected_max_vector_size)
         ->allow_extra_args(false);
     AddText(command, "--trusted",
-            "Whom no share an address limits, or none. Repeatable. Default: this host, by its loopback addresses",
+            "Whom no quota of an address limits, or none. Repeatable. Default: this host, by its loopback addresses",
             [&options](const std::string& text) { return ReadTrusted(options, text); })
         ->type_name("CIDR|none")
         ->expected(1, CLI::detail::expected_max_vector_size)
@@ -137,9 +137,9 @@ void AddLimits(CLI::App& command, CServerLimits& limits) {
         "--max-memory", limits.memoryBytes,
         "Bytes that wait to be sent or are not yet whole frames, of all together; whoever holds most and moves least "
         "gives way. 0: a quarter of the memory of the machine or its control group");
-    add("--max-unvalidated", limits.unvalidatedPerAddress,
+    add("--max-unvalidated", limits.unvalidatedTcpPerAddress,
         "TCP connections of one address that have not said what they want; the oldest closes");
-    add("--max-unproved", limits.unprovedPerAddress,
+    add("--max-unproved", limits.unvalidatedUdpPerAddress,
         "UDP subscribers, and publishers, of one address that have not answered yet; the oldest gives way");
 }
 

@@ -2,8 +2,8 @@
 
 #include "platform/lumobase/memory_budget.h"
 #include "server/pages/http_server.h"
-#include "server/reflector.h"
 #include "server/server_manager.h"
+#include "server/signalling/reflector.h"
 
 #include <utility>
 
@@ -31,7 +31,7 @@ bool CRelayServer::Start(std::string& error) {
                       : ", without a second reflector") +
         (m_pPages ? ", pages at http://" + EndpointText(m_options.httpIP, HttpPort()) + "/" : ", without pages"));
     m_log.Line("room for " + std::to_string(m_options.limits.connections) + " connections, " +
-               std::to_string(CServerLimits::Share(m_options.limits.connections)) + " from one address, " +
+               std::to_string(CServerLimits::Quota(m_options.limits.connections)) + " from one address, " +
                std::to_string(m_options.limits.boardBytes >> 20) + " MiB of whiteboards and " +
                std::to_string((SendBudget().Limit() + ReceiveBudget().Limit()) >> 20) + " MiB of what waits");
     return true;

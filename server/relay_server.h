@@ -1,4 +1,4 @@
-// The whole relay server in one object: endpoints, streams, pages.
+// The whole relay server in one object: endpoints, channels, pages.
 #pragma once
 
 #include "server/server_log.h"

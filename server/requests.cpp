@@ -13,7 +13,7 @@ uint64_t RandomOdd() { return uint64_t{Lumo_Base::GenerateSSRC()} << 32 | Lumo_B
 
 CRequests::CRequests(CCidrList trusted) : m_trusted(std::move(trusted)), m_waiting(kRoom), m_ullMix(RandomOdd()) {}
 
-bool CRequests::Add(const char* data, int length, const CPeer& peer) {
+bool CRequests::Add(const char* data, int length, const CEndpointAddress& address) {
     if (!IsOne(data, length)) {
         m_bOthers = true;
         return false;
@@ -25,8 +25,8 @@ bool CRequests::Add(const char* data, int length, const CPeer& peer) {
     CRequest& request = m_waiting[m_nWaiting++];
     std::copy_n(data, length, request.data.begin());
     request.length = length;
-    request.often = AsksOften(peer.ip);
-    request.peer = peer;
+    request.often = AsksOften(address.ip);
+    request.address = address;
     return true;
 }
 

@@ -1,9 +1,9 @@
-// Requests of those who have not shown themselves: anybody can send them in any number, so they come last.
+// Requests over UDP of unvalidated senders: any host can send them in any number, so they come last.
 #pragma once
 
 #include "link/activity.h"
-#include "link/cidr.h"
-#include "link/mcu_services.h"
+#include "link/bounds/cidr.h"
+#include "link/process/mcu_services.h"
 #include "platform/lumobase/clock.h"
 #include "server/status.h"
 
@@ -16,8 +16,8 @@
 #include <vector>
 
 /// Answered once the rest of their burst has been dealt with, as long as they cost no more than a tenth of a processor
-/// core; those beyond it are dropped, for whoever is there asks again. Half of what has been saved is for addresses
-/// that ask seldom. UDP thread but Dropped.
+/// core; those beyond it are dropped, since a real client asks again. Half of the saved time is for addresses that ask
+/// seldom. UDP thread but Dropped.
 class CRequests {
 public:
     static constexpr size_t kRoom = 1024;             ///< requests of one burst
@@ -32,7 +32,7 @@ public:
     explicit CRequests(CCidrList trusted);
 
     /// A datagram that waits for the end of its burst, if it is a request.
-    bool Add(const char* data, int length, const CPeer& peer);
+    bool Add(const char* data, int length, const CEndpointAddress& address);
     /// The burst ends. `serve` is called with each request as its datagram came.
     template <class Serve>
     void OnBurstEnd(Serve serve) {
@@ -43,7 +43,7 @@ public:
         Drop(m_nWaiting - served);
         m_nWaiting = 0;
     }
-    /// Those that come one by one cost most: in a flood they are taken together. Microseconds.
+    /// Datagrams taken one by one cost most: in a flood the receive thread rests and takes them together. Microseconds.
     unsigned Rest() {
         const bool dropping = std::exchange(m_bDropping, false);
         if (std::exchange(m_bOthers, false))
@@ -62,7 +62,7 @@ private:
         std::array<char, kLongest> data;
         int length;
         bool often;
-        CPeer peer;
+        CEndpointAddress address;
     };
 
     /// Until only `left` of the time is left. How many were served.
@@ -85,7 +85,7 @@ private:
     template <class Serve>
     static void ServeOne(Serve& serve, const CRequest& request) {
         try {
-            serve(request.data.data(), request.length, request.peer);
+            serve(request.data.data(), request.length, request.address);
         } catch (...) {  // for want of memory, say: it costs itself and not the others
         }
     }

@@ -1,16 +1,12 @@
 #include "server/server_manager.h"
 
 #include "link/activity.h"
-#include "link/instances.h"
-#include "link/mcu_services.h"
+#include "link/process/instances.h"
+#include "link/process/mcu_services.h"
 #include "platform/lumobase/memory_budget.h"
 #include "platform/lumobase/undo.h"
-#include "server/audio/audio_medium.h"
-#include "server/desktop/desktop_medium.h"
-#include "server/file/file_medium.h"
-#include "server/reflector.h"
-#include "server/video/video_medium.h"
-#include "server/whiteboard/board_medium.h"
+#include "server/media/make_servers.h"
+#include "server/signalling/reflector.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,7 +15,7 @@
 
 namespace {
 constexpr uint32_t kRefreshPolicyMs = 10000;
-constexpr size_t kShownStreams = 200;
+constexpr size_t kShownChannels = 200;
 constexpr size_t kShownListeners = 100;
 
 bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::TcpType::Signalling); }
@@ -27,7 +23,7 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
-      m_signalling(options, m_context.connections, log),
+      m_signalling(options, m_context.connectionQuotas, log),
       m_requests(options.Trusted()),
       m_ulPolicyRefreshed(CActivity::Now()) {
     budgets::SetLimit(options.limits.memoryBytes);
@@ -71,15 +67,15 @@ bool CServerManager::Allows(uint32_t ip) const {
 
 void CServerManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                     unsigned short port) {
-    const CPeer peer{static_cast<uint32_t>(ip), port};
-    if (!Allows(peer.ip) || m_requests.Add(data, length, peer)) return;
+    const CEndpointAddress address{static_cast<uint32_t>(ip), port};
+    if (!Allows(address.ip) || m_requests.Add(data, length, address)) return;
     CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, ip, port);
 }
 
 void CServerManager::OnUdpClientNotifyBurstEnd() {
     const CUndo end([this] { CLocalMCUManager::OnUdpClientNotifyBurstEnd(); });  // in any case
-    m_requests.OnBurstEnd([this](const char* data, int length, const CPeer& peer) {
-        CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, peer.ip, peer.port);
+    m_requests.OnBurstEnd([this](const char* data, int length, const CEndpointAddress& address) {
+        CLocalMCUManager::OnUdpClientNotifyReceivedFrame(data, length, address.ip, address.port);
     });
 }
 
@@ -89,7 +85,7 @@ void CServerManager::OnOtherDatagram(wire::Kind kind, const char*, int length, u
 
 bool CServerManager::MayAccept(unsigned long ip, unsigned unvalidated) {
     return !m_bStopping && Allows(static_cast<uint32_t>(ip)) &&
-           unvalidated < m_context.options.limits.unvalidatedPerAddress;
+           unvalidated < m_context.options.limits.unvalidatedTcpPerAddress;
 }
 
 void CServerManager::OnCommand(const CServerDatagram& datagram) {
@@ -97,9 +93,9 @@ void CServerManager::OnCommand(const CServerDatagram& datagram) {
     if (medium && !m_bStopping) medium->OnCommand(datagram);
 }
 
-bool CServerManager::MayAct(const CServerDatagram& datagram) {
+bool CServerManager::AdmitCommand(const CServerDatagram& datagram) {
     CMediumServer* medium = MediumOf(datagram.row.kind);
-    return medium && !m_bStopping && medium->MayAct(datagram);
+    return medium && !m_bStopping && medium->AdmitCommand(datagram);
 }
 
 CMediumServer* CServerManager::MediumOfTcp(uint32_t type) const {
@@ -114,15 +110,15 @@ bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const ch
     return medium && medium->OnTcpValidate(session, type, data, length);
 }
 
-bool CServerManager::MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
+bool CServerManager::AdmitTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
     const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
-    if (m_context.connections.IsFull(ip)) {
-        m_context.log.Refused(ip, "it has its share of connections");
+    if (m_context.connectionQuotas.IsFull(ip)) {
+        m_context.log.Refused(ip, "it has its quota of connections");
         return false;
     }
     if (IsSignalling(type)) return !m_bStopping;
     CMediumServer* medium = MediumOfTcp(type);
-    return medium && medium->MayServeTcp(session, type, data, length);
+    return medium && medium->AdmitTcp(session, type, data, length);
 }
 
 void CServerManager::OnSinkMade(const CSinkInfo& sink) {
@@ -137,8 +133,8 @@ void CServerManager::OnSinkGone(const CSinkInfo& sink) {
     if (CMediumServer* medium = MediumOf(sink.kind)) medium->OnSinkGone(sink);
 }
 
-void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) {
-    if (CMediumServer* medium = MediumOf(kind)) medium->OnKeyFrameWanted(channel);
+void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey key) {
+    if (CMediumServer* medium = MediumOf(kind)) medium->OnKeyFrameWanted(key);
 }
 
 void CServerManager::OnSecond() {
@@ -204,14 +200,14 @@ CServerStatus CServerManager::Status() {
     status.media = Media();
     status.signalling = Signalling();
     status.budgets = Budgets();
-    std::vector<std::pair<uint32_t, std::shared_ptr<CStream>>> streams;  // rates move while they are sorted
+    std::vector<std::pair<uint32_t, std::shared_ptr<CServerChannel>>> channels;  // rates move while they are sorted
     for (const auto& medium : m_media)
-        for (const auto& stream : medium->Streams()) streams.emplace_back(stream->BytesPerSecond(), stream);
-    status.streamCount = streams.size();
-    const auto shown = streams.begin() + static_cast<std::ptrdiff_t>(std::min(streams.size(), kShownStreams));
-    std::partial_sort(streams.begin(), shown, streams.end(),
+        for (const auto& channel : medium->Channels()) channels.emplace_back(channel->BytesPerSecond(), channel);
+    status.channelCount = channels.size();
+    const auto shown = channels.begin() + static_cast<std::ptrdiff_t>(std::min(channels.size(), kShownChannels));
+    std::partial_sort(channels.begin(), shown, channels.end(),
                       [](const auto& a, const auto& b) { return a.first > b.first; });
-    std::for_each(streams.begin(), shown,
-                  [&](const auto& entry) { status.streams.push_back(entry.second->Status(kShownListeners)); });
+    std::for_each(channels.begin(), shown,
+                  [&](const auto& entry) { status.channels.push_back(entry.second->Status(kShownListeners)); });
     return status;
 }

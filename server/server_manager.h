@@ -1,11 +1,11 @@
 // The local MCU as a relay server: given endpoints, a source side, and limits.
 #pragma once
 
-#include "link/server_hooks.h"
+#include "link/process/server_hooks.h"
 #include "mcu/local_mcu_manager.h"
-#include "server/medium_server.h"
+#include "server/media/medium_server.h"
 #include "server/requests.h"
-#include "server/signalling.h"
+#include "server/signalling/signalling.h"
 
 #include <array>
 #include <atomic>
@@ -19,7 +19,7 @@ public:
     CServerManager(const CServerOptions& options, CServerLog& log);
     ~CServerManager() override;
 
-    /// Takes nothing new, lets TCP queues drain for a while, and ends every stream. Before ReleaseConnections.
+    /// Takes nothing new, lets TCP queues drain for a while, and ends every channel. Before ReleaseConnections.
     void Drain();
     void ReleaseConnections() override;
 
@@ -35,13 +35,13 @@ public:
     bool MayAccept(unsigned long ip, unsigned unvalidated) override;
 
     void OnCommand(const CServerDatagram& datagram) override;
-    bool MayAct(const CServerDatagram& datagram) override;
+    bool AdmitCommand(const CServerDatagram& datagram) override;
     bool OnTcpValidate(ITcpSession* session, uint32_t type, const char* data, int length) override;
-    bool MayServeTcp(ITcpSession* session, uint32_t type, const char* data, int length) override;
+    bool AdmitTcp(ITcpSession* session, uint32_t type, const char* data, int length) override;
     void OnSinkMade(const CSinkInfo& sink) override;
     void OnSinkChanged(const CSinkInfo& sink) override;
     void OnSinkGone(const CSinkInfo& sink) override;
-    void OnKeyFrameWanted(wire::Kind kind, ChannelKey channel) override;
+    void OnKeyFrameWanted(wire::Kind kind, ChannelKey key) override;
     uint64_t SinkQueueLimit() const override { return m_context.options.limits.sinkQueueBytes; }
 
 protected:

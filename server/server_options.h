@@ -1,7 +1,7 @@
 // What an operator chooses.
 #pragma once
 
-#include "link/cidr.h"
+#include "link/bounds/cidr.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// What one relay server takes on; newcomers beyond it get no answer or are refused.
+/// What one relay server takes on; clients beyond it get no answer or are refused.
 struct CServerLimits {
     size_t channels = 10000;
     size_t sinksPerChannel = 10000;
@@ -19,16 +19,16 @@ struct CServerLimits {
     uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
     /// A longer frame of a subscriber is dropped, over TCP with its connection.
     uint32_t upstreamFrameBytes = 1U << 20;
-    unsigned unvalidatedPerAddress = 64;  ///< TCP connections that have not said what they want
-    uint64_t connections = UINT64_MAX;    ///< for which the process has descriptors
+    unsigned unvalidatedTcpPerAddress = 64;  ///< TCP connections that have not sent their validation message
+    uint64_t connections = UINT64_MAX;       ///< for which the process has descriptors
 
-    /// Of what all together may have, the share of one address.
-    static constexpr uint64_t Share(uint64_t all) { return all < 4 ? 1 : all / 4; }
-    size_t signallingClients = 10000;  ///< connected to the signalling service
-    size_t signallingPerAddress = 64;  ///< of those
-    uint64_t boardBytes = 1ULL << 30;  ///< of all whiteboards together: past it nothing more is kept
-    size_t unprovedPerAddress = 64;    ///< UDP sinks, and UDP sources, that have not answered yet
-    uint64_t memoryBytes = 0;          ///< what waits or is not whole, of all together; 0: a quarter of the machine's
+    /// The quota of one address, of what all together may have.
+    static constexpr uint64_t Quota(uint64_t all) { return all < 4 ? 1 : all / 4; }
+    size_t signallingClients = 10000;      ///< connected to the signalling service
+    size_t signallingPerAddress = 64;      ///< of those
+    uint64_t boardBytes = 1ULL << 30;      ///< of all whiteboards together: past it nothing more is kept
+    size_t unvalidatedUdpPerAddress = 64;  ///< unvalidated UDP sinks, and as many UDP publishers
+    uint64_t memoryBytes = 0;  ///< what waits or is not whole, of all together; 0: a quarter of the machine's
 };
 
 struct CServerOptions {
@@ -44,7 +44,7 @@ struct CServerOptions {
     std::vector<std::string> httpNames;  ///< in small letters: what the pages answer to besides their address
     CCidrList allow;                     ///< who may talk to the server; empty: everybody
     CCidrList relayTo;                   ///< where it may relay from; empty: every unicast address but its own
-    std::optional<CCidrList> trusted;    ///< whom no share an address limits; not named: loopback
+    std::optional<CCidrList> trusted;    ///< whom no quota of an address limits; not named: loopback
     CServerLimits limits;
 
     CCidrList Trusted() const { return trusted ? *trusted : CCidrList{{0x7f000000, 8}}; }

@@ -1,16 +1,17 @@
 // What the server says of itself: to the page, the JSON and the metrics. No ID that would let a reader act as a client.
 #pragma once
 
-#include "server/rate_history.h"
+#include "lumomedia/statistics.h"
+#include "server/channels/rate_history.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-struct CPeer {
+struct CEndpointAddress {
     uint32_t ip;
     uint16_t port;
-    bool operator==(const CPeer& other) const { return ip == other.ip && port == other.port; }
+    bool operator==(const CEndpointAddress& other) const { return ip == other.ip && port == other.port; }
 };
 
 /// Sums over reliable links.
@@ -45,7 +46,7 @@ struct CTraffic {
 };
 
 struct CSourceStatus {
-    CPeer peer{};
+    CEndpointAddress address{};
     bool tcp = false;
     CLinkSums link;
     uint64_t queuedFrames = 0;
@@ -53,7 +54,7 @@ struct CSourceStatus {
 };
 
 struct CListenerStatus {
-    CPeer peer{};
+    CEndpointAddress address{};
     bool tcp = false;
     uint64_t queuedFrames = 0;
     uint64_t queuedBytes = 0;
@@ -61,13 +62,13 @@ struct CListenerStatus {
     CLinkSums link;
 };
 
-/// A live stream.
-struct CStreamStatus {
+/// A live channel.
+struct CChannelStatus {
     const char* medium = "";
     uint32_t channelID = 0;
     bool hasSource = false;
     CSourceStatus source;
-    CPeer home{};  ///< the server that it is relayed from; address 0: its own
+    CEndpointAddress home{};  ///< the server that it is relayed from; address 0: its own
     size_t listenerCount = 0;
     std::vector<CListenerStatus> listeners;  ///< the first ones
     CTraffic traffic;
@@ -76,13 +77,13 @@ struct CStreamStatus {
     std::vector<CRateSample> history;
 };
 
-/// One medium, ended streams and links included in what only grows.
+/// One medium, ended channels and links included in what only grows.
 struct CMediumStatus {
     const char* medium = "";
     size_t channels = 0, relays = 0;
     size_t sourcesUdp = 0, sourcesTcp = 0;
     size_t sinksUdp = 0, sinksTcp = 0;
-    size_t unproved = 0;
+    size_t unvalidated = 0;
     CTraffic traffic;
     CLinkSums links;
     uint64_t queuedFrames = 0, queuedBytes = 0;
@@ -110,8 +111,8 @@ struct CServerStatus {
     std::vector<CMediumStatus> media;
     CSignallingStatus signalling;
     std::vector<CBudgetStatus> budgets;
-    std::vector<CStreamStatus> streams;  ///< the busiest ones
-    size_t streamCount = 0;
+    std::vector<CChannelStatus> channels;  ///< the busiest ones
+    size_t channelCount = 0;
 };
 
 /// Where the pages get it from.
@@ -121,9 +122,14 @@ public:
     virtual CServerStatus Status() = 0;
     virtual CSignallingStatus Signalling() { return {}; }
     virtual std::vector<CBudgetStatus> Budgets() { return {}; }
-    /// Requests over UDP that were more than their share of the processor.
+    /// Requests over UDP dropped because they exceeded their part of the processor.
     virtual uint64_t DroppedRequests() { return 0; }
 
 protected:
     ~IStatusSource() = default;
 };
+
+/// Reliable links as the status sees them.
+inline CLinkSums SumsOf(const LumoLinkStatistics& statistics) {
+    return {statistics.ullPacketsSent, statistics.ullRetransmitted, statistics.ullFramesDropped};
+}

@@ -1,6 +1,6 @@
 // What the session itself costs a packet: two ends joined by a queue, no network and no locks contended.
 #include "core/sctp_session.h"
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 
 #include <benchmark/benchmark.h>
 
@@ -53,7 +53,7 @@ void DatagramWriter(benchmark::State& state) {
     const std::string packet(session::kHeaderLen, 'x');
     uint32_t id = 0;
     for (auto _ : state) {
-        wire::CDatagram datagram(wire::Kind::File, wire::UDP_FILE_SINK_FRAME);
+        wire::CWireWriter datagram(wire::Kind::File, wire::UDP_FILE_SINK_FRAME);
         ++id;
         datagram.U32(id).U32(id).Bytes(packet.data(), static_cast<int>(packet.size()));
         benchmark::DoNotOptimize(datagram.Data());

@@ -63,16 +63,16 @@ private:
                id, from);
         if (code != media::kAudio.sink.keepAlive || !m_started.insert(id).second) return false;
         Target target{from, {}};
-        const wire::CDatagram head = Head(media::kAudio.sink.frame, id);
+        const wire::CWireWriter head = Head(media::kAudio.sink.frame, id);
         std::memcpy(target.datagram.data(), head.Data(), kAudioHead);
         m_targets.push_back(target);
         return true;
     }
-    static wire::CDatagram Head(uint8_t code, uint32_t id) {
-        return wire::CDatagram(media::kAudio.kind, code).U32(id).U32(id);
+    static wire::CWireWriter Head(uint8_t code, uint32_t id) {
+        return wire::CWireWriter(media::kAudio.kind, code).U32(id).U32(id);
     }
     void Answer(uint8_t code, uint32_t id, const sockaddr_in& to) const {
-        const wire::CDatagram answer = Head(code, id);
+        const wire::CWireWriter answer = Head(code, id);
         sendto(m_socket.Fd(), answer.Data(), static_cast<size_t>(answer.Length()), 0,
                reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }

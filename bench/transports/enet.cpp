@@ -13,7 +13,7 @@ namespace bench {
 
 namespace {
 
-constexpr uint32_t kFramesUnderWay = 32;
+constexpr uint32_t kFramesInFlight = 32;
 constexpr uint32_t kWaitMs = 1;
 constexpr uint32_t kConnectMs = 5000;
 
@@ -99,7 +99,7 @@ void SendBulk(CSide& side) {
     const auto host = ConnectedHost(side, false);
     CFrameSource source(side.Spec().frames, side.Spec().frameLen);
     for (bool more = true; more;) {
-        while (more && source.Made() - g_nFreed < kFramesUnderWay)
+        while (more && source.Made() - g_nFreed < kFramesInFlight)
             if ((more = source.Next())) host->Queue(source.Data(), source.Length());
         host->Serve(kWaitMs, kIgnore);
     }
@@ -152,7 +152,7 @@ nlohmann::json Settings() {
             {"socket buffers", kBufferBytes},
             {"MTU", ENET_HOST_DEFAULT_MTU},
             {"checksum, compression", "none"},
-            {"frames under way", kFramesUnderWay}};
+            {"frames under way", kFramesInFlight}};
 }
 
 }  // namespace

@@ -7,7 +7,7 @@ namespace bench {
 
 namespace {
 
-constexpr uint32_t kPicturesQueued = 2;  // before the one under way: never idle, and no older than need be
+constexpr uint32_t kPicturesQueued = 2;  // before the one in flight: never idle, and no older than need be
 
 class CDesktop : public CDesktopChannel {
 public:

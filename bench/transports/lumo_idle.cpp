@@ -3,7 +3,7 @@
 #include "bench/harness/sockets.h"
 #include "bench/transports/lumo_node.h"
 #include "bench/transports/transports.h"
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -53,7 +53,7 @@ public:
     void ConnectAll() {
         for (int attempt = 0; attempt < 100 && m_sinks.size() < m_nCount; ++attempt) {
             for (uint32_t i = 0; i < m_nCount; ++i) {
-                Send(wire::CDatagram(wire::Kind::File, wire::UDP_FILE_SINK_CONNECT)
+                Send(wire::CWireWriter(wire::Kind::File, wire::UDP_FILE_SINK_CONNECT)
                          .U32(kFirstReceiverID + i)
                          .U32(kChannelID));
                 if (i % kRequestsAtOnce == 0) TakeAnswers(1);
@@ -71,13 +71,14 @@ public:
         while (!side.Stopped(10)) {
             const auto due = static_cast<size_t>(static_cast<double>(NowNs() - start) * 1e-6 * perMs);
             for (; sent < due; ++sent)
-                Send(wire::CDatagram(wire::Kind::File, wire::UDP_FILE_SINK_KEEP_ALIVE).U32(sinks[sent % sinks.size()]));
+                Send(wire::CWireWriter(wire::Kind::File, wire::UDP_FILE_SINK_KEEP_ALIVE)
+                         .U32(sinks[sent % sinks.size()]));
             TakeAnswers(0);
         }
     }
 
 private:
-    void Send(const wire::CDatagram& datagram) {
+    void Send(const wire::CWireWriter& datagram) {
         if (send(m_socket.Fd(), datagram.Data(), static_cast<size_t>(datagram.Length()), 0) < 0)
             throw std::runtime_error("send");
     }

@@ -3,7 +3,7 @@
 
 #include "bench/harness/sockets.h"
 #include "bench/transports/lumo_node.h"
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 #include "platform/lumobase/event.h"
 #include "platform/lumonet/lumonet.h"
 
@@ -19,7 +19,8 @@ public:
         m_pClient = CreateTcpClient(this, GetIpAddr(kLoopback), port, 0, "", 0, "", "");
         if (!m_pClient) throw std::runtime_error("no TCP client");
         // Sent before the connection stands, it leaves as soon as it does.
-        const wire::CDatagram validation = wire::CDatagram().U32(static_cast<uint32_t>(type)).U32(4).U32(kChannelID);
+        const wire::CWireWriter validation =
+            wire::CWireWriter().U32(static_cast<uint32_t>(type)).U32(4).U32(kChannelID);
         m_pClient->SendData(validation.Data(), validation.Length(), 1);
         if (!m_validated.WaitFor(kConnectMs)) throw std::runtime_error("the TCP sink did not answer");
     }

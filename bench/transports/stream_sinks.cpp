@@ -31,7 +31,7 @@ CStreamSinks::CStreamSinks(const CMediumRow& medium, uint16_t port, Listener whe
 }
 
 void CStreamSinks::Ask(const StreamSink& sink) const {
-    wire::CDatagram request(m_medium.kind, sink.sinkID == 0 ? m_medium.sink.connect : m_medium.sink.keepAlive);
+    wire::CWireWriter request(m_medium.kind, sink.sinkID == 0 ? m_medium.sink.connect : m_medium.sink.keepAlive);
     if (sink.sinkID != 0) {
         request.U32(sink.sinkID);
     } else {

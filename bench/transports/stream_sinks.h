@@ -3,7 +3,7 @@
 
 #include "bench/harness/driver.h"
 #include "bench/harness/sockets.h"
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 #include "link/media.h"
 
 #include <cstdint>

@@ -50,7 +50,7 @@ void CVideoSinkSession::TakeDatagram(char* data, int length) {
 }
 
 void CVideoSinkSession::SendSCTPData(char* packet, int length) {
-    const wire::CDatagram head = wire::CDatagram(media::kVideo.kind, media::kVideo.sink.frameAck).U32(m_ulSinkID);
+    const wire::CWireWriter head = wire::CWireWriter(media::kVideo.kind, media::kVideo.sink.frameAck).U32(m_ulSinkID);
     std::memcpy(packet - head.Length(), head.Data(), static_cast<size_t>(head.Length()));
     m_arena.Add(packet - head.Length(), static_cast<uint32_t>(length + head.Length()), kLoopback, m_usPort, 0);
 }

@@ -89,7 +89,7 @@ public:
     /// receiver stays as it is: note it there and release it on a thread of your own. Hold no lock that one of your
     /// callbacks takes.
     virtual void ReleaseConnections() = 0;
-    /// Whether to hear the stream; told to the far side at once. Frames under way may still arrive. True at first.
+    /// Whether to hear the stream; told to the far side at once. Frames in flight may still arrive. True at first.
     virtual void SetEnable(bool bEnable) = 0;
     virtual bool IsEnable() = 0;
     /// Poll it about once a second: it repeats connect requests and the wish to hear or not. True once nothing has come

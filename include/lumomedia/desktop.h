@@ -125,7 +125,7 @@ LUMO_API IDesktopSender* CreateDesktopSenderTCP(IDesktopSenderNotify& notify, un
 /// Subscribes over UDP with one request, which is not repeated, and stays subscribed as long as frames come at least
 /// every 180 s. The peer MCU is the publisher's server, the local MCU a nearer one that can relay from it (all 0:
 /// none); `bPeerMCUOnly` never uses the nearer one. What is written into the local channel goes upstream at once,
-/// whatever is still under way. Null without a local MCU or without a connected local channel of this ID.
+/// whatever is still in flight. Null without a local MCU or without a connected local channel of this ID.
 LUMO_API IDesktopReceiver* CreateDesktopReceiverUDP(IDesktopReceiverNotify& notify, unsigned long ulDesktopChannelID,
                                                     unsigned long ulPeerMCUIP0, unsigned long ulPeerMCUIP1,
                                                     unsigned long ulPeerMCUIP2, unsigned short usPeerMCUPort,
@@ -147,8 +147,8 @@ LUMO_API IDesktopReceiver* CreateDesktopReceiverP2P(IDesktopReceiverNotify& noti
                                                     unsigned long ulUserID);
 
 /// Subscribes over TCP, without a proxy, at the local MCU of that user's host: at the LAN address of a host behind this
-/// host's own address translator, else at its public address, at its LAN port, if that is its own or mapped. Otherwise
-/// it reports itself disconnected.
+/// host's own NAT, else at its public address, at its LAN port, if that is its own or mapped. Otherwise it reports
+/// itself disconnected.
 LUMO_API IDesktopReceiver* CreateDesktopReceiverP2PTCP(IDesktopReceiverNotify& notify, unsigned long ulDesktopChannelID,
                                                        unsigned long ulUserID);
 

@@ -145,8 +145,8 @@ LUMO_API IFileReceiver* CreateFileReceiverTCP(IFileReceiverNotify& notify, unsig
 LUMO_API IFileReceiver* CreateFileReceiverP2P(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
                                               unsigned long ulUserID);
 
-/// The same over TCP, without a proxy: to the LAN address of a host behind this host's own address translator, else to
-/// its public address, at its LAN port, if that is its own or mapped. Otherwise it reports itself disconnected.
+/// The same over TCP, without a proxy: to the LAN address of a host behind this host's own NAT, else to its public
+/// address, at its LAN port, if that is its own or mapped. Otherwise it reports itself disconnected.
 LUMO_API IFileReceiver* CreateFileReceiverP2PTCP(IFileReceiverNotify& notify, unsigned long ulFileChannelID,
                                                  unsigned long ulUserID);
 

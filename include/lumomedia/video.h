@@ -93,7 +93,7 @@ public:
     /// receiver stays as it is: note it there and release it on a thread of your own. Hold no lock that one of your
     /// callbacks takes.
     virtual void ReleaseConnections() = 0;
-    /// Whether to see the stream; told to the far side at once. Frames under way may still arrive. True at first.
+    /// Whether to see the stream; told to the far side at once. Frames in flight may still arrive. True at first.
     virtual void SetEnable(bool bEnable) = 0;
     virtual bool IsEnable() = 0;
     /// Poll it about once a second: it repeats connect requests and the wish to see or not. True once nothing has come
@@ -102,7 +102,7 @@ public:
     /// Asks the far side for a key frame. Over UDP a question that got lost is repeated only with the next one: ask
     /// about once a second until a key frame comes. Any thread.
     virtual void RequestKeyFrame() = 0;
-    /// Over UDP, how many packets the far side may have under way: a quarter more (true) or half (false), 16 to 160,
+    /// Over UDP, how many packets the far side may have in flight: a quarter more (true) or half (false), 16 to 160,
     /// 160 at first. Only its low five bits travel, so that 160 counts as 16. Does nothing over TCP. Any thread.
     virtual void AdjustWindowSize(bool bIncrease) = 0;
 

@@ -192,8 +192,8 @@ LUMO_API IWBSessionClient* CreateWBSessionClientTCP(
 LUMO_API IWBSessionClient* CreateWBSessionClientP2P(IWBSessionClientNotify& notify, unsigned long ulWBChannelID,
                                                     unsigned long ulUserID);
 
-/// The same over TCP, without a proxy: to the LAN address of a host behind this host's own address translator, else to
-/// its public address, at its LAN port, if that is its own or mapped. Otherwise it reports itself disconnected.
+/// The same over TCP, without a proxy: to the LAN address of a host behind this host's own NAT, else to its public
+/// address, at its LAN port, if that is its own or mapped. Otherwise it reports itself disconnected.
 LUMO_API IWBSessionClient* CreateWBSessionClientP2PTCP(IWBSessionClientNotify& notify, unsigned long ulWBChannelID,
                                                        unsigned long ulUserID);
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 /// Few threads and a short queue: when it is full the listener waits, and further connections stay with the kernel
-/// instead of costing descriptors that the streams need.
+/// instead of costing descriptors that the media need.
 class CHttpQueue : public httplib::TaskQueue {
 public:
     CHttpQueue(size_t threads, size_t room);

@@ -1,4 +1,4 @@
-// The pages over HTTP, off the threads that carry the streams.
+// The pages over HTTP, off the threads that carry the media.
 #pragma once
 
 #include "platform/lumobase/crit_sec.h"

@@ -9,7 +9,7 @@ CMetrics::CMetrics()
       m_relays(MakeGauges("lumo_relays", "Channels relayed from another server.")),
       m_sources(MakeGauges("lumo_sources", "Publishers.")),
       m_sinks(MakeGauges("lumo_sinks", "Subscribers.")),
-      m_unproved(MakeGauges("lumo_unproved", "UDP clients that have not answered yet.")),
+      m_unvalidated(MakeGauges("lumo_unproved", "UDP clients that have not answered yet.")),
       m_queuedFrames(MakeGauges("lumo_queued_frames", "Frames waiting for their receivers.")),
       m_queuedBytes(MakeGauges("lumo_queued_bytes", "Bytes of the frames waiting for their receivers.")),
       m_frames(MakeCounters("lumo_frames_total", "Frames from publishers (in), to subscribers (out), upstream (up).")),
@@ -58,7 +58,7 @@ void CMetrics::SetMedium(const CMediumStatus& medium) {
     Set(m_sources, with("transport", "tcp"), number(medium.sourcesTcp));
     Set(m_sinks, with("transport", "udp"), number(medium.sinksUdp));
     Set(m_sinks, with("transport", "tcp"), number(medium.sinksTcp));
-    Set(m_unproved, own, number(medium.unproved));
+    Set(m_unvalidated, own, number(medium.unvalidated));
     Set(m_queuedFrames, own, number(medium.queuedFrames));
     Set(m_queuedBytes, own, number(medium.queuedBytes));
     Raise(m_frames, with("direction", "in"), number(medium.traffic.framesIn));

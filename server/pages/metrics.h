@@ -39,7 +39,7 @@ private:
     Gauges& m_relays;
     Gauges& m_sources;
     Gauges& m_sinks;
-    Gauges& m_unproved;
+    Gauges& m_unvalidated;
     Gauges& m_queuedFrames;
     Gauges& m_queuedBytes;
     Counters& m_frames;

@@ -30,52 +30,55 @@ std::string Lost(const CLinkSums& link) {
     return Percent(link.packets == 0 ? 0 : std::min<uint64_t>(link.retransmitted * 1000 / link.packets, 1000));
 }
 
-std::string Peer(const CPeer& peer, bool tcp) { return EndpointText(peer.ip, peer.port) + (tcp ? " (tcp)" : " (udp)"); }
+std::string Address(const CEndpointAddress& address, bool tcp) {
+    return EndpointText(address.ip, address.port) + (tcp ? " (tcp)" : " (udp)");
+}
 
 std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "</td>"; }
 
-std::string Publisher(const CStreamStatus& stream) {
-    if (stream.home.ip != 0) return "relayed from " + EndpointText(stream.home.ip, stream.home.port);
-    if (!stream.hasSource) return "nobody at the moment";
-    return Peer(stream.source.peer, stream.source.tcp);
+std::string Publisher(const CChannelStatus& channel) {
+    if (channel.home.ip != 0) return "relayed from " + EndpointText(channel.home.ip, channel.home.port);
+    if (!channel.hasSource) return "nobody at the moment";
+    return Address(channel.source.address, channel.source.tcp);
 }
 
 std::string ListenerRow(const CListenerStatus& listener) {
-    std::string row = "<tr>" + Cell(Peer(listener.peer, listener.tcp)) + Cell(std::to_string(listener.queuedFrames));
+    std::string row =
+        "<tr>" + Cell(Address(listener.address, listener.tcp)) + Cell(std::to_string(listener.queuedFrames));
     if (listener.tcp) return row + Cell("-") + Cell("-") + "</tr>";
     return row + Cell(std::to_string(listener.roundTripMs) + " ms") + Cell(Lost(listener.link)) + "</tr>";
 }
 
-std::string ListenerTable(const CStreamStatus& stream) {
-    if (stream.listenerCount == 0) return "<p class=\"quiet\">Nobody listens.</p>";
+std::string ListenerTable(const CChannelStatus& channel) {
+    if (channel.listenerCount == 0) return "<p class=\"quiet\">Nobody listens.</p>";
     std::string html =
         "<table><thead><tr><th>listener</th><th>frames waiting</th><th>round trip</th><th>sent again</th></tr></thead>"
         "<tbody>";
-    for (const CListenerStatus& listener : stream.listeners) html += ListenerRow(listener);
+    for (const CListenerStatus& listener : channel.listeners) html += ListenerRow(listener);
     html += "</tbody></table>";
-    if (stream.listenerCount > stream.listeners.size())
+    if (channel.listenerCount > channel.listeners.size())
         html +=
-            "<p class=\"quiet\">and " + std::to_string(stream.listenerCount - stream.listeners.size()) + " more</p>";
+            "<p class=\"quiet\">and " + std::to_string(channel.listenerCount - channel.listeners.size()) + " more</p>";
     return html;
 }
 
-std::string Graphs(const CStreamStatus& stream) {
+std::string Graphs(const CChannelStatus& channel) {
     std::vector<uint32_t> rates;
     std::vector<uint32_t> losses;
-    for (const CRateSample& sample : stream.history) {
+    for (const CRateSample& sample : channel.history) {
         rates.push_back(sample.bytesPerSecond);
         losses.push_back(sample.lossPermille);
     }
     return "<div class=\"graphs\"><figure>" +
            GraphSvg(rates, CRateHistory::kBuckets, 1000, "rate", "rate over the last five minutes") + "<figcaption>" +
-           EscapeHtml(Rate(stream.bytesPerSecond)) + "</figcaption></figure><figure>" +
+           EscapeHtml(Rate(channel.bytesPerSecond)) + "</figcaption></figure><figure>" +
            GraphSvg(losses, CRateHistory::kBuckets, 50, "loss", "packets sent again over the last five minutes") +
-           "<figcaption>" + EscapeHtml(Percent(stream.lossPermille)) + " sent again</figcaption></figure></div>";
+           "<figcaption>" + EscapeHtml(Percent(channel.lossPermille)) + " sent again</figcaption></figure></div>";
 }
 
-std::string Stream(const CStreamStatus& stream) {
-    return "<section><h2>" + EscapeHtml(stream.medium) + " " + std::to_string(stream.channelID) +
-           "</h2><p>Publisher: " + EscapeHtml(Publisher(stream)) + "</p>" + Graphs(stream) + ListenerTable(stream) +
+std::string Channel(const CChannelStatus& channel) {
+    return "<section><h2>" + EscapeHtml(channel.medium) + " " + std::to_string(channel.channelID) +
+           "</h2><p>Publisher: " + EscapeHtml(Publisher(channel)) + "</p>" + Graphs(channel) + ListenerTable(channel) +
            "</section>";
 }
 
@@ -101,12 +104,12 @@ std::string StreamsPage(const CServerStatus& status) {
         "<link rel=\"stylesheet\" href=\"/page.css\"><script src=\"/page.js\" defer></script></head><body>"
         "<header><h1>lumo mcu</h1><p>" +
         EscapeHtml(EndpointText(status.listenIP, status.port)) + ", up " + Uptime(status.uptimeSeconds) + ", " +
-        std::to_string(status.streamCount) + " live streams, " + std::to_string(status.signalling.clients) +
+        std::to_string(status.channelCount) + " live streams, " + std::to_string(status.signalling.clients) +
         " signalling clients. <a href=\"/api/streams\">JSON</a> <a href=\"/metrics\">metrics</a></p>" +
         Memory(status.budgets) + "</header><main>";
-    if (status.streams.empty()) html += "<p class=\"quiet\">No streams at the moment.</p>";
-    for (const CStreamStatus& stream : status.streams) html += Stream(stream);
-    if (status.streamCount > status.streams.size())
-        html += "<p class=\"quiet\">The busiest " + std::to_string(status.streams.size()) + " are shown.</p>";
+    if (status.channels.empty()) html += "<p class=\"quiet\">No streams at the moment.</p>";
+    for (const CChannelStatus& channel : status.channels) html += Channel(channel);
+    if (status.channelCount > status.channels.size())
+        html += "<p class=\"quiet\">The busiest " + std::to_string(status.channels.size()) + " are shown.</p>";
     return html + "</main></body></html>\n";
 }

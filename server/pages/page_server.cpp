@@ -30,7 +30,7 @@ CPageServer::CPageServer(const PageLimits& limits) : m_limits(limits) {
 }
 
 bool CPageServer::process_and_close_socket(socket_t sock) {
-    fcntl(sock, F_SETFD, FD_CLOEXEC);  // whoever is started while a page is read must not hold the connection
+    fcntl(sock, F_SETFD, FD_CLOEXEC);  // a process started while a page is read must not inherit the connection
     bool answered = false;
     if (m_open.Add(sock)) {
         CPageStream stream(sock, m_limits);

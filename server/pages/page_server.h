@@ -8,13 +8,13 @@
 #include <httplib.h>
 #include <set>
 
-/// Connections under way, so that the end of the server can cut them off. Any thread.
+/// Open connections, so that the end of the server can cut them off. Any thread.
 class COpenConnections {
 public:
     /// False once they are cut.
     bool Add(int socket);
     void Remove(int socket);
-    /// Whoever waits for one of them finds it closed.
+    /// A thread that waits for one of them finds it closed.
     void CutAll();
 
 private:
@@ -23,8 +23,8 @@ private:
     std::set<int> m_sockets LUMO_GUARDED_BY(m_cs);
 };
 
-/// One request a connection, of bounded length and within a bounded time: who sends or reads a byte a second would hold
-/// a thread for ever otherwise.
+/// One request a connection, of bounded length and within a bounded time: a client that sends or reads a byte a second
+/// would otherwise hold a thread for ever.
 class CPageServer : public httplib::Server {
 public:
     explicit CPageServer(const PageLimits& limits = PageLimits());

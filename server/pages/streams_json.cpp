@@ -12,7 +12,7 @@ namespace {
 const char* Transport(bool tcp) { return tcp ? "tcp" : "udp"; }
 
 Json Listener(const CListenerStatus& listener) {
-    Json json{{"address", EndpointText(listener.peer.ip, listener.peer.port)},
+    Json json{{"address", EndpointText(listener.address.ip, listener.address.port)},
               {"transport", Transport(listener.tcp)},
               {"queued_frames", listener.queuedFrames}};
     if (listener.tcp) return json;
@@ -23,11 +23,11 @@ Json Listener(const CListenerStatus& listener) {
     return json;
 }
 
-Json Source(const CStreamStatus& stream) {
-    if (!stream.hasSource) return nullptr;
-    return {{"address", EndpointText(stream.source.peer.ip, stream.source.peer.port)},
-            {"transport", Transport(stream.source.tcp)},
-            {"queued_frames", stream.source.queuedFrames}};
+Json Source(const CChannelStatus& channel) {
+    if (!channel.hasSource) return nullptr;
+    return {{"address", EndpointText(channel.source.address.ip, channel.source.address.port)},
+            {"transport", Transport(channel.source.tcp)},
+            {"queued_frames", channel.source.queuedFrames}};
 }
 
 Json Traffic(const CTraffic& traffic) {
@@ -36,18 +36,19 @@ Json Traffic(const CTraffic& traffic) {
             {"dropped_up", traffic.dropped}};
 }
 
-Json Stream(const CStreamStatus& stream) {
-    Json json{{"medium", stream.medium}, {"channel", stream.channelID}, {"publisher", Source(stream)}};
-    json["relayed_from"] = stream.home.ip == 0 ? Json(nullptr) : Json(EndpointText(stream.home.ip, stream.home.port));
-    json["listener_count"] = stream.listenerCount;
+Json Channel(const CChannelStatus& channel) {
+    Json json{{"medium", channel.medium}, {"channel", channel.channelID}, {"publisher", Source(channel)}};
+    json["relayed_from"] =
+        channel.home.ip == 0 ? Json(nullptr) : Json(EndpointText(channel.home.ip, channel.home.port));
+    json["listener_count"] = channel.listenerCount;
     json["listeners"] = Json::array();
-    for (const CListenerStatus& listener : stream.listeners) json["listeners"].push_back(Listener(listener));
-    json["traffic"] = Traffic(stream.traffic);
-    json["bytes_per_second"] = stream.bytesPerSecond;
-    json["loss_permille"] = stream.lossPermille;
+    for (const CListenerStatus& listener : channel.listeners) json["listeners"].push_back(Listener(listener));
+    json["traffic"] = Traffic(channel.traffic);
+    json["bytes_per_second"] = channel.bytesPerSecond;
+    json["loss_permille"] = channel.lossPermille;
     Json rates = Json::array();
     Json losses = Json::array();
-    for (const CRateSample& sample : stream.history) {
+    for (const CRateSample& sample : channel.history) {
         rates.push_back(sample.bytesPerSecond);
         losses.push_back(sample.lossPermille);
     }
@@ -60,7 +61,7 @@ Json Stream(const CStreamStatus& stream) {
 std::string StreamsJson(const CServerStatus& status) {
     Json json{{"uptime_seconds", status.uptimeSeconds},
               {"listen", EndpointText(status.listenIP, status.port)},
-              {"stream_count", status.streamCount},
+              {"stream_count", status.channelCount},
               {"signalling",
                {{"clients", status.signalling.clients},
                 {"forwarded", status.signalling.forwarded},
@@ -69,6 +70,6 @@ std::string StreamsJson(const CServerStatus& status) {
         json["memory"][budget.budget] = {
             {"bytes", budget.bytes}, {"limit", budget.limit}, {"gave_way", budget.gaveWay}};
     json["streams"] = Json::array();
-    for (const CStreamStatus& stream : status.streams) json["streams"].push_back(Stream(stream));
+    for (const CChannelStatus& channel : status.channels) json["streams"].push_back(Channel(channel));
     return json.dump() + "\n";
 }

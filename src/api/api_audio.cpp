@@ -1,10 +1,7 @@
 // The factories of the audio medium. No exception crosses them.
-#include "api/stream_factory.h"
-#include "audio/audio_receiver_p2p.h"
-#include "audio/audio_receiver_tcp.h"
-#include "audio/audio_receiver_udp.h"
-#include "audio/audio_sender_tcp.h"
-#include "audio/audio_sender_udp.h"
+#include "api/factory.h"
+#include "audio/audio_receiver.h"
+#include "audio/audio_sender.h"
 #include "audio/local_mcu_audio.h"
 #include "lumomedia/audio.h"
 

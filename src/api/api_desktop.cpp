@@ -1,7 +1,6 @@
 // The factories of the desktop medium. No exception crosses them.
 #include "api/factory.h"
-#include "desktop/desktop_receiver_p2p.h"
-#include "desktop/desktop_receiver_udp.h"
+#include "desktop/desktop_receiver.h"
 #include "desktop/desktop_sender.h"
 
 namespace {

@@ -1,11 +1,7 @@
 // The factories of the file medium. No exception crosses them.
 #include "api/factory.h"
-#include "file/file_receiver_p2p.h"
-#include "file/file_receiver_p2p_tcp.h"
-#include "file/file_receiver_tcp.h"
-#include "file/file_receiver_udp.h"
-#include "file/file_sender_tcp.h"
-#include "file/file_sender_udp.h"
+#include "file/file_receiver.h"
+#include "file/file_sender.h"
 #include "file/local_mcu_file.h"
 #include "lumomedia/file.h"
 

@@ -1,6 +1,6 @@
 #include "core/session_statistics.h"
 #include "link/callback.h"
-#include "link/link_registry.h"
+#include "link/process/link_registry.h"
 #include "lumomedia/local_mcu.h"
 #include "lumomedia/statistics.h"
 #include "mcu/local_mcu_manager.h"

@@ -1,7 +1,7 @@
 // The factories of the peer-to-peer manager and of the signalling client, and what is known of a peer. No exception
 // crosses them.
 #include "api/factory.h"
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "lumomedia/p2p.h"
 #include "p2p/mtp2p.h"
 #include "p2p/peer_subscription.h"

@@ -1,12 +1,9 @@
 // The factories of the video medium. No exception crosses them.
-#include "api/stream_factory.h"
+#include "api/factory.h"
 #include "lumomedia/video.h"
 #include "video/local_mcu_video.h"
-#include "video/video_receiver_p2p.h"
-#include "video/video_receiver_tcp.h"
-#include "video/video_receiver_udp.h"
-#include "video/video_sender_tcp.h"
-#include "video/video_sender_udp.h"
+#include "video/video_receiver.h"
+#include "video/video_sender.h"
 
 IVideoSender* CreateVideoSenderUDP(IVideoSenderNotify& notify, unsigned long ulVideoChannelID, unsigned long ulMCUIP0,
                                    unsigned long ulMCUIP1, unsigned long ulMCUIP2, unsigned short usMCUPort) {

@@ -2,10 +2,8 @@
 #include "api/factory.h"
 #include "lumomedia/whiteboard.h"
 #include "whiteboard/local_mcu_wb.h"
-#include "whiteboard/wb_session_client_p2p.h"
-#include "whiteboard/wb_session_client_p2p_tcp.h"
-#include "whiteboard/wb_session_client_tcp.h"
-#include "whiteboard/wb_session_client_udp.h"
+#include "whiteboard/wb_client_tcp.h"
+#include "whiteboard/wb_client_udp.h"
 
 IWBSessionClient* CreateWBSessionClientUDP(IWBSessionClientNotify& notify, unsigned long ulWBChannelID,
                                            unsigned long ulPeerMCUIP0, unsigned long ulPeerMCUIP1,

@@ -3,7 +3,7 @@
 #include "audio/audio_sink.h"
 #include "audio/local_mcu_audio.h"
 #include "link/callback.h"
-#include "link/stream_channel.h"
+#include "link/stream/stream_channel.h"
 #include "lumomedia/audio.h"
 
 CAudioChannel::CAudioChannel(unsigned long ulAudioChannelID)

@@ -1,7 +1,7 @@
 // The inside of an audio channel, for the audio classes and the relay server.
 #pragma once
 
-#include "link/stream_channel.h"
+#include "link/stream/stream_channel.h"
 #include "lumomedia/audio.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 // The audio medium's own numbers.
 #pragma once
 
-#include "link/limits.h"
+#include "link/bounds/limits.h"
 
 namespace audio {
 

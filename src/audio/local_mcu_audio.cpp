@@ -1,8 +1,7 @@
 #include "audio/local_mcu_audio.h"
 
-#include "audio/audio_sender_tcp.h"
-#include "audio/audio_sender_udp.h"
-#include "audio/audio_sink_udp.h"
+#include "audio/audio_sender.h"
+#include "audio/audio_sink.h"
 
 namespace {
 

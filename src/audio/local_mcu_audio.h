@@ -5,7 +5,7 @@
 #include "audio/audio_receiver.h"
 #include "audio/audio_sink.h"
 #include "audio/audio_thinning.h"
-#include "link/stream_mcu.h"
+#include "link/stream/stream_mcu.h"
 
 class CAudioSender;
 class CAudioSenderUDP;

@@ -20,7 +20,7 @@ bool CHeldPackets::Insert(CSCTPPacket& packet) {
     const auto length = static_cast<size_t>(packet.GetPacketDataLen());
     if (Size() >= session::kMaxHeldPackets || m_nBytes + length > session::kMaxHeldBytes) return false;
     m_account.Enter(m_ulStranger);
-    if (!m_account.TakeWithinShare(length)) return false;
+    if (!m_account.TakeWithinQuota(length)) return false;
     CUndo undo([this, length] { m_account.Return(length); });
     std::unique_ptr<CSCTPPacket> copy(new (std::nothrow) CSCTPPacket(&packet));
     if (!copy || !copy->GetPacketData()) return false;

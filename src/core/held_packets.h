@@ -17,7 +17,7 @@ public:
     CHeldPackets(const CHeldPackets&) = delete;
     CHeldPackets& operator=(const CHeldPackets&) = delete;
 
-    /// Of a far side that came by itself: what is held counts as its address's share. Before anything is held.
+    /// For a far side that came by itself: what is held counts towards its address's quota. Before anything is held.
     void SetStranger(uint32_t ip) { m_ulStranger = ip; }
     size_t Size() const { return m_held.size() - m_nFirst; }
     bool Contains(uint16_t sequence) const;

@@ -58,7 +58,7 @@ bool CReassembly::AppendInUse(CSCTPPacket& packet) {
         return false;
     }
     if (!Reserve(m_nLength + length)) return false;
-    if (packet.GetBegin() && m_nLength != 0) return false;  // the frame under way goes on with what follows
+    if (packet.GetBegin() && m_nLength != 0) return false;  // the frame being reassembled goes on with what follows
     std::memcpy(m_pBuffer.get() + m_nLength, packet.GetPacketData() + session::kHeaderLen, static_cast<size_t>(length));
     m_nLength += length;
     m_nMoved.store(BytesMoved() + static_cast<uint64_t>(length), std::memory_order_relaxed);
@@ -133,7 +133,7 @@ void CReassembly::Begin() {
     m_bBegun = true;
 }
 
-// Whoever comes last of the two, the owner that lets go and the worker that asks, finds the other's mark.
+// Of the owner that lets go and the worker that asks, the later one finds the other's mark.
 void CReassembly::Finish() {
     m_bBegun = false;
     m_bInUse.store(false);

@@ -69,7 +69,7 @@ private:
     bool m_bBegun = false;  // the owner's: it has the buffer
     uint32_t m_ulStranger = 0;
     std::atomic<bool> m_bLostFrame{false};
-    std::atomic<bool> m_bInUse{false};     // whoever sets it has all of the above
+    std::atomic<bool> m_bInUse{false};     // the thread that sets it owns all of the above
     std::atomic<bool> m_bMustGive{false};  // the owner shall throw its frame away when it lets go
     std::atomic<uint64_t> m_nMoved{0};
     CBudgetAccount m_account{ReceiveBudget(), *this};

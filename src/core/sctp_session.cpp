@@ -65,7 +65,7 @@ void CSCTPSession::SendOpening() {
 
 bool CSCTPSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed)); }
 
-// In this order: a packet counts as under way before its frame stops counting as uncut.
+// In this order: a packet counts as in flight before its frame stops counting as uncut.
 bool CSCTPSession::IsSendIdle() { return m_nUncut.load() == 0 && IsWindowEmpty(); }
 
 bool CSCTPSession::CanAdmit() { return HasUncut() && HasRoom(); }

@@ -46,7 +46,7 @@ void CSCTPSessionSender::ResetSender() {
 void CSCTPSessionSender::ClearSender() {
     CAutoLock lock(&m_csWindow);
     m_window.Clear();
-    m_nUnderWay.store(0, std::memory_order_release);
+    m_nInFlight.store(0, std::memory_order_release);
 }
 
 void CSCTPSessionSender::SetWindow(unsigned char advertised) {
@@ -116,12 +116,12 @@ bool CSCTPSessionSender::SendDue(uint32_t first, uint32_t quiet, uint32_t now) {
 
 void CSCTPSessionSender::Remove(uint32_t index) {
     m_window.Remove(index);
-    m_nUnderWay.store(m_window.Size(), std::memory_order_release);
+    m_nInFlight.store(m_window.Size(), std::memory_order_release);
 }
 
 CSCTPPacket* CSCTPSessionSender::PreparePacket(int payloadLength) {
     CSCTPPacket* packet = m_window.Prepare(payloadLength);
-    if (packet) m_nUnderWay.store(m_window.Size() + 1, std::memory_order_release);
+    if (packet) m_nInFlight.store(m_window.Size() + 1, std::memory_order_release);
     return packet;
 }
 

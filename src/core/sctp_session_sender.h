@@ -1,4 +1,4 @@
-// The sending half of the reliable session: numbers packets, keeps a window of them under way, repeats them on a timer.
+// The sending half of the reliable session: numbers packets, keeps a window of them in flight, repeats them on a timer.
 #pragma once
 
 #include "core/lock_ranks.h"
@@ -32,17 +32,17 @@ public:
     void ResetSender();
     /// Deletes every packet of the window.
     void ClearSender();
-    /// Nothing under way: one atomic load.
-    bool IsWindowEmpty() const { return m_nUnderWay.load(std::memory_order_acquire) == 0; }
+    /// Whether nothing is in flight: one atomic load.
+    bool IsWindowEmpty() const { return m_nInFlight.load(std::memory_order_acquire) == 0; }
     bool HasRoom() const {
-        return m_nUnderWay.load(std::memory_order_acquire) < m_ulWindowSize.load(std::memory_order_relaxed);
+        return m_nInFlight.load(std::memory_order_acquire) < m_ulWindowSize.load(std::memory_order_relaxed);
     }
 
     /// Payload sent, repetitions not counted. Any thread.
     uint64_t BytesFirstSent() const { return m_nBytesFirstSent.Get(); }
 
 protected:
-    /// Whether packets under way may have been due still when the last OnAckAndSendWindow had sent its share.
+    /// Whether packets in flight may still have been due when the last OnAckAndSendWindow had sent all it may.
     bool IsMoreDue() const { return m_bMoreDue.load(std::memory_order_relaxed); }
     /// An empty packet for GetNextSendPacket to fill and return; null without memory.
     CSCTPPacket* PreparePacket(int payloadLength) LUMO_REQUIRES(m_csWindow);
@@ -62,13 +62,13 @@ private:
 
     CSendWindow m_window LUMO_GUARDED_BY(m_csWindow);
     uint16_t m_usNextSequence LUMO_GUARDED_BY(m_csWindow) = 0;
-    // Since the last walk nothing that was under way is due for this long, so that most passes look at one packet only.
+    // Since the last walk nothing that was in flight is due for this long, so that most passes look at one packet only.
     uint32_t m_ulLastWalk LUMO_GUARDED_BY(m_csWindow) = 0;
     uint32_t m_ulQuiet LUMO_GUARDED_BY(m_csWindow) = 0;
 
     std::atomic<uint32_t> m_ulWindowSize{session::kInitialWindow};
     std::atomic<bool> m_bMoreDue{false};
-    std::atomic<uint32_t> m_nUnderWay{0};          // counts a packet from before it leaves the queue
+    std::atomic<uint32_t> m_nInFlight{0};          // counts a packet from before it leaves the queue
     std::atomic<uint32_t> m_ulRoundTripScaled{0};  // eight times the estimate
 
     // Written under the window lock.

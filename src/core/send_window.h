@@ -1,4 +1,4 @@
-// The packets that are under way, oldest first.
+// The packets in flight, oldest first.
 #pragma once
 
 #include "core/session_constants.h"

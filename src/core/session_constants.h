@@ -9,7 +9,7 @@ namespace session {
 // Protocol.
 inline constexpr int kHeaderLen = 12;            // bytes before the payload of every packet
 inline constexpr uint32_t kPayloadLen = 1040;    // most frame bytes of a data packet
-inline constexpr uint32_t kInitialWindow = 160;  // packets under way before the first acknowledgement
+inline constexpr uint32_t kInitialWindow = 160;  // packets in flight before the first acknowledgement
 inline constexpr uint32_t kMinWindow = 16;       // an acknowledged window is clamped to these two
 inline constexpr uint32_t kMaxWindow = 160;
 inline constexpr int kMaxSendsPerPass = 4;
@@ -24,7 +24,7 @@ inline constexpr int kEnvelopeRoom = 16;           // writable bytes before ever
 inline constexpr int kReassemblyCapacity = 65535;
 inline constexpr int kReassemblySpare = 64;
 inline constexpr int kMaxFrameLen = 64 * 1024 * 1024;  // a larger frame is refused, and not collected
-inline constexpr uint32_t kMaxHeldPackets = 1024;      // out of order; an honest sender has at most 160 under way
+inline constexpr uint32_t kMaxHeldPackets = 1024;      // out of order; an honest sender has at most 160 in flight
 inline constexpr size_t kMaxHeldBytes = kMaxHeldPackets * (kHeaderLen + kPayloadLen);  // the same, when they are long
 
 static_assert(kMaxHeldPackets >= kMaxWindow, "an honest sender's window must fit");

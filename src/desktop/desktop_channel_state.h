@@ -1,7 +1,7 @@
 // The inside of a desktop channel, for the desktop classes and the relay server.
 #pragma once
 
-#include "link/share_channel.h"
+#include "link/share/share_channel.h"
 #include "lumomedia/desktop.h"
 
 struct CDesktopChannelState final : CShareChannelOf<CDesktopChannel, &CDesktopChannel::OnDesktopSinkData> {

@@ -3,8 +3,8 @@
 
 #include "desktop/desktop_sink.h"
 #include "desktop/local_mcu_desktop.h"
-#include "link/share_sender_tcp.h"
-#include "link/share_sender_udp.h"
+#include "link/share/share_sender_tcp.h"
+#include "link/share/share_sender_udp.h"
 
 class CDesktopSender : public CShareSenderOf<CDesktopSink, IDesktopSender, IDesktopSenderNotify> {
 public:

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "link/media.h"
-#include "link/share_sink_tcp.h"
-#include "link/share_sink_udp.h"
+#include "link/share/share_sink_tcp.h"
+#include "link/share/share_sink_udp.h"
 
 class CDesktopSink : public CShareSink {
 public:

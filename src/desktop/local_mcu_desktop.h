@@ -2,7 +2,7 @@
 #pragma once
 
 #include "desktop/desktop_channel_state.h"
-#include "link/share_mcu.h"
+#include "link/share/share_mcu.h"
 
 class CDesktopSink;
 

@@ -1,7 +1,7 @@
 // The inside of a file channel, for the file classes and the relay server.
 #pragma once
 
-#include "link/share_channel.h"
+#include "link/share/share_channel.h"
 #include "lumomedia/file.h"
 
 struct CFileChannelState final : CShareChannelOf<CFileChannel, &CFileChannel::OnFileSinkData> {

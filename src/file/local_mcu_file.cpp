@@ -1,13 +1,8 @@
 #include "file/local_mcu_file.h"
 
-#include "file/file_receiver_p2p.h"
-#include "file/file_receiver_p2p_tcp.h"
-#include "file/file_receiver_tcp.h"
-#include "file/file_receiver_udp.h"
-#include "file/file_sender_tcp.h"
-#include "file/file_sender_udp.h"
-#include "file/file_sink_tcp.h"
-#include "file/file_sink_udp.h"
+#include "file/file_receiver.h"
+#include "file/file_sender.h"
+#include "file/file_sink.h"
 #include "platform/lumobase/app_log.h"
 
 CLocalMCUFile::CLocalMCUFile() : CShareMcu(media::kFile, ShareSinkMakers<CFileSinkUDP, CFileSinkTCP>()) {

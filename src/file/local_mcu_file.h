@@ -2,7 +2,7 @@
 #pragma once
 
 #include "file/file_channel_state.h"
-#include "link/share_mcu.h"
+#include "link/share/share_mcu.h"
 
 class CFileReceiver;
 class CFileSink;

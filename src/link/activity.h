@@ -20,8 +20,8 @@ public:
     uint32_t Last() const { return m_ulLast.load(std::memory_order_relaxed); }
 
     /// Whether nothing has come for more than `limit` ms. A stored time later than now (the clock went back or wrapped)
-    /// starts the silence anew.
-    bool SilentFor(uint32_t limit) {
+    /// counts as a sign of life that came just now.
+    bool SilentFor(uint32_t limit) const {
         const uint32_t now = Now();
         uint32_t last = Last();
         if (last <= now) return ElapsedMs(now, last) > limit;
@@ -32,7 +32,7 @@ public:
     static uint32_t Now() { return static_cast<uint32_t>(Lumo_Base::GetTimestamp()); }
 
 private:
-    std::atomic<uint32_t> m_ulLast;
+    mutable std::atomic<uint32_t> m_ulLast;
     std::atomic<uint64_t> m_nSigns{0};
 };
 

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-/// Marks the thread as being inside a callback of the application. What a slow one sends is stamped with the time of
-/// then, not with that of the burst around it.
+/// Marks the thread as being inside a callback of the application. What a slow callback sends is stamped with the time
+/// of sending, not with the time of the burst around it.
 class CCallbackScope {
 public:
     CCallbackScope();

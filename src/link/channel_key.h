@@ -3,8 +3,9 @@
 
 #include <cstdint>
 
-/// A channel of this host has its number as its key. One that a relay server fetches from another has a number of the
-/// server's own in the upper half, so that it is neither this host's nor that of a third.
+/// A channel of this host has its number as its key. A channel that a relay server fetches from another server has a
+/// number of the relay's own in the upper half, which tells it from the relay's own channels and from those of a third
+/// server.
 using ChannelKey = uint64_t;
 
 constexpr ChannelKey MakeChannelKey(uint32_t legID, uint32_t channelID) {

@@ -33,7 +33,7 @@ struct CMcuAddress {
     }
 };
 
-/// The address of a far side, learnt on the UDP thread and read by whoever sends.
+/// The address of a far side, learnt on the UDP thread and read by the threads that send.
 class CRemoteAddress {
 public:
     void Set(uint32_t ip, uint16_t port) {

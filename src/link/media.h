@@ -24,10 +24,10 @@ struct CSinkRow {
     int goodbyes = 3;
     int goodbyesToPeer = 3;
 
-    uint32_t peerOnlyTimeout = 0;     ///< to connect, when only the publisher's server may be asked
-    uint32_t connectTimeout = 30000;  ///< to connect to a server otherwise
-    uint32_t p2pTimeout = 0;          ///< to connect to a peer, once a path was found or not
-    uint32_t p2pFailedTimeout = 0;    ///< the same when none was found, where it differs
+    uint32_t publishersOnlyTimeout = 0;  ///< to connect, when only the publisher's server may be asked
+    uint32_t connectTimeout = 30000;     ///< to connect to a server otherwise
+    uint32_t p2pTimeout = 0;             ///< to connect to a peer, once a path was found or not
+    uint32_t p2pFailedTimeout = 0;       ///< the same when none was found, where it differs
 };
 
 /// A publisher, and the source that stands for it at a server, over UDP.
@@ -55,7 +55,7 @@ struct CMediumRow {
     wire::Kind kind;
     const char* name;  ///< as pages, metrics and log lines show it
     bool session;      ///< frames travel in the reliable session, else each in a datagram
-    bool board;        ///< nobody publishes: a channel is made for whoever asks for it first
+    bool board;        ///< no publisher: a channel is made for the first client that asks
     bool asksOnce;     ///< subscribers over UDP send their connect request once, and no keep-alives
     CSinkRow sink;
     CSourceRow source;
@@ -88,7 +88,7 @@ inline constexpr CMediumRow kAudio{.kind = wire::Kind::Audio,
                                             .namesUser = true,
                                             .keepAlives = 2,
                                             .keepAliveAcks = 1,
-                                            .peerOnlyTimeout = 30000,
+                                            .publishersOnlyTimeout = 30000,
                                             .p2pTimeout = 4000},
                                    .source = {.connect = wire::UDP_AUDIO_SOURCE_CONNECT,
                                               .connectAck = wire::UDP_AUDIO_SOURCE_CONNECT_ACK,
@@ -123,7 +123,7 @@ inline constexpr CMediumRow kVideo{.kind = wire::Kind::Video,
                                             .namesUser = true,
                                             .keepAlives = 2,
                                             .keepAliveAcks = 1,
-                                            .peerOnlyTimeout = 30000,
+                                            .publishersOnlyTimeout = 30000,
                                             .p2pTimeout = 4000},
                                    .source = {.connect = wire::UDP_VIDEO_SOURCE_CONNECT,
                                               .connectAck = wire::UDP_VIDEO_SOURCE_CONNECT_ACK,
@@ -158,7 +158,7 @@ inline constexpr CMediumRow kWhiteboard{
              .keepAliveAcks = 1,
              .keepAliveEvery = 22,
              .keepAliveWhenIdle = true,
-             .peerOnlyTimeout = 4000,
+             .publishersOnlyTimeout = 4000,
              .p2pTimeout = 30000,
              .p2pFailedTimeout = 4000},
     .source = {},
@@ -178,7 +178,7 @@ inline constexpr CMediumRow kDesktop{
              .frameAck = wire::UDP_DESKTOP_SINK_FRAME_ACK,
              .disconnect = wire::UDP_DESKTOP_SINK_DISCONNECT,
              .goodbyesToPeer = 2,
-             .peerOnlyTimeout = 4000,
+             .publishersOnlyTimeout = 4000,
              .p2pTimeout = 2000},
     .source = {.connect = wire::UDP_DESKTOP_SOURCE_CONNECT,
                .connectAck = wire::UDP_DESKTOP_SOURCE_CONNECT_ACK,
@@ -205,7 +205,7 @@ inline constexpr CMediumRow kFile{
              .frameAck = wire::UDP_FILE_SINK_FRAME_ACK,
              .disconnect = wire::UDP_FILE_SINK_DISCONNECT,
              .namesPort = false,
-             .peerOnlyTimeout = 4000,
+             .publishersOnlyTimeout = 4000,
              .p2pTimeout = 2000},
     .source = {.connect = wire::UDP_FILE_SOURCE_CONNECT,
                .connectAck = wire::UDP_FILE_SOURCE_CONNECT_ACK,

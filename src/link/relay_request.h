@@ -1,7 +1,7 @@
 // Which server a subscriber asks, and what it says of where the channel is at home.
 #pragma once
 
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 #include "link/mcu_address.h"
 #include "link/media.h"
 
@@ -23,7 +23,7 @@ public:
     /// Whom to ask.
     const CMcuAddress& Server() const { return Relays() ? m_near : m_publishers; }
     /// The fields behind the channel ID: the publisher's server, or zeros where nothing is to be relayed, and the user.
-    void Append(wire::CDatagram& request, const CSinkRow& row, uint32_t userID = 0) const {
+    void Append(wire::CWireWriter& request, const CSinkRow& row, uint32_t userID = 0) const {
         const bool relays = Relays();
         for (const uint32_t ip : m_publishers.ips) request.U32(relays ? ip : 0);
         if (row.namesPort) request.U16(relays ? m_publishers.port : uint16_t{0});

@@ -2,8 +2,8 @@
 
 #include "link/activity.h"
 #include "link/callback.h"
-#include "link/mcu_services.h"
-#include "link/work_signal.h"
+#include "link/process/mcu_services.h"
+#include "link/process/work_signal.h"
 #include "mcu/manager_use.h"
 #include "p2p/mtp2p.h"
 #include "p2p/p2p_packets.h"
@@ -140,7 +140,7 @@ bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned 
                                                  int length) {
     const auto service = static_cast<uint32_t>(type);
     IServerHooks* hooks = GetServerHooks();
-    if (hooks && !hooks->MayServeTcp(session, service, data, length)) return false;
+    if (hooks && !hooks->AdmitTcp(session, service, data, length)) return false;
     bool kept = false;
     if (service == static_cast<uint32_t>(wire::TcpType::DesktopReceiver))
         kept = m_localMCUDesktop.OnTcpServerNotifyValidate(session, type, data, length);
@@ -190,7 +190,7 @@ void CLocalMCUManager::OnOtherDatagram(Kind kind, const char* body, int length, 
     if (kind == Kind::Stun) return peers->OnSTUNReply(body, length, ip, port);
     if (length != p2p::kProbeBody || (kind != Kind::P2P && kind != Kind::P2PAck)) return;
     if (kind == Kind::P2P) {
-        const wire::CDatagram answer = p2p::Probe(Kind::P2PAck, peers->LocalUserID());
+        const wire::CWireWriter answer = p2p::Probe(Kind::P2PAck, peers->LocalUserID());
         for (int i = 0; i < p2p::kRepeats; ++i) SendUdpData(answer.Data(), answer.Length(), ip, port);
     }
     peers->OnP2PConnected(p2p::ProbeUser(body), ip, port);

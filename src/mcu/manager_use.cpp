@@ -1,6 +1,6 @@
 #include "mcu/manager_use.h"
 
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "platform/lumobase/thread.h"
 
 #include <atomic>

@@ -3,9 +3,9 @@
 
 #include "mcu/local_mcu_manager.h"
 
-/// One use. Whoever takes the manager or the endpoint away first withdraws the pointer and then waits for the uses that
-/// may have seen it. A use is counted before it reads, and withdrawn pointers are not counted, so that the wait ends
-/// whatever other threads do. Holds no lock; never across a callback.
+/// One use. The thread that takes the manager or the endpoint away first withdraws the pointer and then waits for the
+/// uses that may have seen it. A use is counted before it reads, and withdrawn pointers are not counted, so that the
+/// wait ends whatever other threads do. Holds no lock; never across a callback.
 class CManagerUse {
 public:
     CManagerUse();

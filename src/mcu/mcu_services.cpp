@@ -1,8 +1,8 @@
 // What link/ declares of the manager.
-#include "link/mcu_services.h"
+#include "link/process/mcu_services.h"
 
 #include "core/session_constants.h"
-#include "link/limits.h"
+#include "link/bounds/limits.h"
 #include "mcu/manager_use.h"
 #include "p2p/mtp2p.h"
 
@@ -14,12 +14,12 @@ void SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
     if (CLocalMCUManager* manager = use.Manager()) manager->SendUdpData(data, length, ip, port);
 }
 
-void SendPlainFrame(wire::CDatagram head, const void* data, int length, const CRemoteAddress& to) {
+void SendPlainFrame(wire::CWireWriter head, const void* data, int length, const CRemoteAddress& to) {
     if (length < 0 || length > limits::kMaxPlainDatagram - head.Length()) return;
     SendDatagram(head.Bytes(data, length), to);
 }
 
-void SendInEnvelope(const wire::CDatagram& envelope, char* packet, int length, const CRemoteAddress& to) {
+void SendInEnvelope(const wire::CWireWriter& envelope, char* packet, int length, const CRemoteAddress& to) {
     const int room = envelope.Length();
     assert(room <= session::kEnvelopeRoom);
     std::memcpy(packet - room, envelope.Data(), static_cast<size_t>(room));

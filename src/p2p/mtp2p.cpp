@@ -1,10 +1,10 @@
 #include "p2p/mtp2p.h"
 
 #include "core/wire/commands.h"
+#include "link/bounds/limits.h"
 #include "link/callback.h"
-#include "link/instances.h"
-#include "link/limits.h"
-#include "link/mcu_services.h"
+#include "link/process/instances.h"
+#include "link/process/mcu_services.h"
 #include "p2p/p2p_packets.h"
 #include "platform/lumobase/app_log.h"
 #include "platform/lumonet/lumonet.h"
@@ -116,7 +116,7 @@ void CMTP2P::SendUdpP2P(uint32_t userID) {
         peer->m_byState.compare_exchange_strong(negotiating, CMTP2PIP::kFailed, std::memory_order_relaxed);
         return;
     }
-    const wire::CDatagram probe = p2p::Probe(wire::Kind::P2P, LocalUserID());
+    const wire::CWireWriter probe = p2p::Probe(wire::Kind::P2P, LocalUserID());
     ForEachUdpAddress(*peer, [&probe](uint32_t ip, uint16_t port) {
         for (int i = 0; i < p2p::kRepeats; ++i) SendDatagram(probe, ip, port);
     });
@@ -159,7 +159,7 @@ void CMTP2P::SetSunServer(unsigned long ulIP, unsigned short usPort) {
 
 void CMTP2P::SendSTUNRequest() {
     if (!m_bSTUNPending.load(std::memory_order_acquire)) return;
-    const wire::CDatagram request = wire::CDatagram().U8(static_cast<uint8_t>(wire::Kind::Stun));
+    const wire::CWireWriter request = wire::CWireWriter().U8(static_cast<uint8_t>(wire::Kind::Stun));
     SendDatagram(request, m_sunServer);
 }
 

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-/// Shared by the peer map and whoever works with it: an entry that was replaced lives on, unseen by newcomers.
+/// Shared by the peer map and the threads that work with it: a replaced entry lives on for those that hold it.
 struct CMTP2PIP {
     static constexpr uint8_t kNegotiating = 0;
     static constexpr uint8_t kConnected = 1;  // a probe or its answer has come from this peer

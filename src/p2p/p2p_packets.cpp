@@ -22,10 +22,10 @@ P2PItem GetItem(const CCmdPacket& cmd) {
     return item;
 }
 
-wire::CDatagram Probe(wire::Kind kind, uint32_t userID) {
+wire::CWireWriter Probe(wire::Kind kind, uint32_t userID) {
     char user[kProbeBody];
     Lumo_Base::PutLittleEndian(user, userID);
-    return wire::CDatagram().U8(static_cast<uint8_t>(kind)).Bytes(user, kProbeBody);
+    return wire::CWireWriter().U8(static_cast<uint8_t>(kind)).Bytes(user, kProbeBody);
 }
 
 uint32_t ProbeUser(const char* body) { return Lumo_Base::LittleEndian(body, kProbeBody); }

@@ -1,7 +1,7 @@
 // The names and attributes of the peer-to-peer command packets, and the probes.
 #pragma once
 
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 #include "lumomedia/p2p.h"
 
 #include <cstdint>
@@ -25,7 +25,7 @@ void PutItem(CCmdPacket& cmd, const P2PItem& item);
 P2PItem GetItem(const CCmdPacket& cmd);
 
 /// A probe or its answer. The user ID is the one little-endian value of the wire.
-wire::CDatagram Probe(wire::Kind kind, uint32_t userID);
+wire::CWireWriter Probe(wire::Kind kind, uint32_t userID);
 /// The user ID of a probe's body of kProbeBody bytes.
 uint32_t ProbeUser(const char* body);
 

@@ -1,7 +1,7 @@
 // The way to a peer: which of its addresses to use, over UDP and over TCP.
 #pragma once
 
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "lumomedia/p2p.h"
 #include "p2p/mtp2p.h"
 #include "p2p/mtp2p_ip.h"

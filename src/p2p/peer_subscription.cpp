@@ -1,6 +1,6 @@
 #include "p2p/peer_subscription.h"
 
-#include "link/mcu_services.h"
+#include "link/process/mcu_services.h"
 
 #include <atomic>
 
@@ -19,13 +19,13 @@ void CPeerSubscription::Start() {
 
 void CPeerSubscription::SendConnect(uint32_t channelID, uint32_t ip, uint16_t port) {
     if (ip == 0 || port == 0) return;
-    wire::CDatagram datagram = ConnectRequest(channelID);
+    wire::CWireWriter datagram = ConnectRequest(channelID);
     CMTP2P* manager = m_medium.sink.namesUser ? GetP2PMgr() : nullptr;
     if (m_medium.sink.namesUser) datagram.U32(manager ? manager->LocalUserID() : 0);
     SendDatagram(datagram, ip, port);
 }
 
-bool CPeerSubscription::IsSilent(uint32_t channelID) {
+bool CPeerSubscription::Poll(uint32_t channelID) {
     uint32_t limit = m_medium.sink.p2pTimeout;
     if (SinkID() == 0 && m_bAsking) {
         const CPeerPath::Udp path = m_path.GetUdp();
@@ -38,5 +38,5 @@ bool CPeerSubscription::IsSilent(uint32_t channelID) {
         else if (m_medium.sink.p2pFailedTimeout != 0)
             limit = m_medium.sink.p2pFailedTimeout;
     }
-    return Poll(limit);
+    return PollSink(limit);
 }

@@ -1,7 +1,7 @@
 // A UDP link to a sink at a peer's local MCU.
 #pragma once
 
-#include "link/sink_link.h"
+#include "link/udp/udp_subscriber_link.h"
 #include "p2p/peer_path.h"
 
 #include <cstdint>
@@ -10,11 +10,12 @@
 void SetPeersAsked(bool asked);
 bool ArePeersAsked();
 
-/// Short-form request along the path that the peer-to-peer manager finds; the clock rests while it negotiates. One that
-/// does not ask only waits to be taken.
-class CPeerSubscription : public CSinkLink {
+/// Short-form request along the path that the peer-to-peer manager finds; the time-out does not run while that
+/// negotiates. A subscription that does not ask only waits for an acknowledgement.
+class CPeerSubscription : public CUdpSubscriberLink {
 public:
-    CPeerSubscription(const CMediumRow& medium, uint32_t receiverID) : CSinkLink(medium, receiverID, FarSide::Peer) {}
+    CPeerSubscription(const CMediumRow& medium, uint32_t receiverID)
+        : CUdpSubscriberLink(medium, receiverID, FarSide::Peer) {}
 
     /// Before the receiver is known to other threads.
     void SetUser(uint32_t userID) { m_path.SetUser(userID); }
@@ -23,7 +24,8 @@ public:
     void Start();
     /// Nothing goes to address 0 or port 0.
     void SendConnect(uint32_t channelID, uint32_t ip, uint16_t port);
-    bool IsSilent(uint32_t channelID);
+    /// The application's poll: asks for the sink until it answers, then keeps it alive. True when silent for too long.
+    bool Poll(uint32_t channelID);
 
 private:
     CPeerPath m_path;

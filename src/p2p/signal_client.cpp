@@ -41,7 +41,7 @@ bool CSignalClient::Send(uint32_t userID, const CCmdPacket& cmd) {
 void CSignalClient::OnTcpClientNotifyConnected() {
     m_bReached = true;
     m_link.Settle();
-    m_link.SendValidation(ValidationMessage(wire::TcpType::Signalling, wire::CDatagram().U32(m_ulUserID)));
+    m_link.SendValidation(ValidationMessage(wire::TcpType::Signalling, wire::CWireWriter().U32(m_ulUserID)));
 }
 
 bool CSignalClient::OnTcpClientNotifyValidate(unsigned long type, const char* data, int length) {

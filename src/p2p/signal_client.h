@@ -1,7 +1,7 @@
 // The client of a signalling service: one user's connection, over which command packets go to other users.
 #pragma once
 
-#include "link/tcp_link.h"
+#include "link/tcp/tcp_link.h"
 #include "lumomedia/p2p.h"
 
 #include <atomic>

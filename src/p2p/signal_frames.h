@@ -2,7 +2,7 @@
 // packet. From a client the ID is the target's, from the service the sender's.
 #pragma once
 
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +16,7 @@ inline constexpr int kMaxFrame = kUserIDLength + kMaxPacket;
 inline constexpr uint64_t kMaxQueueBytes = 1 << 20;  // what may wait for a far side that reads slowly
 
 inline std::string Frame(uint32_t userID, const char* packet, int length) {
-    const wire::CDatagram head = wire::CDatagram().U32(userID);
+    const wire::CWireWriter head = wire::CWireWriter().U32(userID);
     std::string frame(head.Data(), static_cast<size_t>(head.Length()));
     return frame.append(packet, static_cast<size_t>(length));
 }

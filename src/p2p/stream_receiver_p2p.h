@@ -1,7 +1,7 @@
 // Receives a stream that starts and stops from a peer's local MCU over UDP.
 #pragma once
 
-#include "link/stream_receiver.h"
+#include "link/stream/stream_receiver.h"
 #include "p2p/peer_subscription.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ public:
         m_subscription.Start();
         return true;
     }
-    bool IsDisconnected() override { return m_subscription.IsSilent(this->m_ulChannelID); }
+    bool IsDisconnected() override { return m_subscription.Poll(this->m_ulChannelID); }
 
 private:
     CPeerSubscription m_subscription;

@@ -1,8 +1,7 @@
 #include "video/local_mcu_video.h"
 
-#include "video/video_sender_tcp.h"
-#include "video/video_sender_udp.h"
-#include "video/video_sink_udp.h"
+#include "video/video_sender.h"
+#include "video/video_sink.h"
 
 namespace {
 

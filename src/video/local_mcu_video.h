@@ -1,7 +1,7 @@
 // The video part of the local MCU: its tables and the datagram dispatch of kind 1.
 #pragma once
 
-#include "link/stream_mcu.h"
+#include "link/stream/stream_mcu.h"
 #include "video/video_channel_state.h"
 #include "video/video_receiver.h"
 #include "video/video_sink.h"

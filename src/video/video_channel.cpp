@@ -1,6 +1,6 @@
+#include "link/bounds/limits.h"
 #include "link/callback.h"
-#include "link/limits.h"
-#include "link/stream_channel.h"
+#include "link/stream/stream_channel.h"
 #include "lumomedia/video.h"
 #include "video/local_mcu_video.h"
 #include "video/video_channel_state.h"

@@ -1,7 +1,7 @@
 // The inside of a video channel, for the video classes and the relay server.
 #pragma once
 
-#include "link/stream_channel.h"
+#include "link/stream/stream_channel.h"
 #include "lumomedia/video.h"
 
 #include <memory>

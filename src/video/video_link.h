@@ -2,7 +2,7 @@
 #pragma once
 
 #include "link/activity.h"
-#include "link/frame_link.h"
+#include "link/udp/frame_link.h"
 
 /// A link that lags jumps to the newest key frame: that takes the place of a backlog.
 class CVideoLink : public CFrameLink {

@@ -1,14 +1,17 @@
-// A subscriber of a video channel: the peers' sinks, and the senders of this host.
+// The subscribers of a video channel.
 #pragma once
 
-#include "link/stream_sink.h"
+#include "link/stream/stream_sink.h"
 #include "lumomedia/video.h"
+#include "video/video_link.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 class CVideoSinkUDP;
 
+/// A subscriber of a video channel: the peers' sinks, and the senders of this host.
 /// Enters its channel by Join once it is wholly made, and has left it before its destructor begins.
 class CVideoSink : public CStreamSink {
 public:
@@ -37,4 +40,30 @@ protected:
 private:
     std::atomic<bool> m_bKeyFrameRequest{false};
     CVideoChannel* const m_pVideoChannel;  // not owned; outlives the sink
+};
+
+/// A peer's receiver attached to a channel of this host over UDP.
+class CVideoSinkUDP : public CStreamSinkUDP<CVideoSink>, public CVideoLink {
+public:
+    CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID);
+    /// Null when its session cannot be opened.
+    static std::unique_ptr<CVideoSink> Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
+                                            uint32_t userID);
+
+    void ReleaseConnections() override;
+    bool IsDisconnected() override { return CStreamSinkUDP::IsDisconnected() || IsStuck(); }
+    void OnVideoChannelData(char* data, int length) override;
+    unsigned long GetBufferingFrameCount() override { return static_cast<unsigned long>(GetCount()); }
+    CVideoSinkUDP* AsUDP() override { return this; }
+    CFrameLink* GetFrameLink() override { return this; }
+    void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
+
+    /// A sign of life. UDP thread, under the sink table lock.
+    void OnReceivedFrameAck(const char* data, int length);
+
+    void OnSCTPSessionReceivedFrame(char* data, int length) override;
+    void SendSCTPData(char* packet, int length) override;
+
+protected:
+    void DescribeLink(LumoLinkStatistics& statistics) const override;
 };

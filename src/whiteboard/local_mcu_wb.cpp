@@ -1,13 +1,10 @@
 #include "whiteboard/local_mcu_wb.h"
 
-#include "link/mcu_create.h"
-#include "link/mcu_services.h"
-#include "whiteboard/wb_session_client_p2p.h"
-#include "whiteboard/wb_session_client_p2p_tcp.h"
-#include "whiteboard/wb_session_client_tcp.h"
-#include "whiteboard/wb_session_client_udp.h"
-#include "whiteboard/wb_session_server_tcp.h"
-#include "whiteboard/wb_session_server_udp.h"
+#include "link/process/mcu_services.h"
+#include "link/tables/mcu_create.h"
+#include "whiteboard/wb_client_tcp.h"
+#include "whiteboard/wb_client_udp.h"
+#include "whiteboard/wb_server_session.h"
 
 #include <memory>
 

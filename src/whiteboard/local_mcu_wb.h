@@ -2,7 +2,7 @@
 // pump.
 #pragma once
 
-#include "link/mcu_tables.h"
+#include "link/tables/mcu_tables.h"
 #include "whiteboard/wb_channel_state.h"
 #include "whiteboard/wb_client_udp.h"
 #include "whiteboard/wb_server_session.h"

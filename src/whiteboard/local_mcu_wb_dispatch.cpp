@@ -1,7 +1,7 @@
 // What each whiteboard datagram does. Objects named by a datagram are used under the lock of their table.
-#include "link/mcu_dispatch.h"
+#include "link/tables/mcu_dispatch.h"
 #include "whiteboard/local_mcu_wb.h"
-#include "whiteboard/wb_session_server_udp.h"
+#include "whiteboard/wb_server_session.h"
 
 using wire::CWireReader;
 

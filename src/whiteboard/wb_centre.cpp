@@ -1,7 +1,7 @@
 #include "whiteboard/wb_centre.h"
 
-#include "link/limits.h"
-#include "link/mcu_services.h"
+#include "link/bounds/limits.h"
+#include "link/process/mcu_services.h"
 #include "platform/lumobase/app_log.h"
 #include "whiteboard/wb_channel_state.h"
 #include "whiteboard/wb_server_session.h"

@@ -30,7 +30,7 @@ private:
     void OnList(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
     void OnState(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
 
-    /// What is not kept goes from the peer that drew it, too.
+    /// An object that cannot be kept is deleted at the peer that drew it, too.
     bool Store(uint32_t sessionID, const wb::CMessage& message) LUMO_REQUIRES(m_csObjects);
     void SendList(uint32_t sessionID) LUMO_REQUIRES(m_csObjects);
     /// A message without a payload.

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "link/channel_key.h"
-#include "link/id_table.h"
 #include "link/lock_order.h"
+#include "link/tables/id_table.h"
 #include "lumomedia/whiteboard.h"
 #include "platform/lumobase/clock.h"
 
@@ -24,6 +24,6 @@ struct CWBChannelState {
     CIDTable<CWBSession> sessions{lock_order::kBoardSessions};
     std::atomic<bool> dirty{false};
     std::atomic<bool> held{false};     // an object or the state, at some time
-    std::atomic<uint32_t> awaited{0};  // sessions at a server that join once they have shown that they are there
+    std::atomic<uint32_t> awaited{0};  // sessions at a server that join once they are validated
     std::atomic<bool> deleted{true};   // with the local MCU, if it is still registered then
 };

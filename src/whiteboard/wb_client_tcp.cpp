@@ -42,3 +42,32 @@ void CWBClientTCP::ReleaseConnections() {
     m_link.Release();
     delete this;
 }
+
+bool CWBSessionClientTCP::Connect(const CMcuAddress& publishers, const CMcuAddress& near, const CProxyServer& proxy) {
+    m_request.Set(publishers, near);
+    return m_request.IsWhole() && Dial(m_request.Server().ips[0], m_request.Server().port, proxy);
+}
+
+wire::CWireWriter CWBSessionClientTCP::Request() {
+    wire::CWireWriter payload = wire::CWireWriter().U32(static_cast<uint32_t>(GetWBChannelID()));
+    m_request.Append(payload, media::kWhiteboard.sink);
+    return payload;
+}
+
+bool CWBSessionClientP2PTCP::Connect(uint32_t userID) {
+    m_path.SetUser(userID);
+    m_path.StartTcp();
+    return JoinWBChannel();
+}
+
+bool CWBSessionClientP2PTCP::IsDisconnected() {
+    const TcpPoll poll = m_link.Poll();
+    return poll == TcpPoll::NoClient ? !DialPeer() : poll == TcpPoll::Lost;
+}
+
+// False when there is no way, or no client was made.
+bool CWBSessionClientP2PTCP::DialPeer() {
+    const CPeerPath::TcpWay way = m_path.GetTcp();
+    if (way.tcp == CPeerPath::Tcp::Unknown) return true;
+    return way.tcp != CPeerPath::Tcp::Closed && way.reachable && Dial(way.ip, way.port, {});
+}

@@ -3,8 +3,8 @@
 #include "link/callback.h"
 #include "whiteboard/local_mcu_wb.h"
 
-CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CSinkLink& sinkLink)
-    : CWBSession(&channel), m_sinkLink(sinkLink), m_pNotify(&notify) {
+CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CUdpSubscriberLink& subscriberLink)
+    : CWBSession(&channel), m_subscriberLink(subscriberLink), m_pNotify(&notify) {
     SetHeld(true);
 }
 
@@ -15,18 +15,18 @@ bool CWBClientUDP::Start() {
 }
 
 void CWBClientUDP::OnReceivedConnectACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
-    if (m_sinkLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
+    if (m_subscriberLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
     if (SetHeld(false)) JoinWBChannel();  // what the channel had said was dropped, its list among it
     CallApplication([&] { m_pNotify->OnWBSessionClientNotifyConnected(ip); });
 }
 
 void CWBClientUDP::OnReceivedKeepAliveACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
-    m_sinkLink.Accepts(serverSessionID, ip, port);
+    m_subscriberLink.Accepts(serverSessionID, ip, port);
 }
 
 void CWBClientUDP::OnReceivedFrame(uint32_t serverSessionID, const char* packet, int length, uint32_t ip,
                                    uint16_t port) {
-    if (m_sinkLink.Accepts(serverSessionID, ip, port)) OnPacket(packet, length);
+    if (m_subscriberLink.Accepts(serverSessionID, ip, port)) OnPacket(packet, length);
 }
 
 void CWBClientUDP::SendWBSessionData(const char* data, int len) {
@@ -34,7 +34,7 @@ void CWBClientUDP::SendWBSessionData(const char* data, int len) {
 }
 
 void CWBClientUDP::SendSCTPData(char* packet, int length) {
-    if (m_sinkLink.SinkID() != 0) m_sinkLink.SendPacket(packet, length);
+    if (m_subscriberLink.SinkID() != 0) m_subscriberLink.SendPacket(packet, length);
 }
 
 void CWBClientUDP::ReleaseConnections() {
@@ -46,4 +46,27 @@ void CWBClientUDP::ReleaseConnections() {
     delete this;
 }
 
-void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_sinkLink.Describe(statistics); }
+void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_subscriberLink.Describe(statistics); }
+
+CWBSessionClientUDP::CWBSessionClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel)
+    : CWBClientUDP(notify, channel, m_subscription),
+      m_subscription(media::kWhiteboard, static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
+
+bool CWBSessionClientUDP::Connect(const CMcuAddress& publishers, const CMcuAddress& near, bool publishersOnly) {
+    m_subscription.SetMcus(publishers, near, publishersOnly);
+    m_subscription.Touch();
+    if (!Start()) return false;
+    SendConnect();
+    return true;
+}
+
+CWBSessionClientP2P::CWBSessionClientP2P(IWBSessionClientNotify& notify, CWBChannel& channel)
+    : CWBClientUDP(notify, channel, m_subscription),
+      m_subscription(media::kWhiteboard, static_cast<uint32_t>(CWBSession::GetWBSessionID())) {}
+
+bool CWBSessionClientP2P::Connect(uint32_t userID) {
+    m_subscription.SetUser(userID);
+    if (!Start()) return false;
+    m_subscription.Start();
+    return true;
+}

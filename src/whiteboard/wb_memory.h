@@ -1,7 +1,7 @@
 // What all whiteboards of the process hold together.
 #pragma once
 
-#include "link/address_shares.h"
+#include "link/bounds/address_quotas.h"
 
 #include <atomic>
 #include <cstdint>
@@ -11,8 +11,8 @@ class CWBMemory {
 public:
     static CWBMemory& Get();
 
-    /// And of them at most `share` from one address; the exempt ones have no share.
-    void SetLimit(uint64_t bytes, uint64_t share = UINT64_MAX, CCidrList exempt = {});
+    /// And of them at most `quota` from one address; exempt addresses have no quota.
+    void SetLimit(uint64_t bytes, uint64_t quota = UINT64_MAX, CCidrList exempt = {});
     /// For what came from `owner` (0: this process). False, with nothing taken, when it would be too much.
     bool Take(uint32_t owner, uint64_t bytes);
     void Return(uint32_t owner, uint64_t bytes);
@@ -21,5 +21,5 @@ public:
 private:
     std::atomic<uint64_t> m_nUsed{0};
     std::atomic<uint64_t> m_nLimit{UINT64_MAX};
-    CAddressShares m_shares;
+    CAddressQuotas m_quotas;
 };

@@ -1,6 +1,6 @@
 #include "whiteboard/wb_paced_requests.h"
 
-#include "link/work_signal.h"
+#include "link/process/work_signal.h"
 #include "whiteboard/wb_objects.h"
 
 #include <algorithm>

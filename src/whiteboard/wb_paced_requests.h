@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <deque>
 
-/// Whoever joins a board asks for all of it at once. The requests wait here, and the answers are made as what was sent
-/// before leaves: a board may be far larger than what may wait for one client. Any thread.
+/// A client that joins a board asks for all of it at once. The requests wait here, and the answers are made as what was
+/// sent before leaves: a board may be far larger than what may wait for one client. Any thread.
 class CWBPacedRequests {
 public:
     CWBPacedRequests() = default;

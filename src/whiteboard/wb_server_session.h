@@ -1,15 +1,20 @@
-// The host's side of a peer's whiteboard client.
+// Peers' whiteboard clients attached to a channel of this host.
 #pragma once
 
-#include "link/mcu_sink.h"
+#include "link/tables/mcu_sink.h"
+#include "link/tcp/tcp_sink.h"
+#include "link/udp/frame_link.h"
+#include "link/udp/udp_sink.h"
 #include "lumomedia/whiteboard.h"
 #include "whiteboard/wb_channel_state.h"
 #include "whiteboard/wb_paced_requests.h"
 
 #include <algorithm>
+#include <atomic>
 
 class CWBSessionServerUDP;
 
+/// The host's side of a peer's whiteboard client.
 /// Enters its channel by Join once it is wholly made, and has left it before its destructor begins.
 class CWBServerSession : public CWBSession, public CMcuSink {
 public:
@@ -24,7 +29,7 @@ public:
     virtual CWBSessionServerUDP* AsUDP() { return nullptr; }
     /// Messages still waiting to go to the client.
     virtual uint32_t GetBufferingFrameCount() = 0;
-    /// The worker's turn: answers some of the requests kept, as many as may be under way. True when it did.
+    /// The worker's turn: answers some of the pending requests, as many as may be in flight. True when it did.
     bool AnswerKept() {
         char request[wb::kHeaderLen];
         int answered = 0;
@@ -57,4 +62,71 @@ private:
 
     const ChannelKey m_channel;
     CWBPacedRequests m_requests;
+};
+
+/// A peer's whiteboard client attached to a channel of this host over UDP.
+class CWBSessionServerUDP : public CWBServerSession, public CFrameLink {
+public:
+    CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID);
+
+    /// False when the session cannot be opened. Before it joins its channel.
+    bool StartSession();
+    /// At a server it joins only once it is validated.
+    void Join() override;
+    void JoinOnceValidated();
+    /// Who joins once more hears of everything anew.
+    void OnGap() override { JoinWBChannel(); }
+    void LeaveWBChannel() override;
+    void SendWBSessionData(const char* data, int len) override;
+    bool IsDisconnected() override { return m_udp.IsSilent() || IsOverLimit(); }
+    CWBSessionServerUDP* AsUDP() override { return this; }
+    CFrameLink* GetFrameLink() override { return this; }
+    void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
+    CSinkInfo Info() override;
+    uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
+    bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
+
+    /// Each is a sign of life. UDP thread, under the session table lock.
+    void OnReceivedConnect() override { SendConnectAck(); }
+    void SendConnectAck();
+    void OnReceivedKeepAlive();
+    void OnReceivedFrame(const char* packet, int length);
+
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnClientMessage(data, length); }
+    void SendSCTPData(char* packet, int length) override;
+
+protected:
+    uint64_t Queued() override { return QueueCost(); }
+    uint64_t MostQueued() override { return QueueLimit(); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override;
+
+private:
+    CUdpSink m_udp;
+    CWBChannelState& m_channel;
+    std::atomic<bool> m_bAwaited{false};
+};
+
+/// A peer's whiteboard client attached to a channel of this host over TCP.
+class CWBSessionServerTCP : public CWBServerSession, public ITcpSessionNotify {
+public:
+    CWBSessionServerTCP(CWBChannel& channel, ITcpSession* session) : CWBServerSession(channel), m_tcp(session) {}
+
+    /// Takes the session's frames and answers its validation: before it joins its channel.
+    void AnswerValidation();
+
+    void LeaveWBChannel() override;
+    void SendWBSessionData(const char* data, int len) override;
+    bool IsDisconnected() override { return m_tcp.Poll(); }
+    bool OnTcpSessionNotifyReceivedFrame(const char* data, int length) override;
+    void LimitQueue(uint64_t bytes) override { m_tcp.LimitQueue(bytes); }
+    void CloseWhenSent() override { m_tcp.CloseWhenSent(); }
+    CSinkInfo Info() override { return m_tcp.Describe(CWBServerSession::Info()); }
+    uint32_t GetBufferingFrameCount() override { return m_tcp.QueuedFrames(); }
+
+protected:
+    uint64_t Queued() override { return m_tcp.QueueCost(); }
+    uint64_t MostQueued() override { return m_tcp.QueueLimit(); }
+
+private:
+    CTcpSink m_tcp;
 };

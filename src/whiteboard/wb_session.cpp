@@ -1,4 +1,4 @@
-#include "link/object_id.h"
+#include "link/tables/object_id.h"
 #include "lumomedia/whiteboard.h"
 
 CWBSession::CWBSession(CWBChannel* pWBChannel) : m_pWBChannel(pWBChannel), m_pWBSessionID(new CObjectID) {}

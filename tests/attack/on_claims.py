@@ -1,4 +1,4 @@
-"""Strangers who ask and never show themselves: claims on channels, requests of subscribers, idle connections."""
+"""Strangers who ask and are never validated: claims on channels, requests of subscribers, idle connections."""
 
 import contextlib
 import os

@@ -155,7 +155,7 @@ def session_packet(sequence, payload, begin=False, end=False):
 
 
 def udp_source(stack, relay, channel, source):
-    """A publisher that has shown itself: its socket and source ID."""
+    """A validated publisher: its socket and source ID."""
     one = stack.enter_context(wire.udp(relay.port, source, wait=2))
     one.send(wire.claim(wire.FILE, channel, 7))
     answer = wire.receive(one)

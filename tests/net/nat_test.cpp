@@ -1,4 +1,4 @@
-// Real files between real hosts behind real translators, each in a network namespace of its own.
+// Real files between real hosts behind real NATs, each in a network namespace of its own.
 #include "net/net_lab.h"
 
 #include <gtest/gtest.h>
@@ -22,22 +22,22 @@ using Words = std::vector<std::string>;
 constexpr uint64_t kDeadlineMs = 60000;
 constexpr int kRelay = 10, kSenderSide = 1, kReceiverSide = 2, kPublic = 20;
 
-void TwoTranslators(CNetLab& lab, Mapping sender, Mapping receiver, int lossPercent = 0, bool forwards = false) {
-    lab.AddTranslator("na", kSenderSide, sender, lossPercent, forwards);
-    lab.AddTranslator("nb", kReceiverSide, receiver, lossPercent);
+void TwoNats(CNetLab& lab, Mapping sender, Mapping receiver, int lossPercent = 0, bool forwards = false) {
+    lab.AddNat("na", kSenderSide, sender, lossPercent, forwards);
+    lab.AddNat("nb", kReceiverSide, receiver, lossPercent);
     lab.AddHostBehind("a", "na", kSenderSide, 2);
     lab.AddHostBehind("b", "nb", kReceiverSide, 2);
 }
 
-void OneTranslator(CNetLab& lab) {
-    lab.AddTranslator("na", kSenderSide, Mapping::KeepsPort);
+void OneNat(CNetLab& lab) {
+    lab.AddNat("na", kSenderSide, Mapping::KeepsPort);
     lab.AddHostBehind("a", "na", kSenderSide, 2);
     lab.AddHostBehind("b", "na", kSenderSide, 3);
 }
 
 void PublicSender(CNetLab& lab, Mapping receiver) {
     lab.AddPublicHost("a", kPublic);
-    lab.AddTranslator("nb", kReceiverSide, receiver);
+    lab.AddNat("nb", kReceiverSide, receiver);
     lab.AddHostBehind("b", "nb", kReceiverSide, 2);
 }
 
@@ -45,8 +45,8 @@ struct NatRow {
     const char* name;
     std::function<void(CNetLab&)> build;  // hosts a (the sender) and b
     Words send, receive;
-    const char* path;        ///< what the receiver's path begins with
-    const char* translator;  ///< what the receiver's probe says
+    const char* path;  ///< what the receiver's path begins with
+    const char* nat;   ///< what the receiver's probe says
     size_t megabytes = 4;
 };
 
@@ -54,31 +54,31 @@ void PrintTo(const NatRow& row, std::ostream* out) { *out << row.name; }
 
 const NatRow kRows[] = {
     {"BothKeepPorts",
-     [](CNetLab& lab) { TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort); },
+     [](CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, Mapping::KeepsPort); },
      {},
      {},
      "direct 203.0.113.1:",
      "one mapping"},
     {"BothKeepPortsAndLoseFivePercent",
-     [](CNetLab& lab) { TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort, 5); },
+     [](CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, Mapping::KeepsPort, 5); },
      {"--path", "p2p"},
      {"--path", "p2p"},
      "direct 203.0.113.1:",
      "one mapping",
      1},
     {"TheReceiversIsRandom",
-     [](CNetLab& lab) { TwoTranslators(lab, Mapping::KeepsPort, Mapping::Random); },
+     [](CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, Mapping::Random); },
      {},
      {},
      "relay 203.0.113.10:",
      "a mapping for each"},
     {"BothAreRandom",
-     [](CNetLab& lab) { TwoTranslators(lab, Mapping::Random, Mapping::Random); },
+     [](CNetLab& lab) { TwoNats(lab, Mapping::Random, Mapping::Random); },
      {},
      {},
      "relay 203.0.113.10:",
      "a mapping for each"},
-    {"BehindTheSameOne", [](CNetLab& lab) { OneTranslator(lab); }, {}, {}, "direct 10.0.1.2:", "one mapping"},
+    {"BehindTheSameOne", [](CNetLab& lab) { OneNat(lab); }, {}, {}, "direct 10.0.1.2:", "one mapping"},
     {"ThePublicSenderSeesARandomOne",
      [](CNetLab& lab) { PublicSender(lab, Mapping::Random); },
      {},
@@ -86,7 +86,7 @@ const NatRow kRows[] = {
      "direct 203.0.113.20:",
      "a mapping for each"},
     {"TcpBehindTheSameOne",
-     [](CNetLab& lab) { OneTranslator(lab); },
+     [](CNetLab& lab) { OneNat(lab); },
      {"--path", "p2p-tcp"},
      {"--path", "p2p-tcp"},
      "direct 10.0.1.2:",
@@ -98,7 +98,7 @@ const NatRow kRows[] = {
      "direct 203.0.113.20:",
      "a mapping for each"},
     {"TcpToAForwardedSender",
-     [](CNetLab& lab) { TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort, 0, true); },
+     [](CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, Mapping::KeepsPort, 0, true); },
      {"--path", "p2p-tcp", "--forwarded"},
      {"--path", "p2p-tcp"},
      "direct 203.0.113.1:",
@@ -174,7 +174,7 @@ private:
 
 class NatRows : public NatTest, public ::testing::WithParamInterface<NatRow> {};
 
-TEST_P(NatRows, TheFileArrivesByThePathThatTheTranslatorsAllow) {
+TEST_P(NatRows, TheFileArrivesByThePathThatTheNatsAllow) {
     const NatRow& row = GetParam();
     row.build(lab);
     ASSERT_TRUE(lab.Ok()) << lab.Problem();
@@ -188,14 +188,14 @@ TEST_P(NatRows, TheFileArrivesByThePathThatTheTranslatorsAllow) {
     const std::string path = end.value("path", "");
     EXPECT_EQ(path.find(row.path), 0U) << path;
     ASSERT_TRUE(probe.WaitForEnd(kDeadlineMs));
-    EXPECT_EQ(LastEvent(probe).value("words", "").find(row.translator), 0U) << probe.Output() << probe.Errors();
+    EXPECT_EQ(LastEvent(probe).value("words", "").find(row.nat), 0U) << probe.Output() << probe.Errors();
     std::printf("%-32s %-28s first byte after %.1f s\n", row.name, path.c_str(), end.value("until_first_byte", -1.0));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, NatRows, ::testing::ValuesIn(kRows), [](const auto& row) { return row.param.name; });
 
-TEST_F(NatTest, OverTcpNobodyGetsThroughATranslatorThatForwardsNothing) {
-    TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort);
+TEST_F(NatTest, OverTcpNobodyGetsThroughANatThatForwardsNothing) {
+    TwoNats(lab, Mapping::KeepsPort, Mapping::KeepsPort);
     ASSERT_TRUE(lab.Ok()) << lab.Problem();
     StartRelay();
     MakeFile(1);
@@ -205,7 +205,7 @@ TEST_F(NatTest, OverTcpNobodyGetsThroughATranslatorThatForwardsNothing) {
 }
 
 TEST_F(NatTest, WhenTheDirectPathDiesTheRelayCarriesTheRest) {
-    TwoTranslators(lab, Mapping::KeepsPort, Mapping::KeepsPort);
+    TwoNats(lab, Mapping::KeepsPort, Mapping::KeepsPort);
     ASSERT_TRUE(lab.Ok()) << lab.Problem();
     StartRelay();
     MakeFile(6);

@@ -31,7 +31,7 @@ bool CNetLab::Available(std::string& why) {
     }
     CNetLab lab;
     lab.AddPublicHost("try", 200);
-    lab.AddTranslator("nat", 201, Mapping::Random, 1, true);
+    lab.AddNat("nat", 201, Mapping::Random, 1, true);
     why = lab.Problem();
     return lab.Ok();
 }
@@ -68,7 +68,7 @@ void CNetLab::AddPublicHost(const std::string& name, int number) {
     Connect(name, Wan(number), kHub);
 }
 
-void CNetLab::AddTranslator(const std::string& name, int number, Mapping mapping, int lossPercent, bool forwards) {
+void CNetLab::AddNat(const std::string& name, int number, Mapping mapping, int lossPercent, bool forwards) {
     AddPublicHost(name, number);
     In(name, {"ip", "link", "add", "hub", "type", "bridge"});
     In(name, {"ip", "address", "add", Lan(number, 1) + "/24", "dev", "hub"});
@@ -91,9 +91,9 @@ void CNetLab::AddTranslator(const std::string& name, int number, Mapping mapping
     In(name, {"nft", rules + " }"});
 }
 
-void CNetLab::AddHostBehind(const std::string& name, const std::string& translator, int number, int host) {
+void CNetLab::AddHostBehind(const std::string& name, const std::string& nat, int number, int host) {
     AddSpace(name);
-    Connect(name, Lan(number, host), translator);
+    Connect(name, Lan(number, host), nat);
     In(name, {"ip", "route", "add", "default", "via", Lan(number, 1)});
 }
 

@@ -1,4 +1,4 @@
-// Hosts and address translators in network namespaces of the test's own.
+// Hosts and NATs in network namespaces of the test's own.
 #pragma once
 
 #include "tools/lumo/demo/child_process.h"
@@ -8,11 +8,11 @@
 
 namespace net {
 
-/// How a translator maps what leaves.
+/// How a NAT maps what leaves.
 enum class Mapping { KeepsPort, Random };
 
-/// A bridge 203.0.113.0/24 is "the internet"; hosts stand on it or behind translators. What comes unasked is dropped,
-/// not answered: an answer, or a trace of it in the translator, would move the mapping that the hole needs.
+/// A bridge 203.0.113.0/24 is "the internet"; hosts stand on it or behind NATs. What comes unasked is dropped, not
+/// answered: an answer, or a trace of it in the NAT, would move the mapping that the hole needs.
 class CNetLab {
 public:
     /// False, with the reason, where namespaces cannot be made.
@@ -25,13 +25,12 @@ public:
 
     /// A host on the bridge: 203.0.113.`number`.
     void AddPublicHost(const std::string& name, int number);
-    /// A translator 203.0.113.`number` with the network 10.0.`number`.0/24 behind it. It drops so many packets of a
-    /// hundred, and forwards all TCP from outside to host 2 when it is to.
-    void AddTranslator(const std::string& name, int number, Mapping mapping, int lossPercent = 0,
-                       bool forwards = false);
-    /// 10.0.`number of the translator`.`host`.
-    void AddHostBehind(const std::string& name, const std::string& translator, int number, int host);
-    /// From now on nothing passes between the two translators or hosts on the bridge.
+    /// A NAT 203.0.113.`number` with the network 10.0.`number`.0/24 behind it. It drops so many packets of a hundred,
+    /// and forwards all TCP from outside to host 2 when it is to.
+    void AddNat(const std::string& name, int number, Mapping mapping, int lossPercent = 0, bool forwards = false);
+    /// 10.0.`number of the NAT`.`host`.
+    void AddHostBehind(const std::string& name, const std::string& nat, int number, int host);
+    /// From now on nothing passes between the two NATs or hosts on the bridge.
     void Cut(int oneNumber, int otherNumber);
 
     /// Starts a program in a host.

@@ -1,5 +1,5 @@
 // How long a late joiner of a whiteboard waits until it has everything.
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "lumomedia/whiteboard.h"
 #include "sim/harness.h"
 #include "support/p2p_peer.h"

@@ -1,5 +1,5 @@
 // One list of scenarios for every role, transport and medium.
-#include "link/udp_source.h"
+#include "link/udp/udp_source.h"
 #include "platform/lumobase/app_log.h"
 #include "sim/endpoint.h"
 #include "support/log_capture.h"
@@ -183,7 +183,7 @@ TEST_P(SessionEndpoints, AnEndpointTooFarBehindCountsAsGone) {
     std::string frame(4 * 1024 * 1024, 'x');
     frame[0] = '\0';  // in video one that others may not give way to
     endpoint->Write(frame.substr(0, 100));
-    endpoint->TakeLeft();  // it has shown itself
+    endpoint->TakeLeft();  // it is validated
     for (int i = 0; i < 64; ++i) endpoint->Write(frame);
     EXPECT_FALSE(endpoint->IsDisconnected());
     endpoint->Write(frame);

@@ -1,4 +1,4 @@
-// Networks and address translators between the hosts of a world.
+// Networks and NATs between the hosts of a world.
 #pragma once
 
 #include "sim/harness.h"

@@ -1,7 +1,7 @@
 // A host of a simulated network with a local MCU, a peer-to-peer manager and an application that does what it should.
 #pragma once
 
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "lumomedia/file.h"
 #include "sim/nat.h"
 #include "support/p2p_peer.h"

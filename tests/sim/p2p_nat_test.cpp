@@ -1,4 +1,4 @@
-// Two hosts look for each other: which address translators and which signalling let them, and what it costs.
+// Two hosts look for each other: which NATs and which signalling let them, and what it costs.
 #include "sim/p2p_host.h"
 #include "support/session_wire.h"
 
@@ -77,7 +77,7 @@ private:
         m_networks.push_back(std::make_unique<CNetwork>(m_world, ++m_usNetworks, delay));
         return *m_networks.back();
     }
-    /// A new network behind a translator.
+    /// A new network behind a NAT.
     CNetwork& Behind(CNetwork& outside, const NatKind& kind) {
         CNetwork& inside = NewNetwork(kLanDelay);
         m_nats.push_back(std::make_unique<CNat>(inside, outside, NewAddress(outside), kind));
@@ -119,8 +119,8 @@ constexpr State kUnknown = State::Unknown, kNegotiating = State::Negotiating, kC
                 kFailed = State::Failed;
 using Nats = std::vector<NatKind>;
 
-// Three probes to each address for each of a host's attempts; a host without a translator has one address, others two.
-std::vector<NatRow> TranslatorRows() {
+// Three probes to each address for each of a host's attempts; a host without a NAT has one address, others two.
+std::vector<NatRow> NatScenarioRows() {
     const Nats open, full{kFullCone}, restricted{kRestricted}, port{kPortRestricted}, symmetric{kSymmetric};
     const auto C = kConnected, F = kFailed;
     return {
@@ -187,7 +187,7 @@ std::vector<NatRow> SignallingRows() {
         // The second call overtakes the first, whose late arrival starts both anew.
         {"CallsReordered", port, port, false, C, C, 24, 24, Path::Public, {{}, {{1, 100}}}, {}, 50, {10}},
         {"BothCall", port, port, false, C, C, 24, 24, Path::Public, {}, {}, 50, {}, {0}},
-        // He knows her already and knocks at once, before her answer.
+        // He knows her already and sends his probes at once, before her answer.
         {"BobCallsLater", port, port, false, C, C, 24, 30, Path::Public, {}, {}, 50, {}, {1000}},
     };
 }
@@ -200,7 +200,7 @@ bool HasSymmetric(const Nats& nats) {
     return false;
 }
 
-TEST_P(PeersFindEachOther, AsFarAsTheirTranslatorsAndSignallingLetThem) {
+TEST_P(PeersFindEachOther, AsFarAsTheirNatsAndSignallingLetThem) {
     const NatRow& row = GetParam();
     CScene scene(row);
     CP2PHost &alice = *scene.alice, &bob = *scene.bob;
@@ -247,7 +247,7 @@ TEST_P(PeersFindEachOther, AsFarAsTheirTranslatorsAndSignallingLetThem) {
 
 std::string RowName(const testing::TestParamInfo<NatRow>& info) { return info.param.name; }
 
-INSTANTIATE_TEST_SUITE_P(Translators, PeersFindEachOther, testing::ValuesIn(TranslatorRows()), RowName);
+INSTANTIATE_TEST_SUITE_P(Nats, PeersFindEachOther, testing::ValuesIn(NatScenarioRows()), RowName);
 INSTANTIATE_TEST_SUITE_P(Signalling, PeersFindEachOther, testing::ValuesIn(SignallingRows()), RowName);
 
 }  // namespace

@@ -10,13 +10,13 @@ namespace {
 
 constexpr Address kListener{0x0a000002, 5002};
 
-/// What a publisher asks before it has shown itself, and what it is sent until then, IP and UDP headers included.
+/// What a publisher asks before it is validated, and what it is sent until then, IP and UDP headers included.
 struct Ledger {
     static constexpr uint64_t kHeaders = 20 + 8;
 
     std::string connect, start;  // how these begin
     bool open = false;           // it has come back
-    bool proved = false;
+    bool validated = false;
     bool lost = false;  // its first START
     uint64_t asked = 0, answered = 0;
     bool fair = true;
@@ -31,7 +31,7 @@ public:
         if (bytes.compare(0, 2, m_ledger.connect) == 0)
             m_ledger.asked += bytes.size() + Ledger::kHeaders;
         else
-            m_ledger.proved = true;
+            m_ledger.validated = true;
     }
     std::string Name() const override { return "asking"; }
 
@@ -43,7 +43,7 @@ class CAnswering : public IFault {
 public:
     explicit CAnswering(Ledger* ledger) : m_ledger(*ledger) {}
     void Apply(Transit& transit, CRandom&) override {
-        if (!m_ledger.open || m_ledger.proved) return;
+        if (!m_ledger.open || m_ledger.validated) return;
         const std::string bytes = transit.copies.at(0).bytes;
         m_ledger.answered += bytes.size() + Ledger::kHeaders;
         m_ledger.fair = m_ledger.fair && m_ledger.answered <= 3 * m_ledger.asked;
@@ -157,7 +157,7 @@ TYPED_TEST(PublisherReturn, IsOnTheAirWithinSecondsThoughItsStartWasLost) {
     publisher.Join();
     EXPECT_TRUE(run(4000));
     EXPECT_TRUE(ledger.lost);
-    EXPECT_TRUE(ledger.proved);
+    EXPECT_TRUE(ledger.validated);
     EXPECT_TRUE(ledger.fair) << ledger.answered << " bytes for " << ledger.asked;
 }
 

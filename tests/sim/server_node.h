@@ -1,7 +1,7 @@
 // Processes of a simulated network: any with a local MCU, and a relay server.
 #pragma once
 
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "server/server_manager.h"
 #include "sim/harness.h"
 #include "support/fake_net.h"

@@ -47,7 +47,7 @@ public:
         }
     }
     bool IsIdle() const { return m_queued == 0 && m_window.empty(); }
-    std::vector<uint16_t> UnderWay() const {
+    std::vector<uint16_t> InFlight() const {
         std::vector<uint16_t> sequences;
         for (const Packet& packet : m_window) sequences.push_back(packet.sequence);
         return sequences;
@@ -95,7 +95,7 @@ private:
 constexpr uint64_t kSeeds = 300;
 
 TEST(SessionModel, SendersAgree) {
-    size_t mostUnderWay = 0;
+    size_t mostInFlight = 0;
     for (uint64_t seed = 0; seed < kSeeds; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         CRandom random(seed);
@@ -112,9 +112,9 @@ TEST(SessionModel, SendersAgree) {
             }
             if (random.Chance(300)) clock.Advance(random.Chance(900) ? random.Below(60) : random.Below(1500));
             if (step >= silent && random.Chance(350)) {
-                const auto underWay = model.UnderWay();
+                const auto inFlight = model.InFlight();
                 uint32_t sequence =
-                    underWay.empty() ? model.Next() : underWay[random.Below(static_cast<uint32_t>(underWay.size()))];
+                    inFlight.empty() ? model.Next() : inFlight[random.Below(static_cast<uint32_t>(inFlight.size()))];
                 if (random.Chance(150)) sequence += 32760 + random.Below(16);  // around half the numbers off
                 if (random.Chance(100)) sequence = random.Below(65536);
                 const bool flag = random.Chance(300);
@@ -128,10 +128,10 @@ TEST(SessionModel, SendersAgree) {
             }
             ASSERT_EQ(probe.TakeSequences(), expected) << "step " << step;
             ASSERT_EQ(probe.IsSendIdle(), model.IsIdle()) << "step " << step;
-            mostUnderWay = std::max(mostUnderWay, model.UnderWay().size());
+            mostInFlight = std::max(mostInFlight, model.InFlight().size());
         }
     }
-    EXPECT_GT(mostUnderWay, 100U) << "the walk must reach deep windows";
+    EXPECT_GT(mostInFlight, 100U) << "the walk must reach deep windows";
 }
 
 TEST(SessionModel, ReceiversAgree) {

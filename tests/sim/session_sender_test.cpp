@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// `count` packets of one byte, all under way and said.
+// `count` packets of one byte, all in flight and said.
 void Fill(CProbe& probe, int count) {
     for (int i = 0; i < count; ++i) ASSERT_TRUE(probe.Send("x"));
     probe.Pump();
@@ -107,7 +107,7 @@ TEST(SessionSender, APassAdmitsOneAndSendsFour) {
         ASSERT_THAT(probe.TakeSequences(), ElementsAre(pass));
     }
     EXPECT_FALSE(probe.CanAdmit());
-    EXPECT_FALSE(probe.ProcessSend()) << "160 under way, none due";
+    EXPECT_FALSE(probe.ProcessSend()) << "160 in flight, none due";
 
     clock.Advance(199);
     EXPECT_FALSE(probe.ProcessSend());
@@ -195,7 +195,7 @@ TEST(SessionSender, TellsCumulativeFromSelective) {
     EXPECT_THAT(repeated(200), ElementsAre(6, 8, 9));
     probe.Hear(AckPacket(false, 6));  // now 6 and 7 stand in front, marked, and go
     EXPECT_THAT(repeated(400), ElementsAre(8, 9));
-    probe.Hear(AckPacket(true, 7));  // late: covers nothing that is under way
+    probe.Hear(AckPacket(true, 7));  // late: covers nothing that is in flight
     EXPECT_THAT(repeated(800), ElementsAre(8, 9));
     probe.Hear(AckPacket(false, 9));
     EXPECT_FALSE(probe.IsSendIdle()) << "8 is missing";

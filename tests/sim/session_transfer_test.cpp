@@ -20,7 +20,7 @@ struct Pair {
         return world.RunUntil([this] { return left.IsDone() && right.IsDone() && world.IsNetworkEmpty(); },
                               [this] { return std::max(left.Bound(), right.Bound()) + Drain(); });
     }
-    /// The last copies may still be under way when everything is acknowledged.
+    /// The last copies may still be in flight when everything is acknowledged.
     uint64_t Drain() { return world.MaxDelay(kLeft, kRight) + world.MaxDelay(kRight, kLeft); }
 
     CWorld& world;

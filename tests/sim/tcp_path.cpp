@@ -1,6 +1,6 @@
 #include "sim/tcp_path.h"
 
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 
 #include <algorithm>
 

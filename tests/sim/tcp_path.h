@@ -34,7 +34,7 @@ private:
     struct Segment {
         uint64_t arrives;
         size_t bytes;
-        bool ends;  // the first message under way
+        bool ends;  // the first message in flight
     };
     void Leave(uint64_t now);
 

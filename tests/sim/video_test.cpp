@@ -39,7 +39,7 @@ struct CScene {
     std::vector<std::unique_ptr<CWatcher>> watchers;
 };
 
-// The link of the publisher or of one who watches says nothing for seconds. When it speaks again, the picture under way
+// The link of the publisher or of one who watches says nothing for seconds. When it speaks again, the picture in flight
 // arrives, and after it the newest key frame and what follows that: nothing of what was flushed.
 TEST(VideoWorld, AfterAStallTheNewestKeyFrameFollows) {
     for (uint64_t seed = 1; seed <= 6; ++seed) {

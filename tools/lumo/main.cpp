@@ -1,14 +1,6 @@
 // The command-line program.
-#include "tools/lumo/commands/demo_command.h"
-#include "tools/lumo/commands/dump_command.h"
-#include "tools/lumo/commands/helper_commands.h"
-#include "tools/lumo/commands/load_command.h"
-#include "tools/lumo/commands/probe_command.h"
-#include "tools/lumo/commands/receive_command.h"
-#include "tools/lumo/commands/send_command.h"
-#include "tools/lumo/commands/stream_commands.h"
+#include "tools/lumo/commands/commands.h"
 #include "tools/lumo/commands/transfer_options.h"
-#include "tools/lumo/commands/whiteboard_command.h"
 #include "tools/lumo/net/loop.h"
 
 #if __has_include("server/mcu_command.h")

@@ -16,9 +16,9 @@ struct Budgets {
     CMemoryBudget receive{0};
     CMemoryBudget early{0};
 
-    Budgets() { Share(0); }
+    Budgets() { Divide(0); }
     // One half for what waits, the other for what is not whole, of which packets before their turn get an eighth.
-    void Share(uint64_t bytes) {
+    void Divide(uint64_t bytes) {
         if (bytes == 0) bytes = Default();
         send.SetLimit(bytes / 2);
         receive.SetLimit(bytes / 16 * 7);
@@ -44,7 +44,7 @@ CMemoryBudget& EarlyBudget() { return All().early; }
 
 namespace budgets {
 
-void SetLimit(uint64_t bytes) { All().Share(bytes); }
+void SetLimit(uint64_t bytes) { All().Divide(bytes); }
 
 void SetExempt(const std::function<bool(uint32_t ip)>& exempt) {
     All().send.SetExempt(exempt);

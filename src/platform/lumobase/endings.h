@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// What ends an object may still use its channel, so whoever removes the channel waits for it here. Any thread.
+/// What ends an object may still use its channel, so the thread that removes the channel waits for it here. Any thread.
 class CEndings {
 public:
     /// In one step with leaving the table. Throws when there is no memory.

@@ -23,10 +23,10 @@ bool CMemoryBudget::Add(uint64_t bytes, bool holdsLittle) {
     return true;
 }
 
-// Memory that many share is no address's alone: while the sum is small nobody is too large.
+// No address is too large while the sum of all is small.
 void CMemoryBudget::Check(const Address* address) {
-    const uint64_t share = AddressShare();
-    if (address && address->bytes.load(std::memory_order_relaxed) > share && Sum() > share) RaiseAlarm();
+    const uint64_t quota = AddressQuota();
+    if (address && address->bytes.load(std::memory_order_relaxed) > quota && Sum() > quota) RaiseAlarm();
 }
 
 void CMemoryBudget::RaiseAlarm() {
@@ -38,13 +38,13 @@ void CMemoryBudget::RaiseAlarm() {
 void CMemoryBudget::Enter(CBudgetAccount& account, uint32_t ip) {
     const uint64_t moved = account.m_holder.BytesMoved();
     CAutoLock lock(&m_cs);
-    const bool shares = ip != 0 && !(m_exempt && m_exempt(ip));
+    const bool hasQuota = ip != 0 && !(m_exempt && m_exempt(ip));
     Address* address = nullptr;
     try {
         auto found = m_addresses.find(ip);
-        if (shares && found == m_addresses.end())
+        if (hasQuota && found == m_addresses.end())
             found = m_addresses.emplace(ip, std::unique_ptr<Address>(new Address{ip})).first;
-        if (shares) address = found->second.get();
+        if (hasQuota) address = found->second.get();
         m_accounts.try_emplace(&account, Pace{moved});
     } catch (const std::bad_alloc&) {
         if (address && address->accounts == 0) m_addresses.erase(ip);
@@ -103,11 +103,11 @@ void CMemoryBudget::Relieve() {
     CAutoLock lock(&m_cs);
     for (const auto& entry : m_addresses) {
         const Address& address = *entry.second;
-        if (Sum() <= AddressShare() || address.bytes.load(std::memory_order_relaxed) <= AddressShare()) continue;
+        if (Sum() <= AddressQuota() || address.bytes.load(std::memory_order_relaxed) <= AddressQuota()) continue;
         std::vector<Burden> burdens = Weigh(&address);
         RelieveOf(burdens, [&] {
-            return std::min(above(Sum(), AddressShare()),
-                            above(address.bytes.load(std::memory_order_relaxed), AddressShare()));
+            return std::min(above(Sum(), AddressQuota()),
+                            above(address.bytes.load(std::memory_order_relaxed), AddressQuota()));
         });
     }
     if (Sum() <= Limit()) return;
@@ -140,10 +140,10 @@ bool CBudgetAccount::Take(uint64_t bytes) {
     return true;
 }
 
-bool CBudgetAccount::TakeWithinShare(uint64_t bytes) {
+bool CBudgetAccount::TakeWithinQuota(uint64_t bytes) {
     const CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
     const bool room = m_budget.Sum() + bytes <= m_budget.Limit();
-    if (address && address->bytes.load(std::memory_order_relaxed) + bytes > m_budget.AddressShare()) return false;
+    if (address && address->bytes.load(std::memory_order_relaxed) + bytes > m_budget.AddressQuota()) return false;
     return room && Take(bytes);
 }
 

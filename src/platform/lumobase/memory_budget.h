@@ -1,4 +1,4 @@
-// What waits to be sent, and what is not yet whole, may cost a process so much and no more, whoever causes it.
+// Bounds the memory of a process for what waits to be sent and for what is not yet whole.
 #pragma once
 
 #include "platform/lumobase/crit_sec.h"
@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-/// Whoever holds memory on account of a far side. Called by the worker, under the lock of the budget.
+/// A holder of memory on account of a far side. Called by the worker, under the lock of the budget.
 class IBudgetHolder {
 public:
     /// Lets go of what it holds, at once or soon, and takes no more.
@@ -27,9 +27,9 @@ protected:
 
 class CBudgetAccount;
 
-/// Taking and returning costs a few atomic operations. Past the limit, or an address past its quarter of it, whoever
-/// has most and moves least gives way, on the worker's next turn; far past it only those who hold little take more, and
-/// further on nobody.
+/// Taking and returning costs a few atomic operations. Past the limit, or an address past its quota, the holder that
+/// has most and moves least gives way on the worker's next turn. Far past it only holders of little may take more, and
+/// further on none.
 class CMemoryBudget {
 public:
     explicit CMemoryBudget(uint64_t limit);
@@ -41,7 +41,7 @@ public:
     uint64_t Sum() const { return m_nSum.load(std::memory_order_relaxed); }
     /// Those who gave way so far.
     uint64_t GivenWay() const { return m_nGivenWay.load(std::memory_order_relaxed); }
-    /// Addresses whose accounts have no share an address; at first none. Before anything is served.
+    /// Addresses whose accounts have no quota; at first none. Before anything is served.
     void SetExempt(std::function<bool(uint32_t ip)> exempt);
     /// What wakes the worker. Any thread calls it, under whatever lock.
     void SetAlarm(void (*alarm)()) { m_pAlarm.store(alarm, std::memory_order_relaxed); }
@@ -74,14 +74,14 @@ private:
         uint64_t weight;
         CBudgetAccount* account;
     };
-    static constexpr uint64_t kSharesPerAddress = 4;
+    static constexpr uint64_t kQuotasInLimit = 4;
     static constexpr int kLockRank = 550;          // in the lock order: behind the tables, before the pump
     static constexpr uint64_t kMargin = 8;         // of the limit: what the worker's turn may be late by
     static constexpr uint64_t kLittleMargin = 16;  // and of those who hold little, behind it
     static constexpr uint64_t kLittle = 256;
     static constexpr uint64_t kLittleAtAddress = 32;
 
-    uint64_t AddressShare() const { return Limit() / kSharesPerAddress; }
+    uint64_t AddressQuota() const { return Limit() / kQuotasInLimit; }
     uint64_t MostLittle() const { return Limit() / kLittle; }
     uint64_t MostLittleAtAddress() const { return Limit() / kLittleAtAddress; }
     void Check(const Address* address);
@@ -113,7 +113,7 @@ public:
     CBudgetAccount(const CBudgetAccount&) = delete;
     CBudgetAccount& operator=(const CBudgetAccount&) = delete;
 
-    /// May be asked to give way from now on. `ip` is that of a far side that came by itself, else 0: it has no share.
+    /// May be asked to give way from now on. `ip` is that of a far side that came by itself, else 0: it has no quota.
     void Enter(uint32_t ip) {
         if (!m_bEntered) m_budget.Enter(*this, ip);
     }
@@ -123,8 +123,8 @@ public:
     }
     /// Memory of its own. False: it is not to be had.
     bool Take(uint64_t bytes);
-    /// The same for what nobody is asked to give back: not a byte past the limit, or past its address's share of it.
-    bool TakeWithinShare(uint64_t bytes);
+    /// The same for what nobody is asked to give back: not a byte past the limit, or past its address's quota of it.
+    bool TakeWithinQuota(uint64_t bytes);
     void Return(uint64_t bytes);
     /// Memory that the budget counts once, and every account in full that keeps it: whoever lags may be the last to,
     /// and a part of it would hide one who lags among many who do not. Never refused.
@@ -161,7 +161,7 @@ CMemoryBudget& EarlyBudget();
 
 namespace budgets {
 
-/// Shares these bytes among the budgets; 0, as at first: a quarter of what this machine or its control group has.
+/// Divides these bytes among the budgets; 0, as at first: a quarter of what this machine or its control group has.
 void SetLimit(uint64_t bytes);
 /// As CMemoryBudget has it, for all.
 void SetExempt(const std::function<bool(uint32_t ip)>& exempt);

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Of fixed size: a newcomer takes the place of an older one, whose answers then leave from the kernel's choice. One
+/// Of fixed size: a new address takes the place of an older one, whose answers then leave from the kernel's choice. One
 /// thread notes, any thread looks up.
 class CAskedAddresses {
 public:

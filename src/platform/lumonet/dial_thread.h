@@ -1,4 +1,4 @@
-// The thread on which libcurl dials through proxies. It lives while there is a dial under way.
+// The thread on which libcurl dials through proxies. It lives while a dial is in progress.
 #pragma once
 
 #include "platform/lumobase/crit_sec.h"

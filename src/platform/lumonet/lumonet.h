@@ -42,8 +42,8 @@ protected:
 
 class ITcpServerNotify {
 public:
-    /// The first message of a newly accepted connection, on the TCP thread. True keeps the session; whoever keeps it
-    /// has called AcceptSession and releases it from then on. False: the session is closed and gone after the call.
+    /// The first message of a newly accepted connection, on the TCP thread. True keeps the session: the callee has
+    /// called AcceptSession and has to release it. False: the session is closed and gone after the call.
     virtual bool OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data, int length) = 0;
 
 protected:

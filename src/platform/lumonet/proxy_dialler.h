@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-/// One dial under way. All dials share one thread, which lives while there is any.
+/// One dial in progress. All dials share one thread, which lives while there is any.
 class CProxyDial {
 public:
     /// Called once on the dial thread, unless cancelled before: the connected socket, or none.

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <thread>
 
-/// Every callback of one object passes through the object's gate. Callbacks of one object never run at the same time.
-/// Whoever is inside must keep the object alive: a release may have ended it otherwise.
+/// Every callback of one object passes through the object's gate. Callbacks of one object never run at the same time. A
+/// thread inside must keep the object alive: a release may have ended it otherwise.
 class CReleaseGate {
 public:
     CReleaseGate() = default;

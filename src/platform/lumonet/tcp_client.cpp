@@ -53,7 +53,7 @@ void CTcpClient::DialThrough(const CProxyServer& proxy) {
     m_proxyDial = CProxyDial(proxy, GetIpAddr(m_ulIP), m_usPort, [weak](CFileDescriptor socket) {
         auto self = std::static_pointer_cast<CTcpClient>(weak.lock());
         if (!self) return;
-        const CTcpReactor reactor;  // a share of this call's own: the object may go before Post has returned
+        const CTcpReactor reactor;  // this call's own: the object may go before Post has returned
         reactor.Post([self = std::move(self), socket = std::move(socket)]() mutable {
             self->OnProxyDialled(std::move(socket));
         });

@@ -41,16 +41,16 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
     if (!data || length <= 0 || IsLost()) return;
     const auto bytes = static_cast<uint32_t>(length);
     CTcpValidation laidOut;
-    if (mode == 1 && !(bytes <= net::kMaxUnprovedBody && ParseValidation(data, bytes, laidOut))) return;
+    if (mode == 1 && !(bytes <= net::kMaxUnvalidatedBody && ParseValidation(data, bytes, laidOut))) return;
     if (bytes > net::kMaxBody) return;
     try {
-        CMessageShare frame = mode == 1 ? nullptr : ShareFrame(data, bytes, m_out.account.HoldsLittle(bytes));
-        CQueueShare share;
-        if (mode != 1 && (!frame || !share.Take(m_out.account, bytes))) {
+        CSharedMessage frame = mode == 1 ? nullptr : ShareFrame(data, bytes, m_out.account.HoldsLittle(bytes));
+        CQueueCharge charge;
+        if (mode != 1 && (!frame || !charge.Take(m_out.account, bytes))) {
             return m_bKeepsPlace.load(std::memory_order_relaxed) ? void() : GiveWay();  // a gap would follow
         }
         const bool wake =
-            mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(share));
+            mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(charge));
         if (wake && !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
     } catch (...) {
         LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
@@ -68,7 +68,7 @@ void CTcpConnection::GiveWay() {
     std::shared_ptr<CTcpConnection> self = weak_from_this().lock();
     if (!self) return;
     const CTcpReactor reactor = m_reactor;   // the object may go before Post has returned
-    reactor.Post([self = std::move(self)] {  // no share stays with the worker, which has the budget's lock
+    reactor.Post([self = std::move(self)] {  // the worker keeps no use of the reactor, which has the budget's lock
         self->LetGo();
     });
 }
@@ -156,7 +156,7 @@ void CTcpConnection::Release() {
     m_gate.Release();
     std::shared_ptr<CTcpConnection> self = shared_from_this();
     Unpin();
-    const CTcpReactor reactor = m_reactor;  // a share of this call's own: the object may go before Post has returned
+    const CTcpReactor reactor = m_reactor;  // this call's own: the object may go before Post has returned
     reactor.Post([self = std::move(self)] { self->LoseGently("released"); });
 }
 
@@ -198,7 +198,7 @@ bool CTcpConnection::Deliver() {
 }
 
 CTcpConnection::Verdict CTcpConnection::OnMessage(const CTcpMessage& message) {
-    if (m_bProved) {
+    if (m_bValidated) {
         if (message.kind == TcpKind::Validation || message.length == 0) return Verdict::Taken;
         return OnFrame(message.data, static_cast<int>(message.length));
     }
@@ -206,7 +206,7 @@ CTcpConnection::Verdict CTcpConnection::OnMessage(const CTcpMessage& message) {
     if (message.kind != TcpKind::Validation || !ParseValidation(message.data, message.length, validation)) {
         return Verdict::Refused;
     }
-    m_bProved = true;
+    m_bValidated = true;
     m_decoder.SetMaxBody(net::kMaxBody);
     return OnValidation(validation) ? Verdict::Taken : Verdict::Refused;
 }

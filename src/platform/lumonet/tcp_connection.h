@@ -32,7 +32,7 @@ public:
     void LoseGently(const char* reason) { End(reason, true); }
 
 protected:
-    /// The address is that of a far side that came by itself: what the connection holds counts as its share.
+    /// The address is that of a far side that came by itself: what the connection holds counts towards its quota.
     explicit CTcpConnection(uint32_t strangerIP);
     virtual ~CTcpConnection();
 
@@ -61,7 +61,7 @@ protected:
     /// What waits gives way alone, and the connection stays.
     void KeepPlace() { m_bKeepsPlace.store(true, std::memory_order_relaxed); }
 
-    /// The object stays alive until Unpin, for whoever holds it as a raw pointer.
+    /// The object stays alive until Unpin, for a holder of a raw pointer to it.
     void Pin();
     void Unpin();
     /// By that owner, once: no callback runs from its return on, and the connection ends.
@@ -119,7 +119,7 @@ private:
     int m_nMostUnsent = 0;        // reactor: as the kernel was told
     asio::steady_timer m_timer;   // reactor
     unsigned m_nTimer = 0;        // reactor: which setting of the timer is the last
-    bool m_bProved = false;       // reactor: the far side has validated
+    bool m_bValidated = false;    // reactor: the far side has validated
     bool m_bAwaitsRead = false;   // reactor
     size_t m_nCharged = 0;        // reactor: for what the decoder keeps
     bool m_bAwaitsWrite = false;  // reactor

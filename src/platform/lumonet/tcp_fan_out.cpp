@@ -10,7 +10,7 @@ thread_local CTcpFanOut* t_pFanOut = nullptr;  // the innermost of this thread
 
 CEncodedMessage::~CEncodedMessage() { SendBudget().Subtract(cost); }
 
-CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length, bool holdsLittle) {
+CSharedMessage EncodeShared(TcpKind kind, const char* body, uint32_t length, bool holdsLittle) {
     const auto message = std::make_shared<CEncodedMessage>();
     const uint64_t cost = net::kHeaderLen + uint64_t{length} + sizeof(CEncodedMessage);
     if (kind == TcpKind::Frame) {  // a validation is short, and one a connection
@@ -23,9 +23,9 @@ CMessageShare EncodeShare(TcpKind kind, const char* body, uint32_t length, bool 
     return message;
 }
 
-CMessageShare ShareFrame(const char* body, uint32_t length, bool holdsLittle) {
+CSharedMessage ShareFrame(const char* body, uint32_t length, bool holdsLittle) {
     return t_pFanOut ? t_pFanOut->Share(body, length, holdsLittle)
-                     : EncodeShare(TcpKind::Frame, body, length, holdsLittle);
+                     : EncodeShared(TcpKind::Frame, body, length, holdsLittle);
 }
 
 CTcpFanOut::CTcpFanOut(const void* data, int length)
@@ -33,10 +33,10 @@ CTcpFanOut::CTcpFanOut(const void* data, int length)
 
 CTcpFanOut::~CTcpFanOut() { t_pFanOut = m_pOuter; }
 
-CMessageShare CTcpFanOut::Share(const char* data, uint32_t length, bool holdsLittle) {
+CSharedMessage CTcpFanOut::Share(const char* data, uint32_t length, bool holdsLittle) {
     if (data != m_pData || length != static_cast<uint32_t>(m_nLength)) {
-        return EncodeShare(TcpKind::Frame, data, length, holdsLittle);
+        return EncodeShared(TcpKind::Frame, data, length, holdsLittle);
     }
-    if (!m_message) m_message = EncodeShare(TcpKind::Frame, data, length, holdsLittle);
+    if (!m_message) m_message = EncodeShared(TcpKind::Frame, data, length, holdsLittle);
     return m_message;
 }

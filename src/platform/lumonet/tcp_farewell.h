@@ -10,7 +10,7 @@
 #include <memory>
 
 /// Sends nothing more, and reads and discards until the far side closes or the time is over: a socket that is closed
-/// with bytes unread resets the connection, and what is still under way to the far side is lost.
+/// with bytes unread resets the connection, and what is still in flight to the far side is lost.
 class CTcpFarewell : public std::enable_shared_from_this<CTcpFarewell> {
 public:
     using Closed = std::function<void()>;

@@ -62,6 +62,6 @@ private:
     size_t m_nKeptEnd = 0;
     size_t m_nLast = 0;  // length of the message last given, header included
     bool m_bLastKept = false;
-    uint32_t m_nMaxBody = net::kMaxUnprovedBody;
+    uint32_t m_nMaxBody = net::kMaxUnvalidatedBody;
     bool m_bBroken = false;
 };

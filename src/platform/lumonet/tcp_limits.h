@@ -13,7 +13,7 @@ inline constexpr uint32_t kHeaderLen = 5;
 /// The longest body of a frame; a header that announces more closes the connection.
 inline constexpr uint32_t kMaxBody = 64u * 1024 * 1024;
 /// The longest body from a peer that has not validated: a validation message is some tens of bytes.
-inline constexpr uint32_t kMaxUnprovedBody = 4096;
+inline constexpr uint32_t kMaxUnvalidatedBody = 4096;
 /// Type and payload length, before a validation message's payload.
 inline constexpr uint32_t kValidationHeaderLen = 8;
 
@@ -38,7 +38,7 @@ inline constexpr size_t kMaxFarewells = 1024;
 inline constexpr int kAcceptTurn = 32;
 /// The pause after an accept for which the process had no descriptor or memory.
 inline constexpr std::chrono::milliseconds kAcceptPause{100};
-/// Bytes under way that nobody acknowledges end a connection after this time.
+/// Bytes in flight that stay unacknowledged end a connection after this time.
 inline constexpr int kUserTimeoutMs = 30'000;
 
 /// A connection that takes nothing is looked at so often within the time that it has.

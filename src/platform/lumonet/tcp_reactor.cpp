@@ -59,7 +59,7 @@ struct State {
     CCritSec cs;
     CReactorThread thread;                                    // started under the lock
     std::shared_ptr<CTcpReactorRun> run LUMO_GUARDED_BY(cs);  // null from the thread's last turn on
-    size_t shares LUMO_GUARDED_BY(cs) = 0;
+    size_t users LUMO_GUARDED_BY(cs) = 0;
 };
 
 State& GetState();
@@ -97,7 +97,7 @@ State& GetState() {
 void StopIfUnused() {
     State& state = GetState();
     CAutoLock lock(&state.cs);
-    if (state.shares > 0 || !state.run) return;
+    if (state.users > 0 || !state.run) return;
     state.run->m_io.stop();
     state.run.reset();
 }
@@ -113,19 +113,19 @@ CTcpReactor::CTcpReactor() {
         state.run = std::move(run);
     }
     m_run = state.run;
-    ++state.shares;
+    ++state.users;
 }
 
 CTcpReactor::CTcpReactor(const CTcpReactor& other) : m_run(other.m_run) {
     State& state = GetState();
     CAutoLock lock(&state.cs);
-    ++state.shares;
+    ++state.users;
 }
 
 CTcpReactor::~CTcpReactor() {
     State& state = GetState();
     CAutoLock lock(&state.cs);
-    if (--state.shares == 0) Post(StopIfUnused);
+    if (--state.users == 0) Post(StopIfUnused);
 }
 
 asio::io_context& CTcpReactor::Io() const { return m_run->m_io; }

@@ -9,7 +9,7 @@
 
 class CTcpReactorRun;
 
-/// A share in the reactor. The first one starts its thread; the thread ends by itself once the last one is gone, on
+/// A user of the reactor. The first one starts its thread; the thread ends by itself once the last one is gone, on
 /// whichever thread that happens, the reactor's own included. Hold it in every object that the thread calls into.
 class CTcpReactor {
 public:

@@ -5,19 +5,19 @@
 #include <algorithm>
 #include <utility>
 
-bool CTcpSendQueue::PushFrame(CMessageShare frame, CQueueShare share) {
+bool CTcpSendQueue::PushFrame(CSharedMessage frame, CQueueCharge charge) {
     if (!frame) return false;
     const auto since = static_cast<uint32_t>(Lumo_Base::GetTimestamp());
     CAutoLock lock(&m_cs);
     if (m_bClosed) return false;
     DropAged();
-    m_items.push_back({std::move(frame), false, since, std::move(share)});
+    m_items.push_back({std::move(frame), false, since, std::move(charge)});
     Count(m_items.back());
     return Wake();
 }
 
 bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
-    CMessageShare message = EncodeShare(TcpKind::Validation, data, length);
+    CSharedMessage message = EncodeShared(TcpKind::Validation, data, length);
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;

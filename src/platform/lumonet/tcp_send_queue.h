@@ -14,22 +14,23 @@
 #include <span>
 #include <utility>
 
-/// A connection's share of a message that waits for it, and its own place in the queue.
-class CQueueShare {
+/// What a queued message costs its connection's memory account: a part of the message's bytes, and the place in the
+/// queue.
+class CQueueCharge {
 public:
-    CQueueShare() = default;
-    ~CQueueShare() {
+    CQueueCharge() = default;
+    ~CQueueCharge() {
         if (m_pAccount) m_pAccount->Let(m_nLength), m_pAccount->Return(kPlace);
     }
-    CQueueShare(CQueueShare&& other) noexcept
+    CQueueCharge(CQueueCharge&& other) noexcept
         : m_pAccount(std::exchange(other.m_pAccount, nullptr)), m_nLength(other.m_nLength) {}
-    CQueueShare& operator=(CQueueShare&& other) noexcept {
+    CQueueCharge& operator=(CQueueCharge&& other) noexcept {
         std::swap(m_pAccount, other.m_pAccount);
         std::swap(m_nLength, other.m_nLength);
         return *this;
     }
 
-    /// False: it is not to be had.
+    /// False when the account may not take it.
     bool Take(CBudgetAccount& account, uint32_t length) {
         if (!account.Take(kPlace)) return false;
         account.Hold(length);
@@ -50,8 +51,9 @@ class CTcpSendQueue {
 public:
     using Pieces = std::span<const asio::const_buffer>;
 
-    /// True when the writer must be told: nothing was under way. Frames wait until the validation message was pushed.
-    bool PushFrame(CMessageShare frame, CQueueShare share = {});
+    /// True when the writer must be told: nothing was being written. Frames wait until the validation message was
+    /// pushed.
+    bool PushFrame(CSharedMessage frame, CQueueCharge charge = {});
     /// Goes before every frame; a second one is dropped.
     bool PushValidation(const char* data, uint32_t length);
 
@@ -81,10 +83,10 @@ public:
 
 private:
     struct Item {
-        CMessageShare message;
+        CSharedMessage message;
         bool validation;
         uint32_t since;  // when it was pushed
-        CQueueShare share;
+        CQueueCharge charge;
     };
 
     bool Wake() LUMO_REQUIRES(m_cs);

@@ -54,7 +54,7 @@ bool CTcpServer::Open(uint32_t localIP, uint16_t port) {
 
 void CTcpServer::ReleaseConnections() {
     m_gate.Release();
-    const CTcpReactor reactor = m_reactor;  // a share of this call's own: the object may go before Post has returned
+    const CTcpReactor reactor = m_reactor;  // this call's own: the object may go before Post has returned
     std::shared_ptr<CTcpServer> self;
     {
         CAutoLock lock(&m_cs);

@@ -20,7 +20,7 @@ bool CUdpDelivery::Datagram(const char* data, size_t length, uint32_t ip, uint16
 
 unsigned CUdpDelivery::End() {
     unsigned restUs = 0;
-    // Whoever releases on another thread waits for this burst; a release from inside lets nothing follow.
+    // A release on another thread waits for this burst; a release from inside lets nothing follow.
     if (!m_bReleasedInside) {
         CallInside([this] { m_pNotify->OnUdpClientNotifyBurstEnd(); });
     }

@@ -15,7 +15,7 @@ inline constexpr unsigned kReceiveMessages = 16;
 /// With receive offload a call mostly finds one message, and looking for a second costs more than it brings: so many
 /// calls ask for one alone before the next looks further.
 inline constexpr unsigned kSingleCalls = 16;
-/// Whoever asks the receive thread to rest gets no longer rest: others wait for it.
+/// The receive thread rests no longer than this, whatever is asked: others wait for it.
 inline constexpr unsigned kLongestRestUs = 1000;
 /// Asked of the kernel for each direction: bursts of many links at once must not overrun it.
 inline constexpr int kSocketBuffer = 4 * 1024 * 1024;

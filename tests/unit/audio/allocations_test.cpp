@@ -9,7 +9,7 @@
 #endif
 
 #ifdef LUMO_COUNTS_ALLOCATIONS
-#include "audio/audio_sink_udp.h"
+#include "audio/audio_sink.h"
 #include "audio/local_mcu_audio.h"
 #include "lumomedia/audio.h"
 #include "lumomedia/local_mcu.h"

@@ -1,7 +1,7 @@
 // The audio part of the local MCU: channels, sinks that come and go, and the way of a frame to them.
 #include "audio_scene.h"
 
-#include "link/limits.h"
+#include "link/bounds/limits.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The two parts of the receiving half that hold memory: packets before their turn, and the frame under way.
+// The two parts of the receiving half that hold memory: packets before their turn, and the frame being reassembled.
 #include "core/held_packets.h"
 #include "core/reassembly.h"
 #include "core/session_constants.h"

@@ -97,7 +97,7 @@ TEST_F(DesktopPeerReceivers, OverTcpSayTheChannelAlone) {
     Command("P2P_FETCH_ACK");
     EXPECT_FALSE(receiver->IsDisconnected());
     CFakeTcp& client = host->net.LastClient();
-    EXPECT_EQ(client.dialledHost, "192.168.2.2") << "behind the same translator";
+    EXPECT_EQ(client.dialledHost, "192.168.2.2") << "behind the same NAT";
     EXPECT_EQ(client.dialledPort, 40000);
     client.clientNotify->OnTcpClientNotifyConnected();
     EXPECT_EQ(client.sent.at(0).bytes, Hex("0000000b 00000004") + U32(77));

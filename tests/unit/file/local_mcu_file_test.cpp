@@ -1,7 +1,7 @@
 // The file part of the local MCU: sinks that come and go, channels, factories, wire bytes.
 #include "file/local_mcu_file.h"
-#include "link/limits.h"
-#include "link/mcu_services.h"
+#include "link/bounds/limits.h"
+#include "link/process/mcu_services.h"
 #include "lumomedia/file.h"
 #include "support/session_wire.h"
 #include "support/test_manager.h"
@@ -36,8 +36,8 @@ protected:
     void ConnectSink(uint32_t receiver, uint32_t channelID = 77, uint32_t ip = CTestHost::kPeerIP) {
         host.Deliver(Hex("0639") + U32(receiver) + U32(channelID), ip);
     }
-    /// One that has shown itself; 0 when its request was not answered.
-    uint32_t ShownSink(uint32_t receiver, uint32_t channelID = 77, uint32_t ip = CTestHost::kPeerIP) {
+    /// A validated one; 0 when its request was not answered.
+    uint32_t ValidatedSink(uint32_t receiver, uint32_t channelID = 77, uint32_t ip = CTestHost::kPeerIP) {
         host.TakeSent();
         ConnectSink(receiver, channelID, ip);
         const auto answers = host.TakeSent();
@@ -124,24 +124,24 @@ TEST_F(LocalMcuFile, TheMoreSinksAnAddressHasTheLessMayWaitAtEach) {
         host.Run(1001, 1001);
     };
     CChannel idle(78);
-    ShownSink(0);
+    ValidatedSink(0);
     lag(4);
     EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "alone it has time";
-    for (uint32_t i = 1; i < 128; ++i) ShownSink(i, 78, kOther);
+    for (uint32_t i = 1; i < 128; ++i) ValidatedSink(i, 78, kOther);
     for (uint32_t i = 128; i < 168; ++i) ConnectSink(i, 78);  // who only says so takes nothing
     host.Run(1001, 1001);
-    EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "others have their own share";
-    for (uint32_t i = 200; i < 300; ++i) ShownSink(i, 78);
+    EXPECT_EQ(channel.GetFileSinkCount(), 1U) << "others have their own quota";
+    for (uint32_t i = 200; i < 300; ++i) ValidatedSink(i, 78);
     host.Run(1001, 1001);
     host.Run(1001, 1001);
     EXPECT_EQ(channel.GetFileSinkCount(), 0U) << "one that came earlier shares, too";
-    ShownSink(0);
+    ValidatedSink(0);
     lag(3);
     EXPECT_EQ(channel.GetFileSinkCount(), 0U);
     idle.ReleaseConnections();
 }
 
-TEST_F(LocalMcuFile, WhoHasNotShownItselfGetsOneWindowAndNothingMore) {
+TEST_F(LocalMcuFile, AnUnvalidatedSinkGetsOneWindowAndNothingMore) {
     const std::string frame(300000, 'x');
     const auto packets = [&] {
         size_t count = 0;
@@ -164,20 +164,20 @@ TEST_F(LocalMcuFile, WhoHasNotShownItselfGetsOneWindowAndNothingMore) {
     EXPECT_GT(packets(), 0U);
 }
 
-TEST_F(LocalMcuFile, TheOldestThatHasNotShownItselfGivesWay) {
+TEST_F(LocalMcuFile, TheOldestUnvalidatedSinkGivesWay) {
     const auto count = [] { return GetLocalMCUFile()->Tables().sinks.Size(); };
-    const uint32_t shown = ShownSink(1);
-    for (uint32_t i = 0; i < 10 * limits::kUnprovedPerAddress; ++i) ConnectSink(100 + i);
-    EXPECT_EQ(count(), 1 + limits::kUnprovedPerAddress);
-    for (uint32_t i = 0; i < 2 * limits::kMaxUnproved; ++i) ConnectSink(10000 + i, 77, 0x0b000000 + i);
-    EXPECT_EQ(count(), 1 + limits::kMaxUnproved);
-    for (uint32_t i = 0; i < limits::kMaxSinks; ++i) ShownSink(20000 + i);
+    const uint32_t validated = ValidatedSink(1);
+    for (uint32_t i = 0; i < 10 * limits::kUnvalidatedPerAddress; ++i) ConnectSink(100 + i);
+    EXPECT_EQ(count(), 1 + limits::kUnvalidatedPerAddress);
+    for (uint32_t i = 0; i < 2 * limits::kMaxUnvalidated; ++i) ConnectSink(10000 + i, 77, 0x0b000000 + i);
+    EXPECT_EQ(count(), 1 + limits::kMaxUnvalidated);
+    for (uint32_t i = 0; i < limits::kMaxSinks; ++i) ValidatedSink(20000 + i);
     EXPECT_EQ(count(), limits::kMaxSinks);
     host.TakeSent();
     ConnectSink(99999);
     EXPECT_TRUE(host.TakeSent().empty()) << "a table full of those who are there answers nobody new";
     ConnectSink(1);
-    EXPECT_EQ(ReadU32(host.TakeSent().at(1).bytes, 6), shown) << "those who are in are answered";
+    EXPECT_EQ(ReadU32(host.TakeSent().at(1).bytes, 6), validated) << "those who are in are answered";
     EXPECT_FALSE(host.net.TcpServer().Validate(&host.net.NewSession(), 13, U32(77)));
 }
 

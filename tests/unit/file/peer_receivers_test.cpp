@@ -1,5 +1,5 @@
 // How the receivers of a peer's channel wait for their way, take it, and give up.
-#include "link/limits.h"
+#include "link/bounds/limits.h"
 #include "lumomedia/file.h"
 #include "support/p2p_peer.h"
 #include "support/session_wire.h"

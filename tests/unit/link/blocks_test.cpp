@@ -1,10 +1,10 @@
 // The small building blocks: identities, tables, addresses, silence and poll counts.
 #include "link/activity.h"
 #include "link/callback.h"
-#include "link/channel_hub.h"
-#include "link/id_table.h"
-#include "link/object_id.h"
 #include "link/relay_request.h"
+#include "link/tables/channel_hub.h"
+#include "link/tables/id_table.h"
+#include "link/tables/object_id.h"
 #include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The frame link: its queue, its pump and what it does with exceptions and limits.
-#include "link/frame_link.h"
+#include "link/udp/frame_link.h"
 
-#include "link/link_registry.h"
-#include "link/work_signal.h"
+#include "link/process/link_registry.h"
+#include "link/process/work_signal.h"
 #include "support/hand_clock.h"
 #include "support/session_wire.h"
 #include "support/virtual_clock.h"
@@ -142,12 +142,12 @@ TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
     EXPECT_EQ(statistics.ullFramesDropped, 3U);
 }
 
-TEST(FrameLink, WhatANewcomersQueueDropsIsGivenBackOnce) {
+TEST(FrameLink, WhatAnUnvalidatedLinksQueueDropsIsGivenBackOnce) {
     constexpr uint64_t kAll = 300;
     CFirstSends first({kAll, 0, 0});
     CTestLink link;
     ASSERT_TRUE(link.OpenLink());
-    link.HoldNewcomer(first);
+    link.HoldUntilValidated(first);
     EXPECT_TRUE(link.QueueFrame("old", 3));
     EXPECT_FALSE(first.Take(kAll));
     link.DropQueue();

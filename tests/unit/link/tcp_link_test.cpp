@@ -1,6 +1,6 @@
 // What may wait for a TCP connection.
-#include "link/tcp_link.h"
-#include "link/limits.h"
+#include "link/tcp/tcp_link.h"
+#include "link/bounds/limits.h"
 #include "support/test_manager.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The manager: endpoints, kinds, time, the order of its end.
-#include "link/mcu_services.h"
-#include "link/work_signal.h"
+#include "link/process/mcu_services.h"
+#include "link/process/work_signal.h"
 #include "lumomedia/file.h"
 #include "lumomedia/local_mcu.h"
 #include "support/session_wire.h"

@@ -1,5 +1,5 @@
 // The manager goes while other threads still send.
-#include "link/mcu_services.h"
+#include "link/process/mcu_services.h"
 #include "lumomedia/file.h"
 #include "lumomedia/local_mcu.h"
 #include "support/fake_net.h"

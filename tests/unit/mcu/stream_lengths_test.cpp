@@ -1,12 +1,12 @@
 // Audio and video datagrams cut short or too long, to every role that takes them: only the right length does anything.
-#include "audio/audio_receiver_datagrams.h"
+#include "audio/audio_receiver.h"
 #include "audio/local_mcu_audio.h"
 #include "lumomedia/audio.h"
 #include "lumomedia/video.h"
 #include "support/session_wire.h"
 #include "support/test_manager.h"
 #include "video/local_mcu_video.h"
-#include "video/video_receiver_datagrams.h"
+#include "video/video_receiver.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The peer-to-peer manager: what each command packet and each datagram does, and what it never does.
 #include "p2p/mtp2p.h"
-#include "link/instances.h"
-#include "link/limits.h"
+#include "link/bounds/limits.h"
+#include "link/process/instances.h"
 #include "peer_scene.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ Datagrams operator+(Datagrams first, const Datagrams& second) {
 const std::string kToNat = "10.0.0.2:7001 0207000000";
 const std::string kToLan = "192.168.2.2:40000 0207000000";
 
-TEST(MtP2P, KnocksThreeTimesAtEachAddressThenGivesUp) {
+TEST(MtP2P, ProbesEachAddressThreeTimesThenGivesUp) {
     struct Row {
         P2PItem item;
         Datagrams attempt;

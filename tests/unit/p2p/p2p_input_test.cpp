@@ -101,7 +101,7 @@ TEST(P2PInput, NoConnectionIsDialledToSuchAddresses) {
     for (const AddressRow& row : kAddresses) {
         CPeerScene scene;
         CApplication app;
-        // Behind the same translator, and as a public host.
+        // Behind the same NAT, and as a public host.
         for (const P2PItem& item : {Item(static_cast<uint32_t>(scene.app.item.ulNATIP), 1, row.ip, row.port),
                                     Item(row.ip, row.port, row.ip, row.port)}) {
             scene.Command("P2P_FETCH_ACK", item);

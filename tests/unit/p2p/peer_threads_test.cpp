@@ -1,5 +1,5 @@
 // Entries are replaced while other threads hold, read and change them.
-#include "link/instances.h"
+#include "link/process/instances.h"
 #include "p2p/mtp2p.h"
 #include "peer_scene.h"
 

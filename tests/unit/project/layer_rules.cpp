@@ -13,6 +13,11 @@ const std::map<std::string, int> FLOORS = {
     {"desktop", 4},  {"whiteboard", 4}, {"mcu", 5},  {"api", 6}, {"server", 7}, {"tools", 8},
 };
 
+/// The same within link/; its own files stand lowest.
+const std::map<std::string, int> LINK_FLOORS = {
+    {"", 0}, {"bounds", 1}, {"process", 2}, {"udp", 3}, {"tcp", 3}, {"tables", 4}, {"share", 5}, {"stream", 5},
+};
+
 /// What only platform/ may know of in src/: sockets, threads, clocks, files and the libraries that wrap them.
 const std::regex OPERATING_SYSTEM(
     "(sys|net|netinet|arpa|linux|asm|curl|spdlog|fmt)/.*|asio(\\.hpp|/.*)|"
@@ -41,14 +46,23 @@ std::string SystemHeaderBreach(const std::string& folder, const std::string& hea
     return "";
 }
 
-std::string FloorBreach(const std::string& folder, const std::string& target) {
-    const auto from = FLOORS.find(folder);
-    const auto to = FLOORS.find(target);
-    if (from == FLOORS.end()) return "the file stands on no floor";
-    if (to == FLOORS.end()) return "includes name their floor first";
+std::string FloorBreach(const std::map<std::string, int>& floors, const std::string& folder,
+                        const std::string& target) {
+    const auto from = floors.find(folder);
+    const auto to = floors.find(target);
+    if (from == floors.end()) return "the file stands on no floor";
+    if (to == floors.end()) return "includes name their floor first";
     if (to->second > from->second) return folder + "/ includes upward";
     if (to->second == from->second && folder != target) return folder + "/ and " + target + "/ are neighbours";
     return "";
+}
+
+/// Both paths without what lies before their floor.
+std::string QuotedBreach(const std::string& path, const std::string& header) {
+    const std::string folder = FirstFolder(path);
+    const std::string target = FirstFolder(header);
+    if (folder != "link" || target != "link") return FloorBreach(FLOORS, folder, target);
+    return FloorBreach(LINK_FLOORS, FirstFolder(path.substr(5)), FirstFolder(header.substr(5)));
 }
 
 }  // namespace
@@ -63,6 +77,6 @@ std::string LayerBreach(const std::string& path, const std::string& line) {
     const std::string top = FirstFolder(path);
     if (top == "include") return PublicHeaderBreach(header, quoted);
     if (FirstFolder(header) == "lumomedia") return "";
-    const std::string folder = top == "src" ? FirstFolder(path.substr(4)) : top;
-    return quoted ? FloorBreach(folder, FirstFolder(header)) : SystemHeaderBreach(folder, header);
+    const std::string inside = top == "src" ? path.substr(4) : path;
+    return quoted ? QuotedBreach(inside, header) : SystemHeaderBreach(FirstFolder(inside), header);
 }

@@ -11,9 +11,14 @@ TEST(Layers, TheRuleTellsGoodFromBad) {
     };
     const Row rows[] = {
         {"src/core/a.cpp", "#include \"platform/lumobase/clock.h\"", true},
-        {"src/core/a.cpp", "#include \"link/id_table.h\"", false},
+        {"src/core/a.cpp", "#include \"link/tables/id_table.h\"", false},
         {"src/platform/lumonet/a.cpp", "#include \"core/a.h\"", false},
         {"src/link/a.h", "#include \"file/channel.h\"", false},
+        {"src/link/udp/a.h", "#include \"link/bounds/b.h\"", true},
+        {"src/link/udp/a.h", "#include \"link/b.h\"", true},
+        {"src/link/udp/a.h", "#include \"link/tcp/b.h\"", false},
+        {"src/link/a.h", "#include \"link/bounds/b.h\"", false},
+        {"src/link/news/a.h", "#include \"link/b.h\"", false},
         {"src/file/a.cpp", "#include \"file/b.h\"", true},
         {"src/file/a.cpp", "#include \"video/b.h\"", false},
         {"src/desktop/a.cpp", "  #  include \"whiteboard/b.h\"  // why not", false},

@@ -23,7 +23,7 @@ TEST_F(Audio, APublisherIsToldHowManyListenOnEveryChangeAndEveryTwoSeconds) {
     ASSERT_EQ(first.size(), 2U) << "acknowledged once";
     const std::string id = first[0].substr(12, 8);
     EXPECT_EQ(first[0], "001300000005" + id + "00000000");
-    EXPECT_EQ(first[1], "001600000005") << "the question that proves it";
+    EXPECT_EQ(first[1], "001600000005") << "the question that validates it";
     EXPECT_EQ(Connect(kChannel, 9, kBob), 0U) << "nothing to hear yet";
     host.Deliver(Hex("0017" + id), kAlice);
     EXPECT_EQ(host.LastLine(), "audio source 10.0.0.1:1001 (udp) publishes channel 77");
@@ -56,7 +56,7 @@ TEST_F(Audio, FramesReachThoseWhoListenAndNobodyElse) {
     const uint32_t source = Publish(kChannel, kAlice);
     const uint32_t bob = Listen(kChannel, 9, kBob);
     Connect(kChannel, 10, kCarol);
-    const auto heard = [&](const std::string& frame, const CPeer& from = kAlice) {
+    const auto heard = [&](const std::string& frame, const CEndpointAddress& from = kAlice) {
         Say("19", source, from, frame);
         return host.TakeCount(kBob, "0002");
     };

@@ -10,34 +10,35 @@ using session_wire::U32;
 namespace {
 
 constexpr uint32_t kChannel = 77;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kFar{0x7f000009, 7005};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kFar{0x7f000009, 7005};
 constexpr size_t kPlace = 3;  // among the media of the status
 
 class Desktop : public testing::Test {
 protected:
-    void Say(const char* command, uint32_t id, const CPeer& peer, const std::string& rest = "") {
-        host.Deliver(Hex("05") + Hex(command) + U32(id) + rest, peer);
+    void Say(const char* command, uint32_t id, const CEndpointAddress& address, const std::string& rest = "") {
+        host.Deliver(Hex("05") + Hex(command) + U32(id) + rest, address);
     }
     /// The long request; without a far server, when it is at home here.
-    void Ask(const CPeer& peer, uint32_t receiverID, uint32_t channelID, uint32_t farIP = 0, uint16_t farPort = 0) {
-        Say("2b", receiverID, peer, U32(channelID) + U32(farIP) + U32(0) + U32(0) + U32(farPort).substr(2));
+    void Ask(const CEndpointAddress& address, uint32_t receiverID, uint32_t channelID, uint32_t farIP = 0,
+             uint16_t farPort = 0) {
+        Say("2b", receiverID, address, U32(channelID) + U32(farIP) + U32(0) + U32(0) + U32(farPort).substr(2));
     }
-    uint32_t SinkOf(const CPeer& peer) { return host.LastID(peer, "052c", 6); }
+    uint32_t SinkOf(const CEndpointAddress& address) { return host.LastID(address, "052c", 6); }
     /// One that has connected and answered. Its source ID.
-    uint32_t Publish(uint32_t channelID, const CPeer& peer) {
-        Say("32", channelID, peer, U32(5));
-        const uint32_t sourceID = host.LastID(peer, "0533", 6);
-        Say("37", sourceID, peer);
-        host.Take(peer);
-        Say("32", channelID, peer, U32(5));
-        EXPECT_EQ(host.TakeCount(peer, "0533"), 2U) << "against loss, to who is known";
-        host.Take(peer);
+    uint32_t Publish(uint32_t channelID, const CEndpointAddress& address) {
+        Say("32", channelID, address, U32(5));
+        const uint32_t sourceID = host.LastID(address, "0533", 6);
+        Say("37", sourceID, address);
+        host.Take(address);
+        Say("32", channelID, address, U32(5));
+        EXPECT_EQ(host.TakeCount(address, "0533"), 2U) << "against loss, to who is known";
+        host.Take(address);
         return sourceID;
     }
     /// Packets to the peer since the last call.
-    size_t Packets(const CPeer& peer) { return host.TakeCount(peer, "052f"); }
+    size_t Packets(const CEndpointAddress& address) { return host.TakeCount(address, "052f"); }
 
     CMediumStatus Status() { return host.server->Media().at(kPlace); }
 

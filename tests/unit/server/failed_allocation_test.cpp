@@ -9,7 +9,7 @@
 
 #ifdef LUMO_FAILS_ALLOCATIONS
 #include "file/local_mcu_file.h"
-#include "link/link_registry.h"
+#include "link/process/link_registry.h"
 #include "server_host.h"
 
 #include <gtest/gtest.h>
@@ -43,8 +43,8 @@ using session_wire::U32;
 
 constexpr uint32_t kChannel = 77;
 constexpr uint32_t kFarIP = 0x7f000009;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
 
 std::string Relayed(uint32_t channelID) { return U32(channelID) + U32(kFarIP) + U32(0) + U32(0); }
 
@@ -52,7 +52,7 @@ std::string Relayed(uint32_t channelID) { return U32(channelID) + U32(kFarIP) + 
 struct Row {
     const char* what;
     bool published;
-    CPeer peer;
+    CEndpointAddress address;
     std::string datagram;
     uint32_t type = 0;
     std::string payload = "";
@@ -73,7 +73,7 @@ const Row kRows[] = {
 /// False: its connection is gone.
 bool Come(const Row& row, CServerHost& host) {
     if (row.type != 0) return host.Validate(row.type, row.payload) != nullptr;
-    host.Deliver(row.datagram, row.peer);
+    host.Deliver(row.datagram, row.address);
     return true;
 }
 
@@ -83,7 +83,7 @@ std::vector<size_t> Count(CServerHost& host) {
                                host.server->Signalling().clients};
     for (const CMediumStatus& medium : host.server->Media()) {
         for (const size_t count : {medium.channels, medium.relays, medium.sourcesUdp, medium.sourcesTcp,
-                                   medium.sinksUdp, medium.sinksTcp, medium.unproved})
+                                   medium.sinksUdp, medium.sinksTcp, medium.unvalidated})
             counts.push_back(count);
     }
     return counts;

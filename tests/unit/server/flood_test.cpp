@@ -13,8 +13,8 @@ using session_wire::U32;
 namespace {
 
 constexpr uint32_t kChannel = 77;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
 constexpr int kHeaders = 28;
 
 /// A hundred thousand requests of one form, each from an address of its own.
@@ -49,7 +49,7 @@ TEST_P(Flood, LeavesMemoryFlatAndGainsNothing) {
     for (const auto& entry : bytes) ASSERT_LE(entry.second, 3 * received) << entry.first;
     EXPECT_LE(toFarServers, server::kMaxPendingLegs * (host.clock.Now() - 1000000) / 1000);
     const CMediumStatus medium = host.server->Media()[0];
-    EXPECT_LE(medium.unproved, server::kMaxUnproved + server::kMaxClaims);
+    EXPECT_LE(medium.unvalidated, server::kMaxUnvalidated + server::kMaxClaims);
     EXPECT_LE(medium.channels, 10000U);
     // Other than by what the test itself keeps of the traffic.
     EXPECT_LE(ReadProcessStatus().residentBytes, resident + (48U << 20));
@@ -99,7 +99,8 @@ TEST(Flood, AnyBytesAreTaken) {
         if (bytes.size() > 1 && i % 4 != 0) bytes[0] = 6;
         if (bytes.size() > 1 && i % 2 != 0) bytes[1] = static_cast<char>(0x39 + random() % 14);
         if (bytes.size() > 6 && i % 3 == 0) bytes.replace(2, 4, U32(i % 6 == 0 ? sourceID : sinkID));
-        if (!bytes.empty()) host.Deliver(bytes, i % 5 == 0 ? kAlice : CPeer{static_cast<uint32_t>(random()), 5});
+        if (!bytes.empty())
+            host.Deliver(bytes, i % 5 == 0 ? kAlice : CEndpointAddress{static_cast<uint32_t>(random()), 5});
         host.Validate(static_cast<uint32_t>(random() % 16), bytes);
         if (i % 100 == 0) host.Run(1100, 1100);
         host.net.Udp().TakeSent();

@@ -10,13 +10,13 @@ namespace {
 
 constexpr uint32_t kChannel = 77;
 constexpr uint32_t kNear = 0x7f000001;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
-constexpr CPeer kDave{0x0a000004, 1004};
-constexpr CPeer kErin{0x0a000005, 1005};
-constexpr CPeer kFirst{0x7f000002, CServerHost::kPort};
-constexpr CPeer kSecond{0x7f000003, CServerHost::kPort};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kDave{0x0a000004, 1004};
+constexpr CEndpointAddress kErin{0x0a000005, 1005};
+constexpr CEndpointAddress kFirst{0x7f000002, CServerHost::kPort};
+constexpr CEndpointAddress kSecond{0x7f000003, CServerHost::kPort};
 
 struct MediumRow {
     const char* name;
@@ -25,7 +25,7 @@ struct MediumRow {
     const char *sourceConnect, *sourceConnectAck, *sourceProof, *sourceFrame;  // none where everybody draws
     bool port, user;                                                           // what the request ends in
     bool session;                                                              // of the frames
-    bool mute;                                                                 // subscribers show themselves by `up`
+    bool mute;                                                                 // `up` validates a subscriber
     uint32_t type;                                                             // of TCP subscribers
     const char* wanted;                                                        // what they say first
     const char* answerTail;                                                    // of the far server, over TCP
@@ -57,25 +57,25 @@ protected:
         return U32(kChannel) + U32(homeIP) + U32(second) + U32(0) +
                (row.port ? U32(homeIP == 0 ? 0 : CServerHost::kPort).substr(2) : "") + (row.user ? U32(0) : "");
     }
-    void Say(const char* command, uint32_t id, const CPeer& peer, const std::string& rest = "") {
-        host.Deliver(Hex(row.kind) + Hex(command) + U32(id) + rest, peer);
+    void Say(const char* command, uint32_t id, const CEndpointAddress& address, const std::string& rest = "") {
+        host.Deliver(Hex(row.kind) + Hex(command) + U32(id) + rest, address);
     }
     std::string Code(const char* command) const { return std::string(row.kind) + command; }
-    /// Its sink's ID, or 0; it shows itself then.
-    uint32_t Connected(const CPeer& peer) {
-        const uint32_t sinkID = host.LastID(peer, Code(row.sinkConnectAck), 6);
-        host.Take(peer);
-        if (sinkID != 0 && row.mute) Say(row.up, sinkID, peer, session_wire::Ack(0));
-        if (sinkID != 0) Say(row.alive, sinkID, peer);
-        host.Take(peer);
+    /// Its sink's ID, or 0; it is validated then.
+    uint32_t Connected(const CEndpointAddress& address) {
+        const uint32_t sinkID = host.LastID(address, Code(row.sinkConnectAck), 6);
+        host.Take(address);
+        if (sinkID != 0 && row.mute) Say(row.up, sinkID, address, session_wire::Ack(0));
+        if (sinkID != 0) Say(row.alive, sinkID, address);
+        host.Take(address);
         return sinkID;
     }
-    uint32_t Ask(const CPeer& peer, uint32_t homeIP, uint32_t second = 0) {
-        Say(row.sinkConnect, peer.port, peer, Request(homeIP, second));
-        return Connected(peer);
+    uint32_t Ask(const CEndpointAddress& address, uint32_t homeIP, uint32_t second = 0) {
+        Say(row.sinkConnect, address.port, address, Request(homeIP, second));
+        return Connected(address);
     }
     /// Gives the ID of the leg.
-    uint32_t FarAccepts(const CPeer& far) {
+    uint32_t FarAccepts(const CEndpointAddress& far) {
         const auto asked = host.Take(far);
         EXPECT_EQ(asked.size(), 1U);
         if (asked.empty()) return 0;
@@ -97,9 +97,9 @@ protected:
     }
     void SendHere(uint32_t n) { Say(IsBoard() ? row.up : row.sourceFrame, m_ulOwn, kAlice, Wrapped(0, Frame(n))); }
     /// The frames that have come to a peer since the last call.
-    std::vector<std::string> Frames(const CPeer& peer, const char* command) {
+    std::vector<std::string> Frames(const CEndpointAddress& address, const char* command) {
         std::vector<std::string> frames;
-        for (const std::string& hex : host.Take(peer)) {
+        for (const std::string& hex : host.Take(address)) {
             if (!command || hex.compare(0, 4, Code(command)) != 0) continue;
             const std::string rest = Hex(hex).substr(command == row.up ? 6 : 10);
             if (!row.session)
@@ -109,7 +109,7 @@ protected:
         }
         return frames;
     }
-    std::vector<std::string> Heard(const CPeer& peer) { return Frames(peer, row.down); }
+    std::vector<std::string> Heard(const CEndpointAddress& address) { return Frames(address, row.down); }
     CMediumStatus Status() { return host.server->Media().at(row.place); }
 
     CFakeTcp* AskTcp(uint32_t homeIP, uint32_t second = 0) {
@@ -159,8 +159,9 @@ TEST_P(Homes, OneNumberHereAndAtTwoOthersAreThreeChannels) {
         const uint32_t bob = Ask(kBob, kFirst.ip);
         Say(row.up, bob, kBob, Wrapped(0, Frame(4)));
         EXPECT_EQ(Frames(kFirst, row.up), Arrived(4));
-        for (const CPeer& other : {kSecond, kAlice}) EXPECT_EQ(Frames(other, row.up), Texts()) << "not its home";
-        for (const CPeer& other : {kBob, kCarol, kDave}) EXPECT_EQ(Heard(other), Texts());
+        for (const CEndpointAddress& other : {kSecond, kAlice})
+            EXPECT_EQ(Frames(other, row.up), Texts()) << "not its home";
+        for (const CEndpointAddress& other : {kBob, kCarol, kDave}) EXPECT_EQ(Heard(other), Texts());
     }
     Say(row.bye, Ask(kBob, kFirst.ip), kBob);
     host.Take(kSecond);

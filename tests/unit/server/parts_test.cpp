@@ -1,11 +1,11 @@
 // The small parts: ranges, endpoints, budgets, histories, flags.
-#include "link/unproved.h"
-#include "server/answer_budget.h"
-#include "server/kept_requests.h"
+#include "link/bounds/unvalidated.h"
+#include "server/channels/key_frame_requests.h"
+#include "server/channels/rate_history.h"
 #include "server/mcu_command.h"
-#include "server/rate_history.h"
+#include "server/relays/pending_requests.h"
 #include "server/server_options.h"
-#include "server/video/key_frame_requests.h"
+#include "server/sources/claims.h"
 
 #include <gtest/gtest.h>
 
@@ -77,37 +77,37 @@ TEST(AnswerBudget, IsThreeTimesWhatCameHeadersIncluded) {
     EXPECT_TRUE(budget.Spend(56));
 }
 
-TEST(Unproved, KnowsTheOldestAndHowManyAnAddressHas) {
-    CUnproved unproved(4, 2);
-    unproved.Add(11, 1, 100);
-    unproved.Add(12, 1, 200);
-    unproved.Add(13, 2, 100);
-    EXPECT_EQ(unproved.WhoGivesWayTo(1), 11U);
-    EXPECT_EQ(unproved.WhoGivesWayTo(2), 0U);
-    EXPECT_EQ(unproved.Oldest(), 11U);
-    EXPECT_EQ(unproved.OldestOf(200), 12U);
-    EXPECT_EQ(unproved.OldestOf(300), 0U);
-    EXPECT_EQ(unproved.Remove(11), 100U);
-    EXPECT_EQ(unproved.Remove(11), 0U);
-    EXPECT_EQ(unproved.Oldest(), 12U);
-    EXPECT_EQ(unproved.WhoGivesWayTo(1), 0U);
-    unproved.Add(14, 3, 100);
-    EXPECT_EQ(unproved.WhoGivesWayTo(4), 0U);
-    unproved.Add(15, 3, 100);
-    EXPECT_EQ(unproved.WhoGivesWayTo(4), 12U) << "there are too many";
-    EXPECT_EQ(unproved.WhoGivesWayTo(3), 14U) << "its own before others'";
+TEST(Unvalidated, KnowsTheOldestAndHowManyAnAddressHas) {
+    CUnvalidated unvalidated(4, 2);
+    unvalidated.Add(11, 1, 100);
+    unvalidated.Add(12, 1, 200);
+    unvalidated.Add(13, 2, 100);
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(1), 11U);
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(2), 0U);
+    EXPECT_EQ(unvalidated.Oldest(), 11U);
+    EXPECT_EQ(unvalidated.OldestOf(200), 12U);
+    EXPECT_EQ(unvalidated.OldestOf(300), 0U);
+    EXPECT_EQ(unvalidated.Remove(11), 100U);
+    EXPECT_EQ(unvalidated.Remove(11), 0U);
+    EXPECT_EQ(unvalidated.Oldest(), 12U);
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(1), 0U);
+    unvalidated.Add(14, 3, 100);
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(4), 0U);
+    unvalidated.Add(15, 3, 100);
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(4), 12U) << "there are too many";
+    EXPECT_EQ(unvalidated.WhoGivesWayTo(3), 14U) << "its own before others'";
 }
 
 // The worker's clock reading may be older than one that the UDP thread takes meanwhile.
 TEST(Times, WhatHappensAfterTheWorkerReadTheClockIsNotLongAgo) {
-    CKeptRequests kept(4, {});
+    CPendingRequests pending(4, {});
     CSinkRequest request{};
     request.channelID = 7;
-    kept.Keep(request, {}, 1000);
-    kept.ForgetOld(999);
-    EXPECT_EQ(kept.Count(), 1U);
-    kept.ForgetOld(1000 + server::kRequestKeptMs + 1);
-    EXPECT_EQ(kept.Count(), 0U);
+    pending.Add(request, {}, 1000);
+    pending.ForgetOld(999);
+    EXPECT_EQ(pending.Count(), 1U);
+    pending.ForgetOld(1000 + server::kRequestPendingMs + 1);
+    EXPECT_EQ(pending.Count(), 0U);
 
     CKeyFrameRequests requests;
     requests.Want(1000);

@@ -1,5 +1,5 @@
 // What askers hear of their own address, on both ports.
-#include "server/reflector.h"
+#include "server/signalling/reflector.h"
 
 #include "server_host.h"
 
@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kStranger{0x0b000001, 0xfffe};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kStranger{0x0b000001, 0xfffe};
 
 TEST(Reflector, TellsThoseWhoMayAskTheirAddress) {
     CServerOptions options = CServerHost::LoopbackOptions();

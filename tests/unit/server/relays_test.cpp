@@ -9,34 +9,34 @@ namespace {
 
 constexpr uint32_t kChannel = 77;
 constexpr uint32_t kFar = 0x7f000002;
-constexpr CPeer kFarPeer{kFar, CServerHost::kPort};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kFarAddress{kFar, CServerHost::kPort};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kCarol{0x0a000003, 1003};
 constexpr uint32_t kFarSink = 0xfa5;
 
 class Relays : public testing::Test {
 protected:
-    void Ask(const CPeer& peer, uint32_t receiverID = 9) {
-        host.Deliver(CServerHost::LongConnect(receiverID, kChannel, kFar), peer);
+    void Ask(const CEndpointAddress& address, uint32_t receiverID = 9) {
+        host.Deliver(CServerHost::LongConnect(receiverID, kChannel, kFar), address);
     }
     /// Of its three addresses the second is one.
     CFakeTcp* AskTcp(uint32_t channelID) {
         return host.Validate(13, U32(channelID) + U32(0) + U32(0xe0000001) + U32(kFar));
     }
     /// The far server's side of the leg: what it was asked, and its answers.
-    std::vector<std::string> FarTakes() { return host.Take(kFarPeer); }
+    std::vector<std::string> FarTakes() { return host.Take(kFarAddress); }
     void FarAccepts() {
-        const uint32_t receiverID = host.LastID(kFarPeer, "0639", 2);
+        const uint32_t receiverID = host.LastID(kFarAddress, "0639", 2);
         legID = receiverID != 0 ? receiverID : legID;
         FarTakes();
-        host.Deliver(Hex("063a") + U32(legID) + U32(kFarSink), kFarPeer);
+        host.Deliver(Hex("063a") + U32(legID) + U32(kFarSink), kFarAddress);
         host.Run(10, 10);
     }
     void FarSends(uint16_t sequence, const std::string& frame) {
-        host.Deliver(Hex("063d") + U32(legID) + U32(kFarSink) + session_wire::Data(sequence, frame), kFarPeer);
+        host.Deliver(Hex("063d") + U32(legID) + U32(kFarSink) + session_wire::Data(sequence, frame), kFarAddress);
     }
     /// Its sink here, once it is acknowledged.
-    uint32_t SinkOf(const CPeer& peer) { return host.LastID(peer, "063a", 6); }
+    uint32_t SinkOf(const CEndpointAddress& address) { return host.LastID(address, "063a", 6); }
     size_t Channels() { return host.server->Media()[0].channels; }
 
     CServerHost host;
@@ -53,7 +53,7 @@ TEST_F(Relays, AsksOnceForAllAndServesWhenTheFarServerHasAccepted) {
     EXPECT_EQ(asked[0].substr(12), "0000004d" + std::string(24, '0')) << "the far server must not relay it further";
     EXPECT_EQ(SinkOf(kBob), 0U);
     host.Run(5500);
-    EXPECT_EQ(host.TakeCount(kFarPeer, "0639"), 2U) << "once a second, and three in all";
+    EXPECT_EQ(host.TakeCount(kFarAddress, "0639"), 2U) << "once a second, and three in all";
     Ask(kBob);
     host.Run(1100);
     FarAccepts();
@@ -73,14 +73,14 @@ TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
     EXPECT_EQ(Channels(), 1U);
     host.Deliver(CServerHost::Command("3f", sinkID), kBob);
     host.Run(9000);
-    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 0U);
+    EXPECT_EQ(host.TakeCount(kFarAddress, "063f"), 0U);
     Ask(kBob, 10);
-    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarPeer);
+    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarAddress);
     host.Run(12000);
     ASSERT_NE(SinkOf(kBob), sinkID) << "taken over by the next one";
     host.Deliver(CServerHost::Command("3f", SinkOf(kBob)), kBob);
     host.Run(12500);
-    EXPECT_EQ(host.TakeCount(kFarPeer, "063f"), 3U);
+    EXPECT_EQ(host.TakeCount(kFarAddress, "063f"), 3U);
     EXPECT_EQ(Channels(), 0U);
 }
 
@@ -90,7 +90,7 @@ TEST_F(Relays, GivesUpAfterTenSecondsWithoutAnAnswer) {
     EXPECT_EQ(Channels(), 1U);
     host.Run(3300);
     EXPECT_EQ(Channels(), 0U);
-    EXPECT_EQ(host.TakeCount(kFarPeer, "0639"), 3U);
+    EXPECT_EQ(host.TakeCount(kFarAddress, "0639"), 3U);
     host.Run(20000);
     EXPECT_TRUE(FarTakes().empty());
     EXPECT_EQ(SinkOf(kBob), 0U);
@@ -105,7 +105,7 @@ TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
     Ask(kCarol, 10);
     EXPECT_EQ(FarTakes(), (std::vector<std::string>{"063b" + ToHex(U32(kFarSink))}));
     EXPECT_EQ(SinkOf(kCarol), 0U);
-    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarPeer);
+    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarAddress);
     host.Run(100);
     EXPECT_NE(SinkOf(kCarol), 0U) << "it is alive";
 
@@ -115,7 +115,7 @@ TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
     Ask(kCarol, 11);
     host.Run(4400);
     EXPECT_EQ(host.TakeCount(kCarol, "063a"), 0U);
-    EXPECT_NE(host.LastID(kFarPeer, "0639", 2), 0U) << "subscribed anew";
+    EXPECT_NE(host.LastID(kFarAddress, "0639", 2), 0U) << "subscribed anew";
     FarAccepts();
     EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
     host.Take(kBob);

@@ -11,19 +11,20 @@ using session_wire::U32;
 
 namespace {
 
-constexpr CPeer kFlooder{0x0a000001, 1};
-constexpr CPeer kHonest{0x0a000002, 1};
+constexpr CEndpointAddress kFlooder{0x0a000001, 1};
+constexpr CEndpointAddress kHonest{0x0a000002, 1};
 
 struct RequestsTest : testing::Test {
-    void Add(const CPeer& peer, int times) {
+    void Add(const CEndpointAddress& address, int times) {
         const std::string claim = Hex("0640") + U32(5) + U32(7);
-        for (int i = 0; i < times; ++i) EXPECT_TRUE(requests.Add(claim.data(), static_cast<int>(claim.size()), peer));
+        for (int i = 0; i < times; ++i)
+            EXPECT_TRUE(requests.Add(claim.data(), static_cast<int>(claim.size()), address));
     }
     /// Each costs a millisecond. Gives who was served, in turn.
-    std::vector<CPeer> EndBurst() {
-        std::vector<CPeer> served;
-        requests.OnBurstEnd([&](const char*, int, const CPeer& peer) {
-            served.push_back(peer);
+    std::vector<CEndpointAddress> EndBurst() {
+        std::vector<CEndpointAddress> served;
+        requests.OnBurstEnd([&](const char*, int, const CEndpointAddress& address) {
+            served.push_back(address);
             clock.Advance(1);
         });
         return served;
@@ -36,7 +37,7 @@ struct RequestsTest : testing::Test {
 TEST_F(RequestsTest, WhoAsksSeldomIsServedInTheMiddleOfAFlood) {
     Add(kFlooder, 100);
     Add(kHonest, 1);
-    const std::vector<CPeer> served = EndBurst();
+    const std::vector<CEndpointAddress> served = EndBurst();
     ASSERT_EQ(served.size(), 16U + 2 * CRequests::kSlice) << "half of what is saved is for those who ask seldom";
     EXPECT_EQ(served[CRequests::kSeldom - 1], kHonest) << "before those that the flooder asks too often";
     EXPECT_EQ(requests.Dropped(), 101 - served.size());

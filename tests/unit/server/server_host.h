@@ -47,13 +47,15 @@ struct CServerHost {
             server->RunTurn();
         }
     }
-    void Deliver(const std::string& bytes, const CPeer& peer) { net.Udp().Deliver(bytes, peer.ip, peer.port); }
+    void Deliver(const std::string& bytes, const CEndpointAddress& address) {
+        net.Udp().Deliver(bytes, address.ip, address.port);
+    }
     /// What the server has sent to this peer since it was last asked, as hexadecimal text.
-    std::vector<std::string> Take(const CPeer& peer) {
+    std::vector<std::string> Take(const CEndpointAddress& address) {
         std::vector<std::string> taken;
         std::vector<CSentDatagram> others;
         for (CSentDatagram& one : net.Udp().TakeSent()) {
-            if (one.ip == peer.ip && one.port == peer.port)
+            if (one.ip == address.ip && one.port == address.port)
                 taken.push_back(ToHex(one.bytes));
             else
                 others.push_back(std::move(one));
@@ -62,8 +64,8 @@ struct CServerHost {
         return taken;
     }
     /// The same, counting the datagrams that begin with these bytes.
-    size_t TakeCount(const CPeer& peer, const std::string& prefix) {
-        const auto taken = Take(peer);
+    size_t TakeCount(const CEndpointAddress& address, const std::string& prefix) {
+        const auto taken = Take(address);
         return static_cast<size_t>(std::count_if(taken.begin(), taken.end(), [&](const std::string& one) {
             return one.compare(0, prefix.size(), prefix) == 0;
         }));
@@ -85,27 +87,27 @@ struct CServerHost {
     }
 
     /// A publisher that has connected and answered. Its source ID.
-    uint32_t Publish(uint32_t channelID, uint32_t key, const CPeer& peer) {
-        Deliver(SourceConnect(channelID, key), peer);
-        const uint32_t sourceID = LastID(peer, "0641", 6);
-        Deliver(Command("45", sourceID), peer);
-        Take(peer);
+    uint32_t Publish(uint32_t channelID, uint32_t key, const CEndpointAddress& address) {
+        Deliver(SourceConnect(channelID, key), address);
+        const uint32_t sourceID = LastID(address, "0641", 6);
+        Deliver(Command("45", sourceID), address);
+        Take(address);
         return sourceID;
     }
     /// A subscriber that has connected and answered. Its sink ID.
-    uint32_t Subscribe(uint32_t channelID, uint32_t receiverID, const CPeer& peer) {
-        Deliver(SinkConnect(receiverID, channelID), peer);
-        const uint32_t sinkID = LastID(peer, "063a", 6);
-        Deliver(Command("3b", sinkID), peer);
-        Take(peer);
+    uint32_t Subscribe(uint32_t channelID, uint32_t receiverID, const CEndpointAddress& address) {
+        Deliver(SinkConnect(receiverID, channelID), address);
+        const uint32_t sinkID = LastID(address, "063a", 6);
+        Deliver(Command("3b", sinkID), address);
+        Take(address);
         return sinkID;
     }
     /// The u32 at `offset` of the last datagram to the peer that begins with `prefix`; 0 when there is none. What was
     /// sent stays to be taken.
-    uint32_t LastID(const CPeer& peer, const std::string& prefix, size_t offset) {
+    uint32_t LastID(const CEndpointAddress& address, const std::string& prefix, size_t offset) {
         uint32_t id = 0;
         for (const CSentDatagram& one : net.Udp().sent)
-            if (one.ip == peer.ip && one.port == peer.port && ToHex(one.bytes).compare(0, 4, prefix) == 0)
+            if (one.ip == address.ip && one.port == address.port && ToHex(one.bytes).compare(0, 4, prefix) == 0)
                 id = session_wire::ReadU32(one.bytes, offset);
         return id;
     }

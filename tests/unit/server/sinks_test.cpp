@@ -8,9 +8,9 @@ using session_wire::U32;
 namespace {
 
 constexpr uint32_t kChannel = 77;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kCarol{0x0a000003, 1003};
 
 std::string Frame(uint32_t sourceID, uint16_t sequence, const std::string& bytes) {
     return CServerHost::Command("42", sourceID, session_wire::Data(sequence, bytes));
@@ -51,7 +51,7 @@ TEST(Sinks, EveryDatagramMustComeFromTheAddressThatConnected) {
     CServerHost host;
     host.Publish(kChannel, 5, kAlice);
     const uint32_t sinkID = host.Subscribe(kChannel, 9, kBob);
-    for (const CPeer& other : {kCarol, CPeer{kBob.ip, 999}}) {
+    for (const CEndpointAddress& other : {kCarol, CEndpointAddress{kBob.ip, 999}}) {
         host.Deliver(CServerHost::SinkConnect(9, kChannel), other);
         host.Deliver(CServerHost::LongConnect(9, kChannel, 0), other);
         host.Deliver(CServerHost::Command("3b", sinkID), other);
@@ -100,7 +100,7 @@ struct LimitRow {
     bool tcp;       // and whether one more is
 };
 class SinkLimits : public testing::TestWithParam<LimitRow> {};
-TEST_P(SinkLimits, NewcomersGetNoAnswer) {
+TEST_P(SinkLimits, ClientsBeyondThemGetNoAnswer) {
     CServerOptions options = CServerHost::LoopbackOptions();
     options.limits.*GetParam().limit = GetParam().value;
     CServerHost host(options);
@@ -122,20 +122,20 @@ TEST(SinkLimits, TheOldestWhoHasNotAnsweredGivesWay) {
     CServerOptions options = CServerHost::LoopbackOptions();
     options.limits.sinksPerChannel = 3;
     CServerHost host(options);
-    const auto peer = [](uint16_t number) { return CPeer{kBob.ip + number, number}; };
+    const auto address = [](uint16_t number) { return CEndpointAddress{kBob.ip + number, number}; };
     host.Publish(kChannel, 5, kAlice);
-    host.Subscribe(kChannel, 1, peer(1));
-    host.Deliver(CServerHost::SinkConnect(2, kChannel), peer(2));
-    const uint32_t evicted = host.LastID(peer(2), "063a", 6);
-    host.Deliver(CServerHost::SinkConnect(3, kChannel), peer(3));
-    const uint32_t kept = host.LastID(peer(3), "063a", 6);
-    EXPECT_NE(host.Subscribe(kChannel, 4, peer(4)), 0U);
+    host.Subscribe(kChannel, 1, address(1));
+    host.Deliver(CServerHost::SinkConnect(2, kChannel), address(2));
+    const uint32_t evicted = host.LastID(address(2), "063a", 6);
+    host.Deliver(CServerHost::SinkConnect(3, kChannel), address(3));
+    const uint32_t kept = host.LastID(address(3), "063a", 6);
+    EXPECT_NE(host.Subscribe(kChannel, 4, address(4)), 0U);
     host.net.Udp().TakeSent();
-    host.Deliver(CServerHost::Command("3b", evicted), peer(2));
+    host.Deliver(CServerHost::Command("3b", evicted), address(2));
     EXPECT_TRUE(host.net.Udp().TakeSent().empty());
-    host.Deliver(CServerHost::Command("3b", kept), peer(3));
-    EXPECT_EQ(host.TakeCount(peer(3), "063c"), 2U);
-    EXPECT_EQ(host.Subscribe(kChannel, 5, peer(5)), 0U) << "all three are there";
+    host.Deliver(CServerHost::Command("3b", kept), address(3));
+    EXPECT_EQ(host.TakeCount(address(3), "063c"), 2U);
+    EXPECT_EQ(host.Subscribe(kChannel, 5, address(5)), 0U) << "all three are there";
 }
 
 TEST(SinkLimits, OneAddressHasAQuarterOfAChannelAndOfTheMedium) {
@@ -151,7 +151,7 @@ TEST(SinkLimits, OneAddressHasAQuarterOfAChannelAndOfTheMedium) {
     host.Deliver(CServerHost::SinkConnect(1, kChannel), {kBob.ip, 1});
     const uint32_t first = subscribe(kChannel, 2);
     EXPECT_NE(first, 0U);
-    EXPECT_NE(subscribe(kChannel, 3), 0U) << "its own unproved one gives way";
+    EXPECT_NE(subscribe(kChannel, 3), 0U) << "its own unvalidated one gives way";
     EXPECT_EQ(subscribe(kChannel, 4), 0U);
     EXPECT_NE(subscribe(kChannel + 1, 5), 0U);
     EXPECT_EQ(subscribe(kChannel + 1, 6), 0U) << "three of the medium's twelve";
@@ -178,7 +178,7 @@ TEST(SinkLimits, AtItsShareAnAddressGivesUpItsOwnOldest) {
     EXPECT_EQ(host.TakeCount({kBob.ip, 36}, "063c"), 2U);
     for (uint32_t i = 0; i < 100; ++i)
         host.Deliver(CServerHost::SourceConnect(1000 + i, i), {kBob.ip, static_cast<uint16_t>(i + 1)});
-    EXPECT_EQ(host.server->Media()[0].unproved, 64U + 64U) << "and as many publishers";
+    EXPECT_EQ(host.server->Media()[0].unvalidated, 64U + 64U) << "and as many publishers";
     EXPECT_NE(host.Publish(2000, 7, kBob), 0U);
 }
 

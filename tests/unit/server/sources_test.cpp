@@ -8,9 +8,9 @@ using session_wire::U32;
 namespace {
 
 constexpr uint32_t kChannel = 77;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kCarol{0x0a000003, 1003};
 
 class Sources : public testing::Test {
 protected:
@@ -18,17 +18,17 @@ protected:
         return CServerHost::Command("42", sourceID, session_wire::Data(sequence, bytes));
     }
     /// The answers to a connect request, frames and the like left out.
-    size_t Acknowledged(const CPeer& peer, uint32_t channelID, uint32_t key) {
-        host.Take(peer);
-        host.Deliver(CServerHost::SourceConnect(channelID, key), peer);
-        return host.TakeCount(peer, "0641");
+    size_t Acknowledged(const CEndpointAddress& address, uint32_t channelID, uint32_t key) {
+        host.Take(address);
+        host.Deliver(CServerHost::SourceConnect(channelID, key), address);
+        return host.TakeCount(address, "0641");
     }
 
     /// The source ID of one who has asked and not answered.
-    uint32_t Claim(const CPeer& peer, uint32_t key, uint32_t channelID = kChannel) {
-        host.Deliver(CServerHost::SourceConnect(channelID, key), peer);
-        const uint32_t sourceID = host.LastID(peer, "0641", 6);
-        host.Take(peer);
+    uint32_t Claim(const CEndpointAddress& address, uint32_t key, uint32_t channelID = kChannel) {
+        host.Deliver(CServerHost::SourceConnect(channelID, key), address);
+        const uint32_t sourceID = host.LastID(address, "0641", 6);
+        host.Take(address);
         return sourceID;
     }
 
@@ -42,7 +42,7 @@ TEST_F(Sources, AStrangerIsAnsweredWithinItsBudgetAndTheRestFollowsWhenItAnswers
     const std::string id = first[0].substr(12, 8);
     EXPECT_NE(id, "00000000");
     EXPECT_EQ(first[0], "064100000005" + id + "00000000");
-    EXPECT_EQ(first[1], "064400000005") << "the question that proves it";
+    EXPECT_EQ(first[1], "064400000005") << "the question that validates it";
     host.Run(60000);
     EXPECT_EQ(host.Take(kAlice), std::vector<std::string>{first[1]}) << "asked once more: so much is left to say";
     EXPECT_TRUE(host.lines.empty());
@@ -96,16 +96,16 @@ TEST_F(Sources, WhoShowsItselfFirstPublishes) {
     host.Deliver(CServerHost::Command("45", alice), kAlice);
     host.Run(5000);
     EXPECT_EQ(host.lines.size(), 1U) << "the others are ended";
-    EXPECT_EQ(host.server->Media()[0].unproved, 0U);
+    EXPECT_EQ(host.server->Media()[0].unvalidated, 0U);
     EXPECT_EQ(Acknowledged(kBob, kChannel, 5), 2U) << "the sender itself, again";
 
     Claim(kCarol, 6, kChannel + 1);
     EXPECT_TRUE(host.Validate(12, U32(kChannel + 1))) << "a claim keeps nobody out";
-    EXPECT_EQ(host.server->Media()[0].unproved, 0U);
+    EXPECT_EQ(host.server->Media()[0].unvalidated, 0U);
 }
 
-// The newcomer comes over UDP or TCP; who holds the channel says something when it is asked, or nothing.
-TEST_F(Sources, OneWhoDoesNotAnswerThreeTimesGivesWayToANewcomerThatIsThere) {
+// The challenger comes over UDP or TCP; who holds the channel says something when it is asked, or nothing.
+TEST_F(Sources, APublisherThatDoesNotAnswerThreeTimesGivesWayToAChallenger) {
     for (const bool tcp : {false, true}) {
         for (const char* answer : {"", "45"}) {
             SCOPED_TRACE(std::string(tcp ? "tcp " : "udp ") + answer);
@@ -139,7 +139,7 @@ TEST_F(Sources, AnswersForAChannelUntilOthersKeepIt) {
     const uint32_t first = host.Publish(kChannel, 5, kAlice);
     const uint32_t second = host.Publish(kChannel + 1, 5, kAlice);
     host.Subscribe(kChannel, 9, kBob);
-    host.Deliver(CServerHost::SinkConnect(10, kChannel + 1), kCarol);  // and does not show itself
+    host.Deliver(CServerHost::SinkConnect(10, kChannel + 1), kCarol);  // and is not validated
     for (const uint32_t id : {first, second}) host.Deliver(CServerHost::Command("46", id), kAlice);
     EXPECT_EQ(host.Publish(kChannel + 2, 5, kAlice), 0U);
     host.Run(1100);
@@ -149,7 +149,7 @@ TEST_F(Sources, AnswersForAChannelUntilOthersKeepIt) {
     EXPECT_EQ(host.Publish(kChannel + 5, 5, kBob), 0U);
 }
 
-TEST_F(Sources, ATcpNewcomerThatWaitsIsAConnectionOfItsAddress) {
+TEST_F(Sources, AWaitingTcpChallengerIsAConnectionOfItsAddress) {
     CServerOptions options = CServerHost::LoopbackOptions();
     options.limits.connections = 8;
     options.trusted.emplace();
@@ -164,11 +164,11 @@ TEST_F(Sources, ATcpNewcomerThatWaitsIsAConnectionOfItsAddress) {
     EXPECT_TRUE(host.Validate(12, U32(kChannel + 2)));
 }
 
-TEST_F(Sources, IsNotAskedWithoutEndForOneNewcomerAfterTheOther) {
+TEST_F(Sources, IsNotAskedWithoutEndForOneChallengerAfterTheOther) {
     const uint32_t alice = host.Publish(kChannel, 5, kAlice);
     for (uint32_t key = 6; key < 100; ++key) {
-        const CPeer newcomer{kBob.ip, static_cast<uint16_t>(2000 + key)};
-        host.Deliver(CServerHost::Command("45", Claim(newcomer, key)), newcomer);
+        const CEndpointAddress challenger{kBob.ip, static_cast<uint16_t>(2000 + key)};
+        host.Deliver(CServerHost::Command("45", Claim(challenger, key)), challenger);
         host.Deliver(CServerHost::Command("45", alice), kAlice);
         host.Run(100);
     }

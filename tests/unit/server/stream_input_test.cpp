@@ -82,7 +82,7 @@ TEST_P(StreamInput, FloodsOfRequestsStayWithinBounds) {
     Publish(kChannel, kAlice);
     const uint32_t bob = Listen(kChannel, 9, kBob);
     for (uint32_t i = 0; i < 20000; ++i) {
-        const CPeer stranger{0x20000000 + i, 9};
+        const CEndpointAddress stranger{0x20000000 + i, 9};
         const std::string request = i % 2 ? Short(100 + i) : Claim(1000 + i, i);
         host.clock.Advance(1);
         host.Deliver(request, stranger);
@@ -91,7 +91,7 @@ TEST_P(StreamInput, FloodsOfRequestsStayWithinBounds) {
             if (one.ip == stranger.ip) sent += one.bytes.size() + 28;
         ASSERT_LE(sent, 3 * (request.size() + 28));
     }
-    EXPECT_LE(Status().unproved, server::kMaxUnproved + server::kMaxClaims);
+    EXPECT_LE(Status().unvalidated, server::kMaxUnvalidated + server::kMaxClaims);
     constexpr uint32_t kOne = 0x30000000;
     for (uint32_t i = 0; i < 200; ++i) Connect(kChannel, 50000 + i, {kOne, static_cast<uint16_t>(i + 1)});
     EXPECT_EQ(GetParam().sinksAt(kOne), 64U);
@@ -105,16 +105,16 @@ TEST_P(StreamInput, OnlyTheRightLengthsDoAnything) {
     Listen(kChannel, 9, kBob);
     host.Take(kAlice);
     const auto tryLengths = [&](const char* what, const std::string& datagram, size_t least, bool exact,
-                                const CPeer& peer) {
+                                const CEndpointAddress& address) {
         SCOPED_TRACE(what);
         const std::string longest = datagram + std::string(13, 'x');  // one more is the other form of a request
         const std::string before = State();
         for (size_t length = 1; length <= longest.size(); ++length) {
             if (exact ? length == least : length >= least) continue;
-            host.Deliver(longest.substr(0, length), peer);
+            host.Deliver(longest.substr(0, length), address);
             ASSERT_EQ(State(), before) << length << " bytes";
         }
-        host.Deliver(datagram, peer);
+        host.Deliver(datagram, address);
         EXPECT_NE(State(), before) << "its own length";
     };
     const auto one = [&](const char* code, uint32_t id) { return Hex(Code(code)) + U32(id); };
@@ -144,7 +144,9 @@ TEST_P(StreamInput, AnyBytesAreTaken) {
         bytes[0] = Hex(medium.codes.kind)[0];
         if (i % 4 != 0) bytes[1] = static_cast<char>(medium.first + random() % (medium.last - medium.first));
         if (bytes.size() > 6 && i % 3 == 0) bytes.replace(2, 4, U32(i % 6 == 0 ? source : sink));
-        host.Deliver(bytes, i % 5 == 0 ? kAlice : i % 5 == 1 ? kBob : CPeer{static_cast<uint32_t>(random()), 5});
+        host.Deliver(bytes, i % 5 == 0   ? kAlice
+                            : i % 5 == 1 ? kBob
+                                         : CEndpointAddress{static_cast<uint32_t>(random()), 5});
         host.Validate(static_cast<uint32_t>(random() % 16), bytes);
         if (i % 100 == 0) host.Run(1100, 1100);
         host.net.Udp().TakeSent();

@@ -1,5 +1,4 @@
 // Video at the server: key frames are asked for and clear the way, over sessions, TCP and relays.
-#include "server/video/video_stream.h"
 #include "stream_host.h"
 
 #include <gtest/gtest.h>
@@ -86,7 +85,7 @@ TEST_F(Video, RequestsOfManyWithinAShortWhileAreOne) {
         start(i);
         EXPECT_EQ(turn(50), 0);
     }
-    EXPECT_EQ(turn(100), 0) << "the one that is under way serves them too";
+    EXPECT_EQ(turn(100), 0) << "the one in flight serves them too";
     for (int i = 0; i < 100; ++i) {
         Say("10", sinks[0], {0x0a000100, 9}, Data(static_cast<uint16_t>(i), kZero));
         host.Run(1, 1);

@@ -15,15 +15,15 @@ using namespace wb_words;
 namespace {
 
 constexpr uint32_t kChannel = 77;
-constexpr CPeer kAlice{0x0a000001, 1001};
-constexpr CPeer kBob{0x0a000002, 1002};
-constexpr CPeer kCarol{0x0a000003, 1003};
-constexpr CPeer kFar{0x7f000009, 7005};
+constexpr CEndpointAddress kAlice{0x0a000001, 1001};
+constexpr CEndpointAddress kBob{0x0a000002, 1002};
+constexpr CEndpointAddress kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kFar{0x7f000009, 7005};
 std::string U16(uint16_t value) { return U32(value).substr(2); }
 
 /// A client over UDP as the wire shows it.
 struct CClient {
-    CPeer peer;
+    CEndpointAddress address;
     uint32_t id;  // its own
     uint32_t session = 0;
     uint16_t next = 0;
@@ -39,37 +39,37 @@ protected:
     static std::string TcpRequest(uint32_t channelID, uint32_t ip = 0, uint16_t port = 0) {
         return U32(channelID) + U32(ip) + U32(0) + U32(0) + U16(port);
     }
-    CClient Ask(uint32_t id, const CPeer& peer, const std::string& request) {
-        host.Take(peer);
-        host.Deliver(request, peer);
-        return {peer, id, host.LastID(peer, "0425", 6)};
+    CClient Ask(uint32_t id, const CEndpointAddress& address, const std::string& request) {
+        host.Take(address);
+        host.Deliver(request, address);
+        return {address, id, host.LastID(address, "0425", 6)};
     }
-    /// Acknowledges what has come; gives the frames. The first acknowledgement proves the client.
+    /// Acknowledges what has come; gives the frames. The first acknowledgement validates the client.
     std::vector<std::string> Take(CClient& client) {
         std::vector<std::string> frames;
         const std::string head = Hex("042a") + U32(client.id) + U32(client.session);
         for (bool more = true; more;) {
             more = false;
-            for (const std::string& hex : host.Take(client.peer)) {
+            for (const std::string& hex : host.Take(client.address)) {
                 const std::string bytes = Hex(hex);
                 if (bytes.compare(0, 10, head) != 0 || (bytes[12] & 0x1f) != 0) continue;
                 const std::string packet = bytes.substr(10);
                 if (packet.size() > 12) frames.push_back(session_wire::Payload(packet));
                 host.Deliver(Hex("0429") + U32(client.session) + session_wire::Ack(session_wire::Sequence(packet)),
-                             client.peer);
+                             client.address);
                 more = true;
             }
         }
         return frames;
     }
-    /// One that has asked this server and has shown itself.
-    CClient Join(uint32_t id, const CPeer& peer, uint32_t channelID = kChannel) {
-        CClient client = Ask(id, peer, LongConnect(id, channelID));
+    /// One that has asked this server and is validated.
+    CClient Join(uint32_t id, const CEndpointAddress& address, uint32_t channelID = kChannel) {
+        CClient client = Ask(id, address, LongConnect(id, channelID));
         Take(client);
         return client;
     }
     void Say(CClient& client, const std::string& message) {
-        host.Deliver(Hex("0429") + U32(client.session) + session_wire::Data(client.next++, message), client.peer);
+        host.Deliver(Hex("0429") + U32(client.session) + session_wire::Data(client.next++, message), client.address);
     }
     static void FromPeer(CFakeTcp& session, const std::string& frame) { CServerHost::FromPeer(session, frame); }
     static std::vector<std::string> Frames(CFakeTcp& session) { return CServerHost::Frames(session); }
@@ -98,7 +98,7 @@ TEST_F(Whiteboard, IsMadeForWhoeverAsksFirstAndJoinsAllTransports) {
     EXPECT_EQ(Frames(*tcp), Texts{Message(kOffer, 1, 9)});
     FromPeer(*tcp, Message(kRequest, 1));
     EXPECT_EQ(Frames(*tcp), Texts{Message(kData, 1, 9, "one")});
-    Say(bob, Message(6, 0, 0, "here"));  // proves it: the list comes now
+    Say(bob, Message(6, 0, 0, "here"));  // validates it: the list comes now
     EXPECT_EQ(Take(bob), Texts{Message(kList, 0, 0, Words({1}))});
     EXPECT_EQ(Take(alice), Texts{Message(6, 0, 0, "here")});
     EXPECT_TRUE(Frames(*other).empty()) << "another board";
@@ -149,7 +149,7 @@ TEST_F(NarrowWhiteboard, WhoJoinsALargeOneGetsItAsFastAsItReads) {
     EXPECT_EQ(overTcp, kObjects + 1);
 }
 
-TEST_F(Whiteboard, SendsNothingLongToWhoHasNotShownItself) {
+TEST_F(Whiteboard, SendsNothingLongToAnUnvalidatedClient) {
     CClient alice = Join(5, kAlice);
     for (uint32_t id = 1; id <= 1000; ++id) Say(alice, Message(kData, id, 0, std::string(100, 'x')));
     host.Take(kAlice);
@@ -166,7 +166,7 @@ TEST_F(Whiteboard, SendsNothingLongToWhoHasNotShownItself) {
         EXPECT_LE(bytes, static_cast<size_t>(again + 1) * 3 * (request.size() + 28));
     }
     EXPECT_EQ(packets, 3U);
-    EXPECT_EQ(Status().unproved, 1U);
+    EXPECT_EQ(Status().unvalidated, 1U);
     host.Deliver(Hex("0424") + U32(7) + U32(kChannel), kCarol);  // too short a request for more than its answers
     EXPECT_EQ(host.Take(kCarol).size(), 2U);
 }
@@ -200,9 +200,9 @@ TEST_F(Whiteboard, OfWhomNobodyShowedItselfIsGoneWithItsSessions) {
     const CClient alice = Join(1, kAlice);
     const size_t boards = 3000;
     for (uint32_t i = 0; i < boards; ++i) host.Deliver(LongConnect(5, 1000 + i), {0x20000000 + i, 9});
-    EXPECT_LE(Status().channels, server::kMaxUnproved + 1);
-    EXPECT_LE(Status().unproved, server::kMaxUnproved);
-    const CPeer last{0x20000000 + boards - 1, 9};
+    EXPECT_LE(Status().channels, server::kMaxUnvalidated + 1);
+    EXPECT_LE(Status().unvalidated, server::kMaxUnvalidated);
+    const CEndpointAddress last{0x20000000 + boards - 1, 9};
     const uint32_t session = host.LastID(last, "0425", 6);
     for (const uint32_t passes : {100000U, 82000U}) {
         host.Deliver(Hex("0427") + U32(session), last);
@@ -210,7 +210,7 @@ TEST_F(Whiteboard, OfWhomNobodyShowedItselfIsGoneWithItsSessions) {
         host.Run(passes, 1000);
     }
     EXPECT_EQ(Status().channels, 2U) << "Alice's, and that of the one who answered";
-    EXPECT_EQ(Status().unproved, 0U);
+    EXPECT_EQ(Status().unvalidated, 0U);
 }
 
 TEST_F(Whiteboard, IsThereUntilWhoWasLetInHasJoined) {
@@ -218,7 +218,7 @@ TEST_F(Whiteboard, IsThereUntilWhoWasLetInHasJoined) {
     const int length = static_cast<int>(request.size());
     const wire::CommandRow* row =
         wire::FindCommand(wire::Kind::Whiteboard, reinterpret_cast<const uint8_t*>(request.data()), length);  // NOLINT
-    EXPECT_TRUE(host.server->MayAct({*row, request.data(), length, kBob.ip, kBob.port}));
+    EXPECT_TRUE(host.server->AdmitCommand({*row, request.data(), length, kBob.ip, kBob.port}));
     host.Run(1001, 1001);
     EXPECT_EQ(Status().channels, 1U);
     host.Run(1001, 1001);
@@ -242,7 +242,7 @@ TEST_F(Whiteboard, GivesWayAtTheLimitOnlyToWhoIsThere) {
     Say(carol, Message(kData, 2, 0, std::string(1000, 'x')));
     Say(carol, Message(kRequest, 2));
     EXPECT_EQ(Take(carol).size(), 1U);
-    options.limits.unprovedPerAddress = 1;
+    options.limits.unvalidatedUdpPerAddress = 1;
     host.Restart(options);
     for (const uint32_t id : {6U, 7U}) EXPECT_NE(Ask(id, kBob, LongConnect(id, 78)).session, 0U) << id;
 }
@@ -262,7 +262,7 @@ TEST_F(Whiteboard, OfAnotherServerIsJoinedOnceForAllAndLeftAfterTheLast) {
     EXPECT_EQ(host.LastLine(), "whiteboard sink 10.0.0.2:1002 (udp) came to channel 77 of 127.0.0.9:7005");
     EXPECT_NE(Ask(10, kCarol, LongConnect(10, kChannel, kFar.ip, kFar.port)).session, 0U) << "at once, now";
     EXPECT_EQ(host.TakeCount(kFar, "0424"), 0U);
-    EXPECT_EQ(Status().sinksUdp, 2U) << "the leg is none, nor is who has not shown himself";
+    EXPECT_EQ(Status().sinksUdp, 2U) << "the leg is none, nor is an unvalidated one";
 
     host.Deliver(Hex("0426") + U32(host.LastID(kCarol, "0425", 6)), kCarol);
     host.Deliver(Hex("0426") + U32(bob.session), kBob);

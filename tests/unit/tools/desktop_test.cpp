@@ -101,7 +101,7 @@ TEST_F(SharedScreen, FastViewersSeeEveryPicture) {
     EXPECT_EQ(Report().skipped, 0U);
     EXPECT_NEAR(one.viewer.Report().delayP99Ms, 5, 1.1);
     publisher->Offer(Screen(++pictures), now, now * 1000);
-    EXPECT_FALSE(publisher->Settled(now)) << "the last one is under way";
+    EXPECT_FALSE(publisher->Settled(now)) << "the last one is in flight";
     Run(100, 0);
     EXPECT_TRUE(publisher->Settled(now));
     publisher->SayGoodbye(now * 1000);

@@ -1,7 +1,7 @@
 // The demo's helpers: what counts as sent again, what the proxy tunnels, what becomes of child processes.
 #include "support/fake_net.h"
 #include "support/session_wire.h"
-#include "tools/lumo/commands/helper_commands.h"
+#include "tools/lumo/commands/commands.h"
 #include "tools/lumo/demo/audio_demo.h"
 #include "tools/lumo/demo/child_process.h"
 #include "tools/lumo/demo/connect_proxy.h"

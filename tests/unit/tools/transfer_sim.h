@@ -99,9 +99,9 @@ public:
     Receiver& AddReceiver(MemoryDisk& disk, double rate = 40, uint64_t waitMs = 60000);
     /// As kill -9: the process is gone, the disk stays.
     void Kill(Receiver& receiver);
-    /// It takes another channel of the sender from here on; what was under way to it is lost.
+    /// It takes another channel of the sender from here on; what was in flight to it is lost.
     void MoveTo(Receiver& receiver, size_t lane);
-    /// Everything under way is lost and nobody is connected until `milliseconds` have passed.
+    /// Everything in flight is lost and nobody is connected until `milliseconds` have passed.
     void CutAll(uint64_t milliseconds);
 
     /// Until `done`, at most `milliseconds`; whether it came to that.

@@ -1,7 +1,7 @@
 // The video part of the local MCU: channels, sinks that come and go, and the way of a frame to them.
 #include "video_scene.h"
 
-#include "link/limits.h"
+#include "link/bounds/limits.h"
 #include "video/video_sink.h"
 
 #include <gtest/gtest.h>
@@ -98,7 +98,7 @@ TEST_F(LocalMcuVideo, WithoutAKeyFrameOneThatNeverAcknowledgesIsLetGo) {
     for (uint32_t receiver = 2; receiver <= 1000; ++receiver) StartedSink(receiver);
     GetLocalMCUVideo()->OnTimer();
     for (int i = 0; i < 100; ++i) Write(Delta(64 << 10));
-    EXPECT_LE(channel->GetBufferingFrameCount(), (limits::kSinkMemory / 1000 >> 16) + 2) << "its share of the memory";
+    EXPECT_LE(channel->GetBufferingFrameCount(), (limits::kSinkMemory / 1000 >> 16) + 2) << "its quota of the memory";
     GetLocalMCUVideo()->OnTimer();
     EXPECT_EQ(channel->GetVideoSinkCount(), 1000U) << "a key frame may yet come";
     host.clock.Advance(10001);

@@ -30,7 +30,7 @@ struct BoardStatus {
 };
 
 /// Any thread, whose times may be a little older than those of others. Clearing travels as the deletion of what this
-/// board holds: an object that others have drawn meanwhile and that is still under way would otherwise be gone for its
+/// board holds: an object that others have drawn meanwhile and that is still in flight would otherwise be gone for its
 /// painter and there for everybody else.
 class CBoard {
 public:

@@ -154,7 +154,7 @@ void CBoard::TakeBack(bool redo, uint64_t now) {
 BoardStep CBoard::Inverse(const BoardStep& step, uint64_t now) {
     BoardStep inverse;
     TakeAway(Changeable(step.added), inverse);
-    std::map<uint32_t, uint32_t> names;  // the deletion of an old number may still be under way
+    std::map<uint32_t, uint32_t> names;  // the deletion of an old number may still be in flight
     for (const RemovedObject& object : step.removed) {
         const uint32_t id = AddOwn(object.record, object.tag, now);
         if (id == 0) continue;

@@ -1,6 +1,5 @@
-#include "tools/lumo/commands/demo_command.h"
+#include "tools/lumo/commands/commands.h"
 
-#include "tools/lumo/commands/helper_commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/demo/demo.h"
 

@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/dump_command.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/dump/datagram_text.h"

@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/helper_commands.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/demo/connect_proxy.h"

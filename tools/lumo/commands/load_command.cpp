@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/load_command.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/load/load.h"

@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/probe_command.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
@@ -40,7 +40,7 @@ void Show(const ProbeResult& result, const RelayTarget& mcu, uint16_t second) {
     std::printf("LAN address      %s\n", result.lan.Text().c_str());
     std::printf("public address   %s (seen by %s)\n", TextOf(result.first).c_str(), mcu.Text().c_str());
     std::printf("                 %s (seen by %s:%u)\n", TextOf(result.second).c_str(), mcu.host.c_str(), second);
-    std::printf("translator       %s\n", KindText(result.Kind()).c_str());
+    std::printf("NAT              %s\n", KindText(result.Kind()).c_str());
 }
 
 void ShowJson(const ProbeResult& result) {

@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/stream_commands.h"
+#include "tools/lumo/commands/commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/net/loop.h"

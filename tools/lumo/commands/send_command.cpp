@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/send_command.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"

@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/stream_commands.h"
+#include "tools/lumo/commands/commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/subscribe_medium.h"
 #include "tools/lumo/net/loop.h"
@@ -29,7 +29,7 @@ nlohmann::json Details(const ISubscribeMedium& medium, const CPathSwitch& paths)
 /// Until somebody wants no more; the result is when the first frame came, 0: never.
 uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
-    constexpr uint64_t kStartMs = 5000;  // until a stream that is under way can be taken up
+    constexpr uint64_t kStartMs = 5000;  // until a running stream can be taken up
     ISubscribeMedium& medium = *command.medium;
     uint64_t begun = 0, heard = CToolLoop::Now();
     std::string frame;

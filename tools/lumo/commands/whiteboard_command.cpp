@@ -1,4 +1,4 @@
-#include "tools/lumo/commands/whiteboard_command.h"
+#include "tools/lumo/commands/commands.h"
 
 #include "tools/lumo/board/board_paths.h"
 #include "tools/lumo/board/board_server.h"

@@ -2,7 +2,7 @@
 
 #include "core/session_constants.h"
 #include "core/wire/commands.h"
-#include "core/wire/datagram.h"
+#include "core/wire/wire_io.h"
 #include "lumomedia/packet.h"
 #include "platform/lumonet/lumonet.h"
 #include "tools/lumo/dump/message_text.h"

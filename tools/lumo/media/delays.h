@@ -1,4 +1,4 @@
-// How long frames are under way: percentiles of the last few thousand.
+// How long frames are in flight: percentiles of the last few thousand.
 #pragma once
 
 #include <algorithm>

@@ -38,7 +38,7 @@ public:
     void Offer(Picture picture, uint64_t nowMs, uint64_t wallUs);
     /// Bytes that came from upstream, hostile or not.
     void OnReport(const char* data, size_t length, uint64_t nowMs);
-    /// The way to the viewers is new: what was under way may be lost.
+    /// The way to the viewers is new: what was in flight may be lost.
     void OnNewPath(uint64_t nowMs);
     /// Sends what may leave now.
     void Poll(uint64_t nowMs, uint64_t wallUs);
@@ -48,7 +48,7 @@ public:
     void SayGoodbye(uint64_t wallUs);
     DesktopReport Report(uint64_t nowMs) const;
 
-    static constexpr uint32_t kAhead = 2;             ///< pictures under way: one travels, one is being shown
+    static constexpr uint32_t kAhead = 2;             ///< pictures in flight: one travels, one is being shown
     static constexpr uint64_t kSilentMs = 5000;       ///< a viewer silent for so long does not hold the pace
     static constexpr uint64_t kStuckMs = 30000;       ///< nor does one that shows nothing for so long
     static constexpr uint64_t kRepeatMs = 30000;      ///< the last picture is repeated so often at least

@@ -15,7 +15,7 @@ std::string KindText(NatKind kind) {
         case NatKind::Same:
             return "one mapping for all: peers can find a direct path";
         case NatKind::Differs:
-            return "a mapping for each destination: only peers without such a translator can find a direct path";
+            return "a mapping for each destination: only peers without such a NAT can find a direct path";
         case NatKind::Unknown:
             break;
     }

@@ -1,4 +1,4 @@
-// What a host learns of its address translator from the two ports of a reflector.
+// What a host learns of its NAT from the two ports of a reflector.
 #pragma once
 
 #include "tools/lumo/net/peer_manager.h"

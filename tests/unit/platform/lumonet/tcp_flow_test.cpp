@@ -158,7 +158,7 @@ TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
     CRawPeer peer = CRawPeer::Dial(server.m_usPort);
     peer.Send(kHello);
     ASSERT_TRUE(there.WaitForCount(1));
-    // A peer that sends on and on is held up: the session takes no more than its share.
+    // A peer that sends on and on is held up: the session takes no more than its quota.
     std::string stream;
     std::vector<std::string> expected;
     for (int i = 0; stream.size() < 64u << 20; ++i) {

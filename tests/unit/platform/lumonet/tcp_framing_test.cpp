@@ -89,13 +89,13 @@ TEST(TcpFraming, RefusesWhatIsTooLongOrOfUnknownKind) {
         uint32_t limit;
         bool good;
     } rows[] = {
-        {net::kMaxUnprovedBody, 1, net::kMaxUnprovedBody, true},
-        {net::kMaxUnprovedBody + 1, 1, net::kMaxUnprovedBody, false},
+        {net::kMaxUnvalidatedBody, 1, net::kMaxUnvalidatedBody, true},
+        {net::kMaxUnvalidatedBody + 1, 1, net::kMaxUnvalidatedBody, false},
         {net::kMaxBody, 0, net::kMaxBody, true},
         {net::kMaxBody + 1, 0, net::kMaxBody, false},
         {0x80000000u, 0, net::kMaxBody, false},
         {0xffffffffu, 0, net::kMaxBody, false},
-        {0xffffffffu, 0, net::kMaxUnprovedBody, false},
+        {0xffffffffu, 0, net::kMaxUnvalidatedBody, false},
         {8, 2, net::kMaxBody, false},
         {0, 255, net::kMaxBody, false},
     };

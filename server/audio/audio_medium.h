@@ -1,6 +1,0 @@
-// Audio at the server: the codes of its sources, and the library's classes.
-#pragma once
-
-#include "server/medium_server.h"
-
-std::unique_ptr<CMediumServer> MakeAudioServer(CServerContext& context);

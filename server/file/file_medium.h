@@ -1,6 +1,0 @@
-// Files at the server: the codes of their sources, and the library's classes.
-#pragma once
-
-#include "server/medium_server.h"
-
-std::unique_ptr<CMediumServer> MakeFileServer(CServerContext& context);

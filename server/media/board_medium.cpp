@@ -1,0 +1,132 @@
+#include "server/media/make_servers.h"
+
+#include "lumomedia/whiteboard.h"
+#include "server/channels/server_channel.h"
+#include "server/media/table_adapter.h"
+#include "server/relays/share_leg.h"
+#include "server/sinks/listener.h"
+#include "whiteboard/local_mcu_wb.h"
+#include "whiteboard/wb_client_tcp.h"
+#include "whiteboard/wb_client_udp.h"
+#include "whiteboard/wb_memory.h"
+#include "whiteboard/wb_server_session.h"
+
+#include <atomic>
+
+namespace {
+
+/// A whiteboard's channel at the server. It has no publisher: everybody draws.
+/// Its subscribers are the sessions of clients; the leg to a far server is a session as well, but no subscriber.
+class CBoardServerChannel : public CServerChannel, public CWBChannel {
+public:
+    CBoardServerChannel(const CServerChannelName& name, const CServerLimits& limits);
+
+    /// Unvalidated ones included.
+    size_t SinkCount() override;
+    void Open() override { CWBChannel::Connect(); }
+    /// Takes this one channel out and ends its sessions, nobody else's.
+    void Close() override;
+
+    void AddWBSession(CWBSession* session) override;
+    void RemoveWBSession(CWBSession* session) override;
+    void OnWBChannelData(unsigned long sessionID, const char* data, int len) override;
+    void SendWBData(unsigned long sessionID, const char* data, int len) override;
+
+protected:
+    void SendToSinks(const void*, int) override {}  // the transfer centre does
+    bool SendToLeg(const void*, int) override { return false; }
+    void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) override;
+
+private:
+    std::atomic<bool> m_bLeg{false};
+};
+
+/// A whiteboard joined to the one at its home server, with the library's own clients.
+/// A session of the board's channel, which passes messages on.
+class CBoardLeg : public CShareLeg<IWBSessionClientNotify, IWBSessionClient, CLocalMCUWB::CreateWBSessionClientUDP,
+                                   CLocalMCUWB::CreateWBSessionClientTCP> {
+public:
+    using CShareLeg::CShareLeg;
+    ~CBoardLeg() override { Close(); }
+    void OnWBSessionClientNotifyConnected(unsigned long) override { OnAccepted(); }
+};
+
+CWBServerSession* AsClients(CWBSession* session) { return dynamic_cast<CWBServerSession*>(session); }
+
+CBoardServerChannel::CBoardServerChannel(const CServerChannelName& name, const CServerLimits& limits)
+    : CServerChannel("whiteboard", name, limits), CWBChannel(name.channelID) {
+    CWBChannelState::Of(*this).deleted = false;  // the server ends it
+    CWBChannelState::Of(*this).legID = name.legID;
+    CWBChannelState::Of(*this).homeIP = name.home.ip;
+}
+
+size_t CBoardServerChannel::SinkCount() {
+    CWBChannelState& state = CWBChannelState::Of(*this);
+    const size_t joined = state.sessions.Size();
+    const size_t leg = m_bLeg.load(std::memory_order_relaxed) ? 1 : 0;
+    return state.awaited.load(std::memory_order_relaxed) + (joined > leg ? joined - leg : 0);
+}
+
+void CBoardServerChannel::Close() {
+    if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->ForgetWBChannel(this);
+}
+
+void CBoardServerChannel::AddWBSession(CWBSession* session) {
+    if (!AsClients(session)) m_bLeg.store(true, std::memory_order_relaxed);
+    CWBChannel::AddWBSession(session);
+}
+
+void CBoardServerChannel::RemoveWBSession(CWBSession* session) {
+    CWBChannel::RemoveWBSession(session);
+    if (!AsClients(session)) m_bLeg.store(false, std::memory_order_relaxed);
+}
+
+void CBoardServerChannel::OnWBChannelData(unsigned long sessionID, const char* data, int len) {
+    CountIn(len);
+    CWBChannel::OnWBChannelData(sessionID, data, len);
+    if (!WasPublished() && CWBChannelState::Of(*this).held.load(std::memory_order_relaxed)) SetPublished();
+}
+
+void CBoardServerChannel::SendWBData(unsigned long sessionID, const char* data, int len) {
+    CountOut(1, len);
+    CWBChannel::SendWBData(sessionID, data, len);
+}
+
+void CBoardServerChannel::ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) {
+    CWBChannelState::Of(*this).sessions.ForEach([&](CWBSession& session) {
+        if (CWBServerSession* clients = AsClients(&session)) use(context, DescribeListener(*clients));
+    });
+}
+
+class CBoardAdapter : public CTableAdapter<CLocalMCUWB::CTables, CBoardServerChannel, CBoardLeg> {
+public:
+    explicit CBoardAdapter(const CServerOptions& options) : CTableAdapter(Mcu().Tables(), options.limits) {
+        CWBMemory::Get().SetLimit(options.limits.boardBytes, CServerLimits::Quota(options.limits.boardBytes),
+                                  options.Trusted());
+    }
+    ~CBoardAdapter() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
+
+    bool ConnectSink(ChannelKey key, const CSinkRequest& request) override {
+        return Mcu().ConnectWBSession(request.receiverID, key, request.address.ip, request.address.port);
+    }
+    uint32_t AcceptSink(ChannelKey key, ITcpSession* session, const CSinkRequest&) override {
+        return Mcu().AcceptWBSession(session, key);
+    }
+    /// The session joins only now: the list of objects that it gets may be long.
+    void Unhold(uint32_t sinkID, uint64_t queueBytes) override {
+        CTableAdapter::Unhold(sinkID, queueBytes);
+        Mcu().Tables().sinks.With(sinkID, [](CWBServerSession& session) {
+            if (CWBSessionServerUDP* udp = session.AsUDP()) udp->JoinOnceValidated();
+        });
+    }
+
+private:
+    static CLocalMCUWB& Mcu() { return *GetLocalMCUWB(); }
+};
+
+}  // namespace
+
+std::unique_ptr<CMediumServer> MakeWhiteboardServer(CServerContext& context) {
+    return std::make_unique<CMediumServer>(media::kWhiteboard, std::make_unique<CBoardAdapter>(context.options),
+                                           context);
+}

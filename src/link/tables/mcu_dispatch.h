@@ -1,0 +1,54 @@
+// How a medium's local MCU object takes a datagram apart.
+#pragma once
+
+#include "core/wire/wire_io.h"
+#include "link/process/instances.h"
+#include "link/process/server_hooks.h"
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+/// Which function acts on which command. A local MCU ignores what has none: the commands addressed to servers.
+template <class TMcu>
+struct CDispatchRow {
+    uint8_t code;
+    void (TMcu::*handler)(const CServerDatagram&);
+};
+
+/// A command that names a sink: only a far side that received the sink's ID can send it.
+inline bool NamesSink(const wire::CommandRow& row) {
+    return row.fields[0] == wire::Field::SinkID || row.fields[0] == wire::Field::ServerSessionID;
+}
+
+/// A command of a subscriber, which a relay server may want to refuse.
+inline bool IsFromSubscriber(const wire::CommandRow& row) {
+    const bool asks = row.fields[0] == wire::Field::ReceiverID || row.fields[0] == wire::Field::ClientSessionID;
+    return NamesSink(row) || (asks && row.fields[1] == wire::Field::ChannelID);
+}
+
+/// The fields of a datagram behind its command byte.
+inline wire::CWireReader Fields(const CServerDatagram& datagram) { return {datagram.body + 1, datagram.length - 1}; }
+
+/// One datagram of `kind` without its kind byte, to the function that acts on it; `before` is called with its row
+/// first. UDP thread.
+template <class TMcu, class Before>
+void DispatchDatagram(TMcu& mcu, std::span<const CDispatchRow<std::type_identity_t<TMcu>>> table, wire::Kind kind,
+                      const char* data, int length, uint32_t ip, uint16_t port, Before before) {
+    if (!data || length < 2) return;
+    const wire::CommandRow* row = wire::FindCommand(kind, reinterpret_cast<const uint8_t*>(data), length);
+    if (!row) return;
+    const CServerDatagram datagram{*row, data, length, ip, port};
+    IServerHooks* hooks = GetServerHooks();
+    const CDispatchRow<TMcu>* found = nullptr;
+    for (const CDispatchRow<TMcu>& one : table)
+        if (one.code == row->code && !row->longForm) found = &one;
+    if (!found) {
+        if (hooks) hooks->OnCommand(datagram);
+        return;
+    }
+    if (hooks && IsFromSubscriber(*row) && !hooks->AdmitCommand(datagram)) return;
+    if (!hooks && NamesSink(*row)) mcu.OnSinkNamed(datagram);
+    before(*row);
+    (mcu.*(found->handler))(datagram);
+}

@@ -1,0 +1,122 @@
+// A reliable UDP link that sends frames: the session, the queue before it, and the pump between the two.
+#pragma once
+
+#include "core/sctp_session.h"
+#include "link/bounds/first_sends.h"
+#include "link/bounds/limits.h"
+#include "link/bounds/longest_waiting.h"
+#include "link/lock_order.h"
+#include "link/process/link_registry.h"
+#include "platform/lumobase/buffer_pool.h"
+#include "platform/lumobase/call_pace.h"
+#include "platform/lumobase/memory_budget.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// What a link's frames cost. A base of its own, and the first: it outlives the frames in the others.
+class CFrameLinkMemory : public IBudgetHolder {
+protected:
+    ~CFrameLinkMemory() = default;
+    CBudgetAccount m_waiting{SendBudget(), *this};
+};
+
+/// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
+/// on the worker's turn, on the thread that queues a frame, and after each received packet; a thread that finds it
+/// running sets a flag, and the running thread makes another pass.
+class CFrameLink : private CFrameLinkMemory, public CSCTPSession, public CBufferPool, public ILinkReport {
+public:
+    CFrameLink();
+    ~CFrameLink() override;
+
+    /// Opens the session and enters the link in the statistics; the derived object is wholly constructed by then.
+    /// `strangerIP` is the address of a far side that came by itself: what the link holds counts towards its quota.
+    bool OpenLink(uint32_t strangerIP = 0);
+    /// Leaves the statistics, closes the session and drops the queue.
+    void CloseLink();
+
+    /// Queues a copy of a frame and lets it go at once when the link is idle. False when it was dropped.
+    bool QueueFrame(const void* data, int length);
+    /// A copy of a frame goes into the session at once, behind what is still in flight. False when it was dropped. A
+    /// link sends its frames either so or through the queue.
+    bool SendAtOnce(const void* data, int length);
+    /// The worker's turn: one atomic load when there is nothing to do. True when a packet was sent.
+    bool Pump();
+    /// One received session packet, its bytes writable; then refills the window.
+    void OnPacket(const char* packet, int length);
+
+    /// While held, frames wait in the queue and acknowledgements still go out. Once one did not fit the queue's limit
+    /// nothing more is taken, and what waits is dropped at the end: the far side's frames begin after the gap. True
+    /// when that was so.
+    bool SetHeld(bool held);
+    /// Held as above until the far side is validated; what waits and leaves meanwhile is drawn from `first`, which
+    /// lives longer. Nothing leaves before LetFirstLeave, then a window of packets at most, repetitions included.
+    void HoldUntilValidated(CFirstSends& first);
+    void LetFirstLeave();
+    /// Sends a held link's far side an empty packet, one a call and three at most: its acknowledgement validates it.
+    void OfferOpening();
+    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
+    void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
+    /// Whether the queue has passed its limit, which does not count the longest frame. It takes nothing more then, and
+    /// stays so until it is dropped.
+    bool IsOverLimit() {
+        return m_bOverrun.load(std::memory_order_relaxed) || HasGivenWay() ||
+               m_longest.IsOver(QueueCost(), QueueLimit());
+    }
+    /// The process had no memory left for what waits here, or for a frame that came: the link is at its end.
+    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed) || HasLostFrame(); }
+    /// What the queue occupies. Many short frames take more room than their bytes.
+    uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
+    void FillStatistics(LumoLinkStatistics& statistics) override;
+
+    /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
+    void DropQueue();
+
+    /// Hands the frame over; an exception of the application ends here. What is collected goes first, unless the last
+    /// frame was taken quickly: then both go together.
+    void DeliverFrame(char* frame, int length) override;
+    /// While held, only the opening and the first window of an unvalidated far side leave.
+    void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
+
+protected:
+    /// The link's ID, kind, far side and the signs of its life. Any thread.
+    virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
+
+    /// Whether to give way is its end; else it only loses what waits.
+    virtual bool EndsToGiveWay() const { return true; }
+
+private:
+    void GiveWay() override;
+    uint64_t BytesMoved() override;
+    bool TakeRoom(int length);
+    void ForgetTaken();
+    void GiveBackTaken(uint64_t cost);
+    bool TakeRoomWhileHeld(uint64_t cost) LUMO_REQUIRES(m_csHeld);
+    /// Whether a held link may be pumped: the first window of an unvalidated far side.
+    bool MayPump() const;
+    bool SpendPacket(int length);
+    void CountDropped();
+    bool RunPump() LUMO_REQUIRES(m_csPump);
+    bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
+    void MarkBusy();
+    void MarkIdle();
+
+    CLinkEntry m_entry;
+    CCritSec m_csPump{lock_order::kPump};
+    std::atomic<bool> m_bPumpAgain{false};
+    std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
+    CCritSec m_csHeld{lock_order::kHeldLink};
+    std::atomic<bool> m_bHeld{false};  // changes under m_csHeld
+    bool m_bHeldGap LUMO_GUARDED_BY(m_csHeld) = false;
+    uint64_t m_nTaken LUMO_GUARDED_BY(m_csHeld) = 0;  // while held
+    std::atomic<CFirstSends*> m_pFirst{nullptr};      // of an unvalidated far side
+    std::atomic<bool> m_bFirstLeaves{false};
+    std::atomic<int> m_nOffers{0};
+    std::atomic<int> m_nMayLeave{0};      // packets, while held
+    std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
+    std::atomic<bool> m_bGaveWay{false};
+    CLongestWaiting m_longest;
+    std::atomic<uint64_t> m_nQueueLimit;
+    std::atomic<uint64_t> m_nFramesDropped{0};
+    CCallPace m_pace;  // the receiving thread's
+};
