@@ -16,10 +16,10 @@
 template <class TTables>
 std::string OtherReceiverID(TTables& tables, const std::string& known) {
     std::string other;
-    tables.receivers.ForEach([&](auto& one) {
+    for (auto& one : tables.receivers.Each()) {
         const std::string id = session_wire::U32(one.ReceiverID());
         if (id != known) other = id;
-    });
+    }
     return other;
 }
 
@@ -80,7 +80,7 @@ private:
         const auto add = [&](auto* receiver) {
             if (receiver) heard += receiver->LastHeard();
         };
-        tables.receivers.ForEach([&](auto& receiver) { (add(dynamic_cast<TReceivers*>(&receiver)), ...); });
+        for (auto& receiver : tables.receivers.Each()) (add(dynamic_cast<TReceivers*>(&receiver)), ...);
         return heard;
     }
 

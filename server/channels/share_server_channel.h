@@ -29,10 +29,7 @@ protected:
         return sent;
     }
     void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) override {
-        State().hub.ForEachSinkWhile([&](CShareSink& sink) {
-            use(context, DescribeListener(sink));
-            return true;
-        });
+        for (CShareSink& sink : State().hub.Sinks()) use(context, DescribeListener(sink));
     }
 
 private:

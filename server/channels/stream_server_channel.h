@@ -23,10 +23,7 @@ public:
 protected:
     bool SendToLeg(const void*, int) override { return false; }  // audio and video have no upstream frames
     void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) override {
-        State().hub.ForEachSinkWhile([&](auto& sink) {
-            use(context, DescribeListener(sink));
-            return true;
-        });
+        for (auto& sink : State().hub.Sinks()) use(context, DescribeListener(sink));
     }
 
 private:

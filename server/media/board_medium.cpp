@@ -93,9 +93,8 @@ void CBoardServerChannel::SendWBData(unsigned long sessionID, const char* data, 
 }
 
 void CBoardServerChannel::ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) {
-    CWBChannelState::Of(*this).sessions.ForEach([&](CWBSession& session) {
+    for (CWBSession& session : CWBChannelState::Of(*this).sessions.Each())
         if (CWBServerSession* clients = AsClients(&session)) use(context, DescribeListener(*clients));
-    });
 }
 
 class CBoardAdapter : public CTableAdapter<CLocalMCUWB::CTables, CBoardServerChannel, CBoardLeg> {

@@ -34,6 +34,12 @@ CMediumServer::CMediumServer(const CMediumRow& row, std::unique_ptr<IMediumAdapt
     : m_adapter(std::move(adapter)),
       m_medium(row, *m_adapter, context),
       m_longConnect(LongConnectOf(row.kind)),
+      m_rows{{{m_longConnect.code, &CMediumServer::OnLongConnect, true},
+              {row.source.connect, &CMediumServer::OnSourceConnect},
+              {row.source.keepAliveAck, &CMediumServer::OnSourceSign},
+              {row.source.stopAck, &CMediumServer::OnSourceSign},
+              {row.source.frame, &CMediumServer::OnSourceFrame},
+              {row.source.disconnect, &CMediumServer::OnSourceDisconnect}}},
       m_sinks(m_medium),
       m_relays(m_medium, m_sinks),
       m_sources(m_medium, m_relays) {}
@@ -44,14 +50,12 @@ bool CMediumServer::TakesTcp(uint32_t type) const {
 }
 
 void CMediumServer::OnCommand(const CServerDatagram& datagram) {
-    if (datagram.row.longForm) {
-        OnLongConnect(datagram);
-    } else if (datagram.row.code == m_medium.row.source.connect) {
-        CAutoLock gate(&m_medium.context.gate);
-        m_sources.OnConnect(datagram);
-    } else if (datagram.row.fields[0] == Field::SourceID) {
-        m_sources.OnDatagram(datagram);
-    }
+    if (const auto* row = FindRow<CMediumServer>(m_rows, datagram.row)) (this->*(row->handler))(datagram);
+}
+
+void CMediumServer::OnSourceConnect(const CServerDatagram& datagram) {
+    CAutoLock gate(&m_medium.context.gate);
+    m_sources.OnConnect(datagram);
 }
 
 bool CMediumServer::AdmitCommand(const CServerDatagram& datagram) {
@@ -59,7 +63,7 @@ bool CMediumServer::AdmitCommand(const CServerDatagram& datagram) {
         return m_sinks.AdmitUse(datagram);
     if (m_medium.row.board) {
         CAutoLock gate(&m_medium.context.gate);
-        CWireReader fields(datagram.body + 1, datagram.length - 1);
+        CWireReader fields = Fields(datagram);
         fields.U32();
         const std::shared_ptr<CServerChannel> board = FindOrMakeBoard(fields.U32(), datagram.ip, false);
         return board && Joins(*board, m_sinks.AdmitConnect(datagram));
@@ -68,7 +72,7 @@ bool CMediumServer::AdmitCommand(const CServerDatagram& datagram) {
     if (!m_medium.row.asksOnce) return false;
     CAutoLock gate(&m_medium.context.gate);
     CAsked asked;
-    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    CWireReader fields = Fields(datagram);
     asked.request.receiverID = fields.U32();
     asked.request.channelID = fields.U32();
     asked.request.address = {datagram.ip, datagram.port};

@@ -1,8 +1,11 @@
 // One medium at the server: routes what its clients send to the part that handles it.
 #pragma once
 
+#include "link/tables/mcu_dispatch.h"
 #include "server/sinks/sinks.h"
 #include "server/sources/sources.h"
+
+#include <array>
 
 /// The hooks of one kind, under the same terms.
 class CMediumServer {
@@ -33,6 +36,10 @@ public:
 
 private:
     void OnLongConnect(const CServerDatagram& datagram);
+    void OnSourceConnect(const CServerDatagram& datagram);
+    void OnSourceSign(const CServerDatagram& datagram) { m_sources.OnSign(datagram); }
+    void OnSourceFrame(const CServerDatagram& datagram) { m_sources.OnFrame(datagram); }
+    void OnSourceDisconnect(const CServerDatagram& datagram) { m_sources.OnDisconnect(datagram); }
     bool OnTcpReceiver(ITcpSession* session, const char* data, int length);
     struct CAsked;
     /// Adds a pending request for a channel that has not been published here yet.
@@ -50,6 +57,7 @@ private:
     std::unique_ptr<IMediumAdapter> m_adapter;
     CMedium m_medium;
     const wire::CommandRow& m_longConnect;
+    const std::array<CDispatchRow<CMediumServer>, 6> m_rows;  // what only servers are sent
     CSinks m_sinks;
     CRelays m_relays;
     CSources m_sources;

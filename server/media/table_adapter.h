@@ -54,11 +54,11 @@ public:
     }
     size_t SinkCount() override { return m_tables.sinks.Size(); }
     void CloseTcpSinks() override {
-        m_tables.sinks.ForEach([](CMcuSink& sink) { sink.CloseWhenSent(); });
+        for (CMcuSink& sink : m_tables.sinks.Each()) sink.CloseWhenSent();
     }
     size_t CountTcpSinks() override {
         size_t count = 0;
-        m_tables.sinks.ForEach([&](CMcuSink& sink) { count += sink.Info().tcp && !sink.IsDisconnected() ? 1 : 0; });
+        for (CMcuSink& sink : m_tables.sinks.Each()) count += sink.Info().tcp && !sink.IsDisconnected() ? 1 : 0;
         return count;
     }
 

@@ -2,6 +2,7 @@
 
 #include "core/wire/wire_io.h"
 #include "link/process/work_signal.h"
+#include "link/tables/mcu_dispatch.h"
 #include "link/udp/frame_link.h"
 #include "server/status.h"
 
@@ -13,7 +14,7 @@ CSinks::CSinks(CMedium& medium)
       m_ofAddresses(CServerLimits::Quota(medium.Limits().sinks), medium.context.trusted) {}
 
 bool CSinks::AdmitConnect(const CServerDatagram& datagram) {
-    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    CWireReader fields = Fields(datagram);
     const uint32_t receiverID = fields.U32();
     const CSinkRequest request{receiverID, fields.U32(), 0, {datagram.ip, datagram.port}};
     const std::shared_ptr<CServerChannel> channel = m_medium.FindServed(request.channelID);
@@ -23,7 +24,7 @@ bool CSinks::AdmitConnect(const CServerDatagram& datagram) {
 }
 
 bool CSinks::AdmitUse(const CServerDatagram& datagram) {
-    const uint32_t sinkID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
+    const uint32_t sinkID = Fields(datagram).U32();
     const CEndpointAddress address{datagram.ip, datagram.port};
     if (!m_medium.adapter.IsSinkAt(sinkID, address)) return false;
     const ChannelKey key = m_unvalidated.Count() == 0 ? 0 : m_unvalidated.ChannelOf(sinkID);
@@ -111,7 +112,8 @@ void CSinks::OnSinkMade(const CSinkInfo& sink) {
     m_unvalidated.Add(sink.sinkID, sink.ip, sink.channel);
     if (channel) channel->Subscribers().Change(sink.ip, 0, -1);  // counted as validated until it was listed here
     if (!sink.link) return;
-    if (!m_medium.row.Stops()) sink.link->SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
+    if (!m_medium.row.Stops())
+        sink.link->Session().SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
     sink.link->SetQueueLimit(server::kHeldQueueBytes);
     sink.link->SetHeld(true);
 }

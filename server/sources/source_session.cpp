@@ -9,21 +9,20 @@ using wire::CWireWriter;
 
 CSourceSession::CSourceSession(const CMediumRow& row, CServerChannel& channel, std::unique_ptr<CClaim> claim,
                                const CServerLimits& limits)
-    : CSourceUDP(row, channel, std::move(claim)), m_limits(limits) {
-    SetWindowSize(server::kSourceWindow);
-    SetQueueLimit(m_limits.upstreamQueueBytes);
+    : CSourceUDP(row, channel, std::move(claim)) {
+    m_frames.Session().SetWindowSize(server::kSourceWindow);
+    m_frames.SetQueueLimit(limits.upstreamQueueBytes);
 }
 
 bool CSourceSession::SendUpstream(const void* data, int length) {
-    if (QueueCost() + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
-    return QueueFrame(data, length);
+    return m_frames.HasRoom(length) && m_frames.QueueFrame(data, length);
 }
 
 // A request that still waits in the queue is enough.
 void CSourceSession::RequestKeyFrame() {
     OnChange();  // the subscriber may be the first, and START must go before the request
     const char request = 0;
-    if (GetCount() == 0) QueueFrame(&request, 1);
+    if (m_frames.QueuedFrames() == 0) m_frames.QueueFrame(&request, 1);
 }
 
 void CSourceSession::OnSCTPSessionReceivedFrame(char* frame, int length) { m_channel.OnSourceFrame(frame, length); }
@@ -41,6 +40,6 @@ void CSourceSession::DescribeLink(LumoLinkStatistics& statistics) const {
 
 CSourceStatus CSourceSession::Status() {
     LumoLinkStatistics statistics;
-    FillStatistics(statistics);
+    m_frames.FillStatistics(statistics);
     return {m_address, false, SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
 }

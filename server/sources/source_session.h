@@ -4,28 +4,25 @@
 #include "link/udp/frame_link.h"
 #include "server/sources/source_udp.h"
 
-class CSourceSession : public CSourceUDP, public CFrameLink {
+class CSourceSession : public CSourceUDP, private ILinkOwner {
 public:
     CSourceSession(const CMediumRow& row, CServerChannel& channel, std::unique_ptr<CClaim> claim,
                    const CServerLimits& limits);
 
-    bool Open() override { return OpenLink(m_address.ip); }
-    bool IsGone() override { return HasGivenWay() || CSourceUDP::IsGone(); }
-    void OnFrame(const char* data, int length) override { OnPacket(data, length); }
-    bool PumpFrames() override { return Pump(); }
+    bool Open() override { return m_frames.OpenLink(m_address.ip); }
+    bool IsGone() override { return m_frames.HasGivenWay() || CSourceUDP::IsGone(); }
+    void OnFrame(const char* data, int length) override { m_frames.OnPacket(data, length); }
+    bool PumpFrames() override { return m_frames.Pump(); }
     bool SendUpstream(const void* data, int length) override;
     void RequestKeyFrame() override;
-    void End() override { CloseLink(); }
+    void End() override { m_frames.CloseLink(); }
     CSourceStatus Status() override;
 
+private:
     void OnSCTPSessionReceivedFrame(char* frame, int length) override;
     void SendSCTPData(char* packet, int length) override;
-
-protected:
-    /// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
-    bool EndsToGiveWay() const override { return false; }
     void DescribeLink(LumoLinkStatistics& statistics) const override;
 
-private:
-    const CServerLimits& m_limits;
+    /// A publisher that reads slowly keeps its place: only what its subscribers send it is lost.
+    CFrameLink m_frames{*this, WhenOutOfMemory::LosesQueue};
 };

@@ -12,7 +12,7 @@ CSourceTCP::CSourceTCP(const CMediumRow& row, CServerChannel& channel, ITcpSessi
     : m_row(row),
       m_channel(channel),
       m_pSession(session),
-      m_limits(limits),
+      m_limit(limits.upstreamQueueBytes),
       m_address{static_cast<uint32_t>(session->GetRemoteIP()), session->GetRemotePort()},
       m_connection(std::move(connection)),
       m_keepAlive(media::kAcceptedKeepAliveEvery) {
@@ -56,7 +56,7 @@ void CSourceTCP::RequestKeyFrame() {
 }
 
 bool CSourceTCP::SendUpstream(const void* data, int length) {
-    if (BytesWaiting(*m_pSession) + static_cast<uint64_t>(length) > m_limits.upstreamQueueBytes) return false;
+    if (!m_limit.HasRoom(BytesWaiting(*m_pSession), length)) return false;
     m_pSession->SendData(static_cast<const char*>(data), length, 0);
     m_keepAlive.Restart();
     return true;

@@ -3,6 +3,7 @@
 
 #include "link/activity.h"
 #include "link/bounds/address_quotas.h"
+#include "link/bounds/queue_limit.h"
 #include "platform/lumonet/lumonet.h"
 #include "server/server_options.h"
 #include "server/sources/source.h"
@@ -40,7 +41,7 @@ private:
     const CMediumRow& m_row;
     CServerChannel& m_channel;
     ITcpSession* const m_pSession;  // the network library's; ended by End
-    const CServerLimits& m_limits;
+    const CQueueLimit m_limit;      // of what subscribers send it
     const CEndpointAddress m_address;
     const CQuotaHold m_connection;  // a unit of its address's quota
     CPollCount m_keepAlive;

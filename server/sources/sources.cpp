@@ -1,6 +1,7 @@
 #include "server/sources/sources.h"
 
 #include "link/process/mcu_services.h"
+#include "link/tables/mcu_dispatch.h"
 #include "platform/lumobase/undo.h"
 #include "server/sources/source_tcp.h"
 
@@ -17,7 +18,7 @@ CSources::CSources(CMedium& medium, CRelays& relays)
 
 // Only a publisher that could not publish even when validated gets no answer.
 void CSources::OnConnect(const CServerDatagram& datagram) {
-    CWireReader fields(datagram.body + 1, datagram.length - 1);
+    CWireReader fields = Fields(datagram);
     const uint32_t channelID = fields.U32();
     const uint32_t senderKey = fields.U32();
     const CEndpointAddress address{datagram.ip, datagram.port};
@@ -122,38 +123,54 @@ void CSources::Settle(CServerChannel& channel) {
     if (!channel.HasSource() && !channel.WasPublished()) m_medium.EndChannel(channel);
 }
 
-void CSources::OnDatagram(const CServerDatagram& datagram) {
-    const uint32_t sourceID = CWireReader(datagram.body + 1, datagram.length - 1).U32();
-    if (Use(datagram, sourceID) || (m_claims.Count() == 0 && m_contests.IsEmpty())) return;
-    CAutoLock gate(&m_medium.context.gate);
-    const CEndpointAddress address{datagram.ip, datagram.port};
-    const bool leaving = datagram.row.code == m_medium.row.source.disconnect;
-    if (leaving) m_contests.Leave(sourceID, address);
-    const uint32_t channelID = m_claims.ChannelOf(sourceID, address);
-    if (channelID == 0 || (!leaving && m_contests.Has(channelID))) return;  // it waits until that is decided
-    CChallenger challenger;
-    challenger.claim = m_claims.Take(sourceID);
-    if (!leaving && Admit(channelID, std::move(challenger))) Use(datagram, sourceID);
+void CSources::OnSign(const CServerDatagram& datagram) {
+    Reach(datagram, [](CSourceUDP&) {});
 }
 
-// False when no source has that ID.
-bool CSources::Use(const CServerDatagram& datagram, uint32_t sourceID) {
-    bool found = false;
-    uint32_t leaves = 0;
-    m_sources.With(sourceID, [&](CSourceUDP& source) {
-        if (!source.Is({datagram.ip, datagram.port})) return;
-        found = true;
-        source.Touch();
-        if (datagram.row.code == m_medium.row.source.frame) {
-            CWireReader fields(datagram.body + 1, datagram.length - 1);
-            fields.U32();
-            source.OnFrame(fields.Rest(), fields.Left());
-        } else if (datagram.row.code == m_medium.row.source.disconnect) {
-            leaves = source.ChannelID();
-        }
+void CSources::OnFrame(const CServerDatagram& datagram) {
+    Reach(datagram, [&](CSourceUDP& source) {
+        CWireReader fields = Fields(datagram);
+        fields.U32();
+        source.OnFrame(fields.Rest(), fields.Left());
     });
-    if (leaves != 0) Leave(leaves, sourceID);
-    return found;
+}
+
+template <class Act>
+void CSources::Reach(const CServerDatagram& datagram, Act act) {
+    if (!Use(datagram, act) && Validate(datagram)) Use(datagram, act);
+}
+
+// False when no source at this address has that ID.
+template <class Act>
+bool CSources::Use(const CServerDatagram& datagram, Act& act) {
+    const auto source = m_sources.Lock(Fields(datagram).U32());
+    if (!source || !source->Is({datagram.ip, datagram.port})) return false;
+    source->Touch();
+    act(*source);
+    return true;
+}
+
+bool CSources::Validate(const CServerDatagram& datagram) {
+    if (m_claims.Count() == 0) return false;
+    CAutoLock gate(&m_medium.context.gate);
+    const uint32_t sourceID = Fields(datagram).U32();
+    const uint32_t channelID = m_claims.ChannelOf(sourceID, {datagram.ip, datagram.port});
+    if (channelID == 0 || m_contests.Has(channelID)) return false;  // it waits until that is decided
+    CChallenger challenger;
+    challenger.claim = m_claims.Take(sourceID);
+    return Admit(channelID, std::move(challenger));
+}
+
+void CSources::OnDisconnect(const CServerDatagram& datagram) {
+    const uint32_t sourceID = Fields(datagram).U32();
+    uint32_t channelID = 0;
+    auto publishes = [&](CSourceUDP& source) { channelID = source.ChannelID(); };
+    if (Use(datagram, publishes)) return Leave(channelID, sourceID);
+    if (m_claims.Count() == 0 && m_contests.IsEmpty()) return;
+    CAutoLock gate(&m_medium.context.gate);
+    const CEndpointAddress address{datagram.ip, datagram.port};
+    m_contests.Leave(sourceID, address);
+    if (m_claims.ChannelOf(sourceID, address) != 0) m_claims.Take(sourceID);
 }
 
 void CSources::Leave(uint32_t channelID, uint32_t sourceID) {
@@ -224,7 +241,7 @@ bool CSources::OnTurn(uint32_t now) {
             Publish(channelID, std::move(challenger));
     }
     bool sent = false;
-    m_sources.ForEach([&](CSourceUDP& source) { sent = source.PumpFrames() || sent; });
+    for (CSourceUDP& source : m_sources.Each()) sent = source.PumpFrames() || sent;
     return sent;
 }
 

@@ -18,8 +18,10 @@ public:
 
     /// A connect request. UDP thread.
     void OnConnect(const CServerDatagram& datagram);
-    /// Any other datagram that names a source. UDP thread, takes the gate when it needs it.
-    void OnDatagram(const CServerDatagram& datagram);
+    /// What names a source. UDP thread; these take the gate when they need it.
+    void OnSign(const CServerDatagram& datagram);
+    void OnFrame(const CServerDatagram& datagram);
+    void OnDisconnect(const CServerDatagram& datagram);
     /// A publisher over TCP; false refuses it. TCP thread.
     bool OnTcp(ITcpSession* session, uint32_t channelID);
 
@@ -41,7 +43,12 @@ private:
     enum class Place { Free, Doubtful, Taken };  // doubtful: the present publisher can be asked
 
     static Place PlaceIn(CServerChannel& channel);
-    bool Use(const CServerDatagram& datagram, uint32_t sourceID);
+    template <class Act>
+    void Reach(const CServerDatagram& datagram, Act act);
+    template <class Act>
+    bool Use(const CServerDatagram& datagram, Act& act);
+    /// The first datagram with a claim's ID; true when its publisher is, or may become, the source.
+    bool Validate(const CServerDatagram& datagram);
     /// A validated publisher becomes the source or waits for the place. False when the place is taken.
     bool Admit(uint32_t channelID, CChallenger challenger);
     bool Publish(uint32_t channelID, CChallenger challenger);

@@ -39,7 +39,8 @@ bool CAudioChannel::HasStartedAudioSink() { return HasStartedSink(m_pState->hub)
 void CAudioChannel::OnAudioChannelData(const char* data, int length) {
     if (length > audio::kMaxFrame) return;
     const auto fanOut = [&] {
-        m_pState->hub.FanOut(data, length, [&](CAudioSink& sink) { sink.OnAudioChannelData(data, length); });
+        const CFanOut toAll(data, length);
+        for (CAudioSink& sink : m_pState->hub.Sinks()) sink.OnAudioChannelData(data, length);
     };
     CLocalMCUAudio* mcu = GetLocalMCUAudio();
     if (mcu && !GetServerHooks())

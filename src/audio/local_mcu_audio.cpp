@@ -26,10 +26,10 @@ void CLocalMCUAudio::OnTimer() {
     RemoveDisconnectedAudioSinks();
     if (GetServerHooks()) return;
     const auto forEach = [this](auto use) {
-        Tables().sinks.ForEach([&](CAudioSink& sink) {
+        for (CAudioSink& sink : Tables().sinks.Each()) {
             CAudioSinkUDP* udp = sink.AsUDP();
             if (udp && udp->IsStarted()) use(*udp);
-        });
+        }
     };
     m_thinning.Begin();
     forEach([&](CAudioSinkUDP& sink) { m_thinning.Count(sink.GetRemoteIP()); });

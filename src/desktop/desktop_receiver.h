@@ -19,10 +19,7 @@ public:
 protected:
     static constexpr bool kDetachesFirst = true;  // nothing goes upstream after the goodbye
     /// Upstream frames are small and not paced.
-    template <class TLink>
-    static void SendUpstream(TLink& link, const void* data, int length) {
-        link.SendAtOnce(data, length);
-    }
+    static void SendUpstream(CFrameLink& link, const void* data, int length) { link.SendAtOnce(data, length); }
     static void LeaveMcu(uint32_t receiverID) {
         if (CLocalMCUDesktop* mcu = GetLocalMCUDesktop()) mcu->RemoveDesktopReceiver(receiverID);
     }

@@ -23,10 +23,7 @@ public:
 protected:
     static constexpr bool kDetachesFirst = false;  // the server hears of the end first
     /// One frame at a time is in flight.
-    template <class TLink>
-    static void SendUpstream(TLink& link, const void* data, int length) {
-        link.QueueFrame(data, length);
-    }
+    static void SendUpstream(CFrameLink& link, const void* data, int length) { link.QueueFrame(data, length); }
     static void LeaveMcu(uint32_t receiverID) {
         if (CLocalMCUFile* mcu = GetLocalMCUFile()) mcu->RemoveFileReceiver(receiverID);
     }

@@ -23,6 +23,8 @@ public:
 
     void OnChannelData(const void* data, int length) override;
     void OnReceivedConnect() override;
+
+protected:
     void OnSCTPSessionReceivedFrame(char* data, int length) override;
 };
 

@@ -26,7 +26,8 @@ void CLocalMCUFile::RemoveFileReceiver(uint32_t receiverID) {
 void CLocalMCUFile::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                    unsigned short port) {
     LUMO_LOG_LINE("CLocalMCUFile::OnUdpClientNotifyReceivedFrame");
-    Dispatch(data, length, ip, port, [](const wire::CommandRow& row) { LUMO_LOG_LINE("%s", row.name); });
+    DispatchDatagram<CShareMcu>(*this, m_rows, m_medium.kind, data, length, static_cast<uint32_t>(ip), port,
+                                [](const wire::CommandRow& row) { LUMO_LOG_LINE("%s", row.name); });
 }
 
 namespace {

@@ -38,14 +38,15 @@ bool CVideoChannel::HasStartedVideoSink() { return HasStartedSink(m_pState->hub)
 
 // One flag a call: those of later sinks wait for the next.
 bool CVideoChannel::HasKeyFrameRequest() {
-    bool asked = false;
-    m_pState->hub.ForEachSinkWhile([&](CVideoSink& sink) { return !(asked = sink.TestKeyFrameRequest()); });
-    return asked;
+    for (CVideoSink& sink : m_pState->hub.Sinks())
+        if (sink.TestKeyFrameRequest()) return true;
+    return false;
 }
 
 void CVideoChannel::OnVideoChannelData(char* data, int length) {
     if (length > limits::kMaxFrameLen) return;
-    m_pState->hub.FanOut(data, length, [&](CVideoSink& sink) { sink.OnVideoChannelData(data, length); });
+    const CFanOut fanOut(data, length);
+    for (CVideoSink& sink : m_pState->hub.Sinks()) sink.OnVideoChannelData(data, length);
 }
 
 unsigned long CVideoChannel::GetVideoChannelID() { return m_pState->hub.ID(); }

@@ -2,13 +2,13 @@
 
 #include "video/video_constants.h"
 
-CVideoLink::CVideoLink() : m_withinLimit(CActivity::Now()) {
-    SetMaxReceivedFrame(1);  // longer ones mean nothing here
+CVideoLink::CVideoLink(ILinkOwner& owner) : CFrameLink(owner), m_withinLimit(CActivity::Now()) {
+    Session().SetMaxReceivedFrame(1);  // longer ones mean nothing here
 }
 
 void CVideoLink::QueueVideo(const char* data, int length) {
     if (!data || length < video::kMinFrame) return;
-    if (video::IsKeyFrame(data) && (GetCount() > video::kMaxBacklog || IsOverLimit())) DropQueue();
+    if (video::IsKeyFrame(data) && (QueuedFrames() > video::kMaxBacklog || IsOverLimit())) DropQueue();
     QueueFrame(data, length);
 }
 

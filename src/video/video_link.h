@@ -7,9 +7,8 @@
 /// A link that lags jumps to the newest key frame: that takes the place of a backlog.
 class CVideoLink : public CFrameLink {
 public:
-    CVideoLink();
+    explicit CVideoLink(ILinkOwner& owner);
 
-protected:
     /// Queues a copy of a frame and lets it go at once when the link is idle.
     void QueueVideo(const char* data, int length);
     /// The sweep's or the application's poll: whether more waits than may, and no key frame can be hoped to cure it.

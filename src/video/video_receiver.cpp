@@ -4,38 +4,36 @@
 #include "video/video_constants.h"
 
 bool CVideoReceiverDatagrams::Enter() {
-    if (!OpenLink()) return false;
+    if (!m_frames.OpenLink()) return false;
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoReceiver(this);
     return true;
 }
 
 void CVideoReceiverDatagrams::OnReceivedFrame(uint32_t sinkID, const char* data, int length, uint32_t ip,
                                               uint16_t port) {
-    if (m_subscriberLink.Accepts(sinkID, ip, port)) OnPacket(data, length);
+    if (m_subscriberLink.Accepts(sinkID, ip, port)) m_frames.OnPacket(data, length);
 }
 
 // With a whole window of questions unanswered, one more would only grow the queue behind it.
 void CVideoReceiverDatagrams::RequestKeyFrame() {
     char request = video::kSessionKeyFrameWanted;
-    if (!HasUncut()) SendFrame(&request, 1);
-    ProcessSend();
+    CSession& session = m_frames.Session();
+    if (!session.HasUncut()) session.SendFrame(&request, 1);
+    session.ProcessSend();
 }
 
 void CVideoReceiverDatagrams::AdjustWindowSize(bool bIncrease) {
-    const int size = GetWindowSize();
-    SetWindowSize(static_cast<unsigned char>(bIncrease ? size * 5 / 4 : size / 2));
+    CSession& session = m_frames.Session();
+    const int size = session.GetWindowSize();
+    session.SetWindowSize(static_cast<unsigned char>(bIncrease ? size * 5 / 4 : size / 2));
 }
 
 void CVideoReceiverDatagrams::ReleaseConnections() {
     if (RefusesRelease("A receiver of channel", m_ulChannelID)) return;
     SendDisconnect();
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->RemoveVideoReceiver(ReceiverID());
-    CloseLink();
+    m_frames.CloseLink();
     delete this;
-}
-
-void CVideoReceiverDatagrams::DescribeLink(LumoLinkStatistics& statistics) const {
-    m_subscriberLink.Describe(statistics);
 }
 
 CVideoReceiverTCP::CVideoReceiverTCP(IVideoReceiverNotify& notify, uint32_t channelID, uint32_t userID)

@@ -8,8 +8,6 @@
 
 #include <cstdint>
 
-class CFrameLink;
-
 /// The common base of the video receivers.
 class CVideoReceiver : public CStreamReceiver<IVideoReceiver, IVideoReceiverNotify> {
 public:
@@ -28,15 +26,12 @@ protected:
 };
 
 /// What the video receivers that speak datagrams share: all but how they reach a sink.
-class CVideoReceiverDatagrams : public CStreamReceiverDatagrams<CVideoReceiver>, public CFrameLink {
+class CVideoReceiverDatagrams : public CStreamReceiverDatagrams<CVideoReceiver>, private ILinkOwner {
 public:
     void ReleaseConnections() override;
     void RequestKeyFrame() override;
     void AdjustWindowSize(bool bIncrease) override;
     void OnReceivedFrame(uint32_t sinkID, const char* data, int length, uint32_t ip, uint16_t port) override;
-
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { NotifyData(data, length); }
-    void SendSCTPData(char* packet, int length) override { m_subscriberLink.SendPacket(packet, length); }
 
 protected:
     using CStreamReceiverDatagrams::CStreamReceiverDatagrams;
@@ -44,7 +39,13 @@ protected:
     static constexpr const CMediumRow& kMedium = media::kVideo;
     /// Opens the session and enters the local MCU's table; false when the session cannot be opened.
     bool Enter();
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
+
+private:
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { NotifyData(data, length); }
+    void SendSCTPData(char* packet, int length) override { m_subscriberLink.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_subscriberLink.Describe(statistics); }
+
+    CFrameLink m_frames{*this};
 };
 
 /// Subscribes to a video channel at a server over UDP.

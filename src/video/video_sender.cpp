@@ -11,12 +11,12 @@ bool CVideoSenderUDP::Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t
 }
 
 void CVideoSenderUDP::SendVideoData(char* data, int length) {
-    if (IsStarted()) QueueVideo(data, length);
+    if (IsStarted()) m_frames.QueueVideo(data, length);
 }
 
 void CVideoSenderUDP::OnReceivedFrameAck(const char* data, int length) {
     m_source.Touch();
-    OnPacket(data, length);
+    m_frames.OnPacket(data, length);
 }
 
 void CVideoSenderUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
@@ -28,11 +28,9 @@ void CVideoSenderUDP::ReleaseConnections() {
     CLocalMCUVideo::RemoveVideoSenderUDP(GetSenderKey());
     CVideoSender::ReleaseConnections();
     m_source.SendGoodbye();
-    CloseLink();
+    m_frames.CloseLink();
     delete this;
 }
-
-void CVideoSenderUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_source.Describe(statistics); }
 
 void CVideoSenderTCP::OnControl(char control) {
     CStreamSenderTCP::OnControl(control);

@@ -22,30 +22,29 @@ protected:
 };
 
 /// Publishes a video channel to a server over UDP.
-class CVideoSenderUDP : public CStreamSenderUDP<CVideoSender>, public CVideoLink {
+class CVideoSenderUDP : public CStreamSenderUDP<CVideoSender>, private ILinkOwner {
 public:
     CVideoSenderUDP(IVideoSenderNotify& notify, CVideoChannel& channel);
 
     void ReleaseConnections() override;
-    bool IsDisconnected() override { return CStreamSenderUDP::IsDisconnected() || IsStuck(); }
+    bool IsDisconnected() override { return CStreamSenderUDP::IsDisconnected() || m_frames.IsStuck(); }
     /// False without an open session, too.
     bool Connect(uint32_t ip0, uint32_t ip1, uint32_t ip2, uint16_t port) override;
-    unsigned long GetBufferingFrameCount() override { return static_cast<unsigned long>(GetCount()); }
+    unsigned long GetBufferingFrameCount() override { return m_frames.QueuedFrames(); }
     void SendVideoData(char* data, int length) override;
-    CFrameLink* GetFrameLink() override { return this; }
+    CFrameLink* GetFrameLink() override { return &m_frames; }
 
     /// Opens the session, before the sender enters its channel and table.
-    void StartSession() { m_bSessionOpen = OpenLink(); }
+    void StartSession() { m_bSessionOpen = m_frames.OpenLink(); }
     /// UDP thread, under the sender table lock.
     void OnReceivedFrameAck(const char* data, int length);
 
+private:
     void OnSCTPSessionReceivedFrame(char* data, int length) override;
     void SendSCTPData(char* packet, int length) override { m_source.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_source.Describe(statistics); }
 
-protected:
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
-
-private:
+    CVideoLink m_frames{*this};
     bool m_bSessionOpen = false;
 };
 

@@ -28,28 +28,24 @@ CVideoSinkUDP::CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port,
 std::unique_ptr<CVideoSink> CVideoSinkUDP::Make(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID,
                                                 uint32_t userID) {
     auto sink = std::make_unique<CVideoSinkUDP>(channel, ip, port, receiverID, userID);
-    if (!sink->OpenLink(ip)) return nullptr;
+    if (!sink->m_frames.OpenLink(ip)) return nullptr;
     return sink;
 }
 
 void CVideoSinkUDP::ReleaseConnections() {
     CVideoSink::ReleaseConnections();
-    CloseLink();
+    m_frames.CloseLink();
 }
 
 void CVideoSinkUDP::OnVideoChannelData(char* data, int length) {
-    if (CVideoSink::IsStarted()) QueueVideo(data, length);
+    if (CVideoSink::IsStarted()) m_frames.QueueVideo(data, length);
 }
 
 void CVideoSinkUDP::OnReceivedFrameAck(const char* data, int length) {
     m_udp.Touch();
-    OnPacket(data, length);
+    m_frames.OnPacket(data, length);
 }
 
 void CVideoSinkUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
     if (video::AsksForKeyFrame(data, length)) WantKeyFrame();
 }
-
-void CVideoSinkUDP::SendSCTPData(char* packet, int length) { m_udp.SendPacket(packet, length); }
-
-void CVideoSinkUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_udp.Describe(statistics); }

@@ -43,7 +43,7 @@ private:
 };
 
 /// A peer's receiver attached to a channel of this host over UDP.
-class CVideoSinkUDP : public CStreamSinkUDP<CVideoSink>, public CVideoLink {
+class CVideoSinkUDP : public CStreamSinkUDP<CVideoSink>, private ILinkOwner {
 public:
     CVideoSinkUDP(CVideoChannel& channel, uint32_t ip, uint16_t port, uint32_t receiverID, uint32_t userID);
     /// Null when its session cannot be opened.
@@ -51,19 +51,20 @@ public:
                                             uint32_t userID);
 
     void ReleaseConnections() override;
-    bool IsDisconnected() override { return CStreamSinkUDP::IsDisconnected() || IsStuck(); }
+    bool IsDisconnected() override { return CStreamSinkUDP::IsDisconnected() || m_frames.IsStuck(); }
     void OnVideoChannelData(char* data, int length) override;
-    unsigned long GetBufferingFrameCount() override { return static_cast<unsigned long>(GetCount()); }
+    unsigned long GetBufferingFrameCount() override { return m_frames.QueuedFrames(); }
     CVideoSinkUDP* AsUDP() override { return this; }
-    CFrameLink* GetFrameLink() override { return this; }
-    void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
+    CFrameLink* GetFrameLink() override { return &m_frames; }
+    void LimitQueue(uint64_t bytes) override { m_frames.SetQueueLimit(bytes); }
 
     /// A sign of life. UDP thread, under the sink table lock.
     void OnReceivedFrameAck(const char* data, int length);
 
+private:
     void OnSCTPSessionReceivedFrame(char* data, int length) override;
-    void SendSCTPData(char* packet, int length) override;
+    void SendSCTPData(char* packet, int length) override { m_udp.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_udp.Describe(statistics); }
 
-protected:
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
+    CVideoLink m_frames{*this};
 };

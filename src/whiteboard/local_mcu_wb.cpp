@@ -18,11 +18,12 @@ T* MakeClient(IWBSessionClientNotify& notify, ChannelKey key) {
     CLocalMCUWB* mcu = GetLocalMCUWB();
     if (!mcu) return nullptr;
     auto& channels = mcu->Tables().channels;
-    if (!channels.With(key, [](CWBChannel&) {}))
-        channels.ForEachWhile([&](CWBChannel& first) {
+    if (!channels.Lock(key)) {
+        for (CWBChannel& first : channels.Each()) {
             key = KeyOf(first);
-            return false;
-        });
+            break;
+        }
+    }
     return MakeOnChannel<T>(mcu->Tables(), notify, key, [](T&) {});
 }
 

@@ -18,8 +18,7 @@ struct CWBDispatch {
 };
 
 void CLocalMCUWB::OnUdpWBFrame(const char* body, int len, unsigned long ip, unsigned short port) {
-    DispatchDatagram(*this, CWBDispatch::kRows, wire::Kind::Whiteboard, body, len, static_cast<uint32_t>(ip), port,
-                     [](const wire::CommandRow&) {});
+    DispatchDatagram(*this, CWBDispatch::kRows, wire::Kind::Whiteboard, body, len, static_cast<uint32_t>(ip), port);
 }
 
 void CLocalMCUWB::OnSinkNamed(const CServerDatagram& datagram) {
@@ -34,9 +33,8 @@ void CLocalMCUWB::OnConnect(const CServerDatagram& datagram) {
 
 void CLocalMCUWB::OnConnectAck(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
-    m_tables.receivers.With(fields.U32(), [&](CWBClientUDP& client) {
-        client.OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
-    });
+    const auto client = m_tables.receivers.Lock(fields.U32());
+    if (client) client->OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
 }
 
 void CLocalMCUWB::OnDisconnect(const CServerDatagram& datagram) {
@@ -45,29 +43,26 @@ void CLocalMCUWB::OnDisconnect(const CServerDatagram& datagram) {
 }
 
 void CLocalMCUWB::OnKeepAlive(const CServerDatagram& datagram) {
-    m_tables.sinks.With(Fields(datagram).U32(), [](CWBServerSession& session) {
-        if (CWBSessionServerUDP* udp = session.AsUDP()) udp->OnReceivedKeepAlive();
-    });
+    const auto session = m_tables.sinks.Lock(Fields(datagram).U32());
+    if (CWBSessionServerUDP* udp = session ? session->AsUDP() : nullptr) udp->OnReceivedKeepAlive();
 }
 
 void CLocalMCUWB::OnKeepAliveAck(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
-    m_tables.receivers.With(fields.U32(), [&](CWBClientUDP& client) {
-        client.OnReceivedKeepAliveACK(fields.U32(), datagram.ip, datagram.port);
-    });
+    const auto client = m_tables.receivers.Lock(fields.U32());
+    if (client) client->OnReceivedKeepAliveACK(fields.U32(), datagram.ip, datagram.port);
 }
 
 void CLocalMCUWB::OnClientFrame(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
-    m_tables.sinks.With(fields.U32(), [&](CWBServerSession& session) {
-        if (CWBSessionServerUDP* udp = session.AsUDP()) udp->OnReceivedFrame(fields.Rest(), fields.Left());
-    });
+    const auto session = m_tables.sinks.Lock(fields.U32());
+    if (CWBSessionServerUDP* udp = session ? session->AsUDP() : nullptr)
+        udp->OnReceivedFrame(fields.Rest(), fields.Left());
 }
 
 void CLocalMCUWB::OnServerFrame(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
-    m_tables.receivers.With(fields.U32(), [&](CWBClientUDP& client) {
-        const uint32_t serverSessionID = fields.U32();
-        client.OnReceivedFrame(serverSessionID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
-    });
+    const auto client = m_tables.receivers.Lock(fields.U32());
+    const uint32_t serverSessionID = fields.U32();
+    if (client) client->OnReceivedFrame(serverSessionID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
 }

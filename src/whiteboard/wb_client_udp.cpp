@@ -5,18 +5,18 @@
 
 CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CUdpSubscriberLink& subscriberLink)
     : CWBSession(&channel), m_subscriberLink(subscriberLink), m_pNotify(&notify) {
-    SetHeld(true);
+    m_frames.SetHeld(true);
 }
 
 bool CWBClientUDP::Start() {
-    if (!OpenLink() || !JoinWBChannel()) return false;
+    if (!m_frames.OpenLink() || !JoinWBChannel()) return false;
     if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->AddWBClient(this);
     return true;
 }
 
 void CWBClientUDP::OnReceivedConnectACK(uint32_t serverSessionID, uint32_t ip, uint16_t port) {
     if (m_subscriberLink.OnConnectAck(serverSessionID, ip, port) != ConnectAck::First) return;
-    if (SetHeld(false)) JoinWBChannel();  // what the channel had said was dropped, its list among it
+    if (m_frames.SetHeld(false)) JoinWBChannel();  // what the channel had said was dropped, its list among it
     CallApplication([&] { m_pNotify->OnWBSessionClientNotifyConnected(ip); });
 }
 
@@ -26,11 +26,11 @@ void CWBClientUDP::OnReceivedKeepAliveACK(uint32_t serverSessionID, uint32_t ip,
 
 void CWBClientUDP::OnReceivedFrame(uint32_t serverSessionID, const char* packet, int length, uint32_t ip,
                                    uint16_t port) {
-    if (m_subscriberLink.Accepts(serverSessionID, ip, port)) OnPacket(packet, length);
+    if (m_subscriberLink.Accepts(serverSessionID, ip, port)) m_frames.OnPacket(packet, length);
 }
 
 void CWBClientUDP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= 1) QueueFrame(data, len);
+    if (data && len >= 1) m_frames.QueueFrame(data, len);
 }
 
 void CWBClientUDP::SendSCTPData(char* packet, int length) {
@@ -42,11 +42,9 @@ void CWBClientUDP::ReleaseConnections() {
     if (CLocalMCUWB* mcu = GetLocalMCUWB()) mcu->RemoveWBClient(this);
     LeaveWBChannel();
     SendDisconnect();
-    CloseLink();
+    m_frames.CloseLink();
     delete this;
 }
-
-void CWBClientUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_subscriberLink.Describe(statistics); }
 
 CWBSessionClientUDP::CWBSessionClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel)
     : CWBClientUDP(notify, channel, m_subscription),

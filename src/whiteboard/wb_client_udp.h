@@ -9,11 +9,11 @@
 /// What the whiteboard clients that speak datagrams share: all but how they reach a session at the far side.
 /// The subscriber link belongs to the derived class and is used only after it is made. Messages wait until the far side
 /// has answered.
-class CWBClientUDP : public CFrameLink, public CWBSession, public IWBSessionClient {
+class CWBClientUDP : public CWBSession, public IWBSessionClient, private ILinkOwner {
 public:
     void ReleaseConnections() override;
     bool IsDisconnected() override { return PollLink(); }
-    bool PollLink() { return PollSubscription() || IsOverLimit(); }
+    bool PollLink() { return PollSubscription() || m_frames.IsOverLimit(); }
     void SendWBSessionData(const char* data, int len) override;
 
     virtual uint32_t GetServerSessionID() { return m_subscriberLink.SinkID(); }
@@ -27,9 +27,7 @@ public:
     uint32_t LastHeard() const { return m_subscriberLink.LastHeard(); }
     void KeepAliveSoon() { m_subscriberLink.KeepAliveSoon(); }
 
-    CFrameLink* GetFrameLink() { return this; }
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnWBSessionData(data, length); }
-    void SendSCTPData(char* packet, int length) override;
+    CFrameLink* GetFrameLink() { return &m_frames; }
 
 protected:
     CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CUdpSubscriberLink& subscriberLink);
@@ -39,9 +37,13 @@ protected:
     bool Start();
     /// Polls the subscription; true when the far side has been silent for too long.
     virtual bool PollSubscription() = 0;
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
 
 private:
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnWBSessionData(data, length); }
+    void SendSCTPData(char* packet, int length) override;
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_subscriberLink.Describe(statistics); }
+
+    CFrameLink m_frames{*this};
     CUdpSubscriberLink& m_subscriberLink;
     IWBSessionClientNotify* const m_pNotify;  // the application's; outlives the client
 };

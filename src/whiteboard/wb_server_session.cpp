@@ -9,7 +9,7 @@ CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint1
       m_udp(media::kWhiteboard, ip, port, remoteSessionID, SessionID()),
       m_channel(CWBChannelState::Of(channel)) {}
 
-bool CWBSessionServerUDP::StartSession() { return OpenLink(m_udp.Remote().IP()); }
+bool CWBSessionServerUDP::StartSession() { return m_frames.OpenLink(m_udp.Remote().IP()); }
 
 void CWBSessionServerUDP::Join() {
     if (!GetServerHooks()) {
@@ -30,11 +30,11 @@ void CWBSessionServerUDP::LeaveWBChannel() {
     if (m_bAwaited.exchange(false, std::memory_order_relaxed))
         m_channel.awaited.fetch_sub(1, std::memory_order_relaxed);
     CWBSession::LeaveWBChannel();
-    CloseLink();
+    m_frames.CloseLink();
 }
 
 void CWBSessionServerUDP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= 1) QueueFrame(data, len);
+    if (data && len >= 1) m_frames.QueueFrame(data, len);
 }
 
 void CWBSessionServerUDP::SendConnectAck() { m_udp.AcknowledgeConnect(); }
@@ -43,10 +43,8 @@ void CWBSessionServerUDP::OnReceivedKeepAlive() { m_udp.AcknowledgeKeepAlive(); 
 
 void CWBSessionServerUDP::OnReceivedFrame(const char* packet, int length) {
     m_udp.Touch();
-    OnPacket(packet, length);
+    m_frames.OnPacket(packet, length);
 }
-
-void CWBSessionServerUDP::SendSCTPData(char* packet, int length) { m_udp.SendPacket(packet, length); }
 
 CSinkInfo CWBSessionServerUDP::Info() {
     CSinkInfo info = CWBServerSession::Info();
@@ -54,8 +52,6 @@ CSinkInfo CWBSessionServerUDP::Info() {
     info.port = m_udp.Remote().Port();
     return info;
 }
-
-void CWBSessionServerUDP::DescribeLink(LumoLinkStatistics& statistics) const { m_udp.Describe(statistics); }
 
 void CWBSessionServerTCP::AnswerValidation() {
     const wire::CWireWriter channel = wire::CWireWriter().U32(static_cast<uint32_t>(GetWBChannelID()));

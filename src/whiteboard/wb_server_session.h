@@ -65,7 +65,7 @@ private:
 };
 
 /// A peer's whiteboard client attached to a channel of this host over UDP.
-class CWBSessionServerUDP : public CWBServerSession, public CFrameLink {
+class CWBSessionServerUDP : public CWBServerSession, private ILinkOwner {
 public:
     CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID);
 
@@ -78,12 +78,12 @@ public:
     void OnGap() override { JoinWBChannel(); }
     void LeaveWBChannel() override;
     void SendWBSessionData(const char* data, int len) override;
-    bool IsDisconnected() override { return m_udp.IsSilent() || IsOverLimit(); }
+    bool IsDisconnected() override { return m_udp.IsSilent() || m_frames.IsOverLimit(); }
     CWBSessionServerUDP* AsUDP() override { return this; }
-    CFrameLink* GetFrameLink() override { return this; }
-    void LimitQueue(uint64_t bytes) override { SetQueueLimit(bytes); }
+    CFrameLink* GetFrameLink() override { return &m_frames; }
+    void LimitQueue(uint64_t bytes) override { m_frames.SetQueueLimit(bytes); }
     CSinkInfo Info() override;
-    uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
+    uint32_t GetBufferingFrameCount() override { return m_frames.QueuedFrames(); }
     bool IsAt(uint32_t ip, uint16_t port) const override { return m_udp.Remote().Is(ip, port); }
 
     /// Each is a sign of life. UDP thread, under the session table lock.
@@ -92,16 +92,17 @@ public:
     void OnReceivedKeepAlive();
     void OnReceivedFrame(const char* packet, int length);
 
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnClientMessage(data, length); }
-    void SendSCTPData(char* packet, int length) override;
-
 protected:
-    uint64_t Queued() override { return QueueCost(); }
-    uint64_t MostQueued() override { return QueueLimit(); }
-    void DescribeLink(LumoLinkStatistics& statistics) const override;
+    uint64_t Queued() override { return m_frames.QueueCost(); }
+    uint64_t MostQueued() override { return m_frames.QueueLimit(); }
 
 private:
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnClientMessage(data, length); }
+    void SendSCTPData(char* packet, int length) override { m_udp.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_udp.Describe(statistics); }
+
     CUdpSink m_udp;
+    CFrameLink m_frames{*this};
     CWBChannelState& m_channel;
     std::atomic<bool> m_bAwaited{false};
 };

@@ -167,11 +167,13 @@ def udp_source(stack, relay, channel, source):
 
 
 def send_until_answered(one, packet):
+    """False when no answer comes: the publisher has given way."""
     for _ in range(5):
         one.send(packet)
         while answer := wire.receive(one):
             if answer[1] == 0x43 and answer[6:8] == packet[6:8]:
-                return
+                return True
+    return False
 
 
 @row(f"with a budget of {BUDGET} MiB at most {BUDGET + FIXED} MiB, and at most {FIXED} after a while")
@@ -179,12 +181,14 @@ def unfinished_udp_frames(program):
     with small_relay(program) as relay:
         with contextlib.ExitStack() as stack:
             ones = [udp_source(stack, relay, channel, host(channel)) for channel in range(1, 26)]
-            payload, at = bytes(60000), [0]
+            left, payload, at = list(ones), bytes(60000), [0]
+
+            def sends(one, number):
+                packet = session_packet(at[0], payload, begin=at[0] == 0)
+                return send_until_answered(one, bytes([wire.FILE, 0x42]) + number + packet)
 
             def fill():
-                for one, number in ones:
-                    packet = session_packet(at[0], payload, begin=at[0] == 0)
-                    send_until_answered(one, bytes([wire.FILE, 0x42]) + number + packet)
+                left[:] = [one for one in left if sends(*one)]
                 at[0] += 1
 
             most = highest_memory(relay, 120, fill)

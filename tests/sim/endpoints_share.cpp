@@ -75,7 +75,7 @@ public:
     void Accept() override {}
     bool IsDisconnected() override {
         bool gone = true;
-        M::Tables().sinks.ForEach([&](CShareSink& sink) { gone = sink.IsDisconnected(); });
+        for (CShareSink& sink : M::Tables().sinks.Each()) gone = sink.IsDisconnected();
         return gone;
     }
     void Arrive(const std::string& frame) override {

@@ -169,7 +169,7 @@ public:
 protected:
     /// Made by now.
     void FindID() {
-        M::Tables().receivers.ForEach([&](CShareReceiver& receiver) { this->m_ulID = receiver.ReceiverID(); });
+        for (CShareReceiver& receiver : M::Tables().receivers.Each()) this->m_ulID = receiver.ReceiverID();
         this->m_host.TakeSent();
     }
     std::string ToReceiver(const char* code) const { return this->Say(code, this->m_ulID) + U32(600); }

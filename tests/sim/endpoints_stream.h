@@ -231,7 +231,7 @@ public:
 protected:
     /// Made by now.
     void FindID() {
-        M::Tables().receivers.ForEach([&](auto& receiver) { m_ulID = receiver.ReceiverID(); });
+        for (auto& receiver : M::Tables().receivers.Each()) m_ulID = receiver.ReceiverID();
         this->m_host.TakeSent();
     }
     std::string ToReceiver(const char* code) const { return this->Say(code, m_ulID) + U32(600); }

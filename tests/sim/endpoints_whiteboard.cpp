@@ -63,9 +63,9 @@ public:
         return gone;
     }
     uint32_t Buffering() override {
-        int count = 0;
-        WithSession([&](CWBServerSession& session) { count = session.GetFrameLink()->GetCount(); });
-        return static_cast<uint32_t>(count);
+        uint32_t count = 0;
+        WithSession([&](CWBServerSession& session) { count = session.GetFrameLink()->QueuedFrames(); });
+        return count;
     }
     void Release() override { m_host.Deliver(Hex("0426") + U32(SessionID())); }
     std::vector<std::string> InboundDatagrams() override {
@@ -92,9 +92,8 @@ public:
     void Accept() override { m_host.Deliver(ConnectAck()); }
     bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
     uint32_t Buffering() override {
-        int count = 0;
-        GetLocalMCUWB()->Tables().receivers.With(SessionID(), [&](CWBClientUDP& client) { count = client.GetCount(); });
-        return static_cast<uint32_t>(count);
+        const auto client = GetLocalMCUWB()->Tables().receivers.Lock(SessionID());
+        return client ? client->GetFrameLink()->QueuedFrames() : 0;
     }
     bool TryRelease() override {
         m_pClient->ReleaseConnections();

@@ -5,7 +5,8 @@
 
 void CShareChannel::SendToSinks(const void* data, int length) {
     if (length > limits::kMaxFrameLen) return;
-    hub.FanOut(data, length, [&](CShareSink& sink) { sink.OnChannelData(data, length); });
+    const CFanOut fanOut(data, length);
+    for (CShareSink& sink : hub.Sinks()) sink.OnChannelData(data, length);
 }
 
 void CShareChannel::SendToReceiver(const void* data, int length) {
@@ -15,9 +16,8 @@ void CShareChannel::SendToReceiver(const void* data, int length) {
 
 uint32_t CShareChannel::LeastBuffered(bool withReceiver) {
     CLeastBuffered least;
-    bool waiting = true;
-    hub.ForEachSinkWhile([&](CShareSink& sink) { return waiting = least.Ask(sink.GetBufferingFrameCount()); });
-    if (waiting && withReceiver)
-        hub.WithReceiver([&](CShareReceiver& receiver) { least.Ask(receiver.GetBufferingFrameCount()); });
+    for (CShareSink& sink : hub.Sinks())
+        if (!least.Ask(sink.GetBufferingFrameCount())) return 0;
+    if (withReceiver) hub.WithReceiver([&](CShareReceiver& receiver) { least.Ask(receiver.GetBufferingFrameCount()); });
     return least.Result();
 }

@@ -5,16 +5,18 @@
 using wire::CWireReader;
 
 CShareMcu::CShareMcu(const CMediumRow& medium, const CShareSinkMakers& makers)
-    : m_medium(medium), m_makers(makers), m_rows{{medium.sink.connect, &CShareMcu::OnSinkConnect},
-                                                 {medium.sink.connectAck, &CShareMcu::OnSinkConnectAck},
-                                                 {medium.sink.keepAlive, &CShareMcu::OnSinkKeepAlive},
-                                                 {medium.sink.keepAliveAck, &CShareMcu::OnSinkKeepAliveAck},
-                                                 {medium.sink.frame, &CShareMcu::OnSinkFrame},
-                                                 {medium.sink.frameAck, &CShareMcu::OnSinkFrameAck},
-                                                 {medium.sink.disconnect, &CShareMcu::OnSinkDisconnect},
-                                                 {medium.source.connectAck, &CShareMcu::OnSourceConnectAck},
-                                                 {medium.source.frameAck, &CShareMcu::OnSourceFrameAck},
-                                                 {medium.source.keepAlive, &CShareMcu::OnSourceKeepAlive}} {}
+    : m_medium(medium),
+      m_rows{{medium.sink.connect, &CShareMcu::OnSinkConnect},
+             {medium.sink.connectAck, &CShareMcu::OnSinkConnectAck},
+             {medium.sink.keepAlive, &CShareMcu::OnSinkKeepAlive},
+             {medium.sink.keepAliveAck, &CShareMcu::OnSinkKeepAliveAck},
+             {medium.sink.frame, &CShareMcu::OnSinkFrame},
+             {medium.sink.frameAck, &CShareMcu::OnSinkFrameAck},
+             {medium.sink.disconnect, &CShareMcu::OnSinkDisconnect},
+             {medium.source.connectAck, &CShareMcu::OnSourceConnectAck},
+             {medium.source.frameAck, &CShareMcu::OnSourceFrameAck},
+             {medium.source.keepAlive, &CShareMcu::OnSourceKeepAlive}},
+      m_makers(makers) {}
 
 void CShareMcu::PutSink(uint32_t sinkID, CShareSink* sink) {
     if (IShareSinkUDP* udp = sink->AsUDP())
@@ -39,64 +41,51 @@ bool CShareMcu::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long ty
     return AcceptSink(session, CWireReader(data, length).U32()) != 0;
 }
 
-void CShareMcu::Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before) {
-    DispatchDatagram(*this, m_rows, m_medium.kind, data, length, static_cast<uint32_t>(ip), port, before);
-}
-
 void CShareMcu::OnSinkConnect(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
     const uint32_t receiverID = fields.U32();
     ConnectSink(receiverID, fields.U32(), datagram.ip, datagram.port);
 }
 
-template <class Use>
-void CShareMcu::WithSink(const CServerDatagram& datagram, Use use) {
-    CWireReader fields = Fields(datagram);
-    m_tables.sinks.With(fields.U32(), [&](CShareSink& sink) {
-        if (IShareSinkUDP* udp = sink.AsUDP()) use(*udp, fields);
-    });
+namespace {
+
+/// What datagrams reach of an object of a table: null where there is none, or where it speaks TCP.
+template <class TLocked>
+auto* UdpOf(const TLocked& object) {
+    return object ? object->AsUDP() : nullptr;
 }
 
-template <class Use>
-void CShareMcu::WithReceiver(const CServerDatagram& datagram, Use use) {
-    CWireReader fields = Fields(datagram);
-    m_tables.receivers.With(fields.U32(), [&](CShareReceiver& receiver) {
-        if (IShareReceiverUDP* udp = receiver.AsUDP()) use(*udp, fields);
-    });
-}
-
-template <class Use>
-void CShareMcu::WithSender(const CServerDatagram& datagram, Use use) {
-    CWireReader fields = Fields(datagram);
-    m_tables.senders.With(fields.U32(), [&](IShareSenderUDP& sender) { use(sender, fields); });
-}
+}  // namespace
 
 void CShareMcu::OnSinkConnectAck(const CServerDatagram& datagram) {
-    WithReceiver(datagram, [&](IShareReceiverUDP& receiver, CWireReader& fields) {
-        receiver.OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
-    });
+    CWireReader fields = Fields(datagram);
+    const auto receiver = m_tables.receivers.Lock(fields.U32());
+    if (auto* udp = UdpOf(receiver)) udp->OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
 }
 
 void CShareMcu::OnSinkKeepAlive(const CServerDatagram& datagram) {
-    WithSink(datagram, [](IShareSinkUDP& sink, CWireReader&) { sink.OnReceivedKeepAlive(); });
+    const auto sink = m_tables.sinks.Lock(Fields(datagram).U32());
+    if (auto* udp = UdpOf(sink)) udp->OnReceivedKeepAlive();
 }
 
 void CShareMcu::OnSinkKeepAliveAck(const CServerDatagram& datagram) {
-    WithReceiver(datagram, [&](IShareReceiverUDP& receiver, CWireReader& fields) {
-        receiver.OnReceivedKeepAliveACK(fields.U32(), datagram.ip, datagram.port);
-    });
+    CWireReader fields = Fields(datagram);
+    const auto receiver = m_tables.receivers.Lock(fields.U32());
+    if (auto* udp = UdpOf(receiver)) udp->OnReceivedKeepAliveACK(fields.U32(), datagram.ip, datagram.port);
 }
 
 void CShareMcu::OnSinkFrame(const CServerDatagram& datagram) {
-    WithReceiver(datagram, [&](IShareReceiverUDP& receiver, CWireReader& fields) {
-        const uint32_t sinkID = fields.U32();
-        receiver.OnReceivedFrame(sinkID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
-    });
+    CWireReader fields = Fields(datagram);
+    const auto receiver = m_tables.receivers.Lock(fields.U32());
+    const uint32_t sinkID = fields.U32();
+    if (auto* udp = UdpOf(receiver))
+        udp->OnReceivedFrame(sinkID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
 }
 
 void CShareMcu::OnSinkFrameAck(const CServerDatagram& datagram) {
-    WithSink(datagram,
-             [](IShareSinkUDP& sink, CWireReader& fields) { sink.OnReceivedFrameAck(fields.Rest(), fields.Left()); });
+    CWireReader fields = Fields(datagram);
+    const auto sink = m_tables.sinks.Lock(fields.U32());
+    if (auto* udp = UdpOf(sink)) udp->OnReceivedFrameAck(fields.Rest(), fields.Left());
 }
 
 void CShareMcu::OnSinkDisconnect(const CServerDatagram& datagram) {
@@ -105,17 +94,18 @@ void CShareMcu::OnSinkDisconnect(const CServerDatagram& datagram) {
 }
 
 void CShareMcu::OnSourceConnectAck(const CServerDatagram& datagram) {
-    WithSender(datagram, [&](IShareSenderUDP& sender, CWireReader& fields) {
-        sender.OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
-    });
+    CWireReader fields = Fields(datagram);
+    const auto sender = m_tables.senders.Lock(fields.U32());
+    if (sender) sender->OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
 }
 
 void CShareMcu::OnSourceFrameAck(const CServerDatagram& datagram) {
-    WithSender(datagram, [](IShareSenderUDP& sender, CWireReader& fields) {
-        sender.OnReceivedFrameAck(fields.Rest(), fields.Left());
-    });
+    CWireReader fields = Fields(datagram);
+    const auto sender = m_tables.senders.Lock(fields.U32());
+    if (sender) sender->OnReceivedFrameAck(fields.Rest(), fields.Left());
 }
 
 void CShareMcu::OnSourceKeepAlive(const CServerDatagram& datagram) {
-    WithSender(datagram, [](IShareSenderUDP& sender, CWireReader&) { sender.OnReceivedKeepAlive(); });
+    const auto sender = m_tables.senders.Lock(Fields(datagram).U32());
+    if (sender) sender->OnReceivedKeepAlive();
 }

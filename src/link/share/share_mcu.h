@@ -57,7 +57,7 @@ public:
 
     /// One datagram without its kind byte. UDP thread.
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) {
-        Dispatch(data, length, ip, port, [](const wire::CommandRow&) {});
+        DispatchDatagram(*this, m_rows, m_medium.kind, data, length, static_cast<uint32_t>(ip), port);
     }
     void OnSinkNamed(const CServerDatagram& datagram) {
         m_tables.OnSinkNamed(Fields(datagram).U32(), datagram.ip, datagram.port);
@@ -72,9 +72,8 @@ protected:
     CShareMcu(const CMediumRow& medium, const CShareSinkMakers& makers);
     ~CShareMcu() = default;
 
-    using CBefore = void (*)(const wire::CommandRow& row);
-    /// One datagram without its kind byte; `before` is called with its row before it acts. UDP thread.
-    void Dispatch(const char* data, int length, unsigned long ip, unsigned short port, CBefore before);
+    const CMediumRow& m_medium;
+    const CDispatchRow<CShareMcu> m_rows[10];
 
     void PutChannel(CShareChannel& channel) { m_tables.channels.Put(channel.hub.Key(), &channel); }
     void PutReceiver(CShareReceiver& receiver) { m_tables.receivers.Put(receiver.ReceiverID(), &receiver); }
@@ -91,16 +90,7 @@ private:
     void OnSourceFrameAck(const CServerDatagram& datagram);
     void OnSourceKeepAlive(const CServerDatagram& datagram);
 
-    template <class Use>
-    void WithSink(const CServerDatagram& datagram, Use use);
-    template <class Use>
-    void WithReceiver(const CServerDatagram& datagram, Use use);
-    template <class Use>
-    void WithSender(const CServerDatagram& datagram, Use use);
-
-    const CMediumRow& m_medium;
     const CShareSinkMakers m_makers;
-    const CDispatchRow<CShareMcu> m_rows[10];
     CTables m_tables;
 };
 

@@ -11,7 +11,7 @@
 /// `TReceiver` is the medium's CShareReceiver with the application's interface and notifications; `TLink` the
 /// subscriber link with its way of asking.
 template <class TReceiver, class TLink>
-class CShareReceiverDatagrams : public TReceiver, public CFrameLink, public IShareReceiverUDP {
+class CShareReceiverDatagrams : public TReceiver, public IShareReceiverUDP, private ILinkOwner {
 public:
     template <class TNotify>
     CShareReceiverDatagrams(TNotify& notify, CShareChannel& channel)
@@ -23,17 +23,17 @@ public:
         SendDisconnect();
         TReceiver::LeaveMcu(TReceiver::ReceiverID());
         if (!TReceiver::kDetachesFirst) TReceiver::Detach();
-        CloseLink();
+        m_frames.CloseLink();
         delete this;
     }
     bool IsDisconnected() override { return PollLink(); }
     /// The poll of a receiver that keeps its link: asks for the sink, sends keep-alives, and knows when it is lost.
-    bool PollLink() { return m_link.Poll(TReceiver::ChannelID()) || IsOverLimit(); }
+    bool PollLink() { return m_link.Poll(TReceiver::ChannelID()) || m_frames.IsOverLimit(); }
     void OnChannelData(const void* data, int length) override {
-        if (data && length >= limits::kMinFrameLen) TReceiver::SendUpstream(*this, data, length);
+        if (data && length >= limits::kMinFrameLen) TReceiver::SendUpstream(m_frames, data, length);
     }
-    uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
-    uint64_t GetBufferedBytes() override { return GetByteCount() + GetPendingBytes(); }
+    uint32_t GetBufferingFrameCount() override { return m_frames.QueuedFrames(); }
+    uint64_t GetBufferedBytes() override { return m_frames.QueuedBytes() + m_frames.Session().GetPendingBytes(); }
 
     void OnReceivedConnectACK(uint32_t sinkID, uint32_t ip, uint16_t port) override {
         const ConnectAck ack = m_link.OnConnectAck(sinkID, ip, port);
@@ -46,7 +46,7 @@ public:
         m_link.Accepts(sinkID, ip, port);
     }
     void OnReceivedFrame(uint32_t sinkID, const char* packet, int length, uint32_t ip, uint16_t port) override {
-        if (m_link.Accepts(sinkID, ip, port)) OnPacket(packet, length);
+        if (m_link.Accepts(sinkID, ip, port)) m_frames.OnPacket(packet, length);
     }
     void SendDisconnect() { m_link.SendGoodbye(); }
 
@@ -55,22 +55,23 @@ public:
     void KeepAliveSoon() { m_link.KeepAliveSoon(); }
 
     IShareReceiverUDP* AsUDP() override { return this; }
-    CFrameLink* GetFrameLink() override { return this; }
+    CFrameLink* GetFrameLink() override { return &m_frames; }
     /// Opens the session, before the receiver enters its channel and table.
-    void StartSession() { m_bSessionOpen = OpenLink(); }
-
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { TReceiver::NotifyData(data, length); }
-    void SendSCTPData(char* packet, int length) override { m_link.SendPacket(packet, length); }
+    void StartSession() { m_bSessionOpen = m_frames.OpenLink(); }
 
 protected:
     /// The first answer came.
     virtual void OnAcknowledged(uint32_t /*sinkID*/, uint32_t /*ip*/, uint16_t /*port*/) {}
     bool IsSessionOpen() const { return m_bSessionOpen; }
-    void DescribeLink(LumoLinkStatistics& statistics) const override { m_link.Describe(statistics); }
 
     TLink m_link;
 
 private:
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { TReceiver::NotifyData(data, length); }
+    void SendSCTPData(char* packet, int length) override { m_link.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_link.Describe(statistics); }
+
+    CFrameLink m_frames{*this};
     bool m_bSessionOpen = false;
 };
 

@@ -20,7 +20,7 @@ protected:
 
 /// `TSender` is the medium's CShareSink with the application's interface and notifications.
 template <class TSender>
-class CShareSenderUDP : public TSender, public CFrameLink, public IShareSenderUDP {
+class CShareSenderUDP : public TSender, public IShareSenderUDP, private ILinkOwner {
 public:
     template <class TNotify>
     CShareSenderUDP(TNotify& notify, CShareChannel& channel)
@@ -31,15 +31,15 @@ public:
         TSender::LeaveMcu(GetSenderKey());
         TSender::ReleaseConnections();
         SendSourceClose();
-        CloseLink();
+        m_frames.CloseLink();
         delete this;
     }
-    bool IsDisconnected() override { return m_source.Poll(TSender::ChannelID()) || IsOverLimit(); }
+    bool IsDisconnected() override { return m_source.Poll(TSender::ChannelID()) || m_frames.IsOverLimit(); }
     void OnChannelData(const void* data, int length) override {
-        if (data && length >= limits::kMinFrameLen) QueueFrame(data, length);
+        if (data && length >= limits::kMinFrameLen) m_frames.QueueFrame(data, length);
     }
-    uint32_t GetBufferingFrameCount() override { return static_cast<uint32_t>(GetCount()); }
-    CFrameLink* GetFrameLink() override { return this; }
+    uint32_t GetBufferingFrameCount() override { return m_frames.QueuedFrames(); }
+    CFrameLink* GetFrameLink() override { return &m_frames; }
     /// Sends the connect request; false without an address, a port or an open session.
     bool Connect(const CMcuAddress& mcu) {
         if (!m_source.SetMcu(mcu) || !m_bSessionOpen) return false;
@@ -48,7 +48,7 @@ public:
     }
 
     /// Opens the session, before the sender enters its channel and table.
-    void StartSession() { m_bSessionOpen = OpenLink(); }
+    void StartSession() { m_bSessionOpen = m_frames.OpenLink(); }
     uint32_t GetSenderKey() const { return TSender::SinkID(); }
 
     void OnReceivedConnectACK(uint32_t sourceID, uint32_t ip, uint16_t port) override {
@@ -60,17 +60,18 @@ public:
     }
     void OnReceivedFrameAck(const char* data, int length) override {
         m_source.Touch();
-        OnPacket(data, length);
+        m_frames.OnPacket(data, length);
     }
-
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { TSender::OnUpstreamFrame(data, length); }
-    void SendSCTPData(char* packet, int length) override { m_source.SendPacket(packet, length); }
 
 protected:
     virtual void SendSourceClose() { m_source.SendGoodbye(); }
-    void DescribeLink(LumoLinkStatistics& statistics) const override { m_source.Describe(statistics); }
 
 private:
+    void OnSCTPSessionReceivedFrame(char* data, int length) override { TSender::OnUpstreamFrame(data, length); }
+    void SendSCTPData(char* packet, int length) override { m_source.SendPacket(packet, length); }
+    void DescribeLink(LumoLinkStatistics& statistics) const override { m_source.Describe(statistics); }
+
     CUdpSource m_source;
+    CFrameLink m_frames{*this};
     bool m_bSessionOpen = false;
 };

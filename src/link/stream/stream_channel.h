@@ -22,17 +22,16 @@ struct CStreamChannelState {
 
 template <class TSink, class TReceiver>
 bool HasStartedSink(CChannelHub<TSink, TReceiver>& hub) {
-    bool started = false;
-    hub.ForEachSinkWhile([&](TSink& sink) { return !(started = sink.IsStarted()); });
-    return started;
+    for (TSink& sink : hub.Sinks())
+        if (sink.IsStarted()) return true;
+    return false;
 }
 
 /// The fewest frames waiting at a sink that wants frames; 0 when none does.
 template <class TSink, class TReceiver>
 uint32_t LeastBufferedStarted(CChannelHub<TSink, TReceiver>& hub) {
     CLeastBuffered least;
-    hub.ForEachSinkWhile([&](TSink& sink) {
-        return !sink.IsStarted() || least.Ask(static_cast<uint32_t>(sink.GetBufferingFrameCount()));
-    });
+    for (TSink& sink : hub.Sinks())
+        if (sink.IsStarted() && !least.Ask(static_cast<uint32_t>(sink.GetBufferingFrameCount()))) break;
     return least.Result();
 }

@@ -36,9 +36,10 @@ public:
     void OnSinkStart(const CServerDatagram& datagram) { SetSink(datagram, &TSinkUDP::OnReceivedStart); }
     void OnSinkStop(const CServerDatagram& datagram) { SetSink(datagram, &TSinkUDP::OnReceivedStop); }
     void OnSinkFrameAck(const CServerDatagram& datagram) {
-        WithSink(datagram, [](TSinkUDP& sink, wire::CWireReader& fields) {
-            sink.OnReceivedFrameAck(fields.Rest(), fields.Left());
-        });
+        wire::CWireReader fields = Fields(datagram);
+        const auto sink = m_tables.sinks.Lock(fields.U32());
+        TSinkUDP* udp = sink ? sink->AsUDP() : nullptr;
+        if (udp) udp->OnReceivedFrameAck(fields.Rest(), fields.Left());
     }
     void OnSinkDisconnect(const CServerDatagram& datagram) {
         const auto isUDP = [](auto& sink) { return sink.AsUDP() != nullptr; };
@@ -55,65 +56,53 @@ public:
         Acknowledge(datagram, &IStreamDatagramReceiver::OnReceivedStopACK);
     }
     void OnSinkFrame(const CServerDatagram& datagram) {
-        WithReceiver(datagram, [&](IStreamDatagramReceiver& receiver, wire::CWireReader& fields) {
-            const uint32_t sinkID = fields.U32();
-            receiver.OnReceivedFrame(sinkID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
-        });
+        wire::CWireReader fields = Fields(datagram);
+        const auto receiver = m_tables.receivers.Lock(fields.U32());
+        IStreamDatagramReceiver* udp = receiver ? receiver->AsDatagramReceiver() : nullptr;
+        const uint32_t sinkID = fields.U32();
+        if (udp) udp->OnReceivedFrame(sinkID, fields.Rest(), fields.Left(), datagram.ip, datagram.port);
     }
 
     void OnSourceConnectAck(const CServerDatagram& datagram) {
-        WithSender(datagram, [&](auto& sender, wire::CWireReader& fields) {
-            sender.OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
-        });
+        wire::CWireReader fields = Fields(datagram);
+        const auto sender = m_tables.senders.Lock(fields.U32());
+        if (sender) sender->OnReceivedConnectACK(fields.U32(), datagram.ip, datagram.port);
     }
     void OnSourceStart(const CServerDatagram& datagram) {
-        WithSender(datagram, [](auto& sender, wire::CWireReader& fields) { sender.OnReceivedStart(fields.U32()); });
+        wire::CWireReader fields = Fields(datagram);
+        const auto sender = m_tables.senders.Lock(fields.U32());
+        if (sender) sender->OnReceivedStart(fields.U32());
     }
     void OnSourceStop(const CServerDatagram& datagram) {
-        WithSender(datagram, [](auto& sender, wire::CWireReader&) { sender.OnReceivedStop(); });
+        const auto sender = m_tables.senders.Lock(Fields(datagram).U32());
+        if (sender) sender->OnReceivedStop();
     }
     void OnSourceFrameAck(const CServerDatagram& datagram) {
-        WithSender(datagram, [](auto& sender, wire::CWireReader& fields) {
-            sender.OnReceivedFrameAck(fields.Rest(), fields.Left());
-        });
+        wire::CWireReader fields = Fields(datagram);
+        const auto sender = m_tables.senders.Lock(fields.U32());
+        if (sender) sender->OnReceivedFrameAck(fields.Rest(), fields.Left());
     }
 
 private:
-    template <class Use>
-    void WithSink(const CServerDatagram& datagram, Use use) {
-        wire::CWireReader fields = Fields(datagram);
-        m_tables.sinks.With(fields.U32(), [&](auto& sink) {
-            if (TSinkUDP* udp = sink.AsUDP()) use(*udp, fields);
-        });
-    }
-    // Told outside the lock of the table.
+    // The server hears of it outside the lock of the table.
     void SetSink(const CServerDatagram& datagram, bool (TSinkUDP::*set)()) {
         bool news = false;
         CSinkInfo info{};
-        WithSink(datagram, [&](TSinkUDP& sink, wire::CWireReader&) {
-            news = (sink.*set)();
-            if (news) info = sink.Info();
-        });
+        {
+            const auto sink = m_tables.sinks.Lock(Fields(datagram).U32());
+            TSinkUDP* udp = sink ? sink->AsUDP() : nullptr;
+            news = udp && (udp->*set)();
+            if (news) info = udp->Info();
+        }
         IServerHooks* hooks = GetServerHooks();
         if (news && hooks) hooks->OnSinkChanged(info);
     }
-    template <class Use>
-    void WithReceiver(const CServerDatagram& datagram, Use use) {
-        wire::CWireReader fields = Fields(datagram);
-        m_tables.receivers.With(fields.U32(), [&](auto& receiver) {
-            if (IStreamDatagramReceiver* udp = receiver.AsDatagramReceiver()) use(*udp, fields);
-        });
-    }
     void Acknowledge(const CServerDatagram& datagram,
                      void (IStreamDatagramReceiver::*receive)(uint32_t, uint32_t, uint16_t)) {
-        WithReceiver(datagram, [&](IStreamDatagramReceiver& receiver, wire::CWireReader& fields) {
-            (receiver.*receive)(fields.U32(), datagram.ip, datagram.port);
-        });
-    }
-    template <class Use>
-    void WithSender(const CServerDatagram& datagram, Use use) {
         wire::CWireReader fields = Fields(datagram);
-        m_tables.senders.With(fields.U32(), [&](auto& sender) { use(sender, fields); });
+        const auto receiver = m_tables.receivers.Lock(fields.U32());
+        IStreamDatagramReceiver* udp = receiver ? receiver->AsDatagramReceiver() : nullptr;
+        if (udp) (udp->*receive)(fields.U32(), datagram.ip, datagram.port);
     }
 
     TTables& m_tables;

@@ -70,8 +70,7 @@ protected:
     /// One datagram of `kind` without its kind byte. UDP thread.
     template <class TRows>
     void Dispatch(const TRows& rows, wire::Kind kind, const char* data, int length, unsigned long ip, uint16_t port) {
-        DispatchDatagram(m_dispatch, rows, kind, data, length, static_cast<uint32_t>(ip), port,
-                         [](const wire::CommandRow&) {});
+        DispatchDatagram(m_dispatch, rows, kind, data, length, static_cast<uint32_t>(ip), port);
     }
 
 private:

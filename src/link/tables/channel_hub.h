@@ -13,7 +13,17 @@
 #include <atomic>
 #include <cstdint>
 
-/// Written once for every medium. Functions given to it run under the lock of what they see.
+/// One frame on its way to every sink: over UDP what is sent leaves as one batch, over TCP all queues share one copy.
+class CFanOut {
+public:
+    CFanOut(const void* data, int length) : m_copy(data, length) {}
+
+private:
+    CUdpBatch m_batch;
+    CTcpFanOut m_copy;
+};
+
+/// Written once for every medium. Functions given to it, and loops over its sinks, run under the lock of what they see.
 template <class TSink, class TReceiver>
 class CChannelHub {
 public:
@@ -35,17 +45,8 @@ public:
     void RemoveSink(uint32_t id) { m_sinks.Take(id); }
     uint32_t SinkCount() { return static_cast<uint32_t>(m_sinks.Size()); }
 
-    /// One frame to every sink, in ascending sink-ID order, as one batch, and over TCP as one copy.
-    template <class Use>
-    void FanOut(const void* data, int length, Use use) {
-        CUdpBatch batch;
-        CTcpFanOut copy(data, length);
-        m_sinks.ForEach(use);
-    }
-    template <class Use>
-    void ForEachSinkWhile(Use use) {
-        m_sinks.ForEachWhile(use);
-    }
+    /// In ascending sink-ID order, for a range-based loop.
+    auto Sinks() { return m_sinks.Each(); }
 
     void AttachReceiver(TReceiver* receiver) {
         CAutoLock lock(&m_csReceiver);

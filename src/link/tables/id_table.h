@@ -78,14 +78,33 @@ public:
         while (EndOne(end, [&]() LUMO_NO_THREAD_SAFETY_ANALYSIS { return FirstOf(channel, owner); })) {}
         m_endings.WaitForOthers(channel);
     }
+    /// An object, or null, and the lock of its table for as long as this lives.
+    class CLocked {
+    public:
+        CLocked(CIDTable& table, TID id) LUMO_NO_THREAD_SAFETY_ANALYSIS : m_cs(table.m_cs) {
+            m_cs.Lock();
+            const auto it = table.m_map.find(id);
+            if (it != table.m_map.end()) m_pObject = it->second.object;
+        }
+        ~CLocked() LUMO_NO_THREAD_SAFETY_ANALYSIS { m_cs.Unlock(); }
+        CLocked(const CLocked&) = delete;
+        CLocked& operator=(const CLocked&) = delete;
+
+        explicit operator bool() const { return m_pObject != nullptr; }
+        T* operator->() const { return m_pObject; }
+        T& operator*() const { return *m_pObject; }
+
+    private:
+        CCritSec& m_cs;
+        T* m_pObject = nullptr;
+    };
+    CLocked Lock(TID id) { return CLocked(*this, id); }
     /// Calls `use` with the object under the lock; false when there is none.
     template <class Use>
     bool With(TID id, Use use) {
-        CAutoLock lock(&m_cs);
-        auto it = m_map.find(id);
-        if (it == m_map.end()) return false;
-        use(*it->second.object);
-        return true;
+        const CLocked object(*this, id);
+        if (object) use(*object);
+        return static_cast<bool>(object);
     }
     template <class Use>
     bool WithPair(uint64_t channel, uint32_t remoteID, Use use) {
@@ -95,21 +114,37 @@ public:
         use(*it->second);
         return true;
     }
-    /// Every object in ascending ID order.
-    template <class Use>
-    void ForEach(Use use) {
-        ForEachWhile([&use](T& object) {
-            use(object);
-            return true;
-        });
-    }
-    /// As ForEach, until `use` answers false.
-    template <class Use>
-    void ForEachWhile(Use use) {
-        CAutoLock lock(&m_cs);
-        m_walk.Run(
-            m_map, [](const Entry& entry) { return entry.object; }, use);
-    }
+    /// Every object in ascending ID order, for a range-based loop, and the lock of their table meanwhile.
+    class CEach {
+    public:
+        explicit CEach(CIDTable& table) LUMO_NO_THREAD_SAFETY_ANALYSIS : m_table(table) { m_table.m_cs.Lock(); }
+        ~CEach() LUMO_NO_THREAD_SAFETY_ANALYSIS { m_table.m_cs.Unlock(); }
+        CEach(const CEach&) = delete;
+        CEach& operator=(const CEach&) = delete;
+
+        struct CEnd {};
+        class CIterator {
+        public:
+            explicit CIterator(CIDTable& table) : m_table(table) { ++*this; }
+            T& operator*() const { return *m_pObject; }
+            CIterator& operator++() LUMO_NO_THREAD_SAFETY_ANALYSIS {
+                m_pObject = m_table.m_walk.Next(m_place, m_table.m_map, ObjectOf);
+                return *this;
+            }
+            bool operator==(CEnd) const { return !m_pObject; }
+
+        private:
+            CIDTable& m_table;
+            typename CIDWalk<T>::CPlace m_place;
+            T* m_pObject = nullptr;
+        };
+        CIterator begin() const { return CIterator(m_table); }
+        CEnd end() const { return {}; }
+
+    private:
+        CIDTable& m_table;
+    };
+    CEach Each() { return CEach(*this); }
     size_t Size() {
         CAutoLock lock(&m_cs);
         return m_map.size();
@@ -123,6 +158,7 @@ private:
         const void* owner;
     };
     using Map = std::map<TID, Entry>;
+    static T* ObjectOf(const Entry& entry) { return entry.object; }
     void PutAt(TID id, const Entry& entry) LUMO_REQUIRES(m_cs) {
         TakeAt(m_map.find(id));
         m_walk.Reserve(m_map.size() + 1);

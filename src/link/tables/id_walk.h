@@ -18,20 +18,28 @@ public:
     }
     void Changed() { ++m_ullChanges; }
 
-    /// Visits in ascending order until `use` answers false. `objectOf` takes an entry of the map to its T*.
-    template <class Map, class ObjectOf, class Use>
-    void Run(const Map& map, ObjectOf objectOf, Use& use) {
-        Refresh(map, objectOf);
-        uint64_t seen = m_ullChanges;
-        for (size_t at = 0; at < m_steps.size(); seen = m_ullChanges) {
-            const Step step = m_steps[at];
-            if (at + 1 < m_steps.size()) __builtin_prefetch(m_steps[at + 1].object);
-            if (!use(*step.object)) return;
-            ++at;
-            if (seen == m_ullChanges) continue;
+    /// How far one walk has come.
+    struct CPlace {
+        bool begun = false;
+        size_t at = 0;      // of the step after the last visit
+        uint64_t last = 0;  // visited
+        uint64_t seen = 0;  // changes
+    };
+
+    /// The next object in ascending order, or null. `objectOf` takes an entry of the map to its T*.
+    template <class Map, class ObjectOf>
+    T* Next(CPlace& place, const Map& map, ObjectOf objectOf) {
+        if (!place.begun || place.seen != m_ullChanges) {
             Refresh(map, objectOf);
-            at = FirstAfter(step.id);
+            place.at = place.begun ? FirstAfter(place.last) : 0;
+            place.seen = m_ullChanges;
+            place.begun = true;
         }
+        if (place.at == m_steps.size()) return nullptr;
+        const Step& step = m_steps[place.at++];
+        if (place.at < m_steps.size()) __builtin_prefetch(m_steps[place.at].object);
+        place.last = step.id;
+        return step.object;
     }
 
 private:

@@ -9,12 +9,21 @@
 #include <span>
 #include <type_traits>
 
-/// Which function acts on which command. A local MCU ignores what has none: the commands addressed to servers.
-template <class TMcu>
+/// Which function of a class acts on which command.
+template <class T>
 struct CDispatchRow {
     uint8_t code;
-    void (TMcu::*handler)(const CServerDatagram&);
+    void (T::*handler)(const CServerDatagram&);
+    bool longForm = false;
 };
+
+/// The row that acts on a command, or null.
+template <class T>
+const CDispatchRow<T>* FindRow(std::span<const CDispatchRow<T>> table, const wire::CommandRow& command) {
+    for (const CDispatchRow<T>& row : table)
+        if (row.code == command.code && row.longForm == command.longForm) return &row;
+    return nullptr;
+}
 
 /// A command that names a sink: only a far side that received the sink's ID can send it.
 inline bool NamesSink(const wire::CommandRow& row) {
@@ -32,18 +41,17 @@ inline wire::CWireReader Fields(const CServerDatagram& datagram) { return {datag
 
 /// One datagram of `kind` without its kind byte, to the function that acts on it; `before` is called with its row
 /// first. UDP thread.
-template <class TMcu, class Before>
-void DispatchDatagram(TMcu& mcu, std::span<const CDispatchRow<std::type_identity_t<TMcu>>> table, wire::Kind kind,
-                      const char* data, int length, uint32_t ip, uint16_t port, Before before) {
+template <class TMcu, class Before = void (*)(const wire::CommandRow&)>
+void DispatchDatagram(
+    TMcu& mcu, std::span<const CDispatchRow<std::type_identity_t<TMcu>>> table, wire::Kind kind, const char* data,
+    int length, uint32_t ip, uint16_t port, Before before = [](const wire::CommandRow&) {}) {
     if (!data || length < 2) return;
     const wire::CommandRow* row = wire::FindCommand(kind, reinterpret_cast<const uint8_t*>(data), length);
     if (!row) return;
     const CServerDatagram datagram{*row, data, length, ip, port};
     IServerHooks* hooks = GetServerHooks();
-    const CDispatchRow<TMcu>* found = nullptr;
-    for (const CDispatchRow<TMcu>& one : table)
-        if (one.code == row->code && !row->longForm) found = &one;
-    if (!found) {
+    const CDispatchRow<TMcu>* found = FindRow<TMcu>(table, *row);
+    if (!found) {  // addressed to a server
         if (hooks) hooks->OnCommand(datagram);
         return;
     }

@@ -107,15 +107,10 @@ public:
 
     /// Lets every reliable link send, the sinks' first; true when one did.
     bool Pump(bool sendersBeforeReceivers = false) {
-        bool sent = false;
-        const auto pump = [&](auto& endpoint) {
-            CFrameLink* link = endpoint.GetFrameLink();
-            if (link && link->Pump()) sent = true;
-        };
-        sinks.ForEach(pump);
-        if (sendersBeforeReceivers) senders.ForEach(pump);
-        receivers.ForEach(pump);
-        if (!sendersBeforeReceivers) senders.ForEach(pump);
+        bool sent = PumpAll(sinks);
+        if (sendersBeforeReceivers) sent = PumpAll(senders) || sent;
+        sent = PumpAll(receivers) || sent;
+        if (!sendersBeforeReceivers) sent = PumpAll(senders) || sent;
         return sent;
     }
 
@@ -125,19 +120,27 @@ public:
     CIDTable<TSender> senders{lock_order::kMediumTable};
 
 private:
+    template <class T>
+    static bool PumpAll(CIDTable<T>& table) {
+        bool sent = false;
+        for (T& endpoint : table.Each()) {
+            CFrameLink* link = endpoint.GetFrameLink();
+            sent = (link && link->Pump()) || sent;
+        }
+        return sent;
+    }
     // A subscriber that reads nothing costs the publisher memory, and one host can be many such subscribers. What waits
     // for unvalidated sinks is bounded apart. A server has limits of its own.
     void SetQueueQuotas() {
         const auto counts = [](TSink& sink) { return sink.IsValidated() && sink.IsStarted(); };
         m_quotas.Begin();
-        sinks.ForEach([&](TSink& sink) {
+        for (TSink& sink : sinks.Each())
             if (counts(sink)) m_quotas.Count(sink.Info().ip);
-        });
         m_quotas.End();
-        sinks.ForEach([&](TSink& sink) {
-            if (!counts(sink)) return;
-            if (const uint64_t quota = m_quotas.QuotaAt(sink.Info().ip)) sink.LimitQueue(quota);
-        });
+        for (TSink& sink : sinks.Each()) {
+            const uint64_t quota = counts(sink) ? m_quotas.QuotaAt(sink.Info().ip) : 0;
+            if (quota != 0) sink.LimitQueue(quota);
+        }
     }
     // Validated sinks take precedence over unvalidated ones, of which the oldest gives way. Called before the gate is
     // taken: the sink that gives way is ended here.

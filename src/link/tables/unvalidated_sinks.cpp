@@ -15,7 +15,7 @@ void CUnvalidatedSinks::Add(CMcuSink& sink, const CSinkInfo& info, bool introduc
     (introduced ? m_introduced : m_strangers).Add(info.sinkID, info.ip, info.channel);
     sink.SetUnvalidatedSinks(this);
     if (!info.link) return;
-    if (!introduced && info.kind != wire::Kind::Video) info.link->SetMaxReceivedFrame(kMaxStrangersFrame);
+    if (!introduced && info.kind != wire::Kind::Video) info.link->Session().SetMaxReceivedFrame(kMaxStrangersFrame);
     info.link->SetQueueLimit(limits::kUnvalidatedQueueBytes);
     info.link->HoldUntilValidated(introduced ? Instances().introduced : Instances().strangers);
 }
@@ -30,7 +30,7 @@ void CUnvalidatedSinks::OnValidated(CMcuSink& sink, uint32_t sinkID, uint64_t qu
     CFrameLink* link = sink.GetFrameLink();
     if (!link) return;
     link->SetQueueLimit(queueBytes);
-    if (sink.Info().kind != wire::Kind::Video) link->SetMaxReceivedFrame(limits::kMaxFrameLen);
+    if (sink.Info().kind != wire::Kind::Video) link->Session().SetMaxReceivedFrame(limits::kMaxFrameLen);
     if (link->SetHeld(false)) sink.OnGap();
 }
 

@@ -35,17 +35,17 @@ void CTcpLink::SendValidation(const CWireWriter& message) {
 
 bool CTcpLink::SendFrame(const void* data, int length) {
     CAutoLock lock(&m_cs);
-    if (!m_pITcpClient || length > limits::kMaxFrameLen || m_bOverrun) return false;
-    const uint64_t bytes = m_pITcpClient->GetSendQueueBytes() + static_cast<uint64_t>(length);
-    m_bOverrun = limits::QueueCost(bytes, m_pITcpClient->GetSendQueueSize() + 1) > limits::kMaxQueueBytes;
-    if (m_bOverrun) return false;
+    if (!m_pITcpClient || length > limits::kMaxFrameLen) return false;
+    const uint64_t waiting = BytesWaiting(*m_pITcpClient);
+    if (!m_limit.Admits(waiting)) return false;
+    m_limit.Note(waiting, length);
     m_pITcpClient->SendData(static_cast<const char*>(data), length, 0);
     return true;
 }
 
 void CTcpLink::ClearQueue() {
     CAutoLock lock(&m_cs);
-    m_bOverrun = false;
+    m_limit.Reset(0);
     if (m_pITcpClient) m_pITcpClient->ClearSendQueue();
 }
 
@@ -61,7 +61,7 @@ void CTcpLink::SendControl(char control, bool alone) {
 TcpPoll CTcpLink::Poll() {
     CAutoLock lock(&m_cs);
     if (!m_pITcpClient) return TcpPoll::NoClient;
-    if (m_pITcpClient->IsDisconnected() || m_bOverrun) return TcpPoll::Lost;
+    if (m_pITcpClient->IsDisconnected() || m_limit.IsOverrun()) return TcpPoll::Lost;
     if (m_pITcpClient->GetSendQueueSize() == 0 && m_keepAlive.Poll()) {
         const char keepAlive = m_cKeepAlive;
         m_pITcpClient->SendData(&keepAlive, 1, 0);

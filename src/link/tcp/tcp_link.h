@@ -4,6 +4,7 @@
 #include "core/wire/commands.h"
 #include "core/wire/wire_io.h"
 #include "link/activity.h"
+#include "link/bounds/queue_limit.h"
 #include "link/lock_order.h"
 #include "link/process/link_registry.h"
 #include "platform/lumobase/crit_sec.h"
@@ -22,6 +23,12 @@ wire::CWireWriter ValidationMessage(wire::TcpType type, const wire::CWireWriter&
 /// Whether a validation answer of four bytes came, and which value it carries.
 bool ReadChannelAnswer(const char* data, int length, uint32_t& channelID);
 
+/// What waits to be sent over a connection.
+template <class TConnection>
+uint64_t BytesWaiting(TConnection& connection) {
+    return limits::QueueCost(connection.GetSendQueueBytes(), connection.GetSendQueueSize());
+}
+
 /// Dial, validation message, sends, idle keep-alive poll, queue size, release.
 class CTcpLink : public ILinkReport {
 public:
@@ -38,7 +45,7 @@ public:
     void Settle() { CAutoLock lock(&m_cs); }
 
     void SendValidation(const wire::CWireWriter& message);
-    /// False when there is no client, or when the frame would not fit the queue's limit: the link is lost then.
+    /// False when there is no client, or when more waits than may: the link is lost then.
     bool SendFrame(const void* data, int length);
     /// Sends a control byte, `alone` in place of all that waits; it is the keep-alive from now on.
     void SendControl(char control, bool alone);
@@ -63,7 +70,7 @@ private:
     const wire::Kind m_kind;
     CCritSec m_cs{lock_order::kLeaf};
     ITcpClient* m_pITcpClient LUMO_GUARDED_BY(m_cs) = nullptr;
-    bool m_bOverrun LUMO_GUARDED_BY(m_cs) = false;  // a frame was turned away: what follows would come with a gap
+    CQueueLimit m_limit;
     char m_cKeepAlive LUMO_GUARDED_BY(m_cs);
     uint16_t m_usPort LUMO_GUARDED_BY(m_cs) = 0;
     CPollCount m_keepAlive;

@@ -6,7 +6,7 @@
 CTcpSink::CTcpSink(ITcpSession* session)
     : m_pSession(session),
       m_keepAlive(media::kAcceptedKeepAliveEvery),
-      m_nQueueLimit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
+      m_limit(GetServerHooks() ? GetServerHooks()->SinkQueueLimit() : limits::kMaxQueueBytes),
       m_withinLimit(CActivity::Now()),
       m_ulRemoteIP(session ? static_cast<uint32_t>(session->GetRemoteIP()) : 0),
       m_usRemotePort(session ? session->GetRemotePort() : uint16_t{0}) {
@@ -25,27 +25,26 @@ void CTcpSink::Send(const void* data, int length) {
     if (TakeRoom(length))
         m_pSession->SendData(static_cast<const char*>(data), length, 0);
     else
-        CountDropped(1);
+        m_limit.CountDropped(1);
 }
 
 // Only what waits already counts: a long new frame is no reason to lose a subscriber that reads in time.
 bool CTcpSink::TakeRoom(int length) {
     const uint64_t waiting = QueueCost();
-    if (m_longest.IsOver(waiting, QueueLimit())) m_bOverrun.store(true, std::memory_order_relaxed);
-    m_longest.Note(static_cast<uint64_t>(length), waiting == 0);
-    return !m_bOverrun.load(std::memory_order_relaxed);
+    if (!m_limit.Admits(waiting)) return false;
+    m_limit.Note(waiting, length);
+    return true;
 }
 
 void CTcpSink::DropQueue() {
     const uint32_t before = QueuedFrames();
     if (m_pSession) m_pSession->ClearSendQueue();
     const uint32_t left = QueuedFrames();  // a frame that is partly sent stays
-    CountDropped(before > left ? before - left : 0);
-    m_bOverrun.store(false, std::memory_order_relaxed);
+    m_limit.Reset(before > left ? before - left : 0);
 }
 
 bool CTcpSink::IsStuck() {
-    if (m_bOverrun.load(std::memory_order_relaxed)) return m_ulPatience == 0 || m_withinLimit.SilentFor(m_ulPatience);
+    if (m_limit.IsOverrun()) return m_ulPatience == 0 || m_withinLimit.SilentFor(m_ulPatience);
     m_withinLimit.Touch();
     return false;
 }
@@ -65,7 +64,7 @@ CSinkInfo CTcpSink::Describe(CSinkInfo info) {
     info.port = m_usRemotePort;
     info.tcp = true;
     info.queuedBytes = m_pSession ? m_pSession->GetSendQueueBytes() : 0;
-    info.framesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
+    info.framesDropped = m_limit.Dropped();
     if (m_pSession) info.framesDropped += m_pSession->GetAgedFrames();
     return info;
 }

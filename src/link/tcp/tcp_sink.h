@@ -4,8 +4,9 @@
 #include "core/wire/wire_io.h"
 #include "link/activity.h"
 #include "link/bounds/limits.h"
-#include "link/bounds/longest_waiting.h"
+#include "link/bounds/queue_limit.h"
 #include "link/process/server_hooks.h"
+#include "link/tcp/tcp_link.h"
 #include "platform/lumonet/lumonet.h"
 
 #include <atomic>
@@ -13,11 +14,6 @@
 
 /// How long a server waits for a client that does not take a single byte of what is queued for it.
 inline constexpr uint32_t kTakesNothingMs = 10000;
-
-/// What a session's queue occupies.
-inline uint64_t BytesWaiting(ITcpSession& session) {
-    return limits::QueueCost(session.GetSendQueueBytes(), session.GetSendQueueSize());
-}
 
 /// Answer, frames within the queue's limit, keep-alives on idle sweeps, end. The session is the network library's.
 class CTcpSink {
@@ -39,8 +35,8 @@ public:
         if (m_pSession) m_pSession->SetMaxAge(milliseconds);
     }
     /// Any thread.
-    void LimitQueue(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
-    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
+    void LimitQueue(uint64_t bytes) { m_limit.Set(bytes); }
+    uint64_t QueueLimit() const { return m_limit.Bytes(); }
     /// What the queue occupies.
     uint64_t QueueCost() { return m_pSession ? BytesWaiting(*m_pSession) : 0; }
     uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
@@ -55,15 +51,11 @@ public:
 
 private:
     bool TakeRoom(int length);
-    void CountDropped(uint64_t frames) { m_nFramesDropped.fetch_add(frames, std::memory_order_relaxed); }
     bool IsStuck();
 
     ITcpSession* m_pSession;
     CPollCount m_keepAlive;
-    std::atomic<uint64_t> m_nQueueLimit;
-    CLongestWaiting m_longest;
-    std::atomic<bool> m_bOverrun{false};
-    std::atomic<uint64_t> m_nFramesDropped{0};
+    CQueueLimit m_limit;
     CActivity m_withinLimit;
     uint32_t m_ulPatience = 0;  // set before it is known to other threads
     const uint32_t m_ulRemoteIP;

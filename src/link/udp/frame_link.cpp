@@ -1,6 +1,5 @@
 #include "link/udp/frame_link.h"
 
-#include "link/callback.h"
 #include "link/process/mcu_services.h"
 #include "link/process/work_signal.h"
 
@@ -30,9 +29,12 @@ private:
     uint64_t m_nCost = 0;
 };
 
+bool IsData(char* packet, int length) { return CSCTPPacket(packet, length).GetCommand() == session::SCTP_CMD_DATA; }
+
 }  // namespace
 
-CFrameLink::CFrameLink() : CBufferPool(lock_order::kFrameQueue), m_nQueueLimit(limits::kMaxQueueBytes) {}
+CFrameLink::CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory)
+    : m_owner(owner), m_bEndsToGiveWay(whenOutOfMemory == WhenOutOfMemory::Ends) {}
 
 CFrameLink::~CFrameLink() {
     m_waiting.Leave();
@@ -40,11 +42,11 @@ CFrameLink::~CFrameLink() {
 }
 
 bool CFrameLink::OpenLink(uint32_t strangerIP) {
-    SetStranger(strangerIP);
+    m_session.SetStranger(strangerIP);
     m_waiting.Enter(strangerIP);
-    if (!OpenSession()) {
+    if (!m_session.OpenSession()) {
         m_waiting.Leave();
-        CloseSession();
+        m_session.CloseSession();
         return false;
     }
     m_entry.Enter(*this);
@@ -56,8 +58,8 @@ void CFrameLink::CloseLink() {
     m_waiting.Leave();
     CAutoLock pump(&m_csPump);
     ForgetTaken();
-    Flush();
-    CloseSession();
+    m_queue.Flush();
+    m_session.CloseSession();
     MarkIdle();
 }
 
@@ -65,12 +67,12 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
     const bool takes = length >= 0 && length <= limits::kMaxFrameLen && TakeRoom(length);
     std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
     if (!buffer || !buffer->Store(data, length)) {
-        if (takes && EndsToGiveWay()) m_bOverrun.store(true, std::memory_order_relaxed);  // a gap would follow
-        CountDropped();
+        if (takes && m_bEndsToGiveWay) m_limit.MarkOverrun();  // a gap would follow
+        CountDropped(1);
         return false;
     }
-    m_longest.Note(static_cast<uint64_t>(length), GetCount() == 0);
-    SetDataBuffer(buffer.release());
+    m_limit.Note(QueueCost(), length);
+    m_queue.SetDataBuffer(buffer.release());
     MarkBusy();
     Pump();
     return true;
@@ -78,10 +80,10 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
 
 bool CFrameLink::SendAtOnce(const void* data, int length) {
     const bool takes = length > 0 && length <= limits::kMaxFrameLen &&
-                       limits::QueueCost(GetPendingBytes(), GetPendingCount()) <= QueueLimit();
+                       limits::QueueCost(m_session.GetPendingBytes(), m_session.GetPendingCount()) <= QueueLimit();
     std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
-    if (!buffer || !buffer->Store(data, length) || !SendBuffer(buffer.release())) {
-        CountDropped();
+    if (!buffer || !buffer->Store(data, length) || !m_session.SendBuffer(buffer.release())) {
+        CountDropped(1);
         return false;
     }
     MarkBusy();
@@ -89,9 +91,9 @@ bool CFrameLink::SendAtOnce(const void* data, int length) {
     return true;
 }
 
-void CFrameLink::CountDropped() {
-    m_nFramesDropped.fetch_add(1, std::memory_order_relaxed);
-    LinkRegistry().CountDropped(1);
+void CFrameLink::CountDropped(uint64_t frames) {
+    m_limit.CountDropped(frames);
+    LinkRegistry().CountDropped(frames);
 }
 
 bool CFrameLink::TakeRoom(int length) {
@@ -100,9 +102,8 @@ bool CFrameLink::TakeRoom(int length) {
         if (m_bHeld.load(std::memory_order_relaxed))
             return TakeRoomWhileHeld(limits::QueueCost(static_cast<uint64_t>(length), 1));
     }
-    if (!IsOverLimit()) return true;
-    m_bOverrun.store(true, std::memory_order_relaxed);
-    return false;
+    if (HasGivenWay()) m_limit.MarkOverrun();
+    return m_limit.Admits(QueueCost());
 }
 
 // An unvalidated far side has acknowledged nothing: all that the link has taken for it is still here.
@@ -130,17 +131,17 @@ void CFrameLink::GiveBackTaken(uint64_t cost) {
 
 // The link that held the memory has failed, and the next sweep ends it.
 void CFrameLink::GiveWay() {
-    if (!EndsToGiveWay()) {
+    if (!m_bEndsToGiveWay) {
         DropQueue();
         return m_waiting.Recover();
     }
     m_bGaveWay.store(true, std::memory_order_relaxed);
     DropQueue();
-    DropFrames();
+    m_session.DropFrames();
 }
 
 // Bytes that enter the window for the first time: the far side has acknowledged earlier ones.
-uint64_t CFrameLink::BytesMoved() { return BytesFirstSent(); }
+uint64_t CFrameLink::BytesMoved() { return m_session.BytesFirstSent(); }
 
 bool CFrameLink::Pump() {
     if (!m_bBusy.load(std::memory_order_seq_cst)) return false;
@@ -163,26 +164,23 @@ bool CFrameLink::Pump() {
 bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
-    if (!IsSendIdle() || TakeNextFrame()) {
-        while (ProcessSend()) sent = true;
+    const bool idle = m_session.IsSendIdle();
+    CDataBuffer* frame = idle ? m_queue.GetDataBuffer() : nullptr;
+    if (!idle || (frame && m_session.SendBuffer(frame))) {
+        while (m_session.ProcessSend()) sent = true;
         return sent;
     }
     MarkIdle();
-    if (GetCount() > 0 || !IsSendIdle()) {  // queued or sent in between
+    if (m_queue.GetCount() > 0 || !m_session.IsSendIdle()) {  // queued or sent in between
         MarkBusy();
         m_bPumpAgain.store(true, std::memory_order_seq_cst);
     }
     return false;
 }
 
-bool CFrameLink::TakeNextFrame() {
-    CDataBuffer* frame = GetDataBuffer();
-    return frame && SendBuffer(frame);
-}
-
 void CFrameLink::OnPacket(const char* packet, int length) {
-    OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
-    if (WantsPass()) Pump();
+    m_session.OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
+    if (m_session.WantsPass()) Pump();
 }
 
 bool CFrameLink::SetHeld(bool held) {
@@ -195,7 +193,7 @@ bool CFrameLink::SetHeld(bool held) {
     }
     ForgetTaken();
     if (held) return gap;
-    if (!IsSendIdle() || GetCount() > 0) MarkBusy();
+    if (!m_session.IsSendIdle() || m_queue.GetCount() > 0) MarkBusy();
     Pump();
     return gap;
 }
@@ -209,7 +207,7 @@ void CFrameLink::LetFirstLeave() {
     if (!m_pFirst.load(std::memory_order_relaxed)) return;
     m_nMayLeave.store(static_cast<int>(session::kInitialWindow), std::memory_order_relaxed);
     m_bFirstLeaves.store(true, std::memory_order_seq_cst);
-    if (GetCount() > 0) MarkBusy();
+    if (m_queue.GetCount() > 0) MarkBusy();
     Pump();
 }
 
@@ -231,29 +229,29 @@ void CFrameLink::OfferOpening() {
     constexpr int kMaxOffers = 3;
     if (!m_bHeld.load(std::memory_order_relaxed) || m_nOffers.load(std::memory_order_relaxed) >= kMaxOffers) return;
     m_nMayLeave.fetch_add(1, std::memory_order_relaxed);
-    if (m_nOffers.fetch_add(1, std::memory_order_relaxed) == 0) SendOpening();
+    if (m_nOffers.fetch_add(1, std::memory_order_relaxed) == 0) m_session.SendOpening();
     CAutoLock pump(&m_csPump);
-    ProcessSend();
+    m_session.ProcessSend();
 }
 
-void CFrameLink::SendPacket(CSCTPPacket* packet) {
-    if (m_bHeld.load(std::memory_order_relaxed) && !SpendPacket(packet->GetPacketDataLen())) return;
-    CSCTPSession::SendPacket(packet);
+void CFrameLink::SendSCTPData(char* packet, int length) {
+    if (m_bHeld.load(std::memory_order_relaxed) && IsData(packet, length) && !SpendPacket(length)) return;
+    m_owner.SendSCTPData(packet, length);
 }
 
 void CFrameLink::DropQueue() {
-    const int count = GetCount();
+    const uint64_t count = QueuedFrames();
     const uint64_t cost = QueueCost();
-    Flush();
+    m_queue.Flush();
     GiveBackTaken(cost);
-    m_bOverrun.store(false, std::memory_order_relaxed);
-    m_nFramesDropped.fetch_add(static_cast<uint64_t>(count), std::memory_order_relaxed);
-    LinkRegistry().CountDropped(static_cast<uint64_t>(count));
+    m_limit.Reset(count);
+    LinkRegistry().CountDropped(count);
 }
 
-void CFrameLink::DeliverFrame(char* frame, int length) {
+void CFrameLink::OnSCTPSessionReceivedFrame(char* frame, int length) {
     if (!m_pace.WasQuick()) FlushUdpBatch();  // acknowledgements must not wait for a slow application
-    m_pace.Measure([&] { CallApplication([&] { OnSCTPSessionReceivedFrame(frame, length); }); });
+    const CCallPace::CTiming timing(m_pace);
+    m_owner.OnSCTPSessionReceivedFrame(frame, length);
 }
 
 void CFrameLink::MarkBusy() {
@@ -265,9 +263,9 @@ void CFrameLink::MarkIdle() {
 }
 
 void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
-    const SessionStatistics session = GetStatistics();
+    const SessionStatistics session = m_session.GetStatistics();
     statistics = LumoLinkStatistics();
-    DescribeLink(statistics);
+    m_owner.DescribeLink(statistics);
     statistics.ullPacketsSent = session.packetsSent;
     statistics.ullPacketsReceived = session.packetsReceived;
     statistics.ullBytesSent = session.bytesSent;
@@ -276,8 +274,8 @@ void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
     statistics.ullFramesReceived = session.framesReceived;
     statistics.ullRetransmitted = session.retransmitted;
     statistics.ullDuplicates = session.duplicates;
-    statistics.ullFramesDropped = m_nFramesDropped.load(std::memory_order_relaxed);
+    statistics.ullFramesDropped = m_limit.Dropped();
     statistics.ulRoundTripMs = session.roundTripMs;
-    statistics.ulQueuedFrames = static_cast<unsigned long>(GetCount());
-    statistics.ullQueuedBytes = GetByteCount();
+    statistics.ulQueuedFrames = QueuedFrames();
+    statistics.ullQueuedBytes = QueuedBytes();
 }

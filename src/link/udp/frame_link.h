@@ -1,10 +1,10 @@
 // A reliable UDP link that sends frames: the session, the queue before it, and the pump between the two.
 #pragma once
 
-#include "core/sctp_session.h"
+#include "core/session.h"
 #include "link/bounds/first_sends.h"
 #include "link/bounds/limits.h"
-#include "link/bounds/longest_waiting.h"
+#include "link/bounds/queue_limit.h"
 #include "link/lock_order.h"
 #include "link/process/link_registry.h"
 #include "platform/lumobase/buffer_pool.h"
@@ -14,22 +14,30 @@
 #include <atomic>
 #include <cstdint>
 
-/// What a link's frames cost. A base of its own, and the first: it outlives the frames in the others.
-class CFrameLinkMemory : public IBudgetHolder {
+/// Whom a link serves: it sends the packets, is handed the frames, and says what the link is.
+class ILinkOwner : public ISessionOwner {
+public:
+    /// The link's ID, kind, far side and the signs of its life. Any thread.
+    virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
+
 protected:
-    ~CFrameLinkMemory() = default;
-    CBudgetAccount m_waiting{SendBudget(), *this};
+    ~ILinkOwner() = default;
 };
+
+/// What becomes of a link when the process has no memory left for what waits there.
+enum class WhenOutOfMemory { Ends, LosesQueue };
 
 /// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
 /// on the worker's turn, on the thread that queues a frame, and after each received packet; a thread that finds it
-/// running sets a flag, and the running thread makes another pass.
-class CFrameLink : private CFrameLinkMemory, public CSCTPSession, public CBufferPool, public ILinkReport {
+/// running sets a flag, and the running thread makes another pass. The owner outlives the link.
+class CFrameLink : private IBudgetHolder, private ISessionOwner, public ILinkReport {
 public:
-    CFrameLink();
-    ~CFrameLink() override;
+    explicit CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory = WhenOutOfMemory::Ends);
+    virtual ~CFrameLink();
+    CFrameLink(const CFrameLink&) = delete;
+    CFrameLink& operator=(const CFrameLink&) = delete;
 
-    /// Opens the session and enters the link in the statistics; the derived object is wholly constructed by then.
+    /// Opens the session and enters the link in the statistics; the owner is wholly constructed by then.
     /// `strangerIP` is the address of a far side that came by itself: what the link holds counts towards its quota.
     bool OpenLink(uint32_t strangerIP = 0);
     /// Leaves the statistics, closes the session and drops the queue.
@@ -55,37 +63,30 @@ public:
     void LetFirstLeave();
     /// Sends a held link's far side an empty packet, one a call and three at most: its acknowledgement validates it.
     void OfferOpening();
-    uint64_t QueueLimit() const { return m_nQueueLimit.load(std::memory_order_relaxed); }
-    void SetQueueLimit(uint64_t bytes) { m_nQueueLimit.store(bytes, std::memory_order_relaxed); }
+    uint64_t QueueLimit() const { return m_limit.Bytes(); }
+    void SetQueueLimit(uint64_t bytes) { m_limit.Set(bytes); }
+    /// Whether a frame fits what may wait, the longest included.
+    bool HasRoom(int length) { return m_limit.HasRoom(QueueCost(), length); }
     /// Whether the queue has passed its limit, which does not count the longest frame. It takes nothing more then, and
     /// stays so until it is dropped.
-    bool IsOverLimit() {
-        return m_bOverrun.load(std::memory_order_relaxed) || HasGivenWay() ||
-               m_longest.IsOver(QueueCost(), QueueLimit());
-    }
+    bool IsOverLimit() { return m_limit.IsOverrun() || HasGivenWay() || m_limit.IsOver(QueueCost()); }
     /// The process had no memory left for what waits here, or for a frame that came: the link is at its end.
-    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed) || HasLostFrame(); }
+    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed) || m_session.HasLostFrame(); }
+    uint32_t QueuedFrames() { return static_cast<uint32_t>(m_queue.GetCount()); }
+    uint64_t QueuedBytes() const { return m_queue.GetByteCount(); }
     /// What the queue occupies. Many short frames take more room than their bytes.
-    uint64_t QueueCost() { return limits::QueueCost(GetByteCount(), static_cast<uint64_t>(GetCount())); }
+    uint64_t QueueCost() { return limits::QueueCost(QueuedBytes(), QueuedFrames()); }
+    CSession& Session() { return m_session; }
     void FillStatistics(LumoLinkStatistics& statistics) override;
 
     /// Queued frames leave before the link is told idle; this drops them, e.g. before a key frame.
     void DropQueue();
 
-    /// Hands the frame over; an exception of the application ends here. What is collected goes first, unless the last
-    /// frame was taken quickly: then both go together.
-    void DeliverFrame(char* frame, int length) override;
-    /// While held, only the opening and the first window of an unvalidated far side leave.
-    void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
-
-protected:
-    /// The link's ID, kind, far side and the signs of its life. Any thread.
-    virtual void DescribeLink(LumoLinkStatistics& statistics) const = 0;
-
-    /// Whether to give way is its end; else it only loses what waits.
-    virtual bool EndsToGiveWay() const { return true; }
-
 private:
+    /// What is collected goes first, unless the last frame was taken quickly: then both go together.
+    void OnSCTPSessionReceivedFrame(char* frame, int length) final;
+    /// While held, only the opening and the first window of an unvalidated far side leave, and acknowledgements.
+    void SendSCTPData(char* packet, int length) final;
     void GiveWay() override;
     uint64_t BytesMoved() override;
     bool TakeRoom(int length);
@@ -95,12 +96,16 @@ private:
     /// Whether a held link may be pumped: the first window of an unvalidated far side.
     bool MayPump() const;
     bool SpendPacket(int length);
-    void CountDropped();
+    void CountDropped(uint64_t frames);
     bool RunPump() LUMO_REQUIRES(m_csPump);
-    bool TakeNextFrame() LUMO_REQUIRES(m_csPump);
     void MarkBusy();
     void MarkIdle();
 
+    ILinkOwner& m_owner;
+    const bool m_bEndsToGiveWay;
+    CBudgetAccount m_waiting{SendBudget(), *this};  // before the frames that it pays for
+    CSession m_session{*this};
+    CBufferPool m_queue{lock_order::kFrameQueue};
     CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
     std::atomic<bool> m_bPumpAgain{false};
@@ -112,11 +117,8 @@ private:
     std::atomic<CFirstSends*> m_pFirst{nullptr};      // of an unvalidated far side
     std::atomic<bool> m_bFirstLeaves{false};
     std::atomic<int> m_nOffers{0};
-    std::atomic<int> m_nMayLeave{0};      // packets, while held
-    std::atomic<bool> m_bOverrun{false};  // a frame was turned away: what follows would come with a gap
+    std::atomic<int> m_nMayLeave{0};  // packets, while held
     std::atomic<bool> m_bGaveWay{false};
-    CLongestWaiting m_longest;
-    std::atomic<uint64_t> m_nQueueLimit;
-    std::atomic<uint64_t> m_nFramesDropped{0};
+    CQueueLimit m_limit;
     CCallPace m_pace;  // the receiving thread's
 };

@@ -12,12 +12,18 @@ public:
     /// False before the first call.
     bool WasQuick() const { return m_bQuick; }
 
-    template <class Call>
-    void Measure(Call call) {
-        const typename TClock::time_point begun = TClock::now();
-        call();
-        m_bQuick = TClock::now() - begun <= kQuick;
-    }
+    /// One call, for as long as this lives.
+    class CTiming {
+    public:
+        explicit CTiming(CBasicCallPace& pace) : m_pace(pace), m_begun(TClock::now()) {}
+        ~CTiming() { m_pace.m_bQuick = TClock::now() - m_begun <= kQuick; }
+        CTiming(const CTiming&) = delete;
+        CTiming& operator=(const CTiming&) = delete;
+
+    private:
+        CBasicCallPace& m_pace;
+        const typename TClock::time_point m_begun;
+    };
 
 private:
     bool m_bQuick = false;

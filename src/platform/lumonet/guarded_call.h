@@ -6,6 +6,9 @@
 
 #include <type_traits>
 
+/// Of a callback; called from a catch block.
+inline void LogCallbackThrew() { LUMO_LOG_LINE("GuardedCall. the application's callback has thrown"); }
+
 /// Runs a callback of the application whose object's gate has been passed. False: it said false, or has thrown.
 template <typename Callback>
 bool CallInside(Callback callback) {
@@ -17,7 +20,7 @@ bool CallInside(Callback callback) {
             return callback();
         }
     } catch (...) {
-        LUMO_LOG_LINE("GuardedCall. the application's callback has thrown");
+        LogCallbackThrew();
         return false;
     }
 }

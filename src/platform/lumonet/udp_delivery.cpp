@@ -3,18 +3,26 @@
 #include "platform/lumonet/guarded_call.h"
 #include "platform/lumonet/udp_counters.h"
 
+#include <algorithm>
+
 bool CUdpDelivery::Begin() {
     if (!m_gate.Enter()) return false;
     CallInside([this] { m_pNotify->OnUdpClientNotifyBurstBegin(); });
     return true;
 }
 
-bool CUdpDelivery::Datagram(const char* data, size_t length, uint32_t ip, uint16_t port) {
-    if (m_gate.IsReleased()) return false;
-    if (length == 0) return true;
-    ++m_nDatagrams;
-    m_nBytes += length;
-    CallInside([&] { m_pNotify->OnUdpClientNotifyReceivedFrame(data, static_cast<int>(length), ip, port); });
+bool CUdpDelivery::Run(const CReceivedRun& run) {
+    for (size_t offset = 0; offset < run.length; offset += run.segment) {
+        if (m_gate.IsReleased()) return false;
+        const size_t length = std::min(run.segment, run.length - offset);
+        ++m_nDatagrams;
+        m_nBytes += length;
+        try {
+            m_pNotify->OnUdpClientNotifyReceivedFrame(run.data + offset, static_cast<int>(length), run.ip, run.port);
+        } catch (...) {
+            LogCallbackThrew();
+        }
+    }
     return true;
 }
 

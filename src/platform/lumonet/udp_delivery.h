@@ -4,15 +4,25 @@
 #include "platform/lumonet/lumonet.h"
 #include "platform/lumonet/release_gate.h"
 
-/// A burst is Begin, Datagram as often as it says true, and End, all on the receive thread.
+/// What the kernel has handed over as one: datagrams of one sender, all of one size, the last perhaps shorter.
+struct CReceivedRun {
+    const char* data;
+    size_t length;
+    size_t segment;  ///< at least 1 unless length is 0
+    uint32_t ip;
+    uint16_t port;
+    uint32_t askedIP;  ///< our address that the datagrams were sent to; 0 unless that was asked for
+};
+
+/// A burst is Begin, Run as often as it says true, and End, all on the receive thread.
 class CUdpDelivery {
 public:
     explicit CUdpDelivery(IUdpClientNotify* notify) : m_pNotify(notify) {}
 
-    /// False once released: then neither Datagram nor End.
+    /// False once released: then neither Run nor End.
     bool Begin();
     /// False once released: the rest of the burst is dropped. Empty datagrams are left out.
-    bool Datagram(const char* data, size_t length, uint32_t ip, uint16_t port);
+    bool Run(const CReceivedRun& run);
     /// For how many microseconds the thread may rest.
     unsigned End();
 

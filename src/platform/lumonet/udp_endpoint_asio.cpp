@@ -75,7 +75,7 @@ void CUdpEndpointAsio::TakeBurst() {
     if (error || !m_delivery.Begin()) return;
     for (size_t taken = 1; !error; ++taken) {
         const uint32_t ip = m_from.address().to_v4().to_uint();
-        if (!m_delivery.Datagram(m_buffer.get(), length, ip, m_from.port())) break;
+        if (!m_delivery.Run({m_buffer.get(), length, length, ip, m_from.port(), 0})) break;
         if (taken == udp::kReceiveMessages) break;
         length = TakeDatagram(error);
     }

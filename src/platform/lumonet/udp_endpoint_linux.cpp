@@ -55,18 +55,11 @@ void CUdpEndpointLinux::DeliverBurst(size_t runs) {
     for (size_t i = 0; i < runs && empty; ++i) empty = m_receiver.Run(i).length == 0;
     if (empty || !m_delivery.Begin()) return;
     for (size_t i = 0; i < runs; ++i) {
-        if (!DeliverRun(m_receiver.Run(i))) break;
+        const CReceivedRun run = m_receiver.Run(i);
+        if (m_asked && run.askedIP != 0) m_asked->Note(run.ip, run.port, run.askedIP);
+        if (!m_delivery.Run(run)) break;
     }
     m_receiver.RestNext(m_delivery.End());
-}
-
-bool CUdpEndpointLinux::DeliverRun(const CReceivedRun& run) {
-    if (m_asked && run.askedIP != 0) m_asked->Note(run.ip, run.port, run.askedIP);
-    for (size_t offset = 0; offset < run.length; offset += run.segment) {
-        const size_t length = std::min(run.segment, run.length - offset);
-        if (!m_delivery.Datagram(run.data + offset, length, run.ip, run.port)) return false;
-    }
-    return true;
 }
 
 void CUdpEndpointLinux::SendData(const char* data, int length, unsigned long ip, unsigned short port) {

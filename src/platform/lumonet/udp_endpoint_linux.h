@@ -30,7 +30,6 @@ public:
 private:
     void ReceiveMain();
     void DeliverBurst(size_t runs);
-    bool DeliverRun(const CReceivedRun& run);
     void Flush(CUdpArena& arena);
     void SendNow(const char* data, uint32_t length, uint32_t ip, uint16_t port, uint32_t sourceIP);
 

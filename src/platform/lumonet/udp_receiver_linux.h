@@ -3,6 +3,7 @@
 
 #include "platform/lumonet/aligned_buffer.h"
 #include "platform/lumonet/lumonet.h"
+#include "platform/lumonet/udp_delivery.h"
 #include "platform/lumonet/udp_limits.h"
 #include "platform/lumonet/udp_patience.h"
 
@@ -12,16 +13,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-
-/// What the kernel has handed over as one: datagrams of one sender, all of one size, the last perhaps shorter.
-struct CReceivedRun {
-    const char* data;
-    size_t length;
-    size_t segment;  ///< at least 1 unless length is 0
-    uint32_t ip;
-    uint16_t port;
-    uint32_t askedIP;  ///< our address that the datagrams were sent to; 0 unless that was asked for
-};
 
 /// One thread.
 class CUdpReceiverLinux {

@@ -43,7 +43,7 @@ TEST(AudioFanOut, AllocatesNothing) {
     constexpr uint32_t kListeners = 300;
     for (uint32_t i = 1; i <= kListeners; ++i)
         mcu->ConnectSink(i, 77, 1, 0x7f000001 + i, static_cast<uint16_t>(20000 + i));
-    mcu->Tables().sinks.ForEach([](CAudioSink& sink) { sink.AsUDP()->OnReceivedStart(); });
+    for (CAudioSink& sink : mcu->Tables().sinks.Each()) sink.AsUDP()->OnReceivedStart();
     const std::string frame(160, 'x');
     channel.OnAudioChannelData(frame.data(), 160);  // the thread's batch is made once
     const unsigned long long before = GetUdpCounters().sent + GetUdpCounters().refused;

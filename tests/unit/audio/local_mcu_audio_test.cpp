@@ -25,7 +25,7 @@ TEST_F(LocalMcuAudio, ARepeatedConnectIsAcknowledgedAgainAndMakesNoSecondSink) {
     EXPECT_EQ(second[1].bytes, first[0].bytes);
     EXPECT_EQ(second[1].ip, CTestHost::kPeerIP) << "to where it first asked from";
     EXPECT_EQ(channel->GetAudioSinkCount(), 1U);
-    GetLocalMCUAudio()->Tables().sinks.ForEach([](CAudioSink& sink) { EXPECT_EQ(sink.GetUserID(), 9U); });
+    for (CAudioSink& sink : GetLocalMCUAudio()->Tables().sinks.Each()) EXPECT_EQ(sink.GetUserID(), 9U);
 
     EXPECT_EQ(ConnectSink(7, 78), 0U);
     host.Deliver(Hex("0000") + U32(7) + U32(77) + std::string(18, '\0'));  // the servers' form

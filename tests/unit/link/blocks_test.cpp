@@ -38,7 +38,7 @@ TEST(IDTable, KeepsItsTwoIndicesInStep) {
     table.Put(10, &b, 7, 200);
     table.Put(20, &c);
     std::vector<int> order;
-    table.ForEach([&](int& value) { order.push_back(value); });
+    for (int& value : table.Each()) order.push_back(value);
     EXPECT_EQ(order, (std::vector<int>{2, 3, 1})) << "ascending IDs";
 
     EXPECT_TRUE(table.WithPair(7, 200, [&](int& value) { EXPECT_EQ(value, 2); }));
@@ -57,23 +57,19 @@ TEST(IDTable, AWalkGoesOnPastWhatItsVisitsChange) {
     int values[] = {0, 1, 2, 3, 4, 5};
     for (uint32_t i = 1; i < 5; ++i) table.Put(i, &values[i]);
     std::vector<int> order;
-    table.ForEach([&](int& value) {
+    int sum = 0;
+    for (int& value : table.Each()) {
         order.push_back(value);
         if (value == 1) table.Take(2);
         if (value == 3) {
             table.Take(3);
             table.Put(5, &values[5]);
             table.Put(0, &values[0]);
-            table.ForEachWhile([](int&) { return true; });  // within the walk
+            for (int& inner : table.Each()) sum += inner;  // within the walk
         }
-    });
+    }
+    EXPECT_EQ(sum, 0 + 1 + 4 + 5);
     EXPECT_EQ(order, (std::vector<int>{1, 3, 4, 5}));
-    order.clear();
-    table.ForEachWhile([&](int& value) {
-        order.push_back(value);
-        return value != 1;
-    });
-    EXPECT_EQ(order, (std::vector<int>{0, 1}));
 }
 
 TEST(IDTable, SweepEndsEachOutsideTheLockAndSeesWhatEndingChanges) {

@@ -68,9 +68,8 @@ public:
         std::string state = notify.told + " " + std::to_string(m_mcu().Tables().sinks.Size());
         for (const CSentDatagram& one : host.TakeSent()) state += " " + ToHex(one.bytes);
         if (!times) return state;
-        m_mcu().Tables().receivers.ForEach([&](auto& receiver) {
+        for (auto& receiver : m_mcu().Tables().receivers.Each())
             state += " " + std::to_string(dynamic_cast<TDatagramReceiver&>(receiver).LastHeard());
-        });
         return state;
     }
     void Try(const Row& row, bool session) {
@@ -138,9 +137,8 @@ TEST(StreamLengths, OfEveryVideoDatagramAndTheSessionPacketInIt) {
     for (const Row& row : PlainRows(kVideo, sink, id, key)) scene.Try(row, false);
     IVideoReceiver* peer = CreateVideoReceiverP2P(scene.notify, 77, 8);
     std::string peerID;
-    GetLocalMCUVideo()->Tables().receivers.ForEach([&](CVideoReceiver& one) {
+    for (CVideoReceiver& one : GetLocalMCUVideo()->Tables().receivers.Each())
         if (U32(one.GetVideoReceiverID()) != id) peerID = U32(one.GetVideoReceiverID());
-    });
     scene.Answer(kVideo.connectAck, peerID, 601);
     // A packet has no length of its own: what is cut behind its twelve bytes is a shorter one.
     for (const auto& [envelope, name] : {std::pair(Hex(kVideo.frame) + id + U32(600), "receiver"),

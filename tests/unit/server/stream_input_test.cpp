@@ -18,7 +18,7 @@ namespace {
 template <class TTables>
 size_t SinksAt(TTables& tables, uint32_t ip) {
     size_t count = 0;
-    tables.sinks.ForEach([&](auto& sink) { count += sink.Info().ip == ip; });
+    for (auto& sink : tables.sinks.Each()) count += sink.Info().ip == ip;
     return count;
 }
 

@@ -294,7 +294,7 @@ TEST_F(LocalMcuWB, WhereMoreWasSaidThanMayWaitTheFarSideGetsTheListAnew) {
     IWBSessionClient* made = CreateWBSessionClientUDP(notify, 77, CTestHost::kPeerIP, 0, 0, 7, 0, 0, 0, 0, false);
     auto* client = dynamic_cast<CWBClientUDP*>(made);
     ASSERT_TRUE(client);
-    client->SetQueueLimit(1000);
+    client->GetFrameLink()->SetQueueLimit(1000);
     for (int i = 0; i < 10; ++i) reader.Say(Message(23, 0, 0, std::string(200, 'x')));
     const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
     host.Deliver(Hex("0425") + U32(id) + U32(600));

@@ -1,15 +1,18 @@
-#include "core/sctp_session.h"
+#include "core/session.h"
+
+#include "platform/lumobase/undo.h"
 
 #include <algorithm>
 #include <memory>
 #include <new>
 #include <utility>
 
-CSCTPSession::CSCTPSession() : m_ack(m_ackBytes + session::kEnvelopeRoom, session::kHeaderLen) {}
+CSession::CSession(ISessionOwner& owner)
+    : m_owner(owner), m_ack(m_ackBytes + session::kEnvelopeRoom, session::kHeaderLen) {}
 
-CSCTPSession::~CSCTPSession() = default;
+CSession::~CSession() = default;
 
-bool CSCTPSession::OpenSession() {
+bool CSession::OpenSession() {
     if (!m_reassembly.Open()) return false;
     ResetSender();
     ResetReceiver();
@@ -17,13 +20,13 @@ bool CSCTPSession::OpenSession() {
     return true;
 }
 
-void CSCTPSession::CloseSession() {
+void CSession::CloseSession() {
     DropFrames();
     ClearSender();
     ClearReceiver();
 }
 
-void CSCTPSession::DropFrames() {
+void CSession::DropFrames() {
     {
         CAutoLock lock(&m_csPending);
         for (const auto& frame : m_pending) CountDone(frame->GetLen());
@@ -36,13 +39,13 @@ void CSCTPSession::DropFrames() {
     }
 }
 
-bool CSCTPSession::SendFrame(char* frame, int length) {
+bool CSession::SendFrame(char* frame, int length) {
     if (!frame || length < 1 || length > session::kMaxFrameLen) return false;
     std::unique_ptr<CDataBuffer> copy(new (std::nothrow) CDataBuffer);
     return copy && copy->StoreData(frame, length) && SendBuffer(copy.release());
 }
 
-bool CSCTPSession::SendBuffer(CDataBuffer* frame) {
+bool CSession::SendBuffer(CDataBuffer* frame) {
     std::unique_ptr<CDataBuffer> owned(frame);
     if (!frame || frame->GetLen() < 1 || frame->GetLen() > session::kMaxFrameLen) return false;
     const auto length = static_cast<uint64_t>(frame->GetLen());
@@ -58,19 +61,19 @@ bool CSCTPSession::SendBuffer(CDataBuffer* frame) {
     return true;
 }
 
-void CSCTPSession::SendOpening() {
+void CSession::SendOpening() {
     CAutoLock lock(&m_csWindow);
     if (!std::exchange(m_bOpening, true)) m_nUncut.fetch_add(1);
 }
 
-bool CSCTPSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed)); }
+bool CSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed)); }
 
 // In this order: a packet counts as in flight before its frame stops counting as uncut.
-bool CSCTPSession::IsSendIdle() { return m_nUncut.load() == 0 && IsWindowEmpty(); }
+bool CSession::IsSendIdle() { return m_nUncut.load() == 0 && IsWindowEmpty(); }
 
-bool CSCTPSession::CanAdmit() { return HasUncut() && HasRoom(); }
+bool CSession::CanAdmit() { return HasUncut() && HasRoom(); }
 
-void CSCTPSession::OnSCTPSessionReceivedData(char* packet, int length) {
+void CSession::OnSCTPSessionReceivedData(char* packet, int length) {
     if (!packet || length < session::kHeaderLen) return;
     CSCTPPacket received(packet, length);
     if (received.GetVersion() != 0) return;
@@ -90,21 +93,21 @@ void CSCTPSession::OnSCTPSessionReceivedData(char* packet, int length) {
     }
 }
 
-void CSCTPSession::SetWindowSize(unsigned char size) {
+void CSession::SetWindowSize(unsigned char size) {
     m_byWindowSize = static_cast<uint8_t>(std::clamp<uint32_t>(size, session::kMinWindow, session::kMaxWindow));
 }
 
-unsigned char CSCTPSession::GetWindowSize() { return m_byWindowSize; }
+unsigned char CSession::GetWindowSize() { return m_byWindowSize; }
 
-void CSCTPSession::SetResendTime(unsigned long milliseconds) {
+void CSession::SetResendTime(unsigned long milliseconds) {
     m_ulResendTime.store(static_cast<uint32_t>(milliseconds), std::memory_order_relaxed);
 }
 
-void CSCTPSession::SetMaxPacketDataLen(unsigned long length) {
+void CSession::SetMaxPacketDataLen(unsigned long length) {
     m_nPayloadLen = static_cast<int>(std::clamp<unsigned long>(length, 1, session::kMaxPayloadLen));
 }
 
-CSCTPPacket* CSCTPSession::GetNextSendPacket() {
+CSCTPPacket* CSession::GetNextSendPacket() {
     if (m_bOpening) return CutOpening();
     if (!m_pCutting && !StartCutting()) return nullptr;
     const int left = m_pCutting->GetLen() - m_nCut;
@@ -120,7 +123,7 @@ CSCTPPacket* CSCTPSession::GetNextSendPacket() {
     return packet;
 }
 
-CSCTPPacket* CSCTPSession::CutOpening() {
+CSCTPPacket* CSession::CutOpening() {
     CSCTPPacket* packet = PreparePacket(0);
     if (!packet) return nullptr;
     m_bOpening = false;
@@ -128,7 +131,7 @@ CSCTPPacket* CSCTPSession::CutOpening() {
     return packet;
 }
 
-bool CSCTPSession::StartCutting() {
+bool CSession::StartCutting() {
     CAutoLock lock(&m_csPending);
     if (m_pending.empty()) return false;
     m_pCutting = std::move(m_pending.front());
@@ -137,37 +140,37 @@ bool CSCTPSession::StartCutting() {
     return true;
 }
 
-void CSCTPSession::FinishCutting() {
+void CSession::FinishCutting() {
     const int length = m_pCutting->GetLen();
     m_pCutting.reset();
     CountDone(length);
 }
 
-void CSCTPSession::CountDone(int length) {
+void CSession::CountDone(int length) {
     m_nUncutBytes.fetch_sub(static_cast<uint64_t>(length), std::memory_order_relaxed);
     m_nUncut.fetch_sub(1);
 }
 
-void CSCTPSession::SendPacket(CSCTPPacket* packet) {
-    SendSCTPData(packet->GetPacketData(), packet->GetPacketDataLen());
+void CSession::SendPacket(CSCTPPacket* packet) {
+    m_owner.SendSCTPData(packet->GetPacketData(), packet->GetPacketDataLen());
 }
 
-void CSCTPSession::OnReceivedPacket(CSCTPPacket* packet) {
+void CSession::OnReceivedPacket(CSCTPPacket* packet) {
     if (!m_reassembly.Append(*packet)) return;
     m_nFramesReceived.Add();
-    DeliverFrame(m_reassembly.Data(), m_reassembly.Length());
-    m_reassembly.Reset();
+    const CUndo reset([this] { m_reassembly.Reset(); });  // whatever the owner throws
+    m_owner.OnSCTPSessionReceivedFrame(m_reassembly.Data(), m_reassembly.Length());
 }
 
-void CSCTPSession::SendAck(bool flag, unsigned short sequence) {
+void CSession::SendAck(bool flag, unsigned short sequence) {
     m_ack.SetFlag(flag);
     m_ack.SetSequence(sequence);
     m_ack.SetWindowSize(GetWindowSize());
     m_nAcksSent.Add();
-    SendSCTPData(m_ack.GetPacketData(), m_ack.GetPacketDataLen());
+    m_owner.SendSCTPData(m_ack.GetPacketData(), m_ack.GetPacketDataLen());
 }
 
-SessionStatistics CSCTPSession::GetStatistics() const {
+SessionStatistics CSession::GetStatistics() const {
     SessionStatistics statistics;
     FillSenderStatistics(statistics);
     statistics.packetsSent += m_nAcksSent.Get();

@@ -1,0 +1,115 @@
+// The reliable datagram session: whole frames, in order, once, over datagrams that get lost, late and doubled.
+#pragma once
+
+#include "core/lock_ranks.h"
+#include "core/reassembly.h"
+#include "core/sctp_session_receiver.h"
+#include "core/sctp_session_sender.h"
+#include "core/session_constants.h"
+#include "core/session_statistics.h"
+#include "platform/lumobase/data_buffer.h"
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <memory>
+
+/// Whom a session serves.
+class ISessionOwner {
+public:
+    /// One whole frame. The buffer is the session's own and valid only during the call.
+    virtual void OnSCTPSessionReceivedFrame(char* frame, int length) = 0;
+    /// Puts one packet (header and payload) on the wire. The session::kEnvelopeRoom bytes before `packet` may be
+    /// overwritten with the envelope. May be called with the window lock held: must not wait.
+    virtual void SendSCTPData(char* packet, int length) = 0;
+
+protected:
+    ~ISessionOwner() = default;
+};
+
+/// Knows nothing of addresses and envelopes. Feed, open and close it from one thread at a time; everything else may be
+/// called on any thread. Close it before it is destroyed. The owner outlives it.
+class CSession : public CSCTPSessionSender, public CSCTPSessionReceiver {
+public:
+    explicit CSession(ISessionOwner& owner);
+    ~CSession() override;
+
+    /// Starts numbering and collecting anew; false without memory.
+    bool OpenSession();
+    /// Deletes every packet.
+    void CloseSession();
+    /// Deletes the frames that are not wholly in the window. The far side never gets the rest of one that has begun.
+    void DropFrames();
+    /// Queues a copy of one frame; false for a null or empty one, one over 64 MiB, or without memory.
+    bool SendFrame(char* frame, int length);
+    /// The same without a copy: takes the buffer over, also when it answers false.
+    bool SendBuffer(CDataBuffer* frame);
+    /// An empty packet before the first frame: the far side acknowledges it and nothing more comes of it.
+    void SendOpening();
+    /// One send pass: admits one packet, sends at most four. True when it sent something.
+    bool ProcessSend();
+    /// Nothing queued and nothing unacknowledged.
+    bool IsSendIdle();
+    /// Whether something waits to enter the window.
+    bool HasUncut() const { return m_nUncut.load() != 0; }
+    /// Number and bytes of the frames that are not wholly in the window yet.
+    uint32_t GetPendingCount() const { return m_nUncut.load(std::memory_order_relaxed); }
+    uint64_t GetPendingBytes() const { return m_nUncutBytes.load(std::memory_order_relaxed); }
+    /// Whether a pass could admit a packet now (something waits and the window has room).
+    bool CanAdmit();
+    /// After an acknowledgement: whether another pass could send something, or the next frame can enter.
+    bool WantsPass() { return IsWindowEmpty() || CanAdmit() || IsMoreDue(); }
+    /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
+    void OnSCTPSessionReceivedData(char* packet, int length);
+    /// The advertised window, clamped to 16..160.
+    void SetWindowSize(unsigned char size);
+    unsigned char GetWindowSize();
+    void SetResendTime(unsigned long milliseconds);
+    void SetMaxPacketDataLen(unsigned long length);
+    /// What is received and not yet whole counts for this far side, which came by itself. Before the session is fed.
+    void SetStranger(uint32_t ip) {
+        m_reassembly.SetStranger(ip);
+        SetEarlyStranger(ip);
+    }
+    /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
+    void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
+    bool HasLostFrame() const { return m_reassembly.HasLostFrame(); }
+
+    SessionStatistics GetStatistics() const;
+
+    /// The next packet to enter the window, or null. Cuts it from the oldest queued frame.
+    CSCTPPacket* GetNextSendPacket() override LUMO_REQUIRES(m_csWindow);
+    void SendPacket(CSCTPPacket* packet) override LUMO_REQUIRES(m_csWindow);
+    void OnReceivedPacket(CSCTPPacket* packet) override;
+    void SendAck(bool flag, unsigned short sequence) override;
+
+private:
+    CSCTPPacket* CutOpening() LUMO_REQUIRES(m_csWindow);
+    bool StartCutting() LUMO_REQUIRES(m_csWindow);
+    void FinishCutting() LUMO_REQUIRES(m_csWindow);
+    void CountDone(int length);
+
+    ISessionOwner& m_owner;
+    CCritSec m_csPending{kRankSessionPending};
+    std::list<std::unique_ptr<CDataBuffer>> m_pending LUMO_GUARDED_BY(m_csPending);  // whole frames
+    std::unique_ptr<CDataBuffer> m_pCutting LUMO_GUARDED_BY(m_csWindow);             // partly in the window
+    int m_nCut LUMO_GUARDED_BY(m_csWindow) = 0;
+    bool m_bOpening LUMO_GUARDED_BY(m_csWindow) = false;  // the empty packet waits
+    std::atomic<uint32_t> m_nUncut{0};                    // frames pending or being cut
+    std::atomic<uint64_t> m_nUncutBytes{0};               // theirs
+
+    std::atomic<uint32_t> m_ulResendTime{session::kFirstResendTimeout};
+    std::atomic<int> m_nPayloadLen{static_cast<int>(session::kPayloadLen)};
+    std::atomic<uint8_t> m_byWindowSize{session::kMaxWindow};
+
+    // The receive thread's.
+    CReassembly m_reassembly;
+    char m_ackBytes[session::kEnvelopeRoom + session::kHeaderLen] = {};
+    CSCTPPacket m_ack;  // wraps the bytes above
+    session::CCounter m_nPacketsReceived;
+    session::CCounter m_nBytesReceived;
+    session::CCounter m_nFramesReceived;
+    session::CCounter m_nAcksSent;
+
+    session::CCounter m_nFramesSent;  // written under the pending lock
+};
