@@ -44,14 +44,16 @@ CRelays::CRelay* CRelays::FindOrStart(const CSinkRequest& request, const CMcuAdd
 
 bool CRelays::MayStart(uint32_t asker, bool tcp) const {
     size_t pending = 0;
+    size_t overUdp = 0;
     size_t ofAsker = 0;
     for (const auto& entry : m_relays) {
         if (entry.second.leg->IsUp()) continue;
         ++pending;
+        if (!entry.second.tcp) ++overUdp;
         if (entry.second.asker == asker) ++ofAsker;
     }
-    return pending < (tcp ? server::kMaxPendingLegs : server::kMaxPendingUdpLegs) &&
-           ofAsker < server::kPendingLegsPerAsker;
+    if (pending >= server::kMaxPendingLegs || ofAsker >= server::kPendingLegsPerAsker) return false;
+    return tcp || overUdp < server::kMaxPendingUdpLegs;
 }
 
 CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp) {

@@ -31,8 +31,8 @@ public:
         CAutoLock lock(&m_cs);
         return m_counts.empty();
     }
-    /// One at this address has.
-    bool HasShown(uint32_t ip) {
+    /// Whether a validated one is at this address.
+    bool HasValidated(uint32_t ip) {
         CAutoLock lock(&m_cs);
         const auto found = m_counts.find(ip);
         return found != m_counts.end() && found->second.validated > 0;

@@ -219,7 +219,7 @@ void CSources::OnSecond(uint32_t now) {
 // Without a publisher the channel is charged to one of its subscribers, who keep it alive.
 void CSources::PassOn(CServerChannel& channel) {
     CQuotaHold& holder = channel.Holder();
-    if (channel.HasSource() || (holder.IsHeld() && channel.Subscribers().HasShown(holder.IP()))) return;
+    if (channel.HasSource() || (holder.IsHeld() && channel.Subscribers().HasValidated(holder.IP()))) return;
     for (const uint32_t ip : channel.Subscribers().Validated())
         if (holder.Take(m_medium.context.channelQuotas, ip)) return;
 }

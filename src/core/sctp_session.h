@@ -7,4 +7,7 @@
 class CSCTPSession : public CSession, public ISessionOwner {
 public:
     CSCTPSession() : CSession(static_cast<ISessionOwner&>(*this)) {}
+
+    void OnSCTPSessionReceivedFrame(char* frame, int length) override = 0;
+    void SendSCTPData(char* packet, int length) override = 0;
 };

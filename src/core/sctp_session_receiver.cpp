@@ -1,6 +1,7 @@
 #include "core/sctp_session_receiver.h"
 
 #include "core/sequence.h"
+#include "platform/lumobase/undo.h"
 
 void CSCTPSessionReceiver::ResetReceiver() {
     m_usLastDelivered = UINT16_MAX;
@@ -14,14 +15,16 @@ void CSCTPSessionReceiver::OnPacket(CSCTPPacket packet) {
         m_bStarted = true;
     }
     if (RejectRepeated(sequence)) return;
-    if (m_bStarted && sequence == Next() && m_held.WouldBeFirst(sequence)) {
-        m_usLastDelivered = sequence;  // its turn: no copy
-        OnReceivedPacket(&packet);
-    } else if (!m_held.Insert(packet)) {
-        return;
-    }
-    if (m_bStarted) DeliverHeld();
-    SendAck(m_bStarted && session::AtOrBefore(sequence, m_usLastDelivered), sequence);
+    const bool next = m_bStarted && sequence == Next() && m_held.WouldBeFirst(sequence);
+    if (!next && !m_held.Insert(packet)) return;
+    // Whatever the owner throws: its frame is gone, and the far side must not send it again.
+    const CUndo acknowledge([&] {
+        if (m_bStarted) DeliverHeld();
+        SendAck(m_bStarted && session::AtOrBefore(sequence, m_usLastDelivered), sequence);
+    });
+    if (!next) return;
+    m_usLastDelivered = sequence;  // its turn: no copy
+    OnReceivedPacket(&packet);
 }
 
 // Acknowledges a packet that has been seen before.

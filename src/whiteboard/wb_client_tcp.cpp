@@ -28,7 +28,8 @@ bool CWBClientTCP::OnTcpClientNotifyValidate(unsigned long /*type*/, const char*
 }
 
 bool CWBClientTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) {
-    if (data && length >= wb::kMinTcpFrame) OnWBSessionData(data, length);
+    if (!data || length < wb::kMinTcpFrame) return true;
+    CallApplication([&] { OnWBSessionData(data, length); });  // the board is the application's
     return true;
 }
 

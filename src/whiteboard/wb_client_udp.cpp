@@ -1,6 +1,5 @@
 #include "whiteboard/wb_client_udp.h"
 
-#include "link/callback.h"
 #include "whiteboard/local_mcu_wb.h"
 
 CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CUdpSubscriberLink& subscriberLink)

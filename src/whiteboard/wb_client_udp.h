@@ -1,6 +1,7 @@
 // The whiteboard clients that speak datagrams.
 #pragma once
 
+#include "link/callback.h"
 #include "link/udp/frame_link.h"
 #include "link/udp/udp_subscriber_link.h"
 #include "lumomedia/whiteboard.h"
@@ -39,7 +40,10 @@ protected:
     virtual bool PollSubscription() = 0;
 
 private:
-    void OnSCTPSessionReceivedFrame(char* data, int length) override { OnWBSessionData(data, length); }
+    /// The board is the application's.
+    void OnSCTPSessionReceivedFrame(char* data, int length) override {
+        CallApplication([&] { OnWBSessionData(data, length); });
+    }
     void SendSCTPData(char* packet, int length) override;
     void DescribeLink(LumoLinkStatistics& statistics) const override { m_subscriberLink.Describe(statistics); }
 

@@ -1,6 +1,7 @@
 // Peers' whiteboard clients attached to a channel of this host.
 #pragma once
 
+#include "link/callback.h"
 #include "link/tables/mcu_sink.h"
 #include "link/tcp/tcp_sink.h"
 #include "link/udp/frame_link.h"
@@ -35,7 +36,7 @@ public:
         int answered = 0;
         for (; answered < kMostAnswersATurn && !m_requests.IsEmpty() && MayAnswer(); ++answered) {
             if (!m_requests.Take(request)) break;
-            OnWBSessionData(request, sizeof request);
+            Hear(request, sizeof request);
         }
         return answered > 0;
     }
@@ -45,13 +46,18 @@ protected:
     /// One message of the client. UDP or TCP thread.
     void OnClientMessage(const char* data, int len) {
         if (!CWBPacedRequests::IsRequest(data, len) || !MustWait() || !m_requests.Keep(data, MostQueued()))
-            OnWBSessionData(data, len);
+            Hear(data, len);
     }
     /// What waits for the client, and its limit, in bytes.
     virtual uint64_t Queued() = 0;
     virtual uint64_t MostQueued() = 0;
 
 private:
+    /// The board is the application's: it may have a say in what is drawn.
+    void Hear(const char* data, int len) {
+        CallApplication([&] { OnWBSessionData(data, len); });
+    }
+
     static constexpr uint64_t kMostAnswers = 4ULL * 1024 * 1024;
     static constexpr int kMostAnswersATurn = 64;  // the worker has others to serve
 

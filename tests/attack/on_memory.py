@@ -192,6 +192,7 @@ def unfinished_udp_frames(program):
                 at[0] += 1
 
             most = highest_memory(relay, 120, fill)
+            assert relay.metric("lumo_memory_gave_way_total") > 0, "the attack was too weak"
             for one, number in ones:
                 one.send(bytes([wire.FILE, 0x46]) + number)
         return verdict(relay, most)

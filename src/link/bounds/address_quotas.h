@@ -62,7 +62,7 @@ public:
     }
     bool IsOf(uint32_t ip) const { return m_pQuotas && m_ulIP == ip; }
     bool IsHeld() const { return m_pQuotas != nullptr; }
-    /// Of the share, while one is held.
+    /// Whose unit it is, while one is held.
     uint32_t IP() const { return m_ulIP; }
 
 private:

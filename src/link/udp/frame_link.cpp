@@ -2,6 +2,7 @@
 
 #include "link/process/mcu_services.h"
 #include "link/process/work_signal.h"
+#include "platform/lumobase/clock.h"
 
 #include <algorithm>
 #include <memory>
@@ -251,6 +252,7 @@ void CFrameLink::DropQueue() {
 void CFrameLink::OnSCTPSessionReceivedFrame(char* frame, int length) {
     if (!m_pace.WasQuick()) FlushUdpBatch();  // acknowledgements must not wait for a slow application
     const CCallPace::CTiming timing(m_pace);
+    const Lumo_Base::CTimeUnheld time;  // what a slow owner sends is stamped with the time of sending
     m_owner.OnSCTPSessionReceivedFrame(frame, length);
 }
 

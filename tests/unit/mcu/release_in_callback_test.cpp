@@ -11,10 +11,17 @@
 #include "support/p2p_peer.h"
 #include "support/session_wire.h"
 #include "support/test_manager.h"
+#include "support/wb_words.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
+#include <utility>
+
+using session_wire::ReadU32;
+using session_wire::U32;
+using namespace wb_words;
 
 namespace {
 
@@ -36,11 +43,15 @@ public:
     CBoard() : CWBChannel(kChannel) { Connect(); }
 };
 
-class ReleaseInCallback : public testing::Test, public ISignalNotify, public IAudioSenderNotify {
+class ReleaseInCallback : public testing::Test,
+                          public ISignalNotify,
+                          public IAudioSenderNotify,
+                          public IWBSessionClientNotify {
 protected:
     void OnSignalNotifyConnected(unsigned long) override { inCallback(); }
     void OnSignalNotifyCmd(CCmdPacket&) override {}
     void OnConnected(unsigned long) override {}
+    void OnWBSessionClientNotifyConnected(unsigned long) override {}
 
     std::function<void()> inCallback;
 };
@@ -98,6 +109,37 @@ TEST_F(ReleaseInCallback, IsRefusedToAllAlikeWithOneLineAndGrantedAfterwards) {
         EXPECT_FALSE(rows[i].isThere()) << rows[i].name;
         if (rows[i].name == "The local MCU") host.manager = nullptr;
     }
+}
+
+/// What an application makes of a message: it tries to end who sent it, and throws.
+class CHostileBoard : public CWBChannel {
+public:
+    CHostileBoard() : CWBChannel(78) { Connect(); }
+    void OnWBChannelData(unsigned long, const char*, int) override {
+        ++heard;
+        if (client) client->ReleaseConnections();
+        throw std::string("no");
+    }
+    IWBSessionClient* client = nullptr;
+    int heard = 0;
+};
+
+TEST_F(ReleaseInCallback, WhatABoardOfTheApplicationDoesWithAMessageEndsNobody) {
+    CTestHost host;
+    CHostileBoard board;
+    const std::string message = Message(kData, 3);
+    const std::string packets[] = {session_wire::Data(0, message), session_wire::Data(1, message)};
+    board.client = CreateWBSessionClientUDP(*this, 78, CTestHost::kPeerIP, 0, 0, 7, 0, 0, 0, 0, false);
+    const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
+    host.Deliver(Hex("0425") + U32(id) + U32(600));
+    for (const std::string& packet : packets) host.Deliver(Hex("042a") + U32(id) + U32(600) + packet);
+    EXPECT_EQ(board.heard, 2);
+    host.TakeSent();
+    host.Deliver(Hex("0424") + U32(5) + U32(78));
+    const uint32_t session = ReadU32(host.TakeSent().at(0).bytes, 6);
+    for (const std::string& packet : packets) host.Deliver(Hex("0429") + U32(session) + packet);
+    EXPECT_EQ(board.heard, 4);
+    std::exchange(board.client, nullptr)->ReleaseConnections();
 }
 
 }  // namespace

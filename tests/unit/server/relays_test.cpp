@@ -165,6 +165,8 @@ TEST_F(Relays, PendingLegsAreBounded) {
     EXPECT_EQ(legs(), 75U) << "of those who may not be there";
     EXPECT_TRUE(AskTcp(3000));
     EXPECT_EQ(legs(), 76U);
+    host.Deliver(CServerHost::LongConnect(1, 4000, kFar), {0x0c000000, 1});
+    EXPECT_EQ(legs(), 76U) << "the rest is for those over TCP";
     host.Run(12500);
     EXPECT_EQ(legs(), 0U);
     Ask(kBob);
