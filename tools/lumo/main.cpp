@@ -3,13 +3,6 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
 
-#if __has_include("server/mcu_command.h")
-#include "server/mcu_command.h"
-#define LUMO_HAS_MCU_COMMAND
-#endif
-
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <exception>
 
@@ -17,30 +10,25 @@ int main(int argc, char** argv) {
     int exitCode = lumo::kExitDone;
     lumo::KeepStandardDescriptors();
     try {
-        CLI::App app(
+        lumo::CCommandLine line(
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "
             "and the servers themselves",
             "lumo");
-        app.require_subcommand(1);
-        lumo::AddSendCommand(app, exitCode);
-        lumo::AddReceiveCommand(app, exitCode);
-        lumo::AddPublishCommand(app, exitCode);
-        lumo::AddSubscribeCommand(app, exitCode);
-        lumo::AddWhiteboardCommand(app, exitCode);
-        lumo::AddLoadCommand(app, exitCode);
-        lumo::AddProbeCommand(app, exitCode);
-        lumo::AddDumpCommand(app, exitCode);
-#ifdef LUMO_HAS_MCU_COMMAND
-        AddMcuCommand(app, exitCode);
-#endif
-        lumo::AddDemoCommand(app, exitCode);
-        lumo::AddHelperCommands(app, exitCode);
-        lumo::RaiseFileLimit();
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? lumo::kExitDone : lumo::kExitUsage;
-        }
+        lumo::CCommand root = line.Root();
+        root.NeedsSub();
+        lumo::AddSendCommand(root, exitCode);
+        lumo::AddReceiveCommand(root, exitCode);
+        lumo::AddPublishCommand(root, exitCode);
+        lumo::AddSubscribeCommand(root, exitCode);
+        lumo::AddWhiteboardCommand(root, exitCode);
+        lumo::AddLoadCommand(root, exitCode);
+        lumo::AddProbeCommand(root, exitCode);
+        lumo::AddDumpCommand(root, exitCode);
+        lumo::AddMcuCommand(root, exitCode);
+        lumo::AddDemoCommand(root, exitCode);
+        lumo::AddHelperCommands(root, exitCode);
+        lumo::RaiseFileLimit(4096);  // a transfer may hold two thousand files
+        if (!line.Run(argc, argv, exitCode)) return exitCode == 0 ? lumo::kExitDone : lumo::kExitUsage;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumo: %s\n", error.what());
         return lumo::kExitFailed;

@@ -55,14 +55,14 @@ private:
     std::shared_ptr<CTcpReactorRun> m_run;
 };
 
-struct State {
+struct Reactor {
     CCritSec cs;
     CReactorThread thread;                                    // started under the lock
     std::shared_ptr<CTcpReactorRun> run LUMO_GUARDED_BY(cs);  // null from the thread's last turn on
     size_t users LUMO_GUARDED_BY(cs) = 0;
 };
 
-State& GetState();
+Reactor& GetReactor();
 
 // What was released just now still ends in an orderly way.
 void StopAfterWhatIsPosted(CTcpReactorRun& run) {
@@ -76,7 +76,7 @@ void StopAfterWhatIsPosted(CTcpReactorRun& run) {
 // At unload: what the application has not released must not run on into the end of the process.
 struct CUnload {
     ~CUnload() {
-        State& state = GetState();
+        Reactor& state = GetReactor();
         {
             CAutoLock lock(&state.cs);
             if (state.run && state.run->m_threadID.load() == std::this_thread::get_id()) return;
@@ -87,15 +87,15 @@ struct CUnload {
     }
 };
 
-State& GetState() {
-    static State& state = *new State;  // never destroyed: objects of the application may outlive any static
+Reactor& GetReactor() {
+    static Reactor& state = *new Reactor;  // never destroyed: objects of the application may outlive any static
     static const CUnload unload;
     return state;
 }
 
 // On the reactor's thread.
 void StopIfUnused() {
-    State& state = GetState();
+    Reactor& state = GetReactor();
     CAutoLock lock(&state.cs);
     if (state.users > 0 || !state.run) return;
     state.run->m_io.stop();
@@ -105,7 +105,7 @@ void StopIfUnused() {
 }  // namespace
 
 CTcpReactor::CTcpReactor() {
-    State& state = GetState();
+    Reactor& state = GetReactor();
     CAutoLock lock(&state.cs);
     if (!state.run) {
         auto run = std::make_shared<CTcpReactorRun>();
@@ -117,13 +117,13 @@ CTcpReactor::CTcpReactor() {
 }
 
 CTcpReactor::CTcpReactor(const CTcpReactor& other) : m_run(other.m_run) {
-    State& state = GetState();
+    Reactor& state = GetReactor();
     CAutoLock lock(&state.cs);
     ++state.users;
 }
 
 CTcpReactor::~CTcpReactor() {
-    State& state = GetState();
+    Reactor& state = GetReactor();
     CAutoLock lock(&state.cs);
     if (--state.users == 0) Post(StopIfUnused);
 }

@@ -2,14 +2,11 @@
 #include "link/bounds/unvalidated.h"
 #include "server/channels/key_frame_requests.h"
 #include "server/channels/rate_history.h"
-#include "server/mcu_command.h"
 #include "server/relays/pending_requests.h"
 #include "server/server_options.h"
 #include "server/sources/claims.h"
 
 #include <gtest/gtest.h>
-
-#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -135,32 +132,6 @@ TEST(RateHistory, KeepsFiveMinutesInOrder) {
     ASSERT_EQ(samples.size(), CRateHistory::kBuckets);
     EXPECT_EQ(samples.front().bytesPerSecond, 51000U);
     EXPECT_EQ(samples.back().bytesPerSecond, 200000U);
-}
-
-TEST(McuCommand, RefusesWhatItDoesNotUnderstand) {
-    for (const char* line : {"mcu --listen host", "mcu --listen 1.2.3.4:70000", "mcu --port 65536", "mcu --port x",
-                             "mcu --http yes", "mcu --http 1.2.3.4.5:80", "mcu --http-name *", "mcu --http-name a/b",
-                             "mcu --http-name a:b", "mcu --allow 10.0.0.0/33", "mcu --relay-to everywhere",
-                             "mcu --max-sink-queue much", "mcu --max-upstream-frame 65M", "mcu --max-upstream-frame 0",
-                             "mcu --max-sinks -1", "mcu --max-sink-queue -1MiB", "mcu extra"}) {
-        CLI::App app;
-        int exitCode = -1;
-        AddMcuCommand(app, exitCode);
-        const std::string unbindable = " --listen 192.0.2.1:9";  // a line that is taken all the same does not stay
-        EXPECT_THROW(app.parse(line + unbindable), CLI::ParseError) << line;
-        EXPECT_EQ(exitCode, -1) << line;
-    }
-}
-
-TEST(McuCommand, FailsPlainlyWhenItCannotListen) {
-    CLI::App app;
-    int exitCode = -1;
-    AddMcuCommand(app, exitCode);
-    app.parse(
-        "mcu --listen 192.0.2.1:9 --http off --http-name stats.example --http-name 1.2.3.4:80 --allow 10.0.0.0/8 "
-        "--allow 1.2.3.4 --relay-to 10.1.0.0/16 "
-        "--max-sink-queue 8MiB --max-upstream-frame 64MiB --max-channels 5");
-    EXPECT_EQ(exitCode, 1);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,11 +13,11 @@ template <class Medium>
 class COpenedMedium {
 public:
     /// `words` are what the command line says after the medium.
-    explicit COpenedMedium(std::vector<std::string> words) {
-        CLI::App command;
+    explicit COpenedMedium(const std::vector<std::string>& words) {
+        lumo::CCommandLine line;
+        lumo::CCommand command = line.Root();
         medium.AddOptions(command);
-        std::reverse(words.begin(), words.end());
-        command.parse(words);
+        EXPECT_TRUE(line.Run(words));
         std::string problem;
         EXPECT_TRUE(medium.Prepare(problem)) << problem;
         lumo::RelayRoute route;

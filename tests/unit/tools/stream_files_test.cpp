@@ -94,11 +94,12 @@ TEST(StreamInput, AFailureEndsEveryStreamAloud) {
 }
 
 template <class Medium>
-std::string ProblemOf(std::vector<std::string> reversedWords) {
+std::string ProblemOf(const std::vector<std::string>& words) {
     Medium medium;
-    CLI::App command;
+    lumo::CCommandLine line;
+    lumo::CCommand command = line.Root();
     medium.AddOptions(command);
-    command.parse(reversedWords);
+    EXPECT_TRUE(line.Run(words));
     std::string problem;
     EXPECT_FALSE(medium.Prepare(problem));
     return problem;
@@ -106,8 +107,8 @@ std::string ProblemOf(std::vector<std::string> reversedWords) {
 
 TEST(StreamInput, OnlyAFileCanBeginAgain) {
     const std::string problem = "/dev/null: --loop needs a file, which can be read again";
-    EXPECT_EQ(ProblemOf<CAudioPublishMedium>({"--loop", "/dev/null"}), problem);
-    EXPECT_EQ(ProblemOf<CVideoPublishMedium>({"--loop", "/dev/null"}), problem);
+    EXPECT_EQ(ProblemOf<CAudioPublishMedium>({"/dev/null", "--loop"}), problem);
+    EXPECT_EQ(ProblemOf<CVideoPublishMedium>({"/dev/null", "--loop"}), problem);
 }
 
 TEST(StreamInput, AnEndlessOneWithoutPaceLetsOthersHaveTheirTurn) {

@@ -168,16 +168,16 @@ int Run(const DumpCommand& command) {
 
 }  // namespace
 
-void AddDumpCommand(CLI::App& app, int& exitCode) {
+void AddDumpCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<DumpCommand>();
-    CLI::App* dump = app.add_subcommand("dump", "Show captured datagrams and messages in words");
-    dump->add_option("FILE", command->file, "A pcap file; - is standard input. Without it: what passes now");
-    dump->add_option("--interface", command->interface, "Where to capture")->capture_default_str();
-    dump->add_option("--seconds", command->seconds, "Capture for so long")->check(CLI::NonNegativeNumber);
-    dump->add_option("--count", command->count, "End after so many lines");
-    dump->add_option("--port", command->port, "Only from or to this port")->check(CLI::Range(1, 65535));
-    dump->add_flag("--all", command->all, "Also mention datagrams of others");
-    dump->callback([command, &exitCode] { exitCode = Run(*command); });
+    CCommand dump = root.Sub("dump", "Show captured datagrams and messages in words");
+    dump.Add("FILE", command->file, "A pcap file; - is standard input. Without it: what passes now");
+    dump.Add("--interface", command->interface, "Where to capture").ShowDefault();
+    dump.Add("--seconds", command->seconds, "Capture for so long").Between(0, 1e9);
+    dump.Add("--count", command->count, "End after so many lines");
+    dump.Add("--port", command->port, "Only from or to this port").Within(1, 65535);
+    dump.AddFlag("--all", command->all, "Also mention datagrams of others");
+    dump.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
 }  // namespace lumo

@@ -81,21 +81,21 @@ double ParseShare(const std::string& text) {
     return *end == '\0' && value <= 1 ? value : -1;
 }
 
-void AddHelperCommands(CLI::App& app, int& exitCode) {
+void AddHelperCommands(CCommand& root, int& exitCode) {
     const char* const group = "Helpers of the demo";
     auto command = std::make_shared<ImpairCommand>();
-    CLI::App* impair = app.add_subcommand("impair", "Pass UDP datagrams on, losing and delaying some")->group(group);
-    impair->add_option("--listen", command->listen, "Where clients come, ADDR:PORT")->capture_default_str();
-    impair->add_option("--to", command->to, "Where the datagrams go on to, ADDR:PORT")->required();
-    impair->add_option("--loss", command->loss, "Share lost each way, e.g. 2%")->capture_default_str();
-    impair->add_option("--delay", command->options.delayMs, "Milliseconds each way")->check(CLI::Range(0, 10000));
-    impair->add_option("--seed", command->options.seed, "Which datagrams are lost")->capture_default_str();
-    impair->callback([command, &exitCode] { exitCode = RunImpair(*command); });
+    CCommand impair = root.Sub("impair", "Pass UDP datagrams on, losing and delaying some", group);
+    impair.Add("--listen", command->listen, "Where clients come, ADDR:PORT").ShowDefault();
+    impair.Add("--to", command->to, "Where the datagrams go on to, ADDR:PORT").Required();
+    impair.Add("--loss", command->loss, "Share lost each way, e.g. 2%").ShowDefault();
+    impair.Add("--delay", command->options.delayMs, "Milliseconds each way").Within(0, 10000);
+    impair.Add("--seed", command->options.seed, "Which datagrams are lost").ShowDefault();
+    impair.OnRun([command, &exitCode] { exitCode = RunImpair(*command); });
 
     auto listen = std::make_shared<std::string>("127.0.0.1:0");
-    CLI::App* proxy = app.add_subcommand("connect-proxy", "Run an HTTP CONNECT proxy to loopback")->group(group);
-    proxy->add_option("--listen", *listen, "Where clients come, ADDR:PORT")->capture_default_str();
-    proxy->callback([listen, &exitCode] { exitCode = RunProxy(*listen); });
+    CCommand proxy = root.Sub("connect-proxy", "Run an HTTP CONNECT proxy to loopback", group);
+    proxy.Add("--listen", *listen, "Where clients come, ADDR:PORT").ShowDefault();
+    proxy.OnRun([listen, &exitCode] { exitCode = RunProxy(*listen); });
 }
 
 }  // namespace lumo

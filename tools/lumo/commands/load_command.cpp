@@ -64,19 +64,18 @@ int Run(const LoadCommand& command) {
     return code;
 }
 
-void AddKeyFramesTo(CLI::App& command, const LoadMedium& medium, LoadOptions& options) {
-    command.add_option("--key-every", options.keyEvery, "Frames from one key frame to the next; 0: none")
-        ->capture_default_str();
-    command.add_option("--key-bytes", options.keyBytes, "Of a key frame")
-        ->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))
-        ->capture_default_str();
+void AddKeyFramesTo(CCommand& command, const LoadMedium& medium, LoadOptions& options) {
+    command.Add("--key-every", options.keyEvery, "Frames from one key frame to the next; 0: none").ShowDefault();
+    command.Add("--key-bytes", options.keyBytes, "Of a key frame")
+        .Within(medium.head + kLoadHeadLength, medium.mostBytes)
+        .ShowDefault();
 }
 
 }  // namespace
 
-void AddLoadCommand(CLI::App& app, int& exitCode) {
-    CLI::App* load = app.add_subcommand("load", "Publish to many subscribers in this process, by way of a relay server")
-                         ->require_subcommand(1);
+void AddLoadCommand(CCommand& root, int& exitCode) {
+    CCommand load = root.Sub("load", "Publish to many subscribers in this process, by way of a relay server");
+    load.NeedsSub();
     for (const LoadMedium& medium : LoadMedia()) {
         auto command = std::make_shared<LoadCommand>();
         LoadOptions& options = command->load;
@@ -85,28 +84,24 @@ void AddLoadCommand(CLI::App& app, int& exitCode) {
         options.rate = medium.rate;
         options.keyEvery = medium.keyEvery;
         options.keyBytes = medium.keyBytes;
-        CLI::App* one = load->add_subcommand(medium.name, medium.help);
-        command->common.AddServerTo(*one);
-        one->add_option("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
-        one->add_option("--subscribers", options.subscribers, "How many")
-            ->check(CLI::Range(1U, kMostSubscribers))
-            ->capture_default_str();
-        CLI::Option* const bytes = one->add_option("--bytes", options.bytes, "Of a frame");
-        bytes->check(CLI::Range(medium.head + kLoadHeadLength, medium.mostBytes))->capture_default_str();
-        if (medium.keyEvery != 0) AddKeyFramesTo(*one, medium, options);
-        CLI::Option* const rate = one->add_option("--rate", options.rate, "Frames a second");
-        rate->check(CLI::Range(0.1, 1000.0))->capture_default_str();
+        CCommand one = load.Sub(medium.name, medium.help);
+        command->common.AddServerTo(one);
+        one.Add("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
+        one.Add("--subscribers", options.subscribers, "How many").Within(1U, kMostSubscribers).ShowDefault();
+        COption bytes = one.Add("--bytes", options.bytes, "Of a frame");
+        bytes.Within(medium.head + kLoadHeadLength, medium.mostBytes).ShowDefault();
+        if (medium.keyEvery != 0) AddKeyFramesTo(one, medium, options);
+        COption rate = one.Add("--rate", options.rate, "Frames a second");
+        rate.Between(0.1, 1000.0).ShowDefault();
         if (medium.speaks)
-            one->add_option("--file", command->file, "An Ogg Opus file to publish, over and over, at its own pace")
-                ->excludes(bytes)
-                ->excludes(rate);
-        one->add_option("--seconds", options.seconds, "How long to publish")
-            ->check(SecondsBetween(0.1, 3600))
-            ->capture_default_str();
-        one->add_option("--wait", options.waitSeconds, "Seconds until all subscribers must hear the publisher")
-            ->check(SecondsBetween(0.1, 3600))
-            ->capture_default_str();
-        one->callback([command, &exitCode] { exitCode = Run(*command); });
+            one.Add("--file", command->file, "An Ogg Opus file to publish, over and over, at its own pace")
+                .Excludes(bytes)
+                .Excludes(rate);
+        one.Add("--seconds", options.seconds, "How long to publish").Seconds(0.1, 3600).ShowDefault();
+        one.Add("--wait", options.waitSeconds, "Seconds until all subscribers must hear the publisher")
+            .Seconds(0.1, 3600)
+            .ShowDefault();
+        one.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }
 }
 

@@ -87,16 +87,14 @@ int Run(const ProbeCommand& command) {
 
 }  // namespace
 
-void AddProbeCommand(CLI::App& app, int& exitCode) {
+void AddProbeCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ProbeCommand>();
-    CLI::App* probe = app.add_subcommand("probe", "Show this host's addresses and what translates them");
-    probe->add_option("--mcu", command->mcu, "A relay server, whose reflector is asked: HOST[:PORT]")->required();
-    probe->add_option("--second", command->second, "The reflector's second port; the next one unless given");
-    probe->add_option("--wait", command->waitSeconds, "Seconds to wait for each answer")
-        ->check(SecondsBetween(0.1, 60))
-        ->capture_default_str();
-    probe->add_flag("--json", command->json, "One JSON object instead of words");
-    probe->callback([command, &exitCode] { exitCode = Run(*command); });
+    CCommand probe = root.Sub("probe", "Show this host's addresses and what translates them");
+    probe.Add("--mcu", command->mcu, "A relay server, whose reflector is asked: HOST[:PORT]").Required();
+    probe.Add("--second", command->second, "The reflector's second port; the next one unless given");
+    probe.Add("--wait", command->waitSeconds, "Seconds to wait for each answer").Seconds(0.1, 60).ShowDefault();
+    probe.AddFlag("--json", command->json, "One JSON object instead of words");
+    probe.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
 }  // namespace lumo

@@ -86,18 +86,18 @@ int Run(const PublishCommand& command) {
 
 }  // namespace
 
-void AddPublishCommand(CLI::App& app, int& exitCode) {
-    CLI::App* publish = app.add_subcommand("publish", "Publish a live stream")->require_subcommand(1);
+void AddPublishCommand(CCommand& root, int& exitCode) {
+    CCommand publish = root.Sub("publish", "Publish a live stream");
+    publish.NeedsSub();
     for (const std::shared_ptr<IPublishMedium>& medium : PublishMedia()) {
         auto command = std::make_shared<PublishCommand>();
         command->medium = medium;
-        CLI::App* stream = publish->add_subcommand(medium->Name(), medium->Help());
-        medium->AddOptions(*stream);
-        command->common.AddServerTo(*stream);
-        stream->add_option("--channel", command->channel,
-                           "Number under which subscribers find it; random unless given");
-        stream->add_flag("--peers", command->peers, "Let peers subscribe straight at this host too");
-        stream->callback([command, &exitCode] { exitCode = Run(*command); });
+        CCommand stream = publish.Sub(medium->Name(), medium->Help());
+        medium->AddOptions(stream);
+        command->common.AddServerTo(stream);
+        stream.Add("--channel", command->channel, "Number under which subscribers find it; random unless given");
+        stream.AddFlag("--peers", command->peers, "Let peers subscribe straight at this host too");
+        stream.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }
 }
 

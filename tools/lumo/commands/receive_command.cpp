@@ -194,19 +194,18 @@ int Run(const ReceiveCommand& command) {
 
 }  // namespace
 
-void AddReceiveCommand(CLI::App& app, int& exitCode) {
+void AddReceiveCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ReceiveCommand>();
-    CLI::App* receive = app.add_subcommand("receive", "Receive the files that somebody sends under a channel number");
-    receive->add_option("CHANNEL", command->channel, "The number that `lumo send` has shown")->required();
-    command->common.AddTo(*receive, 60);
-    receive->add_option("--near", command->common.nearMcu,
-                        "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
-    receive->add_option("-o,--out", command->out, "Directory for the files; - is standard output")
-        ->capture_default_str();
-    receive->add_flag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
-    receive->add_flag("--allow-hidden", command->rules.allowHidden,
-                      "Names that begin with a dot or a dash stay as they are; otherwise _ comes before them");
-    receive->callback([command, &exitCode] { exitCode = Run(*command); });
+    CCommand receive = root.Sub("receive", "Receive the files that somebody sends under a channel number");
+    receive.Add("CHANNEL", command->channel, "The number that `lumo send` has shown").Required();
+    command->common.AddTo(receive, 60);
+    receive.Add("--near", command->common.nearMcu,
+                "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
+    receive.Add("-o,--out", command->out, "Directory for the files; - is standard output").ShowDefault();
+    receive.AddFlag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
+    receive.AddFlag("--allow-hidden", command->rules.allowHidden,
+                    "Names that begin with a dot or a dash stay as they are; otherwise _ comes before them");
+    receive.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
 }  // namespace lumo

@@ -204,21 +204,18 @@ int Run(const SendCommand& command) {
 
 }  // namespace
 
-void AddSendCommand(CLI::App& app, int& exitCode) {
+void AddSendCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<SendCommand>();
-    CLI::App* send = app.add_subcommand("send", "Send files through a relay server to everybody who asks");
-    send->add_option("FILE", command->files, "Files to send; - is standard input")->required();
-    command->common.AddTo(*send, 600);
-    send->add_option("--channel", command->channel, "Number under which receivers find the files; random unless given");
-    send->add_option("--receivers", command->receivers, "End once so many have everything")
-        ->check(CLI::Range(1, 1000000));
-    send->add_flag("--keep", command->keep, "Serve on until interrupted");
-    send->add_option("--rate", command->rate, "At most so many bytes a second, e.g. 5M")
-        ->transform(
-            CLI::AsNumberWithUnit(std::map<std::string, uint64_t>{{"k", 1000}, {"m", 1000000}, {"g", 1000000000}},
-                                  CLI::AsNumberWithUnit::CASE_INSENSITIVE));
-    send->add_option("--name", command->name, "Name of what comes from standard input")->capture_default_str();
-    send->callback([command, &exitCode] { exitCode = Run(*command); });
+    CCommand send = root.Sub("send", "Send files through a relay server to everybody who asks");
+    send.Add("FILE", command->files, "Files to send; - is standard input").Required();
+    command->common.AddTo(send, 600);
+    send.Add("--channel", command->channel, "Number under which receivers find the files; random unless given");
+    send.Add("--receivers", command->receivers, "End once so many have everything").Within(1, 1000000);
+    send.AddFlag("--keep", command->keep, "Serve on until interrupted");
+    send.Add("--rate", command->rate, "At most so many bytes a second, e.g. 5M")
+        .InUnits({{"k", 1000}, {"m", 1000000}, {"g", 1000000000}});
+    send.Add("--name", command->name, "Name of what comes from standard input").ShowDefault();
+    send.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
 }  // namespace lumo

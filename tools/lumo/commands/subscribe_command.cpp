@@ -104,30 +104,31 @@ int Run(const SubscribeCommand& command) {
 
 }  // namespace
 
-void AddSubscribeCommand(CLI::App& app, int& exitCode) {
-    CLI::App* subscribe = app.add_subcommand("subscribe", "Take part in a live stream")->require_subcommand(1);
+void AddSubscribeCommand(CCommand& root, int& exitCode) {
+    CCommand subscribe = root.Sub("subscribe", "Take part in a live stream");
+    subscribe.NeedsSub();
     for (const std::shared_ptr<ISubscribeMedium>& medium : SubscribeMedia()) {
         auto command = std::make_shared<SubscribeCommand>();
         TransferOptions& common = command->common;
         command->medium = medium;
         common.waitSeconds = 60;
-        CLI::App* stream = subscribe->add_subcommand(medium->Name(), medium->Help());
-        stream->add_option("CHANNEL", command->channel, "The number that `lumo publish` has shown")->required();
-        common.AddServerTo(*stream);
-        stream->add_option("--near", common.nearMcu,
-                           "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
+        CCommand stream = subscribe.Sub(medium->Name(), medium->Help());
+        stream.Add("CHANNEL", command->channel, "The number that `lumo publish` has shown").Required();
+        common.AddServerTo(stream);
+        stream.Add("--near", common.nearMcu,
+                   "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
         stream
-            ->add_option("--path", common.path,
-                         "auto: straight from the publisher's host where it lets peers come (--peers there), else "
-                         "through the relay; p2p: only directly; relay: only through it. Default: auto, with --proxy "
-                         "or --near relay")
-            ->check(CLI::IsMember(medium->Paths()));
-        medium->AddOptions(*stream);
-        stream->add_option("--seconds", command->seconds, "End after so long")->check(SecondsBetween(0.1, 1e9));
-        stream->add_option("--wait", common.waitSeconds, "Seconds to wait while nothing is heard")
-            ->check(SecondsBetween(0.1, 1e9))
-            ->capture_default_str();
-        stream->callback([command, &exitCode] { exitCode = Run(*command); });
+            .Add("--path", common.path,
+                 "auto: straight from the publisher's host where it lets peers come (--peers there), else "
+                 "through the relay; p2p: only directly; relay: only through it. Default: auto, with --proxy "
+                 "or --near relay")
+            .OneOf(medium->Paths());
+        medium->AddOptions(stream);
+        stream.Add("--seconds", command->seconds, "End after so long").Seconds(0.1, 1e9);
+        stream.Add("--wait", common.waitSeconds, "Seconds to wait while nothing is heard")
+            .Seconds(0.1, 1e9)
+            .ShowDefault();
+        stream.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }
 }
 

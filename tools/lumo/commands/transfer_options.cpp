@@ -4,41 +4,27 @@
 
 namespace lumo {
 
-// CLI::Range lets through what is not a number.
-CLI::Validator SecondsBetween(double least, double most) {
-    return CLI::Validator(
-        [least, most](std::string& text) {
-            double seconds = 0;
-            const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= least && seconds <= most;
-            return fits ? std::string() : text + " is not a number of seconds that can be waited";
-        },
-        "SECONDS");
+void TransferOptions::AddServerTo(CCommand& command) {
+    command.Add("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given").Required();
+    command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP");
+    command.Add("--proxy", proxy,
+                "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
+                "LUMO_PROXY_PASSWORD may hold the password");
+    command.AddFlag("--json", json, "One JSON object a second instead of words");
+    command.AddFlag("-q,--quiet", quiet, "No progress, only complaints");
 }
 
-void TransferOptions::AddServerTo(CLI::App& command) {
-    command.add_option("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given")->required();
-    command.add_flag("--tcp", tcp, "Reach the server over TCP instead of UDP");
-    command.add_option("--proxy", proxy,
-                       "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
-                       "LUMO_PROXY_PASSWORD may hold the password");
-    command.add_flag("--json", json, "One JSON object a second instead of words");
-    command.add_flag("-q,--quiet", quiet, "No progress, only complaints");
-}
-
-void TransferOptions::AddTo(CLI::App& command, double defaultWait) {
+void TransferOptions::AddTo(CCommand& command, double defaultWait) {
     waitSeconds = defaultWait;
     AddServerTo(command);
     command
-        .add_option(
-            "--path", path,
-            "auto: straight from host to host where that is possible, else through the relay; p2p and p2p-tcp: "
-            "only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near relay")
-        ->check(CLI::IsMember({"auto", "p2p", "p2p-tcp", "relay"}));
-    command.add_flag("--forwarded", forwarded,
-                     "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
-    command.add_option("--wait", waitSeconds, "Seconds to wait while nobody is there")
-        ->check(SecondsBetween(0.1, 1e9))
-        ->capture_default_str();
+        .Add("--path", path,
+             "auto: straight from host to host where that is possible, else through the relay; p2p and p2p-tcp: "
+             "only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near relay")
+        .OneOf({"auto", "p2p", "p2p-tcp", "relay"});
+    command.AddFlag("--forwarded", forwarded,
+                    "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
+    command.Add("--wait", waitSeconds, "Seconds to wait while nobody is there").Seconds(0.1, 1e9).ShowDefault();
 }
 
 // A request names the sender's server by address only: the nearer one looks for it at its own port.

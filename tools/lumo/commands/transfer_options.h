@@ -6,9 +6,8 @@
 #include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/relay_link.h"
 #include "tools/lumo/transfer/messages.h"
+#include "tools/lumo/ui/command_line.h"
 #include "tools/lumo/ui/progress.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdint>
 #include <initializer_list>
@@ -29,9 +28,9 @@ struct TransferOptions {
     bool json = false;
     bool quiet = false;
 
-    void AddTo(CLI::App& command, double defaultWait);
+    void AddTo(CCommand& command, double defaultWait);
     /// How to reach the server, and how to speak: what every command of a stream has.
-    void AddServerTo(CLI::App& command);
+    void AddServerTo(CCommand& command);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
     /// Through a proxy or a nearer server only the relay is usual: who names one of these wants to go by it.
     PathChoice Path() const;
@@ -42,9 +41,6 @@ struct TransferOptions {
 private:
     bool ToNear(RelayRoute& route, std::string& problem) const;
 };
-
-/// Checks an option's value.
-CLI::Validator SecondsBetween(double least, double most);
 
 /// Decimal, 1 to 4294967295; 0 when it is not.
 uint32_t ParseChannel(const std::string& text);

@@ -82,28 +82,28 @@ int Run(const WhiteboardCommand& command) {
 
 }  // namespace
 
-void AddWhiteboardCommand(CLI::App& app, int& exitCode) {
+void AddWhiteboardCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<WhiteboardCommand>();
-    CLI::App* board = app.add_subcommand("whiteboard", "Draw together: opens a page on this host");
-    board
-        ->add_option("--channel", command->channel,
-                     "The number that all who draw together name; every server has a board of its own under it")
-        ->required();
-    command->common.AddServerTo(*board);
-    board->add_option("--near", command->common.nearMcu,
-                      "A nearer server, which joins the board of --mcu: HOST. Both must listen on the same port");
-    board
-        ->add_option("--path", command->common.path,
-                     "relay: all through the server; p2p and p2p-tcp: straight to the host of who came first, over UDP "
-                     "or TCP; auto: so where that is possible, else through the server")
-        ->check(CLI::IsMember({"auto", "p2p", "p2p-tcp", "relay"}))
-        ->default_str("relay");
     command->common.path = "relay";
-    board->add_flag("--forwarded", command->common.forwarded,
-                    "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
-    board->add_option("--http", command->http, "The page's port on 127.0.0.1; a free one unless given");
-    board->add_option("--name", command->name, "What the others see you as");
-    board->callback([command, &exitCode] { exitCode = Run(*command); });
+    CCommand board = root.Sub("whiteboard", "Draw together: opens a page on this host");
+    board
+        .Add("--channel", command->channel,
+             "The number that all who draw together name; every server has a board of its own under it")
+        .Required();
+    command->common.AddServerTo(board);
+    board.Add("--near", command->common.nearMcu,
+              "A nearer server, which joins the board of --mcu: HOST. Both must listen on the same port");
+    board
+        .Add("--path", command->common.path,
+             "relay: all through the server; p2p and p2p-tcp: straight to the host of who came first, over UDP "
+             "or TCP; auto: so where that is possible, else through the server")
+        .OneOf({"auto", "p2p", "p2p-tcp", "relay"})
+        .ShowDefault();
+    board.AddFlag("--forwarded", command->common.forwarded,
+                  "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
+    board.Add("--http", command->http, "The page's port on 127.0.0.1; a free one unless given");
+    board.Add("--name", command->name, "What the others see you as");
+    board.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
 }  // namespace lumo

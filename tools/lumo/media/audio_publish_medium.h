@@ -15,7 +15,7 @@ public:
 
     const char* Name() const override { return "audio"; }
     const char* Help() const override { return "An Ogg Opus stream, at its own pace"; }
-    void AddOptions(CLI::App& command) override { AddFileTo(command, "An Ogg Opus file"); }
+    void AddOptions(CCommand& command) override { AddFileTo(command, "An Ogg Opus file"); }
 
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
     void SayGoodbye() override;

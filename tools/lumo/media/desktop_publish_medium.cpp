@@ -30,16 +30,16 @@ CDesktopPublishMedium::CDesktopPublishMedium()
       m_publisher([this](const std::string& frame) { Send(frame); },
                   [this](const ViewerPointer& pointer) { NotePointer(pointer); }, NewStream()) {}
 
-void CDesktopPublishMedium::AddOptions(CLI::App& command) {
+void CDesktopPublishMedium::AddOptions(CCommand& command) {
     command
-        .add_option("FROM", m_strFrom,
-                    "A directory of PNG and JPEG files, a picture each in the order of their names; - is JPEG pictures "
-                    "that follow one another on standard input, such as ffmpeg writes with -f mjpeg")
-        ->required();
-    command.add_option("--fps", m_fps, "Pictures a second; usual: 10 of a directory, each as it comes of a stream")
-        ->check(CLI::Range(0.01, 1000.0));
-    command.add_option("--viewers", m_nViewers, "Begin when so many are there")->check(CLI::Range(0, 1000));
-    command.add_flag("--loop", m_bLoop, "Begin the directory again at its end, until interrupted");
+        .Add("FROM", m_strFrom,
+             "A directory of PNG and JPEG files, a picture each in the order of their names; - is JPEG pictures "
+             "that follow one another on standard input, such as ffmpeg writes with -f mjpeg")
+        .Required();
+    command.Add("--fps", m_fps, "Pictures a second; usual: 10 of a directory, each as it comes of a stream")
+        .Between(0.01, 1000.0);
+    command.Add("--viewers", m_nViewers, "Begin when so many are there").Within(0, 1000);
+    command.AddFlag("--loop", m_bLoop, "Begin the directory again at its end, until interrupted");
 }
 
 bool CDesktopPublishMedium::Prepare(std::string& problem) {

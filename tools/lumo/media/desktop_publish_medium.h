@@ -21,7 +21,7 @@ public:
 
     const char* Name() const override { return "desktop"; }
     const char* Help() const override { return "Pictures of a screen, at the pace of its viewers"; }
-    void AddOptions(CLI::App& command) override;
+    void AddOptions(CCommand& command) override;
 
     bool Prepare(std::string& problem) override;
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;

@@ -23,9 +23,9 @@ constexpr SubscribeProfile kProfile{.name = "desktop",
 
 CDesktopSubscribeMedium::CDesktopSubscribeMedium() : COutputSubscribeMedium(kProfile), m_viewer(RandomID()) {}
 
-void CDesktopSubscribeMedium::AddOptions(CLI::App& command) {
+void CDesktopSubscribeMedium::AddOptions(CCommand& command) {
     COutputSubscribeMedium::AddOptions(command);
-    command.add_flag("--pointer", m_bPointer, "Show the publisher positions that come on standard input: lines of X Y");
+    command.AddFlag("--pointer", m_bPointer, "Show the publisher positions that come on standard input: lines of X Y");
 }
 
 bool CDesktopSubscribeMedium::Prepare(std::string& problem) {

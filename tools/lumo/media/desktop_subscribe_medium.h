@@ -18,7 +18,7 @@ class CDesktopSubscribeMedium final : public COutputSubscribeMedium {
 public:
     CDesktopSubscribeMedium();
 
-    void AddOptions(CLI::App& command) override;
+    void AddOptions(CCommand& command) override;
     std::vector<std::string> Paths() const override { return {"auto", "p2p", "p2p-tcp", "relay"}; }
 
     bool Prepare(std::string& problem) override;

@@ -31,9 +31,9 @@ protected:
     template <class Out>
     explicit CFilePublishMedium(Out out) : m_publisher(out) {}
 
-    void AddFileTo(CLI::App& command, const std::string& help) {
-        command.add_option("FILE", m_strFile, help + "; - is standard input")->required();
-        command.add_flag("--loop", m_bLoop, "Begin again at the end, until interrupted");
+    void AddFileTo(CCommand& command, const std::string& help) {
+        command.Add("FILE", m_strFile, help + "; - is standard input").Required();
+        command.AddFlag("--loop", m_bLoop, "Begin again at the end, until interrupted");
     }
     /// Sends the frame that is ready.
     virtual void SendReady(uint64_t now) = 0;

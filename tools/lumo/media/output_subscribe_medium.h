@@ -21,7 +21,7 @@ class COutputSubscribeMedium : public ISubscribeMedium {
 public:
     const char* Name() const override { return m_profile.name; }
     const char* Help() const override { return m_profile.help; }
-    void AddOptions(CLI::App& command) override { command.add_option("-o,--out", m_strOut, m_profile.outHelp); }
+    void AddOptions(CCommand& command) override { command.Add("-o,--out", m_strOut, m_profile.outHelp); }
     PathRules Rules() const override {
         LinkTimes times;
         times.silence = times.unaccepted = kSilentMs;

@@ -3,9 +3,8 @@
 
 #include "tools/lumo/net/link.h"
 #include "tools/lumo/net/relay_route.h"
+#include "tools/lumo/ui/command_line.h"
 #include "tools/lumo/ui/progress.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdint>
 #include <memory>
@@ -22,7 +21,7 @@ public:
 
     virtual const char* Name() const = 0;  ///< the word on the command line
     virtual const char* Help() const = 0;
-    virtual void AddOptions(CLI::App& command) = 0;
+    virtual void AddOptions(CCommand& command) = 0;
 
     /// Opens what will be published; false with the problem to show. Nothing of the library runs yet.
     virtual bool Prepare(std::string& problem) = 0;

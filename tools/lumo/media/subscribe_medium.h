@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tools/lumo/net/path_switch.h"
+#include "tools/lumo/ui/command_line.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
@@ -21,7 +21,7 @@ public:
 
     virtual const char* Name() const = 0;  ///< the word on the command line
     virtual const char* Help() const = 0;
-    virtual void AddOptions(CLI::App& command) = 0;
+    virtual void AddOptions(CCommand& command) = 0;
     /// The values that --path takes.
     virtual std::vector<std::string> Paths() const { return {"auto", "p2p", "relay"}; }
     virtual PathRules Rules() const = 0;

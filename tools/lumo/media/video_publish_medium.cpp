@@ -9,11 +9,11 @@ CVideoPublishMedium::CVideoPublishMedium()
           m_channel->OnVideoChannelData(frame.data(), static_cast<int>(frame.size()));
       }) {}
 
-void CVideoPublishMedium::AddOptions(CLI::App& command) {
+void CVideoPublishMedium::AddOptions(CCommand& command) {
     AddFileTo(command, "An H.264 byte stream, such as ffmpeg writes with -f h264");
-    command.add_option("--fps", m_dFps, "Pictures a second; 0: each as soon as it is read, for a live input")
-        ->check(CLI::Range(0.0, 1000.0))
-        ->capture_default_str();
+    command.Add("--fps", m_dFps, "Pictures a second; 0: each as soon as it is read, for a live input")
+        .Between(0.0, 1000.0)
+        .ShowDefault();
 }
 
 bool CVideoPublishMedium::Prepare(std::string& problem) {

@@ -17,7 +17,7 @@ public:
 
     const char* Name() const override { return "video"; }
     const char* Help() const override { return "An H.264 byte stream (Annex B), an access unit a frame"; }
-    void AddOptions(CLI::App& command) override;
+    void AddOptions(CCommand& command) override;
 
     bool Prepare(std::string& problem) override;
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;

@@ -65,12 +65,13 @@ void KeepStandardDescriptors() {
     }
 }
 
-void RaiseFileLimit() {
-    constexpr rlim_t kWanted = 4096;
+uint64_t RaiseFileLimit(uint64_t wanted) {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) return;
-    limit.rlim_cur = std::min(limit.rlim_max, kWanted);
-    (void)setrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return UINT64_MAX;
+    const rlim_t before = limit.rlim_cur;
+    if (before >= wanted) return before;
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, wanted);
+    return setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : before;
 }
 
 uint64_t RandomID() {

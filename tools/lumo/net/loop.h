@@ -32,8 +32,8 @@ private:
     bool m_bInterrupted = false;
 };
 
-/// Raises the limit of open files: a transfer may hold two thousand.
-void RaiseFileLimit();
+/// Raises the limit of open files as far as the system lets it; what it is then.
+uint64_t RaiseFileLimit(uint64_t wanted);
 /// A standard descriptor that was closed leads nowhere: what is written there must not reach a file or a peer that gets
 /// its number. Before anything is opened.
 void KeepStandardDescriptors();

@@ -1,0 +1,158 @@
+#include "server/relay_server.h"
+#include "tools/lumo/commands/commands.h"
+#include "tools/lumo/net/loop.h"
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace lumo {
+
+namespace {
+
+std::string ReadListen(CServerOptions& options, const std::string& text) {
+    return ::ParseEndpoint(text, options.listenIP, options.port) ? "" : "not an IPv4 address or ADDR:PORT: " + text;
+}
+
+std::string ReadHttp(CServerOptions& options, const std::string& text) {
+    options.http = text != "off";
+    options.httpAsked = options.http;
+    if (!options.http || ::ParseEndpoint(text, options.httpIP, options.httpPort)) return "";
+    return "neither ADDR:PORT nor off: " + text;
+}
+
+std::string ReadHttpName(CServerOptions& options, const std::string& text) {
+    std::string name;
+    if (!::ParseHostName(text, name)) return "not a host's name: " + text;
+    options.httpNames.push_back(name);
+    return "";
+}
+
+std::string ReadReflector(CServerOptions& options, const std::string& text) {
+    options.reflector = text != "off";
+    options.reflectorAsked = options.reflector;
+    uint32_t none = 0;
+    if (!options.reflector || ::ParseEndpoint(":" + text, none, options.reflectorPort)) return "";
+    return "neither a port nor off: " + text;
+}
+
+std::string ReadCidr(CCidrList& list, const std::string& text) {
+    return CCidr::Parse(text, list) ? "" : "not an IPv4 address or range (10.0.0.0/8): " + text;
+}
+
+std::string ReadTrusted(CServerOptions& options, const std::string& text) {
+    if (!options.trusted) options.trusted.emplace();
+    return text == "none" ? "" : ReadCidr(*options.trusted, text);
+}
+
+void AddEndpoints(CCommand& command, CServerOptions& options) {
+    command.AddText("--listen", "ADDR[:PORT]",
+                    "Address to listen on (UDP and TCP), optionally with the port. Default: all addresses",
+                    [&options](const std::string& text) { return ReadListen(options, text); });
+    command.Add("--port", options.port, "Port for UDP and TCP; 0 takes a free one").ShowDefault().Within(0, 65535);
+    command.AddText(
+        "--reflector-port", "PORT|off",
+        "A second UDP port that tells clients their address, or off; 0 takes a free one. Default: the next port",
+        [&options](const std::string& text) { return ReadReflector(options, text); });
+    command.AddText("--http", "ADDR:PORT|off", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
+                    [&options](const std::string& text) { return ReadHttp(options, text); });
+    command.AddTexts(
+        "--http-name", "NAME[:PORT]",
+        "A name that the pages answer to besides their address and localhost, with a port where that is not their "
+        "own. Repeatable. Default: none, so that a name made to point here does not open them",
+        [&options](const std::string& text) { return ReadHttpName(options, text); });
+}
+
+void AddAddresses(CCommand& command, CServerOptions& options) {
+    command.AddTexts(
+        "--allow", "CIDR",
+        "Who may talk to the server at all, servers it relays from included. Repeatable. Default: everybody",
+        [&options](const std::string& text) { return ReadCidr(options.allow, text); });
+    command.AddTexts(
+        "--trusted", "CIDR|none",
+        "Whom no quota of an address limits, or none. Repeatable. Default: this host, by its loopback addresses",
+        [&options](const std::string& text) { return ReadTrusted(options, text); });
+    command.AddTexts(
+        "--relay-to", "CIDR",
+        "Servers it may relay from. Repeatable. Default: any unicast address but its own and loopback (loopback too "
+        "when it listens there)",
+        [&options](const std::string& text) { return ReadCidr(options.relayTo, text); });
+}
+
+void AddLimits(CCommand& command, CServerLimits& limits) {
+    const auto add = [&](const char* name, auto& value, const char* help) {
+        // An unsigned number would take a negative one for a huge one.
+        return command.Add(name, value, help).Group("Limits").ShowDefault().Check([](const std::string& text) {
+            return text.find('-') == std::string::npos ? "" : "not a number of 0 or more: " + text;
+        });
+    };
+    const auto addSize = [&](const char* name, auto& value, const char* help) {
+        return add(name, value, help).Bytes();
+    };
+    add("--max-channels", limits.channels, "Channels of one medium");
+    add("--max-channels-per-address", limits.channelsPerAddress,
+        "Channels of all media that one address publishes or relays, and boards that it makes");
+    add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");
+    add("--max-sinks", limits.sinks, "Subscribers of one medium");
+    add("--max-signalling", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
+    addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
+    addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
+    addSize("--max-upstream-frame", limits.upstreamFrameBytes,
+            "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
+        .Within(1, 64 << 20);
+    addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
+    addSize(
+        "--max-memory", limits.memoryBytes,
+        "Bytes that wait to be sent or are not yet whole frames, of all together; whoever holds most and moves least "
+        "gives way. 0: a quarter of the memory of the machine or its control group");
+    add("--max-unvalidated", limits.unvalidatedTcpPerAddress,
+        "TCP connections of one address that have not said what they want; the oldest closes");
+    add("--max-unproved", limits.unvalidatedUdpPerAddress,
+        "UDP subscribers, and publishers, of one address that have not answered yet; the oldest gives way");
+}
+
+/// The signals that end the server, kept from its threads: one thread waits for them.
+class CEndSignals {
+public:
+    CEndSignals() {
+        sigemptyset(&m_set);
+        sigaddset(&m_set, SIGINT);
+        sigaddset(&m_set, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &m_set, nullptr);
+    }
+    void Wait() {
+        int signal = 0;
+        while (sigwait(&m_set, &signal) != 0) {}
+    }
+
+private:
+    sigset_t m_set;
+};
+
+int RunServer(CServerOptions& options) {
+    CEndSignals signals;                                      // before any thread is made
+    options.limits.connections = RaiseFileLimit(UINT64_MAX);  // each takes a descriptor
+    CRelayServer server(options);
+    std::string error;
+    if (!server.Start(error)) {
+        std::fprintf(stderr, "lumo mcu: %s\n", error.c_str());
+        return 1;
+    }
+    signals.Wait();
+    server.Stop();
+    return 0;
+}
+
+}  // namespace
+
+void AddMcuCommand(CCommand& root, int& exitCode) {
+    const auto options = std::make_shared<CServerOptions>();
+    CCommand command = root.Sub("mcu", "Run a relay server");
+    AddEndpoints(command, *options);
+    AddAddresses(command, *options);
+    AddLimits(command, options->limits);
+    command.OnRun([options, &exitCode] { exitCode = RunServer(*options); });
+}
+
+}  // namespace lumo
