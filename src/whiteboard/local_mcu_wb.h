@@ -41,7 +41,7 @@ public:
     /// Each turn of the worker; true when a session sent something.
     bool ProcessWBSend() {
         bool answered = false;
-        for (CWBServerSession& session : m_tables.sinks.Each()) answered = session.AnswerKept() || answered;
+        for (CWBServerSession& session : m_tables.sinks.Each()) answered = session.AnswerPending() || answered;
         return m_tables.Pump() || answered;
     }
 

@@ -21,7 +21,7 @@ bool CWBPacedRequests::IsRequest(const char* data, int length) {
     return command == WB_CMD_OBJECT_REQUEST || command == WB_CMD_EXT_REQUEST;
 }
 
-bool CWBPacedRequests::Keep(const char* request, uint64_t mostBytes) {
+bool CWBPacedRequests::Add(const char* request, uint64_t mostBytes) {
     const wb::CMessage message{request, wb::kHeaderLen};
     bool first = false;
     {

@@ -22,7 +22,7 @@ public:
     static bool IsRequest(const char* message, int length);
     /// Keeps a request that has to wait, in `mostBytes` of them at most: false for what comes beyond, which is answered
     /// at once and so ends who asks without reading. The worker stays awake while one is kept.
-    bool Keep(const char* request, uint64_t mostBytes);
+    bool Add(const char* request, uint64_t mostBytes);
     /// The oldest request of those kept; false when there is none.
     bool Take(char (&message)[wb::kHeaderLen]);
     bool IsEmpty() const { return m_nKept.load(std::memory_order_relaxed) == 0; }

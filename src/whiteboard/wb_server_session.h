@@ -31,7 +31,7 @@ public:
     /// Messages still waiting to go to the client.
     virtual uint32_t GetBufferingFrameCount() = 0;
     /// The worker's turn: answers some of the pending requests, as many as may be in flight. True when it did.
-    bool AnswerKept() {
+    bool AnswerPending() {
         char request[wb::kHeaderLen];
         int answered = 0;
         for (; answered < kMostAnswersATurn && !m_requests.IsEmpty() && MayAnswer(); ++answered) {
@@ -45,7 +45,7 @@ public:
 protected:
     /// One message of the client. UDP or TCP thread.
     void OnClientMessage(const char* data, int len) {
-        if (!CWBPacedRequests::IsRequest(data, len) || !MustWait() || !m_requests.Keep(data, MostQueued()))
+        if (!CWBPacedRequests::IsRequest(data, len) || !MustWait() || !m_requests.Add(data, MostQueued()))
             Hear(data, len);
     }
     /// What waits for the client, and its limit, in bytes.

@@ -23,7 +23,13 @@ public:
         if (IsOver(waiting)) MarkOverrun();
         return !IsOverrun();
     }
-    /// A frame enters it.
+    /// The same, and the frame enters at once.
+    bool Take(uint64_t waiting, int length) {
+        if (!Admits(waiting)) return false;
+        Note(waiting, length);
+        return true;
+    }
+    /// A frame that was admitted enters.
     void Note(uint64_t waiting, int length) {
         const uint64_t before = waiting == 0 ? 0 : m_nLongest.load(std::memory_order_relaxed);
         m_nLongest.store(std::max(before, static_cast<uint64_t>(length)), std::memory_order_relaxed);

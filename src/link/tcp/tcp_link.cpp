@@ -36,9 +36,7 @@ void CTcpLink::SendValidation(const CWireWriter& message) {
 bool CTcpLink::SendFrame(const void* data, int length) {
     CAutoLock lock(&m_cs);
     if (!m_pITcpClient || length > limits::kMaxFrameLen) return false;
-    const uint64_t waiting = BytesWaiting(*m_pITcpClient);
-    if (!m_limit.Admits(waiting)) return false;
-    m_limit.Note(waiting, length);
+    if (!m_limit.Take(BytesWaiting(*m_pITcpClient), length)) return false;
     m_pITcpClient->SendData(static_cast<const char*>(data), length, 0);
     return true;
 }

@@ -22,18 +22,10 @@ void CTcpSink::Answer(ITcpSessionNotify* notify, const wire::CWireWriter& messag
 void CTcpSink::Send(const void* data, int length) {
     m_keepAlive.Restart();
     if (!m_pSession) return;
-    if (TakeRoom(length))
+    if (m_limit.Take(QueueCost(), length))
         m_pSession->SendData(static_cast<const char*>(data), length, 0);
     else
         m_limit.CountDropped(1);
-}
-
-// Only what waits already counts: a long new frame is no reason to lose a subscriber that reads in time.
-bool CTcpSink::TakeRoom(int length) {
-    const uint64_t waiting = QueueCost();
-    if (!m_limit.Admits(waiting)) return false;
-    m_limit.Note(waiting, length);
-    return true;
 }
 
 void CTcpSink::DropQueue() {

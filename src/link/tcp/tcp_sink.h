@@ -50,7 +50,6 @@ public:
     CSinkInfo Describe(CSinkInfo info);
 
 private:
-    bool TakeRoom(int length);
     bool IsStuck();
 
     ITcpSession* m_pSession;
