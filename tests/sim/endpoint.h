@@ -2,32 +2,24 @@
 // the other. What differs between rows is a number or a name in EndpointRow, never an `if` in a scenario.
 #pragma once
 
+#include "support/medium_app.h"
 #include "support/test_manager.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
-
-/// How often an application heard that its endpoint was taken, and what it does then.
-struct CConnects {
-    void operator+=(bool real) {
-        count += real ? 1 : 0;
-        if (then) then();
-    }
-    int count = 0;
-    static inline std::function<void()> then;  // of all endpoints
-};
 
 class IEndpoint {
 public:
     virtual ~IEndpoint() = default;
+    virtual CMediumApp& App() = 0;
     /// The far side takes the endpoint (a sink: is taken).
     virtual void Accept() = 0;
     virtual bool IsDisconnected() = 0;
-    /// The application writes a frame into the channel.
-    virtual void Write(const std::string& frame) = 0;
     virtual uint32_t Buffering() = 0;
     /// Frames that have left towards the far side since the last call, acknowledged as they come.
     virtual std::vector<std::string> TakeLeft() = 0;
@@ -36,7 +28,7 @@ public:
     /// Ends the endpoint as its owner would.
     virtual void Release() = 0;
     /// The application releases what it holds, which may be refused. False when that is nothing: a sink.
-    virtual bool TryRelease() { return false; }
+    virtual bool TryRelease() = 0;
     /// Keep-alives that have left since the last call.
     virtual int TakeKeepAlives() = 0;
     /// Goodbyes that have left since the last call.
@@ -44,12 +36,9 @@ public:
     /// TCP: the far side stops reading, or the connection is lost. UDP: nothing.
     virtual void SetQueued(unsigned long) {}
     virtual void Lose() {}
-    /// Every datagram that the far side may send to this endpoint; none for TCP.
+    /// Every datagram that the far side may send to this endpoint, in an order in which each does something; none for
+    /// TCP.
     virtual std::vector<std::string> InboundDatagrams() { return {}; }
-    /// UDP: what tells a repeated connect apart from a first one.
-    virtual int NotifiedConnected() { return 0; }
-
-    std::vector<std::string> delivered;  // what the application got
 };
 
 /// A connectTimeout: asked at any time, the endpoint calls itself gone, and does nothing else.
@@ -69,8 +58,12 @@ struct EndpointRow {
     bool dataRestartsKeepAlive;
     int goodbyes;
 };
+inline std::ostream& operator<<(std::ostream& out, const EndpointRow& row) { return out << row.name; }
 
-std::vector<EndpointRow> ShareEndpoints();
-std::vector<EndpointRow> SharePeerEndpoints();
-std::vector<EndpointRow> StreamEndpoints();
-std::vector<EndpointRow> WhiteboardEndpoints();
+std::vector<EndpointRow> EndpointsOverUdp();
+std::vector<EndpointRow> EndpointsOverTcp();
+inline std::vector<EndpointRow> Endpoints() {
+    std::vector<EndpointRow> rows = EndpointsOverUdp();
+    for (EndpointRow& row : EndpointsOverTcp()) rows.push_back(std::move(row));
+    return rows;
+}

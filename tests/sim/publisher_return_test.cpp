@@ -1,6 +1,7 @@
 // A publisher comes back to a relay server where somebody listens, and the one datagram that starts it is lost.
-#include "sim/endpoints_stream.h"
 #include "sim/video_world.h"
+#include "support/medium_app.h"
+#include "support/medium_wire.h"
 
 #include <gtest/gtest.h>
 
@@ -57,102 +58,93 @@ private:
     Ledger& m_ledger;
 };
 
-template <class M>
 class CBroadcaster : public CNode {
 public:
-    CBroadcaster(CWorld& world, CFakeNet& net) : CNode(world, net, kPublisher, MakeClient) {
-        m_notify.frames = &m_asked;
-        Do([&] { m_pChannel = std::make_unique<typename M::Channel>(stream_endpoints::kChannelID); });
+    CBroadcaster(CWorld& world, CFakeNet& net, const CTestMedium& medium) : CNode(world, net, kPublisher, MakeClient) {
+        Do([&] { m_pApp = medium.make(CMediumApp::kChannelID); });
         Join();
     }
     ~CBroadcaster() override {
         Leave();
         Do([&] {
-            m_pChannel->ReleaseConnections();
-            m_pChannel.reset();
+            m_pApp->ReleaseChannel();
+            m_pApp.reset();
         });
         Release();
     }
     void Join() {
-        Do([&] { m_pSender = M::kSenderUDP(m_notify, stream_endpoints::kChannelID, kServer.ip, 0, 0, kServer.port); });
+        Do([&] { m_sender = m_pApp->Sender(false, {{kServer.ip, 0, 0}, kServer.port}); });
     }
     void Leave() {
-        Do([&] { m_pSender->ReleaseConnections(); });
-        m_pSender = nullptr;
+        Do([&] { m_sender.Release(); });
     }
 
 protected:
     void OnTurn() override {
         if (m_world.Elapsed() < m_nNext) return;
         m_nNext = m_world.Elapsed() + 100;
-        M::Write(*m_pChannel, "\1..a key frame, ten of them a second");
-        if (m_pSender && m_world.Elapsed() % 1000 < 100) m_pSender->IsDisconnected();
+        m_pApp->Write("\1..a key frame, ten of them a second");
+        if (m_sender && m_world.Elapsed() % 1000 < 100) m_sender.IsDisconnected();
     }
 
 private:
-    typename M::CNotify m_notify;
-    std::vector<std::string> m_asked;
-    std::unique_ptr<typename M::Channel> m_pChannel;
-    typename M::Sender* m_pSender = nullptr;
+    std::unique_ptr<CMediumApp> m_pApp;
+    CMade m_sender;
     uint64_t m_nNext = 0;
 };
 
-template <class M>
 class CListener : public CNode {
 public:
-    CListener(CWorld& world, CFakeNet& net) : CNode(world, net, kListener, MakeClient) {
-        m_notify.frames = &heard;
+    CListener(CWorld& world, CFakeNet& net, const CTestMedium& medium) : CNode(world, net, kListener, MakeClient) {
         Do([&] {
-            m_pReceiver =
-                M::kReceiverUDP(m_notify, stream_endpoints::kChannelID, kServer.ip, 0, 0, kServer.port, 0, 0, 0, 0, 1);
+            m_pApp = medium.make(CMediumApp::kChannelID);
+            m_receiver = m_pApp->Receiver(false, {{kServer.ip, 0, 0}, kServer.port});
         });
     }
     ~CListener() override {
-        Do([&] { m_pReceiver->ReleaseConnections(); });
+        Do([&] {
+            m_receiver.Release();
+            m_pApp.reset();
+        });
         Release();
     }
-
-    std::vector<std::string> heard;
+    std::vector<std::string>& Heard() { return m_pApp->delivered; }
 
 protected:
     void OnTurn() override {
         if (m_world.Elapsed() < m_nNextPoll) return;
         m_nNextPoll = m_world.Elapsed() + 1000;
-        m_pReceiver->IsDisconnected();
+        m_receiver.IsDisconnected();
     }
 
 private:
-    typename M::CNotify m_notify;
-    typename M::Receiver* m_pReceiver = nullptr;
+    std::unique_ptr<CMediumApp> m_pApp;
+    CMade m_receiver;
     uint64_t m_nNextPoll = 0;
 };
 
-template <class M>
-class PublisherReturn : public testing::Test {};
-using Media = testing::Types<stream_endpoints::Audio, stream_endpoints::Video>;
-TYPED_TEST_SUITE(PublisherReturn, Media);
+class PublisherReturn : public testing::TestWithParam<CTestMedium> {};
 
-TYPED_TEST(PublisherReturn, IsOnTheAirWithinSecondsThoughItsStartWasLost) {
-    using M = TypeParam;
+TEST_P(PublisherReturn, IsOnTheAirWithinSecondsThoughItsStartWasLost) {
+    const CMediumRow& row = GetParam().row;
     Ledger ledger;
     CFakeNet net;
     CWorld world(1);
     CServerNode server(world, net);
-    CBroadcaster<M> publisher(world, net);
-    CListener<M> listener(world, net);
-    ledger.connect = Hex(M::kCodes.sourceConnectAck);
-    --ledger.connect[1];  // the request stands before its answer
-    ledger.start = Hex(M::kCodes.sourceStart);
+    CBroadcaster publisher(world, net, GetParam());
+    CListener listener(world, net, GetParam());
+    ledger.connect = Datagram(row, row.source.connect, {});
+    ledger.start = Datagram(row, row.source.keepAlive, {});
     world.AddFault<CAsking>(kPublisher, kServer, &ledger);
     world.AddFault<CAnswering>(kServer, kPublisher, &ledger);
     const auto run = [&](uint64_t milliseconds) {
         const uint64_t end = world.Elapsed() + milliseconds;
-        return world.RunUntil([&] { return !listener.heard.empty(); }, [&] { return end; });
+        return world.RunUntil([&] { return !listener.Heard().empty(); }, [&] { return end; });
     };
     ASSERT_TRUE(run(3000));
     publisher.Leave();
     world.RunFor(500);
-    listener.heard.clear();
+    listener.Heard().clear();
     ledger.open = true;
     publisher.Join();
     EXPECT_TRUE(run(4000));
@@ -160,5 +152,7 @@ TYPED_TEST(PublisherReturn, IsOnTheAirWithinSecondsThoughItsStartWasLost) {
     EXPECT_TRUE(ledger.validated);
     EXPECT_TRUE(ledger.fair) << ledger.answered << " bytes for " << ledger.asked;
 }
+
+INSTANTIATE_TEST_SUITE_P(Media, PublisherReturn, testing::Values(kAudio, kVideo), testing::PrintToStringParamName());
 
 }  // namespace
