@@ -89,37 +89,6 @@ TEST(LocalMcuManager, BatchesPairUpWhateverArrives) {
     channel.ReleaseConnections();
 }
 
-TEST(LocalMcuManager, ServesOnlyTheFileServiceOverTcp) {
-    CTestHost host;
-    CChannel channel(77);
-    struct Row {
-        uint32_t type;
-        std::string payload;
-        bool served;
-    };
-    const Row rows[] = {{13, U32(77), true},
-                        {13, U32(78), false},
-                        {13, U32(77) + U32(0), false},
-                        {13, "", false},
-                        {12, U32(77), false},
-                        {10, U32(77), false},
-                        {13, U32(77) + std::string(12, '\0'), false}};
-    for (const Row& row : rows) {
-        CFakeTcp& session = host.net.NewSession();
-        EXPECT_EQ(host.net.TcpServer().Validate(&session, row.type, row.payload), row.served) << row.type;
-        EXPECT_EQ(session.sent.size(), row.served ? 1U : 0U);
-    }
-    const CFakeTcp& served = *host.net.sessions.front();
-    EXPECT_EQ(served.sent[0].mode, 1);
-    EXPECT_EQ(ToHex(served.sent[0].bytes), "0000000d000000040000004d");
-    host.net.TcpServer().agrees = false;
-    EXPECT_FALSE(host.net.TcpServer().Validate(&host.net.NewSession(), 13, U32(77)));
-    EXPECT_EQ(channel.GetFileSinkCount(), 1U);
-    channel.ReleaseConnections();
-    EXPECT_TRUE(served.released);
-    EXPECT_TRUE(channel.IsEmpty());
-}
-
 TEST(LocalMcuManager, ReleaseEndsTheSinksAndLeavesTheChannels) {
     CTestHost host;
     CChannel channel(77);

@@ -1,4 +1,4 @@
-// The video part of the local MCU: channels, sinks that come and go, and the way of a frame to them.
+// The video part of the local MCU: the way of a frame to the sinks that want it, and who is asked for key frames.
 #include "video_scene.h"
 
 #include "link/bounds/limits.h"
@@ -16,26 +16,6 @@ protected:
     void Stop(uint32_t sink) { host.Deliver(Hex("010d") + U32(sink)); }
     void FromReceiver(uint32_t sink, const std::string& packet) { host.Deliver(Hex("0110") + U32(sink) + packet); }
 };
-
-TEST_F(LocalMcuVideo, ARepeatedConnectIsAcknowledgedAgainAndMakesNoSecondSink) {
-    const std::string request = Hex("0109") + U32(5) + U32(77) + U32(9);
-    host.Deliver(request);
-    const auto first = host.TakeSent();
-    ASSERT_EQ(first.size(), 2U);
-    EXPECT_EQ(first[0].bytes, first[1].bytes);
-    EXPECT_EQ(first[0].bytes.substr(0, 6), Hex("010a") + U32(5));
-    EXPECT_EQ(first[0].bytes.size(), 10U);
-    host.Deliver(request, 99, 99);
-    EXPECT_EQ(host.TakeSentHex(), std::vector<std::string>(2, ToHex(first[0].bytes)));
-    EXPECT_EQ(channel->GetVideoSinkCount(), 1U);
-
-    EXPECT_EQ(ConnectSink(7, 78), 0U);
-    host.Deliver(Hex("0109") + U32(7) + U32(77) + std::string(18, '\0'));  // the servers' form
-    for (const char* ignored : {"011b", "0121", "011e", "0120", "0123", "0100", "0112"})
-        host.Deliver(Hex(ignored) + U32(77) + U32(1) + std::string(12, '\0'));
-    EXPECT_TRUE(host.TakeSent().empty());
-    EXPECT_EQ(channel->GetVideoSinkCount(), 1U);
-}
 
 TEST_F(LocalMcuVideo, FramesGoInSessionPacketsToThoseWhoWantThem) {
     const uint32_t sink = ConnectSink(5);
@@ -132,38 +112,6 @@ TEST_F(LocalMcuVideo, WhoNeedsAKeyFrameSaysSoOnce) {
     EXPECT_TRUE(channel->HasKeyFrameRequest());
     EXPECT_TRUE(channel->HasKeyFrameRequest()) << "one flag a call";
     EXPECT_FALSE(channel->HasKeyFrameRequest());
-}
-
-TEST_F(LocalMcuVideo, SilentSinksGoWithTheSweepAndTheirAcknowledgementsAreSignsOfLife) {
-    const uint32_t sink = StartedSink(5);
-    ConnectSink(6);
-    host.clock.Advance(180000);
-    FromReceiver(sink, Ack(0));
-    host.clock.Advance(1001);
-    host.manager->RunTurn();
-    EXPECT_EQ(channel->GetVideoSinkCount(), 1U);
-}
-
-TEST_F(LocalMcuVideo, TheLocalMcuDeletesTheChannelsThatAreLeft) {
-    class CCounted : public CVideoChannel {
-    public:
-        CCounted(unsigned long id, int& gone) : CVideoChannel(id), m_nGone(gone) {}
-        ~CCounted() override { ++m_nGone; }
-
-    private:
-        int& m_nGone;
-    };
-    int gone = 0;
-    auto replaced = std::make_unique<CVideoChannel>(90);
-    new CCounted(90, gone);
-    replaced->ReleaseConnections();
-    EXPECT_NE(ConnectSink(5, 90), 0U) << "its successor stays";
-    channel.reset();
-    host.Release();
-    EXPECT_EQ(gone, 1);
-    EXPECT_EQ(CreateVideoSenderUDP(notify, 90, 1, 0, 0, 7000), nullptr) << "without a local MCU";
-    EXPECT_EQ(CreateVideoReceiverUDP(notify, 90, 1, 0, 0, 7000, 0, 0, 0, 0, 1), nullptr);
-    EXPECT_EQ(CreateVideoReceiverP2P(notify, 90, 1), nullptr);
 }
 
 }  // namespace

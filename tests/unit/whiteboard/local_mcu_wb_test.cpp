@@ -1,4 +1,4 @@
-// The whiteboard part of the local MCU: sessions that come and go, wire bytes, factories, mixed transports.
+// The whiteboard part of the local MCU: sessions of mixed transports on one board, and what a client is told.
 #include "whiteboard/local_mcu_wb.h"
 #include "support/p2p_peer.h"
 #include "support/session_wire.h"
@@ -39,93 +39,11 @@ protected:
     void ConnectSession(uint32_t client, uint32_t channelID = 77) {
         host.Deliver(Hex("0424") + U32(client) + U32(channelID));
     }
-    /// Both acknowledgements; gives the session's ID.
-    uint32_t TakeAck(uint32_t client) {
-        const auto sent = host.TakeSent();
-        EXPECT_GE(sent.size(), 2U);
-        for (size_t i = 0; i < 2 && i < sent.size(); ++i) {
-            EXPECT_EQ(sent[i].bytes.substr(0, 6), Hex("0425") + U32(client));
-            EXPECT_EQ(sent[i].bytes.size(), 10U);
-        }
-        return sent.empty() ? 0 : ReadU32(sent[0].bytes, 6);
-    }
-    bool Validate(const std::string& payload, uint32_t type = 9) {
-        return host.net.TcpServer().Validate(&host.net.NewSession(), type, payload);
-    }
 
     CTestHost host;
     CNotify notify;
     CWBChannel channel{77};
 };
-
-TEST_F(LocalMcuWB, AcknowledgesAgainAndMakesNoSecondSession) {
-    ConnectSession(5);
-    const uint32_t first = TakeAck(5);
-    ConnectSession(5);
-    EXPECT_EQ(TakeAck(5), first);
-    EXPECT_EQ(channel.GetWBSessionCount(), 1U);
-    ConnectSession(6, 78);                                                 // no such channel
-    host.Deliver(Hex("0424") + U32(6) + U32(77) + std::string(14, '\0'));  // the servers' form
-    host.Deliver(Hex("0426") + U32(first) + "x");                          // too long
-    host.Deliver(Hex("0427") + U32(first ^ 1));                            // of nobody
-    EXPECT_TRUE(host.TakeSent().empty());
-    EXPECT_EQ(channel.GetWBSessionCount(), 1U);
-    host.Deliver(Hex("0427") + U32(first), 0x0a0000ff, 9);  // whoever asks: the answer goes to who connected
-    const auto alive = host.TakeSent();
-    ASSERT_EQ(alive.size(), 1U);
-    EXPECT_EQ(alive[0].bytes, Hex("0428") + U32(5) + U32(first));
-    EXPECT_EQ(alive[0].ip, CTestHost::kPeerIP);
-    host.Deliver(Hex("0426") + U32(first));
-    EXPECT_EQ(channel.GetWBSessionCount(), 0U);
-    EXPECT_TRUE(channel.IsEmpty());
-}
-
-TEST_F(LocalMcuWB, ASilentSessionGoesAtTheSweep) {
-    ConnectSession(5);
-    host.Run(180000, 1000);
-    EXPECT_EQ(channel.GetWBSessionCount(), 1U);
-    host.Run(2002, 1001);
-    EXPECT_EQ(channel.GetWBSessionCount(), 0U);
-    host.TakeSent();
-    EXPECT_FALSE(GetLocalMCUWB()->ProcessWBSend());
-}
-
-TEST_F(LocalMcuWB, TakesOnlyTheShortValidation) {
-    EXPECT_FALSE(Validate(U32(77) + "x"));
-    EXPECT_FALSE(Validate(U32(77).substr(0, 3)));
-    EXPECT_FALSE(Validate(U32(77) + std::string(14, '\0')));
-    EXPECT_FALSE(Validate(U32(78)));
-    host.net.TcpServer().agrees = false;
-    EXPECT_FALSE(Validate(U32(77)));
-    host.net.TcpServer().agrees = true;
-    EXPECT_EQ(channel.GetWBSessionCount(), 0U);
-    EXPECT_TRUE(Validate(U32(77)));
-    const auto answer = host.net.sessions.back()->TakeSent();
-    ASSERT_EQ(answer.size(), 1U);
-    EXPECT_EQ(answer[0].mode, 1);
-    EXPECT_EQ(answer[0].bytes, U32(9) + U32(4) + U32(77));
-    EXPECT_EQ(channel.GetWBSessionCount(), 1U);
-}
-
-TEST_F(LocalMcuWB, ReleasingOneChannelEndsTheSessionsOfAllAndDeletingOneOnlyItsOwn) {
-    CWBChannel other(78);
-    other.Connect();
-    {
-        CWBChannel third(79);
-        third.Connect();
-        EXPECT_FALSE(third.IsEmpty()) << "never had a session";
-        ConnectSession(5);
-        ConnectSession(6, 79);
-    }
-    EXPECT_EQ(channel.GetWBSessionCount(), 1U);
-    EXPECT_TRUE(Validate(U32(77)));
-    other.ReleaseConnections();
-    EXPECT_EQ(channel.GetWBSessionCount(), 0U);
-    EXPECT_TRUE(host.net.sessions.back()->released);
-    host.TakeSent();
-    ConnectSession(7, 78);
-    EXPECT_TRUE(host.TakeSent().empty()) << "unregistered";
-}
 
 TEST_F(LocalMcuWB, TheSweepDeletesChannelsThatLostAllSessionsAndTheLocalMcuTheOthers) {
     std::vector<unsigned long> deleted;
@@ -151,8 +69,8 @@ TEST_F(LocalMcuWB, SessionsOfAllTransportsShareOneBoard) {
     CReader reader(channel);
     CReader second(channel);
     ConnectSession(5);
-    const uint32_t udp = TakeAck(5);
-    Validate(U32(77));
+    const uint32_t udp = ReadU32(host.TakeSent().at(0).bytes, 6);
+    host.net.TcpServer().Validate(&host.net.NewSession(), 9, U32(77));
     CFakeTcp& tcp = *host.net.sessions.back();
     tcp.TakeSent();
     reader.throws = true;  // its own affair
@@ -188,56 +106,6 @@ TEST_F(LocalMcuWB, ALateJoinerHearsTheAcknowledgementFirstAndThenTheList) {
     EXPECT_EQ(sent[1].bytes[1], 0x25);
     EXPECT_EQ(sent[2].bytes[1], 0x2a);
     EXPECT_EQ(session_wire::Payload(sent[2].bytes.substr(10)), Message(kList, 0, 0, Words({3})));
-}
-
-TEST_F(LocalMcuWB, ClientsAskAsTheyShould) {
-    struct Row {
-        const char* what;
-        std::vector<uint32_t> peer, local;
-        uint16_t localPort;
-        bool peerOnly;
-        std::vector<uint32_t> asked;
-        bool relays;
-    };
-    for (const Row& row : std::vector<Row>{
-             {"the peer's server", {1, 2, 3}, {0, 0, 0}, 9, false, {1, 2, 3}, false},
-             {"one address thrice", {1, 1, 1}, {0, 0, 0}, 0, false, {1}, false},
-             {"the nearer one", {1, 0, 0}, {4, 5, 4}, 9, false, {4, 5}, true},
-             {"which is the same machine", {1, 4, 0}, {4, 5, 0}, 9, false, {1, 4}, false},
-             {"without a port", {1, 0, 0}, {4, 0, 0}, 0, false, {1}, false},
-             {"never the nearer one", {1, 0, 0}, {4, 0, 0}, 9, true, {1}, false},
-         }) {
-        SCOPED_TRACE(row.what);
-        auto* client = CreateWBSessionClientUDP(notify, 77, row.peer[0], row.peer[1], row.peer[2], 7, row.local[0],
-                                                row.local[1], row.local[2], row.localPort, row.peerOnly);
-        const auto sent = host.TakeSent();
-        std::vector<uint32_t> asked;
-        for (const CSentDatagram& one : sent) {
-            asked.push_back(one.ip);
-            EXPECT_EQ(one.port, row.relays ? row.localPort : 7);
-            std::string relay = U32(row.peer[0]) + U32(row.peer[1]) + U32(row.peer[2]) + Hex("0007");
-            if (!row.relays) relay = std::string(14, '\0');
-            EXPECT_EQ(one.bytes, Hex("0424") + one.bytes.substr(2, 4) + U32(77) + relay);
-        }
-        EXPECT_EQ(asked, row.asked);
-        client->ReleaseConnections();
-        client = CreateWBSessionClientTCP(notify, 77, row.peer[0], row.peer[1], row.peer[2], 7, row.local[0],
-                                          row.local[1], row.local[2], row.localPort, 0, "", 0, "", "");
-        CFakeTcp& tcp = host.net.LastClient();
-        tcp.clientNotify->OnTcpClientNotifyConnected();
-        const bool relays = row.relays || row.peerOnly;  // over TCP there is no such wish
-        const auto request = tcp.TakeSent();
-        ASSERT_EQ(request.size(), 1U);
-        EXPECT_EQ(request[0].mode, 1);
-        EXPECT_EQ(request[0].bytes, U32(9) + U32(18) + U32(77) +
-                                        (relays ? U32(row.peer[0]) + U32(row.peer[1]) + U32(row.peer[2]) + Hex("0007")
-                                                : std::string(14, '\0')));
-        EXPECT_EQ(tcp.dialledHost, GetIpAddr(relays ? row.local[0] : row.peer[0]));
-        EXPECT_FALSE(tcp.clientNotify->OnTcpClientNotifyValidate(9, U32(78).data(), 4));
-        EXPECT_FALSE(tcp.clientNotify->OnTcpClientNotifyValidate(9, U32(77).data(), 3));
-        EXPECT_TRUE(notify.connected.empty());
-        client->ReleaseConnections();
-    }
 }
 
 TEST_F(LocalMcuWB, ClientsTakeTheirChannelOrTheFirst) {
@@ -303,26 +171,6 @@ TEST_F(LocalMcuWB, WhereMoreWasSaidThanMayWaitTheFarSideGetsTheListAnew) {
     EXPECT_EQ(session_wire::Payload(sent[0].bytes.substr(6)), Message(kList, 0, 0, Words({3})));
     EXPECT_FALSE(made->IsDisconnected());
     made->ReleaseConnections();
-}
-
-TEST_F(LocalMcuWB, AFailedNegotiationEndsFourSecondsAfterTheLastOneSeen) {
-    auto* client = CreateWBSessionClientP2P(notify, 77, 8);  // no manager: negotiating for ever
-    for (int poll = 0; poll < 100; ++poll) {
-        host.clock.Advance(10000);
-        ASSERT_FALSE(client->IsDisconnected());
-    }
-    client->ReleaseConnections();
-    CAnsweringPeer peer;
-    client = CreateWBSessionClientP2P(notify, 77, 8);
-    peer.Announce("P2P_START_ACK", 8);
-    host.TakeSent();
-    EXPECT_FALSE(client->IsDisconnected());
-    for (int punch = 0; punch < 100; ++punch) peer.Announce("P2P_CMD_ACK", 8);  // until none is left
-    host.clock.Advance(4000);
-    EXPECT_FALSE(client->IsDisconnected());
-    host.clock.Advance(1);
-    EXPECT_TRUE(client->IsDisconnected());
-    client->ReleaseConnections();
 }
 
 }  // namespace
