@@ -35,18 +35,7 @@ private:
 
 /// No datagram is longer than the room that audio has.
 const auto& Judge() {
-    static const CDatagramJudge<CAudioReceiverDatagrams> judge(
-        Reach(), {.kind = 0,
-                  .longest = 1076,
-                  .connectAck = 0x01,
-                  .sent = {{0x02, "frame to a sink"},
-                           {0x04, "receiver told start"},
-                           {0x05, "sink started"},
-                           {0x07, "sink stopped"},
-                           {0x15, "sender started"},
-                           {0x17, "sender stopped"},
-                           {0x19, "frame to a server"}},
-                  .answers = {{0x05, "receiver's start answered"}, {0x07, "receiver's stop answered"}}});
+    static const CDatagramJudge<CAudioReceiverDatagrams> judge(Reach(), ProfileOf(media::kAudio, 1076));
     return judge;
 }
 

@@ -36,15 +36,7 @@ public:
 
 const auto& Judge() {
     static const CDatagramJudge<CDesktopReceiverUDP, CDesktopReceiverP2P> judge(
-        Reach(), {.kind = 5,
-                  .longest = kLongestSessionDatagram,
-                  .connectAck = 0x2c,
-                  .sent = {{0x2e, "sink kept"},
-                           {0x2f, "packet to a sink"},
-                           {0x30, "packet answered"},
-                           {0x34, "packet to a server"},
-                           {0x37, "sender kept"}},
-                  .answers = {{0x2e, "receiver's keep-alive answered"}}});
+        Reach(), ProfileOf(media::kDesktop, kLongestSessionDatagram));
     return judge;
 }
 

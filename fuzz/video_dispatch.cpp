@@ -36,19 +36,8 @@ private:
 };
 
 const auto& Judge() {
-    static const CDatagramJudge<CVideoReceiverDatagrams> judge(
-        Reach(), {.kind = 1,
-                  .longest = kLongestSessionDatagram,
-                  .connectAck = 0x0a,
-                  .sent = {{0x0b, "receiver told start"},
-                           {0x0c, "sink started"},
-                           {0x0e, "sink stopped"},
-                           {0x0f, "packet to a sink"},
-                           {0x10, "packet answered"},
-                           {0x1e, "sender started"},
-                           {0x20, "sender stopped"},
-                           {0x21, "packet to a server"}},
-                  .answers = {{0x0c, "receiver's start answered"}, {0x0e, "receiver's stop answered"}}});
+    static const CDatagramJudge<CVideoReceiverDatagrams> judge(Reach(),
+                                                               ProfileOf(media::kVideo, kLongestSessionDatagram));
     return judge;
 }
 

@@ -1,6 +1,7 @@
 // How the fuzz target of a medium whose datagrams say by themselves what was done learns what it has reached.
 #pragma once
 
+#include "link/media.h"
 #include "support/fake_net.h"
 #include "support/reach.h"
 #include "support/session_wire.h"
@@ -36,6 +37,28 @@ struct JudgeProfile {
     std::vector<Meaning> sent;
     std::vector<Meaning> answers;
 };
+
+/// No datagram that leaves is longer than `longest`.
+inline JudgeProfile ProfileOf(const CMediumRow& row, size_t longest) {
+    const auto code = [](uint8_t one) { return static_cast<char>(one); };
+    const bool stops = row.Stops();
+    JudgeProfile profile{
+        static_cast<char>(row.kind),
+        longest,
+        code(row.sink.connectAck),
+        {{code(row.sink.frame), row.session ? "packet to a sink" : "frame to a sink"},
+         {code(row.sink.keepAliveAck), stops ? "sink started" : "sink kept"},
+         {code(row.source.frame), row.session ? "packet to a server" : "frame to a server"},
+         {code(row.source.keepAliveAck), stops ? "sender started" : "sender kept"}},
+        {{code(row.sink.keepAliveAck), stops ? "receiver's start answered" : "receiver's keep-alive answered"}}};
+    if (row.session) profile.sent.emplace_back(code(row.sink.frameAck), "packet answered");
+    if (!stops) return profile;
+    profile.sent.emplace_back(code(row.sink.keepAlive), "receiver told start");
+    profile.sent.emplace_back(code(row.sink.stopAck), "sink stopped");
+    profile.sent.emplace_back(code(row.source.stopAck), "sender stopped");
+    profile.answers.emplace_back(code(row.sink.stopAck), "receiver's stop answered");
+    return profile;
+}
 
 /// `TReceivers` are the classes of receivers that datagrams reach.
 template <class... TReceivers>

@@ -8,13 +8,12 @@ using session_wire::U32;
 
 namespace {
 
-constexpr StreamCodes kCodes{"00", "00", "01", "04", "02", "12", "13", "17", 1};
 const std::string kStart(1, '\0');
 const std::string kStop(1, '\1');
 
 class Audio : public testing::Test, protected CStreamHost {
 protected:
-    Audio() : CStreamHost(kCodes) {}
+    Audio() : CStreamHost(media::kAudio) {}
 };
 
 TEST_F(Audio, APublisherIsToldHowManyListenOnEveryChangeAndEveryTwoSeconds) {
@@ -32,21 +31,21 @@ TEST_F(Audio, APublisherIsToldHowManyListenOnEveryChangeAndEveryTwoSeconds) {
     const uint32_t bob = Connect(kChannel, 9, kBob);
     EXPECT_TRUE(host.Take(kAlice).empty()) << "who has not started wants nothing";
     using Texts = std::vector<std::string>;
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000001"});
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     EXPECT_TRUE(host.Take(kAlice).empty()) << "no news";
     const uint32_t carol = Listen(kChannel, 10, kCarol);
     EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000002"});
     host.Run(2300);  // the work of a second, twice
     EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000002"});
-    Say("06", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
     EXPECT_EQ(host.Take(kAlice), Texts{"00140000000500000001"});
-    Say("08", carol, kCarol);
+    Say(m_sink.disconnect, carol, kCarol);
     EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"});
     host.Run(2300);  // the work of a second, twice
     EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"});
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     host.Take(kAlice);
     host.server->Drain();
     EXPECT_EQ(host.Take(kAlice), Texts{"001600000005"}) << "the server ends";
@@ -57,7 +56,7 @@ TEST_F(Audio, FramesReachThoseWhoListenAndNobodyElse) {
     const uint32_t bob = Listen(kChannel, 9, kBob);
     Connect(kChannel, 10, kCarol);
     const auto heard = [&](const std::string& frame, const CEndpointAddress& from = kAlice) {
-        Say("19", source, from, frame);
+        Say(m_source.frame, source, from, frame);
         return host.TakeCount(kBob, "0002");
     };
     EXPECT_EQ(heard("frame"), 1U);
@@ -66,16 +65,16 @@ TEST_F(Audio, FramesReachThoseWhoListenAndNobodyElse) {
     EXPECT_EQ(heard(std::string(1066, 'x')), 1U);
     EXPECT_EQ(heard(std::string(1067, 'x')), 0U);
     EXPECT_EQ(heard("22"), 0U);
-    Say("06", bob, kCarol);
+    Say(m_sink.stop, bob, kCarol);
     EXPECT_EQ(heard("frame"), 1U) << "stopped by somebody else";
-    Say("06", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
     EXPECT_EQ(heard("frame"), 0U);
     EXPECT_EQ(Status().traffic.framesIn, 4U);
     EXPECT_EQ(Status().traffic.framesOut, 3U);
-    Say("18", source, kAlice);
+    Say(m_source.disconnect, source, kAlice);
     EXPECT_EQ(host.LastLine(), "audio source 10.0.0.1:1001 (udp) left channel 77");
     EXPECT_EQ(Status().sinksUdp, 2U) << "its subscribers stay";
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     EXPECT_EQ(Publish(kChannel, kCarol) != 0 ? heard("frame") : 1U, 0U) << "the old ID is gone";
 }
 
@@ -129,7 +128,7 @@ TEST_F(Audio, ASlowTcpSubscriberIsLetGoAndHoldsNobodyUp) {
     Listen(kChannel, 9, kBob);
     slow->queued = 520000;  // with 2 bytes in each
     slow->queuedBytes = 1 << 20;
-    Say("19", source, kAlice, "frame");
+    Say(m_source.frame, source, kAlice, "frame");
     EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
     host.Run(2000);
     EXPECT_TRUE(slow->released);
@@ -154,17 +153,17 @@ TEST_F(Audio, AChannelAtAnotherServerIsFetchedOnceAndOnlyWhileItIsWanted) {
     host.Run(100);
     const uint32_t bob = host.LastID(kBob, "0001", 6);
     ASSERT_NE(bob, 0U);
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     host.Take(kBob);
     host.Deliver(Hex("0002") + leg + U32(600) + "frame", kFar);
     EXPECT_EQ(host.TakeCount(kBob, "0002"), 1U);
     host.Take(kFar);
     host.Run(2000);
     EXPECT_EQ(host.TakeCount(kFar, "0006"), 0U);
-    Say("06", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
     host.Run(100);
     EXPECT_EQ(host.TakeCount(kFar, "0006"), 2U) << "nobody wants it at the moment";
-    Say("04", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     host.Run(100);
     EXPECT_EQ(host.TakeCount(kFar, "0004"), 2U);
 }

@@ -23,50 +23,24 @@ size_t SinksAt(TTables& tables, uint32_t ip) {
 }
 
 struct MediumRow {
-    const char* name;
-    StreamCodes codes;
-    const char *sinkStop, *sinkStopAck, *sourceFrame, *sourceDisconnect;
+    const CMediumRow& medium;
     std::string frame;    // what its publisher sends behind the ID
     size_t leastOfIt;     // bytes of it that are one as well
     uint8_t first, last;  // codes
     size_t (*sinksAt)(uint32_t ip);
 };
+std::ostream& operator<<(std::ostream& out, const MediumRow& row) { return out << row.medium.name; }
 
 const MediumRow kMedia[] = {
-    {"Audio",
-     {"00", "00", "01", "04", "02", "12", "13", "17", 1},
-     "06",
-     "07",
-     "19",
-     "18",
-     "frame",
-     3,
-     0x00,
-     0x1a,
-     [](uint32_t ip) { return SinksAt(GetLocalMCUAudio()->Tables(), ip); }},
-    {"Video",
-     {"01", "09", "0a", "0b", "0f", "1b", "1c", "20", 2},
-     "0d",
-     "0e",
-     "21",
-     "23",
-     Data(0, "K"),
-     12,  // an empty packet
-     0x09,
-     0x24,
+    {media::kAudio, "frame", 3, 0x00, 0x1a, [](uint32_t ip) { return SinksAt(GetLocalMCUAudio()->Tables(), ip); }},
+    {media::kVideo, Data(0, "K"), 12 /* an empty packet */, 0x09, 0x24,
      [](uint32_t ip) { return SinksAt(GetLocalMCUVideo()->Tables(), ip); }},
 };
 
 class StreamInput : public testing::TestWithParam<MediumRow>, protected CStreamHost {
 protected:
-    StreamInput() : CStreamHost(GetParam().codes) {}
+    StreamInput() : CStreamHost(GetParam().medium) {}
 
-    std::string Short(uint32_t receiverID) const {
-        return Hex(Code(GetParam().codes.sinkConnect)) + U32(receiverID) + U32(kChannel) + U32(1);
-    }
-    std::string Claim(uint32_t channelID, uint32_t key) const {
-        return Hex(Code(GetParam().codes.sourceConnect)) + U32(channelID) + U32(key);
-    }
     /// All that a datagram can change.
     std::string State() {
         const CMediumStatus status = Status();
@@ -83,7 +57,7 @@ TEST_P(StreamInput, FloodsOfRequestsStayWithinBounds) {
     const uint32_t bob = Listen(kChannel, 9, kBob);
     for (uint32_t i = 0; i < 20000; ++i) {
         const CEndpointAddress stranger{0x20000000 + i, 9};
-        const std::string request = i % 2 ? Short(100 + i) : Claim(1000 + i, i);
+        const std::string request = i % 2 ? Request(100 + i, kChannel) : Claim(1000 + i, i);
         host.clock.Advance(1);
         host.Deliver(request, stranger);
         size_t sent = 0;
@@ -95,12 +69,11 @@ TEST_P(StreamInput, FloodsOfRequestsStayWithinBounds) {
     constexpr uint32_t kOne = 0x30000000;
     for (uint32_t i = 0; i < 200; ++i) Connect(kChannel, 50000 + i, {kOne, static_cast<uint16_t>(i + 1)});
     EXPECT_EQ(GetParam().sinksAt(kOne), 64U);
-    Say(GetParam().sinkStop, bob, kBob);
-    EXPECT_EQ(host.TakeCount(kBob, Code(GetParam().sinkStopAck)), 1U) << "who is there is still served";
+    Say(m_sink.stop, bob, kBob);
+    EXPECT_EQ(host.TakeCount(kBob, Code(m_sink.stopAck)), 1U) << "who is there is still served";
 }
 
 TEST_P(StreamInput, OnlyTheRightLengthsDoAnything) {
-    const MediumRow& medium = GetParam();
     const uint32_t source = Publish(kChannel, kAlice);
     Listen(kChannel, 9, kBob);
     host.Take(kAlice);
@@ -117,20 +90,20 @@ TEST_P(StreamInput, OnlyTheRightLengthsDoAnything) {
         host.Deliver(datagram, address);
         EXPECT_NE(State(), before) << "its own length";
     };
-    const auto one = [&](const char* code, uint32_t id) { return Hex(Code(code)) + U32(id); };
-    tryLengths("short request", Short(10), 14, true, kCarol);
+    const auto one = [&](uint8_t code, uint32_t id) { return Datagram(m_medium, code, {id}); };
+    tryLengths("short request", Request(10, kChannel), 14, true, kCarol);
     // Of a channel that is not here, so that the short form that it begins with is nothing.
-    const std::string request = Hex(Code(medium.codes.sinkConnect)) + U32(11) + U32(78) + U32(kFar.ip) +
-                                std::string(8, '\0') + U32(kFar.port).substr(2) + U32(1);
+    const std::string request =
+        Datagram(m_medium, m_sink.connect, {11, 78, kFar.ip, 0, 0}, U32(kFar.port).substr(2) + U32(1));
     tryLengths("long request", request, 28, true, kCarol);
     host.Deliver(Claim(79, 6), kCarol);
-    const uint32_t claimed = host.LastID(kCarol, Code(medium.codes.sourceConnectAck), 6);
+    const uint32_t claimed = host.LastID(kCarol, Code(m_source.connectAck), 6);
     host.Take(kCarol);
     tryLengths("claim", Claim(80, 7), 10, true, kCarol);
-    tryLengths("claim's proof", one(medium.codes.sourceStopAck, claimed), 6, true, kCarol);
-    const std::string head = one(medium.sourceFrame, source);
-    tryLengths("frame", head + medium.frame, head.size() + medium.leastOfIt, false, kAlice);
-    tryLengths("goodbye", one(medium.sourceDisconnect, source), 6, true, kAlice);
+    tryLengths("claim's proof", one(m_source.stopAck, claimed), 6, true, kCarol);
+    const std::string head = one(m_source.frame, source);
+    tryLengths("frame", head + GetParam().frame, head.size() + GetParam().leastOfIt, false, kAlice);
+    tryLengths("goodbye", one(m_source.disconnect, source), 6, true, kAlice);
 }
 
 TEST_P(StreamInput, AnyBytesAreTaken) {
@@ -141,7 +114,7 @@ TEST_P(StreamInput, AnyBytesAreTaken) {
     for (int i = 0; i < 20000; ++i) {
         std::string bytes(2 + random() % 64, '\0');
         for (char& byte : bytes) byte = static_cast<char>(random());
-        bytes[0] = Hex(medium.codes.kind)[0];
+        bytes[0] = static_cast<char>(m_medium.kind);
         if (i % 4 != 0) bytes[1] = static_cast<char>(medium.first + random() % (medium.last - medium.first));
         if (bytes.size() > 6 && i % 3 == 0) bytes.replace(2, 4, U32(i % 6 == 0 ? source : sink));
         host.Deliver(bytes, i % 5 == 0   ? kAlice
@@ -155,7 +128,6 @@ TEST_P(StreamInput, AnyBytesAreTaken) {
     EXPECT_NE(Connect(kChannel + 1, 12, kBob), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Media, StreamInput, testing::ValuesIn(kMedia),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Media, StreamInput, testing::ValuesIn(kMedia), testing::PrintToStringParamName());
 
 }  // namespace

@@ -9,7 +9,6 @@ using session_wire::U32;
 
 namespace {
 
-constexpr StreamCodes kCodes{"01", "09", "0a", "0b", "0f", "1b", "1c", "20", 2};
 const std::string kStart(1, '\4');
 const std::string kStop(1, '\5');
 const std::string kRequest(1, '\6');
@@ -23,11 +22,11 @@ CServerOptions SmallQueues() {
 
 class Video : public testing::Test, protected CStreamHost {
 protected:
-    Video() : CStreamHost(kCodes, SmallQueues()) {}
+    Video() : CStreamHost(media::kVideo, SmallQueues()) {}
 
     /// A frame of at most 1040 bytes of Alice, who publishes.
     void Send(uint32_t source, const std::string& frame) {
-        Say("21", source, kAlice, Data(m_usNext++, frame));
+        Say(m_source.frame, source, kAlice, Data(m_usNext++, frame));
         host.Take(kAlice);
     }
     /// Requests that have reached Alice since the last call; she acknowledges what comes.
@@ -38,7 +37,7 @@ protected:
             const std::string packet = Hex(one.substr(12));
             if (!session_wire::IsData(packet)) continue;
             EXPECT_EQ(session_wire::Payload(packet), kZero);
-            Say("21", source, kAlice, Ack(session_wire::Sequence(packet)));
+            Say(m_source.frame, source, kAlice, Ack(session_wire::Sequence(packet)));
             ++asked;
         }
         return asked;
@@ -54,17 +53,17 @@ TEST_F(Video, FramesGoThroughSessionsBothWays) {
     const uint32_t source = Publish(kChannel, kAlice);
     const uint32_t bob = Listen(kChannel, 9, kBob);
     host.Take(kAlice);
-    Say("21", source, kAlice, Data(0, Key(100)));
+    Say(m_source.frame, source, kAlice, Data(0, Key(100)));
     EXPECT_EQ(host.Take(kAlice).back(), ToHex(Hex("0122") + U32(kKey) + session_wire::Packet(0, 0x21, 31 << 3, "")))
         << "with the widest window that can be said";
     EXPECT_EQ(host.Take(kBob), std::vector<std::string>{ToHex(Hex("010f") + U32(9) + U32(bob) + Data(0, Key(100)))});
-    Say("21", source, kAlice, Data(1, Key(3)));
-    Say("10", bob, kBob, Ack(0));
+    Say(m_source.frame, source, kAlice, Data(1, Key(3)));
+    Say(m_sink.frameAck, bob, kBob, Ack(0));
     EXPECT_EQ(TakeFrames(kBob), 0U);
-    Say("21", source, kCarol, Data(2, Key(100)));
+    Say(m_source.frame, source, kCarol, Data(2, Key(100)));
     EXPECT_EQ(TakeFrames(kBob), 0U) << "of somebody else";
     host.Take(kAlice);
-    Say("11", bob, kBob);
+    Say(m_sink.disconnect, bob, kBob);
     EXPECT_EQ(host.Take(kAlice), std::vector<std::string>{"011f00000005"});
 }
 
@@ -73,7 +72,7 @@ TEST_F(Video, RequestsOfManyWithinAShortWhileAreOne) {
     const uint32_t source = Publish(kChannel, kAlice);
     std::vector<uint32_t> sinks;
     for (uint32_t i = 0; i < 10; ++i) sinks.push_back(Connect(kChannel, 100 + i, {0x0a000100 + i, 9}));
-    const auto start = [&](uint32_t i) { Say("0b", sinks[i], {0x0a000100 + i, 9}); };
+    const auto start = [&](uint32_t i) { Say(m_sink.keepAlive, sinks[i], {0x0a000100 + i, 9}); };
     const auto turn = [&](uint32_t milliseconds) {
         host.Run(milliseconds, 10);
         return Asked(source);
@@ -87,7 +86,7 @@ TEST_F(Video, RequestsOfManyWithinAShortWhileAreOne) {
     }
     EXPECT_EQ(turn(100), 0) << "the one in flight serves them too";
     for (int i = 0; i < 100; ++i) {
-        Say("10", sinks[0], {0x0a000100, 9}, Data(static_cast<uint16_t>(i), kZero));
+        Say(m_sink.frameAck, sinks[0], {0x0a000100, 9}, Data(static_cast<uint16_t>(i), kZero));
         host.Run(1, 1);
     }
     EXPECT_EQ(Asked(source), 1) << "a hundred within 100 ms";
@@ -98,7 +97,7 @@ TEST_F(Video, RequestsOfManyWithinAShortWhileAreOne) {
     start(9);
     EXPECT_EQ(turn(100), 0) << "too soon";
     EXPECT_EQ(turn(100), 1) << "but the last key frame was not for it";
-    Say("0d", sinks[9], {0x0a000109, 9});
+    Say(m_sink.stop, sinks[9], {0x0a000109, 9});
     start(9);
     Send(source, Key(10));
     EXPECT_EQ(turn(1000), 0) << "this one was";
@@ -109,7 +108,7 @@ TEST_F(Video, ANewPublisherIsAskedForWhoeverWaits) {
     Listen(kChannel, 9, kBob);
     host.Run(10, 10);
     EXPECT_EQ(Asked(source), 1);
-    Say("23", source, kAlice);
+    Say(m_source.disconnect, source, kAlice);
     const uint32_t carol = Listen(kChannel, 10, kCarol);
     EXPECT_NE(carol, 0U);
     host.Run(2000, 10);
@@ -118,7 +117,7 @@ TEST_F(Video, ANewPublisherIsAskedForWhoeverWaits) {
     host.Run(10, 10);
     EXPECT_EQ(Asked(source), 1);
 
-    Say("23", source, kAlice);
+    Say(m_source.disconnect, source, kAlice);
     CFakeTcp* over = host.Validate(7, U32(kChannel));
     ASSERT_TRUE(over);
     host.Run(300, 10);
@@ -136,10 +135,10 @@ TEST_F(Video, APublisherIsAskedAgainWhenNoKeyFrameComes) {
     EXPECT_EQ(Asked(source), 0);
     host.Run(200, 10);
     EXPECT_EQ(Asked(source), 1);
-    Say("0d", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
     host.Run(5000, 10);
     EXPECT_EQ(Asked(source), 0) << "nobody watches";
-    Say("0b", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     host.Run(10, 10);
     EXPECT_EQ(Asked(source), 1);
     Send(source, Key(10));
@@ -192,7 +191,7 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
     const auto send = [&](const std::string& frame) {
         Send(source, frame);
         EXPECT_EQ(TakeFrames(kCarol), 1U) << "a slow one holds nobody up";
-        Say("10", quick, kCarol, Ack(acknowledged++));
+        Say(m_sink.frameAck, quick, kCarol, Ack(acknowledged++));
     };
     send(Delta(100));
     for (int round = 0; round < 3; ++round) {
@@ -219,7 +218,7 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
     host.Run(13000);
     EXPECT_EQ(Status().sinksUdp, 1U) << "no key frame came";
     EXPECT_TRUE(tcp->released);
-    Say("0b", slow, kBob);
+    Say(m_sink.keepAlive, slow, kBob);
     EXPECT_TRUE(host.Take(kBob).empty() || TakeFrames(kBob) == 0U);
     send(Key(100));
 }
@@ -249,7 +248,7 @@ TEST_F(Video, AFarServerIsAskedAgainUntilAKeyFrameComes) {
             }
         }
     };
-    Say("0b", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     run(1600);
     ASSERT_EQ(askedAt.size(), 4U) << "at once, and every half second";
     for (size_t i = 1; i < askedAt.size(); ++i) EXPECT_EQ(askedAt[i] - askedAt[i - 1], 500U);
@@ -262,16 +261,16 @@ TEST_F(Video, AFarServerIsAskedAgainUntilAKeyFrameComes) {
     EXPECT_EQ(askedAt.size(), 5U);
     EXPECT_EQ(Status().relays, 1U);
     host.Take(kBob);
-    Say("10", bob, kBob, Ack(0));
+    Say(m_sink.frameAck, bob, kBob, Ack(0));
     EXPECT_EQ(TakeFrames(kBob), 1U);
-    Say("0d", bob, kBob);
-    Say("0b", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     run(10);
     EXPECT_EQ(askedAt.size(), 6U) << "he lacks one again";
-    Say("0d", bob, kBob);
+    Say(m_sink.stop, bob, kBob);
     run(3000);
     EXPECT_EQ(askedAt.size(), 6U) << "none can come while nobody watches";
-    Say("0b", bob, kBob);
+    Say(m_sink.keepAlive, bob, kBob);
     run(1200);
     EXPECT_EQ(askedAt.size(), 9U);
 }
@@ -299,7 +298,7 @@ TEST_F(Video, APublisherThatNeverAcknowledgesIsNotAskedWithoutEnd) {
     Publish(kChannel, kAlice);
     const uint32_t bob = Listen(kChannel, 9, kBob);
     for (uint16_t i = 0; i < 1000; ++i) {
-        Say("10", bob, kBob, Data(i, kZero));
+        Say(m_sink.frameAck, bob, kBob, Data(i, kZero));
         host.Run(210, 70);
     }
     EXPECT_LE(Status().queuedFrames, 1U);
