@@ -1,6 +1,6 @@
 // Pictures of a screen between real processes.
-#include "e2e/pipe.h"
 #include "e2e/transfer_fixture.h"
+#include "support/pipe.h"
 
 #include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/demo/test_picture.h"
@@ -12,7 +12,6 @@
 #include <filesystem>
 #include <fstream>
 
-using e2e::CPipe;
 using e2e::CTransferTest;
 using e2e::kDeadlineMs;
 using lumo::CChildProcess;

@@ -1,6 +1,6 @@
 // A moving sample between real processes.
-#include "e2e/pipe.h"
 #include "e2e/transfer_fixture.h"
+#include "support/pipe.h"
 
 #include "tools/lumo/media/video_check.h"
 
@@ -90,7 +90,7 @@ TEST_F(VideoStreams, AWatcherGoesDirectlyWhileThatIsPossible) {
 TEST_F(VideoStreams, TheGoodbyeWaitsForTheSlowestLink) {
     CChildProcess relay, publisher, relayed, direct;
     StartRelay(relay);
-    e2e::CPipe camera;
+    CPipe camera;
     Publish(publisher, Mcu(), {"--fps", "0", "--peers"}, camera.read.Get());
     Subscribe(relayed, Mcu(), "relayed", {"--path", "relay", "--wait", "10"});
     Subscribe(direct, Mcu(), "direct", {"--path", "p2p", "--wait", "10"});

@@ -1,30 +1,27 @@
 // Opus in Ogg to audio frames and back, through a network that loses, delays and repeats.
 #include "opened_medium.h"
+#include "support/pipe.h"
+#include "support/scratch.h"
+#include "tools/lumo/demo/samples.h"
 #include "tools/lumo/media/audio_publish_medium.h"
 #include "tools/lumo/media/audio_publisher.h"
 #include "tools/lumo/media/audio_recorder.h"
 #include "tools/lumo/media/opus_packet.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <random>
 
 using namespace lumo;
 
 namespace {
 
-std::string Sample() {
-    std::ifstream file(LUMO_SOURCE_DIR "/assets/sample.opus", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+const std::string& Spoken() {
+    static const std::string bytes(Sample("sample.opus"));
+    return bytes;
 }
 
 struct Stream {
     std::vector<std::string> packets;
     std::string head;
-    uint64_t lastGranule = 0;
 };
 
 /// Packets of an Ogg stream, fed in pieces of that size.
@@ -69,8 +66,6 @@ std::vector<std::pair<uint64_t, std::string>> Published(const std::string& bytes
 
 class AudioRecording : public ::testing::Test {
 protected:
-    AudioRecording() : file(std::tmpfile()), writer(file), recorder(&writer) {}
-    ~AudioRecording() override { std::fclose(file); }
     void Arrive(const std::string& frame, uint64_t ms) {
         EXPECT_TRUE(recorder.OnFrame(frame.data(), frame.size(), ms * 1000));
         recorder.Tick(ms * 1000);
@@ -78,15 +73,17 @@ protected:
     std::string Written() {
         recorder.Finish();
         EXPECT_TRUE(writer.Good());
-        std::string bytes(static_cast<size_t>(std::ftell(file)), '\0');
-        std::rewind(file);
-        EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
-        return bytes;
+        return file.Content();
     }
-    std::FILE* file;
-    COggOpusWriter writer;
-    CAudioRecorder recorder;
+    const CUnnamedFile file;
+    COggOpusWriter writer{file.Get()};
+    CAudioRecorder recorder{&writer};
 };
+
+const Stream& Whole() {
+    static const Stream whole = Read(Spoken(), Spoken().size());
+    return whole;
+}
 
 TEST(OpusPacket, TellsItsLengthOrThatItIsNone) {
     const std::pair<std::string, uint32_t> rows[] = {{"", 0},
@@ -114,111 +111,86 @@ TEST(AudioFrames, EveryLengthIsChecked) {
 }
 
 TEST(OggOpus, ComesInPiecesOfAnySizeAndRefusesWhatItIsNot) {
-    const std::string bytes = Sample();
-    const Stream whole = Read(bytes, bytes.size());
-    EXPECT_EQ(whole.packets.size(), 1039U);
-    EXPECT_EQ(Read(bytes, 1).packets, whole.packets);
-    EXPECT_EQ(Read(bytes, 1009).packets, whole.packets);
+    EXPECT_EQ(Whole().packets.size(), 1039U);
+    for (const size_t piece : {1U, 1009U}) EXPECT_EQ(Read(Spoken(), piece).packets, Whole().packets) << piece;
+    std::string problem;
     for (const std::string& foreign :
-         {std::string("not Ogg at all"), std::string(), bytes.substr(0, 40), bytes.substr(0, 1000)}) {
-        std::string problem;
+         {std::string("not Ogg at all"), std::string(), Spoken().substr(0, 40), Spoken().substr(0, 1000)}) {
         Published(foreign, &problem);
         EXPECT_NE(problem, "") << foreign.size();
     }
     std::mt19937 random(1);
     for (int round = 0; round < 200; ++round) {  // damaged streams give packets or a problem, nothing worse
-        std::string damaged = bytes.substr(0, 4000);
+        std::string damaged = Spoken().substr(0, 4000);
         for (int i = 0; i < 10; ++i) damaged[random() % damaged.size()] = static_cast<char>(random());
-        std::string problem;
         EXPECT_LT(Published(damaged, &problem).size(), 400U);
     }
 }
 
-TEST(OggOpus, APacketOverTheFrameLimitIsAnErrorSaidAloud) {
-    std::FILE* file = std::tmpfile();
-    COggOpusWriter writer(file);
+TEST_F(AudioRecording, APacketOverTheFrameLimitIsAnErrorSaidAloud) {
     writer.Begin("OpusHead" + std::string("\1\1\x38\1\x80\xbb\0\0\0\0\0", 11), "OpusTags" + std::string(8, '\0'));
     writer.Write("\x08" + std::string(1046, 'x'), 960);
-    writer.End();
-    std::string bytes(static_cast<size_t>(std::ftell(file)), '\0');
-    std::rewind(file);
-    ASSERT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
-    std::fclose(file);
     std::string problem;
-    Published(bytes, &problem);
+    Published(Written(), &problem);
     EXPECT_NE(problem.find("1047 bytes does not fit"), std::string::npos) << problem;
 }
 
 TEST(AudioPublishing, WhatComesLateLeavesAtItsPaceAndNotAtOnce) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const CFileDescriptor from(ends[0]), into(ends[1]);
-    const std::string bytes = Sample(), path = "/dev/fd/" + std::to_string(ends[0]);
-    COpenedMedium<CAudioPublishMedium> opened({path});
+    const CPipe pipe;
+    COpenedMedium<CAudioPublishMedium> opened({"/dev/fd/" + std::to_string(pipe.read.Get())});
     CAudioPublishMedium& medium = opened.medium;
     medium.Turn(1000);
     EXPECT_GE(medium.WaitFd(), 0) << "waits for bytes";
-    const auto feed = [&](size_t from, size_t to) {
-        ASSERT_EQ(write(ends[1], bytes.data() + from, to - from), static_cast<ssize_t>(to - from));
-    };
-    feed(0, 4171);  // the heads and a page of a second
+    pipe.Write(Spoken().substr(0, 4171));  // the heads and a page of a second
     EXPECT_EQ(medium.Turn(5000), 20U);
     EXPECT_EQ(medium.Details()["packets"], 1);
     for (uint64_t now = 5020; now <= 5980; now += 20) medium.Turn(now);
     EXPECT_EQ(medium.Details()["packets"], 50);
-    feed(4171, 7568);
+    pipe.Write(Spoken().substr(4171, 7568 - 4171));
     EXPECT_EQ(medium.Turn(10000), 20U);
     EXPECT_EQ(medium.Details()["packets"], 56) << "100 ms are made up for";
     EXPECT_EQ(medium.Details()["heard"], false);
 }
 
-TEST_F(AudioRecording, WithoutLossTheSamePacketsComeOutAtTheSamePlace) {
-    const std::string bytes = Sample();
-    for (const auto& [ms, frame] : Published(bytes)) Arrive(frame, ms + 3);
-    EXPECT_TRUE(recorder.Ended());
-    const Stream before = Read(bytes, bytes.size()), after = Read(Written(), 4096);
-    EXPECT_EQ(after.packets, before.packets);
-    EXPECT_EQ(after.head, before.head);
-    const AudioReport report = recorder.Report();
-    EXPECT_EQ(report.packets, before.packets.size());
-    EXPECT_EQ(report.lost + report.late, 0U);
-    EXPECT_NEAR(report.delayP50Ms, 3, 0.01);
-    EXPECT_LT(report.jitterMs, 1);
-}
-
 TEST_F(AudioRecording, TwoSecondsBeforeTheHeadsAreKept) {
-    const std::string bytes = Sample();
-    const auto frames = Published(bytes);
+    const auto frames = Published(Spoken());
     for (size_t i = 2; i < 105; ++i) Arrive(frames[i].second, frames[i].first);  // from behind the first heads
-    const Stream before = Read(bytes, bytes.size()), after = Read(Written(), 4096);
-    EXPECT_EQ(after.packets, std::vector<std::string>(before.packets.begin(), before.packets.begin() + 101));
+    const auto first = Whole().packets.begin();
+    EXPECT_EQ(Read(Written(), 4096).packets, std::vector<std::string>(first, first + 101));
 }
 
 TEST_F(AudioRecording, OvertakenPacketsAreWaitedForAndLostOnesConcealed) {
-    const std::string bytes = Sample();
-    const auto frames = Published(bytes);
+    const auto frames = Published(Spoken());
     size_t lost = 0;
-    for (size_t i = 0; i + 1 < frames.size(); ++i) {
+    for (size_t i = 0; i < frames.size(); ++i) {
         AudioFrame frame;
         ASSERT_TRUE(Decode(frames[i].second.data(), frames[i].second.size(), frame));
-        if (!frame.IsControl() && frame.sequence % 100 == 50) {
+        const uint32_t place = frame.IsControl() ? 0 : frame.sequence % 100;
+        if (place == 50) {
             ++lost;
-        } else if (!frame.IsControl() && frame.sequence % 100 == 70) {
-            Arrive(frames[i + 1].second, frames[i].first + 25);  // overtakes it
-            Arrive(frames[i].second, frames[i].first + 30);
-            Arrive(frames[i].second, frames[i].first + 35);  // and once more
+        } else if (place == 70) {
+            Arrive(frames[i + 1].second, frames[i].first + 25);                                   // overtakes it
+            for (const uint64_t ms : {30U, 35U}) Arrive(frames[i].second, frames[i].first + ms);  // and once more
             ++i;
         } else {
             Arrive(frames[i].second, frames[i].first + 3);
         }
+        if (i == 40) {
+            EXPECT_LT(recorder.Report().jitterMs, 1) << "all have come on time";
+        }
     }
-    const Stream before = Read(bytes, bytes.size()), after = Read(Written(), 4096);
-    ASSERT_EQ(after.packets.size(), before.packets.size());
+    EXPECT_TRUE(recorder.Ended());
+    const Stream after = Read(Written(), 4096);
+    EXPECT_EQ(after.head, Whole().head);
+    ASSERT_EQ(after.packets.size(), Whole().packets.size());
     for (size_t i = 0; i < after.packets.size(); ++i)
-        EXPECT_EQ(after.packets[i], i % 100 == 50 ? LostOpusPacket(before.packets[i - 1]) : before.packets[i]) << i;
-    EXPECT_EQ(recorder.Report().lost, lost);
-    EXPECT_NEAR(recorder.Report().lostPercent, 100.0 * static_cast<double>(lost) / 1039, 1e-9);
-    EXPECT_EQ(recorder.Report().late, 10U);
+        EXPECT_EQ(after.packets[i], i % 100 == 50 ? LostOpusPacket(Whole().packets[i - 1]) : Whole().packets[i]) << i;
+    const AudioReport report = recorder.Report();
+    EXPECT_EQ(report.packets + report.lost, 1039U);
+    EXPECT_EQ(report.lost, lost);
+    EXPECT_NEAR(report.lostPercent, 100.0 * static_cast<double>(lost) / 1039, 1e-9);
+    EXPECT_EQ(report.late, 10U);
+    EXPECT_NEAR(report.delayP50Ms, 3, 0.01);
 }
 
 TEST_F(AudioRecording, SequencesWrapAndPublishersBeginAnew) {

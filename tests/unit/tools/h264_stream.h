@@ -1,11 +1,12 @@
 // H.264 byte streams of the tests' own making, and what a reader makes of one.
 #pragma once
 
+#include "tools/lumo/demo/samples.h"
 #include "tools/lumo/media/annexb_reader.h"
+#include "tools/lumo/media/video_index.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,7 @@ inline const std::string kAud = "\0\0\0\1\x09\x10"s, kSps = "\0\0\0\1\x67sps"s, 
 
 inline std::string Idr(const std::string& name) { return "\0\0\1\x65\x88"s + name; }  // begins with macroblock 0
 inline std::string Delta(const std::string& name) { return "\0\0\1\x41\x9a"s + name; }
-inline std::string More(const std::string& name) {
-    return "\0\0\1\x41\x4a"s + name;
-}  // a later slice of the same picture
+inline std::string More(const std::string& name) { return "\0\0\1\x41\x4a"s + name; }  // a later slice of it
 
 struct Stream {
     std::vector<std::string> units;
@@ -60,9 +59,18 @@ inline Stream Read(const std::string& bytes, size_t piece) {
     }
 }
 
-inline std::string Sample() {
-    std::ifstream file(LUMO_SOURCE_DIR "/assets/sample.h264", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+inline std::string Moving() { return std::string(Sample("sample.h264")); }
+
+inline VideoIndex IndexOf(const std::string& bytes) {
+    VideoIndex index;
+    std::string problem;
+    const auto read = [&bytes, at = size_t{0}](char* buffer, size_t size) mutable {
+        const size_t length = bytes.copy(buffer, size, at);
+        at += length;
+        return static_cast<ssize_t>(length);
+    };
+    EXPECT_TRUE(ReadVideoIndex(read, index, problem)) << problem;
+    return index;
 }
 
 }  // namespace h264_stream

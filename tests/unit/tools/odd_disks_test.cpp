@@ -1,5 +1,5 @@
 // Disks that are full, that know less than others, or that give files another owner.
-#include "unit/tools/scratch.h"
+#include "unit/tools/arrivals.h"
 
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -12,7 +12,7 @@
 #include <functional>
 #include <thread>
 
-using namespace scratch;
+using namespace arrivals;
 
 namespace {
 
@@ -38,32 +38,26 @@ void WithFailing(const std::vector<FailingCall>& calls, const std::function<void
 }
 
 TEST(OddDisk, AFullOneLeavesNothingInTheWay) {
-    CScratch scratch;
-    CFileFolder folder(scratch.Open(), {});
+    const CScratch scratch;
     WithFailing({{SYS_pwrite64, ENOSPC}}, [&] {
-        EXPECT_EQ(OpenIn(folder, OfferOf("a", Data())).reason, Failure::NoSpace);
+        EXPECT_EQ(Attempt(scratch).reason, Failure::NoSpace);
         EXPECT_TRUE(scratch.Names().empty());
     });
-    EXPECT_EQ(OpenIn(folder, OfferOf("a", Data())).result, OpenResult::Fetch);
+    EXPECT_EQ(Attempt(scratch).result, OpenResult::Fetch);
 }
 
 TEST(OddDisk, WithoutLocksFilesArriveAllTheSame) {
-    const struct {
-        int error;
-        OpenResult result;
-        const char* problem;
-    } rows[] = {{ENOLCK, OpenResult::Fetch, ""},
-                {ENOSYS, OpenResult::Fetch, ""},
-                {EOPNOTSUPP, OpenResult::Fetch, ""},
-                {EWOULDBLOCK, OpenResult::Refused, "another transfer is writing it"},
-                {EIO, OpenResult::Refused, "cannot lock a.part.map: Input/output error"}};
-    for (const auto& row : rows) {
-        CScratch scratch;
-        CFileFolder folder(scratch.Open(), {});
-        WithFailing({{SYS_flock, row.error}}, [&] {
-            const Opened opened = OpenIn(folder, OfferOf("a", Data()));
-            EXPECT_EQ(opened.result, row.result) << row.error;
-            EXPECT_EQ(opened.problem, row.problem);
+    const std::pair<int, const char*> rows[] = {{ENOLCK, ""},
+                                                {ENOSYS, ""},
+                                                {EOPNOTSUPP, ""},
+                                                {EWOULDBLOCK, "another transfer is writing it"},
+                                                {EIO, "cannot lock a.part.map: Input/output error"}};
+    for (const auto& [error, problem] : rows) {
+        WithFailing({{SYS_flock, error}}, [error = error, problem = std::string(problem)] {
+            const CScratch scratch;
+            const Attempt attempt(scratch);
+            EXPECT_EQ(attempt.result, problem.empty() ? OpenResult::Fetch : OpenResult::Refused) << error;
+            EXPECT_EQ(attempt.problem, problem);
         });
     }
 }
@@ -71,16 +65,15 @@ TEST(OddDisk, WithoutLocksFilesArriveAllTheSame) {
 TEST(OddDisk, TheFinalNameIsTakenWhereRenamesAndLinksAreNotExclusive) {
     for (const bool links : {true, false}) {
         for (const bool taken : {false, true}) {
-            CScratch scratch;
+            const CScratch scratch;
             std::vector<FailingCall> calls{{SYS_renameat2, EINVAL}, {SYS_fsync, EINVAL}};
             if (!links) calls.push_back({SYS_linkat, EPERM});
             WithFailing(calls, [&] {
-                CFileFolder folder(scratch.Open(), {});
-                Opened opened = OpenIn(folder, OfferOf("a", "new"));
-                WriteBlocks(*opened.store, "new", 0, 1);
+                const Attempt attempt(scratch, "new");
+                attempt.Write("new", 0, 1);
                 if (taken) scratch.Put("a", "mine");
-                EXPECT_EQ(opened.store->Commit(), !taken) << opened.store->Problem();
-                EXPECT_EQ(opened.store->Reason(), taken ? Failure::Exists : Failure::None);
+                EXPECT_EQ(attempt->Commit(), !taken) << attempt->Problem();
+                EXPECT_EQ(attempt->Reason(), taken ? Failure::Exists : Failure::None);
             });
             EXPECT_EQ(scratch.Get("a"), taken ? "mine" : "new") << links;
             EXPECT_EQ(scratch.Names().count("a.part"), taken ? 1U : 0U);
@@ -91,19 +84,14 @@ TEST(OddDisk, TheFinalNameIsTakenWhereRenamesAndLinksAreNotExclusive) {
 TEST(OddDisk, OwnersMayBeMappedButStrangersAreKeptOut) {
     if (geteuid() != 0) GTEST_SKIP() << "needs root, to have files of somebody else";
     constexpr uid_t kMapped = 65534, kStranger = 12345;
-    CScratch scratch;
+    const CScratch scratch;
     ASSERT_EQ(chmod((scratch / "").c_str(), 0777), 0);
-    {
-        CFileFolder folder(scratch.Open(), {});
-        Opened opened = OpenIn(folder, OfferOf("a", Data()));
-        WriteBlocks(*opened.store, Data(), 0, 10);
-    }
+    Attempt(scratch, Data()).Write(Data(), 0, 10);
     const auto give = [&](const char* name, uid_t owner) { ASSERT_EQ(chown((scratch / name).c_str(), owner, 0), 0); };
     const auto held = [&] {
-        CFileFolder folder(scratch.Open(), {});
-        const Opened opened = OpenIn(folder, OfferOf("a", Data()));
-        EXPECT_TRUE(opened.store || opened.reason == Failure::Exists) << opened.problem;
-        return opened.store ? opened.store->Have().Held() : 0;
+        const Attempt attempt(scratch);
+        EXPECT_TRUE(attempt.store || attempt.reason == Failure::Exists) << attempt.problem;
+        return attempt.store ? attempt->Have().Held() : 0;
     };
     give("a.part", kMapped);
     give("a.part.map", kMapped);

@@ -1,4 +1,5 @@
 // Pictures out of streams and directories, and into them.
+#include "support/scratch.h"
 #include "tools/lumo/demo/test_picture.h"
 #include "tools/lumo/media/desktop_frame.h"
 #include "tools/lumo/media/picture_sink.h"
@@ -7,12 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <random>
 
 using namespace lumo;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
@@ -47,38 +46,31 @@ std::vector<std::string> Split(const std::string& bytes, size_t piece, uint64_t*
 
 TEST(JpegSplitter, FindsWholePicturesInPiecesOfAnySize) {
     const std::vector<std::string> pictures{Jpeg('a'), Jpeg('b'), Jpeg('c')};
-    for (const size_t piece : {size_t{1}, size_t{2}, size_t{3}, size_t{7}, size_t{64}, size_t{1000000}}) {
+    for (const size_t piece : {1U, 2U, 3U, 7U, 64U, 1000000U}) {
         uint64_t skipped = 1;
         EXPECT_EQ(Split(pictures[0] + pictures[1] + pictures[2], piece, &skipped), pictures) << piece;
         EXPECT_EQ(skipped, 0U) << piece;
     }
-    for (size_t length = 0; length < pictures[0].size(); ++length)
-        EXPECT_EQ(FormatOf(pictures[0].substr(0, length)), PictureFormat::None) << length;
-    EXPECT_EQ(FormatOf(pictures[0]), PictureFormat::Jpeg);
 }
 
 TEST(JpegSplitter, GoesOnBehindWhatIsNone) {
     const std::string good = Jpeg('g');
-    const struct {
-        const char* what;
-        std::string before;
-        uint64_t skipped;
-    } rows[] = {
-        {"foreign bytes", "HTTP/1.1 200 OK\r\n\r\n", 1},
-        {"zeros between", std::string(500, '\0'), 1},
-        {"half a start", "\xff\xd8", 1},
-        {"cut off among its data", good.substr(0, good.size() - 4), 1},
-        {"cut off before its data", "\xff\xd8" + Segment(0xdb, "table"), 1},
-        {"a segment shorter than its own length", std::string("\xff\xd8\xff\xdb\x00\x01", 6), 1},
-        {"no marker where one must be", "\xff\xd8" + Segment(0xdb, "table") + "xyz", 1},
-        {"longer than the limit", "\xff\xd8" + Segment(0xda, "") + std::string(5000, 'x') + "\xff\xd9", 1},
+    const std::pair<const char*, std::string> rows[] = {
+        {"foreign bytes", "HTTP/1.1 200 OK\r\n\r\n"},
+        {"zeros between", std::string(500, '\0')},
+        {"half a start", "\xff\xd8"},
+        {"cut off among its data", good.substr(0, good.size() - 4)},
+        {"cut off before its data", "\xff\xd8" + Segment(0xdb, "table")},
+        {"a segment shorter than its own length", "\xff\xd8\xff\xdb\x00\x01"s},
+        {"no marker where one must be", "\xff\xd8" + Segment(0xdb, "table") + "xyz"},
+        {"longer than the limit", "\xff\xd8" + Segment(0xda, "") + std::string(5000, 'x') + "\xff\xd9"},
     };
-    for (const auto& row : rows) {
-        for (const size_t piece : {size_t{1}, size_t{10}, size_t{100000}}) {
+    for (const auto& [what, before] : rows) {
+        for (const size_t piece : {1U, 10U, 100000U}) {
             uint64_t skipped = 0;
-            const auto pictures = Split(good + row.before + good, piece, &skipped, 1000);
-            EXPECT_EQ(pictures, std::vector<std::string>({good, good})) << row.what << " in pieces of " << piece;
-            EXPECT_GE(skipped, row.skipped) << row.what;
+            const auto pictures = Split(good + before + good, piece, &skipped, 1000);
+            EXPECT_EQ(pictures, std::vector<std::string>({good, good})) << what << " in pieces of " << piece;
+            EXPECT_GE(skipped, 1U) << what;
         }
     }
 }
@@ -97,14 +89,15 @@ TEST(JpegSplitter, DamagedStreamsGivePicturesOrNothing) {
     }
 }
 
-TEST(Pictures, OfAPngEveryChunkMustBeThere) {
-    const std::string png = TestPng(40, 30, 1);
-    EXPECT_EQ(FormatOf(png), PictureFormat::Png);
-    for (size_t length = 0; length < png.size(); ++length)
-        EXPECT_EQ(FormatOf(png.substr(0, length)), PictureFormat::None) << length;
-    std::string lies = png;
-    lies[8] = '\xff';  // the first chunk's length
-    EXPECT_EQ(FormatOf(lies), PictureFormat::None);
+TEST(Pictures, AreWholeOrNone) {
+    std::string png = TestPng(40, 30, 1);
+    for (const auto& [picture, format] : {std::pair(png, PictureFormat::Png), {Jpeg('a'), PictureFormat::Jpeg}}) {
+        EXPECT_EQ(FormatOf(picture), format);
+        for (size_t length = 0; length < picture.size(); ++length)
+            EXPECT_EQ(FormatOf(picture.substr(0, length)), PictureFormat::None) << length;
+    }
+    png[8] = '\xff';  // the first chunk's length
+    EXPECT_EQ(FormatOf(png), PictureFormat::None);
 }
 
 TEST(DesktopFrames, EveryLengthIsChecked) {
@@ -133,27 +126,15 @@ TEST(DesktopFrames, EveryLengthIsChecked) {
     EXPECT_FALSE(Decode((report + "x").data(), report.size() + 1, heard));
 }
 
-class PictureFolder : public ::testing::Test {
-protected:
-    PictureFolder() {
-        std::string pattern = (fs::temp_directory_path() / "lumo-pictures-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-    }
-    ~PictureFolder() override { fs::remove_all(folder); }
-    void Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(folder / name, std::ios::binary) << bytes;
-    }
-    fs::path folder;
-};
-
-TEST_F(PictureFolder, ComesInTheOrderOfNamesAtItsPace) {
-    Write("2.JPG", Jpeg('2'));
-    Write("10.png", TestPng(8, 8, 1));
-    Write("notes.txt", "no picture");
-    fs::create_directory(folder / "0.png");
+TEST(PictureFolder, ComesInTheOrderOfNamesAtItsPace) {
+    const CScratch folder;
+    folder.Put("2.JPG", Jpeg('2'));
+    folder.Put("10.png", TestPng(8, 8, 1));
+    folder.Put("notes.txt", "no picture");
+    folder.Put("0.png/1", "a directory");
     for (const char* name : {"1.png", "3.png"}) fs::create_symlink(folder / "nowhere", folder / name);
     CPictureFolder source(10, true);
-    ASSERT_TRUE(source.Open(folder.string())) << source.Problem();
+    ASSERT_TRUE(source.Open(folder / "")) << source.Problem();
     Picture picture;
     const std::pair<uint64_t, PictureFormat> rows[] = {{1000, PictureFormat::Png},  {1099, PictureFormat::None},
                                                        {1100, PictureFormat::Jpeg}, {1100, PictureFormat::None},
@@ -167,64 +148,58 @@ TEST_F(PictureFolder, ComesInTheOrderOfNamesAtItsPace) {
     EXPECT_EQ(source.WaitMs(1310), 90U);
 }
 
-TEST_F(PictureFolder, SaysWhatIsWrongAndEnds) {
+TEST(PictureFolder, SaysWhatIsWrongAndEnds) {
+    const CScratch folder;
     Picture picture;
     CPictureFolder nowhere(1, false), empty(1, false), good(1, false), cut(1, false);
-    EXPECT_FALSE(nowhere.Open((folder / "nowhere").string()));
-    EXPECT_FALSE(empty.Open(folder.string()));
-    EXPECT_NE(empty.Problem(), "");
-    Write("a.png", TestPng(8, 8, 1));
-    ASSERT_TRUE(good.Open(folder.string()));
+    EXPECT_FALSE(nowhere.Open(folder / "nowhere"));
+    EXPECT_FALSE(empty.Open(folder / ""));
+    folder.Put("a.png", TestPng(8, 8, 1));
+    ASSERT_TRUE(good.Open(folder / ""));
     EXPECT_EQ(good.Fetch(5, picture), IPictureSource::State::Picture);
     EXPECT_EQ(good.Fetch(5, picture), IPictureSource::State::Wait) << "the last one has its time too";
     EXPECT_EQ(good.Fetch(1005, picture), IPictureSource::State::End);
-    Write("a.png", TestPng(8, 8, 1).substr(0, 60));
-    ASSERT_TRUE(cut.Open(folder.string()));
+    folder.Put("a.png", TestPng(8, 8, 1).substr(0, 60));
+    ASSERT_TRUE(cut.Open(folder / ""));
     EXPECT_EQ(cut.Fetch(5, picture), IPictureSource::State::Failed);
     EXPECT_NE(cut.Problem().find("a.png"), std::string::npos) << cut.Problem();
 }
 
-TEST_F(PictureFolder, WhatIsWrittenIsReadAgainAndNothingIsOverwritten) {
-    for (const int round : {0, 1}) {
+TEST(PictureFolder, WhatIsWrittenIsReadAgainAndNothingIsOverwritten) {
+    const CScratch folder;
+    for (const char content : {'a', 'b'}) {
         CPictureFiles sink;
-        ASSERT_TRUE(sink.Open((folder / "out").string())) << sink.Problem();
-        EXPECT_TRUE(sink.Put({PictureFormat::Jpeg, Jpeg(static_cast<char>('a' + round))}));
+        ASSERT_TRUE(sink.Open(folder / "out")) << sink.Problem();
+        EXPECT_TRUE(sink.Put({PictureFormat::Jpeg, Jpeg(content)}));
         EXPECT_TRUE(sink.Put({PictureFormat::Png, TestPng(8, 8, 1)}));
     }
     CPictureFolder source(1, false);
-    ASSERT_TRUE(source.Open((folder / "out").string()));
+    ASSERT_TRUE(source.Open(folder / "out"));
     Picture picture;
-    for (const uint64_t second : {0U, 1U, 2U, 3U})
-        EXPECT_EQ(source.Fetch(second * 1000, picture), IPictureSource::State::Picture) << second;
-    EXPECT_TRUE(fs::exists(folder / "out" / "00000004.png"));
-    CPictureFiles impossible;
-    EXPECT_FALSE(impossible.Open("/dev/null/out"));
+    for (const uint64_t ms : {0U, 1000U, 2000U, 3000U})
+        EXPECT_EQ(source.Fetch(ms, picture), IPictureSource::State::Picture) << ms;
+    EXPECT_TRUE(fs::exists(folder / "out/00000004.png"));
 }
 
-TEST(PictureStream, EndsWithItsBytesAndComplainsOfNone) {
-    for (const std::string& bytes : {Jpeg('a') + Jpeg('b'), std::string("no pictures")}) {
-        size_t at = 0;
-        bool dry = false;  // every other time nothing is there yet
-        CPictureStream source(
-            [&](char* buffer, size_t size) -> ssize_t {
-                if ((dry = !dry)) return -1;
-                const size_t length = std::min({size, bytes.size() - at, size_t{50}});
-                std::copy_n(bytes.data() + at, length, buffer);
-                at += length;
-                return static_cast<ssize_t>(length);
-            },
-            0, 0);
-        Picture picture;
-        int pictures = 0;
-        auto state = IPictureSource::State::Wait;
-        while (state == IPictureSource::State::Wait || state == IPictureSource::State::Picture) {
-            state = source.Fetch(0, picture);
-            pictures += state == IPictureSource::State::Picture ? 1 : 0;
-        }
-        const bool good = bytes.front() == '\xff';
-        EXPECT_EQ(state, good ? IPictureSource::State::End : IPictureSource::State::Failed);
-        EXPECT_EQ(pictures, good ? 2 : 0);
-    }
+TEST(PictureStream, EndsWithItsBytes) {
+    const std::string bytes = Jpeg('a') + Jpeg('b');
+    size_t at = 0;
+    bool dry = false;  // every other time nothing is there yet
+    CPictureStream source(
+        [&](char* buffer, size_t size) -> ssize_t {
+            if ((dry = !dry)) return -1;
+            const size_t length = bytes.copy(buffer, std::min(size, size_t{50}), at);
+            at += length;
+            return static_cast<ssize_t>(length);
+        },
+        0, 0);
+    Picture picture;
+    int pictures = 0;
+    auto state = IPictureSource::State::Wait;
+    for (; state <= IPictureSource::State::Wait; state = source.Fetch(0, picture))
+        pictures += state == IPictureSource::State::Picture ? 1 : 0;
+    EXPECT_EQ(state, IPictureSource::State::End);
+    EXPECT_EQ(pictures, 2);
 }
 
 }  // namespace

@@ -1,15 +1,14 @@
 // Inputs of published streams that fail, come later, or never end.
 #include "tools/lumo/media/stream_files.h"
 #include "opened_medium.h"
+#include "platform/lumonet/socket_address.h"
+#include "support/pipe.h"
+#include "tools/lumo/demo/sockets.h"
 #include "tools/lumo/media/audio_publish_medium.h"
 #include "tools/lumo/media/desktop_publish_medium.h"
 #include "tools/lumo/media/video_publish_medium.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace lumo;
 
@@ -29,39 +28,31 @@ private:
 
 /// Says that it has something, though a read finds nothing: a report of an unreachable port waits in its error queue.
 CFileDescriptor MakeFalseAlarm() {
-    sockaddr_in nobody{};
-    nobody.sin_family = AF_INET;
-    nobody.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* const address = reinterpret_cast<sockaddr*>(&nobody);
-    socklen_t length = sizeof nobody;
-    CFileDescriptor gone(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    CFileDescriptor alarm(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(bind(gone.Get(), address, length), 0);
-    EXPECT_EQ(getsockname(gone.Get(), address, &length), 0);
-    gone.Reset();
+    std::string problem;
+    const Endpoint gone = LocalEndpoint(OpenSocket(SOCK_DGRAM, {INADDR_LOOPBACK, 0}, problem).Get());
+    CFileDescriptor alarm = OpenSocket(SOCK_DGRAM, {INADDR_LOOPBACK, 0}, problem);
+    const sockaddr_in nobody = ToSocketAddress(gone.ip, gone.port);
     int on = 1, error = 0;
-    length = sizeof error;
+    socklen_t length = sizeof error;
     EXPECT_EQ(setsockopt(alarm.Get(), IPPROTO_IP, IP_RECVERR, &on, sizeof on), 0);
-    EXPECT_EQ(connect(alarm.Get(), address, sizeof nobody), 0);
+    EXPECT_EQ(connect(alarm.Get(), reinterpret_cast<const sockaddr*>(&nobody), sizeof nobody), 0);
     EXPECT_EQ(send(alarm.Get(), "x", 1, 0), 1);
     EXPECT_EQ(getsockopt(alarm.Get(), SOL_SOCKET, SO_ERROR, &error, &length), 0);  // takes the error, not the report
     return alarm;
 }
 
 TEST(StreamInput, WhatIsNotThereYetIsNoEnd) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-    CFileDescriptor from(ends[0]), into(ends[1]);
-    const CStandardInput standard(from.Get());
+    CPipe pipe(O_NONBLOCK);
+    const CStandardInput standard(pipe.read.Get());
     CStreamInput input;
     std::string problem;
     ASSERT_TRUE(input.Open("-", problem));
     char byte = 0;
     EXPECT_EQ(input.Read(&byte, 1), -1);
-    ASSERT_EQ(write(into.Get(), "x", 1), 1);
+    pipe.Write("x");
     EXPECT_EQ(input.Read(&byte, 1), 1);
     EXPECT_EQ(byte, 'x');
-    into.Reset();
+    pipe.write.Reset();
     EXPECT_EQ(input.Read(&byte, 1), 0);
     EXPECT_EQ(input.Problem(), "");
     const CFileDescriptor alarm = MakeFalseAlarm();
@@ -93,22 +84,18 @@ TEST(StreamInput, AFailureEndsEveryStreamAloud) {
     }
 }
 
-template <class Medium>
-std::string ProblemOf(const std::vector<std::string>& words) {
-    Medium medium;
-    lumo::CCommandLine line;
-    lumo::CCommand command = line.Root();
-    medium.AddOptions(command);
-    EXPECT_TRUE(line.Run(words));
-    std::string problem;
-    EXPECT_FALSE(medium.Prepare(problem));
-    return problem;
-}
-
 TEST(StreamInput, OnlyAFileCanBeginAgain) {
-    const std::string problem = "/dev/null: --loop needs a file, which can be read again";
-    EXPECT_EQ(ProblemOf<CAudioPublishMedium>({"/dev/null", "--loop"}), problem);
-    EXPECT_EQ(ProblemOf<CVideoPublishMedium>({"/dev/null", "--loop"}), problem);
+    CAudioPublishMedium audio;
+    CVideoPublishMedium video;
+    for (IPublishMedium* const medium : std::initializer_list<IPublishMedium*>{&audio, &video}) {
+        CCommandLine line;
+        CCommand command = line.Root();
+        medium->AddOptions(command);
+        EXPECT_TRUE(line.Run({"/dev/null", "--loop"}));
+        std::string problem;
+        EXPECT_FALSE(medium->Prepare(problem));
+        EXPECT_EQ(problem, "/dev/null: --loop needs a file, which can be read again");
+    }
 }
 
 TEST(StreamInput, AnEndlessOneWithoutPaceLetsOthersHaveTheirTurn) {

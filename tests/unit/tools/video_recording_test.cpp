@@ -1,12 +1,9 @@
 // Video frames that came, and the H.264 byte stream that is written of them.
 #include "h264_stream.h"
+#include "support/scratch.h"
 #include "tools/lumo/media/video_check.h"
 #include "tools/lumo/media/video_frame.h"
 #include "tools/lumo/media/video_recorder.h"
-
-#include <unistd.h>
-
-#include <filesystem>
 
 using namespace h264_stream;
 
@@ -19,19 +16,11 @@ std::string Frame(uint16_t sequence, char kind, const std::string& run = "") {
 
 class VideoRecording : public ::testing::Test {
 protected:
-    VideoRecording() : file(std::tmpfile()), recorder(file) {}
-    ~VideoRecording() override { std::fclose(file); }
     void Arrive(const std::string& frame, bool ours = true) {
         EXPECT_EQ(recorder.OnFrame(frame.data(), frame.size(), now), ours);
     }
-    std::string Written() {
-        std::string bytes(static_cast<size_t>(std::ftell(file)), '\0');
-        std::rewind(file);
-        EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
-        return bytes;
-    }
-    std::FILE* file;
-    CVideoRecorder recorder;
+    const CUnnamedFile file;
+    CVideoRecorder recorder{file.Get()};
     uint64_t now = 1000;
 };
 
@@ -46,7 +35,7 @@ TEST_F(VideoRecording, NothingIsWrittenThatDoesNotDecode) {
              {9, 'K'}, {10, '-'}, {13, '-'}, {14, '-'}, {16, 'K'}, {17, '-'}, {65535, 'K'}, {0, '-'}})
         Arrive(Frame(sequence, kind));
     EXPECT_FALSE(recorder.KeyFrameDue(now + 5000));
-    EXPECT_EQ(Written(), Idr("") + Delta("10") + Idr("") + Delta("17") + Idr("") + Delta("0"));
+    EXPECT_EQ(file.Content(), Idr("") + Delta("10") + Idr("") + Delta("17") + Idr("") + Delta("0"));
     const VideoReport& report = recorder.Report();
     EXPECT_EQ(report.frames, 6U);
     EXPECT_EQ(report.keyFrames, 3U);
@@ -63,49 +52,39 @@ TEST_F(VideoRecording, TwoWaysOverlapAndPublishersBeginAnew) {
     }
     std::string whole;
     for (const std::string run : {"a", "b"}) whole += Idr(run) + Delta(run + "1") + Delta(run + "2") + Delta(run + "3");
-    EXPECT_EQ(Written(), whole);
+    EXPECT_EQ(file.Content(), whole);
     EXPECT_EQ(recorder.Report().useless, 0U);
     EXPECT_FALSE(recorder.Ended());
     Arrive(EncodeVideoEnd(8));
     EXPECT_TRUE(recorder.Ended());
 }
 
-TEST_F(VideoRecording, ZerosBeforeTheFirstStartCodeDoNoHarm) {
-    const std::string unit = std::string(3, '\0') + kSps + kPps + Idr("a");
-    Arrive(Encode({true, 0, unit}));
-    EXPECT_EQ(Written(), unit);
-}
-
-TEST_F(VideoRecording, ForeignFramesAreRefused) {
+TEST_F(VideoRecording, ForeignFramesAreRefusedAndOddOnesTaken) {
     for (const std::string& frame : {""s, "\1"s, "\1\0\0"s, "\1\0\0text"s, "\1\0\0\0\0\1\x65"s.substr(0, 5),
                                      "\1\0\0\0\0\1\x65"s + std::string(CAnnexBReader::kMaxUnit, 'x')})
         Arrive(frame, false);
-    Arrive("\1\0\0\0\0\1\x65"s);
-    EXPECT_EQ(Written(), "\0\0\1\x65"s);
+    const std::string unit = "\0\0\0"s + kSps + kPps + Idr("a");
+    Arrive(Encode({true, 0, unit}));
+    Arrive("\1\0\1\0\0\1\x65"s);
+    EXPECT_EQ(file.Content(), unit + "\0\0\1\x65"s) << "zeros before the first start code do no harm";
 }
 
 TEST(VideoCheck, OnlyWholeRunsOfWhatWasPublishedPass) {
-    const std::string sample = LUMO_SOURCE_DIR "/assets/sample.h264";
-    const std::vector<std::string> units = Read(Sample(), 65536).units;
-    std::string path = testing::TempDir() + "lumo-check-XXXXXX";
-    close(mkstemp(path.data()));
+    const std::vector<std::string> units = Read(Moving(), 65536).units;
+    const CScratch scratch;
     const auto problem = [&](const std::vector<size_t>& run, const std::string& more = "") {
-        std::ofstream file(path, std::ios::binary);
-        for (const size_t i : run) file << units[i];
-        file << more;
-        file.close();
-        const VideoVerdict verdict = CheckVideo(sample, path);
+        std::string bytes;
+        for (const size_t i : run) bytes += units[i];
+        scratch.Put("out", bytes + more);
+        const VideoVerdict verdict = CheckVideo(LUMO_SOURCE_DIR "/assets/sample.h264", scratch / "out");
         EXPECT_EQ(verdict.units, run.size() + (more.empty() ? 0 : 1));
         return verdict.problem;
     };
     EXPECT_EQ(problem({50, 51, 52, 0, 1, 2, 3}), "");
-    EXPECT_NE(problem({}), "");
-    EXPECT_NE(problem({51, 52}), "");
-    EXPECT_NE(problem({50, 52}), "");
+    for (const std::vector<size_t>& run : {std::vector<size_t>{}, {51, 52}, {50, 52}}) EXPECT_NE(problem(run), "");
     std::string damaged = units[1];
     damaged[damaged.size() / 2] = static_cast<char>(damaged[damaged.size() / 2] ^ 1);
     EXPECT_NE(problem({0}, damaged), "");
-    std::filesystem::remove(path);
 }
 
 }  // namespace

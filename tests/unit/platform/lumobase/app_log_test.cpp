@@ -1,6 +1,7 @@
 #include "platform/lumobase/app_log.h"
 
 #include "support/log_capture.h"
+#include "support/scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -9,8 +10,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <sstream>
 #include <stdexcept>
@@ -22,22 +21,12 @@ namespace {
 class AppLogTest : public testing::Test {
 protected:
     AppLogTest() {
-        char path[] = "/tmp/lumo_log_XXXXXX";
-        m_folder = mkdtemp(path);
-        m_path = m_folder / "log";
         if (const char* before = getenv("LUMO_LOG")) m_before = before;
     }
-    ~AppLogTest() override {
-        std::filesystem::remove_all(m_folder);
-        Choose(m_before);
-    }
+    ~AppLogTest() override { Choose(m_before); }
 
     static void Choose(const std::string& target) {
-        if (target.empty()) {
-            unsetenv("LUMO_LOG");
-        } else {
-            setenv("LUMO_LOG", target.c_str(), 1);
-        }
+        target.empty() ? unsetenv("LUMO_LOG") : setenv("LUMO_LOG", target.c_str(), 1);
     }
     void Open(CAppLog& log) {
         Choose(m_path.string());
@@ -45,23 +34,19 @@ protected:
     }
     /// The lines of the file behind time and thread.
     std::vector<std::string> Written() {
-        std::ifstream file(m_path);
+        std::istringstream file(m_folder.Get("log"));
         std::vector<std::string> lines;
-        for (std::string line; std::getline(file, line);) {
+        for (std::string line, date, time, thread; std::getline(file, line);) {
             std::istringstream words(line);
-            std::string date, time, thread, rest;
             words >> date >> time >> thread;
-            std::getline(words, rest);
-            EXPECT_EQ(date.size(), 10u) << line;
-            EXPECT_EQ(time.size(), 12u) << line;
-            EXPECT_GT(std::atoi(thread.c_str()), 0) << line;
-            lines.push_back(rest);
+            EXPECT_TRUE(date.size() == 10 && time.size() == 12 && std::atoi(thread.c_str()) > 0) << line;
+            std::getline(words, lines.emplace_back());
         }
         return lines;
     }
 
-    std::filesystem::path m_folder;
-    std::filesystem::path m_path;
+    const CScratch m_folder;
+    const std::filesystem::path m_path = m_folder / "log";
     std::string m_before;
 };
 
@@ -99,8 +84,8 @@ TEST_F(AppLogTest, AnIdleLogKeepsNothingBack) {
 }
 
 TEST_F(AppLogTest, StaysOffUnlessAskedForAndPossible) {
-    for (const std::string& target : {std::string(), std::string("off"), (m_folder / "log" / "under").string()}) {
-        std::ofstream(m_path) << "a file, no folder\n";
+    for (const std::string& target : {std::string(), std::string("off"), (m_path / "under").string()}) {
+        m_folder.Put("log", "a file, no folder\n");
         Choose(target);
         CAppLog log;
         log.inilog("module");

@@ -1,11 +1,10 @@
 // Who gives way when memory runs out, and how much there is.
 #include "platform/lumobase/memory_budget.h"
 #include "platform/lumobase/machine_memory.h"
+#include "support/scratch.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,12 +30,6 @@ struct Holding {
     uint32_t ip;
     uint64_t bytes;
     uint64_t speed;  // bytes a second
-};
-
-struct Case {
-    const char* name;
-    std::vector<Holding> holdings;
-    std::string gone;  // the places of those who gave way
 };
 
 constexpr uint64_t kMiB = 1 << 20;
@@ -67,7 +60,11 @@ std::string WhoGoes(const std::vector<Holding>& holdings, bool atOnce) {
 }
 
 TEST(MemoryBudget, WhoHasMostAndMovesLeastGivesWay) {
-    const Case cases[] = {
+    const struct {
+        const char* name;
+        std::vector<Holding> holdings;
+        std::string gone;  // the places of those who gave way
+    } cases[] = {
         {"nobody within the limit", {{1, 14 * kMiB, 0}, {2, 16 * kMiB, 0}, {3, 16 * kMiB, 0}, {4, 16 * kMiB, 0}}, ""},
         {"who has most", {{1, 14 * kMiB, 0}, {2, 15 * kMiB, 0}, {3, 13 * kMiB, 0}, {0, 24 * kMiB, 0}}, "3"},
         {"who moves least", {{0, 40 * kMiB, 50 * kMiB}, {2, 10 * kMiB, 0}, {0, 16 * kMiB, 16 * kMiB}}, "1"},
@@ -78,7 +75,7 @@ TEST(MemoryBudget, WhoHasMostAndMovesLeastGivesWay) {
         {"but not a trusted one", {{kTrusted, 9 * kMiB, kMiB}, {kTrusted, 8 * kMiB, 0}, {2, 9 * kMiB, 0}}, ""},
         {"nor those whom this side has chosen", {{0, 9 * kMiB, 0}, {0, 8 * kMiB, 0}, {0, 9 * kMiB, 0}}, ""},
     };
-    for (const Case& one : cases)
+    for (const auto& one : cases)
         for (const bool atOnce : {true, false}) EXPECT_EQ(WhoGoes(one.holdings, atOnce), one.gone) << one.name;
 }
 
@@ -116,22 +113,18 @@ TEST(MemoryBudget, WhoHoldsLittleIsServedWhereOthersJumpPastTheLimit) {
 }
 
 TEST(MachineMemory, IsTheLeastThatSomethingSays) {
-    namespace fs = std::filesystem;
-    const fs::path root = fs::path(testing::TempDir()) / "machine_memory";
+    const CScratch root;
     const auto write = [&](const std::string& path, const std::string& text) {
-        fs::create_directories((root / path).parent_path());
-        std::ofstream(root / path) << text;
-        return MachineMemory(root.string());
+        root.Put(path, text);
+        return MachineMemory(root / "");
     };
-    fs::remove_all(root);
-    EXPECT_EQ(MachineMemory(root.string()), 0U);
+    EXPECT_EQ(MachineMemory(root / ""), 0U);
     EXPECT_EQ(write("proc/meminfo", "MemFree:  1 kB\nMemTotal:       2048 kB\n"), 2048U * 1024);
     write("proc/self/cgroup", "4:cpu,memory:/a/b\n0::/c/d\n");
     EXPECT_EQ(write("sys/fs/cgroup/c/d/memory.max", "max\n"), 2048U * 1024);
     EXPECT_EQ(write("sys/fs/cgroup/c/memory.max", "1000000\n"), 1000000U) << "the group above";
     EXPECT_EQ(write("sys/fs/cgroup/memory/a/b/memory.limit_in_bytes", "900000\n"), 900000U);
     EXPECT_EQ(write("sys/fs/cgroup/memory/memory.limit_in_bytes", "9223372036854771712\n"), 900000U) << "no limit";
-    fs::remove_all(root);
 }
 
 }  // namespace

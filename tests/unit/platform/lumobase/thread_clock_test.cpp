@@ -1,6 +1,7 @@
 #include "platform/lumobase/clock.h"
 #include "platform/lumobase/thread.h"
 #include "support/log_capture.h"
+#include "support/pipe.h"
 #include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>
@@ -125,29 +126,25 @@ TEST(RandomTest, IdentifiersDifferAcrossThreadsAndForks) {
     };
     auto other = std::async(std::launch::async, draw);
     std::set<unsigned long> seen;
-    for (const unsigned long value : draw()) seen.insert(value);
-    for (const unsigned long value : other.get()) seen.insert(value);
+    for (const auto& drawn : {draw(), other.get()}) seen.insert(drawn.begin(), drawn.end());
     EXPECT_EQ(seen.count(0), 0u);
     EXPECT_LE(*seen.rbegin(), 0xfffffffful);
     EXPECT_GE(seen.size(), 2u * kEach - 3) << "four thousand draws of four thousand million";
 
-    int pipes[2];
-    ASSERT_EQ(pipe(pipes), 0);
+    const CPipe pipe;
     Lumo_Base::GenerateSSRC();
     const pid_t child = fork();
     if (child == 0) {
         const unsigned long value = Lumo_Base::GenerateSSRC();
-        _exit(write(pipes[1], &value, sizeof value) == sizeof value ? 0 : 1);
+        _exit(write(pipe.write.Get(), &value, sizeof value) == sizeof value ? 0 : 1);
     }
     const unsigned long own = Lumo_Base::GenerateSSRC();
     unsigned long childs = 0;
-    EXPECT_EQ(read(pipes[0], &childs, sizeof childs), static_cast<ssize_t>(sizeof childs));
+    EXPECT_EQ(read(pipe.read.Get(), &childs, sizeof childs), static_cast<ssize_t>(sizeof childs));
     EXPECT_NE(own, childs);
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
-    close(pipes[0]);
-    close(pipes[1]);
 }
 
 }  // namespace

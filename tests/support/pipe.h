@@ -1,4 +1,4 @@
-// What a process reads from a test.
+// A pipe between a test and what it tests.
 #pragma once
 
 #include "platform/lumonet/file_descriptor.h"
@@ -10,14 +10,11 @@
 
 #include <string>
 
-namespace e2e {
-
-/// A pipe whose other end a process reads.
 class CPipe {
 public:
-    CPipe() {
+    explicit CPipe(int flags = 0) {
         int ends[2] = {-1, -1};
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC | flags), 0);
         read.Reset(ends[0]);
         write.Reset(ends[1]);
     }
@@ -27,5 +24,3 @@ public:
     }
     CFileDescriptor read, write;
 };
-
-}  // namespace e2e
