@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +23,10 @@ inline const std::string kLine = R"({"type":"line","colour":"#ff0000","width":16
 class Board : public ::testing::Test, private IBoardPort {
 protected:
     Board() : m_board(5, 77, "Ada", m_feeds) { m_board.SetPort(this); }
+    PageFeedPtr Open() {
+        std::vector<uint32_t> objects;
+        return m_board.OpenPage(objects);
+    }
 
     void Say(const std::string& message) override {
         BoardMessage said;
@@ -51,6 +56,16 @@ protected:
             if (WordAt(message, 0) == static_cast<uint32_t>(command)) found.push_back(message);
         }
         return found;
+    }
+    /// What that page has been told since the last call.
+    static std::vector<std::string> Told(const PageFeedPtr& page) {
+        std::vector<std::string> told;
+        for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;) told.push_back(*event);
+        return told;
+    }
+    static size_t Count(const std::vector<std::string>& told, const std::string& what) {
+        return static_cast<size_t>(std::count_if(
+            told.begin(), told.end(), [&](const std::string& event) { return event.find(what) != std::string::npos; }));
     }
     json Objects() { return json::parse(m_board.Text())["objects"]; }
     std::vector<uint32_t> IDs() {

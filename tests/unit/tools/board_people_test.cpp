@@ -16,15 +16,11 @@ TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
     Hear(BoardCommand::Hello, 3, "abc");
     Hear(BoardCommand::Hello, 77, Word(0) + "me");
     EXPECT_EQ(people(), 1U) << "no greeting, a cut one, one's own";
-    std::vector<uint32_t> objects;
-    const PageFeedPtr page = m_board.OpenPage(objects);
+    const PageFeedPtr page = Open();
     for (uint32_t id = 1000; id < 2000; ++id)
         Hear(BoardCommand::Hello, id, Word(0) + "\x1b[2J" + std::string(500, 'x'));
     m_board.Tick(m_now);
-    size_t told = 0;
-    for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;)
-        told += event->find("\"people\"") != std::string::npos ? 1 : 0;
-    EXPECT_LE(told, 2U) << "not once for each";
+    EXPECT_LE(Count(Told(page), "\"people\""), 2U) << "not once for each";
     EXPECT_EQ(people(), CPeople::kMaxPeople + 1);
     Hear(BoardCommand::Goodbye, 1000);
     EXPECT_EQ(people(), CPeople::kMaxPeople);

@@ -87,15 +87,13 @@ TEST_F(Board, TellsThePagesOfWhatTheServerDoesNotKeep) {
     GoOnline();
     const uint32_t own = Draw();
     Hear(BoardCommand::Data, 1, Record());
-    std::vector<uint32_t> objects;
-    const PageFeedPtr page = m_board.OpenPage(objects);
+    const PageFeedPtr page = Open();
     ASSERT_TRUE(page);
     for (const uint32_t id : {1U, own}) Hear(BoardCommand::Delete, id, Word(id));
     EXPECT_TRUE(IDs().empty());
-    std::string events;
-    for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;) events += *event;
-    EXPECT_EQ(events.find(R"("id":1,"type":"not kept")"), std::string::npos) << "another's";
-    EXPECT_NE(events.find(R"("type":"not kept")"), std::string::npos) << events;
+    const auto told = Told(page);
+    EXPECT_EQ(Count(told, R"("type":"not kept")"), 1U) << "one's own";
+    EXPECT_EQ(Count(told, R"("id":1,"type":"not kept")"), 0U) << "another's";
 }
 
 TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {
@@ -138,38 +136,34 @@ TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {
     Shape big;
     big.points.resize(kMaxPoints);
     Hear(BoardCommand::Data, 1, EncodeRecord(big));
-    std::vector<uint32_t> objects;
-    const PageFeedPtr page = m_board.OpenPage(objects);
+    const PageFeedPtr page = Open();
     std::string ids;
     for (int i = 0; i < 1000000; ++i) ids += Word(1);
     Hear(BoardCommand::Move, 0, Word(3) + Word(static_cast<uint32_t>(-1)) + ids);
-    EventText event;
-    std::string moved;
-    while (page->Wait(std::chrono::milliseconds(0), event) && event)
-        if (event->find("\"move\"") != std::string::npos) moved = *event;
-    EXPECT_EQ(moved, R"({"boxes":[[1,3000000,-1000000,3000000,-1000000]],"type":"move"})") << "told once";
+    const std::string moved = R"({"boxes":[[1,3000000,-1000000,3000000,-1000000]],"type":"move"})";
+    const auto told = Told(page);
+    EXPECT_EQ(Count(told, moved), 1U);
+    EXPECT_EQ(Count(told, "\"move\""), 1U) << "told once";
     const uint32_t one = 1;
     EXPECT_NE(m_board.Objects(&one, 1).find("3000000,-1000000"), std::string::npos);
 }
 
 TEST_F(Board, APageThatDoesNotReadIsCutOffAndTheOthersGoOn) {
-    std::vector<uint32_t> objects;
-    const PageFeedPtr deaf = m_board.OpenPage(objects), page = m_board.OpenPage(objects);
-    EventText event;
+    const PageFeedPtr deaf = Open(), page = Open();
     Shape text;
     text.type = ShapeType::Text;
     text.bytes = std::string(kMaxText, 'x');
     GoOnline();
     for (uint32_t id = 1; id < 5000; ++id) {
         Hear(BoardCommand::Data, id, EncodeRecord(text));
-        while (page->Wait(std::chrono::milliseconds(0), event) && event) continue;
+        Told(page);
     }
     EXPECT_TRUE(deaf->Closed());
     EXPECT_FALSE(page->Closed());
-    for (size_t i = 2; i < CPageFeeds::kMaxPages; ++i) EXPECT_TRUE(m_board.OpenPage(objects));
-    EXPECT_FALSE(m_board.OpenPage(objects)) << "too many";
+    for (size_t i = 2; i < CPageFeeds::kMaxPages; ++i) EXPECT_TRUE(Open());
+    EXPECT_FALSE(Open()) << "too many";
     m_board.LeavePage(deaf);
-    EXPECT_TRUE(m_board.OpenPage(objects));
+    EXPECT_TRUE(Open());
 }
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <functional>
 #include <list>
 
 using namespace lumo;
+using namespace std::string_literals;
 
 namespace {
 
@@ -56,6 +58,7 @@ protected:
             [this](const ViewerPointer& pointer) { pointers.push_back(pointer); }, stream);
     }
     SharedScreen() { Start(77); }
+    void Hear(const std::string& report) { publisher->OnReport(report.data(), report.size(), now); }
     Seat& Add(uint64_t travel, uint64_t show) { return seats.emplace_back(seats.size() + 1, travel, show); }
 
     /// For so long, with a new picture so often (0: none).
@@ -65,7 +68,7 @@ protected:
             for (Seat& seat : seats) {
                 seat.Run(now);
                 for (; !seat.up.empty() && seat.up.front().first <= now; seat.up.pop_front())
-                    publisher->OnReport(seat.up.front().second.data(), seat.up.front().second.size(), now);
+                    Hear(seat.up.front().second);
             }
             publisher->Poll(now, now * 1000);
         }
@@ -92,44 +95,36 @@ TEST_F(SharedScreen, ThePaceIsTheSlowestViewersAndWhatNobodyCouldShowIsSkipped) 
     EXPECT_LE(slow.viewer.Report().delayP99Ms, 800) << "two before it, and its own time";
 }
 
-TEST_F(SharedScreen, FastViewersSeeEveryPicture) {
-    const Seat& one = Add(5, 0);
-    const Seat& other = Add(20, 5);
-    Run(5000, 50);
-    EXPECT_GE(one.shown.size(), 99U);
-    EXPECT_EQ(other.shown, one.shown);
-    EXPECT_EQ(Report().skipped, 0U);
-    EXPECT_NEAR(one.viewer.Report().delayP99Ms, 5, 1.1);
-    publisher->Offer(Screen(++pictures), now, now * 1000);
-    EXPECT_FALSE(publisher->Settled(now)) << "the last one is in flight";
-    Run(100, 0);
-    EXPECT_TRUE(publisher->Settled(now));
-    publisher->SayGoodbye(now * 1000);
-    Run(100, 0);
-    EXPECT_TRUE(one.viewer.Ended() && other.viewer.Ended());
-}
-
-TEST_F(SharedScreen, ASilentViewerHoldsThePaceForFiveSecondsOnly) {
-    const Seat& good = Add(5, 1);
-    Seat& gone = Add(5, 1);
-    Run(1000, 50);
-    gone.silent = true;
-    const size_t before = good.shown.size();
-    Run(4900, 50);
-    EXPECT_LE(good.shown.size(), before + CDesktopPublisher::kAhead + 1);
-    EXPECT_EQ(Report().viewers, 2U);
-    Run(5000, 50);
-    EXPECT_GE(good.shown.size(), before + 90);
-    EXPECT_EQ(Report().viewers, 1U);
-}
-
-TEST_F(SharedScreen, AViewerThatSpeaksButShowsNothingIsGivenUpLater) {
-    const Seat& good = Add(5, 1);
-    Add(5, 100000);
-    Run(29000, 50);
-    EXPECT_LE(good.shown.size(), CDesktopPublisher::kAhead + 1);
-    Run(3000, 50);
-    EXPECT_GE(good.shown.size(), 20U);
+TEST_F(SharedScreen, WhoTakesNothingHoldsThePaceForAWhileOnly) {
+    const struct {
+        const char* what;
+        uint64_t showMs, holdsMs;
+        std::function<void(Seat&)> go;
+        size_t viewers, viewersLater, least;
+    } rows[] = {{"silent", 1, 4900, [](Seat& seat) { seat.silent = true; }, 2, 1, 90},
+                {"speaks but shows nothing", 100000, 28000, [](Seat&) {}, 2, 2, 20},
+                {"has left", 1, 0,
+                 [this](Seat& seat) {
+                     seat.deaf = seat.silent = true;
+                     Hear(seat.viewer.Leave());
+                 },
+                 1, 1, 98}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        seats.clear();
+        Start(77);
+        const Seat& good = Add(5, 1);
+        Seat& bad = Add(5, row.showMs);
+        Run(1000, 50);
+        row.go(bad);
+        const size_t before = good.shown.size();
+        Run(row.holdsMs, 50);
+        EXPECT_LE(good.shown.size(), before + CDesktopPublisher::kAhead + 1);
+        EXPECT_EQ(Report().viewers, row.viewers);
+        Run(5000, 50);
+        EXPECT_GE(good.shown.size(), before + row.least);
+        EXPECT_EQ(Report().viewers, row.viewersLater);
+    }
 }
 
 TEST_F(SharedScreen, AStillScreenIsRepeatedForNewcomersAndEveryThirtySeconds) {
@@ -158,26 +153,19 @@ TEST_F(SharedScreen, WithoutViewersPicturesAreKeptBack) {
     EXPECT_EQ(seat.shown, std::vector<std::string>{Newest()});
 }
 
-TEST_F(SharedScreen, WhatGotLostIsAskedForAgain) {
+TEST_F(SharedScreen, WhatGotLostIsAskedForAgainAndAtOnceByWhoKnowsThatTheWayIsNew) {
     Seat& seat = Add(5, 1);
+    const std::pair<std::function<void()>, uint64_t> rows[] = {
+        {[] {}, 1600}, {[&] { seat.viewer.OnNewPath(); }, 600}, {[&] { publisher->OnNewPath(now); }, 600}};
     Run(1000, 100);
-    seat.deaf = true;  // frames get lost with a relay, not one by one
-    Run(500, 100);
-    seat.deaf = false;
-    Run(1600, 0);
-    EXPECT_EQ(seat.shown.back(), Newest());
-    seat.deaf = true;
-    Run(500, 100);
-    seat.deaf = false;
-    seat.viewer.OnNewPath();
-    Run(600, 0);
-    EXPECT_EQ(seat.shown.back(), Newest()) << "who knows that the way is new need not wait";
-    seat.deaf = true;
-    Run(500, 100);
-    seat.deaf = false;
-    publisher->OnNewPath(now);
-    Run(600, 0);
-    EXPECT_EQ(seat.shown.back(), Newest());
+    for (const auto& [tell, patience] : rows) {
+        seat.deaf = true;  // frames get lost with a relay, not one by one
+        Run(500, 100);
+        seat.deaf = false;
+        tell();
+        Run(patience, 0);
+        EXPECT_EQ(seat.shown.back(), Newest()) << patience;
+    }
 }
 
 TEST_F(SharedScreen, APublisherThatBeginsAnewIsSeenAnew) {
@@ -205,30 +193,14 @@ TEST_F(SharedScreen, PointersAreToldWhenTheyMove) {
     EXPECT_EQ(pointers.back().viewer, 1U);
 }
 
-TEST_F(SharedScreen, NobodyWaitsForAViewerThatHasLeft) {
-    const Seat& stays = Add(5, 1);
-    Seat& leaves = Add(5, 1);
-    Run(1000, 50);
-    leaves.deaf = leaves.silent = true;
-    const std::string report = leaves.viewer.Leave();
-    publisher->OnReport(report.data(), report.size(), now);
-    EXPECT_EQ(Report().viewers, 1U);
-    const size_t before = stays.shown.size();
-    Run(1000, 50);
-    EXPECT_GE(stays.shown.size(), before + 19);
-}
-
 TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
     const Seat& seat = Add(5, 1);
-    const auto hear = [&](const ViewReport& report) {
-        const std::string bytes = Encode(report);
-        publisher->OnReport(bytes.data(), bytes.size(), now);
-    };
     Run(1000, 50);
     for (int second = 0; second < 20; ++second) {
-        hear({1, 1, 77, UINT32_MAX, 0, 0});  // the first viewer's number: what was never sent has not been shown
-        hear({2, 1, 12345, 7, 0, 0});        // another stream
-        for (uint64_t id = 1000; id < 6000; ++id) hear({id, 0, 77, 0, 0, 0});  // a crowd
+        Hear(Encode(ViewReport{1, 1, 77, UINT32_MAX, 0,
+                               0}));  // the first viewer's number: what was never sent has not been shown
+        Hear(Encode(ViewReport{2, 1, 12345, 7, 0, 0}));                                          // another stream
+        for (uint64_t id = 1000; id < 6000; ++id) Hear(Encode(ViewReport{id, 0, 77, 0, 0, 0}));  // a crowd
         Run(1000, 50);
         EXPECT_LE(Report().viewers, CDesktopPublisher::kMaxViewers);
     }
@@ -242,22 +214,13 @@ TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
 TEST(PointerInput, TheLastWholeLineCountsAndWhatIsNoPlaceTakesThePointerAway) {
     using Point = CPointerInput::Point;
     constexpr Point kNone{ViewReport::kNowhere, ViewReport::kNowhere};
-    const std::pair<std::string, Point> lines[] = {
-        {"12 34", {12, 34}},
-        {"  7\t0 \r", {7, 0}},
-        {"65534 65534", {65534, 65534}},
-        {"65535 0", kNone},
-        {"-1 5", kNone},
-        {"+1 5", kNone},
-        {"1 2 3", kNone},
-        {"123456 1", kNone},
-        {"1", kNone},
-        {"", kNone},
-        {"off", kNone},
-        {std::string("1 2\0x", 5), kNone},
-        {"1 2" + std::string(1000, ' '), {1, 2}},
-        {std::string(1000, '1'), kNone},
-    };
+    std::vector<std::pair<std::string, Point>> lines{{"12 34", {12, 34}},
+                                                     {"  7\t0 \r", {7, 0}},
+                                                     {"65534 65534", {65534, 65534}},
+                                                     {"1 2" + std::string(1000, ' '), {1, 2}}};
+    for (const std::string& none :
+         {"65535 0"s, "-1 5"s, "+1 5"s, "1 2 3"s, "123456 1"s, "1"s, ""s, "off"s, "1 2\0x"s, std::string(1000, '1')})
+        lines.emplace_back(none, kNone);
     for (const auto& [line, point] : lines) {
         CPointerInput input;
         EXPECT_FALSE(input.Feed(line.data(), line.size())) << line;

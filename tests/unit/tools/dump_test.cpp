@@ -43,44 +43,35 @@ Parsed ParseExact(int link, const std::string& frame, CapturedPacket& packet, st
     return ParsePacket(link, memory.data(), memory.size(), packet);
 }
 
-struct LinkRow {
-    int type;
-    std::string header;
-};
-std::vector<LinkRow> LinkRows() {
-    return {{DLT_EN10MB, std::string(12, 'm') + Hex("0800")},
-            {DLT_EN10MB, std::string(12, 'm') + Hex("8100 0005 0800")},
-            {DLT_EN10MB, std::string(12, 'm') + Hex("88A8 0005 8100 0006 0800")},
-            {DLT_LINUX_SLL, std::string(14, 'm') + Hex("0800")},
-            {DLT_LINUX_SLL2, Hex("0800") + std::string(18, 'm')},
-            {DLT_NULL, Hex("02000000")},
-            {DLT_LOOP, Hex("00000002")},
-            {DLT_RAW, ""}};
-}
-
 TEST(DumpPacket, EveryLinkLayerAndEveryTruncation) {
-    for (const LinkRow& row : LinkRows()) {
-        EXPECT_TRUE(KnowsLinkType(row.type));
+    const std::pair<int, std::string> rows[] = {{DLT_EN10MB, std::string(12, 'm') + Hex("0800")},
+                                                {DLT_EN10MB, std::string(12, 'm') + Hex("8100 0005 0800")},
+                                                {DLT_EN10MB, std::string(12, 'm') + Hex("88A8 0005 8100 0006 0800")},
+                                                {DLT_LINUX_SLL, std::string(14, 'm') + Hex("0800")},
+                                                {DLT_LINUX_SLL2, Hex("0800") + std::string(18, 'm')},
+                                                {DLT_NULL, Hex("02000000")},
+                                                {DLT_LOOP, Hex("00000002")},
+                                                {DLT_RAW, ""}};
+    std::vector<uint8_t> memory;
+    CapturedPacket packet;
+    for (const auto& [type, header] : rows) {
+        EXPECT_TRUE(KnowsLinkType(type));
         for (const bool tcp : {false, true}) {
             const std::string frame =
-                row.header + (tcp ? Ip(6, Tcp(99, 0x18, "payload")) : Ip(17, Udp("payload"))) + "padding";
-            std::vector<uint8_t> memory;
-            CapturedPacket packet;
-            ASSERT_EQ(ParseExact(row.type, frame, packet, memory), Parsed::Packet) << row.type;
+                header + (tcp ? Ip(6, Tcp(99, 0x18, "payload")) : Ip(17, Udp("payload"))) + "padding";
+            ASSERT_EQ(ParseExact(type, frame, packet, memory), Parsed::Packet) << type;
             EXPECT_EQ(packet.transport, tcp ? Transport::Tcp : Transport::Udp);
             EXPECT_EQ(packet.from.Text() + " " + packet.to.Text(), "10.0.0.1:5000 10.0.0.2:7000");
             EXPECT_EQ(std::string(packet.payload, packet.payload + packet.length), "payload") << "without the padding";
             EXPECT_EQ(packet.tcpSequence, tcp ? 99U : 0U);
             for (size_t length = 0; length < frame.size() - 7; ++length) {
-                const Parsed parsed = ParseExact(row.type, frame.substr(0, length), packet, memory);
+                const Parsed parsed = ParseExact(type, frame.substr(0, length), packet, memory);
                 if (parsed != Parsed::Packet) continue;
                 EXPECT_LT(packet.length, 7U) << "a cut packet is not whole";
                 EXPECT_EQ(packet.fullLength, 7U);
             }
         }
     }
-    CapturedPacket packet;
-    std::vector<uint8_t> memory;
     EXPECT_EQ(ParseExact(DLT_RAW, Ip(1, "an echo request"), packet, memory), Parsed::Other);
     EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x2000), packet, memory), Parsed::Fragment);
     EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x0010), packet, memory), Parsed::Fragment);
@@ -234,7 +225,7 @@ TEST(DumpStreams, AnyCutAndAnyOrderGiveTheSameMessages) {
 }
 
 TEST(DumpStreams, GapsAndStrangersDoNotStopIt) {
-    StreamTest gap;
+    StreamTest gap, midway, cut, foreign;
     gap.Add(10, "", true);
     gap.Add(11, Wire(0, "one"));
     uint32_t at = 5000;
@@ -244,18 +235,12 @@ TEST(DumpStreams, GapsAndStrangersDoNotStopIt) {
     }
     EXPECT_EQ(gap.lines.size(), 2 + CTcpStreams::kMaxEarlySegments);
     EXPECT_EQ(gap.streams.Gaps(), 1U);
-
-    StreamTest midway;  // the capture begins inside a connection
-    midway.Add(77, "rest of something" + Wire(0, "lost with it"));
+    midway.Add(77, "rest of something" + Wire(0, "lost with it"));  // the capture begins inside a connection
     midway.Add(77 + 17 + 17, Wire(0, "found"));
     EXPECT_EQ(midway.lines, (std::vector<std::string>{"frame of 5 bytes"}));
-
-    StreamTest cut;  // the capture kept the first bytes of each packet only
-    cut.Add(1, Wire(0, std::string(500, 'x')), false, 400);
+    cut.Add(1, Wire(0, std::string(500, 'x')), false, 400);  // the capture kept the first bytes of each packet only
     cut.Add(1 + 505, Wire(0, "whole"));
     EXPECT_EQ(cut.lines, (std::vector<std::string>{"frame of 5 bytes"}));
-
-    StreamTest foreign;
     foreign.Add(1, "", true);
     foreign.Add(2, "GET / HTTP/1.1\r\nHost: example\r\n\r\n");
     EXPECT_TRUE(foreign.lines.empty());

@@ -1,12 +1,10 @@
 // What a load test counts.
 #include "tools/lumo/load/load.h"
+#include "tools/lumo/demo/sockets.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-
 #include <netinet/in.h>
-#include <unistd.h>
 
 #include <csignal>
 
@@ -62,19 +60,13 @@ TEST(Load, EveryFrameCountsOnceForEachSubscriber) {
 }
 
 TEST(Load, TheKernelTellsWhatAFullSocketDropped) {
-    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in here{};
-    here.sin_family = AF_INET;
-    here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof here;
-    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&here), sizeof here), 0);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&here), &length);
-    EXPECT_EQ(DatagramsDropped(ntohs(here.sin_port)), 0U);
+    std::string problem;
+    const CFileDescriptor full = OpenSocket(SOCK_DGRAM, {INADDR_LOOPBACK, 0}, problem);
+    const Endpoint here = LocalEndpoint(full.Get());
+    EXPECT_EQ(DatagramsDropped(here.port), 0U);
     const std::string datagram(1000, 'x');
-    for (int i = 0; i < 10000; ++i)
-        sendto(fd, datagram.data(), datagram.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&here), sizeof here);
-    EXPECT_GT(DatagramsDropped(ntohs(here.sin_port)), 0U);
-    close(fd);
+    for (int i = 0; i < 10000; ++i) SendDatagram(full.Get(), here, datagram.data(), datagram.size());
+    EXPECT_GT(DatagramsDropped(here.port), 0U);
 }
 
 /// A medium whose frames arrive as they are sent, behind a head of three bytes.
@@ -125,55 +117,55 @@ struct FakeMedium {
     static inline std::vector<LoadSink> sinks;
 };
 
-TEST(Load, EveryNthFrameIsAKeyFrameOfItsOwnSize) {
+class LoadOfFakes : public ::testing::Test {
+protected:
+    LoadOfFakes() {
+        options.subscribers = 2;
+        options.bytes = 40;
+        options.rate = 1000;
+    }
+    ~LoadOfFakes() override {
+        FakeMedium::takesUs = FakeMedium::interruptAt = 0;
+        FakeMedium::sinks.clear();
+    }
+    nlohmann::json Measure() {
+        CLoad load(medium, options, loop);
+        std::string problem;
+        EXPECT_TRUE(load.Connect(problem)) << problem;
+        FakeMedium::polls = 0;
+        FakeMedium::sent.clear();  // the greetings
+        load.Measure();
+        return load.Report();
+    }
     const LoadMedium medium{"fake", "", 0, 0, 0, 3, 0, 0, &FakeMedium::Publish, &FakeMedium::Subscribe};
     LoadOptions options;
-    options.subscribers = 2;
-    options.bytes = 40;
-    options.rate = 1000;
+    CToolLoop loop;
+};
+
+TEST_F(LoadOfFakes, EveryNthFrameIsAKeyFrameOfItsOwnSize) {
     options.seconds = 0.01;
     options.keyEvery = 4;
     options.keyBytes = 60;
-    CToolLoop loop;
-    CLoad load(medium, options, loop);
-    std::string problem;
-    ASSERT_TRUE(load.Connect(problem)) << problem;
-    FakeMedium::sent.clear();
-    load.Measure();
+    const nlohmann::json report = Measure();
     ASSERT_EQ(FakeMedium::sent.size(), 10U);
     for (size_t i = 0; i < 10; ++i) {
         EXPECT_EQ(FakeMedium::sent[i].key, i % 4 == 0) << i;
         EXPECT_EQ(FakeMedium::sent[i].bytes, i % 4 == 0 ? 60U : 40U) << i;
     }
-    const nlohmann::json report = load.Report();
     EXPECT_EQ(report["arrived"], 20);
     EXPECT_EQ(report["lost"], 0);
     EXPECT_NE(LoadText(report).find("10 frames of 40 bytes, one in 4 of 60, in"), std::string::npos)
         << LoadText(report);
-    FakeMedium::sinks.clear();
 }
 
-TEST(Load, FramesThatTakeLongerThanTheirPeriodHoldUpNeitherLinksNorTheEnd) {
-    const LoadMedium medium{"fake", "", 0, 0, 0, 3, 0, 0, &FakeMedium::Publish, &FakeMedium::Subscribe};
-    LoadOptions options;
-    options.subscribers = 2;
-    options.bytes = 40;
-    options.rate = 1000;
+TEST_F(LoadOfFakes, FramesThatTakeLongerThanTheirPeriodHoldUpNeitherLinksNorTheEnd) {
     options.seconds = 5;
-    CToolLoop loop;
-    CLoad load(medium, options, loop);
-    std::string problem;
-    ASSERT_TRUE(load.Connect(problem)) << problem;
-    FakeMedium::sent.clear();
-    FakeMedium::polls = 0;
     FakeMedium::takesUs = 2000;
     FakeMedium::interruptAt = 600;
-    load.Measure();
-    FakeMedium::takesUs = FakeMedium::interruptAt = 0;
+    Measure();
     EXPECT_GE(FakeMedium::polls, 3U) << "more than a second, a publisher and two subscribers";
     EXPECT_TRUE(loop.Interrupted());
     EXPECT_LT(FakeMedium::sent.size(), 700U);
-    FakeMedium::sinks.clear();
 }
 
 std::string SpokenSample() {

@@ -8,14 +8,13 @@ using namespace sim;
 
 namespace {
 
-TEST(TransferEnds, EndlessDamageEndsInAClearFailure) {
-    CTransferSim sim;
-    MemoryDisk disk;
+class TransferEnds : public CTransferTest {};
+
+TEST_F(TransferEnds, EndlessDamageEndsInAClearFailure) {
     sim.downHook = [](std::string& frame) {
         if (frame.size() > kBlockSize) frame.back() = static_cast<char>(frame.back() + 1);
         return true;
     };
-    SendOptions options;
     options.waitMs = 1000;
     sim.StartSender(One(Megabytes(2)), options);
     const auto& receiver = sim.AddReceiver(disk);
@@ -26,13 +25,10 @@ TEST(TransferEnds, EndlessDamageEndsInAClearFailure) {
     EXPECT_TRUE(disk.files.empty());
 }
 
-TEST(TransferEnds, AWrongFinalHashIsTriedAgainAndThenRefused) {
-    CTransferSim sim;
-    MemoryDisk disk;
+TEST_F(TransferEnds, AWrongFinalHashIsTriedAgainAndThenRefused) {
     Files files;
     files.push_back(std::make_unique<CMemorySource>("lie", Megabytes(1), true));
     files.push_back(std::make_unique<CMemorySource>("truth", Megabytes(2)));
-    SendOptions options;
     options.waitMs = 1000;
     sim.StartSender(std::move(files), options);
     const auto& receiver = sim.AddReceiver(disk);
@@ -44,8 +40,7 @@ TEST(TransferEnds, AWrongFinalHashIsTriedAgainAndThenRefused) {
     EXPECT_EQ(sim.SenderProgress().lastFailure, Failure::Damaged);
 }
 
-TEST(TransferEnds, ARefusalReachesTheSenderAndHurtsNobodyElse) {
-    CTransferSim sim;
+TEST_F(TransferEnds, ARefusalReachesTheSenderAndHurtsNobodyElse) {
     MemoryDisk refuses, good;
     refuses.refuseAll = Failure::Exists;
     sim.StartSender(One(Megabytes(2)));
@@ -59,7 +54,7 @@ TEST(TransferEnds, ARefusalReachesTheSenderAndHurtsNobodyElse) {
     EXPECT_EQ(good.files["file"], Megabytes(2));
 }
 
-TEST(TransferEnds, WhatDoesNotFitIsToldBeforeTheFirstByte) {
+TEST(TransferEndsEachWay, WhatDoesNotFitIsToldBeforeTheFirstByte) {
     const struct {
         const char* what;
         uint64_t freeBytes;
@@ -91,7 +86,7 @@ TEST(TransferEnds, WhatDoesNotFitIsToldBeforeTheFirstByte) {
     }
 }
 
-TEST(TransferEnds, WhoDeliversIsCompleteOnlyWhenItIsOut) {
+TEST(TransferEndsEachWay, WhoDeliversIsCompleteOnlyWhenItIsOut) {
     for (const bool works : {true, false}) {
         for (const bool senderStays : {true, false}) {
             CTransferSim sim;
@@ -119,9 +114,7 @@ TEST(TransferEnds, WhoDeliversIsCompleteOnlyWhenItIsOut) {
     }
 }
 
-TEST(TransferEnds, ALostConfirmationOnlyCostsTime) {
-    CTransferSim sim;
-    MemoryDisk disk;
+TEST_F(TransferEnds, ALostConfirmationOnlyCostsTime) {
     sim.downHook = [](std::string& frame) { return frame[5] != static_cast<char>(MessageType::Confirm); };
     sim.StartSender(One(Megabytes(1)), Wanted(2));
     const auto& receiver = sim.AddReceiver(disk);
@@ -130,7 +123,7 @@ TEST(TransferEnds, ALostConfirmationOnlyCostsTime) {
     EXPECT_EQ(sim.SenderProgress().complete, 1U);
 }
 
-TEST(TransferEnds, WhoWaitsInVainSaysSo) {
+TEST(TransferEndsEachWay, WhoWaitsInVainSaysSo) {
     {
         CTransferSim sim;
         SendOptions options;
@@ -153,9 +146,7 @@ TEST(TransferEnds, WhoWaitsInVainSaysSo) {
     EXPECT_EQ(second.engine.State(), ReceiveState::Failed) << "it had begun";
 }
 
-TEST(TransferEnds, GoodbyesEndTheWaiting) {
-    CTransferSim sim;
-    MemoryDisk disk;
+TEST_F(TransferEnds, GoodbyesEndTheWaiting) {
     sim.StartSender(One(Megabytes(8)));
     auto& receiver = sim.AddReceiver(disk, 0.1);
     ASSERT_TRUE(sim.RunUntil([&] { return receiver.engine.Progress().arrivedBytes > 0; }, 1000));

@@ -8,7 +8,9 @@ using namespace sim;
 
 namespace {
 
-TEST(TransferEngines, EverySizeArrives) {
+class TransferEngines : public CTransferTest {};
+
+TEST_F(TransferEngines, EverySizeArrives) {
     Files files;
     std::map<std::string, std::string> sent;
     for (size_t size : {size_t{0}, size_t{1}, size_t{kBlockSize - 1}, size_t{kBlockSize}, size_t{kBlockSize + 1},
@@ -17,8 +19,6 @@ TEST(TransferEngines, EverySizeArrives) {
         sent[name] = RandomBytes(size, static_cast<uint32_t>(size));
         files.push_back(std::make_unique<CMemorySource>(name, sent[name]));
     }
-    CTransferSim sim;
-    MemoryDisk disk;
     sim.StartSender(std::move(files));
     const auto& receiver = sim.AddReceiver(disk);
     ASSERT_TRUE(sim.RunToEnd(5000));
@@ -28,12 +28,10 @@ TEST(TransferEngines, EverySizeArrives) {
     EXPECT_EQ(receiver.engine.Progress().heldBytes, sim.SenderProgress().totalBytes);
 }
 
-TEST(TransferEngines, ManyFilesAreOfferedInBatches) {
+TEST_F(TransferEngines, ManyFilesAreOfferedInBatches) {
     Files files;
     for (uint32_t i = 0; i < kMaxFiles; ++i)
         files.push_back(std::make_unique<CMemorySource>("n" + std::to_string(i), std::to_string(i)));
-    CTransferSim sim;
-    MemoryDisk disk;
     sim.StartSender(std::move(files));
     sim.AddReceiver(disk);
     ASSERT_TRUE(sim.RunToEnd(20000));
@@ -41,9 +39,8 @@ TEST(TransferEngines, ManyFilesAreOfferedInBatches) {
     EXPECT_EQ(disk.files["n999"], "999");
 }
 
-TEST(TransferEngines, EachBlockLeavesOnceForManyReceivers) {
+TEST_F(TransferEngines, EachBlockLeavesOnceForManyReceivers) {
     constexpr uint32_t kCount = 50;
-    CTransferSim sim;
     std::vector<MemoryDisk> disks(kCount);
     sim.StartSender(One(Megabytes(4)), Wanted(kCount));
     for (MemoryDisk& disk : disks) sim.AddReceiver(disk);
@@ -53,21 +50,20 @@ TEST(TransferEngines, EachBlockLeavesOnceForManyReceivers) {
     EXPECT_EQ(sim.BlocksLeft(), BlocksOf(Megabytes(4).size()));
 }
 
-TEST(TransferEngines, ALateJoinerGetsWhatIsLeftWithTheOthersAndTheRestAlone) {
-    CTransferSim sim;
-    MemoryDisk early, late;
+TEST_F(TransferEngines, ALateJoinerGetsWhatIsLeftWithTheOthersAndTheRestAlone) {
+    MemoryDisk late;
     sim.StartSender(One(Megabytes(16)), Wanted(2));
-    auto& first = sim.AddReceiver(early, 0.25);
+    auto& first = sim.AddReceiver(disk, 0.25);
     ASSERT_TRUE(sim.RunUntil([&] { return first.engine.Progress().arrivedBytes >= 8 * 1024 * 1024; }, 20000));
     const uint64_t before = sim.BlocksLeft();
     sim.AddReceiver(late, 0.25);
     ASSERT_TRUE(sim.RunToEnd(30000));
     EXPECT_EQ(late.files["file"], Megabytes(16));
-    EXPECT_EQ(early.files["file"], Megabytes(16));
+    EXPECT_EQ(disk.files["file"], Megabytes(16));
     EXPECT_EQ(sim.BlocksLeft(), BlocksOf(Megabytes(16).size()) + before);
 }
 
-TEST(TransferEngines, AKilledReceiverResumesAndFetchesOnlyTheRestUnlessTheDiskLies) {
+TEST(TransferEnginesEachWay, AKilledReceiverResumesAndFetchesOnlyTheRestUnlessTheDiskLies) {
     for (const bool damaged : {false, true}) {
         CTransferSim sim;
         MemoryDisk disk;
@@ -85,7 +81,7 @@ TEST(TransferEngines, AKilledReceiverResumesAndFetchesOnlyTheRestUnlessTheDiskLi
     }
 }
 
-TEST(TransferEngines, CutsLoseFramesAndNothingElse) {
+TEST(TransferEnginesEachWay, CutsLoseFramesAndNothingElse) {
     for (uint32_t seed = 1; seed <= 60; ++seed) {
         std::mt19937 random(seed);
         CTransferSim sim;
@@ -105,11 +101,10 @@ TEST(TransferEngines, CutsLoseFramesAndNothingElse) {
     }
 }
 
-TEST(TransferEngines, RunsAtMostTheLeadAheadOfTheSlowest) {
-    CTransferSim sim;
-    MemoryDisk fast, slow;
+TEST_F(TransferEngines, RunsAtMostTheLeadAheadOfTheSlowest) {
+    MemoryDisk slow;
     sim.StartSender(One(Megabytes(24)), Wanted(2));
-    auto& first = sim.AddReceiver(fast);
+    auto& first = sim.AddReceiver(disk);
     auto& second = sim.AddReceiver(slow, 0.1);
     sim.Run(1000);
     const uint64_t lead = first.engine.Progress().heldBytes - second.engine.Progress().heldBytes;
@@ -121,7 +116,7 @@ TEST(TransferEngines, RunsAtMostTheLeadAheadOfTheSlowest) {
     EXPECT_EQ(slow.files["file"], Megabytes(24));
 }
 
-TEST(TransferEngines, TheSlowestHoldsNobodyOnceItIsDeadOrTakesNothing) {
+TEST(TransferEnginesEachWay, TheSlowestHoldsNobodyOnceItIsDeadOrTakesNothing) {
     struct Row {
         const char* what;
         bool frozen, deaf;
@@ -145,9 +140,7 @@ TEST(TransferEngines, TheSlowestHoldsNobodyOnceItIsDeadOrTakesNothing) {
     }
 }
 
-TEST(TransferEngines, ADamagedBlockIsFetchedAgain) {
-    CTransferSim sim;
-    MemoryDisk disk;
+TEST_F(TransferEngines, ADamagedBlockIsFetchedAgain) {
     int damaged = 0;
     sim.downHook = [&](std::string& frame) {
         if (frame.size() > kBlockSize && damaged < 3) frame[kBlockHeaderLength + 1000] ^= 4, ++damaged;
@@ -161,7 +154,7 @@ TEST(TransferEngines, ADamagedBlockIsFetchedAgain) {
     EXPECT_EQ(sim.BlocksLeft(), BlocksOf(Megabytes(2).size()) + 3);
 }
 
-TEST(TransferEngines, ARestartedSenderIsFollowed) {
+TEST(TransferEnginesEachWay, ARestartedSenderIsFollowed) {
     for (const bool same : {false, true}) {
         CTransferSim sim;
         MemoryDisk disk;
@@ -179,10 +172,7 @@ TEST(TransferEngines, ARestartedSenderIsFollowed) {
     }
 }
 
-TEST(TransferEngines, TheRateLimitHolds) {
-    CTransferSim sim;
-    MemoryDisk disk;
-    SendOptions options;
+TEST_F(TransferEngines, TheRateLimitHolds) {
     options.bytesPerSecond = 2 * 1024 * 1024;
     sim.StartSender(One(Megabytes(4)), options);
     sim.AddReceiver(disk);

@@ -4,35 +4,22 @@
 #include <gtest/gtest.h>
 
 using namespace lumo;
-using sim::CMemorySource;
 using sim::CTransferSim;
 using sim::MemoryDisk;
-using sim::RandomBytes;
 
 namespace {
 
 constexpr size_t kFile = 16 * 1024 * 1024;
 
-class TransferLanes : public ::testing::Test {
+class TransferLanes : public sim::CTransferTest {
 protected:
     TransferLanes() { sim.twoLanes = true; }
 
-    void Start(uint32_t receivers) {
-        std::vector<std::unique_ptr<IFileSource>> files;
-        files.push_back(std::make_unique<CMemorySource>("file", m_content));
-        SendOptions options;
-        options.receivers = receivers;
-        sim.StartSender(std::move(files), options);
-    }
+    void Start(uint32_t receivers) { sim.StartSender(sim::One(sim::Megabytes(16)), sim::Wanted(receivers)); }
     bool WaitForBytes(CTransferSim::Receiver& receiver, uint64_t bytes) {
         return sim.RunUntil([&] { return receiver.engine.Progress().heldBytes >= bytes; }, 60000);
     }
-    bool IsWhole(MemoryDisk& disk) const { return disk.files["file"] == m_content; }
-
-    CTransferSim sim;
-
-private:
-    const std::string m_content = RandomBytes(kFile, 5);
+    static bool IsWhole(MemoryDisk& disk) { return disk.files["file"] == sim::Megabytes(16); }
 };
 
 TEST_F(TransferLanes, EachLaneCarriesOnlyWhatItsOwnReceiversLack) {
@@ -85,7 +72,6 @@ TEST_F(TransferLanes, AnUnusedLaneCountsFromTheBeginning) {
 }
 
 TEST_F(TransferLanes, AReportThatComesLateByTheOldLaneOnlyCostsTime) {
-    MemoryDisk disk;
     Start(1);
     auto& receiver = sim.AddReceiver(disk, 0.2);
     ASSERT_TRUE(WaitForBytes(receiver, kFile / 4));

@@ -4,6 +4,8 @@
 #include "tools/lumo/transfer/receive_engine.h"
 #include "tools/lumo/transfer/send_engine.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <deque>
 #include <functional>
@@ -168,6 +170,14 @@ private:
     uint64_t m_cutUntil = 0;
     size_t m_nMostWaiting = 0;
     std::array<uint64_t, lumo::kMaxLanes> m_blocksLeft{};
+};
+
+/// One simulation and the disk of its first receiver.
+class CTransferTest : public ::testing::Test {
+protected:
+    CTransferSim sim;
+    MemoryDisk disk;
+    lumo::SendOptions options;
 };
 
 }  // namespace sim
