@@ -1,7 +1,6 @@
 // A program that the application starts in a call must not keep its connections and ports alive.
 #include "platform/lumobase/log_writer.h"
 #include "tcp_support.h"
-#include "udp_peer.h"
 
 #include <unistd.h>
 #include <cstdio>
@@ -45,7 +44,7 @@ TEST(ChildDescriptors, NothingIsInherited) {
         head += far.Read(1);
         ASSERT_LT(head.size(), 1000u);
     }
-    far.Send("HTTP/1.1 200 OK\r\n\r\n" + Framed(1, Validation(8, "welcome")));
+    far.Send("HTTP/1.1 200 OK\r\n\r\n" + kWelcome);
     ASSERT_TRUE(proxied.m_events.WaitFor("answer 8 welcome"));
     ASSERT_TRUE(Eventually([] { return !ThreadLives("lumo-dial"); }));
     EXPECT_EQ(SeenByAChild(), before);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -24,16 +23,6 @@ TEST(MessageBlock, OnlyTheCommonSizeIsKeptAndOnlySoManyOfIt) {
     std::vector<CMessageBlock> again;
     for (size_t i = 0; i < CMessageBlock::kMaxStock; ++i) again.push_back(CMessageBlock::Make(common));
     for (const CMessageBlock& block : again) EXPECT_EQ(kept.count(block.Get()), 1u) << "used again";
-}
-
-TEST(MessageBlock, MovesLeaveOneOwner) {
-    CMessageBlock first = CMessageBlock::Make(100);
-    char* const bytes = first.Get();
-    CMessageBlock second = std::move(first);
-    EXPECT_EQ(second.Get(), bytes);
-    EXPECT_FALSE(first);
-    second = CMessageBlock::Make(10);
-    EXPECT_EQ(second.Capacity(), 10u);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #include "platform/lumonet/net_real.h"
 #include "platform/lumonet/socket_address.h"
-#include "support/fake_net.h"
 #include "udp_peer.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
+#include <memory>
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -24,50 +24,22 @@ TEST(IpAddrTest, TextAndNumberBelongTogether) {
 }
 
 TEST(IpAddrTest, AnythingElseIsRefused) {
-    const std::string rows[] = {"",           "1",
-                                "1.2.3",      "1.2.3.",
-                                ".1.2.3",     "1.2.3.4.",
-                                "1.2.3.4.5",  "1..3.4",
-                                "256.1.1.1",  "1.2.3.256",
-                                "1.2.3.1000", "1.2.3.0004",
-                                "01.2.3.4",   "1.2.3.00",
-                                "-1.2.3.4",   "+1.2.3.4",
-                                " 1.2.3.4",   "1.2.3.4 ",
-                                "1.2.3.4\n",  "0x1.2.3.4",
-                                "a.b.c.d",    "1.2.3.4x",
-                                "1,2,3,4",    "::1",
-                                "localhost",  std::string("1.2.3.4\0", 8)};
-    for (const std::string& row : rows) {
+    for (const std::string& row :
+         {""s,         "1"s,         "1.2.3"s,     "1.2.3."s,     ".1.2.3"s,     "1.2.3.4."s,  "1.2.3.4.5"s,
+          "1..3.4"s,   "256.1.1.1"s, "1.2.3.256"s, "1.2.3.1000"s, "1.2.3.0004"s, "01.2.3.4"s,  "1.2.3.00"s,
+          "-1.2.3.4"s, "+1.2.3.4"s,  " 1.2.3.4"s,  "1.2.3.4 "s,   "1.2.3.4\n"s,  "0x1.2.3.4"s, "a.b.c.d"s,
+          "1.2.3.4x"s, "1,2,3,4"s,   "::1"s,       "localhost"s,  "1.2.3.4\0"s}) {
         uint32_t ip = 77;
         EXPECT_FALSE(ParseIpAddr(row, ip)) << row;
         EXPECT_EQ(ip, 77u) << row;
     }
 }
 
-TEST(NetFactoriesTest, TheTableReplacesTheNetworkAndGivesItBack) {
-    {
-        CFakeNet net;
-        CUdpPeer peer;
-        EXPECT_EQ(peer.endpoint, &net.Udp());
-        ITcpServer* const server = CreateTcpServer(nullptr, 1);
-        EXPECT_EQ(server, &net.TcpServer());
-        ITcpClient* const client = CreateTcpClient(nullptr, "10.0.0.1", 80, 0, "", 0, "", "");
-        EXPECT_EQ(client, &net.LastClient());
-        EXPECT_EQ(net.LastClient().dialledHost, "10.0.0.1");
-        EXPECT_EQ(net.LastClient().dialledPort, 80);
-    }
-    CUdpPeer peer;
-    ASSERT_NE(peer.endpoint, nullptr);
-    EXPECT_NE(peer.Port(), 40000);
-}
-
 /// True when a TCP socket of somebody else could have the port.
 bool TcpPortIsFree(uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    const CFileDescriptor socket = OpenSocket(SOCK_STREAM);
     const sockaddr_in address = ToSocketAddress(kLoopback, port);
-    const bool free = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    return free;
+    return bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 class PortTwinTest : public CUdpWayTest {};
@@ -75,8 +47,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, PortTwinTest, testing::Values(kAllWays[0], kAllWa
 
 TEST_P(PortTwinTest, StaysReservedUntilAListenerTakesItOrTheEndpointGoes) {
     CUdpPeer taken, dropped;
-    const uint16_t takenPort = taken.Port();
-    const uint16_t droppedPort = dropped.Port();
+    const uint16_t takenPort = taken.Port(), droppedPort = dropped.Port();
     EXPECT_FALSE(TcpPortIsFree(takenPort));
     EXPECT_FALSE(TcpPortIsFree(droppedPort));
 

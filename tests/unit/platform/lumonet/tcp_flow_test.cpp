@@ -11,8 +11,6 @@ using namespace tcp_test;
 
 namespace {
 
-const std::string kHello = Framed(1, Validation(7, "hello"));
-
 // A frame goes to and fro while others misbehave.
 void ExpectService(CServer& server, size_t session) {
     CClient client;
@@ -24,25 +22,11 @@ void ExpectService(CServer& server, size_t session) {
     EXPECT_TRUE(client.m_events.WaitFor("frame pong"));
 }
 
-/// Picks a port by itself, and so reserves the TCP port of the same number.
-class CPickedPort final : public IUdpClientNotify {
-public:
-    CPickedPort() : m_pNet(CreateUdpClientAt(this, {kLoopback, 0, false})) {}
-    ~CPickedPort() { m_pNet->ReleaseConnections(); }
-    uint16_t Port() const { return m_pNet->GetLocalPort(); }
-
-private:
-    void OnUdpClientNotifyReceivedFrame(const char*, int, unsigned long, unsigned short) override {}
-
-    IUdpClient* const m_pNet;
-};
-
 }  // namespace
 
 TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
     CServer server;
-    CRawPeer stalled = CRawPeer::Dial(server.m_usPort);
-    stalled.Send(kHello);
+    CRawPeer stalled = CRawPeer::Dial(server.m_usPort, kHello);
     CSession* session = server.Session(0);
     ASSERT_TRUE(session);
     const std::string frame(1 << 20, 'x');
@@ -57,14 +41,13 @@ TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
     session->m_pNet->CloseWhenSent();
     session->Send("too late");
     // What arrives is whole: the answer, the frames that had begun to leave, and the last one.
-    const std::string answer = Framed(1, Validation(8, "welcome"));
     const std::string last = Framed(0, "after the clearing");
     const std::string got = stalled.ReadAll();
     const std::string framed = Framed(0, frame);
-    ASSERT_GE(got.size(), answer.size() + last.size());
-    EXPECT_EQ((got.size() - answer.size() - last.size()) % framed.size(), 0u);
+    ASSERT_GE(got.size(), kWelcome.size() + last.size());
+    EXPECT_EQ((got.size() - kWelcome.size() - last.size()) % framed.size(), 0u);
     EXPECT_LT(got.size(), 64 * framed.size());
-    EXPECT_EQ(got.substr(0, answer.size()), answer);
+    EXPECT_EQ(got.substr(0, kWelcome.size()), kWelcome);
     EXPECT_EQ(got.substr(got.size() - last.size()), last);
 }
 
@@ -73,8 +56,7 @@ TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
 TEST(TcpFlow, WhereFramesAgeAReaderThatStalledHearsNothingOldButWhatItsKernelHolds) {
     CVirtualClock clock;
     CServer server;
-    CRawPeer reader = CRawPeer::Dial(server.m_usPort, 8192);  // by itself the kernel takes more and more
-    reader.Send(kHello);
+    CRawPeer reader = CRawPeer::Dial(server.m_usPort, kHello, 8192);  // by itself the kernel takes more and more
     CSession* session = server.Session(0);
     ASSERT_TRUE(session);
     session->m_pNet->SetMaxAge(1000);
@@ -98,9 +80,7 @@ TEST(TcpFlow, WhereFramesAgeAReaderThatStalledHearsNothingOldButWhatItsKernelHol
     decoder.SetMaxBody(net::kMaxBody);
     decoder.Feed(got.data(), got.size());
     CTcpMessage message;
-    size_t old = 0;
-    size_t fresh = 0;
-    size_t controls = 0;
+    size_t old = 0, fresh = 0, controls = 0;
     while (decoder.Next(message) == CTcpDecoder::Result::Message) {
         const std::string body(message.data, message.length);
         controls += body == control;
@@ -119,10 +99,8 @@ TEST(TcpFlow, WhereFramesAgeAReaderThatStalledHearsNothingOldButWhatItsKernelHol
 TEST(TcpFlow, PeersThatHaveOnlyBegunStopNobody) {
     CServer server;
     std::vector<CRawPeer> peers;
-    for (size_t cut = 0; cut < kHello.size(); ++cut) {
-        peers.push_back(CRawPeer::Dial(server.m_usPort));
-        peers.back().Send(kHello.substr(0, cut));
-    }
+    for (size_t cut = 0; cut < kHello.size(); ++cut)
+        peers.push_back(CRawPeer::Dial(server.m_usPort, kHello.substr(0, cut)));
     ExpectService(server, 0);
     // Each goes on where it stopped, one byte at a time.
     for (size_t cut = 0; cut < kHello.size(); ++cut) {
@@ -134,8 +112,7 @@ TEST(TcpFlow, PeersThatHaveOnlyBegunStopNobody) {
 
 TEST(TcpFlow, AFloodOfFramesOnOneConnectionStopsNobody) {
     CServer server;
-    CRawPeer flood = CRawPeer::Dial(server.m_usPort);
-    flood.Send(kHello);
+    CRawPeer flood = CRawPeer::Dial(server.m_usPort, kHello);
     ASSERT_TRUE(server.Session(0));
     std::string burst;
     for (int i = 0; i < 20'000; ++i) burst += Framed(0, "x");
@@ -147,17 +124,10 @@ TEST(TcpFlow, AFloodOfFramesOnOneConnectionStopsNobody) {
 
 TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
     CServer server;
-    CEvents there;
-    ITcpSession* accepted = nullptr;
-    server.m_onValidate = [&](CServer& self, ITcpSession* session) {
-        accepted = session;
-        const bool kept = self.Keep(session, false);
-        there.Add("there");
-        return kept;
-    };
-    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
-    peer.Send(kHello);
-    ASSERT_TRUE(there.WaitForCount(1));
+    server.m_onValidate = [&](CServer& self, ITcpSession* session) { return self.Keep(session, false); };
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort, kHello);
+    CSession* session = server.Session(0);
+    ASSERT_TRUE(session);
     // A peer that sends on and on is held up: the session takes no more than its quota.
     std::string stream;
     std::vector<std::string> expected;
@@ -166,26 +136,24 @@ TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
         expected.push_back(FrameEvent(frame.data(), frame.size()));
         stream += Framed(0, frame);
     }
-    size_t sent = 0;
-    size_t before = 1;
+    size_t sent = 0, before = 1;
     for (int quiet = 0; quiet < 20; quiet = sent == before ? quiet + 1 : 0) {
         before = sent;
         sent += peer.SendSome(stream.substr(sent, 1 << 20));
         if (sent == before) Eventually([n = 0]() mutable { return ++n > 5; });
     }
     EXPECT_LT(sent, stream.size()) << "kernel buffers alone hold less";
-    CSession* session = server.Session(0);
-    accepted->SetNotify(session);
+    session->m_pNet->SetNotify(session);
     ASSERT_TRUE(peer.Send(stream.substr(sent)));
     ASSERT_TRUE(session->m_events.WaitForCount(expected.size()));
     EXPECT_EQ(session->m_events.All(), expected);
     // Detached, nothing is delivered; attached again, nothing is missing.
-    accepted->SetNotify(nullptr);
+    session->m_pNet->SetNotify(nullptr);
     peer.Send(Framed(0, "while detached"));
     server.m_onValidate = nullptr;
     ExpectService(server, 1);
     EXPECT_EQ(session->m_events.All().size(), expected.size());
-    accepted->SetNotify(session);
+    session->m_pNet->SetNotify(session);
     EXPECT_TRUE(session->m_events.WaitFor("frame while detached"));
 }
 
@@ -201,8 +169,7 @@ TEST(TcpFlow, NoEndCostsTheFarSideWhatHadLeft) {
     size_t n = 0;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        CRawPeer peer = CRawPeer::Dial(server.m_usPort);
-        peer.Send(kHello);
+        CRawPeer peer = CRawPeer::Dial(server.m_usPort, kHello);
         CSession* session = server.Session(n++);
         ASSERT_TRUE(session);
         const int small = 4096;  // what it does not take waits in the sender's kernel
@@ -217,7 +184,7 @@ TEST(TcpFlow, NoEndCostsTheFarSideWhatHadLeft) {
             got += peer.Read(1000);
         }
         got += peer.ReadAll();
-        EXPECT_TRUE(got == Framed(1, Validation(8, "welcome")) + Framed(0, frame)) << got.size();
+        EXPECT_TRUE(got == kWelcome + Framed(0, frame)) << got.size();
     }
 }
 
@@ -232,7 +199,7 @@ TEST(TcpFlow, WhatTheFarSideSaidLastArrivesThoughAWriteFails) {
     ASSERT_TRUE(client.Dial(listener.Port()));
     {
         CRawPeer peer = listener.Accept();
-        peer.Send(Framed(1, Validation(8, "welcome")) + Framed(0, "first"));
+        peer.Send(kWelcome + Framed(0, "first"));
         ASSERT_TRUE(inside.WaitForCount(1));  // the TCP thread is held up
         peer.Send(Framed(0, "second") + Framed(0, "last"));
     }  // closed over the client's validation message: reset
@@ -245,11 +212,10 @@ TEST(TcpFlow, WhatTheFarSideSaidLastArrivesThoughAWriteFails) {
 
 TEST(TcpFlow, CloseWhenSentLosesNothing) {
     CServer server;
-    CRawPeer peer = CRawPeer::Dial(server.m_usPort);
-    peer.Send(kHello + Framed(0, "seen"));
+    CRawPeer peer = CRawPeer::Dial(server.m_usPort, kHello + Framed(0, "seen"));
     CSession* session = server.Session(0);
     ASSERT_TRUE(session && session->m_events.WaitForCount(1));
-    std::string expected = Framed(1, Validation(8, "welcome"));
+    std::string expected = kWelcome;
     const std::string frame(1 << 20, 'y');
     for (int i = 0; i < 16; ++i) {
         session->Send(frame);
@@ -264,8 +230,7 @@ TEST(TcpFlow, CloseWhenSentLosesNothing) {
     EXPECT_EQ(session->m_events.All(), std::vector<std::string>{"frame seen"});
     // A far side that never closes is not waited for.
     CShortLimit limit(net::g_timeouts.linger, 50);
-    CRawPeer stays = CRawPeer::Dial(server.m_usPort);
-    stays.Send(kHello);
+    CRawPeer stays = CRawPeer::Dial(server.m_usPort, kHello);
     ASSERT_TRUE(server.Session(1));
     server.Session(1)->m_pNet->CloseWhenSent();
     EXPECT_TRUE(Eventually([&] { return server.Session(1)->m_pNet->IsDisconnected(); }));
@@ -295,7 +260,7 @@ TEST(TcpFlow, AFloodOfConnectionsIsBoundedAndOutlasted) {
 }
 
 TEST(TcpFlow, APortIsTakenOnceAndFreeAgainWhenReleased) {
-    CPickedPort picked;
+    CUdpPeer picked;  // picks a port by itself, and so reserves the TCP port of the same number
     for (const uint16_t reserved : {uint16_t{0}, picked.Port()}) {
         CServer server;
         if (reserved != 0) {

@@ -68,18 +68,6 @@ TEST(TcpFraming, YieldsTheSameMessagesWhereverTheStreamIsCut) {
         ASSERT_EQ(got, stream.messages) << "cut at " << cut;
         ASSERT_EQ(decoder.Kept(), 0u);
     }
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        std::mt19937 random(seed);
-        CTcpDecoder decoder;
-        std::vector<Message> got;
-        const size_t longest = seed == 0 ? 1 : 1 + random() % 3000;
-        for (size_t at = 0; at < stream.bytes.size();) {
-            const size_t length = std::min(1 + random() % longest, stream.bytes.size() - at);
-            FeedAndDrain(decoder, stream.bytes.substr(at, length), got);
-            at += length;
-        }
-        ASSERT_EQ(got, stream.messages) << "seed " << seed;
-    }
 }
 
 TEST(TcpFraming, RefusesWhatIsTooLongOrOfUnknownKind) {
@@ -130,7 +118,7 @@ TEST(TcpFraming, MemoryFollowsWhatArrivedAndGoesWithTheMessage) {
     EXPECT_LE(decoder.Capacity(), 4096u) << "while the stream pauses";
 }
 
-TEST(TcpFraming, GivesAgainWhatWasNotTaken) {
+TEST(TcpFraming, GivesAgainWhatWasNotTakenInPiecesOfAnySize) {
     const Stream stream = MakeStream();
     for (unsigned seed = 0; seed < 300; ++seed) {
         std::mt19937 random(seed);
@@ -138,7 +126,8 @@ TEST(TcpFraming, GivesAgainWhatWasNotTaken) {
         std::vector<Message> got;
         CTcpMessage message;
         for (size_t at = 0; at < stream.bytes.size();) {
-            const size_t length = std::min<size_t>(1 + random() % 3000, stream.bytes.size() - at);
+            const size_t longest = seed == 0 ? 1 : 1 + random() % 3000;
+            const size_t length = std::min<size_t>(longest, stream.bytes.size() - at);
             const std::vector<char> piece(stream.bytes.data() + at, stream.bytes.data() + at + length);
             decoder.Feed(piece.data(), piece.size());
             while (decoder.Next(message) == CTcpDecoder::Result::Message) {
@@ -153,30 +142,5 @@ TEST(TcpFraming, GivesAgainWhatWasNotTaken) {
         }
         FeedAndDrain(decoder, "", got);
         ASSERT_EQ(got, stream.messages) << "seed " << seed;
-    }
-}
-
-TEST(TcpFraming, AValidationMessageIsAsLongAsItSays) {
-    const std::string type("\0\0\0\7", 4);
-    const struct {
-        std::string body;
-        bool good;
-    } rows[] = {
-        {type + std::string("\0\0\0\0", 4), true},
-        {type + std::string("\0\0\0\2ab", 6), true},
-        {type + std::string("\0\0\0\1ab", 6), false},
-        {type + std::string("\0\0\0\3ab", 6), false},
-        {type + std::string("\xff\xff\xff\xff", 4), false},
-        {type + std::string("\0\0\0", 3), false},
-        {type, false},
-        {"", false},
-    };
-    for (const auto& row : rows) {
-        const std::vector<char> exact(row.body.begin(), row.body.end());
-        CTcpValidation validation;
-        EXPECT_EQ(ParseValidation(exact.data(), static_cast<uint32_t>(exact.size()), validation), row.good);
-        if (!row.good) continue;
-        EXPECT_EQ(validation.type, 7u);
-        EXPECT_EQ(std::string(validation.data, validation.length), row.body.substr(8));
     }
 }

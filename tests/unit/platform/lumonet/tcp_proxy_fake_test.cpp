@@ -14,8 +14,7 @@ using namespace tcp_test;
 
 namespace {
 
-const std::string kAnswer = Framed(1, Validation(8, "welcome")) + Framed(0, "first");
-const std::string kHello = Framed(1, Validation(7, "hello"));
+const std::string kAnswer = kWelcome + Framed(0, "first");
 const std::string kEstablished = "HTTP/1.1 200 Connection established\r\n\r\n";
 
 std::string ReadHead(CRawPeer& peer) {
@@ -26,10 +25,6 @@ std::string ReadHead(CRawPeer& peer) {
         head += byte;
     }
     return head;
-}
-
-void InPieces(CRawPeer& peer, const std::string& bytes) {
-    for (const char byte : bytes) peer.Send(std::string(1, byte));
 }
 
 std::string Bytes(std::initializer_list<int> values) {
@@ -68,35 +63,21 @@ private:
 
 }  // namespace
 
-TEST(TcpProxyFake, WorksHoweverTheAnswerArrives) {
+TEST(TcpProxyFake, LosesNothingThatComesTogetherWithTheAnswer) {
     const Row rows[] = {
-        {"the target's first bytes together with the answer", ProxyType::HttpConnect,
+        {"HTTP", ProxyType::HttpConnect,
          [](CRawPeer& peer) {
              EXPECT_EQ(ReadHead(peer).rfind("CONNECT 127.0.0.1:9 HTTP/1.1\r\n", 0), 0u);
              peer.Send(kEstablished + kAnswer);
          }},
-        {"in pieces", ProxyType::HttpConnect,
-         [](CRawPeer& peer) { ReadHead(peer), InPieces(peer, kEstablished + kAnswer); }},
-        {"an old version, with headers that a body would have", ProxyType::HttpConnect,
-         [](CRawPeer& peer) {
-             ReadHead(peer);
-             peer.Send("HTTP/1.0 200 OK\r\nContent-Length: 5\r\nX: " + std::string(3000, 'x') + "\r\n\r\n" + kAnswer);
-         }},
-        {"SOCKS5, together", ProxyType::Socks5,
+        {"SOCKS5", ProxyType::Socks5,
          [](CRawPeer& peer) {
              Socks5Greeting(peer);
              peer.Send(kSocks5Chosen);
              EXPECT_EQ(peer.Read(10), Bytes({5, 1, 0, 1, 127, 0, 0, 1, 0, 9}));
              peer.Send(kSocks5Done + kAnswer);
          }},
-        {"SOCKS5, in pieces", ProxyType::Socks5,
-         [](CRawPeer& peer) {
-             Socks5Greeting(peer);
-             InPieces(peer, kSocks5Chosen);
-             peer.Read(10);
-             InPieces(peer, kSocks5Done + kAnswer);
-         }},
-        {"SOCKS4, together", ProxyType::Socks4a,
+        {"SOCKS4", ProxyType::Socks4a,
          [](CRawPeer& peer) {
              EXPECT_EQ(peer.Read(9), Bytes({4, 1, 0, 9, 127, 0, 0, 1, 0}));
              peer.Send(kSocks4Done + kAnswer);
@@ -122,50 +103,29 @@ TEST(TcpProxyFake, WorksHoweverTheAnswerArrives) {
 
 TEST(TcpProxyFake, FailsCleanlyAndWithoutSecretsInTheLog) {
     const auto says = [](std::string words) { return [words](CRawPeer& peer) { ReadHead(peer), peer.Send(words); }; };
-    const auto socks5 = [](std::string chosen, std::string done) {
-        return [chosen, done](CRawPeer& peer) {
-            peer.Read(4);
-            if (peer.Send(chosen) && !done.empty()) peer.Read(4), peer.Send(done);
-        };
-    };
     const auto hangs = [](CRawPeer& peer) { EXPECT_TRUE(peer.IsClosed()) << "the client gives up"; };
     const Row rows[] = {
         {"closes at once", ProxyType::HttpConnect, [](CRawPeer&) {}},
-        {"refuses", ProxyType::HttpConnect, says("HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\n\r\nno")},
         {"wants another password", ProxyType::HttpConnect,
          says("HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"x\"\r\n"
               "Content-Length: 0\r\nConnection: close\r\n\r\n")},
-        {"closes within its answer", ProxyType::HttpConnect, says("HTTP/1.1 200 Conn")},
-        {"garbage", ProxyType::HttpConnect, says(std::string(5000, '\xfe') + "\r\n\r\n")},
         {"a redirection elsewhere", ProxyType::HttpConnect, says("HTTP/1.1 302 Found\r\nLocation: http://x/\r\n\r\n")},
         {"headers without end", ProxyType::HttpConnect,
          [](CRawPeer& peer) {
              ReadHead(peer);
              peer.Send("HTTP/1.1 200 OK\r\n");
-             const std::string headers = "X-Header: " + std::string(5000, 'x') + "\r\n";
-             while (peer.Send(headers)) {}
-         }},
-        {"one header without end", ProxyType::HttpConnect,
-         [](CRawPeer& peer) {
-             ReadHead(peer);
-             peer.Send("HTTP/1.1 200 OK\r\nX: ");
-             while (peer.Send(std::string(5000, 'x'))) {}
+             while (peer.Send("X-Header: " + std::string(5000, 'x') + "\r\n")) {}
          }},
         {"hangs", ProxyType::HttpConnect, hangs},
-        {"hangs within its answer", ProxyType::HttpConnect,
-         [hangs](CRawPeer& peer) { peer.Send("HTTP/1.1 200"), hangs(peer); }},
         {"SOCKS5 hangs", ProxyType::Socks5, hangs},
-        {"SOCKS5 of another version", ProxyType::Socks5, socks5(Bytes({4, 0}), "")},
-        {"SOCKS5 takes no method", ProxyType::Socks5, socks5(Bytes({5, 255}), "")},
-        {"SOCKS5 takes no password", ProxyType::Socks5, socks5(Bytes({5, 2}), Bytes({1, 1}))},
-        {"SOCKS5 refuses", ProxyType::Socks5, socks5(kSocks5Chosen, Bytes({5, 5, 0, 1, 0, 0, 0, 0, 0, 0}))},
-        {"SOCKS5 closes within its answer", ProxyType::Socks5, socks5(kSocks5Chosen, kSocks5Done.substr(0, 5))},
-        {"SOCKS5 garbage", ProxyType::Socks5, socks5(std::string(600, '\xee'), "")},
+        {"SOCKS5 takes no password", ProxyType::Socks5,
+         [](CRawPeer& peer) {
+             peer.Read(4), peer.Send(Bytes({5, 2})), peer.Read(4), peer.Send(Bytes({1, 1}));
+         }},
         {"SOCKS4 refuses", ProxyType::Socks4a,
          [](CRawPeer& peer) {
              peer.Read(9), peer.Send(Bytes({0, 91, 0, 0, 0, 0, 0, 0}));
          }},
-        {"SOCKS4 hangs", ProxyType::Socks4a, hangs},
     };
     CShortLimit limit(net::g_timeouts.dial, 500);
     CLogCapture log;

@@ -1,6 +1,8 @@
 // A real proxy, started on loopback for one test.
 #pragma once
 
+#include "support/scratch.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -29,13 +31,13 @@ public:
     bool IsUp() const { return m_bUp; }
     uint16_t Port() const { return m_usPort; }
     /// What it has printed.
-    std::string Output() const;
+    std::string Output() const { return m_folder.Get("output"); }
 
 private:
     bool Start(const std::vector<std::string>& command);
     bool HasEnded();
 
-    std::string m_folder;
+    const CScratch m_folder;
     uint16_t m_usPort = 0;
     pid_t m_pid = -1;
     bool m_bUp = false;

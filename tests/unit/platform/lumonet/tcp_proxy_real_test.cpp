@@ -27,15 +27,9 @@ const RealProxy kProxies[] = {
      }},
     {"microsocks", ProxyType::Socks5, true,
      [](uint16_t port, const std::string&) {
-         return std::vector<std::string>{FindProxyProgram("microsocks"),
-                                         "-i",
-                                         "127.0.0.1",
-                                         "-p",
-                                         std::to_string(port),
-                                         "-u",
-                                         "someone",
-                                         "-P",
-                                         "secret-word"};
+         const std::string number = std::to_string(port);
+         return std::vector<std::string>{
+             FindProxyProgram("microsocks"), "-i", "127.0.0.1", "-p", number, "-u", "someone", "-P", "secret-word"};
      },
      [](uint16_t) { return ""; }},
     {"danted", ProxyType::Socks4a, false,

@@ -159,19 +159,6 @@ private:
     std::vector<std::unique_ptr<CBriefSession>>& m_finished;  // they release themselves, at whatever time
 };
 
-class CBlockingClient final : public ITcpClientNotify {
-public:
-    bool OnTcpClientNotifyValidate(unsigned long, const char*, int) override {
-        m_events.Add("inside");
-        EXPECT_TRUE(m_goOn.WaitForCount(1));
-        m_bDone = true;
-        return true;
-    }
-    void OnTcpClientNotifyConnected() override { m_events.Add("connected"); }
-    CEvents m_events, m_goOn;
-    std::atomic<bool> m_bDone{false};
-};
-
 }  // namespace
 
 TEST(TcpRelease, HoldsInEveryCallbackAndOnOtherThreadsWhileFramesPourIn) {
@@ -217,18 +204,24 @@ TEST(TcpRelease, HoldsInEveryCallbackAndOnOtherThreadsWhileFramesPourIn) {
 
 TEST(TcpRelease, WaitsForItsOwnCallbackAndForNoOther) {
     CServer server;
-    CClient bystander;
-    ASSERT_TRUE(bystander.Dial(server.m_usPort));
-    ASSERT_TRUE(bystander.m_events.WaitFor("answer 8 welcome"));
-    CBlockingClient blocking;
-    ITcpClient* net = CreateTcpClient(&blocking, "127.0.0.1", server.m_usPort, 0, "", 0, "", "");
-    ASSERT_TRUE(blocking.m_events.WaitFor("connected"));
-    const std::string hello = Validation(7, "hello");
-    net->SendData(hello.data(), static_cast<int>(hello.size()), 1);
-    ASSERT_TRUE(blocking.m_events.WaitFor("inside"));
+    CClient bystander, blocking, another;
+    CEvents inside, goOn;
+    std::atomic<bool> done{false};
+    blocking.m_onFrame = [&] {
+        inside.Add("inside");
+        EXPECT_TRUE(goOn.WaitForCount(1));
+        done = true;
+    };
+    for (CClient* const client : {&bystander, &blocking}) {
+        ASSERT_TRUE(client->Dial(server.m_usPort));
+        ASSERT_TRUE(client->m_events.WaitFor("answer 8 welcome"));
+    }
+    ASSERT_TRUE(server.Session(1));
+    server.Session(1)->Send("frame");
+    ASSERT_TRUE(inside.WaitForCount(1));
     // The reactor is held up. Senders, makers and the releases of others do not wait for it.
-    net->SendData("x", 1, 0);
-    EXPECT_GT(net->GetSendQueueSize(), 0u);
+    blocking.Send("x");
+    EXPECT_GT(blocking.Net()->GetSendQueueSize(), 0u);
     bystander.Send("x");
     bystander.Net()->ClearSendQueue();
     bystander.Release();
@@ -237,13 +230,12 @@ TEST(TcpRelease, WaitsForItsOwnCallbackAndForNoOther) {
     server.Release();
     server.m_pNet = CreateTcpServer(&server, port);
     EXPECT_NE(server.m_pNet, nullptr) << "the port is free at once";
-    CClient another;
     EXPECT_TRUE(another.Dial(port));
     std::thread releasing([&] {
-        net->ReleaseConnections();
-        EXPECT_TRUE(blocking.m_bDone) << "its own callback still ran";
+        blocking.Release();
+        EXPECT_TRUE(done) << "its own callback still ran";
     });
-    blocking.m_goOn.Add("go on");
+    goOn.Add("go on");
     releasing.join();
     EXPECT_TRUE(another.m_events.WaitFor("answer 8 welcome"));
 }
@@ -262,7 +254,7 @@ TEST(TcpRelease, TheLastOneMayGoAndANewOneComeInsideACallback) {
         };
         ASSERT_TRUE(first.Dial(listener.Port()));
         CRawPeer peer = listener.Accept();
-        ASSERT_TRUE(peer.Send(Framed(1, Validation(8, "welcome")) + Framed(0, "frame") + Framed(0, "another")));
+        ASSERT_TRUE(peer.Send(kWelcome + Framed(0, "frame") + Framed(0, "another")));
         ASSERT_TRUE(done.WaitForCount(1));
         EXPECT_TRUE(i % 2 == 0 || second.m_events.WaitFor("connected"));
         second.Release();

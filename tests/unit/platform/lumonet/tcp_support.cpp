@@ -1,10 +1,10 @@
 #include "tcp_support.h"
 
-#include <arpa/inet.h>
-#include <poll.h>
-#include <sys/socket.h>
+#include "platform/lumonet/socket_address.h"
+#include "support/session_wire.h"
 
-#include <algorithm>
+#include <poll.h>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -14,26 +14,11 @@ namespace tcp_test {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{60};
-constexpr int kPatienceMs = 60'000;
-
-sockaddr_in Loopback(uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(kLoopback);
-    return address;
-}
-
-std::string U32(size_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift & 0xff);
-    return bytes;
-}
+std::string Length(const std::string& body) { return session_wire::U32(static_cast<uint32_t>(body.size())); }
 
 bool Ready(int fd, short events) {
     pollfd waiting{fd, events, 0};
-    return poll(&waiting, 1, kPatienceMs) > 0;
+    return poll(&waiting, 1, 1000 * static_cast<int>(kLongEnough.count())) > 0;
 }
 
 }  // namespace
@@ -56,19 +41,11 @@ size_t CEvents::Count(const std::string& event) const {
 
 bool CEvents::WaitUntil(const std::function<bool()>& condition) const {
     std::unique_lock<std::mutex> lock(m_mutex);
-    return m_changed.wait_for(lock, kPatience, condition);
-}
-
-bool CEvents::WaitForCount(size_t count) const {
-    return WaitUntil([&] { return m_events.size() >= count; });
-}
-
-bool CEvents::WaitFor(const std::string& event) const {
-    return WaitUntil([&] { return std::find(m_events.begin(), m_events.end(), event) != m_events.end(); });
+    return m_changed.wait_for(lock, kLongEnough, condition);
 }
 
 bool Eventually(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + kLongEnough;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -76,9 +53,11 @@ bool Eventually(const std::function<bool()>& condition) {
     return true;
 }
 
-std::string Validation(uint32_t type, const std::string& payload) { return U32(type) + U32(payload.size()) + payload; }
+std::string Validation(uint32_t type, const std::string& payload) {
+    return session_wire::U32(type) + Length(payload) + payload;
+}
 
-std::string Framed(int kind, const std::string& body) { return U32(body.size()) + static_cast<char>(kind) + body; }
+std::string Framed(int kind, const std::string& body) { return Length(body) + static_cast<char>(kind) + body; }
 
 std::string FrameEvent(const char* data, size_t length) {
     if (length <= 64) return "frame " + std::string(data, length);
@@ -184,12 +163,13 @@ bool CServer::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type
     return m_onValidate ? m_onValidate(*this, session) : Keep(session);
 }
 
-CRawPeer CRawPeer::Dial(uint16_t port, int receiveBuffer) {
-    CFileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (receiveBuffer > 0) setsockopt(fd.Get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-    const sockaddr_in address = Loopback(port);
-    if (!fd || connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return CRawPeer(-1);
-    return CRawPeer(fd.Take());
+CRawPeer CRawPeer::Dial(uint16_t port, const std::string& first, int receiveBuffer) {
+    CRawPeer peer(OpenSocket(SOCK_STREAM).Take());
+    if (receiveBuffer > 0) setsockopt(peer.Fd(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+    const sockaddr_in address = ToSocketAddress(kLoopback, port);
+    if (connect(peer.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return CRawPeer(-1);
+    peer.Send(first);
+    return peer;
 }
 
 bool CRawPeer::Send(const std::string& bytes) {
@@ -221,15 +201,12 @@ std::string CRawPeer::Read(size_t length) {
 std::string CRawPeer::ReadAll(bool* closed) {
     std::string bytes;
     char some[65536];
-    while (Ready(m_fd.Get(), POLLIN)) {
-        const ssize_t length = recv(m_fd.Get(), some, sizeof some, 0);
-        if (length <= 0) {
-            if (closed) *closed = true;
-            return bytes;
-        }
-        bytes.append(some, static_cast<size_t>(length));
+    ssize_t length = 1;
+    while (length > 0 && Ready(m_fd.Get(), POLLIN)) {
+        length = recv(m_fd.Get(), some, sizeof some, 0);
+        bytes.append(some, static_cast<size_t>(std::max<ssize_t>(length, 0)));
     }
-    if (closed) *closed = false;
+    if (closed) *closed = length <= 0;
     return bytes;
 }
 
@@ -239,8 +216,8 @@ bool CRawPeer::IsClosed() {
     return closed;
 }
 
-CRawListener::CRawListener(int backlog) : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = Loopback(0);
+CRawListener::CRawListener(int backlog) : m_fd(OpenSocket(SOCK_STREAM)) {
+    sockaddr_in address = ToSocketAddress(kLoopback, 0);
     socklen_t length = sizeof address;
     if (bind(m_fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return;
     if (listen(m_fd.Get(), backlog) != 0) return;

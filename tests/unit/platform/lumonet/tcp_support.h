@@ -4,7 +4,9 @@
 #include "platform/lumonet/file_descriptor.h"
 #include "platform/lumonet/lumonet.h"
 #include "platform/lumonet/proxy_server.h"
+#include "udp_peer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -16,8 +18,6 @@
 
 namespace tcp_test {
 
-constexpr uint32_t kLoopback = 0x7f000001;
-
 /// What happened so far, in order.
 class CEvents {
 public:
@@ -25,8 +25,12 @@ public:
     std::vector<std::string> All() const;
     size_t Count(const std::string& event) const;
     /// Waits, very long if it must, until so many events came, or the given one did. False: it never came.
-    bool WaitForCount(size_t count) const;
-    bool WaitFor(const std::string& event) const;
+    bool WaitForCount(size_t count) const {
+        return WaitUntil([&] { return m_events.size() >= count; });
+    }
+    bool WaitFor(const std::string& event) const {
+        return WaitUntil([&] { return std::find(m_events.begin(), m_events.end(), event) != m_events.end(); });
+    }
 
 private:
     bool WaitUntil(const std::function<bool()>& condition) const;
@@ -41,6 +45,8 @@ bool Eventually(const std::function<bool()>& condition);
 
 std::string Validation(uint32_t type, const std::string& payload);
 std::string Framed(int kind, const std::string& body);
+/// How clients of the tests begin, and what their servers answer.
+inline const std::string kHello = Framed(1, Validation(7, "hello")), kWelcome = Framed(1, Validation(8, "welcome"));
 /// A long frame is written down by its length and a checksum.
 std::string FrameEvent(const char* data, size_t length);
 
@@ -114,7 +120,7 @@ class CRawPeer {
 public:
     explicit CRawPeer(int fd) : m_fd(fd) {}
     /// Not connected when the port does not answer or descriptors have run out. A buffer of 0 is the kernel's choice.
-    static CRawPeer Dial(uint16_t port, int receiveBuffer = 0);
+    static CRawPeer Dial(uint16_t port, const std::string& first = "", int receiveBuffer = 0);
     explicit operator bool() const { return static_cast<bool>(m_fd); }
     bool Send(const std::string& bytes);
     /// Sends as much as goes without waiting.

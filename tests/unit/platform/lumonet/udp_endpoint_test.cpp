@@ -1,10 +1,8 @@
 #include "udp_peer.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "platform/lumonet/socket_address.h"
 
-#include <future>
+#include <memory>
 #include <thread>
 
 namespace {
@@ -126,35 +124,27 @@ TEST_P(UdpEndpointTest, BatchesNestByCountAndFlushLeavesThemOpen) {
 }
 
 TEST_P(UdpEndpointTest, ABatchMayBeLargerThanWhatIsKept) {
-    CUdpPeer sender, first, second;
-    sender.endpoint->BeginBatch();
-    Datagrams large;
-    for (size_t i = 0; i < 5; ++i) {
-        large.push_back(Pattern(i, 60000));
-        sender.SendTo(first, large.back());
+    const struct {
+        const char* what;
+        size_t count, size, sizeOf100;
+        bool inTurn;
+    } rows[] = {{"more bytes", 5, 60000, 0, false},
+                {"more equal ones than a message carries, a shorter one among them", 150, 100, 10, false},
+                {"more changes of destination than one call carries", 150, 20, 20, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        CUdpPeer sender, first, second;
+        Datagrams sent;
+        sender.endpoint->BeginBatch();
+        for (size_t i = 0; i < row.count; ++i) {
+            sent.push_back(Pattern(i, i == 100 ? row.sizeOf100 : row.size));
+            sender.SendTo(first, sent.back());
+            if (row.inTurn) sender.SendTo(second, sent.back());
+        }
+        sender.endpoint->EndBatch();
+        EXPECT_EQ(first.TakeBytes(sent.size()), sent);
+        EXPECT_TRUE(!row.inTurn || second.TakeBytes(sent.size()) == sent);
     }
-    sender.endpoint->EndBatch();
-    EXPECT_EQ(first.TakeBytes(large.size()), large);
-    // More equal datagrams than one message carries, a shorter one among them.
-    Datagrams equal;
-    sender.endpoint->BeginBatch();
-    for (size_t i = 0; i < 150; ++i) {
-        equal.push_back(Pattern(i, i == 100 ? 10 : 100));
-        sender.SendTo(first, equal.back());
-    }
-    sender.endpoint->EndBatch();
-    EXPECT_EQ(first.TakeBytes(equal.size()), equal);
-    // More changes of destination than one call carries.
-    Datagrams inTurn;
-    sender.endpoint->BeginBatch();
-    for (size_t i = 0; i < 150; ++i) {
-        inTurn.push_back(Pattern(i, 20));
-        sender.SendTo(first, inTurn.back());
-        sender.SendTo(second, inTurn.back());
-    }
-    sender.endpoint->EndBatch();
-    EXPECT_EQ(first.TakeBytes(inTurn.size()), inTurn);
-    EXPECT_EQ(second.TakeBytes(inTurn.size()), inTurn);
 }
 
 TEST_P(UdpEndpointTest, EachThreadHasABatchOfItsOwn) {
@@ -227,23 +217,19 @@ TEST_P(UdpEndpointTest, ABatchLeftOpenHarmsNobody) {
     for (auto& peer : many) peer->endpoint->BeginBatch();
     for (auto& peer : many) peer->SendTo(receiver, "many");
     for (auto& peer : many) peer->endpoint->EndBatch();
-    size_t arrived = 0;
-    while (arrived < many.size()) {
+    for (size_t arrived = 0; arrived < many.size();) {
         const Datagrams bytes = receiver.TakeBytes(1);
         ASSERT_FALSE(bytes.empty());
-        for (const std::string& one : bytes) arrived += one == "many" ? 1 : 0;
+        arrived += static_cast<size_t>(std::count(bytes.begin(), bytes.end(), "many"));
     }
 }
 
 TEST_P(UdpEndpointTest, EmptyDatagramsAndBurstsOfThemAreNotDelivered) {
     CUdpPeer receiver;
-    const int raw = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_addr.s_addr = htonl(kLoopback);
-    to.sin_port = htons(receiver.Port());
+    const CFileDescriptor raw = OpenSocket(SOCK_DGRAM);
+    const sockaddr_in to = ToSocketAddress(kLoopback, receiver.Port());
     const auto send = [&](const char* bytes, size_t length) {
-        sendto(raw, bytes, length, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        sendto(raw.Get(), bytes, length, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     };
     for (int i = 0; i < 50; ++i) send("", 0);
     send("x", 1);
@@ -251,16 +237,15 @@ TEST_P(UdpEndpointTest, EmptyDatagramsAndBurstsOfThemAreNotDelivered) {
     send("y", 1);
     EXPECT_EQ(receiver.TakeBytes(2), (Datagrams{"x", "y"}));
     EXPECT_LE(receiver.Bursts(), 2u);
-    close(raw);
 }
 
 TEST_P(UdpEndpointTest, ACallbackThatThrowsCostsNothingElse) {
     CUdpPeer sender, receiver;
-    receiver.SetHooks({[] {},
-                       [](const ReceivedDatagram& datagram) {
-                           if (datagram.bytes == "bad") throw std::runtime_error("application");
-                       },
-                       [] {}});
+    CUdpPeer::Hooks hooks;
+    hooks.datagram = [](const ReceivedDatagram& datagram) {
+        if (datagram.bytes == "bad") throw std::runtime_error("application");
+    };
+    receiver.SetHooks(hooks);
     sender.SendTo(receiver, "bad");
     sender.SendTo(receiver, "good");
     EXPECT_EQ(receiver.TakeBytes(1), Datagrams{"good"});
