@@ -40,8 +40,7 @@ void ReceiveOneTwice(CSide& side) {
     CFrameSource source(side.Spec().frames, side.Spec().frameLen);
     CBulkReceiver receiver(side);
     source.Next();
-    receiver.OnFrame(source.Data(), source.Length());
-    receiver.OnFrame(source.Data(), source.Length());
+    for (int i = 0; i < 2; ++i) receiver.OnFrame(source.Data(), source.Length());
     side.WaitForStop();
 }
 

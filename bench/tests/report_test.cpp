@@ -50,9 +50,6 @@ TEST(BenchStats, MiddleAndTail) {
     EXPECT_EQ(Percentile(hundred, 99), 99);
     EXPECT_EQ(Percentile(hundred, 100), 100);
     EXPECT_EQ(Percentile({7}, 99), 7);
-}
-
-TEST(BenchStats, TailsHaveNames) {
     Values values;
     AddTail(values, "x_", {4, 1, 3, 2});
     EXPECT_EQ(values, (Values{{"x_p50_us", 2}, {"x_p90_us", 4}, {"x_p99_us", 4}, {"x_max_us", 4}}));
@@ -67,55 +64,35 @@ TEST(BenchStats, ExponentIsTheSlopeOfGrowth) {
     EXPECT_EQ(Exponent({}), 0);
 }
 
-TEST(BenchTargets, EveryTargetNamesPlannedCasesAndIsPartOfARow) {
-    const Measurements all = Everything(1);
-    for (const CTarget& target : Targets()) {
-        EXPECT_EQ(all.count(target.of), 1U) << target.of;
-        EXPECT_TRUE(target.against.empty() || all.count(target.against) == 1U) << target.against;
-        EXPECT_EQ(std::count(RowNames().begin(), RowNames().end(), target.row), 1) << target.row;
-    }
-    EXPECT_EQ(Judge(RowNames(), all).size(), Targets().size());
-    for (const std::string& row : RowNames()) EXPECT_FALSE(Judge({row}, all).empty()) << row;
-}
-
 TEST(BenchTargets, BothSidesOfALimit) {
-    const std::string lumo = CaseID("lumo", true);
-    const std::string enet = CaseID("enet", true);
-    const std::string idle = CaseID("lumo-idle", false);
+    const std::string lumo = CaseID("lumo", true), enet = CaseID("enet", true), video = CaseID("lumo-video", false),
+                      idle = CaseID("lumo-idle", false);
     const struct {
+        const char* row;
+        std::string of, against;
         const char* value;
-        double of, against;
+        double figure, other;
         Verdict verdict;
     } rows[] = {
-        {"MB/s", 450, 100, Verdict::Met},       {"MB/s", 449, 100, Verdict::Missed},
-        {"cpu_s_per_GB", 0.9, 2, Verdict::Met}, {"cpu_s_per_GB", 0.91, 2, Verdict::Missed},
-        {"MB/s", 450, 0, Verdict::NotMeasured},
+        {"bulk", lumo, enet, "MB/s", 450, 100, Verdict::Met},
+        {"bulk", lumo, enet, "MB/s", 449, 100, Verdict::Missed},
+        {"bulk", lumo, enet, "cpu_s_per_GB", 0.9, 2, Verdict::Met},
+        {"bulk", lumo, enet, "cpu_s_per_GB", 0.91, 2, Verdict::Missed},
+        {"bulk", lumo, enet, "MB/s", 450, 0, Verdict::NotMeasured},
+        {"video", video, "", "cpu_exponent", 1.1, 0, Verdict::Met},
+        {"video", video, "", "cpu_exponent", 1.11, 0, Verdict::Missed},
+        {"video", video, "", "frames/s", 29.7, 0, Verdict::Met},
+        {"video", video, "", "frames/s", 29.6, 0, Verdict::Missed},
+        {"idle", idle, "", "grown_MiB", 16, 0, Verdict::Met},
+        {"idle", idle, "", "grown_MiB", 16.1, 0, Verdict::Missed},
     };
     for (const auto& row : rows) {
         Measurements all = Everything(1);
-        Set(all, lumo, row.value, row.of);
-        Set(all, enet, row.value, row.against);
-        EXPECT_EQ(Find(Judge({"bulk"}, all), lumo, enet, row.value).verdict, row.verdict) << row.value << row.of;
+        Set(all, row.of, row.value, row.figure);
+        if (!row.against.empty()) Set(all, row.against, row.value, row.other);
+        EXPECT_EQ(Find(Judge({row.row}, all), row.of, row.against, row.value).verdict, row.verdict)
+            << row.value << row.figure;
     }
-    const std::string video = CaseID("lumo-video", false);
-    const struct {
-        const char* value;
-        double figure;
-        Verdict verdict;
-    } videoRows[] = {{"cpu_exponent", 1.1, Verdict::Met},
-                     {"cpu_exponent", 1.11, Verdict::Missed},
-                     {"frames/s", 29.7, Verdict::Met},
-                     {"frames/s", 29.6, Verdict::Missed}};
-    for (const auto& row : videoRows) {
-        Measurements all = Everything(1);
-        Set(all, video, row.value, row.figure);
-        EXPECT_EQ(Find(Judge({"video"}, all), video, "", row.value).verdict, row.verdict) << row.value << row.figure;
-    }
-    Measurements all = Everything(1);
-    Set(all, idle, "grown_MiB", 16);
-    EXPECT_EQ(Find(Judge({"idle"}, all), idle, "", "grown_MiB").verdict, Verdict::Met);
-    Set(all, idle, "grown_MiB", 16.1);
-    EXPECT_EQ(Find(Judge({"idle"}, all), idle, "", "grown_MiB").verdict, Verdict::Missed);
 }
 
 TEST(BenchTargets, FailedRunsAreNeverHidden) {
@@ -192,15 +169,21 @@ TEST(BenchPlan, PicturesAreFramesOfTheirSizeAndNumber) {
 }
 
 TEST(BenchPlan, ARowAsksForWhatItsTargetsCompareAndNoCaseTwice) {
+    size_t targets = 0;
     for (const std::string& row : RowNames()) {
         std::set<std::string> planned;
         for (const CCase& one : PlanCases({row}, {})) EXPECT_TRUE(planned.insert(one.id).second) << one.id;
+        const size_t before = targets;
         for (const CTarget& target : Targets()) {
             if (target.row != row) continue;
+            ++targets;
             EXPECT_EQ(planned.count(target.of), 1U) << row << ": " << target.of;
             EXPECT_TRUE(target.against.empty() || planned.count(target.against) == 1U) << row << ": " << target.against;
         }
+        EXPECT_EQ(Judge({row}, Everything(1)).size(), targets - before) << row;
+        EXPECT_GT(targets, before) << row;
     }
+    EXPECT_EQ(targets, Targets().size()) << "every target is part of a row";
 }
 
 }  // namespace
