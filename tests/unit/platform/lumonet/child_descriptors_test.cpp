@@ -33,8 +33,7 @@ TEST(ChildDescriptors, NothingIsInherited) {
     SetUdpFeatures({});
     CServer server;
     CClient dialled;
-    ASSERT_TRUE(dialled.Dial(server.m_usPort));
-    ASSERT_TRUE(dialled.m_events.WaitFor("answer 8 welcome"));
+    ASSERT_TRUE(dialled.Meet(server.m_usPort));
     CRawPeer unvalidated = CRawPeer::Dial(server.m_usPort);
     CRawListener proxy;
     CClient proxied;

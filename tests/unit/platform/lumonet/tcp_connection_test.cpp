@@ -25,8 +25,7 @@ struct Pair {
     CSession* session = nullptr;
 
     Pair() {
-        EXPECT_TRUE(client.Dial(server.m_usPort));
-        EXPECT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+        EXPECT_TRUE(client.Meet(server.m_usPort));
         session = server.Session(0);
     }
 };
@@ -49,8 +48,7 @@ TEST(TcpConnection, CarriesWholeFramesBothWaysInOrder) {
             pair.session->Send(frame);
         }
     }
-    EXPECT_TRUE(pair.session->m_events.WaitForCount(expected.size()));
-    EXPECT_EQ(pair.session->m_events.All(), expected);
+    EXPECT_EQ(pair.session->m_events.Await(expected.size()), expected);
     EXPECT_TRUE(pair.client.m_events.WaitForCount(expected.size() + 2));
     expected.insert(expected.begin(), {"connected", "answer 8 welcome"});
     EXPECT_EQ(pair.client.m_events.All(), expected);
@@ -72,8 +70,8 @@ TEST(TcpConnection, TheValidationMessageLeavesBeforeFramesSentEarlier) {
     client.Send(Validation(7, "a later one"), 1);
     client.Send("third");
     CSession* session = server.Session(0);
-    ASSERT_TRUE(session && session->m_events.WaitForCount(3));
-    EXPECT_EQ(session->m_events.All(), (std::vector<std::string>{"frame first", "frame second", "frame third"}));
+    ASSERT_TRUE(session);
+    EXPECT_EQ(session->m_events.Await(3), (std::vector<std::string>{"frame first", "frame second", "frame third"}));
     EXPECT_EQ(server.m_events.All(), std::vector<std::string>{"validate 7 hello"});
 }
 
@@ -108,8 +106,8 @@ TEST(TcpConnection, TheListenerClosesWhatDoesNotSpeakProperly) {
     CRawPeer peer =
         CRawPeer::Dial(server.m_usPort, kHello + kHello + Framed(0, "") + Framed(1, "garbage") + Framed(0, "end"));
     CSession* session = server.Session(validated);
-    ASSERT_TRUE(session && session->m_events.WaitForCount(1));
-    EXPECT_EQ(session->m_events.All(), std::vector<std::string>{"frame end"});
+    ASSERT_TRUE(session);
+    EXPECT_EQ(session->m_events.Await(1), std::vector<std::string>{"frame end"});
     EXPECT_EQ(server.m_events.Count("validate 7 hello"), validated + 1);
 }
 
@@ -242,8 +240,7 @@ TEST(TcpConnection, EveryStepHasItsTimeLimit) {
         CRawPeer silent = CRawPeer::Dial(server.m_usPort);
         CRawPeer slow = CRawPeer::Dial(server.m_usPort, kHello.substr(0, 16));
         CClient client;
-        ASSERT_TRUE(client.Dial(server.m_usPort));
-        ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+        ASSERT_TRUE(client.Meet(server.m_usPort));
         server.m_pNet->CheckTimeout();  // too early: nothing happens to the slow one
         slow.Send(kHello.substr(16));
         EXPECT_TRUE(server.m_events.WaitForCount(2));

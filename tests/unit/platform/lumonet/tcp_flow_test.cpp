@@ -14,8 +14,7 @@ namespace {
 // A frame goes to and fro while others misbehave.
 void ExpectService(CServer& server, size_t session) {
     CClient client;
-    ASSERT_TRUE(client.Dial(server.m_usPort));
-    ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+    ASSERT_TRUE(client.Meet(server.m_usPort));
     client.Send("ping");
     ASSERT_TRUE(server.Session(session) && server.Session(session)->m_events.WaitFor("frame ping"));
     server.Session(session)->Send("pong");
@@ -145,8 +144,7 @@ TEST(TcpFlow, FramesBeforeTheNotifyObjectAreKeptInOrderAndBounded) {
     EXPECT_LT(sent, stream.size()) << "kernel buffers alone hold less";
     session->m_pNet->SetNotify(session);
     ASSERT_TRUE(peer.Send(stream.substr(sent)));
-    ASSERT_TRUE(session->m_events.WaitForCount(expected.size()));
-    EXPECT_EQ(session->m_events.All(), expected);
+    EXPECT_EQ(session->m_events.Await(expected.size()), expected);
     // Detached, nothing is delivered; attached again, nothing is missing.
     session->m_pNet->SetNotify(nullptr);
     peer.Send(Framed(0, "while detached"));
@@ -274,8 +272,7 @@ TEST(TcpFlow, APortIsTakenOnceAndFreeAgainWhenReleased) {
             std::vector<CRawPeer> peers;  // accepted or waiting to be
             for (int n = 0; n < 5; ++n) peers.push_back(CRawPeer::Dial(port));
             CClient client;  // closed by the server, whose end of it lingers in the kernel
-            ASSERT_TRUE(client.Dial(port));
-            ASSERT_TRUE(client.m_events.WaitFor("answer 8 welcome"));
+            ASSERT_TRUE(client.Meet(port));
             server.Session(i)->m_pNet->CloseWhenSent();
             ASSERT_TRUE(client.m_events.WaitFor("disconnected"));
             server.Release();

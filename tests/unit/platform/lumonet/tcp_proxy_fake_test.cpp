@@ -95,8 +95,7 @@ TEST(TcpProxyFake, LosesNothingThatComesTogetherWithTheAnswer) {
         });
         CClient client;
         ASSERT_TRUE(client.Dial(9, row.type, proxy.Port()));
-        EXPECT_TRUE(client.m_events.WaitForCount(3));
-        EXPECT_EQ(client.m_events.All(), (std::vector<std::string>{"connected", "answer 8 welcome", "frame first"}));
+        EXPECT_EQ(client.m_events.Await(3), (std::vector<std::string>{"connected", "answer 8 welcome", "frame first"}));
     }
     for (const char* name : {"http_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) unsetenv(name);
 }

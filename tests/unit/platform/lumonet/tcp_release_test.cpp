@@ -213,8 +213,7 @@ TEST(TcpRelease, WaitsForItsOwnCallbackAndForNoOther) {
         done = true;
     };
     for (CClient* const client : {&bystander, &blocking}) {
-        ASSERT_TRUE(client->Dial(server.m_usPort));
-        ASSERT_TRUE(client->m_events.WaitFor("answer 8 welcome"));
+        ASSERT_TRUE(client->Meet(server.m_usPort));
     }
     ASSERT_TRUE(server.Session(1));
     server.Session(1)->Send("frame");

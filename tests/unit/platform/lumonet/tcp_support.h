@@ -23,6 +23,8 @@ class CEvents {
 public:
     void Add(const std::string& event);
     std::vector<std::string> All() const;
+    /// All, once there are so many.
+    std::vector<std::string> Await(size_t count) const { return WaitForCount(count), All(); }
     size_t Count(const std::string& event) const;
     /// Waits, very long if it must, until so many events came, or the given one did. False: it never came.
     bool WaitForCount(size_t count) const {
@@ -57,6 +59,8 @@ public:
     ~CClient() { Release(); }
     bool Dial(uint16_t port, ProxyType proxy = ProxyType::None, uint16_t proxyPort = 0, const std::string& user = "",
               const std::string& password = "");
+    /// Dials, and waits for the answer.
+    bool Meet(uint16_t port) { return Dial(port) && m_events.WaitFor("answer 8 welcome"); }
     void Release();
     void Send(const std::string& frame, int mode = 0);
     ITcpClient* Net();
