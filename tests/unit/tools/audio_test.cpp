@@ -75,7 +75,7 @@ protected:
         EXPECT_TRUE(writer.Good());
         return file.Content();
     }
-    const CUnnamedFile file;
+    CUnnamedFile file;
     COggOpusWriter writer{file.Get()};
     CAudioRecorder recorder{&writer};
 };

@@ -19,7 +19,7 @@ protected:
     void Arrive(const std::string& frame, bool ours = true) {
         EXPECT_EQ(recorder.OnFrame(frame.data(), frame.size(), now), ours);
     }
-    const CUnnamedFile file;
+    CUnnamedFile file;
     CVideoRecorder recorder{file.Get()};
     uint64_t now = 1000;
 };

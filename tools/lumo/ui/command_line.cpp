@@ -62,7 +62,7 @@ COption& COption::ExistingFile() {
 }
 
 COption& COption::Check(std::function<std::string(const std::string&)> check) {
-    m_pOption->check(CLI::Validator([check](const std::string& text) { return check(text); }, ""));
+    m_pOption->check(CLI::Validator([check = std::move(check)](const std::string& text) { return check(text); }, ""));
     return *this;
 }
 
