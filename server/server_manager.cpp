@@ -25,6 +25,7 @@ CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
       m_signalling(options, m_context.connectionQuotas, log),
       m_requests(options.Trusted()),
+      m_rates(options.limits.ratePerAddress, options.Trusted()),
       m_ulPolicyRefreshed(CActivity::Now()) {
     budgets::SetLimit(options.limits.memoryBytes);
     budgets::SetExempt([trusted = options.Trusted()](uint32_t ip) { return Contains(trusted, ip); });
@@ -147,6 +148,7 @@ void CServerManager::OnSecond() {
     if (m_bStopping) return;
     for (const auto& medium : m_media) medium->OnSecond(now);
     m_signalling.OnSecond();
+    m_rates.OnSecond();
     m_context.log.OnSecond();
 }
 

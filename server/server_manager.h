@@ -3,6 +3,7 @@
 
 #include "link/process/server_hooks.h"
 #include "mcu/local_mcu_manager.h"
+#include "server/address_rates.h"
 #include "server/media/medium_server.h"
 #include "server/requests.h"
 #include "server/signalling/signalling.h"
@@ -28,6 +29,7 @@ public:
     CSignallingStatus Signalling() override { return m_signalling.Status(); }
     std::vector<CBudgetStatus> Budgets() override;
     uint64_t DroppedRequests() override { return m_requests.Dropped(); }
+    uint64_t DatagramsOverRate() override { return m_rates.Dropped(); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
     void OnUdpClientNotifyBurstEnd() override;
@@ -48,6 +50,7 @@ protected:
     bool OpenEndpoints(unsigned long port) override;
     void OnSecond() override;
     bool OnTurn() override;
+    bool MaySend(uint32_t ip, int length) override { return m_rates.Admits(ip, length); }
     void OnOtherDatagram(wire::Kind kind, const char* body, int length, uint32_t ip, uint16_t port) override;
 
 private:
@@ -60,6 +63,7 @@ private:
     CServerContext m_context;
     CSignalling m_signalling;
     CRequests m_requests;
+    CAddressRates m_rates;
     std::vector<std::unique_ptr<CMediumServer>> m_media;
     std::array<CMediumServer*, wire::kKindCount> m_byKind{};
     std::atomic<bool> m_bStopping{false};

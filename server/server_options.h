@@ -28,6 +28,7 @@ struct CServerLimits {
     size_t signallingPerAddress = 64;      ///< of those
     uint64_t boardBytes = 1ULL << 30;      ///< of all whiteboards together: past it nothing more is kept
     size_t unvalidatedUdpPerAddress = 64;  ///< unvalidated UDP sinks, and as many UDP publishers
+    uint64_t ratePerAddress = 0;           ///< bytes a second to one address over UDP; 0: no limit
     uint64_t memoryBytes = 0;  ///< what waits or is not whole, of all together; 0: a quarter of the machine's
 };
 

@@ -45,12 +45,26 @@ struct CTraffic {
     }
 };
 
+/// How fast a link goes: what decides it, and what a wide session knows of its path.
+struct CFlowStatus {
+    const char* control = "";  ///< wide, given; over TCP the kernel's congestion control; empty where there is none
+    bool wide = false;
+    uint64_t bytesPerSecond = 0, smallestRoundTripUs = 0, bytesInFlight = 0, packetsLost = 0;
+};
+
+inline CFlowStatus FlowOf(const LumoLinkStatistics& link) {
+    const bool wide = link.byWide != 0;
+    return {wide ? "wide" : "given", wide, link.ullBandwidth, link.ulSmallestRoundTripUs, link.ullBytesInFlight,
+            link.ullPacketsLost};
+}
+
 struct CSourceStatus {
     CEndpointAddress address{};
     bool tcp = false;
     CLinkSums link;
     uint64_t queuedFrames = 0;
     uint64_t queuedBytes = 0;
+    CFlowStatus flow;
 };
 
 struct CListenerStatus {
@@ -60,6 +74,7 @@ struct CListenerStatus {
     uint64_t queuedBytes = 0;
     uint32_t roundTripMs = 0;  ///< 0 for TCP, or not measured yet
     CLinkSums link;
+    CFlowStatus flow;
 };
 
 /// A live channel.
@@ -124,6 +139,8 @@ public:
     virtual std::vector<CBudgetStatus> Budgets() { return {}; }
     /// Requests over UDP dropped because they exceeded their part of the processor.
     virtual uint64_t DroppedRequests() { return 0; }
+    /// Datagrams that did not leave because their address had its rate.
+    virtual uint64_t DatagramsOverRate() { return 0; }
 
 protected:
     ~IStatusSource() = default;

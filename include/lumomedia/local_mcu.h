@@ -25,4 +25,13 @@ protected:
 /// appears in the log only. Null when no endpoint can be opened.
 LUMO_API ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort);
 
+/// Whether reliable links over UDP that open from now on offer the far side a wide session, which fills a path however
+/// long its round trip is, and take the far side's offer. Towards a far side that does not answer nothing changes but
+/// eight bytes of each data packet that are not read. At first they do not. Any thread.
+LUMO_API void SetWideSessions(bool bWide);
+
+/// Which congestion control TCP connections that open from now on ask the kernel for, "bbr" for example; empty, as at
+/// first: none in particular. A kernel that does not have it, or does not give it, keeps its own. Any thread.
+LUMO_API void SetTcpCongestionControl(const char* szName);
+
 #endif

@@ -23,12 +23,21 @@ struct LumoLinkStatistics {
     unsigned long long ullDuplicates;       ///< data packets received again
     unsigned long long ullFramesDropped;    ///< frames refused (too large, no room or memory) or flushed from the queue
     unsigned long ulRoundTripMs;            ///< smoothed round trip in ms of packets sent once; 0 until measured
-    unsigned long ulQueuedFrames;           ///< frames waiting for the session or the kernel
+    unsigned long ulQueuedFrames;           ///< frames that wait; of a wide session, all that are not acknowledged
     unsigned long long ullQueuedBytes;      ///< their bytes
     /// What has come from the far side, whatever it says: over UDP its datagrams, acknowledgements and keep-alives
     /// included; over TCP bytes as they arrive, of frames that are not whole yet too. While it grows the far side
     /// lives.
     unsigned long long ullSignsOfLife;
+    /// Of TCP, the congestion control that the kernel uses; empty or null where that cannot be told. The text lives as
+    /// long as the process.
+    const char* szCongestionControl;
+    /// What a wide session knows of its path as a sender; all 0 in a given one.
+    unsigned char byWide;                 ///< 1: packets leave as those of a wide session
+    unsigned long ulSmallestRoundTripUs;  ///< of the last seconds, in microseconds; 0 until measured
+    unsigned long long ullBandwidth;      ///< bytes a second that the path carries, all headers included
+    unsigned long long ullBytesInFlight;  ///< sent and neither acknowledged nor taken for lost, all headers included
+    unsigned long long ullPacketsLost;    ///< taken for lost since the link became wide
 };
 
 /// The process since the library was loaded, ended links included.

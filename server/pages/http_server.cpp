@@ -82,7 +82,8 @@ std::string CHttpServer::MetricsText() {
     const CSignallingStatus signalling = m_source.Signalling();
     const CProcessStatus process = ReadProcessStatus();
     CAutoLock lock(&m_csMetrics);
-    return m_metrics.Text(media, signalling, process, m_source.Budgets(), m_source.DroppedRequests());
+    return m_metrics.Text(media, signalling, process, m_source.Budgets(), m_source.DroppedRequests(),
+                          m_source.DatagramsOverRate());
 }
 
 void CHttpServer::AddPages() {

@@ -20,6 +20,8 @@ CMetrics::CMetrics()
       m_datagramBytes(MakeCounters("lumo_datagram_bytes_total", "Bytes of UDP datagrams.")),
       m_requests(MakeCounters("lumo_unproved_requests_dropped_total",
                               "Requests over UDP that were more than their share of the processor.")),
+      m_overRate(MakeCounters("lumo_datagrams_over_rate_total",
+                              "Datagrams dropped because their address had its bytes of that second.")),
       m_signallingClients(MakeGauges("lumo_signalling_clients", "Clients of the signalling service.")),
       m_signallingPackets(MakeCounters("lumo_signalling_packets_total", "Packets between them.")),
       m_memoryUsed(
@@ -73,7 +75,7 @@ void CMetrics::SetMedium(const CMediumStatus& medium) {
 
 std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
                            const CProcessStatus& process, const std::vector<CBudgetStatus>& budgets,
-                           uint64_t droppedRequests) {
+                           uint64_t droppedRequests, uint64_t overRate) {
     for (const CMediumStatus& medium : media) SetMedium(medium);
     const UdpCounters udp = GetUdpCounters();
     Raise(m_datagrams, {{"direction", "in"}}, static_cast<double>(udp.received));
@@ -82,6 +84,7 @@ std::string CMetrics::Text(const std::vector<CMediumStatus>& media, const CSigna
     Raise(m_datagramBytes, {{"direction", "in"}}, static_cast<double>(udp.bytesReceived));
     Raise(m_datagramBytes, {{"direction", "out"}}, static_cast<double>(udp.bytesSent));
     Raise(m_requests, {}, static_cast<double>(droppedRequests));
+    Raise(m_overRate, {}, static_cast<double>(overRate));
     Set(m_signallingClients, {}, static_cast<double>(signalling.clients));
     Raise(m_signallingPackets, {{"result", "forwarded"}}, static_cast<double>(signalling.forwarded));
     Raise(m_signallingPackets, {{"result", "dropped"}}, static_cast<double>(signalling.dropped));

@@ -20,7 +20,7 @@ public:
     /// Prometheus text.
     std::string Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
                      const CProcessStatus& process, const std::vector<CBudgetStatus>& budgets = {},
-                     uint64_t droppedRequests = 0);
+                     uint64_t droppedRequests = 0, uint64_t overRate = 0);
 
 private:
     using Labels = std::map<std::string, std::string>;
@@ -49,6 +49,7 @@ private:
     Counters& m_datagrams;
     Counters& m_datagramBytes;
     Counters& m_requests;
+    Counters& m_overRate;
     Gauges& m_signallingClients;
     Counters& m_signallingPackets;
     Gauges& m_memoryUsed;

@@ -30,8 +30,9 @@ std::string Lost(const CLinkSums& link) {
     return Percent(link.packets == 0 ? 0 : std::min<uint64_t>(link.retransmitted * 1000 / link.packets, 1000));
 }
 
-std::string Address(const CEndpointAddress& address, bool tcp) {
-    return EndpointText(address.ip, address.port) + (tcp ? " (tcp)" : " (udp)");
+std::string Address(const CEndpointAddress& address, bool tcp, const CFlowStatus& flow) {
+    const std::string control = *flow.control == 0 ? "" : std::string(", ") + flow.control;
+    return EndpointText(address.ip, address.port) + (tcp ? " (tcp" : " (udp") + control + ")";
 }
 
 std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "</td>"; }
@@ -39,12 +40,12 @@ std::string Cell(const std::string& text) { return "<td>" + EscapeHtml(text) + "
 std::string Publisher(const CChannelStatus& channel) {
     if (channel.home.ip != 0) return "relayed from " + EndpointText(channel.home.ip, channel.home.port);
     if (!channel.hasSource) return "nobody at the moment";
-    return Address(channel.source.address, channel.source.tcp);
+    return Address(channel.source.address, channel.source.tcp, channel.source.flow);
 }
 
 std::string ListenerRow(const CListenerStatus& listener) {
-    std::string row =
-        "<tr>" + Cell(Address(listener.address, listener.tcp)) + Cell(std::to_string(listener.queuedFrames));
+    std::string row = "<tr>" + Cell(Address(listener.address, listener.tcp, listener.flow)) +
+                      Cell(std::to_string(listener.queuedFrames));
     if (listener.tcp) return row + Cell("-") + Cell("-") + "</tr>";
     return row + Cell(std::to_string(listener.roundTripMs) + " ms") + Cell(Lost(listener.link)) + "</tr>";
 }

@@ -11,10 +11,20 @@ namespace {
 
 const char* Transport(bool tcp) { return tcp ? "tcp" : "udp"; }
 
+void AddFlow(Json& json, const CFlowStatus& flow) {
+    json["flow_control"] = *flow.control == 0 ? Json(nullptr) : Json(flow.control);
+    if (!flow.wide) return;
+    json["path"] = {{"bytes_per_second", flow.bytesPerSecond},
+                    {"smallest_round_trip_us", flow.smallestRoundTripUs},
+                    {"bytes_in_flight", flow.bytesInFlight},
+                    {"packets_lost", flow.packetsLost}};
+}
+
 Json Listener(const CListenerStatus& listener) {
     Json json{{"address", EndpointText(listener.address.ip, listener.address.port)},
               {"transport", Transport(listener.tcp)},
               {"queued_frames", listener.queuedFrames}};
+    AddFlow(json, listener.flow);
     if (listener.tcp) return json;
     json["queued_bytes"] = listener.queuedBytes;
     json["round_trip_ms"] = listener.roundTripMs;
@@ -25,9 +35,11 @@ Json Listener(const CListenerStatus& listener) {
 
 Json Source(const CChannelStatus& channel) {
     if (!channel.hasSource) return nullptr;
-    return {{"address", EndpointText(channel.source.address.ip, channel.source.address.port)},
-            {"transport", Transport(channel.source.tcp)},
-            {"queued_frames", channel.source.queuedFrames}};
+    Json json{{"address", EndpointText(channel.source.address.ip, channel.source.address.port)},
+              {"transport", Transport(channel.source.tcp)},
+              {"queued_frames", channel.source.queuedFrames}};
+    AddFlow(json, channel.source.flow);
+    return json;
 }
 
 Json Traffic(const CTraffic& traffic) {

@@ -19,10 +19,12 @@ CListenerStatus DescribeListener(TSink& sink) {
         listener.queuedBytes = statistics.ullQueuedBytes;
         listener.roundTripMs = static_cast<uint32_t>(statistics.ulRoundTripMs);
         listener.link = SumsOf(statistics);
+        listener.flow = FlowOf(statistics);
     } else {
         listener.queuedFrames = sink.GetBufferingFrameCount();
         listener.queuedBytes = info.queuedBytes;
         listener.link.dropped = info.framesDropped;
+        listener.flow.control = info.congestionControl;
     }
     return listener;
 }

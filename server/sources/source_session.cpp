@@ -41,5 +41,6 @@ void CSourceSession::DescribeLink(LumoLinkStatistics& statistics) const {
 CSourceStatus CSourceSession::Status() {
     LumoLinkStatistics statistics;
     m_frames.FillStatistics(statistics);
-    return {m_address, false, SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes};
+    return {m_address,         false, SumsOf(statistics), statistics.ulQueuedFrames, statistics.ullQueuedBytes,
+            FlowOf(statistics)};
 }

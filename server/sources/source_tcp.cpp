@@ -79,5 +79,7 @@ bool CSourceTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
 }
 
 CSourceStatus CSourceTCP::Status() {
-    return {m_address, true, {}, m_pSession->GetSendQueueSize(), m_pSession->GetSendQueueBytes()};
+    CFlowStatus flow;
+    flow.control = m_pSession->GetCongestionControl();
+    return {m_address, true, {}, m_pSession->GetSendQueueSize(), m_pSession->GetSendQueueBytes(), flow};
 }

@@ -47,7 +47,7 @@ public:
     bool IsGone() override;
     void OnSecond() override;
     void TellToStop() override;
-    CSourceStatus Status() override { return {m_address, false, {}, 0, 0}; }
+    CSourceStatus Status() override { return {m_address, false, {}, 0, 0, {}}; }
     CSourceUDP* AsUDP() override { return this; }
 
 protected:

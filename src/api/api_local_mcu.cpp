@@ -1,10 +1,12 @@
 #include "core/session_statistics.h"
+#include "core/wide/wide_session.h"
 #include "link/callback.h"
 #include "link/process/link_registry.h"
 #include "lumomedia/local_mcu.h"
 #include "lumomedia/statistics.h"
 #include "mcu/local_mcu_manager.h"
 #include "platform/lumobase/app_log.h"
+#include "platform/lumonet/congestion.h"
 
 ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort) {
     try {
@@ -16,6 +18,16 @@ ILocalMcuMgr* CreateLocalMcuMgr(unsigned short usUDPPort) {
         AppLog().debug("CreateLocalMcuMgr failed");
     }
     return nullptr;
+}
+
+void SetWideSessions(bool bWide) { wide::SetWanted(bWide); }
+
+void SetTcpCongestionControl(const char* szName) {
+    try {
+        net::SetCongestionControl(szName ? szName : "");
+    } catch (...) {
+        AppLog().debug("SetTcpCongestionControl failed");
+    }
 }
 
 bool GetLinkStatistics(unsigned long index, LumoLinkStatistics& statistics) {

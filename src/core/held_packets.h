@@ -27,6 +27,8 @@ public:
     bool Insert(CSCTPPacket& packet);
     /// Takes the first packet out if it has this sequence; null otherwise.
     std::unique_ptr<CSCTPPacket> TakeFirst(uint16_t sequence);
+    /// Takes the first packet out; null when there is none.
+    std::unique_ptr<CSCTPPacket> TakeOldest() { return Size() == 0 ? nullptr : TakeFirst(m_held[m_nFirst].sequence); }
     void Clear();
 
 private:

@@ -3,3 +3,5 @@
 
 inline constexpr int kRankSessionWindow = 800;
 inline constexpr int kRankSessionPending = 900;
+inline constexpr int kRankSessionHeld = 910;  // of a wide session, as the next
+inline constexpr int kRankSessionAcks = 920;

@@ -5,6 +5,7 @@
 
 void CSCTPSessionReceiver::ResetReceiver() {
     m_usLastDelivered = UINT16_MAX;
+    m_nDelivered = 0;
     m_bStarted = false;
 }
 
@@ -24,6 +25,7 @@ void CSCTPSessionReceiver::OnPacket(CSCTPPacket packet) {
     });
     if (!next) return;
     m_usLastDelivered = sequence;  // its turn: no copy
+    ++m_nDelivered;
     OnReceivedPacket(&packet);
 }
 
@@ -41,6 +43,7 @@ bool CSCTPSessionReceiver::RejectRepeated(uint16_t sequence) {
 void CSCTPSessionReceiver::DeliverHeld() {
     while (const auto packet = m_held.TakeFirst(Next())) {
         m_usLastDelivered = packet->GetSequence();
+        ++m_nDelivered;
         OnReceivedPacket(packet.get());
     }
 }

@@ -5,6 +5,7 @@
 #include "core/session_statistics.h"
 
 #include <cstdint>
+#include <memory>
 
 /// No lock: one thread feeds, resets and clears it at a time.
 class CSCTPSessionReceiver {
@@ -27,6 +28,10 @@ public:
 
 protected:
     void SetEarlyStranger(uint32_t ip) { m_held.SetStranger(ip); }
+    /// The number after the last delivered one, counted from the first sequence 0.
+    uint64_t NextNumber() const { return m_nDelivered; }
+    /// Takes out what is held, oldest first; null when nothing is.
+    std::unique_ptr<CSCTPPacket> TakeHeld() { return m_held.TakeOldest(); }
     uint64_t Duplicates() const { return m_nDuplicates.Get(); }
 
 private:
@@ -36,6 +41,7 @@ private:
 
     CHeldPackets m_held;
     uint16_t m_usLastDelivered = UINT16_MAX;
+    uint64_t m_nDelivered = 0;
     bool m_bStarted = false;  // sequence 0 has been seen
     session::CCounter m_nDuplicates;
 };

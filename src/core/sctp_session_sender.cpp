@@ -40,7 +40,7 @@ bool CSCTPSessionSender::OnAckAndSendWindow(bool flag, unsigned short sequence, 
 
 void CSCTPSessionSender::ResetSender() {
     CAutoLock lock(&m_csWindow);
-    m_usNextSequence = 0;
+    m_nNext = 0;
 }
 
 void CSCTPSessionSender::ClearSender() {
@@ -82,7 +82,7 @@ bool CSCTPSessionSender::Admit() {
     if (!HasRoom()) return false;
     CSCTPPacket* packet = GetNextSendPacket();
     if (!packet) return false;
-    packet->SetSequence(m_usNextSequence++);
+    packet->SetSequence(static_cast<uint16_t>(m_nNext++));
     m_window.Append();
     return true;
 }
@@ -98,20 +98,21 @@ bool CSCTPSessionSender::SendDue(uint32_t first, uint32_t quiet, uint32_t now) {
         quiet = std::min(quiet, packet->m_ulResendTimeout - (now - packet->m_ulLastSendTime));
         if (!due) continue;
         ++sent;
-        m_nPacketsSent.Add();
-        const auto bytes = static_cast<uint64_t>(packet->GetPacketDataLen() - session::kHeaderLen);
-        m_nBytesSent.Add(bytes);
-        if (again) {
-            m_nRetransmitted.Add();
-            session::CountRetransmitted();
-        } else {
-            m_nBytesFirstSent.Add(bytes);
-        }
+        CountSent(packet->GetPacketDataLen() - session::kHeaderLen, again);
         SendPacket(packet);
     }
     m_ulLastWalk = now;
     m_ulQuiet = sent < session::kMaxSendsPerPass ? quiet : 0;  // others may be due as well
     return sent > 0;
+}
+
+void CSCTPSessionSender::CountSent(int payloadLength, bool again) {
+    const auto bytes = static_cast<uint64_t>(payloadLength);
+    m_nPacketsSent.Add();
+    m_nBytesSent.Add(bytes);
+    if (!again) return m_nBytesFirstSent.Add(bytes);
+    m_nRetransmitted.Add();
+    session::CountRetransmitted();
 }
 
 void CSCTPSessionSender::Remove(uint32_t index) {

@@ -47,6 +47,16 @@ protected:
     /// An empty packet for GetNextSendPacket to fill and return; null without memory.
     CSCTPPacket* PreparePacket(int payloadLength) LUMO_REQUIRES(m_csWindow);
     void FillSenderStatistics(SessionStatistics& statistics) const;
+    /// The number of the oldest packet of the window.
+    uint64_t FirstNumber() const LUMO_REQUIRES(m_csWindow) { return m_nNext - m_window.Size(); }
+    static uint32_t LastSent(const CSendPacket& packet) { return packet.m_ulLastSendTime; }
+    const CSendWindow& Window() const LUMO_REQUIRES(m_csWindow) { return m_window; }
+    /// What is in flight by another reckoning, which takes the window's place.
+    void SetInFlight(uint64_t packets) LUMO_REQUIRES(m_csWindow) {
+        m_nInFlight.store(static_cast<uint32_t>(packets), std::memory_order_release);
+    }
+    void FreeWindow() LUMO_REQUIRES(m_csWindow) { m_window.Clear(); }
+    void CountSent(int payloadLength, bool again) LUMO_REQUIRES(m_csWindow);
 
     CCritSec m_csWindow{kRankSessionWindow};
 
@@ -61,7 +71,7 @@ private:
     void MeasureRoundTrip(uint32_t sample) LUMO_REQUIRES(m_csWindow);
 
     CSendWindow m_window LUMO_GUARDED_BY(m_csWindow);
-    uint16_t m_usNextSequence LUMO_GUARDED_BY(m_csWindow) = 0;
+    uint64_t m_nNext LUMO_GUARDED_BY(m_csWindow) = 0;  // number of the next packet; its lower half is the sequence
     // Since the last walk nothing that was in flight is due for this long, so that most passes look at one packet only.
     uint32_t m_ulLastWalk LUMO_GUARDED_BY(m_csWindow) = 0;
     uint32_t m_ulQuiet LUMO_GUARDED_BY(m_csWindow) = 0;

@@ -13,7 +13,7 @@ CSession::CSession(ISessionOwner& owner)
 CSession::~CSession() = default;
 
 bool CSession::OpenSession() {
-    if (!m_reassembly.Open()) return false;
+    if (!OpenWide() || !m_reassembly.Open()) return false;
     ResetSender();
     ResetReceiver();
     m_ack.SetCommand(session::SCTP_CMD_ACK);
@@ -22,6 +22,7 @@ bool CSession::OpenSession() {
 
 void CSession::CloseSession() {
     DropFrames();
+    CloseWide();
     ClearSender();
     ClearReceiver();
 }
@@ -35,6 +36,7 @@ void CSession::DropFrames() {
     {
         CAutoLock lock(&m_csWindow);
         if (m_pCutting) FinishCutting();
+        if (IsWideSending()) m_pWide->Sender().DropUncut();
         if (std::exchange(m_bOpening, false)) m_nUncut.fetch_sub(1);
     }
 }
@@ -63,10 +65,14 @@ bool CSession::SendBuffer(CDataBuffer* frame) {
 
 void CSession::SendOpening() {
     CAutoLock lock(&m_csWindow);
+    if (IsWideSending()) return;  // it has been answered
     if (!std::exchange(m_bOpening, true)) m_nUncut.fetch_add(1);
 }
 
-bool CSession::ProcessSend() { return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed)); }
+bool CSession::ProcessSend() {
+    if (IsWideSending()) return SendWidePass();
+    return !IsSendIdle() && SendWindow(m_ulResendTime.load(std::memory_order_relaxed));
+}
 
 // In this order: a packet counts as in flight before its frame stops counting as uncut.
 bool CSession::IsSendIdle() { return m_nUncut.load() == 0 && IsWindowEmpty(); }
@@ -79,22 +85,32 @@ void CSession::OnSCTPSessionReceivedData(char* packet, int length) {
     if (received.GetVersion() != 0) return;
     switch (received.GetCommand()) {
         case session::SCTP_CMD_DATA:
-            m_nPacketsReceived.Add();
-            m_nBytesReceived.Add(static_cast<uint64_t>(length - session::kHeaderLen));
-            received.SetPacketDataLen(session::kHeaderLen + m_reassembly.MostUseful(length - session::kHeaderLen));
-            OnPacket(received);
+            OnData(received);
             break;
         case session::SCTP_CMD_ACK:
-            m_nPacketsReceived.Add();
-            OnAckAndSendWindow(received.GetFlag(), received.GetSequence(), received.GetWindowSize());
+            OnAckPacket(received);
             break;
         default:
             break;
     }
 }
 
+void CSession::OnData(CSCTPPacket& packet) {
+    const int length = packet.GetPacketDataLen() - session::kHeaderLen;
+    m_nPacketsReceived.Add();
+    m_nBytesReceived.Add(static_cast<uint64_t>(length));
+    packet.SetPacketDataLen(session::kHeaderLen + m_reassembly.MostUseful(length));
+    if (!ReceiveWide(packet)) OnPacket(packet);
+}
+
+void CSession::OnAckPacket(CSCTPPacket& packet) {
+    m_nPacketsReceived.Add();
+    if (!OnWideAck(packet)) OnAckAndSendWindow(packet.GetFlag(), packet.GetSequence(), packet.GetWindowSize());
+}
+
 void CSession::SetWindowSize(unsigned char size) {
     m_byWindowSize = static_cast<uint8_t>(std::clamp<uint32_t>(size, session::kMinWindow, session::kMaxWindow));
+    if (m_pWide) m_pWide->Receiver().SetWindow(m_byWindowSize);
 }
 
 unsigned char CSession::GetWindowSize() { return m_byWindowSize; }
@@ -152,6 +168,7 @@ void CSession::CountDone(int length) {
 }
 
 void CSession::SendPacket(CSCTPPacket* packet) {
+    if (m_pWide) m_pWide->Agreement().Offer(packet->GetPacketData());
     m_owner.SendSCTPData(packet->GetPacketData(), packet->GetPacketDataLen());
 }
 
@@ -166,18 +183,21 @@ void CSession::SendAck(bool flag, unsigned short sequence) {
     m_ack.SetFlag(flag);
     m_ack.SetSequence(sequence);
     m_ack.SetWindowSize(GetWindowSize());
-    m_nAcksSent.Add();
+    m_nAcksSent.fetch_add(1, std::memory_order_relaxed);
     m_owner.SendSCTPData(m_ack.GetPacketData(), m_ack.GetPacketDataLen());
 }
 
 SessionStatistics CSession::GetStatistics() const {
     SessionStatistics statistics;
     FillSenderStatistics(statistics);
-    statistics.packetsSent += m_nAcksSent.Get();
+    statistics.packetsSent += m_nAcksSent.load(std::memory_order_relaxed);
     statistics.packetsReceived = m_nPacketsReceived.Get();
     statistics.bytesReceived = m_nBytesReceived.Get();
     statistics.framesSent = m_nFramesSent.Get();
     statistics.framesReceived = m_nFramesReceived.Get();
     statistics.duplicates = Duplicates();
+    if (m_pWide) m_pWide->FillStatistics(statistics);
+    statistics.undeliveredFrames = m_nUndelivered.load(std::memory_order_relaxed);
+    statistics.undeliveredBytes = m_nUndeliveredBytes.load(std::memory_order_relaxed);
     return statistics;
 }

@@ -7,6 +7,7 @@
 #include "core/sctp_session_sender.h"
 #include "core/session_constants.h"
 #include "core/session_statistics.h"
+#include "core/wide/wide_session.h"
 #include "platform/lumobase/data_buffer.h"
 
 #include <atomic>
@@ -22,6 +23,9 @@ public:
     /// Puts one packet (header and payload) on the wire. The session::kEnvelopeRoom bytes before `packet` may be
     /// overwritten with the envelope. May be called with the window lock held: must not wait.
     virtual void SendSCTPData(char* packet, int length) = 0;
+    /// The next frame of those that wait with the owner, or null: a wide session asks when it could send one more.
+    /// Called with the window lock held.
+    virtual CDataBuffer* NextWaitingFrame() { return nullptr; }
 
 protected:
     ~ISessionOwner() = default;
@@ -29,7 +33,10 @@ protected:
 
 /// Knows nothing of addresses and envelopes. Feed, open and close it from one thread at a time; everything else may be
 /// called on any thread. Close it before it is destroyed. The owner outlives it.
-class CSession : public CSCTPSessionSender, public CSCTPSessionReceiver {
+class CSession : public CSCTPSessionSender,
+                 public CSCTPSessionReceiver,
+                 private wide::ISending,
+                 private wide::IDelivering {
 public:
     explicit CSession(ISessionOwner& owner);
     ~CSession() override;
@@ -46,7 +53,8 @@ public:
     bool SendBuffer(CDataBuffer* frame);
     /// An empty packet before the first frame: the far side acknowledges it and nothing more comes of it.
     void SendOpening();
-    /// One send pass: admits one packet, sends at most four. True when it sent something.
+    /// One send pass: admits one packet, sends at most four; of a wide session, sends what the path takes now. True
+    /// when it sent something.
     bool ProcessSend();
     /// Nothing queued and nothing unacknowledged.
     bool IsSendIdle();
@@ -58,7 +66,14 @@ public:
     /// Whether a pass could admit a packet now (something waits and the window has room).
     bool CanAdmit();
     /// After an acknowledgement: whether another pass could send something, or the next frame can enter.
-    bool WantsPass() { return IsWindowEmpty() || CanAdmit() || IsMoreDue(); }
+    bool WantsPass() { return IsWindowEmpty() || IsWideSending() || CanAdmit() || IsMoreDue(); }
+    /// Whether this side's packets leave as those of a wide session.
+    bool IsWideSending() const { return m_pWide && m_pWide->IsSending(); }
+    /// When a wide session has something to do that nothing else brings about, in microseconds; 0: never.
+    uint64_t DueAt() const { return m_pWide ? m_pWide->DueAt() : 0; }
+    /// Does what is due: an acknowledgement that waited for company, a look at an old gap. Gives what DueAt says then.
+    /// The worker's.
+    uint64_t DoDue(uint64_t now);
     /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
     void OnSCTPSessionReceivedData(char* packet, int length);
     /// The advertised window, clamped to 16..160.
@@ -68,12 +83,15 @@ public:
     void SetMaxPacketDataLen(unsigned long length);
     /// What is received and not yet whole counts for this far side, which came by itself. Before the session is fed.
     void SetStranger(uint32_t ip) {
+        m_ulStranger = ip;
         m_reassembly.SetStranger(ip);
         SetEarlyStranger(ip);
     }
     /// Received frames longer than this are skipped (64 MiB unless set). Before the session is fed.
     void SetMaxReceivedFrame(int length) { m_reassembly.SkipOver(length); }
     bool HasLostFrame() const { return m_reassembly.HasLostFrame(); }
+    /// The far side has acknowledged what it cannot have.
+    bool WasLiedTo() const { return m_bLiedTo.load(std::memory_order_relaxed); }
 
     SessionStatistics GetStatistics() const;
 
@@ -84,6 +102,24 @@ public:
     void SendAck(bool flag, unsigned short sequence) override;
 
 private:
+    std::unique_ptr<CDataBuffer> TakeFrame() override LUMO_REQUIRES(m_csWindow);
+    void OnFrameCut(int length) override { CountDone(length); }
+    void OnFrameDelivered(int length) override;
+    void SendWide(char* packet, int length, bool again) override LUMO_REQUIRES(m_csWindow);
+    void Deliver(CSCTPPacket& packet) override { OnReceivedPacket(&packet); }
+    void TellNow() override;
+
+    bool OpenWide();
+    void OnData(CSCTPPacket& packet);
+    bool ReceiveWide(CSCTPPacket& packet);
+    void BeginWideReceiving(uint64_t now);
+    void OnAckPacket(CSCTPPacket& packet);
+    bool OnWideAck(CSCTPPacket& packet);
+    void BeginWideSending(uint64_t now) LUMO_REQUIRES(m_csWindow);
+    void CountUndelivered(int length);
+    bool SendWidePass();
+    void NoteInFlight() LUMO_REQUIRES(m_csWindow);
+    void CloseWide();
     CSCTPPacket* CutOpening() LUMO_REQUIRES(m_csWindow);
     bool StartCutting() LUMO_REQUIRES(m_csWindow);
     void FinishCutting() LUMO_REQUIRES(m_csWindow);
@@ -98,6 +134,12 @@ private:
     std::atomic<uint32_t> m_nUncut{0};                    // frames pending or being cut
     std::atomic<uint64_t> m_nUncutBytes{0};               // theirs
 
+    std::unique_ptr<wide::CWideSession> m_pWide;  // where the process wants wide sessions
+    std::atomic<uint32_t> m_nUndelivered{0};      // frames of the wide session that the far side does not have
+    std::atomic<uint64_t> m_nUndeliveredBytes{0};
+    std::atomic<bool> m_bLiedTo{false};
+    uint32_t m_ulStranger = 0;
+
     std::atomic<uint32_t> m_ulResendTime{session::kFirstResendTimeout};
     std::atomic<int> m_nPayloadLen{static_cast<int>(session::kPayloadLen)};
     std::atomic<uint8_t> m_byWindowSize{session::kMaxWindow};
@@ -109,7 +151,7 @@ private:
     session::CCounter m_nPacketsReceived;
     session::CCounter m_nBytesReceived;
     session::CCounter m_nFramesReceived;
-    session::CCounter m_nAcksSent;
+    std::atomic<uint64_t> m_nAcksSent{0};
 
     session::CCounter m_nFramesSent;  // written under the pending lock
 };

@@ -15,6 +15,13 @@ struct SessionStatistics {
     uint64_t retransmitted = 0;
     uint64_t duplicates = 0;
     uint32_t roundTripMs = 0;  // smoothed, of packets sent once; 0 until measured
+    bool wide = false;         // what follows is a wide session's, as a sender
+    uint64_t bandwidth = 0;    // bytes a second with all headers; 0 until measured, as the next
+    uint64_t smallestRoundTripUs = 0;
+    uint64_t inFlight = 0;           // bytes with all headers
+    uint32_t undeliveredFrames = 0;  // that it has taken and the far side does not have whole
+    uint64_t undeliveredBytes = 0;
+    uint64_t lost = 0;  // packets taken for lost
 };
 
 /// All sessions of the process, ended ones included.

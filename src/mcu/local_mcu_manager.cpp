@@ -2,6 +2,7 @@
 
 #include "link/activity.h"
 #include "link/callback.h"
+#include "link/process/due_links.h"
 #include "link/process/mcu_services.h"
 #include "link/process/work_signal.h"
 #include "mcu/manager_use.h"
@@ -95,6 +96,7 @@ void CLocalMCUManager::CloseEndpoint() {
 void CLocalMCUManager::SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
     if (AppLog().IsOn() && !IsSunServer(ip))
         LUMO_LOG_LINE("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
+    if (!MaySend(ip, length)) return;
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->SendData(data, length, ip, port);
 }
 
@@ -159,6 +161,7 @@ bool CLocalMCUManager::RunTurn() {
         RunSecond();
         m_ulLastSecond = now;
     }
+    CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
     const bool sent = CWorkSignal::Get().AnyBusy() && Pump();
     return OnTurn() || sent;
 }

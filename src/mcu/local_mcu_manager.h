@@ -47,6 +47,8 @@ protected:
     /// What else is due every second, and every turn (true when it sent something); the server's.
     virtual void OnSecond() {}
     virtual bool OnTurn() { return false; }
+    /// Whether a datagram of that length may go to that address now; it is dropped otherwise. Any thread.
+    virtual bool MaySend(uint32_t /*ip*/, int /*length*/) { return true; }
     /// A datagram of a kind that no medium takes: peer probes, their answers, the reflector's answers. Body without the
     /// kind byte. UDP thread.
     virtual void OnOtherDatagram(wire::Kind kind, const char* body, int length, uint32_t ip, uint16_t port);

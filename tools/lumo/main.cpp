@@ -3,12 +3,16 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
 
+#include <lumomedia/local_mcu.h>
+
 #include <cstdio>
 #include <exception>
 
 int main(int argc, char** argv) {
     int exitCode = lumo::kExitDone;
     lumo::KeepStandardDescriptors();
+    SetWideSessions(true);
+    SetTcpCongestionControl("bbr");
     try {
         lumo::CCommandLine line(
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "

@@ -18,9 +18,10 @@ struct CSinkInfo {
     uint32_t ip;
     uint16_t port;
     bool tcp;
-    CFrameLink* link;            ///< null for TCP, and for media without sessions
-    uint64_t queuedBytes = 0;    ///< over TCP, when asked; framesDropped too
-    uint64_t framesDropped = 0;  ///< for want of room
+    CFrameLink* link;                    ///< null for TCP, and for media without sessions
+    uint64_t queuedBytes = 0;            ///< over TCP, when asked; framesDropped too
+    uint64_t framesDropped = 0;          ///< for want of room
+    const char* congestionControl = "";  // of TCP
 };
 
 /// One datagram: its row, its body (the bytes after the kind byte) and where it came from.

@@ -16,8 +16,10 @@ public:
     void LinkIdle() { m_nBusy.fetch_sub(1, std::memory_order_relaxed); }
     bool AnyBusy() const { return m_nBusy.load(std::memory_order_seq_cst) > 0; }
 
-    /// The worker's idle turn. Returns early when a link becomes busy or Wake is called.
+    /// The worker's idle turn. Returns early when a link becomes busy or Wake is called, and at the next deadline.
     void Sleep();
+    /// An earlier deadline than those before it has been entered.
+    void NewDeadline();
     /// Ends a sleep, e.g. when the worker shall stop.
     void Wake();
 

@@ -92,6 +92,7 @@ void CTcpLink::FillStatistics(LumoLinkStatistics& statistics) {
     statistics.usRemotePort = m_usPort;
     statistics.ulQueuedFrames = m_pITcpClient->GetSendQueueSize();
     statistics.ullQueuedBytes = m_pITcpClient->GetSendQueueBytes();
+    statistics.szCongestionControl = m_pITcpClient->GetCongestionControl();
     statistics.ullBytesReceived = statistics.ullSignsOfLife = m_pITcpClient->GetReceivedBytes();
 }
 

@@ -56,6 +56,7 @@ CSinkInfo CTcpSink::Describe(CSinkInfo info) {
     info.port = m_usRemotePort;
     info.tcp = true;
     info.queuedBytes = m_pSession ? m_pSession->GetSendQueueBytes() : 0;
+    info.congestionControl = CongestionControl();
     info.framesDropped = m_limit.Dropped();
     if (m_pSession) info.framesDropped += m_pSession->GetAgedFrames();
     return info;

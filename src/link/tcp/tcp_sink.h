@@ -40,6 +40,7 @@ public:
     /// What the queue occupies.
     uint64_t QueueCost() { return m_pSession ? BytesWaiting(*m_pSession) : 0; }
     uint32_t QueuedFrames() { return m_pSession ? static_cast<uint32_t>(m_pSession->GetSendQueueSize()) : 0; }
+    const char* CongestionControl() { return m_pSession ? m_pSession->GetCongestionControl() : ""; }
     void CloseWhenSent() {
         if (m_pSession) m_pSession->CloseWhenSent();
     }

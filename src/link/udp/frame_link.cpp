@@ -56,6 +56,7 @@ bool CFrameLink::OpenLink(uint32_t strangerIP) {
 
 void CFrameLink::CloseLink() {
     m_entry.Leave();
+    CDueLinks::Get().Leave(*this);
     m_waiting.Leave();
     CAutoLock pump(&m_csPump);
     ForgetTaken();
@@ -165,8 +166,9 @@ bool CFrameLink::Pump() {
 bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
-    const bool idle = m_session.IsSendIdle();
-    CDataBuffer* frame = idle ? m_queue.GetDataBuffer() : nullptr;
+    const bool wide = m_session.IsWideSending();  // it takes its frames itself
+    const bool idle = m_session.IsSendIdle() && !(wide && m_queue.GetCount() > 0);
+    CDataBuffer* frame = idle && !wide ? m_queue.GetDataBuffer() : nullptr;
     if (!idle || (frame && m_session.SendBuffer(frame))) {
         while (m_session.ProcessSend()) sent = true;
         return sent;
@@ -181,7 +183,14 @@ bool CFrameLink::RunPump() {
 
 void CFrameLink::OnPacket(const char* packet, int length) {
     m_session.OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
+    if (m_session.DueAt() != 0 && !m_bDue.exchange(true)) CDueLinks::Get().Enter(*this, m_session.DueAt());
     if (m_session.WantsPass()) Pump();
+}
+
+uint64_t CFrameLink::OnDue(uint64_t now) {
+    m_bDue.store(false);
+    const uint64_t next = m_session.DoDue(now);
+    return next != 0 && !m_bDue.exchange(true) ? next : 0;
 }
 
 bool CFrameLink::SetHeld(bool held) {
@@ -278,6 +287,11 @@ void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {
     statistics.ullDuplicates = session.duplicates;
     statistics.ullFramesDropped = m_limit.Dropped();
     statistics.ulRoundTripMs = session.roundTripMs;
-    statistics.ulQueuedFrames = QueuedFrames();
-    statistics.ullQueuedBytes = QueuedBytes();
+    statistics.byWide = session.wide ? 1 : 0;
+    statistics.ulSmallestRoundTripUs = static_cast<unsigned long>(session.smallestRoundTripUs);
+    statistics.ullBandwidth = session.bandwidth;
+    statistics.ullBytesInFlight = session.inFlight;
+    statistics.ullPacketsLost = session.lost;
+    statistics.ulQueuedFrames = QueuedFrames() + session.undeliveredFrames;
+    statistics.ullQueuedBytes = QueuedBytes() + session.undeliveredBytes;
 }

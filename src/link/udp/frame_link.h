@@ -6,6 +6,7 @@
 #include "link/bounds/limits.h"
 #include "link/bounds/queue_limit.h"
 #include "link/lock_order.h"
+#include "link/process/due_links.h"
 #include "link/process/link_registry.h"
 #include "platform/lumobase/buffer_pool.h"
 #include "platform/lumobase/call_pace.h"
@@ -30,7 +31,7 @@ enum class WhenOutOfMemory { Ends, LosesQueue };
 /// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
 /// on the worker's turn, on the thread that queues a frame, and after each received packet; a thread that finds it
 /// running sets a flag, and the running thread makes another pass. The owner outlives the link.
-class CFrameLink : private IBudgetHolder, private ISessionOwner, public ILinkReport {
+class CFrameLink : private IBudgetHolder, private ISessionOwner, private IDue, public ILinkReport {
 public:
     explicit CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory = WhenOutOfMemory::Ends);
     virtual ~CFrameLink();
@@ -70,8 +71,11 @@ public:
     /// Whether the queue has passed its limit, which does not count the longest frame. It takes nothing more then, and
     /// stays so until it is dropped.
     bool IsOverLimit() { return m_limit.IsOverrun() || HasGivenWay() || m_limit.IsOver(QueueCost()); }
-    /// The process had no memory left for what waits here, or for a frame that came: the link is at its end.
-    bool HasGivenWay() const { return m_bGaveWay.load(std::memory_order_relaxed) || m_session.HasLostFrame(); }
+    /// The process had no memory left for what waits here, or for a frame that came, or the far side acknowledges what
+    /// it cannot have: the link is at its end.
+    bool HasGivenWay() const {
+        return m_bGaveWay.load(std::memory_order_relaxed) || m_session.HasLostFrame() || m_session.WasLiedTo();
+    }
     uint32_t QueuedFrames() { return static_cast<uint32_t>(m_queue.GetCount()); }
     uint64_t QueuedBytes() const { return m_queue.GetByteCount(); }
     /// What the queue occupies. Many short frames take more room than their bytes.
@@ -87,8 +91,10 @@ private:
     void OnSCTPSessionReceivedFrame(char* frame, int length) final;
     /// While held, only the opening and the first window of an unvalidated far side leave, and acknowledgements.
     void SendSCTPData(char* packet, int length) final;
+    CDataBuffer* NextWaitingFrame() final { return m_queue.GetDataBuffer(); }
     void GiveWay() override;
     uint64_t BytesMoved() override;
+    uint64_t OnDue(uint64_t now) override;
     bool TakeRoom(int length);
     void ForgetTaken();
     void GiveBackTaken(uint64_t cost);
@@ -109,6 +115,7 @@ private:
     CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
     std::atomic<bool> m_bPumpAgain{false};
+    std::atomic<bool> m_bDue{false};   // has a deadline
     std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
     CCritSec m_csHeld{lock_order::kHeldLink};
     std::atomic<bool> m_bHeld{false};  // changes under m_csHeld

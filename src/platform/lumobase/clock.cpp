@@ -14,21 +14,23 @@
 namespace {
 
 using TimestampSource = unsigned long (*)();
+using MicrosecondSource = uint64_t (*)();
 std::atomic<TimestampSource> g_source{nullptr};
+std::atomic<MicrosecondSource> g_microseconds{nullptr};
 
-unsigned long ReadClock() {
-    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return source();
+uint64_t ReadClock() {
+    if (const MicrosecondSource source = g_microseconds.load(std::memory_order_relaxed)) return source();
+    if (const TimestampSource source = g_source.load(std::memory_order_relaxed)) return uint64_t{source()} * 1000;
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
-                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
 }
 
 /// What CTimeHold holds on one thread.
 struct HeldTime {
     unsigned depth = 0;
     bool known = false;
-    unsigned long now = 0;
+    uint64_t now = 0;  // us
 };
 constinit thread_local HeldTime t_held;
 
@@ -58,7 +60,9 @@ void Refill(RandomWords& random) noexcept {
 
 namespace Lumo_Base {
 
-unsigned long GetTimestamp() {
+unsigned long GetTimestamp() { return static_cast<uint32_t>(GetMicroseconds() / 1000); }
+
+uint64_t GetMicroseconds() {
     HeldTime& held = t_held;
     if (held.depth == 0) return ReadClock();
     if (!held.known) {
@@ -87,6 +91,7 @@ uint64_t ThreadTime() {
 }
 
 void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
+void SetMicrosecondSource(uint64_t (*source)()) { g_microseconds.store(source, std::memory_order_relaxed); }
 
 unsigned long GenerateSSRC() {
     thread_local RandomWords random;

@@ -15,14 +15,19 @@ namespace Lumo_Base {
 /// Milliseconds of a monotonic clock, at most 32 bits. Take differences in uint32_t: it wraps.
 unsigned long GetTimestamp();
 
+/// Microseconds of the same clock, from its beginning; they do not wrap.
+uint64_t GetMicroseconds();
+
 /// Processor time of the calling thread in nanoseconds; only differences mean anything. Where the clock is replaced, by
 /// that clock.
 uint64_t ThreadTime();
 
 /// Test seam: replaces the clock of GetTimestamp; null gives the real one back. Not while other threads run.
 void SetTimestampSource(unsigned long (*source)());
+/// The same with microseconds; it takes the place of the other.
+void SetMicrosecondSource(uint64_t (*source)());
 
-/// While one is alive, GetTimestamp() on this thread gives one reading: for a burst of work that asks for the time once
+/// While one is alive, the clock gives this thread one reading: for a burst of work that asks for the time once
 /// a packet. Nests.
 class CTimeHold {
 public:

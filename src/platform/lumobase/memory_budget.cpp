@@ -147,6 +147,14 @@ bool CBudgetAccount::TakeWithinQuota(uint64_t bytes) {
     return room && Take(bytes);
 }
 
+uint64_t CBudgetAccount::Affordable() const {
+    const CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
+    const auto left = [](uint64_t limit, uint64_t taken) { return limit - std::min(limit, taken); };
+    const uint64_t all = left(m_budget.Limit(), m_budget.Sum());
+    if (!address) return all;
+    return std::min(all, left(m_budget.AddressQuota(), address->bytes.load(std::memory_order_relaxed)));
+}
+
 bool CBudgetAccount::HoldsLittle(uint64_t more) const {
     const CMemoryBudget::Address* address = m_pAddress.load(std::memory_order_relaxed);
     if (Bytes() + more > m_budget.MostLittle()) return false;

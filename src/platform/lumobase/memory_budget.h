@@ -125,6 +125,8 @@ public:
     bool Take(uint64_t bytes);
     /// The same for what nobody is asked to give back: not a byte past the limit, or past its address's quota of it.
     bool TakeWithinQuota(uint64_t bytes);
+    /// What TakeWithinQuota would give at most now.
+    uint64_t Affordable() const;
     void Return(uint64_t bytes);
     /// Memory that the budget counts once, and every account in full that keeps it: whoever lags may be the last to,
     /// and a part of it would hide one who lags among many who do not. Never refused.

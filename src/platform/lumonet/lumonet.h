@@ -106,6 +106,9 @@ public:
     virtual void SetMaxAge(unsigned long milliseconds) = 0;
     /// Bytes that have come, of messages that are not whole yet too.
     virtual uint64_t GetReceivedBytes() = 0;
+    /// The congestion control that the kernel uses for it; empty where that cannot be told. The text lives as long as
+    /// the process.
+    virtual const char* GetCongestionControl() { return ""; }
 
 protected:
     ~ITcpClient() = default;
@@ -137,6 +140,8 @@ public:
     /// Once something has waited, and the far side has taken not one byte, for so long, the connection ends. 0, at
     /// first: never.
     virtual void SetMaxStall(unsigned long milliseconds) = 0;
+    /// As for the client.
+    virtual const char* GetCongestionControl() { return ""; }
     /// Where memory is short only what waits here is lost, and frames may be missing: the connection stays.
     virtual void SetKeepsPlace() = 0;
 

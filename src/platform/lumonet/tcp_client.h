@@ -23,6 +23,7 @@ public:
     void ClearSendQueue() override { m_queue.Clear(); }
     void SetMaxAge(unsigned long milliseconds) override { m_queue.SetMaxAge(static_cast<uint32_t>(milliseconds)); }
     uint64_t GetReceivedBytes() override { return ReceivedBytes(); }
+    const char* GetCongestionControl() override { return CongestionControl(); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

@@ -1,6 +1,7 @@
 #include "platform/lumonet/tcp_connection.h"
 
 #include "platform/lumobase/app_log.h"
+#include "platform/lumonet/congestion.h"
 #include "platform/lumonet/tcp_farewell.h"
 
 #include <netinet/tcp.h>
@@ -116,6 +117,7 @@ void CTcpConnection::Begin() {
     using UserTimeout = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_USER_TIMEOUT>;
     m_socket.set_option(asio::ip::tcp::no_delay(true), error);
     m_socket.set_option(UserTimeout(net::kUserTimeoutMs), error);
+    m_pCongestionControl.store(net::AskForCongestionControl(m_socket.native_handle()), std::memory_order_relaxed);
     m_out.account.Enter(m_ulStranger);
     WaitReadable();
     WriteTurn();

@@ -22,6 +22,8 @@ public:
     bool IsLost() const { return m_bLost.load(std::memory_order_acquire); }
     /// As they come, whole messages or not.
     uint64_t ReceivedBytes() const { return m_nReceived.load(std::memory_order_relaxed); }
+    /// What the kernel uses for it; empty before it is connected, and where that cannot be told.
+    const char* CongestionControl() const { return m_pCongestionControl.load(std::memory_order_relaxed); }
     /// Queues one message. Drops what cannot be one: nothing, too long, or a validation message not laid out as such.
     void Send(const char* data, int length, int mode);
     /// Takes and delivers nothing more; ends once what is queued has left and the far side has closed.
@@ -81,6 +83,7 @@ private:
     };
     std::atomic<uint64_t> m_nSent{0};  // handed to the kernel
     std::atomic<uint64_t> m_nReceived{0};
+    std::atomic<const char*> m_pCongestionControl{""};
     CWay m_out{*this, SendBudget(), m_nSent};  // outlives the queue
     CWay m_in{*this, ReceiveBudget(), m_nReceived};
     const uint32_t m_ulStranger;

@@ -32,6 +32,7 @@ public:
     unsigned long GetAgedFrames() override { return m_queue.Aged(); }
     void SetMaxStall(unsigned long milliseconds) override { SetStallLimit(static_cast<uint32_t>(milliseconds)); }
     void SetKeepsPlace() override { KeepPlace(); }
+    const char* GetCongestionControl() override { return CongestionControl(); }
 
 private:
     bool OnValidation(const CTcpValidation& validation) override;

@@ -36,6 +36,10 @@ void AddDemoCommand(CCommand& root, int& exitCode);
 /// `lumo impair` and `lumo connect-proxy`: the demo's helper processes, which are also good for trying things out.
 void AddHelperCommands(CCommand& root, int& exitCode);
 
+/// `--session`: whether reliable links over UDP are wide, as they are unless it says otherwise. `--congestion`: what
+/// TCP connections ask for.
+void AddTransportOptions(CCommand& command);
+
 /// "2%" or "0.02"; negative for anything but a share from 0 to 1.
 double ParseShare(const std::string& text);
 

@@ -106,6 +106,8 @@ void AddLimits(CCommand& command, CServerLimits& limits) {
         "--max-memory", limits.memoryBytes,
         "Bytes that wait to be sent or are not yet whole frames, of all together; whoever holds most and moves least "
         "gives way. 0: a quarter of the memory of the machine or its control group");
+    addSize("--max-rate-per-address", limits.ratePerAddress,
+            "Bytes a second that the server sends to one address over UDP; more is dropped. 0: no limit");
     add("--max-unvalidated", limits.unvalidatedTcpPerAddress,
         "TCP connections of one address that have not said what they want; the oldest closes");
     add("--max-unproved", limits.unvalidatedUdpPerAddress,
@@ -151,6 +153,7 @@ void AddMcuCommand(CCommand& root, int& exitCode) {
     CCommand command = root.Sub("mcu", "Run a relay server");
     AddEndpoints(command, *options);
     AddAddresses(command, *options);
+    AddTransportOptions(command);
     AddLimits(command, options->limits);
     command.OnRun([options, &exitCode] { exitCode = RunServer(*options); });
 }

@@ -1,8 +1,31 @@
 #include "tools/lumo/commands/transfer_options.h"
 
+#include "tools/lumo/commands/commands.h"
+
+#include <lumomedia/local_mcu.h>
+
 #include <cstdlib>
 
 namespace lumo {
+
+void AddTransportOptions(CCommand& command) {
+    command.AddText(
+        "--congestion", "NAME",
+        "Congestion control that TCP connections ask the kernel for; where it is not to be had they keep the "
+        "kernel's own. Default: bbr",
+        [](const std::string& text) {
+            SetTcpCongestionControl(text.c_str());
+            return std::string();
+        });
+    command.AddText(
+        "--session", "wide|given",
+        "wide: links over UDP fill long paths towards those who can do it, too; given: never. Default: wide",
+        [](const std::string& text) {
+            if (text != "wide" && text != "given") return "neither wide nor given: " + text;
+            SetWideSessions(text == "wide");
+            return std::string();
+        });
+}
 
 void TransferOptions::AddServerTo(CCommand& command) {
     command.Add("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given").Required();
@@ -10,6 +33,7 @@ void TransferOptions::AddServerTo(CCommand& command) {
     command.Add("--proxy", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                 "LUMO_PROXY_PASSWORD may hold the password");
+    AddTransportOptions(command);
     command.AddFlag("--json", json, "One JSON object a second instead of words");
     command.AddFlag("-q,--quiet", quiet, "No progress, only complaints");
 }
@@ -80,7 +104,8 @@ void DrainLink(const ILinkOut* link, CToolLoop& loop) {
     constexpr uint64_t kMostMs = 2000, kStepMs = 5, kGraceMs = 100;
     if (!link) return;
     const uint64_t start = CToolLoop::Now();
-    while (link->Ready() && link->Queued() > 0 && CToolLoop::Now() - start < kMostMs) loop.Wait(-1, kStepMs);
+    while (link->Ready() && (link->Queued() > 0 || AnyWaits(kFileKind)) && CToolLoop::Now() - start < kMostMs)
+        loop.Wait(-1, kStepMs);
     // Over TCP the last bytes are in the kernel now; closing at once with something unread would discard them.
     if (link->Ready()) loop.Wait(-1, kGraceMs);
 }

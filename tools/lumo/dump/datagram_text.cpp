@@ -1,6 +1,7 @@
 #include "tools/lumo/dump/datagram_text.h"
 
 #include "core/session_constants.h"
+#include "core/wide/wide_packets.h"
 #include "core/wire/commands.h"
 #include "core/wire/wire_io.h"
 #include "lumomedia/packet.h"
@@ -63,6 +64,33 @@ std::string DescribeFields(const wire::CommandRow& row, wire::CWireReader& reade
     return text;
 }
 
+/// What a wide session says in a data packet's header: an offer, or the whole number and which transmission it is.
+std::string DescribeWideData(const char* packet) {
+    if (wide::ReadOffer(packet) != 0) return ", offers a wide session";
+    static const char kNothing[8] = {};
+    if (std::memcmp(packet + 4, kNothing, sizeof kNothing) == 0) return "";
+    wire::CWireReader reader(packet + 4, 5);
+    const uint32_t upper = reader.U16(), transmission = uint32_t{reader.U8()} << 16 | reader.U16();
+    return ", number " + std::to_string(upper << 16 | CSCTPPacket(packet, session::kHeaderLen).GetSequence()) +
+           ", transmission " + std::to_string(transmission);
+}
+
+std::string DescribeWideAck(const char* packet, int length) {
+    wide::Ack ack;
+    if (!wide::LooksLikeAnswer(packet) || !wide::ReadAck(packet, length, ack)) return "";
+    std::string text =
+        ", of a wide session: " + std::to_string(ack.delivered + 1) + " delivered, room " + std::to_string(ack.room);
+    if (ack.transmission != wide::kNoTransmission)
+        text +=
+            ", transmission " + std::to_string(ack.transmission) + " waited " + std::to_string(ack.waitedUs) + " us";
+    for (int i = 0; i < ack.rangeCount; ++i) {
+        const wide::Range& range = ack.ranges[static_cast<size_t>(i)];
+        const uint32_t first = ack.delivered + range.first;
+        text += (i == 0 ? ", also " : " ") + std::to_string(first) + "-" + std::to_string(first + range.count - 1);
+    }
+    return text;
+}
+
 std::string DescribeSessionPacket(const char* data, int length) {
     if (length < session::kHeaderLen) return ": too short for a session packet";
     CSCTPPacket packet(data, length);
@@ -70,13 +98,14 @@ std::string DescribeSessionPacket(const char* data, int length) {
     if (packet.GetVersion() != 0) return ": session packet of version " + std::to_string(packet.GetVersion());
     if (packet.GetCommand() == session::SCTP_CMD_ACK) {
         return ": ack" + sequence + (packet.GetFlag() ? " and all before" : " alone") + ", window " +
-               std::to_string(packet.GetWindowSize());
+               std::to_string(packet.GetWindowSize()) + DescribeWideAck(data, length);
     }
     if (packet.GetCommand() != session::SCTP_CMD_DATA)
         return ": session command " + std::to_string(packet.GetCommand()) + sequence;
     const int payload = length - session::kHeaderLen;
     std::string text = ": data" + sequence + ", " + std::to_string(payload) + " bytes";
     const bool begin = packet.GetBegin(), end = packet.GetEnd();
+    text += DescribeWideData(data);
     text += begin && end ? ", a whole frame" : begin ? ", a frame begins" : end ? ", the frame ends" : "";
     if (begin && end)
         text +=
@@ -116,6 +145,10 @@ size_t FirstOfRun(const uint8_t* data, size_t length) {
         if (row.tail != wire::Tail::SessionPacket || length < fixed + session::kHeaderLen) continue;
         CSCTPPacket packet(reinterpret_cast<const char*>(data + fixed), session::kHeaderLen);
         const bool ack = packet.GetCommand() == session::SCTP_CMD_ACK;
+        const bool wideAck = ack && length >= fixed + session::kHeaderLen + wide::kAckFixedLen &&
+                             wide::LooksLikeAnswer(packet.GetPacketData());
+        if (wideAck)
+            return std::min(length, fixed + static_cast<size_t>(wide::AnnouncedAckLen(packet.GetPacketData())));
         return std::min(length, fixed + session::kHeaderLen + (ack ? 0 : session::kPayloadLen));
     }
     return length;

@@ -1,6 +1,7 @@
 // What `lumo publish desktop` and `lumo subscribe desktop` say to each other: docs/desktop-frames.md.
 #pragma once
 
+#include "core/session_constants.h"
 #include "tools/lumo/media/picture.h"
 
 #include <cstddef>
@@ -10,7 +11,7 @@
 namespace lumo {
 
 inline constexpr size_t kDesktopHeadLength = 22;
-inline constexpr size_t kMaxDesktopFrame = 64 * 1024 * 1024;  ///< the library drops longer ones
+inline constexpr size_t kMaxDesktopFrame = session::kMaxFrameLen;  ///< the library drops longer ones
 inline constexpr size_t kMaxPicture = kMaxDesktopFrame - kDesktopHeadLength;
 inline constexpr size_t kViewReportLength = 25;
 

@@ -114,14 +114,6 @@ struct EndStreamChannel {
 template <class Channel>
 using StreamChannelPtr = std::unique_ptr<Channel, EndStreamChannel<Channel>>;
 
-/// Whether frames wait for any reliable link of a kind (LumoLinkStatistics::byKind).
-inline bool AnyWaits(unsigned char kind) {
-    LumoLinkStatistics link;
-    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
-        if (link.byKind == kind && link.ulQueuedFrames > 0) return true;
-    return false;
-}
-
 /// Waits until what was written into the channel is on its way to everybody, two seconds at most. The channel knows
 /// what waits for its fastest link, and that over TCP; the links of `kind` tell the rest.
 template <class Channel>

@@ -19,6 +19,14 @@ inline bool LeadsTo(const LumoLinkStatistics& link, const RelayTarget& server) {
     return link.usRemotePort == server.port && std::find(ips.begin(), ips.end(), link.ulRemoteIP) != ips.end();
 }
 
+/// Whether frames wait for any reliable link of a kind, or for what its far side has not acknowledged.
+inline bool AnyWaits(unsigned char kind) {
+    LumoLinkStatistics link{};
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
+        if (link.byKind == kind && link.ulQueuedFrames > 0) return true;
+    return false;
+}
+
 /// What has come of a far side on some links.
 struct LinkSigns {
     uint64_t life = 0;   ///< of whatever kind

@@ -1,0 +1,233 @@
+#include "core/wide/path_model.h"
+
+#include <algorithm>
+
+namespace wide {
+
+namespace {
+
+constexpr uint64_t kPacket = session::kHeaderLen + session::kPayloadLen + kDatagramOverhead;
+constexpr uint64_t kInitialPackets = 32;
+constexpr uint64_t kLeastPackets = 4;
+constexpr uint64_t kLeastBound = session::kMinWindow;  // packets
+constexpr uint64_t kBurstPackets = 10;
+constexpr uint64_t kUnknownRoundTrip = 1000;
+
+// In percent of the path's rate.
+constexpr uint64_t kStartUpRate = 277;
+constexpr uint64_t kDrainRate = 50;
+constexpr uint64_t kProbeUpRate = 125;
+constexpr uint64_t kProbeDownRate = 75;
+// In percent of rate times smallest round trip.
+constexpr uint64_t kStartUpWindow = 277;
+constexpr uint64_t kCruiseWindow = 150;
+constexpr uint64_t kProbeUpWindow = 200;
+constexpr uint64_t kRoundTripProbeWindow = 50;
+
+constexpr uint64_t kGrowth = 125;  // percent a round: less, three times, and the path is full
+constexpr int kFullRounds = 3;
+constexpr unsigned kCruiseRoundTrips = 6;  // between two probes for more
+constexpr uint64_t kQueueShows = 125;      // percent of the smallest round trip
+constexpr uint64_t kLossWithQueue = 2;     // percent
+constexpr uint64_t kLossWithout = 20;
+constexpr uint64_t kBoundCut = 85;  // percent of what was in flight
+constexpr uint64_t kBoundGrowth = 110;
+constexpr uint64_t kSmallestAge = 5 * kUsPerSecond;
+constexpr uint64_t kLeastRoundTripProbe = 100000;
+
+}  // namespace
+
+void CPathModel::Open(uint64_t now, uint64_t inFlight) {
+    *this = CPathModel();
+    m_nInitial = std::max(inFlight, kInitialPackets * kPacket);
+    m_nEnteredAt = m_nDeliveredAt = m_nFirstSentAt = m_nSmallestAt = now;
+}
+
+Stamp CPathModel::OnSent(uint64_t now, uint64_t inFlight) {
+    if (inFlight == 0) m_nFirstSentAt = m_nDeliveredAt = now;
+    return {now, m_nFirstSentAt, m_nDelivered, m_nDeliveredAt, m_nStarvedUntil != 0};
+}
+
+void CPathModel::OnDelivered(uint64_t now, uint32_t bytes) {
+    m_nDelivered += bytes;
+    m_nRoundDelivered += bytes;
+    m_nDeliveredAt = now;
+}
+
+void CPathModel::OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes) {
+    OnDelivered(now, bytes);
+    if (m_sample.taken && stamp.sentAt < m_sample.stamp.sentAt) return;
+    m_sample = {true, stamp};
+    m_nFirstSentAt = stamp.sentAt;
+}
+
+void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds) {
+    const uint64_t sample = std::max<uint64_t>(microseconds, 1);
+    m_nSmoothed = m_nSmoothed == 0 ? sample : m_nSmoothed - m_nSmoothed / 8 + sample / 8;
+    ++m_nRoundTrips;
+    m_nRoundTripSum += sample;
+    m_nProbed = m_nProbed == 0 ? sample : std::min(m_nProbed, sample);
+    const uint64_t asGood = m_nSmallest + m_nSmallest / 32;  // no path keeps to the microsecond
+    if (m_nSmallest == 0 || sample <= asGood) m_nSmallestAt = now;
+    if (m_nSmallest == 0 || sample < m_nSmallest) m_nSmallest = sample;
+}
+
+void CPathModel::Update(uint64_t now, uint64_t inFlight) {
+    m_nRoundMostInFlight = std::max(m_nRoundMostInFlight, inFlight);
+    if (m_nStarvedUntil != 0 && m_nDelivered > m_nStarvedUntil) m_nStarvedUntil = 0;
+    if (m_sample.taken) Measure(now);
+    m_sample.taken = false;
+    if (m_bRoundEnded) EndRound(inFlight);
+    Step(now, inFlight);
+}
+
+void CPathModel::OnStarved(uint64_t inFlight) { m_nStarvedUntil = std::max<uint64_t>(m_nDelivered + inFlight, 1); }
+
+// Over the time of sending or of delivering, whichever was longer: neither a burst of packets nor one of
+// acknowledgements makes the path faster than it is.
+void CPathModel::Measure(uint64_t now) {
+    const Stamp& stamp = m_sample.stamp;
+    const uint64_t sending = stamp.sentAt - stamp.firstSentAt;
+    const uint64_t delivering = now - stamp.deliveredAt;
+    const uint64_t interval = std::max({sending, delivering, uint64_t{1}});
+    if (stamp.delivered >= m_nRoundEnd) m_bRoundEnded = true;
+    // One sample a round, once the rate is known: the highest of many would be one that chance has made too high.
+    if (m_bFull && !m_bRoundEnded) return;
+    if (interval >= m_nSmallest) Note((m_nDelivered - stamp.delivered) * kUsPerSecond / interval, stamp.starved);
+}
+
+// A starved stream shows no path slower than it is, but it may show one that is faster.
+void CPathModel::Note(uint64_t rate, bool starved) {
+    if (starved && rate < m_nRate) return;
+    if (!starved) m_bRoundCounts = true;
+    m_rates[0] = std::max(m_rates[0], rate);
+    m_nRate = std::max(m_nRate, rate);
+}
+
+void CPathModel::EndRound(uint64_t inFlight) {
+    m_nRoundEnd = m_nDelivered;
+    m_bRoundEnded = false;
+    ++m_nRounds;
+    if (HasCongestion()) {
+        Bound(std::max(inFlight, m_nRoundMostInFlight));
+        if (!m_bFull) m_bFull = true;
+    } else if (m_nBound != 0 && m_state == State::ProbeUp) {
+        m_nBound = Percent(m_nBound, kBoundGrowth);
+        if (m_nBound > Percent(Product(), kCruiseWindow)) m_nBound = 0;
+    }
+    if (m_bRoundCounts) {
+        LookWhetherFull();
+        std::rotate(m_rates.begin(), m_rates.end() - 1, m_rates.end());
+        m_rates[0] = 0;
+        m_nRate = *std::max_element(m_rates.begin(), m_rates.end());
+    }
+    m_bRoundCounts = false;
+    m_nRoundLost = m_nRoundDelivered = m_nRoundTrips = m_nRoundTripSum = m_nRoundMostInFlight = 0;
+}
+
+bool CPathModel::HasCongestion() const {
+    const uint64_t all = m_nRoundLost + m_nRoundDelivered;
+    const bool queue = m_nRoundTrips > 0 && m_nRoundTripSum / m_nRoundTrips > Percent(m_nSmallest, kQueueShows);
+    return m_nRoundLost > Percent(all, queue ? kLossWithQueue : kLossWithout);
+}
+
+void CPathModel::Bound(uint64_t inFlight) {
+    m_nBound = std::max({Percent(inFlight, kBoundCut), Product(), kLeastBound * kPacket});
+}
+
+void CPathModel::LookWhetherFull() {
+    if (m_bFull) return;
+    if (m_nRate >= Percent(m_nFullRate, kGrowth)) {
+        m_nFullRate = m_nRate;
+        m_nFullRounds = 0;
+    } else if (++m_nFullRounds >= kFullRounds) {
+        m_bFull = true;
+    }
+}
+
+void CPathModel::Enter(State state, uint64_t now) {
+    m_state = state;
+    m_nEnteredAt = now;
+}
+
+void CPathModel::Step(uint64_t now, uint64_t inFlight) {
+    const uint64_t since = now - m_nEnteredAt;
+    const bool roundTripPassed = since > m_nSmallest;
+    switch (m_state) {
+        case State::StartUp:
+            if (m_bFull) Enter(State::Drain, now);
+            break;
+        case State::Drain:
+            if (inFlight <= Product()) Enter(State::Cruise, now);
+            break;
+        case State::Cruise:
+            if (since > (kCruiseRoundTrips - m_nCruises % 3) * m_nSmallest) {
+                ++m_nCruises;
+                Enter(State::ProbeUp, now);
+            }
+            break;
+        case State::ProbeUp:
+            if (roundTripPassed &&
+                (m_nRoundLost > 0 || inFlight >= Percent(Product(), kProbeUpRate) || m_nStarvedUntil))
+                Enter(State::ProbeDown, now);
+            break;
+        case State::ProbeDown:
+            if (inFlight <= Product() || since > 2 * m_nSmallest) Enter(State::Cruise, now);
+            break;
+        case State::ProbeRoundTrip:
+            break;
+    }
+    ProbeRoundTrip(now, inFlight);
+}
+
+// Once the smallest round trip is old, little stays in flight for a moment, and what is measured then counts.
+void CPathModel::ProbeRoundTrip(uint64_t now, uint64_t inFlight) {
+    if (m_state != State::ProbeRoundTrip) {
+        if (now - m_nSmallestAt < kSmallestAge || m_nSmallest == 0) return;
+        Enter(State::ProbeRoundTrip, now);
+        m_nProbeEnd = m_nProbed = 0;
+    }
+    if (m_nProbeEnd == 0 && inFlight <= Window()) {
+        m_nProbeEnd = now + std::max(m_nSmallest, kLeastRoundTripProbe);
+        m_nProbed = 0;
+    }
+    if (m_nProbeEnd == 0 || now < m_nProbeEnd || m_nProbed == 0) return;
+    m_nSmallest = m_nProbed;
+    m_nSmallestAt = now;
+    Enter(m_bFull ? State::Cruise : State::StartUp, now);
+}
+
+uint64_t CPathModel::Product() const { return m_nRate * m_nSmallest / kUsPerSecond; }
+
+uint64_t CPathModel::PacingRate() const {
+    const uint64_t roundTrip = m_nSmallest == 0 ? kUnknownRoundTrip : m_nSmallest;
+    const uint64_t least = kLeastPackets * kPacket * kUsPerSecond / roundTrip;
+    switch (m_state) {
+        case State::StartUp:
+            return Percent(std::max(m_nRate, m_nInitial * kUsPerSecond / roundTrip), kStartUpRate);
+        case State::Drain:
+            return std::max(Percent(m_nRate, kDrainRate), least);
+        case State::ProbeUp:
+            return std::max(Percent(m_nRate, kProbeUpRate), least);
+        case State::ProbeDown:
+            return std::max(Percent(m_nRate, kProbeDownRate), least);
+        case State::Cruise:
+        case State::ProbeRoundTrip:
+            break;
+    }
+    return std::max(m_nRate, least);
+}
+
+uint64_t CPathModel::Window() const {
+    if (m_state == State::ProbeRoundTrip)
+        return std::max(Percent(Product(), kRoundTripProbeWindow), kLeastPackets * kPacket);
+    const uint64_t slack = 3 * Burst();  // what waits for an acknowledgement that covers several
+    const uint64_t percent = !m_bFull ? kStartUpWindow : m_state == State::ProbeUp ? kProbeUpWindow : kCruiseWindow;
+    const uint64_t window = Percent(Product(), percent) + slack;
+    if (!m_bFull) return std::max(window, m_nInitial);
+    return std::max(m_nBound == 0 ? window : std::min(window, m_nBound), kLeastPackets * kPacket);
+}
+
+uint64_t CPathModel::Burst() const { return std::max(PacingRate() / 1000, kBurstPackets * kPacket); }
+
+}  // namespace wide

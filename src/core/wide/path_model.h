@@ -1,0 +1,110 @@
+// What a wide session knows of its path: how fast it delivers and how short its round trip can be. How fast to send and
+// how much to keep in flight follow from these two, and not from single losses.
+#pragma once
+
+#include "core/wide/wide_constants.h"
+
+#include <array>
+#include <cstdint>
+
+namespace wide {
+
+/// What the model notes of each transmission. Times in microseconds.
+struct Stamp {
+    uint64_t sentAt = 0;
+    uint64_t firstSentAt = 0;  // when the transmissions began that its rate is measured over
+    uint64_t delivered = 0;    // bytes that had been delivered when it left
+    uint64_t deliveredAt = 0;  // and when the last of them had been
+    bool starved = false;      // the application had nothing more to send
+};
+
+/// Rates in bytes a second, amounts in bytes with all headers. Not synchronised; the caller reads the clock.
+class CPathModel {
+public:
+    /// docs/architecture.md draws them.
+    enum class State : uint8_t { StartUp, Drain, Cruise, ProbeUp, ProbeDown, ProbeRoundTrip };
+
+    /// Begins anew, with so much in flight.
+    void Open(uint64_t now, uint64_t inFlight);
+
+    /// A packet leaves, `inFlight` without it.
+    Stamp OnSent(uint64_t now, uint64_t inFlight);
+    /// A packet has arrived whose last transmission is known to be the one that did.
+    void OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes);
+    /// A packet has arrived, and nobody knows by which transmission.
+    void OnDelivered(uint64_t now, uint32_t bytes);
+    void OnLost(uint32_t bytes) { m_nRoundLost += bytes; }
+    void OnRoundTrip(uint64_t now, uint64_t microseconds);
+    /// After all of what one acknowledgement has told.
+    void Update(uint64_t now, uint64_t inFlight);
+    /// There is room in flight, and nothing to send.
+    void OnStarved(uint64_t inFlight);
+
+    /// How fast to send now.
+    uint64_t PacingRate() const;
+    /// How much may be in flight now.
+    uint64_t Window() const;
+    /// What leaves at once: a millisecond's worth, or 10 packets.
+    uint64_t Burst() const;
+
+    State GetState() const { return m_state; }
+    /// 0 while unknown, as the round trips.
+    uint64_t Bandwidth() const { return m_nRate; }
+    uint64_t SmallestRoundTrip() const { return m_nSmallest; }
+    uint64_t SmoothedRoundTrip() const { return m_nSmoothed; }
+
+private:
+    struct Sample {
+        bool taken = false;
+        Stamp stamp;
+    };
+
+    void Measure(uint64_t now);
+    void Note(uint64_t rate, bool starved);
+    void EndRound(uint64_t inFlight);
+    bool HasCongestion() const;
+    void Bound(uint64_t inFlight);
+    void LookWhetherFull();
+    void Step(uint64_t now, uint64_t inFlight);
+    void Enter(State state, uint64_t now);
+    void ProbeRoundTrip(uint64_t now, uint64_t inFlight);
+    uint64_t Product() const;
+    uint64_t Percent(uint64_t value, uint64_t percent) const { return value * percent / 100; }
+
+    static constexpr size_t kRoundsRemembered = 10;
+
+    State m_state = State::StartUp;
+    uint64_t m_nEnteredAt = 0;
+    uint64_t m_nInitial = 0;
+
+    uint64_t m_nDelivered = 0;  // bytes
+    uint64_t m_nDeliveredAt = 0;
+    uint64_t m_nFirstSentAt = 0;
+    uint64_t m_nStarvedUntil = 0;  // delivered by then; 0: not starved
+    Sample m_sample;               // of this acknowledgement, that of the packet sent last
+
+    std::array<uint64_t, kRoundsRemembered> m_rates{};  // the highest of each round, this one's first
+    uint64_t m_nRate = 0;                               // the highest of all
+    uint64_t m_nRoundEnd = 0;                           // delivered by then
+    bool m_bRoundEnded = false;
+    bool m_bRoundCounts = false;  // the application did not hold it back
+    uint64_t m_nRoundLost = 0;    // of this round, as what follows
+    uint64_t m_nRoundDelivered = 0;
+    uint64_t m_nRoundTrips = 0, m_nRoundTripSum = 0;
+    uint64_t m_nRoundMostInFlight = 0;
+    uint64_t m_nRounds = 0;
+
+    uint64_t m_nFullRate = 0;
+    int m_nFullRounds = 0;  // in which the rate did not grow
+    bool m_bFull = false;   // the path's rate has been found
+    uint64_t m_nBound = 0;  // what a full queue has shown to be too much; 0: none
+    unsigned m_nCruises = 0;
+
+    uint64_t m_nSmallest = 0;
+    uint64_t m_nSmallestAt = 0;
+    uint64_t m_nSmoothed = 0;
+    uint64_t m_nProbed = 0;    // the smallest since the probe for it began
+    uint64_t m_nProbeEnd = 0;  // once little enough is in flight
+};
+
+}  // namespace wide

@@ -1,0 +1,217 @@
+#include "core/wide/wide_sender.h"
+
+#include "lumomedia/packet.h"
+#include "platform/lumobase/clock.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace wide {
+
+namespace {
+
+constexpr uint64_t kUnknownProbeDelay = 200000;
+constexpr uint64_t kLeastToSkip = 64;          // packets in flight
+constexpr uint64_t kLeastBetweenSkips = 4096;  // numbers
+constexpr uint64_t kProbeSlack = 5000;         // what the far side may wait before it acknowledges
+
+}  // namespace
+
+void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t carried, int payloadLength) {
+    m_ulToken = token;
+    m_nPayloadLength = payloadLength;
+    m_nFirstWide = first + carried;
+    m_flight.Open(first);
+    m_model.Open(now, uint64_t{carried} * (session::kHeaderLen + session::kPayloadLen + kDatagramOverhead));
+    m_nCredit = static_cast<int64_t>(m_model.Burst());
+    m_nCreditAt = m_nSentAt = now;
+    m_nProbes = 0;
+    m_nDueAt = now;
+    m_nSkippedAt = 0;
+    PlanSkip(m_nFirstWide);
+}
+
+void CWideSender::Carry(uint64_t sentAt, const Piece& piece, bool arrived) {
+    const uint64_t number = m_flight.Next();
+    if (!m_flight.Append(piece)) return;
+    m_flight.Carry(sentAt, number);
+    if (arrived) m_flight.OnGivenAck(sentAt, false, number);
+}
+
+void CWideSender::Close() {
+    m_flight.Close();
+    m_frames.clear();
+    m_pCutting.reset();
+    m_nDueAt = 0;
+}
+
+bool CWideSender::HasRoom() const {
+    return m_flight.InFlight() < m_model.Window() && m_flight.Next() < m_flight.Limit();
+}
+
+bool CWideSender::Send(uint64_t now) {
+    Refill(now);
+    SendSkipped(now);
+    const uint64_t lossAt = m_flight.FindLate(now);
+    bool sent = false;
+    while (m_nCredit > 0 && SendNext(now)) sent = true;
+    if (Probe(now)) sent = true;
+    PlanNext(now, lossAt);
+    return sent;
+}
+
+// What is lost goes before what is new.
+bool CWideSender::SendNext(uint64_t now) {
+    if (m_flight.InFlight() >= m_model.Window()) return false;
+    uint64_t lost = 0;
+    if (m_flight.FindLost(lost)) {
+        Transmit(now, lost);
+        return true;
+    }
+    if (SendNew(now)) return true;
+    if (!m_pCutting && m_flight.Next() < m_flight.Limit()) m_model.OnStarved(m_flight.InFlight());
+    return false;
+}
+
+bool CWideSender::SendNew(uint64_t now) {
+    Piece piece;
+    if (m_flight.Next() >= m_flight.Limit() || !NextPiece(piece)) return false;
+    const uint64_t number = m_flight.Next();
+    if (!m_flight.Append(piece)) return false;
+    m_nCut += piece.length;
+    if (piece.end) {
+        const int length = m_pCutting->GetLen();
+        m_frames.push_back({std::move(m_pCutting), m_flight.Next()});
+        m_sending.OnFrameCut(length);
+    }
+    if (!IsSkipped(now, number)) Transmit(now, number);
+    return true;
+}
+
+// Now and then a number is left out for a moment. Whoever acknowledges it acknowledges what it has not got, to be sent
+// more than its path carries.
+bool CWideSender::IsSkipped(uint64_t now, uint64_t number) {
+    if (number < m_nSkipNext || m_nSkippedAt != 0) return false;
+    PlanSkip(number);
+    if (m_flight.InFlight() < kLeastToSkip * session::kPayloadLen) return false;  // a lone frame is not kept waiting
+    m_nSkipped = number;
+    m_nSkippedAt = now;
+    return true;
+}
+
+void CWideSender::SendSkipped(uint64_t now) {
+    if (m_nSkippedAt == 0 || now < m_nSkippedAt + m_model.SmoothedRoundTrip() / 4) return;
+    m_nSkippedAt = 0;
+    if (m_nSkipped >= m_flight.First() && !m_flight.WasSent(m_nSkipped)) Transmit(now, m_nSkipped);
+}
+
+void CWideSender::PlanSkip(uint64_t after) {
+    m_nSkipNext = after + kLeastBetweenSkips + Lumo_Base::GenerateSSRC() % kLeastBetweenSkips;
+}
+
+bool CWideSender::NextPiece(Piece& piece) {
+    if (!m_pCutting) {
+        m_pCutting = m_sending.TakeFrame();
+        m_nCut = 0;
+    }
+    if (!m_pCutting) return false;
+    const int left = m_pCutting->GetLen() - m_nCut;
+    piece.length = std::min(left, m_nPayloadLength);
+    piece.payload = m_pCutting->GetData() + m_nCut;
+    piece.begin = m_nCut == 0;
+    piece.end = piece.length == left;
+    return true;
+}
+
+void CWideSender::Transmit(uint64_t now, uint64_t number) {
+    const Piece& piece = m_flight.At(number);
+    const auto length = static_cast<size_t>(session::kHeaderLen + piece.length);
+    m_packet.resize(std::max(m_packet.size(), session::kEnvelopeRoom + length));
+    char* packet = m_packet.data() + session::kEnvelopeRoom;
+    std::memset(packet, 0, session::kHeaderLen);
+    CSCTPPacket header(packet, static_cast<int>(length));
+    header.SetBegin(piece.begin);
+    header.SetEnd(piece.end);
+    if (piece.length > 0) std::memcpy(packet + session::kHeaderLen, piece.payload, static_cast<size_t>(piece.length));
+    const bool again = m_flight.WasSent(number);
+    const uint32_t transmission = m_flight.OnSent(now, number);
+    WriteHead(packet, m_ulToken, {static_cast<uint32_t>(number), transmission});
+    m_nCredit -= static_cast<int64_t>(length) + kDatagramOverhead;
+    m_nSentAt = now;
+    m_sending.SendWide(packet, static_cast<int>(length), again);
+}
+
+// An unanswered tail, or a path that has gone silent: one packet, whatever the window says. What is new tells more.
+bool CWideSender::Probe(uint64_t now) {
+    if (m_flight.ProgressAt() != m_nSeenProgress) {
+        m_nSeenProgress = m_flight.ProgressAt();
+        m_nProbes = 0;
+    }
+    if (m_flight.IsEmpty() || now < m_nSentAt + ProbeDelay()) return false;
+    const bool tail = m_nProbes++ % 2 == 0;
+    if (tail && SendNew(now)) return true;
+    Transmit(now, tail ? m_flight.LastMissing() : m_flight.First());
+    return true;
+}
+
+uint64_t CWideSender::ProbeDelay() const {
+    const uint64_t roundTrip = m_model.SmoothedRoundTrip();
+    const uint64_t delay = roundTrip == 0 ? kUnknownProbeDelay : roundTrip + roundTrip / 4 + kProbeSlack;
+    return std::min(delay << std::min(m_nProbes, 10U), kMostProbeDelayUs);
+}
+
+// The bucket holds a burst, so that what is shorter leaves at once.
+void CWideSender::Refill(uint64_t now) {
+    const uint64_t passed = std::min(now - m_nCreditAt, kUsPerSecond);
+    const uint64_t earned = m_model.PacingRate() * passed / kUsPerSecond;
+    if (earned == 0 && m_nCredit <= 0) return;  // let the time add up
+    m_nCredit = std::min(m_nCredit + static_cast<int64_t>(earned), static_cast<int64_t>(m_model.Burst()));
+    m_nCreditAt = now;
+}
+
+void CWideSender::OnAck(uint64_t now, const Ack& ack) {
+    if (m_flight.OnAck(now, ack)) FreeDelivered();
+}
+
+void CWideSender::OnGivenAck(uint64_t now, bool flag, uint16_t sequence) {
+    if (!HasCarried()) return;
+    const auto ahead = static_cast<uint16_t>(sequence - static_cast<uint16_t>(m_flight.First()));
+    const uint64_t number = m_flight.First() + ahead;
+    if (number < m_nFirstWide) m_flight.OnGivenAck(now, flag, number);
+    FreeDelivered();
+}
+
+void CWideSender::FreeDelivered() {
+    while (!m_frames.empty() && m_frames.front().end <= m_flight.First()) {
+        m_sending.OnFrameDelivered(m_frames.front().data->GetLen());
+        m_frames.pop_front();
+    }
+}
+
+void CWideSender::CarryFrame(std::unique_ptr<CDataBuffer> frame, int cut) {
+    m_pCutting = std::move(frame);
+    m_nCut = cut;
+}
+
+// What is in flight of it still points into it.
+void CWideSender::DropUncut() {
+    if (!m_pCutting) return;
+    const int length = m_pCutting->GetLen();
+    m_frames.push_back({std::move(m_pCutting), m_flight.Next()});
+    m_sending.OnFrameCut(length);
+    FreeDelivered();
+}
+
+void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
+    m_nDueAt = lossAt;
+    const auto before = [this](uint64_t at) { m_nDueAt = m_nDueAt == 0 ? at : std::min(m_nDueAt, at); };
+    if (!m_flight.IsEmpty()) before(m_nSentAt + ProbeDelay());
+    if (m_nSkippedAt != 0) before(m_nSkippedAt + m_model.SmoothedRoundTrip() / 4);
+    if (m_nCredit <= 0 && HasRoom()) {
+        const uint64_t rate = std::max<uint64_t>(m_model.PacingRate(), 1);
+        before(now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1);
+    }
+}
+
+}  // namespace wide

@@ -1,0 +1,206 @@
+// Acknowledgements and packets that cannot be, and far sides that tell what is not true.
+#include "sim/wide_end.h"
+
+#include <gtest/gtest.h>
+
+using namespace sim;
+using namespace wide;
+
+namespace {
+
+/// Packets 100 to 119, sent and not acknowledged.
+struct Flying {
+    Flying() {
+        model.Open(1, 0);
+        flight.Open(100);
+        for (uint64_t number = 100; number < 120; ++number) {
+            flight.Append({"x", 1, true, true});
+            flight.OnSent(1000 + number, number);
+        }
+    }
+    bool Hear(uint32_t delivered, std::vector<Range> ranges = {}, uint16_t room = 64, uint32_t transmission = 0) {
+        Ack ack;
+        ack.delivered = delivered;
+        ack.transmission = transmission;
+        ack.room = room;
+        for (const Range& range : ranges) ack.ranges[ack.rangeCount++] = range;
+        return flight.OnAck(now += 1000, ack);
+    }
+    uint64_t now = 50000;
+    CPathModel model;
+    CFlight flight{model};
+};
+
+TEST(WideHostile, AnAcknowledgementOfWhatWasNeverSentIsIgnored) {
+    struct {
+        uint32_t delivered;
+        std::vector<Range> ranges;
+    } const rows[] = {
+        {120, {}},       {100 + 32768, {}}, {99U + 0x80000000U, {}}, {0x7FFFFFFF, {}},
+        {99, {{2, 20}}}, {110, {{2, 9}}},   {99, {{30, 1}}},         {99, {{2, 1}, {3, 16384}}},
+    };
+    for (const auto& row : rows) {
+        Flying flying;
+        const uint64_t inFlight = flying.flight.InFlight();
+        EXPECT_FALSE(flying.Hear(row.delivered, row.ranges)) << row.delivered;
+        EXPECT_EQ(flying.flight.First(), 100U);
+        EXPECT_EQ(flying.flight.InFlight(), inFlight);
+    }
+}
+
+TEST(WideHostile, RangesInAnyOrderOrOverlappingCountOnce) {
+    Flying flying;
+    const uint64_t each = flying.flight.InFlight() / 20;
+    EXPECT_TRUE(flying.Hear(99, {{10, 3}, {2, 4}, {9, 5}, {4, 2}, {12, 1}}));
+    EXPECT_EQ(flying.flight.InFlight() + flying.flight.LostPackets() * each, 11 * each);  // 101-104 and 108-112 arrived
+    EXPECT_TRUE(flying.Hear(104, {{4, 5}}));
+    EXPECT_EQ(flying.flight.First(), 105U);
+    EXPECT_TRUE(flying.Hear(99)) << "overtaken by a later one";
+    EXPECT_EQ(flying.flight.First(), 105U);
+    EXPECT_TRUE(flying.Hear(119));
+    EXPECT_TRUE(flying.flight.IsEmpty());
+    EXPECT_EQ(flying.flight.InFlight(), 0U);
+}
+
+TEST(WideHostile, WhatTheFarSideGaveBackIsSentAgainOnceASecondAtMost) {
+    Flying flying;
+    flying.now = 5000000;
+    Ack ack;
+    ack.delivered = 99;
+    ack.rangeCount = 1;
+    ack.ranges[0] = {3, 10};
+    ack.room = 64;
+    EXPECT_TRUE(flying.flight.OnAck(flying.now, ack));
+    ack.rangeCount = 0;
+    uint64_t number = 0;
+    uint64_t again = 0;
+    for (int i = 0; i < 100; ++i) {
+        ++ack.givenBack;
+        flying.now += 10000;
+        EXPECT_TRUE(flying.flight.OnAck(flying.now, ack));
+        for (; flying.flight.FindLost(number); ++again) flying.flight.OnSent(flying.now, number);
+    }
+    EXPECT_GE(again, 10U);
+    EXPECT_LE(again, 40U) << "each of 20 packets twice at most, not a hundred times";
+}
+
+// A number that is left out for a moment finds those who acknowledge what has not come to them.
+TEST(WideHostile, WhoAcknowledgesWhatNeverLeftIsFoundOut) {
+    Flying flying;
+    flying.flight.Append({"x", 1, true, true});
+    flying.flight.Append({"x", 1, true, true});
+    flying.flight.OnSent(60000, 121);
+    EXPECT_TRUE(flying.Hear(119, {{2, 1}}));
+    EXPECT_FALSE(flying.flight.WasLiedTo());
+    EXPECT_TRUE(flying.Hear(121));
+    EXPECT_TRUE(flying.flight.WasLiedTo());
+}
+
+TEST(WideHostile, WhoAcknowledgesEarlyGainsNothing) {
+    const CWideSessions wide;
+    uint64_t honest = 0;
+    for (const uint32_t ahead : {0U, 300U, 500U}) {
+        WidePair pair{PathTraits()};
+        pair.left.Fill(64 * 1024);
+        pair.events.RunFor(1000000);
+        pair.home.receiver = [&](std::string ack) {
+            Ack told;
+            char* packet = ack.data() + CWideEnd::kEnvelope;
+            if (ahead > 0 && ReadAck(packet, static_cast<int>(ack.size()) - CWideEnd::kEnvelope, told)) {
+                told.delivered += ahead;
+                told.rangeCount = 0;
+                ack.resize(static_cast<size_t>(CWideEnd::kEnvelope + WriteAck(packet, told)));
+            }
+            pair.left.Hear(ack);
+        };
+        const uint64_t before = pair.out.counts.sent;
+        pair.events.RunFor(4000000);
+        const uint64_t sent = pair.out.counts.sent - before;
+        if (ahead == 0) {
+            honest = sent;
+            EXPECT_FALSE(pair.left.session.WasLiedTo());
+        }
+        EXPECT_TRUE(pair.left.session.WasLiedTo() || sent <= honest + honest / 20) << ahead << ": " << sent;
+    }
+}
+
+TEST(WideHostile, AckLengthsAndCountsAreChecked) {
+    char packet[kMaxAckLen + 1] = {};
+    Ack ack;
+    ack.delivered = 7;
+    ack.room = 60000;
+    ack.rangeCount = 2;
+    ack.ranges[0] = {2, 16383};
+    ack.ranges[1] = {2, 1};
+    const int length = WriteAck(packet, ack);
+    Ack read;
+    ASSERT_TRUE(ReadAck(packet, length, read));
+    EXPECT_EQ(read.room, kMaxInFlight);
+    for (int shorter = 0; shorter < length; ++shorter) EXPECT_FALSE(ReadAck(packet, shorter, read)) << shorter;
+    EXPECT_FALSE(ReadAck(packet, length + 1, read));
+    for (const Range& range : {Range{0, 1}, Range{1, 1}, Range{2, 0}, Range{2, 16384}, Range{16385, 1}}) {
+        ack.ranges[1] = range;
+        EXPECT_FALSE(ReadAck(packet, WriteAck(packet, ack), read)) << range.first << ' ' << range.count;
+    }
+    packet[session::kHeaderLen + kAckFixedLen - 1] = static_cast<char>(kMaxRanges + 1);
+    EXPECT_FALSE(ReadAck(packet, session::kHeaderLen + kAckFixedLen + 4 * (kMaxRanges + 1), read));
+}
+
+/// A receiver alone, that has accepted an offer and heard number 0.
+struct Receiving final : ISessionOwner {
+    Receiving() {
+        session.OpenSession();
+        for (const uint32_t sequence : {1U, 0U}) Hear(sequence, nullptr);
+        Hear(2, nullptr);
+    }
+    virtual ~Receiving() { session.CloseSession(); }
+    /// In the given form with an offer, or in the wide form.
+    void Hear(uint32_t number, const Head* head, uint32_t sender = 0) {
+        char packet[session::kHeaderLen + 4] = {};
+        packet[1] = static_cast<char>(number);
+        packet[3] = 6;  // begin and end
+        if (head)
+            WriteHead(packet, sender == 0 ? token : sender, *head);
+        else
+            WriteOffer(packet, token);
+        session.OnSCTPSessionReceivedData(packet, sizeof packet);
+    }
+    void OnSCTPSessionReceivedFrame(char*, int) override { ++frames; }
+    void SendSCTPData(char* packet, int length) override {
+        ++acks;
+        ReadAck(packet, length, last);
+    }
+    const CWideSessions on;
+    const uint32_t token = DrawToken();
+    CSession session{*this};
+    int frames = 0, acks = 0;
+    Ack last;
+};
+
+// Another upper half, another token, a number beyond the room or far behind: dropped without an answer.
+TEST(WideHostile, PacketsThatCannotBeAreDroppedSilently) {
+    CEvents events;
+    Receiving receiver;
+    ASSERT_EQ(receiver.frames, 3);
+    const Head first{3, 0};
+    receiver.Hear(3, &first);
+    ASSERT_EQ(receiver.frames, 4);
+    ASSERT_EQ(receiver.last.delivered, 3U);
+    const int acks = receiver.acks;
+    for (const uint32_t number :
+         {4 + 0x10000U, 4 + 0x80000000U, 4U - 0x10000U, 4U - 20000U, 4 + 20000U, 4 + kMaxInFlight + 64}) {
+        const Head head{number, 1};
+        receiver.Hear(number, &head);
+    }
+    const Head foreign{4, 1};
+    receiver.Hear(4, &foreign, DrawToken());
+    EXPECT_EQ(receiver.frames, 5) << "another token's head reads as a packet of the given form";
+    EXPECT_EQ(receiver.acks, acks + 1);
+    const Head early{4 + 100, 2}, again{4 + 100, 3}, late{2, 4};
+    for (const Head* head : {&early, &again, &late}) receiver.Hear(head->number, head);
+    EXPECT_EQ(receiver.frames, 5);
+    EXPECT_EQ(receiver.acks, acks + 4) << "a gap and repetitions are answered at once";
+    EXPECT_EQ(receiver.last.transmission, 4U);
+}
+
+}  // namespace

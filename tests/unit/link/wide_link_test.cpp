@@ -1,0 +1,110 @@
+// A frame link whose session is wide: several frames in flight, and acknowledgements that are due.
+#include "link/process/due_links.h"
+#include "link/udp/frame_link.h"
+#include "support/virtual_clock.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace {
+
+class CWideEnd : public ILinkOwner {
+public:
+    CWideEnd() { link.OpenLink(); }
+    virtual ~CWideEnd() { link.CloseLink(); }
+    CWideEnd(const CWideEnd&) = delete;
+    CWideEnd& operator=(const CWideEnd&) = delete;
+
+    void OnSCTPSessionReceivedFrame(char* frame, int length) override {
+        frames.emplace_back(frame, static_cast<size_t>(length));
+    }
+    void SendSCTPData(char* packet, int length) override { said.emplace_back(packet, static_cast<size_t>(length)); }
+    void DescribeLink(LumoLinkStatistics&) const override {}
+    /// Hands so many of the other's packets over.
+    void Hear(CWideEnd& from, size_t most = SIZE_MAX) {
+        for (; most > 0 && !from.said.empty(); --most) {
+            const std::string packet = from.said.front();
+            from.said.pop_front();
+            link.OnPacket(packet.data(), static_cast<int>(packet.size()));
+        }
+    }
+
+    std::deque<std::string> said;
+    std::vector<std::string> frames;
+    CFrameLink link{*this};
+};
+
+class WideLink : public testing::Test {
+protected:
+    WideLink() {
+        const std::string frame(5000, 'a');
+        left.link.QueueFrame(frame.data(), 5000);
+        for (int i = 0; i < 5; ++i) {
+            right.Hear(left);
+            clock.Advance(10);
+            left.Hear(right);
+            CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+        }
+    }
+    ~WideLink() override { wide::SetWanted(false); }
+
+    struct Wanted {
+        Wanted() { wide::SetWanted(true); }
+    } wanted;
+    CVirtualClock clock;
+    CWideEnd left, right;
+};
+
+TEST_F(WideLink, HasSeveralFramesInFlightAndCountsThemUntilTheyAreDelivered) {
+    ASSERT_TRUE(left.link.Session().IsWideSending());
+    for (int i = 0; i < 8; ++i) left.link.QueueFrame("frame", 5);
+    EXPECT_EQ(left.said.size(), 8U);
+    EXPECT_EQ(left.link.QueuedFrames(), 0U);
+    LumoLinkStatistics statistics;
+    left.link.FillStatistics(statistics);
+    EXPECT_EQ(statistics.byWide, 1);
+    EXPECT_EQ(statistics.ulQueuedFrames, 8U);
+    EXPECT_EQ(statistics.ullQueuedBytes, 40U);
+    clock.Advance(10);
+    right.Hear(left);
+    left.Hear(right);
+    EXPECT_EQ(right.frames.size(), 9U);
+    left.link.FillStatistics(statistics);
+    EXPECT_EQ(statistics.ulQueuedFrames, 0U);
+    EXPECT_TRUE(left.link.Session().IsSendIdle());
+    EXPECT_GE(statistics.ulSmallestRoundTripUs, 10000U);
+}
+
+// One packet of two is acknowledged when nothing more comes, 5 ms later, by the worker.
+TEST_F(WideLink, WhatWaitsForCompanyIsAcknowledgedInTime) {
+    const std::string frame(3000, 'b');
+    left.link.QueueFrame(frame.data(), 3000);
+    ASSERT_EQ(left.said.size(), 3U);
+    right.Hear(left, 1);
+    EXPECT_TRUE(right.said.empty());
+    const uint64_t due = CDueLinks::Get().Earliest();
+    EXPECT_EQ(due, Lumo_Base::GetMicroseconds() + wide::kMostAckDelayUs);
+    CDueLinks::Get().Run(due - 1);
+    EXPECT_TRUE(right.said.empty());
+    clock.Advance(5);
+    CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    EXPECT_EQ(right.said.size(), 1U);
+    EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
+}
+
+TEST_F(WideLink, LeavesNoDeadlineBehind) {
+    const std::string frame(3000, 'b');
+    left.link.QueueFrame(frame.data(), 3000);
+    right.Hear(left, 1);
+    EXPECT_NE(CDueLinks::Get().Earliest(), 0U);
+    right.link.CloseLink();
+    EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
+    clock.Advance(10);
+    CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    EXPECT_TRUE(right.said.empty());
+}
+
+}  // namespace
