@@ -22,6 +22,7 @@ namespace {
 struct Options {
     std::vector<std::string> rows;
     std::vector<std::string> drivers;
+    std::vector<std::string> paths;
     int rounds = 5;
     std::string outFolder;
     RunSpec amounts;
@@ -46,6 +47,9 @@ void Describe(CLI::App& app, Options& options) {
     app.add_option("--paced-frames", options.amounts.pacedFrames, "Of an audio or video run, at the medium's pace")
         ->check(CLI::PositiveNumber);
     app.add_option("--pictures", options.amounts.pictures, "Of a desktop run")->check(CLI::Range(2U, 1000000U));
+    app.add_option("--path-seconds", options.amounts.pathSeconds, "Of a run over a path")->check(CLI::PositiveNumber);
+    app.add_option("--paths", options.paths, "Of the row path only paths whose names contain one of these")
+        ->delimiter(';');
     app.add_option("--deadline", options.run.deadlineSeconds, "Seconds after which a run is killed")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
@@ -68,13 +72,18 @@ bool IsFull(const Options& options) {
            options.amounts.pictures == full.pictures;
 }
 
+bool IsChosen(const CCase& one, const Options& options) {
+    if (!options.drivers.empty() && std::count(options.drivers.begin(), options.drivers.end(), one.spec.driver) == 0)
+        return false;
+    return options.paths.empty() ||
+           std::any_of(options.paths.begin(), options.paths.end(),
+                       [&](const std::string& name) { return one.id.find(name) != std::string::npos; });
+}
+
 std::vector<CCase> ChosenCases(const Options& options) {
     std::vector<CCase> cases = PlanCases(options.rows, options.amounts);
-    if (options.drivers.empty()) return cases;
-    std::vector<CCase> chosen;
-    for (const CCase& one : cases)
-        if (std::count(options.drivers.begin(), options.drivers.end(), one.spec.driver) > 0) chosen.push_back(one);
-    return chosen;
+    std::erase_if(cases, [&](const CCase& one) { return !IsChosen(one, options); });
+    return cases;
 }
 
 /// One line that the next one replaces; nothing into files and pipes.

@@ -1,5 +1,7 @@
 #include "bench/harness/child.h"
 
+#include "bench/harness/sockets.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -42,9 +44,13 @@ int RunChild(int fd) {
         const auto first = control.Receive(-1);
         if (!first || !first->is_object()) return 1;
         CSide side(control, first->at("spec").get<RunSpec>(), first->at("port").get<uint16_t>());
+        const bool sends = first->at("role") == "sender";
+        if (side.Spec().path.IsEmulated())
+            RunHosts() =
+                sends ? Hosts{PathSpec::kSender, PathSpec::kReceiver} : Hosts{PathSpec::kReceiver, PathSpec::kSender};
         const CDriver* driver = FindDriver(side.Spec().driver);
         if (!driver) throw std::runtime_error("no driver " + side.Spec().driver);
-        (first->at("role") == "sender" ? driver->sender : driver->receiver)(side);
+        (sends ? driver->sender : driver->receiver)(side);
         return 0;
     } catch (const std::exception& error) {
         control.Send({{"event", "failed"}, {"why", error.what()}});

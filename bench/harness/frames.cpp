@@ -25,7 +25,7 @@ void ForEachMark(size_t length, TDo perform) {
 }  // namespace
 
 bool CFrameSource::Next() {
-    if (m_nMade == m_nFrames) return false;
+    if (m_nMade == m_nFrames || (m_pTimed && m_pTimed->Stopped())) return false;
     ForEachMark(m_frame.size(), [&](size_t offset) {
         const uint64_t mark = Mark(m_nMade, offset);
         std::memcpy(m_frame.data() + offset, &mark, sizeof mark);
@@ -57,6 +57,7 @@ CBulkReceiver::CBulkReceiver(CSide& side) : m_side(side), m_check(side.Spec().fr
 
 bool CBulkReceiver::OnFrame(const char* data, int length) {
     if (m_bFailed) return false;
+    if (m_bFinished) return true;  // what a run of a time has still sent
     if (!m_check.Take(data, length)) {
         m_bFailed = true;
         m_side.Fail(m_check.Fault());
@@ -65,13 +66,20 @@ bool CBulkReceiver::OnFrame(const char* data, int length) {
     const RunSpec& spec = m_side.Spec();
     if (m_check.Taken() == 1) m_nFirst = NowNs();
     if (spec.delays && spec.frameLen >= kStampedLen) m_delays.Add(NowNs() - ReadStamp(data + kStampAt).sentNs);
-    if (!m_check.Done()) return true;
     const double seconds = static_cast<double>(NowNs() - m_nFirst) * 1e-9;
-    Values values{{"bytes", static_cast<double>(spec.frameLen) * (spec.frames - 1)}, {"seconds", seconds}};
-    if (spec.delays) values["frames/s"] = (spec.frames - 1) / seconds;
+    if (!m_check.Done() && (spec.seconds == 0 || seconds < spec.seconds)) return true;
+    Finish(seconds);
+    return spec.seconds > 0;
+}
+
+void CBulkReceiver::Finish(double seconds) {
+    const RunSpec& spec = m_side.Spec();
+    const double frames = m_check.Taken() - 1.0;
+    Values values{{"bytes", spec.frameLen * frames}, {"seconds", seconds}};
+    if (spec.delays) values["frames/s"] = frames / seconds;
     m_delays.Report(values);
+    m_bFinished = true;
     m_side.Finish(values);
-    return false;
 }
 
 }  // namespace bench

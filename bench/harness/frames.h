@@ -4,6 +4,7 @@
 #include "bench/harness/delays.h"
 #include "bench/harness/side.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -14,6 +15,10 @@ namespace bench {
 class CFrameSource {
 public:
     CFrameSource(uint32_t frames, uint32_t frameLen) : m_nFrames(frames), m_frame(frameLen, 'x') {}
+    /// A run's: ends with the run where that has a time.
+    explicit CFrameSource(CSide& side) : CFrameSource(side.Spec().frames, side.Spec().frameLen) {
+        if (side.Spec().seconds > 0) m_pTimed = &side;
+    }
 
     /// Marks the buffer as the next frame, and with the time; false after the last.
     bool Next();
@@ -25,6 +30,7 @@ private:
     const uint32_t m_nFrames;
     uint32_t m_nMade = 0;
     std::vector<char> m_frame;
+    CSide* m_pTimed = nullptr;
 };
 
 /// Takes the frames in the order in which they came.
@@ -54,14 +60,20 @@ public:
     /// One thread at a time. False once nothing more is wanted.
     bool OnFrame(const char* data, int length);
     uint32_t Taken() const { return m_check.Taken(); }
-    bool Done() const { return m_check.Done(); }
+    /// Nothing more comes. A run of a time goes on until it is stopped: its sender must not block.
+    bool Done() { return m_bFinished && (m_side.Spec().seconds == 0 || m_side.Stopped()); }
+    /// The measurement is over.
+    bool Finished() const { return m_bFinished; }
 
 private:
+    void Finish(double seconds);
+
     CSide& m_side;
     CFrameCheck m_check;
     CDelays m_delays;
     int64_t m_nFirst = 0;
     bool m_bFailed = false;
+    std::atomic<bool> m_bFinished{false};
 };
 
 }  // namespace bench

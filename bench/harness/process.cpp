@@ -28,6 +28,7 @@ constexpr int kCannotStart = 127;
         CPU_SET(static_cast<size_t>(*options.core), &cores);
         if (sched_setaffinity(0, sizeof cores, &cores) != 0) _exit(kCannotStart);
     }
+    if (options.networkSpace && setns(*options.networkSpace, CLONE_NEWNET) != 0) _exit(kCannotStart);
     for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
     if (options.silent) {
         const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);

@@ -3,6 +3,7 @@
 #include "bench/harness/child.h"
 #include "bench/harness/clock.h"
 #include "bench/harness/relay_server.h"
+#include "bench/path/path_emulator.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -45,6 +46,7 @@ private:
     const RunSpec& m_spec;
     const RunOptions& m_options;
     const int64_t m_nDeadline;
+    std::optional<CPathEmulator> m_path;
     std::optional<CRelayServer> m_server;
     double m_dServerCpuAtStart = 0;
     std::array<std::optional<CChild>, 2> m_children;
@@ -53,6 +55,7 @@ private:
 Values CRun::Perform() {
     const CDriver* driver = FindDriver(m_spec.driver);
     if (!driver) throw std::runtime_error("no driver " + m_spec.driver);
+    if (m_spec.path.IsEmulated()) m_path.emplace(m_spec.path);
     if (driver->listener == Listener::RelayServer) {
         m_server.emplace(m_options.lumoProgram, ProcessOptions("server"));
         m_server->WaitUntilServing(m_nDeadline);
@@ -64,6 +67,13 @@ Values CRun::Perform() {
     WaitFor(Side(driver->measures), "finished");
     Values values = Collect(*driver);
     StopSides();
+    if (m_path) {
+        const double packets = std::max(1.0, static_cast<double>(m_path->Out().Packets()));
+        values["dropped_percent"] = 100 * static_cast<double>(m_path->Out().QueueDrops()) / packets;
+        values["queue_p50_ms"] = m_path->Out().MedianQueueMs();
+        values["path_MB/s"] = values["MB/s"];
+        values.erase("MB/s");  // not to be taken for one over loopback
+    }
     return values;
 }
 
@@ -75,7 +85,10 @@ CProcess::Options CRun::ProcessOptions(const char* name) const {
 }
 
 void CRun::Start(Role role, uint16_t port) {
-    Slot(role).emplace(role, m_spec, port, ProcessOptions(role == Role::Sender ? "sender" : "receiver"));
+    const bool sends = role == Role::Sender;
+    CProcess::Options options = ProcessOptions(sends ? "sender" : "receiver");
+    if (m_path) options.networkSpace = (sends ? m_path->Sender() : m_path->Receiver()).Descriptor();
+    Slot(role).emplace(role, m_spec, port, options);
 }
 
 void CRun::StartSides(const CDriver& driver) {

@@ -22,20 +22,25 @@ void Check(bool good, const char* what) {
     if (!good) throw std::system_error(errno, std::generic_category(), what);
 }
 
-sockaddr_in Loopback(uint16_t port) {
+}  // namespace
+
+Hosts& RunHosts() {
+    static Hosts hosts;
+    return hosts;
+}
+
+sockaddr_in SocketAddress(uint32_t host, uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(kLoopback);
+    address.sin_addr.s_addr = htonl(host);
     address.sin_port = htons(port);
     return address;
 }
 
-}  // namespace
-
 CSocket::CSocket(int type) : m_fd(socket(AF_INET, type | SOCK_CLOEXEC, 0)) { Check(Fd() >= 0, "socket"); }
 
 uint16_t CSocket::Bind(uint16_t port) {
-    sockaddr_in address = Loopback(port);
+    sockaddr_in address = SocketAddress(RunHosts().own, port);
     socklen_t length = sizeof address;
     Check(bind(Fd(), reinterpret_cast<sockaddr*>(&address), length) == 0, "bind");
     Check(getsockname(Fd(), reinterpret_cast<sockaddr*>(&address), &length) == 0, "getsockname");
@@ -43,7 +48,7 @@ uint16_t CSocket::Bind(uint16_t port) {
 }
 
 void CSocket::Connect(uint16_t port) {
-    const sockaddr_in address = Loopback(port);
+    const sockaddr_in address = SocketAddress(RunHosts().far, port);
     Check(connect(Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
 }
 

@@ -1,8 +1,9 @@
-// Plain sockets on the loopback address.
+// Plain sockets between the two processes of a run: on loopback, or over an emulated path.
 #pragma once
 
 #include "platform/lumonet/file_descriptor.h"
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <cstddef>
@@ -12,7 +13,17 @@
 namespace bench {
 
 inline constexpr uint32_t kLoopback = 0x7F000001;
+
+/// Where this process of the run is, and where the other one is.
+struct Hosts {
+    uint32_t own = kLoopback;
+    uint32_t far = kLoopback;
+};
+/// Set once, before anything uses it.
+Hosts& RunHosts();
 inline constexpr int kBufferBytes = 4 * 1024 * 1024;  // asked for wherever a socket buffer may be raised
+
+sockaddr_in SocketAddress(uint32_t host, uint16_t port);
 
 /// Owns its descriptor; every failure throws.
 class CSocket {

@@ -1,6 +1,8 @@
 // What one run does and what came of it.
 #pragma once
 
+#include "bench/path/path_spec.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
@@ -23,9 +25,12 @@ struct RunSpec {
     uint32_t burstFrames = 400;  // of a fan-out run, as fast as they go
     uint32_t pacedFrames = 150;  // of a run or a part of one that keeps the pace of its medium
     uint32_t pictures = 1000;    // of a desktop run
+    double pathSeconds = 12;     // of a run over a path
+    double seconds = 0;          // of a bulk run: ends then, however many frames there are; 0: with the last frame
+    PathSpec path;               // between the two processes
 };
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds,
-                                   delays, burstFrames, pacedFrames, pictures)
+                                   delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, path)
 
 /// Named numbers: "MB/s", "cpu_s_per_GB", "p50_us" ...
 using Values = std::map<std::string, double>;

@@ -62,6 +62,12 @@ Line BulkColumns(const CMeasured& m) {
             Number(m.Median("cpu_s_per_GB"), 2), m.Has("frames/s") ? Number(m.Median("frames/s"), 0) : ""};
 }
 
+Line PathColumns(const CMeasured& m) {
+    return {Number(m.Median("path_MB/s"), 2), Number(m.Least("path_MB/s"), 2) + "-" + Number(m.Most("path_MB/s"), 2),
+            Number(m.Median("cpu_s_per_GB"), 2), Number(m.Median("dropped_percent"), 2),
+            Number(m.Median("queue_p50_ms"), 1)};
+}
+
 Line RoundTripColumns(const CMeasured& m) {
     return {Number(m.Median("p50_us"), 1), Number(m.Median("p90_us"), 1), Number(m.Median("p99_us"), 1),
             Number(m.Median("max_us"), 0)};
@@ -91,6 +97,8 @@ Line DelayColumns(const CMeasured& m) {
 
 void PrintMeasurements(std::ostream& out, const std::vector<CCase>& cases, const Measurements& measurements) {
     PrintWith(out, cases, measurements, "MB/s", {"bulk", "MB/s", "spread", "CPU s/GB", "frames/s", ""}, BulkColumns);
+    PrintWith(out, cases, measurements, "path_MB/s",
+              {"path", "MB/s", "spread", "CPU s/GB", "% dropped", "queue p50 ms", ""}, PathColumns);
     PrintWith(out, cases, measurements, "p50_us", {"round trip", "p50 us", "p90 us", "p99 us", "max us", ""},
               RoundTripColumns);
     PrintWith(out, cases, measurements, "core_percent", {"idle", "sinks", "% of a core", "MiB more", ""}, IdleColumns);

@@ -4,6 +4,7 @@
 #include "bench/harness/spec.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -19,6 +20,12 @@ const std::vector<std::string>& RowNames();
 
 /// What the rows need, each case once. `base` gives the amounts.
 std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec& base);
+
+/// The paths of the row "path", by their names.
+const std::vector<std::pair<std::string, PathSpec>>& Paths();
+
+/// The id of a driver's case over a path.
+std::string PathCaseID(const std::string& driver, const std::string& path);
 
 /// The id of a driver's case.
 std::string CaseID(const std::string& driver, bool oneCore, bool logOn = false);

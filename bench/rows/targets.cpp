@@ -38,6 +38,19 @@ std::vector<CTarget> MakeTargets() {
     const std::string video = CaseID("lumo-video", false);
     all.push_back({"video", "frames a second carried to each sink", "frames/s", video, "", true, 29.7});
     all.push_back({"video", "exponent of processor time over sinks", "cpu_exponent", video, "", false, 1.1});
+    const auto path = [&](const char* value, const char* where, bool atLeast, double limit, const char* text) {
+        all.push_back({"path", text, value, PathCaseID("lumo-wide", where), "", atLeast, limit});
+    };
+    for (const auto& [where, least] : {std::pair{"50 ms", 11.6},
+                                       {"50 ms, 1 %", 11.4},
+                                       {"50 ms, 5 %", 10.0},
+                                       {"150 ms, 1 %", 11.4},
+                                       {"20 Mbit/s, 300 ms, 1 %", 2.25},
+                                       {"400 Mbit/s, 50 ms, 0.1 %", 45.0},
+                                       {"50 ms, quarter of a queue", 11.2}})
+        path("path_MB/s", where, true, least, "goodput, MB/s");
+    path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
+    path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");
     std::stable_sort(all.begin(), all.end(), [](const CTarget& a, const CTarget& b) {
         const auto place = [](const CTarget& target) {
             return std::find(RowNames().begin(), RowNames().end(), target.row) - RowNames().begin();

@@ -24,7 +24,7 @@ public:
     explicit CEnetHost(bool listens) {
         if (enet_initialize() != 0) throw std::runtime_error("enet_initialize");
         ENetAddress address{};
-        enet_address_set_host_ip(&address, "127.0.0.1");
+        address.host = htonl(RunHosts().own);
         m_pHost = enet_host_create(listens ? &address : nullptr, 1, 1, 0, 0);
         if (!m_pHost) throw std::runtime_error("enet_host_create");
         enet_socket_set_option(m_pHost->socket, ENET_SOCKOPT_RCVBUF, kBufferBytes);
@@ -40,7 +40,7 @@ public:
     uint16_t Port() const { return m_pHost->address.port; }
     void Dial(uint16_t port) {
         ENetAddress address{};
-        enet_address_set_host_ip(&address, "127.0.0.1");
+        address.host = htonl(RunHosts().far);
         address.port = port;
         if (!enet_host_connect(m_pHost, &address, 1, 0)) throw std::runtime_error("enet_host_connect");
     }
@@ -97,7 +97,7 @@ std::unique_ptr<CEnetHost> ConnectedHost(CSide& side, bool listens) {
 
 void SendBulk(CSide& side) {
     const auto host = ConnectedHost(side, false);
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CFrameSource source(side);
     for (bool more = true; more;) {
         while (more && source.Made() - g_nFreed < kFramesInFlight)
             if ((more = source.Next())) host->Queue(source.Data(), source.Length());

@@ -58,7 +58,7 @@ template <class TSender, class TNotify>
 class CStreamPublication : public CLumoLink<TSender>, protected TNotify {
 public:
     using Make = TSender* (*)(TNotify&, unsigned long, unsigned long, unsigned long, unsigned long, unsigned short);
-    CStreamPublication(Make make, uint16_t port) { this->Hold(make(*this, kChannelID, kLoopback, 0, 0, port)); }
+    CStreamPublication(Make make, uint16_t port) { this->Hold(make(*this, kChannelID, RunHosts().far, 0, 0, port)); }
     ~CStreamPublication() override { this->Release(); }
 
 protected:

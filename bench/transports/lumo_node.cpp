@@ -12,6 +12,16 @@ namespace {
 
 constexpr unsigned kPaceMicroseconds = 250;
 
+// Until a subscriber has answered, a channel keeps so much for it and drops the rest.
+constexpr uint32_t kFramesForStrangers = 16;
+
+bool HasAnybodyAnswered() {
+    LumoLinkStatistics link{};
+    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
+        if (link.ullPacketsReceived > 0) return true;
+    return false;
+}
+
 class CBenchChannel : public CFileChannel {
 public:
     explicit CBenchChannel(FrameHandler onUpstream) : CFileChannel(kChannelID), m_onUpstream(std::move(onUpstream)) {}
@@ -35,7 +45,7 @@ CLumoHost::~CLumoHost() {
 }
 
 void CLumoHost::OnP2PNotifyGetP2PItem(P2PItem& item) {
-    item.ulLocalIP = item.ulNATIP = kLoopback;
+    item.ulLocalIP = item.ulNATIP = RunHosts().own;
     item.usLocalUDPPort = item.usNATUDPPort = Port();
 }
 
@@ -43,7 +53,7 @@ void CLumoHost::AnnouncePublisher(uint16_t port) {
     CCmdPacket announced;
     announced.SetFromUID(kUser);
     announced.PutAttrib("p2ptype", "P2P_FETCH_ACK");
-    for (const char* address : {"localip", "natip"}) announced.PutAttribUL(address, kLoopback);
+    for (const char* address : {"localip", "natip"}) announced.PutAttribUL(address, RunHosts().far);
     for (const char* udpPort : {"localudpport", "natudpport"}) announced.PutAttribUS(udpPort, port);
     m_pPeers->OnReceivedP2PCmd(announced);
 }
@@ -57,9 +67,9 @@ void WaitFor(const char* what, const std::function<bool()>& done) {
 
 void SendFrames(CSide& side, const std::function<bool(uint32_t made)>& ready,
                 const std::function<void(const char* data, int length)>& send) {
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CFrameSource source(side);
     for (bool more = true; more;) {
-        while (!ready(source.Made())) usleep(kPaceMicroseconds);
+        while (!ready(source.Made()) && !(side.Spec().seconds > 0 && side.Stopped())) usleep(kPaceMicroseconds);
         more = source.Next();
         if (more) send(source.Data(), source.Length());
     }
@@ -76,9 +86,12 @@ void CLumoNode::WaitForSinks(uint32_t count) {
 }
 
 void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received) {
+    bool answered = false;
     SendFrames(
         side,
         [&](uint32_t made) {
+            answered = answered || HasAnybodyAnswered();
+            if (!answered && made >= kFramesForStrangers) return false;
             return m_pChannel->GetBufferingFrameCount() < kFramesQueued && (!received || made < received() + ahead);
         },
         [&](const char* data, int length) { m_pChannel->OnFileChannelData(data, length); });

@@ -18,7 +18,7 @@ public:
         Hold(CreateFileReceiverP2P(*this, kChannelID, CLumoHost::kUser));
     }
     void ConnectToServer(uint16_t port) {
-        Hold(CreateFileReceiverUDP(*this, kChannelID, kLoopback, 0, 0, port, 0, 0, 0, 0, true));
+        Hold(CreateFileReceiverUDP(*this, kChannelID, RunHosts().far, 0, 0, port, 0, 0, 0, 0, true));
     }
 
 private:

@@ -14,7 +14,7 @@ constexpr uint32_t kFramesPerReport = 16;
 
 class CPublication : public CLumoLink<IFileSender>, private IFileSenderNotify {
 public:
-    explicit CPublication(uint16_t port) { Hold(CreateFileSenderUDP(*this, kChannelID, kLoopback, 0, 0, port)); }
+    explicit CPublication(uint16_t port) { Hold(CreateFileSenderUDP(*this, kChannelID, RunHosts().far, 0, 0, port)); }
     ~CPublication() override { Release(); }
 
 private:

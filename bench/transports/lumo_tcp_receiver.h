@@ -16,7 +16,7 @@ namespace bench {
 class CTcpReceiver final : private ITcpClientNotify {
 public:
     CTcpReceiver(wire::TcpType type, uint16_t port, FrameHandler onFrame) : m_onFrame(std::move(onFrame)) {
-        m_pClient = CreateTcpClient(this, GetIpAddr(kLoopback), port, 0, "", 0, "", "");
+        m_pClient = CreateTcpClient(this, GetIpAddr(RunHosts().far), port, 0, "", 0, "", "");
         if (!m_pClient) throw std::runtime_error("no TCP client");
         // Sent before the connection stands, it leaves as soon as it does.
         const wire::CWireWriter validation =

@@ -124,7 +124,8 @@ public:
         Hold(CreateVideoReceiverP2P(*this, kChannelID, CLumoHost::kUser));
     }
     void ConnectToServer() {
-        Hold(CreateVideoReceiverUDP(*this, kChannelID, kLoopback, 0, 0, m_side.Port(), 0, 0, 0, 0, CLumoHost::kUser));
+        Hold(CreateVideoReceiverUDP(*this, kChannelID, RunHosts().far, 0, 0, m_side.Port(), 0, 0, 0, 0,
+                                    CLumoHost::kUser));
     }
 
 private:

@@ -44,7 +44,7 @@ public:
     CSrtSocket& operator=(const CSrtSocket&) = delete;
 
     uint16_t Listen() {
-        sockaddr_in address = Address(0);
+        sockaddr_in address = SocketAddress(RunHosts().own, 0);
         int length = sizeof address;
         auto* raw = reinterpret_cast<sockaddr*>(&address);
         Check(srt_bind(m_socket, raw, length), "srt_bind");
@@ -58,7 +58,7 @@ public:
         Check(m_socket, "srt_accept");
     }
     void Dial(uint16_t port) {
-        const sockaddr_in address = Address(port);
+        const sockaddr_in address = SocketAddress(RunHosts().far, port);
         Check(srt_connect(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), "srt_connect");
     }
     void SendAll(const char* data, int length) {
@@ -69,24 +69,18 @@ public:
             length -= sent;
         }
     }
-    void ReceiveAll(char* data, int length) {
+    /// False at the end of the connection.
+    bool ReceiveAll(char* data, int length) {
         while (length > 0) {
             const int got = srt_recv(m_socket, data, length);
-            Check(got, "srt_recv");
-            if (got == 0) throw std::runtime_error("the SRT connection ended early");
+            if (got <= 0) return false;
             data += got;
             length -= got;
         }
+        return true;
     }
 
 private:
-    static sockaddr_in Address(uint16_t port) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(kLoopback);
-        address.sin_port = htons(port);
-        return address;
-    }
     template <class TValue>
     void Set(SRT_SOCKOPT option, TValue value) {
         Check(srt_setsockflag(m_socket, option, &value, sizeof value), "srt_setsockflag");
@@ -100,7 +94,7 @@ void Send(CSide& side) {
     CSrtSocket socket;
     socket.Dial(side.Port());
     side.Connected();
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CFrameSource source(side);
     while (source.Next()) socket.SendAll(source.Data(), source.Length());
     side.WaitForStop();
 }
@@ -113,7 +107,10 @@ void Receive(CSide& side) {
     CBulkReceiver receiver(side);
     std::vector<char> frame(side.Spec().frameLen);
     while (!receiver.Done()) {
-        socket.ReceiveAll(frame.data(), static_cast<int>(frame.size()));
+        if (!socket.ReceiveAll(frame.data(), static_cast<int>(frame.size()))) {
+            if (receiver.Finished()) break;
+            throw std::runtime_error("the SRT connection ended early");
+        }
         receiver.OnFrame(frame.data(), static_cast<int>(frame.size()));
     }
     side.WaitForStop();

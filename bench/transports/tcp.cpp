@@ -86,12 +86,19 @@ private:
     size_t m_nEnd = 0;
 };
 
-void SendBulk(CSide& side) {
+void SendBulkBy(CSide& side, const char* congestionControl) {
     CSocket socket = ConnectedSocket(side, false);
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    if (congestionControl && setsockopt(socket.Fd(), IPPROTO_TCP, TCP_CONGESTION, congestionControl,
+                                        static_cast<socklen_t>(std::strlen(congestionControl))) != 0)
+        throw std::runtime_error(std::string("the kernel has no ") + congestionControl);
+    CFrameSource source(side);
     while (source.Next()) SendFrame(socket, source.Data(), source.Length());
     side.WaitForStop();
 }
+
+void SendBulk(CSide& side) { SendBulkBy(side, nullptr); }
+void SendCubic(CSide& side) { SendBulkBy(side, "cubic"); }
+void SendBbr(CSide& side) { SendBulkBy(side, "bbr"); }
 
 void ReceiveBulk(CSide& side) {
     CSocket socket = ConnectedSocket(side, true);
@@ -100,6 +107,7 @@ void ReceiveBulk(CSide& side) {
     int length = 0;
     while (!receiver.Done()) {
         const char* frame = reader.Next(length);
+        if (!frame && receiver.Finished()) break;
         if (!frame) throw std::runtime_error("the TCP connection ended early");
         receiver.OnFrame(frame, length);
     }
@@ -139,6 +147,8 @@ nlohmann::json Settings() {
 
 std::vector<CDriver> TcpDrivers() {
     return {{"tcp", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
+            {"tcp-cubic", Role::Receiver, Listener::Receiver, SendCubic, ReceiveBulk, Settings},
+            {"tcp-bbr", Role::Receiver, Listener::Receiver, SendBbr, ReceiveBulk, Settings},
             {"tcp-pictures", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
             {"tcp-ping", Role::Sender, Listener::Receiver, Ping, Echo, Settings}};
 }

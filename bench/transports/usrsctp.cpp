@@ -24,14 +24,6 @@ void Check(bool good, const char* what) {
     if (!good) throw std::runtime_error(std::string(what) + ": " + std::strerror(errno));
 }
 
-sockaddr_in Address() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(kLoopback);
-    address.sin_port = htons(kSctpPort);
-    return address;
-}
-
 uint16_t FreeUdpPort() { return CSocket(SOCK_DGRAM).Bind(0); }
 
 class CSctpSocket {
@@ -57,7 +49,7 @@ public:
     CSctpSocket& operator=(const CSctpSocket&) = delete;
 
     void Listen() {
-        sockaddr_in address = Address();
+        sockaddr_in address = SocketAddress(RunHosts().own, kSctpPort);
         Check(usrsctp_bind(m_pSocket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "usrsctp_bind");
         Check(usrsctp_listen(m_pSocket, 1) == 0, "usrsctp_listen");
     }
@@ -71,7 +63,7 @@ public:
         encapsulation.sue_address.ss_family = AF_INET;
         encapsulation.sue_port = htons(udpPort);
         Set(SCTP_REMOTE_UDP_ENCAPS_PORT, encapsulation);
-        sockaddr_in address = Address();
+        sockaddr_in address = SocketAddress(RunHosts().far, kSctpPort);
         Check(usrsctp_connect(m_pSocket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0,
               "usrsctp_connect");
     }
@@ -80,14 +72,13 @@ public:
             usrsctp_sendv(m_pSocket, data, static_cast<size_t>(length), nullptr, 0, nullptr, 0, SCTP_SENDV_NOINFO, 0);
         Check(sent == length, "usrsctp_sendv");
     }
-    /// Some bytes of the current message.
+    /// Some bytes of the current message; 0 or less at the end.
     int Receive(char* data, int room) {
         socklen_t infoLength = 0;
         unsigned infoType = 0;
         int flags = 0;
         const ssize_t got = usrsctp_recvv(m_pSocket, data, static_cast<size_t>(room), nullptr, nullptr, nullptr,
                                           &infoLength, &infoType, &flags);
-        Check(got > 0, "usrsctp_recvv");
         return static_cast<int>(got);
     }
 
@@ -105,7 +96,7 @@ void Send(CSide& side) {
     CSctpSocket socket(FreeUdpPort());
     socket.Dial(side.Port());
     side.Connected();
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CFrameSource source(side);
     while (source.Next()) socket.Send(source.Data(), source.Length());
     side.WaitForStop();
 }
@@ -121,7 +112,13 @@ void Receive(CSide& side) {
     std::vector<char> frame(side.Spec().frameLen);
     const int length = static_cast<int>(frame.size());
     while (!receiver.Done()) {
-        for (int have = 0; have < length;) have += socket.Receive(frame.data() + have, length - have);
+        int have = 0;
+        while (have < length) {
+            const int got = socket.Receive(frame.data() + have, length - have);
+            if (got <= 0 && receiver.Finished()) return side.WaitForStop();
+            Check(got > 0, "usrsctp_recvv");
+            have += got;
+        }
         receiver.OnFrame(frame.data(), length);
     }
     side.WaitForStop();
