@@ -9,11 +9,9 @@ using namespace lumo;
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("board_events", {"add", "replace", "move", "delete", "clear", "undo", "redo", "pointer",
-                                         "pointer gone", "name", "refused"});
-    return reach;
-}
+const std::vector<std::string> kReached{"add",  "replace", "move",         "delete", "clear",  "undo",
+                                        "redo", "pointer", "pointer gone", "name",   "refused"};
+CReach g_reach("board_events", kReached);
 
 /// Everything that the board says must be a message, and every object one that others can draw.
 class CChecker : public IBoardPort {
@@ -29,15 +27,13 @@ public:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    constexpr const char* kNames[] = {"add",  "replace", "move",    "delete",       "clear",
-                                      "undo", "redo",    "pointer", "pointer gone", "name"};
     std::vector<BoardAction> actions;
     if (!ParseActions({reinterpret_cast<const char*>(data), size}, actions)) {
         if (!actions.empty()) std::abort();
-        Reach().Hit("refused");
+        g_reach.Hit("refused");
         return 0;
     }
-    for (const BoardAction& action : actions) Reach().Hit(kNames[static_cast<size_t>(action.kind)]);
+    for (const BoardAction& action : actions) g_reach.Hit(kReached[static_cast<size_t>(action.kind)]);
     CChecker checker;
     CPageFeeds feeds;
     CBoard board(1, 2, "Fuzz", feeds);

@@ -12,17 +12,10 @@ namespace {
 
 constexpr uint64_t kTransfer = 0x1122334455667788;
 
-CReach& Reach() {
-    static CReach reach("file_message", {"beacon", "offer", "block", "confirm", "sender bye", "status", "receiver bye",
-                                         "malformed", "other version", "foreign", "stored", "answered"});
-    return reach;
-}
-
-const char* NameOf(const MessageBody& body) {
-    static const char* const names[] = {"",        "beacon",     "offer",  "block",
-                                        "confirm", "sender bye", "status", "receiver bye"};
-    return names[body.index()];
-}
+/// The middle ones by what decoding says, and then by the place of the body among those that a message may have.
+const std::vector<std::string> kReached{"stored", "foreign", "other version", "malformed", "beacon",       "offer",
+                                        "block",  "confirm", "sender bye",    "status",    "receiver bye", "answered"};
+CReach g_reach("file_message", kReached);
 
 class CMemoryStore : public IFileStore {
 public:
@@ -31,7 +24,7 @@ public:
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t) override {
         if (std::string(data, length).size() != length) std::abort();
         m_have.Set(block);
-        Reach().Hit("stored");
+        g_reach.Hit("stored");
         return true;
     }
     StoreStep Verify() override { return StoreStep::Good; }
@@ -88,22 +81,15 @@ public:
         Message message;
         // What an engine says must be right itself.
         if (Decode(data, static_cast<size_t>(length), message) != DecodeResult::Ok) std::abort();
-        Reach().Hit("answered");
+        g_reach.Hit("answered");
     }
 };
 
 void Look(const std::string& frame) {
     Message message;
-    switch (Decode(frame.data(), frame.size(), message)) {
-        case DecodeResult::NotOurs:
-            return Reach().Hit("foreign");
-        case DecodeResult::OtherVersion:
-            return Reach().Hit("other version");
-        case DecodeResult::Malformed:
-            return Reach().Hit("malformed");
-        case DecodeResult::Ok:
-            return Reach().Hit(NameOf(message.body));
-    }
+    const DecodeResult result = Decode(frame.data(), frame.size(), message);
+    const size_t which = result == DecodeResult::Ok ? 3 + message.body.index() : static_cast<size_t>(result);
+    g_reach.Hit(kReached[which]);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
 // Bytes on the HTTP side of the relay server, over loopback as a browser would send them.
 #include "server/pages/http_server.h"
+#include "support/raw_tcp.h"
 #include "support/reach.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,11 +11,7 @@
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("http_request",
-                        {"page", "streams", "metrics", "health", "foreign host", "not found", "refused"});
-    return reach;
-}
+CReach g_reach("http_request", {"page", "streams", "metrics", "health", "foreign host", "not found", "refused"});
 
 class CQuietServer final : public IStatusSource {
 public:
@@ -35,23 +29,9 @@ CHttpServer& Server() {
 
 /// What one connection answers to these bytes.
 std::string Ask(const std::string& request, uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval limit{2, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    std::string answer;
-    if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-        send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size())) {
-        if (request.find("\r\n\r\n") == std::string::npos) shutdown(fd, SHUT_WR);  // nothing more will come
-        char buffer[4096];
-        for (ssize_t got = 0; (got = recv(fd, buffer, sizeof buffer, 0)) > 0;)
-            answer.append(buffer, static_cast<size_t>(got));
-    }
-    close(fd);
-    return answer;
+    const CRawPeer peer = CRawPeer::Dial(port, request);
+    if (request.find("\r\n\r\n") == std::string::npos) shutdown(peer.Fd(), SHUT_WR);  // nothing more will come
+    return peer.ReadAll();
 }
 
 const char* Kind(const std::string& answer) {
@@ -69,6 +49,6 @@ const char* Kind(const std::string& answer) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string request(reinterpret_cast<const char*>(data), std::min<size_t>(size, 8192));
-    Reach().Hit(Kind(Ask(request, Server().Port())));
+    g_reach.Hit(Kind(Ask(request, Server().Port())));
     return 0;
 }

@@ -12,12 +12,9 @@
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("p2p_command",
-                        {"P2P_START", "P2P_START_ACK", "P2P_CMD", "P2P_CMD_ACK", "P2P_FETCH", "P2P_FETCH_ACK", "probes",
-                         "probe answered", "public address", "connected", "failed", "receiver asks", "receiver dials"});
-    return reach;
-}
+CReach g_reach("p2p_command", {"P2P_START", "P2P_START_ACK", "P2P_CMD", "P2P_CMD_ACK", "P2P_FETCH", "P2P_FETCH_ACK",
+                               "probes", "probe answered", "public address", "connected", "failed", "refused",
+                               "receiver asks", "receiver dials"});
 
 class CChannel : public CFileChannel, public IFileReceiverNotify {
 public:
@@ -29,7 +26,7 @@ public:
 
 class CUser : public CP2PApplication {
 public:
-    void OnP2PNotifyNATAddress(unsigned long, unsigned short) override { Reach().Hit("public address"); }
+    void OnP2PNotifyNATAddress(unsigned long, unsigned short) override { g_reach.Hit("public address"); }
 };
 
 /// Sees what leaves; an address that no peer can have is a fault.
@@ -39,30 +36,31 @@ void Judge(CTestHost& host) {
         const uint32_t first = one.ip >> 24;
         if (first == 0 || first == 127 || first >= 224 || one.port == 0) std::abort();
         probes += one.bytes[0] == 2 ? 1 : 0;
-        if (one.bytes[0] == 3) Reach().Hit("probe answered");
-        if (one.bytes[0] == 6) Reach().Hit("receiver asks");
+        if (one.bytes[0] == 3) g_reach.Hit("probe answered");
+        if (one.bytes[0] == 6) g_reach.Hit("receiver asks");
     }
     if (probes > 6) std::abort();
-    if (probes > 0) Reach().Hit("probes");
+    if (probes > 0) g_reach.Hit("probes");
 }
 
 void Command(IP2P& p2p, const std::string& record) {
-    CCmdPacket cmd;
-    if (!CCmdPacket::Parse(record.substr(1), cmd)) return;
+    CCmdPacket cmd, again;
+    if (!CCmdPacket::Parse(record.substr(1), cmd)) return g_reach.Hit("refused");
+    if (!CCmdPacket::Parse(cmd.Serialize(), again) || again.Serialize() != cmd.Serialize()) std::abort();
     cmd.SetFromUID(static_cast<unsigned long>(record[0] - '0'));
     p2p.OnReceivedP2PCmd(cmd);
-    Reach().Hit(cmd.GetAttrib("p2ptype"));
+    g_reach.Hit(cmd.GetAttrib("p2ptype"));
     P2PPeer peer{};
     if (!GetP2PPeer(cmd.GetFromUID(), peer)) return;
-    if (peer.byState == 1) Reach().Hit("connected");
-    if (peer.byState == 2) Reach().Hit("failed");
+    if (peer.byState == 1) g_reach.Hit("connected");
+    if (peer.byState == 2) g_reach.Hit("failed");
     if (peer.byState > 2) std::abort();
 }
 
 void Poll(CTestHost& host, IFileReceiver& receiver) {
     receiver.IsDisconnected();
     if (host.net.clients.empty()) return;
-    Reach().Hit("receiver dials");
+    g_reach.Hit("receiver dials");
     const std::string& target = host.net.LastClient().dialledHost;
     if (target.rfind("0.", 0) == 0 || target.rfind("127.", 0) == 0) std::abort();
 }

@@ -6,23 +6,20 @@
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("session_packet", {"frame", "cumulative", "single", "data sent", "idle"});
-    return reach;
-}
+CReach g_reach("session_packet", {"frame", "cumulative", "single", "data sent", "idle"});
 
 class CFuzzedSession : public CSCTPSession {
 public:
     ~CFuzzedSession() override { CloseSession(); }
     void OnSCTPSessionReceivedFrame(char* frame, int length) override {
-        if (!std::string(frame, static_cast<size_t>(length)).empty()) Reach().Hit("frame");
+        if (!std::string(frame, static_cast<size_t>(length)).empty()) g_reach.Hit("frame");
     }
     void SendSCTPData(char* packet, int length) override {
         CSCTPPacket sent(packet, length);
         if (sent.GetCommand() == session::SCTP_CMD_DATA)
-            Reach().Hit("data sent");
+            g_reach.Hit("data sent");
         else
-            Reach().Hit(sent.GetFlag() ? "cumulative" : "single");
+            g_reach.Hit(sent.GetFlag() ? "cumulative" : "single");
         std::memset(packet - session::kEnvelopeRoom, 0x55, session::kEnvelopeRoom);  // as an owner's envelope would
     }
 };
@@ -40,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         session.OnSCTPSessionReceivedData(packet.data(), static_cast<int>(packet.size()));
         clock.Advance(50);
         session.ProcessSend();
-        if (session.IsSendIdle()) Reach().Hit("idle");
+        if (session.IsSendIdle()) g_reach.Hit("idle");
     }
     return 0;
 }

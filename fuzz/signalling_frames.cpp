@@ -21,11 +21,7 @@ namespace {
 
 constexpr uint32_t kAlice = 1, kBob = 2, kOwn = 7;
 
-CReach& Reach() {
-    static CReach reach("signalling_frames",
-                        {"forwarded", "dropped", "closed", "client taken", "client closed", "command"});
-    return reach;
-}
+CReach g_reach("signalling_frames", {"forwarded", "dropped", "closed", "client taken", "client closed", "command"});
 
 class CTestServer : public CServerManager {
 public:
@@ -37,10 +33,10 @@ class CNotify final : public ISignalNotify {
 public:
     void OnSignalNotifyConnected(unsigned long ulUserID) override {
         if (ulUserID != kOwn) std::abort();
-        Reach().Hit("client taken");
+        g_reach.Hit("client taken");
     }
     void OnSignalNotifyCmd(CCmdPacket& cmd) override {
-        if (!cmd.GetAttrib("p2ptype").empty()) Reach().Hit("command");
+        if (!cmd.GetAttrib("p2ptype").empty()) g_reach.Hit("command");
     }
 };
 
@@ -60,10 +56,10 @@ public:
         CFakeTcp* client = from == 'b' ? m_pBob : m_pAlice;
         const CSignallingStatus before = m_pServer->Signalling();
         if (!client->sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size())))
-            Reach().Hit("closed");
+            g_reach.Hit("closed");
         const CSignallingStatus after = m_pServer->Signalling();
-        if (after.forwarded > before.forwarded) Reach().Hit("forwarded");
-        if (after.dropped > before.dropped) Reach().Hit("dropped");
+        if (after.forwarded > before.forwarded) g_reach.Hit("forwarded");
+        if (after.dropped > before.dropped) g_reach.Hit("dropped");
         // Whatever comes out names its true sender.
         for (CFakeTcp* reader : {m_pAlice, m_pBob})
             for (const CSentMessage& one : reader->TakeSent())
@@ -110,7 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const auto length = static_cast<int>(rest.size());
         if (record[0] == 'a' || record[0] == 'b' || record[0] == 'A') service.Frame(record[0], rest);
         if ((record[0] == 's' || record[0] == 'S') && !far.OnTcpClientNotifyReceivedFrame(rest.data(), length))
-            Reach().Hit("client closed");
+            g_reach.Hit("client closed");
         if (record[0] == 'v') far.OnTcpClientNotifyValidate(100, rest.data(), length);
         if (record[0] == '+') clock.Advance(500);
         client->SendCmd(kBob, PeerPacket("P2P_CMD", 0));

@@ -7,18 +7,15 @@
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("tcp_framing", {"frame", "validation", "broken", "more"});
-    return reach;
-}
+CReach g_reach("tcp_framing", {"frame", "validation", "broken", "more"});
 
 void Take(const CTcpMessage& message) {
     const std::string body(message.data ? message.data : "", message.length);
     CTcpValidation validation;
     if (message.kind == TcpKind::Frame)
-        Reach().Hit("frame");
+        g_reach.Hit("frame");
     else if (ParseValidation(body.data(), message.length, validation))
-        Reach().Hit(std::string(validation.data, validation.length) == body ? "" : "validation");
+        g_reach.Hit(std::string(validation.data, validation.length) == body ? "" : "validation");
 }
 
 }  // namespace
@@ -33,9 +30,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             Take(message);
             decoder.SetMaxBody(1 << 20);
         }
-        if (result == CTcpDecoder::Result::NeedMore) Reach().Hit("more");
+        if (result == CTcpDecoder::Result::NeedMore) g_reach.Hit("more");
         if (result != CTcpDecoder::Result::Broken) continue;
-        Reach().Hit("broken");
+        g_reach.Hit("broken");
         return 0;
     }
     return 0;

@@ -8,14 +8,7 @@
 
 namespace {
 
-CReach& Reach() {
-    static CReach reach("whiteboard_centre",
-                        {"offer", "request", "data", "delete", "clear", "move", "list", "state", "extended offer",
-                         "extended request", "extended data", "application's", "no message", "moved record"});
-    return reach;
-}
-
-const std::map<uint32_t, const char*> kNames = {
+const std::map<uint32_t, std::string> kNames = {
     {WB_CMD_OBJECT_OFFER, "offer"},
     {WB_CMD_OBJECT_REQUEST, "request"},
     {WB_CMD_OBJECT_DATA, "data"},
@@ -28,6 +21,12 @@ const std::map<uint32_t, const char*> kNames = {
     {WB_CMD_EXT_REQUEST, "extended request"},
     {WB_CMD_EXT_DATA, "extended data"},
 };
+std::vector<std::string> Reached() {
+    std::vector<std::string> all{"application's", "no message", "moved record"};
+    for (const auto& [command, name] : kNames) all.push_back(name);
+    return all;
+}
+CReach g_reach("whiteboard_centre", Reached());
 
 /// Reads every byte of what it is to send, so that a wrong length does not go unseen.
 class CFuzzedCentre : public CWBDataTransCenter {
@@ -37,9 +36,9 @@ public:
     }
     void SendWBData(unsigned long, const char* data, int len) override {
         last.assign(data, static_cast<size_t>(len));
-        if (last.size() < wb::kHeaderLen) return Reach().Hit("no message");
+        if (last.size() < wb::kHeaderLen) return g_reach.Hit("no message");
         const auto name = kNames.find(wb::Word(data));
-        Reach().Hit(name != kNames.end() ? name->second : "application's");
+        g_reach.Hit(name != kNames.end() ? name->second : "application's");
     }
     void Join(unsigned long session) { SessionJoined(session); }
     /// What a stored record has become.
@@ -67,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (before.empty() || wb::Word(message.data()) != WB_CMD_OBJECT_MOVE) continue;
         const std::string after = centre.Read(wb::Word(message.data() + 20));
         if (before.size() != after.size()) __builtin_trap();  // a move changes coordinates and nothing else
-        if (before != after) Reach().Hit("moved record");
+        if (before != after) g_reach.Hit("moved record");
     }
     centre.Join(3);
     return 0;

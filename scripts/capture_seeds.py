@@ -5,7 +5,7 @@
 
 One relay server; a file, a second of the sample of audio and one of that of video, each over UDP and then over TCP.
 What the loopback interface saw becomes fuzz/corpus/TARGET/captured-*. IDs are random, so the datagrams' become the
-stand-ins that their target knows.
+stand-ins that the target of media knows.
 """
 import pathlib
 import signal
@@ -123,9 +123,9 @@ def stream(lumo, port, folder, medium, *options):
         raise RuntimeError(f"the {medium} did not arrive")
 
 
-def records(parts):
+def records(parts, most=MOST_RECORDS):
     data = b""
-    for part in parts[:MOST_RECORDS]:
+    for part in parts[:most]:
         if len(data) + len(part) > MOST_BYTES:
             break
         data += struct.pack(">H", len(part)) + part
@@ -164,12 +164,15 @@ def of_medium(datagrams, medium):
             for piece in pieces(datagram, medium)]
 
 
-def write_udp(datagrams, port, target, medium):
+def write_udp(datagrams, port, medium):
     to_server = [payload for _, to, payload in datagrams if to == port]
     to_clients = [payload for source, _, payload in datagrams if source == port]
     for name, some in (("to-server", to_server), ("to-clients", to_clients)):
         some = of_medium(some, medium)
-        write(target, name, records([with_stand_ins(datagram, medium) for datagram in some]))
+        parts = [with_stand_ins(datagram, medium) for datagram in some]
+        if medium == "file":  # nobody asks for its frames: the application writes one after each datagram
+            parts = [part for datagram in parts for part in (datagram, b"wframe")]
+        write("medium_dispatch", f"{medium}-{name}", records(parts, 2 * MOST_RECORDS))
         packets = [d[SESSION_AT[medium][d[1]]:] for d in some if d[1] in SESSION_AT[medium]]
         if packets:
             write("session_packet", name if medium == "file" else f"{medium}-{name}", records(packets))
@@ -236,10 +239,10 @@ def main():
         finally:
             server.terminate()
             server.wait(timeout=20)
-    write_udp(list(of_port(packets, 17, port)), port, "udp_datagram", "file")
+    write_udp(list(of_port(packets, 17, port)), port, "file")
     write("file_message", "transfer", records(write_tcp(of_port(packets, 6, port), port)))
     for medium, some in of_streams.items():
-        write_udp(list(of_port(some, 17, port)), port, f"{medium}_dispatch", medium)
+        write_udp(list(of_port(some, 17, port)), port, medium)
         write_tcp(of_port(some, 6, port), port, f"{medium}-")
     requests = [payload for _, target, payload in of_port(packets, 6, http) if target == http]
     for number, request in enumerate(requests):

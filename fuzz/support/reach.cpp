@@ -19,8 +19,3 @@ CReach::~CReach() {
     std::fflush(stdout);
     if (!m_unreached.empty()) _exit(1);
 }
-
-void CReach::HitReading(const std::string& handler, const void* data, int length) {
-    const std::string copy(static_cast<const char*>(data), static_cast<size_t>(length));
-    if (!copy.empty()) Hit(handler);
-}

@@ -15,8 +15,6 @@ public:
     CReach& operator=(const CReach&) = delete;
     /// Counts only the names given at construction.
     void Hit(const std::string& handler);
-    /// Counts a handler that got bytes, and reads every one, so that a wrong length does not go unseen.
-    void HitReading(const std::string& handler, const void* data, int length);
 
 private:
     std::string m_target;

@@ -12,13 +12,17 @@
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
+
+using session_wire::Ack;
+using session_wire::Data;
+using session_wire::Payload;
 
 namespace {
 
@@ -60,28 +64,35 @@ private:
 
 class CTestLink : public CTestOwner, public CFrameLink {
 public:
-    explicit CTestLink(unsigned long id = 42) : CTestOwner(id), CFrameLink(static_cast<ILinkOwner&>(*this)) {}
+    explicit CTestLink(unsigned long id = 42, uint32_t strangerIP = 0)
+        : CTestOwner(id), CFrameLink(static_cast<ILinkOwner&>(*this)) {
+        EXPECT_TRUE(OpenLink(strangerIP));
+    }
     ~CTestLink() override { CloseLink(); }
+
+    bool Queue(const std::string& frame) { return QueueFrame(frame.data(), static_cast<int>(frame.size())); }
+    void Hear(const std::string& packet) { OnPacket(packet.data(), static_cast<int>(packet.size())); }
+    uint64_t DroppedFrames() {
+        LumoLinkStatistics statistics;
+        FillStatistics(statistics);
+        return statistics.ullFramesDropped;
+    }
 };
 
 TEST(FrameLink, TheFrameAfterLeavesWithTheLastAcknowledgementAndIdleCostsNothing) {
     CVirtualClock clock;
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
     EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
-    ASSERT_TRUE(link.QueueFrame("first", 5));
-    ASSERT_TRUE(link.QueueFrame("second", 6));
+    ASSERT_TRUE(link.Queue("first") && link.Queue("second"));
     EXPECT_TRUE(CWorkSignal::Get().AnyBusy());
-    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "first") << "without waiting for the worker";
+    EXPECT_EQ(Payload(link.TakeLeft()), "first") << "without waiting for the worker";
     EXPECT_EQ(link.TakeLeft(), "");
-    const std::string ack = session_wire::Ack(0);
-    link.OnPacket(ack.data(), static_cast<int>(ack.size()));
-    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "second");
+    link.Hear(Ack(0));
+    EXPECT_EQ(Payload(link.TakeLeft()), "second");
     EXPECT_FALSE(link.Pump());
     clock.Advance(200);
     EXPECT_TRUE(link.Pump()) << "the worker repeats it";
-    const std::string last = session_wire::Ack(1);
-    link.OnPacket(last.data(), static_cast<int>(last.size()));
+    link.Hear(Ack(1));
     EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
     EXPECT_FALSE(link.Pump());
 }
@@ -89,9 +100,7 @@ TEST(FrameLink, TheFrameAfterLeavesWithTheLastAcknowledgementAndIdleCostsNothing
 TEST(FrameLink, AnAcknowledgementThatFindsManyPacketsDueSendsThemAll) {
     CVirtualClock clock;
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
-    const std::string frame(16 * session::kPayloadLen, 'x');
-    ASSERT_TRUE(link.QueueFrame(frame.data(), static_cast<int>(frame.size())));
+    ASSERT_TRUE(link.Queue(std::string(16 * session::kPayloadLen, 'x')));
     const auto leave = [&link] {
         int count = 0;
         while (session_wire::IsData(link.TakeLeft())) ++count;
@@ -99,8 +108,7 @@ TEST(FrameLink, AnAcknowledgementThatFindsManyPacketsDueSendsThemAll) {
     };
     EXPECT_EQ(leave(), 16);
     clock.Advance(200);
-    const std::string ack = session_wire::Ack(0);
-    link.OnPacket(ack.data(), static_cast<int>(ack.size()));
+    link.Hear(Ack(0));
     EXPECT_EQ(leave(), 15) << "a pass sends four at most, so passes repeat";
 }
 
@@ -119,45 +127,37 @@ TEST(FrameLink, OnlyTheLastCallbackTellsWhetherTheApplicationIsQuick) {
     EXPECT_TRUE(quickAfter(0));
 }
 
-TEST(FrameLink, WhileHeldFramesWaitButAcknowledgementsLeave) {
+TEST(FrameLink, WhileHeldAcknowledgementsLeaveAndFramesBeginAfterWhatItCouldNotKeep) {
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
     link.SetHeld(true);
-    link.QueueFrame("wait", 4);
-    EXPECT_EQ(link.TakeLeft(), "");
-    const std::string data = session_wire::Data(0, "in");
-    link.OnPacket(data.data(), static_cast<int>(data.size()));
+    EXPECT_TRUE(link.Queue("wait"));
+    link.Hear(Data(0, "in"));
     EXPECT_FALSE(session_wire::IsData(link.TakeLeft()));
-    EXPECT_EQ(link.delivered, (std::vector<std::string>{"in"}));
+    EXPECT_EQ(link.TakeLeft(), "");
+    EXPECT_EQ(link.delivered, std::vector<std::string>{"in"});
     link.SetHeld(false);
-    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "wait");
-}
+    EXPECT_EQ(Payload(link.TakeLeft()), "wait");
+    link.Hear(Ack(0));
 
-TEST(FrameLink, AHeldLinkBeginsAfterWhatItCouldNotKeep) {
-    CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
     link.SetHeld(true);
     link.SetQueueLimit(limits::kFrameCost + 5);
-    EXPECT_TRUE(link.QueueFrame("one", 3));
-    EXPECT_FALSE(link.QueueFrame("two", 3)) << "it does not collect more than it may";
-    EXPECT_FALSE(link.QueueFrame("3", 1)) << "nor what follows a gap";
+    EXPECT_TRUE(link.Queue("one"));
+    EXPECT_FALSE(link.Queue("two")) << "it does not collect more than it may";
+    EXPECT_FALSE(link.Queue("3")) << "nor what follows a gap";
     EXPECT_FALSE(link.IsOverLimit()) << "and is not lost for it";
     link.SetHeld(false);
     EXPECT_EQ(link.TakeLeft(), "") << "what came before the gap is gone";
-    EXPECT_TRUE(link.QueueFrame("four", 4));
-    EXPECT_EQ(session_wire::Payload(link.TakeLeft()), "four");
-    LumoLinkStatistics statistics;
-    link.FillStatistics(statistics);
-    EXPECT_EQ(statistics.ullFramesDropped, 3U);
+    EXPECT_TRUE(link.Queue("four"));
+    EXPECT_EQ(Payload(link.TakeLeft()), "four");
+    EXPECT_EQ(link.DroppedFrames(), 3U);
 }
 
 TEST(FrameLink, WhatAnUnvalidatedLinksQueueDropsIsGivenBackOnce) {
     constexpr uint64_t kAll = 300;
     CFirstSends first({kAll, 0, 0});
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
     link.HoldUntilValidated(first);
-    EXPECT_TRUE(link.QueueFrame("old", 3));
+    EXPECT_TRUE(link.Queue("old"));
     EXPECT_FALSE(first.Take(kAll));
     link.DropQueue();
     EXPECT_TRUE(first.Take(kAll));
@@ -168,130 +168,107 @@ TEST(FrameLink, WhatAnUnvalidatedLinksQueueDropsIsGivenBackOnce) {
 
 TEST(FrameLink, EarlyPacketsFromOneAddressLeaveRoomForThoseFromOthers) {
     const uint64_t limit = EarlyBudget().Limit();
-    const std::string early = session_wire::Data(1, std::string(1000, 'e'));
-    CTestLink one, more, other;
-    for (const auto& [link, ip, kept] : {std::tuple{&one, 7U, true}, {&more, 7U, false}, {&other, 8U, true}}) {
-        EarlyBudget().SetLimit(4 * (early.size() + 1));
-        ASSERT_TRUE(link->OpenLink(ip));
-        link->OnPacket(early.data(), static_cast<int>(early.size()));
-        EXPECT_EQ(!link->TakeLeft().empty(), kept) << ip;
+    const std::string early = Data(1, std::string(1000, 'e'));
+    EarlyBudget().SetLimit(4 * (early.size() + 1));
+    CTestLink one(1, 7), more(2, 7), other(3, 8);
+    for (CTestLink* link : {&one, &more, &other}) {
+        link->Hear(early);
+        EXPECT_EQ(link->TakeLeft().empty(), link == &more);
     }
     EarlyBudget().SetLimit(limit);
 }
 
-TEST(FrameLink, ShortFramesCountForTheRoomTheyTake) {
+TEST(FrameLink, LimitsCountTheRoomThatFramesTakeAndADropHealsTheLink) {
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
-    link.SetQueueLimit(1000);
-    int taken = 0;
-    while (taken < 1000 && link.QueueFrame("x", 1)) ++taken;
-    EXPECT_GT(taken, 10);
-    EXPECT_LT(taken, 20);
-
-    CTestLink other;
-    ASSERT_TRUE(other.OpenLink());
-    other.SetQueueLimit(1000);
-    for (taken = 0; taken < 1000 && other.SendAtOnce("x", 1);) ++taken;
-    EXPECT_LT(taken, 250) << "of which those in the window do not count";
-}
-
-TEST(FrameLink, LimitsDropsAndStatistics) {
-    CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
     link.SetQueueLimit(limits::kFrameCost + 10);
-    link.QueueFrame("one", 3);
-    link.QueueFrame(std::string(1000, 'w').data(), 1000);
+    EXPECT_TRUE(link.Queue("one"));
+    EXPECT_TRUE(link.Queue(std::string(1000, 'w')));
     EXPECT_FALSE(link.IsOverLimit()) << "a long one that merely waits";
-    link.QueueFrame("x", 1);
+    link.Queue("x");
     EXPECT_TRUE(link.IsOverLimit());
     EXPECT_FALSE(link.QueueFrame("x", 64 * 1024 * 1024 + 1)) << "refused before a byte is read";
-    EXPECT_FALSE(link.QueueFrame("after a gap", 11));
-    for (int i = 0; i < 3; ++i) link.OnPacket(session_wire::Ack(0).data(), session::kHeaderLen);
+    EXPECT_FALSE(link.Queue("after a gap"));
+    link.Hear(Ack(0));
     EXPECT_TRUE(link.IsOverLimit()) << "also when the queue has become shorter";
     link.DropQueue();
     EXPECT_FALSE(link.IsOverLimit());
+    EXPECT_EQ(link.DroppedFrames(), 3U);
 
-    LumoLinkStatistics statistics;
-    const size_t last = LinkRegistry().Count() - 1;
-    ASSERT_TRUE(LinkRegistry().Fill(last, statistics));
-    EXPECT_EQ(statistics.ulLinkID, 42U);
-    EXPECT_EQ(statistics.ullFramesDropped, 3U);
-    EXPECT_EQ(statistics.ullFramesSent, 2U);
-    link.CloseLink();
-    EXPECT_FALSE(LinkRegistry().Fill(last, statistics));
+    CTestLink queues, sends;
+    for (CTestLink* one : {&queues, &sends}) one->SetQueueLimit(1000);
+    int queued = 0, sent = 0;
+    while (queued < 1000 && queues.Queue("x")) ++queued;
+    while (sent < 1000 && sends.SendAtOnce("x", 1)) ++sent;
+    EXPECT_TRUE(10 < queued && queued < 20) << queued;
+    EXPECT_LT(sent, 250) << "of which those in the window do not count";
 }
 
 TEST(LinkRegistry, StaysInTheOrderOfAgeWhoeverLeaves) {
-    constexpr size_t kLinks = 20;
-    CVirtualClock clock;
     std::vector<std::unique_ptr<CTestLink>> links;
+    std::vector<unsigned long> expected;
     const size_t others = LinkRegistry().Count();
-    const auto ids = [&] {
+    for (unsigned long id = 100; id < 120; ++id) {
+        links.push_back(std::make_unique<CTestLink>(id));
+        ASSERT_TRUE(links.back()->OpenLink()) << "opened anew, and still one link";
+        expected.push_back(id);
+    }
+    for (const std::vector<size_t>& leaving : std::vector<std::vector<size_t>>{
+             {}, {100}, {119}, {110}, {101, 102, 103, 104, 105, 106, 107, 108, 109, 111, 112, 113, 114, 115, 116}}) {
+        for (const size_t id : leaving) {
+            for (int i = 0; i < 2; ++i) links[id - 100]->CloseLink();
+            expected.erase(std::find(expected.begin(), expected.end(), id));
+        }
         std::vector<unsigned long> seen;
         LumoLinkStatistics statistics;
         for (size_t i = others; LinkRegistry().Fill(i, statistics); ++i) seen.push_back(statistics.ulLinkID);
-        EXPECT_EQ(LinkRegistry().Count(), others + seen.size());
-        return seen;
-    };
-    std::vector<unsigned long> expected;
-    for (size_t i = 0; i < kLinks; ++i) {
-        links.push_back(std::make_unique<CTestLink>(100 + i));
-        ASSERT_TRUE(links.back()->OpenLink());
-        ASSERT_TRUE(links.back()->OpenLink()) << "opened anew, and still one link";
-        expected.push_back(100 + i);
+        EXPECT_EQ(seen, expected);
+        EXPECT_EQ(LinkRegistry().Count(), others + expected.size());
     }
-    EXPECT_EQ(ids(), expected);
-    const auto leave = [&](size_t id) {
-        links[id - 100]->CloseLink();
-        links[id - 100]->CloseLink();
-        expected.erase(std::find(expected.begin(), expected.end(), id));
-    };
-    for (const size_t id : {100U, 119U, 110U}) {
-        leave(id);
-        EXPECT_EQ(ids(), expected) << id;
-    }
-    for (size_t id = 101; id < 110; ++id) leave(id);
-    for (size_t id = 111; id < 117; ++id) leave(id);  // many at once
-    EXPECT_EQ(LinkRegistry().Count(), others + expected.size());
-    EXPECT_EQ(ids(), expected);
 }
 
 TEST(FrameLink, AFrameThatItsOwnerFailedOnDoesNotSpoilTheNext) {
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
-    const std::string first = session_wire::Data(0, "first");
-    const std::string second = session_wire::Data(1, "second");
     link.throws = true;
-    link.OnPacket(second.data(), static_cast<int>(second.size()));
+    link.Hear(Data(1, "second"));
     EXPECT_NE(link.TakeLeft(), "");
-    EXPECT_THROW(link.OnPacket(first.data(), static_cast<int>(first.size())), std::runtime_error);
+    EXPECT_THROW(link.Hear(Data(0, "first")), std::runtime_error);
     EXPECT_NE(link.TakeLeft(), "") << "acknowledged all the same";
     EXPECT_EQ(link.delivered, (std::vector<std::string>{"first", "second"})) << "also what was held behind it";
 }
 
+// Both halves of the session are at work meanwhile, packets become due, and somebody looks on.
 TEST(FrameLink, FramesOfManyThreadsAllLeaveWithoutAWorker) {
-    constexpr int kThreads = 4, kFrames = 500;
+    constexpr uint16_t kThreads = 4, kFrames = 500;
+    CVirtualClock clock;
     CTestLink link;
-    ASSERT_TRUE(link.OpenLink());
-    std::vector<std::thread> threads;
-    for (char t = 0; t < kThreads; ++t)
+    std::vector<std::jthread> threads;
+    for (char t = 'a'; t < 'a' + kThreads; ++t)
         threads.emplace_back([&link, t] {
-            for (int i = 0; i < kFrames; ++i) {
-                const std::string frame = std::string(1, static_cast<char>('a' + t)) + std::to_string(i);
-                link.QueueFrame(frame.data(), static_cast<int>(frame.size()));
-            }
+            for (int i = 0; i < kFrames; ++i) link.Queue(t + std::to_string(i));
         });
-    int next[kThreads] = {};
-    for (int seen = 0; seen < kThreads * kFrames; ++seen) {
+    threads.emplace_back([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            clock.Advance(1);
+            link.Session().SetWindowSize(clock.Now() % 2 ? 20 : 31);
+            EXPECT_EQ(link.DroppedFrames(), 0U);
+            std::this_thread::yield();
+        }
+    });
+    std::map<char, int> next;
+    for (uint16_t seen = 0; seen < kThreads * kFrames;) {
         const std::string packet = link.TakeLeft(20000);
         ASSERT_FALSE(packet.empty()) << "a frame was left behind after " << seen;
-        const std::string frame = session_wire::Payload(packet);
-        EXPECT_EQ(frame.substr(1), std::to_string(next[frame[0] - 'a']++));
-        const std::string ack = session_wire::Ack(session_wire::Sequence(packet));
-        link.OnPacket(ack.data(), static_cast<int>(ack.size()));
+        if (!session_wire::IsData(packet)) continue;  // an acknowledgement of ours
+        if (session_wire::Sequence(packet) == seen) {
+            const std::string frame = Payload(packet);
+            EXPECT_EQ(frame.substr(1), std::to_string(next[frame[0]]++));
+            link.Hear(Data(seen++, "back"));
+        }
+        link.Hear(Ack(session_wire::Sequence(packet)));
     }
-    for (std::thread& thread : threads) thread.join();
+    threads.clear();
     EXPECT_TRUE(link.Session().IsSendIdle());
+    EXPECT_EQ(link.delivered.size(), size_t{kThreads} * kFrames);
 }
 
 }  // namespace

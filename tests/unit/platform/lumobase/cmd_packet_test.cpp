@@ -1,15 +1,11 @@
+#include "support/fake_net.h"
+
 #include <gtest/gtest.h>
 #include <lumomedia/base.h>
 
 #include <string>
 
 namespace {
-
-std::string Bytes(std::initializer_list<int> values) {
-    std::string bytes;
-    for (const int value : values) bytes.push_back(static_cast<char>(value));
-    return bytes;
-}
 
 CCmdPacket Sample() {
     CCmdPacket packet;
@@ -34,86 +30,63 @@ TEST(CmdPacketTest, GivesBackWhatWasPutAndNothingElse) {
     packet.PutAttribUS("text", 9);
     EXPECT_EQ(packet.GetAttrib("text"), "");
     EXPECT_EQ(packet.GetAttribUS("text"), 9);
-    if (sizeof(unsigned long) > 4) {
-        packet.PutAttribUL("long", static_cast<unsigned long>(0x1200000005ull));
-        EXPECT_EQ(packet.GetAttribUL("long"), 5ul);
-    }
 }
 
 TEST(CmdPacketTest, TheSerialisedFormIsFixed) {
     CCmdPacket packet;
-    packet.PutAttribUL("d", 0x01020304);
+    packet.PutAttribUL("d", static_cast<unsigned long>(0x1201020304ull));  // 32 bits of it
     packet.PutAttribUS("c", 0x0506);
     packet.PutAttribBL("b", true);
     packet.PutAttrib("a", "xyz");
-    EXPECT_EQ(packet.Serialize(), Bytes({1, 0, 4,                            //
-                                         0, 1, 'a', 1, 0, 3, 'x', 'y', 'z',  //
-                                         0, 1, 'b', 2, 1,                    //
-                                         0, 1, 'c', 3, 5, 6,                 //
-                                         0, 1, 'd', 4, 1, 2, 3,   4}));
-    EXPECT_EQ(CCmdPacket().Serialize(), Bytes({1, 0, 0}));
+    EXPECT_EQ(ToHex(packet.Serialize()), ToHex(Hex("01 0004  0001 61 01 0003 78797a  0001 62 02 01  "
+                                                   "0001 63 03 0506  0001 64 04 01020304")));
+    EXPECT_EQ(ToHex(CCmdPacket().Serialize()), "010000");
 }
 
-TEST(CmdPacketTest, ARoundTripKeepsAllButTheSender) {
-    const std::string bytes = Sample().Serialize();
-    CCmdPacket packet;
-    packet.PutAttrib("before", "gone after");
-    packet.SetFromUID(5);
-    ASSERT_TRUE(CCmdPacket::Parse(bytes, packet));
-    EXPECT_EQ(packet.Serialize(), bytes);
-    EXPECT_EQ(packet.GetAttrib("before"), "");
-    EXPECT_EQ(packet.GetFromUID(), 0ul);
-}
-
-TEST(CmdPacketTest, RefusesEveryTruncationAndAnythingBehind) {
-    const std::string bytes = Sample().Serialize();
-    CCmdPacket packet = Sample();
-    for (size_t length = 0; length < bytes.size(); ++length) {
-        // A block of exactly that length: a read past it is caught by the sanitizers.
-        EXPECT_FALSE(CCmdPacket::Parse(std::string(bytes.data(), length), packet)) << length;
-    }
-    EXPECT_FALSE(CCmdPacket::Parse(bytes + '\0', packet));
-    EXPECT_EQ(packet.Serialize(), bytes) << "left as it was";
-    EXPECT_EQ(packet.GetFromUID(), 77ul);
-}
-
-TEST(CmdPacketTest, RefusesHostileForms) {
+TEST(CmdPacketTest, RefusesEveryTruncationAndWhatIsHostile) {
     const struct {
         const char* why;
-        std::string bytes;
+        const char* hex;
     } rows[] = {
-        {"version", Bytes({2, 0, 0})},
-        {"fewer attributes than said", Bytes({1, 0, 2, 0, 1, 'a', 2, 1})},
-        {"most attributes, none there", Bytes({1, 255, 255})},
-        {"name longer than all", Bytes({1, 0, 1, 255, 255, 'a', 2, 1})},
-        {"text longer than all", Bytes({1, 0, 1, 0, 1, 'a', 1, 255, 255, 'x'})},
-        {"type 0", Bytes({1, 0, 1, 0, 1, 'a', 0})},
-        {"type 5", Bytes({1, 0, 1, 0, 1, 'a', 5, 0})},
-        {"boolean 2", Bytes({1, 0, 1, 0, 1, 'a', 2, 2})},
-        {"name twice", Bytes({1, 0, 2, 0, 1, 'a', 2, 1, 0, 1, 'a', 2, 1})},
-        {"names out of order", Bytes({1, 0, 2, 0, 1, 'b', 2, 1, 0, 1, 'a', 2, 1})},
+        {"version", "02 0000"},
+        {"fewer attributes than said", "01 0002 0001 61 02 01"},
+        {"most attributes, none there", "01 ffff"},
+        {"name longer than all", "01 0001 ffff 61 02 01"},
+        {"text longer than all", "01 0001 0001 61 01 ffff 78"},
+        {"type 0", "01 0001 0001 61 00"},
+        {"type 5", "01 0001 0001 61 05 00"},
+        {"boolean 2", "01 0001 0001 61 02 02"},
+        {"name twice", "01 0002 0001 61 02 01 0001 61 02 01"},
+        {"names out of order", "01 0002 0001 62 02 01 0001 61 02 01"},
+        {"something behind", "01 0000 00"},
     };
-    for (const auto& row : rows) {
-        CCmdPacket packet;
-        EXPECT_FALSE(CCmdPacket::Parse(row.bytes, packet)) << row.why;
-        EXPECT_EQ(packet.Serialize(), CCmdPacket().Serialize()) << row.why;
-    }
+    CCmdPacket packet = Sample();
+    const std::string bytes = packet.Serialize();
+    for (const auto& row : rows) EXPECT_FALSE(CCmdPacket::Parse(Hex(row.hex), packet)) << row.why;
+    // A block of exactly that length: a read past it is caught by the sanitizers.
+    for (size_t length = 0; length < bytes.size(); ++length)
+        EXPECT_FALSE(CCmdPacket::Parse(std::string(bytes.data(), length), packet)) << length;
+    EXPECT_EQ(packet.Serialize(), bytes) << "left as it was";
+    EXPECT_EQ(packet.GetFromUID(), 77ul);
+    packet.PutAttrib("before", "gone after");
+    ASSERT_TRUE(CCmdPacket::Parse(bytes, packet));
+    EXPECT_EQ(packet.Serialize(), bytes);
+    EXPECT_EQ(packet.GetFromUID(), 0ul) << "whoever carries it knows the sender";
 }
 
 TEST(CmdPacketTest, SixtyFourKibibytesAreTheLimit) {
     const size_t overhead = 3 + 2 + 1 + 1 + 2;
+    CCmdPacket parsed;
     for (const bool fits : {true, false}) {
         CCmdPacket packet;
         packet.PutAttrib("n", std::string(65536 - overhead + (fits ? 0 : 1), 'v'));
         const std::string bytes = packet.Serialize();
         EXPECT_EQ(bytes.size(), fits ? 65536u : 0u);
-        CCmdPacket parsed;
         EXPECT_EQ(CCmdPacket::Parse(bytes, parsed), fits);
     }
     CCmdPacket many;
     for (int i = 0; i < 20000; ++i) many.PutAttribBL(std::to_string(i), true);
     EXPECT_EQ(many.Serialize(), "");
-    EXPECT_FALSE(CCmdPacket::Parse(Bytes({1, 0, 0}) + std::string(65536, 'x'), many));
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ public:
 
 struct Holding {
     uint32_t ip;
-    uint64_t bytes;
-    uint64_t speed;  // bytes a second
+    uint64_t mebibytes;
+    uint64_t speed;  // of them a second
 };
 
 constexpr uint64_t kMiB = 1 << 20;
@@ -43,10 +43,10 @@ std::string WhoGoes(const std::vector<Holding>& holdings, bool atOnce) {
     for (const Holding& holding : holdings) {
         holders.push_back(std::make_unique<CHolder>(budget, holding.ip));
         holders.back()->atOnce = atOnce;
-        EXPECT_TRUE(holders.back()->account.Take(holding.bytes));
+        EXPECT_TRUE(holders.back()->account.Take(holding.mebibytes * kMiB));
     }
     for (int second = 0; second < 10; ++second) {
-        for (size_t i = 0; i < holders.size(); ++i) holders[i]->moved += holdings[i].speed;
+        for (size_t i = 0; i < holders.size(); ++i) holders[i]->moved += holdings[i].speed * kMiB;
         budget.OnSecond();
     }
     for (int turn = 0; turn < 3; ++turn) budget.Relieve();
@@ -65,15 +65,13 @@ TEST(MemoryBudget, WhoHasMostAndMovesLeastGivesWay) {
         std::vector<Holding> holdings;
         std::string gone;  // the places of those who gave way
     } cases[] = {
-        {"nobody within the limit", {{1, 14 * kMiB, 0}, {2, 16 * kMiB, 0}, {3, 16 * kMiB, 0}, {4, 16 * kMiB, 0}}, ""},
-        {"who has most", {{1, 14 * kMiB, 0}, {2, 15 * kMiB, 0}, {3, 13 * kMiB, 0}, {0, 24 * kMiB, 0}}, "3"},
-        {"who moves least", {{0, 40 * kMiB, 50 * kMiB}, {2, 10 * kMiB, 0}, {0, 16 * kMiB, 16 * kMiB}}, "1"},
-        {"as many as it takes",
-         {{1, 9 * kMiB, 0}, {0, 8 * kMiB, 0}, {2, 11 * kMiB, 0}, {3, 15 * kMiB, 0}, {0, 25 * kMiB, 9 * kMiB}},
-         "3"},
-        {"an address past its quarter", {{1, 9 * kMiB, kMiB}, {1, 8 * kMiB, 0}, {2, 9 * kMiB, 0}}, "1"},
-        {"but not a trusted one", {{kTrusted, 9 * kMiB, kMiB}, {kTrusted, 8 * kMiB, 0}, {2, 9 * kMiB, 0}}, ""},
-        {"nor those whom this side has chosen", {{0, 9 * kMiB, 0}, {0, 8 * kMiB, 0}, {0, 9 * kMiB, 0}}, ""},
+        {"nobody within the limit", {{1, 14, 0}, {2, 16, 0}, {3, 16, 0}, {4, 16, 0}}, ""},
+        {"who has most", {{1, 14, 0}, {2, 15, 0}, {3, 13, 0}, {0, 24, 0}}, "3"},
+        {"who moves least", {{0, 40, 50}, {2, 10, 0}, {0, 16, 16}}, "1"},
+        {"as many as it takes", {{1, 9, 0}, {0, 8, 0}, {2, 11, 0}, {3, 15, 0}, {0, 25, 9}}, "3"},
+        {"an address past its quarter", {{1, 9, 1}, {1, 8, 0}, {2, 9, 0}}, "1"},
+        {"but not a trusted one", {{kTrusted, 9, 1}, {kTrusted, 8, 0}, {2, 9, 0}}, ""},
+        {"nor those whom this side has chosen", {{0, 9, 0}, {0, 8, 0}, {0, 9, 0}}, ""},
     };
     for (const auto& one : cases)
         for (const bool atOnce : {true, false}) EXPECT_EQ(WhoGoes(one.holdings, atOnce), one.gone) << one.name;

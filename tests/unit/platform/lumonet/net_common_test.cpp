@@ -8,22 +8,7 @@ using namespace std::string_literals;
 
 namespace {
 
-TEST(IpAddrTest, TextAndNumberBelongTogether) {
-    const struct {
-        const char* text;
-        uint32_t ip;
-    } rows[] = {
-        {"0.0.0.0", 0}, {"255.255.255.255", 0xffffffff}, {"127.0.0.1", 0x7f000001}, {"10.20.30.40", 0x0a141e28}};
-    for (const auto& row : rows) {
-        uint32_t ip = ~row.ip;
-        EXPECT_EQ(GetIpAddr(row.ip), row.text);
-        EXPECT_TRUE(ParseIpAddr(row.text, ip)) << row.text;
-        EXPECT_EQ(ip, row.ip);
-    }
-    EXPECT_EQ(GetIpAddr(static_cast<unsigned long>(~0ul)), "255.255.255.255");
-}
-
-TEST(IpAddrTest, AnythingElseIsRefused) {
+TEST(IpAddrTest, NothingButFourNumbersIsRefused) {
     for (const std::string& row :
          {""s,         "1"s,         "1.2.3"s,     "1.2.3."s,     ".1.2.3"s,     "1.2.3.4."s,  "1.2.3.4.5"s,
           "1..3.4"s,   "256.1.1.1"s, "1.2.3.256"s, "1.2.3.1000"s, "1.2.3.0004"s, "01.2.3.4"s,  "1.2.3.00"s,
@@ -64,17 +49,9 @@ TEST_P(PortTwinTest, StaysReservedUntilAListenerTakesItOrTheEndpointGoes) {
     dropped.Release();
     EXPECT_TRUE(TcpPortIsFree(droppedPort));
     EXPECT_EQ(TakeReservedTcpSocket(kLoopback, droppedPort), -1);
-}
-
-TEST_P(PortTwinTest, OnlyAPortPickedByUsHasOne) {
-    uint16_t port = 0;
-    {
-        CUdpPeer picked;
-        port = picked.Port();
-    }
-    CUdpPeer given(kLoopback, port);
+    CUdpPeer given(kLoopback, droppedPort);
     ASSERT_NE(given.endpoint, nullptr);
-    EXPECT_TRUE(TcpPortIsFree(port));
+    EXPECT_TRUE(TcpPortIsFree(droppedPort)) << "only a port that we have picked has a twin";
 }
 
 TEST_P(PortTwinTest, APortWhoseTwinIsTakenIsNotPicked) {

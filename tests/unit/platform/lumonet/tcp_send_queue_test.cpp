@@ -10,10 +10,13 @@
 
 namespace {
 
-// Takes up to `limit` bytes, as a kernel does, and adds them to `wire`.
-size_t Write(CTcpSendQueue& queue, size_t limit, std::string& wire) {
+// Takes up to `limit` bytes, as a kernel does, and adds them to `wire`; `meanwhile` others come in between.
+template <class TMeanwhile>
+size_t Write(CTcpSendQueue& queue, size_t limit, std::string& wire, TMeanwhile meanwhile) {
+    const CTcpSendQueue::Pieces pieces = queue.Gather();
+    meanwhile();
     size_t taken = 0;
-    for (const asio::const_buffer& piece : queue.Gather()) {
+    for (const asio::const_buffer& piece : pieces) {
         const size_t length = std::min(limit - taken, piece.size());
         wire.append(static_cast<const char*>(piece.data()), length);
         taken += length;
@@ -22,9 +25,9 @@ size_t Write(CTcpSendQueue& queue, size_t limit, std::string& wire) {
     return taken;
 }
 
-void Push(CTcpSendQueue& queue, const std::string& body, bool validation = false) {
+bool Push(CTcpSendQueue& queue, const std::string& body, bool validation = false) {
     const auto length = static_cast<uint32_t>(body.size());
-    validation ? queue.PushValidation(body.data(), length) : queue.PushFrame(ShareFrame(body.data(), length));
+    return validation ? queue.PushValidation(body.data(), length) : queue.PushFrame(ShareFrame(body.data(), length));
 }
 
 std::string Bodies(const std::string& wire) {
@@ -42,41 +45,8 @@ std::string Bodies(const std::string& wire) {
 
 }  // namespace
 
-TEST(TcpSendQueue, WakesTheWriterOnceAndOnlyWhenItSleeps) {
-    CTcpSendQueue queue;
-    std::string wire;
-    EXPECT_FALSE(queue.PushFrame(ShareFrame("a", 1))) << "it begins by itself when the connection is up";
-    Write(queue, 1000, wire);
-    EXPECT_FALSE(queue.PushFrame(ShareFrame("b", 1))) << "nothing can leave yet";
-    EXPECT_TRUE(queue.PushValidation("v", 1));
-    EXPECT_FALSE(queue.PushValidation("again", 5)) << "it leaves once";
-    EXPECT_FALSE(queue.PushFrame(ShareFrame("c", 1)));
-    while (Write(queue, 1000, wire) > 0) {}
-    EXPECT_TRUE(queue.PushFrame(ShareFrame("d", 1)));
-    while (Write(queue, 1000, wire) > 0) {}
-    EXPECT_TRUE(queue.Finish());
-    EXPECT_FALSE(queue.PushFrame(ShareFrame("e", 1)));
-    EXPECT_EQ(Bodies(wire), "V:v a b c d ");
-    EXPECT_EQ(queue.Count(), 0u) << "nothing is taken any more";
-}
-
-TEST(TcpSendQueue, AClearingWhileTheKernelTakesBytesSparesWhatIsQueuedAfterIt) {
-    CTcpSendQueue queue;
-    std::string wire;
-    Push(queue, "v", true);
-    Push(queue, "aa");
-    Write(queue, 6 + 2, wire);  // the validation message and a piece of "aa"
-    Push(queue, "dd");
-    EXPECT_EQ(queue.Gather().size(), 2u);
-    Push(queue, "ee");
-    queue.Clear();
-    Push(queue, "ff");
-    queue.Sent(0);
-    while (Write(queue, 1000, wire) > 0) {}
-    EXPECT_EQ(Bodies(wire), "V:v aa ff ");
-}
-
-// Every sequence of operations against a list of strings; every other time frames age, but for those of one byte.
+// Every sequence of operations against a list of strings, some of them while the kernel takes bytes; every other time
+// frames age, but for those of one byte.
 TEST(TcpSendQueue, BehavesAsASimpleModel) {
     for (unsigned seed = 0; seed < 500; ++seed) {
         std::mt19937 random(seed);
@@ -89,31 +59,40 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
             uint32_t since;
         };
         std::deque<Waiting> model;
-        size_t begun = 0;  // bytes of the model's front that have left
+        size_t begun = 0;   // bytes of the model's front that have left
+        bool awake = true;  // the writer: it begins by itself
         std::string wire, expected;
         const auto push = [&](const std::string& body) {
-            model.push_back({body, clock.Now()});
-            Push(queue, body, body == "v");
+            EXPECT_EQ(Push(queue, body, body == "v"), !awake) << "seed " << seed;
+            awake = true;
         };
         const auto stays = [&] { return !model.empty() && (begun > 0 || model.front().body == "v") ? 1U : 0U; };
+        const auto clear = [&] { model.erase(model.begin() + stays(), model.end()); };
         push("v");
+        model.push_back({"v", clock.Now()});
         for (int step = 0; step < 200; ++step) {
             const auto kind = random() % 10;
             clock.Advance(random() % 8);
             const auto aged = [&](const Waiting& one) { return clock.Now() - one.since > 50 && one.body.size() > 1; };
             if (ages && kind < 9) model.erase(std::remove_if(model.begin() + stays(), model.end(), aged), model.end());
-            if (kind < 5) {
-                push(std::to_string(step) + std::string(random() % 20, 'x'));
-            } else if (kind < 9) {
-                begun += Write(queue, random() % 60, wire);
-                for (; !model.empty() && begun >= model.front().body.size() + net::kHeaderLen; model.pop_front()) {
-                    begun -= model.front().body.size() + net::kHeaderLen;
-                    expected += (model.front().body == "v" ? "V:" : "") + model.front().body + " ";
-                }
+            const bool clears = kind >= 8, pushes = kind < 5 || kind == 8;
+            const std::string body = std::to_string(step) + std::string(random() % 20, 'x');
+            const auto others = [&] {
+                if (clears) queue.Clear();
+                if (pushes) push(body);
+            };
+            if (kind < 5 || kind == 9) {
+                others();
             } else {
-                queue.Clear();
-                model.erase(model.begin() + stays(), model.end());
+                awake = !model.empty();
+                begun += Write(queue, random() % 60, wire, others);
             }
+            for (; !model.empty() && begun >= model.front().body.size() + net::kHeaderLen; model.pop_front()) {
+                begun -= model.front().body.size() + net::kHeaderLen;
+                expected += (model.front().body == "v" ? "V:" : "") + model.front().body + " ";
+            }
+            if (clears) clear();
+            if (pushes) model.push_back({body, clock.Now()});
             size_t bytes = 0;
             for (const Waiting& one : model) bytes += one.body.size();
             ASSERT_EQ(queue.Count(), model.size()) << "seed " << seed;

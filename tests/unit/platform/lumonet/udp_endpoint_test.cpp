@@ -2,65 +2,48 @@
 
 #include "platform/lumonet/socket_address.h"
 
+#include <algorithm>
+#include <map>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 namespace {
 
-using Datagrams = std::vector<std::string>;
-
 class UdpEndpointTest : public CUdpWayTest {};
 INSTANTIATE_TEST_SUITE_P(Ways, UdpEndpointTest, testing::ValuesIn(kAllWays), WayName);
 
-TEST_P(UdpEndpointTest, EchoesWithinTheBurstItCameWith) {
-    CUdpPeer server, client;
-    server.SetHooks(
-        {[&] { server.endpoint->BeginBatch(); },
-         [&](const ReceivedDatagram& datagram) { server.Send("echo " + datagram.bytes, datagram.ip, datagram.port); },
-         [&] { server.endpoint->EndBatch(); }});
-    for (int i = 0; i < 20; ++i) {
-        const std::string bytes = Pattern(static_cast<size_t>(i), 1 + static_cast<size_t>(i) * 50);
-        client.SendTo(server, bytes);
-        const auto answers = client.Take(1);
-        ASSERT_EQ(answers.size(), 1u);
-        EXPECT_EQ(answers[0].bytes, "echo " + bytes);
-        EXPECT_EQ(answers[0].ip, kLoopback);
-        EXPECT_EQ(answers[0].port, server.Port());
-    }
-}
-
-TEST_P(UdpEndpointTest, ABatchKeepsOrderBoundariesAndDestinations) {
+TEST_P(UdpEndpointTest, ABatchKeepsOrderBoundariesAndDestinationsHoweverLargeItIs) {
+    using Sizes = std::vector<size_t>;
+    const Sizes mixed{1070, 1070, 1070, 300, 1070, 1070, 1, 2, 3, 3, 3, 500, 400, 400, 400, 401, 1070, 9000, 9000, 20};
+    Sizes manyAndAShorterOne(150, 100);
+    manyAndAShorterOne[100] = 10;
+    const struct {
+        const char* what;
+        Sizes sizes;
+        size_t toSecond = 0;  // every so manieth
+    } rows[] = {{"runs, shorter enders, growing sizes", mixed},
+                {"the same with changes of destination", mixed, 3},
+                {"every size", {1, 1, 2, 2, 1069, 1069, 1472, 1472, 1473, 1473, 8192, 8192, 32767, 32767}},
+                {"the longest", {65000, 65506, 65507}},
+                {"more bytes than are kept", Sizes(5, 60000)},
+                {"more equal ones than a message carries", manyAndAShorterOne},
+                {"more changes of destination than one call carries", Sizes(300, 20), 2}};
     CUdpPeer sender, first, second;
-    // Runs of equal sizes, shorter enders, growing sizes, changes of destination in and between runs.
-    const size_t sizes[] = {1070, 1070, 1070, 300, 1070, 1070, 1,    2,    3,    3,
-                            3,    500,  400,  400, 400,  401,  1070, 9000, 9000, 20};
-    Datagrams forFirst, forSecond;
-    sender.endpoint->BeginBatch();
-    size_t number = 0;
-    for (const bool alternate : {false, true}) {
-        for (const size_t size : sizes) {
-            const bool toSecond = alternate && ++number % 3 == 0;
-            const std::string bytes = Pattern(number * 100 + size, size);
-            (toSecond ? forSecond : forFirst).push_back(bytes);
-            sender.SendTo(toSecond ? second : first, bytes);
+    for (const auto& row : rows) {
+        for (const bool alone : {false, true}) {
+            SCOPED_TRACE(row.what);
+            Datagrams forFirst, forSecond;
+            if (!alone) sender.endpoint->BeginBatch();
+            for (size_t i = 0; i < row.sizes.size(); ++i) {
+                const bool toSecond = row.toSecond > 0 && i % row.toSecond == 0;
+                (toSecond ? forSecond : forFirst).push_back(Pattern(i, row.sizes[i]));
+                sender.SendTo(toSecond ? second : first, Pattern(i, row.sizes[i]));
+            }
+            if (!alone) sender.endpoint->EndBatch();
+            EXPECT_TRUE(first.TakeBytes(forFirst.size()) == forFirst);
+            EXPECT_TRUE(second.TakeBytes(forSecond.size()) == forSecond);
         }
-    }
-    sender.endpoint->EndBatch();
-    EXPECT_EQ(first.TakeBytes(forFirst.size()), forFirst);
-    EXPECT_EQ(second.TakeBytes(forSecond.size()), forSecond);
-}
-
-TEST_P(UdpEndpointTest, EverySizeTravelsAloneAndInABatch) {
-    CUdpPeer sender, receiver;
-    for (const size_t size : {1u, 2u, 1069u, 1472u, 1473u, 8192u, 32767u, 65000u, 65506u, 65507u}) {
-        const std::string alone = Pattern(size, size), next = Pattern(size + 1, size);
-        sender.SendTo(receiver, alone);
-        ASSERT_EQ(receiver.TakeBytes(1), Datagrams{alone}) << size;
-        sender.endpoint->BeginBatch();
-        sender.SendTo(receiver, alone);
-        sender.SendTo(receiver, next);
-        sender.endpoint->EndBatch();
-        ASSERT_EQ(receiver.TakeBytes(2), (Datagrams{alone, next})) << size;
     }
 }
 
@@ -89,121 +72,80 @@ TEST_P(UdpEndpointTest, WhatIsRefusedIsCountedAndTheRestGoesOn) {
     good(1);
     sender.endpoint->EndBatch();
     EXPECT_EQ(receiver.TakeBytes(7), expected);
+    receiver.Release();
     const auto after = GetUdpCounters();
     EXPECT_EQ(after.refused - before.refused, 11u);
     EXPECT_EQ(after.sent - before.sent, 7u);
     EXPECT_EQ(after.bytesSent - before.bytesSent, 1400u);
-    receiver.Release();
-    EXPECT_EQ(GetUdpCounters().received - before.received, 7u);
-    EXPECT_EQ(GetUdpCounters().bytesReceived - before.bytesReceived, 1400u);
+    EXPECT_EQ(after.received - before.received, 7u);
+    EXPECT_EQ(after.bytesReceived - before.bytesReceived, 1400u);
 }
 
 TEST_P(UdpEndpointTest, BatchesNestByCountAndFlushLeavesThemOpen) {
     CUdpPeer sender, receiver;
     const auto before = GetUdpCounters().sent;
-    const auto sent = [&] { return GetUdpCounters().sent - before; };
-    const auto waiting = [&](uint64_t collected, uint64_t atOnce) { return GetParam().collects ? collected : atOnce; };
+    const auto haveLeft = [&](uint64_t collected, uint64_t atOnce) {
+        return GetUdpCounters().sent - before == (GetParam().collects ? collected : atOnce);
+    };
     sender.endpoint->BeginBatch();
     sender.endpoint->BeginBatch();
     sender.SendTo(receiver, "one");
     sender.endpoint->EndBatch();
-    EXPECT_EQ(sent(), waiting(0, 1)) << "the outer level is still open";
+    EXPECT_TRUE(haveLeft(0, 1)) << "the outer level is still open";
     sender.SendTo(receiver, "two");
     sender.endpoint->FlushBatch();
-    EXPECT_EQ(sent(), 2u);
-    EXPECT_EQ(receiver.TakeBytes(2), (Datagrams{"one", "two"}));
+    EXPECT_TRUE(haveLeft(2, 2));
     sender.SendTo(receiver, "three");
-    EXPECT_EQ(sent(), waiting(2, 3));
+    EXPECT_TRUE(haveLeft(2, 3));
     sender.endpoint->EndBatch();
-    EXPECT_EQ(receiver.TakeBytes(1), Datagrams{"three"});
+    EXPECT_TRUE(haveLeft(3, 3));
     sender.endpoint->EndBatch();
     sender.endpoint->FlushBatch();
     sender.SendTo(receiver, "an end without a begin changes nothing");
-    EXPECT_EQ(sent(), 4u);
-    EXPECT_EQ(receiver.TakeBytes(1).size(), 1u);
+    EXPECT_TRUE(haveLeft(4, 4));
+    EXPECT_EQ(receiver.TakeBytes(4), (Datagrams{"one", "two", "three", "an end without a begin changes nothing"}));
 }
 
-TEST_P(UdpEndpointTest, ABatchMayBeLargerThanWhatIsKept) {
-    const struct {
-        const char* what;
-        size_t count, size, sizeOf100;
-        bool inTurn;
-    } rows[] = {{"more bytes", 5, 60000, 0, false},
-                {"more equal ones than a message carries, a shorter one among them", 150, 100, 10, false},
-                {"more changes of destination than one call carries", 150, 20, 20, true}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        CUdpPeer sender, first, second;
-        Datagrams sent;
-        sender.endpoint->BeginBatch();
-        for (size_t i = 0; i < row.count; ++i) {
-            sent.push_back(Pattern(i, i == 100 ? row.sizeOf100 : row.size));
-            sender.SendTo(first, sent.back());
-            if (row.inTurn) sender.SendTo(second, sent.back());
-        }
-        sender.endpoint->EndBatch();
-        EXPECT_EQ(first.TakeBytes(sent.size()), sent);
-        EXPECT_TRUE(!row.inTurn || second.TakeBytes(sent.size()) == sent);
-    }
-}
-
-TEST_P(UdpEndpointTest, EachThreadHasABatchOfItsOwn) {
+TEST_P(UdpEndpointTest, EachThreadHasABatchOfItsOwnForEachEndpoint) {
     constexpr size_t kThreads = 4, kEach = 40;
-    CUdpPeer sender, receiver;
+    CUdpPeer senders[2], receiver;
     std::vector<std::thread> threads;
     for (size_t t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
-            sender.endpoint->BeginBatch();
+            for (CUdpPeer& sender : senders) sender.endpoint->BeginBatch();
             for (size_t i = 0; i < kEach; ++i) {
-                sender.SendTo(receiver, std::to_string(t) + " " + std::to_string(i));
-                if (i % 16 == 15) sender.endpoint->FlushBatch();
+                for (CUdpPeer& sender : senders) sender.SendTo(receiver, std::to_string(t) + " " + std::to_string(i));
+                if (i % 16 == 15) senders[1].endpoint->FlushBatch();
             }
-            sender.endpoint->EndBatch();
+            for (CUdpPeer& sender : senders) sender.endpoint->EndBatch();
         });
     }
     for (std::thread& thread : threads) thread.join();
-    size_t next[kThreads] = {};
-    for (const std::string& bytes : receiver.TakeBytes(kThreads * kEach)) {
-        size_t t = 0, i = 0;
-        ASSERT_EQ(std::sscanf(bytes.c_str(), "%zu %zu", &t, &i), 2);
-        ASSERT_LT(t, kThreads);
-        EXPECT_EQ(i, next[t]++);
-    }
-    for (const size_t count : next) EXPECT_EQ(count, kEach);
-}
-
-TEST_P(UdpEndpointTest, BatchesOfSeveralEndpointsStayApart) {
-    CUdpPeer first, second, receiver;
-    first.endpoint->BeginBatch();
-    first.SendTo(receiver, "1a");
-    second.endpoint->BeginBatch();
-    second.SendTo(receiver, "2a");
-    first.SendTo(receiver, "1b");
-    second.endpoint->EndBatch();
-    first.endpoint->EndBatch();
-    Datagrams fromFirst, fromSecond;
-    for (const ReceivedDatagram& datagram : receiver.Take(3)) {
-        (datagram.port == first.Port() ? fromFirst : fromSecond).push_back(datagram.bytes);
-    }
-    EXPECT_EQ(fromFirst, (Datagrams{"1a", "1b"}));
-    EXPECT_EQ(fromSecond, Datagrams{"2a"});
+    std::map<std::pair<uint16_t, char>, size_t> next;
+    for (const ReceivedDatagram& one : receiver.Take(2 * kThreads * kEach))
+        EXPECT_EQ(one.bytes.substr(2), std::to_string(next[{one.port, one.bytes[0]}]++));
+    EXPECT_EQ(next.size(), 2 * kThreads);
+    for (const auto& [whose, count] : next) EXPECT_EQ(count, kEach) << whose.second;
 }
 
 TEST_P(UdpEndpointTest, ABatchLeftOpenHarmsNobody) {
     CUdpPeer receiver;
+    const auto arrives = [&receiver](const std::string& what, size_t times) {
+        while (times > 0) {
+            const Datagrams bytes = receiver.TakeBytes(1);
+            if (bytes.empty()) return false;
+            times -= static_cast<size_t>(std::count(bytes.begin(), bytes.end(), what));
+        }
+        return true;
+    };
     // More endpoints than a thread can have batches for, each ended by another thread while this one's batch is open.
     for (int i = 0; i < 20; ++i) {
-        CUdpPeer sender;
+        CUdpPeer sender, next;
         sender.endpoint->BeginBatch();
         sender.SendTo(receiver, "open");
         std::thread([&] { sender.Release(); }).join();
-        CUdpPeer next;
         next.SendTo(receiver, "next");
-        for (bool found = false; !found;) {
-            const Datagrams bytes = receiver.TakeBytes(1);
-            ASSERT_FALSE(bytes.empty());
-            found = bytes.back() == "next";
-        }
+        ASSERT_TRUE(arrives("next", 1));
     }
     // A thread that ends with one.
     CUdpPeer sender;
@@ -217,51 +159,36 @@ TEST_P(UdpEndpointTest, ABatchLeftOpenHarmsNobody) {
     for (auto& peer : many) peer->endpoint->BeginBatch();
     for (auto& peer : many) peer->SendTo(receiver, "many");
     for (auto& peer : many) peer->endpoint->EndBatch();
-    for (size_t arrived = 0; arrived < many.size();) {
-        const Datagrams bytes = receiver.TakeBytes(1);
-        ASSERT_FALSE(bytes.empty());
-        arrived += static_cast<size_t>(std::count(bytes.begin(), bytes.end(), "many"));
-    }
+    EXPECT_TRUE(arrives("many", many.size()));
 }
 
-TEST_P(UdpEndpointTest, EmptyDatagramsAndBurstsOfThemAreNotDelivered) {
+TEST_P(UdpEndpointTest, EmptyDatagramsAndACallbackThatThrowsCostNothingElse) {
     CUdpPeer receiver;
-    const CFileDescriptor raw = OpenSocket(SOCK_DGRAM);
-    const sockaddr_in to = ToSocketAddress(kLoopback, receiver.Port());
-    const auto send = [&](const char* bytes, size_t length) {
-        sendto(raw.Get(), bytes, length, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
-    };
-    for (int i = 0; i < 50; ++i) send("", 0);
-    send("x", 1);
-    send("", 0);
-    send("y", 1);
-    EXPECT_EQ(receiver.TakeBytes(2), (Datagrams{"x", "y"}));
-    EXPECT_LE(receiver.Bursts(), 2u);
-}
-
-TEST_P(UdpEndpointTest, ACallbackThatThrowsCostsNothingElse) {
-    CUdpPeer sender, receiver;
     CUdpPeer::Hooks hooks;
     hooks.datagram = [](const ReceivedDatagram& datagram) {
         if (datagram.bytes == "bad") throw std::runtime_error("application");
     };
     receiver.SetHooks(hooks);
-    sender.SendTo(receiver, "bad");
-    sender.SendTo(receiver, "good");
-    EXPECT_EQ(receiver.TakeBytes(1), Datagrams{"good"});
+    const CFileDescriptor raw = OpenSocket(SOCK_DGRAM);
+    const sockaddr_in to = ToSocketAddress(kLoopback, receiver.Port());
+    const auto send = [&](const std::string& bytes) {
+        sendto(raw.Get(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    };
+    for (int i = 0; i < 50; ++i) send("");
+    for (const char* bytes : {"x", "", "bad", "y"}) send(bytes);
+    EXPECT_EQ(receiver.TakeBytes(2), (Datagrams{"x", "y"}));
+    EXPECT_LE(receiver.Bursts(), 3u) << "none of empty ones alone";
 }
 
 TEST_P(UdpEndpointTest, APortInUseIsRefused) {
     CUdpPeer first;
-    CUdpPeer second(kLoopback, first.Port());
-    EXPECT_EQ(second.endpoint, nullptr);
     const uint16_t port = first.Port();
+    EXPECT_EQ(CUdpPeer(kLoopback, port).endpoint, nullptr);
     first.Release();
-    CUdpPeer third(kLoopback, port);
-    ASSERT_NE(third.endpoint, nullptr) << "free again once released";
-    EXPECT_EQ(third.Port(), port);
-    CUdpPeer elsewhere(0xc0000201);  // an address of nobody here
-    EXPECT_EQ(elsewhere.endpoint, nullptr);
+    CUdpPeer second(kLoopback, port);
+    ASSERT_NE(second.endpoint, nullptr) << "free again once released";
+    EXPECT_EQ(second.Port(), port);
+    EXPECT_EQ(CUdpPeer(0xc0000201).endpoint, nullptr) << "an address of nobody here";
     EXPECT_EQ(CreateUdpClient(nullptr, 0), nullptr);
 }
 
@@ -278,10 +205,7 @@ TEST_P(UdpSourceTest, AnswersLeaveFromTheAddressThatWasAsked) {
         ASSERT_EQ(server.Take(2).size(), 2u);
         // In one batch, in turn: equal sizes to one host must not drag another's source along.
         server.endpoint->BeginBatch();
-        for (int round = 0; round < 3; ++round) {
-            for (CUdpPeer& client : clients) server.SendTo(client, "here");
-        }
-        for (int more = 0; more < 3; ++more) server.SendTo(clients[1], "here");
+        for (const int i : {0, 1, 0, 1, 0, 1, 1, 1, 1}) server.SendTo(clients[i], "here");
         server.endpoint->EndBatch();
         server.SendTo(clients[1], "here");
         for (int i = 0; i < 2; ++i) {

@@ -9,7 +9,12 @@
 #include <netinet/udp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+
 namespace {
+
+constexpr uint32_t kSegment = 100;
+constexpr uint16_t kDatagrams = 10;
 
 CUdpSocket OpenOnLoopback() {
     CUdpSocket socket;
@@ -17,73 +22,70 @@ CUdpSocket OpenOnLoopback() {
     return socket;
 }
 
-bool KernelHas(int option) {
-    const CUdpSocket socket = OpenOnLoopback();
-    const int value = 0;
-    return setsockopt(socket.fd.Get(), SOL_UDP, option, &value, sizeof value) == 0;
+bool Set(const CUdpSocket& socket, int level, int option, int value) {
+    return setsockopt(socket.fd.Get(), level, option, &value, sizeof value) == 0;
 }
 
-constexpr size_t kSegment = 100;
-constexpr uint16_t kDatagrams = 10;
+bool KernelOffloads() {
+    const CUdpSocket socket = OpenOnLoopback();
+    return Set(socket, SOL_UDP, UDP_SEGMENT, 0) && Set(socket, SOL_UDP, UDP_GRO, 0);
+}
 
-/// Sends one run of ten equal datagrams and says in how many pieces it came out at the other end.
-class CPieces {
+/// A sender and the socket that it sends to.
+class CLine {
 public:
-    explicit CPieces(const UdpFeatures& features)
-        : m_out(OpenOnLoopback()), m_in(OpenOnLoopback()), m_sender(m_out.fd.Get(), features) {
-        const int on = 1;
-        setsockopt(m_in.fd.Get(), SOL_UDP, UDP_GRO, &on, sizeof on);
-    }
-    size_t SendRun() {
-        const std::string bytes = Pattern(1, kSegment * kDatagrams);
-        const CUdpRun run{kLoopback, m_in.port, kDatagrams, 0, kSegment, 0, kSegment * kDatagrams};
+    explicit CLine(const UdpFeatures& features) : m_sender(out.fd.Get(), features) {}
+    /// One run of datagrams of kSegment bytes; the last may be shorter.
+    std::string Send(uint16_t count, uint32_t length) {
+        const std::string bytes = Pattern(1, length);
+        const CUdpRun run{kLoopback, in.port, count, 0, kSegment, 0, length};
         m_sender.Send({&run, 1}, bytes.data());
+        return bytes;
+    }
+    /// Ten equal ones, and in how many pieces they come out at the other end.
+    size_t SendTen() {
+        EXPECT_TRUE(Set(in, SOL_UDP, UDP_GRO, 1) || !KernelOffloads());
+        const std::string bytes = Send(kDatagrams, kDatagrams * kSegment);
         std::string received;
         size_t pieces = 0;
         char piece[65536];
-        while (received.size() < bytes.size()) {
-            const ssize_t length = recv(m_in.fd.Get(), piece, sizeof piece, MSG_DONTWAIT);
-            if (length <= 0) break;  // loopback delivers before the send has returned
-            received.append(piece, static_cast<size_t>(length));
-            ++pieces;
+        for (ssize_t length = 1; received.size() < bytes.size() && length > 0; ++pieces) {
+            length = recv(in.fd.Get(), piece, sizeof piece, MSG_DONTWAIT);  // loopback delivers before the send returns
+            received.append(piece, static_cast<size_t>(std::max<ssize_t>(length, 0)));
         }
         EXPECT_EQ(received, bytes);
         return pieces;
     }
-    /// A socket that leaves its checksums out: the kernel refuses to segment for it.
-    void RefuseSegmentation(bool refuse) {
-        const int value = refuse ? 1 : 0;
-        ASSERT_EQ(setsockopt(m_out.fd.Get(), SOL_SOCKET, SO_NO_CHECK, &value, sizeof value), 0);
-    }
+
+    const CUdpSocket out = OpenOnLoopback(), in = OpenOnLoopback();
 
 private:
-    CUdpSocket m_out, m_in;
     CUdpSenderLinux m_sender;
 };
 
 TEST(UdpLinuxTest, ARunLeavesAsOneMessageOnlyWithSendOffload) {
-    const size_t whole = KernelHas(UDP_SEGMENT) && KernelHas(UDP_GRO) ? 1 : kDatagrams;
-    EXPECT_EQ(CPieces({true, true, true, true}).SendRun(), whole);
-    EXPECT_EQ(CPieces({true, true, false, true}).SendRun(), whole);
-    EXPECT_EQ(CPieces({true, false, true, true}).SendRun(), kDatagrams);
-    EXPECT_EQ(CPieces({true, false, false, true}).SendRun(), kDatagrams);
+    for (const bool multiMessage : {true, false}) {
+        EXPECT_EQ(CLine({true, true, multiMessage, true}).SendTen(), KernelOffloads() ? size_t{1} : kDatagrams);
+        EXPECT_EQ(CLine({true, false, multiMessage, true}).SendTen(), kDatagrams);
+    }
 }
 
 TEST(UdpLinuxTest, ARefusedMessageGoesInPiecesForAWhile) {
-    CPieces pieces(UdpFeatures{});
-    const size_t whole = pieces.SendRun();
+    CLine line(UdpFeatures{});
+    const size_t whole = line.SendTen();
     const UdpCounters before = GetUdpCounters();
-    pieces.RefuseSegmentation(true);
-    EXPECT_EQ(pieces.SendRun(), kDatagrams);
-    pieces.RefuseSegmentation(false);
+    // For a socket that leaves its checksums out the kernel refuses to segment.
+    ASSERT_TRUE(Set(line.out, SOL_SOCKET, SO_NO_CHECK, 1));
+    EXPECT_EQ(line.SendTen(), kDatagrams);
+    ASSERT_TRUE(Set(line.out, SOL_SOCKET, SO_NO_CHECK, 0));
     EXPECT_EQ(GetUdpCounters().sent - before.sent, kDatagrams);
     EXPECT_EQ(GetUdpCounters().refused - before.refused, 0u);
-    for (int i = 0; i < udp::kPlainFlushes; ++i) ASSERT_EQ(pieces.SendRun(), kDatagrams) << "remembered";
-    EXPECT_EQ(pieces.SendRun(), whole) << "and tried again";
+    for (int i = 0; i < udp::kPlainFlushes; ++i) ASSERT_EQ(line.SendTen(), kDatagrams) << "remembered";
+    EXPECT_EQ(line.SendTen(), whole) << "and tried again";
 }
 
 TEST(UdpLinuxTest, TheReceiverCutsAndTakesAsItsFeaturesSay) {
-    const bool offload = KernelHas(UDP_GRO) && KernelHas(UDP_SEGMENT);
+    const bool offload = KernelOffloads();
     const struct {
         UdpFeatures features;
         size_t runs;       // that one call takes of two batches of three datagrams
@@ -95,19 +97,16 @@ TEST(UdpLinuxTest, TheReceiverCutsAndTakesAsItsFeaturesSay) {
         {{false, true, false, true}, 1, 100},
     };
     for (const auto& row : rows) {
-        const CUdpSocket out = OpenOnLoopback(), in = OpenOnLoopback();
-        CUdpReceiverLinux receiver(in.fd.Get(), row.features, true);
-        CUdpSenderLinux sender(out.fd.Get(), UdpFeatures{});
-        const std::string bytes = Pattern(3, 250);
-        const CUdpRun run{kLoopback, in.port, 3, 0, 100, 0, 250};
-        for (int i = 0; i < 2; ++i) sender.Send({&run, 1}, bytes.data());
+        CLine line(UdpFeatures{});
+        CUdpReceiverLinux receiver(line.in.fd.Get(), row.features, true);
+        line.Send(3, 250);
+        const std::string bytes = line.Send(3, 250);
         ASSERT_EQ(receiver.Receive(), row.runs);
         const CReceivedRun first = receiver.Run(0);
-        EXPECT_EQ(first.length, row.firstSize);
-        EXPECT_EQ(first.segment, 100u);
+        EXPECT_EQ(first.segment, kSegment);
         EXPECT_EQ(std::string(first.data, first.length), bytes.substr(0, row.firstSize));
         EXPECT_EQ(first.ip, kLoopback);
-        EXPECT_EQ(first.port, out.port);
+        EXPECT_EQ(first.port, line.out.port);
         EXPECT_EQ(first.askedIP, kLoopback);
     }
 }

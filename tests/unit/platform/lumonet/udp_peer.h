@@ -2,19 +2,19 @@
 #pragma once
 
 #include "platform/lumonet/lumonet.h"
+#include "support/eventually.h"
+#include "support/raw_tcp.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
-
-inline constexpr uint32_t kLoopback = 0x7f000001;
-inline constexpr std::chrono::seconds kLongEnough{60};
 
 /// One way the endpoint may go about its work.
 struct UdpWay {
@@ -31,13 +31,15 @@ inline const UdpWay kAllWays[] = {
 };
 inline std::string WayName(const testing::TestParamInfo<UdpWay>& info) { return info.param.name; }
 
+using Datagrams = std::vector<std::string>;
+
 struct ReceivedDatagram {
     std::string bytes;
     uint32_t ip;
     uint16_t port;
 };
 
-/// An endpoint that keeps what it receives; released at the latest when it ends.
+/// An endpoint that keeps what it receives, and fails the test when it is called after its release.
 class CUdpPeer final : public IUdpClientNotify {
 public:
     explicit CUdpPeer(uint32_t localIP = kLoopback, uint16_t port = 0, bool answerFromAsked = false) {
@@ -50,7 +52,9 @@ public:
     void Release() {
         if (endpoint) endpoint->ReleaseConnections();
         endpoint = nullptr;
+        m_bReleased = true;
     }
+    bool IsReleased() const { return m_bReleased; }
     uint16_t Port() { return endpoint->GetLocalPort(); }
     void Send(const std::string& bytes, uint32_t ip, uint16_t port) {
         endpoint->SendData(bytes.data(), static_cast<int>(bytes.size()), ip, port);
@@ -61,19 +65,15 @@ public:
     std::vector<ReceivedDatagram> Take(size_t count) {
         std::unique_lock<std::mutex> lock(m_mutex);
         m_changed.wait_for(lock, kLongEnough, [&] { return m_received.size() >= count && m_nOpenBursts == 0; });
-        std::vector<ReceivedDatagram> taken;
-        taken.swap(m_received);
-        return taken;
+        return std::exchange(m_received, {});
     }
-    std::vector<std::string> TakeBytes(size_t count) {
-        std::vector<std::string> bytes;
+    Datagrams TakeBytes(size_t count) {
+        Datagrams bytes;
         for (ReceivedDatagram& datagram : Take(count)) bytes.push_back(std::move(datagram.bytes));
         return bytes;
     }
-    size_t Bursts() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_nBursts;
-    }
+    size_t Bursts() const { return m_nBursts; }
+    bool IsInBurst() const { return m_nOpenBursts > 0; }
 
     /// Called on the receive thread from now on.
     struct Hooks {
@@ -90,28 +90,24 @@ public:
 
 private:
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override {
-        EXPECT_GT(length, 0);
+        EXPECT_TRUE(length > 0 && m_nOpenBursts == 1 && !m_bReleased) << length;
         ReceivedDatagram datagram{std::string(data, static_cast<size_t>(length)), static_cast<uint32_t>(ip), port};
         GetHooks().datagram(datagram);
         std::lock_guard<std::mutex> lock(m_mutex);
-        EXPECT_EQ(m_nOpenBursts, 1) << "a datagram outside a burst";
         m_received.push_back(std::move(datagram));
     }
     void OnUdpClientNotifyBurstBegin() override {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            EXPECT_EQ(m_nOpenBursts++, 0);
-            ++m_nBursts;
-        }
+        EXPECT_TRUE(m_nOpenBursts++ == 0 && !m_bReleased);
+        ++m_nBursts;
         GetHooks().burstBegin();
     }
     void OnUdpClientNotifyBurstEnd() override {
+        EXPECT_FALSE(m_bReleased);
         GetHooks().burstEnd();
         std::lock_guard<std::mutex> lock(m_mutex);
         EXPECT_EQ(m_nOpenBursts--, 1);
         m_changed.notify_all();
     }
-
     Hooks GetHooks() {
         std::lock_guard<std::mutex> lock(m_mutex);
         return m_hooks;
@@ -121,8 +117,9 @@ private:
     std::condition_variable m_changed;
     Hooks m_hooks;
     std::vector<ReceivedDatagram> m_received;
-    size_t m_nBursts = 0;
-    int m_nOpenBursts = 0;
+    std::atomic<size_t> m_nBursts{0};
+    std::atomic<int> m_nOpenBursts{0};
+    std::atomic<bool> m_bReleased{false};
 };
 
 /// Holds the way of its test for the endpoints that the test makes.
