@@ -1,34 +1,10 @@
-// What peers announce and must not be believed: cut, odd and absurd packets.
-#include "lumomedia/file.h"
+// What peers announce and must not be believed: odd and absurd packets.
 #include "peer_scene.h"
+#include "support/medium_app.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-const char* const kTypes[] = {"P2P_START", "P2P_START_ACK", "P2P_CMD", "P2P_CMD_ACK", "P2P_FETCH", "P2P_FETCH_ACK"};
-
-class CApplication : public CFileChannel, public IFileReceiverNotify {
-public:
-    CApplication() : CFileChannel(77) { Connect(); }
-    ~CApplication() override { ReleaseConnections(); }
-    void OnFileSinkData(const void*, int) override {}
-    void OnFileReceiverNotifyConnected(unsigned long) override {}
-    void OnFileReceiverNotifyData(const char*, int) override {}
-};
-
-TEST(P2PInput, ACutOrLengthenedPacketIsNone) {
-    for (const char* type : kTypes) {
-        const std::string bytes = PeerPacket(type, 8, CPeerScene::FarItem()).Serialize();
-        CCmdPacket parsed;
-        ASSERT_TRUE(CCmdPacket::Parse(bytes, parsed));
-        EXPECT_EQ(parsed.GetAttribUS("natudpport"), 7001);
-        for (size_t length = 0; length < bytes.size(); ++length)
-            EXPECT_FALSE(CCmdPacket::Parse(bytes.substr(0, length), parsed)) << type << length;
-        for (const std::string& more : {std::string(1, '\0'), std::string(1, '\xff'), std::string(70000, '\1')})
-            EXPECT_FALSE(CCmdPacket::Parse(bytes + more, parsed)) << type;
-    }
-}
 
 TEST(P2PInput, WhatIsMissingOrOfAnotherTypeCountsAsNothing) {
     CPeerScene scene;
@@ -52,66 +28,43 @@ TEST(P2PInput, WhatIsMissingOrOfAnotherTypeCountsAsNothing) {
     EXPECT_TRUE(scene.app.TakeSent().empty());
 }
 
-struct AddressRow {
-    const char* name;
-    uint32_t ip;
-    uint16_t port;
-    bool sent;
-};
+using Address = std::pair<uint32_t, uint16_t>;
 
-const AddressRow kAddresses[] = {
-    {"none", 0, 7001, false},
-    {"this network", 0x00010203, 7001, false},
-    {"no port", 0x0a000002, 0, false},
-    {"multicast", 0xe0000001, 7001, false},
-    {"last multicast", 0xefffffff, 7001, false},
-    {"reserved", 0xf0000001, 7001, false},
-    {"broadcast", 0xffffffff, 7001, false},
-    {"loopback", 0x7f000001, 7001, false},
-    {"other loopback", 0x7f123456, 7001, false},
-    {"first", 0x01000000, 1, true},
-    {"last", 0xdfffffff, 65535, true},
-    {"beside loopback", 0x80000000, 7001, true},
-};
+void TryAddress(uint32_t ip, uint16_t port, bool sent) {
+    SCOPED_TRACE(GetIpAddr(ip) + ":" + std::to_string(port));
+    for (const P2PItem& item : {Item(ip, port, 0, 0), Item(0, 0, ip, port)}) {
+        CPeerScene scene;
+        const auto app = kFile.make(CMediumApp::kChannelID);
+        scene.Command("P2P_START_ACK", item);
+        scene.Command("P2P_CMD_ACK");
+        EXPECT_EQ(scene.host.TakeSent().size(), sent ? 6U : 0U);
+        EXPECT_NE(scene.Peer().byState, kUnknown) << "entered all the same";
 
-TEST(P2PInput, NothingIsEverSentToAddressesThatNoPeerCanHave) {
-    for (const AddressRow& row : kAddresses) {
-        for (const bool asNat : {true, false}) {
-            CPeerScene scene;
-            CApplication app;
-            const P2PItem item = asNat ? Item(row.ip, row.port, 0, 0) : Item(0, 0, row.ip, row.port);
-            scene.p2p->StartP2PCaller(CPeerScene::kUser);
-            scene.Command("P2P_START_ACK", item);
-            scene.Command("P2P_CMD_ACK");
-            EXPECT_EQ(scene.host.TakeSent().size(), row.sent ? 6U : 0U) << row.name;
-            EXPECT_NE(scene.Peer().byState, kUnknown) << "entered all the same";
-
-            IFileReceiver* receiver = CreateFileReceiverP2P(app, 77, CPeerScene::kUser);
-            scene.Command("P2P_START_ACK", item);
-            scene.host.Deliver(Hex("03 08000000"), 0x0b000001, 5);
-            scene.host.TakeSent();
-            EXPECT_FALSE(receiver->IsDisconnected());
-            EXPECT_EQ(scene.host.TakeSent().size(), row.sent ? 1U : 0U) << row.name << ": the connect request";
-            receiver->ReleaseConnections();
-        }
+        const CMade receiver = app->PeerReceiver(false);
+        scene.Command("P2P_START_ACK", item);
+        scene.Probe("03", CPeerScene::kUser, 0x0b000001);
+        scene.host.TakeSent();
+        EXPECT_FALSE(receiver.IsDisconnected());
+        EXPECT_EQ(scene.host.TakeSent().size(), sent ? 1U : 0U) << "the connect request";
+    }
+    // Behind the same NAT, and as a public host.
+    for (const P2PItem& item : {Item(CPeerScene::kOwnIP, 1, ip, port), Item(ip, port, ip, port)}) {
+        CPeerScene scene;
+        const auto app = kFile.make(CMediumApp::kChannelID);
+        scene.Command("P2P_FETCH_ACK", item);
+        const CMade receiver = app->PeerReceiver(true);
+        EXPECT_EQ(receiver.IsDisconnected(), !sent);
+        EXPECT_EQ(scene.host.net.clients.size(), sent ? 1U : 0U);
     }
 }
 
-TEST(P2PInput, NoConnectionIsDialledToSuchAddresses) {
-    for (const AddressRow& row : kAddresses) {
-        CPeerScene scene;
-        CApplication app;
-        // Behind the same NAT, and as a public host.
-        for (const P2PItem& item : {Item(static_cast<uint32_t>(scene.app.item.ulNATIP), 1, row.ip, row.port),
-                                    Item(row.ip, row.port, row.ip, row.port)}) {
-            scene.Command("P2P_FETCH_ACK", item);
-            scene.host.net.clients.clear();
-            IFileReceiver* receiver = CreateFileReceiverP2PTCP(app, 77, CPeerScene::kUser);
-            EXPECT_EQ(receiver->IsDisconnected(), !row.sent) << row.name;
-            EXPECT_EQ(scene.host.net.clients.size(), row.sent ? 1U : 0U) << row.name;
-            receiver->ReleaseConnections();
-        }
-    }
+TEST(P2PInput, NothingIsEverSentToAddressesThatNoPeerCanHave) {
+    for (const auto& [ip, port] : {Address{0, 7001}, Address{0x00010203, 7001}, Address{0x0a000002, 0},
+                                   Address{0xe0000001, 7001}, Address{0xefffffff, 7001}, Address{0xf0000001, 7001},
+                                   Address{0xffffffff, 7001}, Address{0x7f000001, 7001}, Address{0x7f123456, 7001}})
+        TryAddress(ip, port, false);
+    for (const auto& [ip, port] : {Address{0x01000000, 1}, Address{0xdfffffff, 65535}, Address{0x80000000, 7001}})
+        TryAddress(ip, port, true);
 }
 
 TEST(P2PInput, OnOneMachineLoopbackIsAWayLikeAnother) {

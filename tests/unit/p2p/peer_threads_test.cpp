@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -38,18 +39,15 @@ TEST(PeerThreads, AnEntryInHandStaysWholeWhileItIsReplaced) {
     };
     std::atomic<uint64_t> read{0}, mixed{0};
     const auto hold = [&] {
-        std::shared_ptr<CMTP2PIP> held;
-        while (writersLeft > 0) {
-            for (uint32_t user = 0; user < kUsers; ++user) {
-                const std::shared_ptr<CMTP2PIP> before = std::move(held);
-                held = manager.GetMTP2PIP(user);
-                for (const auto& entry : {before, held}) {
-                    if (!entry) continue;
-                    ++read;
-                    const bool whole = entry->m_ulNATIP == entry->m_ulLocalIP &&
-                                       entry->m_usLocalUDPPort == static_cast<uint16_t>(entry->m_ulLocalIP);
-                    mixed += whole ? 0 : 1;
-                }
+        std::shared_ptr<CMTP2PIP> before, held;
+        for (uint32_t i = 0; writersLeft > 0; ++i) {
+            before = std::exchange(held, manager.GetMTP2PIP(i % kUsers));
+            for (const auto& entry : {before, held}) {
+                if (!entry) continue;
+                ++read;
+                const bool whole = entry->m_ulNATIP == entry->m_ulLocalIP &&
+                                   entry->m_usLocalUDPPort == static_cast<uint16_t>(entry->m_ulLocalIP);
+                mixed += whole ? 0 : 1;
             }
         }
     };

@@ -2,7 +2,6 @@
 #include "lumomedia/p2p.h"
 #include "support/p2p_peer.h"
 #include "support/session_wire.h"
-#include "support/test_manager.h"
 
 #include <gtest/gtest.h>
 
@@ -12,57 +11,48 @@ using session_wire::U32;
 
 namespace {
 
-constexpr uint32_t kServiceIP = 0x0a000009;
+class SignalClient : public testing::Test, private ISignalNotify {
+protected:
+    ~SignalClient() override {
+        if (client) client->ReleaseConnections();
+    }
+    ISignalClient* Create(unsigned long user = 7, unsigned long ip = 0x0a000009, unsigned short port = 7000) {
+        return CreateSignalClient(*this, user, ip, port, 3, "proxy", 1080, "me", "secret");
+    }
+    CFakeTcp& Tcp() { return net.LastClient(); }
+    void Reach() {
+        client = Create();
+        Tcp().clientNotify->OnTcpClientNotifyConnected();
+    }
+    void Come() {
+        Reach();
+        ASSERT_TRUE(Tcp().Answer(100, U32(7)));
+        Tcp().TakeSent();
+    }
+    bool Sends(const CCmdPacket& cmd, unsigned long user = 8) { return client->SendCmd(user, cmd); }
 
-class CNotify final : public ISignalNotify {
-public:
     void OnSignalNotifyConnected(unsigned long ulUserID) override {
-        connected.push_back(ulUserID);
+        heard.push_back("taken " + std::to_string(ulUserID));
         if (throws) throw std::runtime_error("connected");
     }
     void OnSignalNotifyCmd(CCmdPacket& cmd) override {
         heard.push_back(cmd.GetAttrib("p2ptype") + " of " + std::to_string(cmd.GetFromUID()));
         if (throws) throw std::runtime_error("command");
     }
-    std::vector<unsigned long> connected;
-    std::vector<std::string> heard;
+
+    using Texts = std::vector<std::string>;
+    const CCmdPacket packet = PeerPacket("P2P_CMD", 0, Item(1, 2, 3, 4));
+    CFakeNet net;
+    ISignalClient* client = nullptr;
+    Texts heard;
     bool throws = false;
 };
 
-class SignalClient : public testing::Test {
-protected:
-    ~SignalClient() override {
-        if (client) client->ReleaseConnections();
-    }
-    ISignalClient* Create(unsigned long user = 7, unsigned long ip = kServiceIP, unsigned short port = 7000) {
-        return CreateSignalClient(notify, user, ip, port, 3, "proxy", 1080, "me", "secret");
-    }
-    CFakeTcp& Tcp() { return net.LastClient(); }
-    bool Answer(uint32_t type, const std::string& payload) {
-        return Tcp().clientNotify->OnTcpClientNotifyValidate(type, payload.data(), static_cast<int>(payload.size()));
-    }
-    void Come() {
-        client = Create();
-        Tcp().clientNotify->OnTcpClientNotifyConnected();
-        ASSERT_TRUE(Answer(100, U32(7)));
-        Tcp().TakeSent();
-    }
-    bool Hear(const std::string& frame) {
-        return Tcp().clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-
-    CFakeNet net;
-    CNotify notify;
-    ISignalClient* client = nullptr;
-};
-
 TEST_F(SignalClient, IsMadeOnlyForAUserAndAnAddress) {
-    EXPECT_EQ(Create(0), nullptr);
-    EXPECT_EQ(Create(7, 0), nullptr);
-    EXPECT_EQ(Create(7, kServiceIP, 0), nullptr);
+    EXPECT_FALSE(Create(0) || Create(7, 0) || Create(7, 1, 0));
     EXPECT_TRUE(net.clients.empty());
     net.refuseTcpClient = true;
-    EXPECT_EQ(Create(), nullptr);
+    EXPECT_FALSE(Create());
     net.refuseTcpClient = false;
     client = Create();
     ASSERT_TRUE(client);
@@ -72,70 +62,57 @@ TEST_F(SignalClient, IsMadeOnlyForAUserAndAnAddress) {
 }
 
 TEST_F(SignalClient, SaysWhoItIsAndWaitsToBeTaken) {
-    client = Create();
-    Tcp().clientNotify->OnTcpClientNotifyConnected();
+    Reach();
     ASSERT_EQ(Tcp().sent.size(), 1U);
     EXPECT_EQ(Tcp().sent[0].mode, 1);
     EXPECT_EQ(ToHex(Tcp().sent[0].bytes), "000000640000000400000007");
-    const CCmdPacket cmd = PeerPacket("P2P_FETCH", 0);
-    EXPECT_FALSE(client->SendCmd(8, cmd));
-    struct Row {
-        uint32_t type;
-        std::string payload;
-    };
-    for (const Row& row : {Row{100, U32(8)}, Row{13, U32(7)}, Row{100, "777"}, Row{100, U32(7) + "7"}, Row{100, ""}})
-        EXPECT_FALSE(Answer(row.type, row.payload)) << row.type << " " << ToHex(row.payload);
+    for (const std::string& refused : {U32(8), std::string("777"), U32(7) + "7", std::string()})
+        EXPECT_FALSE(Tcp().Answer(100, refused)) << ToHex(refused);
+    EXPECT_FALSE(Tcp().Answer(13, U32(7)));
     EXPECT_FALSE(Tcp().clientNotify->OnTcpClientNotifyValidate(100, nullptr, 4));
-    EXPECT_FALSE(client->SendCmd(8, cmd));
-    EXPECT_TRUE(notify.connected.empty());
-    EXPECT_TRUE(Answer(100, U32(7)));
-    EXPECT_EQ(notify.connected, std::vector<unsigned long>{7});
-    EXPECT_TRUE(client->SendCmd(8, cmd));
+    EXPECT_FALSE(Sends(packet));
+    EXPECT_EQ(heard, Texts());
+    EXPECT_TRUE(Tcp().Answer(100, U32(7)));
+    EXPECT_EQ(heard, Texts{"taken 7"});
+    EXPECT_TRUE(Sends(packet));
 }
 
 TEST_F(SignalClient, CarriesPacketsToOthers) {
     Come();
-    const CCmdPacket cmd = PeerPacket("P2P_START", 0, Item(1, 2, 3, 4));
-    EXPECT_TRUE(client->SendCmd(0xfffffff8, cmd));
-    ASSERT_EQ(Tcp().sent.size(), 1U);
-    EXPECT_EQ(Tcp().sent[0].mode, 0);
-    EXPECT_EQ(ToHex(Tcp().sent[0].bytes), "fffffff8" + ToHex(cmd.Serialize()));
-    CCmdPacket large = cmd;
+    EXPECT_TRUE(Sends(packet, 0xfffffff8));
+    EXPECT_EQ(Tcp().TakeFrames(), Texts{U32(0xfffffff8) + packet.Serialize()});
+    CCmdPacket large = packet;
     large.PutAttrib("more", std::string(65000, 'x'));
-    EXPECT_TRUE(client->SendCmd(8, large));
+    EXPECT_TRUE(Sends(large));
     large.PutAttrib("and more", std::string(1000, 'x'));
-    EXPECT_FALSE(client->SendCmd(8, large));
+    EXPECT_FALSE(Sends(large));
     Tcp().queuedBytes = 1 << 20;
-    EXPECT_TRUE(client->SendCmd(8, cmd));
+    EXPECT_TRUE(Sends(packet));
     Tcp().queuedBytes = (1 << 20) + 1;
-    EXPECT_FALSE(client->SendCmd(8, cmd)) << "the service does not read";
+    EXPECT_FALSE(Sends(packet)) << "the service does not read";
     Tcp().queuedBytes = 0;
     Tcp().clientNotify->OnTcpClientNotifyDisconnected();
-    EXPECT_FALSE(client->SendCmd(8, cmd));
+    EXPECT_FALSE(Sends(packet));
 }
 
 TEST_F(SignalClient, HearsWholePacketsAndNothingElse) {
     Come();
-    const std::string packet = PeerPacket("P2P_CMD", 0).Serialize();
-    EXPECT_TRUE(Hear(U32(0xfffffff8) + packet));
-    EXPECT_EQ(notify.heard, std::vector<std::string>{"P2P_CMD of 4294967288"});
-    notify.heard.clear();
-    for (size_t length = 0; length < 4 + packet.size(); ++length)
-        EXPECT_TRUE(Hear((U32(8) + packet).substr(0, length))) << length;
-    EXPECT_TRUE(Hear(U32(8) + packet + "x"));
-    EXPECT_TRUE(Hear(U32(8) + std::string(64 << 10, 'x')));
-    EXPECT_FALSE(Hear(U32(8) + std::string((64 << 10) + 1, 'x'))) << "closes the connection";
-    EXPECT_TRUE(notify.heard.empty());
+    heard.clear();
+    const std::string bytes = packet.Serialize();
+    EXPECT_TRUE(Tcp().Hear(U32(0xfffffff8) + bytes));
+    EXPECT_EQ(heard, Texts{"P2P_CMD of 4294967288"});
+    for (size_t length = 0; length < 4 + bytes.size(); ++length)
+        EXPECT_TRUE(Tcp().Hear((U32(8) + bytes).substr(0, length))) << length;
+    EXPECT_TRUE(Tcp().Hear(U32(8) + bytes + "x"));
+    EXPECT_TRUE(Tcp().Hear(U32(8) + std::string(64 << 10, 'x')));
+    EXPECT_FALSE(Tcp().Hear(U32(8) + std::string((64 << 10) + 1, 'x'))) << "closes the connection";
+    EXPECT_EQ(heard.size(), 1U);
 }
 
 TEST_F(SignalClient, KeepsAnIdleConnectionAliveAndKnowsWhenItIsLost) {
     Come();
-    int keepAlives = 0;
-    for (int poll = 0; poll < 36; ++poll) {
-        EXPECT_FALSE(client->IsDisconnected());
-        for (const CSentMessage& one : Tcp().TakeSent()) keepAlives += one.bytes == std::string(1, '\0');
-    }
-    EXPECT_EQ(keepAlives, 3);
+    for (int poll = 0; poll < 36; ++poll) EXPECT_FALSE(client->IsDisconnected());
+    EXPECT_EQ(Tcp().TakeFrames(), Texts(3, std::string(1, '\0')));
     Tcp().lost = true;
     EXPECT_TRUE(client->IsDisconnected());
     client->ReleaseConnections();
@@ -151,17 +128,17 @@ TEST_F(SignalClient, IsRefusedOnlyByAServiceThatItHasReached) {
     EXPECT_TRUE(client->IsRefused());
     Tcp().lost = false;
     EXPECT_FALSE(client->IsRefused()) << "it has not answered yet";
-    EXPECT_TRUE(Answer(100, U32(7)));
+    EXPECT_TRUE(Tcp().Answer(100, U32(7)));
     Tcp().clientNotify->OnTcpClientNotifyDisconnected();
     Tcp().lost = true;
     EXPECT_FALSE(client->IsRefused()) << "it was taken before";
 }
 
 TEST_F(SignalClient, OutlivesAnApplicationThatThrows) {
-    notify.throws = true;
+    throws = true;
     Come();
-    EXPECT_TRUE(Hear(U32(8) + PeerPacket("P2P_CMD", 0).Serialize()));
-    EXPECT_EQ(notify.heard.size(), 1U);
+    EXPECT_TRUE(Tcp().Hear(U32(8) + packet.Serialize()));
+    EXPECT_EQ(heard.size(), 2U);
     EXPECT_FALSE(client->IsDisconnected());
 }
 

@@ -18,11 +18,12 @@ const std::map<std::string, int> LINK_FLOORS = {
     {"", 0}, {"bounds", 1}, {"process", 2}, {"udp", 3}, {"tcp", 3}, {"tables", 4}, {"share", 5}, {"stream", 5},
 };
 
-/// What only platform/ may know of in src/: sockets, threads, clocks, files and the libraries that wrap them.
+/// What only platform/ may know of in src/: sockets, threads, locks, clocks, files and the libraries that wrap them.
 const std::regex OPERATING_SYSTEM(
     "(sys|net|netinet|arpa|linux|asm|curl|spdlog|fmt)/.*|asio(\\.hpp|/.*)|"
     "(unistd|fcntl|poll|pthread|sched|semaphore|signal|netdb|ifaddrs|dlfcn|time|errno)\\.h|"
-    "thread|chrono|ctime|csignal|future|condition_variable|stop_token|latch|barrier|random|fstream|filesystem");
+    "thread|mutex|shared_mutex|semaphore|condition_variable|stop_token|latch|barrier|future|chrono|ctime|csignal|"
+    "random|iostream|fstream|filesystem");
 
 /// The standard headers of C++11 that public headers may stand on.
 const std::set<std::string> PUBLIC_STANDARD = {"cstddef", "cstdint", "cstring", "map", "string", "vector"};

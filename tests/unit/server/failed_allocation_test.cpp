@@ -16,6 +16,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 thread_local long t_nUntilFailure = -1;  // allocations that still succeed; negative: all
@@ -41,64 +42,55 @@ namespace {
 
 using session_wire::U32;
 
-constexpr uint32_t kChannel = 77;
-constexpr uint32_t kFarIP = 0x7f000009;
-constexpr CEndpointAddress kAlice{0x0a000001, 1001};
-constexpr CEndpointAddress kBob{0x0a000002, 1002};
-
-std::string Relayed(uint32_t channelID) { return U32(channelID) + U32(kFarIP) + U32(0) + U32(0); }
+std::string Relayed() { return U32(kChannel) + U32(0x7f000009) + U32(0) + U32(0); }
 
 /// One datagram, or else the validation message of a connection.
 struct Row {
     const char* what;
     bool published;
-    CEndpointAddress address;
     std::string datagram;
-    uint32_t type = 0;
+    wire::TcpType type{};
     std::string payload = "";
 };
 
 const Row kRows[] = {
-    {"a publisher over UDP", false, kAlice, CServerHost::SourceConnect(kChannel, 5)},
-    {"a subscriber over UDP", true, kBob, CServerHost::SinkConnect(9, kChannel)},
-    {"a subscriber of another server's channel", false, kBob, Hex("0639") + U32(9) + Relayed(kChannel)},
-    {"a whiteboard's client over UDP", false, kBob, Hex("0424") + U32(9) + U32(kChannel)},
-    {"a publisher over TCP", false, kAlice, "", 12, U32(kChannel)},
-    {"a subscriber over TCP", true, kBob, "", 13, U32(kChannel)},
-    {"one of another server's channel over TCP", false, kBob, "", 13, Relayed(kChannel)},
-    {"a whiteboard's client over TCP", false, kBob, "", 9, U32(kChannel)},
-    {"a user of the signalling service", false, kBob, "", 100, U32(7)},
+    {"a publisher over UDP", false, Hex("0640") + U32(kChannel) + U32(kKey)},
+    {"a subscriber over UDP", true, Hex("0639") + U32(9) + U32(kChannel)},
+    {"a subscriber of another server's channel", false, Hex("0639") + U32(9) + Relayed()},
+    {"a whiteboard's client over UDP", false, Hex("0424") + U32(9) + U32(kChannel)},
+    {"a publisher over TCP", false, "", wire::TcpType::FileSender, U32(kChannel)},
+    {"a subscriber over TCP", true, "", wire::TcpType::FileReceiver, U32(kChannel)},
+    {"one of another server's channel over TCP", false, "", wire::TcpType::FileReceiver, Relayed()},
+    {"a whiteboard's client over TCP", false, "", wire::TcpType::Whiteboard, U32(kChannel)},
+    {"a user of the signalling service", false, "", wire::TcpType::Signalling, U32(7)},
 };
 
 /// False: its connection is gone.
 bool Come(const Row& row, CServerHost& host) {
-    if (row.type != 0) return host.Validate(row.type, row.payload) != nullptr;
-    host.Deliver(row.datagram, row.address);
+    if (row.datagram.empty()) return host.Validate(row.type, row.payload) != nullptr;
+    host.Deliver(row.datagram, kBob);
     return true;
 }
 
-/// What the server has, and what it has said.
+/// What the server has.
 std::vector<size_t> Count(CServerHost& host) {
     std::vector<size_t> counts{LinkRegistry().Count(), GetLocalMCUFile()->Tables().sinks.Size(),
                                host.server->Signalling().clients};
-    for (const CMediumStatus& medium : host.server->Media()) {
-        for (const size_t count : {medium.channels, medium.relays, medium.sourcesUdp, medium.sourcesTcp,
-                                   medium.sinksUdp, medium.sinksTcp, medium.unvalidated})
-            counts.push_back(count);
-    }
+    for (const CMediumStatus& medium : host.server->Media())
+        counts.insert(counts.end(), {medium.channels, medium.relays, medium.sourcesUdp, medium.sourcesTcp,
+                                     medium.sinksUdp, medium.sinksTcp, medium.unvalidated});
     return counts;
 }
 
 /// Lets the n-th allocation fail. `failed`: there were so many.
 bool ComeWithoutMemory(const Row& row, CServerHost& host, long n, bool& failed) {
-    bool mayBeThere = row.type == 0;
+    bool mayBeThere = !row.datagram.empty();
     t_nUntilFailure = n;
     try {
         mayBeThere = Come(row, host);
     } catch (const std::bad_alloc&) {  // the network library ends the connection
     }
-    failed = t_nUntilFailure < 0;
-    t_nUntilFailure = -1;
+    failed = std::exchange(t_nUntilFailure, -1) < 0;
     return mayBeThere;
 }
 
@@ -112,20 +104,20 @@ TEST(FailedAllocation, LeavesNothingBehind) {
         for (long n = -1; failed; ++n) {  // first with all the memory there is
             SCOPED_TRACE(n);
             CServerHost host;
-            if (row.published) host.Publish(kChannel, 5, kAlice);
+            if (row.published) host.Publish();
             const std::vector<size_t> before = Count(host);
             const bool mayBeThere = ComeWithoutMemory(row, host, n, failed);
-            host.Run(1000);
+            host.RunFor(1000);
             if (n < 0) good = Count(host);
             EXPECT_NE(good, before);
             const bool whole = mayBeThere && Count(host) == good;
-            if (!whole && Count(host) != before) host.Run(620000, 1000);  // an empty board or a relay has its time
+            if (!whole && Count(host) != before) host.RunFor(620000, 1000);  // an empty board or a relay has its time
             const std::vector<size_t> after = Count(host);
             EXPECT_TRUE(whole || after == before) << testing::PrintToString(before) << testing::PrintToString(after);
             if (after == before) {
                 EXPECT_TRUE(Come(row, host));
             }
-            host.Run(1000);
+            host.RunFor(1000);
             EXPECT_EQ(Count(host), good);
         }
     }

@@ -7,224 +7,182 @@ using session_wire::U32;
 
 namespace {
 
-constexpr uint32_t kChannel = 77;
-constexpr uint32_t kFar = 0x7f000002;
-constexpr CEndpointAddress kFarAddress{kFar, CServerHost::kPort};
-constexpr CEndpointAddress kBob{0x0a000002, 1002};
-constexpr CEndpointAddress kCarol{0x0a000003, 1003};
+constexpr CEndpointAddress kFar{0x7f000002, CServerHost::kPort};
+constexpr CMcuAddress kHome{{kFar.ip, 0, 0}, 0};
 constexpr uint32_t kFarSink = 0xfa5;
 
-class Relays : public testing::Test {
+class Relays : public testing::Test, protected CServerHost {
 protected:
-    void Ask(const CEndpointAddress& address, uint32_t receiverID = 9) {
-        host.Deliver(CServerHost::LongConnect(receiverID, kChannel, kFar), address);
+    void Ask(const CEndpointAddress& address, uint32_t receiverID = 9, uint32_t channelID = kChannel) {
+        Deliver(LongRequest(receiverID, channelID, kHome), address);
     }
-    /// Of its three addresses the second is one.
-    CFakeTcp* AskTcp(uint32_t channelID) {
-        return host.Validate(13, U32(channelID) + U32(0) + U32(0xe0000001) + U32(kFar));
-    }
-    /// The far server's side of the leg: what it was asked, and its answers.
-    std::vector<std::string> FarTakes() { return host.Take(kFarAddress); }
-    void FarAccepts() {
-        const uint32_t receiverID = host.LastID(kFarAddress, "0639", 2);
-        legID = receiverID != 0 ? receiverID : legID;
-        FarTakes();
-        host.Deliver(Hex("063a") + U32(legID) + U32(kFarSink), kFarAddress);
-        host.Run(10, 10);
-    }
-    void FarSends(uint16_t sequence, const std::string& frame) {
-        host.Deliver(Hex("063d") + U32(legID) + U32(kFarSink) + session_wire::Data(sequence, frame), kFarAddress);
-    }
-    /// Its sink here, once it is acknowledged.
-    uint32_t SinkOf(const CEndpointAddress& address) { return host.LastID(address, "063a", 6); }
-    size_t Channels() { return host.server->Media()[0].channels; }
+    /// Of its three addresses the second is none of a server.
+    CFakeTcp* AskTcp(uint32_t channelID = kChannel) { return SubscribeTcp(channelID, {{0, 0xe0000001, kFar.ip}, 0}); }
+    /// Acknowledgements since the last call.
+    size_t Served(const CEndpointAddress& address) { return TakeCount(address, row.sink.connectAck); }
 
-    CServerHost host;
-    uint32_t legID = 0;
+    /// Requests to the far server since the last call; it answers the last one.
+    size_t Asked() {
+        if (const uint32_t legID = LastID(kFar, row.sink.connect, 2)) m_ulLegID = legID;
+        return TakeCount(kFar, row.sink.connect);
+    }
+    void FarSays(uint8_t command, const std::string& rest = "") {
+        Say(command, m_ulLegID, kFar, U32(kFarSink) + rest);
+        RunFor(10, 10);
+    }
+    /// What is said to it while all goes well, and when it was silent.
+    std::string KeepAlive() const { return ToHex(Datagram(row, row.sink.keepAlive, {kFarSink})); }
+    size_t Goodbyes() { return TakeCount(kFar, row.sink.disconnect); }
+    size_t Legs() { return Status().relays; }
+
+private:
+    uint32_t m_ulLegID = 0;
 };
 
 TEST_F(Relays, AsksOnceForAllAndServesWhenTheFarServerHasAccepted) {
     Ask(kBob);
     Ask(kBob);
     Ask(kCarol, 8);
-    const auto asked = FarTakes();
-    ASSERT_EQ(asked.size(), 1U);
-    legID = session_wire::ReadU32(Hex(asked[0]), 2);
-    EXPECT_EQ(asked[0].substr(12), "0000004d" + std::string(24, '0')) << "the far server must not relay it further";
-    EXPECT_EQ(SinkOf(kBob), 0U);
-    host.Run(5500);
-    EXPECT_EQ(host.TakeCount(kFarAddress, "0639"), 2U) << "once a second, and three in all";
+    EXPECT_EQ(Asked(), 1U);
+    RunFor(5500);
+    EXPECT_EQ(Asked(), 2U) << "once a second, and three in all";
     Ask(kBob);
-    host.Run(1100);
-    FarAccepts();
-    EXPECT_EQ(host.TakeCount(kBob, "063a"), 2U);
-    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
-    EXPECT_EQ(FarTakes(), (std::vector<std::string>{"063b" + ToHex(U32(kFarSink))}));
+    RunFor(3500);
+    EXPECT_EQ(Asked() + Served(kBob), 0U) << "after 9 s";
+    FarSays(row.sink.connectAck);
+    EXPECT_EQ(Served(kBob), 2U);
+    EXPECT_EQ(Served(kCarol), 2U);
+    EXPECT_EQ(Take(kFar), Texts{KeepAlive()});
     Ask({kCarol.ip, 7}, 10);
-    EXPECT_EQ(host.TakeCount({kCarol.ip, 7}, "063a"), 2U) << "at once, now";
-    EXPECT_TRUE(FarTakes().empty());
+    EXPECT_EQ(Served({kCarol.ip, 7}), 2U) << "at once, now";
+    EXPECT_EQ(Take(kFar), Texts());
 }
 
 TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
     Ask(kBob);
-    FarAccepts();
-    const uint32_t sinkID = SinkOf(kBob);
-    host.Run(60000);
-    EXPECT_EQ(Channels(), 1U);
-    host.Deliver(CServerHost::Command("3f", sinkID), kBob);
-    host.Run(9000);
-    EXPECT_EQ(host.TakeCount(kFarAddress, "063f"), 0U);
+    Asked();
+    FarSays(row.sink.connectAck);
+    const uint32_t sinkID = Connected(kBob);
+    RunFor(60000);
+    EXPECT_EQ(Legs(), 1U);
+    Say(row.sink.disconnect, sinkID, kBob);
+    RunFor(9000);
+    EXPECT_EQ(Goodbyes(), 0U);
     Ask(kBob, 10);
-    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarAddress);
-    host.Run(12000);
-    ASSERT_NE(SinkOf(kBob), sinkID) << "taken over by the next one";
-    host.Deliver(CServerHost::Command("3f", SinkOf(kBob)), kBob);
-    host.Run(12500);
-    EXPECT_EQ(host.TakeCount(kFarAddress, "063f"), 3U);
-    EXPECT_EQ(Channels(), 0U);
-}
-
-TEST_F(Relays, GivesUpAfterTenSecondsWithoutAnAnswer) {
-    Ask(kBob);
-    host.Run(9000);
-    EXPECT_EQ(Channels(), 1U);
-    host.Run(3300);
-    EXPECT_EQ(Channels(), 0U);
-    EXPECT_EQ(host.TakeCount(kFarAddress, "0639"), 3U);
-    host.Run(20000);
-    EXPECT_TRUE(FarTakes().empty());
-    EXPECT_EQ(SinkOf(kBob), 0U);
+    FarSays(row.sink.keepAliveAck);
+    RunFor(12000);
+    const uint32_t next = Connected(kBob);
+    ASSERT_NE(next, 0U) << "taken over by the next one";
+    Say(row.sink.disconnect, next, kBob);
+    RunFor(12500);
+    EXPECT_EQ(Goodbyes(), 3U);
+    EXPECT_EQ(Status().channels, 0U);
 }
 
 TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
     Ask(kBob);
-    FarAccepts();
-    host.Deliver(CServerHost::Command("3b", SinkOf(kBob)), kBob);
-    host.Run(4000);
-    FarTakes();
+    Asked();
+    FarSays(row.sink.connectAck);
+    Answer(kBob, Connected(kBob));
+    RunFor(4000);
+    Take(kFar);
     Ask(kCarol, 10);
-    EXPECT_EQ(FarTakes(), (std::vector<std::string>{"063b" + ToHex(U32(kFarSink))}));
-    EXPECT_EQ(SinkOf(kCarol), 0U);
-    host.Deliver(Hex("063c") + U32(legID) + U32(kFarSink), kFarAddress);
-    host.Run(100);
-    EXPECT_NE(SinkOf(kCarol), 0U) << "it is alive";
+    EXPECT_EQ(Take(kFar), Texts{KeepAlive()});
+    EXPECT_EQ(Served(kCarol), 0U);
+    FarSays(row.sink.keepAliveAck);
+    EXPECT_EQ(Served(kCarol), 2U) << "it is alive";
 
-    host.Run(4000);
-    host.Take(kCarol);
-    FarTakes();
+    RunFor(4000);
+    Take(kFar);
     Ask(kCarol, 11);
-    host.Run(4400);
-    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 0U);
-    EXPECT_NE(host.LastID(kFarAddress, "0639", 2), 0U) << "subscribed anew";
-    FarAccepts();
-    EXPECT_EQ(host.TakeCount(kCarol, "063a"), 2U);
-    host.Take(kBob);
-    FarSends(0, "the old subscriber hears the new leg");
-    EXPECT_EQ(host.TakeCount(kBob, "063d"), 1U);
+    RunFor(4400);
+    EXPECT_EQ(Served(kCarol), 0U);
+    EXPECT_GT(Asked(), 0U) << "subscribed anew";
+    FarSays(row.sink.connectAck);
+    EXPECT_EQ(Served(kCarol), 2U);
+    Take(kBob);
+    FarSays(row.sink.frame, Wrapped(0, "the old subscriber hears the new leg"));
+    EXPECT_EQ(TakeCount(kBob, row.sink.frame), 1U);
 }
 
 TEST_F(Relays, OverTcpTheSubscriberIsTakenAtOnceAndClosedWhenTheFarServerIsLate) {
-    const auto ask = [&] { return AskTcp(kChannel); };
-    CFakeTcp* first = ask();
+    CFakeTcp* first = AskTcp();
     ASSERT_TRUE(first);
     EXPECT_EQ(first->sent.size(), 1U);
-    ASSERT_EQ(host.net.clients.size(), 1U);
-    CFakeTcp& leg = host.net.LastClient();
+    ASSERT_EQ(net.clients.size(), 1U);
+    CFakeTcp& leg = net.LastClient();
     EXPECT_EQ(leg.dialledHost, "127.0.0.2") << "the first address that is one";
-    EXPECT_EQ(leg.dialledPort, CServerHost::kPort);
     leg.clientNotify->OnTcpClientNotifyConnected();
-    EXPECT_EQ(ToHex(leg.TakeSent()[0].bytes), "0000000d000000100000004d" + std::string(24, '0'));
-    host.Run(3300);
-    CFakeTcp* second = ask();
-    host.Run(2200);
+    RunFor(3300);
+    CFakeTcp* second = AskTcp();
+    RunFor(2200);
     EXPECT_TRUE(first->released);
     EXPECT_FALSE(second->released);
     leg.lost = true;
-    host.Run(1100);
+    RunFor(1100);
     EXPECT_TRUE(second->released && leg.released);
-    EXPECT_EQ(host.net.clients.size(), 1U) << "dialled once for a request";
-    second = ask();
-    CFakeTcp& up = host.net.LastClient();
-    up.clientNotify->OnTcpClientNotifyConnected();
-    EXPECT_TRUE(up.clientNotify->OnTcpClientNotifyValidate(13, U32(kChannel).data(), 4));
-    host.Run(20000);
-    EXPECT_FALSE(second->released);
-    second->TakeSent();
-    EXPECT_TRUE(up.clientNotify->OnTcpClientNotifyReceivedFrame("down", 4));
-    EXPECT_EQ(second->sent.back().bytes, "down");
-    up.TakeSent();
-    EXPECT_TRUE(second->sessionNotify->OnTcpSessionNotifyReceivedFrame("up", 2));
-    EXPECT_EQ(up.sent.back().bytes, "up");
+    EXPECT_EQ(net.clients.size(), 1U) << "dialled once for a request";
+    CFakeTcp* third = AskTcp();
+    net.LastClient().clientNotify->OnTcpClientNotifyConnected();
+    EXPECT_TRUE(net.LastClient().Answer(13, U32(kChannel)));
+    RunFor(20000);
+    EXPECT_FALSE(third->released);
 }
 
 TEST_F(Relays, PendingLegsAreBounded) {
-    const auto legs = [&] { return host.server->Media()[0].relays; };
-    for (uint32_t i = 0; i < 10; ++i) host.Deliver(CServerHost::LongConnect(1, 1000 + i, kFar), kBob);
-    EXPECT_EQ(legs(), 3U) << "of one asker";
-    for (uint32_t i = 0; i < 200; ++i) host.Deliver(CServerHost::LongConnect(1, 2000 + i, kFar), {0x0b000000 + i, 1});
-    EXPECT_EQ(legs(), 75U) << "of those who may not be there";
+    for (uint32_t i = 0; i < 10; ++i) Ask(kBob, 1, 1000 + i);
+    EXPECT_EQ(Legs(), 3U) << "of one asker";
+    for (uint32_t i = 0; i < 200; ++i) Ask({0x0b000000 + i, 1}, 1, 2000 + i);
+    EXPECT_EQ(Legs(), 75U) << "of those who may not be there";
     EXPECT_TRUE(AskTcp(3000));
-    EXPECT_EQ(legs(), 76U);
-    host.Deliver(CServerHost::LongConnect(1, 4000, kFar), {0x0c000000, 1});
-    EXPECT_EQ(legs(), 76U) << "the rest is for those over TCP";
-    host.Run(12500);
-    EXPECT_EQ(legs(), 0U);
+    Ask({0x0c000000, 1}, 1, 4000);
+    EXPECT_EQ(Legs(), 76U) << "the rest is for those over TCP";
+    RunFor(12500);
+    EXPECT_EQ(Legs(), 0U) << "none has answered for 10 s";
     Ask(kBob);
-    EXPECT_EQ(legs(), 1U);
+    EXPECT_EQ(Legs(), 1U);
 }
 
 TEST_F(Relays, WhoAsksOverTcpAnswersForTheChannel) {
-    CServerOptions options = CServerHost::LoopbackOptions();
-    options.limits.channelsPerAddress = 1;
-    options.trusted.emplace();
-    host.Restart(options);
+    Restart([](CServerOptions& options) {
+        options.limits.channelsPerAddress = 1;
+        options.trusted.emplace();
+    });
     CFakeTcp* first = AskTcp(3000);
     EXPECT_TRUE(first);
     EXPECT_FALSE(AskTcp(3001));
     EXPECT_TRUE(AskTcp(3000)) << "which is there already";
-    host.Run(20000);
+    RunFor(20000);
     EXPECT_TRUE(first->released);
     EXPECT_TRUE(AskTcp(3001));
 }
 
-struct PolicyRow {
-    const char* what;
-    uint32_t listen;
-    const char* relayTo;
-    uint32_t target;
-    bool allowed;
-};
 TEST(RelayPolicy, OnlyToWhereItMay) {
-    const PolicyRow rows[] = {
-        {"nobody", 0, "", 0, false},
-        {"this network", 0, "", 0x00000001, false},
-        {"this network, even when listed", 0, "0.0.0.0/0", 0x00ffffff, false},
-        {"a unicast address", 0, "", 0x01000000, true},
-        {"the last one", 0, "", 0xdfffffff, true},
-        {"multicast", 0, "", 0xe0000000, false},
-        {"reserved", 0, "0.0.0.0/0", 0xf0000001, false},
-        {"broadcast", 0, "0.0.0.0/0", 0xffffffff, false},
-        {"the network's broadcast address", 0, "0.0.0.0/0", 0x0a0000ff, false},
-        {"an address of its own", 0, "", 0x0a000007, false},
-        {"its own, listed", 0, "10.0.0.0/8", 0x0a000007, false},
-        {"another host's", 0x0a000007, "", 0x0a000008, true},
-        {"the one it listens on", 0x0a000007, "", 0x0a000007, false},
-        {"loopback", 0, "", 0x7f000001, false},
-        {"loopback, when it listens elsewhere", 0x0a000007, "", 0x7f000001, false},
-        {"loopback, listed", 0x0a000007, "127.0.0.0/8", 0x7f000001, true},
-        {"loopback, when it listens there", 0x7f000001, "", 0x7f000002, true},
-        {"not listed", 0, "10.1.0.0/16", 0x0a020000, false},
-        {"listed", 0, "10.1.0.0/16", 0x0a01ffff, true},
+    const struct {
+        const char* what;
+        uint32_t listen;
+        const char* relayTo;
+        std::vector<uint32_t> allowed, refused;
+    } rows[] = {
+        {"unicast, and nothing of its own",
+         0,
+         "",
+         {0x01000000, 0xdfffffff},
+         {0, 1, 0xe0000000, 0x0a000007, 0x7f000001}},
+        {"no listing helps", 0, "0.0.0.0/0", {1 << 24}, {0x00ffffff, 0xf0000001, 0xffffffff, 0x0a0000ff, 0x0a000007}},
+        {"listed alone", 0, "10.1.0.0/16", {0x0a01ffff}, {0x0a020000}},
+        {"at one address others of the host are not itself", 0x0a000007, "", {0x0a000008}, {0x0a000007, 0x7f000001}},
+        {"loopback when listed", 0x0a000007, "127.0.0.0/8", {0x7f000001}, {}},
+        {"loopback when it listens there", 0x7f000001, "", {0x7f000002}, {0x7f000001}},
     };
-    for (const PolicyRow& row : rows) {
+    for (const auto& one : rows) {
         CServerOptions options;
-        options.listenIP = row.listen;
-        if (*row.relayTo != '\0') {
-            ASSERT_TRUE(CCidr::Parse(row.relayTo, options.relayTo));
-        }
+        options.listenIP = one.listen;
+        EXPECT_EQ(CCidr::Parse(one.relayTo, options.relayTo), *one.relayTo != '\0');
         CRelayPolicy policy(options);
-        policy.SetOwn({0x7f000001, 0x0a000007}, {0x0a0000ff});
-        EXPECT_EQ(policy.Allows(row.target), row.allowed) << row.what;
+        policy.SetOwn({0x7f000001, 0x0a000007}, {0x0a0000ff});  // and everybody of its network
+        for (const uint32_t ip : one.allowed) EXPECT_TRUE(policy.Allows(ip)) << one.what << " " << std::hex << ip;
+        for (const uint32_t ip : one.refused) EXPECT_FALSE(policy.Allows(ip)) << one.what << " " << std::hex << ip;
     }
 }
 

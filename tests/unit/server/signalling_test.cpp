@@ -1,5 +1,7 @@
-// The signalling service: who may come, what reaches whom, and what happens to those who say or read too much or too
-// little.
+// How peers find each other at the server: who may come to the signalling service, what reaches whom, what happens to
+// those who say or read too much or too little; and what askers hear of their own address.
+#include "server/signalling/reflector.h"
+
 #include "server_host.h"
 
 #include <gtest/gtest.h>
@@ -8,44 +10,27 @@ using session_wire::U32;
 
 namespace {
 
-constexpr uint32_t kSignalling = 100;
-
-class Signalling : public testing::Test {
+class Signalling : public testing::Test, protected CServerHost {
 protected:
-    static CServerOptions FewClients() {
-        CServerOptions options = CServerHost::LoopbackOptions();
-        options.limits.signallingClients = 3;
-        return options;
-    }
+    Signalling() : CServerHost(media::kFile, [](CServerOptions& options) { options.limits.signallingClients = 3; }) {}
+
+    CFakeTcp* Knock(const std::string& payload) { return Validate(wire::TcpType::Signalling, payload); }
     /// A client that has come and read its answer; null when it was refused.
     CFakeTcp* Come(uint32_t userID) {
-        CFakeTcp* client = host.Validate(kSignalling, U32(userID));
+        CFakeTcp* client = Knock(U32(userID));
         if (client) client->TakeSent();
         return client;
     }
-    static bool Say(CFakeTcp* client, const std::string& frame) {
-        return client->sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size()));
-    }
-    /// What has reached a client, keep-alives left out.
-    static std::vector<std::string> Heard(CFakeTcp* client) {
-        std::vector<std::string> frames;
-        for (const CSentMessage& one : client->TakeSent())
-            if (one.bytes.size() >= 4) frames.push_back(one.bytes);
-        return frames;
-    }
-    CSignallingStatus Status() { return host.server->Signalling(); }
-
-    CServerHost host{FewClients()};
-    using Frames = std::vector<std::string>;
+    CSignallingStatus Now() { return server->Signalling(); }
 };
 
 TEST_F(Signalling, AUserIDIsOnesWhoCameWithItFirst) {
     for (const std::string& refused : {U32(0), U32(7) + "x", std::string("7"), std::string()})
-        EXPECT_FALSE(host.Validate(kSignalling, refused)) << ToHex(refused);
-    host.net.TcpServer().agrees = false;
+        EXPECT_FALSE(Knock(refused)) << ToHex(refused);
+    net.TcpServer().agrees = false;
     EXPECT_FALSE(Come(7));
-    host.net.TcpServer().agrees = true;
-    CFakeTcp* first = host.Validate(kSignalling, U32(7));
+    net.TcpServer().agrees = true;
+    CFakeTcp* first = Knock(U32(7));
     ASSERT_TRUE(first);
     ASSERT_EQ(first->sent.size(), 1U);
     EXPECT_EQ(first->sent[0].mode, 1);
@@ -58,10 +43,10 @@ TEST_F(Signalling, AUserIDIsOnesWhoCameWithItFirst) {
     ASSERT_TRUE(again) << "the old connection is gone";
     EXPECT_TRUE(first->released);
     again->lost = true;
-    host.Run(1100);
+    RunFor(1100);
     EXPECT_TRUE(again->released);
-    EXPECT_EQ(Status().clients, 2U);
-    EXPECT_EQ(host.LastLine(), "signalling user 7 127.0.0.1:50000 left");
+    EXPECT_EQ(Now().clients, 2U);
+    EXPECT_EQ(LastLine(), "signalling user 7 127.0.0.1:50000 left");
     EXPECT_TRUE(Come(10));
 }
 
@@ -69,77 +54,78 @@ TEST_F(Signalling, APacketReachesItsTargetAloneAndUnread) {
     CFakeTcp *alice = Come(7), *bob = Come(0xfffffff8), *carol = Come(9);
     ASSERT_TRUE(alice && bob && carol);
     const std::string packet("\0\xff any bytes", 12);
-    EXPECT_TRUE(Say(alice, U32(0xfffffff8) + packet));
-    EXPECT_TRUE(Say(alice, U32(0xfffffff8)));
-    EXPECT_EQ(Heard(bob), (Frames{U32(7) + packet, U32(7)}));
-    EXPECT_TRUE(Heard(alice).empty() && Heard(carol).empty());
-    EXPECT_TRUE(Say(alice, U32(77) + packet)) << "nobody";
-    for (const std::string& keepAlive : {std::string(1, '\0'), std::string(3, '\0')})
-        EXPECT_TRUE(Say(alice, keepAlive));
-    EXPECT_TRUE(Heard(bob).empty() && Heard(carol).empty());
-    EXPECT_TRUE(Say(alice, U32(9) + std::string(64 << 10, 'p')));
-    EXPECT_EQ(Heard(carol).at(0).size(), 4U + (64 << 10));
-    EXPECT_FALSE(Say(alice, U32(9) + std::string((64 << 10) + 1, 'p'))) << "its connection is closed";
-    EXPECT_TRUE(Heard(carol).empty());
-    EXPECT_EQ(Status().forwarded, 3U);
-    EXPECT_EQ(Status().dropped, 1U);
-    host.Run(60000, 1001);
-    const auto idle = bob->TakeSent();
+    EXPECT_TRUE(alice->Hear(U32(0xfffffff8) + packet));
+    EXPECT_TRUE(alice->Hear(U32(0xfffffff8)));
+    EXPECT_EQ(bob->TakeFrames(), (Texts{U32(7) + packet, U32(7)}));
+    for (const std::string& none : {U32(77) + packet, std::string(1, '\0'), std::string(3, '\0')})
+        EXPECT_TRUE(alice->Hear(none)) << "to nobody, or a keep-alive";
+    EXPECT_TRUE(alice->sent.empty() && bob->sent.empty() && carol->sent.empty());
+    EXPECT_TRUE(alice->Hear(U32(9) + std::string(64 << 10, 'p')));
+    EXPECT_EQ(carol->TakeFrames().at(0).size(), 4U + (64 << 10));
+    EXPECT_FALSE(alice->Hear(U32(9) + std::string((64 << 10) + 1, 'p'))) << "its connection is closed";
+    EXPECT_TRUE(carol->sent.empty());
+    EXPECT_EQ(Now().forwarded, 3U);
+    EXPECT_EQ(Now().dropped, 1U);
+    RunFor(60000, 1001);
+    const Texts idle = bob->TakeFrames();
     EXPECT_NEAR(static_cast<double>(idle.size()), 60 / 11.0, 1) << "keep-alives show a dead connection";
-    for (const CSentMessage& one : idle) EXPECT_EQ(one.bytes, std::string(1, '\0'));
+    EXPECT_EQ(idle, Texts(idle.size(), std::string(1, '\0')));
 }
 
 TEST_F(Signalling, AHurriedClientIsHeldBackAndClosedWhenItGoesOn) {
     CFakeTcp *alice = Come(7), *bob = Come(8);
     const auto burst = [&](int frames) {
         int open = 0;
-        for (int i = 0; i < frames; ++i) open += Say(alice, U32(8) + "p") ? 1 : 0;
+        for (int i = 0; i < frames; ++i) open += alice->Hear(U32(8) + "p") ? 1 : 0;
         return open;
     };
+    EXPECT_EQ(burst(101), 101);
+    EXPECT_EQ(bob->TakeFrames().size(), 100U);
+    clock.Advance(1000);
     EXPECT_EQ(burst(100), 100);
-    EXPECT_EQ(Heard(bob).size(), 100U);
-    EXPECT_EQ(burst(1), 1);
-    EXPECT_TRUE(Heard(bob).empty());
-    host.clock.Advance(1000);
-    EXPECT_EQ(burst(100), 100);
-    EXPECT_EQ(Heard(bob).size(), 100U) << "a second later";
+    EXPECT_EQ(bob->TakeFrames().size(), 100U) << "a second later";
     for (int second = 0; second < 2; ++second) {
-        host.clock.Advance(1000);
+        clock.Advance(1000);
         EXPECT_EQ(burst(200), 200) << second;
-        EXPECT_EQ(Heard(bob).size(), 100U);
+        EXPECT_EQ(bob->TakeFrames().size(), 100U);
     }
-    host.clock.Advance(1000);
+    clock.Advance(1000);
     EXPECT_EQ(burst(1), 0);
 }
 
 TEST_F(Signalling, WhoReadsSlowlyMissesTheNewestAndWhoTakesNothingIsClosed) {
     CFakeTcp *alice = Come(7), *bob = Come(8), *carol = Come(9);
+    const auto reaches = [&](CFakeTcp* reader, uint32_t userID, const std::string& packet) {
+        EXPECT_TRUE(alice->Hear(U32(userID) + packet));
+        return reader->TakeFrames().size() == 1;
+    };
     bob->queuedBytes = (1 << 20) - 4 - 5;
-    EXPECT_TRUE(Say(alice, U32(8) + "exact"));
-    EXPECT_EQ(Heard(bob).size(), 1U);
-    EXPECT_TRUE(Say(alice, U32(8) + "larger"));
-    EXPECT_TRUE(Heard(bob).empty());
+    EXPECT_TRUE(reaches(bob, 8, "exact"));
+    EXPECT_FALSE(reaches(bob, 8, "larger"));
+    EXPECT_TRUE(reaches(carol, 9, "larger"));
     EXPECT_EQ(bob->maxStall, 10000U) << "the connection ends by itself when nothing is taken";
     bob->queuedBytes = 0;
-    EXPECT_TRUE(Say(alice, U32(8) + "later"));
-    EXPECT_EQ(Heard(bob).size(), 1U);
-    EXPECT_TRUE(Say(alice, U32(9) + "carol"));
-    EXPECT_EQ(Heard(carol).size(), 1U);
-    bob->lost = true;
-    host.Run(1100);
-    EXPECT_TRUE(bob->released);
-    EXPECT_FALSE(alice->released || carol->released);
+    EXPECT_TRUE(reaches(bob, 8, "later"));
 }
 
-TEST_F(Signalling, AtTheEndWhatIsQueuedLeavesFirst) {
-    CFakeTcp* alice = Come(7);
-    host.server->Drain();
-    EXPECT_TRUE(alice->lost) << "closes when its queue is empty";
-    EXPECT_FALSE(alice->released);
-    EXPECT_FALSE(Come(8));
-    host.server->ReleaseConnections();
-    EXPECT_TRUE(alice->released);
-    host.server = new CTestServer(FewClients(), host.log);
+TEST(Reflector, TellsThoseWhoMayAskTheirAddressOnBothPorts) {
+    const CCidrList allow{{0x0a000000, 8}};
+    CServerHost host(media::kFile, [&](CServerOptions& options) { options.allow = allow; });
+    CReflector second(allow);
+    ASSERT_TRUE(second.Open(0x7f000001, 0));
+    for (const auto& endpoint : host.net.udps) {
+        const auto answer = [&](const char* said, uint32_t ip) {
+            endpoint->Deliver(Hex(said), ip, 0xfffe);
+            std::string answers;
+            for (const CSentDatagram& one : endpoint->TakeSent())
+                answers += EndpointText(one.ip, one.port) + " " + ToHex(one.bytes);
+            return answers;
+        };
+        EXPECT_EQ(answer("07", 0x0a000001), "10.0.0.1:65534 070a000001fffe");
+        for (const char* other : {"0700", "070a000001fffe", "07 0a000001 fffe 00", "08", "02"})
+            EXPECT_EQ(answer(other, 0x0a000001), "") << "an answer, or something else";
+        EXPECT_EQ(answer("07", 0x0b000001), "") << "one who may not ask";
+    }
 }
 
 }  // namespace
