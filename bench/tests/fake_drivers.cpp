@@ -15,34 +15,24 @@ namespace bench {
 
 namespace {
 
-void Wait(CSide& side) {
+void ListenAndWait(CSide& side) {
+    side.Listening(1234);
     side.Connected();
     side.WaitForStop();
 }
 
-void ListenAndWait(CSide& side) {
-    side.Listening(1234);
-    Wait(side);
-}
-
-/// Makes and checks every frame in one process.
-void ReceiveAll(CSide& side) {
+/// Makes and checks every frame in one process; each so often.
+void Receive(CSide& side, int times) {
     side.Connected();
     if (side.Port() != 1234) side.Fail("the port did not arrive");
     CFrameSource source(side.Spec().frames, side.Spec().frameLen);
     CBulkReceiver receiver(side);
-    while (source.Next()) receiver.OnFrame(source.Data(), source.Length());
+    while (source.Next())
+        for (int i = 0; i < times; ++i) receiver.OnFrame(source.Data(), source.Length());
     side.WaitForStop();
 }
-
-void ReceiveOneTwice(CSide& side) {
-    side.Connected();
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
-    CBulkReceiver receiver(side);
-    source.Next();
-    for (int i = 0; i < 2; ++i) receiver.OnFrame(source.Data(), source.Length());
-    side.WaitForStop();
-}
+void ReceiveAll(CSide& side) { Receive(side, 1); }
+void ReceiveTwice(CSide& side) { Receive(side, 2); }
 
 void AnswerMyself(CSide& side) {
     side.Connected();
@@ -50,22 +40,6 @@ void AnswerMyself(CSide& side) {
     const char* frame = pinger.Next();
     while (pinger.OnReply(frame, pinger.Length())) frame = pinger.Next();
     side.WaitForStop();
-}
-
-void Crash(CSide& side) {
-    side.Connected();
-    raise(SIGABRT);
-}
-
-void Throw(CSide& side) {
-    side.Connected();
-    throw std::runtime_error("on purpose");
-}
-
-/// Finishes well and crashes while it cleans up.
-void CrashLate(CSide& side) {
-    ReceiveAll(side);
-    raise(SIGABRT);
 }
 
 /// Each side waits for the other's steps; this one then waits for a step that never comes.
@@ -80,7 +54,6 @@ void TellSteps(CSide& side) {
     if (side.Hear(99, 60000)) side.Fail("heard what nobody told");
     side.WaitForStop();
 }
-
 void AnswerSteps(CSide& side) {
     side.Connected();
     double heard = 0;
@@ -94,13 +67,6 @@ void AnswerSteps(CSide& side) {
     side.WaitForStop();
 }
 
-/// Tells its process ID in a file and then ignores everybody.
-void Hang(CSide& side) {
-    std::ofstream(std::getenv("LUMO_BENCH_TEST_FILE")) << getpid();
-    side.Connected();
-    while (true) pause();
-}
-
 nlohmann::json NoSettings() { return nlohmann::json::object(); }
 
 CDriver Receiving(const char* name, void (*receiver)(CSide&)) {
@@ -112,12 +78,20 @@ CDriver Receiving(const char* name, void (*receiver)(CSide&)) {
 const std::vector<CDriver>& Drivers() {
     static const std::vector<CDriver> drivers = {
         Receiving("good", ReceiveAll),
-        Receiving("doubling", ReceiveOneTwice),
-        Receiving("crashing", Crash),
+        Receiving("doubling", ReceiveTwice),
+        Receiving("crashing", [](CSide&) { raise(SIGABRT); }),
+        Receiving("crashing late",
+                  [](CSide& side) {
+                      ReceiveAll(side);
+                      raise(SIGABRT);
+                  }),
+        Receiving("throwing", [](CSide&) { throw std::runtime_error("on purpose"); }),
+        Receiving("hanging",
+                  [](CSide&) {
+                      std::ofstream(std::getenv("LUMO_BENCH_TEST_FILE")) << getpid();
+                      while (true) pause();
+                  }),
         {"steps", Role::Receiver, Listener::Sender, TellSteps, AnswerSteps, NoSettings},
-        Receiving("throwing", Throw),
-        Receiving("crashing late", CrashLate),
-        Receiving("hanging", Hang),
         {"ping", Role::Sender, Listener::Receiver, AnswerMyself, ListenAndWait, NoSettings},
     };
     return drivers;

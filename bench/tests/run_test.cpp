@@ -81,24 +81,20 @@ TEST(BenchRun, ADeadlineEndsItsProcesses) {
     EXPECT_NE(kill(pid, 0), 0) << "the hanging process is still there";
 }
 
-TEST(BenchFrames, OneWrongByteInAnyPacketOfAFrameIsSeen) {
-    constexpr uint32_t kLen = 65536;
+TEST(BenchFrames, OneWrongPacketOfAFrameIsSeen) {
+    constexpr uint32_t kLen = 65536, kPacket = 1040;
     CFrameSource source(3, kLen);
-    ASSERT_TRUE(source.Next());
-    const std::vector<char> first(source.Data(), source.Data() + source.Length());
-    ASSERT_TRUE(source.Next());
-    const std::vector<char> second(source.Data(), source.Data() + source.Length());
-
+    const auto next = [&source] {
+        EXPECT_TRUE(source.Next());
+        return std::string(source.Data(), static_cast<size_t>(source.Length()));
+    };
+    const std::string first = next(), second = next();
     EXPECT_FALSE(CFrameCheck(3, kLen).Take(second.data(), kLen)) << "the frames are numbered";
     EXPECT_FALSE(CFrameCheck(3, kLen).Take(first.data(), kLen - 1));
-    constexpr size_t kPacket = 1040;
-    for (size_t packet = 0; packet * kPacket < kLen; ++packet) {
-        std::vector<char> mixed = first;  // one packet of it belongs to the other frame
-        const size_t begin = packet * kPacket;
-        const size_t end = std::min<size_t>(begin + kPacket, kLen);
-        std::copy(second.begin() + static_cast<long>(begin), second.begin() + static_cast<long>(end),
-                  mixed.begin() + static_cast<long>(begin));
-        EXPECT_FALSE(CFrameCheck(3, kLen).Take(mixed.data(), kLen)) << "packet " << packet;
+    for (size_t begin = 0; begin < kLen; begin += kPacket) {
+        std::string mixed = first;  // one packet of it belongs to the other frame
+        mixed.replace(begin, kPacket, second, begin, kPacket);
+        EXPECT_FALSE(CFrameCheck(3, kLen).Take(mixed.data(), kLen)) << "byte " << begin;
     }
     CFrameCheck check(2, kLen);
     EXPECT_TRUE(check.Take(first.data(), kLen));
@@ -108,32 +104,30 @@ TEST(BenchFrames, OneWrongByteInAnyPacketOfAFrameIsSeen) {
     EXPECT_FALSE(check.Take(second.data(), kLen)) << "more than were sent";
 }
 
-TEST(BenchFrames, VideoSaysWhichOfItsFramesStandAlone) {
+TEST(BenchFrames, VideoKeepsItsPaceAndSaysWhichOfItsFramesStandAlone) {
     CVideoFrames frames = SmallVideoFrames();
     std::vector<uint32_t> keys;
     for (uint32_t number = 1; number <= 2 * kKeyEvery; ++number) {
         const int64_t before = NowNs();
         char* frame = frames.Next();
-        const FrameStamp stamp = frames.Check(frame, frames.Length());
+        const int length = frames.Length();
+        const FrameStamp stamp = frames.Check(frame, length);
         EXPECT_EQ(stamp.number, number);
         EXPECT_GE(stamp.sentNs, before);
         if (frame[0] != 0) keys.push_back(number);
-        EXPECT_EQ(frames.Length(), frame[0] != 0 ? 40960 : 4096);
+        EXPECT_EQ(length, frame[0] != 0 ? 40960 : 4096);
         frame[1] = 1;  // the library's
-        EXPECT_NO_THROW(frames.Check(frame, frames.Length()));
-        EXPECT_THROW(frames.Check(frame, frames.Length() - 1), std::runtime_error);
-        EXPECT_THROW(frames.Check(frame, 5), std::runtime_error);
+        EXPECT_NO_THROW(frames.Check(frame, length));
+        for (const int cut : {length - 1, 5}) EXPECT_THROW(frames.Check(frame, cut), std::runtime_error);
         frame[0] = frame[0] != 0 ? 0 : 1;
-        EXPECT_THROW(frames.Check(frame, frames.Length()), std::runtime_error);
+        EXPECT_THROW(frames.Check(frame, length), std::runtime_error);
     }
     EXPECT_EQ(keys, (std::vector<uint32_t>{1, 1 + kKeyEvery}));
-}
 
-TEST(BenchFrames, APaceIsKept) {
-    CVideoFrames frames = StreamVideoFrames();
+    CVideoFrames stream = StreamVideoFrames();
     const int64_t start = NowNs();
     uint32_t sent = 0;
-    SendPaced(frames, 4, [&](const char*, int length) { sent += static_cast<uint32_t>(length); });
+    SendPaced(stream, 4, [&](const char*, int length) { sent += static_cast<uint32_t>(length); });
     EXPECT_GE(NowNs() - start, 3 * kVideoPaceNs);
     EXPECT_EQ(sent, 4 * 33333U);
 }

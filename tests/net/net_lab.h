@@ -1,8 +1,6 @@
 // Hosts and NATs in network namespaces of the test's own.
 #pragma once
 
-#include "tools/lumo/demo/child_process.h"
-
 #include <string>
 #include <vector>
 
@@ -33,8 +31,8 @@ public:
     /// From now on nothing passes between the two NATs or hosts on the bridge.
     void Cut(int oneNumber, int otherNumber);
 
-    /// Starts a program in a host.
-    void Start(lumo::CChildProcess& child, const std::string& host, std::vector<std::string> arguments);
+    /// The words that go before a program's to run it in a host.
+    std::vector<std::string> At(const std::string& host) const { return {Find("ip"), "netns", "exec", Space(host)}; }
     bool Ok() const { return m_strProblem.empty(); }
     const std::string& Problem() const { return m_strProblem; }
 
@@ -43,9 +41,11 @@ private:
     void AddSpace(const std::string& name);
     /// A cable from a host to a bridge of another one.
     void Connect(const std::string& host, const std::string& address, const std::string& hub);
-    void Ip(const std::vector<std::string>& arguments) { Run("ip", arguments); }
-    void In(const std::string& name, std::vector<std::string> arguments);
-    void Run(const std::string& program, const std::vector<std::string>& arguments);
+    /// Runs words that blanks part, the second in a host.
+    void Run(const std::string& line);
+    void In(const std::string& name, const std::string& line) { Run("ip netns exec " + Space(name) + " " + line); }
+    /// Where a program is; empty: nowhere.
+    static std::string Find(const std::string& program);
 
     static inline int s_nLabs = 0;
     const std::string m_strPrefix;

@@ -21,18 +21,12 @@ using Names = std::set<std::string>;
 
 inline constexpr uint32_t kBlocks = 41;
 inline const std::string& Data() {
-    static const std::string data = sim::RandomBytes((kBlocks - 1) * size_t{kBlockSize} + 123, 7);
+    static const std::string data = RandomBytes((kBlocks - 1) * size_t{kBlockSize} + 123, 7);
     return data;
 }
 
 inline Offer OfferOf(const std::string& name, const std::string& data) {
-    Offer offer;
-    offer.name = name;
-    offer.size = data.size();
-    CSha256 hash;
-    hash.Add(data.data(), data.size());
-    hash.Finish(offer.sha256);
-    return offer;
+    return {0, 0, data.size(), sim::DigestOf(data), name};
 }
 
 inline std::shared_ptr<CFileFolder> In(const CScratch& scratch, const FolderRules& rules = {}) {
@@ -53,6 +47,11 @@ struct Attempt {
             const uint32_t length = BlockLength(data.size(), block);
             ASSERT_TRUE(store->Write(block, start, length, BlockChecksum(start, length))) << store->Problem();
         }
+    }
+    /// All of it comes.
+    bool Finish(const std::string& data = "new") const {
+        Write(data, 0, BlocksOf(data.size()));
+        return store->Commit();
     }
     StoreStep Verify() const {
         StoreStep step = StoreStep::More;

@@ -1,10 +1,8 @@
 // A board without pages, whose channel is the test.
 #pragma once
 
+#include "support/wb_words.h"
 #include "tools/lumo/board/board.h"
-#include "tools/lumo/board/board_events.h"
-#include "tools/lumo/board/board_model.h"
-#include "tools/lumo/board/undo.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +15,8 @@ namespace board_fixture {
 
 using namespace lumo;
 using nlohmann::json;
+using wb_words::Words;
+using IDs = std::vector<uint32_t>;
 
 inline const std::string kLine = R"({"type":"line","colour":"#ff0000","width":16,"fill":null,"box":[0,0,160,320]})";
 
@@ -24,30 +24,37 @@ class Board : public ::testing::Test, private IBoardPort {
 protected:
     Board() : m_board(5, 77, "Ada", m_feeds) { m_board.SetPort(this); }
     PageFeedPtr Open() {
-        std::vector<uint32_t> objects;
+        IDs objects;
         return m_board.OpenPage(objects);
     }
-
     void Say(const std::string& message) override {
         BoardMessage said;
         ASSERT_TRUE(ParseMessage(message, said));
         m_said.push_back(message);
     }
-    std::vector<uint32_t> Do(const std::string& actions) {
+
+    /// What a page does; the IDs of what it has drawn.
+    IDs Do(const std::string& action) {
         std::vector<BoardAction> read;
-        EXPECT_TRUE(ParseActions(actions, read)) << actions;
+        EXPECT_TRUE(ParseActions("[" + action + "]", read)) << action;
         const auto ids = m_board.Do(read, m_now);
-        return ids.empty() ? std::vector<uint32_t>() : ids[0];
+        return ids.empty() ? IDs() : ids[0];
     }
-    uint32_t Draw() {
-        const auto ids = Do(R"([{"do":"add","objects":[)" + kLine + "]}]");
-        return ids.empty() ? 0 : ids[0];
+    IDs DoTo(const char* what, uint32_t id, const char* more = "") {
+        return Do(R"({"do":")" + std::string(what) + R"(","ids":[)" + std::to_string(id) + "]" + more + "}");
     }
-    std::string WithIDs(const char* what, uint32_t id, const char* more = "") {
-        return std::string(R"([{"do":")") + what + R"(","ids":[)" + std::to_string(id) + "]" + more + "}]";
+    uint32_t Draw() { return Do(R"({"do":"add","objects":[)" + kLine + "]}").at(0); }
+    IDs Replace(uint32_t id, const std::string& object = kLine) {
+        return Do(R"({"do":"replace","id":)" + std::to_string(id) + R"(,"object":)" + object + "}");
     }
+    void Undo() { Do(R"({"do":"undo"})"); }
+
+    /// What others say.
     void Hear(BoardCommand command, uint32_t object, const std::string& payload = "") {
         m_board.OnMessage(MakeMessage(command, object, 9, payload), m_now);
+    }
+    void HearDrawn(const IDs& objects) {
+        for (const uint32_t object : objects) Hear(BoardCommand::Data, object, Record());
     }
     /// What was said of that kind since the last call.
     std::vector<std::string> Said(BoardCommand command) {
@@ -57,40 +64,34 @@ protected:
         }
         return found;
     }
-    /// What that page has been told since the last call.
-    static std::vector<std::string> Told(const PageFeedPtr& page) {
+    /// What that page has been told of this kind since the last call.
+    static std::vector<std::string> Told(const PageFeedPtr& page, const std::string& kind = "") {
         std::vector<std::string> told;
-        for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;) told.push_back(*event);
+        for (EventText event; page->Wait(std::chrono::milliseconds(0), event) && event;)
+            if (event->find(kind) != std::string::npos) told.push_back(*event);
         return told;
     }
-    static size_t Count(const std::vector<std::string>& told, const std::string& what) {
-        return static_cast<size_t>(std::count_if(
-            told.begin(), told.end(), [&](const std::string& event) { return event.find(what) != std::string::npos; }));
-    }
     json Objects() { return json::parse(m_board.Text())["objects"]; }
-    std::vector<uint32_t> IDs() {
-        std::vector<uint32_t> ids;
+    size_t People() { return json::parse(m_board.Text())["people"]; }
+    IDs Held() {
+        IDs ids;
         for (const json& object : Objects()) ids.push_back(object["id"]);
         return ids;
-    }
-    void Settle() {
-        m_now += CBoard::kQuietMs;
-        m_board.Tick(m_now);
     }
     void GoOnline() {
         m_board.GoOnline(m_now);
         Settle();
     }
+    void Settle() {
+        m_now += CBoard::kQuietMs;
+        m_board.Tick(m_now);
+    }
+    void GoOffline(uint64_t unsureMs = 12000) { m_board.GoOffline(m_now, unsureMs); }
 
     static std::string Record() {
         Shape shape;
         shape.type = ShapeType::Rectangle;
         return EncodeRecord(shape);
-    }
-    static std::string Word(uint32_t value) {
-        std::string bytes;
-        AddWord(bytes, value);
-        return bytes;
     }
 
     CPageFeeds m_feeds;

@@ -1,4 +1,6 @@
-// Records of drawn objects: what each kind is on the wire, what a move changes, what is refused.
+// Drawn objects: what each kind is on the wire, what a move changes, which records and which pages' posts are refused.
+#include "support/wb_words.h"
+#include "tools/lumo/board/board_events.h"
 #include "tools/lumo/board/little_endian.h"
 #include "tools/lumo/board/record.h"
 
@@ -7,14 +9,9 @@
 #include <climits>
 
 using namespace lumo;
+using wb_words::Words;
 
 namespace {
-
-std::string Words(const std::vector<uint32_t>& words) {
-    std::string bytes;
-    for (const uint32_t word : words) AddWord(bytes, word);
-    return bytes;
-}
 
 constexpr auto kMinus5 = static_cast<uint32_t>(-5);
 const std::string kPng("\x89PNG\r\n\x1a\n....", 12);
@@ -42,7 +39,7 @@ const RecordRow kRecords[] = {
 
 class Record : public ::testing::TestWithParam<RecordRow> {};
 
-TEST_P(Record, IsReadWrittenAndMoved) {
+TEST_P(Record, IsReadWrittenAndMovedAndNothingCutOrTooLongIsDrawn) {
     const RecordRow& row = GetParam();
     Shape shape;
     ASSERT_TRUE(ParseRecord(row.record, shape));
@@ -50,21 +47,14 @@ TEST_P(Record, IsReadWrittenAndMoved) {
     std::string moved = row.record;
     MoveRecord(moved, -5, 10);
     EXPECT_EQ(moved, row.moved);
-    Shape there;
-    EXPECT_TRUE(ParseRecord(moved, there)) << "a move leaves it what it is";
-}
-
-TEST_P(Record, CutAnywhereOrTooLongIsNotDrawnAndMovedWithinItsEnd) {
-    const std::string& whole = GetParam().record;
-    for (size_t length = 0; length < whole.size(); ++length) {
-        std::string cut = whole.substr(0, length);
-        Shape shape;
+    EXPECT_TRUE(ParseRecord(moved, shape)) << "a move leaves it what it is";
+    for (size_t length = 0; length < row.record.size(); ++length) {
+        std::string cut = row.record.substr(0, length);
         EXPECT_FALSE(ParseRecord(cut, shape)) << length;
         MoveRecord(cut, 1, 1);
         EXPECT_EQ(cut.size(), length);
     }
-    Shape shape;
-    EXPECT_FALSE(ParseRecord(whole + "x", shape));
+    EXPECT_FALSE(ParseRecord(row.record + "x", shape));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Record, ::testing::ValuesIn(kRecords), [](const auto& row) { return row.param.name; });
@@ -122,6 +112,45 @@ TEST(Records, MovesWrapAndFollowTheCountOnlyAsFarAsThereAreBytes) {
     std::string unknown = Words({10, 1, 1, 1, 1, 1, 1, 1, 1, 1});
     MoveRecord(unknown, 1, 2);
     EXPECT_EQ(unknown, Words({10, 1, 1, 1, 1, 1, 1, 1, 1, 1}));
+}
+
+TEST(BoardActions, WhatIsNotAsItMustBeIsRefused) {
+    const std::string add = R"([{"do":"add","objects":[)";
+    const std::string rows[] = {
+        R"([{"do":"undo"})",
+        "{}",
+        "7",
+        R"([7])",
+        R"([{"do":"fly"}])",
+        R"([{"do":["undo"]}])",
+        R"([{"do":"move","ids":[1],"dx":2147483648,"dy":0}])",
+        R"([{"do":"move","ids":[1],"dx":0.5,"dy":0}])",
+        R"([{"do":"replace","id":-1,"object":{"type":"line","colour":"#0a0b0c","width":1,"box":[0,0,5,6]}}])",
+        R"([{"do":"replace","id":1,"object":[]}])",
+        R"([{"do":"delete","ids":[-1]}])",
+        R"([{"do":"delete","ids":[]}])",
+        R"([{"do":"delete","ids":[18446744073709551615]}])",
+        R"([{"do":"name","name":5}])",
+        R"([{"do":"add","objects":[]}])",
+        add + R"({"type":"picture","colour":"#000000","width":1,"box":[0,0,1,1]}]}])",
+        add + R"({"type":"pen","colour":"#000000","width":1,"box":[0,0,1,1],"points":[1,2,3]}]}])",
+        add + R"({"type":"pen","colour":"#000000","width":1,"box":[0,0,1,1],"points":[1,"2"]}]}])",
+        add + R"({"type":"line","colour":"red","width":1,"box":[0,0,1,1]}]}])",
+        add + R"({"type":"line","colour":"#00000g","width":1,"box":[0,0,1,1]}]}])",
+        add + R"({"type":"line","colour":"#000000","width":5000,"box":[0,0,1,1]}]}])",
+        add + R"({"type":"line","colour":"#000000","width":1,"box":[0,0,1]}]}])",
+        add + R"({"type":"text","colour":"#000000","width":1,"box":[0,0,1,1],"text":")" +
+            std::string(kMaxText + 1, 'x') + R"("}]}])",
+        std::string(100000, '['),
+        std::string(kMaxPosted + 1, ' ') + "[]",
+    };
+    std::vector<BoardAction> actions;
+    for (const std::string& row : rows) EXPECT_FALSE(ParseActions(row, actions)) << row.substr(0, 200);
+    Box box;
+    EXPECT_TRUE(ParseBox("-1,2,3,-2147483648", box));
+    EXPECT_EQ(box.bottom, INT32_MIN);
+    for (const char* text : {"", "1,2,3", "1,2,3,4,", "1,2,3,4x", "1,,3,4", "1,2,3,99999999999"})
+        EXPECT_FALSE(ParseBox(text, box)) << text;
 }
 
 }  // namespace

@@ -3,30 +3,23 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace lumo;
 
 namespace {
 
-struct OriginRow {
-    const char* name;
-    const char* method;
-    httplib::Headers headers;
-    bool own;
-};
-
 TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
     const std::string host = "127.0.0.1:8080", origin = "http://127.0.0.1:8080";
-    const OriginRow rows[] = {
+    const std::string name = "board.example:8080";  // made to lead here
+    const std::tuple<const char*, const char*, httplib::Headers, bool> rows[] = {
         {"typed into the address line", "GET", {{"Host", host}}, true},
         {"by its other name", "GET", {{"Host", "localhost:8080"}, {"Sec-Fetch-Site", "none"}}, true},
         {"its own page", "POST", {{"Host", host}, {"Origin", origin}}, true},
         {"a link on another page", "GET", {{"Host", host}, {"Sec-Fetch-Site", "cross-site"}}, false},
         {"another port of this host", "GET", {{"Host", host}, {"Sec-Fetch-Site", "same-site"}}, false},
-        {"a name that was made to lead here", "GET", {{"Host", "board.example:8080"}}, false},
-        {"that name's own page",
-         "POST",
-         {{"Host", "board.example:8080"}, {"Origin", "http://board.example:8080"}},
-         false},
+        {"a name that was made to lead here", "GET", {{"Host", name}}, false},
+        {"that name's own page", "POST", {{"Host", name}, {"Origin", "http://" + name}}, false},
         {"another port's host", "GET", {{"Host", "127.0.0.1:8081"}}, false},
         {"no host", "GET", {}, false},
         {"two hosts", "GET", {{"Host", host}, {"Host", "board.example"}}, false},
@@ -37,11 +30,11 @@ TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
         {"another page's event stream", "GET", {{"Host", host}, {"Origin", "http://evil.example"}}, false},
         {"two origins", "POST", {{"Host", host}, {"Origin", origin}, {"Origin", "http://evil.example"}}, false},
     };
-    for (const OriginRow& row : rows) {
+    for (const auto& [what, method, headers, own] : rows) {
         httplib::Request request;
-        request.method = row.method;
-        request.headers = row.headers;
-        EXPECT_EQ(IsOwnRequest(request, 8080), row.own) << row.name;
+        request.method = method;
+        request.headers = headers;
+        EXPECT_EQ(IsOwnRequest(request, 8080), own) << what;
     }
     httplib::Request request;
     request.method = "POST";

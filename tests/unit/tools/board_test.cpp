@@ -1,99 +1,81 @@
 // A board between its pages and its channel: undo, what pages ask, what others send.
 #include "board_fixture.h"
 
-#include <gtest/gtest.h>
-
-using namespace lumo;
 using namespace board_fixture;
-using nlohmann::json;
 
 namespace {
 
 TEST_F(Board, UndoTakesBackOnesOwnAndPassesOverWhatOthersHaveDeleted) {
     GoOnline();
     const uint32_t first = Draw(), second = Draw();
-    const auto boxLeft = [&] { return Objects()[0]["sha256"]; };
-    Do(WithIDs("delete", second));
-    const json before = boxLeft();
-    Do(WithIDs("move", first, R"(,"dx":-16,"dy":2147483647)"));
-    EXPECT_NE(boxLeft(), before);
-    Do(R"([{"do":"undo"}])");
-    EXPECT_EQ(boxLeft(), before);
-    Do(R"([{"do":"undo"}])");
-    ASSERT_EQ(Objects().size(), 2U) << "the deletion";
-    Said(BoardCommand::Delete);
-    Hear(BoardCommand::Delete, 0, Word(first));
-    const uint32_t again = IDs()[0];
-    Do(R"([{"do":"undo"}])");
-    EXPECT_TRUE(IDs().empty()) << "its drawing, under the number it has now: " << again;
-    Do(R"([{"do":"undo"},{"do":"undo"},{"do":"redo"}])");
-    EXPECT_EQ(Objects().size(), 1U);
+    const auto content = [&] { return Objects()[0]["sha256"]; };
+    DoTo("delete", second);
+    const json before = content();
+    DoTo("move", first, R"(,"dx":-16,"dy":2147483647)");
+    EXPECT_NE(content(), before);
+    Undo();
+    EXPECT_EQ(content(), before);
+    Undo();
+    ASSERT_EQ(Held().size(), 2U) << "the deletion";
+    Hear(BoardCommand::Delete, 0, Words({first}));
+    const uint32_t again = Held()[0];
+    Undo();
+    EXPECT_EQ(Held(), IDs()) << "its drawing, under the number it has now: " << again;
+    Do(R"({"do":"undo"},{"do":"undo"},{"do":"redo"})");
+    EXPECT_EQ(Held().size(), 1U);
 }
 
 TEST_F(Board, AReplacementIsOneStepAndAllOrNothing) {
     GoOnline();
-    const auto replace = [&](uint32_t id) {
-        return Do(R"([{"do":"replace","id":)" + std::to_string(id) + R"(,"object":)" + kLine + "}]");
-    };
     const uint32_t old = Draw();
-    const auto changed = replace(old);
+    const IDs changed = Replace(old);
     ASSERT_EQ(changed.size(), 1U);
-    EXPECT_EQ(IDs(), changed);
-    Do(R"([{"do":"undo"}])");
-    EXPECT_EQ(IDs().size(), 1U);
-    EXPECT_NE(IDs(), changed) << "the old one, under a new number";
-    const uint32_t again = IDs()[0];
-    m_now += 60000;
-    m_board.GoOffline(m_now, 0);
-    EXPECT_TRUE(replace(again).empty());
-    EXPECT_EQ(IDs(), std::vector<uint32_t>{again}) << "others may have changed it";
-    EXPECT_EQ(replace(again + 1).size(), 1U) << "what is not there at all is drawn";
-    EXPECT_EQ(IDs().size(), 2U);
-}
+    EXPECT_EQ(Held(), changed);
+    Undo();
+    ASSERT_EQ(Held().size(), 1U);
+    EXPECT_NE(Held(), changed) << "the old one, under a new number";
 
-TEST_F(Board, AReplacementThatHasNoRoomChangesNothing) {
-    GoOnline();
-    const uint32_t old = Draw();
+    const uint32_t again = Held()[0];
     const size_t length = Objects()[0]["bytes"];
-    Hear(BoardCommand::Data, old + 1, std::string(CBoardModel::kMaxBytes - length, 'x'));
-    ASSERT_EQ(IDs().size(), 2U);
+    Hear(BoardCommand::Data, 1, std::string(CBoardModel::kMaxBytes - length, 'x'));
     Said(BoardCommand::Delete);
-    const auto replace = [&](const std::string& object) {
-        return Do(R"([{"do":"replace","id":)" + std::to_string(old) + R"(,"object":)" + object + "}]").size();
-    };
-    EXPECT_EQ(replace(R"({"type":"text","colour":"#ff0000","width":16,"fill":null,"box":[0,0,1,1],"text":")" +
-                      std::string(length, 'x') + R"("})"),
-              0U);
-    EXPECT_EQ(IDs().size(), 2U);
+    const std::string text = R"({"type":"text","colour":"#ff0000","width":16,"fill":null,"box":[0,0,1,1],"text":")";
+    EXPECT_EQ(Replace(again, text + std::string(length, 'x') + "\"}"), IDs()) << "it has no room";
+    EXPECT_EQ(Held(), (IDs{1, again}));
     EXPECT_TRUE(Said(BoardCommand::Delete).empty());
-    EXPECT_EQ(replace(kLine), 1U) << "there is room for one of its length";
-    EXPECT_EQ(IDs().size(), 2U);
+    const IDs fits = Replace(again);
+    EXPECT_EQ(Held(), (IDs{1, fits.at(0)})) << "there is room for one of its length";
+    Hear(BoardCommand::Delete, 0, Words({1}));
+
+    m_now += 60000;
+    GoOffline(0);
+    EXPECT_EQ(Replace(fits[0]), IDs());
+    EXPECT_EQ(Held(), fits) << "others may have changed it";
+    EXPECT_EQ(Replace(fits[0] + 1).size(), 1U) << "what is not there at all is drawn";
+    EXPECT_EQ(Held().size(), 2U);
 }
 
 TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     GoOnline();
-    Hear(BoardCommand::Data, 1, Record());
-    Hear(BoardCommand::Data, 2, Record());
-    Do(R"([{"do":"clear"}])");
-    EXPECT_TRUE(Objects().empty());
-    const auto deletions = Said(BoardCommand::Delete);
-    ASSERT_EQ(deletions.size(), 1U);
-    EXPECT_EQ(deletions[0], MakeMessage(BoardCommand::Delete, 0, 0, Word(1) + Word(2)));
-    Do(R"([{"do":"undo"}])");
-    EXPECT_EQ(Objects().size(), 2U);
+    HearDrawn({1, 2});
+    Do(R"({"do":"clear"})");
+    EXPECT_EQ(Held(), IDs());
+    EXPECT_EQ(Said(BoardCommand::Delete),
+              std::vector<std::string>{MakeMessage(BoardCommand::Delete, 0, 0, Words({1, 2}))});
+    Undo();
+    EXPECT_EQ(Held().size(), 2U);
 }
 
 TEST_F(Board, TellsThePagesOfWhatTheServerDoesNotKeep) {
     GoOnline();
     const uint32_t own = Draw();
-    Hear(BoardCommand::Data, 1, Record());
-    const PageFeedPtr page = Open();
-    ASSERT_TRUE(page);
-    for (const uint32_t id : {1U, own}) Hear(BoardCommand::Delete, id, Word(id));
-    EXPECT_TRUE(IDs().empty());
-    const auto told = Told(page);
-    EXPECT_EQ(Count(told, R"("type":"not kept")"), 1U) << "one's own";
-    EXPECT_EQ(Count(told, R"("id":1,"type":"not kept")"), 0U) << "another's";
+    HearDrawn({1});
+    for (const uint32_t id : {1U, own}) {
+        const PageFeedPtr page = Open();
+        Hear(BoardCommand::Delete, id, Words({id}));
+        EXPECT_EQ(Told(page, R"("type":"not kept")").size(), id == own ? 1U : 0U) << "one's own only";
+    }
+    EXPECT_EQ(Held(), IDs());
 }
 
 TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {
@@ -117,18 +99,16 @@ TEST(BoardUndo, TheLastStepStaysHoweverMuchItRemoved) {
 
 TEST_F(Board, CutMessagesOfEveryKindDoNoHarm) {
     GoOnline();
-    Hear(BoardCommand::Data, 1, Record());
+    HearDrawn({1});
     for (uint32_t command = 0; command < 24; ++command) {
-        const std::string whole = MakeMessage(static_cast<BoardCommand>(command), 1, 9, Word(5) + Word(6) + Word(7));
-        for (size_t length = 0; length < kMessageHead; ++length) m_board.OnMessage(whole.substr(0, length), m_now);
-        if (command != static_cast<uint32_t>(BoardCommand::Move)) continue;
-        for (size_t length = kMessageHead; length < whole.size(); ++length)
+        const bool move = command == static_cast<uint32_t>(BoardCommand::Move);
+        const std::string whole = MakeMessage(static_cast<BoardCommand>(command), 1, 9, Words({5, 6, 7}));
+        for (size_t length = 0; length < (move ? whole.size() : kMessageHead); ++length)
             m_board.OnMessage(whole.substr(0, length), m_now);
     }
     Hear(BoardCommand::Delete, 0, "\1\0");
-    EXPECT_EQ(IDs(), std::vector<uint32_t>{1});
     for (uint32_t id = 1000; id < 3000; ++id) Hear(BoardCommand::Offer, id);
-    EXPECT_EQ(Objects().size(), 1U) << "offers alone take no room";
+    EXPECT_EQ(Held(), IDs{1}) << "offers alone take no room";
 }
 
 TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {
@@ -137,13 +117,12 @@ TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {
     big.points.resize(kMaxPoints);
     Hear(BoardCommand::Data, 1, EncodeRecord(big));
     const PageFeedPtr page = Open();
-    std::string ids;
-    for (int i = 0; i < 1000000; ++i) ids += Word(1);
-    Hear(BoardCommand::Move, 0, Word(3) + Word(static_cast<uint32_t>(-1)) + ids);
-    const std::string moved = R"({"boxes":[[1,3000000,-1000000,3000000,-1000000]],"type":"move"})";
-    const auto told = Told(page);
-    EXPECT_EQ(Count(told, moved), 1U);
-    EXPECT_EQ(Count(told, "\"move\""), 1U) << "told once";
+    IDs words(1000002, 1);
+    words[0] = 3;
+    words[1] = static_cast<uint32_t>(-1);
+    Hear(BoardCommand::Move, 0, Words(words));
+    EXPECT_EQ(Told(page, "\"move\""),
+              std::vector<std::string>{R"({"boxes":[[1,3000000,-1000000,3000000,-1000000]],"type":"move"})"});
     const uint32_t one = 1;
     EXPECT_NE(m_board.Objects(&one, 1).find("3000000,-1000000"), std::string::npos);
 }

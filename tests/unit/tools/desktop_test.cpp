@@ -15,11 +15,13 @@ using namespace std::string_literals;
 
 namespace {
 
+constexpr uint64_t kTravelMs = 5;  // of a frame, in each direction
+
 Picture Screen(uint32_t number) { return {PictureFormat::Png, TestPng(4, 1, number) + std::to_string(number)}; }
 
-/// A viewer behind a way that takes `travelMs` in each direction, which takes `showMs` for each picture.
+/// A viewer that takes `showMs` for each picture.
 struct Seat {
-    Seat(uint64_t id, uint64_t travel, uint64_t show) : viewer(id), travelMs(travel), showMs(show) {}
+    Seat(uint64_t id, uint64_t show) : viewer(id), showMs(show) {}
 
     void Run(uint64_t now) {
         if (showing && now >= showing) {
@@ -27,18 +29,17 @@ struct Seat {
             shown.push_back(picture.bytes);
             showing = 0;
         }
-        while (!showing && !down.empty() && down.front().first <= now) {
-            const std::string frame = std::move(down.front().second);
-            down.pop_front();
+        for (; !showing && !down.empty() && down.front().first <= now; down.pop_front()) {
+            const std::string& frame = down.front().second;
             if (viewer.OnFrame(frame.data(), frame.size(), picture) == CDesktopViewer::Take::Picture)
                 showing = now + showMs;
         }
         std::string report;
-        if (!silent && viewer.Speak(now, report)) up.emplace_back(now + travelMs, report);
+        if (!silent && viewer.Speak(now, report)) up.emplace_back(now + kTravelMs, report);
     }
 
     CDesktopViewer viewer;
-    const uint64_t travelMs, showMs;
+    const uint64_t showMs;
     bool deaf = false, silent = false;
     std::deque<std::pair<uint64_t, std::string>> down, up;  // with their arrival
     Picture picture;
@@ -48,23 +49,23 @@ struct Seat {
 
 class SharedScreen : public ::testing::Test {
 protected:
+    SharedScreen() { Start(77); }
     void Start(uint32_t stream) {
         publisher.emplace(
             [this](const std::string& frame) {
-                ++frames;
                 for (Seat& seat : seats)
-                    if (!seat.deaf) seat.down.emplace_back(now + seat.travelMs, frame);
+                    if (!seat.deaf) seat.down.emplace_back(now + kTravelMs, frame);
             },
             [this](const ViewerPointer& pointer) { pointers.push_back(pointer); }, stream);
     }
-    SharedScreen() { Start(77); }
     void Hear(const std::string& report) { publisher->OnReport(report.data(), report.size(), now); }
-    Seat& Add(uint64_t travel, uint64_t show) { return seats.emplace_back(seats.size() + 1, travel, show); }
+    Seat& Add(uint64_t showMs = 1) { return seats.emplace_back(seats.size() + 1, showMs); }
+    void Offer(uint32_t number) { publisher->Offer(Screen(number), now, now * 1000); }
 
     /// For so long, with a new picture so often (0: none).
-    void Run(uint64_t ms, uint64_t pictureMs) {
+    void Run(uint64_t ms, uint64_t pictureMs = 0) {
         for (const uint64_t end = now + ms; now < end; ++now) {
-            if (pictureMs > 0 && now % pictureMs == 0) publisher->Offer(Screen(++pictures), now, now * 1000);
+            if (pictureMs > 0 && now % pictureMs == 0) Offer(++pictures);
             for (Seat& seat : seats) {
                 seat.Run(now);
                 for (; !seat.up.empty() && seat.up.front().first <= now; seat.up.pop_front())
@@ -81,12 +82,10 @@ protected:
     std::vector<ViewerPointer> pointers;
     uint64_t now = 100000;
     uint32_t pictures = 0;
-    uint64_t frames = 0;
 };
 
 TEST_F(SharedScreen, ThePaceIsTheSlowestViewersAndWhatNobodyCouldShowIsSkipped) {
-    const Seat& fast = Add(5, 1);
-    const Seat& slow = Add(5, 250);
+    const Seat &fast = Add(), &slow = Add(250);
     Run(10000, 20);
     EXPECT_NEAR(static_cast<double>(slow.shown.size()), 40, 3) << "as fast as it can";
     EXPECT_LE(fast.shown.size(), slow.shown.size() + CDesktopPublisher::kAhead);
@@ -113,8 +112,8 @@ TEST_F(SharedScreen, WhoTakesNothingHoldsThePaceForAWhileOnly) {
         SCOPED_TRACE(row.what);
         seats.clear();
         Start(77);
-        const Seat& good = Add(5, 1);
-        Seat& bad = Add(5, row.showMs);
+        const Seat& good = Add();
+        Seat& bad = Add(row.showMs);
         Run(1000, 50);
         row.go(bad);
         const size_t before = good.shown.size();
@@ -128,17 +127,17 @@ TEST_F(SharedScreen, WhoTakesNothingHoldsThePaceForAWhileOnly) {
 }
 
 TEST_F(SharedScreen, AStillScreenIsRepeatedForNewcomersAndEveryThirtySeconds) {
-    const Seat& first = Add(5, 1);
-    publisher->Offer(Screen(++pictures), now, now * 1000);
-    Run(2000, 0);
-    for (int i = 0; i < 50; ++i) publisher->Offer(Screen(pictures), now, now * 1000);
+    const Seat& first = Add();
+    Offer(1);
+    Run(2000);
+    for (int i = 0; i < 50; ++i) Offer(1);
     EXPECT_EQ(Report().unchanged, 50U);
-    const Seat& second = Add(5, 1);
-    Run(20, 0);
+    const Seat& second = Add();
+    Run(20);
     EXPECT_EQ(second.shown, first.shown) << "one round trip after it came";
     EXPECT_EQ(first.shown.size(), 1U) << "not shown twice";
     const uint64_t repeated = Report().repeated;
-    Run(95000, 0);
+    Run(95000);
     EXPECT_EQ(Report().repeated, repeated + 3);
     EXPECT_EQ(first.viewer.Report().asked + second.viewer.Report().asked, 0U) << "nobody lacked anything";
 }
@@ -148,13 +147,13 @@ TEST_F(SharedScreen, WithoutViewersPicturesAreKeptBack) {
     EXPECT_EQ(Report().sent, 1U);
     Run(5000, 100);
     EXPECT_EQ(Report().sent, 2U);
-    const Seat& seat = Add(5, 1);
-    Run(1020, 0);
+    const Seat& seat = Add();
+    Run(1020);
     EXPECT_EQ(seat.shown, std::vector<std::string>{Newest()});
 }
 
 TEST_F(SharedScreen, WhatGotLostIsAskedForAgainAndAtOnceByWhoKnowsThatTheWayIsNew) {
-    Seat& seat = Add(5, 1);
+    Seat& seat = Add();
     const std::pair<std::function<void()>, uint64_t> rows[] = {
         {[] {}, 1600}, {[&] { seat.viewer.OnNewPath(); }, 600}, {[&] { publisher->OnNewPath(now); }, 600}};
     Run(1000, 100);
@@ -163,30 +162,25 @@ TEST_F(SharedScreen, WhatGotLostIsAskedForAgainAndAtOnceByWhoKnowsThatTheWayIsNe
         Run(500, 100);
         seat.deaf = false;
         tell();
-        Run(patience, 0);
+        Run(patience);
         EXPECT_EQ(seat.shown.back(), Newest()) << patience;
     }
-}
-
-TEST_F(SharedScreen, APublisherThatBeginsAnewIsSeenAnew) {
-    const Seat& seat = Add(5, 1);
-    Run(1000, 100);
     const size_t before = seat.shown.size();
-    Start(78);
+    Start(78);  // a publisher that begins anew
     Run(1000, 100);
     EXPECT_GE(seat.shown.size(), before + 8);
     EXPECT_EQ(seat.shown.back(), Newest());
 }
 
 TEST_F(SharedScreen, PointersAreToldWhenTheyMove) {
-    Seat& seat = Add(5, 1);
+    Seat& seat = Add();
     Run(100, 100);
     EXPECT_TRUE(pointers.empty());
     for (uint16_t i = 0; i < 100; ++i) {
         seat.viewer.SetPointer(i, 9);
-        Run(1, 0);
+        Run(1);
     }
-    Run(50, 0);
+    Run(50);
     EXPECT_NEAR(static_cast<double>(pointers.size()), 6, 1.1);
     ASSERT_FALSE(pointers.empty());
     EXPECT_EQ(pointers.back().x, 99);
@@ -194,12 +188,11 @@ TEST_F(SharedScreen, PointersAreToldWhenTheyMove) {
 }
 
 TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
-    const Seat& seat = Add(5, 1);
+    const Seat& seat = Add();
     Run(1000, 50);
     for (int second = 0; second < 20; ++second) {
-        Hear(Encode(ViewReport{1, 1, 77, UINT32_MAX, 0,
-                               0}));  // the first viewer's number: what was never sent has not been shown
-        Hear(Encode(ViewReport{2, 1, 12345, 7, 0, 0}));                                          // another stream
+        Hear(Encode(ViewReport{1, 1, 77, UINT32_MAX, 0, 0}));  // for the first viewer: what was never sent
+        Hear(Encode(ViewReport{2, 1, 12345, 7, 0, 0}));        // another stream
         for (uint64_t id = 1000; id < 6000; ++id) Hear(Encode(ViewReport{id, 0, 77, 0, 0, 0}));  // a crowd
         Run(1000, 50);
         EXPECT_LE(Report().viewers, CDesktopPublisher::kMaxViewers);
@@ -213,19 +206,18 @@ TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
 
 TEST(PointerInput, TheLastWholeLineCountsAndWhatIsNoPlaceTakesThePointerAway) {
     using Point = CPointerInput::Point;
-    constexpr Point kNone{ViewReport::kNowhere, ViewReport::kNowhere};
-    std::vector<std::pair<std::string, Point>> lines{{"12 34", {12, 34}},
-                                                     {"  7\t0 \r", {7, 0}},
-                                                     {"65534 65534", {65534, 65534}},
-                                                     {"1 2" + std::string(1000, ' '), {1, 2}}};
-    for (const std::string& none :
-         {"65535 0"s, "-1 5"s, "+1 5"s, "1 2 3"s, "123456 1"s, "1"s, ""s, "off"s, "1 2\0x"s, std::string(1000, '1')})
-        lines.emplace_back(none, kNone);
-    for (const auto& [line, point] : lines) {
+    const auto expect = [](const std::string& line, const Point& point) {
         CPointerInput input;
         EXPECT_FALSE(input.Feed(line.data(), line.size())) << line;
         EXPECT_EQ(input.Feed("\n", 1), point) << line;
-    }
+    };
+    expect("12 34", {12, 34});
+    expect("  7\t0 \r", {7, 0});
+    expect("65534 65534", {65534, 65534});
+    expect("1 2" + std::string(1000, ' '), {1, 2});
+    for (const std::string& none :
+         {"65535 0"s, "-1 5"s, "+1 5"s, "1 2 3"s, "123456 1"s, "1"s, ""s, "off"s, "1 2\0x"s, std::string(1000, '1')})
+        expect(none, {ViewReport::kNowhere, ViewReport::kNowhere});
     CPointerInput input;
     EXPECT_EQ(input.Feed("1 2\n3 4\n5", 9), (Point{3, 4}));
     EXPECT_FALSE(input.Feed("", 0));

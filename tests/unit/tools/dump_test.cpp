@@ -1,5 +1,4 @@
 // Captures in words: link layers, datagrams of the command table, runs that the kernel cuts later, TCP streams.
-#include "core/wire/commands.h"
 #include "support/fake_net.h"
 #include "support/session_wire.h"
 #include "tools/lumo/dump/datagram_text.h"
@@ -22,8 +21,8 @@ std::string U16(uint32_t value) { return U32(value).substr(2); }
 
 const uint8_t* Bytes(const std::string& text) { return reinterpret_cast<const uint8_t*>(text.data()); }
 std::string Describe(const std::string& datagram) {
-    const std::vector<char> exact(datagram.begin(), datagram.end());
-    return DescribeDatagram(reinterpret_cast<const uint8_t*>(exact.data()), exact.size());
+    const std::vector<uint8_t> exact(datagram.begin(), datagram.end());
+    return DescribeDatagram(exact.data(), exact.size());
 }
 
 std::string Ip(uint8_t protocol, const std::string& body, uint32_t fragment = 0) {
@@ -65,45 +64,20 @@ TEST(DumpPacket, EveryLinkLayerAndEveryTruncation) {
             EXPECT_EQ(std::string(packet.payload, packet.payload + packet.length), "payload") << "without the padding";
             EXPECT_EQ(packet.tcpSequence, tcp ? 99U : 0U);
             for (size_t length = 0; length < frame.size() - 7; ++length) {
-                const Parsed parsed = ParseExact(type, frame.substr(0, length), packet, memory);
-                if (parsed != Parsed::Packet) continue;
-                EXPECT_LT(packet.length, 7U) << "a cut packet is not whole";
-                EXPECT_EQ(packet.fullLength, 7U);
+                if (ParseExact(type, frame.substr(0, length), packet, memory) != Parsed::Packet) continue;
+                EXPECT_TRUE(packet.length < 7 && packet.fullLength == 7) << "a cut packet is not whole";
             }
         }
     }
-    EXPECT_EQ(ParseExact(DLT_RAW, Ip(1, "an echo request"), packet, memory), Parsed::Other);
-    EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x2000), packet, memory), Parsed::Fragment);
-    EXPECT_EQ(ParseExact(DLT_RAW, Ip(17, Udp("x"), 0x0010), packet, memory), Parsed::Fragment);
-    EXPECT_EQ(ParseExact(DLT_EN10MB, std::string(12, 'm') + Hex("86DD") + std::string(60, 'x'), packet, memory),
-              Parsed::Other);
-    EXPECT_EQ(ParseExact(DLT_RAW, Hex("60") + std::string(60, 0), packet, memory), Parsed::Other);
+    const std::string ipv6 = Hex("60") + std::string(60, 0);
+    const std::tuple<int, std::string, Parsed> others[] = {
+        {DLT_RAW, Ip(1, "an echo request"), Parsed::Other},
+        {DLT_RAW, Ip(17, Udp("x"), 0x2000), Parsed::Fragment},
+        {DLT_RAW, Ip(17, Udp("x"), 0x0010), Parsed::Fragment},
+        {DLT_EN10MB, std::string(12, 'm') + Hex("86DD") + ipv6, Parsed::Other},
+        {DLT_RAW, ipv6, Parsed::Other}};
+    for (const auto& [type, frame, parsed] : others) EXPECT_EQ(ParseExact(type, frame, packet, memory), parsed);
     EXPECT_FALSE(KnowsLinkType(DLT_IEEE802_11));
-}
-
-TEST(DumpDatagram, EveryRowOfTheTableInWords) {
-    for (const wire::CommandRow& row : wire::Commands()) {
-        std::string datagram{static_cast<char>(row.kind), static_cast<char>(row.code)};
-        uint32_t value = 0;
-        std::string last;  // how the last field must show
-        for (wire::Field field : row.fields) {
-            if (field == wire::Field::None) break;
-            last = (field == wire::Field::RelayIP2 ? " 0.0.0." : " ") + std::to_string(++value);
-            datagram += field == wire::Field::RelayPort ? U16(value) : U32(value);
-        }
-        if (row.tail == wire::Tail::SessionPacket) {
-            datagram += session_wire::Data(9, "xyz");
-            last += ": data seq 9, 3 bytes, a whole frame";
-        }
-        if (row.tail == wire::Tail::Frame) {
-            datagram += "xyz";
-            last += ": frame of 3 bytes";
-        }
-        const std::string text = Describe(datagram);
-        EXPECT_EQ(text.substr(0, text.find(' ')), row.name);
-        EXPECT_EQ(text.substr(text.size() - std::min(text.size(), last.size())), last);
-        for (size_t length = 0; length < datagram.size(); ++length) Describe(datagram.substr(0, length));
-    }
 }
 
 TEST(DumpDatagram, Words) {
@@ -120,6 +94,9 @@ TEST(DumpDatagram, Words) {
         {"06 3E 00000007 0005 02 04 0000000000000000", "UDP_FILE_SINK_FRAME_ACK sink 7: session command 2 seq 5"},
         {"06 3E 00000007 0005", "UDP_FILE_SINK_FRAME_ACK sink 7: too short for a session packet"},
         {"06 45 00000007 00", ""},
+        {"05 2B 00000007 00000008 0A000001 00000000 00000000 1B58",
+         "UDP_DESKTOP_SINK_CONNECT receiver 7 channel 8 relay 10.0.0.1 or 0.0.0.0 or 0.0.0.0 port 7000"},
+        {"00 02 00000007 00000008 616263", "UDP_AUDIO_SINK_FRAME receiver 7 sink 8: frame of 3 bytes"},
         {"02 05000000", "UDP_P2P user 5"},
         {"03 05000000", "UDP_P2P_ACK user 5"},
         {"03 0500000000", ""},
@@ -129,27 +106,36 @@ TEST(DumpDatagram, Words) {
         {"08 39 00000007 00000008", ""},
         {"", ""},
     };
-    for (const auto& [bytes, words] : rows) EXPECT_EQ(Describe(Hex(bytes)), words) << bytes;
+    for (const auto& [text, words] : rows) {
+        const std::string bytes = Hex(text);
+        EXPECT_EQ(Describe(bytes), words) << text;
+        for (size_t length = 0; length < bytes.size(); ++length) Describe(bytes.substr(0, length));  // reads no further
+    }
 
-    Message hello{7, ReceiverBye{9, ByeReason::Done}};
-    EXPECT_EQ(Describe(Hex("06 3E 00000001") + session_wire::Data(1, Encode(hello))),
+    const std::string bye = Encode({7, ReceiverBye{9, ByeReason::Done}}),
+                      offer = Encode({7, Offer{0, 0, 5, {}, "a\x1b[2Jb"}});
+    EXPECT_EQ(Describe(Hex("06 3E 00000001") + session_wire::Data(1, bye)),
               "UDP_FILE_SINK_FRAME_ACK sink 1: data seq 1, 25 bytes, a whole frame [transfer 7: goodbye of receiver 9, "
               "done]");
-    hello.body = Offer{0, 0, 5, {}, "a\x1b[2Jb"};
-    EXPECT_EQ(DescribeFrame(Bytes(Encode(hello)), Encode(hello).size()).find('\x1b'), std::string::npos);
+    EXPECT_EQ(DescribeFrame(Bytes(offer), offer.size()).find('\x1b'), std::string::npos);
 }
 
 TEST(DumpDatagram, ValidationMessages) {
-    const auto words = [](uint32_t type, const std::string& payload) {
-        return DescribeValidation(type, Bytes(payload), payload.size());
-    };
-    EXPECT_EQ(words(12, U32(77)), "validation: type 12 (file sender), channel 77");
-    EXPECT_EQ(words(13, U32(77) + U32(0x0A000001) + U32(0) + U32(0)),
-              "validation: type 13 (file receiver), channel 77, relay 10.0.0.1 or 0.0.0.0 or 0.0.0.0");
-    EXPECT_EQ(words(3, U32(77) + U32(5)), "validation: type 3 (audio receiver), channel 77, sink 5");
-    EXPECT_EQ(words(100, U32(9)), "validation: type 100 (signalling), user 9");
-    EXPECT_EQ(words(55, "x"), "validation: type 55 (unknown service), 1 bytes");
-    EXPECT_EQ(words(12, ""), "validation: type 12 (file sender)");
+    const struct {
+        uint32_t type;
+        const char *payload, *words;
+    } rows[] = {{12, "0000004D", "12 (file sender), channel 77"},
+                {13, "0000004D 0A000001 00000000 00000000",
+                 "13 (file receiver), channel 77, relay 10.0.0.1 or 0.0.0.0 or 0.0.0.0"},
+                {3, "0000004D 00000005", "3 (audio receiver), channel 77, sink 5"},
+                {100, "00000009", "100 (signalling), user 9"},
+                {55, "FF", "55 (unknown service), 1 bytes"},
+                {12, "", "12 (file sender)"}};
+    for (const auto& row : rows) {
+        const std::string payload = Hex(row.payload);
+        EXPECT_EQ(DescribeValidation(row.type, Bytes(payload), payload.size()),
+                  std::string("validation: type ") + row.words);
+    }
 }
 
 TEST(DumpDatagram, RunsAreCutWhereTheKernelWill) {
@@ -175,17 +161,9 @@ struct StreamTest {
     std::vector<std::string> lines;
     CTcpStreams streams{[this](const Endpoint&, const Endpoint&, const std::string& text) { lines.push_back(text); }};
 
-    void Add(uint32_t sequence, const std::string& payload, bool syn = false, size_t cut = 0) {
-        CapturedPacket packet;
-        packet.transport = Transport::Tcp;
-        packet.from = {1, 2};
-        packet.to = {3, 4};
-        packet.payload = Bytes(payload);
-        packet.length = payload.size() - cut;
-        packet.fullLength = payload.size();
-        packet.tcpSequence = sequence;
-        packet.tcpSyn = syn;
-        streams.Add(packet);
+    void Add(uint32_t sequence, const std::string& payload, bool syn = false, size_t cut = 0, uint32_t host = 1) {
+        const size_t length = payload.size();
+        streams.Add({Transport::Tcp, {host, 2}, {3, 4}, Bytes(payload), length - cut, length, sequence, syn, false});
     }
 };
 
@@ -247,22 +225,14 @@ TEST(DumpStreams, GapsAndStrangersDoNotStopIt) {
 }
 
 TEST(DumpStreams, HostileCapturesCostBoundedMemory) {
-    std::mt19937 engine(12);
-    const auto random = [&engine] { return static_cast<uint32_t>(engine()); };
+    std::mt19937 random(12);
     StreamTest test;
     for (int i = 0; i < 20000; ++i) {
-        CapturedPacket packet;
-        std::string payload = random() % 2 == 0 ? Conversation().substr(random() % 100, random() % 60) : "";
+        std::string payload = random() % 2 == 0 ? Conversation().substr(random() % 100, 1 + random() % 60) : "x";
         if (random() % 50 == 0) payload = U32(net::kMaxBody) + Hex("00") + std::string(1000, 'x');
-        packet.from = {random() % 40, 1};
-        packet.to = {random() % 40, 2};
-        packet.payload = Bytes(payload);
-        packet.length = payload.size();
-        packet.fullLength = payload.size() + random() % 2;
-        packet.tcpSequence = random() % 5000;
-        packet.tcpSyn = random() % 100 == 0;
-        packet.tcpEnd = random() % 100 == 0;
-        test.streams.Add(packet);
+        const bool syn = random() % 100 == 0;
+        test.Add(static_cast<uint32_t>(random() % 5000), payload, syn, random() % 2,
+                 static_cast<uint32_t>(random() % 1600));
     }
     EXPECT_LE(test.streams.Count(), CTcpStreams::kMaxStreams);
 }

@@ -2,7 +2,6 @@
 #include "support/pipe.h"
 #include "tools/lumo/transfer/file_output.h"
 #include "tools/lumo/transfer/file_source.h"
-#include "tools/lumo/transfer/spooled_source.h"
 #include "unit/tools/arrivals.h"
 
 #include <sys/stat.h>
@@ -24,7 +23,7 @@ TEST(Folder, AFileAppearsOnlyWhenWholeAndVerified) {
         ASSERT_TRUE(first->Commit()) << first->Problem();
     }
     EXPECT_EQ(scratch.Names(), Names{"a"});
-    const Attempt again(scratch), other(scratch, sim::RandomBytes(Data().size(), 8));
+    const Attempt again(scratch), other(scratch, RandomBytes(Data().size(), 8));
     ASSERT_TRUE(again.result == OpenResult::AlreadyThere && other.result == OpenResult::AlreadyThere);
     EXPECT_EQ(again.Verify(), StoreStep::Good) << "the same offer again costs only a look";
     EXPECT_EQ(other.Verify(), StoreStep::Bad);
@@ -61,7 +60,7 @@ TEST(Folder, AnAttemptGoesOnWhereTheLastOneEnded) {
 
 TEST(Folder, LeftoversOfOtherContentAndCutPartsDoNoHarm) {
     const CScratch scratch;
-    const std::string other = sim::RandomBytes(Data().size(), 8);
+    const std::string other = RandomBytes(Data().size(), 8);
     Attempt(scratch, other).Write(other, 0, 30);
     {
         const Attempt attempt(scratch);
@@ -133,14 +132,12 @@ TEST(Folder, AFileThatAppearsMeanwhileIsNotOverwritten) {
         const CScratch scratch;
         const auto folder = In(scratch, {force});
         const Attempt late(folder, OfferOf("a", "new")), swapped(folder, OfferOf("b", "new"));
-        late.Write("new", 0, 1);
         scratch.Put("a", "mine");
-        EXPECT_EQ(late->Commit(), force);
+        EXPECT_EQ(late.Finish(), force);
         EXPECT_EQ(scratch.Get("a"), force ? "new" : "mine");
-        swapped.Write("new", 0, 1);
         fs::remove(scratch / "b.part");
         scratch.Put("b.part", "not verified");
-        EXPECT_FALSE(swapped->Commit());
+        EXPECT_FALSE(swapped.Finish());
         EXPECT_EQ(scratch.Names().count("b"), 0U);
     }
 }
@@ -172,14 +169,12 @@ TEST(Folder, WhatIsReplacedKeepsItsPermissions) {
         if (geteuid() != 0 && (row.group != getegid() || row.owner != geteuid())) continue;
         const CScratch scratch;
         scratch.Put("a", "old");
-        EXPECT_EQ(chown((scratch / "a").c_str(), row.owner, row.group), 0);
-        EXPECT_EQ(chmod((scratch / "a").c_str(), row.mode), 0);
-        const Attempt attempt(scratch, "new", {true});
-        attempt.Write("new", 0, 1);
-        EXPECT_TRUE(attempt->Commit()) << attempt->Problem();
+        const std::string path = scratch / "a";
+        ASSERT_TRUE(chown(path.c_str(), row.owner, row.group) == 0 && chmod(path.c_str(), row.mode) == 0) << row.why;
+        EXPECT_TRUE(Attempt(scratch, "new", {true}).Finish()) << row.why;
         EXPECT_EQ(scratch.Get("a"), "new");
         struct stat replaced {};
-        EXPECT_EQ(stat((scratch / "a").c_str(), &replaced), 0);
+        EXPECT_EQ(stat(path.c_str(), &replaced), 0);
         EXPECT_EQ(replaced.st_mode & 07777, row.kept) << row.why;
     }
 }
@@ -189,11 +184,7 @@ TEST(Folder, NamesThatHideOrLookLikeOptionsComeWithAPrefix) {
         const CScratch scratch;
         scratch.Put(".rc", "mine");
         const auto folder = In(scratch, {true, allowed});
-        for (const char* name : {".rc", "-rf", "a.b-c"}) {
-            const Attempt attempt(folder, OfferOf(name, "new"));
-            attempt.Write("new", 0, 1);
-            ASSERT_TRUE(attempt->Commit()) << attempt->Problem();
-        }
+        for (const char* name : {".rc", "-rf", "a.b-c"}) EXPECT_TRUE(Attempt(folder, OfferOf(name, "new")).Finish());
         EXPECT_EQ(scratch.Names(), allowed ? (Names{".rc", "-rf", "a.b-c"}) : (Names{".rc", "_.rc", "_-rf", "a.b-c"}));
         EXPECT_EQ(scratch.Get(".rc"), allowed ? "new" : "mine");
         EXPECT_EQ(folder->LocalName(".rc"), allowed ? ".rc" : "_.rc");
@@ -208,30 +199,25 @@ TEST(FileOutput, WaitsForNobodyAndTellsWhatDidNotGoOut) {
     for (const size_t size : {size_t{100000}, size_t{0}, Data().size()}) {
         const std::string data = Data().substr(0, size);
         Attempt attempt(std::make_shared<CSpoolFolder>(), OfferOf("f", data));
-        ASSERT_EQ(attempt.result, OpenResult::Fetch) << attempt.problem;
         attempt.Write(data, 0, BlocksOf(size));
-        IncomingFile& file = files.emplace_back();
-        file.offer = OfferOf("f", data);
-        file.store = std::move(attempt.store);
+        files.push_back({OfferOf("f", data), std::move(attempt.store)});
         expected += data;
     }
     CPipe pipe;
     CFileOutput copy(pipe.write.Get());
     for (int step = 0; step < 3; ++step) EXPECT_EQ(copy.Step(files, problem), StoreStep::More) << "nobody reads";
-    std::vector<char> buffer(30000);
-    const auto take = [&] {
+    StoreStep step = StoreStep::More;
+    std::vector<char> buffer(1 << 20);
+    while (step == StoreStep::More) {
+        step = copy.Step(files, problem);
+        if (step != StoreStep::More) pipe.write.Reset();
         const ssize_t some = read(pipe.read.Get(), buffer.data(), buffer.size());
         got.append(buffer.data(), static_cast<size_t>(std::max<ssize_t>(some, 0)));
-        return some > 0;
-    };
-    StoreStep step = StoreStep::More;
-    while ((step = copy.Step(files, problem)) == StoreStep::More) take();
+    }
     EXPECT_EQ(step, StoreStep::Good) << problem;
-    pipe.write.Reset();
-    while (take()) {}
     EXPECT_TRUE(got == expected);
 
-    CFileDescriptor full(open("/dev/full", O_WRONLY));
+    const CFileDescriptor full(open("/dev/full", O_WRONLY));
     EXPECT_EQ(CFileOutput(full.Get()).Step(files, problem), StoreStep::Broken);
     EXPECT_EQ(problem, "cannot write to standard output: No space left on device");
 }
@@ -254,22 +240,6 @@ TEST(FileSource, NoticesWhatIsNotTheFileThatWasHashed) {
     EXPECT_FALSE(source.Read(0, block.data()));
     EXPECT_EQ(source.Problem(), "it has become shorter");
     EXPECT_FALSE(CFileSource(CFileDescriptor(open("/dev/null", O_RDONLY)), "f").Open(problem));
-}
-
-TEST(SpooledSource, TakesAPipeAsItComes) {
-    CPipe pipe;
-    CSpooledSource source(pipe.read.Get(), MakeSpoolFile(), "stdin");
-    EXPECT_FALSE(source.HashStep()) << "nothing yet";
-    pipe.Write(Data().substr(0, 50000));
-    EXPECT_FALSE(source.HashStep());
-    pipe.Write(Data().substr(50000, 30000));
-    pipe.write.Reset();
-    while (!source.HashStep()) ASSERT_EQ(source.Problem(), "");
-    EXPECT_EQ(source.Size(), 80000U);
-    EXPECT_EQ(source.Sha256(), OfferOf("", Data().substr(0, 80000)).sha256);
-    std::vector<char> block(kBlockSize);
-    ASSERT_TRUE(source.Read(1, block.data()));
-    EXPECT_EQ(std::string(block.data(), 80000 - kBlockSize), Data().substr(kBlockSize, 80000 - kBlockSize));
 }
 
 }  // namespace

@@ -1,17 +1,14 @@
-// The demo's helpers: what counts as sent again, what the proxy tunnels, what becomes of child processes.
+// The demo's helpers: what a path loses, what the proxy tunnels, what becomes of child processes, what is good.
 #include "support/scratch.h"
-#include "support/session_wire.h"
-#include "tools/lumo/commands/commands.h"
 #include "tools/lumo/demo/audio_demo.h"
 #include "tools/lumo/demo/child_process.h"
 #include "tools/lumo/demo/connect_proxy.h"
 #include "tools/lumo/demo/demo_files.h"
 #include "tools/lumo/demo/desktop_demo.h"
-#include "tools/lumo/demo/file_demo.h"
 #include "tools/lumo/demo/impair.h"
 #include "tools/lumo/demo/sockets.h"
 #include "tools/lumo/demo/video_demo.h"
-#include "unit/tools/h264_stream.h"
+#include "unit/tools/media_input.h"
 
 #include <signal.h>
 #include <sys/socket.h>
@@ -19,27 +16,6 @@
 using namespace lumo;
 
 namespace {
-
-TEST(RepeatCounter, CountsPacketsThatPassAgainPerLinkAndDirection) {
-    CRepeatCounter counter;
-    const auto look = [&](uint64_t direction, const char* envelope, const std::string& packet) {
-        const std::string datagram = Hex(envelope) + packet;
-        counter.Look(direction, reinterpret_cast<const uint8_t*>(datagram.data()), datagram.size());
-    };
-    const char* const sink = "06 3D 00000001 00000002";
-    for (int sequence : {65534, 65535, 0, 1}) look(0, sink, session_wire::Data(static_cast<uint16_t>(sequence), "x"));
-    EXPECT_EQ(counter.Repeated(), 0U) << "the sequence wraps";
-    look(0, sink, session_wire::Data(65535, "x"));
-    look(0, sink, session_wire::Data(1, "x"));
-    EXPECT_EQ(counter.Repeated(), 2U);
-    look(1, sink, session_wire::Data(1, "x"));
-    look(0, "06 3D 00000009 00000002", session_wire::Data(1, "x"));
-    look(0, sink, session_wire::Ack(1));
-    look(0, "06 3B 00000001", "");
-    look(0, sink, std::string(5, 'x'));
-    EXPECT_EQ(counter.Repeated(), 2U) << "other links, acknowledgements and keep-alives";
-    EXPECT_EQ(counter.DataPackets(), 8U);
-}
 
 /// Passes `count` datagrams through a path and gives back which ones arrive.
 std::vector<int> ThroughPath(const ImpairOptions& options, int count) {
@@ -54,138 +30,99 @@ std::vector<int> ThroughPath(const ImpairOptions& options, int count) {
         for (Endpoint from; ReceiveDatagram(target.Get(), from, buffer, sizeof buffer) > 0;)
             arrived.push_back(buffer[0]);
     };
-    uint64_t now = 1000;
     for (int i = 0; i < count; ++i) {
         const char byte = static_cast<char>(i);
         SendDatagram(client.Get(), {0x7F000001, path.Port()}, &byte, 1);
-        while (path.Seen() <= static_cast<uint64_t>(i)) path.Turn(now, 1000, -1);
+        while (path.Seen() <= static_cast<uint64_t>(i)) path.Turn(1000, 1000, -1);
         if (options.delayMs > 0) take();
-        EXPECT_TRUE(options.delayMs == 0 || arrived.empty()) << "before its time";
     }
-    now += options.delayMs;
-    path.Turn(now, 0, -1);
+    EXPECT_TRUE(arrived.empty()) << "before its time";
+    path.Turn(1000 + options.delayMs, 0, -1);
     take();
     EXPECT_EQ(arrived.size() + path.Lost(), static_cast<size_t>(count));
     return arrived;
 }
 
-TEST(ImpairedPath, LosesTheSameDatagramsForTheSameSeed) {
+TEST(ImpairedPath, DelaysAndLosesTheSameDatagramsForTheSameSeed) {
     EXPECT_EQ(ThroughPath({0, 0, 1}, 50).size(), 50U);
     EXPECT_EQ(ThroughPath({0, 40, 1}, 50).size(), 50U);
     EXPECT_TRUE(ThroughPath({1, 0, 1}, 20).empty());
     const std::vector<int> half = ThroughPath({0.5, 0, 7}, 100);
     EXPECT_EQ(half, ThroughPath({0.5, 0, 7}, 100));
     EXPECT_NE(half, ThroughPath({0.5, 0, 8}, 100));
-    EXPECT_GT(half.size(), 30U);
-    EXPECT_LT(half.size(), 70U);
+    EXPECT_NEAR(static_cast<double>(half.size()), 50, 20);
 }
 
 TEST(ConnectProxy, TunnelsToLoopbackOnly) {
-    const std::pair<const char*, bool> rows[] = {
-        {"CONNECT 127.0.0.1:7000 HTTP/1.1\r\nHost: x\r\n\r\n", true},
-        {"CONNECT 127.9.9.9:1 HTTP/1.0\r\n\r\n", true},
-        {"CONNECT 10.0.0.1:7000 HTTP/1.1\r\n\r\n", false},
-        {"CONNECT 127.0.0.1 HTTP/1.1\r\n\r\n", false},
-        {"CONNECT 127.0.0.1:0 HTTP/1.1\r\n\r\n", false},
-        {"CONNECT localhost:7000 HTTP/1.1\r\n\r\n", false},
-        {"CONNECT 127.0.0.1:7000\r\n\r\n", false},
-        {"GET http://127.0.0.1:7000/ HTTP/1.1\r\n\r\n", false},
-        {"", false},
-    };
-    for (const auto& [head, valid] : rows) {
-        Endpoint target;
-        EXPECT_EQ(CConnectProxy::ParseRequest(head, target), valid) << head;
+    Endpoint target;
+    for (const char* head :
+         {"CONNECT 127.0.0.1:7000 HTTP/1.1\r\nHost: x\r\n\r\n", "CONNECT 127.9.9.9:1 HTTP/1.0\r\n\r\n"})
+        EXPECT_TRUE(CConnectProxy::ParseRequest(head, target)) << head;
+    for (const char* head : {"CONNECT 10.0.0.1:7000 HTTP/1.1\r\n\r\n", "CONNECT 127.0.0.1 HTTP/1.1\r\n\r\n",
+                             "CONNECT 127.0.0.1:0 HTTP/1.1\r\n\r\n", "CONNECT localhost:7000 HTTP/1.1\r\n\r\n",
+                             "CONNECT 127.0.0.1:7000\r\n\r\n", "GET http://127.0.0.1:7000/ HTTP/1.1\r\n\r\n", ""})
+        EXPECT_FALSE(CConnectProxy::ParseRequest(head, target)) << head;
+}
+
+TEST(ChildProcess, IsReapedHoweverStubborn) {
+    CChildProcess process;
+    ASSERT_TRUE(process.Start({"/bin/sh", "-c", "trap '' TERM; echo ready; while :; do read x; sleep 1; done"}));
+    ASSERT_TRUE(process.WaitForText("ready", 60000));
+    const pid_t pid = process.Pid();
+    process.Stop(50);
+    EXPECT_EQ(process.ExitCode(), 128 + SIGKILL);
+    EXPECT_NE(kill(pid, 0), 0);
+}
+
+TEST(Demo, AStreamJoinedAnywhereIsComparedPieceByPiece) {
+    using Pieces = std::vector<std::string>;
+    const Pieces source{"a", "b", "c", "d"};
+    const struct {
+        Pieces seen;
+        size_t differ;            // packets of audio
+        size_t foreign, skipped;  // pictures
+    } rows[] = {{{}, 0, 0, 0},
+                {{"c", "d", "a", "b", "c"}, 0, 0, 0},
+                {{"c", "?", "a"}, 1, 1, 1},
+                {{"c", "a", "b"}, 1, 0, 1},
+                {{"a", "a"}, 1, 0, 3}};
+    for (const auto& row : rows) {
+        const PictureCount count = CountPictures(source, row.seen);
+        EXPECT_EQ(PacketsThatDiffer(source, row.seen), row.differ) << row.seen.size();
+        EXPECT_EQ(count.foreign, row.foreign) << row.seen.size();
+        EXPECT_EQ(count.skipped, row.skipped) << row.seen.size();
     }
-}
-
-TEST(HelperOptions, Shares) {
-    const std::pair<const char*, double> rows[] = {{"2%", 0.02}, {"0.5", 0.5}, {"0", 0},   {"100%", 1}, {"101%", -1},
-                                                   {"2", -1},    {"-1", -1},   {"", -1},   {"%", -1},   {"1.2.3", -1},
-                                                   {"nan", -1},  {"1e9", -1},  {"2%%", -1}};
-    for (const auto& [text, share] : rows) EXPECT_DOUBLE_EQ(ParseShare(text), share) << text;
-}
-
-TEST(ChildProcess, IsReapedHoweverStubbornOrForgotten) {
-    CChildProcess stubborn;
-    ASSERT_TRUE(stubborn.Start({"/bin/sh", "-c", "trap '' TERM; echo ready; while :; do read x; sleep 1; done"}));
-    ASSERT_TRUE(stubborn.WaitForText("ready", 60000));
-    EXPECT_FALSE(stubborn.WaitForText("never", 20));
-    const pid_t pid = stubborn.Pid();
-    stubborn.Stop(50);
-    EXPECT_EQ(stubborn.ExitCode(), 128 + SIGKILL);
-    EXPECT_NE(kill(pid, 0), 0) << "reaped";
-    pid_t left = 0;
-    {
-        CChildProcess forgotten;
-        ASSERT_TRUE(forgotten.Start({"/bin/sleep", "1000"}));
-        left = forgotten.Pid();
-    }
-    EXPECT_NE(kill(left, 0), 0) << "nothing outlives its owner";
-}
-
-TEST(Demo, TheTableTellsWhatArrived) {
-    std::list<FileRow> rows(2);
-    rows.front().bytes = 48000000;
-    rows.front().seconds = 1.5;
-    rows.front().repeated = 3;
-    rows.front().equal = true;
-    rows.back().udp = false;
-    const std::string table = FileTable(rows);
-    for (const char* line :
-         {" 48000000     1.50     32.0              3  equal\n", " 0     0.00      0.0              -  NOT EQUAL\n"})
-        EXPECT_NE(table.find(line), std::string::npos) << table;
-}
-
-TEST(Demo, AStreamJoinedAnywhereIsComparedPacketByPacket) {
-    const std::vector<std::string> source{"a", "b", "c", "d"};
-    EXPECT_EQ(PacketsThatDiffer(source, {"c", "d", "a", "b", "c"}), 0U);
-    EXPECT_EQ(PacketsThatDiffer(source, {"c", "?", "a"}), 1U);
-    EXPECT_EQ(PacketsThatDiffer(source, {"c", "a", "b"}), 1U) << "one left out";
     EXPECT_EQ(PacketsThatDiffer({}, {"x"}), 1U);
 }
 
-TEST(Demo, WhatWasSeenMustBeWhatWasPublishedFromAKeyFrameOn) {
+TEST(Demo, WhatWasSeenMustBeWholeUnitsOfTheVideoFromAKeyFrameOn) {
     const CScratch folder;
     CVideoDemo demo;
     ASSERT_FALSE(demo.Publish(folder / "").empty());
-    const std::string sample = h264_stream::Moving();
-    const VideoIndex index = h264_stream::IndexOf(sample);
-    ASSERT_EQ(index.units, 250U);
-    const auto judge = [&](const std::string& seen, bool lossy, uint64_t frames, uint64_t skipped) {
-        StreamRow row;
-        row.out = folder / "seen";
-        row.lossy = lossy;
-        EXPECT_TRUE(WriteFile(row.out, seen));
-        demo.Judge({{"frames", frames}, {"key_frames", 4}, {"skipped", skipped}}, row);
-        EXPECT_EQ(row.frames, frames);
-        EXPECT_FALSE(row.delayMs) << "frames carry no time";
-        return row.problem;
-    };
-    const std::string seen = sample.substr(index.keys[4].offset);
-    EXPECT_EQ(judge(seen, false, 50, 5), "");
-    EXPECT_NE(judge(seen, false, 50, 6), "") << "nothing was lost on that path";
-    EXPECT_EQ(judge(seen, true, 50, 6), "");
-    EXPECT_NE(judge(seen, true, 51, 0), "") << "one that is not in the recording";
-    std::string broken = seen;
-    broken[broken.size() / 2] ^= 1;
-    for (const std::string& bad : {seen.substr(1), broken, std::string()})
-        EXPECT_NE(judge(bad, true, bad.empty() ? 0 : 50, 0), "");
-}
-
-TEST(DesktopDemo, EveryPictureIsOneOfThePublishersAndWhatWasSkippedIsCounted) {
-    const std::vector<std::string> published = {"a", "b", "c", "d"};
+    const std::vector<std::string> units = h264_stream::Read(h264_stream::Moving(), 65536).units;
     const struct {
-        std::vector<std::string> seen;
-        size_t foreign, skipped;
-    } rows[] = {{{}, 0, 0},
-                {{"c", "d", "a", "b", "c"}, 0, 0},
-                {{"a", "c", "b"}, 0, 3},
-                {{"a", "a"}, 0, 3},
-                {{"a", "x", "b", ""}, 2, 0}};
+        const char* what;
+        size_t first;         // unit; the 50th of 250 is a key frame
+        std::string instead;  // of the tenth that follows
+        bool lossy;
+        uint64_t told, skipped;
+        bool good;
+    } rows[] = {{"past the end and from the beginning", 200, units[210], false, 60, 6, true},
+                {"too many skipped", 200, units[210], false, 60, 7, false},
+                {"on a path that loses", 200, units[210], true, 60, 7, true},
+                {"told of one more", 200, units[210], true, 61, 0, false},
+                {"not from a key frame on", 201, units[211], true, 60, 0, false},
+                {"one left out", 200, "", true, 59, 0, false},
+                {"one damaged", 200, units[210] + "x", true, 60, 0, false}};
     for (const auto& row : rows) {
-        const PictureCount count = CountPictures(published, row.seen);
-        EXPECT_EQ(count.foreign, row.foreign) << row.seen.size();
-        EXPECT_EQ(count.skipped, row.skipped) << row.seen.size();
+        StreamRow judged;
+        judged.out = folder / "seen";
+        judged.lossy = row.lossy;
+        std::string seen;
+        for (size_t i = 0; i < 60; ++i) seen += i == 10 ? row.instead : units[(row.first + i) % units.size()];
+        EXPECT_TRUE(WriteFile(judged.out, seen));
+        demo.Judge({{"frames", row.told}, {"key_frames", 4}, {"skipped", row.skipped}}, judged);
+        EXPECT_EQ(judged.problem.empty(), row.good) << row.what << judged.problem;
     }
 }
 

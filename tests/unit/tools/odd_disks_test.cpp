@@ -70,9 +70,8 @@ TEST(OddDisk, TheFinalNameIsTakenWhereRenamesAndLinksAreNotExclusive) {
             if (!links) calls.push_back({SYS_linkat, EPERM});
             WithFailing(calls, [&] {
                 const Attempt attempt(scratch, "new");
-                attempt.Write("new", 0, 1);
                 if (taken) scratch.Put("a", "mine");
-                EXPECT_EQ(attempt->Commit(), !taken) << attempt->Problem();
+                EXPECT_EQ(attempt.Finish(), !taken) << attempt->Problem();
                 EXPECT_EQ(attempt->Reason(), taken ? Failure::Exists : Failure::None);
             });
             EXPECT_EQ(scratch.Get("a"), taken ? "mine" : "new") << links;

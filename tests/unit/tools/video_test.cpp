@@ -1,6 +1,9 @@
-// H.264 byte streams to video frames.
-#include "h264_stream.h"
+// H.264 byte streams to video frames, and back.
+#include "media_input.h"
+#include "support/scratch.h"
+#include "tools/lumo/media/video_frame.h"
 #include "tools/lumo/media/video_publisher.h"
+#include "tools/lumo/media/video_recorder.h"
 
 #include <random>
 
@@ -85,47 +88,38 @@ TEST(AnnexB, TheSampleComesOutByteForByteAndDamageDoesNoHarm) {
 /// A publisher on a file, and the frames that have come out of it.
 class VideoPublishing : public ::testing::Test {
 protected:
-    /// `pattern`: K for an IDR picture with parameter sets, k for one without, - for any other, named by its place.
-    static std::string Made(const std::string& pattern) {
-        std::string bytes;
-        for (size_t i = 0; i < pattern.size(); ++i) {
-            const std::string name = std::to_string(100 + i);
-            if (pattern[i] == 'K') bytes += kAud + kSps + kPps;
-            bytes += pattern[i] == '-' ? Delta(name) : Idr(name);
+    /// `pattern`: K for an IDR picture with parameter sets, k for one without, - for any other. They are a, b, c...
+    void Open(const std::string& pattern, bool indexed, bool loop = false) {
+        for (const char kind : pattern) {
+            const std::string name(1, static_cast<char>('a' + m_nUnits++));
+            if (kind == 'K') m_bytes += kAud + kSps + kPps;
+            m_bytes += kind == '-' ? Delta(name) : Idr(name);
         }
-        return bytes;
-    }
-    void Open(const std::string& bytes, bool indexed, bool loop = false) {
-        m_bytes = bytes;
         m_loop = loop;
-        if (indexed) publisher.SetIndex(IndexOf(bytes), loop);
+        if (indexed) publisher.SetIndex(IndexOf(m_bytes), loop);
     }
-    /// Sends that many frames, fewer at the end; their places in the stream: "0 1 2".
+    /// Sends that many frames, fewer at the end; their names.
     std::string Play(size_t count) {
+        using State = CVideoPublisher::State;
         frames.clear();
         while (frames.size() < count) {
-            const CVideoPublisher::State state = publisher.Fetch(now);
-            if (state == CVideoPublisher::State::Ready) {
-                now = std::max(now, publisher.DueMs());
-                publisher.Send(now);
-            } else if (state == CVideoPublisher::State::NeedMore) {
-                const size_t length = std::min<size_t>(7, m_bytes.size() - m_at);
-                if (length == 0) publisher.Finish();
-                publisher.Feed(m_bytes.data() + m_at, length);
-                m_at += length;
-            } else if (state == CVideoPublisher::State::GoOn) {
+            const State state = publisher.Fetch(now);
+            if (state == State::Ready) {
+                publisher.Send(now = std::max(now, publisher.DueMs()));
+            } else if (state == State::NeedMore) {
+                Feed();
+            } else if (state == State::GoOn) {
                 m_at = publisher.GoOnAt();
-            } else if (state == CVideoPublisher::State::End && m_loop) {
+            } else if (state == State::End && m_loop) {
                 m_at = 0;
                 publisher.Rewind();
             } else {
                 break;
             }
         }
-        std::string places;
-        for (const std::string& frame : frames)
-            places += (places.empty() ? "" : " ") + std::to_string(std::stoi(frame.substr(frame.size() - 3)) - 100);
-        return places;
+        std::string names;
+        for (const std::string& frame : frames) names += frame.back();
+        return names;
     }
     std::vector<std::string> frames;
     uint64_t now = 5000;
@@ -136,19 +130,26 @@ protected:
     }};
 
 private:
+    void Feed() {
+        const size_t length = std::min<size_t>(7, m_bytes.size() - m_at);
+        if (length == 0) publisher.Finish();
+        publisher.Feed(m_bytes.data() + m_at, length);
+        m_at += length;
+    }
     std::string m_bytes;
+    int m_nUnits = 0;
     size_t m_at = 0;
     bool m_loop = false;
 };
 
 TEST_F(VideoPublishing, EachUnitLeavesInItsTimeBehindItsHead) {
-    Open(Made("--K--k-"), false);
+    Open("--K--k-", false);
     publisher.SetRate(10);
-    EXPECT_EQ(Play(100), "2 3 4 5 6") << "what comes before the first IDR picture helps nobody";
+    EXPECT_EQ(Play(100), "cdefg") << "what comes before the first IDR picture helps nobody";
     EXPECT_EQ(now, 5400U);
-    EXPECT_EQ(frames[0], "\1\0\0"s + kAud + kSps + kPps + Idr("102"));
-    EXPECT_EQ(frames[1], "\0\0\1"s + Delta("103"));
-    EXPECT_EQ(frames[3], "\1\0\3"s + kSps + kPps + Idr("105")) << "parameter sets for those who come later";
+    EXPECT_EQ(frames[0], "\1\0\0"s + kAud + kSps + kPps + Idr("c"));
+    EXPECT_EQ(frames[1], "\0\0\1"s + Delta("d"));
+    EXPECT_EQ(frames[3], "\1\0\3"s + kSps + kPps + Idr("f")) << "parameter sets for those who come later";
     EXPECT_EQ(publisher.KeyFrames(), 2U);
     frames.clear();
     publisher.SayGoodbye();
@@ -156,54 +157,113 @@ TEST_F(VideoPublishing, EachUnitLeavesInItsTimeBehindItsHead) {
 }
 
 TEST_F(VideoPublishing, GoesOnFromANumberThatWasWrittenIntoAFrame) {
-    Open(Made("K---"), false);
+    Open("K---", false);
     numbered = "\xff\xfe";
-    EXPECT_EQ(Play(2), "0 1");
+    EXPECT_EQ(Play(2), "ab");
     numbered.clear();
-    Play(2);
+    EXPECT_EQ(Play(2), "cd");
     EXPECT_EQ(frames[0].substr(0, 3), "\0\xff\xff"s);
     EXPECT_EQ(frames[1].substr(0, 3), "\0\0\0"s);
 }
 
 TEST_F(VideoPublishing, RequestsGoOnFromTheNearestKeyOfAFile) {
-    Open(Made("K-----K-------K---"), true);
-    EXPECT_EQ(Play(3), "0 1 2");
+    Open("K-----K-------K---", true);
+    EXPECT_EQ(Play(3), "abc");
     now += CVideoPublisher::kMergeMs;
     publisher.RequestKeyFrame();
-    EXPECT_EQ(Play(3), "6 7 8") << "3 is as far from 0: ahead then";
+    EXPECT_EQ(Play(3), "ghi") << "d is as far from a: ahead then";
     publisher.RequestKeyFrame();
     publisher.RequestKeyFrame();
-    EXPECT_EQ(Play(3), "9 10 11") << "too soon after a key frame";
+    EXPECT_EQ(Play(3), "jkl") << "too soon after a key frame";
     now += CVideoPublisher::kMergeMs;
-    EXPECT_EQ(Play(9), "14 15 16 17") << "two requests are one";
+    EXPECT_EQ(Play(9), "opqr") << "two requests are one";
     publisher.RequestKeyFrame();
     now += CVideoPublisher::kMergeMs;
-    EXPECT_EQ(Play(2), "14 15") << "none ahead";
+    EXPECT_EQ(Play(2), "op") << "none ahead";
     EXPECT_EQ(publisher.Requests(), 4U);
 }
 
 TEST_F(VideoPublishing, ThoseWhoJoinOneByOneDoNotHoldItBack) {
-    Open(Made("K-------K-------"), true, true);
+    Open("K-------K-------", true, true);
     publisher.SetRate(5);
-    std::string places;
+    std::string names;
     for (int i = 0; i < 5; ++i) {
-        places += Play(2) + ", ";
+        names += Play(2) + " ";
         publisher.RequestKeyFrame();
     }
-    EXPECT_EQ(places, "0 1, 0 1, 8 9, 8 9, 0 1, ");
+    EXPECT_EQ(names, "ab ab ij ij ab ");
 }
 
 TEST_F(VideoPublishing, AnInputThatComesWhenItComesIsNotSpedUpForLong) {
-    Open(Made("K---------------"), false);
+    Open("K---------------", false);
     publisher.RequestKeyFrame();
-    EXPECT_EQ(Play(2), "0 1") << "without an index the request waits for the next one";
+    EXPECT_EQ(Play(2), "ab") << "without an index the request waits for the next one";
     now += 60000;
-    EXPECT_EQ(Play(1), "2");
+    EXPECT_EQ(Play(1), "c");
     const uint64_t late = now;
     Play(13);
     EXPECT_EQ(late, 65040U);
     EXPECT_EQ(now, late) << "less than a second behind";
     EXPECT_GE(publisher.DueMs(), late - CVideoPublisher::kLateMs);
+}
+
+std::string Frame(uint16_t sequence, char kind, const std::string& run = "") {
+    const std::string unit = kind == 'K' ? Idr(run) : Delta(run + std::to_string(sequence));
+    return Encode({kind == 'K', sequence, unit});
+}
+
+class VideoRecording : public ::testing::Test {
+protected:
+    void Arrive(const std::string& frame, bool ours = true) {
+        EXPECT_EQ(recorder.OnFrame(frame.data(), frame.size(), now), ours);
+    }
+    void ArriveAll(const std::vector<std::pair<uint16_t, char>>& frames, const std::string& run = "") {
+        for (const auto& [sequence, kind] : frames) Arrive(Frame(sequence, kind, run));
+    }
+    CUnnamedFile file;
+    CVideoRecorder recorder{file.Get()};
+    uint64_t now = 1000;
+};
+
+TEST_F(VideoRecording, NothingIsWrittenThatDoesNotDecode) {
+    Arrive(Frame(7, '-'));
+    EXPECT_FALSE(recorder.KeyFrameDue(now)) << "one may be on its way";
+    now += CVideoRecorder::kPatienceMs;
+    EXPECT_TRUE(recorder.KeyFrameDue(now));
+    EXPECT_FALSE(recorder.KeyFrameDue(now + 900));
+    EXPECT_TRUE(recorder.KeyFrameDue(now + 1000));
+    ArriveAll({{9, 'K'}, {10, '-'}, {13, '-'}, {14, '-'}, {16, 'K'}, {17, '-'}, {65535, 'K'}, {0, '-'}});
+    EXPECT_FALSE(recorder.KeyFrameDue(now + 5000));
+    EXPECT_EQ(file.Content(), Idr("") + Delta("10") + Idr("") + Delta("17") + Idr("") + Delta("0"));
+    const VideoReport& report = recorder.Report();
+    EXPECT_EQ(report.frames, 6U);
+    EXPECT_EQ(report.keyFrames, 3U);
+    EXPECT_EQ(report.skipped, 5U) << "the jump to 65535 is another publisher";
+    EXPECT_EQ(report.useless, 3U);
+    EXPECT_EQ(report.requests, 2U);
+}
+
+TEST_F(VideoRecording, TwoWaysOverlapAndPublishersBeginAnew) {
+    std::string whole;
+    for (const std::string run : {"a", "b"}) {
+        ArriveAll({{0, 'K'}, {0, 'K'}, {1, '-'}, {2, '-'}, {1, '-'}, {0, 'K'}, {2, '-'}, {3, '-'}}, run);
+        whole += Idr(run) + Delta(run + "1") + Delta(run + "2") + Delta(run + "3");
+    }
+    EXPECT_EQ(file.Content(), whole);
+    EXPECT_EQ(recorder.Report().useless, 0U);
+    EXPECT_FALSE(recorder.Ended());
+    Arrive(EncodeVideoEnd(8));
+    EXPECT_TRUE(recorder.Ended());
+}
+
+TEST_F(VideoRecording, ForeignFramesAreRefusedAndOddOnesTaken) {
+    for (const std::string& frame : {""s, "\1"s, "\1\0\0"s, "\1\0\0text"s, "\1\0\0\0\0\1\x65"s.substr(0, 5),
+                                     "\1\0\0\0\0\1\x65"s + std::string(CAnnexBReader::kMaxUnit, 'x')})
+        Arrive(frame, false);
+    const std::string unit = "\0\0\0"s + kSps + kPps + Idr("a");
+    Arrive(Encode({true, 0, unit}));
+    Arrive("\1\0\1\0\0\1\x65"s);
+    EXPECT_EQ(file.Content(), unit + "\0\0\1\x65"s) << "zeros before the first start code do no harm";
 }
 
 }  // namespace

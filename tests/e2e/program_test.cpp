@@ -1,0 +1,156 @@
+// The program from outside: its exit codes, the dump, the demo.
+#include "e2e/relay_test.h"
+#include "support/fake_net.h"
+#include "tools/lumo/demo/samples.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <regex>
+
+using e2e::CRelayTest;
+
+namespace {
+
+class Program : public CRelayTest {};
+
+/// A command line, where @ is the relay, and what becomes of it.
+const struct {
+    const char* words;
+    int code;
+    const char* says;
+} kLines[] = {
+    {"", 2, ""},
+    {"nonsense", 2, ""},
+    {"send", 2, ""},
+    {"send file", 2, "--mcu"},
+    {"send file --mcu bad:port", 2, ""},
+    {"send file --channel 0 @", 2, "the channel must be a number"},
+    {"send file --proxy ftp://x @", 2, ""},
+    {"receive x @", 2, "the channel must be a number"},
+    {"receive 5 --near 127.0.0.2:1 @", 2, "--near must use the port of --mcu"},
+    {"receive 5 --path p2p --near 127.0.0.2 @", 2, "name one of them"},
+    {"whiteboard --channel 5 --path p2p-tcp --near 127.0.0.2 @", 2, "name one of them"},
+    {"subscribe audio 5 --path p2p --near 127.0.0.2 @", 2, "name one of them"},
+    {"probe --wait nan @", 2, ""},
+    {"probe --wait 0 @", 2, ""},
+    {"receive 5 --wait -1 @", 2, ""},
+    {"receive 5 --wait 1e10 @", 2, ""},
+    {"load video --key-bytes 18 @", 2, ""},
+    {"load video --key-bytes 4194308 @", 2, ""},
+    {"demo --loss 101%", 2, "not a share"},
+    {"demo --loss nan", 2, "not a share"},
+    {"demo --loss -1", 2, ""},
+    {"demo --loss 2%%", 2, "not a share"},
+    {"receive 5 --out nowhere @", 1, "nowhere: No such file"},
+    {"send missing @", 1, "missing: No such file"},
+    {"send . @", 1, ""},
+    {"send file file @", 1, "two files are named file"},
+    {"dump missing", 1, ""},
+    {"dump file", 1, ""},
+    {"publish audio file @", 1, "no Ogg Opus file"},
+    {"publish audio . @", 1, "cannot read .: Is a directory"},
+    {"load audio --file . @", 1, "cannot read .: Is a directory"},
+    {"publish video file @", 1, "start code"},
+    {"publish audio /dev/null --loop @", 1, "/dev/null: --loop needs a file, which can be read again"},
+    {"publish video /dev/null --loop @", 1, "/dev/null: --loop needs a file, which can be read again"},
+    {"publish desktop none @", 1, "holds no PNG or JPEG"},
+    {"subscribe desktop 5 -o /dev/null/x @", 1, "/dev/null/x"},
+    {"send file --wait 0.5 @", 3, "nobody came"},
+    {"receive 5 --wait 0.5 @", 3, ""},
+    {"receive 5 --tcp --wait 0.5 @", 3, ""},
+    {"publish audio spoken --mcu 127.0.0.1:1", 3, "the server has not taken the stream"},
+    {"subscribe audio 5 --wait 0.5 @", 3, "nothing was heard"},
+    {"subscribe video 5 --wait 0.5 --path relay @", 3, "nothing was heard"},
+    {"subscribe desktop 5 --wait 0.5 --tcp @", 3, "nothing was heard"},
+    {"load audio --subscribers 1 --wait 0.3 --mcu 127.0.0.3:1", 3, "only 0 of 1 subscribers"},
+    {"load whiteboard --subscribers 1 --wait 0.3 --mcu 127.0.0.3:1", 3, "only 0 of 1 subscribers"},
+};
+
+TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
+    StartRelay();
+    folder.Put("file", "0123456789");
+    folder.Put("spoken", std::string(lumo::Sample("sample.opus").substr(0, 4171)));  // a second of it
+    std::filesystem::create_directory(folder / "none");
+    for (const auto& [words, code, says] : kLines) {
+        std::string line = words;
+        if (const size_t at = line.find('@'); at != std::string::npos) line.replace(at, 1, Mcu());
+        Process& process = Lumo(line);
+        End(process, code);
+        EXPECT_NE(process.Errors(), "") << line;
+        EXPECT_NE(process.Errors().find(says), std::string::npos) << line << ": " << process.Errors();
+    }
+    Process& help = Lumo("--help");
+    End(help);
+    EXPECT_EQ(help.Errors(), "");
+}
+
+TEST_F(Program, DumpShowsACaptureInWords) {
+    const std::string head = Hex("D4C3B2A1 0200 0400 00000000 00000000 FFFF0000 65000000");  // raw IPv4
+    const std::string from5000To7000 = Hex("00000000 40110000 7F000001 7F000002 1388 1B58");
+    const std::string connect =
+        Hex("41420F00 00000000 26000000 26000000 45000026") + from5000To7000 + Hex("0012 0000 06400000000500000009");
+    const std::string foreign =
+        Hex("42420F00 00000000 20000000 20000000 45000020") + from5000To7000 + Hex("000C 0000 09090909");
+    const std::string stun = Hex("43420F00 00000000 1D000000 1D000000 4500001D") + from5000To7000 + Hex("0009 0000 07");
+    folder.Put("capture", head + connect + foreign + stun);
+    folder.Put("cut", (head + connect + stun).substr(0, head.size() + connect.size() + stun.size() - 3));
+    const std::string ways = " UDP 127.0.0.1:5000 > 127.0.0.2:7000  ",
+                      first = "   0.000000" + ways + "UDP_FILE_SOURCE_CONNECT channel 5 sender 9\n",
+                      other = "   1.000000" + ways + "4 bytes of others\n",
+                      last = "   2.000000" + ways + "UDP_STUN asks for its address\n";
+    const struct {
+        const char* words;
+        int code;
+        std::string shown;
+        const char* says;
+    } rows[] = {{"capture", 0, first + last, "3 packets, 2 datagrams and messages shown, 1 packets of others, 0 gaps"},
+                {"capture --all --count 2", 0, first + other, ""},
+                {"capture --port 5000", 0, first + last, ""},
+                {"capture --port 9", 0, "", "3 packets, 0 datagrams"},
+                {"cut", 1, first, "truncated"}};
+    for (const auto& row : rows) {
+        Process& dump = Lumo(std::string("dump ") + row.words);
+        End(dump, row.code);
+        EXPECT_EQ(dump.Output(), row.shown) << row.words;
+        EXPECT_NE(dump.Errors().find(row.says), std::string::npos) << dump.Errors();
+    }
+}
+
+TEST_F(Program, TheDemoBringsEverythingHome) {
+    folder.Put("file", RandomBytes(2 << 20));
+    Process& demo = Lumo("demo file --seed 3 --loss 1%");
+    End(demo);
+    const auto count = [&demo](const std::string& what) {
+        size_t found = 0;
+        for (size_t at = 0; (at = demo.Output().find(what, at)) != std::string::npos; ++at) ++found;
+        return found;
+    };
+    EXPECT_EQ(count("  equal\n"), 10U) << demo.Output();
+    EXPECT_EQ(count("  good "), 21U) << demo.Output();
+    EXPECT_EQ(count("  all equal\n"), 6U) << demo.Output();
+    const std::regex lossy("UDP, losing 1% +[0-9]+ +[0-9.]+ +[0-9.]+ +[1-9][0-9]*  equal");
+    EXPECT_TRUE(std::regex_search(demo.Output(), lossy)) << "nothing was lost: " << demo.Output();
+}
+
+TEST_F(Program, AnInterruptedDemoLeavesNoProcess) {
+    setenv("TMPDIR", (folder / "").c_str(), 1);  // what a killed demo leaves goes with the test
+    for (const int signal : {SIGINT, SIGKILL}) {
+        Process& demo = Lumo("demo");
+        ASSERT_TRUE(Says(demo, "one sender"));
+        const std::string id = std::to_string(demo.Pid());
+        std::ifstream list("/proc/" + id + "/task/" + id + "/children");
+        const std::vector<pid_t> children{std::istream_iterator<pid_t>(list), {}};
+        ASSERT_GE(children.size(), 3U) << "two servers and a proxy";
+        demo.Signal(signal);
+        End(demo, signal == SIGINT ? 1 : 128 + SIGKILL);
+        // The kernel ends them with a demo that was killed: soon, not at once.
+        const auto gone = [](pid_t pid) { return kill(pid, 0) != 0; };
+        for (int i = 0; i < 1000 && !std::all_of(children.begin(), children.end(), gone); ++i) usleep(10000);
+        for (const pid_t pid : children) EXPECT_TRUE(gone(pid)) << pid;
+    }
+    unsetenv("TMPDIR");
+}
+
+}  // namespace
