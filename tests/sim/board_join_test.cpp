@@ -1,98 +1,58 @@
 // How long a late joiner of a whiteboard waits until it has everything.
-#include "link/process/instances.h"
-#include "lumomedia/whiteboard.h"
-#include "sim/harness.h"
+#include "sim/nodes.h"
+#include "support/medium_app.h"
 #include "support/p2p_peer.h"
+#include "support/wb_reader.h"
 #include "support/wb_words.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <vector>
 
 namespace sim {
 namespace {
 
-constexpr uint32_t kChannelID = 77;
-constexpr uint16_t kPort = 40000;  // of every host
-constexpr uint32_t kUser = 8;
+constexpr Address kEarly{CTestHost::kPeerIP, CTestHost::kPeerPort}, kLate{0x0a000003, 40000};
 
-/// An application that draws and counts the objects it hears of.
-class CBoardHost : public CP2PApplication, public IWBSessionClientNotify {
+/// An application at its own board.
+class CBoardNode : public CNode {
 public:
-    CBoardHost(CWorld& world, CFakeNet& net, uint32_t address) : ip(address), m_world(world) {
+    CBoardNode(CWorld& world, CFakeNet& net, Address address) : CNode(world, net, address) {
         Do([&] {
-            m_pP2P = CreateP2P(*this);
-            m_pManager = new CTestManager;
-            m_pManager->Open();
-            channel = new CWBChannel(kChannelID);
-            channel->Connect();
+            m_pPeers = std::make_unique<CAnsweringPeer>();
+            app = kWhiteboard.make(CMediumApp::kChannelID);
+            reader = std::make_unique<CReader>(app->As<CWBChannel>());
         });
-        m_pUdp = &net.Udp();
-        world.Attach({ip, kPort}, [this](const std::string& bytes, Address from) {
-            Do([&] { m_pUdp->Deliver(bytes, from.ip, from.port); });
-        });
-        world.AddTurn([this] { return Turn(); });
     }
-    ~CBoardHost() override {
+    ~CBoardNode() override {
         Do([&] {
-            if (m_pClient) m_pClient->ReleaseConnections();
-            m_pManager->ReleaseConnections();  // deletes the channel
-            m_pP2P->ReleaseConnections();
+            m_client.Release();
+            reader.reset();
+            app.reset();
         });
+        Release();
+        Do([&] { m_pPeers.reset(); });
     }
-    template <class Action>
-    void Do(Action action) {
-        UseInstances(&m_instances);
-        action();
-        UseInstances(nullptr);
-    }
-    /// Joins its channel to the other's, whose address it is told; the punch is known to have gone through.
-    void Join(const CBoardHost& other) {
+    /// Joins its board to the early one, whose address it is told; the punch is known to have gone through.
+    void Join() {
         Do([&] {
-            m_pClient = CreateWBSessionClientP2P(*this, kChannelID, kUser);
-            CCmdPacket answer = PeerPacket("P2P_START_ACK", kUser, Item(other.ip, kPort, other.ip, kPort));
-            m_pP2P->OnReceivedP2PCmd(answer);
-            m_pUdp->Deliver(Hex("03 08000000"), other.ip, kPort);
-            m_pClient->IsDisconnected();
+            m_client = app->PeerReceiver(false);
+            m_pPeers->Announce("P2P_START_ACK", CMediumApp::kPeerUser);
         });
+        Hear(Hex("03 08000000"), kEarly);
+        Do([&] { m_client.IsDisconnected(); });
     }
-    void OnWBSessionClientNotifyConnected(unsigned long) override { connected = true; }
 
-    const uint32_t ip;
-    CWBChannel* channel = nullptr;
-    bool connected = false;
+    std::unique_ptr<CMediumApp> app;
+    std::unique_ptr<CReader> reader;
 
 private:
-    bool Turn() {
-        Do([&] { m_pManager->RunTurn(); });
-        const std::vector<CSentDatagram> sent = m_pUdp->TakeSent();
-        for (const CSentDatagram& datagram : sent)
-            m_world.Send({ip, kPort}, {datagram.ip, datagram.port}, datagram.bytes.data(),
-                         static_cast<int>(datagram.bytes.size()));
-        return !sent.empty();
-    }
-
-    CWorld& m_world;
-    CInstances m_instances;
-    IP2P* m_pP2P = nullptr;
-    CTestManager* m_pManager = nullptr;
-    CFakeUdp* m_pUdp = nullptr;
-    IWBSessionClient* m_pClient = nullptr;
-};
-
-/// The application's place at a board.
-class CReader : public CWBSession {
-public:
-    explicit CReader(CWBChannel* channel) : CWBSession(channel) {}
-    void SendWBSessionData(const char* data, int) override { offered += data[0] == WB_CMD_OBJECT_OFFER; }
-    bool IsDisconnected() override { return false; }
-    size_t offered = 0;
+    std::unique_ptr<CAnsweringPeer> m_pPeers;
+    CMade m_client;
 };
 
 struct JoinRow {
-    size_t objects;
-    uint32_t permilleLost, delay;
+    uint32_t objects, permilleLost, delay;
     uint64_t withinMs;
 };
 
@@ -101,27 +61,21 @@ TEST(BoardJoin, ALateJoinerIsCompleteInTime) {
         SCOPED_TRACE(std::to_string(row.objects) + " objects");
         CWorld world(1);
         CFakeNet net;
-        CBoardHost early(world, net, 0x0a000001), late(world, net, 0x0a000002);
-        for (const auto& [from, to] : {std::pair(early.ip, late.ip), std::pair(late.ip, early.ip)}) {
-            world.AddFault<CRandomLoss>({from, kPort}, {to, kPort}, row.permilleLost);
-            world.AddFault<CDelaySpread>({from, kPort}, {to, kPort}, row.delay, row.delay);
-        }
-        CReader drawer(early.channel), reader(late.channel);
+        CBoardNode early(world, net, kEarly), late(world, net, kLate);
+        world.AddFaults(kEarly, kLate, Loss(row.permilleLost));
+        world.AddFaults(kEarly, kLate, Delay(row.delay, row.delay));
         early.Do([&] {
-            drawer.JoinWBChannel();
-            for (uint32_t id = 1; id <= row.objects; ++id) {
-                const std::string object = wb_words::Message(wb_words::kData, 1000 + id, 0, std::string(120, 'o'));
-                drawer.OnWBSessionData(object.data(), static_cast<int>(object.size()));
-            }
+            for (uint32_t id = 1; id <= row.objects; ++id)
+                early.reader->Say(wb_words::Message(wb_words::kData, 1000 + id, 0, std::string(120, 'o')));
         });
-        late.Do([&] { reader.JoinWBChannel(); });
-        late.Join(early);
-        EXPECT_TRUE(world.RunUntil([&] { return reader.offered == row.objects; }, [&] { return row.withinMs; }))
-            << reader.offered;
-        EXPECT_TRUE(late.connected);
+        late.Join();
+        EXPECT_TRUE(
+            world.RunUntil([&] { return late.reader->heard.size() >= row.objects; }, [&] { return row.withinMs; }))
+            << late.reader->heard.size();
+        EXPECT_EQ(late.app->connected.size(), 1U);
+        for (const std::string& message : late.reader->heard)
+            ASSERT_EQ(wb_words::WordAt(message, 0), static_cast<uint32_t>(wb_words::kOffer));
         RecordProperty("ms for " + std::to_string(row.objects), static_cast<int>(world.Elapsed()));
-        early.Do([&] { drawer.LeaveWBChannel(); });
-        late.Do([&] { reader.LeaveWBChannel(); });
     }
 }
 

@@ -1,18 +1,10 @@
 // What senders and receivers of every medium say to servers and take from them, byte for byte.
-#include "sim/medium_scene.h"
+#include "support/medium_scene.h"
 
 using session_wire::ReadU32;
 using session_wire::U32;
 
 namespace {
-
-constexpr uint32_t kSourceID = 500;
-
-size_t Links() {
-    size_t count = 0;
-    for (LumoLinkStatistics link; GetLinkStatistics(static_cast<unsigned long>(count), link);) ++count;
-    return count;
-}
 
 class MediumSenders : public MediumScene {};
 
@@ -60,11 +52,11 @@ TEST_P(MediumSenders, AreNotMadeWithoutAnAddressAPortOrAChannel) {
         EXPECT_FALSE(app->Sender(tcp, {{0, 0, 0}, 7000}));
         EXPECT_FALSE(app->Sender(tcp, {{1, 0, 0}, 0}));
         app->asksFor = 78;
-        EXPECT_FALSE(app->Sender(tcp, {{1, 0, 0}, 7000}));
+        EXPECT_FALSE(app->Sender(tcp, kServer));
         app->asksFor = kChannelID;
     }
     host.net.refuseTcpClient = true;
-    EXPECT_FALSE(app->Sender(true, {{1, 0, 0}, 7000}));
+    EXPECT_FALSE(app->Sender(true, kServer));
     EXPECT_EQ(app->SinkCount() + Links() + host.TakeSent().size(), 0U);
 }
 
@@ -92,85 +84,6 @@ TEST_P(MediumSenders, OverTcpDialTheFirstAddressAndNameTheirChannel) {
 
 INSTANTIATE_TEST_SUITE_P(Media, MediumSenders, testing::Values(kAudio, kVideo, kDesktop, kFile),
                          testing::PrintToStringParamName());
-
-class StreamSenders : public MediumScene {};
-
-TEST_P(StreamSenders, SendBetweenStartAndStopAndWhileEnabled) {
-    const CSourceRow& source = Row().source;
-    CMade sender = app->Sender(false, {{CTestHost::kPeerIP, 0, 0}, CTestHost::kPeerPort});
-    const uint32_t key = ReadU32(host.TakeSent().at(0).bytes, 6);
-    uint16_t sequence = 0;
-    const auto goes = [&](bool expected) {
-        app->Write("1234");
-        ExpectSent(
-            Say(source.frame, {kSourceID}, Row().session ? session_wire::Data(sequence, "1234") : std::string("1234")),
-            expected ? 1 : 0);
-        if (expected && Row().session) host.Deliver(Say(source.frameAck, {key}, session_wire::Ack(sequence++)));
-    };
-    host.Deliver(Say(source.keepAlive, {key, 3}));
-    goes(false);  // not connected
-    host.Deliver(Say(source.connectAck, {key, kSourceID, 0}));
-    host.Deliver(Say(source.keepAlive, {key, 3}));
-    host.TakeSent();
-    goes(true);
-    EXPECT_FALSE(sender.SetEnable(false));
-    EXPECT_TRUE(host.TakeSent().empty()) << "the server hears nothing of it";
-    goes(false);
-    EXPECT_TRUE(sender.SetEnable(true));
-    goes(true);
-    host.Deliver(Say(source.stop, {key}));
-    ExpectSent(Say(source.stopAck, {kSourceID}), 1);
-    goes(false);
-}
-
-class StreamReceivers : public MediumScene {};
-
-TEST_P(StreamReceivers, TellTheSinkAtOnceAndAgainWhatTheyWant) {
-    const CSinkRow& sink = Row().sink;
-    CMade receiver = app->Receiver(false, {{10, 0, 0}, 7000});
-    const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
-    EXPECT_FALSE(receiver.SetEnable(false));
-    EXPECT_TRUE(host.TakeSent().empty()) << "nobody to tell yet";
-    host.Deliver(Say(sink.connectAck, {id, kSinkID}), 10, 7000);
-    ExpectSent(Say(sink.stop, {kSinkID}), 2, 10, 7000);
-    EXPECT_TRUE(receiver.SetEnable(true));
-    ExpectSent(Say(sink.keepAlive, {kSinkID}), 2, 10, 7000);
-    host.Deliver(Say(sink.connectAck, {id, kSinkID}), 10, 7000);
-    ExpectSent(Say(sink.keepAlive, {kSinkID}), 2, 10, 7000);
-    EXPECT_EQ(app->connected.size(), 1U);
-}
-
-TEST_P(StreamReceivers, OverTcpSayItWithControlBytesAndRepeatTheLastOne) {
-    CMade receiver = app->Receiver(true, {{10, 0, 0}, 7000});
-    CFakeTcp& client = host.net.LastClient();
-    client.clientNotify->OnTcpClientNotifyConnected();
-    client.TakeSent();
-    const auto said = [&] {
-        std::string bytes;
-        for (const CSentMessage& message : client.TakeSent()) bytes += message.bytes;
-        return bytes;
-    };
-    const auto poll = [&](int times) {
-        for (int i = 0; i < times; ++i) EXPECT_FALSE(receiver.IsDisconnected());
-    };
-    const std::string start(1, Row().tcp.start), stop(1, Row().tcp.stop);
-    poll(12);
-    EXPECT_EQ(said(), start) << "the server has not answered yet, and still the keep-alive is the medium's";
-    EXPECT_TRUE(Answer(client, Row().tcp.receiver, U32(kChannelID) + U32(kSinkID)));
-    EXPECT_EQ(said(), start);
-    client.queued = 5;
-    EXPECT_FALSE(receiver.SetEnable(false));
-    EXPECT_EQ(said(), stop);
-    EXPECT_EQ(client.queued, Row().tcp.statesAlone ? 0U : 5U);
-    client.queued = 0;
-    poll(11);
-    EXPECT_EQ(said(), "");
-    poll(1);
-    EXPECT_EQ(said(), stop) << "the keep-alive says the same";
-}
-
-INSTANTIATE_TEST_SUITE_P(Media, StreamSenders, testing::Values(kAudio, kVideo), testing::PrintToStringParamName());
-INSTANTIATE_TEST_SUITE_P(Media, StreamReceivers, testing::Values(kAudio, kVideo), testing::PrintToStringParamName());
 
 struct AskRow {
     const char* what;
@@ -249,8 +162,8 @@ TEST_P(MediumReceivers, DialTheRightServer) {
 
 TEST_P(MediumReceivers, KnowTheirSinkByItsIdAndAddress) {
     const CSinkRow& sink = Row().sink;
-    CMade receiver = app->Receiver(false, {{10, 0, 0}, 7000});
-    const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
+    CMade receiver = app->Receiver(false, kServer);
+    const uint32_t id = SentID(2);
     const auto say = [&](uint8_t code, uint32_t sinkID, uint32_t ip, uint16_t port, const std::string& rest = "") {
         host.Deliver(Say(code, {id, sinkID}, rest), ip, port);
     };
@@ -278,7 +191,7 @@ TEST_P(MediumReceivers, KnowTheirSinkByItsIdAndAddress) {
     EXPECT_EQ(host.TakeSent().size(), Row().session ? 1U : 0U);
     EXPECT_EQ(Signs(), signs + 1);
     receiver.Release();
-    ExpectSent(Say(sink.disconnect, {kSinkID}), 3, 10, 7000);
+    ExpectSentToServer(Say(sink.disconnect, {kSinkID}), 3);
     EXPECT_EQ(Links(), 0U);
 }
 

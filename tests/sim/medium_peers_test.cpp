@@ -1,6 +1,6 @@
 // How receivers of every medium wait for the way to a peer, take it, and give up.
 #include "link/bounds/limits.h"
-#include "sim/medium_scene.h"
+#include "support/medium_scene.h"
 #include "support/p2p_peer.h"
 
 #include <set>
@@ -24,22 +24,19 @@ protected:
         receiver = app->PeerReceiver(false);
         SetP2PSubscribe(false);
     }
-    void Command(const char* type, uint32_t user = CMediumApp::kPeerUser) {
-        CCmdPacket command = PeerPacket(type, user, Item(kPublic, 7001, kLocal, 40000));
+    void Command(const char* type, uint32_t from = CMediumApp::kPeerUser) {
+        CCmdPacket command = PeerPacket(type, from, Item(kPublic, 7001, kLocal, 40000));
         p2p->OnReceivedP2PCmd(command);
     }
-    void Poll(int times, bool disconnected = false) {
-        for (int i = 0; i < times; ++i) EXPECT_EQ(receiver.IsDisconnected(), disconnected);
-    }
-    /// Where it has asked for the channel.
-    std::set<uint32_t> Asked() {
+    /// Where a poll has asked for the channel.
+    std::set<uint32_t> PollAsks(bool disconnected = false) {
+        EXPECT_EQ(receiver.IsDisconnected(), disconnected);
+        const std::string userID = Row().sink.namesUser ? U32(user.userID) : "";  // the asking user's own
         std::set<uint32_t> asked;
         for (const CSentDatagram& one : host.TakeSent()) {
             if (one.bytes.size() < 10 || !one.bytes.starts_with(Say(Row().sink.connect, {}))) continue;
             id = ReadU32(one.bytes, 2);
-            EXPECT_EQ(one.bytes,
-                      Say(Row().sink.connect, {id, kChannelID}, Row().sink.namesUser ? U32(user.userID) : ""))
-                << "the asking user's own ID";
+            EXPECT_EQ(one.bytes, Say(Row().sink.connect, {id, kChannelID}, userID));
             asked.insert(one.ip);
         }
         return asked;
@@ -49,6 +46,7 @@ protected:
     IP2P* p2p = CreateP2P(user);
     CMade receiver;
     uint32_t id = 0;
+    const std::set<uint32_t> nobody{};
 };
 
 // It fails, or has no room for this peer any more.
@@ -56,8 +54,7 @@ TEST_P(MediumPeers, AreWaitedForAsLongAsTheManagerNegotiates) {
     const auto waits = [&] {
         for (int poll = 0; poll < 5; ++poll) {
             host.clock.Advance(100000);
-            Poll(1);
-            EXPECT_TRUE(Asked().empty());
+            EXPECT_EQ(PollAsks(), nobody);
         }
     };
     for (const bool gaveWay : {false, true}) {
@@ -69,10 +66,9 @@ TEST_P(MediumPeers, AreWaitedForAsLongAsTheManagerNegotiates) {
         for (int i = 0; i < 3 && !gaveWay; ++i) Command("P2P_CMD");
         for (uint32_t other = 0; other < limits::kMaxPeers && gaveWay; ++other) Command("P2P_FETCH_ACK", 1000 + other);
         host.clock.Advance(GetParam().failedPeerMs);
-        Poll(1);
+        EXPECT_EQ(PollAsks(), nobody);
         host.clock.Advance(1);
-        Poll(1, true);
-        EXPECT_TRUE(Asked().empty()) << "failed, but only since";
+        EXPECT_EQ(PollAsks(true), nobody) << "failed, but only since";
         receiver.Release();
         user.TakeSent();
     }
@@ -82,15 +78,11 @@ TEST_P(MediumPeers, AreAskedAtBothAddressesUntilOneAnswers) {
     Ask();
     Command("P2P_START_ACK");
     host.Deliver(Hex("03 08000000"), kPublic, 50003);
-    for (int poll = 0; poll < 3; ++poll) {
-        Poll(1);
-        EXPECT_EQ(Asked(), (std::set<uint32_t>{kPublic, kLocal}));
-    }
+    for (int poll = 0; poll < 3; ++poll) EXPECT_EQ(PollAsks(), (std::set{kPublic, kLocal}));
     host.Deliver(Say(Row().sink.connectAck, {id, kSinkID}), kLocal, 40000);
     host.Deliver(Say(Row().sink.connectAck, {id, 601}), kPublic, 50003);
     EXPECT_EQ(app->connected, std::vector<uint32_t>{kLocal}) << "the first one";
-    Poll(1);
-    EXPECT_TRUE(Asked().empty());
+    EXPECT_EQ(PollAsks(), nobody);
     const std::string frame = Say(Row().sink.frame, {id, kSinkID}, Framed("data"));
     host.Deliver(frame, kLocal, 40001);
     host.Deliver(frame, kPublic, 40000);
@@ -100,12 +92,11 @@ TEST_P(MediumPeers, AreAskedAtBothAddressesUntilOneAnswers) {
 }
 
 TEST_P(MediumPeers, WithoutAManagerAreWaitedFor) {
-    p2p->ReleaseConnections();
-    p2p = nullptr;
+    std::exchange(p2p, nullptr)->ReleaseConnections();
     Ask();
     CMade overTcp = app->PeerReceiver(true);
     host.clock.Advance(100000);
-    Poll(1);
+    EXPECT_EQ(PollAsks(), nobody);
     EXPECT_TRUE(!overTcp || !overTcp.IsDisconnected());
 }
 
@@ -124,13 +115,13 @@ TEST_P(SharedPeers, AreNotAskedForAChannelThatIsNotHere) {
 TEST_P(SharedPeers, AreDialledOverTcpAndToldTheChannelAlone) {
     receiver = app->PeerReceiver(true);
     EXPECT_EQ(user.TakeSent(), std::vector<std::string>{"P2P_FETCH 8"});
-    Poll(100);
+    for (int i = 0; i < 100; ++i) EXPECT_FALSE(receiver.IsDisconnected());
     user.item = Item(kPublic, 1, 0xc0a80105, 1);
     Command("P2P_FETCH_ACK");
     host.net.refuseTcpClient = true;
-    Poll(1, true);
+    EXPECT_TRUE(receiver.IsDisconnected());
     host.net.refuseTcpClient = false;
-    Poll(1);
+    EXPECT_FALSE(receiver.IsDisconnected());
     EXPECT_EQ(host.net.clients.size(), 1U);
     CFakeTcp& client = host.net.LastClient();
     EXPECT_EQ(client.dialledHost, "192.168.2.2") << "behind the same NAT";

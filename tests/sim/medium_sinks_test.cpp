@@ -1,5 +1,5 @@
 // What the local MCU does for subscribers of every medium, and what becomes of channels.
-#include "sim/medium_scene.h"
+#include "support/medium_scene.h"
 
 using session_wire::ReadU32;
 using session_wire::U32;
@@ -43,6 +43,7 @@ TEST_P(MediumSinks, AreNotMadeByWhatIsMeantForServers) {
 }
 
 TEST_P(MediumSinks, GoWithTheSweepWhenTheyAreSilent) {
+    EXPECT_FALSE(app->IsEmpty()) << "never had a sink";
     const uint32_t kept = ConnectSink(5);
     ConnectSink(6);
     host.clock.Advance(100000);
@@ -54,6 +55,9 @@ TEST_P(MediumSinks, GoWithTheSweepWhenTheyAreSilent) {
     host.manager->RunTurn();
     EXPECT_EQ(app->SinkCount(), 1U);
     EXPECT_FALSE(app->IsSinkDisconnected(kept));
+    EXPECT_FALSE(app->IsEmpty());
+    app->EndAllSinks();
+    EXPECT_TRUE(app->IsEmpty());
 }
 
 TEST_P(MediumSinks, OverTcpAskWithTheShortValidationOfTheirOwnService) {
@@ -116,6 +120,7 @@ TEST_P(MediumSinks, LeaveTheirChannelToWhomItBelongs) {
     app->ReleaseChannel();
     if (owned) left->LeaveChannel();
     host.Release();
+    EXPECT_TRUE(owned || left->SinkCount() == 0);
     EXPECT_FALSE(released->isChannelDeleted) << "it was no longer registered";
     EXPECT_EQ(left->isChannelDeleted, owned);
 }

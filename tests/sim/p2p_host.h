@@ -1,94 +1,73 @@
 // A host of a simulated network with a local MCU, a peer-to-peer manager and an application that does what it should.
 #pragma once
 
-#include "link/process/instances.h"
-#include "lumomedia/file.h"
 #include "sim/nat.h"
+#include "sim/nodes.h"
+#include "support/medium_app.h"
 #include "support/p2p_peer.h"
-#include "support/test_manager.h"
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace sim {
 
-/// The world's network library must be a CFakeNet that outlives the host.
-class CP2PHost : public CP2PApplication, public IFileReceiverNotify {
+/// Publishes files, and takes those of user CMediumApp::kPeerUser.
+class CP2PHost : public CNode, public CP2PApplication {
 public:
-    static constexpr uint32_t kChannelID = 77;
+    static constexpr uint16_t kPort = 40000;
     static constexpr uint16_t kSignalling = 1;  // the network number of the signalling channel in the world
 
-    CP2PHost(CWorld& world, CFakeNet& net, CNetwork& network, uint32_t ip, uint32_t id);
-    ~CP2PHost() override;
-    CP2PHost(const CP2PHost&) = delete;
-    CP2PHost& operator=(const CP2PHost&) = delete;
-
-    /// Runs something as this host's process.
-    template <class Action>
-    void Do(Action action) {
-        UseInstances(&m_instances);
-        action();
-        UseInstances(nullptr);
+    CP2PHost(CWorld& world, CFakeNet& net, CNetwork& network, uint32_t address, uint32_t id)
+        : CNode(world, net, {address, kPort}), CP2PApplication(id), ip(address), m_network(network) {
+        Do([&] {
+            p2p = CreateP2P(*this);
+            app = kFile.make(CMediumApp::kChannelID);
+        });
+        m_network.Join(ip, [this](const Packet& packet) { Hear(packet.bytes, packet.from); });
+        m_world.Attach({id, kSignalling}, [this](const std::string& bytes, Address from) { OnCommand(bytes, from); });
     }
-    /// Learns its public address from a reflector.
-    void Ask(Address reflector) {
-        Do([&] { m_pP2P->SetSunServer(reflector.ip, reflector.port); });
+    ~CP2PHost() override {
+        Do([&] {
+            receiver.Release();
+            app->ReleaseChannel();
+            app.reset();
+        });
+        Release();
+        Do([&] { p2p->ReleaseConnections(); });
     }
-    void Call(uint32_t user) {
-        Do([&] { m_pP2P->StartP2PCaller(user); });
+    void OnP2PNotifySendCmd(unsigned long ulUserID, CCmdPacket& cmd) override {
+        const std::string bytes = cmd.Serialize();
+        m_world.Send({userID, kSignalling}, {static_cast<uint32_t>(ulUserID), kSignalling}, bytes.data(),
+                     static_cast<int>(bytes.size()));
     }
-    /// Takes the channel from that user's host.
-    void Receive(uint32_t user) {
-        Do([&] { m_pReceiver = CreateFileReceiverP2P(*this, kChannelID, user); });
-    }
-    bool Poll() {
-        Do([&] { m_bGaveUp = m_pReceiver->IsDisconnected(); });
-        return m_bGaveUp;
-    }
-    void Publish(const std::string& frame) {
-        Do([&] { m_pChannel->OnFileChannelData(frame.data(), static_cast<int>(frame.size())); });
-    }
-    std::optional<P2PPeer> Peer(uint32_t user) {
-        P2PPeer peer{};
-        bool known = false;
-        Do([&] { known = GetP2PPeer(user, peer); });
-        return known ? std::optional<P2PPeer>(peer) : std::nullopt;
-    }
-
-    void OnP2PNotifySendCmd(unsigned long ulUserID, CCmdPacket& cmd) override;
-    void OnP2PNotifyGetP2PItem(P2PItem& announced) override;
-    void OnFileReceiverNotifyConnected(unsigned long ip) override { connectedTo.push_back(static_cast<uint32_t>(ip)); }
-    void OnFileReceiverNotifyData(const char* data, int length) override {
-        delivered.emplace_back(data, static_cast<size_t>(length));
+    void OnP2PNotifyGetP2PItem(P2PItem& announced) override {
+        announced.ulLocalIP = ip;
+        announced.usLocalUDPPort = kPort;
+        if (natAddresses.empty()) return;
+        announced.ulNATIP = natAddresses.front().first;
+        announced.usNATUDPPort = natAddresses.front().second;
     }
 
     const uint32_t ip;
     int probes = 0;  // that left this host
-    std::vector<uint32_t> connectedTo;
-    std::vector<std::string> delivered;
+    IP2P* p2p = nullptr;
+    std::unique_ptr<CMediumApp> app;
+    CMade receiver;
 
 private:
-    class CChannel : public CFileChannel {
-    public:
-        CChannel() : CFileChannel(kChannelID) { Connect(); }
-        void OnFileSinkData(const void*, int) override {}
-    };
+    void Send(const CSentDatagram& one) override {
+        probes += one.bytes[0] == 2 ? 1 : 0;
+        m_network.Send({m_address, {one.ip, one.port}, one.bytes});
+    }
+    void OnCommand(const std::string& bytes, Address from) {
+        CCmdPacket cmd;
+        if (!CCmdPacket::Parse(bytes, cmd)) return;
+        cmd.SetFromUID(from.ip);
+        Do([&] { p2p->OnReceivedP2PCmd(cmd); });
+    }
 
-    bool Turn();
-    void OnCommand(const std::string& bytes, Address from);
-
-    CWorld& m_world;
     CNetwork& m_network;
-    CInstances m_instances;
-    IP2P* m_pP2P = nullptr;
-    CTestManager* m_pManager = nullptr;
-    CFakeUdp* m_pUdp = nullptr;
-    std::unique_ptr<CChannel> m_pChannel;
-    IFileReceiver* m_pReceiver = nullptr;
-    bool m_bGaveUp = false;
 };
 
 }  // namespace sim

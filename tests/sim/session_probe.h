@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/sctp_session.h"
+#include "support/session_wire.h"
 
 #include <cstdint>
 #include <string>
@@ -11,12 +12,10 @@
 namespace sim {
 
 struct Said {
-    bool ack = false;
-    bool flag = false;
-    uint16_t sequence = 0;
-    uint8_t window = 0;
-    bool begin = false;
-    bool end = false;
+    bool ack, flag;
+    uint16_t sequence;
+    uint8_t window;
+    bool begin, end;
     std::string payload;
 };
 
@@ -60,22 +59,11 @@ public:
     std::vector<std::string> frames;
 };
 
-/// Flag, command 1, sequence and advertised window as an acknowledgement carries them.
 inline std::string AckPacket(bool flag, uint16_t sequence, uint8_t window = 0) {
-    CSCTPPacket packet(session::kHeaderLen);
-    packet.SetCommand(session::SCTP_CMD_ACK);
-    packet.SetFlag(flag);
-    packet.SetSequence(sequence);
-    packet.SetWindowSize(window);
-    return {packet.GetPacketData(), session::kHeaderLen};
+    return session_wire::Packet(sequence, flag ? 0x21 : 0x01, static_cast<uint8_t>(window << 3), "");
 }
-
 inline std::string DataPacket(uint16_t sequence, const std::string& payload, bool begin = true, bool end = true) {
-    CSCTPPacket packet(session::kHeaderLen);
-    packet.SetSequence(sequence);
-    packet.SetBegin(begin);
-    packet.SetEnd(end);
-    return std::string(packet.GetPacketData(), session::kHeaderLen) + payload;
+    return session_wire::Packet(sequence, 0, static_cast<uint8_t>((begin ? 0x04 : 0) | (end ? 0x02 : 0)), payload);
 }
 
 }  // namespace sim

@@ -11,6 +11,8 @@
 
 #include <list>
 #include <optional>
+#include <ostream>
+#include <tuple>
 
 using namespace lumo;
 
@@ -45,86 +47,71 @@ std::vector<std::unique_ptr<IFileSource>> OneFile(size_t length) {
 }
 
 /// A process of `lumo` with one link; its loop turns when it said that it would, and when something came.
+template <class TLink>
 class CLinkNode : public CNode {
 public:
-    CLinkNode(CWorld& world, CFakeNet& net, Address address) : CNode(world, net, address, MakeClient) {}
-    virtual const CChannelLink& Link() const = 0;
+    CLinkNode(CWorld& world, CFakeNet& net, Address self, Address server, bool tcp, int longest)
+        : CNode(world, net, self), m_inbox(m_wake, longest, 32 << 20) {
+        Do([&] { link = std::make_unique<TLink>(RouteTo(server, tcp), m_inbox); });
+    }
+    ~CLinkNode() override {
+        Do([&] { link.reset(); });
+        Release();
+    }
+
+    std::unique_ptr<TLink> link;
 
 protected:
-    static constexpr uint64_t kBegan = 1000;  // the loop's clock is not the world's
-    static constexpr size_t kInboxBytes = 32 << 20;
-
     virtual uint64_t Loop(uint64_t now) = 0;
+    template <class TEngine>
+    void GiveFrames(TEngine& engine, uint64_t now) {
+        std::string frame;
+        while (m_inbox.Pop(frame))
+            if (engine.OnFrame(frame.data(), frame.size(), now)) link->OnSignOfLife(now);
+    }
     void OnTurn() override {
+        constexpr uint64_t kBegan = 1000;  // the loop's clock is not the world's
         const uint64_t now = m_world.Elapsed();
         if (now < m_ullNext) return;
         m_ullNext = now + std::clamp<uint64_t>(Loop(now + kBegan), 1, 5);
     }
 
-    CWake m_wake;
-
 private:
+    CWake m_wake;
+    CInbox m_inbox;
     uint64_t m_ullNext = 0;
 };
 
-class CSendNode final : public CLinkNode {
+class CSendNode final : public CLinkNode<CPublishLink> {
 public:
     CSendNode(CWorld& world, CFakeNet& net, bool tcp, size_t bytes)
-        : CLinkNode(world, net, kSender),
-          m_inbox(m_wake, kMaxUpstreamFrame, kInboxBytes),
-          engine(7, OneFile(bytes), {}) {
-        Do([&] { m_pLink = std::make_unique<CPublishLink>(RouteTo(kServerOfSender, tcp), m_inbox); });
-    }
-    ~CSendNode() override {
-        Do([&] { m_pLink.reset(); });
-        Release();
-    }
-    const CChannelLink& Link() const override { return *m_pLink; }
+        : CLinkNode(world, net, kSender, kServerOfSender, tcp, kMaxUpstreamFrame), engine(7, OneFile(bytes), {}) {}
+
+    CSendEngine engine;
 
 private:
     Address Seen(Address from) const override { return from == kServer ? kServerOfSender : from; }
     uint64_t Loop(uint64_t now) override {
-        std::string frame;
-        while (m_inbox.Pop(frame))
-            if (engine.OnFrame(frame.data(), frame.size(), now)) m_pLink->OnSignOfLife(now);
-        if (m_pLink->Poll(now)) engine.OnLinkReady();
-        return engine.Tick(now, *m_pLink);
+        GiveFrames(engine, now);
+        if (link->Poll(now)) engine.OnLinkReady();
+        return engine.Tick(now, *link);
     }
-
-    CInbox m_inbox;
-    std::unique_ptr<CPublishLink> m_pLink;
-
-public:
-    CSendEngine engine;
 };
 
-class CReceiveNode final : public CLinkNode {
+class CReceiveNode final : public CLinkNode<CSubscribeLink> {
 public:
     CReceiveNode(CWorld& world, CFakeNet& net, bool tcp)
-        : CLinkNode(world, net, kReceiver),
-          m_inbox(m_wake, kMaxDownstreamFrame, kInboxBytes),
-          engine(9, m_folder, 600000) {
-        Do([&] { m_pLink = std::make_unique<CSubscribeLink>(RouteTo(kServer, tcp), m_inbox); });
-    }
-    ~CReceiveNode() override {
-        Do([&] { m_pLink.reset(); });
-        Release();
-    }
-    const CChannelLink& Link() const override { return *m_pLink; }
+        : CLinkNode(world, net, kReceiver, kServer, tcp, kMaxDownstreamFrame), engine(9, m_folder, 600000) {}
 
 private:
     uint64_t Loop(uint64_t now) override {
-        if (m_pLink->Poll(now)) engine.OnLinkReady();
-        std::string frame;
-        while (m_inbox.Pop(frame))
-            if (engine.OnFrame(frame.data(), frame.size(), now)) m_pLink->OnSignOfLife(now);
-        engine.OnArrived(m_pLink->ArrivedBytes(), now);
-        return engine.Tick(now, *m_pLink);
+        if (link->Poll(now)) engine.OnLinkReady();
+        GiveFrames(engine, now);
+        engine.OnArrived(link->ArrivedBytes(), now);
+        return engine.Tick(now, *link);
     }
 
-    CInbox m_inbox;
     CSpoolFolder m_folder;
-    std::unique_ptr<CSubscribeLink> m_pLink;
 
 public:
     CReceiveEngine engine;
@@ -132,49 +119,40 @@ public:
 
 struct SlowRow {
     const char* name;
-    double kbit;
-    uint32_t roundTripMs;
-    uint32_t lossPermille;
+    PathQuality path;
 };
 
 const SlowRow kRows[] = {
-    {"16 kbit/s", 16, 40, 0},
-    {"64 kbit/s", 64, 40, 0},
-    {"170 kbit/s", 170, 40, 0},
-    {"0.8 s round trip", 1000, 800, 0},
-    {"2 s round trip", 1000, 2000, 0},
-    {"10 % loss", 1000, 40, 100},
-    {"64 kbit/s, 0.8 s, 10 % loss", 64, 800, 100},
+    // bytes a millisecond, milliseconds one way, lost of a thousand
+    {"Kbit16", {2, 20, 0}},
+    {"Kbit64", {8, 20, 0}},
+    {"Kbit170", {21.25, 20, 0}},
+    {"RoundTrip800ms", {125, 400, 0}},
+    {"RoundTrip2s", {125, 1000, 0}},
+    {"TenthLost", {125, 20, 100}},
+    {"Kbit64RoundTrip800msTenthLost", {8, 400, 100}},
 };
 
-struct SlowCase {
-    SlowRow row;
-    bool tcp;
-    bool slowSender;
-};
+std::ostream& operator<<(std::ostream& out, const SlowRow& row) { return out << row.name; }
+using SlowCase = std::tuple<SlowRow, bool, bool>;  // and whether it goes over TCP, and its sender is the slow one
 
 class CSlowPath : public testing::TestWithParam<SlowCase> {
 protected:
     CSlowPath() {
-        for (Address from : {kSender, kReceiver}) {
-            const Address to = from == kSender ? kServerOfSender : kServer;
-            const bool slow = GetParam().slowSender == (from == kSender);
-            if (slow) MakeSlow(from, to);
-        }
+        MakeSlow(Self(), Far());
+        MakeSlow(kServer, Self());
         world.Attach(kServerOfSender, [this](const std::string& bytes, Address from) { server.Hear(bytes, from); });
         world.AddTurn([this] { return RunTcp(); });
     }
+    static const PathQuality& Path() { return std::get<0>(GetParam()).path; }
+    static bool Tcp() { return std::get<1>(GetParam()); }
+    static bool SlowSender() { return std::get<2>(GetParam()); }
+    static Address Self() { return SlowSender() ? kSender : kReceiver; }
+    static Address Far() { return SlowSender() ? kServerOfSender : kServer; }
     void MakeSlow(Address from, Address to) {
-        const PathQuality& slow = Slow();
-        for (const auto& [here, there] : {std::pair{from, to}, std::pair{from == kSender ? kServer : to, from}}) {
-            world.AddFault<CBottleneck>(here, there, slow.bytesPerMs, 1000U);
-            world.AddFault<CRandomLoss>(here, there, slow.lossPermille);
-            world.AddFault<CDelaySpread>(here, there, slow.oneWayMs, slow.oneWayMs);
-        }
-    }
-    static PathQuality Slow() {
-        const SlowRow& row = GetParam().row;
-        return {row.kbit / 8, row.roundTripMs / 2, row.lossPermille};
+        world.AddFault(from, to, Bottleneck(Path().bytesPerMs, 1000));
+        world.AddFault(from, to, Loss(Path().lossPermille));
+        world.AddFault(from, to, Delay(Path().oneWayMs, Path().oneWayMs));
     }
     bool RunTcp() {
         for (; m_nKnown < net.clients.size(); ++m_nKnown) {
@@ -183,8 +161,7 @@ protected:
             client.counts = true;
             client.remoteIP = sends ? kServerOfSender.ip : kServer.ip;
             CNode& node = sends ? static_cast<CNode&>(sender) : *receiver;
-            paths.emplace_back(world, net, node, client, server, listener,
-                               sends == GetParam().slowSender ? Slow() : PathQuality());
+            paths.emplace_back(world, net, node, client, server, sends == SlowSender() ? Path() : PathQuality());
         }
         bool any = false;
         for (CTcpPath& path : paths) any = path.Run() || any;
@@ -192,17 +169,16 @@ protected:
     }
 
     void BeginTransfer() {
-        ASSERT_TRUE(world.RunUntil([&] { return sender.Link().IsTaken(); }, [] { return uint64_t{20000}; }));
-        receiver.emplace(world, net, GetParam().tcp);
+        ASSERT_TRUE(world.RunUntil([&] { return sender.link->IsTaken(); }, [] { return uint64_t{20000}; }));
+        receiver.emplace(world, net, Tcp());
     }
 
     static constexpr size_t kBytes = 16 * kBlockSize;
     CWorld world{1};
     CFakeNet net;
     CServerNode server{world, net};
-    CFakeTcpServer& listener = net.TcpServer();
     std::list<CTcpPath> paths;
-    CSendNode sender{world, net, GetParam().tcp, kBytes};
+    CSendNode sender{world, net, Tcp(), kBytes};
     std::optional<CReceiveNode> receiver;
 
 private:
@@ -214,28 +190,17 @@ TEST_P(CSlowPath, TheFileArrivesAndNoLinkIsMadeAnew) {
     world.RunUntil([&] { return receiver->engine.Over(); }, [] { return uint64_t{3600000}; });
     EXPECT_EQ(receiver->engine.State(), ReceiveState::Done) << receiver->engine.Problem();
     EXPECT_EQ(receiver->engine.Progress().heldBytes, kBytes);
-    EXPECT_EQ(sender.Link().Remakes(), 0);
-    EXPECT_EQ(receiver->Link().Remakes(), 0);
-}
-
-std::vector<SlowCase> Cases() {
-    std::vector<SlowCase> cases;
-    for (const SlowRow& row : kRows)
-        for (const bool tcp : {false, true})
-            for (const bool slowSender : {false, true}) cases.push_back({row, tcp, slowSender});
-    return cases;
+    EXPECT_EQ(sender.link->Remakes(), 0);
+    EXPECT_EQ(receiver->link->Remakes(), 0);
 }
 
 std::string NameOf(const testing::TestParamInfo<SlowCase>& info) {
-    std::string name = std::string(info.param.row.name) + (info.param.tcp ? " TCP" : " UDP") +
-                       (info.param.slowSender ? " sender" : " receiver");
-    std::string plain;
-    for (const char c : name)
-        if (std::isalnum(static_cast<unsigned char>(c))) plain += c;
-    return plain;
+    const auto& [row, tcp, slowSender] = info.param;
+    return std::string(row.name) + (tcp ? "Tcp" : "Udp") + (slowSender ? "Sender" : "Receiver");
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, CSlowPath, testing::ValuesIn(Cases()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Rows, CSlowPath, testing::Combine(testing::ValuesIn(kRows), testing::Bool(), testing::Bool()),
+                         NameOf);
 
 using CDeadPath = CSlowPath;
 
@@ -246,21 +211,17 @@ TEST_P(CDeadPath, TheLinkIsMadeAnewAndTheRestArrives) {
         return world.RunUntil(done, [until] { return until; });
     };
     ASSERT_TRUE(within(60000, [&] { return receiver->engine.Progress().heldBytes >= 2 * kBlockSize; }));
-    const Address self = GetParam().slowSender ? kSender : kReceiver;
-    const Address far = GetParam().slowSender ? kServerOfSender : kServer;
-    const CLink& link = GetParam().slowSender ? static_cast<const CLink&>(sender.Link()) : receiver->Link();
+    const CLink& link = SlowSender() ? static_cast<const CLink&>(*sender.link) : *receiver->link;
     const uint64_t cut = world.Elapsed();
-    world.AddFault<COutage>(self, far, cut, cut + 20000);
-    world.AddFault<COutage>(kServer, self, cut, cut + 20000);
-    EXPECT_TRUE(within(GetParam().slowSender ? 15000 : 5000, [&] { return link.Remakes() > 0 || !link.IsUp(); }));
+    world.AddFault(Self(), Far(), Outage(cut, cut + 20000));
+    world.AddFault(kServer, Self(), Outage(cut, cut + 20000));
+    EXPECT_TRUE(within(SlowSender() ? 15000 : 5000, [&] { return link.Remakes() > 0 || !link.IsUp(); }));
     EXPECT_TRUE(within(300000, [&] { return receiver->engine.Over(); }));
     EXPECT_EQ(receiver->engine.State(), ReceiveState::Done) << receiver->engine.Problem();
 }
 
 INSTANTIATE_TEST_SUITE_P(Udp, CDeadPath,
-                         testing::Values(SlowCase{{"170 kbit/s", 170, 40, 0}, false, false},
-                                         SlowCase{{"170 kbit/s", 170, 40, 0}, false, true}),
-                         NameOf);
+                         testing::Combine(testing::Values(kRows[2]), testing::Values(false), testing::Bool()), NameOf);
 
 }  // namespace
 }  // namespace sim

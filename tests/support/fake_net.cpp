@@ -10,6 +10,7 @@ CFakeNet* g_pNet = nullptr;
 
 IUdpClient* MakeUdp(IUdpClientNotify* notify, const UdpOptions&) {
     if (g_pNet->refuseUdp) return nullptr;
+    if (g_pNet->makeUdp) return g_pNet->makeUdp();
     g_pNet->udps.push_back(std::make_unique<CFakeUdp>(notify));
     return g_pNet->udps.back().get();
 }
@@ -48,6 +49,23 @@ void CFakeUdp::Deliver(const std::string& bytes, uint32_t ip, uint16_t port) {
 std::vector<CSentDatagram> CFakeUdp::TakeSent() { return std::exchange(sent, {}); }
 
 std::vector<CSentMessage> CFakeTcp::TakeSent() { return std::exchange(sent, {}); }
+
+std::vector<std::string> CFakeTcp::TakeFrames() {
+    std::vector<std::string> frames;
+    for (CSentMessage& message : TakeSent())
+        if (message.mode == 0) frames.push_back(std::move(message.bytes));
+    return frames;
+}
+
+bool CFakeTcp::Answer(uint32_t type, const std::string& payload) {
+    return clientNotify->OnTcpClientNotifyValidate(type, payload.data(), static_cast<int>(payload.size()));
+}
+
+bool CFakeTcp::Hear(const std::string& frame) {
+    const auto length = static_cast<int>(frame.size());
+    return clientNotify ? clientNotify->OnTcpClientNotifyReceivedFrame(frame.data(), length)
+                        : sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), length);
+}
 
 CFakeNet::CFakeNet() {
     if (g_pNet) throw std::logic_error("one fake network at a time");

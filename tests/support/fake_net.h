@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@ struct CSentDatagram {
     uint32_t ip;
     uint16_t port;
     std::string bytes;
+    int batchDepth = 0;  // in which it was sent
 };
 
 class CFakeUdp final : public IUdpClient {
@@ -20,7 +22,7 @@ public:
     explicit CFakeUdp(IUdpClientNotify* notify) : m_pNotify(notify) {}
     void ReleaseConnections() override { released = true; }
     void SendData(const char* data, int length, unsigned long ip, unsigned short port) override {
-        sent.push_back({static_cast<uint32_t>(ip), port, std::string(data, static_cast<size_t>(length))});
+        sent.push_back({static_cast<uint32_t>(ip), port, std::string(data, static_cast<size_t>(length)), batchDepth});
     }
     void BeginBatch() override { ++batchDepth; }
     void EndBatch() override { --batchDepth; }
@@ -71,6 +73,11 @@ public:
     uint64_t GetReceivedBytes() override { return received; }
 
     std::vector<CSentMessage> TakeSent();
+    /// The same without validation messages.
+    std::vector<std::string> TakeFrames();
+    /// The far side answers a validation, or sends a frame; false: this side closes the connection.
+    bool Answer(uint32_t type, const std::string& payload);
+    bool Hear(const std::string& frame);
 
     ITcpClientNotify* clientNotify;
     ITcpSessionNotify* sessionNotify = nullptr;
@@ -133,6 +140,7 @@ public:
     std::vector<std::unique_ptr<CFakeTcpServer>> servers;
     std::vector<std::unique_ptr<CFakeTcp>> clients;
     std::vector<std::unique_ptr<CFakeTcp>> sessions;
+    std::function<IUdpClient*()> makeUdp;  // for a test that has its own
     bool refuseUdp = false;
     bool refuseTcpServer = false;
     bool refuseTcpClient = false;

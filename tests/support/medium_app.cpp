@@ -19,11 +19,21 @@ constexpr unsigned short kProxyPort = 1080;
 
 int Length(const std::string& frame) { return static_cast<int>(frame.size()); }
 
-// Each is a medium's channel and what its endpoints tell, and names its factories.
-class CFileApp final : public CFileChannel, public IFileSenderNotify, public IFileReceiverNotify {
+template <class TBase>
+class CAppChannel : public TBase {
 public:
-    CFileApp(uint32_t channelID, CMediumApp& app) : CFileChannel(channelID), m_app(app) { Connect(); }
-    ~CFileApp() override { m_app.isChannelDeleted = true; }
+    using TChannel = TBase;
+    CAppChannel(uint32_t channelID, CMediumApp& app) : TBase(channelID), m_app(app) {}
+    ~CAppChannel() override { m_app.isChannelDeleted = true; }
+
+protected:
+    CMediumApp& m_app;
+};
+
+// Each is a medium's channel and what its endpoints tell, and names its factories.
+class CFileApp final : public CAppChannel<CFileChannel>, public IFileSenderNotify, public IFileReceiverNotify {
+public:
+    CFileApp(uint32_t channelID, CMediumApp& app) : CAppChannel(channelID, app) { Connect(); }
     void OnFileSinkData(const void* data, int length) override { m_app.OnData(data, length); }
     void OnFileReceiverNotifyData(const char* data, int length) override { m_app.OnData(data, length); }
     void OnFileReceiverNotifyConnected(unsigned long ip) override { m_app.OnConnected(ip); }
@@ -39,15 +49,13 @@ public:
     static constexpr auto kReceiverTCP = CreateFileReceiverTCP;
     static constexpr auto kReceiverP2P = CreateFileReceiverP2P;
     static constexpr auto kReceiverP2PTCP = CreateFileReceiverP2PTCP;
-
-private:
-    CMediumApp& m_app;
 };
 
-class CDesktopApp final : public CDesktopChannel, public IDesktopSenderNotify, public IDesktopReceiverNotify {
+class CDesktopApp final : public CAppChannel<CDesktopChannel>,
+                          public IDesktopSenderNotify,
+                          public IDesktopReceiverNotify {
 public:
-    CDesktopApp(uint32_t channelID, CMediumApp& app) : CDesktopChannel(channelID), m_app(app) { Connect(); }
-    ~CDesktopApp() override { m_app.isChannelDeleted = true; }
+    CDesktopApp(uint32_t channelID, CMediumApp& app) : CAppChannel(channelID, app) { Connect(); }
     void OnDesktopSinkData(const void* data, int length) override { m_app.OnData(data, length); }
     void OnDesktopReceiverNotifyData(const char* data, int length) override { m_app.OnData(data, length); }
     void OnDesktopReceiverNotifyConnected(unsigned long ip) override { m_app.OnConnected(ip); }
@@ -63,15 +71,11 @@ public:
     static constexpr auto kReceiverTCP = CreateDesktopReceiverTCP;
     static constexpr auto kReceiverP2P = CreateDesktopReceiverP2P;
     static constexpr auto kReceiverP2PTCP = CreateDesktopReceiverP2PTCP;
-
-private:
-    CMediumApp& m_app;
 };
 
-class CAudioApp final : public CAudioChannel, public IAudioSenderNotify, public IAudioReceiverNotify {
+class CAudioApp final : public CAppChannel<CAudioChannel>, public IAudioSenderNotify, public IAudioReceiverNotify {
 public:
-    CAudioApp(uint32_t channelID, CMediumApp& app) : CAudioChannel(channelID), m_app(app) {}
-    ~CAudioApp() override { m_app.isChannelDeleted = true; }
+    using CAppChannel::CAppChannel;
     void OnAudioData(const char* data, int length) override { m_app.OnData(data, length); }
     void OnConnected(unsigned long ip) override { m_app.OnConnected(ip); }
     void Write(const std::string& frame) { OnAudioChannelData(frame.data(), Length(frame)); }
@@ -84,15 +88,11 @@ public:
     static constexpr auto kReceiverUDP = CreateAudioReceiverUDP;
     static constexpr auto kReceiverTCP = CreateAudioReceiverTCP;
     static constexpr auto kReceiverP2P = CreateAudioReceiverP2P;
-
-private:
-    CMediumApp& m_app;
 };
 
-class CVideoApp final : public CVideoChannel, public IVideoSenderNotify, public IVideoReceiverNotify {
+class CVideoApp final : public CAppChannel<CVideoChannel>, public IVideoSenderNotify, public IVideoReceiverNotify {
 public:
-    CVideoApp(uint32_t channelID, CMediumApp& app) : CVideoChannel(channelID), m_app(app) {}
-    ~CVideoApp() override { m_app.isChannelDeleted = true; }
+    using CAppChannel::CAppChannel;
     void OnVideoData(const char* data, int length) override { m_app.OnData(data, length); }
     void OnConnected(unsigned long ip) override { m_app.OnConnected(ip); }
     void OnKeyFrameRequest() override { m_app.delivered.emplace_back(CMediumApp::kKeyFrameRequest); }
@@ -106,17 +106,16 @@ public:
     static constexpr auto kReceiverUDP = CreateVideoReceiverUDP;
     static constexpr auto kReceiverTCP = CreateVideoReceiverTCP;
     static constexpr auto kReceiverP2P = CreateVideoReceiverP2P;
-
-private:
-    CMediumApp& m_app;
 };
 
-/// Frames are messages of its latest session; the centre is left out.
-class CBoardApp final : public CWBChannel, public IWBSessionClientNotify {
+/// Frames are messages to its latest session, past the centre.
+class CBoardApp final : public CAppChannel<CWBChannel>, public IWBSessionClientNotify {
 public:
-    CBoardApp(uint32_t channelID, CMediumApp& app) : CWBChannel(channelID), m_app(app) { Connect(); }
-    ~CBoardApp() override { m_app.isChannelDeleted = true; }
-    void OnWBChannelData(unsigned long, const char* data, int length) override { m_app.OnData(data, length); }
+    CBoardApp(uint32_t channelID, CMediumApp& app) : CAppChannel(channelID, app) { Connect(); }
+    void OnWBChannelData(unsigned long session, const char* data, int length) override {
+        m_app.OnData(data, length);
+        CWBChannel::OnWBChannelData(session, data, length);
+    }
     void OnWBSessionClientNotifyConnected(unsigned long ip) override { m_app.OnConnected(ip); }
     void AddWBSession(CWBSession* session) override {
         m_ulSessionID = session->GetWBSessionID();
@@ -139,7 +138,6 @@ public:
     static constexpr auto kReceiverP2PTCP = CreateWBSessionClientP2PTCP;
 
 private:
-    CMediumApp& m_app;
     unsigned long m_ulSessionID = 0;
 };
 
@@ -151,6 +149,7 @@ public:
     void Write(std::string frame) override { m_pApp->Write(std::move(frame)); }
     uint32_t Buffering() override { return static_cast<uint32_t>(m_pApp->GetBufferingFrameCount()); }
     size_t SinkCount() override { return m_pApp->SinkCount(); }
+    bool IsEmpty() override { return m_pApp->IsEmpty(); }
     void ReleaseChannel() override { m_pApp->ReleaseConnections(); }
     void LeaveChannel() override { m_pApp.release(); }
 
@@ -203,6 +202,9 @@ public:
         return ids;
     }
     void EndAllSinks() override { TApp::Tables().EndAllSinks(); }
+
+protected:
+    void* Channel() override { return static_cast<typename TApp::TChannel*>(m_pApp.get()); }
 
 private:
     std::unique_ptr<TApp> m_pApp;

@@ -10,7 +10,6 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
 /// What a factory gave, or nothing; released with this object at the latest.
@@ -20,38 +19,32 @@ public:
     template <class T>
     explicit CMade(T* object) {
         if (!object) return;
-        m_poll = [object] { return object->IsDisconnected(); };
-        m_release = [object] { object->ReleaseConnections(); };
+        IsDisconnected = [object] { return object->IsDisconnected(); };
+        AskForRelease = [object] { object->ReleaseConnections(); };
         if constexpr (requires { object->SetEnable(true); })
-            m_enable = [object](bool enable) {
+            SetEnable = [object](bool enable) {
                 object->SetEnable(enable);
                 return object->IsEnable();
             };
+        if constexpr (requires { object->RequestKeyFrame(); })
+            RequestKeyFrame = [object] { object->RequestKeyFrame(); };
+        m_pObject = {object, [](T* made) { made->ReleaseConnections(); }};
     }
-    CMade(CMade&& other) noexcept { *this = std::move(other); }
-    CMade& operator=(CMade&& other) noexcept {
-        Release();
-        m_poll.swap(other.m_poll);
-        m_release.swap(other.m_release);
-        m_enable.swap(other.m_enable);
-        return *this;
+    explicit operator bool() const { return m_pObject != nullptr; }
+    void Release() { m_pObject.reset(); }
+    /// The interface that the factory gave.
+    template <class T>
+    T& As() const {
+        return *static_cast<T*>(m_pObject.get());
     }
-    ~CMade() { Release(); }
 
-    explicit operator bool() const { return m_release != nullptr; }
-    bool IsDisconnected() const { return m_poll(); }
-    /// Gives what IsEnable says then.
-    bool SetEnable(bool enable) const { return m_enable(enable); }
-    /// Which may be refused.
-    void AskForRelease() const { m_release(); }
-    void Release() {
-        if (const auto release = std::exchange(m_release, nullptr)) release();
-    }
+    std::function<bool()> IsDisconnected;
+    std::function<void()> AskForRelease;            // which may be refused
+    std::function<bool(bool)> SetEnable;            // gives what IsEnable says then
+    std::function<void()> RequestKeyFrame = [] {};  // of video alone
 
 private:
-    std::function<bool()> m_poll;
-    std::function<void()> m_release;
-    std::function<bool(bool)> m_enable;
+    std::shared_ptr<void> m_pObject;
 };
 
 /// The public operations of a medium. Over TCP everything goes by `kProxy`.
@@ -71,6 +64,7 @@ public:
     /// Frames that wait, as the channel counts them.
     virtual uint32_t Buffering() = 0;
     virtual size_t SinkCount() = 0;
+    virtual bool IsEmpty() = 0;
     virtual void ReleaseChannel() = 0;
     /// Leaves the channel to the local MCU.
     virtual void LeaveChannel() = 0;
@@ -85,6 +79,12 @@ public:
     virtual std::vector<uint32_t> SinkIDs() = 0;
     virtual std::vector<uint32_t> ReceiverIDs() = 0;
     virtual void EndAllSinks() = 0;
+
+    /// The channel as its own class.
+    template <class TChannel>
+    TChannel& As() {
+        return *static_cast<TChannel*>(Channel());
+    }
 
     void OnConnected(unsigned long ip) {
         if (ip != 0) connected.push_back(static_cast<uint32_t>(ip));
@@ -101,6 +101,9 @@ public:
     static inline std::function<void()> whenConnected;  // of all applications
 
     static constexpr const char* kKeyFrameRequest = "key frame request";
+
+protected:
+    virtual void* Channel() = 0;
 };
 
 /// A medium, and where it behaves as others do not: numbers and rules that its row does not say to tests.

@@ -1,13 +1,22 @@
-// A directory and a file that go with the test.
+// A directory and a file that go with the test, and bytes to put there.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <set>
 #include <string>
+
+inline std::string RandomBytes(size_t length, uint64_t seed = 1) {
+    std::mt19937_64 random(seed);
+    std::string bytes(length, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    return bytes;
+}
 
 class CScratch {
 public:

@@ -1,221 +1,221 @@
-// Every log line of the manager and of the file medium towards servers, word for word.
-#include "log_scene.h"
+// Every log line of the manager, of files and of the peer-to-peer manager, word for word: log_lines.txt has them, step
+// by step. Other media log what comes and goes and nothing else; tests/sim compares that.
+#include "lumomedia/file.h"
+#include "support/log_capture.h"
+#include "support/medium_scene.h"
+#include "support/p2p_peer.h"
 
-#include <gtest/gtest.h>
+#include <fstream>
+#include <stdexcept>
 
-using namespace log_lines;
+using session_wire::U32;
 
 namespace {
 
-std::vector<LogRow> ManagerRows() {
-    return {
-        {"Connect",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             s.host.Release();
-             expected = {"CLocalMCUManager::Connect(ulUDPPort : 5000)", "CreateUdpClient success. Port : 5000",
-                         "CreateTcpServer success. Port : 5000"};
-             ILocalMcuMgr* manager = nullptr;
-             seen = s.Of([&] { manager = CreateLocalMcuMgr(5000); });
-             ASSERT_TRUE(manager);
-             EXPECT_EQ(manager->GetLocalPort(), 40000) << "the endpoint's port, not the one in the log";
-             manager->ReleaseConnections();
-         }},
-        {"Kinds",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             const Lines names{"UDP_AUDIO", "UDP_VIDEO", "UDP_P2P", "UDP_P2P_ACK", "UDP_WB", "UDP_DESKTOP"};
-             for (size_t kind = 0; kind < names.size(); ++kind)
-                 for (const std::string& line : Received(static_cast<int>(kind), 1, names[kind], {}))
-                     expected.push_back(line);
-             for (const std::string& line : Received(6, 1, "UDP_FILE", {})) expected.push_back(line);
-             for (const std::string& line : Received(7, 1, "UDP_STUN", {})) expected.push_back(line);
-             expected.emplace_back(
-                 "CLocalMCUManager::OnUdpClientNotifyReceivedFrame. CMD : 9, Len : 1, IP : 10.0.0.2, Port : 7001");
-             seen = s.Of([&] {
-                 for (char kind : {'\0', '\1', '\2', '\3', '\4', '\5', '\6', '\7', '\x9'})
-                     s.host.Deliver(std::string(1, kind));
-             });
-         }},
+const CMcuAddress kPeerServer{{CTestHost::kPeerIP, 0, 0}, CTestHost::kPeerPort};
+
+/// Reads a story's lines out of the file.
+std::string Golden(const std::string& story) {
+    std::ifstream file(LUMO_SOURCE_DIR "/tests/unit/mcu/log_lines.txt");
+    std::string lines;
+    bool inside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("== "))
+            inside = line == "== " + story;
+        else if (inside && !line.empty())
+            lines += line + "\n";
+    }
+    return lines;
+}
+
+class LogLines : public testing::Test, protected CMediumScene {
+protected:
+    LogLines() : CMediumScene(kFile) {}
+    void TearDown() override {
+        EXPECT_EQ(m_story, Golden(testing::UnitTest::GetInstance()->current_test_info()->name()));
+    }
+    /// A step of the story, with the lines that it logs.
+    template <class Action>
+    void Step(const std::string& name, Action action) {
+        log.Clear();
+        action();
+        m_story += "- " + name + "\n";
+        for (const std::string& line : log.Lines()) m_story += "\"" + line + "\"\n";
+    }
+    /// The story has `word` for a number behind this text, which is another one each time.
+    void Call(uint32_t number, const std::string& behind, const std::string& word) {
+        const std::string written = behind + std::to_string(number);
+        for (size_t at = 0; (at = m_story.find(written, at)) != std::string::npos;)
+            m_story.replace(at, written.size(), behind + word);
+    }
+    /// 32 bits of a pointer, as the log shows it.
+    static uint32_t Memory(const void* pointer) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pointer)); }
+
+    CLogCapture log;
+
+private:
+    std::string m_story;
+};
+
+TEST_F(LogLines, OfTheManager) {
+    Step("datagrams of one byte", [&] {
+        for (const char kind : {'\0', '\1', '\2', '\3', '\4', '\5', '\6', '\7', '\x9'})
+            host.Deliver(std::string(1, kind));
+    });
+    host.Release();
+    ILocalMcuMgr* manager = nullptr;
+    Step("made", [&] { manager = CreateLocalMcuMgr(5000); });
+    ASSERT_TRUE(manager);
+    EXPECT_EQ(manager->GetLocalPort(), 40000) << "the endpoint's port, not the one in the log";
+    manager->ReleaseConnections();
+}
+
+TEST_F(LogLines, OfSinks) {
+    Step("connect", [&] { host.Deliver(Request(5)); });
+    const uint32_t sink = SentID(6);
+    Step("keep-alive", [&] { host.Deliver(Say(Row().sink.keepAlive, {sink})); });
+    Step("frame up", [&] { host.Deliver(Say(Row().sink.frameAck, {sink}, session_wire::Data(0, "up"))); });
+    Step("frame down", [&] { app->Write("down"); });
+    Step("disconnect", [&] { host.Deliver(Say(Row().sink.disconnect, {sink})); });
+    ASSERT_TRUE(Serve(Row().tcp.receiver, U32(kChannelID)));
+    Step("frame up over TCP",
+         [&] { host.net.sessions.back()->sessionNotify->OnTcpSessionNotifyReceivedFrame("abc", 3); });
+}
+
+TEST_F(LogLines, OfSenders) {
+    CMade sender = app->Sender(false, kPeerServer);
+    const uint32_t key = SentID(6);
+    Step("acknowledged", [&] { host.Deliver(Say(Row().source.connectAck, {key, kSourceID, 0})); });
+    Step("keep-alive", [&] { host.Deliver(Say(Row().source.keepAlive, {key})); });
+    Step("acknowledgement", [&] { host.Deliver(Say(Row().source.frameAck, {key}, session_wire::Ack(0))); });
+    Step("released", [&] { sender.Release(); });
+    Step("made over TCP", [&] { sender = app->Sender(true, kPeerServer); });
+    CFakeTcp& client = host.net.LastClient();
+    Step("connected", [&] { client.clientNotify->OnTcpClientNotifyConnected(); });
+    for (const std::string& answer : {std::string("abc"), U32(0), U32(78)})
+        Step("answered " + ToHex(answer), [&] { Answer(client, Row().tcp.sender, answer); });
+    client.lost = true;
+    Step("lost", [&] { EXPECT_TRUE(sender.IsDisconnected()); });
+    Step("without a port", [&] { EXPECT_FALSE(app->Sender(true, {{CTestHost::kPeerIP, 0, 0}, 0})); });
+    app->asksFor = 78;
+    Step("without a channel", [&] { EXPECT_FALSE(app->Sender(true, kPeerServer)); });
+}
+
+TEST_F(LogLines, OfReceivers) {
+    CMade receiver;
+    Step("made", [&] { receiver = app->Receiver(false, kPeerServer); });
+    const uint32_t id = SentID(2);
+    Step("acknowledged", [&] { host.Deliver(Say(Row().sink.connectAck, {id, kSinkID})); });
+    Step("keep-alive", [&] { host.Deliver(Say(Row().sink.keepAliveAck, {id, kSinkID})); });
+    Step("frame down", [&] { host.Deliver(Say(Row().sink.frame, {id, kSinkID}, session_wire::Data(0, "down"))); });
+    Step("frame up", [&] { app->Write("up.."); });
+    Step("released", [&] { receiver.Release(); });
+    Step("made over TCP", [&] { receiver = app->Receiver(true, kPeerServer, {{0x0a000003, 0, 0}, 7002}); });
+    CFakeTcp& client = host.net.LastClient();
+    Step("connected", [&] { client.clientNotify->OnTcpClientNotifyConnected(); });
+    Step("answered", [&] { EXPECT_TRUE(Answer(client, Row().tcp.receiver, U32(kChannelID))); });
+    Step("frame down", [&] { Arrive(client, "abc"); });
+    Step("frame up", [&] { app->Write("up"); });
+    Call(id, "FileReceiverID : ", "ID");
+}
+
+class PeerLogLines : public LogLines {
+protected:
+    PeerLogLines() { user.item = Item(0x05060708, 1234, 0xc0a80105, 40000); }
+    ~PeerLogLines() override { p2p->ReleaseConnections(); }
+    void Command(const char* type, uint32_t from = 8) {
+        CCmdPacket command = PeerPacket(type, from, item);
+        p2p->OnReceivedP2PCmd(command);
+    }
+
+    CP2PApplication user;
+    IP2P* const p2p = CreateP2P(user);
+    P2PItem item = Item(CTestHost::kPeerIP, CTestHost::kPeerPort, 0xc0a80202, 40000);
+    IFileReceiverNotify& notify = dynamic_cast<IFileReceiverNotify&>(app->As<CFileChannel>());
+};
+
+TEST_F(PeerLogLines, OfCommands) {
+    Step("a reflector is named", [&] { p2p->SetSunServer(0x0a000009, 7000); });
+    host.TakeSent();
+    Step("and asked every second", [&] { host.Run(1100, 100); });
+    EXPECT_EQ(host.TakeSent().size(), 1U);
+    Step("and answers", [&] { host.Deliver(Hex("07 01020304 0005")); });
+    Step("a call", [&] { p2p->StartP2PCaller(8); });
+    for (const char* type : {"P2P_START", "P2P_START_ACK", "P2P_CMD", "P2P_CMD", "P2P_CMD", "P2P_CMD_ACK"})
+        Step(type, [&] { Command(type); });
+    Step("a probe", [&] { host.Deliver(Hex("02 08000000")); });
+    Step("its answer", [&] { host.Deliver(Hex("03 08000000")); });
+    for (const char* type : {"P2P_CMD_ACK", "P2P_FETCH", "P2P_FETCH_ACK"}) Step(type, [&] { Command(type); });
+    Step("what is reserved", [&] { p2p->Reserved(1); });
+}
+
+TEST_F(PeerLogLines, OfAReceiverOverUdp) {
+    Command("P2P_FETCH_ACK");
+    CMade receiver;
+    Step("made", [&] { receiver = app->PeerReceiver(false); });
+    host.Deliver(Hex("03 08000000"));
+    host.TakeSent();
+    Step("polled", [&] { receiver.IsDisconnected(); });
+    const uint32_t id = SentID(2);
+    Step("acknowledged", [&] { host.Deliver(Say(Row().sink.connectAck, {id, kSinkID})); });
+    Step("frame up", [&] { app->Write("up.."); });
+    Step("released", [&] { receiver.Release(); });
+    Call(id, "FileReceiverID : ", "ID");
+}
+
+TEST_F(PeerLogLines, OfReceiversOverTcpAndTheirWays) {
+    const struct {
+        const char* what;
+        P2PItem peer;
+        const char* dials;  // null: there is no way
+    } ways[] = {
+        {"behind the same NAT", Item(0x05060708, 1, 0xc0a80202, 40000), "192.168.2.2"},
+        {"with a mapped port", Item(CTestHost::kPeerIP, 1, 0xc0a80202, 40000, true), "10.0.0.2"},
+        {"without a NAT", Item(CTestHost::kPeerIP, 1, CTestHost::kPeerIP, 40000), "10.0.0.2"},
+        {"behind another", Item(CTestHost::kPeerIP, 1, 0xc0a80202, 40000), nullptr},
     };
+    for (uint32_t from = 8; const auto& way : ways) {
+        IFileReceiver* receiver = nullptr;
+        Step("made", [&] { receiver = CreateFileReceiverP2PTCP(notify, kChannelID, from); });
+        Step("polled before the addresses have come", [&] { EXPECT_FALSE(receiver->IsDisconnected()); });
+        item = way.peer;
+        Command("P2P_FETCH_ACK", from);
+        Step(way.what, [&] { EXPECT_EQ(receiver->IsDisconnected(), way.dials == nullptr); });
+        if (way.dials) {
+            const CFakeTcp& client = host.net.LastClient();
+            EXPECT_EQ(client.dialledHost, way.dials);
+            EXPECT_EQ(client.dialledPort, 40000);
+            EXPECT_EQ(client.proxy, "0  0  ");
+            Step("polled again", [&] { EXPECT_FALSE(receiver->IsDisconnected()); });
+            Call(Memory(static_cast<const ITcpClient*>(&client)), "m_pITcpClient memory : ", "CLIENT");
+        }
+        receiver->ReleaseConnections();
+        ++from;
+    }
+    Call(Memory(&notify), "Notify memory : ", "NOTIFY");
 }
 
-std::vector<LogRow> SinkRows() {
-    return {
-        {"SinkConnect",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             expected = Received(
-                 6, 10, "UDP_FILE",
-                 {"UDP_FILE_SINK_CONNECT", "CFileSinkUDP::OnReceivedConnect(void). connect udp", Sent(10), Sent(10)});
-             seen = s.Of([&] { s.host.Deliver(Hex("0639") + U32(5) + U32(77)); });
-         }},
-        {"SinkKeepAlive",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             const uint32_t sink = s.ConnectSink();
-             expected = Received(6, 6, "UDP_FILE", {"UDP_FILE_SINK_KEEP_ALIVE", Sent(10), Sent(10)});
-             seen = s.Of([&] { s.host.Deliver(Hex("063b") + U32(sink)); });
-         }},
-        {"SinkUpstreamFrame",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             const uint32_t sink = s.ConnectSink();
-             expected = Received(
-                 6, 20, "UDP_FILE",
-                 {"UDP_FILE_SINK_FRAME_ACK", "CFileSinkUDP::OnTcpSessionNotifyReceivedFrame. nLen : 2", Sent(22)});
-             seen = s.Of([&] { s.host.Deliver(Hex("063e") + U32(sink) + session_wire::Data(0, "up")); });
-         }},
-        {"SinkDownFrame",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             s.ConnectSink();
-             expected = {"CFileSinkUDP::OnFileChannelData", Sent(26)};
-             seen = s.Of([&] { s.app.OnFileChannelData("down", 4); });
-         }},
-        {"SinkDisconnect",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             const uint32_t sink = s.ConnectSink();
-             expected = Received(6, 6, "UDP_FILE", {"UDP_FILE_SINK_DISCONNECT"});
-             seen = s.Of([&] { s.host.Deliver(Hex("063f") + U32(sink)); });
-         }},
-        {"SinkTcpFrame",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             CFakeTcp& session = s.host.net.NewSession();
-             ASSERT_TRUE(s.host.net.TcpServer().Validate(&session, 13, U32(77)));
-             expected = {"CFileSinkTCP::OnTcpSessionNotifyReceivedFrame. nLen : 3"};
-             seen = s.Of([&] { session.sessionNotify->OnTcpSessionNotifyReceivedFrame("abc", 3); });
-         }},
+TEST_F(PeerLogLines, OfAnswersOverTcp) {
+    item = Item(CTestHost::kPeerIP, 1, CTestHost::kPeerIP, 40000);
+    Command("P2P_FETCH_ACK");
+    CMade receiver = app->PeerReceiver(true);
+    receiver.IsDisconnected();
+    CFakeTcp& client = host.net.LastClient();
+    Step("connected", [&] { client.clientNotify->OnTcpClientNotifyConnected(); });
+    for (const std::string& answer : {std::string("abc"), U32(78), U32(kChannelID)})
+        Step("answered " + ToHex(answer), [&] { Answer(client, Row().tcp.receiver, answer); });
+    Step("frame down", [&] { Arrive(client, "abc"); });
+    Step("frame up", [&] { app->Write("up"); });
+    int told = 0;
+    CMediumApp::whenConnected = [&] {
+        if (++told == 1) throw std::runtime_error("connected");
     };
+    Step("answered once more, and the application throws",
+         [&] { EXPECT_TRUE(Answer(client, Row().tcp.receiver, U32(kChannelID))); });
+    CMediumApp::whenConnected = nullptr;
+    EXPECT_EQ(told, 2) << "and is told 0 then";
+    Call(Memory(&notify), "Notify memory : ", "NOTIFY");
+    Call(Memory(static_cast<ITcpClient*>(&client)), "m_pITcpClient memory : ", "CLIENT");
 }
-
-std::vector<LogRow> SenderRows() {
-    return {
-        {"SenderUDP",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             IFileSender* sender = s.app.SenderUDP();
-             const uint32_t key = s.LastID(6);
-             expected =
-                 Received(6, 14, "UDP_FILE",
-                          {"UDP_FILE_SOURCE_CONNECT_ACK",
-                           "CFileSenderUDP::OnReceivedConnectACK(ulFileSourceID : 500, IP : 10.0.0.2, Port : 7001)"});
-             Lines keepAlive = Received(6, 6, "UDP_FILE", {"UDP_FILE_SOURCE_KEEP_ALIVE", Sent(6)});
-             expected.insert(expected.end(), keepAlive.begin(), keepAlive.end());
-             Lines frame = Received(6, 18, "UDP_FILE", {"UDP_FILE_SOURCE_FRAME_ACK"});
-             expected.insert(expected.end(), frame.begin(), frame.end());
-             Lines goodbye{" CFileSenderUDP::SendFileSourceClose", Sent(6), Sent(6), Sent(6)};
-             expected.insert(expected.end(), goodbye.begin(), goodbye.end());
-             seen = s.Of([&] {
-                 s.host.Deliver(Hex("0641") + U32(key) + U32(500) + U32(0));
-                 s.host.Deliver(Hex("0644") + U32(key));
-                 s.host.Deliver(Hex("0643") + U32(key) + session_wire::Ack(0));
-                 sender->ReleaseConnections();
-             });
-         }},
-        {"SenderTCP",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             expected = {"CLocalMCUFile::CreateFileSenderTCP",
-                         "pFileSender is not null",
-                         "pFileSenderTCP is not null",
-                         "CFileSenderTCP::Connect(MCUIP0 : 10.0.0.2, Port : 7001)",
-                         "CreateTcpClient(MCUIP0 : 10.0.0.2, Port : 7001)",
-                         "CFileSenderTCP::OnTcpClientNotifyConnected. connected success",
-                         "CFileSenderTCP::OnTcpClientNotifyValidate. pData is null. Disconnect",
-                         "CFileSenderTCP::OnTcpClientNotifyValidate. m_ulFileChannelID is 0. Disconnect",
-                         "CFileSenderTCP::OnTcpClientNotifyValidate(FileChannelID : 78)",
-                         "CFileSenderTCP::IsDisconnected() is disconnected"};
-             IFileSender* sender = nullptr;
-             seen = s.Of([&] {
-                 sender = s.app.SenderTCP();
-                 CFakeTcp& client = s.host.net.LastClient();
-                 client.clientNotify->OnTcpClientNotifyConnected();
-                 EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(12, "abc", 3));
-                 EXPECT_FALSE(client.clientNotify->OnTcpClientNotifyValidate(12, U32(0).data(), 4));
-                 EXPECT_TRUE(client.clientNotify->OnTcpClientNotifyValidate(12, U32(78).data(), 4));
-                 client.lost = true;
-                 EXPECT_TRUE(sender->IsDisconnected());
-             });
-             sender->ReleaseConnections();
-         }},
-        {"SenderTCPRefused",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             expected = {"CLocalMCUFile::CreateFileSenderTCP", "pFileSender is null",
-                         "CLocalMCUFile::CreateFileSenderTCP", "pFileSender is not null",
-                         "pFileSenderTCP is not null",         "CFileSenderTCP::Connect(MCUIP0 : 10.0.0.2, Port : 0)"};
-             seen = s.Of([&] {
-                 EXPECT_EQ(s.app.SenderTCP(78), nullptr);
-                 EXPECT_EQ(s.app.SenderTCP(77, 0), nullptr);
-             });
-             EXPECT_EQ(s.app.GetFileSinkCount(), 0U);
-         }},
-    };
-}
-
-std::vector<LogRow> ReceiverRows() {
-    return {
-        {"ReceiverUDP",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             IFileReceiver* receiver = nullptr;
-             Lines created = s.Of([&] { receiver = s.app.ReceiverUDP(); });
-             const uint32_t id = s.LastID(2);
-             const std::string text = std::to_string(id);
-             EXPECT_EQ(created, (Lines{"CLocalMCUFile::AddFileReceiver. FileReceiverID : " + text, Sent(22)}));
-             expected = Received(
-                 6, 10, "UDP_FILE",
-                 {"UDP_FILE_SINK_CONNECT_ACK",
-                  "CFileReceiverUDP::OnReceivedConnectACK. ulFileSinkID : 600, Ip : 10.0.0.2, Port : 7001", Sent(6)});
-             Lines keepAlive = Received(6, 10, "UDP_FILE", {"UDP_FILE_SINK_KEEP_ALIVE_ACK"});
-             expected.insert(expected.end(), keepAlive.begin(), keepAlive.end());
-             Lines frame = Received(6, 26, "UDP_FILE", {"UDP_FILE_SINK_FRAME", Sent(18)});
-             expected.insert(expected.end(), frame.begin(), frame.end());
-             Lines rest{"CFileReceiverUDP::OnFileChannelData(nLen : 4)",
-                        Sent(22),
-                        Sent(6),
-                        Sent(6),
-                        Sent(6),
-                        "CLocalMCUFile::RemoveFileReceiver. FileReceiverID : " + text};
-             expected.insert(expected.end(), rest.begin(), rest.end());
-             seen = s.Of([&] {
-                 s.host.Deliver(Hex("063a") + U32(id) + U32(600));
-                 s.host.Deliver(Hex("063c") + U32(id) + U32(600));
-                 s.host.Deliver(Hex("063d") + U32(id) + U32(600) + session_wire::Data(0, "down"));
-                 s.app.OnFileChannelData("up..", 4);
-                 receiver->ReleaseConnections();
-             });
-         }},
-        {"ReceiverTCP",
-         [](CScene& s, Lines& expected, Lines& seen) {
-             expected = {
-                 "create tcp-mcu receiver tcp. PeerMCUIP0 : 10.0.0.2, PeerMCUPort : 7001, LocalMCUIP0 : "
-                 "10.0.0.3, LocalMCUPort : 7002",
-                 "tcp-mcu connect success", "tcp-mcu. OnTcpClientNotifyValidate(Type : 13, Len : 4)",
-                 "tcp-mcu. recv file data. nLen = 3", "tcp-mcu. send file data. nLen = 2"};
-             IFileReceiver* receiver = nullptr;
-             seen = s.Of([&] {
-                 receiver = s.app.ReceiverTCP();
-                 ITcpClientNotify* client = s.host.net.LastClient().clientNotify;
-                 client->OnTcpClientNotifyConnected();
-                 EXPECT_TRUE(client->OnTcpClientNotifyValidate(13, U32(77).data(), 4));
-                 EXPECT_TRUE(client->OnTcpClientNotifyReceivedFrame("abc", 3));
-                 s.app.OnFileChannelData("up", 2);
-             });
-             receiver->ReleaseConnections();
-         }},
-    };
-}
-
-std::vector<LogRow> AllRows() {
-    std::vector<LogRow> rows;
-    for (auto& part : {ManagerRows(), SinkRows(), SenderRows(), ReceiverRows()})
-        rows.insert(rows.end(), part.begin(), part.end());
-    return rows;
-}
-
-class LogLines : public testing::TestWithParam<LogRow> {};
-
-TEST_P(LogLines, AreWordForWord) {
-    CScene scene;
-    Lines expected, seen;
-    GetParam().run(scene, expected, seen);
-    EXPECT_EQ(seen, expected);
-    scene.app.ReleaseConnections();
-}
-
-INSTANTIATE_TEST_SUITE_P(All, LogLines, testing::ValuesIn(AllRows()),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

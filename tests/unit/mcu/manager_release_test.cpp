@@ -1,8 +1,8 @@
 // The manager goes while other threads still send.
 #include "link/process/mcu_services.h"
-#include "lumomedia/file.h"
 #include "lumomedia/local_mcu.h"
 #include "support/fake_net.h"
+#include "support/medium_app.h"
 
 #include <gtest/gtest.h>
 
@@ -16,9 +16,9 @@ namespace {
 /// Counts its uses, and those that found it released. Slow, so that a release can come in the middle of one.
 class CMortalUdp final : public IUdpClient {
 public:
-    explicit CMortalUdp(const CFakeTcpServer*& listener) : m_pListener(listener) {}
+    explicit CMortalUdp(CFakeNet& net) : m_net(net) {}
     void ReleaseConnections() override {
-        EXPECT_TRUE(m_pListener->released) << "what the listener lets in could still send";
+        EXPECT_TRUE(m_net.TcpServer().released) << "what the listener lets in could still send";
         released = true;
     }
     void SendData(const char*, int, unsigned long, unsigned short) override { Use(); }
@@ -27,8 +27,7 @@ public:
     void FlushBatch() override { Use(); }
     unsigned short GetLocalPort() override { return 40000; }
 
-    std::atomic<int> uses{0};
-    std::atomic<int> usesTooLate{0};
+    std::atomic<int> uses{0}, usesTooLate{0};
     std::atomic<bool> released{false};
 
 private:
@@ -38,46 +37,19 @@ private:
         if (released) ++usesTooLate;
     }
 
-    const CFakeTcpServer*& m_pListener;
-};
-
-/// The endpoints of one manager after the other; what it made lives as long as it does.
-struct CNet {
-    CNet() {
-        g_pNet = this;
-        NetFactories factories;
-        factories.createUdpClient = [](IUdpClientNotify*, const UdpOptions&) -> IUdpClient* {
-            return g_pNet->udps.emplace_back(std::make_unique<CMortalUdp>(g_pNet->listener)).get();
-        };
-        factories.createTcpServer = [](ITcpServerNotify* notify, const TcpServerOptions&) -> ITcpServer* {
-            auto& made = g_pNet->listeners.emplace_back(std::make_unique<CFakeTcpServer>(notify));
-            g_pNet->listener = made.get();
-            return made.get();
-        };
-        SetNetFactories(factories);
-    }
-    ~CNet() { SetNetFactories(NetFactories()); }
-
-    static inline CNet* g_pNet = nullptr;
-    const CFakeTcpServer* listener = nullptr;
-    std::vector<std::unique_ptr<CMortalUdp>> udps;
-    std::vector<std::unique_ptr<CFakeTcpServer>> listeners;
-};
-
-class CChannel : public CFileChannel {
-public:
-    CChannel() : CFileChannel(77) {}
-    void OnFileSinkData(const void*, int) override {}
+    CFakeNet& m_net;
 };
 
 TEST(ManagerRelease, WaitsForThreadsThatStillSend) {
     constexpr int kManagers = 200;
-    CNet net;
-    CChannel channel;
+    CFakeNet net;
+    std::vector<std::unique_ptr<CMortalUdp>> udps;
+    net.makeUdp = [&] { return udps.emplace_back(std::make_unique<CMortalUdp>(net)).get(); };
+    const auto app = kFile.make(CMediumApp::kChannelID);
     std::atomic<bool> stop{false};
     const auto write = [&] {
         while (!stop) {
-            channel.OnFileChannelData("frame", 5);
+            app->Write("frame");
             SendUdpData("data", 4, 1, 2);
             FlushUdpBatch();
         }
@@ -85,14 +57,14 @@ TEST(ManagerRelease, WaitsForThreadsThatStillSend) {
     std::thread writers[] = {std::thread(write), std::thread(write)};
     for (int i = 0; i < kManagers; ++i) {
         ILocalMcuMgr* manager = CreateLocalMcuMgr(0);
-        const CMortalUdp& udp = *net.udps.back();
+        const CMortalUdp& udp = *udps.back();
         while (udp.uses < 4) std::this_thread::yield();
         manager->ReleaseConnections();
         EXPECT_TRUE(udp.released);
     }
     stop = true;
     for (std::thread& writer : writers) writer.join();
-    for (const auto& udp : net.udps) EXPECT_EQ(udp->usesTooLate, 0);
+    for (const auto& udp : udps) EXPECT_EQ(udp->usesTooLate, 0);
 }
 
 }  // namespace

@@ -1,113 +1,80 @@
 // What belongs to no far side is not released inside a callback either. The rows of senders and receivers are in
 // tests/sim.
-#include "lumomedia/audio.h"
-#include "lumomedia/desktop.h"
-#include "lumomedia/file.h"
 #include "lumomedia/p2p.h"
-#include "lumomedia/video.h"
 #include "lumomedia/whiteboard.h"
 #include "platform/lumobase/app_log.h"
 #include "support/log_capture.h"
+#include "support/medium_scene.h"
 #include "support/p2p_peer.h"
-#include "support/session_wire.h"
-#include "support/test_manager.h"
 #include "support/wb_words.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
-#include <string>
 #include <utility>
 
-using session_wire::ReadU32;
 using session_wire::U32;
-using namespace wb_words;
 
 namespace {
 
-constexpr uint32_t kChannel = 77;
 constexpr uint32_t kUser = 7;
 
-class CFiles : public CFileChannel {
+class CTold final : public ISignalNotify {
 public:
-    CFiles() : CFileChannel(kChannel) { Connect(); }
-    void OnFileSinkData(const void*, int) override {}
-};
-class CScreen : public CDesktopChannel {
-public:
-    CScreen() : CDesktopChannel(kChannel) { Connect(); }
-    void OnDesktopSinkData(const void*, int) override {}
-};
-class CBoard : public CWBChannel {
-public:
-    CBoard() : CWBChannel(kChannel) { Connect(); }
-};
-
-class ReleaseInCallback : public testing::Test,
-                          public ISignalNotify,
-                          public IAudioSenderNotify,
-                          public IWBSessionClientNotify {
-protected:
     void OnSignalNotifyConnected(unsigned long) override { inCallback(); }
     void OnSignalNotifyCmd(CCmdPacket&) override {}
-    void OnConnected(unsigned long) override {}
-    void OnWBSessionClientNotifyConnected(unsigned long) override {}
-
     std::function<void()> inCallback;
 };
 
-TEST_F(ReleaseInCallback, IsRefusedToAllAlikeWithOneLineAndGrantedAfterwards) {
+TEST(ReleaseInCallback, IsRefusedToAllAlikeWithOneLineAndGrantedAfterwards) {
     CP2PApplication application;
+    CTold told;
     IP2P* peers = CreateP2P(application);
     CTestHost host;
-    ISignalClient* client = CreateSignalClient(*this, kUser, CTestHost::kPeerIP, 7000, 0, "", 0, "", "");
+    ISignalClient* client = CreateSignalClient(told, kUser, CTestHost::kPeerIP, 7000, 0, "", 0, "", "");
     CFakeTcp& tcp = host.net.LastClient();
-    CAudioChannel audio(kChannel);
-    CVideoChannel video(kChannel);
-    CFiles files;
-    CScreen screen;
-    CBoard board;
     struct Row {
         std::string name;
         std::function<void()> release;
         std::function<bool()> isThere;
     };
-    const Row rows[] = {
-        {"Channel 77", [&] { audio.ReleaseConnections(); },
-         [] { return GetLocalMCUAudio()->Tables().channels.Size() == 1; }},
-        {"Channel 77", [&] { video.ReleaseConnections(); },
-         [] { return GetLocalMCUVideo()->Tables().channels.Size() == 1; }},
-        {"Channel 77", [&] { files.ReleaseConnections(); },
-         [] { return GetLocalMCUFile()->Tables().channels.Size() == 1; }},
-        {"Channel 77", [&] { screen.ReleaseConnections(); },
-         [] { return GetLocalMCUDesktop()->Tables().channels.Size() == 1; }},
-        {"Whiteboard 77", [&] { board.ReleaseConnections(); },
-         [] { return GetLocalMCUWB()->Tables().channels.Size() == 1; }},
-        {"The signalling client of user 7", [&] { client->ReleaseConnections(); }, [&] { return !tcp.released; }},
-        {"The local MCU", [&] { host.manager->ReleaseConnections(); }, [] { return GetLocalMcuMgr() != nullptr; }},
-        {"The peer-to-peer manager", [&] { peers->ReleaseConnections(); }, [] { return GetP2PMgr() != nullptr; }},
-    };
+    std::vector<Row> rows;
+    std::vector<std::unique_ptr<CMediumApp>> apps;
+    for (const CTestMedium* medium : {&kAudio, &kVideo, &kFile, &kDesktop, &kWhiteboard}) {
+        CMediumApp& app = *apps.emplace_back(medium->make(CMediumApp::kChannelID));
+        const auto name = medium->row.board ? "Whiteboard 77" : "Channel 77";
+        const auto isThere = [&host, medium] {  // where a subscriber finds it
+            host.TakeSent();
+            host.Deliver(Datagram(medium->row, medium->row.sink.connect, {5, CMediumApp::kChannelID},
+                                  medium->row.sink.namesUser ? U32(1) : ""));
+            return !host.TakeSent().empty();
+        };
+        rows.push_back({name, [&app] { app.ReleaseChannel(); }, isThere});
+    }
+    rows.push_back(
+        {"The signalling client of user 7", [&] { client->ReleaseConnections(); }, [&] { return !tcp.released; }});
+    rows.push_back(
+        {"The local MCU", [&] { host.manager->ReleaseConnections(); }, [] { return GetLocalMcuMgr() != nullptr; }});
+    rows.push_back(
+        {"The peer-to-peer manager", [&] { peers->ReleaseConnections(); }, [] { return GetP2PMgr() != nullptr; }});
     CLogCapture log;
-    inCallback = [&] {
+    told.inCallback = [&] {
         for (const Row& row : rows) row.release();
-        EXPECT_FALSE(CreateAudioSenderUDP(*this, kChannel, 0, 0, 0, 0));
-        EXPECT_EQ(audio.GetAudioSinkCount(), 0U) << "what a factory gives up is gone all the same";
+        EXPECT_FALSE(apps[0]->Sender(false, {}));
+        EXPECT_EQ(apps[0]->SinkCount(), 0U) << "what a factory gives up is gone all the same";
     };
-    const std::string answer = session_wire::U32(kUser);
-    ASSERT_TRUE(tcp.clientNotify->OnTcpClientNotifyValidate(100, answer.data(), 4));
+    ASSERT_TRUE(tcp.clientNotify->OnTcpClientNotifyValidate(100, U32(kUser).data(), 4));
     AppLog().Flush();
     std::vector<std::string> refused;
     for (const std::string& line : log.Lines()) {
         const size_t end = line.find(" is not released inside a callback");
         if (end != std::string::npos) refused.push_back(line.substr(0, end));
     }
-    ASSERT_EQ(refused.size(), std::size(rows));
-    for (size_t i = 0; i < std::size(rows); ++i) {
+    ASSERT_EQ(refused.size(), rows.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
         EXPECT_EQ(refused[i], rows[i].name);
         ASSERT_TRUE(rows[i].isThere()) << rows[i].name;
         rows[i].release();
-        EXPECT_FALSE(rows[i].isThere()) << rows[i].name;
         if (rows[i].name == "The local MCU") host.manager = nullptr;
+        EXPECT_FALSE(rows[i].isThere()) << rows[i].name;
     }
 }
 
@@ -117,29 +84,28 @@ public:
     CHostileBoard() : CWBChannel(78) { Connect(); }
     void OnWBChannelData(unsigned long, const char*, int) override {
         ++heard;
-        if (client) client->ReleaseConnections();
+        client.AskForRelease();
         throw std::string("no");
     }
-    IWBSessionClient* client = nullptr;
+    CMade client;
     int heard = 0;
 };
 
-TEST_F(ReleaseInCallback, WhatABoardOfTheApplicationDoesWithAMessageEndsNobody) {
-    CTestHost host;
+TEST(ReleaseInCallback, WhatABoardOfTheApplicationDoesWithAMessageEndsNobody) {
+    CMediumScene scene(kWhiteboard);
     CHostileBoard board;
-    const std::string message = Message(kData, 3);
-    const std::string packets[] = {session_wire::Data(0, message), session_wire::Data(1, message)};
-    board.client = CreateWBSessionClientUDP(*this, 78, CTestHost::kPeerIP, 0, 0, 7, 0, 0, 0, 0, false);
-    const uint32_t id = ReadU32(host.TakeSent().at(0).bytes, 2);
-    host.Deliver(Hex("0425") + U32(id) + U32(600));
-    for (const std::string& packet : packets) host.Deliver(Hex("042a") + U32(id) + U32(600) + packet);
-    EXPECT_EQ(board.heard, 2);
-    host.TakeSent();
-    host.Deliver(Hex("0424") + U32(5) + U32(78));
-    const uint32_t session = ReadU32(host.TakeSent().at(0).bytes, 6);
-    for (const std::string& packet : packets) host.Deliver(Hex("0429") + U32(session) + packet);
+    const CSinkRow& row = scene.Row().sink;
+    scene.app->asksFor = 78;
+    board.client = scene.app->Receiver(false, CMediumScene::kServer);
+    const uint32_t id = scene.SentID(2), session = scene.ConnectSink(5, 78);
+    scene.FromServer(scene.Say(row.connectAck, {id, 600}));
+    for (const uint16_t i : {uint16_t{0}, uint16_t{1}}) {
+        const std::string packet = session_wire::Data(i, wb_words::Message(wb_words::kData, 3));
+        scene.FromServer(scene.Say(row.frame, {id, 600}, packet));
+        scene.host.Deliver(scene.Say(row.frameAck, {session}, packet));
+    }
     EXPECT_EQ(board.heard, 4);
-    std::exchange(board.client, nullptr)->ReleaseConnections();
+    board.client.Release();
 }
 
 }  // namespace

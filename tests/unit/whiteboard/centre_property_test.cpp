@@ -1,6 +1,7 @@
 // Whatever three sessions say at once, none is left waiting for an object that the centre holds.
+#include "lumomedia/whiteboard.h"
 #include "sim/random.h"
-#include "unit/whiteboard/centre_scene.h"
+#include "support/wb_words.h"
 
 #include <gtest/gtest.h>
 
@@ -34,38 +35,21 @@ public:
             case 4:
                 return Message(random.Chance(500) ? kOffer : kExtOffer, id);
             default:
-                return m_waiting.erase(id), m_have.insert(id), Message(random.Chance(500) ? kData : kExtData, id);
+                return Take(id), Message(random.Chance(500) ? kData : kExtData, id);
         }
     }
     /// The answers to one message.
     std::vector<std::string> Hear(const std::string& message) {
         const uint32_t command = WordAt(message, 0), id = WordAt(message, 4);
         std::vector<std::string> answers;
-        switch (command) {
-            case kOffer:
-            case kExtOffer:
-                Want(id, command + 1, answers);
-                break;
-            case kRequest:
-            case kExtRequest:
-                if (m_have.count(id) > 0) answers.push_back(Message(command + 1, id));
-                break;
-            case kData:
-            case kExtData:
-                m_waiting.erase(id);
-                m_have.insert(id);
-                break;
-            case kDelete:
-                for (size_t at = 12; at + 4 <= message.size(); at += 4) Forget(WordAt(message, at));
-                break;
-            case kClear:
-                ForgetAll();
-                break;
-            case kList:
-                for (size_t at = 12; at + 4 <= message.size(); at += 4) Want(WordAt(message, at), kRequest, answers);
-                break;
-            default:
-                break;
+        if (command == kOffer || command == kExtOffer) Want(id, command + 1, answers);
+        if ((command == kRequest || command == kExtRequest) && m_have.count(id) > 0)
+            answers.push_back(Message(command + 1, id));
+        if (command == kData || command == kExtData) Take(id);
+        if (command == kClear) ForgetAll();
+        for (size_t at = 12; at + 4 <= message.size(); at += 4) {
+            if (command == kDelete) Forget(WordAt(message, at));
+            if (command == kList) Want(WordAt(message, at), kRequest, answers);
         }
         return answers;
     }
@@ -76,6 +60,10 @@ private:
         if (m_have.count(id) > 0) return;
         m_waiting.insert(id);
         answers.push_back(Message(request, id));
+    }
+    void Take(uint32_t id) {
+        m_waiting.erase(id);
+        m_have.insert(id);
     }
     void Forget(uint32_t id) {
         m_have.erase(id);
@@ -140,7 +128,13 @@ public:
         Say(session, message);
         return true;
     }
+    /// Once everything said has been heard.
     void ExpectNobodyWaits() {
+        for (bool moved = true; moved;) {
+            moved = false;
+            for (unsigned long session : {1UL, 2UL, 3UL})
+                while (HearOne(lanes[session - 1]) || SayOne(session)) moved = true;
+        }
         for (unsigned long session : {1UL, 2UL, 3UL})
             for (uint32_t id : lanes[session - 1].drawer.Waiting())
                 EXPECT_FALSE(Holds(id)) << "session " << session << " waits for object " << id;
@@ -165,11 +159,6 @@ TEST(CentreProperty, NobodyIsLeftWaiting) {
             else
                 what == 1 ? centre.HearOne(lane) : centre.SayOne(session);
         }
-        for (bool moved = true; moved;) {
-            moved = false;
-            for (unsigned long session : {1UL, 2UL, 3UL})
-                moved = centre.HearOne(centre.lanes[session - 1]) || centre.SayOne(session) || moved;
-        }
         centre.ExpectNobodyWaits();
         if (testing::Test::HasFailure()) return;
     }
@@ -189,11 +178,6 @@ TEST(CentreProperty, NorWithOneThreadEach) {
             }
         });
     for (std::thread& thread : threads) thread.join();
-    for (bool moved = true; moved;) {
-        moved = false;
-        for (unsigned long session : {1UL, 2UL, 3UL})
-            while (centre.HearOne(centre.lanes[session - 1]) || centre.SayOne(session)) moved = true;
-    }
     centre.ExpectNobodyWaits();
 }
 

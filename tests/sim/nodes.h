@@ -7,17 +7,22 @@
 #include "support/fake_net.h"
 #include "support/test_manager.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace sim {
 
+inline CLocalMCUManager* MakeClient() {
+    auto* manager = new CTestManager;
+    manager->Open();
+    return manager;
+}
+
 /// One process: its manager on its own endpoint.
 class CNode {
 public:
-    template <class MakeManager>
-    CNode(CWorld& world, CFakeNet& net, Address address, MakeManager make) : m_world(world), m_address(address) {
+    CNode(CWorld& world, CFakeNet& net, Address address, CLocalMCUManager* (*make)() = MakeClient)
+        : m_world(world), m_address(address) {
         Do([&] { m_pManager = make(); });
         m_pUdp = &net.Udp();
         world.Attach(address, [this](const std::string& bytes, Address from) { Hear(bytes, from); });
@@ -48,8 +53,12 @@ protected:
     virtual void OnTurn() {}
     /// By which address it knows who sends from that one.
     virtual Address Seen(Address from) const { return from; }
+    virtual void Send(const CSentDatagram& one) {
+        m_world.Send(m_address, {one.ip, one.port}, one.bytes.data(), static_cast<int>(one.bytes.size()));
+    }
 
     CWorld& m_world;
+    const Address m_address;
 
 private:
     bool Turn() {
@@ -58,51 +67,36 @@ private:
             m_pManager->RunTurn();
         });
         const std::vector<CSentDatagram> sent = m_pUdp->TakeSent();
-        for (const CSentDatagram& one : sent)
-            m_world.Send(m_address, {one.ip, one.port}, one.bytes.data(), static_cast<int>(one.bytes.size()));
+        for (const CSentDatagram& one : sent) Send(one);
         return !sent.empty();
     }
 
-    const Address m_address;
     CInstances m_instances;
     CLocalMCUManager* m_pManager = nullptr;
     CFakeUdp* m_pUdp = nullptr;
 };
 
-inline CLocalMCUManager* MakeClient() {
-    auto* manager = new CTestManager;
-    manager->Open();
-    return manager;
-}
-
 constexpr Address kServer{0x7f000001, 40000};
 
-class CServerNode : public CNode {
-public:
-    CServerNode(CWorld& world, CFakeNet& net)
-        : CServerNode(world, net, std::make_shared<CServerLog>([](const std::string&) {})) {}
-    ~CServerNode() override { Release(); }
-
-private:
+inline CLocalMCUManager* MakeServer() {
     class CServer : public CServerManager {
     public:
         using CServerManager::CServerManager;
         bool Open() { return OpenEndpoints(0); }
     };
+    static CServerLog log([](const std::string&) {});
+    CServerOptions options;
+    options.listenIP = kServer.ip;
+    options.port = kServer.port;
+    auto* server = new CServer(options, log);
+    server->Open();
+    return server;
+}
 
-    CServerNode(CWorld& world, CFakeNet& net, std::shared_ptr<CServerLog> log)
-        : CNode(world, net, kServer,
-                [&] {
-                    CServerOptions options;
-                    options.listenIP = kServer.ip;
-                    options.port = kServer.port;
-                    auto* server = new CServer(options, *log);
-                    server->Open();
-                    return server;
-                }),
-          m_pLog(std::move(log)) {}
-
-    const std::shared_ptr<CServerLog> m_pLog;
+class CServerNode : public CNode {
+public:
+    CServerNode(CWorld& world, CFakeNet& net) : CNode(world, net, kServer, MakeServer) {}
+    ~CServerNode() override { Release(); }
 };
 
 }  // namespace sim
