@@ -14,7 +14,7 @@ void CAckState::Open(uint64_t next) {
     m_usRoom = m_usToldRoom = kUnbudgetedRoom;
     m_nGivenBack = 0;
     m_nDueAt.store(0, std::memory_order_relaxed);
-    m_nLimit = next + kUnbudgetedRoom;
+    m_nLimit.store(next + kUnbudgetedRoom, std::memory_order_relaxed);
 }
 
 void CAckState::Remember(uint64_t number) { m_recent[m_nRecent++ % kRecent] = number; }
@@ -54,7 +54,7 @@ void CAckState::GiveBack() {
 bool CAckState::SetRoom(uint16_t room) {
     CAutoLock lock(&m_cs);
     m_usRoom = std::min<uint16_t>(room, kMaxInFlight);
-    m_nLimit = std::max(m_nLimit, m_nNext + m_usRoom);
+    m_nLimit.store(std::max(Limit(), m_nNext + m_usRoom), std::memory_order_relaxed);
     return m_usRoom >= 2 * uint32_t{m_usToldRoom} + 1;
 }
 

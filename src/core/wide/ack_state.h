@@ -32,8 +32,8 @@ public:
     Ack Take(uint64_t now);
     /// When what has not been told is due; 0: everything is told.
     uint64_t DueAt() const { return m_nDueAt.load(std::memory_order_relaxed); }
-    /// The first number that the room excludes. The receiving thread's.
-    uint64_t Limit() const { return m_nLimit; }
+    /// The first number that the room excludes. Any thread.
+    uint64_t Limit() const { return m_nLimit.load(std::memory_order_relaxed); }
 
 private:
     static constexpr size_t kRecent = 8;
@@ -54,7 +54,7 @@ private:
     uint16_t m_usToldRoom LUMO_GUARDED_BY(m_cs) = kUnbudgetedRoom;
     uint8_t m_nGivenBack LUMO_GUARDED_BY(m_cs) = 0;
     std::atomic<uint64_t> m_nDueAt{0};
-    uint64_t m_nLimit = 0;
+    std::atomic<uint64_t> m_nLimit{0};
 };
 
 }  // namespace wide
