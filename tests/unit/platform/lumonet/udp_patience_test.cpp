@@ -45,15 +45,25 @@ TEST(ReceivePatience, LooksOnlyWhileDatagramsFollowEachOtherClosely) {
     EXPECT_EQ(looker.looks, 0);
 }
 
-TEST(ReceivePatience, SleepsForAWhileOnceGivingWayTookLong) {
+TEST(ReceivePatience, SleepsForAWhileOnceGivingWayTookLongOrLooksFoundNothing) {
     CLooker looker;
     EXPECT_FALSE(looker.Try(1));
     looker.SleepFor(microseconds(1));
+    const auto sleepsForAWhile = [&](int first) {
+        for (int i = first; i < CPatience::kSleeps; ++i) {
+            EXPECT_FALSE(looker.Try(1)) << i;
+            looker.SleepFor(microseconds(1));
+        }
+    };
     EXPECT_TRUE(looker.Try(1, CPatience::kClose + microseconds(1)));
-    for (int i = 1; i < CPatience::kSleeps; ++i) {
-        EXPECT_FALSE(looker.Try(1)) << i;
+    sleepsForAWhile(1);
+    EXPECT_TRUE(looker.Try(1));
+    for (int i = 0; i < CPatience::kMisses; ++i) {
+        EXPECT_FALSE(looker.Try(100));
+        EXPECT_GT(looker.looks, 1);
         looker.SleepFor(microseconds(1));
     }
+    sleepsForAWhile(1);
     EXPECT_TRUE(looker.Try(1));
 }
 
