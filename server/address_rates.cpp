@@ -11,7 +11,9 @@ CAddressRates::CAddressRates(uint64_t bytesPerSecond, CCidrList exempt)
 void CAddressRates::Refill(Bucket& bucket, uint64_t now) const {
     constexpr uint64_t kSecond = 1000000;
     const uint64_t passed = std::min(now - std::min(now, bucket.at), kSecond);
-    bucket.bytes = std::min(bucket.bytes + static_cast<int64_t>(m_nRate * passed / kSecond), Size());
+    const uint64_t earned = m_nRate * passed / kSecond;
+    if (earned == 0) return;  // let the time add up
+    bucket.bytes = std::min(bucket.bytes + static_cast<int64_t>(earned), Size());
     bucket.at = now;
 }
 

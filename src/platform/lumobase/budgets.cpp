@@ -2,6 +2,8 @@
 #include "platform/lumobase/machine_memory.h"
 #include "platform/lumobase/memory_budget.h"
 
+#include <algorithm>
+
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -10,6 +12,7 @@ namespace {
 
 constexpr uint64_t kWorthTrimming = 16ULL << 20;
 constexpr uint64_t kUnknownMachine = 4ULL << 30;
+constexpr uint64_t kUsualEarly = 64ULL << 20;
 
 struct Budgets {
     CMemoryBudget send{0};
@@ -17,12 +20,13 @@ struct Budgets {
     CMemoryBudget early{0};
 
     Budgets() { Divide(0); }
-    // One half for what waits, the other for what is not whole, of which packets before their turn get an eighth.
+    // One half for what waits, the other for what is not whole, of which packets before their turn get an eighth, or
+    // what suffices for some long paths.
     void Divide(uint64_t bytes) {
-        if (bytes == 0) bytes = Default();
-        send.SetLimit(bytes / 2);
-        receive.SetLimit(bytes / 16 * 7);
-        early.SetLimit(bytes / 16);
+        const uint64_t all = bytes != 0 ? bytes : Default();
+        send.SetLimit(all / 2);
+        early.SetLimit(bytes != 0 ? all / 16 : kUsualEarly);
+        receive.SetLimit(all / 2 - std::min(early.Limit(), all / 4));
     }
     static uint64_t Default() {
         const uint64_t machine = MachineMemory();
