@@ -71,9 +71,10 @@ public:
     bool IsWideSending() const { return m_pWide && m_pWide->IsSending(); }
     /// When a wide session has something to do that nothing else brings about, in microseconds; 0: never.
     uint64_t DueAt() const { return m_pWide ? m_pWide->DueAt() : 0; }
-    /// Does what is due: an acknowledgement that waited for company, a look at an old gap. Gives what DueAt says then.
-    /// The worker's.
-    uint64_t DoDue(uint64_t now);
+    /// Does that: an acknowledgement that waited for company, a look at an old gap. The worker's.
+    void DoDue(uint64_t now);
+    /// When a pass has something to send or to find lost that no acknowledgement brings about; 0: never.
+    uint64_t SendDueAt() const { return IsWideSending() ? m_pWide->SendDueAt() : 0; }
     /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
     void OnSCTPSessionReceivedData(char* packet, int length);
     /// The advertised window, clamped to 16..160.

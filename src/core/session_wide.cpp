@@ -8,6 +8,7 @@
 using Lumo_Base::GetMicroseconds;
 
 bool CSession::OpenWide() {
+    if (!wide::IsWanted()) m_pWide.reset();
     if (!m_pWide && wide::IsWanted())
         m_pWide.reset(new (std::nothrow) wide::CWideSession(static_cast<wide::ISending&>(*this), *this));
     if (!m_pWide) return !wide::IsWanted();
@@ -57,12 +58,11 @@ void CSession::TellNow() {
     m_owner.SendSCTPData(packet.GetPacketData(), length);
 }
 
-uint64_t CSession::DoDue(uint64_t now) {
-    if (!m_pWide) return 0;
+void CSession::DoDue(uint64_t now) {
+    if (!m_pWide) return;
     m_pWide->Receiver().LookAtGap(now);
     const uint64_t due = m_pWide->AckDueAt();
     if (due != 0 && now >= due) TellNow();
-    return m_pWide->DueAt();
 }
 
 // Sending.
@@ -73,8 +73,8 @@ bool CSession::OnWideAck(CSCTPPacket& packet) {
     if (!answer && !IsWideSending()) return false;
     wide::Ack ack;
     if (answer && !wide::ReadAck(packet.GetPacketData(), packet.GetPacketDataLen(), ack)) return true;
-    const uint64_t now = GetMicroseconds();
     CAutoLock lock(&m_csWindow);
+    const uint64_t now = GetMicroseconds();
     if (!IsWideSending()) BeginWideSending(now);
     if (answer)
         m_pWide->Sender().OnAck(now, ack);
@@ -116,7 +116,7 @@ void CSession::NoteInFlight() {
 
 bool CSession::SendWidePass() {
     CAutoLock lock(&m_csWindow);
-    const bool sent = m_pWide->Sender().Send(GetMicroseconds());
+    const bool sent = !m_pWide->Sender().WasLiedTo() && m_pWide->Sender().Send(GetMicroseconds());
     NoteInFlight();
     return sent;
 }

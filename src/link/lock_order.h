@@ -13,13 +13,14 @@ inline constexpr int kBoardObjects = 520;  // a whiteboard's objects, those who 
 inline constexpr int kBoardJoins = 530;
 inline constexpr int kBoardSessions = 540;
 // 550 a memory budget's holders: platform/lumobase/memory_budget.h
-inline constexpr int kDueLinks = 590;  // held while a link does what is due
+inline constexpr int kDueLinks = 590;  // held while links do what is due
 inline constexpr int kPump = 600;
 inline constexpr int kHeldLink = 650;
 // 800 session window: core/lock_ranks.h
 inline constexpr int kFrameQueue = 850;  // a wide session takes its frames there
 // 900 session pending, 910 what a wide session holds, 920 its acknowledgements: core/lock_ranks.h
 inline constexpr int kLinkRegistry = 1000;  // the live links, also while one of them is described
+inline constexpr int kDeadlines = 1050;     // the heap of the links' deadlines
 inline constexpr int kLeaf = 1100;          // holds nothing else, is held for a few instructions
 
 }  // namespace lock_order

@@ -16,8 +16,8 @@ class CWideEnd : public ISessionOwner {
 public:
     static constexpr int kEnvelope = 10;
 
-    CWideEnd(CEvents& events, CPath& out, uint32_t stranger = 0) : m_events(events), m_out(out) {
-        session.SetStranger(stranger);
+    /// Its envelopes are made of the mark.
+    CWideEnd(CEvents& events, CPath& out, char mark = 'e') : m_events(events), m_out(out), m_mark(mark) {
         session.OpenSession();
         Tick();
     }
@@ -53,7 +53,7 @@ public:
         if (onFrame) onFrame(std::string(frame, static_cast<size_t>(length)));
     }
     void SendSCTPData(char* packet, int length) override {
-        m_out.Send(std::string(kEnvelope, 'e') + std::string(packet, static_cast<size_t>(length)));
+        m_out.Send(std::string(kEnvelope, m_mark) + std::string(packet, static_cast<size_t>(length)));
     }
     CDataBuffer* NextWaitingFrame() override {
         auto frame = std::make_unique<CDataBuffer>();
@@ -88,6 +88,7 @@ private:
 
     CEvents& m_events;
     CPath& m_out;
+    const char m_mark;
     std::deque<std::string> m_waiting;
     int m_fillLength = 0;
     uint64_t m_fillLeft = 0;

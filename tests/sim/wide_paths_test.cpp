@@ -53,6 +53,10 @@ PathTraits With(PathTraits traits, double PathTraits::*field, double value) {
     traits.*field = value;
     return traits;
 }
+PathTraits Jittery(PathTraits traits, uint32_t microseconds) {
+    traits.jitterUs = microseconds;
+    return traits;
+}
 PathTraits Reordering(PathTraits traits, double share, uint32_t microseconds) {
     traits.reordered = share;
     traits.reorderUs = microseconds;
@@ -69,6 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
                     PathRow{"6MB_in_flight", Path(80, 600), 0.90, 5.4}, PathRow{"400Mbit", Path(400, 50, 0.1), 0.95},
                     PathRow{"quarter_queue", Path(100, 50, 0, 0.25), 0.93},
                     PathRow{"bursts_lost", With(Path(100, 50), &PathTraits::burstLoss, 0.002), 0.94},
+                    PathRow{"jitter_loss1", Jittery(Path(20, 50, 1), 10000), 0.85},
                     PathRow{"reordering", Reordering(Path(100, 50), 0.01, 10000), 0.94}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -92,6 +97,47 @@ TEST(WideQueue, ThatIsShortDropsLittle) {
     shallow.left.Fill(kFrame);
     shallow.events.RunFor(10 * kSecond);
     EXPECT_LT(static_cast<double>(shallow.out.counts.queueDrops), 0.02 * static_cast<double>(shallow.out.counts.sent));
+}
+
+/// Links that send over one bottleneck, told apart by the marks of their envelopes.
+struct Sharing {
+    explicit Sharing(PathTraits traits) : there(events, random, traits), back(events, random, Path(1000, 50)) {
+        back.traits.delayUs = traits.delayUs;
+        there.receiver = [this](const std::string& datagram) { receivers[Of(datagram)]->Hear(datagram); };
+        back.receiver = [this](const std::string& datagram) { senders[Of(datagram)]->Hear(datagram); };
+    }
+    static size_t Of(const std::string& datagram) { return static_cast<size_t>(datagram.front() - 'a'); }
+    void Join() {
+        const auto mark = static_cast<char>('a' + senders.size());
+        receivers.push_back(std::make_unique<CWideEnd>(events, back, mark));
+        senders.push_back(std::make_unique<CWideEnd>(events, there, mark));
+        senders.back()->Fill(kFrame);
+    }
+
+    const CWideSessions wide;
+    CEvents events;
+    CRandom random{1};
+    CPath there, back;
+    std::vector<std::unique_ptr<CWideEnd>> senders, receivers;
+};
+
+// Who comes later has its share ten seconds later.
+TEST(WideSharing, GivesEachLinkAboutTheSame) {
+    for (const PathTraits& path : {Path(100, 50), Path(100, 50, 0, 4), Path(100, 150), Path(20, 100)}) {
+        Sharing sharing(path);
+        sharing.Join();
+        sharing.events.RunFor(3 * kSecond);
+        sharing.Join();
+        sharing.events.RunFor(10 * kSecond);
+        const uint64_t first = sharing.receivers[0]->bytesReceived;
+        const uint64_t second = sharing.receivers[1]->bytesReceived;
+        sharing.events.RunFor(20 * kSecond);
+        const auto firstGot = static_cast<double>(sharing.receivers[0]->bytesReceived - first);
+        const auto secondGot = static_cast<double>(sharing.receivers[1]->bytesReceived - second);
+        EXPECT_GT(secondGot / firstGot, 0.7) << path.megabits << " Mbit/s, " << path.delayUs << " us";
+        EXPECT_LT(secondGot / firstGot, 1.4) << path.megabits << " Mbit/s, " << path.delayUs << " us";
+        EXPECT_GT(MegabytesPerSecond(static_cast<uint64_t>(firstGot + secondGot), 20) / Ceiling(path), 0.93);
+    }
 }
 
 TEST(WideRate, FollowsThePath) {

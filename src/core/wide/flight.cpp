@@ -10,6 +10,7 @@ constexpr uint64_t kNone = UINT64_MAX;
 constexpr uint64_t kReordering = 3;       // later ones that have arrived make one lost
 constexpr uint64_t kMostReordering = 64;  // once reordering has shown itself
 constexpr uint64_t kMostTransmissions = uint64_t{4} * kMaxInFlight;
+constexpr size_t kIdleSlots = 256;
 constexpr uint64_t kUnknownLossDelay = 200000;
 constexpr uint64_t kForgetEvery = 1000000;  // us; an honest far side gives back once in ten seconds
 
@@ -34,12 +35,12 @@ uint32_t CFlight::OnSent(uint64_t now, uint64_t number) {
     Packet& packet = m_packets[number];
     while (m_transmissions.Size() >= kMostTransmissions) m_transmissions.PopFront();
     const uint64_t transmission = m_transmissions.Next();
-    if (!m_transmissions.PushBack({number, m_model.OnSent(now, m_nInFlight), false})) return kNoTransmission;
+    const bool noted = m_transmissions.PushBack({number, m_model.OnSent(now, m_nInFlight), false});
     if (packet.state != State::InFlight) m_nInFlight += Cost(packet);
-    packet.single = packet.state == State::New;
+    packet.single = noted && packet.state == State::New;
     packet.state = State::InFlight;
-    packet.transmission = transmission;
-    return static_cast<uint32_t>(transmission & 0xFFFFFFU);
+    packet.transmission = noted ? transmission : kNone;
+    return noted ? static_cast<uint32_t>(transmission & 0xFFFFFFU) : kNoTransmission;
 }
 
 void CFlight::Carry(uint64_t sentAt, uint64_t number) {
@@ -62,17 +63,18 @@ uint64_t CFlight::LastMissing() const {
     return number;
 }
 
-bool CFlight::Unwrap(const Ack& ack, uint64_t& end) const {
+bool CFlight::Unwrap(const Ack& ack, uint64_t& end) {
     const auto ahead = static_cast<int32_t>(ack.delivered + 1 - static_cast<uint32_t>(First()));
     if (ahead < 0 && static_cast<uint64_t>(-static_cast<int64_t>(ahead)) > std::min<uint64_t>(First(), kMaxInFlight))
         return false;
     end = First() + static_cast<uint64_t>(static_cast<int64_t>(ahead));
-    if (end > Next()) return false;
+    uint64_t told = end;
     for (int i = 0; i < ack.rangeCount; ++i) {
         const Range& range = ack.ranges[static_cast<size_t>(i)];
-        if (end - 1 + range.first + range.count > Next()) return false;
+        told = std::max(told, end - 1 + range.first + range.count);
     }
-    return true;
+    if (told > Next()) m_bLiedTo = true;
+    return told <= Next();
 }
 
 bool CFlight::OnAck(uint64_t now, const Ack& ack) {
@@ -113,8 +115,7 @@ void CFlight::Answer(uint64_t now, const Ack& ack) {
     Transmission& answered = m_transmissions[m_nAnswered];
     if (answered.answered) return;
     answered.answered = true;
-    const uint64_t passed = now - answered.stamp.sentAt;
-    if (passed >= ack.waitedUs) m_model.OnRoundTrip(now, passed - ack.waitedUs);
+    if (now > answered.stamp.sentAt) m_model.OnRoundTrip(now, now - answered.stamp.sentAt, ack.waitedUs);
     m_nHighest = std::max(m_nHighest, m_nAnswered + 1);
     if (!m_packets.Has(answered.number)) return;
     const Packet& packet = m_packets[answered.number];
@@ -147,7 +148,14 @@ void CFlight::DeliverBefore(uint64_t now, uint64_t end) {
     m_arrived.DropBefore(First());
     while (!m_transmissions.IsEmpty() && m_transmissions[m_transmissions.First()].number < First())
         m_transmissions.PopFront();
-    if (m_packets.IsEmpty() && m_packets.Next() == end) m_lost.Clear();
+    if (m_packets.IsEmpty()) GiveBackMemory();
+}
+
+// An idle link keeps next to nothing.
+void CFlight::GiveBackMemory() {
+    m_lost.Clear();
+    if (m_packets.Capacity() > kIdleSlots) m_packets.Clear(m_packets.Next());
+    if (m_transmissions.Capacity() > kIdleSlots) m_transmissions.Clear(m_transmissions.Next());
 }
 
 // The far side has dropped what it held: what has arrived and is not delivered has to be sent again.
@@ -175,21 +183,32 @@ uint64_t CFlight::LossDelay() const {
     return roundTrip == 0 ? kUnknownLossDelay : roundTrip + roundTrip / (m_nReordering > kReordering ? 4 : 8) + 1000;
 }
 
+bool CFlight::IsSettled(uint64_t transmission) const {
+    const uint64_t number = m_transmissions[transmission].number;
+    if (!m_packets.Has(number)) return true;
+    const Packet& packet = m_packets[number];
+    return packet.state != State::InFlight || packet.transmission != transmission;
+}
+
+uint64_t CFlight::OldestSentAt() {
+    m_nScan = std::max(m_nScan, m_transmissions.First());
+    while (m_nScan < m_transmissions.Next() && IsSettled(m_nScan)) ++m_nScan;
+    return m_nScan < m_transmissions.Next() ? m_transmissions[m_nScan].stamp.sentAt : 0;
+}
+
 // Transmissions are looked at in the order in which they left, each until it is settled.
 void CFlight::FindLosses(uint64_t now) {
     m_nLossAt = 0;
     m_nScan = std::max(m_nScan, m_transmissions.First());
     for (; m_nScan + 1 < m_nHighest; ++m_nScan) {
+        if (IsSettled(m_nScan)) continue;
         const Transmission& transmission = m_transmissions[m_nScan];
-        if (!m_packets.Has(transmission.number)) continue;
-        Packet& packet = m_packets[transmission.number];
-        if (packet.state != State::InFlight || packet.transmission != m_nScan) continue;
         const uint64_t late = transmission.stamp.sentAt + LossDelay();
         if (m_nHighest - 1 - m_nScan < m_nReordering && now < late) {
             m_nLossAt = late;
             return;
         }
-        Lose(packet, transmission.number);
+        Lose(m_packets[transmission.number], transmission.number);
     }
 }
 

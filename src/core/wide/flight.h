@@ -36,6 +36,8 @@ public:
     uint64_t Limit() const { return m_nLimit; }
     const Piece& At(uint64_t number) const { return m_packets[number].piece; }
     bool WasSent(uint64_t number) const { return m_packets[number].state != State::New; }
+    /// When the oldest transmission left of which nothing is known yet; 0: none is in flight.
+    uint64_t OldestSentAt();
     /// The newest packet that has not arrived. One has not.
     uint64_t LastMissing() const;
 
@@ -75,11 +77,13 @@ private:
         bool answered = false;
     };
 
-    bool Unwrap(const Ack& ack, uint64_t& end) const;
+    bool Unwrap(const Ack& ack, uint64_t& end);
     void Answer(uint64_t now, const Ack& ack);
     void Arrive(uint64_t now, uint64_t number);
     void DeliverBefore(uint64_t now, uint64_t end);
+    void GiveBackMemory();
     void ForgetArrived(uint64_t now, uint8_t givenBack);
+    bool IsSettled(uint64_t transmission) const;
     void NoteReordering(uint64_t transmission);
     void FindLosses(uint64_t now);
     void Lose(Packet& packet, uint64_t number);

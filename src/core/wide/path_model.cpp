@@ -16,22 +16,35 @@ constexpr uint64_t kUnknownRoundTrip = 1000;
 // In percent of the path's rate.
 constexpr uint64_t kStartUpRate = 277;
 constexpr uint64_t kDrainRate = 50;
-constexpr uint64_t kProbeUpRate = 125;
+constexpr uint64_t kProbeUpRate = 137;
 constexpr uint64_t kProbeDownRate = 75;
 // In percent of rate times smallest round trip.
-constexpr uint64_t kStartUpWindow = 277;
-constexpr uint64_t kCruiseWindow = 150;
+constexpr uint64_t kStartUpWindow = 200;
+constexpr uint64_t kCruiseWindow = 120;
 constexpr uint64_t kProbeUpWindow = 200;
+constexpr uint64_t kProbedEnough = 125;
 constexpr uint64_t kRoundTripProbeWindow = 50;
 
 constexpr uint64_t kGrowth = 125;  // percent a round: less, three times, and the path is full
 constexpr int kFullRounds = 3;
-constexpr unsigned kCruiseRoundTrips = 6;  // between two probes for more
-constexpr uint64_t kQueueShows = 125;      // percent of the smallest round trip
-constexpr uint64_t kLossWithQueue = 2;     // percent
-constexpr uint64_t kLossWithout = 20;
+// In tenths of a round trip, until the next probe for more: soon once one has found more, late once it has only lost.
+constexpr uint64_t kSoon = 10;
+constexpr uint64_t kCruise = 40;
+constexpr uint64_t kCruiseSpread = 21;
+constexpr uint64_t kLate = 240;
+constexpr uint64_t kFoundMore = 106;  // percent
+constexpr unsigned kProbeShows = 3;   // rounds in which what a probe has done comes to light
+
+constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
+constexpr uint64_t kLossWithQueue = 200;  // losses in ten thousandths
+constexpr uint64_t kLossWithout = 2000;
+constexpr uint64_t kMostChanceLoss = 1500;
+constexpr uint64_t kAll = 10000;
+constexpr uint64_t kLeastJudged = 400 * kPacket;  // of fewer packets, chance alone may lose too many
+constexpr uint64_t kLeastLostAtStart = 6 * kPacket;
 constexpr uint64_t kBoundCut = 85;  // percent of what was in flight
-constexpr uint64_t kBoundGrowth = 110;
+constexpr uint64_t kBoundStep = 8 * kPacket;
+constexpr uint64_t kHeadroom = 85;  // percent of the bound while it is not probed: others find room
 constexpr uint64_t kSmallestAge = 5 * kUsPerSecond;
 constexpr uint64_t kLeastRoundTripProbe = 100000;
 
@@ -40,17 +53,22 @@ constexpr uint64_t kLeastRoundTripProbe = 100000;
 void CPathModel::Open(uint64_t now, uint64_t inFlight) {
     *this = CPathModel();
     m_nInitial = std::max(inFlight, kInitialPackets * kPacket);
-    m_nEnteredAt = m_nDeliveredAt = m_nFirstSentAt = m_nSmallestAt = now;
+    m_nEnteredAt = m_nDeliveredAt = m_nFirstSentAt = m_nSmallestAt = m_nUsedAt = now;
+    m_ulRandom = static_cast<uint32_t>(now) | 1U;
 }
 
 Stamp CPathModel::OnSent(uint64_t now, uint64_t inFlight) {
-    if (inFlight == 0) m_nFirstSentAt = m_nDeliveredAt = now;
+    if (inFlight == 0) {
+        m_nFirstSentAt = m_nDeliveredAt = now;
+        m_nSmallestAt += now - m_nUsedAt;  // nothing could have been measured meanwhile
+    }
+    m_nUsedAt = now;
     return {now, m_nFirstSentAt, m_nDelivered, m_nDeliveredAt, m_nStarvedUntil != 0};
 }
 
 void CPathModel::OnDelivered(uint64_t now, uint32_t bytes) {
     m_nDelivered += bytes;
-    m_nRoundDelivered += bytes;
+    m_round.delivered += bytes;
     m_nDeliveredAt = now;
 }
 
@@ -61,18 +79,21 @@ void CPathModel::OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes) {
     m_nFirstSentAt = stamp.sentAt;
 }
 
-void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds) {
-    const uint64_t sample = std::max<uint64_t>(microseconds, 1);
+// The smallest one is taken with the wait, which is next to nothing in a busy stream: nobody makes it shorter by words.
+void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waited) {
+    const uint64_t whole = std::max<uint64_t>(microseconds, 1);
+    const uint64_t sample = std::max<uint64_t>(whole - std::min(whole, waited), 1);
     m_nSmoothed = m_nSmoothed == 0 ? sample : m_nSmoothed - m_nSmoothed / 8 + sample / 8;
     ++m_nRoundTrips;
     m_nRoundTripSum += sample;
-    m_nProbed = m_nProbed == 0 ? sample : std::min(m_nProbed, sample);
+    m_nProbed = m_nProbed == 0 ? whole : std::min(m_nProbed, whole);
     const uint64_t asGood = m_nSmallest + m_nSmallest / 32;  // no path keeps to the microsecond
-    if (m_nSmallest == 0 || sample <= asGood) m_nSmallestAt = now;
-    if (m_nSmallest == 0 || sample < m_nSmallest) m_nSmallest = sample;
+    if (m_nSmallest == 0 || whole <= asGood) m_nSmallestAt = now;
+    if (m_nSmallest == 0 || whole < m_nSmallest) m_nSmallest = whole;
 }
 
 void CPathModel::Update(uint64_t now, uint64_t inFlight) {
+    m_nUsedAt = now;
     m_nRoundMostInFlight = std::max(m_nRoundMostInFlight, inFlight);
     if (m_nStarvedUntil != 0 && m_nDelivered > m_nStarvedUntil) m_nStarvedUntil = 0;
     if (m_sample.taken) Measure(now);
@@ -107,14 +128,7 @@ void CPathModel::Note(uint64_t rate, bool starved) {
 void CPathModel::EndRound(uint64_t inFlight) {
     m_nRoundEnd = m_nDelivered;
     m_bRoundEnded = false;
-    ++m_nRounds;
-    if (HasCongestion()) {
-        Bound(std::max(inFlight, m_nRoundMostInFlight));
-        if (!m_bFull) m_bFull = true;
-    } else if (m_nBound != 0 && m_state == State::ProbeUp) {
-        m_nBound = Percent(m_nBound, kBoundGrowth);
-        if (m_nBound > Percent(Product(), kCruiseWindow)) m_nBound = 0;
-    }
+    NoteLosses(std::max(inFlight, m_nRoundMostInFlight));
     if (m_bRoundCounts) {
         LookWhetherFull();
         std::rotate(m_rates.begin(), m_rates.end() - 1, m_rates.end());
@@ -122,17 +136,56 @@ void CPathModel::EndRound(uint64_t inFlight) {
         m_nRate = *std::max_element(m_rates.begin(), m_rates.end());
     }
     m_bRoundCounts = false;
-    m_nRoundLost = m_nRoundDelivered = m_nRoundTrips = m_nRoundTripSum = m_nRoundMostInFlight = 0;
+    m_round = {};
+    m_nRoundTrips = m_nRoundTripSum = m_nRoundMostInFlight = 0;
+}
+
+void CPathModel::NoteLosses(uint64_t inFlight) {
+    m_judged.lost += m_round.lost;
+    m_judged.delivered += m_round.delivered;
+    if (++m_nRoundsSinceProbe > kProbeShows)
+        NoteChanceLoss();
+    else if (m_round.lost * kAll > m_round.All() * (2 * m_nChanceLoss + kLossWithQueue))
+        m_bProbeLost = true;
+    if (!IsWorthJudging(m_judged)) return;
+    if (HasCongestion()) {
+        Bound(inFlight);
+        m_bFull = true;
+    } else if (m_nBound != 0 && m_state == State::ProbeUp) {
+        WidenBound();
+    }
+    m_judged = {};
+}
+
+bool CPathModel::HasQueue() const {
+    return m_nRoundTrips > 0 && m_nRoundTripSum / m_nRoundTrips > Percent(m_nSmallest, kQueueShows);
+}
+
+bool CPathModel::IsWorthJudging(const Fate& fate) const {
+    return fate.All() >= kLeastJudged || (!m_bFull && fate.lost >= kLeastLostAtStart);
 }
 
 bool CPathModel::HasCongestion() const {
-    const uint64_t all = m_nRoundLost + m_nRoundDelivered;
-    const bool queue = m_nRoundTrips > 0 && m_nRoundTripSum / m_nRoundTrips > Percent(m_nSmallest, kQueueShows);
-    return m_nRoundLost > Percent(all, queue ? kLossWithQueue : kLossWithout);
+    return m_judged.lost * kAll > m_judged.All() * (HasQueue() ? kLossWithQueue : kLossWithout);
+}
+
+// So much more has to be sent for the path's rate to arrive.
+void CPathModel::NoteChanceLoss() {
+    if (HasQueue() || m_round.All() == 0) return;
+    const uint64_t share = std::min(m_round.lost * kAll / m_round.All(), kMostChanceLoss);
+    m_nChanceLoss = m_nChanceLoss == 0 ? share : (7 * m_nChanceLoss + share) / 8;
 }
 
 void CPathModel::Bound(uint64_t inFlight) {
     m_nBound = std::max({Percent(inFlight, kBoundCut), Product(), kLeastBound * kPacket});
+    m_nBoundStep = kBoundStep;
+}
+
+// By the same steps for everybody, so that who has less of a path catches up.
+void CPathModel::WidenBound() {
+    m_nBound += m_nBoundStep;
+    m_nBoundStep *= 2;
+    if (m_nBound > Percent(Product(), kProbeUpWindow)) m_nBound = 0;
 }
 
 void CPathModel::LookWhetherFull() {
@@ -148,6 +201,20 @@ void CPathModel::LookWhetherFull() {
 void CPathModel::Enter(State state, uint64_t now) {
     m_state = state;
     m_nEnteredAt = now;
+    m_ulRandom ^= m_ulRandom << 13;
+    m_ulRandom ^= m_ulRandom >> 17;
+    m_ulRandom ^= m_ulRandom << 5;
+    if (state != State::ProbeUp) return;
+    m_nProbedRate = m_nRate;
+    m_nRoundsSinceProbe = 0;
+    m_bProbeLost = false;
+}
+
+// Not always the same, so that links which share a path do not probe in step for ever.
+uint64_t CPathModel::CruiseTime() const {
+    const bool foundMore = m_nProbedRate != 0 && m_nRate > Percent(m_nProbedRate, kFoundMore);
+    const uint64_t tenths = foundMore ? kSoon : m_bProbeLost ? kLate : kCruise + m_ulRandom % kCruiseSpread;
+    return m_nSmallest * tenths / 10;
 }
 
 void CPathModel::Step(uint64_t now, uint64_t inFlight) {
@@ -161,14 +228,11 @@ void CPathModel::Step(uint64_t now, uint64_t inFlight) {
             if (inFlight <= Product()) Enter(State::Cruise, now);
             break;
         case State::Cruise:
-            if (since > (kCruiseRoundTrips - m_nCruises % 3) * m_nSmallest) {
-                ++m_nCruises;
-                Enter(State::ProbeUp, now);
-            }
+            if (since > CruiseTime()) Enter(State::ProbeUp, now);
             break;
         case State::ProbeUp:
             if (roundTripPassed &&
-                (m_nRoundLost > 0 || inFlight >= Percent(Product(), kProbeUpRate) || m_nStarvedUntil))
+                (m_round.lost > 0 || inFlight >= Percent(Product(), kProbedEnough) || m_nStarvedUntil))
                 Enter(State::ProbeDown, now);
             break;
         case State::ProbeDown:
@@ -215,17 +279,20 @@ uint64_t CPathModel::PacingRate() const {
         case State::ProbeRoundTrip:
             break;
     }
-    return std::max(m_nRate, least);
+    return std::max(m_nRate + m_nRate * m_nChanceLoss / kAll, least);
 }
 
 uint64_t CPathModel::Window() const {
     if (m_state == State::ProbeRoundTrip)
         return std::max(Percent(Product(), kRoundTripProbeWindow), kLeastPackets * kPacket);
-    const uint64_t slack = 3 * Burst();  // what waits for an acknowledgement that covers several
+    if (m_nRate == 0) return m_nInitial;
+    // What waits for an acknowledgement that covers several, or for the thread that paces.
+    const uint64_t slack = 3 * std::max(m_nRate / 1000, kBurstPackets * kPacket);
     const uint64_t percent = !m_bFull ? kStartUpWindow : m_state == State::ProbeUp ? kProbeUpWindow : kCruiseWindow;
     const uint64_t window = Percent(Product(), percent) + slack;
     if (!m_bFull) return std::max(window, m_nInitial);
-    return std::max(m_nBound == 0 ? window : std::min(window, m_nBound), kLeastPackets * kPacket);
+    const uint64_t bound = m_state == State::ProbeUp ? m_nBound : Percent(m_nBound, kHeadroom);
+    return std::max(m_nBound == 0 ? window : std::min(window, bound), kLeastPackets * kPacket);
 }
 
 uint64_t CPathModel::Burst() const { return std::max(PacingRate() / 1000, kBurstPackets * kPacket); }

@@ -33,11 +33,12 @@ public:
     void OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes);
     /// A packet has arrived, and nobody knows by which transmission.
     void OnDelivered(uint64_t now, uint32_t bytes);
-    void OnLost(uint32_t bytes) { m_nRoundLost += bytes; }
-    void OnRoundTrip(uint64_t now, uint64_t microseconds);
+    void OnLost(uint32_t bytes) { m_round.lost += bytes; }
+    /// From a transmission to its acknowledgement, for which the far side says that it waited so long.
+    void OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waited);
     /// After all of what one acknowledgement has told.
     void Update(uint64_t now, uint64_t inFlight);
-    /// There is room in flight, and nothing to send.
+    /// There is room in flight, and nothing to send or no room at the far side.
     void OnStarved(uint64_t inFlight);
 
     /// How fast to send now.
@@ -59,19 +60,31 @@ private:
         Stamp stamp;
     };
 
+    /// Packets, in bytes, that left in one stretch of time: what came of them.
+    struct Fate {
+        uint64_t lost = 0, delivered = 0;
+        uint64_t All() const { return lost + delivered; }
+    };
+
     void Measure(uint64_t now);
     void Note(uint64_t rate, bool starved);
     void EndRound(uint64_t inFlight);
+    void NoteLosses(uint64_t inFlight);
+    void NoteChanceLoss();
+    bool HasQueue() const;
     bool HasCongestion() const;
+    bool IsWorthJudging(const Fate& fate) const;
     void Bound(uint64_t inFlight);
+    void WidenBound();
     void LookWhetherFull();
     void Step(uint64_t now, uint64_t inFlight);
     void Enter(State state, uint64_t now);
+    uint64_t CruiseTime() const;
     void ProbeRoundTrip(uint64_t now, uint64_t inFlight);
     uint64_t Product() const;
-    uint64_t Percent(uint64_t value, uint64_t percent) const { return value * percent / 100; }
+    static uint64_t Percent(uint64_t value, uint64_t percent) { return value * percent / 100; }
 
-    static constexpr size_t kRoundsRemembered = 10;
+    static constexpr size_t kRoundsRemembered = 7;
 
     State m_state = State::StartUp;
     uint64_t m_nEnteredAt = 0;
@@ -88,20 +101,27 @@ private:
     uint64_t m_nRoundEnd = 0;                           // delivered by then
     bool m_bRoundEnded = false;
     bool m_bRoundCounts = false;  // the application did not hold it back
-    uint64_t m_nRoundLost = 0;    // of this round, as what follows
-    uint64_t m_nRoundDelivered = 0;
+    Fate m_round;                 // of this round, as what follows
     uint64_t m_nRoundTrips = 0, m_nRoundTripSum = 0;
     uint64_t m_nRoundMostInFlight = 0;
-    uint64_t m_nRounds = 0;
 
     uint64_t m_nFullRate = 0;
     int m_nFullRounds = 0;  // in which the rate did not grow
     bool m_bFull = false;   // the path's rate has been found
-    uint64_t m_nBound = 0;  // what a full queue has shown to be too much; 0: none
-    unsigned m_nCruises = 0;
+
+    Fate m_judged;               // since losses were last judged
+    uint64_t m_nBound = 0;       // what a full queue has shown to be too much; 0: none
+    uint64_t m_nBoundStep = 0;   // by which it grows next
+    uint64_t m_nChanceLoss = 0;  // what the path loses without a queue, in ten thousandths
+
+    uint64_t m_nProbedRate = 0;  // before the last probe for more
+    unsigned m_nRoundsSinceProbe = 0;
+    bool m_bProbeLost = false;  // it has lost more than chance does
+    uint32_t m_ulRandom = 1;    // never 0
 
     uint64_t m_nSmallest = 0;
     uint64_t m_nSmallestAt = 0;
+    uint64_t m_nUsedAt = 0;  // anything was in flight
     uint64_t m_nSmoothed = 0;
     uint64_t m_nProbed = 0;    // the smallest since the probe for it began
     uint64_t m_nProbeEnd = 0;  // once little enough is in flight

@@ -18,6 +18,7 @@ public:
     uint64_t First() const { return m_nFirst; }
     uint64_t Next() const { return m_nNext; }
     size_t Size() const { return static_cast<size_t>(m_nNext - m_nFirst); }
+    size_t Capacity() const { return m_nCapacity; }
     bool IsEmpty() const { return m_nNext == m_nFirst; }
     bool Has(uint64_t number) const { return number - m_nFirst < m_nNext - m_nFirst; }
     T& operator[](uint64_t number) { return m_pSlots[Slot(number)]; }

@@ -27,9 +27,11 @@ void CWideReceiver::Open(uint64_t next, uint32_t stranger) {
 
 void CWideReceiver::Close() {
     CAutoLock lock(&m_cs);
-    for (uint64_t number = m_held.First(); number < m_held.Next(); ++number) Release(m_held[number]);
+    ReleaseFrom(m_held.First());
     FreeSlots(0);
     m_nHeld = 0;
+    m_nTurn = 0;  // whoever delivers now, and has closed this from within, finds nothing more
+    m_nNext.store(0, std::memory_order_relaxed);
     m_nGapDueAt.store(0, std::memory_order_relaxed);
 }
 
@@ -53,7 +55,7 @@ void CWideReceiver::OnGivenPacket(uint64_t now, CSCTPPacket& packet) {
 void CWideReceiver::OnNumber(uint64_t now, CSCTPPacket& packet, uint64_t number, uint32_t transmission) {
     const uint64_t next = Next();
     if (number == next) return OnNextNumber(now, packet, transmission);
-    const bool behind = next - number - 1 < kMaxInFlight;
+    const bool behind = number < next && next - number <= kMaxInFlight;
     if (behind) return OnRepeated(now, number, transmission);
     if (number > next && number < m_state.Limit()) OnEarlyNumber(now, packet, number, transmission);
 }
@@ -68,43 +70,47 @@ void CWideReceiver::OnRepeated(uint64_t now, uint64_t number, uint32_t transmiss
 // It is told before it is delivered: the application may take long.
 void CWideReceiver::OnNextNumber(uint64_t now, CSCTPPacket& packet, uint32_t transmission) {
     const uint64_t number = Next();
+    bool tell = false;
     {
         CAutoLock lock(&m_cs);
         Advance(now);
+        tell = m_state.OnArrived(now, number, Next(), transmission, packet.GetEnd());
+        if (tell) m_state.SetRoom(Room());
     }
-    if (m_state.OnArrived(now, number, Next(), transmission, packet.GetEnd())) {
-        m_state.SetRoom(Room());
-        m_delivering.TellNow();
-    }
+    if (tell) m_delivering.TellNow();
     m_nTurn = number + 1;
     const CUndo deliverRest([this] { DeliverHeld(); });  // whatever the owner throws
     m_delivering.Deliver(packet);
 }
 
 void CWideReceiver::OnEarlyNumber(uint64_t now, CSCTPPacket& packet, uint64_t number, uint32_t transmission) {
-    bool held = false;
+    bool repeated = false;
     {
         CAutoLock lock(&m_cs);
-        held = IsHeld(number);
-        if (!held && !Hold(now, packet, number)) return;
+        repeated = IsHeld(number);
+        if (!repeated) {
+            if (!Hold(now, packet, number)) return;
+            m_state.OnArrived(now, number, Next(), transmission, packet.GetEnd());  // only what is held is told
+            m_state.SetRoom(Room());
+        }
     }
-    if (held) return OnRepeated(now, number, transmission);
-    m_state.OnArrived(now, number, Next(), transmission, packet.GetEnd());
-    m_state.SetRoom(Room());
+    if (repeated) return OnRepeated(now, number, transmission);
     m_delivering.TellNow();
 }
 
 bool CWideReceiver::Hold(uint64_t now, CSCTPPacket& packet, uint64_t number) {
-    if (m_held.IsEmpty()) FreeSlots(Next());
+    if (m_nHeld == 0) FreeSlots(Next());
     if (!MakeSlots(number + 1)) return false;
-    const bool charged = m_nHeld >= kUnbudgetedRoom;
-    if (charged && !m_account.TakeWithinQuota(kHeldCost)) return false;
+    const auto length = static_cast<uint64_t>(packet.GetPacketDataLen());
+    const bool free = m_nHeld < kUnbudgetedRoom && length <= kHeldCost;
+    const uint64_t cost = free ? 0 : std::max(length, kHeldCost);
+    if (cost > 0 && !m_account.TakeWithinQuota(cost)) return false;
     std::unique_ptr<CSCTPPacket> copy(new (std::nothrow) CSCTPPacket(&packet));
     if (!copy || !copy->GetPacketData()) {
-        if (charged) m_account.Return(kHeldCost);
+        if (cost > 0) m_account.Return(cost);
         return false;
     }
-    m_held[number] = {std::move(copy), charged};
+    m_held[number] = {std::move(copy), cost};
     if (m_nHeld++ == 0) {
         m_nGapSince = now;
         m_nGapDueAt.store(now + kUsPerSecond, std::memory_order_relaxed);
@@ -137,9 +143,13 @@ void CWideReceiver::Advance(uint64_t now) {
 
 std::unique_ptr<CSCTPPacket> CWideReceiver::Release(Held& held) {
     if (!held.packet) return nullptr;
-    if (held.charged) m_account.Return(kHeldCost);
+    if (held.cost > 0) m_account.Return(held.cost);
     --m_nHeld;
     return std::move(std::exchange(held, {}).packet);
+}
+
+void CWideReceiver::ReleaseFrom(uint64_t number) {
+    for (; number < m_held.Next(); ++number) Release(m_held[number]);
 }
 
 std::unique_ptr<CSCTPPacket> CWideReceiver::TakeTurn() {
@@ -157,7 +167,8 @@ void CWideReceiver::DeliverHeld() {
 }
 
 uint16_t CWideReceiver::Room() const {
-    const uint64_t packets = kUnbudgetedRoom + m_account.Affordable() / kHeldCost;
+    const uint64_t paid = std::max<uint64_t>(m_nHeld, kUnbudgetedRoom);  // the room counts from the delivered packet
+    const uint64_t packets = paid + m_account.Affordable() / kHeldCost;
     const uint32_t window = m_byWindow.load(std::memory_order_relaxed);
     return static_cast<uint16_t>(std::min<uint64_t>(packets, kMaxInFlight) * window / session::kMaxWindow);
 }
@@ -168,14 +179,16 @@ void CWideReceiver::LookAtGap(uint64_t now) {
     bool tell = false;
     {
         CAutoLock lock(&m_cs);
-        if (m_nHeld > 0 && now - m_nGapSince >= kGiveBackAfterUs) {
-            for (uint64_t number = Next(); number < m_held.Next(); ++number) Release(m_held[number]);
+        if (m_nHeld > 0 && now >= m_nGapSince + kGiveBackAfterUs) {
+            ReleaseFrom(Next());
+            if (m_nHeld == 0) FreeSlots(Next());
             m_state.GiveBack();
             tell = true;
         }
         m_nGapDueAt.store(m_nHeld > 0 ? now + kUsPerSecond : 0, std::memory_order_relaxed);
+        tell = m_state.SetRoom(Room()) || tell;
     }
-    if (m_state.SetRoom(Room()) || tell) m_delivering.TellNow();
+    if (tell) m_delivering.TellNow();
 }
 
 }  // namespace wide

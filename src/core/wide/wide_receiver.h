@@ -56,7 +56,7 @@ public:
 private:
     struct Held {
         std::unique_ptr<CSCTPPacket> packet;
-        bool charged = false;
+        uint64_t cost = 0;  // charged
     };
 
     void OnNumber(uint64_t now, CSCTPPacket& packet, uint64_t number, uint32_t transmission);
@@ -68,10 +68,11 @@ private:
     void FreeSlots(uint64_t next) LUMO_REQUIRES(m_cs);
     bool IsHeld(uint64_t number) const LUMO_REQUIRES(m_cs) { return m_held.Has(number) && m_held[number].packet; }
     void Advance(uint64_t now) LUMO_REQUIRES(m_cs);
+    void ReleaseFrom(uint64_t number) LUMO_REQUIRES(m_cs);
     std::unique_ptr<CSCTPPacket> TakeTurn();
     void DeliverHeld();
     std::unique_ptr<CSCTPPacket> Release(Held& held) LUMO_REQUIRES(m_cs);
-    uint16_t Room() const;
+    uint16_t Room() const LUMO_REQUIRES(m_cs);
 
     void GiveWay() override {}  // what is held is only refused
     uint64_t BytesMoved() override { return 0; }

@@ -14,7 +14,8 @@ namespace {
 constexpr uint64_t kUnknownProbeDelay = 200000;
 constexpr uint64_t kLeastToSkip = 64;          // packets in flight
 constexpr uint64_t kLeastBetweenSkips = 4096;  // numbers
-constexpr uint64_t kProbeSlack = 5000;         // what the far side may wait before it acknowledges
+constexpr uint64_t kRetryUs = 1000;
+constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
 
 }  // namespace
 
@@ -27,6 +28,7 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     m_nCredit = static_cast<int64_t>(m_model.Burst());
     m_nCreditAt = m_nSentAt = now;
     m_nProbes = 0;
+    m_nProbedAt = 0;
     m_nDueAt = now;
     m_nSkippedAt = 0;
     PlanSkip(m_nFirstWide);
@@ -46,9 +48,7 @@ void CWideSender::Close() {
     m_nDueAt = 0;
 }
 
-bool CWideSender::HasRoom() const {
-    return m_flight.InFlight() < m_model.Window() && m_flight.Next() < m_flight.Limit();
-}
+bool CWideSender::HasRoom() const { return m_flight.InFlight() < m_model.Window() && HasFarRoom(); }
 
 bool CWideSender::Send(uint64_t now) {
     Refill(now);
@@ -70,19 +70,25 @@ bool CWideSender::SendNext(uint64_t now) {
         return true;
     }
     if (SendNew(now)) return true;
-    if (!m_pCutting && m_flight.Next() < m_flight.Limit()) m_model.OnStarved(m_flight.InFlight());
+    if (!m_pCutting || !HasFarRoom()) m_model.OnStarved(m_flight.InFlight());
     return false;
 }
 
-bool CWideSender::SendNew(uint64_t now) {
+bool CWideSender::SendNew(uint64_t now) { return HasFarRoom() && SendBeyondRoom(now); }
+
+bool CWideSender::SendBeyondRoom(uint64_t now) {
     Piece piece;
-    if (m_flight.Next() >= m_flight.Limit() || !NextPiece(piece)) return false;
+    if (!NextPiece(piece)) return false;
     const uint64_t number = m_flight.Next();
-    if (!m_flight.Append(piece)) return false;
+    if (piece.end) m_frames.emplace_back();  // first: once packets point into the frame nothing may fail
+    if (!m_flight.Append(piece)) {
+        if (piece.end) m_frames.pop_back();
+        return false;
+    }
     m_nCut += piece.length;
     if (piece.end) {
         const int length = m_pCutting->GetLen();
-        m_frames.push_back({std::move(m_pCutting), m_flight.Next()});
+        m_frames.back() = {std::move(m_pCutting), m_flight.Next()};
         m_sending.OnFrameCut(length);
     }
     if (!IsSkipped(now, number)) Transmit(now, number);
@@ -142,17 +148,32 @@ void CWideSender::Transmit(uint64_t now, uint64_t number) {
     m_sending.SendWide(packet, static_cast<int>(length), again);
 }
 
-// An unanswered tail, or a path that has gone silent: one packet, whatever the window says. What is new tells more.
+// An unanswered tail, a path that has gone silent, or a far side that had no room: one packet, whatever the window
+// says. What is new tells more.
 bool CWideSender::Probe(uint64_t now) {
     if (m_flight.ProgressAt() != m_nSeenProgress) {
         m_nSeenProgress = m_flight.ProgressAt();
         m_nProbes = 0;
     }
-    if (m_flight.IsEmpty() || now < m_nSentAt + ProbeDelay()) return false;
-    const bool tail = m_nProbes++ % 2 == 0;
-    if (tail && SendNew(now)) return true;
-    Transmit(now, tail ? m_flight.LastMissing() : m_flight.First());
+    if (m_flight.IsEmpty()) return ProbeRoom(now);
+    if (now < ProbeAt()) return false;
+    const bool newest = m_nProbes++ % 2 == 0 && m_flight.OldestSentAt() == m_nSentAt;
+    m_nProbedAt = now;
+    if (newest && SendNew(now)) return true;
+    Transmit(now, newest ? m_flight.LastMissing() : m_flight.First());
     return true;
+}
+
+// Of the oldest in flight: what has been sent after it does not answer for it.
+uint64_t CWideSender::ProbeAt() {
+    const uint64_t oldest = m_flight.OldestSentAt();
+    return std::max(oldest == 0 ? m_nSentAt : oldest, m_nProbedAt) + ProbeDelay();
+}
+
+bool CWideSender::ProbeRoom(uint64_t now) {
+    Piece piece;
+    if (HasFarRoom() || !NextPiece(piece)) return false;
+    return now >= m_nSentAt + kMostProbeDelayUs && SendBeyondRoom(now);
 }
 
 uint64_t CWideSender::ProbeDelay() const {
@@ -163,6 +184,7 @@ uint64_t CWideSender::ProbeDelay() const {
 
 // The bucket holds a burst, so that what is shorter leaves at once.
 void CWideSender::Refill(uint64_t now) {
+    if (now <= m_nCreditAt) return;  // another thread read the clock a little later
     const uint64_t passed = std::min(now - m_nCreditAt, kUsPerSecond);
     const uint64_t earned = m_model.PacingRate() * passed / kUsPerSecond;
     if (earned == 0 && m_nCredit <= 0) return;  // let the time add up
@@ -206,12 +228,15 @@ void CWideSender::DropUncut() {
 void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
     m_nDueAt = lossAt;
     const auto before = [this](uint64_t at) { m_nDueAt = m_nDueAt == 0 ? at : std::min(m_nDueAt, at); };
-    if (!m_flight.IsEmpty()) before(m_nSentAt + ProbeDelay());
+    if (!m_flight.IsEmpty()) before(ProbeAt());
+    if (m_flight.IsEmpty() && !HasFarRoom() && m_pCutting) before(m_nSentAt + kMostProbeDelayUs);
     if (m_nSkippedAt != 0) before(m_nSkippedAt + m_model.SmoothedRoundTrip() / 4);
     if (m_nCredit <= 0 && HasRoom()) {
         const uint64_t rate = std::max<uint64_t>(m_model.PacingRate(), 1);
         before(now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1);
     }
+    if (m_nCredit > 0 && HasRoom() && m_pCutting) before(now + kRetryUs);  // there was no memory
+    if (m_nDueAt != 0) m_nDueAt = std::max(m_nDueAt, now + 1);
 }
 
 }  // namespace wide

@@ -64,14 +64,18 @@ private:
     };
 
     bool HasRoom() const;
+    bool HasFarRoom() const { return m_flight.Next() < m_flight.Limit(); }
     bool SendNext(uint64_t now);
     bool NextPiece(Piece& piece);
     bool SendNew(uint64_t now);
+    bool SendBeyondRoom(uint64_t now);
     bool IsSkipped(uint64_t now, uint64_t number);
     void SendSkipped(uint64_t now);
     void PlanSkip(uint64_t after);
     void Transmit(uint64_t now, uint64_t number);
     bool Probe(uint64_t now);
+    bool ProbeRoom(uint64_t now);
+    uint64_t ProbeAt();
     uint64_t ProbeDelay() const;
     void Refill(uint64_t now);
     void FreeDelivered();
@@ -91,6 +95,7 @@ private:
     uint64_t m_nCreditAt = 0;
     uint64_t m_nSentAt = 0;
     unsigned m_nProbes = 0;  // since anything new has arrived
+    uint64_t m_nProbedAt = 0;
     uint64_t m_nSeenProgress = 0;
     uint64_t m_nDueAt = 0;
     uint64_t m_nSkipNext = 0;   // the number that will be skipped

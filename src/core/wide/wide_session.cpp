@@ -32,6 +32,7 @@ void CWideSession::Show() {
     m_shown.smallestRoundTripUs.store(m_sender.Model().SmallestRoundTrip(), std::memory_order_relaxed);
     m_shown.roundTripUs.store(m_sender.Model().SmoothedRoundTrip(), std::memory_order_relaxed);
     m_shown.inFlight.store(m_sender.Flight().InFlight(), std::memory_order_relaxed);
+    m_shown.sendDueAt.store(m_sender.DueAt(), std::memory_order_relaxed);
     m_shown.lost.store(m_sender.Flight().LostPackets(), std::memory_order_relaxed);
 }
 
@@ -48,6 +49,8 @@ void CWideSession::FillStatistics(SessionStatistics& statistics) const {
 }
 
 bool CWideSession::HearsOffer(CSCTPPacket& packet) {
+    // Once the far side has shown its token in use, no other offer is its own.
+    if (IsReceiving() && m_ulAligned == m_agreement.FarToken()) return false;
     const bool first = !IsReceiving();
     const bool accepted = m_agreement.OnGivenPacket(packet.GetPacketData(), packet.GetSequence());
     if (accepted) m_nGivenLimit = UINT64_MAX;

@@ -52,6 +52,8 @@ public:
     const CWideSender& Sender() const { return m_sender; }
     /// Lets other threads see what the sender knows.
     void Show();
+    /// When the sender has something to do that no acknowledgement brings about; 0: never. Any thread.
+    uint64_t SendDueAt() const { return m_shown.sendDueAt.load(std::memory_order_relaxed); }
     void FillStatistics(SessionStatistics& statistics) const;
     void BeginSending() { m_bSending.store(true, std::memory_order_release); }
 
@@ -64,7 +66,7 @@ private:
     CWideSender m_sender;
     CWideReceiver m_receiver;
     struct Shown {
-        std::atomic<uint64_t> bandwidth{0}, smallestRoundTripUs{0}, roundTripUs{0}, inFlight{0}, lost{0};
+        std::atomic<uint64_t> bandwidth{0}, smallestRoundTripUs{0}, roundTripUs{0}, inFlight{0}, lost{0}, sendDueAt{0};
     };
 
     Shown m_shown;

@@ -9,40 +9,93 @@ CDueLinks& CDueLinks::Get() {
     return *links;
 }
 
-void CDueLinks::Push(Entry entry) {
-    m_heap.push_back(entry);
-    std::push_heap(m_heap.begin(), m_heap.end());
+// The worker empties the deadline before it asks, and whoever has something new to do says so before it looks here: one
+// of the two sees the other.
+void CDueLinks::Enter(IDue& due, uint64_t at) {
+    if (at == 0) return;
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    const uint64_t entered = due.m_nAt.load(std::memory_order_relaxed);
+    if (entered != 0 && entered <= at) return;
+    if (Put(due, at)) CWorkSignal::Get().NewDeadline();
 }
 
-void CDueLinks::NoteEarliest() { m_nEarliest.store(m_heap.empty() ? 0 : m_heap.front().at, std::memory_order_seq_cst); }
-
-void CDueLinks::Enter(IDue& due, uint64_t at) {
-    bool earlier = false;
-    {
-        CAutoLock lock(&m_cs);
-        Push({at, &due});
-        earlier = m_heap.front().due == &due;
-        NoteEarliest();
+// True when it is the earliest of all now.
+bool CDueLinks::Put(IDue& due, uint64_t at) {
+    CAutoLock lock(&m_cs);
+    const uint64_t entered = due.m_nAt.load(std::memory_order_relaxed);
+    if (entered != 0 && entered <= at) return false;
+    due.m_nAt.store(at, std::memory_order_relaxed);
+    if (entered == 0) {
+        m_heap.push_back(&due);
+        due.m_nPlace = m_heap.size() - 1;
     }
-    if (earlier) CWorkSignal::Get().NewDeadline();
+    Rise(due.m_nPlace);
+    NoteEarliest();
+    return m_heap.front() == &due;
 }
 
 void CDueLinks::Leave(IDue& due) {
+    CAutoLock run(&m_csRun);
     CAutoLock lock(&m_cs);
-    std::erase_if(m_heap, [&](const Entry& entry) { return entry.due == &due; });
-    std::make_heap(m_heap.begin(), m_heap.end());
+    if (due.m_nAt.load(std::memory_order_relaxed) != 0) Remove(due);
     NoteEarliest();
 }
 
-// The lock is held while somebody is asked, which is what Leave waits for.
 void CDueLinks::Run(uint64_t now) {
     if (Earliest() == 0 || Earliest() > now) return;
+    CAutoLock run(&m_csRun);
+    TakeDue(now);
+    for (IDue* due : m_due) due->OnDue(now);
+    m_due.clear();
+}
+
+void CDueLinks::TakeDue(uint64_t now) {
+    m_due.clear();
     CAutoLock lock(&m_cs);
-    while (!m_heap.empty() && m_heap.front().at <= now) {
-        std::pop_heap(m_heap.begin(), m_heap.end());
-        IDue* due = m_heap.back().due;
-        m_heap.pop_back();
-        if (const uint64_t next = due->OnDue(now)) Push({std::max(next, now + 1), due});
+    while (!m_heap.empty() && m_heap.front()->m_nAt.load(std::memory_order_relaxed) <= now) {
+        m_due.push_back(m_heap.front());
+        Remove(*m_heap.front());
     }
     NoteEarliest();
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+}
+
+void CDueLinks::Remove(IDue& due) {
+    due.m_nAt.store(0, std::memory_order_relaxed);
+    const size_t place = due.m_nPlace;
+    IDue* last = m_heap.back();
+    m_heap.pop_back();
+    if (last == &due) return;
+    Place(place, *last);
+    Rise(place);
+    Sink(last->m_nPlace);
+}
+
+void CDueLinks::Place(size_t place, IDue& due) {
+    m_heap[place] = &due;
+    due.m_nPlace = place;
+}
+
+void CDueLinks::Rise(size_t place) {
+    IDue& due = *m_heap[place];
+    for (; place > 0 && due.m_nAt < m_heap[(place - 1) / 2]->m_nAt; place = (place - 1) / 2)
+        Place(place, *m_heap[(place - 1) / 2]);
+    Place(place, due);
+}
+
+void CDueLinks::Sink(size_t place) {
+    IDue& due = *m_heap[place];
+    for (;;) {
+        size_t child = 2 * place + 1;
+        if (child + 1 < m_heap.size() && m_heap[child + 1]->m_nAt < m_heap[child]->m_nAt) ++child;
+        if (child >= m_heap.size() || due.m_nAt <= m_heap[child]->m_nAt) break;
+        Place(place, *m_heap[child]);
+        place = child;
+    }
+    Place(place, due);
+}
+
+void CDueLinks::NoteEarliest() {
+    m_nEarliest.store(m_heap.empty() ? 0 : m_heap.front()->m_nAt.load(std::memory_order_relaxed),
+                      std::memory_order_seq_cst);
 }

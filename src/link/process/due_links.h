@@ -5,17 +5,23 @@
 #include "platform/lumobase/crit_sec.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
-/// Who has deadlines.
+/// Who has a deadline: one at a time, the earliest.
 class IDue {
 public:
-    /// The worker's: the time has come. Gives the next deadline, 0 for none.
-    virtual uint64_t OnDue(uint64_t now) = 0;
+    /// The worker's: the time has come. Whoever wants to be asked again enters again.
+    virtual void OnDue(uint64_t now) = 0;
 
 protected:
-    ~IDue() = default;
+    virtual ~IDue() = default;
+
+private:
+    friend class CDueLinks;
+    std::atomic<uint64_t> m_nAt{0};  // the deadline while it is in the heap, else 0; changes under the heap's lock
+    size_t m_nPlace = 0;             // in the heap
 };
 
 /// A heap of deadlines, in microseconds, that the worker's sleep does not pass.
@@ -23,26 +29,27 @@ class CDueLinks {
 public:
     static CDueLinks& Get();
 
-    /// Any thread. An entry has one deadline at a time: the caller remembers that it is in.
+    /// Any thread. Nothing changes where it has an earlier deadline; `at` 0 is none.
     void Enter(IDue& due, uint64_t at);
     /// Waits for the worker. Afterwards it is asked no more. Nothing happens where it is not in.
     void Leave(IDue& due);
-    /// The worker's turn: asks those whose time has come.
+    /// The worker's turn: asks each of those whose time has come, once.
     void Run(uint64_t now);
     /// The earliest deadline, 0 for none: one atomic load.
     uint64_t Earliest() const { return m_nEarliest.load(std::memory_order_seq_cst); }
 
 private:
-    struct Entry {
-        uint64_t at;
-        IDue* due;
-        bool operator<(const Entry& other) const { return at > other.at; }  // the earliest on top
-    };
-
-    void Push(Entry entry) LUMO_REQUIRES(m_cs);
+    bool Put(IDue& due, uint64_t at);
+    void TakeDue(uint64_t now) LUMO_REQUIRES(m_csRun);
+    void Remove(IDue& due) LUMO_REQUIRES(m_cs);
+    void Place(size_t place, IDue& due) LUMO_REQUIRES(m_cs);
+    void Rise(size_t place) LUMO_REQUIRES(m_cs);
+    void Sink(size_t place) LUMO_REQUIRES(m_cs);
     void NoteEarliest() LUMO_REQUIRES(m_cs);
 
-    CCritSec m_cs{lock_order::kDueLinks};
-    std::vector<Entry> m_heap LUMO_GUARDED_BY(m_cs);
+    CCritSec m_csRun{lock_order::kDueLinks};
+    std::vector<IDue*> m_due LUMO_GUARDED_BY(m_csRun);  // being asked
+    CCritSec m_cs{lock_order::kDeadlines};
+    std::vector<IDue*> m_heap LUMO_GUARDED_BY(m_cs);  // the earliest first
     std::atomic<uint64_t> m_nEarliest{0};
 };

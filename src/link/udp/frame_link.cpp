@@ -58,11 +58,14 @@ void CFrameLink::CloseLink() {
     m_entry.Leave();
     CDueLinks::Get().Leave(*this);
     m_waiting.Leave();
-    CAutoLock pump(&m_csPump);
-    ForgetTaken();
-    m_queue.Flush();
-    m_session.CloseSession();
-    MarkIdle();
+    {
+        CAutoLock pump(&m_csPump);
+        ForgetTaken();
+        m_queue.Flush();
+        m_session.CloseSession();
+        MarkIdle();
+    }
+    CDueLinks::Get().Leave(*this);  // a pump that ran meanwhile may have entered it again
 }
 
 bool CFrameLink::QueueFrame(const void* data, int length) {
@@ -171,6 +174,12 @@ bool CFrameLink::RunPump() {
     CDataBuffer* frame = idle && !wide ? m_queue.GetDataBuffer() : nullptr;
     if (!idle || (frame && m_session.SendBuffer(frame))) {
         while (m_session.ProcessSend()) sent = true;
+        if (m_session.IsWideSending()) {  // its deadlines say when to look again
+            LeaveTurns();
+            CDueLinks::Get().Enter(*this, m_session.SendDueAt());
+        } else {
+            WatchTurns();
+        }
         return sent;
     }
     MarkIdle();
@@ -183,14 +192,14 @@ bool CFrameLink::RunPump() {
 
 void CFrameLink::OnPacket(const char* packet, int length) {
     m_session.OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
-    if (m_session.DueAt() != 0 && !m_bDue.exchange(true)) CDueLinks::Get().Enter(*this, m_session.DueAt());
     if (m_session.WantsPass()) Pump();
+    CDueLinks::Get().Enter(*this, m_session.DueAt());
 }
 
-uint64_t CFrameLink::OnDue(uint64_t now) {
-    m_bDue.store(false);
-    const uint64_t next = m_session.DoDue(now);
-    return next != 0 && !m_bDue.exchange(true) ? next : 0;
+void CFrameLink::OnDue(uint64_t now) {
+    m_session.DoDue(now);
+    Pump();
+    CDueLinks::Get().Enter(*this, m_session.DueAt());
 }
 
 bool CFrameLink::SetHeld(bool held) {
@@ -227,10 +236,9 @@ bool CFrameLink::MayPump() const {
 }
 
 bool CFrameLink::SpendPacket(int length) {
-    constexpr int kHeaders = 20 + 8 + 10;  // IP, UDP, envelope
     CFirstSends* first = m_pFirst.load(std::memory_order_relaxed);
     if (m_nMayLeave.load(std::memory_order_relaxed) <= 0) return false;
-    if (first && !first->Spend(static_cast<uint64_t>(length + kHeaders))) return false;
+    if (first && !first->Spend(static_cast<uint64_t>(length + wide::kDatagramOverhead))) return false;
     m_nMayLeave.fetch_sub(1, std::memory_order_relaxed);
     return true;
 }
@@ -266,11 +274,19 @@ void CFrameLink::OnSCTPSessionReceivedFrame(char* frame, int length) {
 }
 
 void CFrameLink::MarkBusy() {
-    if (!m_bBusy.exchange(true, std::memory_order_seq_cst)) CWorkSignal::Get().LinkBusy();
+    if (!m_bBusy.exchange(true, std::memory_order_seq_cst)) WatchTurns();
 }
 
 void CFrameLink::MarkIdle() {
-    if (m_bBusy.exchange(false, std::memory_order_seq_cst)) CWorkSignal::Get().LinkIdle();
+    if (m_bBusy.exchange(false, std::memory_order_seq_cst)) LeaveTurns();
+}
+
+void CFrameLink::WatchTurns() {
+    if (!m_bWatching.exchange(true, std::memory_order_seq_cst)) CWorkSignal::Get().LinkBusy();
+}
+
+void CFrameLink::LeaveTurns() {
+    if (m_bWatching.exchange(false, std::memory_order_seq_cst)) CWorkSignal::Get().LinkIdle();
 }
 
 void CFrameLink::FillStatistics(LumoLinkStatistics& statistics) {

@@ -28,9 +28,10 @@ protected:
 /// What becomes of a link when the process has no memory left for what waits there.
 enum class WhenOutOfMemory { Ends, LosesQueue };
 
-/// One frame is in the session at a time; the next enters when the previous one is wholly acknowledged. The pump runs
-/// on the worker's turn, on the thread that queues a frame, and after each received packet; a thread that finds it
-/// running sets a flag, and the running thread makes another pass. The owner outlives the link.
+/// One frame is in the session at a time, and the next enters when the previous one is wholly acknowledged; a wide
+/// session takes as many as its path holds. The pump runs on the worker's turn, on the thread that queues a frame, and
+/// after each received packet; a thread that finds it running sets a flag, and the running thread makes another pass.
+/// The owner outlives the link.
 class CFrameLink : private IBudgetHolder, private ISessionOwner, private IDue, public ILinkReport {
 public:
     explicit CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory = WhenOutOfMemory::Ends);
@@ -94,7 +95,7 @@ private:
     CDataBuffer* NextWaitingFrame() final { return m_queue.GetDataBuffer(); }
     void GiveWay() override;
     uint64_t BytesMoved() override;
-    uint64_t OnDue(uint64_t now) override;
+    void OnDue(uint64_t now) override;
     bool TakeRoom(int length);
     void ForgetTaken();
     void GiveBackTaken(uint64_t cost);
@@ -106,6 +107,9 @@ private:
     bool RunPump() LUMO_REQUIRES(m_csPump);
     void MarkBusy();
     void MarkIdle();
+    /// A busy link that the worker looks after every turn, or not.
+    void WatchTurns();
+    void LeaveTurns();
 
     ILinkOwner& m_owner;
     const bool m_bEndsToGiveWay;
@@ -115,8 +119,8 @@ private:
     CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
     std::atomic<bool> m_bPumpAgain{false};
-    std::atomic<bool> m_bDue{false};   // has a deadline
-    std::atomic<bool> m_bBusy{false};  // something queued or unacknowledged
+    std::atomic<bool> m_bBusy{false};      // something queued or unacknowledged
+    std::atomic<bool> m_bWatching{false};  // counted as busy at the worker
     CCritSec m_csHeld{lock_order::kHeldLink};
     std::atomic<bool> m_bHeld{false};  // changes under m_csHeld
     bool m_bHeldGap LUMO_GUARDED_BY(m_csHeld) = false;

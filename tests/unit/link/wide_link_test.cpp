@@ -1,5 +1,6 @@
 // A frame link whose session is wide: several frames in flight, and acknowledgements that are due.
 #include "link/process/due_links.h"
+#include "link/process/work_signal.h"
 #include "link/udp/frame_link.h"
 #include "support/virtual_clock.h"
 
@@ -92,7 +93,36 @@ TEST_F(WideLink, WhatWaitsForCompanyIsAcknowledgedInTime) {
     clock.Advance(5);
     CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
     EXPECT_EQ(right.said.size(), 1U);
-    EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
+}
+
+// A gap is looked at after a second. What is due before is done before.
+TEST_F(WideLink, ALaterDeadlineHidesNoNearerOne) {
+    const std::string frame(3000, 'b');
+    left.link.QueueFrame(frame.data(), 3000);
+    const std::string first = left.said.front();
+    left.said.pop_front();
+    right.Hear(left);
+    right.link.OnPacket(first.data(), static_cast<int>(first.size()));
+    left.Hear(right);
+    left.link.QueueFrame(frame.data(), 3000);
+    right.Hear(left, 1);
+    EXPECT_EQ(CDueLinks::Get().Earliest(), Lumo_Base::GetMicroseconds() + wide::kMostAckDelayUs);
+}
+
+// The worker sleeps until there is something to do, and then probes the tail.
+TEST_F(WideLink, PacketsInFlightAreAMatterOfDeadlinesAndNotOfTurns) {
+    left.link.QueueFrame("frame", 5);
+    ASSERT_EQ(left.said.size(), 1U);
+    EXPECT_FALSE(CWorkSignal::Get().AnyBusy());
+    const uint64_t sentAt = Lumo_Base::GetMicroseconds();
+    for (int i = 0; i < 10 && left.said.size() < 2; ++i) {
+        const uint64_t due = CDueLinks::Get().Earliest();
+        ASSERT_GT(due, Lumo_Base::GetMicroseconds());
+        clock.Advance(static_cast<uint32_t>((due - Lumo_Base::GetMicroseconds() + 999) / 1000));
+        CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    }
+    EXPECT_EQ(left.said.size(), 2U);
+    EXPECT_GT(Lumo_Base::GetMicroseconds(), sentAt + 10000);
 }
 
 TEST_F(WideLink, LeavesNoDeadlineBehind) {
@@ -101,6 +131,7 @@ TEST_F(WideLink, LeavesNoDeadlineBehind) {
     right.Hear(left, 1);
     EXPECT_NE(CDueLinks::Get().Earliest(), 0U);
     right.link.CloseLink();
+    left.link.CloseLink();
     EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
     clock.Advance(10);
     CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
