@@ -13,6 +13,17 @@ using nlohmann::json;
 
 namespace bench {
 
+namespace {
+
+Hosts HostsOnPath(bool relayed, bool sends) {
+    if (!relayed)
+        return sends ? Hosts{PathSpec::kSender, PathSpec::kReceiver} : Hosts{PathSpec::kReceiver, PathSpec::kSender};
+    return sends ? Hosts{PathSpec::kSender, PathSpec::kServerOfSender}
+                 : Hosts{PathSpec::kReceiverBehind, PathSpec::kServerOfReceiver};
+}
+
+}  // namespace
+
 CChild::CChild(Role role, const RunSpec& spec, uint16_t port, const CProcess::Options& options) : m_role(role) {
     const auto [mine, its] = CControl::MakePair();
     m_pControl = std::make_unique<CControl>(mine);
@@ -45,11 +56,9 @@ int RunChild(int fd) {
         if (!first || !first->is_object()) return 1;
         CSide side(control, first->at("spec").get<RunSpec>(), first->at("port").get<uint16_t>());
         const bool sends = first->at("role") == "sender";
-        if (side.Spec().path.IsEmulated())
-            RunHosts() =
-                sends ? Hosts{PathSpec::kSender, PathSpec::kReceiver} : Hosts{PathSpec::kReceiver, PathSpec::kSender};
         const CDriver* driver = FindDriver(side.Spec().driver);
         if (!driver) throw std::runtime_error("no driver " + side.Spec().driver);
+        if (side.Spec().path.IsEmulated()) RunHosts() = HostsOnPath(driver->listener == Listener::RelayServer, sends);
         (sends ? driver->sender : driver->receiver)(side);
         return 0;
     } catch (const std::exception& error) {

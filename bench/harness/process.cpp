@@ -34,6 +34,9 @@ constexpr int kCannotStart = 127;
         const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
         for (int fd = 0; fd <= 2; ++fd) dup2(nowhere, fd);
     }
+    if (!options.outputFile.empty() &&
+        dup2(open(options.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 1) < 0)
+        _exit(kCannotStart);
     std::vector<char*> argv;
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);

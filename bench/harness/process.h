@@ -16,6 +16,7 @@ public:
         std::optional<int> core;                         // the only one it may run on
         std::map<std::string, std::string> environment;  // added to this process's
         bool silent = false;                             // its output goes nowhere
+        std::string outputFile;                          // where its standard output goes
         std::optional<int> networkSpace;                 // descriptor of the network namespace that it runs in
     };
 

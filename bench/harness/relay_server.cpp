@@ -28,23 +28,27 @@ uint16_t FreePort() {
     throw std::runtime_error("no free port");
 }
 
-CProcess::Options Silent(CProcess::Options options) {
+CProcess::Options Silent(CProcess::Options options, const CNetworkSpace* space) {
     options.silent = true;
+    if (space) options.networkSpace = space->Descriptor();
     return options;
 }
 
 }  // namespace
 
-CRelayServer::CRelayServer(const std::string& lumoProgram, const CProcess::Options& options)
-    : m_usPort(FreePort()),
-      m_process({lumoProgram, "mcu", "--listen", "127.0.0.1:" + std::to_string(m_usPort), "--http", "off"},
-                Silent(options)) {}
+CRelayServer::CRelayServer(const std::string& lumoProgram, const CProcess::Options& options, const CNetworkSpace* space)
+    : m_pSpace(space),
+      m_usPort(FreePort()),
+      m_process({lumoProgram, "mcu", "--listen", (space ? "0.0.0.0:" : "127.0.0.1:") + std::to_string(m_usPort),
+                 "--http", "off"},
+                Silent(options, space)) {}
 
 void CRelayServer::WaitUntilServing(int64_t deadlineNs) {
     while (NowNs() < deadlineNs) {
         if (m_process.WaitForEnd(0)) throw std::runtime_error("the relay server " + m_process.Complaint());
         try {
-            CSocket(SOCK_STREAM).Connect(m_usPort);
+            const auto connect = [this] { CSocket(SOCK_STREAM).Connect(m_usPort); };
+            m_pSpace ? m_pSpace->Do(connect) : connect();
             return;
         } catch (const std::exception&) {
             usleep(5000);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "bench/harness/process.h"
+#include "bench/path/network_space.h"
 
 #include <cstdint>
 #include <string>
@@ -10,7 +11,8 @@ namespace bench {
 
 class CRelayServer {
 public:
-    CRelayServer(const std::string& lumoProgram, const CProcess::Options& options);
+    /// On loopback, or on all addresses of a network, which lives longer.
+    CRelayServer(const std::string& lumoProgram, const CProcess::Options& options, const CNetworkSpace* space);
 
     /// Throws when it does not answer in time.
     void WaitUntilServing(int64_t deadlineNs);
@@ -18,6 +20,7 @@ public:
     CProcess& Process() { return m_process; }
 
 private:
+    const CNetworkSpace* const m_pSpace;
     const uint16_t m_usPort;
     CProcess m_process;
 };

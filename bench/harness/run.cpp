@@ -12,6 +12,7 @@
 #include <array>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 using nlohmann::json;
 
@@ -27,7 +28,10 @@ int TheCore() { return static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 1; }
 class CRun {
 public:
     CRun(const RunSpec& spec, const RunOptions& options)
-        : m_spec(spec), m_options(options), m_nDeadline(NowNs() + options.deadlineSeconds * int64_t{1000000000}) {}
+        : m_spec(spec), m_options(options), m_nDeadline(NowNs() + options.deadlineSeconds * int64_t{1000000000}) {
+        m_spec.lumoProgram = options.lumoProgram;
+        m_spec.folder = options.tempFolder;
+    }
 
     Values Perform();
 
@@ -43,7 +47,7 @@ private:
     Values Collect(const CDriver& driver);
     std::optional<CChild>& Slot(Role role) { return m_children[role == Role::Sender ? 0 : 1]; }
 
-    const RunSpec& m_spec;
+    RunSpec m_spec;
     const RunOptions& m_options;
     const int64_t m_nDeadline;
     std::optional<CPathEmulator> m_path;
@@ -55,9 +59,10 @@ private:
 Values CRun::Perform() {
     const CDriver* driver = FindDriver(m_spec.driver);
     if (!driver) throw std::runtime_error("no driver " + m_spec.driver);
-    if (m_spec.path.IsEmulated()) m_path.emplace(m_spec.path);
-    if (driver->listener == Listener::RelayServer) {
-        m_server.emplace(m_options.lumoProgram, ProcessOptions("server"));
+    const bool relayed = driver->listener == Listener::RelayServer;
+    if (m_spec.path.IsEmulated()) m_path.emplace(m_spec.path, relayed);
+    if (relayed) {
+        m_server.emplace(m_options.lumoProgram, ProcessOptions("server"), m_path ? &m_path->Server() : nullptr);
         m_server->WaitUntilServing(m_nDeadline);
     }
     StartSides(*driver);
@@ -71,8 +76,10 @@ Values CRun::Perform() {
         const double packets = std::max(1.0, static_cast<double>(m_path->Out().Packets()));
         values["dropped_percent"] = 100 * static_cast<double>(m_path->Out().QueueDrops()) / packets;
         values["queue_p50_ms"] = m_path->Out().MedianQueueMs();
-        values["path_MB/s"] = values["MB/s"];
-        values.erase("MB/s");  // not to be taken for one over loopback
+        if (auto rate = values.extract("MB/s")) {  // not to be taken for one over loopback
+            rate.key() = "path_MB/s";
+            values.insert(std::move(rate));
+        }
     }
     return values;
 }

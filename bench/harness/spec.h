@@ -27,10 +27,13 @@ struct RunSpec {
     uint32_t pictures = 1000;    // of a desktop run
     double pathSeconds = 12;     // of a run over a path
     double seconds = 0;          // of a bulk run: ends then, however many frames there are; 0: with the last frame
-    PathSpec path;               // between the two processes
+    PathSpec path;               // between the two processes, or between each and the relay server
+    std::string lumoProgram;     // of this run
+    std::string folder;          // where it may leave files
 };
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds,
-                                   delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, path)
+                                   delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, path, lumoProgram,
+                                   folder)
 
 /// Named numbers: "MB/s", "cpu_s_per_GB", "p50_us" ...
 using Values = std::map<std::string, double>;

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,7 +19,6 @@ namespace bench {
 
 namespace {
 
-constexpr char kDevice[] = "path";
 constexpr int kQueueLength = 10000;  // packets: the path's queue is the emulator's, not the device's
 
 [[noreturn]] void Fail(const char* what) {
@@ -35,8 +35,8 @@ void Ask(int fd, unsigned long what, ifreq& request, const char* name) {
     if (ioctl(fd, what, &request) < 0) Fail(name);
 }
 
-void SetAddress(int fd, unsigned long what, uint32_t address, const char* name) {
-    ifreq request = Request(kDevice);
+void SetAddress(int fd, const char* device, unsigned long what, uint32_t address, const char* name) {
+    ifreq request = Request(device);
     sockaddr_in in{};
     in.sin_family = AF_INET;
     in.sin_addr.s_addr = htonl(address);
@@ -51,37 +51,54 @@ void BringUp(int fd, const char* device) {
     Ask(fd, SIOCSIFFLAGS, request, "SIOCSIFFLAGS");
 }
 
-void MakeSpace(uint32_t address, CFileDescriptor& space, CFileDescriptor& cable) {
-    if (unshare(CLONE_NEWNET) != 0) Fail("a network namespace");
-    space = CFileDescriptor(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
-    cable = CFileDescriptor(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));
+CFileDescriptor LayCable(uint32_t address, const char* device) {
+    CFileDescriptor cable(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC));
     if (cable.Get() < 0) Fail("/dev/net/tun");
-    ifreq request = Request(kDevice);
+    ifreq request = Request(device);
     request.ifr_flags = IFF_TUN | IFF_NO_PI;
     Ask(cable.Get(), TUNSETIFF, request, "TUNSETIFF");
     const CFileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    SetAddress(socket.Get(), SIOCSIFADDR, address, "SIOCSIFADDR");
-    SetAddress(socket.Get(), SIOCSIFNETMASK, 0xFFFFFF00, "SIOCSIFNETMASK");
-    request = Request(kDevice);
+    SetAddress(socket.Get(), device, SIOCSIFADDR, address, "SIOCSIFADDR");
+    SetAddress(socket.Get(), device, SIOCSIFNETMASK, 0xFFFFFF00, "SIOCSIFNETMASK");
+    request = Request(device);
     request.ifr_qlen = kQueueLength;
     Ask(socket.Get(), SIOCSIFTXQLEN, request, "SIOCSIFTXQLEN");
-    BringUp(socket.Get(), kDevice);
-    BringUp(socket.Get(), "lo");
+    BringUp(socket.Get(), device);
+    return cable;
 }
 
-}  // namespace
-
-CNetworkSpace::CNetworkSpace(uint32_t address) : m_ulAddress(address) {
+/// A thread of its own leaves this process's network, and ends there.
+void InNetworkOfItsOwn(const std::function<void()>& action) {
     std::exception_ptr failure;
-    std::thread inside([&] {  // a thread of its own leaves this process's network, and ends there
+    std::thread inside([&] {
         try {
-            MakeSpace(address, m_space, m_cable);
+            action();
         } catch (...) {
             failure = std::current_exception();
         }
     });
     inside.join();
     if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace
+
+CNetworkSpace::CNetworkSpace(const std::vector<uint32_t>& addresses) {
+    InNetworkOfItsOwn([&] {
+        if (unshare(CLONE_NEWNET) != 0) Fail("a network namespace");
+        m_space = CFileDescriptor(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC));
+        for (const uint32_t address : addresses)
+            m_cables.push_back(LayCable(address, ("path" + std::to_string(m_cables.size())).c_str()));
+        const CFileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        BringUp(socket.Get(), "lo");
+    });
+}
+
+void CNetworkSpace::Do(const std::function<void()>& action) const {
+    InNetworkOfItsOwn([&] {
+        if (setns(m_space.Get(), CLONE_NEWNET) != 0) Fail("a network namespace");
+        action();
+    });
 }
 
 }  // namespace bench

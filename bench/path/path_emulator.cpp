@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 namespace bench {
 
@@ -95,7 +96,20 @@ double CPathDirection::MedianQueueMs() const {
     return 0;
 }
 
-CPathEmulator::CPathEmulator(const PathSpec& spec)
-    : m_out(spec, m_sender.Cable(), m_receiver.Cable(), 1), m_home(spec, m_receiver.Cable(), m_sender.Cable(), 2) {}
+CPathEmulator::CPathEmulator(const PathSpec& spec, bool relayed) {
+    const auto add = [this](const std::vector<uint32_t>& addresses) {
+        m_spaces.push_back(std::make_unique<CNetworkSpace>(addresses));
+    };
+    add({PathSpec::kSender});
+    if (relayed) add({PathSpec::kServerOfSender, PathSpec::kServerOfReceiver});
+    add({relayed ? PathSpec::kReceiverBehind : PathSpec::kReceiver});
+    Join(spec, Sender().Cable(), relayed ? Server().Cable(0) : Receiver().Cable());
+    if (relayed) Join(spec, Server().Cable(1), Receiver().Cable());
+}
+
+void CPathEmulator::Join(const PathSpec& spec, int left, int right) {
+    for (const auto& [from, to] : {std::pair{left, right}, std::pair{right, left}})
+        m_directions.push_back(std::make_unique<CPathDirection>(spec, from, to, m_directions.size() + 1));
+}
 
 }  // namespace bench

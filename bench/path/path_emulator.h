@@ -51,18 +51,22 @@ private:
     std::thread m_thread;
 };
 
+/// Straight from the sender to the receiver, or two such paths with a relay server between them.
 class CPathEmulator {
 public:
-    explicit CPathEmulator(const PathSpec& spec);
+    CPathEmulator(const PathSpec& spec, bool relayed);
 
-    const CNetworkSpace& Sender() const { return m_sender; }
-    const CNetworkSpace& Receiver() const { return m_receiver; }
-    /// From the sender to the receiver.
-    const CPathDirection& Out() const { return m_out; }
+    const CNetworkSpace& Sender() const { return *m_spaces.front(); }
+    const CNetworkSpace& Receiver() const { return *m_spaces.back(); }
+    const CNetworkSpace& Server() const { return *m_spaces.at(1); }
+    /// Away from the sender.
+    const CPathDirection& Out() const { return *m_directions.front(); }
 
 private:
-    CNetworkSpace m_sender{PathSpec::kSender}, m_receiver{PathSpec::kReceiver};
-    CPathDirection m_out, m_home;
+    void Join(const PathSpec& spec, int left, int right);
+
+    std::vector<std::unique_ptr<CNetworkSpace>> m_spaces;
+    std::vector<std::unique_ptr<CPathDirection>> m_directions;
 };
 
 }  // namespace bench

@@ -9,8 +9,11 @@ namespace bench {
 
 /// Both directions alike.
 struct PathSpec {
-    static constexpr uint32_t kSender = 0x0A4D0001;    // 10.77.0.1
-    static constexpr uint32_t kReceiver = 0x0A4D0002;  // 10.77.0.2
+    static constexpr uint32_t kSender = 0x0A4D0001;            // 10.77.0.1
+    static constexpr uint32_t kReceiver = 0x0A4D0002;          // 10.77.0.2
+    static constexpr uint32_t kServerOfSender = 0x0A4D0003;    // 10.77.0.3, where a relay server stands between the two
+    static constexpr uint32_t kReceiverBehind = 0x0A4E0001;    // 10.78.0.1
+    static constexpr uint32_t kServerOfReceiver = 0x0A4E0003;  // 10.78.0.3
 
     bool IsEmulated() const { return megabits > 0; }
 

@@ -1,5 +1,7 @@
 #include "bench/rows/plan.h"
 
+#include "bench/rows/applications.h"
+
 #include <algorithm>
 #include <map>
 
@@ -49,8 +51,8 @@ void AddPathCases(const std::vector<const char*>& drivers, const RunSpec& base, 
 }  // namespace
 
 const std::vector<std::string>& RowNames() {
-    static const std::vector<std::string> names = {"bulk", "relay", "round-trip", "tcp",     "log",
-                                                   "idle", "audio", "video",      "desktop", "path"};
+    static const std::vector<std::string> names = {"bulk",  "relay", "round-trip", "tcp",  "log",         "idle",
+                                                   "audio", "video", "desktop",    "path", "applications"};
     return names;
 }
 
@@ -92,6 +94,10 @@ std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec
         cases.push_back(added);
     };
     for (const std::string& row : rows) {
+        if (row == "applications") {
+            AddApplicationCases(base, cases);
+            continue;
+        }
         const Needs& needs = AllNeeds().at(row);
         if (needs.overPaths) {
             AddPathCases(needs.drivers, base, cases);

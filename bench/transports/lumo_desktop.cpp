@@ -1,4 +1,5 @@
 // The library's desktop: pictures as fast as one subscriber takes them, over UDP and TCP.
+#include "bench/harness/clock.h"
 #include "bench/transports/lumo_links.h"
 #include "bench/transports/lumo_tcp_receiver.h"
 #include "bench/transports/transports.h"
@@ -43,17 +44,27 @@ private:
     CBulkReceiver& m_pictures;
 };
 
-void Publish(CSide& side) {
+/// As fast as the watcher takes them, or with such a pause.
+void PublishPaced(CSide& side, int64_t paceNs) {
     CLumoHost host;
     CBenchDesktop channel;
     side.Listening(host.Port());
     WaitFor("a watcher", [&] { return channel->GetDesktopSinkCount() > 0; });
     side.Connected();
+    const int64_t start = NowNs();
     SendFrames(
-        side, [&](uint32_t) { return channel->GetBufferingFrameCount() < kPicturesQueued; },
+        side,
+        [&](uint32_t made) {
+            return channel->GetBufferingFrameCount() < kPicturesQueued && NowNs() - start >= made * paceNs;
+        },
         [&](const char* data, int length) { channel->OnDesktopChannelData(data, length); });
     side.WaitForStop();
 }
+
+void Publish(CSide& side) { PublishPaced(side, 0); }
+
+/// As `lumo publish desktop` does.
+void PublishScreen(CSide& side) { PublishPaced(side, 100 * kNsPerMs); }
 
 void Watch(CSide& side) {
     CLumoHost host;
@@ -85,6 +96,7 @@ nlohmann::json TcpSettings() { return Settings("a channel's TCP sink to a client
 
 std::vector<CDriver> LumoDesktopDrivers() {
     return {{"lumo-desktop", Role::Receiver, Listener::Sender, Publish, Watch, UdpSettings},
+            {"lumo-screen", Role::Receiver, Listener::Sender, Wide<PublishScreen>, Wide<Watch>, UdpSettings},
             {"lumo-desktop-tcp", Role::Receiver, Listener::Sender, Publish, WatchTcp, TcpSettings}};
 }
 

@@ -41,13 +41,6 @@ void Echo(CSide& side) {
 
 nlohmann::json Settings() { return LumoSettings("a channel's UDP sink to a receiver in another process"); }
 
-/// The same with wide sessions, which both ends have to want.
-template <void (*Work)(CSide&)>
-void Wide(CSide& side) {
-    SetWideSessions(true);
-    Work(side);
-}
-
 }  // namespace
 
 std::vector<CDriver> LumoDirectDrivers() {

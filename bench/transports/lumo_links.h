@@ -82,4 +82,11 @@ private:
     TChannel* const m_pChannel;
 };
 
+/// With wide sessions, which both ends have to want.
+template <void (*Work)(CSide&)>
+void Wide(CSide& side) {
+    SetWideSessions(true);
+    Work(side);
+}
+
 }  // namespace bench

@@ -14,6 +14,8 @@ std::vector<CDriver> LumoIdleDrivers();
 std::vector<CDriver> LumoAudioDrivers();
 std::vector<CDriver> LumoVideoDrivers();
 std::vector<CDriver> LumoDesktopDrivers();
+std::vector<CDriver> LumoFileDrivers();
+std::vector<CDriver> LumoBoardDrivers();
 std::vector<CDriver> AudioPlainDrivers();
 std::vector<CDriver> EnetDrivers();
 std::vector<CDriver> SrtDrivers();

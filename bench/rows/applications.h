@@ -1,0 +1,13 @@
+// What people do with the programs over long paths.
+#pragma once
+
+#include "bench/rows/plan.h"
+
+#include <vector>
+
+namespace bench {
+
+/// A file of 200 MB and a board of 1,500 strokes through a relay server, a film and a shared screen.
+void AddApplicationCases(const RunSpec& base, std::vector<CCase>& cases);
+
+}  // namespace bench
