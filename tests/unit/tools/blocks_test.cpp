@@ -60,13 +60,13 @@ TEST(BlockMap, NamesAtMostSoManyRangesAndJoinsNeighbouringFiles) {
 
 TEST(SentBlocks, WhatIsOnItsWayIsNotSentAgain) {
     CSentBlocks sent;
-    for (uint32_t block = 0; block < 1000; ++block) sent.Add(block);
+    for (uint32_t block = 0; block < 1000; ++block) sent.Add(block, 0);
     CBlockRanges lacking({{900, 200}});
     sent.Subtract(950, lacking);  // serial 951 carried block 950
     EXPECT_EQ(Expand(lacking.Ranges()), Expand({{900, 50}, {1000, 100}}));
     CBlockRanges old({{0, 1000}});
     sent.Subtract(0, old);
-    EXPECT_LE(old.NextFrom(0), 1000U - 2 * kLeadBlocks) << "what left long ago and has not come is lost";
+    EXPECT_LE(old.NextFrom(0), 1000U - 2 * kMostLeadBlocks) << "what left long ago and has not come is lost";
 }
 
 TEST(ReceiverTable, StrangersCannotCrowdOutTheLiving) {

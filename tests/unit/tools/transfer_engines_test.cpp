@@ -88,6 +88,22 @@ TEST(TransferEngines, RunsAtMostTheLeadAheadOfTheSlowest) {
     EXPECT_TRUE(slow.Has(Megabytes(24)));
 }
 
+TEST(TransferEngines, ALongPathIsFilledAndASlowReceiverOfItHasNoMoreWaiting) {
+    for (const double rate : {1.0, 0.1}) {
+        CTransferSim sim;
+        sim.senderRate = 1;
+        sim.upMs = 350;
+        sim.StartSender(One(Megabytes(64)));
+        Receiver& receiver = sim.AddReceiver(rate);
+        ASSERT_TRUE(sim.WaitForBytes(receiver, 32 << 20));
+        const uint64_t half = sim.now;
+        ASSERT_TRUE(sim.WaitForBytes(receiver, 64 << 20));
+        EXPECT_LT(sim.now - half, 512 / rate * 1.2) << rate;
+        if (rate == 1) continue;
+        EXPECT_LE(sim.mostWaiting, kLeadBlocks * (kBlockSize + kBlockHeaderLength) + 10000);
+    }
+}
+
 TEST(TransferEngines, TheSlowestHoldsNobodyOnceItIsDeadOrTakesNothing) {
     for (const bool dead : {true, false}) {
         const uint64_t limit = dead ? kReceiverSilentMs : kReceiverStuckMs;

@@ -179,6 +179,7 @@ public:
 
     double senderRate = 40;  ///< frames a millisecond that the sender's library carries
     bool twoLanes = false;   ///< the sender has its second channel too
+    uint64_t upMs = 0;       ///< how long a receiver's frames are on their way
     /// Called for each frame that reaches the relay from the sender; false drops it for everybody.
     std::function<bool(std::string& frame)> downHook;
 
@@ -218,7 +219,7 @@ public:
     }
     SendProgress Progress() const { return sender->Progress(now); }
     /// As if a subscriber had sent this.
-    void InjectUp(const std::string& frame) { m_up.emplace_back(0, frame); }
+    void InjectUp(const std::string& frame) { m_up.push_back({now, 0, frame}); }
 
     std::unique_ptr<CSendEngine> sender;
     uint64_t now = 1000;
@@ -226,6 +227,13 @@ public:
     std::array<uint64_t, kMaxLanes> blocksLeft{};  ///< the sender, on each lane
 
 private:
+    /// What a receiver has sent, and the lane that it comes by.
+    struct Upward {
+        uint64_t due;
+        size_t lane;
+        std::string frame;
+    };
+
     LaneLinks Links() { return {&m_senderLinks[0], twoLanes ? &m_senderLinks[1] : nullptr}; }
     void SetReady(bool ready) {
         for (Link& link : m_senderLinks) link.ready = ready;
@@ -245,8 +253,8 @@ private:
             if (!receiver.frozen && !receiver.left) StepReceiver(receiver);
     }
     void StepSender() {
-        for (; !m_up.empty(); m_up.pop_front()) {
-            const auto& [lane, frame] = m_up.front();
+        for (; !m_up.empty() && m_up.front().due <= now; m_up.pop_front()) {
+            const auto& [due, lane, frame] = m_up.front();
             sender->OnFrame(frame.data(), frame.size(), now, lane);
             m_senderNextTick = now;
         }
@@ -290,14 +298,14 @@ private:
             receiver.engine.Leave(receiver.up, done ? ByeReason::Done : ByeReason::Failed);
             receiver.left = true;
         }
-        for (std::string& frame : receiver.up.queue) m_up.emplace_back(receiver.lane, std::move(frame));
+        for (std::string& frame : receiver.up.queue) m_up.push_back({now + upMs, receiver.lane, std::move(frame)});
         receiver.up.queue.clear();
     }
 
     std::array<Link, kMaxLanes> m_senderLinks;
     std::array<double, kMaxLanes> m_senderCredit{};
     uint64_t m_senderNextTick = 0;
-    std::deque<std::pair<size_t, std::string>> m_up;  // the lane and what came by it
+    std::deque<Upward> m_up;
     std::list<MemoryDisk> m_disks;
     std::list<Receiver> m_receivers;
     uint64_t m_nNextID = kFirstReceiver;

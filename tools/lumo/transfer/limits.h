@@ -22,8 +22,10 @@ static_assert(kMaxFileSize / kBlockSize <= kMaxBlocks, "one file of the largest 
 
 // What each side decides for itself.
 
-/// How far the sender runs ahead of the slowest receiver: a relay drops a subscriber long after that.
+/// How far the sender runs ahead of the slowest receiver, and at most where its path holds more: a relay drops a
+/// subscriber long after that.
 inline constexpr uint32_t kLeadBlocks = 8 * 1024 * 1024 / kBlockSize;
+inline constexpr uint32_t kMostLeadBlocks = 3 * kLeadBlocks;
 inline constexpr uint32_t kMaxReceivers = 1000;
 inline constexpr uint64_t kHeartbeatMs = 1000;
 /// A receiver that said nothing for so long holds nobody back; ten heartbeats.

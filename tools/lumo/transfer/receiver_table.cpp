@@ -7,7 +7,7 @@ namespace lumo {
 void CSentBlocks::Subtract(uint64_t serial, CBlockRanges& lacking) const {
     const uint64_t oldest = m_ullLast > m_ring.size() ? m_ullLast - m_ring.size() : 0;
     for (uint64_t sent = std::max(serial, oldest) + 1; sent <= m_ullLast; ++sent)
-        lacking.Remove(m_ring[sent % m_ring.size()]);
+        lacking.Remove(m_ring[sent % m_ring.size()].block);
 }
 
 CReceiverEntry* CReceiverTable::Find(uint64_t id) {

@@ -14,12 +14,18 @@ namespace lumo {
 class CSentBlocks {
 public:
     uint64_t Last() const { return m_ullLast; }
-    void Add(uint32_t block) { m_ring[++m_ullLast % m_ring.size()] = block; }
+    void Add(uint32_t block, uint64_t now) { m_ring[++m_ullLast % m_ring.size()] = {block, now}; }
+    /// When one that may still be on its way has left.
+    uint64_t LeftAt(uint64_t serial) const { return m_ring[serial % m_ring.size()].leftMs; }
     /// Takes out of `lacking` what was sent after `serial`.
     void Subtract(uint64_t serial, CBlockRanges& lacking) const;
 
 private:
-    std::array<uint32_t, 2 * size_t{kLeadBlocks}> m_ring{};
+    struct Sent {
+        uint32_t block = 0;
+        uint64_t leftMs = 0;
+    };
+    std::array<Sent, 2 * size_t{kMostLeadBlocks}> m_ring{};
     uint64_t m_ullLast = 0;
 };
 

@@ -61,6 +61,8 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
     if (serial > entry->serial) {
         entry->serial = serial;
         entry->movedMs = now;
+        if (m_receivers.Slowest(now, index, lane.sent.Last()) == serial)
+            lane.lead.OnReport(now, serial, lane.sent.LeftAt(serial));
     }
     NoteEnd(status.receiver, *entry, status);
     entry->knowsTransfer = true;

@@ -68,7 +68,7 @@ private:
     void SendOffers(uint64_t now, size_t index, ILinkOut& link);
     /// True when more could leave at once.
     bool SendBlocks(uint64_t now, size_t index, ILinkOut& link);
-    bool SendBlock(uint32_t block, CSendLane& lane, ILinkOut& link);
+    bool SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILinkOut& link);
     void CheckEnd(uint64_t now);
     void Fail(const IFileSource& file);
 

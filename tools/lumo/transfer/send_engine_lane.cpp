@@ -52,19 +52,19 @@ void CSendEngine::SendOffers(uint64_t now, size_t index, ILinkOut& link) {
 
 bool CSendEngine::SendBlocks(uint64_t now, size_t index, ILinkOut& link) {
     CSendLane& lane = m_lanes.at(index);
-    const uint64_t limit = m_receivers.Slowest(now, index, lane.sent.Last()) + kLeadBlocks;
+    const uint64_t limit = m_receivers.Slowest(now, index, lane.sent.Last()) + lane.lead.Blocks();
     for (uint32_t sent = 0; sent < kMaxQueuedFrames; ++sent) {
         if (!lane.pace.MayQueue(link.Queued()) || lane.sent.Last() >= limit || !m_rate.MaySend(now)) return false;
         uint32_t block = m_receivers.NextLacking(index, lane.cursor);
         if (block == CBlockRanges::kNone) block = m_receivers.NextLacking(index, 0);
         if (block == CBlockRanges::kNone) return false;
         m_receivers.OnSent(index, block);
-        if (!SendBlock(block, lane, link)) return false;
+        if (!SendBlock(now, block, lane, link)) return false;
     }
     return true;
 }
 
-bool CSendEngine::SendBlock(uint32_t block, CSendLane& lane, ILinkOut& link) {
+bool CSendEngine::SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILinkOut& link) {
     lane.cursor = block + 1;
     const auto after = std::upper_bound(m_firstBlocks.begin(), m_firstBlocks.end(), block);
     const auto index = static_cast<size_t>(after - m_firstBlocks.begin()) - 1;
@@ -76,7 +76,7 @@ bool CSendEngine::SendBlock(uint32_t block, CSendLane& lane, ILinkOut& link) {
         return false;
     }
     const uint32_t length = BlockLength(file.Size(), local);
-    lane.sent.Add(block);
+    lane.sent.Add(block, now);
     PutBlockHeader(m_frame.data(), m_ullTransfer, lane.sent.Last(), block, BlockChecksum(data, length));
     link.Send(m_frame.data(), static_cast<int>(kBlockHeaderLength + length));
     lane.pace.OnQueued();

@@ -21,6 +21,7 @@ using LaneLinks = std::array<ILinkOut*, kMaxLanes>;
 struct CSendLane {
     CSentBlocks sent;
     CQueuePace pace;
+    CLead lead;
     uint32_t cursor = 0;  ///< where the search for the next block goes on
     bool beaconDue = true;
     uint64_t beaconMs = 0;
