@@ -1,5 +1,6 @@
 // How long a late joiner of a whiteboard waits until it has everything.
 #include "sim/nodes.h"
+#include "sim/wide_end.h"
 #include "support/medium_app.h"
 #include "support/p2p_peer.h"
 #include "support/wb_reader.h"
@@ -52,13 +53,16 @@ private:
 };
 
 struct JoinRow {
+    bool wide;
     uint32_t objects, permilleLost, delay;
     uint64_t withinMs;
 };
 
 TEST(BoardJoin, ALateJoinerIsCompleteInTime) {
-    for (const JoinRow& row : {JoinRow{10000, 0, 0, 5000}, JoinRow{500, 20, 2, 15000}}) {
+    const JoinRow rows[] = {{false, 10000, 0, 0, 5000}, {false, 500, 20, 2, 15000}, {true, 1500, 0, 20, 2000}};
+    for (const JoinRow& row : rows) {
         SCOPED_TRACE(std::to_string(row.objects) + " objects");
+        const CWideSessions wide(row.wide);
         CWorld world(1);
         CFakeNet net;
         CBoardNode early(world, net, kEarly), late(world, net, kLate);

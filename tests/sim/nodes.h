@@ -1,6 +1,7 @@
 // Processes of a simulated network: any with a local MCU, and a relay server.
 #pragma once
 
+#include "link/process/due_links.h"
 #include "link/process/instances.h"
 #include "server/server_manager.h"
 #include "sim/harness.h"
@@ -23,6 +24,7 @@ class CNode {
 public:
     CNode(CWorld& world, CFakeNet& net, Address address, CLocalMCUManager* (*make)() = MakeClient)
         : m_world(world), m_address(address) {
+        m_instances.pDueLinks = &m_dueLinks;
         Do([&] { m_pManager = make(); });
         m_pUdp = &net.Udp();
         world.Attach(address, [this](const std::string& bytes, Address from) { Hear(bytes, from); });
@@ -71,6 +73,7 @@ private:
         return !sent.empty();
     }
 
+    CDueLinks m_dueLinks;
     CInstances m_instances;
     CLocalMCUManager* m_pManager = nullptr;
     CFakeUdp* m_pUdp = nullptr;

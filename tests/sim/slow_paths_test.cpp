@@ -1,5 +1,7 @@
-// A file through a relay server over paths that are slow, far or lossy: it arrives, and no link is made anew.
+// A file through a relay server over paths that are slow, far or lossy: it arrives, and no link is made anew. Over wide
+// sessions it fills them.
 #include "sim/tcp_path.h"
+#include "sim/wide_end.h"
 #include "tools/lumo/net/relay_link.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_source.h"
@@ -9,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <list>
 #include <optional>
 #include <ostream>
@@ -120,21 +123,20 @@ public:
 struct SlowRow {
     const char* name;
     PathQuality path;
+    uint32_t blocks = 16;
 };
 
 const SlowRow kRows[] = {
     // bytes a millisecond, milliseconds one way, lost of a thousand
-    {"Kbit16", {2, 20, 0}},
-    {"Kbit64", {8, 20, 0}},
-    {"Kbit170", {21.25, 20, 0}},
-    {"RoundTrip800ms", {125, 400, 0}},
-    {"RoundTrip2s", {125, 1000, 0}},
-    {"TenthLost", {125, 20, 100}},
-    {"Kbit64RoundTrip800msTenthLost", {8, 400, 100}},
+    {"Kbit16", {2, 20, 0}},          {"Kbit64", {8, 20, 0}},
+    {"Kbit170", {21.25, 20, 0}},     {"RoundTrip800ms", {125, 400, 0}},
+    {"RoundTrip2s", {125, 1000, 0}}, {"RoundTrip300msTwentiethLost", {125, 150, 50}},
+    {"TenthLost", {125, 20, 100}},   {"Kbit64RoundTrip800msTenthLost", {8, 400, 100}},
 };
 
 std::ostream& operator<<(std::ostream& out, const SlowRow& row) { return out << row.name; }
-using SlowCase = std::tuple<SlowRow, bool, bool>;  // and whether it goes over TCP, and its sender is the slow one
+enum class Way { Tcp, Udp, Wide };
+using SlowCase = std::tuple<SlowRow, Way, bool>;  // and whether its sender is the slow one
 
 class CSlowPath : public testing::TestWithParam<SlowCase> {
 protected:
@@ -145,7 +147,7 @@ protected:
         world.AddTurn([this] { return RunTcp(); });
     }
     static const PathQuality& Path() { return std::get<0>(GetParam()).path; }
-    static bool Tcp() { return std::get<1>(GetParam()); }
+    static bool Tcp() { return std::get<1>(GetParam()) == Way::Tcp; }
     static bool SlowSender() { return std::get<2>(GetParam()); }
     static Address Self() { return SlowSender() ? kSender : kReceiver; }
     static Address Far() { return SlowSender() ? kServerOfSender : kServer; }
@@ -173,12 +175,13 @@ protected:
         receiver.emplace(world, net, Tcp());
     }
 
-    static constexpr size_t kBytes = 16 * kBlockSize;
+    static size_t Bytes() { return size_t{std::get<0>(GetParam()).blocks} * kBlockSize; }
+    CWideSessions wide{std::get<1>(GetParam()) == Way::Wide};
     CWorld world{1};
     CFakeNet net;
     CServerNode server{world, net};
     std::list<CTcpPath> paths;
-    CSendNode sender{world, net, Tcp(), kBytes};
+    CSendNode sender{world, net, Tcp(), Bytes()};
     std::optional<CReceiveNode> receiver;
 
 private:
@@ -189,17 +192,24 @@ TEST_P(CSlowPath, TheFileArrivesAndNoLinkIsMadeAnew) {
     BeginTransfer();
     world.RunUntil([&] { return receiver->engine.Over(); }, [] { return uint64_t{3600000}; });
     EXPECT_EQ(receiver->engine.State(), ReceiveState::Done) << receiver->engine.Problem();
-    EXPECT_EQ(receiver->engine.Progress().heldBytes, kBytes);
+    EXPECT_EQ(receiver->engine.Progress().heldBytes, Bytes());
     EXPECT_EQ(sender.link->Remakes(), 0);
     EXPECT_EQ(receiver->link->Remakes(), 0);
 }
 
 std::string NameOf(const testing::TestParamInfo<SlowCase>& info) {
-    const auto& [row, tcp, slowSender] = info.param;
-    return std::string(row.name) + (tcp ? "Tcp" : "Udp") + (slowSender ? "Sender" : "Receiver");
+    const auto& [row, way, slowSender] = info.param;
+    const char* const name = way == Way::Tcp ? "Tcp" : way == Way::Udp ? "Udp" : "Wide";
+    return std::string(row.name) + name + (slowSender ? "Sender" : "Receiver");
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, CSlowPath, testing::Combine(testing::ValuesIn(kRows), testing::Bool(), testing::Bool()),
+INSTANTIATE_TEST_SUITE_P(Rows, CSlowPath,
+                         testing::Combine(testing::ValuesIn(kRows), testing::Values(Way::Tcp, Way::Udp),
+                                          testing::Bool()),
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Wide, CSlowPath,
+                         testing::Combine(testing::ValuesIn(std::begin(kRows) + 1, std::end(kRows)),
+                                          testing::Values(Way::Wide), testing::Bool()),
                          NameOf);
 
 using CDeadPath = CSlowPath;
@@ -221,7 +231,35 @@ TEST_P(CDeadPath, TheLinkIsMadeAnewAndTheRestArrives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Udp, CDeadPath,
-                         testing::Combine(testing::Values(kRows[2]), testing::Values(false), testing::Bool()), NameOf);
+                         testing::Combine(testing::Values(kRows[2]), testing::Values(Way::Udp, Way::Wide),
+                                          testing::Bool()),
+                         NameOf);
+
+/// The same on the other side of the server, too.
+class CLongPath : public CSlowPath {
+protected:
+    CLongPath() {
+        MakeSlow(kReceiver, kServer);
+        MakeSlow(kServer, kReceiver);
+    }
+};
+
+TEST_P(CLongPath, IsFilledOnBothSidesOfTheServer) {
+    BeginTransfer();
+    const auto until = [this](uint64_t bytes) {
+        world.RunUntil([&] { return receiver->engine.Progress().heldBytes >= bytes; }, [] { return uint64_t{20000}; });
+        return world.Elapsed();
+    };
+    const uint64_t half = until(Bytes() / 2);
+    const double bytesPerMs = static_cast<double>(Bytes()) / 2 / static_cast<double>(until(Bytes()) - half);
+    EXPECT_GT(bytesPerMs, 0.85 * Path().bytesPerMs);
+    RecordProperty("bytes per ms", static_cast<int>(bytesPerMs));
+}
+
+const SlowRow kLongRow{"Mbit100RoundTrip75msHundredthLost", {12500, 37, 10}, 400};
+INSTANTIATE_TEST_SUITE_P(Wide, CLongPath,
+                         testing::Combine(testing::Values(kLongRow), testing::Values(Way::Wide), testing::Values(true)),
+                         NameOf);
 
 }  // namespace
 }  // namespace sim

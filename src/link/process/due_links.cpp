@@ -1,10 +1,12 @@
 #include "link/process/due_links.h"
 
+#include "link/process/instances.h"
 #include "link/process/work_signal.h"
 
 #include <algorithm>
 
 CDueLinks& CDueLinks::Get() {
+    if (CDueLinks* simulated = Instances().pDueLinks) return *simulated;
     static auto* links = new CDueLinks;  // a worker of static storage may outlive this file's objects
     return *links;
 }

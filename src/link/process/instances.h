@@ -7,6 +7,7 @@
 
 class CLocalMCUManager;
 class CMTP2P;
+class CDueLinks;
 class CLocalMCUAudio;
 class CLocalMCUVideo;
 class CLocalMCUDesktop;
@@ -29,6 +30,8 @@ struct CInstances {
     // source of much. Peers whom the signalling has introduced may come many at once.
     CFirstSends strangers{{64ULL << 20, 1ULL << 20, 128ULL << 10}};
     CFirstSends introduced{{64ULL << 20, 16ULL << 20, 4ULL << 20}};
+
+    CDueLinks* pDueLinks = nullptr;  // a simulated process's own; null in real ones
 };
 
 CInstances& Instances();
