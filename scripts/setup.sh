@@ -8,7 +8,7 @@ base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11
       libopus-dev libpng-dev libgtest-dev libgmock-dev)
 test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg chromium)
 node=(nodejs npm)  # only where the commands are missing: setup_browser.sh
-bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev)
+bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev ngtcp2-client ngtcp2-server openssl)
 check=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev python3)
 
 list_only=no

@@ -53,7 +53,21 @@ bool CFrameCheck::Take(const char* data, int length) {
     return true;
 }
 
-CBulkReceiver::CBulkReceiver(CSide& side) : m_side(side), m_check(side.Spec().frames, side.Spec().frameLen) {}
+bool CGoodput::Take(int64_t nowNs, uint64_t bytes) {
+    if (m_nBegin > 0)
+        m_ullBytes += bytes;
+    else if (nowNs >= m_nFrom)
+        m_nBegin = nowNs;
+    m_nEnd = nowNs;
+    return m_nBegin > 0 && m_dSeconds > 0 && static_cast<double>(nowNs - m_nBegin) * 1e-9 >= m_dSeconds;
+}
+
+Values CGoodput::Result() const {
+    return {{"bytes", static_cast<double>(m_ullBytes)}, {"seconds", static_cast<double>(m_nEnd - m_nBegin) * 1e-9}};
+}
+
+CBulkReceiver::CBulkReceiver(CSide& side)
+    : m_side(side), m_check(side.Spec().frames, side.Spec().frameLen), m_goodput(side.Spec()) {}
 
 bool CBulkReceiver::OnFrame(const char* data, int length) {
     if (m_bFailed) return false;
@@ -64,19 +78,16 @@ bool CBulkReceiver::OnFrame(const char* data, int length) {
         return false;
     }
     const RunSpec& spec = m_side.Spec();
-    if (m_check.Taken() == 1) m_nFirst = NowNs();
     if (spec.delays && spec.frameLen >= kStampedLen) m_delays.Add(NowNs() - ReadStamp(data + kStampAt).sentNs);
-    const double seconds = static_cast<double>(NowNs() - m_nFirst) * 1e-9;
-    if (!m_check.Done() && (spec.seconds == 0 || seconds < spec.seconds)) return true;
-    Finish(seconds);
+    if (!m_goodput.Take(NowNs(), spec.frameLen) && !m_check.Done()) return true;
+    Finish();
     return spec.seconds > 0;
 }
 
-void CBulkReceiver::Finish(double seconds) {
+void CBulkReceiver::Finish() {
     const RunSpec& spec = m_side.Spec();
-    const double frames = m_check.Taken() - 1.0;
-    Values values{{"bytes", spec.frameLen * frames}, {"seconds", seconds}};
-    if (spec.delays) values["frames/s"] = frames / seconds;
+    Values values = m_goodput.Result();
+    if (spec.delays) values["frames/s"] = values["bytes"] / spec.frameLen / values["seconds"];
     m_delays.Report(values);
     m_bFinished = true;
     m_side.Finish(values);

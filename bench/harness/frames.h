@@ -51,6 +51,23 @@ private:
     std::string m_fault;
 };
 
+/// What came within the seconds of a run of a time. What is there when they begin does not count.
+class CGoodput {
+public:
+    explicit CGoodput(const RunSpec& spec) : m_nFrom(spec.countFromNs), m_dSeconds(spec.seconds) {}
+
+    /// So many bytes have come just now. True once the seconds are over.
+    bool Take(int64_t nowNs, uint64_t bytes);
+    /// "bytes" and "seconds".
+    Values Result() const;
+
+private:
+    const int64_t m_nFrom;
+    const double m_dSeconds;
+    int64_t m_nBegin = 0, m_nEnd = 0;
+    uint64_t m_ullBytes = 0;
+};
+
 /// The receiving end of a bulk run. The clock runs from the moment the first frame is there to the last one, and the
 /// first frame's bytes do not count: the same for transports that show the first byte and those that do not.
 class CBulkReceiver {
@@ -66,12 +83,12 @@ public:
     bool Finished() const { return m_bFinished; }
 
 private:
-    void Finish(double seconds);
+    void Finish();
 
     CSide& m_side;
     CFrameCheck m_check;
+    CGoodput m_goodput;
     CDelays m_delays;
-    int64_t m_nFirst = 0;
     bool m_bFailed = false;
     std::atomic<bool> m_bFinished{false};
 };

@@ -18,12 +18,19 @@ void CSide::Connected() {
     m_control.Send({{"event", "connected"}});
     const auto message = m_control.Receive(-1);
     if (!message || message->value("do", "") != "start") throw std::runtime_error("not started");
-    m_dCpuAtStart = CpuSeconds();
+    m_dCpuAtStart = 0;
+    m_dCpuAtStart = CpuSinceStart();
+}
+
+double CSide::CpuSinceStart() const {
+    double seconds = CpuSeconds() - m_dCpuAtStart;
+    for (const CProcess* program : m_programs) seconds += program->CpuSeconds();
+    return seconds;
 }
 
 void CSide::Finish(const Values& values) {
     if (m_bFinished.exchange(true)) return;
-    m_control.Send({{"event", "finished"}, {"values", values}, {"cpu", CpuSeconds() - m_dCpuAtStart}});
+    m_control.Send({{"event", "finished"}, {"values", values}, {"cpu", CpuSinceStart()}});
 }
 
 void CSide::Fail(const std::string& why) { m_control.Send({{"event", "failed"}, {"why", why}}); }
@@ -51,7 +58,7 @@ bool CSide::Stopped(int waitMs) {
         return false;
     }
     m_bStopped = true;
-    m_control.Send({{"event", "stopped"}, {"values", m_added}, {"cpu", CpuSeconds() - m_dCpuAtStart}});
+    m_control.Send({{"event", "stopped"}, {"values", m_added}, {"cpu", CpuSinceStart()}});
     return true;
 }
 

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "bench/harness/control.h"
+#include "bench/harness/process.h"
 #include "bench/harness/spec.h"
 
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -30,6 +32,8 @@ public:
     bool Hear(uint64_t step, int waitMs);
     uint64_t HeardStep() const { return m_nHeard; }
     double HeardNumber() const { return m_dHeard; }
+    /// What that program costs counts as this side's. Before the run is over.
+    void Counts(const CProcess& program) { m_programs.push_back(&program); }
     /// Numbers of the side that does not finish. Before the run is over.
     void Add(const Values& values) { m_added.insert(values.begin(), values.end()); }
     /// The end of the measurement with its numbers. Any thread, once.
@@ -43,6 +47,8 @@ public:
     }
 
 private:
+    double CpuSinceStart() const;
+
     CControl& m_control;
     const RunSpec m_spec;
     const uint16_t m_usPort;
@@ -52,6 +58,7 @@ private:
     uint64_t m_nHeard = 0;
     double m_dHeard = 0;
     Values m_added;
+    std::vector<const CProcess*> m_programs;
 };
 
 }  // namespace bench

@@ -27,13 +27,20 @@ struct RunSpec {
     uint32_t pictures = 1000;    // of a desktop run
     double pathSeconds = 12;     // of a run over a path
     double seconds = 0;          // of a bulk run: ends then, however many frames there are; 0: with the last frame
+    int64_t countFromNs = 0;     // by the clock of all processes: when the seconds begin; 0: with the first frame
     PathSpec path;               // between the two processes, or between each and the relay server
+    std::string beside;          // the driver of a second pair of processes over the same path; empty: there is none
+    bool besideFirst = false;    // which of the two pairs is there first
+    double pauseSeconds = 0;     // how much later the other one begins
     std::string lumoProgram;     // of this run
     std::string folder;          // where it may leave files
+
+    /// How long it takes at least.
+    double LeastSeconds() const { return pauseSeconds + seconds; }
 };
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds,
-                                   delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, path, lumoProgram,
-                                   folder)
+                                   delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, countFromNs, path,
+                                   beside, besideFirst, pauseSeconds, lumoProgram, folder)
 
 /// Named numbers: "MB/s", "cpu_s_per_GB", "p50_us" ...
 using Values = std::map<std::string, double>;

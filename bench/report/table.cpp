@@ -68,6 +68,12 @@ Line PathColumns(const CMeasured& m) {
             Number(m.Median("queue_p50_ms"), 1)};
 }
 
+Line SharingColumns(const CMeasured& m) {
+    return {Number(m.Median("shared_MB/s"), 2), Number(m.Median("beside_MB/s"), 2), Number(m.Median("shared_ratio"), 2),
+            Number(m.Least("shared_ratio"), 2) + "-" + Number(m.Most("shared_ratio"), 2),
+            Number(m.Median("queue_p50_ms"), 1)};
+}
+
 Line RoundTripColumns(const CMeasured& m) {
     return {Number(m.Median("p50_us"), 1), Number(m.Median("p90_us"), 1), Number(m.Median("p99_us"), 1),
             Number(m.Median("max_us"), 0)};
@@ -99,6 +105,8 @@ void PrintMeasurements(std::ostream& out, const std::vector<CCase>& cases, const
     PrintWith(out, cases, measurements, "MB/s", {"bulk", "MB/s", "spread", "CPU s/GB", "frames/s", ""}, BulkColumns);
     PrintWith(out, cases, measurements, "path_MB/s",
               {"path", "MB/s", "spread", "CPU s/GB", "% dropped", "queue p50 ms", ""}, PathColumns);
+    PrintWith(out, cases, measurements, "shared_ratio",
+              {"sharing", "MB/s", "the other's", "ratio", "spread", "queue p50 ms", ""}, SharingColumns);
     PrintWith(out, cases, measurements, "p50_us", {"round trip", "p50 us", "p90 us", "p99 us", "max us", ""},
               RoundTripColumns);
     PrintWith(out, cases, measurements, "core_percent", {"idle", "sinks", "% of a core", "MiB more", ""}, IdleColumns);

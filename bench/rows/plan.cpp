@@ -11,12 +11,14 @@ namespace {
 
 constexpr uint32_t kPicture = 200 * 1024;  // a screen of 1920 by 1080 as JPEG
 
+enum class Over { Loopback, Paths, OnePath };
+
 struct Needs {
     std::vector<const char*> drivers;
-    bool settings = true;    // one core and free; otherwise free only
-    bool log = false;        // once more with the log on
-    uint32_t frameLen = 0;   // frames of that length, as many as there are pictures, and how long each took
-    bool overPaths = false;  // each driver over each path, for a time
+    bool settings = true;   // one core and free; otherwise free only
+    bool log = false;       // once more with the log on
+    uint32_t frameLen = 0;  // frames of that length, as many as there are pictures, and how long each took
+    Over over = Over::Loopback;
 };
 
 const std::map<std::string, Needs>& AllNeeds() {
@@ -30,34 +32,65 @@ const std::map<std::string, Needs>& AllNeeds() {
         {"audio", {{"audio-sendto", "audio-sendmmsg", "lumo-audio", "lumo-audio-relay"}}},
         {"video", {{"lumo-video", "lumo-video-stream", "lumo-video-relay"}, false}},
         {"desktop", {{"lumo-desktop", "lumo-desktop-tcp", "tcp-pictures"}, true, false, kPicture}},
-        {"path",
-         {{"lumo", "lumo-wide", "lumo-tcp", "tcp-cubic", "tcp-bbr", "srt", "enet", "usrsctp"}, false, false, 0, true}},
+        {"path", {PathDrivers(), false, false, 0, Over::Paths}},
+        {"sharing", {{}, false, false, 0, Over::OnePath}},
     };
     return needs;
 }
 
+/// A case that ends after that time, however many frames there are.
+CCase TimedCase(const std::string& id, const char* driver, const PathSpec& path, double seconds, const RunSpec& base) {
+    CCase added{id, base};
+    added.spec.driver = driver;
+    added.spec.path = path;
+    added.spec.seconds = seconds;
+    added.spec.frames = UINT32_MAX;
+    return added;
+}
+
 void AddPathCases(const std::vector<const char*>& drivers, const RunSpec& base, std::vector<CCase>& cases) {
     for (const auto& [name, path] : Paths())
-        for (const char* driver : drivers) {
-            CCase added{PathCaseID(driver, name), base};
-            added.spec.driver = driver;
-            added.spec.path = path;
-            added.spec.seconds = base.pathSeconds;
-            added.spec.frames = UINT32_MAX;
-            cases.push_back(added);
-        }
+        for (const char* driver : drivers)
+            cases.push_back(TimedCase(PathCaseID(driver, name), driver, path, base.pathSeconds, base));
+}
+
+/// 60 s in common with 5 s of one alone before them, or shorter in the same proportion.
+void AddSharingCases(const RunSpec& base, std::vector<CCase>& cases) {
+    const double pause = base.pathSeconds * 5 / 12;
+    for (const Sharing& sharing : Sharings()) {
+        const PathSpec path{100, 50, 0, sharing.queueProducts};
+        cases.push_back(TimedCase(SharingCaseID(sharing), sharing.driver, path, 12 * pause, base));
+        RunSpec& spec = cases.back().spec;
+        spec.beside = sharing.beside;
+        spec.besideFirst = sharing.besideFirst;
+        spec.pauseSeconds = pause;
+    }
 }
 
 }  // namespace
 
 const std::vector<std::string>& RowNames() {
-    static const std::vector<std::string> names = {"bulk",  "relay", "round-trip", "tcp",  "log",         "idle",
-                                                   "audio", "video", "desktop",    "path", "applications"};
+    static const std::vector<std::string> names = {"bulk",  "relay", "round-trip", "tcp",  "log",     "idle",
+                                                   "audio", "video", "desktop",    "path", "sharing", "applications"};
     return names;
+}
+
+std::vector<std::string> UsualRows() {
+    std::vector<std::string> rows = RowNames();
+    std::erase_if(rows, [](const std::string& row) { return AllNeeds().at(row).over != Over::Loopback; });
+    return rows;
+}
+
+const std::vector<const char*>& PathDrivers() {
+    static const std::vector<const char*> drivers = {"lumo-wide", "lumo",     "lumo-tcp", "tcp-bbr", "tcp-cubic",
+                                                     "quic-bbr2", "srt-live", "srt",      "usrsctp", "enet"};
+    return drivers;
 }
 
 const std::vector<std::pair<std::string, PathSpec>>& Paths() {
     static const std::vector<std::pair<std::string, PathSpec>> paths = {
+        {"20 ms", {100, 20, 0, 1}},
+        {"20 ms, 1 %", {100, 20, 1, 1}},
         {"50 ms", {100, 50, 0, 1}},
         {"50 ms, 0.1 %", {100, 50, 0.1, 1}},
         {"50 ms, 1 %", {100, 50, 1, 1}},
@@ -72,6 +105,25 @@ const std::vector<std::pair<std::string, PathSpec>>& Paths() {
 }
 
 std::string PathCaseID(const std::string& driver, const std::string& path) { return driver + " over " + path; }
+
+const std::vector<Sharing>& Sharings() {
+    static const std::vector<Sharing> sharings = [] {
+        std::vector<Sharing> all;
+        for (const double queues : {1.0, 4.0}) {
+            for (const char* beside : {"tcp-cubic", "tcp-bbr"})
+                for (const bool besideFirst : {false, true}) all.push_back({"lumo-wide", beside, besideFirst, queues});
+            all.push_back({"lumo-wide", "lumo-wide", true, queues});
+        }
+        return all;
+    }();
+    return sharings;
+}
+
+std::string SharingCaseID(const Sharing& sharing) {
+    const std::string queues = sharing.queueProducts == 1 ? "1 queue" : "4 queues";
+    return std::string(sharing.besideFirst ? sharing.beside : sharing.driver) + ", then " +
+           (sharing.besideFirst ? sharing.driver : sharing.beside) + ", " + queues;
+}
 
 std::string CaseID(const std::string& driver, bool oneCore, bool logOn) {
     return driver + (logOn ? " with log" : "") + (oneCore ? ", one core" : ", free");
@@ -99,10 +151,9 @@ std::vector<CCase> PlanCases(const std::vector<std::string>& rows, const RunSpec
             continue;
         }
         const Needs& needs = AllNeeds().at(row);
-        if (needs.overPaths) {
-            AddPathCases(needs.drivers, base, cases);
-            continue;
-        }
+        if (needs.over == Over::Paths) AddPathCases(needs.drivers, base, cases);
+        if (needs.over == Over::OnePath) AddSharingCases(base, cases);
+        if (needs.over != Over::Loopback) continue;
         for (const char* driver : needs.drivers)
             for (const bool oneCore : {true, false}) {
                 if (oneCore && !needs.settings) continue;

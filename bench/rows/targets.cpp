@@ -51,6 +51,12 @@ std::vector<CTarget> MakeTargets() {
         path("path_MB/s", where, true, least, "goodput, MB/s");
     path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
     path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");
+    for (const Sharing& sharing : Sharings()) {
+        const bool alike = std::string(sharing.driver) == sharing.beside;
+        const std::string text = std::string("share against ") + sharing.beside + "'s";
+        for (const auto& [atLeast, limit] : {std::pair{true, alike ? 0.8 : 0.3}, {false, alike ? 1.25 : 3.0}})
+            all.push_back({"sharing", text, "shared_ratio", SharingCaseID(sharing), "", atLeast, limit});
+    }
     std::stable_sort(all.begin(), all.end(), [](const CTarget& a, const CTarget& b) {
         const auto place = [](const CTarget& target) {
             return std::find(RowNames().begin(), RowNames().end(), target.row) - RowNames().begin();

@@ -25,7 +25,7 @@ void ListenAndWait(CSide& side) {
 void Receive(CSide& side, int times) {
     side.Connected();
     if (side.Port() != 1234) side.Fail("the port did not arrive");
-    CFrameSource source(side.Spec().frames, side.Spec().frameLen);
+    CFrameSource source(side);
     CBulkReceiver receiver(side);
     while (source.Next())
         for (int i = 0; i < times; ++i) receiver.OnFrame(source.Data(), source.Length());

@@ -43,6 +43,21 @@ TEST(BenchRun, BringsTheNumbersOfBothProcesses) {
     EXPECT_LE(ping.values.at("p50_us"), ping.values.at("p99_us"));
 }
 
+TEST(BenchRun, TwoBesideEachOtherCountTheSameTime) {
+    RunSpec spec = SpecOf("good");
+    spec.frames = UINT32_MAX;
+    spec.seconds = spec.pauseSeconds = 0.1;
+    spec.beside = "good";
+    const RunResult result = bench::Run(spec, {});
+    ASSERT_TRUE(result.ok) << result.why;
+    Values values = result.values;
+    EXPECT_GT(values["shared_MB/s"], 0);
+    EXPECT_DOUBLE_EQ(values["shared_ratio"], values["shared_MB/s"] / values["beside_MB/s"]);
+    spec.besideFirst = true;
+    spec.beside = "throwing";
+    EXPECT_EQ(bench::Run(spec, {}).why, "on purpose");
+}
+
 TEST(BenchRun, SidesTellEachOtherStepsAndBothBringNumbers) {
     const RunResult result = bench::Run(SpecOf("steps"), {});
     ASSERT_TRUE(result.ok) << result.why;

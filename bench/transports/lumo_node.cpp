@@ -17,9 +17,10 @@ constexpr uint32_t kFramesForStrangers = 16;
 
 bool HasAnybodyAnswered() {
     LumoLinkStatistics link{};
-    for (unsigned long i = 0; GetLinkStatistics(i, link); ++i)
+    unsigned long links = 0;
+    for (; GetLinkStatistics(links, link); ++links)
         if (link.ullPacketsReceived > 0) return true;
-    return false;
+    return links == 0;  // those over TCP are not listed, and have answered when they connected
 }
 
 class CBenchChannel : public CFileChannel {

@@ -1,4 +1,4 @@
-// SRT in file mode, as a stream; frames have a fixed length here.
+// SRT in file mode, as a stream, and in live mode, whose sender is told the rate; frames have a fixed length here.
 #include "bench/harness/frames.h"
 #include "bench/harness/sockets.h"
 #include "bench/transports/transports.h"
@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <srt/srt.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace bench {
@@ -15,6 +16,8 @@ namespace {
 constexpr int kFlightPackets = 65536;
 constexpr int kSrtBufferBytes = 64 * 1024 * 1024;
 constexpr int64_t kNoLimit = -1;
+constexpr double kShareOfPath = 0.96;
+constexpr int kLivePayload = 1456;  // the largest
 
 void Check(int result, const char* what) {
     if (result == SRT_ERROR) throw std::runtime_error(std::string(what) + ": " + srt_getlasterror_str());
@@ -22,18 +25,24 @@ void Check(int result, const char* what) {
 
 class CSrtSocket {
 public:
-    CSrtSocket() {
+    /// No rate: file mode.
+    explicit CSrtSocket(int64_t liveBytesPerSecond) : m_bLive(liveBytesPerSecond > 0) {
         srt_startup();
         srt_setloglevel(LOG_CRIT);
         m_socket = srt_create_socket();
         Check(m_socket, "srt_create_socket");
-        Set(SRTO_TRANSTYPE, SRTT_FILE);
+        Set(SRTO_TRANSTYPE, m_bLive ? SRTT_LIVE : SRTT_FILE);
+        if (m_bLive) {
+            Set(SRTO_PAYLOADSIZE, kLivePayload);
+            Set(SRTO_TSBPDMODE, false);  // at once, and nothing is given up: frames are to arrive whole
+            Set(SRTO_TLPKTDROP, false);
+        }
         Set(SRTO_FC, kFlightPackets);
         Set(SRTO_SNDBUF, kSrtBufferBytes);
         Set(SRTO_RCVBUF, kSrtBufferBytes);
         Set(SRTO_UDP_SNDBUF, kBufferBytes);
         Set(SRTO_UDP_RCVBUF, kBufferBytes);
-        Set(SRTO_MAXBW, kNoLimit);
+        Set(SRTO_MAXBW, m_bLive ? liveBytesPerSecond : kNoLimit);
     }
     ~CSrtSocket() {
         srt_close(m_socket);
@@ -63,16 +72,17 @@ public:
     }
     void SendAll(const char* data, int length) {
         while (length > 0) {
-            const int sent = srt_send(m_socket, data, length);
+            const int sent = m_bLive ? srt_sendmsg(m_socket, data, std::min(length, kLivePayload), -1, 1)
+                                     : srt_send(m_socket, data, length);
             Check(sent, "srt_send");
             data += sent;
             length -= sent;
         }
     }
-    /// False at the end of the connection.
+    /// False at the end of the connection. In live mode there must be room for a whole message behind the last byte.
     bool ReceiveAll(char* data, int length) {
         while (length > 0) {
-            const int got = srt_recv(m_socket, data, length);
+            const int got = srt_recv(m_socket, data, m_bLive ? kLivePayload : length);
             if (got <= 0) return false;
             data += got;
             length -= got;
@@ -86,12 +96,13 @@ private:
         Check(srt_setsockflag(m_socket, option, &value, sizeof value), "srt_setsockflag");
     }
 
+    const bool m_bLive;
     SRTSOCKET m_socket = SRT_INVALID_SOCK;
     SRTSOCKET m_listener = SRT_INVALID_SOCK;
 };
 
-void Send(CSide& side) {
-    CSrtSocket socket;
+void SendAt(CSide& side, int64_t rate) {
+    CSrtSocket socket(rate);
     socket.Dial(side.Port());
     side.Connected();
     CFrameSource source(side);
@@ -99,37 +110,57 @@ void Send(CSide& side) {
     side.WaitForStop();
 }
 
-void Receive(CSide& side) {
-    CSrtSocket socket;
+void ReceiveAt(CSide& side, int64_t rate) {
+    CSrtSocket socket(rate);
     side.Listening(socket.Listen());
     socket.Accept();
     side.Connected();
     CBulkReceiver receiver(side);
-    std::vector<char> frame(side.Spec().frameLen);
+    const int length = static_cast<int>(side.Spec().frameLen);
+    std::vector<char> frame(side.Spec().frameLen + kLivePayload);
     while (!receiver.Done()) {
-        if (!socket.ReceiveAll(frame.data(), static_cast<int>(frame.size()))) {
+        if (!socket.ReceiveAll(frame.data(), length)) {
             if (receiver.Finished()) break;
             throw std::runtime_error("the SRT connection ended early");
         }
-        receiver.OnFrame(frame.data(), static_cast<int>(frame.size()));
+        receiver.OnFrame(frame.data(), length);
     }
     side.WaitForStop();
 }
 
-nlohmann::json Settings() {
+/// A little less than the path carries, which would only fill its queue.
+int64_t BytesPerSecond(const CSide& side) {
+    return static_cast<int64_t>(kShareOfPath * side.Spec().path.megabits * 1e6 / 8);
+}
+
+void Send(CSide& side) { SendAt(side, 0); }
+void Receive(CSide& side) { ReceiveAt(side, 0); }
+void SendLive(CSide& side) { SendAt(side, BytesPerSecond(side)); }
+void ReceiveLive(CSide& side) { ReceiveAt(side, BytesPerSecond(side)); }
+
+nlohmann::json SettingsOf(const char* mode, const char* rate) {
     const uint32_t version = srt_getversion();
     return {{"version", std::to_string(version >> 16) + "." + std::to_string((version >> 8) & 255) + "." +
                             std::to_string(version & 255)},
-            {"mode", "SRTT_FILE, stream, congestion control 'file'"},
+            {"mode", mode},
             {"SRTO_FC", kFlightPackets},
             {"SRTO_SNDBUF, SRTO_RCVBUF", kSrtBufferBytes},
             {"SRTO_UDP_SNDBUF, SRTO_UDP_RCVBUF", kBufferBytes},
-            {"SRTO_MAXBW", "unlimited"},
+            {"SRTO_MAXBW", rate},
             {"encryption", "none"}};
+}
+
+nlohmann::json Settings() { return SettingsOf("SRTT_FILE, stream, congestion control 'file'", "unlimited"); }
+nlohmann::json LiveSettings() {
+    return SettingsOf("SRTT_LIVE, messages of 1,456 bytes in order, SRTO_TSBPDMODE and SRTO_TLPKTDROP off",
+                      "0.96 of the path's rate");
 }
 
 }  // namespace
 
-std::vector<CDriver> SrtDrivers() { return {{"srt", Role::Receiver, Listener::Receiver, Send, Receive, Settings}}; }
+std::vector<CDriver> SrtDrivers() {
+    return {{"srt", Role::Receiver, Listener::Receiver, Send, Receive, Settings},
+            {"srt-live", Role::Receiver, Listener::Receiver, SendLive, ReceiveLive, LiveSettings}};
+}
 
 }  // namespace bench

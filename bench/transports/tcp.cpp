@@ -136,19 +136,24 @@ void Echo(CSide& side) {
     side.WaitForStop();
 }
 
-nlohmann::json Settings() {
-    return {{"framing", "four-byte length, one sendmsg a frame, receive buffer of 1 MiB"},
+nlohmann::json SettingsWith(const char* congestionControl) {
+    return {{"TCP_CONGESTION", congestionControl},
+            {"framing", "four-byte length, one sendmsg a frame, receive buffer of 1 MiB"},
             {"TCP_NODELAY", true},
             {"socket buffers", "the kernel's automatic ones"},
             {"threads", "one a side, blocking calls"}};
 }
 
+nlohmann::json Settings() { return SettingsWith("the kernel's usual one"); }
+nlohmann::json CubicSettings() { return SettingsWith("cubic"); }
+nlohmann::json BbrSettings() { return SettingsWith("bbr"); }
+
 }  // namespace
 
 std::vector<CDriver> TcpDrivers() {
     return {{"tcp", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
-            {"tcp-cubic", Role::Receiver, Listener::Receiver, SendCubic, ReceiveBulk, Settings},
-            {"tcp-bbr", Role::Receiver, Listener::Receiver, SendBbr, ReceiveBulk, Settings},
+            {"tcp-cubic", Role::Receiver, Listener::Receiver, SendCubic, ReceiveBulk, CubicSettings},
+            {"tcp-bbr", Role::Receiver, Listener::Receiver, SendBbr, ReceiveBulk, BbrSettings},
             {"tcp-pictures", Role::Receiver, Listener::Receiver, SendBulk, ReceiveBulk, Settings},
             {"tcp-ping", Role::Sender, Listener::Receiver, Ping, Echo, Settings}};
 }

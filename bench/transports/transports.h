@@ -20,6 +20,7 @@ std::vector<CDriver> AudioPlainDrivers();
 std::vector<CDriver> EnetDrivers();
 std::vector<CDriver> SrtDrivers();
 std::vector<CDriver> UsrsctpDrivers();
+std::vector<CDriver> QuicDrivers();
 std::vector<CDriver> TcpDrivers();
 std::vector<CDriver> DatagramDrivers();
 

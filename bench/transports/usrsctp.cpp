@@ -18,6 +18,7 @@ namespace {
 constexpr uint16_t kSctpPort = 5001;  // inside the UDP encapsulation, where nothing else is
 constexpr int kFinishAttempts = 500;
 constexpr uint32_t kSpace = 256 * 1024;  // more overruns its UDP socket, whose buffer it does not let one raise
+constexpr uint32_t kPathSpace = 8 * 1024 * 1024;  // over a path, which hands over one packet after another
 constexpr uint32_t kChunks = 65536;
 
 void Check(bool good, const char* what) {
@@ -28,10 +29,10 @@ uint16_t FreeUdpPort() { return CSocket(SOCK_DGRAM).Bind(0); }
 
 class CSctpSocket {
 public:
-    explicit CSctpSocket(uint16_t udpPort) {
+    CSctpSocket(uint16_t udpPort, uint32_t space) {
         usrsctp_init(udpPort, nullptr, nullptr);
-        usrsctp_sysctl_set_sctp_sendspace(kSpace);
-        usrsctp_sysctl_set_sctp_recvspace(kSpace);
+        usrsctp_sysctl_set_sctp_sendspace(space);
+        usrsctp_sysctl_set_sctp_recvspace(space);
         usrsctp_sysctl_set_sctp_max_chunks_on_queue(kChunks);
         usrsctp_sysctl_set_sctp_ecn_enable(0);
         usrsctp_sysctl_set_sctp_no_csum_on_loopback(1);
@@ -82,6 +83,9 @@ public:
         return static_cast<int>(got);
     }
 
+    /// Whether Receive would not wait.
+    bool HasNews() { return (usrsctp_get_events(m_pSocket) & SCTP_EVENT_READ) != 0; }
+
 private:
     template <class TValue>
     void Set(int option, const TValue& value) {
@@ -92,8 +96,10 @@ private:
     struct socket* m_pListener = nullptr;
 };
 
+uint32_t Space(const CSide& side) { return side.Spec().path.IsEmulated() ? kPathSpace : kSpace; }
+
 void Send(CSide& side) {
-    CSctpSocket socket(FreeUdpPort());
+    CSctpSocket socket(FreeUdpPort(), Space(side));
     socket.Dial(side.Port());
     side.Connected();
     CFrameSource source(side);
@@ -101,9 +107,15 @@ void Send(CSide& side) {
     side.WaitForStop();
 }
 
+/// A run of a time: so that its sender does not block. Nor does this, since a sender that ends may leave much unsent.
+void Drain(CSide& side, CSctpSocket& socket, std::vector<char>& room) {
+    while (side.Spec().seconds > 0 && !side.Stopped(socket.HasNews() ? 0 : 1))
+        if (socket.HasNews() && socket.Receive(room.data(), static_cast<int>(room.size())) <= 0) return;
+}
+
 void Receive(CSide& side) {
     const uint16_t udpPort = FreeUdpPort();
-    CSctpSocket socket(udpPort);
+    CSctpSocket socket(udpPort, Space(side));
     socket.Listen();
     side.Listening(udpPort);
     socket.Accept();
@@ -111,24 +123,25 @@ void Receive(CSide& side) {
     CBulkReceiver receiver(side);
     std::vector<char> frame(side.Spec().frameLen);
     const int length = static_cast<int>(frame.size());
-    while (!receiver.Done()) {
+    while (!receiver.Finished()) {
         int have = 0;
         while (have < length) {
             const int got = socket.Receive(frame.data() + have, length - have);
-            if (got <= 0 && receiver.Finished()) return side.WaitForStop();
             Check(got > 0, "usrsctp_recvv");
             have += got;
         }
         receiver.OnFrame(frame.data(), length);
     }
+    Drain(side, socket, frame);
     side.WaitForStop();
 }
 
 nlohmann::json Settings() {
     return {{"version", USRSCTP_VERSION},
-            {"encapsulation", "UDP on loopback"},
+            {"encapsulation", "UDP"},
             {"socket", "one-to-one, SCTP_NODELAY, one stream, ordered"},
             {"sctp_sendspace, sctp_recvspace", kSpace},
+            {"the same over a path", kPathSpace},
             {"sctp_max_chunks_on_queue", kChunks},
             {"sctp_no_csum_on_loopback", 1},
             {"sctp_ecn_enable", 0}};
