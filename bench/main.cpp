@@ -1,9 +1,8 @@
 // lumo_bench: measures the library beside other transports, in one interleaved run.
 #include "bench/harness/child.h"
 #include "bench/harness/run.h"
-#include "bench/report/json.h"
 #include "bench/report/machine.h"
-#include "bench/report/svg.h"
+#include "bench/report/store.h"
 #include "bench/report/table.h"
 
 #include <CLI/CLI.hpp>
@@ -12,7 +11,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 
 using namespace bench;
@@ -31,7 +29,8 @@ struct Options {
 };
 
 void Describe(CLI::App& app, Options& options) {
-    app.add_option("--only", options.rows, "Only these rows: " + CLI::detail::join(RowNames(), ", "))
+    app.add_option("--only", options.rows,
+                   "Only these rows: " + CLI::detail::join(RowNames(), ", ") + " (default: all on loopback)")
         ->delimiter(',')
         ->check(CLI::IsMember(RowNames()));
     app.add_option("--drivers", options.drivers, "Of those rows only these drivers")->delimiter(',');
@@ -47,14 +46,18 @@ void Describe(CLI::App& app, Options& options) {
     app.add_option("--paced-frames", options.amounts.pacedFrames, "Of an audio or video run, at the medium's pace")
         ->check(CLI::PositiveNumber);
     app.add_option("--pictures", options.amounts.pictures, "Of a desktop run")->check(CLI::Range(2U, 1000000U));
-    app.add_option("--path-seconds", options.amounts.pathSeconds, "Of a run over a path")->check(CLI::PositiveNumber);
-    app.add_option("--paths", options.paths, "Of the row path only paths whose names contain one of these")
+    app.add_option("--path-seconds", options.amounts.pathSeconds,
+                   "Of a run over a path; sharing rows take 5 times that")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--paths", options.paths,
+                   "Of the row path only these paths, of sharing only these queues, e.g. \"50 ms, 1 %;4 queues\"")
         ->delimiter(';');
     app.add_option("--deadline", options.run.deadlineSeconds, "Seconds after which a run is killed")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--out", options.outFolder,
-                   "Where results.json and bulk.svg go (default: docs/bench, for a full run)");
+                   "Where results.json and the pictures go, beside what they have of other rows (default: docs/bench, "
+                   "for full runs of rows)");
     app.add_option("--lumo", options.run.lumoProgram, "The lumo program that is the relay server");
     app.add_option("--child", options.childFd)->group("");
 }
@@ -63,21 +66,23 @@ std::string BesideThisProgram(const char* path) {
     return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / path).lexically_normal();
 }
 
+/// Of its rows: nothing is left out or shortened.
 bool IsFull(const Options& options) {
     const RunSpec full;
-    return options.rows.empty() && options.drivers.empty() && options.rounds >= 5 &&
+    return options.drivers.empty() && options.paths.empty() && options.rounds >= 5 &&
            options.amounts.frames == full.frames && options.amounts.roundTrips == full.roundTrips &&
            options.amounts.idleSeconds == full.idleSeconds && options.amounts.sinks == full.sinks &&
            options.amounts.burstFrames == full.burstFrames && options.amounts.pacedFrames == full.pacedFrames &&
-           options.amounts.pictures == full.pictures;
+           options.amounts.pictures == full.pictures && options.amounts.pathSeconds == full.pathSeconds;
 }
 
 bool IsChosen(const CCase& one, const Options& options) {
     if (!options.drivers.empty() && std::count(options.drivers.begin(), options.drivers.end(), one.spec.driver) == 0)
         return false;
     return options.paths.empty() ||
-           std::any_of(options.paths.begin(), options.paths.end(),
-                       [&](const std::string& name) { return one.id.find(name) != std::string::npos; });
+           std::any_of(options.paths.begin(), options.paths.end(), [&](const std::string& name) {
+               return one.id.ends_with((one.spec.beside.empty() ? " over " : ", ") + name);
+           });
 }
 
 std::vector<CCase> ChosenCases(const Options& options) {
@@ -105,37 +110,28 @@ Measurements RunAll(const std::vector<CCase>& cases, const Options& options) {
     return measurements;
 }
 
-void Write(const std::filesystem::path& path, const std::string& text) {
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path) << text;
-    std::cout << "written: " << path.filename().string() << '\n';
-}
-
 int RunBench(Options& options) {
     if (options.outFolder.empty() && IsFull(options)) options.outFolder = LUMO_SOURCE_DIR "/docs/bench";
-    if (options.rows.empty()) options.rows = RowNames();
+    if (options.rows.empty()) options.rows = UsualRows();
     if (options.run.lumoProgram.empty()) options.run.lumoProgram = BesideThisProgram("../tools/lumo/lumo");
     char temp[] = "/tmp/lumo_bench.XXXXXX";
     if (!mkdtemp(temp)) return 1;
     options.run.tempFolder = temp;
 
-    nlohmann::json machine = DescribeMachine();
-    machine["load before"] = LoadAverage();
-    const std::vector<CCase> cases = ChosenCases(options);
-    const Measurements measurements = RunAll(cases, options);
-    machine["load after"] = LoadAverage();
+    Results results;
+    results.rows = options.rows;
+    results.rounds = options.rounds;
+    results.machine = DescribeMachine();
+    results.machine["load before"] = LoadAverage();
+    results.cases = ChosenCases(options);
+    results.measurements = RunAll(results.cases, options);
+    results.machine["load after"] = LoadAverage();
     std::filesystem::remove_all(temp);
 
-    const std::vector<CJudged> judged = Judge(options.rows, measurements);
-    PrintMeasurements(std::cout, cases, measurements);
-    PrintTargets(std::cout, judged);
-    if (options.outFolder.empty()) return 0;
-    const std::filesystem::path folder = options.outFolder;
-    Write(folder / "results.json", ToJson(cases, measurements, judged, machine).dump(1) + "\n");
-    const std::string caption =
-        machine["processor"].get<std::string>() + ", " + std::to_string(machine["cores"].get<long>()) + " cores, " +
-        machine["kernel"].get<std::string>() + "; loopback, median of " + std::to_string(options.rounds) + " runs";
-    Write(folder / "bulk.svg", DrawBulk(measurements, caption));
+    results.judged = Judge(options.rows, results.measurements);
+    PrintMeasurements(std::cout, results.cases, results.measurements);
+    PrintTargets(std::cout, results.judged);
+    if (!options.outFolder.empty()) Store(options.outFolder, results);
     return 0;
 }
 

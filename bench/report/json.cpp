@@ -3,6 +3,9 @@
 #include "bench/harness/driver.h"
 #include "bench/report/table.h"
 
+#include <set>
+#include <utility>
+
 using nlohmann::json;
 
 namespace bench {
@@ -26,9 +29,9 @@ json Runs(const CMeasured& measured) {
 }  // namespace
 
 json ToJson(const std::vector<CCase>& cases, const Measurements& measurements, const std::vector<CJudged>& judged,
-            const json& machine) {
+            const json& machines) {
     json result{
-        {"machine", machine}, {"transports", json::object()}, {"cases", json::array()}, {"targets", json::array()}};
+        {"machines", machines}, {"transports", json::object()}, {"cases", json::array()}, {"targets", json::array()}};
     for (const CCase& one : cases) {
         const CMeasured& measured = measurements.at(one.id);
         if (const CDriver* driver = FindDriver(one.spec.driver))
@@ -50,6 +53,27 @@ json ToJson(const std::vector<CCase>& cases, const Measurements& measurements, c
                                      {"failed_runs", one.failedRuns},
                                      {"verdict", VerdictName(one.verdict)}});
     return result;
+}
+
+json Merge(const json& earlier, json measured) {
+    std::set<std::string> planned;
+    for (const CCase& one : PlanCases(RowNames(), {})) planned.insert(one.id);
+    for (const json& one : measured["cases"]) planned.erase(one["case"]);
+    json cases = json::array(), targets = json::array();
+    for (const json& one : earlier["cases"])
+        if (planned.count(one["case"])) cases.push_back(one);
+    for (const json& one : earlier["targets"])
+        if (!measured["machines"].contains(one["row"])) targets.push_back(one);
+    for (const auto& [all, kept] : {std::pair{"cases", &cases}, {"targets", &targets}}) {
+        for (const json& one : measured[all]) kept->push_back(one);
+        measured[all] = *kept;
+    }
+    for (const char* all : {"machines", "transports"}) {
+        json both = earlier[all];
+        both.update(measured[all]);
+        measured[all] = both;
+    }
+    return measured;
 }
 
 }  // namespace bench

@@ -1,23 +1,22 @@
 #include "bench/report/svg.h"
 
+#include "bench/report/drawing.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <vector>
 
 namespace bench {
 
 namespace {
 
-constexpr double kWidth = 960;
 constexpr double kLabelsEnd = 230;  // where bars begin
 constexpr double kRateEnd = 640;    // where the longest rate bar ends
 constexpr double kCostBegin = 730;
 constexpr double kCostEnd = 890;
 constexpr double kTop = 104;
 constexpr double kRowHeight = 48;
-constexpr double kBarHeight = 14;
 
 struct Row {
     const char* driver;
@@ -32,18 +31,6 @@ constexpr std::array<Row, 7> kRows = {{{"lumo", "lumomedia, UDP", true},
                                        {"usrsctp", "usrsctp", false},
                                        {"tcp", "plain framed TCP", false}}};
 
-std::string Format(const char* format, double a, double b = 0, double c = 0, double d = 0) {
-    std::array<char, 256> text{};
-    std::snprintf(text.data(), text.size(), format, a, b, c, d);
-    return text.data();
-}
-
-std::string Escaped(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) escaped += c == '&' ? "&amp;" : c == '<' ? "&lt;" : std::string(1, c);
-    return escaped;
-}
-
 double Figure(const Measurements& all, const Row& row, bool oneCore, const char* value) {
     const auto found = all.find(CaseID(row.driver, oneCore));
     return found == all.end() ? 0 : found->second.Median(value);
@@ -57,35 +44,6 @@ double RoundUp(double value) {
         if (step * power >= value) return step * power;
     return 10 * power;
 }
-
-class CDrawing {
-public:
-    explicit CDrawing(size_t rows) {
-        const double height = kTop + static_cast<double>(rows) * kRowHeight + 56;
-        m_text = Format(
-            "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %.0f %.0f\" width=\"%.0f\" "
-            "height=\"%.0f\" font-family=\"sans-serif\" font-size=\"14\">\n",
-            kWidth, height, kWidth, height);
-        m_text += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
-    }
-    void Text(double x, double y, const std::string& text, const char* style) {
-        m_text += Format("<text x=\"%.1f\" y=\"%.1f\" ", x, y) + style + ">" + Escaped(text) + "</text>\n";
-    }
-    void Bar(double x, double y, double width, const char* colour) {
-        m_text += Format("<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" rx=\"2\" ", x, y,
-                         std::max(width, 1.0), kBarHeight) +
-                  "fill=\"" + colour + "\"/>\n";
-    }
-    void Grid(double x, double bottom, const std::string& label) {
-        m_text += Format("<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" ", x, kTop - 8, x) +
-                  Format("y2=\"%.1f\" stroke=\"#e3e6ea\"/>\n", bottom);
-        Text(x, bottom + 16, label, "text-anchor=\"middle\" font-size=\"11\" fill=\"#6b7280\"");
-    }
-    std::string Finish() { return m_text + "</svg>\n"; }
-
-private:
-    std::string m_text;
-};
 
 struct Panel {
     const char* value;
@@ -104,7 +62,9 @@ const char* Colour(bool ours, bool oneCore) {
 void DrawGrid(CDrawing& drawing, const Panel& panel, double bottom, int steps) {
     for (int i = 0; i <= steps; ++i) {
         const double figure = panel.most * i / steps;
-        drawing.Grid(panel.begin + panel.Length(figure), bottom, Format("%g", figure));
+        const double x = panel.begin + panel.Length(figure);
+        drawing.Line(x, kTop - 8, x, bottom, kGridColour);
+        drawing.Text(x, bottom + 16, Format("%g", figure), "text-anchor=\"middle\" font-size=\"11\" fill=\"#6b7280\"");
     }
 }
 
@@ -145,7 +105,7 @@ std::string DrawBulk(const Measurements& measurements, const std::string& captio
                 panel.most = std::max(panel.most, Figure(measurements, row, oneCore, panel.value));
     }
     for (Panel& panel : panels) panel.most = RoundUp(panel.most);
-    CDrawing drawing(rows.size());
+    CDrawing drawing(kTop + static_cast<double>(rows.size()) * kRowHeight + 56);
     DrawHead(drawing, caption);
     const double bottom = kTop + static_cast<double>(rows.size()) * kRowHeight - 8;
     DrawGrid(drawing, panels[0], bottom, 5);

@@ -1,4 +1,4 @@
-// The picture of the bulk rows.
+// The pictures of the bulk rows and of the row "path".
 #pragma once
 
 #include "bench/rows/measured.h"
@@ -9,5 +9,8 @@ namespace bench {
 
 /// Two bar charts: MB/s with one core and free, and processor seconds per GB. Reliable transports only.
 std::string DrawBulk(const Measurements& measurements, const std::string& caption);
+
+/// Goodput against loss at 50 ms, and against the round trip at 1 %: one curve a driver.
+std::string DrawPaths(const Measurements& measurements, const std::string& caption);
 
 }  // namespace bench

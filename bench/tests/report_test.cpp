@@ -1,5 +1,6 @@
 #include "bench/harness/stats.h"
 #include "bench/report/json.h"
+#include "bench/report/markdown.h"
 #include "bench/report/svg.h"
 #include "bench/report/table.h"
 
@@ -57,7 +58,8 @@ TEST(BenchStats, MiddleTailAndSlope) {
 }
 
 TEST(BenchTargets, BothSidesOfALimit) {
-    const std::string lumo = CaseID("lumo", true), enet = CaseID("enet", true), video = CaseID("lumo-video", false);
+    const std::string lumo = CaseID("lumo", true), enet = CaseID("enet", true), video = CaseID("lumo-video", false),
+                      alike = "lumo-wide, then lumo-wide, 4 queues", cubic = "tcp-cubic, then lumo-wide, 1 queue";
     const struct {
         const char* row;
         std::string of, against;
@@ -73,6 +75,9 @@ TEST(BenchTargets, BothSidesOfALimit) {
         {"video", video, "", "frames/s", 29.7, 0, Verdict::Met},
         {"video", video, "", "frames/s", 29.6, 0, Verdict::Missed},
         {"video", video, "", "cpu_exponent", 1.11, 0, Verdict::Missed},
+        {"sharing", alike, "", "shared_ratio", 0.8, 0, Verdict::Met},
+        {"sharing", alike, "", "shared_ratio", 0.79, 0, Verdict::Missed},
+        {"sharing", cubic, "", "shared_ratio", 0.3, 0, Verdict::Met},
     };
     for (const auto& row : rows) {
         Measurements all = Everything(1);
@@ -120,6 +125,35 @@ TEST(BenchPicture, BarsAreAsLongAsTheFiguresAreLarge) {
     ASSERT_GE(widths.size(), 4U);
     EXPECT_EQ(widths.count(*widths.rbegin()), 2U);
     EXPECT_EQ(widths.count(*widths.rbegin() / 4), 2U);
+}
+
+TEST(BenchPicture, CurvesAndTablesHaveAPointForEachPath) {
+    Measurements all = Everything(1);
+    Set(all, PathCaseID("lumo-wide", "50 ms, 5 %"), "path_MB/s", 12.5);
+    Set(all, PathCaseID("lumo-wide", "20 ms, 1 %"), "path_MB/s", 6.25);
+    const std::string svg = DrawPaths(all, "");
+    for (const char* points : {" 334.7,380.0 470.0,104.0 \"", "points=\"560.0,254.0 740.0,380.0 920.0,380.0 \""})
+        EXPECT_NE(svg.find(points), std::string::npos) << svg;
+    const std::string document = "a\n<!-- table path -->\nold\n<!-- end -->\nb\n";
+    EXPECT_EQ(WithTable(document, "path", "new\n"), "a\n<!-- table path -->\n\nnew\n\n<!-- end -->\nb\n");
+    EXPECT_EQ(WithTable(document, "sharing", "new\n"), document);
+    EXPECT_NE(PathTable(all).find("\n| 20 ms, 1 % | 6.25 | 1.00 |"), std::string::npos) << PathTable(all);
+}
+
+TEST(BenchResults, RowsMeasuredLaterReplaceTheirOwnOnly) {
+    const auto measured = [](const std::string& row, double figure) {
+        const Measurements all = Everything(figure);
+        return ToJson(PlanCases({row}, {}), all, Judge({row}, all), {{row, figure}});
+    };
+    const nlohmann::json both = Merge(measured("bulk", 1), measured("path", 1));
+    EXPECT_EQ(both["cases"].size(), PlanCases({"bulk", "path"}, {}).size());
+    EXPECT_EQ(both["targets"].size(), Judge({"bulk", "path"}, {}).size());
+    const nlohmann::json later = Merge(both, measured("path", 2));
+    EXPECT_EQ(later["cases"].size(), both["cases"].size());
+    EXPECT_EQ(later["targets"].size(), both["targets"].size());
+    EXPECT_EQ(later["machines"], (nlohmann::json{{"bulk", 1.0}, {"path", 2.0}}));
+    EXPECT_EQ(later["targets"].front()["reached"], 1);
+    EXPECT_EQ(later["targets"].back()["reached"], 2);
 }
 
 TEST(BenchPlan, ARowAsksForWhatItsTargetsCompareAndNoCaseTwice) {

@@ -110,7 +110,8 @@ void ReceiveBulk(CSide& side) {
     const auto host = ConnectedHost(side, true);
     CBulkReceiver receiver(side);
     while (!receiver.Done())
-        host->Serve(kConnectMs, [&](const char* data, int length) { receiver.OnFrame(data, length); });
+        host->Serve(receiver.Finished() ? kWaitMs : kConnectMs,
+                    [&](const char* data, int length) { receiver.OnFrame(data, length); });
     ServeUntilStopped(side, *host);
 }
 

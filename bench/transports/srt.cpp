@@ -42,6 +42,7 @@ public:
         Set(SRTO_RCVBUF, kSrtBufferBytes);
         Set(SRTO_UDP_SNDBUF, kBufferBytes);
         Set(SRTO_UDP_RCVBUF, kBufferBytes);
+        Set(SRTO_LINGER, linger{});  // what a run of a time leaves unsent goes nowhere
         Set(SRTO_MAXBW, m_bLive ? liveBytesPerSecond : kNoLimit);
     }
     ~CSrtSocket() {
