@@ -104,6 +104,7 @@ void CRun::AddPath(Values& values) const {
 CProcess::Options CRun::ProcessOptions(const char* name) const {
     CProcess::Options options;
     if (m_spec.oneCore) options.core = TheCore();
+    if (!m_options.tempFolder.empty()) options.environment["TMPDIR"] = m_options.tempFolder;
     options.environment["LUMO_LOG"] = m_spec.logOn ? m_options.tempFolder + "/" + name + ".log" : "off";
     return options;
 }

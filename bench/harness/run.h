@@ -11,7 +11,7 @@ namespace bench {
 struct RunOptions {
     int deadlineSeconds = 60;  // of the whole run; its processes are killed when it passes
     std::string lumoProgram;   // the relay server's program
-    std::string tempFolder;    // for logs
+    std::string tempFolder;    // for logs and whatever drivers need; outlives their processes
 };
 
 /// Never throws for what happens in the run's processes: that is a failed result.

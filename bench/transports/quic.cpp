@@ -48,8 +48,8 @@ CProcess::Options Silent() {
 class CTempFolder {
 public:
     CTempFolder() {
-        char name[] = "/tmp/lumo_quic.XXXXXX";
-        if (!mkdtemp(name)) throw std::runtime_error("mkdtemp");
+        std::string name = std::filesystem::temp_directory_path() / "quic.XXXXXX";
+        if (!mkdtemp(name.data())) throw std::runtime_error("mkdtemp");
         m_folder = name;
     }
     ~CTempFolder() {
