@@ -77,7 +77,9 @@ const std::vector<std::string>& RowNames() {
 
 std::vector<std::string> UsualRows() {
     std::vector<std::string> rows = RowNames();
-    std::erase_if(rows, [](const std::string& row) { return !AllNeeds().count(row) || AllNeeds().at(row).over != Over::Loopback; });
+    std::erase_if(rows, [](const std::string& row) {
+        return !AllNeeds().count(row) || AllNeeds().at(row).over != Over::Loopback;
+    });
     return rows;
 }
 

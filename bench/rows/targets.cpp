@@ -1,5 +1,7 @@
 #include "bench/rows/targets.h"
 
+#include "bench/rows/applications.h"
+
 #include <algorithm>
 
 namespace bench {
@@ -57,6 +59,7 @@ std::vector<CTarget> MakeTargets() {
         for (const auto& [atLeast, limit] : {std::pair{true, alike ? 0.8 : 0.3}, {false, alike ? 1.25 : 3.0}})
             all.push_back({"sharing", text, "shared_ratio", SharingCaseID(sharing), "", atLeast, limit});
     }
+    for (const CTarget& target : ApplicationTargets()) all.push_back(target);
     std::stable_sort(all.begin(), all.end(), [](const CTarget& a, const CTarget& b) {
         const auto place = [](const CTarget& target) {
             return std::find(RowNames().begin(), RowNames().end(), target.row) - RowNames().begin();

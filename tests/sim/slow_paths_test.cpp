@@ -208,8 +208,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, CSlowPath,
                                           testing::Bool()),
                          NameOf);
 INSTANTIATE_TEST_SUITE_P(Wide, CSlowPath,
-                         testing::Combine(testing::ValuesIn(std::begin(kRows) + 1, std::end(kRows)),
-                                          testing::Values(Way::Wide), testing::Bool()),
+                         testing::Combine(testing::ValuesIn(kRows), testing::Values(Way::Wide), testing::Bool()),
                          NameOf);
 
 using CDeadPath = CSlowPath;

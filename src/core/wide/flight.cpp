@@ -49,10 +49,10 @@ void CFlight::Carry(uint64_t sentAt, uint64_t number) {
 }
 
 bool CFlight::FindLost(uint64_t& number) {
-    for (; !m_lost.IsEmpty(); m_lost.PopFront()) {
-        number = m_lost[m_lost.First()];
-        if (!m_packets.Has(number) || m_packets[number].state != State::Lost) continue;
-        return true;
+    while (!m_lost.IsEmpty()) {
+        number = m_lost.All().front().first;
+        if (m_packets.Has(number) && m_packets[number].state == State::Lost) return true;
+        m_lost.DropBefore(number + 1);
     }
     return false;
 }
@@ -165,7 +165,7 @@ void CFlight::ForgetArrived(uint64_t now, uint8_t givenBack) {
     for (const Interval& interval : m_arrived.All())
         for (uint64_t number = interval.first; number < interval.end; ++number) {
             m_packets[number].state = State::Lost;
-            m_lost.PushBack(number);
+            AddLost(number);
         }
     m_arrived.Clear();
 }
@@ -174,7 +174,7 @@ void CFlight::Lose(Packet& packet, uint64_t number) {
     packet.state = State::Lost;
     m_nInFlight -= Cost(packet);
     m_model.OnLost(Cost(packet));
-    m_lost.PushBack(number);
+    AddLost(number);
     ++m_nLost;
 }
 

@@ -47,7 +47,7 @@ public:
     uint32_t OnSent(uint64_t now, uint64_t number);
     /// A packet that left in the given form, whose transmissions nobody can tell apart.
     void Carry(uint64_t sentAt, uint64_t number);
-    /// The next packet that is lost and not sent again; false: none is.
+    /// The oldest packet that is lost and not sent again, since all behind it waits for it; false: none is.
     bool FindLost(uint64_t& number);
 
     /// False for one that cannot be: it tells of packets that were never sent.
@@ -87,6 +87,9 @@ private:
     void NoteReordering(uint64_t transmission);
     void FindLosses(uint64_t now);
     void Lose(Packet& packet, uint64_t number);
+    void AddLost(uint64_t number) {
+        m_lost.Add({number, number + 1}, [](uint64_t) {});
+    }
     uint64_t LossDelay() const;
     uint32_t Cost(const Packet& packet) const {
         return static_cast<uint32_t>(packet.piece.length + session::kHeaderLen + kDatagramOverhead);
@@ -95,7 +98,7 @@ private:
     CPathModel& m_model;
     CRing<Packet> m_packets;
     CRing<Transmission> m_transmissions;
-    CRing<uint64_t> m_lost;    // some of them may have arrived since
+    CIntervals m_lost;         // some of them may have arrived or left again since
     CIntervals m_arrived;      // beyond First()
     uint64_t m_nScan = 0;      // transmissions before it are settled
     uint64_t m_nHighest = 0;   // the transmissions up to before this one: the latest that is known to have arrived
