@@ -1,5 +1,6 @@
 // Two wide sessions, each as sender and receiver: what they say to each other is changed, dropped, repeated and mixed
 // with what the input makes up.
+#include "core/wide/wide_session.h"
 #include "core/session.h"
 #include "support/reach.h"
 #include "support/records.h"

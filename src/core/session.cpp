@@ -1,5 +1,6 @@
 #include "core/session.h"
 
+#include "core/wide/wide_session.h"
 #include "platform/lumobase/undo.h"
 
 #include <algorithm>

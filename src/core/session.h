@@ -7,7 +7,7 @@
 #include "core/sctp_session_sender.h"
 #include "core/session_constants.h"
 #include "core/session_statistics.h"
-#include "core/wide/wide_session.h"
+#include "core/wide/wide_owner.h"
 #include "platform/lumobase/data_buffer.h"
 
 #include <atomic>
@@ -68,13 +68,13 @@ public:
     /// After an acknowledgement: whether another pass could send something, or the next frame can enter.
     bool WantsPass() { return IsWindowEmpty() || IsWideSending() || CanAdmit() || IsMoreDue(); }
     /// Whether this side's packets leave as those of a wide session.
-    bool IsWideSending() const { return m_pWide && m_pWide->IsSending(); }
+    bool IsWideSending() const;
     /// When a wide session has something to do that nothing else brings about, in microseconds; 0: never.
-    uint64_t DueAt() const { return m_pWide ? m_pWide->DueAt() : 0; }
+    uint64_t DueAt() const;
     /// Does that: an acknowledgement that waited for company, a look at an old gap. The worker's.
     void DoDue(uint64_t now);
     /// When a pass has something to send or to find lost that no acknowledgement brings about; 0: never.
-    uint64_t SendDueAt() const { return IsWideSending() ? m_pWide->SendDueAt() : 0; }
+    uint64_t SendDueAt() const;
     /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.
     void OnSCTPSessionReceivedData(char* packet, int length);
     /// The advertised window, clamped to 16..160.

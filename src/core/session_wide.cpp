@@ -1,5 +1,6 @@
 // The session towards a far side that is wide, too.
 #include "core/session.h"
+#include "core/wide/wide_session.h"
 #include "platform/lumobase/clock.h"
 
 #include <new>
@@ -26,6 +27,10 @@ void CSession::CloseWide() {
     m_nUndelivered = 0;
     m_nUndeliveredBytes = 0;
 }
+
+bool CSession::IsWideSending() const { return m_pWide && m_pWide->IsSending(); }
+uint64_t CSession::DueAt() const { return m_pWide ? m_pWide->DueAt() : 0; }
+uint64_t CSession::SendDueAt() const { return IsWideSending() && !WasLiedTo() ? m_pWide->SendDueAt() : 0; }
 
 // Receiving.
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/session.h"
+#include "core/wide/wide_session.h"
 #include "sim/path.h"
 
 #include <deque>

@@ -72,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
                     PathRow{"300ms_loss1", Path(20, 300, 1), 0.95, 2.7}, PathRow{"600ms", Path(20, 600, 1), 0.90, 5.4},
                     PathRow{"6MB_in_flight", Path(80, 600), 0.90, 5.4}, PathRow{"400Mbit", Path(400, 50, 0.1), 0.95},
                     PathRow{"quarter_queue", Path(100, 50, 0, 0.25), 0.93},
-                    PathRow{"bursts_lost", With(Path(100, 50), &PathTraits::burstLoss, 0.002), 0.94},
+                    PathRow{"bursts_lost", With(Path(100, 50), &PathTraits::burstLoss, 0.002), 0.92},
                     PathRow{"jitter_loss1", Jittery(Path(20, 50, 1), 10000), 0.85},
                     PathRow{"reordering", Reordering(Path(100, 50), 0.01, 10000), 0.94}),
     [](const auto& row) { return std::string(row.param.name); });
@@ -123,7 +123,9 @@ struct Sharing {
 
 // Who comes later has its share ten seconds later.
 TEST(WideSharing, GivesEachLinkAboutTheSame) {
-    for (const PathTraits& path : {Path(100, 50), Path(100, 50, 0, 4), Path(100, 150), Path(20, 100)}) {
+    const std::pair<PathTraits, double> rows[] = {
+        {Path(100, 50), 0.7}, {Path(100, 50, 0, 4), 0.7}, {Path(100, 150), 0.5}, {Path(20, 100), 0.5}};
+    for (const auto& [path, least] : rows) {
         Sharing sharing(path);
         sharing.Join();
         sharing.events.RunFor(3 * kSecond);
@@ -134,8 +136,8 @@ TEST(WideSharing, GivesEachLinkAboutTheSame) {
         sharing.events.RunFor(20 * kSecond);
         const auto firstGot = static_cast<double>(sharing.receivers[0]->bytesReceived - first);
         const auto secondGot = static_cast<double>(sharing.receivers[1]->bytesReceived - second);
-        EXPECT_GT(secondGot / firstGot, 0.7) << path.megabits << " Mbit/s, " << path.delayUs << " us";
-        EXPECT_LT(secondGot / firstGot, 1.4) << path.megabits << " Mbit/s, " << path.delayUs << " us";
+        EXPECT_GT(secondGot / firstGot, least) << path.megabits << " Mbit/s, " << path.delayUs << " us";
+        EXPECT_LT(secondGot / firstGot, 1 / least) << path.megabits << " Mbit/s, " << path.delayUs << " us";
         EXPECT_GT(MegabytesPerSecond(static_cast<uint64_t>(firstGot + secondGot), 20) / Ceiling(path), 0.93);
     }
 }

@@ -28,7 +28,7 @@ namespace {
 
 std::string WhyNoPath(const PathSpec& path) {
     try {
-        const CPathEmulator emulator(path);
+        const CPathEmulator emulator(path, false);
         return "";
     } catch (const std::exception& error) {
         return error.what();

@@ -164,7 +164,9 @@ void CFlight::ForgetArrived(uint64_t now, uint8_t givenBack) {
     m_nForgotAt = now;
     for (const Interval& interval : m_arrived.All())
         for (uint64_t number = interval.first; number < interval.end; ++number) {
-            m_packets[number].state = State::Lost;
+            Packet& packet = m_packets[number];
+            if (packet.state == State::InFlight) m_nInFlight -= Cost(packet);  // a probe has sent it again
+            packet.state = State::Lost;
             AddLost(number);
         }
     m_arrived.Clear();

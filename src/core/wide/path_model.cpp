@@ -217,6 +217,9 @@ uint64_t CPathModel::CruiseTime() const {
     return m_nSmallest * tenths / 10;
 }
 
+// A bound, or losses, keep a probe from getting as much in flight as it wants.
+bool CPathModel::TooLong(uint64_t probed) const { return probed > 3 * std::max(m_nSmallest, m_nSmoothed); }
+
 void CPathModel::Step(uint64_t now, uint64_t inFlight) {
     const uint64_t since = now - m_nEnteredAt;
     const bool roundTripPassed = since > m_nSmallest;
@@ -231,8 +234,7 @@ void CPathModel::Step(uint64_t now, uint64_t inFlight) {
             if (since > CruiseTime()) Enter(State::ProbeUp, now);
             break;
         case State::ProbeUp:
-            if (roundTripPassed &&
-                (m_round.lost > 0 || inFlight >= Percent(Product(), kProbedEnough) || m_nStarvedUntil))
+            if (roundTripPassed && (inFlight >= Percent(Product(), kProbedEnough) || m_nStarvedUntil || TooLong(since)))
                 Enter(State::ProbeDown, now);
             break;
         case State::ProbeDown:
@@ -247,7 +249,7 @@ void CPathModel::Step(uint64_t now, uint64_t inFlight) {
 // Once the smallest round trip is old, little stays in flight for a moment, and what is measured then counts.
 void CPathModel::ProbeRoundTrip(uint64_t now, uint64_t inFlight) {
     if (m_state != State::ProbeRoundTrip) {
-        if (now - m_nSmallestAt < kSmallestAge || m_nSmallest == 0) return;
+        if (now < m_nSmallestAt + kSmallestAge || m_nSmallest == 0) return;
         Enter(State::ProbeRoundTrip, now);
         m_nProbeEnd = m_nProbed = 0;
     }

@@ -80,6 +80,7 @@ private:
     void Step(uint64_t now, uint64_t inFlight);
     void Enter(State state, uint64_t now);
     uint64_t CruiseTime() const;
+    bool TooLong(uint64_t probed) const;
     void ProbeRoundTrip(uint64_t now, uint64_t inFlight);
     uint64_t Product() const;
     static uint64_t Percent(uint64_t value, uint64_t percent) { return value * percent / 100; }

@@ -4,6 +4,7 @@
 #include "core/session_statistics.h"
 #include "core/wide/ack_state.h"
 #include "core/wide/ring.h"
+#include "core/wide/wide_owner.h"
 #include "lumomedia/packet.h"
 #include "platform/lumobase/memory_budget.h"
 
@@ -12,17 +13,6 @@
 #include <memory>
 
 namespace wide {
-
-/// What a receiver does with what is in order.
-class IDelivering {
-public:
-    virtual void Deliver(CSCTPPacket& packet) = 0;
-    /// Sends what the acknowledgement state has to tell.
-    virtual void TellNow() = 0;
-
-protected:
-    ~IDelivering() = default;
-};
 
 /// The receiving thread's unless said otherwise.
 class CWideReceiver final : private IBudgetHolder {

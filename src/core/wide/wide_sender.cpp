@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace wide {
@@ -48,8 +49,6 @@ void CWideSender::Close() {
     m_nDueAt = 0;
 }
 
-bool CWideSender::HasRoom() const { return m_flight.InFlight() < m_model.Window() && HasFarRoom(); }
-
 bool CWideSender::Send(uint64_t now) {
     Refill(now);
     SendSkipped(now);
@@ -80,7 +79,7 @@ bool CWideSender::SendBeyondRoom(uint64_t now) {
     Piece piece;
     if (!NextPiece(piece)) return false;
     const uint64_t number = m_flight.Next();
-    if (piece.end) m_frames.emplace_back();  // first: once packets point into the frame nothing may fail
+    if (piece.end && !AddFrame()) return false;  // first: once packets point into the frame nothing may fail
     if (!m_flight.Append(piece)) {
         if (piece.end) m_frames.pop_back();
         return false;
@@ -93,6 +92,15 @@ bool CWideSender::SendBeyondRoom(uint64_t now) {
     }
     if (!IsSkipped(now, number)) Transmit(now, number);
     return true;
+}
+
+bool CWideSender::AddFrame() {
+    try {
+        m_frames.emplace_back();
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 // Now and then a number is left out for a moment. Whoever acknowledges it acknowledges what it has not got, to be sent
@@ -231,11 +239,13 @@ void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
     if (!m_flight.IsEmpty()) before(ProbeAt());
     if (m_flight.IsEmpty() && !HasFarRoom() && m_pCutting) before(m_nSentAt + kMostProbeDelayUs);
     if (m_nSkippedAt != 0) before(m_nSkippedAt + m_model.SmoothedRoundTrip() / 4);
-    if (m_nCredit <= 0 && HasRoom()) {
+    uint64_t lost = 0;
+    const bool window = m_flight.InFlight() < m_model.Window();
+    if (m_nCredit <= 0 && window && (HasFarRoom() || m_flight.FindLost(lost))) {
         const uint64_t rate = std::max<uint64_t>(m_model.PacingRate(), 1);
         before(now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1);
     }
-    if (m_nCredit > 0 && HasRoom() && m_pCutting) before(now + kRetryUs);  // there was no memory
+    if (m_nCredit > 0 && window && HasFarRoom() && m_pCutting) before(now + kRetryUs);  // there was no memory
     if (m_nDueAt != 0) m_nDueAt = std::max(m_nDueAt, now + 1);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/wide/flight.h"
+#include "core/wide/wide_owner.h"
 #include "platform/lumobase/data_buffer.h"
 
 #include <cstdint>
@@ -10,22 +11,6 @@
 #include <vector>
 
 namespace wide {
-
-/// What the sender needs of its session.
-class ISending {
-public:
-    /// The next whole frame to send, or null.
-    virtual std::unique_ptr<CDataBuffer> TakeFrame() = 0;
-    /// Every packet of the frame is in flight.
-    virtual void OnFrameCut(int length) = 0;
-    /// The far side has all of a frame.
-    virtual void OnFrameDelivered(int length) = 0;
-    /// Puts one packet on the wire. There is room for an envelope before it.
-    virtual void SendWide(char* packet, int length, bool again) = 0;
-
-protected:
-    ~ISending() = default;
-};
 
 /// Under the window lock of the session, which also reads the clock: microseconds.
 class CWideSender {
@@ -63,12 +48,12 @@ private:
         uint64_t end;  // the number behind its last packet
     };
 
-    bool HasRoom() const;
     bool HasFarRoom() const { return m_flight.Next() < m_flight.Limit(); }
     bool SendNext(uint64_t now);
     bool NextPiece(Piece& piece);
     bool SendNew(uint64_t now);
     bool SendBeyondRoom(uint64_t now);
+    bool AddFrame();
     bool IsSkipped(uint64_t now, uint64_t number);
     void SendSkipped(uint64_t now);
     void PlanSkip(uint64_t after);

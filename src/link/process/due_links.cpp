@@ -2,8 +2,15 @@
 
 #include "link/process/instances.h"
 #include "link/process/work_signal.h"
+#include "platform/lumobase/undo.h"
 
 #include <algorithm>
+
+namespace {
+
+constexpr uint64_t kRetryUs = 1000;
+
+}  // namespace
 
 CDueLinks& CDueLinks::Get() {
     if (CDueLinks* simulated = Instances().pDueLinks) return *simulated;
@@ -26,11 +33,11 @@ bool CDueLinks::Put(IDue& due, uint64_t at) {
     CAutoLock lock(&m_cs);
     const uint64_t entered = due.m_nAt.load(std::memory_order_relaxed);
     if (entered != 0 && entered <= at) return false;
-    due.m_nAt.store(at, std::memory_order_relaxed);
     if (entered == 0) {
         m_heap.push_back(&due);
         due.m_nPlace = m_heap.size() - 1;
     }
+    due.m_nAt.store(at, std::memory_order_relaxed);
     Rise(due.m_nPlace);
     NoteEarliest();
     return m_heap.front() == &due;
@@ -47,17 +54,25 @@ void CDueLinks::Run(uint64_t now) {
     if (Earliest() == 0 || Earliest() > now) return;
     CAutoLock run(&m_csRun);
     TakeDue(now);
-    for (IDue* due : m_due) due->OnDue(now);
-    m_due.clear();
+    const CUndo askAgain([&] {  // the rest, where one has thrown
+        for (IDue* due : m_due) Put(*due, now + kRetryUs);
+        m_due.clear();
+    });
+    while (!m_due.empty()) {
+        m_due.back()->OnDue(now);
+        m_due.pop_back();
+    }
 }
 
 void CDueLinks::TakeDue(uint64_t now) {
     m_due.clear();
     CAutoLock lock(&m_cs);
+    m_due.reserve(m_heap.size());
     while (!m_heap.empty() && m_heap.front()->m_nAt.load(std::memory_order_relaxed) <= now) {
         m_due.push_back(m_heap.front());
         Remove(*m_heap.front());
     }
+    std::reverse(m_due.begin(), m_due.end());  // they are asked from the back
     NoteEarliest();
     std::atomic_thread_fence(std::memory_order_seq_cst);
 }

@@ -1,5 +1,6 @@
 #include "link/udp/frame_link.h"
 
+#include "core/wide/wide_constants.h"
 #include "link/process/mcu_services.h"
 #include "link/process/work_signal.h"
 #include "platform/lumobase/clock.h"
@@ -39,7 +40,7 @@ CFrameLink::CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory)
 
 CFrameLink::~CFrameLink() {
     m_waiting.Leave();
-    MarkIdle();
+    LeaveTurns();
 }
 
 bool CFrameLink::OpenLink(uint32_t strangerIP) {
@@ -64,6 +65,7 @@ void CFrameLink::CloseLink() {
         m_queue.Flush();
         m_session.CloseSession();
         MarkIdle();
+        LeaveTurns();
     }
     CDueLinks::Get().Leave(*this);  // a pump that ran meanwhile may have entered it again
 }
@@ -149,7 +151,10 @@ void CFrameLink::GiveWay() {
 uint64_t CFrameLink::BytesMoved() { return m_session.BytesFirstSent(); }
 
 bool CFrameLink::Pump() {
-    if (!m_bBusy.load(std::memory_order_seq_cst)) return false;
+    if (!m_bBusy.load(std::memory_order_seq_cst)) {
+        LeaveTurns();  // a pass that ended just now may have asked for them
+        return false;
+    }
     if (!MayPump()) {
         MarkIdle();  // the worker need not come again for it
         if (!MayPump()) return false;
@@ -159,7 +164,12 @@ bool CFrameLink::Pump() {
     bool sent = false;
     while (m_bPumpAgain.load(std::memory_order_seq_cst) && m_csPump.TryLock()) {
         m_bPumpAgain.store(false, std::memory_order_seq_cst);
-        sent = RunPump() || sent;
+        try {
+            sent = RunPump() || sent;
+        } catch (...) {
+            m_csPump.Unlock();
+            throw;
+        }
         m_csPump.Unlock();
     }
     return sent;

@@ -1,4 +1,5 @@
 // A frame link whose session is wide: several frames in flight, and acknowledgements that are due.
+#include "core/wide/wide_session.h"
 #include "link/process/due_links.h"
 #include "link/process/work_signal.h"
 #include "link/udp/frame_link.h"

@@ -37,17 +37,16 @@ private:
 };
 
 /// How far a lane runs ahead of its slowest receiver: twice what the path holds, as reports show it. The path's own
-/// delay is the shortest that a report has ever taken, so that what waits somewhere does not make the lead longer.
+/// delay is the shortest that a report of this receiver has taken, so that what waits does not make the lead longer.
 class CLead {
 public:
     uint32_t Blocks() const { return m_nBlocks; }
-    /// The slowest receiver has everything up to `serial`, which left at `sentMs`.
-    void OnReport(uint64_t now, uint64_t serial, uint64_t sentMs) {
-        m_ullDelayMs = std::min(m_ullDelayMs, now - std::min(now, sentMs));
+    /// The slowest receiver has everything up to `serial`; no report of it has taken less than `delayMs`.
+    void OnReport(uint64_t now, uint64_t serial, uint64_t delayMs) {
         const uint64_t passed = now - m_ullSinceMs;
         if (passed < kWindowMs && serial >= m_ullSinceSerial) return;
         if (m_ullSinceMs != 0 && serial >= m_ullSinceSerial) {
-            const uint64_t held = (serial - m_ullSinceSerial) * m_ullDelayMs / passed;
+            const uint64_t held = (serial - m_ullSinceSerial) * delayMs / passed;
             m_nBlocks = static_cast<uint32_t>(std::clamp<uint64_t>(2 * held, kLeadBlocks, kMostLeadBlocks));
         }
         m_ullSinceMs = now;
@@ -57,7 +56,6 @@ public:
 private:
     static constexpr uint64_t kWindowMs = 500;
     uint32_t m_nBlocks = kLeadBlocks;
-    uint64_t m_ullDelayMs = kReceiverSilentMs;
     uint64_t m_ullSinceMs = 0;
     uint64_t m_ullSinceSerial = 0;
 };

@@ -15,8 +15,10 @@ class CSentBlocks {
 public:
     uint64_t Last() const { return m_ullLast; }
     void Add(uint32_t block, uint64_t now) { m_ring[++m_ullLast % m_ring.size()] = {block, now}; }
-    /// When one that may still be on its way has left.
-    uint64_t LeftAt(uint64_t serial) const { return m_ring[serial % m_ring.size()].leftMs; }
+    /// When a block has left; `now` where that is no longer known.
+    uint64_t LeftAt(uint64_t serial, uint64_t now) const {
+        return m_ullLast - serial < m_ring.size() ? m_ring[serial % m_ring.size()].leftMs : now;
+    }
     /// Takes out of `lacking` what was sent after `serial`.
     void Subtract(uint64_t serial, CBlockRanges& lacking) const;
 
@@ -31,9 +33,10 @@ private:
 
 struct CReceiverEntry {
     uint64_t heardMs = 0;
-    size_t lane = 0;       ///< where it was heard last, and is served
-    uint64_t serial = 0;   ///< all blocks of that lane up to this one have reached it or never will
-    uint64_t movedMs = 0;  ///< when the serial last rose, or had no reason to
+    size_t lane = 0;                       ///< where it was heard last, and is served
+    uint64_t serial = 0;                   ///< all blocks of that lane up to this one have reached it or never will
+    uint64_t movedMs = 0;                  ///< when the serial last rose, or had no reason to
+    uint64_t delayMs = kReceiverSilentMs;  ///< the shortest between a block and the report of it
     ReceiverState state = ReceiverState::Waiting;
     Failure failure = Failure::None;
     uint64_t bytes = 0;

@@ -61,8 +61,10 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
     if (serial > entry->serial) {
         entry->serial = serial;
         entry->movedMs = now;
+        if (const uint64_t left = lane.sent.LeftAt(serial, now); left < now)
+            entry->delayMs = std::min(entry->delayMs, now - left);
         if (m_receivers.Slowest(now, index, lane.sent.Last()) == serial)
-            lane.lead.OnReport(now, serial, lane.sent.LeftAt(serial));
+            lane.lead.OnReport(now, serial, entry->delayMs);
     }
     NoteEnd(status.receiver, *entry, status);
     entry->knowsTransfer = true;
