@@ -147,7 +147,7 @@ TEST(WideAgreement, BothDirectionsAgreeByThemselves) {
 // Another version, an offer with another sequence's check, an answer that nobody asked for, another's answer.
 TEST(WideAgreement, WhatIsNotQuiteAnOfferOrAnswerIsNone) {
     char packet[session::kHeaderLen] = {0, 5, 0, 0};
-    const uint32_t token = wide::DrawToken();
+    const uint32_t token = 0x51A3C7E9;  // by chance a changed byte agrees with the check of one in some hundred
     wide::WriteOffer(packet, token);
     EXPECT_EQ(wide::ReadOffer(packet), token);
     EXPECT_FALSE(wide::IsAnswer(packet, token));
