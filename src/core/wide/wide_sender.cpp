@@ -16,6 +16,7 @@ constexpr uint64_t kUnknownProbeDelay = 200000;
 constexpr uint64_t kLeastToSkip = 64;          // packets in flight
 constexpr uint64_t kLeastBetweenSkips = 4096;  // numbers
 constexpr uint64_t kRetryUs = 1000;
+constexpr uint64_t kMostQuantumUs = 500;
 constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
 
 }  // namespace
@@ -190,9 +191,13 @@ uint64_t CWideSender::ProbeDelay() const {
     return std::min(delay << std::min(m_nProbes, 10U), kMostProbeDelayUs);
 }
 
+// What the pace allows comes in lumps: packets that leave together cost one system call, and wake the worker once.
+uint64_t CWideSender::Quantum() const { return std::min(kMostQuantumUs, m_model.SmallestRoundTrip() / 4); }
+
 // The bucket holds a burst, so that what is shorter leaves at once.
 void CWideSender::Refill(uint64_t now) {
     if (now <= m_nCreditAt) return;  // another thread read the clock a little later
+    if (m_nCredit <= 0 && now < m_nCreditAt + Quantum()) return;
     const uint64_t passed = std::min(now - m_nCreditAt, kUsPerSecond);
     const uint64_t earned = m_model.PacingRate() * passed / kUsPerSecond;
     if (earned == 0 && m_nCredit <= 0) return;  // let the time add up
@@ -243,7 +248,8 @@ void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
     const bool window = m_flight.InFlight() < m_model.Window();
     if (m_nCredit <= 0 && window && (HasFarRoom() || m_flight.FindLost(lost))) {
         const uint64_t rate = std::max<uint64_t>(m_model.PacingRate(), 1);
-        before(now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1);
+        const uint64_t earned = now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1;
+        before(std::max(earned, m_nCreditAt + Quantum()));
     }
     if (m_nCredit > 0 && window && HasFarRoom() && m_pCutting) before(now + kRetryUs);  // there was no memory
     if (m_nDueAt != 0) m_nDueAt = std::max(m_nDueAt, now + 1);

@@ -63,6 +63,7 @@ private:
     uint64_t ProbeAt();
     uint64_t ProbeDelay() const;
     void Refill(uint64_t now);
+    uint64_t Quantum() const;
     void FreeDelivered();
     void PlanNext(uint64_t now, uint64_t lossAt);
 

@@ -2,7 +2,6 @@
 
 #include "link/process/instances.h"
 #include "link/process/work_signal.h"
-#include "platform/lumobase/undo.h"
 
 #include <algorithm>
 
@@ -54,13 +53,11 @@ void CDueLinks::Run(uint64_t now) {
     if (Earliest() == 0 || Earliest() > now) return;
     CAutoLock run(&m_csRun);
     TakeDue(now);
-    const CUndo askAgain([&] {  // the rest, where one has thrown
-        for (IDue* due : m_due) Put(*due, now + kRetryUs);
-        m_due.clear();
-    });
-    while (!m_due.empty()) {
-        m_due.back()->OnDue(now);
-        m_due.pop_back();
+    try {
+        for (; !m_due.empty(); m_due.pop_back()) m_due.back()->OnDue(now);
+    } catch (...) {
+        for (; !m_due.empty(); m_due.pop_back()) Put(*m_due.back(), now + kRetryUs);
+        throw;
     }
 }
 
