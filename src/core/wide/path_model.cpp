@@ -23,6 +23,7 @@ constexpr uint64_t kStartUpWindow = 200;
 constexpr uint64_t kCruiseWindow = 120;
 constexpr uint64_t kProbeUpWindow = 200;
 constexpr uint64_t kProbedEnough = 125;
+constexpr uint64_t kDrained = 90;
 constexpr uint64_t kRoundTripProbeWindow = 50;
 
 constexpr uint64_t kGrowth = 125;  // percent a round: less, three times, and the path is full
@@ -87,6 +88,7 @@ void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waite
     ++m_nRoundTrips;
     m_nRoundTripSum += sample;
     m_nProbed = m_nProbed == 0 ? whole : std::min(m_nProbed, whole);
+    m_nCycleSmallest = m_nCycleSmallest == 0 ? whole : std::min(m_nCycleSmallest, whole);
     const uint64_t asGood = m_nSmallest + m_nSmallest / 32;  // no path keeps to the microsecond
     if (m_nSmallest == 0 || whole <= asGood) m_nSmallestAt = now;
     if (m_nSmallest == 0 || whole < m_nSmallest) m_nSmallest = whole;
@@ -185,7 +187,7 @@ void CPathModel::Bound(uint64_t inFlight) {
 void CPathModel::WidenBound() {
     m_nBound += m_nBoundStep;
     m_nBoundStep *= 2;
-    if (m_nBound > Percent(Product(), kProbeUpWindow)) m_nBound = 0;
+    if (m_nBound > Percent(Held(), kProbeUpWindow)) m_nBound = 0;
 }
 
 void CPathModel::LookWhetherFull() {
@@ -205,9 +207,17 @@ void CPathModel::Enter(State state, uint64_t now) {
     m_ulRandom ^= m_ulRandom >> 17;
     m_ulRandom ^= m_ulRandom << 5;
     if (state != State::ProbeUp) return;
+    NoteOthers();
     m_nProbedRate = m_nRate;
     m_nRoundsSinceProbe = 0;
     m_bProbeLost = false;
+}
+
+// What stays in the queue although this link has drained its own part is others'. They take the path from whoever
+// holds no more in flight than an empty queue asks for.
+void CPathModel::NoteOthers() {
+    m_nOthers = m_nCycleSmallest > Percent(m_nSmallest, kQueueShows) ? m_nCycleSmallest : 0;
+    m_nCycleSmallest = 0;
 }
 
 // Not always the same, so that links which share a path do not probe in step for ever.
@@ -234,11 +244,11 @@ void CPathModel::Step(uint64_t now, uint64_t inFlight) {
             if (since > CruiseTime()) Enter(State::ProbeUp, now);
             break;
         case State::ProbeUp:
-            if (roundTripPassed && (inFlight >= Percent(Product(), kProbedEnough) || m_nStarvedUntil || TooLong(since)))
+            if (roundTripPassed && (inFlight >= Percent(Held(), kProbedEnough) || m_nStarvedUntil || TooLong(since)))
                 Enter(State::ProbeDown, now);
             break;
         case State::ProbeDown:
-            if (inFlight <= Product() || since > 2 * m_nSmallest) Enter(State::Cruise, now);
+            if (inFlight <= Drained() || since > 2 * std::max(m_nSmallest, m_nOthers)) Enter(State::Cruise, now);
             break;
         case State::ProbeRoundTrip:
             break;
@@ -260,10 +270,16 @@ void CPathModel::ProbeRoundTrip(uint64_t now, uint64_t inFlight) {
     if (m_nProbeEnd == 0 || now < m_nProbeEnd || m_nProbed == 0) return;
     m_nSmallest = m_nProbed;
     m_nSmallestAt = now;
+    m_nOthers = 0;
     Enter(m_bFull ? State::Cruise : State::StartUp, now);
 }
 
 uint64_t CPathModel::Product() const { return m_nRate * m_nSmallest / kUsPerSecond; }
+
+// A little less than is held beside others, so that a queue of one's own is not taken for theirs for long.
+uint64_t CPathModel::Drained() const { return m_nOthers == 0 ? Product() : Percent(Held(), kDrained); }
+
+uint64_t CPathModel::Held() const { return m_nRate * std::max(m_nSmallest, m_nOthers) / kUsPerSecond; }
 
 uint64_t CPathModel::PacingRate() const {
     const uint64_t roundTrip = m_nSmallest == 0 ? kUnknownRoundTrip : m_nSmallest;
@@ -291,7 +307,7 @@ uint64_t CPathModel::Window() const {
     // What waits for an acknowledgement that covers several, or for the thread that paces.
     const uint64_t slack = 3 * std::max(m_nRate / 1000, kBurstPackets * kPacket);
     const uint64_t percent = !m_bFull ? kStartUpWindow : m_state == State::ProbeUp ? kProbeUpWindow : kCruiseWindow;
-    const uint64_t window = Percent(Product(), percent) + slack;
+    const uint64_t window = Percent(Held(), percent) + slack;
     if (!m_bFull) return std::max(window, m_nInitial);
     const uint64_t bound = m_state == State::ProbeUp ? m_nBound : Percent(m_nBound, kHeadroom);
     return std::max(m_nBound == 0 ? window : std::min(window, bound), kLeastPackets * kPacket);

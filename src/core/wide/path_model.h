@@ -82,7 +82,11 @@ private:
     uint64_t CruiseTime() const;
     bool TooLong(uint64_t probed) const;
     void ProbeRoundTrip(uint64_t now, uint64_t inFlight);
+    void NoteOthers();
     uint64_t Product() const;
+    /// What the path and the queue that others keep hold at this link's rate.
+    uint64_t Held() const;
+    uint64_t Drained() const;
     static uint64_t Percent(uint64_t value, uint64_t percent) { return value * percent / 100; }
 
     static constexpr size_t kRoundsRemembered = 7;
@@ -124,8 +128,10 @@ private:
     uint64_t m_nSmallestAt = 0;
     uint64_t m_nUsedAt = 0;  // anything was in flight
     uint64_t m_nSmoothed = 0;
-    uint64_t m_nProbed = 0;    // the smallest since the probe for it began
-    uint64_t m_nProbeEnd = 0;  // once little enough is in flight
+    uint64_t m_nCycleSmallest = 0;  // since the last probe for more began
+    uint64_t m_nOthers = 0;         // round trip with the queue that others keep; 0: they keep none
+    uint64_t m_nProbed = 0;         // the smallest since the probe for it began
+    uint64_t m_nProbeEnd = 0;       // once little enough is in flight
 };
 
 }  // namespace wide
