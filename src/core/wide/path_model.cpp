@@ -18,7 +18,7 @@ constexpr uint64_t kStartUpRate = 277;
 constexpr uint64_t kDrainRate = 50;
 constexpr uint64_t kProbeUpRate = 137;
 constexpr uint64_t kProbeDownRate = 75;
-// In percent of rate times smallest round trip.
+// In percent of rate times smallest round trip, or the longer one that others leave.
 constexpr uint64_t kStartUpWindow = 200;
 constexpr uint64_t kCruiseWindow = 120;
 constexpr uint64_t kProbeUpWindow = 200;
@@ -149,7 +149,7 @@ void CPathModel::NoteLosses(uint64_t inFlight) {
         NoteChanceLoss();
     else if (m_round.lost * kAll > m_round.All() * (2 * m_nChanceLoss + kLossWithQueue))
         m_bProbeLost = true;
-    if (!IsWorthJudging(m_judged)) return;
+    if (!IsWorthJudging()) return;
     if (HasCongestion()) {
         Bound(inFlight);
         m_bFull = true;
@@ -163,8 +163,8 @@ bool CPathModel::HasQueue() const {
     return m_nRoundTrips > 0 && m_nRoundTripSum / m_nRoundTrips > Percent(m_nSmallest, kQueueShows);
 }
 
-bool CPathModel::IsWorthJudging(const Fate& fate) const {
-    return fate.All() >= kLeastJudged || (!m_bFull && fate.lost >= kLeastLostAtStart);
+bool CPathModel::IsWorthJudging() const {
+    return m_judged.All() >= kLeastJudged || (!m_bFull && m_judged.lost >= kLeastLostAtStart);
 }
 
 bool CPathModel::HasCongestion() const {

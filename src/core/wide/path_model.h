@@ -48,7 +48,6 @@ public:
     /// What leaves at once: a millisecond's worth, or 10 packets.
     uint64_t Burst() const;
 
-    State GetState() const { return m_state; }
     /// 0 while unknown, as the round trips.
     uint64_t Bandwidth() const { return m_nRate; }
     uint64_t SmallestRoundTrip() const { return m_nSmallest; }
@@ -73,7 +72,7 @@ private:
     void NoteChanceLoss();
     bool HasQueue() const;
     bool HasCongestion() const;
-    bool IsWorthJudging(const Fate& fate) const;
+    bool IsWorthJudging() const;
     void Bound(uint64_t inFlight);
     void WidenBound();
     void LookWhetherFull();

@@ -116,7 +116,7 @@ bool CWideSender::IsSkipped(uint64_t now, uint64_t number) {
 }
 
 void CWideSender::SendSkipped(uint64_t now) {
-    if (m_nSkippedAt == 0 || now < m_nSkippedAt + m_model.SmoothedRoundTrip() / 4) return;
+    if (m_nSkippedAt == 0 || now < SkipEnds()) return;
     m_nSkippedAt = 0;
     if (m_nSkipped >= m_flight.First() && !m_flight.WasSent(m_nSkipped)) Transmit(now, m_nSkipped);
 }
@@ -231,9 +231,9 @@ void CWideSender::CarryFrame(std::unique_ptr<CDataBuffer> frame, int cut) {
 
 // What is in flight of it still points into it.
 void CWideSender::DropUncut() {
-    if (!m_pCutting) return;
+    if (!m_pCutting || !AddFrame()) return;
     const int length = m_pCutting->GetLen();
-    m_frames.push_back({std::move(m_pCutting), m_flight.Next()});
+    m_frames.back() = {std::move(m_pCutting), m_flight.Next()};
     m_sending.OnFrameCut(length);
     FreeDelivered();
 }
@@ -243,7 +243,7 @@ void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
     const auto before = [this](uint64_t at) { m_nDueAt = m_nDueAt == 0 ? at : std::min(m_nDueAt, at); };
     if (!m_flight.IsEmpty()) before(ProbeAt());
     if (m_flight.IsEmpty() && !HasFarRoom() && m_pCutting) before(m_nSentAt + kMostProbeDelayUs);
-    if (m_nSkippedAt != 0) before(m_nSkippedAt + m_model.SmoothedRoundTrip() / 4);
+    if (m_nSkippedAt != 0) before(SkipEnds());
     uint64_t lost = 0;
     const bool window = m_flight.InFlight() < m_model.Window();
     if (m_nCredit <= 0 && window && (HasFarRoom() || m_flight.FindLost(lost))) {

@@ -31,7 +31,7 @@ public:
     void OnAck(uint64_t now, const Ack& ack);
     /// Of a packet that left in the given form; the sequence counts from number 0.
     void OnGivenAck(uint64_t now, bool flag, uint16_t sequence);
-    /// Drops the rest of the frame that is being cut.
+    /// Drops the rest of the frame that is being cut, unless there is no memory even for that.
     void DropUncut();
 
     bool IsIdle() const { return m_flight.IsEmpty() && !m_pCutting; }
@@ -57,6 +57,7 @@ private:
     bool IsSkipped(uint64_t now, uint64_t number);
     void SendSkipped(uint64_t now);
     void PlanSkip(uint64_t after);
+    uint64_t SkipEnds() const { return m_nSkippedAt + m_model.SmoothedRoundTrip() / 4; }
     void Transmit(uint64_t now, uint64_t number);
     bool Probe(uint64_t now);
     bool ProbeRoom(uint64_t now);
