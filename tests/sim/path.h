@@ -13,14 +13,23 @@
 
 namespace sim {
 
-/// Events in the order of their time. The library's clock is this one while it lives; one at a time.
+/// Events in the order of their time. The library's clock is this one while it lives, and what it draws at random is
+/// the same in each run; one at a time.
 class CEvents {
 public:
     CEvents() {
         Now() = kBegin;
+        Drawn() = 1;
         Lumo_Base::SetMicrosecondSource([] { return Now(); });
+        Lumo_Base::SetRandomSource([] {
+            Drawn() = Drawn() * 6364136223846793005U + 1442695040888963407U;
+            return static_cast<uint32_t>(Drawn() >> 33) | 1U;
+        });
     }
-    ~CEvents() { Lumo_Base::SetMicrosecondSource(nullptr); }
+    ~CEvents() {
+        Lumo_Base::SetMicrosecondSource(nullptr);
+        Lumo_Base::SetRandomSource(nullptr);
+    }
     CEvents(const CEvents&) = delete;
     CEvents& operator=(const CEvents&) = delete;
 
@@ -41,6 +50,11 @@ public:
     }
 
 private:
+    static uint64_t& Drawn() {
+        static uint64_t drawn;
+        return drawn;
+    }
+
     static constexpr uint64_t kBegin = 1000000000;
     std::multimap<uint64_t, std::function<void()>> m_events;  // equal times keep their order
 };

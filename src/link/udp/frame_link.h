@@ -35,7 +35,7 @@ enum class WhenOutOfMemory { Ends, LosesQueue };
 class CFrameLink : private IBudgetHolder, private ISessionOwner, private IDue, public ILinkReport {
 public:
     explicit CFrameLink(ILinkOwner& owner, WhenOutOfMemory whenOutOfMemory = WhenOutOfMemory::Ends);
-    virtual ~CFrameLink();
+    ~CFrameLink() override;
     CFrameLink(const CFrameLink&) = delete;
     CFrameLink& operator=(const CFrameLink&) = delete;
 

@@ -15,8 +15,10 @@ namespace {
 
 using TimestampSource = unsigned long (*)();
 using MicrosecondSource = uint64_t (*)();
+using RandomSource = uint32_t (*)();
 std::atomic<TimestampSource> g_source{nullptr};
 std::atomic<MicrosecondSource> g_microseconds{nullptr};
+std::atomic<RandomSource> g_random{nullptr};
 
 uint64_t ReadClock() {
     if (const MicrosecondSource source = g_microseconds.load(std::memory_order_relaxed)) return source();
@@ -92,8 +94,10 @@ uint64_t ThreadTime() {
 
 void SetTimestampSource(unsigned long (*source)()) { g_source.store(source, std::memory_order_relaxed); }
 void SetMicrosecondSource(uint64_t (*source)()) { g_microseconds.store(source, std::memory_order_relaxed); }
+void SetRandomSource(uint32_t (*source)()) { g_random.store(source, std::memory_order_relaxed); }
 
 unsigned long GenerateSSRC() {
+    if (const RandomSource source = g_random.load(std::memory_order_relaxed)) return source();
     thread_local RandomWords random;
     uint32_t word = 0;
     while (word == 0) {

@@ -57,4 +57,7 @@ private:
 /// A random 32-bit value from the system's generator, never 0. Any thread.
 unsigned long GenerateSSRC();
 
+/// Test seam: replaces the system's generator; null gives it back. Not while other threads run.
+void SetRandomSource(uint32_t (*source)());
+
 }  // namespace Lumo_Base
