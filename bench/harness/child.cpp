@@ -3,6 +3,7 @@
 #include "bench/harness/sockets.h"
 
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <exception>

@@ -3,7 +3,7 @@
 
 #include "platform/lumonet/file_descriptor.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <optional>
 #include <utility>

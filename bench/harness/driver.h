@@ -3,7 +3,7 @@
 
 #include "bench/harness/side.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 #include <vector>

@@ -1,5 +1,7 @@
 #include "bench/harness/flow.h"
 
+#include <nlohmann/json.hpp>
+
 #include <stdexcept>
 #include <utility>
 

@@ -2,6 +2,8 @@
 
 #include "bench/harness/clock.h"
 
+#include <nlohmann/json.hpp>
+
 #include <stdexcept>
 #include <utility>
 

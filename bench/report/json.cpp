@@ -3,6 +3,8 @@
 #include "bench/harness/driver.h"
 #include "bench/report/table.h"
 
+#include <nlohmann/json.hpp>
+
 #include <set>
 #include <utility>
 

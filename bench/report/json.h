@@ -3,7 +3,7 @@
 
 #include "bench/rows/targets.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace bench {
 

@@ -2,6 +2,7 @@
 
 #include <sys/utsname.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 #include <ctime>

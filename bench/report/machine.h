@@ -1,7 +1,7 @@
 // The machine and the build that the figures belong to.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace bench {
 

@@ -4,6 +4,8 @@
 #include "bench/report/markdown.h"
 #include "bench/report/svg.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <fstream>
 #include <iostream>

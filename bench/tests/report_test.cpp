@@ -5,6 +5,7 @@
 #include "bench/report/table.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>

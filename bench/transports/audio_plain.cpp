@@ -3,6 +3,7 @@
 #include "bench/transports/transports.h"
 
 #include <netinet/in.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstring>

@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <netinet/udp.h>
 #include <poll.h>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cerrno>

@@ -5,6 +5,7 @@
 #include "bench/transports/transports.h"
 
 #include <enet/enet.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <stdexcept>

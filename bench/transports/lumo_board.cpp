@@ -6,6 +6,8 @@
 #include "bench/transports/transports.h"
 #include "tools/lumo/board/board_paths.h"
 
+#include <nlohmann/json.hpp>
+
 #include <stdexcept>
 
 namespace bench {

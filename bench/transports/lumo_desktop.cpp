@@ -4,6 +4,8 @@
 #include "bench/transports/lumo_tcp_receiver.h"
 #include "bench/transports/transports.h"
 
+#include <nlohmann/json.hpp>
+
 namespace bench {
 
 namespace {

@@ -3,6 +3,8 @@
 #include "bench/transports/lumo_receiver.h"
 #include "bench/transports/transports.h"
 
+#include <nlohmann/json.hpp>
+
 namespace bench {
 
 namespace {

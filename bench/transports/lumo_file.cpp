@@ -5,6 +5,7 @@
 #include "bench/transports/transports.h"
 
 #include <arpa/inet.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <fstream>

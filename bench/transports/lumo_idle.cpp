@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <set>

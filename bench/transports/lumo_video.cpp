@@ -5,6 +5,7 @@
 #include "bench/transports/video_sinks.h"
 
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 

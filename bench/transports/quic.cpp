@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <stdexcept>

@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 #include <srt/srt.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <stdexcept>

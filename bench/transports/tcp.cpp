@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/uio.h>
+#include <nlohmann/json.hpp>
 
 #include <cstring>
 #include <stdexcept>

@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <unistd.h>
 #include <usrsctp.h>
+#include <nlohmann/json.hpp>
 
 #include <cstring>
 #include <stdexcept>

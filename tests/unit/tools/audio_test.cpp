@@ -9,6 +9,8 @@
 #include "tools/lumo/media/opus_packet.h"
 #include "tools/lumo/media/video_publish_medium.h"
 
+#include <nlohmann/json.hpp>
+
 using namespace lumo;
 
 namespace {

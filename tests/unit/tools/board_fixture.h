@@ -5,6 +5,7 @@
 #include "tools/lumo/board/board.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <string>

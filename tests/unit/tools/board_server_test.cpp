@@ -2,6 +2,7 @@
 #include "tools/lumo/board/board_server.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <tuple>
 

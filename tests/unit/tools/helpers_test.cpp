@@ -12,6 +12,7 @@
 
 #include <signal.h>
 #include <sys/socket.h>
+#include <nlohmann/json.hpp>
 
 using namespace lumo;
 

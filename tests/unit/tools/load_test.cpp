@@ -4,6 +4,7 @@
 #include "tools/lumo/demo/sockets.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <netinet/in.h>
 

@@ -2,6 +2,8 @@
 
 #include "tools/lumo/net/loop.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <set>
 #include <utility>

@@ -106,7 +106,7 @@ private:
     void ShowAdded(const IDs& ids);
     /// Soon, and not more often than people can read: names of others may change as fast as messages come.
     void ShowPeople() { m_bPeopleNews = true; }
-    void ShowUndo() { Show(UndoEvent()); }
+    void ShowUndo();
     nlohmann::json PeopleEvent() const;
     nlohmann::json UndoEvent() const;
     nlohmann::json StatusEvent() const;

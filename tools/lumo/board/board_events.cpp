@@ -1,5 +1,7 @@
 #include "tools/lumo/board/board_events.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 #include <charconv>

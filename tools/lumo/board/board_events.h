@@ -4,7 +4,7 @@
 #include "tools/lumo/board/board_model.h"
 #include "tools/lumo/board/record.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <string>

@@ -6,6 +6,8 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/net/target.h"
 
+#include <nlohmann/json.hpp>
+
 #include <chrono>
 #include <utility>
 

@@ -2,6 +2,8 @@
 #include "tools/lumo/board/board.h"
 #include "tools/lumo/transfer/sha256.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace lumo {
@@ -111,6 +113,8 @@ Json CBoard::PeopleEvent() const {
     for (const auto& [id, person] : m_people.All()) people.push_back(entry(id, person));
     return {{"type", "people"}, {"people", std::move(people)}};
 }
+
+void CBoard::ShowUndo() { Show(UndoEvent()); }
 
 Json CBoard::UndoEvent() const {
     return {{"type", "undo"}, {"undo", m_undo.Count(false)}, {"redo", m_undo.Count(true)}};

@@ -4,6 +4,8 @@
 #include "tools/lumo/load/load.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 #include <memory>
 
 namespace lumo {

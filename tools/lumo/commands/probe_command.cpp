@@ -5,6 +5,8 @@
 #include "tools/lumo/net/probe.h"
 #include "tools/lumo/net/target.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 #include <memory>
 

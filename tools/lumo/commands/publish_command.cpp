@@ -4,6 +4,8 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -41,7 +43,7 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
             printer.Event(event);
         if (!std::exchange(turnedAway, link->IsTurnedAway()) && turnedAway) SayTurnedAway(printer);
         const char* words = link->IsTaken() ? "publishing" : "waiting for the relay server";
-        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes(), medium.Details()});
+        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, medium.Details());
         loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
     }
     medium.SayGoodbye();

@@ -9,6 +9,7 @@
 #include "tools/lumo/transfer/receive_engine.h"
 
 #include <lumomedia/statistics.h>
+#include <nlohmann/json.hpp>
 
 #include <fcntl.h>
 
@@ -37,7 +38,7 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
     return std::make_unique<CFileFolder>(std::move(folder), command.rules);
 }
 
-ProgressView ViewOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
+ProgressView ViewOf(const ReceiveProgress& progress) {
     ProgressView view;
     view.words = progress.state == ReceiveState::Waiting      ? "waiting for the sender"
                  : progress.state == ReceiveState::Receiving  ? "receiving"
@@ -46,12 +47,15 @@ ProgressView ViewOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
     view.done = progress.heldBytes;
     view.total = progress.totalBytes;
     view.moved = progress.arrivedBytes;
-    view.details["arrived_bytes"] = progress.arrivedBytes;
-    view.details["files"] = progress.files;
-    view.details["files_done"] = progress.filesDone;
-    view.details["reconnects"] = paths.Remakes();
-    view.details["path"] = paths.PathText();
     return view;
+}
+
+nlohmann::json DetailsOf(const ReceiveProgress& progress, const CPathSwitch& paths) {
+    return {{"arrived_bytes", progress.arrivedBytes},
+            {"files", progress.files},
+            {"files_done", progress.filesDone},
+            {"reconnects", paths.Remakes()},
+            {"path", paths.PathText()}};
 }
 
 void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const std::string& path,
@@ -159,7 +163,10 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         }
         engine.OnArrived(paths.ArrivedBytes(), now);
         const uint64_t wait = engine.Tick(now, link);
-        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(), paths));
+        if (printer.Due(now)) {
+            const ReceiveProgress progress = engine.Progress();
+            printer.Show(now, ViewOf(progress), DetailsOf(progress, paths));
+        }
         if (engine.Over()) break;
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();

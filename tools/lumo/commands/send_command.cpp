@@ -9,6 +9,7 @@
 #include "tools/lumo/transfer/spooled_source.h"
 
 #include <fcntl.h>
+#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <memory>
@@ -77,13 +78,17 @@ ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;
-    view.details["sent_bytes"] = progress.sentBytes;
-    view.details["reconnects"] = paths.Remakes();
-    view.details["receivers"] = {{"alive", progress.alive},
-                                 {"unfinished", progress.unfinished},
-                                 {"complete", progress.complete},
-                                 {"failed", progress.failed}};
     return view;
+}
+
+nlohmann::json DetailsOf(const SendProgress& progress, const CSendPaths& paths) {
+    return {{"sent_bytes", progress.sentBytes},
+            {"reconnects", paths.Remakes()},
+            {"receivers",
+             {{"alive", progress.alive},
+              {"unfinished", progress.unfinished},
+              {"complete", progress.complete},
+              {"failed", progress.failed}}}};
 }
 
 void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
@@ -169,7 +174,10 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
             SayTurnedAway(printer);
         }
         const uint64_t wait = engine.Tick(now, paths.Links());
-        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress(now), paths));
+        if (printer.Due(now)) {
+            const SendProgress progress = engine.Progress(now);
+            printer.Show(now, ViewOf(progress, paths), DetailsOf(progress, paths));
+        }
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();
     }

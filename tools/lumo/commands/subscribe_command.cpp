@@ -4,6 +4,8 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 #include <memory>
 
 namespace lumo {
@@ -47,9 +49,8 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& lo
             if (begun == 0) begun = now;
         }
         medium.Tick();
-        if (printer.Due(now))
-            printer.Show(
-                now, {begun == 0 ? "waiting" : "listening", medium.Bytes(), 0, medium.Bytes(), Details(medium, paths)});
+        const char* words = begun == 0 ? "waiting" : "listening";
+        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, Details(medium, paths));
         if (now - heard > command.common.WaitMs()) break;
         if (command.seconds > 0 && begun != 0 && now - begun >= command.Ms() + (medium.Heard() ? 0 : kStartMs)) break;
         loop.Wait(paths.WakeFd(), kTurnMs);

@@ -3,6 +3,7 @@
 #include "tools/lumo/commands/commands.h"
 
 #include <lumomedia/local_mcu.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdlib>
 

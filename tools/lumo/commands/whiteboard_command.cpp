@@ -6,6 +6,8 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdlib>
 #include <memory>
 

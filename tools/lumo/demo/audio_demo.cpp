@@ -4,6 +4,8 @@
 #include "tools/lumo/demo/samples.h"
 #include "tools/lumo/media/ogg_opus_reader.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 

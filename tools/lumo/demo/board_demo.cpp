@@ -1,5 +1,7 @@
 #include "tools/lumo/demo/board_demo.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 

@@ -1,6 +1,7 @@
 #include "tools/lumo/demo/board_page.h"
 
 #include <httplib.h>
+#include <nlohmann/json.hpp>
 
 namespace lumo {
 namespace {

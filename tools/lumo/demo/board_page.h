@@ -1,7 +1,7 @@
 // A whiteboard's page without a browser: draws by the same requests, and reads what the board holds.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <memory>

@@ -4,7 +4,7 @@
 #include "tools/lumo/demo/child_process.h"
 #include "tools/lumo/net/loop.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <list>

@@ -3,6 +3,8 @@
 #include "tools/lumo/demo/demo_files.h"
 #include "tools/lumo/demo/test_picture.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>

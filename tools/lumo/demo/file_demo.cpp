@@ -2,6 +2,8 @@
 
 #include "tools/lumo/demo/demo_files.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 

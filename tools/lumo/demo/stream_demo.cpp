@@ -4,6 +4,8 @@
 #include "tools/lumo/demo/desktop_demo.h"
 #include "tools/lumo/demo/video_demo.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 

@@ -3,6 +3,8 @@
 #include "tools/lumo/demo/demo_files.h"
 #include "tools/lumo/demo/samples.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace lumo {

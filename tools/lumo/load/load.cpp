@@ -1,6 +1,7 @@
 #include "tools/lumo/load/load.h"
 
 #include <sys/resource.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>

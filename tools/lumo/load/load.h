@@ -7,7 +7,7 @@
 #include "tools/lumo/net/local_mcu.h"
 #include "tools/lumo/net/loop.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cmath>
 #include <cstdint>

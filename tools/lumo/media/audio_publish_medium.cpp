@@ -2,6 +2,8 @@
 
 #include "tools/lumo/media/wall_clock.h"
 
+#include <nlohmann/json.hpp>
+
 namespace lumo {
 
 CAudioPublishMedium::CAudioPublishMedium()

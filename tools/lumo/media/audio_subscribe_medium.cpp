@@ -5,6 +5,8 @@
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 namespace lumo {
 namespace {
 

@@ -4,6 +4,7 @@
 #include "tools/lumo/net/loop.h"
 
 #include <poll.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>

@@ -8,6 +8,8 @@
 #include "tools/lumo/media/stream_files.h"
 #include "tools/lumo/net/wait_set.h"
 
+#include <nlohmann/json.hpp>
+
 #include <deque>
 #include <memory>
 #include <optional>

@@ -3,6 +3,8 @@
 #include "tools/lumo/media/wall_clock.h"
 #include "tools/lumo/net/loop.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cstdio>
 

@@ -6,7 +6,11 @@
 #include "tools/lumo/media/video_publish_medium.h"
 #include "tools/lumo/media/video_subscribe_medium.h"
 
+#include <nlohmann/json.hpp>
+
 namespace lumo {
+
+nlohmann::json IPublishMedium::NextEvent() { return {}; }
 
 std::vector<std::shared_ptr<IPublishMedium>> PublishMedia() {
     return {std::make_shared<CAudioPublishMedium>(), std::make_shared<CVideoPublishMedium>(),

@@ -6,6 +6,8 @@
 #include "tools/lumo/ui/command_line.h"
 #include "tools/lumo/ui/progress.h"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -39,7 +41,7 @@ public:
 
     virtual uint64_t Bytes() const = 0;
     /// Something to tell at once, each once; null: nothing more.
-    virtual nlohmann::json NextEvent() { return {}; }
+    virtual nlohmann::json NextEvent();
     /// For the progress and the last event.
     virtual nlohmann::json Details() = 0;
     /// Why it ended before its time; empty: it did not.

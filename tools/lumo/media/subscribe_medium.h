@@ -4,7 +4,7 @@
 #include "tools/lumo/net/path_switch.h"
 #include "tools/lumo/ui/command_line.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <memory>

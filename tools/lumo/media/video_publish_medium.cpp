@@ -1,6 +1,7 @@
 #include "tools/lumo/media/video_publish_medium.h"
 
 #include <lumomedia/statistics.h>
+#include <nlohmann/json.hpp>
 
 namespace lumo {
 

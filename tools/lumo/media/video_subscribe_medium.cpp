@@ -4,6 +4,8 @@
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <nlohmann/json.hpp>
+
 namespace lumo {
 namespace {
 

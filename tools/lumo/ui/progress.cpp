@@ -2,6 +2,7 @@
 
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -53,12 +54,12 @@ bool CProgressPrinter::Due(uint64_t now) const {
     return m_mode == ProgressMode::Json && now - m_ullShownMs >= 1000;
 }
 
-void CProgressPrinter::Show(uint64_t now, const ProgressView& view) {
+void CProgressPrinter::Show(uint64_t now, const ProgressView& view, const nlohmann::json& details) {
     m_ullShownMs = now;
     m_rate.Update(now, view.moved);
     if (m_mode == ProgressMode::Bar) Draw(view);
     if (m_mode != ProgressMode::Json) return;
-    nlohmann::json event = view.details;
+    nlohmann::json event = details;
     event["event"] = "progress";
     event["state"] = view.words;
     event["bytes"] = view.done;

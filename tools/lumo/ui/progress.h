@@ -1,7 +1,7 @@
 // How a transfer shows itself: a bar on a terminal, one JSON object a second, or not at all.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <cstdio>
@@ -24,13 +24,11 @@ private:
     std::deque<std::pair<uint64_t, uint64_t>> m_samples;
 };
 
-// NOLINTNEXTLINE(bugprone-exception-escape): what the JSON library promises of its moves
 struct ProgressView {
     std::string words;  ///< what is going on
     uint64_t done = 0;
     uint64_t total = 0;
     uint64_t moved = 0;  ///< what the rate is taken of
-    nlohmann::json details;
 };
 
 enum class ProgressMode { Quiet, Plain, Bar, Json };
@@ -43,7 +41,8 @@ public:
     /// Bar where standard error is a terminal.
     static ProgressMode Choose(bool json, bool quiet);
     bool Due(uint64_t now) const;
-    void Show(uint64_t now, const ProgressView& view);
+    /// `details` stand beside the view's figures in the JSON event.
+    void Show(uint64_t now, const ProgressView& view, const nlohmann::json& details);
     /// A line of its own, whatever is being drawn; nothing in quiet mode.
     void Note(const std::string& line);
     /// The same as an event of the JSON stream.
