@@ -44,6 +44,7 @@ constexpr uint64_t kAll = 10000;
 constexpr uint64_t kLeastJudged = 400 * kPacket;  // of fewer packets, chance alone may lose too many
 constexpr uint64_t kLeastLostAtStart = 16 * kPacket;
 constexpr uint64_t kBoundCut = 85;  // percent of what was in flight
+constexpr uint64_t kLeastBesideOthers = 120;
 constexpr uint64_t kBoundStep = 8 * kPacket;
 constexpr uint64_t kHeadroom = 85;  // percent of the bound while it is not probed: others find room
 constexpr uint64_t kSmallestAge = 5 * kUsPerSecond;
@@ -178,8 +179,10 @@ void CPathModel::NoteChanceLoss() {
     m_nChanceLoss = m_nChanceLoss == 0 ? share : (7 * m_nChanceLoss + share) / 8;
 }
 
+// Beside others who keep a queue full whatever is lost, who cut further would only hand them its share.
 void CPathModel::Bound(uint64_t inFlight) {
-    m_nBound = std::max({Percent(inFlight, kBoundCut), Product(), kLeastBound * kPacket});
+    const uint64_t least = m_nOthers == 0 ? Product() : Percent(Held(), kLeastBesideOthers);
+    m_nBound = std::max({Percent(inFlight, kBoundCut), least, kLeastBound * kPacket});
     m_nBoundStep = kBoundStep;
 }
 
