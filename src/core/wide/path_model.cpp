@@ -44,7 +44,6 @@ constexpr uint64_t kAll = 10000;
 constexpr uint64_t kLeastJudged = 400 * kPacket;  // of fewer packets, chance alone may lose too many
 constexpr uint64_t kLeastLostAtStart = 16 * kPacket;
 constexpr uint64_t kBoundCut = 85;  // percent of what was in flight
-constexpr uint64_t kLeastBesideOthers = 120;
 constexpr uint64_t kBoundStep = 8 * kPacket;
 constexpr uint64_t kHeadroom = 85;  // percent of the bound while it is not probed: others find room
 constexpr uint64_t kSmallestAge = 5 * kUsPerSecond;
@@ -168,8 +167,10 @@ bool CPathModel::IsWorthJudging() const {
     return m_judged.All() >= kLeastJudged || (!m_bFull && m_judged.lost >= kLeastLostAtStart);
 }
 
+// A queue that others keep full says nothing about this link: less in flight would only hand them its share.
 bool CPathModel::HasCongestion() const {
-    return m_judged.lost * kAll > m_judged.All() * (HasQueue() ? kLossWithQueue : kLossWithout);
+    const bool ownQueue = HasQueue() && m_nOthers == 0;
+    return m_judged.lost * kAll > m_judged.All() * (ownQueue ? kLossWithQueue : kLossWithout);
 }
 
 // So much more has to be sent for the path's rate to arrive.
@@ -179,10 +180,8 @@ void CPathModel::NoteChanceLoss() {
     m_nChanceLoss = m_nChanceLoss == 0 ? share : (7 * m_nChanceLoss + share) / 8;
 }
 
-// Beside others who keep a queue full whatever is lost, who cut further would only hand them its share.
 void CPathModel::Bound(uint64_t inFlight) {
-    const uint64_t least = m_nOthers == 0 ? Product() : Percent(Held(), kLeastBesideOthers);
-    m_nBound = std::max({Percent(inFlight, kBoundCut), least, kLeastBound * kPacket});
+    m_nBound = std::max({Percent(inFlight, kBoundCut), Product(), kLeastBound * kPacket});
     m_nBoundStep = kBoundStep;
 }
 
@@ -220,6 +219,7 @@ void CPathModel::Enter(State state, uint64_t now) {
 // holds no more in flight than an empty queue asks for.
 void CPathModel::NoteOthers() {
     m_nOthers = m_nCycleSmallest > Percent(m_nSmallest, kQueueShows) ? m_nCycleSmallest : 0;
+    if (m_nOthers != 0) m_nBound = 0;
     m_nCycleSmallest = 0;
 }
 
