@@ -89,6 +89,18 @@ TEST(WideHostile, WhatTheFarSideGaveBackIsSentAgainOnceASecondAtMost) {
     EXPECT_LE(again, 40U) << "each of 20 packets twice at most, not a hundred times";
 }
 
+// Whoever lacks what comes next has not kept what it had behind it.
+TEST(WideHostile, WhatTheFarSideHadAndLacksIsSentAgain) {
+    Flying flying;
+    flying.now = 5000000;
+    uint64_t number = 0;
+    EXPECT_TRUE(flying.Hear(99, {{3, 10}}));
+    EXPECT_TRUE(flying.Hear(101));
+    EXPECT_EQ(flying.flight.First(), 102U);
+    EXPECT_TRUE(flying.flight.FindLost(number));
+    EXPECT_EQ(number, 102U);
+}
+
 // A number that is left out for a moment finds those who acknowledge what has not come to them.
 TEST(WideHostile, WhoAcknowledgesANumberThatWasLeftOutIsFoundOut) {
     Flying flying;

@@ -82,8 +82,8 @@ bool CFlight::OnAck(uint64_t now, const Ack& ack) {
     if (!Unwrap(ack, end)) return false;
     if (end >= First()) m_nLimit = end + ack.room;  // else it was overtaken by a later one
     Answer(now, ack);
-    if (ack.givenBack != m_nGivenBack && now - m_nForgotAt >= kForgetEvery) ForgetArrived(now, ack.givenBack);
     DeliverBefore(now, end);
+    if (HasDropped(ack, end) && now >= m_nForgotAt + kForgetEvery) ForgetArrived(now, ack.givenBack);
     for (int i = 0; i < ack.rangeCount; ++i) {
         const Range& range = ack.ranges[static_cast<size_t>(i)];
         const uint64_t first = std::max(end - 1 + range.first, First());
@@ -156,6 +156,12 @@ void CFlight::GiveBackMemory() {
     m_lost.Clear();
     if (m_packets.Capacity() > kIdleSlots) m_packets.Clear(m_packets.Next());
     if (m_transmissions.Capacity() > kIdleSlots) m_transmissions.Clear(m_transmissions.Next());
+}
+
+// It says so, or lacks the very packet after the last delivered one, which it has had.
+bool CFlight::HasDropped(const Ack& ack, uint64_t end) const {
+    if (ack.givenBack != m_nGivenBack) return true;
+    return end == First() && !IsEmpty() && m_packets[First()].state == State::Arrived;
 }
 
 // The far side has dropped what it held: what has arrived and is not delivered has to be sent again.

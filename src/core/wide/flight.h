@@ -82,6 +82,7 @@ private:
     void Arrive(uint64_t now, uint64_t number);
     void DeliverBefore(uint64_t now, uint64_t end);
     void GiveBackMemory();
+    bool HasDropped(const Ack& ack, uint64_t end) const;
     void ForgetArrived(uint64_t now, uint8_t givenBack);
     bool IsSettled(uint64_t transmission) const;
     void NoteReordering(uint64_t transmission);
