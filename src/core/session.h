@@ -116,7 +116,7 @@ private:
     void BeginWideReceiving(uint64_t now);
     void OnAckPacket(CSCTPPacket& packet);
     bool OnWideAck(CSCTPPacket& packet);
-    void BeginWideSending(uint64_t now) LUMO_REQUIRES(m_csWindow);
+    bool BeginWideSending(uint64_t now) LUMO_REQUIRES(m_csWindow);
     void CountUndelivered(int length);
     bool SendWidePass();
     void NoteInFlight() LUMO_REQUIRES(m_csWindow);

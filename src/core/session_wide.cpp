@@ -80,7 +80,7 @@ bool CSession::OnWideAck(CSCTPPacket& packet) {
     if (answer && !wide::ReadAck(packet.GetPacketData(), packet.GetPacketDataLen(), ack)) return true;
     CAutoLock lock(&m_csWindow);
     const uint64_t now = GetMicroseconds();
-    if (!IsWideSending()) BeginWideSending(now);
+    if (!IsWideSending() && !BeginWideSending(now)) return false;  // it is a given one, too
     if (answer)
         m_pWide->Sender().OnAck(now, ack);
     else
@@ -90,7 +90,7 @@ bool CSession::OnWideAck(CSCTPPacket& packet) {
 }
 
 // What is in flight in the given form stays where it is until it is delivered, and is repeated in the wide form.
-void CSession::BeginWideSending(uint64_t now) {
+bool CSession::BeginWideSending(uint64_t now) {
     wide::CWideSender& sender = m_pWide->Sender();
     const CSendWindow& window = Window();
     sender.Open(now, m_pWide->Agreement().Token(), FirstNumber(), window.Size(),
@@ -98,10 +98,11 @@ void CSession::BeginWideSending(uint64_t now) {
     for (uint32_t i = 0; i < window.Size(); ++i) {
         CSendPacket* packet = window.At(i);
         const uint64_t ago = uint64_t{ElapsedMs(static_cast<uint32_t>(now / 1000), LastSent(*packet))} * 1000;
-        sender.Carry(now - ago,
-                     {packet->GetPacketData() + session::kHeaderLen, packet->GetPacketDataLen() - session::kHeaderLen,
-                      packet->GetBegin(), packet->GetEnd()},
-                     packet->GetFlag());
+        const wide::Piece piece{packet->GetPacketData() + session::kHeaderLen,
+                                packet->GetPacketDataLen() - session::kHeaderLen, packet->GetBegin(), packet->GetEnd()};
+        if (sender.Carry(now - ago, piece, packet->GetFlag())) continue;
+        sender.Close();
+        return false;
     }
     if (std::exchange(m_bOpening, false)) m_nUncut.fetch_sub(1);
     if (m_pCutting) {
@@ -109,6 +110,7 @@ void CSession::BeginWideSending(uint64_t now) {
         sender.CarryFrame(std::move(m_pCutting), m_nCut);
     }
     m_pWide->BeginSending();
+    return true;
 }
 
 void CSession::NoteInFlight() {

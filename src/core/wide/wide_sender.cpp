@@ -36,11 +36,12 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     PlanSkip(m_nFirstWide);
 }
 
-void CWideSender::Carry(uint64_t sentAt, const Piece& piece, bool arrived) {
+bool CWideSender::Carry(uint64_t sentAt, const Piece& piece, bool arrived) {
     const uint64_t number = m_flight.Next();
-    if (!m_flight.Append(piece)) return;
+    if (!m_flight.Append(piece)) return false;
     m_flight.Carry(sentAt, number);
     if (arrived) m_flight.OnGivenAck(sentAt, false, number);
+    return true;
 }
 
 void CWideSender::Close() {

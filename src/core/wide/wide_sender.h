@@ -19,9 +19,9 @@ public:
 
     /// From now on packets leave in the wide form, numbered from `first` with those that Carry brings: `carried`
     /// packets that left in the given form and are not delivered, oldest first, and the frame that is partly cut. Their
-    /// memory lives until HasCarried is false.
+    /// memory lives until HasCarried is false. Carry is false without memory, and then all has to stay as it was.
     void Open(uint64_t now, uint32_t token, uint64_t first, uint32_t carried, int payloadLength);
-    void Carry(uint64_t sentAt, const Piece& piece, bool arrived);
+    bool Carry(uint64_t sentAt, const Piece& piece, bool arrived);
     void CarryFrame(std::unique_ptr<CDataBuffer> frame, int cut);
     bool HasCarried() const { return m_flight.First() < m_nFirstWide; }
     void Close();
@@ -34,7 +34,6 @@ public:
     /// Drops the rest of the frame that is being cut, unless there is no memory even for that.
     void DropUncut();
 
-    bool IsIdle() const { return m_flight.IsEmpty() && !m_pCutting; }
     /// The far side acknowledges what it cannot have: the link has to end.
     bool WasLiedTo() const { return m_flight.WasLiedTo(); }
     /// When Send has something to do again without an acknowledgement; 0: never.
