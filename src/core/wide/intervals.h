@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -51,8 +52,9 @@ public:
         const auto kept = EndingBehind(number);
         if (kept != m_all.end()) kept->first = std::max(kept->first, number);
         m_all.erase(m_all.begin(), kept);
+        if (m_all.empty() && m_all.capacity() > kKept) Clear();
     }
-    void Clear() { m_all.clear(); }
+    void Clear() { std::vector<Interval>().swap(m_all); }
 
 private:
     template <class Self>
@@ -62,6 +64,8 @@ private:
     }
     std::vector<Interval>::iterator EndingBehind(uint64_t number) { return Find(*this, number); }
     std::vector<Interval>::const_iterator EndingBehind(uint64_t number) const { return Find(*this, number); }
+
+    static constexpr size_t kKept = 64;  // an idle link keeps next to nothing
 
     std::vector<Interval> m_all;
 };
