@@ -73,6 +73,8 @@ public:
     uint64_t DueAt() const;
     /// Does that: an acknowledgement that waited for company, a look at an old gap. The worker's.
     void DoDue(uint64_t now);
+    /// Bytes that a wide session keeps of what is on its way, beside the frames.
+    uint64_t RecordBytes() const;
     /// When a pass has something to send or to find lost that no acknowledgement brings about; 0: never.
     uint64_t SendDueAt() const;
     /// One session packet without its envelope. Acknowledges data, and runs a send pass after an acknowledgement.

@@ -30,6 +30,7 @@ void CSession::CloseWide() {
 
 bool CSession::IsWideSending() const { return m_pWide && m_pWide->IsSending(); }
 uint64_t CSession::DueAt() const { return m_pWide ? m_pWide->DueAt() : 0; }
+uint64_t CSession::RecordBytes() const { return m_pWide ? m_pWide->RecordBytes() : 0; }
 uint64_t CSession::SendDueAt() const { return IsWideSending() && !WasLiedTo() ? m_pWide->SendDueAt() : 0; }
 
 // Receiving.

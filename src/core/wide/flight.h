@@ -60,6 +60,10 @@ public:
     /// The far side has acknowledged what was never sent to it.
     bool WasLiedTo() const { return m_bLiedTo; }
     uint64_t LostPackets() const { return m_nLost; }
+    /// Bytes of the records that it keeps.
+    uint64_t MemoryBytes() const {
+        return m_packets.Capacity() * sizeof(Packet) + m_transmissions.Capacity() * sizeof(Transmission);
+    }
     /// When anything new has last arrived.
     uint64_t ProgressAt() const { return m_nProgressAt; }
 

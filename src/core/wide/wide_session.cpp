@@ -23,6 +23,7 @@ void CWideSession::Close() {
     m_bSending.store(false, std::memory_order_release);
     m_agreement.Close();
     m_sender.Close();
+    Show();
     m_receiver.Close();
     m_acks.Open(0);
 }
@@ -34,6 +35,7 @@ void CWideSession::Show() {
     m_shown.inFlight.store(m_sender.Flight().InFlight(), std::memory_order_relaxed);
     m_shown.sendDueAt.store(m_sender.DueAt(), std::memory_order_relaxed);
     m_shown.lost.store(m_sender.Flight().LostPackets(), std::memory_order_relaxed);
+    m_shown.recordBytes.store(m_sender.Flight().MemoryBytes(), std::memory_order_relaxed);
 }
 
 void CWideSession::FillStatistics(SessionStatistics& statistics) const {

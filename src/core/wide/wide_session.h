@@ -54,6 +54,8 @@ public:
     void Show();
     /// When the sender has something to do that no acknowledgement brings about; 0: never. Any thread.
     uint64_t SendDueAt() const { return m_shown.sendDueAt.load(std::memory_order_relaxed); }
+    /// Bytes that the sender keeps beside frames. Any thread.
+    uint64_t RecordBytes() const { return m_shown.recordBytes.load(std::memory_order_relaxed); }
     void FillStatistics(SessionStatistics& statistics) const;
     void BeginSending() { m_bSending.store(true, std::memory_order_release); }
 
@@ -66,7 +68,8 @@ private:
     CWideSender m_sender;
     CWideReceiver m_receiver;
     struct Shown {
-        std::atomic<uint64_t> bandwidth{0}, smallestRoundTripUs{0}, roundTripUs{0}, inFlight{0}, lost{0}, sendDueAt{0};
+        std::atomic<uint64_t> bandwidth{0}, smallestRoundTripUs{0}, roundTripUs{0}, inFlight{0}, lost{0}, sendDueAt{0},
+            recordBytes{0};
     };
 
     Shown m_shown;

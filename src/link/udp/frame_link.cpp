@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr int kMostWidePasses = 64;
+
 /// A frame on its way through a queue or a session, and what it costs.
 class CQueuedFrame final : public CDataBuffer {
 public:
@@ -64,6 +66,7 @@ void CFrameLink::CloseLink() {
         ForgetTaken();
         m_queue.Flush();
         m_session.CloseSession();
+        ChargeRecords();
         MarkIdle();
         LeaveTurns();
     }
@@ -175,7 +178,8 @@ bool CFrameLink::Pump() {
     return sent;
 }
 
-// Passes repeat until one sends nothing, so that the window is full again before the thread turns elsewhere.
+// Passes repeat until one sends nothing, so that the window is full again before the thread turns elsewhere. A wide
+// session, which never fills where acknowledgements come as fast as packets leave, lets others have their turn.
 bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
@@ -183,7 +187,8 @@ bool CFrameLink::RunPump() {
     const bool idle = m_session.IsSendIdle() && !(wide && m_queue.GetCount() > 0);
     CDataBuffer* frame = idle && !wide ? m_queue.GetDataBuffer() : nullptr;
     if (!idle || (frame && m_session.SendBuffer(frame))) {
-        while (m_session.ProcessSend()) sent = true;
+        for (int pass = 0; !(wide && pass == kMostWidePasses) && m_session.ProcessSend(); ++pass) sent = true;
+        ChargeRecords();
         if (m_session.IsWideSending()) {  // its deadlines say when to look again
             LeaveTurns();
             CDueLinks::Get().Enter(*this, m_session.SendDueAt());
@@ -192,12 +197,20 @@ bool CFrameLink::RunPump() {
         }
         return sent;
     }
+    ChargeRecords();
     MarkIdle();
     if (m_queue.GetCount() > 0 || !m_session.IsSendIdle()) {  // queued or sent in between
         MarkBusy();
         m_bPumpAgain.store(true, std::memory_order_seq_cst);
     }
     return false;
+}
+
+void CFrameLink::ChargeRecords() {
+    const uint64_t bytes = m_session.RecordBytes();
+    const uint64_t before = m_nRecordBytes;
+    if (bytes < before) m_waiting.Return(before - bytes);
+    if (bytes < before || (bytes > before && m_waiting.Take(bytes - before))) m_nRecordBytes = bytes;
 }
 
 void CFrameLink::OnPacket(const char* packet, int length) {

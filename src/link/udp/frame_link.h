@@ -105,6 +105,8 @@ private:
     bool SpendPacket(int length);
     void CountDropped(uint64_t frames);
     bool RunPump() LUMO_REQUIRES(m_csPump);
+    /// Counts what the session notes with what the link holds, as far as there is room: none of it can be refused.
+    void ChargeRecords() LUMO_REQUIRES(m_csPump);
     void MarkBusy();
     void MarkIdle();
     /// A busy link that the worker looks after every turn, or not.
@@ -118,6 +120,7 @@ private:
     CBufferPool m_queue{lock_order::kFrameQueue};
     CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
+    uint64_t m_nRecordBytes LUMO_GUARDED_BY(m_csPump) = 0;  // charged
     std::atomic<bool> m_bPumpAgain{false};
     std::atomic<bool> m_bBusy{false};      // something queued or unacknowledged
     std::atomic<bool> m_bWatching{false};  // counted as busy at the worker

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <deque>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -126,17 +128,45 @@ TEST_F(WideLink, PacketsInFlightAreAMatterOfDeadlinesAndNotOfTurns) {
     EXPECT_GT(Lumo_Base::GetMicroseconds(), sentAt + 10000);
 }
 
-TEST_F(WideLink, LeavesNoDeadlineBehind) {
+TEST_F(WideLink, LeavesNoDeadlineAndNoMemoryBehind) {
     const std::string frame(3000, 'b');
     left.link.QueueFrame(frame.data(), 3000);
     right.Hear(left, 1);
     EXPECT_NE(CDueLinks::Get().Earliest(), 0U);
+    EXPECT_GT(SendBudget().Sum(), limits::QueueCost(3000, 1)) << "with what it notes of packets on their way";
     right.link.CloseLink();
     left.link.CloseLink();
+    EXPECT_EQ(SendBudget().Sum(), 0U);
     EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
     clock.Advance(10);
     CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
     EXPECT_TRUE(right.said.empty());
+}
+
+struct CAsked final : IDue {
+    void OnDue(uint64_t) override {
+        ++times;
+        if (fails) throw std::runtime_error("out of memory");
+    }
+    bool fails = false;
+    int times = 0;
+};
+
+// Whoever fails, and those behind, are asked again soon; those before are not.
+TEST(DueLinks, AFailureLosesNobodysDeadline) {
+    CDueLinks links;
+    std::array<CAsked, 3> asked;
+    for (size_t i = 0; i < asked.size(); ++i) links.Enter(asked[i], 100 + i);
+    asked[1].fails = true;
+    EXPECT_THROW(links.Run(1000), std::runtime_error);
+    asked[1].fails = false;
+    const uint64_t again = links.Earliest();
+    EXPECT_GT(again, 1000U);
+    links.Run(again);
+    EXPECT_EQ(asked[0].times, 1);
+    EXPECT_EQ(asked[1].times, 2);
+    EXPECT_EQ(asked[2].times, 1);
+    EXPECT_EQ(links.Earliest(), 0U);
 }
 
 }  // namespace
