@@ -158,6 +158,24 @@ TEST(WideRate, FollowsThePath) {
     EXPECT_GT(runAt(10), 0.85);
 }
 
+// A queue that others keep makes round trips longer. Whoever has no more in flight than before gets less than before.
+TEST(WideRate, IsHeldBesideAQueueOfOthers) {
+    const CWideSessions wide;
+    WidePair pair(Path(100, 50));
+    pair.left.Fill(kFrame);
+    pair.events.RunFor(4 * kSecond);
+    const auto runAt = [&](uint32_t delayUs) {
+        pair.out.traits.delayUs = delayUs;
+        pair.events.RunFor(kSecond);
+        const uint64_t before = pair.right.bytesReceived;
+        pair.events.RunFor(2 * kSecond);
+        return MegabytesPerSecond(pair.right.bytesReceived - before, 2) / Ceiling(pair.out.traits);
+    };
+    EXPECT_GT(runAt(75000), 0.9);
+    EXPECT_GT(runAt(25000), 0.9);
+    EXPECT_LT(pair.out.QueueUs(), 15000U) << "and what was kept for their sake is gone";
+}
+
 TEST(WideRate, ComesBackAfterAnOutage) {
     const CWideSessions wide;
     WidePair pair(Path(100, 50));
