@@ -49,6 +49,9 @@ constexpr uint64_t kHeadroom = 85;  // percent of the bound while it is not prob
 constexpr uint64_t kSmallestAge = 5 * kUsPerSecond;
 constexpr uint64_t kLeastRoundTripProbe = 100000;
 
+// A thread may have read the clock a little before the one that wrote the earlier time down.
+uint64_t Since(uint64_t earlier, uint64_t now) { return now - std::min(earlier, now); }
+
 }  // namespace
 
 void CPathModel::Open(uint64_t now, uint64_t inFlight) {
@@ -110,8 +113,8 @@ void CPathModel::OnStarved(uint64_t inFlight) { m_nStarvedUntil = std::max<uint6
 // acknowledgements makes the path faster than it is.
 void CPathModel::Measure(uint64_t now) {
     const Stamp& stamp = m_sample.stamp;
-    const uint64_t sending = stamp.sentAt - stamp.firstSentAt;
-    const uint64_t delivering = now - stamp.deliveredAt;
+    const uint64_t sending = Since(stamp.firstSentAt, stamp.sentAt);
+    const uint64_t delivering = Since(stamp.deliveredAt, now);
     const uint64_t interval = std::max({sending, delivering, uint64_t{1}});
     if (stamp.delivered >= m_nRoundEnd) m_bRoundEnded = true;
     // One sample a round, once the rate is known: the highest of many would be one that chance has made too high.
@@ -234,7 +237,7 @@ uint64_t CPathModel::CruiseTime() const {
 bool CPathModel::TooLong(uint64_t probed) const { return probed > 3 * std::max(m_nSmallest, m_nSmoothed); }
 
 void CPathModel::Step(uint64_t now, uint64_t inFlight) {
-    const uint64_t since = now - m_nEnteredAt;
+    const uint64_t since = Since(m_nEnteredAt, now);
     const bool roundTripPassed = since > m_nSmallest;
     switch (m_state) {
         case State::StartUp:
