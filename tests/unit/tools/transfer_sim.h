@@ -166,6 +166,7 @@ struct Receiver {
     std::deque<std::string> relayQueue;
     size_t waitingBytes = 0, lane = 0;
     double rate, credit = 0;
+    uint64_t upMs = 0;    ///< how long its frames are on their way
     bool frozen = false;  ///< reads and says nothing
     bool deaf = false;    ///< says it is there, but nothing reaches it
     bool left = false;
@@ -179,7 +180,6 @@ public:
 
     double senderRate = 40;  ///< frames a millisecond that the sender's library carries
     bool twoLanes = false;   ///< the sender has its second channel too
-    uint64_t upMs = 0;       ///< how long a receiver's frames are on their way
     /// Called for each frame that reaches the relay from the sender; false drops it for everybody.
     std::function<bool(std::string& frame)> downHook;
 
@@ -219,7 +219,7 @@ public:
     }
     SendProgress Progress() const { return sender->Progress(now); }
     /// As if a subscriber had sent this.
-    void InjectUp(const std::string& frame) { m_up.push_back({now, 0, frame}); }
+    void InjectUp(const std::string& frame) { m_up.insert({now, {0, frame}}); }
 
     std::unique_ptr<CSendEngine> sender;
     uint64_t now = 1000;
@@ -229,7 +229,6 @@ public:
 private:
     /// What a receiver has sent, and the lane that it comes by.
     struct Upward {
-        uint64_t due;
         size_t lane;
         std::string frame;
     };
@@ -253,8 +252,8 @@ private:
             if (!receiver.frozen && !receiver.left) StepReceiver(receiver);
     }
     void StepSender() {
-        for (; !m_up.empty() && m_up.front().due <= now; m_up.pop_front()) {
-            const auto& [due, lane, frame] = m_up.front();
+        for (; !m_up.empty() && m_up.begin()->first <= now; m_up.erase(m_up.begin())) {
+            const auto& [lane, frame] = m_up.begin()->second;
             sender->OnFrame(frame.data(), frame.size(), now, lane);
             m_senderNextTick = now;
         }
@@ -298,14 +297,15 @@ private:
             receiver.engine.Leave(receiver.up, done ? ByeReason::Done : ByeReason::Failed);
             receiver.left = true;
         }
-        for (std::string& frame : receiver.up.queue) m_up.push_back({now + upMs, receiver.lane, std::move(frame)});
+        for (std::string& frame : receiver.up.queue)
+            m_up.insert({now + receiver.upMs, {receiver.lane, std::move(frame)}});
         receiver.up.queue.clear();
     }
 
     std::array<Link, kMaxLanes> m_senderLinks;
     std::array<double, kMaxLanes> m_senderCredit{};
     uint64_t m_senderNextTick = 0;
-    std::deque<Upward> m_up;
+    std::multimap<uint64_t, Upward> m_up;  // by when it is there
     std::list<MemoryDisk> m_disks;
     std::list<Receiver> m_receivers;
     uint64_t m_nNextID = kFirstReceiver;

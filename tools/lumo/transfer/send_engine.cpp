@@ -63,7 +63,8 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
         entry->movedMs = now;
         if (const uint64_t left = lane.sent.LeftAt(serial, now); left < now)
             entry->delayMs = std::min(entry->delayMs, now - left);
-        if (m_receivers.Slowest(now, index, lane.sent.Last()) == serial)
+        const bool known = entry->delayMs < kReceiverSilentMs;
+        if (known && m_receivers.Slowest(now, index, lane.sent.Last()) == serial)
             lane.lead.OnReport(now, serial, entry->delayMs);
     }
     NoteEnd(status.receiver, *entry, status);
