@@ -3,6 +3,8 @@
 #include "support/reach.h"
 #include "tools/lumo/board/board.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdlib>
 
 using namespace lumo;

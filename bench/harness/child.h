@@ -5,6 +5,8 @@
 #include "bench/harness/driver.h"
 #include "bench/harness/process.h"
 
+#include <nlohmann/json.hpp>
+
 #include <map>
 #include <memory>
 #include <string>

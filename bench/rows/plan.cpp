@@ -30,7 +30,7 @@ const std::map<std::string, Needs>& AllNeeds() {
         {"idle", {{"lumo-idle"}, false}},
         {"log", {{"lumo"}, true, true}},
         {"audio", {{"audio-sendto", "audio-sendmmsg", "lumo-audio", "lumo-audio-relay"}}},
-        {"video", {{"lumo-video", "lumo-video-stream", "lumo-video-relay"}, false}},
+        {"video", {{"lumo-video", "lumo-video-wide", "lumo-video-stream", "lumo-video-relay"}, false}},
         {"desktop", {{"lumo-desktop", "lumo-desktop-tcp", "tcp-pictures"}, true, false, kPicture}},
         {"path", {PathDrivers(), false, false, 0, Over::Paths}},
         {"sharing", {{}, false, false, 0, Over::OnePath}},

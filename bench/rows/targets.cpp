@@ -17,6 +17,8 @@ std::vector<CTarget> MakeTargets() {
     ratio("bulk", true, "MB/s", "lumo", "enet", true, 4.5, "rate against ENet");
     ratio("bulk", true, "MB/s", "lumo", "srt", true, 3, "rate against SRT");
     ratio("bulk", true, "cpu_s_per_GB", "lumo", "enet", false, 0.45, "processor time per GB against ENet");
+    ratio("bulk", true, "MB/s", "lumo-wide", "lumo", true, 1, "rate of a wide session against a given one");
+    ratio("bulk", true, "cpu_s_per_GB", "lumo-wide", "lumo", false, 1.1, "processor time per GB of a wide session");
     ratio("bulk", false, "MB/s", "lumo", "enet", true, 3, "rate against ENet");
     for (const bool oneCore : {true, false}) {
         ratio("relay", oneCore, "MB/s", "lumo-relay", "lumo", true, 0.4, "rate through the relay against direct");
@@ -40,6 +42,8 @@ std::vector<CTarget> MakeTargets() {
     const std::string video = CaseID("lumo-video", false);
     all.push_back({"video", "frames a second carried to each sink", "frames/s", video, "", true, 29.7});
     all.push_back({"video", "exponent of processor time over sinks", "cpu_exponent", video, "", false, 1.1});
+    ratio("video", false, "cpu_us_per_frame", "lumo-video-wide", "lumo-video", false, 1.1,
+          "processor time with wide sessions against given ones");
     const auto path = [&](const char* value, const char* where, bool atLeast, double limit, const char* text) {
         all.push_back({"path", text, value, PathCaseID("lumo-wide", where), "", atLeast, limit});
     };
@@ -51,6 +55,9 @@ std::vector<CTarget> MakeTargets() {
                                        {"400 Mbit/s, 50 ms, 0.1 %", 45.0},
                                        {"50 ms, quarter of a queue", 11.2}})
         path("path_MB/s", where, true, least, "goodput, MB/s");
+    for (const char* other : {"quic-bbr2", "srt-live", "tcp-bbr"})
+        all.push_back({"path", std::string("goodput against ") + other, "path_MB/s",
+                       PathCaseID("lumo-wide", "50 ms, 5 %"), PathCaseID(other, "50 ms, 5 %"), true, 0.95});
     path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
     path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");
     for (const Sharing& sharing : Sharings()) {

@@ -207,6 +207,7 @@ nlohmann::json RelaySettings() { return LumoSettings("a UDP sender to the relay 
 
 std::vector<CDriver> LumoVideoDrivers() {
     return {{"lumo-video", Role::Sender, Listener::Sender, PublishToMany, WatchMany, ManySettings},
+            {"lumo-video-wide", Role::Sender, Listener::Sender, Wide<PublishToMany>, Wide<WatchMany>, ManySettings},
             {"lumo-video-stream", Role::Receiver, Listener::Sender, Publish, Watch, Settings},
             {"lumo-film", Role::Receiver, Listener::Sender, Wide<Publish>, Wide<Watch>, Settings},
             {"lumo-video-relay", Role::Receiver, Listener::RelayServer, PublishToServer, WatchServer, RelaySettings}};

@@ -1,6 +1,7 @@
 #include "bench/transports/video_sinks.h"
 
 #include "bench/harness/video_frames.h"
+#include "platform/lumobase/clock.h"
 
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -15,7 +16,8 @@ namespace bench {
 
 namespace {
 constexpr int kEvents = 64;
-}
+constexpr uint64_t kCatchUpUs = 2000;
+}  // namespace
 
 CVideoSinkSession::CVideoSinkSession(const StreamSink& sink, size_t index, uint16_t port, CUdpArena& arena,
                                      OnFrame onFrame, void* context)
@@ -37,6 +39,17 @@ void CVideoSinkSession::Receive(std::vector<char>& buffer) {
     const size_t length = ReceiveRun(m_nFd, buffer.data(), buffer.size(), segment);
     for (size_t at = 0; at < length; at += segment)
         TakeDatagram(buffer.data() + at, static_cast<int>(std::min(segment, length - at)));
+    SendAll();
+}
+
+void CVideoSinkSession::CatchUp(uint64_t now) {
+    const uint64_t due = DueAt();
+    if (due == 0 || due > now) return;
+    DoDue(now);
+    SendAll();
+}
+
+void CVideoSinkSession::SendAll() {
     m_sender.Send(m_arena.Runs(), m_arena.Bytes());
     m_arena.Clear();
 }
@@ -83,7 +96,15 @@ bool CVideoSinks::Serve(int waitMs) {
     std::array<epoll_event, kEvents> events{};
     const int count = epoll_wait(m_epoll.Get(), events.data(), kEvents, waitMs);
     for (int i = 0; i < count; ++i) m_sessions[events.at(static_cast<size_t>(i)).data.u64].Receive(m_buffer);
+    CatchUp();
     return count > 0;
+}
+
+void CVideoSinks::CatchUp() {
+    const uint64_t now = Lumo_Base::GetMicroseconds();
+    if (now < m_nCaughtUpAt + kCatchUpUs) return;
+    m_nCaughtUpAt = now;
+    for (CVideoSinkSession& session : m_sessions) session.CatchUp(now);
 }
 
 void CVideoSinks::OnFrame(size_t sink, const char* frame, int length) {

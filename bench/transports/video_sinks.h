@@ -24,8 +24,11 @@ public:
     ~CVideoSinkSession() override;
     /// Takes what the kernel has; the buffer has room for whatever it hands over at once.
     void Receive(std::vector<char>& buffer);
+    /// Sends the acknowledgement that has waited for company for long enough.
+    void CatchUp(uint64_t now);
 
 private:
+    void SendAll();
     void TakeDatagram(char* data, int length);
     void OnSCTPSessionReceivedFrame(char* frame, int length) override {
         m_onFrame(m_pContext, m_nIndex, frame, length);
@@ -59,6 +62,7 @@ public:
     CDelays& Delays() { return m_delays; }
 
 private:
+    void CatchUp();
     void OnFrame(size_t sink, const char* frame, int length);
 
     CStreamSinks m_sinks;
@@ -66,6 +70,7 @@ private:
     const std::unique_ptr<CUdpArena> m_pArena;
     std::vector<char> m_buffer;
     std::deque<CVideoSinkSession> m_sessions;
+    uint64_t m_nCaughtUpAt = 0;
     std::vector<uint32_t> m_last;  // number of each one's newest frame, from 1
     const CVideoFrames m_frames = SmallVideoFrames();
     uint64_t m_nDelivered = 0;
