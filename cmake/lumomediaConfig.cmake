@@ -1,2 +1,2 @@
-# find_package(lumomedia) gives the target lumomedia::lumomedia.
+# find_package(lumomedia) gives the targets lumomedia::lumomedia and lumomedia::seal.
 include(${CMAKE_CURRENT_LIST_DIR}/lumomediaTargets.cmake)

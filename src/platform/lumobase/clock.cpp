@@ -1,6 +1,6 @@
 #include "platform/lumobase/clock.h"
+#include "platform/lumobase/forks.h"
 
-#include <pthread.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -36,12 +36,7 @@ struct HeldTime {
 };
 constinit thread_local HeldTime t_held;
 
-std::atomic<unsigned> g_nForks{0};
-// A child must not draw the words that its parent will draw too.
-[[maybe_unused]] const int g_nForkHandler =
-    pthread_atfork(nullptr, nullptr, [] { g_nForks.fetch_add(1, std::memory_order_relaxed); });
-
-/// Random words of one thread, fetched many at a time.
+/// Random words of one thread, fetched many at a time. A child must not draw the words that its parent will draw too.
 struct RandomWords {
     std::array<uint32_t, 32> words;
     size_t left = 0;
@@ -55,7 +50,7 @@ void Refill(RandomWords& random) noexcept {
         for (uint32_t& word : random.words) word = device();
     }
     random.left = random.words.size();
-    random.forks = g_nForks.load(std::memory_order_relaxed);
+    random.forks = Lumo_Base::Forks();
 }
 
 }  // namespace
@@ -101,7 +96,7 @@ unsigned long GenerateSSRC() {
     thread_local RandomWords random;
     uint32_t word = 0;
     while (word == 0) {
-        if (random.left == 0 || random.forks != g_nForks.load(std::memory_order_relaxed)) Refill(random);
+        if (random.left == 0 || random.forks != Forks()) Refill(random);
         // Wiped once drawn: a later look into the memory must not tell identifiers that are in use.
         uint32_t& drawn = random.words[--random.left];
         word = drawn;

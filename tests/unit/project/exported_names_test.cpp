@@ -21,17 +21,14 @@ bool BelongsToListedClass(std::string name, const std::set<std::string>& listed)
 /// them a compiler emits depends on its optimiser.
 bool IsWeak(char type) { return type == 'W' || type == 'V' || type == 'u'; }
 
-}  // namespace
-
-// Every name that is visible from outside is one that an application may use, and every such name is visible.
-TEST(ExportedNames, AreTheIntendedOnes) {
+void ExpectNames(const std::string& library, const std::string& listName) {
     std::set<std::string> intended;
-    std::ifstream list(LUMO_SOURCE_DIR "/tests/unit/project/exported_names.txt");
+    std::ifstream list(LUMO_SOURCE_DIR "/tests/unit/project/" + listName);
     for (std::string line; std::getline(list, line);)
         if (!line.empty() && line[0] != '#') intended.insert(line);
     ASSERT_FALSE(intended.empty());
 
-    const auto nm = RunShell("nm -D --defined-only -P '" LUMO_LIBRARY "' | awk '{print $2, $1}' | c++filt");
+    const auto nm = RunShell("nm -D --defined-only -P '" + library + "' | awk '{print $2, $1}' | c++filt");
     ASSERT_EQ(nm.exitCode, 0) << nm.output;
     std::set<std::string> exported;
     std::istringstream lines(nm.output);
@@ -44,4 +41,17 @@ TEST(ExportedNames, AreTheIntendedOnes) {
 
     for (const std::string& name : exported) EXPECT_EQ(intended.count(name), 1U) << "visible, but not listed: " << name;
     for (const std::string& name : intended) EXPECT_EQ(exported.count(name), 1U) << "listed, but not visible: " << name;
+}
+
+}  // namespace
+
+// Every name that is visible from outside is one that an application may use, and every such name is visible.
+TEST(ExportedNames, AreTheIntendedOnes) { ExpectNames(LUMO_LIBRARY, "exported_names.txt"); }
+TEST(ExportedNames, OfTheSealingLibraryToo) { ExpectNames(LUMO_SEAL_LIBRARY, "exported_names_seal.txt"); }
+
+// Who does not seal needs no cryptography.
+TEST(ExportedNames, TheLibraryItselfUsesNoCryptography) {
+    const auto readelf = RunShell("readelf -d '" LUMO_LIBRARY "'");
+    ASSERT_EQ(readelf.exitCode, 0) << readelf.output;
+    EXPECT_EQ(readelf.output.find("libcrypto"), std::string::npos) << readelf.output;
 }

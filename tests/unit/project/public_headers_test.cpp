@@ -23,12 +23,13 @@ TEST(PublicHeaders, EachStandsAloneAsCpp11) {
     EXPECT_GT(compilers, 0U) << "no compiler was found";
 }
 
+// But not the one of the sealing library, which is linked only by who seals.
 TEST(PublicHeaders, TheUmbrellaHasThemAll) {
     std::set<std::string> umbrella, others;
     for (const CSourceFile& header : ReadSources({"include"}, {".h"})) {
         if (header.path.ends_with("/lumomedia.h"))
             umbrella.insert(header.lines.begin(), header.lines.end());
-        else
+        else if (!header.path.ends_with("/seal.h"))
             others.insert("#include <" + header.path.substr(8) + ">");
     }
     ASSERT_FALSE(others.empty());
