@@ -17,14 +17,22 @@ expect_port() {  # PROGRAM: it opens the local MCU, says its port and ends well
     [[ $words =~ ^local\ port\ [1-9][0-9]*$ ]] || fail "$1 said '$words'"
 }
 
+expect_sealed() {  # PROGRAM: what it publishes sealed at the relay comes back and opens
+    [[ $("$1" 7 "$port") == "opened: good morning" ]] || fail "$1 opened nothing"
+}
+
 unset DESTDIR
 quietly cmake --install "$build" --prefix "$work/first"
 prefix=$work/moved
 mv "$work/first" "$prefix"
 libdir=$(dirname "$(find "$prefix" -name liblumomedia.so)")
+"$prefix/bin/lumo" mcu --listen 127.0.0.1 --port 0 --reflector-port off --http off >"$work/relay" 2>&1 &
+relay=$!
 
-echo "== the library and the program"
-readelf -d "$libdir/liblumomedia.so" | grep -q 'SONAME.*\[liblumomedia\.so\.[0-9]*\]' || fail "no SONAME"
+echo "== the libraries and the program"
+for library in liblumomedia liblumomedia_seal; do
+    readelf -d "$libdir/$library.so" | grep -q "SONAME.*\[$library\.so\.[0-9]*\]" || fail "no SONAME"
+done
 grep -rlF -e "$work/first" -e "$source" "$prefix" --include='*.cmake' --include='*.pc' && fail "a package file names a folder of the build"
 for file in include/lumomedia/lumomedia.h share/doc/lumomedia/LICENSE; do
     [[ -s $prefix/$file ]] || fail "$file was not installed"
@@ -38,6 +46,14 @@ quietly cmake -S "$source/examples/embed_file" -B "$work/package" -DCMAKE_PREFIX
     -DCMAKE_CXX_STANDARD=11 -DCMAKE_CXX_EXTENSIONS=OFF
 quietly cmake --build "$work/package"
 expect_port "$work/package/embed_file"
+until port=$(sed -n 's/.*listening on 127\.0\.0\.1:\([0-9]*\) .*/\1/p' "$work/relay") && [[ $port ]]; do
+    kill -0 "$relay" || fail "the relay ended: $(cat "$work/relay")"
+    sleep 0.1
+done
+quietly cmake -S "$source/examples/seal_video" -B "$work/sealing" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_STANDARD=11 -DCMAKE_CXX_EXTENSIONS=OFF
+quietly cmake --build "$work/sealing"
+expect_sealed "$work/sealing/seal_video"
 
 echo "== pkg-config"
 export PKG_CONFIG_PATH=$libdir/pkgconfig
@@ -45,6 +61,10 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 # shellcheck disable=SC2046
 quietly "$CXX" -std=c++11 -o "$work/plain" "$source/examples/embed_file/main.cpp" $(pkg-config --cflags --libs lumomedia) -pthread
 LD_LIBRARY_PATH=$libdir expect_port "$work/plain"
+# shellcheck disable=SC2046
+quietly "$CXX" -std=c++11 -o "$work/sealed" "$source/examples/seal_video/main.cpp" \
+    $(pkg-config --cflags --libs lumomedia lumomedia-seal) -pthread
+LD_LIBRARY_PATH=$libdir expect_sealed "$work/sealed"
 
 echo "== add_subdirectory"
 mkdir "$work/outer"

@@ -137,7 +137,7 @@ TEST(Opener, AudioMayChangePlacesAndReliableMediaMayNot) {
     const std::vector<std::pair<uint64_t, bool>> audio = {
         {5, true},    {3, true},     {3, false},    {0, true},          {2000, true}, {976, false}, {977, true},
         {977, false}, {1999, true},  {2001, true},  {977, false},       {978, true},  {4000, true}, {3999, true},
-        {2977, true}, {2976, false}, {4000, false}, {1ULL << 31, true}, {4001, false}};
+        {2977, true}, {2976, false}, {4000, false}, {5000, true}, {4001, true}, {4001, false}, {1ULL << 31, true}, {4002, false}};
     const std::vector<std::pair<uint64_t, bool>> reliable = {
         {5, true}, {3, false}, {5, false}, {6, true}, {2000, true}, {1999, false}, {1ULL << 31, true}, {2001, false}};
     for (const LumoSealStream& stream : {kAudio, kVideo, kFile, kFileUp}) {
@@ -238,6 +238,21 @@ TEST(Opener, RemembersManySendersAndOpensNothingTwice) {
     CSealer newcomer(Secret(), kFileUp);
     EXPECT_EQ(Open(opener, Sealed(newcomer, "hello")).outcome, SEAL_DONE);
     EXPECT_EQ(Open(opener, Sealed(sealer, "two")).outcome, SEAL_DONE) << "the latest of the many";
+}
+
+TEST(Opener, KnowsWhatItHasOpenedOfASenderWhoseKeyComesBack) {
+    constexpr LumoSealStream stream{SEAL_AUDIO, SEAL_UP, 7};
+    COpener opener(Secret(), stream);
+    CSealer sealer(Secret(), stream);
+    std::vector<std::string> frames;
+    for (int i = 0; i < 4; ++i) frames.push_back(Sealed(sealer, "frame"));
+    for (const size_t i : {0U, 2U}) EXPECT_EQ(Open(opener, frames[i]).outcome, SEAL_DONE);
+    for (int i = 0; i < 64; ++i) {
+        CSealer other(Secret(), stream);
+        EXPECT_EQ(Open(opener, Sealed(other, "other")).outcome, SEAL_DONE);
+    }
+    EXPECT_EQ(Open(opener, frames[3]).outcome, SEAL_DONE);
+    for (const std::string& frame : frames) EXPECT_EQ(Open(opener, frame).outcome, SEAL_REPEATED);
 }
 
 TEST(Opener, MemoryOfSendersIsBounded) {
