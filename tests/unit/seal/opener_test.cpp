@@ -135,9 +135,10 @@ TEST(Opener, SaysWhyAFrameDoesNotOpen) {
 // Rows are counters in the order of arrival, with whether they open.
 TEST(Opener, AudioMayChangePlacesAndReliableMediaMayNot) {
     const std::vector<std::pair<uint64_t, bool>> audio = {
-        {5, true},    {3, true},     {3, false},    {0, true},          {2000, true}, {976, false}, {977, true},
-        {977, false}, {1999, true},  {2001, true},  {977, false},       {978, true},  {4000, true}, {3999, true},
-        {2977, true}, {2976, false}, {4000, false}, {5000, true}, {4001, true}, {4001, false}, {1ULL << 31, true}, {4002, false}};
+        {5, true},    {3, true},     {3, false},         {0, true},     {2000, true},  {976, false},
+        {977, true},  {977, false},  {1999, true},       {2001, true},  {977, false},  {978, true},
+        {4000, true}, {3999, true},  {2977, true},       {2976, false}, {4000, false}, {5000, true},
+        {4001, true}, {4001, false}, {1ULL << 31, true}, {4002, false}};
     const std::vector<std::pair<uint64_t, bool>> reliable = {
         {5, true}, {3, false}, {5, false}, {6, true}, {2000, true}, {1999, false}, {1ULL << 31, true}, {2001, false}};
     for (const LumoSealStream& stream : {kAudio, kVideo, kFile, kFileUp}) {
