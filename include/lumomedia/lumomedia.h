@@ -1,12 +1,11 @@
 // The whole public interface of lumomedia. Every header also stands alone and compiles as C++11.
 //
-// Plain words first. There is no authentication and no IPv6 on the wire, and no encryption unless you seal your frames
-// (seal.h, a library of its own): else use it inside a trusted network or a tunnel. Poll every sender and receiver
-// about once a second: all poll counts assume it. Callbacks share one UDP and one TCP thread: return quickly. Inside
-// one, of whatever object, write frames, poll and control as you like; but create nothing there, and nothing can be
-// released: the callbacks of two threads would wait for each other for ever. ReleaseConnections() of every object does
-// nothing then but log a line, and the object lives and works as before: note it, and release it on a thread of your
-// own.
+// Plain words first. There is no authentication, no IPv6 and, unless you seal your frames (seal.h), no encryption on
+// the wire: use the library inside a trusted network or a tunnel. Poll every sender and receiver about once a second:
+// all poll counts assume it. Callbacks share one UDP and one TCP thread: return quickly. Inside one, of whatever
+// object, write frames, poll and control as you like; but create nothing there, and nothing can be released: callbacks
+// of two threads would wait for each other for ever. ReleaseConnections() of every object does nothing then but log a
+// line, and the object lives and works as before: note it, and release it on a thread of your own.
 #ifndef LUMOMEDIA_LUMOMEDIA_H
 #define LUMOMEDIA_LUMOMEDIA_H
 
