@@ -86,8 +86,9 @@ struct LumoSealPart {
 /// lane.
 class LUMO_API CSealer {
 public:
-    /// Draws a key ID, and a new one after 2^32 frames, 2^36 bytes or 12 hours. With `ulStart` of another sealer that
-    /// has not changed for 12 hours: the lanes of one sender share it, and whoever receives them takes both.
+    /// Draws a key ID, and a new one after 2^32 frames, 2^36 bytes or 12 hours. Lanes of one sender are given one
+    /// `ulStart`, from StartNow(): their key IDs keep it, and openers take them side by side. Whoever may come a day
+    /// later has to take any start then.
     CSealer(const CSealSecret& secret, const LumoSealStream& stream, SealSuite suite = SEAL_AES_128_GCM_SHA256_128,
             unsigned long ulStart = 0);
     ~CSealer();
@@ -103,8 +104,8 @@ public:
 
     /// Of the next frame, if no limit is reached until then.
     uint64_t GetKeyID() const;
-    /// Minutes since 1970 in the key ID, for a further lane's sealer.
-    unsigned long GetStart() const;
+    /// Minutes since 1970, by this host's clock.
+    static unsigned long StartNow();
 
 private:
     CSealer(const CSealer&);

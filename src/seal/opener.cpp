@@ -5,7 +5,6 @@
 
 namespace {
 
-using seal::CPastSenders;
 using seal::Header;
 
 unsigned char* Bytes(void* at) { return static_cast<unsigned char*>(at); }

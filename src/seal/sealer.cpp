@@ -47,7 +47,7 @@ SealOutcome CSealerState::Run(const LumoSealPart* parts, int count, unsigned cha
     int left = clear;
     for (int i = 0; left > 0; ++i) {
         const int taken = std::min(left, parts[i].length);
-        std::memmove(sealed + clear - left, parts[i].data, static_cast<size_t>(taken));
+        if (taken > 0) std::memmove(sealed + clear - left, parts[i].data, static_cast<size_t>(taken));
         left -= taken;
     }
     std::memcpy(sealed + clear, m_header.data(), static_cast<size_t>(m_headerLength));
@@ -127,4 +127,4 @@ uint64_t CSealer::GetKeyID() const {
     return m_pState->m_keyID;
 }
 
-unsigned long CSealer::GetStart() const { return static_cast<unsigned long>(seal::StartOf(GetKeyID())); }
+unsigned long CSealer::StartNow() { return static_cast<unsigned long>(Lumo_Base::WallMinutes() & seal::kStartMask); }

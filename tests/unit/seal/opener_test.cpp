@@ -20,8 +20,8 @@ struct SentFrame {
 
 /// Frames of two senders; where there is only one at a time, the second comes later.
 std::vector<SentFrame> SomeFrames(const LumoSealStream& stream, SealSuite suite, std::mt19937& random) {
-    CSealer first(Secret(), stream, suite);
-    CSealer second(Secret(), stream, suite, first.GetStart());
+    const unsigned long start = CSealer::StartNow();
+    CSealer first(Secret(), stream, suite, start), second(Secret(), stream, suite, start);
     const bool oneAtATime = seal::SendersOf(stream) == seal::Senders::One;
     std::vector<SentFrame> sent(300);
     for (size_t i = 0; i < sent.size(); ++i) {
@@ -203,7 +203,7 @@ TEST(Opener, WhatIsInventedDisplacesNobody) {
     std::mt19937_64 random(1);
     for (int i = 0; i < 5000; ++i) {
         std::string invented = Sealed(honest, "invented");
-        const uint64_t keyID = seal::KeyID(honest.GetStart(), static_cast<uint32_t>(random()));
+        const uint64_t keyID = seal::KeyID(seal::StartOf(honest.GetKeyID()), static_cast<uint32_t>(random()));
         for (size_t at = 0; at < 8; ++at) invented[1 + at] = static_cast<char>(keyID >> (56 - 8 * at));
         EXPECT_EQ(Open(opener, invented).outcome, SEAL_WRONG);
     }

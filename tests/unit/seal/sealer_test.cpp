@@ -69,8 +69,7 @@ TEST(Sealer, DrawsAKeyIDAtEachOfItsLimits) {
                         {9, 0, CSealerState::kMinutesOfKey - 1, false}, {9, 0, CSealerState::kMinutesOfKey, true}};
     for (const Row& row : rows) {
         for (const bool shared : {false, true}) {
-            CSealer first(Secret(), kFile);
-            CSealer sealer(Secret(), kFile, SEAL_AES_128_GCM_SHA256_128, shared ? first.GetStart() : 0);
+            CSealer sealer(Secret(), kFile, SEAL_AES_128_GCM_SHA256_128, shared ? CSealer::StartNow() : 0);
             const uint64_t before = sealer.GetKeyID();
             CSealerState::Seem(sealer, row.counter, row.bytes);
             CHandOfClock::Move(row.minutes);
@@ -78,7 +77,8 @@ TEST(Sealer, DrawsAKeyIDAtEachOfItsLimits) {
             const bool drawn = row.drawn && !(shared && row.minutes > 0);
             EXPECT_EQ(nonce.first != before, drawn) << row.counter << ' ' << row.bytes << ' ' << row.minutes;
             EXPECT_EQ(nonce.second, drawn ? 0 : row.counter);
-            EXPECT_EQ(sealer.GetStart() - first.GetStart(), drawn && !shared ? static_cast<size_t>(row.minutes) : 0);
+            EXPECT_EQ(seal::StartOf(nonce.first) - seal::StartOf(before),
+                      drawn && !shared ? static_cast<uint64_t>(row.minutes) : 0);
         }
     }
 }
