@@ -2,8 +2,12 @@
 #include "audio/local_mcu_audio.h"
 
 #include "audio/audio_sink.h"
+#include "link/process/link_registry.h"
 #include "lumomedia/audio.h"
 #include "support/medium_scene.h"
+
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -64,6 +68,22 @@ TEST_F(Audio, OneStartedFromElsewhereHearsASecond) {
     EXPECT_EQ(HeardBy("frame"), 0U);
     Start(sink);
     EXPECT_EQ(HeardBy("frame"), 1U);
+}
+
+// Where the way to the listeners takes more than half of the time, those at the address that has most make room.
+TEST_F(Audio, OnASlowHostACrowdAtOneAddressHearsEveryOtherFrame) {
+    for (uint32_t id = 1; id <= 260; ++id) ValidatedSink(id, kChannelID, CTestHost::kPeerIP + (id <= 10 ? 1 : 0));
+    const auto passASecond = [](int busyMs) {
+        GetLocalMCUAudio()->Thinning().Measure([&] { std::this_thread::sleep_for(std::chrono::milliseconds(busyMs)); });
+        GetLocalMCUAudio()->OnTimer();
+    };
+    EXPECT_EQ(HeardBy("all"), 260U);
+    passASecond(510);
+    const uint64_t dropped = LinkRegistry().FramesDropped();
+    EXPECT_EQ(HeardBy("one") + HeardBy("two"), 2 * 10U + 250U);
+    EXPECT_EQ(LinkRegistry().FramesDropped() - dropped, 250U);
+    passASecond(0);
+    EXPECT_EQ(HeardBy("all"), 260U);
 }
 
 TEST_F(Audio, TheListenerThatHasFewestFramesWaitingCounts) {
