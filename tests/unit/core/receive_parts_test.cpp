@@ -94,6 +94,8 @@ TEST_F(Reassembly, ThrowsAFrameAwayWhereMemoryRunsOutAndGoesOnWithTheNext) {
         EXPECT_FALSE(Append(kBegin, piece));
         EXPECT_GE(ReceiveBudget().Sum(), piece.size());
         if (byTheWorker) {
+            reassembly.Reset();
+            EXPECT_FALSE(Append(kBegin, "1"));  // into the buffer of the long frame
             ReceiveBudget().SetLimit(60000);
             EXPECT_FALSE(ReceiveBudget().Add(1));
             budgets::Relieve();
