@@ -8,6 +8,25 @@ namespace bench {
 
 namespace {
 
+void AddPathTargets(std::vector<CTarget>& all) {
+    const auto path = [&](const char* value, const char* where, bool atLeast, double limit, const char* text) {
+        all.push_back({"path", text, value, PathCaseID("lumo-wide", where), "", atLeast, limit});
+    };
+    for (const auto& [where, least] : {std::pair{"50 ms", 11.6},
+                                       {"50 ms, 1 %", 11.4},
+                                       {"50 ms, 5 %", 10.0},
+                                       {"150 ms, 1 %", 11.4},
+                                       {"20 Mbit/s, 300 ms, 1 %", 2.25},
+                                       {"400 Mbit/s, 50 ms, 0.1 %", 45.0},
+                                       {"50 ms, quarter of a queue", 11.2}})
+        path("path_MB/s", where, true, least, "goodput, MB/s");
+    for (const char* other : {"quic-bbr2", "srt-live", "tcp-bbr"})
+        all.push_back({"path", std::string("goodput against ") + other, "path_MB/s",
+                       PathCaseID("lumo-wide", "50 ms, 5 %"), PathCaseID(other, "50 ms, 5 %"), true, 0.95});
+    path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
+    path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");
+}
+
 std::vector<CTarget> MakeTargets() {
     std::vector<CTarget> all;
     const auto ratio = [&](const char* row, bool oneCore, const char* value, const char* of, const char* against,
@@ -44,22 +63,7 @@ std::vector<CTarget> MakeTargets() {
     all.push_back({"video", "exponent of processor time over sinks", "cpu_exponent", video, "", false, 1.1});
     ratio("video", false, "cpu_us_per_frame", "lumo-video-wide", "lumo-video", false, 1.1,
           "processor time with wide sessions against given ones");
-    const auto path = [&](const char* value, const char* where, bool atLeast, double limit, const char* text) {
-        all.push_back({"path", text, value, PathCaseID("lumo-wide", where), "", atLeast, limit});
-    };
-    for (const auto& [where, least] : {std::pair{"50 ms", 11.6},
-                                       {"50 ms, 1 %", 11.4},
-                                       {"50 ms, 5 %", 10.0},
-                                       {"150 ms, 1 %", 11.4},
-                                       {"20 Mbit/s, 300 ms, 1 %", 2.25},
-                                       {"400 Mbit/s, 50 ms, 0.1 %", 45.0},
-                                       {"50 ms, quarter of a queue", 11.2}})
-        path("path_MB/s", where, true, least, "goodput, MB/s");
-    for (const char* other : {"quic-bbr2", "srt-live", "tcp-bbr"})
-        all.push_back({"path", std::string("goodput against ") + other, "path_MB/s",
-                       PathCaseID("lumo-wide", "50 ms, 5 %"), PathCaseID(other, "50 ms, 5 %"), true, 0.95});
-    path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
-    path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");
+    AddPathTargets(all);
     for (const Sharing& sharing : Sharings()) {
         const bool alike = std::string(sharing.driver) == sharing.beside;
         const std::string text = std::string("share against ") + sharing.beside + "'s";

@@ -79,6 +79,7 @@ TEST_F(WideLink, HasSeveralFramesInFlightAndCountsThemUntilTheyAreDelivered) {
     left.link.FillStatistics(statistics);
     EXPECT_EQ(statistics.ulQueuedFrames, 0U);
     EXPECT_TRUE(left.link.Session().IsSendIdle());
+    EXPECT_EQ(left.link.Session().GetPendingBytes(), 0U);
     EXPECT_GE(statistics.ulSmallestRoundTripUs, 10000U);
 }
 
@@ -126,6 +127,20 @@ TEST_F(WideLink, PacketsInFlightAreAMatterOfDeadlinesAndNotOfTurns) {
     }
     EXPECT_EQ(left.said.size(), 2U);
     EXPECT_GT(Lumo_Base::GetMicroseconds(), sentAt + 10000);
+}
+
+TEST(DueLinks, AreAskedInTheOrderOfTheirDeadlines) {
+    struct CDue final : IDue {
+        void OnDue(uint64_t) override {}
+    };
+    CDueLinks links;
+    std::array<CDue, 7> dues;
+    for (uint64_t i = 0; i < dues.size(); ++i) links.Enter(dues[i], 10 + 3 * i % dues.size());
+    for (uint64_t now = 10; now < 10 + dues.size(); ++now) {
+        EXPECT_EQ(links.Earliest(), now);
+        links.Run(now);
+    }
+    EXPECT_EQ(links.Earliest(), 0U);
 }
 
 TEST_F(WideLink, LeavesNoDeadlineAndNoMemoryBehind) {
