@@ -1,3 +1,4 @@
+#include "platform/lumobase/memory_budget.h"
 #include "platform/lumonet/tcp_limits.h"
 #include "support/stay.h"
 #include "support/virtual_clock.h"
@@ -37,9 +38,7 @@ struct Raw {
     CSession* session;
 };
 
-}  // namespace
-
-TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
+void ExpectAStalledQueueCleared(void (*clear)(ITcpSession&)) {
     Raw stalled;
     const std::string frame(1 << 20, 'x');
     for (int i = 0; i < 64; ++i) stalled.session->Send(frame);  // more than the kernel's buffers hold
@@ -47,7 +46,7 @@ TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
     const unsigned long waiting = stalled.Net()->GetSendQueueSize();
     EXPECT_GT(waiting, 1u);
     EXPECT_EQ(stalled.Net()->GetSendQueueBytes(), waiting * frame.size());
-    stalled.Net()->ClearSendQueue();
+    clear(*stalled.Net());
     EXPECT_TRUE(Eventually([&] { return stalled.Net()->GetSendQueueSize() <= 1; }));
     stalled.session->Send("after the clearing");
     stalled.Net()->CloseWhenSent();
@@ -60,6 +59,21 @@ TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
     EXPECT_LT(got.size(), 64 * framed.size());
     EXPECT_EQ(got.substr(0, kWelcome.size()), kWelcome);
     EXPECT_EQ(got.substr(got.size() - last.size()), last);
+}
+
+}  // namespace
+
+TEST(TcpFlow, AStalledReaderStopsNobodyAndItsQueueCanBeCleared) {
+    ExpectAStalledQueueCleared([](ITcpSession& session) { session.ClearSendQueue(); });
+    // Where memory is short, the queue of whoever keeps its place goes as well.
+    ExpectAStalledQueueCleared([](ITcpSession& session) {
+        session.SetKeepsPlace();
+        const uint64_t limit = SendBudget().Limit();
+        SendBudget().SetLimit(1 << 20);
+        EXPECT_FALSE(SendBudget().Add(1));
+        SendBudget().Relieve();
+        SendBudget().SetLimit(limit);
+    });
 }
 
 // Where frames age, whoever reads again finds what its own kernel took and one write more, and nothing else that is
