@@ -38,6 +38,7 @@ TEST_F(Sources, APublisherThatDoesNotAnswerThreeTimesGivesWayToAChallenger) {
             const uint32_t bob = tcp ? 0 : Claimed(kBob, kChannel, 6);
             CFakeTcp* session = tcp ? PublishTcp() : nullptr;
             if (!tcp) Show(bob, kBob);
+            EXPECT_EQ(tcp ? 0U : Claimed(kBob, kChannel, 6), bob) << "asked again";
             EXPECT_EQ(Questions(), 1U);
             RunFor(2900);
             EXPECT_EQ(Questions(), 2U);
