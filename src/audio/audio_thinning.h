@@ -19,8 +19,9 @@ public:
     void Measure(FanOut fanOut) {
         const uint64_t begun = Lumo_Base::RunningUs();
         fanOut();
-        m_nBusyUs.fetch_add(static_cast<int64_t>(Lumo_Base::RunningUs() - begun), std::memory_order_relaxed);
+        NoteBusy(static_cast<int64_t>(Lumo_Base::RunningUs() - begun));
     }
+    void NoteBusy(int64_t microseconds) { m_nBusyUs.fetch_add(microseconds, std::memory_order_relaxed); }
 
     /// Once a second, on one thread: Begin, Count for every listener, End; then EveryAt says of each of how many frames
     /// it hears one.

@@ -13,6 +13,8 @@
 
 namespace sim {
 
+inline constexpr uint64_t kSecond = 1000000;  // us
+
 /// Events in the order of their time. The library's clock is this one while it lives, and what it draws at random is
 /// the same in each run; one at a time.
 class CEvents {

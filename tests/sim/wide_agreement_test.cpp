@@ -9,7 +9,6 @@ using namespace sim;
 
 namespace {
 
-constexpr uint64_t kSecond = 1000000;
 constexpr int kExtension = CWideEnd::kEnvelope + 4;  // bytes 4 to 11 of the header
 
 bool IsData(const std::string& datagram) {

@@ -22,12 +22,12 @@ struct Flying {
             flight.OnSent(1000 + number, number);
         }
     }
-    bool Hear(uint32_t delivered, std::vector<Range> ranges = {}, uint16_t room = 64, uint32_t transmission = 0) {
+    bool Hear(uint32_t delivered, std::vector<wide::Range> ranges = {}, uint16_t room = 64, uint32_t transmission = 0) {
         Ack ack;
         ack.delivered = delivered;
         ack.transmission = transmission;
         ack.room = room;
-        for (const Range& range : ranges) ack.ranges[ack.rangeCount++] = range;
+        for (const wide::Range& range : ranges) ack.ranges[ack.rangeCount++] = range;
         return flight.OnAck(now += 1000, ack);
     }
     uint64_t now = 50000;
@@ -38,7 +38,7 @@ struct Flying {
 TEST(WideHostile, AnAcknowledgementOfWhatWasNeverSentIsIgnored) {
     struct {
         uint32_t delivered;
-        std::vector<Range> ranges;
+        std::vector<wide::Range> ranges;
     } const rows[] = {
         {120, {}},       {100 + 32768, {}}, {99U + 0x80000000U, {}}, {0x7FFFFFFF, {}},
         {99, {{2, 20}}}, {110, {{2, 9}}},   {99, {{30, 1}}},         {99, {{2, 1}, {3, 16384}}},
@@ -192,12 +192,13 @@ TEST(WideHostile, AckLengthsAndCountsAreChecked) {
     EXPECT_EQ(read.room, kMaxInFlight);
     for (int shorter = 0; shorter < length; ++shorter) EXPECT_FALSE(ReadAck(packet, shorter, read)) << shorter;
     EXPECT_FALSE(ReadAck(packet, length + 1, read));
-    for (const Range& range : {Range{0, 1}, Range{1, 1}, Range{2, 0}, Range{2, 16384}, Range{16385, 1}}) {
+    for (const wide::Range& range :
+         {wide::Range{0, 1}, wide::Range{1, 1}, wide::Range{2, 0}, wide::Range{2, 16384}, wide::Range{16385, 1}}) {
         ack.ranges[1] = range;
         EXPECT_FALSE(ReadAck(packet, WriteAck(packet, ack), read)) << range.first << ' ' << range.count;
     }
-    packet[session::kHeaderLen + kAckFixedLen - 1] = static_cast<char>(kMaxRanges + 1);
-    EXPECT_FALSE(ReadAck(packet, session::kHeaderLen + kAckFixedLen + 4 * (kMaxRanges + 1), read));
+    packet[session::kHeaderLen + kAckFixedLen - 1] = static_cast<char>(wide::kMaxRanges + 1);
+    EXPECT_FALSE(ReadAck(packet, session::kHeaderLen + kAckFixedLen + 4 * (wide::kMaxRanges + 1), read));
 }
 
 /// A receiver alone, that has accepted an offer and heard number 0.

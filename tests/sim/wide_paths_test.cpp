@@ -10,7 +10,6 @@ using namespace sim;
 namespace {
 
 constexpr int kFrame = 64 * 1024;
-constexpr uint64_t kSecond = 1000000;
 
 PathTraits Path(double megabits, double roundTripMs, double lossPercent = 0, double queueProducts = 1) {
     PathTraits traits;

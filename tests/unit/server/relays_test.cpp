@@ -7,8 +7,8 @@ using session_wire::U32;
 
 namespace {
 
-constexpr CEndpointAddress kFar{0x7f000002, CServerHost::kPort};
-constexpr CMcuAddress kHome{{kFar.ip, 0, 0}, 0};
+constexpr CEndpointAddress kFarServer{0x7f000002, CServerHost::kPort};
+constexpr CMcuAddress kHome{{kFarServer.ip, 0, 0}, 0};
 constexpr uint32_t kFarSink = 0xfa5;
 
 class Relays : public testing::Test, protected CServerHost {
@@ -17,22 +17,24 @@ protected:
         Deliver(LongRequest(receiverID, channelID, kHome), address);
     }
     /// Of its three addresses the second is none of a server.
-    CFakeTcp* AskTcp(uint32_t channelID = kChannel) { return SubscribeTcp(channelID, {{0, 0xe0000001, kFar.ip}, 0}); }
+    CFakeTcp* AskTcp(uint32_t channelID = kChannel) {
+        return SubscribeTcp(channelID, {{0, 0xe0000001, kFarServer.ip}, 0});
+    }
     /// Acknowledgements since the last call.
     size_t Served(const CEndpointAddress& address) { return TakeCount(address, row.sink.connectAck); }
 
     /// Requests to the far server since the last call; it answers the last one.
     size_t Asked() {
-        if (const uint32_t legID = LastID(kFar, row.sink.connect, 2)) m_ulLegID = legID;
-        return TakeCount(kFar, row.sink.connect);
+        if (const uint32_t legID = LastID(kFarServer, row.sink.connect, 2)) m_ulLegID = legID;
+        return TakeCount(kFarServer, row.sink.connect);
     }
     void FarSays(uint8_t command, const std::string& rest = "") {
-        Say(command, m_ulLegID, kFar, U32(kFarSink) + rest);
+        Say(command, m_ulLegID, kFarServer, U32(kFarSink) + rest);
         RunFor(10, 10);
     }
     /// What is said to it while all goes well, and when it was silent.
     std::string KeepAlive() const { return ToHex(Datagram(row, row.sink.keepAlive, {kFarSink})); }
-    size_t Goodbyes() { return TakeCount(kFar, row.sink.disconnect); }
+    size_t Goodbyes() { return TakeCount(kFarServer, row.sink.disconnect); }
     size_t Legs() { return Status().relays; }
 
 private:
@@ -52,10 +54,10 @@ TEST_F(Relays, AsksOnceForAllAndServesWhenTheFarServerHasAccepted) {
     FarSays(row.sink.connectAck);
     EXPECT_EQ(Served(kBob), 2U);
     EXPECT_EQ(Served(kCarol), 2U);
-    EXPECT_EQ(Take(kFar), Texts{KeepAlive()});
+    EXPECT_EQ(Take(kFarServer), Texts{KeepAlive()});
     Ask({kCarol.ip, 7}, 10);
     EXPECT_EQ(Served({kCarol.ip, 7}), 2U) << "at once, now";
-    EXPECT_EQ(Take(kFar), Texts());
+    EXPECT_EQ(Take(kFarServer), Texts());
 }
 
 TEST_F(Relays, LetsGoTenSecondsAfterTheLastSubscriber) {
@@ -85,15 +87,15 @@ TEST_F(Relays, ALegThatFellSilentIsAskedBeforeItIsTrustedAgain) {
     FarSays(row.sink.connectAck);
     Answer(kBob, Connected(kBob));
     RunFor(4000);
-    Take(kFar);
+    Take(kFarServer);
     Ask(kCarol, 10);
-    EXPECT_EQ(Take(kFar), Texts{KeepAlive()});
+    EXPECT_EQ(Take(kFarServer), Texts{KeepAlive()});
     EXPECT_EQ(Served(kCarol), 0U);
     FarSays(row.sink.keepAliveAck);
     EXPECT_EQ(Served(kCarol), 2U) << "it is alive";
 
     RunFor(4000);
-    Take(kFar);
+    Take(kFarServer);
     Ask(kCarol, 11);
     RunFor(4400);
     EXPECT_EQ(Served(kCarol), 0U);

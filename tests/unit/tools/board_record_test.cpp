@@ -77,7 +77,7 @@ TEST(Records, WhatLiesAboutItselfIsNotDrawn) {
     }
     Shape big;
     big.type = ShapeType::Picture;
-    big.bytes = std::string(kMaxPicture + 1, 'x');
+    big.bytes = std::string(kMaxBoardPicture + 1, 'x');
     EXPECT_EQ(EncodeRecord(big), "");
     big.type = ShapeType::Text;
     EXPECT_EQ(EncodeRecord(big), "");

@@ -63,7 +63,8 @@ TEST(BoardServer, ServesItsPageTakesWhatFitsAndSendsEvents) {
     EXPECT_EQ(client.Post("/do", own, "[", "application/json")->status, 400);
     EXPECT_EQ(client.Post("/picture?box=0,0,9,9", own, "<svg/>", "image/png")->status, 400);
     EXPECT_EQ(client.Post("/picture?box=0,0,9", own, png, "image/png")->status, 400);
-    EXPECT_EQ(client.Post("/picture?box=0,0,9,9", own, png + std::string(kMaxPicture, 'x'), "image/png")->status, 400);
+    EXPECT_EQ(client.Post("/picture?box=0,0,9,9", own, png + std::string(kMaxBoardPicture, 'x'), "image/png")->status,
+              400);
     const auto posted = client.Post("/picture?box=0,0,9,9", own, png, "image/png");
     ASSERT_EQ(posted->status, 200);
     const auto id = nlohmann::json::parse(posted->body)[0][0].get<uint32_t>();

@@ -214,7 +214,7 @@ PageFeedPtr CBoard::OpenPage(std::vector<uint32_t>& objects) {
     return feed;
 }
 
-bool CBoard::Picture(uint32_t id, std::string& bytes, PictureFormat& format) {
+bool CBoard::Picture(uint32_t id, std::string& bytes, BoardPictureFormat& format) {
     const Lock lock(m_mutex);
     const BoardObject* object = m_model.Find(id);
     Shape shape;

@@ -66,7 +66,7 @@ public:
     void LeavePage(const PageFeedPtr& feed) { m_feeds.Leave(feed); }
     /// An event with those of the objects that are still there.
     std::string Objects(const uint32_t* ids, size_t count);
-    bool Picture(uint32_t id, std::string& bytes, PictureFormat& format);
+    bool Picture(uint32_t id, std::string& bytes, BoardPictureFormat& format);
     /// The whole board for machines: every object with the SHA-256 of its record.
     std::string Text();
 

@@ -45,7 +45,7 @@ void Refuse(Response& response, int status, const char* why) {
     response.set_content(std::string(why) + "\n", "text/plain");
 }
 
-const char* TypeOf(PictureFormat format) { return format == PictureFormat::Png ? "image/png" : "image/jpeg"; }
+const char* TypeOf(BoardPictureFormat format) { return format == BoardPictureFormat::Png ? "image/png" : "image/jpeg"; }
 
 /// One page's events: first what there is, then what happens.
 class CEventStream {
@@ -160,7 +160,7 @@ void CBoardServer::SendEvents(Response& response) {
 
 void CBoardServer::SendPicture(const std::string& id, Response& response) {
     std::string bytes;
-    PictureFormat format{};
+    BoardPictureFormat format{};
     if (!m_board.Picture(static_cast<uint32_t>(ParseNumber(id, UINT32_MAX)), bytes, format))
         return Refuse(response, 404, "There is no such picture.");
     response.set_content(bytes, TypeOf(format));
@@ -176,7 +176,7 @@ void CBoardServer::TakePicture(const Request& request, Response& response) {
     BoardAction action;
     Shape shape;
     shape.type = ShapeType::Picture;
-    if (!ParseBox(request.get_param_value("box"), shape.box) || request.body.size() > kMaxPicture ||
+    if (!ParseBox(request.get_param_value("box"), shape.box) || request.body.size() > kMaxBoardPicture ||
         !FormatOf(request.body, shape.format))
         return Refuse(response, 400, "A picture is PNG or JPEG of at most 1 MiB.");
     shape.bytes = request.body;

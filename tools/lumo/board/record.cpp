@@ -55,13 +55,13 @@ bool ReadPoints(std::string_view record, Shape& shape) {
 
 }  // namespace
 
-bool FormatOf(std::string_view picture, PictureFormat& format) {
+bool FormatOf(std::string_view picture, BoardPictureFormat& format) {
     using namespace std::string_view_literals;
     const auto begins = [&](std::string_view magic) { return picture.substr(0, magic.size()) == magic; };
     if (begins("\x89PNG\r\n\x1a\n"sv))
-        format = PictureFormat::Png;
+        format = BoardPictureFormat::Png;
     else if (begins("\xff\xd8\xff"sv))
-        format = PictureFormat::Jpeg;
+        format = BoardPictureFormat::Jpeg;
     else
         return false;
     return true;
@@ -76,7 +76,7 @@ bool ParseRecord(std::string_view record, Shape& shape) {
     ReadBox(record, box, shape.box);
     if (shape.type == ShapeType::Picture) {
         const uint32_t format = WordAt(record, kFormatAt);
-        return ReadTail(record, kPictureLengthAt, kPictureAt, kMaxPicture, shape.bytes) &&
+        return ReadTail(record, kPictureLengthAt, kPictureAt, kMaxBoardPicture, shape.bytes) &&
                FormatOf(shape.bytes, shape.format) && format == static_cast<uint32_t>(shape.format);
     }
     shape.colour = WordAt(record, kColourAt) & 0xffffff;
@@ -98,7 +98,7 @@ std::string EncodeRecord(const Shape& shape) {
     std::string record;
     AddWord(record, static_cast<uint32_t>(shape.type));
     if (shape.type == ShapeType::Picture) {
-        if (shape.bytes.size() > kMaxPicture) return {};
+        if (shape.bytes.size() > kMaxBoardPicture) return {};
         AddWord(record, static_cast<uint32_t>(shape.format));
         AddWord(record, static_cast<uint32_t>(shape.bytes.size()));
         AddBox(record, shape.box);

@@ -20,13 +20,13 @@ enum class ShapeType : uint32_t {
     Picture = 9,
 };
 
-enum class PictureFormat : uint32_t { Png = 1, Jpeg = 2 };
+enum class BoardPictureFormat : uint32_t { Png = 1, Jpeg = 2 };
 
 /// Coordinates and widths are sixteenths of a point of the board, y downwards.
 inline constexpr int32_t kUnitsPerPoint = 16;
 inline constexpr size_t kMaxPoints = 20000;
-inline constexpr size_t kMaxText = 4000;                 // bytes of UTF-8
-inline constexpr size_t kMaxPicture = 1024 * 1024 - 64;  // bytes as encoded: with its heads what a server takes
+inline constexpr size_t kMaxText = 4000;                      // bytes of UTF-8
+inline constexpr size_t kMaxBoardPicture = 1024 * 1024 - 64;  // bytes as encoded: with its heads what a server takes
 inline constexpr uint32_t kMaxWidth = 256 * kUnitsPerPoint;
 
 struct Point {
@@ -47,7 +47,7 @@ struct Shape {
     Box box;
     std::vector<Point> points;  ///< pen and marker only
     std::string bytes;          ///< a text, or an encoded picture
-    PictureFormat format = PictureFormat::Png;
+    BoardPictureFormat format = BoardPictureFormat::Png;
 };
 
 /// False for what this program does not draw; nothing of it may be relied on then.
@@ -62,6 +62,6 @@ void MoveRecord(std::string& record, int32_t dx, int32_t dy);
 bool PlaceOf(std::string_view record, Box& box);
 
 /// What the first bytes show; false for anything but PNG and JPEG.
-bool FormatOf(std::string_view picture, PictureFormat& format);
+bool FormatOf(std::string_view picture, BoardPictureFormat& format);
 
 }  // namespace lumo
