@@ -15,7 +15,8 @@
 
 namespace lumo {
 
-enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = 2, kExitNobody = 3 };
+/// kExitSealed: frames came, and none that this side can open or take.
+enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = 2, kExitNobody = 3, kExitSealed = 4 };
 
 struct TransferOptions {
     std::string mcu;

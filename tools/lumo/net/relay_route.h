@@ -4,6 +4,8 @@
 #include "tools/lumo/net/proxy_url.h"
 #include "tools/lumo/net/target.h"
 
+#include <lumomedia/seal.h>
+
 #include <cstdint>
 #include <string>
 
@@ -15,6 +17,7 @@ struct RelayRoute {
     bool tcp = false;
     CProxyServer proxy;
     uint32_t channel = 0;
+    CSealSecret secret;  ///< not set: frames travel plain
 
     /// The server that serves a subscriber. Of two that have an address in common the library takes the publisher's.
     const RelayTarget& Server() const { return nearMcu.Empty() || nearMcu.SharesAddress(mcu) ? mcu : nearMcu; }

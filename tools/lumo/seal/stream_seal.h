@@ -1,0 +1,69 @@
+// The frames of one stream, sealed and opened where there is a secret, and unchanged where there is none.
+#pragma once
+
+#include <lumomedia/seal.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace lumo {
+
+/// What the frames that came so far say.
+enum class SealVerdict {
+    NothingYet,  ///< nothing came, or not for long enough
+    Opened,      ///< for good, whatever comes later
+    WrongSecret,
+    SenderIsPlain,
+    SenderIsSealed,  ///< and we have no secret
+    ClockDiffers,
+};
+/// Whether it is a reason to give up.
+inline bool IsInVain(SealVerdict verdict) { return verdict > SealVerdict::Opened; }
+/// In words for people; empty for those that are no reason to give up.
+const char* VerdictText(SealVerdict verdict);
+
+/// One sender's. Whoever seals for a reliable medium queues in the same step.
+class CStreamSealer {
+public:
+    /// Lanes of one sender are given one `start`, from CSealer::StartNow().
+    CStreamSealer(const CSealSecret& secret, const LumoSealStream& stream, unsigned long start = 0);
+
+    /// Makes `data` what is to be sent, which stays as it is until the next frame. False: there is nothing to send.
+    bool Seal(const char*& data, int& length);
+    /// Without a copy: there are kSealRoomBefore bytes before `data` and kSealRoomAfter behind them.
+    bool SealInPlace(char*& data, int& length);
+    /// By how much frames grow at most.
+    int Overhead() const { return m_sealer ? kSealOverhead : 0; }
+
+private:
+    std::optional<CSealer> m_sealer;
+    std::vector<char> m_sealed;
+};
+
+/// A receiver's, of all senders of the stream. One thread.
+class CStreamOpener {
+public:
+    CStreamOpener(const CSealSecret& secret, const LumoSealStream& stream, bool anyStart = false);
+
+    /// Opens a frame where it stands. False: drop it.
+    bool Open(char*& data, size_t& length, uint64_t now);
+    SealVerdict Verdict(uint64_t now) const;
+
+    /// How long frames may come and none open.
+    static constexpr uint64_t kJudgeMs = 2000;
+
+private:
+    bool Take(char*& data, size_t& length);
+    uint64_t Count(SealOutcome outcome) const { return m_opener->GetCount(outcome); }
+
+    const SealMedium m_medium;
+    std::optional<COpener> m_opener;  // none: plain frames are taken
+    uint64_t m_ullFirstMs = 0;        // when the first frame came
+    bool m_bCame = false;
+    bool m_bOpened = false;
+};
+
+}  // namespace lumo
