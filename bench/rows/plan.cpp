@@ -23,13 +23,13 @@ struct Needs {
 
 const std::map<std::string, Needs>& AllNeeds() {
     static const std::map<std::string, Needs> needs = {
-        {"bulk", {{"lumo", "lumo-wide", "enet", "srt", "usrsctp", "tcp", "sendto", "sendmmsg", "gso"}}},
+        {"bulk", {{"lumo", "lumo-wide", "lumo-sealed", "enet", "srt", "usrsctp", "tcp", "sendto", "sendmmsg", "gso"}}},
         {"relay", {{"lumo", "lumo-relay"}}},
         {"round-trip", {{"lumo-ping", "enet-ping", "tcp-ping"}}},
         {"tcp", {{"lumo-tcp", "tcp"}}},
         {"idle", {{"lumo-idle"}, false}},
         {"log", {{"lumo"}, true, true}},
-        {"audio", {{"audio-sendto", "audio-sendmmsg", "lumo-audio", "lumo-audio-relay"}}},
+        {"audio", {{"audio-sendto", "audio-sendmmsg", "lumo-audio", "lumo-audio-sealed", "lumo-audio-relay"}}},
         {"video", {{"lumo-video", "lumo-video-wide", "lumo-video-stream", "lumo-video-relay"}, false}},
         {"desktop", {{"lumo-desktop", "lumo-desktop-tcp", "tcp-pictures"}, true, false, kPicture}},
         {"path", {PathDrivers(), false, false, 0, Over::Paths}},

@@ -39,6 +39,8 @@ std::vector<CTarget> MakeTargets() {
     ratio("bulk", true, "MB/s", "lumo-wide", "lumo", true, 1, "rate of a wide session against a given one");
     ratio("bulk", true, "cpu_s_per_GB", "lumo-wide", "lumo", false, 1.1, "processor time per GB of a wide session");
     ratio("bulk", false, "MB/s", "lumo", "enet", true, 3, "rate against ENet");
+    ratio("bulk", true, "MB/s", "lumo-sealed", "lumo", true, 0.6, "rate of sealed frames against plain ones");
+    ratio("bulk", false, "MB/s", "lumo-sealed", "lumo", true, 0.75, "rate of sealed frames against plain ones");
     for (const bool oneCore : {true, false}) {
         ratio("relay", oneCore, "MB/s", "lumo-relay", "lumo", true, 0.4, "rate through the relay against direct");
         ratio("round-trip", oneCore, "p50_us", "lumo-ping", "enet-ping", false, 1, "median against ENet");
@@ -50,6 +52,8 @@ std::vector<CTarget> MakeTargets() {
             ratio("audio", oneCore, "datagrams/s", audio, "audio-sendmmsg", true, 0.9,
                   "datagrams a second against sendmmsg");
         }
+        ratio("audio", oneCore, "datagrams/s", "lumo-audio-sealed", "lumo-audio", true, 0.95,
+              "datagrams a second sealed against plain");
         ratio("desktop", oneCore, "MB/s", "lumo-desktop-tcp", "tcp-pictures", true, 0.6,
               "pictures over TCP against plain framed TCP");
         all.push_back({"log", "rate with the log on against off", "MB/s", CaseID("lumo", oneCore, true),

@@ -30,8 +30,8 @@ size_t ServedLast(CStreamSinks& sinks) {
 /// What the sinks have heard of the frames published so far.
 class CAudioEar {
 public:
-    CAudioEar(CSide& side, CStreamSinks& sinks)
-        : m_side(side), m_sinks(sinks), m_last(sinks.All().size(), 0), m_nServedLast(ServedLast(sinks)) {}
+    CAudioEar(CSide& side, CStreamSinks& sinks, const AudioOpen& open)
+        : m_side(side), m_sinks(sinks), m_open(open), m_last(sinks.All().size(), 0), m_nServedLast(ServedLast(sinks)) {}
 
     /// The frames up to that number, of which those before are known.
     void TakeUpTo(uint32_t published);
@@ -41,10 +41,11 @@ private:
     void AwaitTheLast(uint32_t published);
     void TakeFrom(size_t sink);
     bool TakeSome(uint32_t published);
-    void Take(size_t sink, const char* data, int length, int64_t arrivedNs);
+    void Take(size_t sink, char* data, int length, int64_t arrivedNs);
 
     CSide& m_side;
     CStreamSinks& m_sinks;
+    const AudioOpen& m_open;
     CStampedReceiver m_receiver;
     std::vector<uint32_t> m_last;  // number of the newest frame at each sink, from 1
     const size_t m_nServedLast;    // the sink that a channel serves last
@@ -57,13 +58,15 @@ private:
     CDelays m_delays;
 };
 
-void CAudioEar::Take(size_t sink, const char* data, int length, int64_t arrivedNs) {
+void CAudioEar::Take(size_t sink, char* data, int length, int64_t arrivedNs) {
     wire::CWireReader head(data, length);
     const bool isFrame = head.U8() == static_cast<uint8_t>(media::kAudio.kind) && head.U8() == media::kAudio.sink.frame;
     if (!isFrame) return;  // an answer that was repeated
-    if (head.U32() != m_sinks.All()[sink].receiverID || length != kAudioDatagram)
-        throw std::runtime_error("a sink heard what was not meant for it");
-    const FrameStamp stamp = ReadStamp(data + kAudioHead + kStampAt);
+    char* frame = data + kAudioHead;
+    int frameLength = length - kAudioHead;
+    const bool forIt = head.U32() == m_sinks.All()[sink].receiverID && (!m_open || m_open(sink, frame, frameLength));
+    if (!forIt || frameLength != kAudioFrame) throw std::runtime_error("a sink heard what was not meant for it");
+    const FrameStamp stamp = ReadStamp(frame + kStampAt);
     if (stamp.number <= m_last[sink]) throw std::runtime_error("a frame came late or twice");
     m_last[sink] = stamp.number;
     ++m_nTaken;
@@ -75,7 +78,7 @@ void CAudioEar::Take(size_t sink, const char* data, int length, int64_t arrivedN
 
 void CAudioEar::TakeFrom(size_t sink) {
     m_receiver.TakeAll(m_sinks.All()[sink].socket,
-                       [&](const char* data, int length, int64_t arrivedNs) { Take(sink, data, length, arrivedNs); });
+                       [&](char* data, int length, int64_t arrivedNs) { Take(sink, data, length, arrivedNs); });
 }
 
 /// Looks at one socket only, so that whoever sends is not disturbed.
@@ -178,11 +181,11 @@ void PublishAudio(CSide& side, const std::function<void(const char* frame, int l
     side.WaitForStop();
 }
 
-void HearAudio(CSide& side, Listener where) {
+void HearAudio(CSide& side, Listener where, const AudioOpen& open) {
     CStreamSinks sinks(media::kAudio, side.Port(), where);
     sinks.GrowTo(side.Spec().sinks);
     for (StreamSink& sink : sinks.All()) CStampedReceiver::Prepare(sink.socket);
-    CAudioEar ear(side, sinks);
+    CAudioEar ear(side, sinks, open);
     side.Connected();
     const uint64_t all = uint64_t{side.Spec().burstFrames} + side.Spec().pacedFrames;
     for (uint64_t taken = 0; taken < all; taken = side.HeardStep()) {

@@ -18,15 +18,18 @@ inline constexpr int kAudioDatagram = kAudioHead + kAudioFrame;  // of every way
 /// The publishing side, once everybody is connected, until the run is over.
 void PublishAudio(CSide& side, const std::function<void(const char* frame, int length)>& send);
 
+/// Makes what was published of what came at that sink, in place; false: it is none of it.
+using AudioOpen = std::function<bool(size_t sink, char*& frame, int& length)>;
+
 /// The subscribing side: spec.sinks sockets in this process. They are read only when a burst is over, so that nobody
 /// wakes while one is measured; the kernel has noted when each datagram came.
-void HearAudio(CSide& side, Listener where);
+void HearAudio(CSide& side, Listener where, const AudioOpen& open = nullptr);
 
 /// What the socket's datagrams are and when they came; one thread.
 class CStampedReceiver {
 public:
     CStampedReceiver();
-    /// Every datagram that waits at the socket; take(data, length, arrivedNs).
+    /// Every datagram that waits at the socket; take(data, length, arrivedNs), which may write into it.
     template <class Take>
     void TakeAll(const CSocket& socket, Take take) {
         for (size_t got = Receive(socket); got > 0; got = got == kBatch ? Receive(socket) : 0)

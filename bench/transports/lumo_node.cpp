@@ -87,8 +87,10 @@ void CLumoNode::WaitForSinks(uint32_t count) {
     WaitFor("a subscriber", [&] { return m_pChannel->GetFileSinkCount() >= count; });
 }
 
-void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received) {
+void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received,
+                         const Before& before) {
     bool answered = false;
+    const FrameHandler send = [&](const char* data, int length) { m_pChannel->OnFileChannelData(data, length); };
     SendFrames(
         side,
         [&](uint32_t made) {
@@ -96,15 +98,15 @@ void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32
             if (!answered && made >= kFramesForStrangers) return false;
             return m_pChannel->GetBufferingFrameCount() < kFramesQueued && (!received || made < received() + ahead);
         },
-        [&](const char* data, int length) { m_pChannel->OnFileChannelData(data, length); });
+        [&](const char* data, int length) { before ? before(data, length, send) : send(data, length); });
 }
 
-void PublishBulk(CSide& side) {
+void PublishBulk(CSide& side, const Before& before) {
     CLumoNode node;
     side.Listening(node.Port());
     node.WaitForSinks(1);
     side.Connected();
-    node.SendBulk(side);
+    node.SendBulk(side, 0, nullptr, before);
     side.WaitForStop();
 }
 

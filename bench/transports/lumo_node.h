@@ -16,6 +16,8 @@ inline constexpr uint32_t kFramesQueued = 32;  // how far the application runs a
 inline constexpr int kConnectMs = 10000;
 
 using FrameHandler = std::function<void(const char* data, int length)>;
+/// What an application does to a frame before a channel gets it; `send` is the channel.
+using Before = std::function<void(const char* data, int length, const FrameHandler& send)>;
 
 /// This process's local MCU, and the peer-to-peer manager that direct receivers need.
 class CLumoHost : private IP2PNotify {
@@ -53,7 +55,8 @@ public:
     /// Throws when they do not come in time.
     void WaitForSinks(uint32_t count);
     /// The whole bulk, as fast as the channel takes it, at most `ahead` frames before `received()` (0: no matter).
-    void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr);
+    void SendBulk(CSide& side, uint32_t ahead = 0, const std::function<uint32_t()>& received = nullptr,
+                  const Before& before = nullptr);
 
 private:
     std::unique_ptr<CFileChannel> m_pChannel;
@@ -66,7 +69,8 @@ void SendFrames(CSide& side, const std::function<bool(uint32_t made)>& ready,
                 const std::function<void(const char* data, int length)>& send);
 
 /// The publishing side of a bulk: one subscriber comes to this process's own local MCU.
-void PublishBulk(CSide& side);
+void PublishBulk(CSide& side, const Before& before);
+inline void PublishBulk(CSide& side) { PublishBulk(side, nullptr); }
 
 /// Version and what is the same for all of the library's drivers.
 nlohmann::json LumoSettings(const char* path);

@@ -7,7 +7,7 @@ const std::vector<CDriver>& Drivers() {
         std::vector<CDriver> all;
         for (const auto& some :
              {LumoDirectDrivers(), LumoRelayDrivers(), LumoTcpDrivers(), LumoIdleDrivers(), LumoAudioDrivers(),
-              LumoVideoDrivers(), LumoDesktopDrivers(), LumoFileDrivers(), LumoBoardDrivers(), AudioPlainDrivers(),
+              LumoSealedDrivers(), LumoVideoDrivers(), LumoDesktopDrivers(), LumoFileDrivers(), LumoBoardDrivers(), AudioPlainDrivers(),
               EnetDrivers(), SrtDrivers(), UsrsctpDrivers(), QuicDrivers(), TcpDrivers(), DatagramDrivers()})
             all.insert(all.end(), some.begin(), some.end());
         return all;

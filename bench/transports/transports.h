@@ -12,6 +12,7 @@ std::vector<CDriver> LumoRelayDrivers();
 std::vector<CDriver> LumoTcpDrivers();
 std::vector<CDriver> LumoIdleDrivers();
 std::vector<CDriver> LumoAudioDrivers();
+std::vector<CDriver> LumoSealedDrivers();
 std::vector<CDriver> LumoVideoDrivers();
 std::vector<CDriver> LumoDesktopDrivers();
 std::vector<CDriver> LumoFileDrivers();
