@@ -97,6 +97,13 @@ TEST(DumpDatagram, Words) {
         {"05 2B 00000007 00000008 0A000001 00000000 00000000 1B58",
          "UDP_DESKTOP_SINK_CONNECT receiver 7 channel 8 relay 10.0.0.1 or 0.0.0.0 or 0.0.0.0 port 7000"},
         {"00 02 00000007 00000008 616263", "UDP_AUDIO_SINK_FRAME receiver 7 sink 8: frame of 3 bytes"},
+        {"00 02 00000007 00000008 F5 8000000000000001 00000000000000000000000000000000",
+         "UDP_AUDIO_SINK_FRAME receiver 7 sink 8: frame of 25 bytes, sealed: key ID 8000000000000001, counter 5"},
+        {"00 02 00000007 00000008 F5 8000000000000001 000000000000000000000000000000",
+         "UDP_AUDIO_SINK_FRAME receiver 7 sink 8: frame of 24 bytes"},
+        {"06 3E 00000007 0005 00 04 0000000000000000 F8 80ABCDEF00000001 63 00000000000000000000000000000000",
+         "UDP_FILE_SINK_FRAME_ACK sink 7: data seq 5, 26 bytes, a frame begins, sealed: key ID 80abcdef00000001, "
+         "counter 99"},
         {"02 05000000", "UDP_P2P user 5"},
         {"03 05000000", "UDP_P2P_ACK user 5"},
         {"03 0500000000", ""},
@@ -118,6 +125,21 @@ TEST(DumpDatagram, Words) {
               "UDP_FILE_SINK_FRAME_ACK sink 1: data seq 1, 25 bytes, a whole frame [transfer 7: goodbye of receiver 9, "
               "done]");
     EXPECT_EQ(DescribeFrame(Bytes(offer), offer.size()).find('\x1b'), std::string::npos);
+}
+
+TEST(DumpDatagram, WhoSealedAFrameOfATcpConnection) {
+    const std::string sealed = Hex("F5 8000000000000001 00000000000000000000000000000000"), video = "\1\2\3" + sealed;
+    constexpr uint32_t kAudio = 2, kVideo = 8, kBoard = 9;
+    const std::string words = ", sealed: key ID 8000000000000001, counter 5";
+    const struct {
+        const std::string& frame;
+        std::optional<uint32_t> service;
+        std::string words;
+    } rows[] = {{sealed, std::nullopt, words}, {sealed, kAudio, words},      {sealed, kVideo, ""}, {sealed, kBoard, ""},
+                {video, kVideo, words},        {video, std::nullopt, ""}, {video, kAudio, ""}};
+    for (const auto& row : rows)
+        EXPECT_EQ(DescribeFrame(Bytes(row.frame), row.frame.size(), row.service),
+                  "frame of " + std::to_string(row.frame.size()) + " bytes" + row.words);
 }
 
 TEST(DumpDatagram, ValidationMessages) {
@@ -171,13 +193,16 @@ std::string Wire(uint8_t kind, const std::string& body) {
     return U32(static_cast<uint32_t>(body.size())) + static_cast<char>(kind) + body;
 }
 
+const std::string kSealedVideo = Hex("000000 F5 8000000000000001 00000000000000000000000000000000");
+
 const std::string& Conversation() {
-    static const std::string bytes = Wire(1, U32(13) + U32(4) + U32(77)) + Wire(0, "hello") +
+    static const std::string bytes = Wire(1, U32(8) + U32(4) + U32(77)) + Wire(0, kSealedVideo) + Wire(0, "hello") +
                                      Wire(0, std::string(1, 0)) + Wire(0, std::string(3000, 'b')) + Wire(1, "nonsense");
     return bytes;
 }
-const std::vector<std::string> kLines = {"validation: type 13 (file receiver), channel 77", "frame of 5 bytes",
-                                         "control byte 0", "frame of 3000 bytes",
+const std::vector<std::string> kLines = {"validation: type 8 (video receiver), channel 77",
+                                         "frame of 28 bytes, sealed: key ID 8000000000000001, counter 5",
+                                         "frame of 5 bytes", "control byte 0", "frame of 3000 bytes",
                                          "validation message that makes no sense"};
 
 TEST(DumpStreams, AnyCutAndAnyOrderGiveTheSameMessages) {

@@ -8,6 +8,7 @@
 #include "platform/lumonet/lumonet.h"
 #include "tools/lumo/dump/message_text.h"
 #include "tools/lumo/dump/packet.h"
+#include "tools/lumo/dump/sealed_text.h"
 
 #include <algorithm>
 
@@ -91,7 +92,7 @@ std::string DescribeWideAck(const char* packet, int length) {
     return text;
 }
 
-std::string DescribeSessionPacket(const char* data, int length) {
+std::string DescribeSessionPacket(wire::Kind kind, const char* data, int length) {
     if (length < session::kHeaderLen) return ": too short for a session packet";
     CSCTPPacket packet(data, length);
     const std::string sequence = " seq " + std::to_string(packet.GetSequence());
@@ -107,16 +108,18 @@ std::string DescribeSessionPacket(const char* data, int length) {
     const bool begin = packet.GetBegin(), end = packet.GetEnd();
     text += DescribeWideData(data);
     text += begin && end ? ", a whole frame" : begin ? ", a frame begins" : end ? ", the frame ends" : "";
-    if (begin && end)
-        text +=
-            DescribeMessage(reinterpret_cast<const uint8_t*>(data) + session::kHeaderLen, static_cast<size_t>(payload));
+    const auto* frame = reinterpret_cast<const uint8_t*>(data) + session::kHeaderLen;
+    if (begin) text += DescribeSealed(FramesOf(kind), frame, static_cast<size_t>(payload));
+    if (begin && end) text += DescribeMessage(frame, static_cast<size_t>(payload));
     return text;
 }
 
 std::string DescribeTail(const wire::CommandRow& row, const wire::CWireReader& reader) {
     if (row.tail == wire::Tail::None) return "";
-    if (row.tail == wire::Tail::SessionPacket) return DescribeSessionPacket(reader.Rest(), reader.Left());
-    return ": frame of " + std::to_string(reader.Left()) + " bytes";
+    if (row.tail == wire::Tail::SessionPacket) return DescribeSessionPacket(row.kind, reader.Rest(), reader.Left());
+    return ": frame of " + std::to_string(reader.Left()) + " bytes" +
+           DescribeSealed(FramesOf(row.kind), reinterpret_cast<const uint8_t*>(reader.Rest()),
+                          static_cast<size_t>(reader.Left()));
 }
 
 /// Kinds 2, 3 and 7, which have no command byte.
@@ -225,9 +228,10 @@ std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t len
     return text;
 }
 
-std::string DescribeFrame(const uint8_t* data, size_t length) {
+std::string DescribeFrame(const uint8_t* data, size_t length, std::optional<uint32_t> service) {
     if (length == 1) return "control byte " + std::to_string(data[0]);
-    return "frame of " + std::to_string(length) + " bytes" + DescribeMessage(data, length);
+    return "frame of " + std::to_string(length) + " bytes" + DescribeSealed(FramesOf(service), data, length) +
+           DescribeMessage(data, length);
 }
 
 }  // namespace lumo

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,8 @@ std::vector<size_t> SplitRun(const uint8_t* data, size_t length);
 /// A TCP validation message's type and payload.
 std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t length);
 
-/// A frame on TCP, or a whole one in a session packet: its length, and its content when it is of the file transfer.
-std::string DescribeFrame(const uint8_t* data, size_t length);
+/// A frame on TCP: its length, who sealed it, and its content when it is of the file transfer. `service` is the type of
+/// the connection's validation message, if that was captured.
+std::string DescribeFrame(const uint8_t* data, size_t length, std::optional<uint32_t> service = std::nullopt);
 
 }  // namespace lumo

@@ -19,11 +19,13 @@ bool BeginsLikeAMessage(const char* data, size_t length) {
            static_cast<uint8_t>(data[4]) <= static_cast<uint8_t>(TcpKind::Validation);
 }
 
-std::string Describe(const CTcpMessage& message) {
+/// `service` is what the connection is for, as far as it is known.
+std::string Describe(const CTcpMessage& message, std::optional<uint32_t>& service) {
     const auto* data = reinterpret_cast<const uint8_t*>(message.data);
-    if (message.kind == TcpKind::Frame) return DescribeFrame(data, message.length);
+    if (message.kind == TcpKind::Frame) return DescribeFrame(data, message.length, service);
     CTcpValidation validation;
     if (!ParseValidation(message.data, message.length, validation)) return "validation message that makes no sense";
+    service = validation.type;
     return DescribeValidation(validation.type, reinterpret_cast<const uint8_t*>(validation.data), validation.length);
 }
 
@@ -115,7 +117,7 @@ void CTcpStreams::Take(const Key& key, Stream& stream, const char* data, size_t 
         CTcpMessage message;
         const CTcpDecoder::Result result = stream.decoder->Next(message);
         if (result == CTcpDecoder::Result::Message) {
-            m_sink(key.first, key.second, Describe(message));
+            m_sink(key.first, key.second, Describe(message, stream.service));
             continue;
         }
         if (result == CTcpDecoder::Result::Broken || stream.decoder->Kept() > kMaxKept) {

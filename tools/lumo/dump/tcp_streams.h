@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -34,6 +35,7 @@ private:
         bool framed = false;                    ///< we stand at the beginning of a message or inside one
         uint32_t next = 0;                      ///< sequence of the next byte
         uint64_t used = 0;                      ///< when it was last looked at
+        std::optional<uint32_t> service;        ///< type of the validation message
         std::map<uint32_t, std::string> early;  ///< segments after a hole, by sequence
         std::unique_ptr<CTcpDecoder> decoder;
     };
