@@ -112,7 +112,8 @@ def stream(lumo, port, folder, medium, *options):
     sample = ROOT / "assets" / {"audio": "sample.opus", "video": "sample.h264"}[medium]
     out = folder / f"out{len(list(folder.iterdir()))}"
     common = ["--mcu", f"127.0.0.1:{port}", "--quiet", *options]
-    publish = subprocess.Popen([lumo, "publish", medium, str(sample), "--loop", "--channel", channel, *common])
+    publish = subprocess.Popen([lumo, "publish", medium, str(sample), "--loop", "--plain", "--channel", channel,
+                                *common])
     try:
         subprocess.run([lumo, "subscribe", medium, channel, "--path", "relay", "--seconds", "1", "-o", str(out),
                         *common], check=True, timeout=60)

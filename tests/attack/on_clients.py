@@ -147,8 +147,9 @@ def started_strangers_at_an_audio_publisher(program):
         sound = pathlib.Path(folder) / "sound.ogg"
         sound.write_bytes(silence(90))
         mcu = ("--mcu", f"127.0.0.1:{relay.port}")
-        with Process(program, "publish", "audio", *mcu, "--channel", "77", "--peers", str(sound)) as publisher:
-            publisher.wait_for("lumo subscribe audio 77")
+        with Process(program, "publish", "audio", *mcu, "--channel", "77", "--peers", "--plain",
+                     str(sound)) as publisher:
+            publisher.wait_for("lumo subscribe lumo://")
             time.sleep(0.5)
             with Strangers(endpoint(publisher)) as strangers:
                 started = start_listeners(strangers, 9900)

@@ -19,7 +19,7 @@ TEST_F(Streams, WhatWasHeardDecodesToItsLength) {
     constexpr uint64_t kPacketSamples = 960, kPreSkip = 312;  // of the sample
     constexpr int kNotThere = 127;
     StartRelay();
-    Process& publisher = Client("publish audio spoken --channel 77 --loop --peers");
+    Process& publisher = Client("publish audio spoken --plain --channel 77 --loop --peers");
     ASSERT_TRUE(Says(publisher, "\"ready\""));
     const Json end = End(Client("subscribe audio 77 --seconds 2 -o heard"));
     EXPECT_GT(end["packets"], 50) << end;
@@ -35,11 +35,11 @@ TEST_F(Streams, WhatWasHeardDecodesToItsLength) {
 
 TEST_F(Streams, AListenerGoesDirectlyWhileThatIsPossible) {
     StartRelay();
-    Process& publisher = Client("publish audio spoken --channel 77 --loop --peers");
+    Process& publisher = Client("publish audio spoken --plain --channel 77 --loop --peers");
     Process& listener = Client("subscribe audio 77");
     ASSERT_TRUE(Says(listener, "\"path\":\"direct "));
     publisher.Signal(SIGKILL);
-    Process& plain = Client("publish audio spoken --channel 77 --loop");
+    Process& plain = Client("publish audio spoken --plain --channel 77 --loop");
     while (listener.Running() && PathOf(LastEvent(listener)).find("relay ") != 0) listener.Listen(kDeadlineMs);
     ASSERT_TRUE(WaitFor(listener, "packets", 1));  // the next progress
     ASSERT_TRUE(WaitFor(listener, "packets", Told(listener, "packets") + 1));
@@ -50,7 +50,7 @@ TEST_F(Streams, AListenerGoesDirectlyWhileThatIsPossible) {
 TEST_F(Streams, KeyFramesAreAskedForAndTheGoodbyeWaitsForTheSlowestLink) {
     StartRelay();
     CPipe camera;
-    Process& publisher = Client("publish video - --channel 77 --fps 0 --peers", camera.read.Get());
+    Process& publisher = Client("publish video - --plain --channel 77 --fps 0 --peers", camera.read.Get());
     const std::string all(lumo::Sample("sample.h264")), tail = all.substr(all.size() - 1000);
     const auto play = [&](const std::function<bool()>& done, const std::string* film = nullptr) {
         for (int round = 0; round < 200 && !done(); ++round) {
@@ -120,7 +120,7 @@ std::string Jpeg(const std::string& content) {
 class Desktop : public CRelayTest {
 protected:
     Process& Publish(const std::string& words = "") {
-        return Client("publish desktop - --channel 77" + words, screen.read.Get());
+        return Client("publish desktop - --plain --channel 77" + words, screen.read.Get());
     }
     CPipe screen;
 };
@@ -190,7 +190,7 @@ TEST_F(Desktop, WhatARealEncoderWritesArrivesAndDecodes) {
     Process& viewer = Client("subscribe desktop 77 --path relay -o seen");
     const std::string encode = "ffmpeg -v error -re -f lavfi -i testsrc=size=640x360:rate=5 -t 3 -c:v mjpeg -f mjpeg -";
     Process& publisher =
-        Start({"/bin/sh", "-c"}, encode + " | " + kLumo + " publish desktop - --channel 77 --json" + Mcu(), "");
+        Start({"/bin/sh", "-c"}, encode + " | " + kLumo + " publish desktop - --plain --channel 77 --json" + Mcu(), "");
     const Json end = End(publisher);
     EXPECT_EQ(end["pictures"].get<int>() + end["skipped"].get<int>(), 15) << end;
     const auto pictures = End(viewer)["pictures"].get<size_t>();

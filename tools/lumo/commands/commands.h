@@ -3,6 +3,8 @@
 
 #include "tools/lumo/ui/command_line.h"
 
+#include <vector>
+
 namespace lumo {
 
 /// `lumo send`: files to everybody who asks for them at a relay server.
@@ -14,6 +16,8 @@ void AddReceiveCommand(CCommand& root, int& exitCode);
 /// `lumo publish` and `lumo subscribe`: live streams.
 void AddPublishCommand(CCommand& root, int& exitCode);
 void AddSubscribeCommand(CCommand& root, int& exitCode);
+/// The words of a line, and after `subscribe` with a link the medium that the link names, unless it stands there.
+std::vector<const char*> NameMediumOfLink(int argc, const char* const* argv);
 
 /// `lumo whiteboard`: people draw together.
 void AddWhiteboardCommand(CCommand& root, int& exitCode);

@@ -2,6 +2,7 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/share_link.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
@@ -17,6 +18,7 @@ struct PublishCommand {
     TransferOptions common;
     std::string channel;
     bool peers = false;
+    bool plain = false;
     std::shared_ptr<IPublishMedium> medium;
 };
 
@@ -63,6 +65,18 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
     return kExitNobody;
 }
 
+/// Whoever has the line can take part. It is the only way to the secret, so that --quiet does not hide it.
+void Announce(const PublishCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
+    const ShareLink link{route.mcu, MediumNamed(command.medium->Name()), route.channel, route.secret};
+    std::string line = "lumo subscribe " + SecretText(link);
+    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"command", line}, {"sealed", !command.plain}});
+    if (command.plain) line += "  # plain: the relay can read it";
+    if (printer.Mode() != ProgressMode::Json && !(command.common.quiet && command.plain))
+        std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+    WipeText(line);
+}
+
 int Run(const PublishCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
     const uint32_t channel =
@@ -73,12 +87,10 @@ int Run(const PublishCommand& command) {
     if (problem.empty() && command.common.ToRoute(channel, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;
-        if (command.medium->Prepare(problem)) {
-            const std::string line = std::string("lumo subscribe ") + command.medium->Name() + " " +
-                                     std::to_string(channel) + " --mcu " + route.mcu.Text();
-            printer.Event({{"event", "ready"}, {"channel", channel}, {"command", line}});
-            if (printer.Mode() != ProgressMode::Json && !command.common.quiet) std::printf("%s\n", line.c_str());
-            std::fflush(stdout);
+        if (!command.plain && !route.secret.Draw())
+            problem = "no secret: the system gives no random numbers";
+        else if (command.medium->Prepare(problem)) {
+            Announce(command, route, printer);
             return Publish(command, route, loop, printer);
         }
     }
@@ -98,6 +110,7 @@ void AddPublishCommand(CCommand& root, int& exitCode) {
         medium->AddOptions(stream);
         command->common.AddServerTo(stream);
         stream.Add("--channel", command->channel, "Number under which subscribers find it; random unless given");
+        stream.AddFlag("--plain", command->plain, "Seal nothing: the relay, and whoever is on the way, can read it");
         stream.AddFlag("--peers", command->peers, "Let peers subscribe straight at this host too");
         stream.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }

@@ -2,10 +2,14 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/subscribe_medium.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/share_link.h"
+#include "tools/lumo/seal/stream_seal.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 
 namespace lumo {
@@ -28,14 +32,25 @@ nlohmann::json Details(const ISubscribeMedium& medium, const CPathSwitch& paths)
     return details;
 }
 
+/// Whether there is a frame for the medium in what came. What comes again tells that its way lives, and no more.
+bool Hears(ISubscribeMedium& medium, CPathSwitch& paths, CStreamOpener& opener, std::string& frame, uint64_t now) {
+    char* data = frame.data();
+    size_t length = frame.size();
+    const bool opened = opener.Open(data, length, now);
+    const bool heard = opened && medium.OnFrame(data, length);
+    if (heard || (!opened && opener.CameAgain())) paths.OnSignOfLife(now);
+    return heard;
+}
+
 /// Until somebody wants no more; the result is when the first frame came, 0: never.
-uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& loop, CProgressPrinter& printer) {
+uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener& opener, CToolLoop& loop,
+              CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
     constexpr uint64_t kStartMs = 5000;  // until a running stream can be taken up
     ISubscribeMedium& medium = *command.medium;
     uint64_t begun = 0, heard = CToolLoop::Now();
     std::string frame;
-    while (!medium.Over() && !loop.Interrupted()) {
+    while (!medium.Over() && !loop.Interrupted() && !IsInVain(opener.Verdict(CToolLoop::Now()))) {
         const uint64_t now = CToolLoop::Now();
         if (paths.Poll(now) == PathEvent::Changed) {
             medium.OnPathChanged();
@@ -43,8 +58,7 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CToolLoop& lo
             printer.Event({{"event", "path"}, {"path", paths.PathText()}});
         }
         while (paths.Pop(frame)) {
-            if (!medium.OnFrame(frame)) continue;
-            paths.OnSignOfLife(now);
+            if (!Hears(medium, paths, opener, frame, now)) continue;
             heard = now;
             if (begun == 0) begun = now;
         }
@@ -69,33 +83,55 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     SetP2PSubscribe(true);  // where no direct link is made it changes nothing
     CPathSwitch paths(command.common.Path(), route, medium.Rules(), medium, host, CToolLoop::Now());
     printer.Note("waiting for channel " + std::to_string(route.channel));
-    const uint64_t begun = Hear(command, paths, loop, printer);
+    CStreamOpener opener(route.secret, {medium.Seals(), SEAL_DOWN, route.channel});
+    const uint64_t begun = Hear(command, paths, opener, loop, printer);
     medium.Finish();
     nlohmann::json end = Details(medium, paths);
     paths.Close();
     const double seconds = begun == 0 ? 0 : static_cast<double>(CToolLoop::Now() - begun) / 1000;
-    const std::string problem = medium.Problem();
+    const SealVerdict verdict = opener.Verdict(CToolLoop::Now());
+    const std::string problem = IsInVain(verdict) ? VerdictText(verdict) : medium.Problem();
     end["event"] = "end";
+    end["not_opened"] = opener.Dropped();
     end["seconds"] = seconds;
     end["bytes"] = medium.Bytes();
     end["bytes_per_second"] = seconds > 0 ? static_cast<uint64_t>(static_cast<double>(medium.Bytes()) / seconds) : 0;
     printer.Event(end);
     if (!problem.empty()) printer.Error(problem);
+    if (IsInVain(verdict)) return kExitSealed;
     if (!medium.Heard()) printer.Error("nothing was heard");
     if (medium.Heard()) printer.Note(medium.Summary(seconds));
     if (!problem.empty()) return kExitFailed;
     return medium.Heard() ? kExitDone : kExitNobody;
 }
 
-int Run(const SubscribeCommand& command) {
+/// Takes a link apart where one stands in the channel's place.
+bool TakeLink(SubscribeCommand& command, ShareLink& link, std::string& problem) {
+    if (!LooksLikeLink(command.channel)) {
+        link.channel = ParseChannel(command.channel);
+        if (link.channel == 0)
+            problem = "the channel must be a link or a number from 1 to 4294967295";
+        else if (command.common.mcu.empty())
+            problem = "a channel's number needs --mcu, the server at which it is";
+        return problem.empty();
+    }
+    if (ParseShareLink(command.channel, link, problem) && std::strcmp(MediumName(link.medium), command.medium->Name()) != 0)
+        problem = std::string("that link leads to ") + MediumName(link.medium) + ", not to " + command.medium->Name();
+    WipeText(command.channel);
+    if (command.common.mcu.empty()) command.common.mcu = link.mcu.Text();
+    return problem.empty();
+}
+
+int Run(SubscribeCommand& command) {
     std::FILE* json = command.medium->UsesStdout() ? stderr : stdout;
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), json);
-    const uint32_t channel = ParseChannel(command.channel);
+    ShareLink link;
     RelayRoute route;
-    std::string problem = channel == 0 ? "the channel must be a number from 1 to 4294967295" : "";
+    std::string problem;
     int code = kExitUsage;
-    if (problem.empty() && command.common.ToRoute(channel, route, problem, code)) {
+    if (TakeLink(command, link, problem) && command.common.ToRoute(link.channel, route, problem, code)) {
         code = kExitFailed;
+        route.secret = link.secret;
         CToolLoop loop;
         if (command.medium->Prepare(problem)) return Subscribe(command, route, loop, printer);
     }
@@ -104,6 +140,19 @@ int Run(const SubscribeCommand& command) {
 }
 
 }  // namespace
+
+std::vector<const char*> NameMediumOfLink(int argc, const char* const* argv) {
+    std::vector<const char*> words(argv, argv + argc);
+    if (argc < 3 || std::strcmp(argv[1], "subscribe") != 0) return words;
+    const auto link = std::find_if(words.begin() + 2, words.end(), LooksLikeLink);
+    const bool named = link == words.end() || MediumName(MediumNamed(argv[2])) == std::string(argv[2]);
+    if (named) return words;
+    ShareLink leads;
+    std::string problem;
+    const bool stream = ParseShareLink(*link, leads, problem) && leads.medium < LinkMedium::File;
+    words.insert(words.begin() + 2, MediumName(stream ? leads.medium : LinkMedium::Audio));  // which says what is wrong
+    return words;
+}
 
 void AddSubscribeCommand(CCommand& root, int& exitCode) {
     CCommand subscribe = root.Sub("subscribe", "Take part in a live stream");
@@ -114,8 +163,11 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
         command->medium = medium;
         common.waitSeconds = 60;
         CCommand stream = subscribe.Sub(medium->Name(), medium->Help());
-        stream.Add("CHANNEL", command->channel, "The number that `lumo publish` has shown").Required();
-        common.AddServerTo(stream);
+        stream
+            .Add("CHANNEL", command->channel,
+                 "The link that `lumo publish` has shown, or a number; with a link the medium need not be named")
+            .Required();
+        common.AddServerTo(stream, true);
         stream.Add("--near", common.nearMcu,
                    "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
         stream

@@ -28,8 +28,11 @@ void AddTransportOptions(CCommand& command) {
         });
 }
 
-void TransferOptions::AddServerTo(CCommand& command) {
-    command.Add("--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given").Required();
+void TransferOptions::AddServerTo(CCommand& command, bool byLink) {
+    COption server = command.Add("--mcu", mcu,
+                                 std::string("The relay server: HOST[:PORT], port 7000 unless given") +
+                                     (byLink ? ". With a link it takes the place of the link's" : ""));
+    if (!byLink) server.Required();
     command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP");
     command.Add("--proxy", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "

@@ -30,8 +30,8 @@ struct TransferOptions {
     bool quiet = false;
 
     void AddTo(CCommand& command, double defaultWait);
-    /// How to reach the server, and how to speak: what every command of a stream has.
-    void AddServerTo(CCommand& command);
+    /// How to reach the server, and how to speak: what every command of a stream has. A link may name the server, too.
+    void AddServerTo(CCommand& command, bool byLink = false);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
     /// Through a proxy or a nearer server only the relay is usual: who names one of these wants to go by it.
     PathChoice Path() const;

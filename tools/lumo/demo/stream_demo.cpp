@@ -35,9 +35,19 @@ bool CStreamDemo::StartPublishers(IDemoStream& stream, uint32_t channel) {
         words.insert(words.end(), {"--json", "--mcu", m_stage.Mcu(server), "--channel",
                                    std::to_string(channel + static_cast<uint32_t>(server))});
         if (server == 0) words.emplace_back("--peers");
-        if (!m_stage.Start(words)) return false;
+        if (!TakeLink(m_stage.Start(words), channel + static_cast<uint32_t>(server))) return false;
     }
     return true;
+}
+
+bool CStreamDemo::TakeLink(const CChildProcess* publisher, uint32_t channel) {
+    if (!publisher || !m_stage.WaitUntil([&] { return publisher->Output().find('\n') != std::string::npos; }))
+        return false;
+    const std::string& said = publisher->Output();
+    const auto ready = nlohmann::json::parse(said.substr(0, said.find('\n')), nullptr, false);
+    const std::string line = ready.is_object() ? ready.value("command", "") : "";
+    m_links[channel] = line.substr(line.rfind(' ') + 1);
+    return !line.empty() || CDemoStage::Fail("a publisher does not say how it is reached: " + publisher->Errors());
 }
 
 bool CStreamDemo::AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way) {
@@ -45,7 +55,7 @@ bool CStreamDemo::AddRow(const IDemoStream& stream, const std::string& path, uin
     row.medium = stream.Medium();
     row.path = path;
     row.out = m_stage.Folder() + "/" + std::to_string(m_rows.size()) + "-" + stream.OutName();
-    Words words{"subscribe", stream.Medium(), std::to_string(channel), "--json", "--wait", "20", "--seconds", kSeconds,
+    Words words{"subscribe", m_links[channel], "--json", "--wait", "20", "--seconds", kSeconds,
                 "--out",     row.out};
     words.insert(words.end(), way.begin(), way.end());
     if (std::find(way.begin(), way.end(), "--path") == way.end()) words.insert(words.end(), {"--path", "relay"});

@@ -4,6 +4,7 @@
 #include "tools/lumo/demo/demo_stage.h"
 
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,6 +58,8 @@ private:
     using Words = CDemoStage::Words;
 
     bool StartPublishers(IDemoStream& stream, uint32_t channel);
+    /// Waits for the line that it hands on.
+    bool TakeLink(const CChildProcess* publisher, uint32_t channel);
     bool StartSubscribers(const IDemoStream& stream, uint32_t channel);
     bool AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way);
     bool RunCut();
@@ -66,6 +69,7 @@ private:
     CDemoStage& m_stage;
     const std::vector<std::unique_ptr<IDemoStream>> m_streams;
     ImpairedPath m_impaired;
+    std::map<uint32_t, std::string> m_links;  // by channel
     std::list<StreamRow> m_rows;
 };
 

@@ -1,6 +1,8 @@
 // A frame of an audio channel, as `lumo publish audio` makes it: docs/audio-frames.md.
 #pragma once
 
+#include <lumomedia/seal.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,6 +12,7 @@ namespace lumo {
 inline constexpr size_t kAudioHeadLength = 20;
 inline constexpr size_t kMaxAudioFrame = 1066;  ///< the library drops longer ones
 inline constexpr size_t kMaxAudioPacket = kMaxAudioFrame - kAudioHeadLength;
+inline constexpr size_t kMaxSealedAudioPacket = kMaxAudioPacket - kSealOverhead;
 
 struct AudioFrame {
     static constexpr uint64_t kNoPosition = UINT64_MAX;

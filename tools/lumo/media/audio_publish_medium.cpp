@@ -7,11 +7,17 @@
 namespace lumo {
 
 CAudioPublishMedium::CAudioPublishMedium()
-    : CFilePublishMedium([this](const std::string& frame) {
-          m_channel->OnAudioChannelData(frame.data(), static_cast<int>(frame.size()));
-      }) {}
+    : CFilePublishMedium([this](const std::string& frame) { Write(frame); }) {}
+
+void CAudioPublishMedium::Write(const std::string& frame) {
+    const char* data = frame.data();
+    auto length = static_cast<int>(frame.size());
+    if (Out().Seal(data, length)) m_channel->OnAudioChannelData(data, length);
+}
 
 std::unique_ptr<CLink> CAudioPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
+    Out().Begin(route, SEAL_AUDIO);
+    Source().SetSealed(Out().Seals());
     m_channel.reset(new CAudioChannel(route.channel));
     return std::make_unique<CAudioPublishLink>(route, inbox);
 }

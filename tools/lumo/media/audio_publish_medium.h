@@ -6,6 +6,7 @@
 #include "tools/lumo/media/file_publish_medium.h"
 
 #include <memory>
+#include <string>
 
 namespace lumo {
 
@@ -24,6 +25,7 @@ public:
 
 private:
     void SendReady(uint64_t now) override;
+    void Write(const std::string& frame);
 
     StreamChannelPtr<CAudioChannel> m_channel;
 };

@@ -11,8 +11,8 @@ namespace {
 constexpr int kGoodbyes = 3;  // audio frames get lost
 
 /// Comments may hold pictures; then subscribers get the name of the maker only.
-std::string TagsThatFit(const std::string& tags) {
-    if (tags.size() <= kMaxAudioPacket) return tags;
+std::string TagsThatFit(const std::string& tags, size_t room) {
+    if (tags.size() <= room) return tags;
     const char maker[] = "lumo";
     std::string plain = "OpusTags";
     plain += {sizeof maker - 1, 0, 0, 0};
@@ -40,16 +40,22 @@ CAudioPublisher::State CAudioPublisher::Fetch(uint64_t nowMs) {
             return State::Failed;
     }
     m_strHead = m_reader->Head();
-    m_strTags = TagsThatFit(m_reader->Tags());
-    if (m_strPacket.size() > kMaxAudioPacket)
-        m_strProblem = "a packet of " + std::to_string(m_strPacket.size()) +
-                       " bytes does not fit a frame, which takes " + std::to_string(kMaxAudioPacket) +
-                       ": encode with a lower bit rate or shorter packets";
-    else if (m_strHead.size() > kMaxAudioPacket || OpusSamples(m_strPacket.data(), m_strPacket.size()) == 0)
+    m_strTags = TagsThatFit(m_reader->Tags(), m_nMaxPacket);
+    if (m_strPacket.size() > m_nMaxPacket)
+        m_strProblem = TooLong();
+    else if (m_strHead.size() > m_nMaxPacket || OpusSamples(m_strPacket.data(), m_strPacket.size()) == 0)
         m_strProblem = "a packet is not Opus";
     m_bFound = true;
     if (!m_startedMs) m_startedMs = nowMs;
     return m_strProblem.empty() ? State::Ready : State::Failed;
+}
+
+std::string CAudioPublisher::TooLong() const {
+    const bool sealed = m_nMaxPacket == kMaxSealedAudioPacket;
+    return "a packet of " + std::to_string(m_strPacket.size()) + " bytes does not fit a " + (sealed ? "sealed " : "") +
+           "frame, which takes " + std::to_string(m_nMaxPacket) +
+           (sealed ? " (with --plain " + std::to_string(kMaxAudioPacket) + ")" : "") +
+           ": encode with a lower bit rate or shorter packets";
 }
 
 uint64_t CAudioPublisher::DueMs() const { return m_startedMs.value_or(0) + m_ullPosition * 1000 / kOpusRate; }

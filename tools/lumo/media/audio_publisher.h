@@ -20,6 +20,8 @@ public:
 
     explicit CAudioPublisher(Out out);
 
+    /// Frames will be sealed, and have room for less.
+    void SetSealed(bool sealed) { m_nMaxPacket = sealed ? kMaxSealedAudioPacket : kMaxAudioPacket; }
     void Feed(const char* data, size_t length) { m_reader->Feed(data, length); }
     void Finish() { m_reader->Finish(); }
     /// The same stream comes once more from its beginning; sequence and position go on.
@@ -46,8 +48,10 @@ public:
 
 private:
     void SendControl(const std::string& body, uint64_t wallUs);
+    std::string TooLong() const;
 
     const Out m_out;
+    size_t m_nMaxPacket = kMaxAudioPacket;
     std::optional<COggOpusReader> m_reader;
     bool m_bFound = false;    // a packet since the beginning
     std::string m_strPacket;  // ready to leave; empty: none

@@ -13,6 +13,7 @@ namespace {
 constexpr SubscribeProfile kProfile{.name = "audio",
                                     .help = "Hear an audio channel",
                                     .outHelp = "An Ogg Opus file to write; - is standard output",
+                                    .seals = SEAL_AUDIO,
                                     .maxFrame = kMaxAudioFrame,
                                     .inboxBytes = 4 * 1024 * 1024};
 
@@ -22,9 +23,8 @@ CAudioSubscribeMedium::CAudioSubscribeMedium() : COutputSubscribeMedium(kProfile
 
 bool CAudioSubscribeMedium::Prepare(std::string& problem) {
     if (!m_strOut.empty()) {
-        m_file = OpenStreamOutput(m_strOut, problem);
-        if (!m_file) return false;
-        m_writer = std::make_unique<COggOpusWriter>(m_file.get());
+        if (!m_file.Open(m_strOut, problem)) return false;
+        m_writer = std::make_unique<COggOpusWriter>(m_file.Get());
     }
     m_recorder.emplace(m_writer.get());
     return true;
@@ -35,8 +35,9 @@ std::unique_ptr<CLink> CAudioSubscribeMedium::MakeLink(bool peer, bool, const Re
     return std::make_unique<CAudioSubscribeLink>(peer, route, inbox, times);
 }
 
-bool CAudioSubscribeMedium::OnFrame(const std::string& frame) {
-    return m_recorder->OnFrame(frame.data(), frame.size(), WallClockUs());
+bool CAudioSubscribeMedium::OnFrame(const char* data, size_t length) {
+    m_file.Begin();
+    return m_recorder->OnFrame(data, length, WallClockUs());
 }
 
 void CAudioSubscribeMedium::Tick() { m_recorder->Tick(WallClockUs()); }

@@ -16,7 +16,7 @@ public:
     CAudioSubscribeMedium();
 
     bool Prepare(std::string& problem) override;
-    bool OnFrame(const std::string& frame) override;
+    bool OnFrame(const char* data, size_t length) override;
     void Tick() override;
     bool Over() const override { return m_recorder->Ended() || !Written(); }
     void Finish() override { m_recorder->Finish(); }
@@ -33,7 +33,7 @@ private:
     bool IsHeadless() const { return m_writer && !m_writer->Begun(); }
     bool Written() const { return !m_writer || m_writer->Good(); }
 
-    StreamFilePtr m_file;
+    CStreamOutput m_file;
     std::unique_ptr<COggOpusWriter> m_writer;  // null: nothing is written
     std::optional<CAudioRecorder> m_recorder;
 };

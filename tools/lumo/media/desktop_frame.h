@@ -4,6 +4,8 @@
 #include "core/session_constants.h"
 #include "tools/lumo/media/picture.h"
 
+#include <lumomedia/seal.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,7 +14,7 @@ namespace lumo {
 
 inline constexpr size_t kDesktopHeadLength = 22;
 inline constexpr size_t kMaxDesktopFrame = session::kMaxFrameLen;  ///< the library drops longer ones
-inline constexpr size_t kMaxPicture = kMaxDesktopFrame - kDesktopHeadLength;
+inline constexpr size_t kMaxPicture = kMaxDesktopFrame - kDesktopHeadLength - kSealOverhead;
 inline constexpr size_t kViewReportLength = 25;
 
 enum class DesktopKind : uint8_t {

@@ -57,7 +57,8 @@ public:
     void OnDesktopSinkData(const void* data, int length) override {
         if (m_pInbox) m_pInbox->Push(data, length);
     }
-    void Write(const std::string& frame) { OnDesktopChannelData(frame.data(), static_cast<int>(frame.size())); }
+    void Write(const std::string& frame) { Write(frame.data(), static_cast<int>(frame.size())); }
+    void Write(const char* data, int length) { OnDesktopChannelData(data, length); }
 
 private:
     CInbox* const m_pInbox;
@@ -70,7 +71,7 @@ using CDesktopPublishLink = CStreamPublishLink<DesktopLibrary>;
 class IDesktopUpstream {
 public:
     virtual CLink& Link() = 0;
-    virtual void Say(const std::string& report) = 0;
+    virtual void Say(const char* report, int length) = 0;
 
 protected:
     ~IDesktopUpstream() = default;
@@ -89,7 +90,7 @@ public:
     ~CDesktopSubscribeLink() override { this->Close(); }
 
     CLink& Link() override { return *this; }
-    void Say(const std::string& report) override { m_channel->Write(report); }
+    void Say(const char* report, int length) override { m_channel->Write(report, length); }
 
 private:
     static uint32_t Number(bool peer, const RelayRoute& route) {

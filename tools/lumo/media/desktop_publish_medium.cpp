@@ -27,7 +27,7 @@ std::string HexText(uint64_t value) {
 }  // namespace
 
 CDesktopPublishMedium::CDesktopPublishMedium()
-    : m_upstream(m_wake, kViewReportLength, kUpstreamBytes),
+    : m_upstream(m_wake, kViewReportLength + kSealOverhead, kUpstreamBytes),
       m_publisher([this](const std::string& frame) { Send(frame); },
                   [this](const ViewerPointer& pointer) { NotePointer(pointer); }, NewStream()) {}
 
@@ -58,6 +58,8 @@ bool CDesktopPublishMedium::Prepare(std::string& problem) {
 }
 
 std::unique_ptr<CLink> CDesktopPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
+    m_out.Begin(route, SEAL_DESKTOP);
+    m_opener.emplace(route.secret, LumoSealStream{SEAL_DESKTOP, SEAL_UP, route.channel});
     m_channel.reset(new CDesktopToolChannel(route.channel, &m_upstream));
     m_direct.reset(new CDesktopToolChannel(DirectChannel(route.channel), &m_upstream));
     auto link = std::make_unique<CDesktopPublishLink>(route, inbox);
@@ -66,8 +68,11 @@ std::unique_ptr<CLink> CDesktopPublishMedium::Open(const RelayRoute& route, CInb
 }
 
 void CDesktopPublishMedium::Send(const std::string& frame) {
-    m_channel->Write(frame);
-    m_direct->Write(frame);
+    const char* data = frame.data();
+    auto length = static_cast<int>(frame.size());
+    if (!m_out.Seal(data, length)) return;
+    m_channel->Write(data, length);
+    m_direct->Write(data, length);
 }
 
 void CDesktopPublishMedium::NotePointer(const ViewerPointer& pointer) {
@@ -89,7 +94,11 @@ nlohmann::json CDesktopPublishMedium::NextEvent() {
 void CDesktopPublishMedium::HearViewers(uint64_t now) {
     m_wake.Rest();
     std::string report;
-    while (m_upstream.Pop(report)) m_publisher.OnReport(report.data(), report.size(), now);
+    while (m_upstream.Pop(report)) {
+        char* data = report.data();
+        size_t length = report.size();
+        if (m_opener->Open(data, length, now)) m_publisher.OnReport(data, length, now);
+    }
     const int made = m_pLink->Remakes() + 1;
     if (m_pLink->IsTaken() && made != m_nTaken) {
         m_nTaken = made;
@@ -165,7 +174,8 @@ nlohmann::json CDesktopPublishMedium::Details() {
     const DesktopReport report = m_publisher.Report(CToolLoop::Now());
     return {{"pictures", report.sent},      {"skipped", report.skipped}, {"unchanged", report.unchanged},
             {"repeated", report.repeated},  {"viewers", report.viewers}, {"unreadable", m_source->Skipped()},
-            {"picture_bytes", report.bytes}};
+            {"picture_bytes", report.bytes},
+            {"not_opened", m_opener ? m_opener->Dropped() : std::map<std::string, uint64_t>()}};
 }
 
 }  // namespace lumo

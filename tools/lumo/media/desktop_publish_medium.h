@@ -3,6 +3,7 @@
 
 #include "tools/lumo/media/desktop_links.h"
 #include "tools/lumo/media/desktop_publisher.h"
+#include "tools/lumo/media/frame_out.h"
 #include "tools/lumo/media/picture_source.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/media/stream_files.h"
@@ -29,7 +30,7 @@ public:
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
     uint64_t Turn(uint64_t now) override;
     int WaitFd() const override { return m_waits.Fd(); }
-    bool Over() const override { return m_bOver; }
+    bool Over() const override { return m_bOver || m_out.Failed(); }
     void SayGoodbye() override;
     void Close() override;
 
@@ -37,6 +38,7 @@ public:
     nlohmann::json NextEvent() override;
     nlohmann::json Details() override;
     std::string Problem() const override {
+        if (m_out.Failed()) return m_out.Problem();
         return m_source && m_input.Problem().empty() ? m_source->Problem() : m_input.Problem();
     }
 
@@ -65,6 +67,8 @@ private:
     CInbox m_upstream;
     CWaitSet m_waits;
     CDesktopPublisher m_publisher;
+    CFrameOut m_out;
+    std::optional<CStreamOpener> m_opener;  // of what viewers say
     DesktopChannelPtr m_channel, m_direct;  // for the relay and for peers
     CLink* m_pLink = nullptr;
     int m_nTaken = 0;  // how often the link had been made when it was taken last

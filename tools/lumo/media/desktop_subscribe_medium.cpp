@@ -18,6 +18,7 @@ constexpr SubscribeProfile kProfile{.name = "desktop",
                                     .outHelp =
                                         "A directory for numbered files, a picture each; - is standard output, one "
                                         "picture behind the other",
+                                    .seals = SEAL_DESKTOP,
                                     .maxFrame = kMaxDesktopFrame,
                                     .inboxBytes = 2 * kMaxDesktopFrame + 1024};
 
@@ -49,6 +50,7 @@ std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeWay(bool peer, const RelayRo
                                                         const LinkTimes& times) {
     auto link = std::make_unique<CDesktopSubscribeLink<Library>>(peer, route, inbox, times);
     m_ways.push_back({link.get()});
+    if (!m_sealer) m_sealer.emplace(route.secret, LumoSealStream{SEAL_DESKTOP, SEAL_UP, route.channel});
     return link;
 }
 
@@ -60,8 +62,8 @@ std::unique_ptr<CLink> CDesktopSubscribeMedium::MakeLink(bool peer, bool tcp, co
     return MakeWay<DesktopLibrary>(peer, route, inbox, patient);
 }
 
-bool CDesktopSubscribeMedium::OnFrame(const std::string& frame) {
-    const CDesktopViewer::Take take = m_viewer.OnFrame(frame.data(), frame.size(), m_picture);
+bool CDesktopSubscribeMedium::OnFrame(const char* data, size_t length) {
+    const CDesktopViewer::Take take = m_viewer.OnFrame(data, length, m_picture);
     if (take != CDesktopViewer::Take::Picture) return take != CDesktopViewer::Take::Foreign;
     if (!m_sink || m_sink->Put(m_picture)) m_viewer.OnShown(WallClockUs());
     return true;
@@ -91,9 +93,12 @@ void CDesktopSubscribeMedium::Tick() {
     if (any && m_viewer.Speak(CToolLoop::Now(), report)) SayToAll(report);
 }
 
-void CDesktopSubscribeMedium::SayToAll(const std::string& report) const {
+void CDesktopSubscribeMedium::SayToAll(const std::string& report) {
+    const char* data = report.data();
+    auto length = static_cast<int>(report.size());
+    if (!m_sealer || !m_sealer->Seal(data, length)) return;
     for (const Way& way : m_ways)
-        if (way.upstream->Link().IsTaken()) way.upstream->Say(report);
+        if (way.upstream->Link().IsTaken()) way.upstream->Say(data, length);
 }
 
 nlohmann::json CDesktopSubscribeMedium::Details() const {

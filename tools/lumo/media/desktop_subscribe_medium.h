@@ -7,8 +7,10 @@
 #include "tools/lumo/media/picture_sink.h"
 #include "tools/lumo/media/pointer_input.h"
 #include "tools/lumo/media/stream_files.h"
+#include "tools/lumo/seal/stream_seal.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +24,7 @@ public:
     std::vector<std::string> Paths() const override { return {"auto", "p2p", "p2p-tcp", "relay"}; }
 
     bool Prepare(std::string& problem) override;
-    bool OnFrame(const std::string& frame) override;
+    bool OnFrame(const char* data, size_t length) override;
     void Tick() override;
     void OnPathChanged() override { m_viewer.OnNewPath(); }
     bool Over() const override { return m_viewer.Ended() || !Problem().empty(); }
@@ -48,7 +50,7 @@ private:
     template <class Library>
     std::unique_ptr<CLink> MakeWay(bool peer, const RelayRoute& route, CInbox& inbox, const LinkTimes& times);
     void ReadPointer();
-    void SayToAll(const std::string& report) const;
+    void SayToAll(const std::string& report);
 
     bool m_bPointer = false;
     CStreamInput m_input;
@@ -56,6 +58,7 @@ private:
     std::unique_ptr<CPictureSink> m_sink;  // null: nothing is written
     CDesktopViewer m_viewer;
     std::vector<Way> m_ways;
+    std::optional<CStreamSealer> m_sealer;  // of what it says, on whatever way
     Picture m_picture;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/lumo/media/fetch_state.h"
+#include "tools/lumo/media/frame_out.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/media/stream_files.h"
 
@@ -21,9 +22,10 @@ public:
     }
     uint64_t Turn(uint64_t now) override;
     int WaitFd() const override { return m_bHungry ? m_input.Fd() : -1; }
-    bool Over() const override { return m_bOver; }
+    bool Over() const override { return m_bOver || m_out.Failed(); }
     uint64_t Bytes() const override { return m_publisher.Bytes(); }
     std::string Problem() const override {
+        if (m_out.Failed()) return m_out.Problem();
         return m_input.Problem().empty() ? m_publisher.Problem() : m_input.Problem();
     }
 
@@ -40,6 +42,7 @@ protected:
     Publisher& Source() { return m_publisher; }
     const Publisher& Source() const { return m_publisher; }
     CStreamInput& Input() { return m_input; }
+    CFrameOut& Out() { return m_out; }
     bool Loops() const { return m_bLoop; }
     const std::string& File() const { return m_strFile; }
 
@@ -65,6 +68,7 @@ private:
     CStreamInput m_input;
     std::array<char, 16384> m_piece{};
     Publisher m_publisher;
+    CFrameOut m_out;
     bool m_bHungry = false;  // waits for bytes
     bool m_bOver = false;
 };

@@ -13,6 +13,7 @@ struct SubscribeProfile {
     const char* name;
     const char* help;
     const char* outHelp;  ///< what --out takes
+    SealMedium seals;
     size_t maxFrame;
     size_t inboxBytes;
 };
@@ -27,6 +28,7 @@ public:
         times.silence = times.unaccepted = kSilentMs;
         return PathRules::Stream(static_cast<int>(m_profile.maxFrame), m_profile.inboxBytes, times);
     }
+    SealMedium Seals() const override { return m_profile.seals; }
     bool UsesStdout() const override { return m_strOut == "-"; }
 
     std::unique_ptr<CLink> MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes& times) override {

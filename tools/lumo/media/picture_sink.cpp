@@ -35,9 +35,14 @@ bool CPictureSink::Fail(const std::string& what) {
     return false;
 }
 
+CPictureFiles::~CPictureFiles() {
+    std::error_code ignored;
+    if (m_bMade) fs::remove(m_strFolder, ignored);
+}
+
 bool CPictureFiles::Open(const std::string& path) {
     std::error_code error;
-    fs::create_directories(path, error);
+    m_bMade = fs::create_directories(path, error);
     for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error))
         m_ullNumber = std::max(m_ullNumber, ParseNumber(entry->path().stem().string(), kMostNumber));
     m_strFolder = path;

@@ -28,12 +28,14 @@ private:
 /// stays: numbers go on behind it.
 class CPictureFiles final : public CPictureSink {
 public:
-    /// Makes the directory unless it is there.
+    ~CPictureFiles() override;
+    /// Makes the directory unless it is there; without a picture it goes again.
     bool Open(const std::string& path);
     bool Put(const Picture& picture) override;
 
 private:
     std::string m_strFolder;
+    bool m_bMade = false;
     uint64_t m_ullNumber = 0;  // of the last one
 };
 

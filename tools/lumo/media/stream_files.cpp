@@ -40,10 +40,34 @@ bool CStreamInput::IsFile() const {
     return fstat(m_nFd, &about) == 0 && S_ISREG(about.st_mode);
 }
 
-StreamFilePtr OpenStreamOutput(const std::string& path, std::string& problem) {
-    StreamFilePtr file(path == "-" ? stdout : std::fopen(path.c_str(), "wbe"));
-    if (!file) problem = path + ": " + ErrorText(errno);
-    return file;
+CStreamOutput::~CStreamOutput() {
+    if (!m_pFile || m_pFile == stdout) return;
+    static_cast<void>(std::fclose(m_pFile));
+    if (!m_bBegun && !m_strMade.empty()) unlink(m_strMade.c_str());
+}
+
+bool CStreamOutput::Open(const std::string& path, std::string& problem) {
+    constexpr mode_t kMode = 0666;
+    m_pFile = stdout;
+    if (path == "-") return true;
+    CFileDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode));
+    if (file)
+        m_strMade = path;
+    else
+        file = CFileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kMode));
+    m_pFile = file ? fdopen(file.Get(), "wb") : nullptr;
+    if (m_pFile)
+        file.Take();
+    else
+        problem = path + ": " + ErrorText(errno);
+    return m_pFile != nullptr;
+}
+
+void CStreamOutput::Begin() {
+    if (m_bBegun || !m_pFile) return;
+    m_bBegun = true;
+    if (m_pFile == stdout) return;
+    [[maybe_unused]] const int result = ftruncate(fileno(m_pFile), 0);  // a pipe has nothing to lose
 }
 
 }  // namespace lumo

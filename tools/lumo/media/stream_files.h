@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <string>
 
 namespace lumo {
@@ -31,14 +30,25 @@ private:
     std::string m_strProblem;
 };
 
-struct CloseStreamFile {
-    void operator()(std::FILE* file) const {
-        if (file != stdout) static_cast<void>(std::fclose(file));
-    }
-};
-using StreamFilePtr = std::unique_ptr<std::FILE, CloseStreamFile>;
+/// Stays as it was until Begin, and goes if it was not there: whoever heard nothing has written nothing.
+class CStreamOutput {
+public:
+    CStreamOutput() = default;
+    ~CStreamOutput();
+    CStreamOutput(const CStreamOutput&) = delete;
+    CStreamOutput& operator=(const CStreamOutput&) = delete;
 
-/// "-" is standard output; null with the problem on failure.
-StreamFilePtr OpenStreamOutput(const std::string& path, std::string& problem);
+    /// "-" is standard output; false with the problem on failure.
+    bool Open(const std::string& path, std::string& problem);
+    /// Empties it, the first time.
+    void Begin();
+    /// Null before Open.
+    std::FILE* Get() const { return m_pFile; }
+
+private:
+    std::FILE* m_pFile = nullptr;
+    std::string m_strMade;  // its path where there was none before
+    bool m_bBegun = false;
+};
 
 }  // namespace lumo

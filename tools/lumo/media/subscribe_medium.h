@@ -4,6 +4,7 @@
 #include "tools/lumo/net/path_switch.h"
 #include "tools/lumo/ui/command_line.h"
 
+#include <lumomedia/seal.h>
 #include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
@@ -25,13 +26,15 @@ public:
     /// The values that --path takes.
     virtual std::vector<std::string> Paths() const { return {"auto", "p2p", "relay"}; }
     virtual PathRules Rules() const = 0;
+    /// What its frames are sealed as.
+    virtual SealMedium Seals() const = 0;
     /// Standard output is taken by the stream.
     virtual bool UsesStdout() const { return false; }
 
     /// Opens what will be written; false with the problem to show.
     virtual bool Prepare(std::string& problem) = 0;
     /// False when the frame is not a publisher's.
-    virtual bool OnFrame(const std::string& frame) = 0;
+    virtual bool OnFrame(const char* data, size_t length) = 0;
     virtual void Tick() {}
     /// Frames come by another way from here on.
     virtual void OnPathChanged() {}

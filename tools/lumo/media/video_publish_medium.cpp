@@ -1,14 +1,24 @@
 #include "tools/lumo/media/video_publish_medium.h"
 
+#include "tools/lumo/media/video_frame.h"
+
 #include <lumomedia/statistics.h>
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 namespace lumo {
 
 CVideoPublishMedium::CVideoPublishMedium()
-    : CFilePublishMedium([this](std::string& frame) {
-          m_channel->OnVideoChannelData(frame.data(), static_cast<int>(frame.size()));
-      }) {}
+    : CFilePublishMedium([this](std::string& frame) { Write(frame); }) {}
+
+void CVideoPublishMedium::Write(std::string& frame) {
+    char* data = frame.data();
+    auto length = static_cast<int>(frame.size());
+    if (!Out().Seal(data, length)) return;
+    m_channel->OnVideoChannelData(data, length);
+    std::copy_n(data, kVideoHeadLength, frame.data());  // the number that it got
+}
 
 void CVideoPublishMedium::AddOptions(CCommand& command) {
     AddFileTo(command, "An H.264 byte stream, such as ffmpeg writes with -f h264");
@@ -37,6 +47,7 @@ bool CVideoPublishMedium::Prepare(std::string& problem) {
 }
 
 std::unique_ptr<CLink> CVideoPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
+    Out().Begin(route, SEAL_VIDEO);
     m_channel.reset(new CVideoChannel(route.channel));
     return std::make_unique<CVideoPublishLink>(route, inbox, m_bKeyWanted);
 }

@@ -28,6 +28,7 @@ public:
 
 private:
     void SendReady(uint64_t now) override { Source().Send(now); }
+    void Write(std::string& frame);
 
     double m_dFps = 25;
     StreamChannelPtr<CVideoChannel> m_channel;

@@ -12,7 +12,8 @@ namespace {
 constexpr SubscribeProfile kProfile{.name = "video",
                                     .help = "See a video channel",
                                     .outHelp = "An H.264 byte stream to write; - is standard output",
-                                    .maxFrame = kMaxVideoFrame,
+                                    .seals = SEAL_VIDEO,
+                                    .maxFrame = kMaxVideoFrame + kSealOverhead,
                                     .inboxBytes = 32 * 1024 * 1024};
 
 }  // namespace
@@ -20,11 +21,8 @@ constexpr SubscribeProfile kProfile{.name = "video",
 CVideoSubscribeMedium::CVideoSubscribeMedium() : COutputSubscribeMedium(kProfile) {}
 
 bool CVideoSubscribeMedium::Prepare(std::string& problem) {
-    if (!m_strOut.empty()) {
-        m_file = OpenStreamOutput(m_strOut, problem);
-        if (!m_file) return false;
-    }
-    m_recorder.emplace(m_file.get());
+    if (!m_strOut.empty() && !m_file.Open(m_strOut, problem)) return false;
+    m_recorder.emplace(m_file.Get());
     return true;
 }
 
@@ -35,8 +33,9 @@ std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, bool, const Re
     return link;
 }
 
-bool CVideoSubscribeMedium::OnFrame(const std::string& frame) {
-    return m_recorder->OnFrame(frame.data(), frame.size(), CToolLoop::Now());
+bool CVideoSubscribeMedium::OnFrame(const char* data, size_t length) {
+    m_file.Begin();
+    return m_recorder->OnFrame(data, length, CToolLoop::Now());
 }
 
 void CVideoSubscribeMedium::Tick() {

@@ -18,7 +18,7 @@ public:
     CVideoSubscribeMedium();
 
     bool Prepare(std::string& problem) override;
-    bool OnFrame(const std::string& frame) override;
+    bool OnFrame(const char* data, size_t length) override;
     void Tick() override;
     bool Over() const override { return m_recorder->Ended() || m_recorder->Error() != 0; }
     void Finish() override {}
@@ -33,7 +33,7 @@ private:
     std::unique_ptr<CLink> MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
                                     const LinkTimes& times) override;
 
-    StreamFilePtr m_file;
+    CStreamOutput m_file;
     std::optional<CVideoRecorder> m_recorder;
     std::vector<CVideoSubscribeLink*> m_links;  // those of the path switch
 };

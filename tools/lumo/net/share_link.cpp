@@ -73,6 +73,11 @@ std::string Read(const std::string& text, ShareLink& link) {
 
 const char* MediumName(LinkMedium medium) { return kMedia[static_cast<size_t>(medium)]; }
 
+LinkMedium MediumNamed(const std::string& name) {
+    const auto* const found = std::find(std::begin(kMedia), std::end(kMedia), name);
+    return found == std::end(kMedia) ? LinkMedium::File : static_cast<LinkMedium>(found - std::begin(kMedia));
+}
+
 bool ParseShareLink(const std::string& text, ShareLink& link, std::string& problem) {
     link = ShareLink();
     problem = Read(text, link);

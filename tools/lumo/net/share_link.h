@@ -13,6 +13,8 @@ namespace lumo {
 enum class LinkMedium { Audio, Video, Desktop, File, Board };
 /// As links and commands write it.
 const char* MediumName(LinkMedium medium);
+/// The other way round; a file for anything else.
+LinkMedium MediumNamed(const std::string& name);
 
 /// "lumo://HOST[:PORT]/MEDIUM/CHANNEL[#SECRET]", where an IPv6 address stands in brackets.
 struct ShareLink {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 namespace lumo {
 
@@ -38,6 +39,13 @@ bool CStreamSealer::Seal(const char*& data, int& length) {
     return true;
 }
 
+bool CStreamSealer::Seal(char*& data, int& length) {
+    const char* sealed = data;
+    if (!Seal(sealed, length)) return false;
+    if (m_sealer) data = m_sealed.data();
+    return true;
+}
+
 bool CStreamSealer::SealInPlace(char*& data, int& length) {
     if (!m_sealer) return true;
     void* sealed = nullptr;
@@ -63,13 +71,34 @@ bool CStreamOpener::Open(char*& data, size_t& length, uint64_t now) {
 
 bool CStreamOpener::Take(char*& data, size_t& length) {
     uint64_t keyID = 0, counter = 0;
-    if (!m_opener) return !ReadSealedFrame(m_medium, data, static_cast<int>(length), keyID, counter);
+    const bool sealed = ReadSealedFrame(m_medium, data, static_cast<int>(length), keyID, counter);
+    if (!m_opener) {
+        m_ullSealed += sealed ? 1 : 0;
+        return !sealed;
+    }
     void* frame = nullptr;
     int frameLength = 0;
-    if (m_opener->OpenInPlace(data, static_cast<int>(length), frame, frameLength) != SEAL_DONE) return false;
+    m_last = m_opener->OpenInPlace(data, static_cast<int>(length), frame, frameLength);
+    if (m_last != SEAL_DONE) return false;
     data = static_cast<char*>(frame);
     length = static_cast<size_t>(frameLength);
+    if (m_medium == SEAL_VIDEO) {
+        data[1] = static_cast<char>(counter >> 8);
+        data[2] = static_cast<char>(counter);
+    }
     return true;
+}
+
+std::map<std::string, uint64_t> CStreamOpener::Dropped() const {
+    static constexpr std::pair<SealOutcome, const char*> kReasons[] = {
+        {SEAL_PLAIN, "plain"},       {SEAL_MALFORMED, "malformed"}, {SEAL_WRONG, "wrong"},
+        {SEAL_REPEATED, "repeated"}, {SEAL_EARLIER, "earlier"},     {SEAL_START, "start"},
+        {SEAL_FORGOTTEN, "forgotten"}};
+    std::map<std::string, uint64_t> dropped;
+    if (m_ullSealed > 0) dropped["sealed"] = m_ullSealed;
+    for (const auto& [outcome, reason] : kReasons)
+        if (m_opener && Count(outcome) > 0) dropped[reason] = Count(outcome);
+    return dropped;
 }
 
 SealVerdict CStreamOpener::Verdict(uint64_t now) const {

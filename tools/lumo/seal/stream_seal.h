@@ -5,8 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumo {
@@ -33,6 +35,8 @@ public:
 
     /// Makes `data` what is to be sent, which stays as it is until the next frame. False: there is nothing to send.
     bool Seal(const char*& data, int& length);
+    /// The same for who may write into it, as links do into a video's first bytes.
+    bool Seal(char*& data, int& length);
     /// Without a copy: there are kSealRoomBefore bytes before `data` and kSealRoomAfter behind them.
     bool SealInPlace(char*& data, int& length);
     /// By how much frames grow at most.
@@ -48,9 +52,14 @@ class CStreamOpener {
 public:
     CStreamOpener(const CSealSecret& secret, const LumoSealStream& stream, bool anyStart = false);
 
-    /// Opens a frame where it stands. False: drop it.
+    /// Opens a frame where it stands. False: drop it. A video's bytes 1 and 2, which anybody on the way may write,
+    /// become the end of the number under which it was sealed.
     bool Open(char*& data, size_t& length, uint64_t now);
+    /// The last frame, which was dropped, has come before: by another way, or somebody repeats it.
+    bool CameAgain() const { return m_last == SEAL_REPEATED; }
     SealVerdict Verdict(uint64_t now) const;
+    /// How many frames were dropped, by the reasons that there were.
+    std::map<std::string, uint64_t> Dropped() const;
 
     /// How long frames may come and none open.
     static constexpr uint64_t kJudgeMs = 2000;
@@ -61,7 +70,9 @@ private:
 
     const SealMedium m_medium;
     std::optional<COpener> m_opener;  // none: plain frames are taken
-    uint64_t m_ullFirstMs = 0;        // when the first frame came
+    SealOutcome m_last = SEAL_DONE;
+    uint64_t m_ullSealed = 0;   // frames dropped because there is no secret
+    uint64_t m_ullFirstMs = 0;  // when the first frame came
     bool m_bCame = false;
     bool m_bOpened = false;
 };
