@@ -87,8 +87,7 @@ void CLumoNode::WaitForSinks(uint32_t count) {
     WaitFor("a subscriber", [&] { return m_pChannel->GetFileSinkCount() >= count; });
 }
 
-void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received,
-                         const Before& before) {
+void CLumoNode::SendBulk(CSide& side, uint32_t ahead, const std::function<uint32_t()>& received, const Before& before) {
     bool answered = false;
     const FrameHandler send = [&](const char* data, int length) { m_pChannel->OnFileChannelData(data, length); };
     SendFrames(

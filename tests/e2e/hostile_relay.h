@@ -62,8 +62,9 @@ private:
     std::string Sealed(const CSealSecret& secret, const LumoSealStream& stream) const {
         std::string sealed(m_strPlain.size() + kSealOverhead, '\0');
         int length = 0;
-        CSealer(secret, stream).Seal(m_strPlain.data(), static_cast<int>(m_strPlain.size()), sealed.data(),
-                                     static_cast<int>(sealed.size()), length);
+        CSealer(secret, stream)
+            .Seal(m_strPlain.data(), static_cast<int>(m_strPlain.size()), sealed.data(),
+                  static_cast<int>(sealed.size()), length);
         sealed.resize(static_cast<size_t>(length));
         return sealed;
     }

@@ -155,7 +155,8 @@ TEST_F(Sealed, EndsThatDoNotFitSaySoAndWriteNothing) {
                                                             {open, "the sender seals"},
                                                             {plain + "#" + secret, "the sender does not seal"}};
         for (const auto& [given, words] : rows) {
-            const std::string out = i < 2 && words == rows[0].second ? "kept" : "new" + std::to_string(subscribers.size());
+            const std::string out =
+                i < 2 && words == rows[0].second ? "kept" : "new" + std::to_string(subscribers.size());
             Process& one = Lumo("subscribe " + given + " --json --path relay --wait 30 -o " + out);
             subscribers.emplace_back(&one, words);
         }

@@ -33,7 +33,8 @@ int main(int argc, char** argv) {
         lumo::AddHelperCommands(root, exitCode);
         lumo::RaiseFileLimit(4096);  // a transfer may hold two thousand files
         const std::vector<const char*> words = lumo::NameMediumOfLink(argc, argv);
-        if (!line.Run(static_cast<int>(words.size()), words.data(), exitCode)) return exitCode == 0 ? lumo::kExitDone : lumo::kExitUsage;
+        if (!line.Run(static_cast<int>(words.size()), words.data(), exitCode))
+            return exitCode == 0 ? lumo::kExitDone : lumo::kExitUsage;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumo: %s\n", error.what());
         return lumo::kExitFailed;

@@ -38,10 +38,12 @@ const Packets& Whole() {
 }
 
 /// Everything that a publisher sends of the sample, with when it is due.
-std::vector<std::pair<uint64_t, std::string>> Published(const std::string& bytes, std::string* problem = nullptr) {
+std::vector<std::pair<uint64_t, std::string>> Published(const std::string& bytes, std::string* problem = nullptr,
+                                                        bool sealed = false) {
     std::vector<std::pair<uint64_t, std::string>> frames;
     uint64_t now = 0;
     CAudioPublisher publisher([&](const std::string& frame) { frames.emplace_back(now, frame); });
+    publisher.SetSealed(sealed);
     publisher.Feed(bytes.data(), bytes.size());
     publisher.Finish();
     while (publisher.Fetch(now) == CAudioPublisher::State::Ready) {
@@ -109,7 +111,9 @@ TEST(OggOpus, ComesInPiecesOfAnySizeAndRefusesWhatItIsNot) {
     writer.Write("\x08" + std::string(1046, 'x'), 960);
     writer.End();
     Published(file.Content(), &problem);
-    EXPECT_NE(problem.find("1047 bytes does not fit"), std::string::npos) << problem;
+    EXPECT_NE(problem.find("1047 bytes does not fit a frame, which takes 1046:"), std::string::npos) << problem;
+    Published(file.Content(), &problem, true);
+    EXPECT_NE(problem.find("a sealed frame, which takes 1013 (with --plain 1046)"), std::string::npos) << problem;
 }
 
 TEST(AudioPublishing, WhatComesLateLeavesAtItsPaceAndNotAtOnce) {

@@ -135,7 +135,7 @@ TEST(DumpDatagram, WhoSealedAFrameOfATcpConnection) {
         const std::string& frame;
         std::optional<uint32_t> service;
         std::string words;
-    } rows[] = {{sealed, std::nullopt, words}, {sealed, kAudio, words},      {sealed, kVideo, ""}, {sealed, kBoard, ""},
+    } rows[] = {{sealed, std::nullopt, words}, {sealed, kAudio, words},   {sealed, kVideo, ""}, {sealed, kBoard, ""},
                 {video, kVideo, words},        {video, std::nullopt, ""}, {video, kAudio, ""}};
     for (const auto& row : rows)
         EXPECT_EQ(DescribeFrame(Bytes(row.frame), row.frame.size(), row.service),
@@ -202,7 +202,9 @@ const std::string& Conversation() {
 }
 const std::vector<std::string> kLines = {"validation: type 8 (video receiver), channel 77",
                                          "frame of 28 bytes, sealed: key ID 8000000000000001, counter 5",
-                                         "frame of 5 bytes", "control byte 0", "frame of 3000 bytes",
+                                         "frame of 5 bytes",
+                                         "control byte 0",
+                                         "frame of 3000 bytes",
                                          "validation message that makes no sense"};
 
 TEST(DumpStreams, AnyCutAndAnyOrderGiveTheSameMessages) {

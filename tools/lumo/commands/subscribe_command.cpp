@@ -115,7 +115,8 @@ bool TakeLink(SubscribeCommand& command, ShareLink& link, std::string& problem) 
             problem = "a channel's number needs --mcu, the server at which it is";
         return problem.empty();
     }
-    if (ParseShareLink(command.channel, link, problem) && std::strcmp(MediumName(link.medium), command.medium->Name()) != 0)
+    if (ParseShareLink(command.channel, link, problem) &&
+        std::strcmp(MediumName(link.medium), command.medium->Name()) != 0)
         problem = std::string("that link leads to ") + MediumName(link.medium) + ", not to " + command.medium->Name();
     WipeText(command.channel);
     if (command.common.mcu.empty()) command.common.mcu = link.mcu.Text();

@@ -55,8 +55,7 @@ bool CStreamDemo::AddRow(const IDemoStream& stream, const std::string& path, uin
     row.medium = stream.Medium();
     row.path = path;
     row.out = m_stage.Folder() + "/" + std::to_string(m_rows.size()) + "-" + stream.OutName();
-    Words words{"subscribe", m_links[channel], "--json", "--wait", "20", "--seconds", kSeconds,
-                "--out",     row.out};
+    Words words{"subscribe", m_links[channel], "--json", "--wait", "20", "--seconds", kSeconds, "--out", row.out};
     words.insert(words.end(), way.begin(), way.end());
     if (std::find(way.begin(), way.end(), "--path") == way.end()) words.insert(words.end(), {"--path", "relay"});
     row.subscriber = m_stage.Start(words);

@@ -6,8 +6,7 @@
 
 namespace lumo {
 
-CAudioPublishMedium::CAudioPublishMedium()
-    : CFilePublishMedium([this](const std::string& frame) { Write(frame); }) {}
+CAudioPublishMedium::CAudioPublishMedium() : CFilePublishMedium([this](const std::string& frame) { Write(frame); }) {}
 
 void CAudioPublishMedium::Write(const std::string& frame) {
     const char* data = frame.data();

@@ -16,7 +16,9 @@ public:
 
     const char* Name() const override { return "audio"; }
     const char* Help() const override { return "An Ogg Opus stream, at its own pace"; }
-    void AddOptions(CCommand& command) override { AddFileTo(command, "An Ogg Opus file"); }
+    void AddOptions(CCommand& command) override {
+        AddFileTo(command, "An Ogg Opus file with packets of 1,013 bytes at most, with --plain 1,046");
+    }
 
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
     void SayGoodbye() override;

@@ -172,8 +172,12 @@ uint64_t CDesktopPublishMedium::Bytes() const { return m_publisher.Report(CToolL
 
 nlohmann::json CDesktopPublishMedium::Details() {
     const DesktopReport report = m_publisher.Report(CToolLoop::Now());
-    return {{"pictures", report.sent},      {"skipped", report.skipped}, {"unchanged", report.unchanged},
-            {"repeated", report.repeated},  {"viewers", report.viewers}, {"unreadable", m_source->Skipped()},
+    return {{"pictures", report.sent},
+            {"skipped", report.skipped},
+            {"unchanged", report.unchanged},
+            {"repeated", report.repeated},
+            {"viewers", report.viewers},
+            {"unreadable", m_source->Skipped()},
             {"picture_bytes", report.bytes},
             {"not_opened", m_opener ? m_opener->Dropped() : std::map<std::string, uint64_t>()}};
 }

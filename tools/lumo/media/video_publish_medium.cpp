@@ -9,8 +9,7 @@
 
 namespace lumo {
 
-CVideoPublishMedium::CVideoPublishMedium()
-    : CFilePublishMedium([this](std::string& frame) { Write(frame); }) {}
+CVideoPublishMedium::CVideoPublishMedium() : CFilePublishMedium([this](std::string& frame) { Write(frame); }) {}
 
 void CVideoPublishMedium::Write(std::string& frame) {
     char* data = frame.data();

@@ -91,8 +91,8 @@ bool CStreamOpener::Take(char*& data, size_t& length) {
 
 std::map<std::string, uint64_t> CStreamOpener::Dropped() const {
     static constexpr std::pair<SealOutcome, const char*> kReasons[] = {
-        {SEAL_PLAIN, "plain"},       {SEAL_MALFORMED, "malformed"}, {SEAL_WRONG, "wrong"},
-        {SEAL_REPEATED, "repeated"}, {SEAL_EARLIER, "earlier"},     {SEAL_START, "start"},
+        {SEAL_PLAIN, "plain"},        {SEAL_MALFORMED, "malformed"}, {SEAL_WRONG, "wrong"},
+        {SEAL_REPEATED, "repeated"},  {SEAL_EARLIER, "earlier"},     {SEAL_START, "start"},
         {SEAL_FORGOTTEN, "forgotten"}};
     std::map<std::string, uint64_t> dropped;
     if (m_ullSealed > 0) dropped["sealed"] = m_ullSealed;
