@@ -11,6 +11,8 @@
 #include "tools/lumo/media/video_check.h"
 #include "tools/lumo/media/video_frame.h"
 #include "tools/lumo/net/share_link.h"
+#include "tools/lumo/seal/stream_seal.h"
+#include "tools/lumo/transfer/messages.h"
 
 #include <csignal>
 
@@ -168,6 +170,39 @@ TEST_F(Sealed, EndsThatDoNotFitSaySoAndWriteNothing) {
     }
     EXPECT_EQ(folder.Get("kept"), "kept");
     EXPECT_EQ(folder.Names(), (std::set<std::string>{"film", "kept", "spoken"}));
+}
+
+TEST(SealedMessages, OfAFileAreTakenOnceInTheirOrderAndTellNothing) {
+    CSealSecret secret;
+    secret.Draw();
+    const LumoSealStream stream{SEAL_FILE, SEAL_DOWN, kChannel};
+    const std::string name = "a holiday.mkv", content = RandomBytes(50000);
+    constexpr uint64_t kSize = 0x123456789a;
+    const auto block = [&](uint32_t number) {
+        return lumo::Encode({7, lumo::Block{number, number, 5, content.data(), static_cast<uint32_t>(content.size())}});
+    };
+    const std::vector<std::string> messages{lumo::Encode({7, lumo::Offer{0, 0, kSize, {}, name}}), block(1), block(2)};
+    CForger forger(secret, stream, lumo::Encode({7, lumo::Offer{0, 0, 1, {}, "forged"}}));
+    lumo::CStreamSealer sealer(secret, stream);
+    lumo::CStreamOpener opener(secret, stream);
+    std::vector<std::string> sealed, taken;
+    const auto deliver = [&](std::string frame) {
+        char* data = frame.data();
+        size_t length = frame.size();
+        if (opener.Open(data, length, 1)) taken.emplace_back(data, length);
+    };
+    for (const std::string& message : messages) {
+        const char* data = message.data();
+        auto length = static_cast<int>(message.size());
+        ASSERT_TRUE(sealer.Seal(data, length));
+        sealed.emplace_back(data, static_cast<size_t>(length));
+    }
+    for (const size_t next : {0U, 2U, 1U})
+        for (const std::string& frame : forger(sealed[next])) deliver(frame);
+    EXPECT_EQ(taken, (std::vector<std::string>{messages[0], messages[2]})) << "what was overtaken is lost";
+    for (const std::string& frame : sealed)
+        for (const std::string& told : {name, std::string("\x12\x34\x56\x78\x9a"), content.substr(100, 8)})
+            EXPECT_EQ(frame.find(told), std::string::npos);
 }
 
 }  // namespace
