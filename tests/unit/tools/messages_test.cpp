@@ -56,13 +56,16 @@ TEST(Messages, TheBytesAreTheDocumentedOnes) {
         EXPECT_EQ(ToHex(Encode({0x0102030405060708, body})), ToHex(Hex(head + bytes)));
     }
     char header[kBlockHeaderLength];
-    PutBlockHeader(header, 9, 2, 3, 4);
+    PutBlockHeader(header, 9, Block{2, 3, 4});
     EXPECT_EQ(std::string(header, sizeof header) + "x", Of(Block{2, 3, 4, "x", 1}));
 }
 
 TEST(Messages, EveryTruncationAndExtensionIsRefusedAndTheWholeComesBack) {
-    for (const MessageBody& body : kBodies) {
-        const std::string bytes = Of(body);
+    std::vector<Message> all{{9, Beacon{SenderState::Serving, 7, 1, 1, 1, {4, 5}}, kSealedVersion}};
+    for (const MessageBody& body : kBodies) all.push_back({9, body});
+    for (const auto& message : all) {
+        const MessageBody& body = message.body;
+        const std::string bytes = Encode(message);
         Message decoded;
         ASSERT_EQ(Decode(bytes.data(), bytes.size(), decoded), DecodeResult::Ok) << body.index();
         EXPECT_EQ(decoded.transfer, 9U);
@@ -112,10 +115,11 @@ TEST(Messages, HostileValuesAreRefused) {
         {"range past the last", Lacking({{kMaxBlocks - 1, 2}})},
         {"range that wraps", Lacking({{5, UINT32_MAX}})},
         {"too many ranges", Lacking(ManyRanges(kMaxRanges + 1))},
+        {"sealed without receivers", patched(beacon, 4, kSealedVersion)},
         {"too many confirmed", Of(Confirm{std::vector<uint64_t>(kMaxReceivers + 1, 1)})},
     };
     for (const auto& [what, bytes] : rows) EXPECT_EQ(DecodeAll(bytes), DecodeResult::Malformed) << what;
-    EXPECT_EQ(DecodeAll(patched(beacon, 4, 2)), DecodeResult::OtherVersion);
+    EXPECT_EQ(DecodeAll(patched(beacon, 4, 3)), DecodeResult::OtherVersion);
     EXPECT_EQ(DecodeAll(patched(beacon, 0, 'X')), DecodeResult::NotOurs);
 }
 

@@ -56,6 +56,28 @@ TEST(TransferEngines, AKilledReceiverResumesAndFetchesOnlyTheRestUnlessTheDiskLi
     }
 }
 
+TEST(TransferEngines, ARecordingOfASealedTransferBeginsNothing) {
+    CTransferSim sim;
+    sim.sealed = true;
+    std::vector<std::string> recording;
+    sim.downHook = [&recording](const std::string& frame) { return recording.push_back(frame), true; };
+    sim.StartSender(One(Megabytes(1)));
+    const Receiver& first = sim.AddReceiver();
+    ASSERT_TRUE(sim.RunToEnd(20000));
+    EXPECT_TRUE(first.Has(Megabytes(1)));
+    sim.sender.reset();
+    sim.downHook = nullptr;
+    Receiver& late = sim.AddReceiver();
+    late.relayQueue.assign(recording.begin(), recording.end());
+    sim.Run(3000);
+    EXPECT_TRUE(late.relayQueue.empty());
+    EXPECT_EQ(late.engine.State(), ReceiveState::Waiting);
+    EXPECT_TRUE(late.disk.parts.empty());
+    sim.StartSender(One(Megabytes(1)));
+    ASSERT_TRUE(sim.RunToEnd(20000));
+    EXPECT_TRUE(late.Has(Megabytes(1)));
+}
+
 TEST(TransferEngines, CutsLoseFramesAndNothingElse) {
     for (uint32_t seed = 1; seed <= 60; ++seed) {
         std::mt19937 random(seed);

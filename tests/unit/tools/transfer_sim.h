@@ -139,8 +139,8 @@ struct Link final : ILinkOut {
 
 /// A process that receives, and what the relay keeps for it.
 struct Receiver {
-    Receiver(uint64_t id, MemoryDisk& its, double framesPerMs, uint64_t waitMs)
-        : disk(its), folder(its), engine(id, folder, waitMs), rate(framesPerMs) {}
+    Receiver(uint64_t id, MemoryDisk& its, double framesPerMs, uint64_t waitMs, bool sealed)
+        : disk(its), folder(its), engine(id, folder, waitMs, sealed), rate(framesPerMs) {}
 
     bool Has(const std::string& data) const { return disk.files["file"] == data; }
     uint64_t Arrived() const { return engine.Progress().arrivedBytes; }
@@ -180,18 +180,20 @@ public:
 
     double senderRate = 40;  ///< frames a millisecond that the sender's library carries
     bool twoLanes = false;   ///< the sender has its second channel too
+    bool sealed = false;     ///< all speak as those do whose links seal
     /// Called for each frame that reaches the relay from the sender; false drops it for everybody.
     std::function<bool(std::string& frame)> downHook;
 
     /// A new sender process; the old one is gone without a word.
-    void StartSender(Files files, const SendOptions& options = {}) {
+    void StartSender(Files files, SendOptions options = {}) {
+        options.sealed = sealed;
         sender = std::make_unique<CSendEngine>(m_nNextTransfer++, std::move(files), options);
         for (Link& link : m_senderLinks) link.queue.clear();
         m_senderNextTick = 0;
     }
     /// With a disk of its own, or another's.
     Receiver& AddReceiver(double rate = 40, uint64_t waitMs = 60000, MemoryDisk* disk = nullptr) {
-        return m_receivers.emplace_back(m_nNextID++, disk ? *disk : m_disks.emplace_back(), rate, waitMs);
+        return m_receivers.emplace_back(m_nNextID++, disk ? *disk : m_disks.emplace_back(), rate, waitMs, sealed);
     }
     /// Everything in flight is lost and nobody is connected until `milliseconds` have passed.
     void CutAll(uint64_t milliseconds) {

@@ -10,7 +10,7 @@ namespace {
 /// In the relay's favour the direct path has one attempt; and either way counts its blocks for itself.
 PathRules FileRules() {
     PathRules rules;
-    rules.maxFrame = kMaxDownstreamFrame;
+    rules.maxFrame = kMaxDownstreamFrame + kSealOverhead;
     rules.inboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
     rules.relayAfterMs = CPathSwitch::kDirectMs;
     return rules;

@@ -10,10 +10,15 @@ constexpr size_t kInboxBytes = 8 * 1024 * 1024;
 CSendPaths::CSendPaths(PathChoice choice, const RelayRoute& route, CPeerHost& host)
     : m_host(host),
       m_route(route),
-      m_relayInbox(m_wake, kMaxUpstreamFrame, kInboxBytes),
-      m_directInbox(m_wake, kMaxUpstreamFrame, kInboxBytes) {
+      m_relayInbox(m_wake, kMaxUpstreamFrame + kSealOverhead, kInboxBytes),
+      m_directInbox(m_wake, kMaxUpstreamFrame + kSealOverhead, kInboxBytes) {
     if (UsesRelay(choice)) m_pRelay = std::make_unique<CPublishLink>(route, m_relayInbox);
     if (UsesPeers(choice)) m_pDirect = std::make_unique<CPeerChannel>(DirectChannel(route.channel), m_directInbox);
+    // The lanes' frames differ, and go on side by side: a sealer each, with one start.
+    const LumoSealStream stream = {SEAL_FILE, SEAL_DOWN, route.channel};
+    const unsigned long start = CSealer::StartNow();
+    if (m_pRelay) m_sealed[kRelayLane].emplace(*m_pRelay, route.secret, stream, start);
+    if (m_pDirect) m_sealed[kDirectLane].emplace(*m_pDirect, route.secret, stream, start);
 }
 
 std::array<bool, kMaxLanes> CSendPaths::Poll(uint64_t now) {
@@ -38,10 +43,18 @@ void CSendPaths::OnSignOfLife(size_t lane, uint64_t now) {
 
 void CSendPaths::Close() {
     if (m_pRelay) m_pRelay->Close();
+    m_sealed[kDirectLane].reset();
     m_pDirect.reset();
 }
 
-LaneLinks CSendPaths::Links() { return {m_pRelay.get(), m_pDirect.get()}; }
+LaneLinks CSendPaths::Links() {
+    LaneLinks links{};
+    for (size_t lane = 0; lane < kMaxLanes; ++lane) {
+        auto& sealed = m_sealed.at(lane);
+        if (sealed) links.at(lane) = &*sealed;
+    }
+    return links;
+}
 
 std::string CSendPaths::PathText(size_t lane) const {
     if (lane == kRelayLane) return m_route.PathText();

@@ -4,9 +4,12 @@
 #include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/peer_link.h"
 #include "tools/lumo/net/relay_link.h"
+#include "tools/lumo/net/sealed_link.h"
 #include "tools/lumo/transfer/send_lane.h"
 
+#include <array>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace lumo {
@@ -45,8 +48,9 @@ private:
     CWake m_wake;
     CInbox m_relayInbox;
     CInbox m_directInbox;
-    std::unique_ptr<CPublishLink> m_pRelay;   // null: not wanted
-    std::unique_ptr<CPeerChannel> m_pDirect;  // null: not wanted
+    std::unique_ptr<CPublishLink> m_pRelay;                      // null: not wanted
+    std::unique_ptr<CPeerChannel> m_pDirect;                     // null: not wanted
+    std::array<std::optional<CSealedLink>, kMaxLanes> m_sealed;  // before those
     bool m_bEverTaken = false;
     uint64_t m_ullReadyMs = 0;  // when peers could last find us, at first when it began
     bool m_bUnheard = false;    // they cannot, for long enough to say so

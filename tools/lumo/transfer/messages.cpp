@@ -52,12 +52,14 @@ bool Read(CByteReader& reader, Block& block) {
     return block.serial > 0 && block.block < kMaxBlocks && length > 0 && length <= kBlockSize;
 }
 
-bool Read(CByteReader& reader, Confirm& confirm) {
+bool ReadIDs(CByteReader& reader, std::vector<uint64_t>& ids) {
     const size_t count = reader.U16();
     if (count > kMaxReceivers || count * 8 != reader.Left()) return false;
-    for (size_t i = 0; i < count; ++i) confirm.receivers.push_back(reader.U64());
+    for (size_t i = 0; i < count; ++i) ids.push_back(reader.U64());
     return true;
 }
+
+bool Read(CByteReader& reader, Confirm& confirm) { return ReadIDs(reader, confirm.receivers); }
 
 bool Read(CByteReader& reader, SenderBye& bye) { return ReadEnum(reader, ByeReason::Failed, bye.reason); }
 
@@ -92,9 +94,17 @@ bool Read(CByteReader& reader, ReceiverBye& bye) {
 }
 
 template <class T>
+bool ReadOf(uint8_t, CByteReader& reader, T& body) {
+    return Read(reader, body);
+}
+bool ReadOf(uint8_t version, CByteReader& reader, Beacon& beacon) {
+    return Read(reader, beacon) && (version != kSealedVersion || ReadIDs(reader, beacon.receivers));
+}
+
+template <class T>
 DecodeResult ReadBody(CByteReader& reader, bool fromSender, Message& message) {
     if (fromSender && message.transfer == 0) return DecodeResult::Malformed;
-    const bool valid = Read(reader, message.body.emplace<T>());
+    const bool valid = ReadOf(message.version, reader, message.body.emplace<T>());
     return valid && reader.Done() ? DecodeResult::Ok : DecodeResult::Malformed;
 }
 
@@ -110,10 +120,11 @@ void Write(CByteWriter& writer, const Offer& offer) {
 void Write(CByteWriter& writer, const Block& block) {
     writer.U64(block.serial).U32(block.block).U64(block.checksum).Bytes(block.data, block.length);
 }
-void Write(CByteWriter& writer, const Confirm& confirm) {
-    writer.U16(static_cast<uint16_t>(confirm.receivers.size()));
-    for (uint64_t receiver : confirm.receivers) writer.U64(receiver);
+void WriteIDs(CByteWriter& writer, const std::vector<uint64_t>& ids) {
+    writer.U16(static_cast<uint16_t>(ids.size()));
+    for (uint64_t id : ids) writer.U64(id);
 }
+void Write(CByteWriter& writer, const Confirm& confirm) { WriteIDs(writer, confirm.receivers); }
 void Write(CByteWriter& writer, const SenderBye& bye) { writer.U8(static_cast<uint8_t>(bye.reason)); }
 void Write(CByteWriter& writer, const Status& status) {
     writer.U64(status.receiver).U64(status.serial);
@@ -125,6 +136,15 @@ void Write(CByteWriter& writer, const ReceiverBye& bye) {
     writer.U64(bye.receiver).U8(static_cast<uint8_t>(bye.reason));
 }
 
+template <class T>
+void WriteOf(uint8_t, CByteWriter& writer, const T& body) {
+    Write(writer, body);
+}
+void WriteOf(uint8_t version, CByteWriter& writer, const Beacon& beacon) {
+    Write(writer, beacon);
+    if (version == kSealedVersion) WriteIDs(writer, beacon.receivers);
+}
+
 MessageType TypeOf(const MessageBody& body) {
     static constexpr MessageType kTypes[] = {MessageType{},       MessageType::Beacon,     MessageType::Offer,
                                              MessageType::Block,  MessageType::Confirm,    MessageType::SenderBye,
@@ -133,8 +153,8 @@ MessageType TypeOf(const MessageBody& body) {
     return kTypes[body.index()];
 }
 
-void WriteHeader(CByteWriter& writer, MessageType type, uint64_t transfer) {
-    writer.U32(kMagic).U8(kProtocolVersion).U8(static_cast<uint8_t>(type)).U16(0).U64(transfer);
+void WriteHeader(CByteWriter& writer, uint8_t version, MessageType type, uint64_t transfer) {
+    writer.U32(kMagic).U8(version).U8(static_cast<uint8_t>(type)).U16(0).U64(transfer);
 }
 
 }  // namespace
@@ -142,9 +162,9 @@ void WriteHeader(CByteWriter& writer, MessageType type, uint64_t transfer) {
 DecodeResult Decode(const char* data, size_t length, Message& message) {
     CByteReader reader(data, length);
     if (reader.U32() != kMagic || !reader.Ok()) return DecodeResult::NotOurs;
-    const uint8_t version = reader.U8();
+    message.version = reader.U8();
     if (!reader.Ok()) return DecodeResult::Malformed;
-    if (version != kProtocolVersion) return DecodeResult::OtherVersion;
+    if (message.version != kProtocolVersion && message.version != kSealedVersion) return DecodeResult::OtherVersion;
     const auto type = static_cast<MessageType>(reader.U8());
     reader.U16();  // reserved
     message.transfer = reader.U64();
@@ -170,15 +190,15 @@ DecodeResult Decode(const char* data, size_t length, Message& message) {
 
 std::string Encode(const Message& message) {
     CByteWriter writer;
-    WriteHeader(writer, TypeOf(message.body), message.transfer);
-    std::visit([&](const auto& body) { Write(writer, body); }, message.body);
+    WriteHeader(writer, message.version, TypeOf(message.body), message.transfer);
+    std::visit([&](const auto& body) { WriteOf(message.version, writer, body); }, message.body);
     return writer.Result();
 }
 
-void PutBlockHeader(char* frame, uint64_t transfer, uint64_t serial, uint32_t block, uint64_t checksum) {
+void PutBlockHeader(char* frame, uint64_t transfer, const Block& block, uint8_t version) {
     CByteWriter writer;
-    WriteHeader(writer, MessageType::Block, transfer);
-    writer.U64(serial).U32(block).U64(checksum);
+    WriteHeader(writer, version, MessageType::Block, transfer);
+    writer.U64(block.serial).U32(block.block).U64(block.checksum);
     std::memcpy(frame, writer.Result().data(), kBlockHeaderLength);
 }
 

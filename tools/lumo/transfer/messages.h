@@ -13,6 +13,9 @@ namespace lumo {
 
 inline constexpr uint32_t kMagic = 0x4C554654;  // "LUFT"
 inline constexpr uint8_t kProtocolVersion = 1;
+/// Of sealed transfers, whose beacons name receivers. Plain ones keep to the first, which older programs speak.
+inline constexpr uint8_t kSealedVersion = 2;
+inline constexpr uint8_t VersionOf(bool sealed) { return sealed ? kSealedVersion : kProtocolVersion; }
 
 enum class MessageType : uint8_t {
     Beacon = 1,
@@ -42,6 +45,8 @@ struct Beacon {
     uint32_t files = 0;
     uint32_t blocks = 0;
     uint64_t bytes = 0;
+    std::vector<uint64_t>
+        receivers;  ///< sealed: those who have not heard of this transfer, so that they take it for new
 };
 
 struct Offer {
@@ -98,6 +103,7 @@ enum class DecodeResult { Ok, NotOurs, OtherVersion, Malformed };
 struct Message {
     uint64_t transfer = 0;  ///< drawn by the sender; 0 from a receiver that knows none
     MessageBody body;
+    uint8_t version = kProtocolVersion;
 };
 
 /// `message` is complete only on Ok.
@@ -107,7 +113,7 @@ std::string Encode(const Message& message);
 /// Where the data of a block message begin: the sender reads them from the disk to their place.
 inline constexpr size_t kBlockHeaderLength = 4 + 1 + 1 + 2 + 8 + 8 + 4 + 8;
 /// Fills the bytes before the data, which stand at frame + kBlockHeaderLength already.
-void PutBlockHeader(char* frame, uint64_t transfer, uint64_t serial, uint32_t block, uint64_t checksum);
+void PutBlockHeader(char* frame, uint64_t transfer, const Block& block, uint8_t version = kProtocolVersion);
 
 uint64_t BlockChecksum(const char* data, size_t length);
 inline uint32_t BlocksOf(uint64_t size) { return static_cast<uint32_t>((size + kBlockSize - 1) / kBlockSize); }

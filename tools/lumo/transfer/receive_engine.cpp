@@ -5,13 +5,14 @@
 #include <algorithm>
 
 namespace lumo {
-CReceiveEngine::CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs)
-    : m_ullID(id), m_folder(folder), m_ullWaitMs(waitMs) {}
+CReceiveEngine::CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs, bool sealed)
+    : m_ullID(id), m_folder(folder), m_ullWaitMs(waitMs), m_bSealed(sealed) {}
 
 bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
     Message message;
     if (m_bOver || length > static_cast<size_t>(kMaxDownstreamFrame)) return false;
-    const DecodeResult result = Decode(data, length, message);
+    DecodeResult result = Decode(data, length, message);
+    if (result == DecodeResult::Ok && message.version != VersionOf(m_bSealed)) result = DecodeResult::OtherVersion;
     if (result == DecodeResult::OtherVersion && !m_bKnows && !Ended())
         FailTransfer(Failure::BadOffer, "the sender speaks another version of the file protocol");
     if (result != DecodeResult::Ok || std::holds_alternative<Status>(message.body) ||
@@ -47,7 +48,14 @@ void CReceiveEngine::OnArrived(uint64_t bytes, uint64_t now) {
 
 void CReceiveEngine::OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t) {
     if (beacon.state == SenderState::Preparing || HasAll()) return;
-    if (!m_bKnows || transfer != m_ullTransfer) BeginTransfer(transfer, beacon);
+    if (!m_bKnows || transfer != m_ullTransfer) {
+        const auto& ids = beacon.receivers;
+        if (m_bSealed && std::find(ids.begin(), ids.end(), m_ullID) == ids.end()) {
+            m_bGap = true;  // let it hear of us
+            return;
+        }
+        BeginTransfer(transfer, beacon);
+    }
     NoteSerial(beacon.serial, false);
 }
 
@@ -216,7 +224,7 @@ void CReceiveEngine::Report(uint64_t now, ILinkOut& link) {
         m_ullFlushMs = now;
         FlushStores();
     }
-    link.Send(Encode({m_bKnows ? m_ullTransfer : 0, status}));
+    link.Send(Put(std::move(status)));
     m_bReportDue = m_bGap = false;
     m_nUnreported = 0;
     m_ullReportMs = now;
@@ -230,7 +238,7 @@ void CReceiveEngine::FlushStores() {
 
 void CReceiveEngine::Leave(ILinkOut& link, ByeReason reason) {
     FlushStores();
-    link.Send(Encode({m_bKnows ? m_ullTransfer : 0, ReceiverBye{m_ullID, reason}}));
+    link.Send(Put(ReceiverBye{m_ullID, reason}));
     m_bOver = true;
 }
 

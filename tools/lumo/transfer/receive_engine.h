@@ -47,8 +47,9 @@ using Delivery = std::function<StoreStep(const std::vector<IncomingFile>& files,
 /// Asks for what it lacks, checks and stores what comes. One thread.
 class CReceiveEngine {
 public:
-    /// `id` is random and not 0. `waitMs` without a word from a sender end it.
-    CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs);
+    /// `id` is random and not 0. `waitMs` without a word from a sender end it. Of a sealed transfer it takes nothing
+    /// before a beacon has named `id`: what does not know it may be a recording.
+    CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs, bool sealed = false);
 
     /// The transfer is complete only once `deliver` has taken every file; before anything comes.
     void DeliverBy(Delivery deliver) { m_deliver = std::move(deliver); }
@@ -98,6 +99,9 @@ private:
     void CheckEnd();
     void Report(uint64_t now, ILinkOut& link);
     void FlushStores();
+    std::string Put(MessageBody body) const {
+        return Encode({m_bKnows ? m_ullTransfer : 0, std::move(body), VersionOf(m_bSealed)});
+    }
     bool ReportNeeded(uint64_t now) const;
     /// Nothing is asked for unless all of it fits; where that is in doubt, not before every offer is known.
     void CheckRoom();
@@ -109,6 +113,7 @@ private:
     const uint64_t m_ullID;
     IFileFolder& m_folder;
     const uint64_t m_ullWaitMs;
+    const bool m_bSealed;
     Delivery m_deliver;
 
     ReceiveState m_state = ReceiveState::Waiting;

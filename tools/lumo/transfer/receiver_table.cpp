@@ -58,6 +58,14 @@ uint32_t CReceiverTable::NextLacking(size_t lane, uint32_t from) const {
     return next;
 }
 
+std::vector<uint64_t> CReceiverTable::Newcomers(size_t lane, uint64_t now) const {
+    std::vector<uint64_t> ids;
+    for (const auto& [id, entry] : m_entries) {
+        if (entry.lane == lane && !entry.knowsTransfer && Alive(entry, now)) ids.push_back(id);
+    }
+    return ids;
+}
+
 void CReceiverTable::OnSent(size_t lane, uint32_t block) {
     for (auto& [id, entry] : m_entries) {
         if (entry.lane == lane) entry.lacking.Remove(block);

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <vector>
 
 namespace lumo {
 
@@ -67,6 +68,8 @@ public:
     uint64_t Slowest(uint64_t now, size_t lane, uint64_t lastSerial) const;
     /// The lowest block at or after `from` that anybody on the lane lacks; CBlockRanges::kNone when there is none.
     uint32_t NextLacking(size_t lane, uint32_t from) const;
+    /// Who on the lane has not heard of this transfer.
+    std::vector<uint64_t> Newcomers(size_t lane, uint64_t now) const;
     /// A block has left: it is on its way to all of the lane.
     void OnSent(size_t lane, uint32_t block);
 

@@ -2,6 +2,8 @@
 
 #include "tools/lumo/transfer/file_name.h"
 
+#include <lumomedia/seal.h>
+
 #include <algorithm>
 
 namespace lumo {
@@ -11,7 +13,7 @@ CSendEngine::CSendEngine(uint64_t transfer, std::vector<std::unique_ptr<IFileSou
       m_files(std::move(files)),
       m_options(options),
       m_rate(options.bytesPerSecond),
-      m_frame(kBlockHeaderLength + kBlockSize) {}
+      m_frame(kSealRoomBefore + kBlockHeaderLength + kBlockSize + kSealRoomAfter) {}
 
 namespace {
 
@@ -25,7 +27,8 @@ void CutAt(uint32_t blocks, std::vector<BlockRange>& ranges) {
 
 bool CSendEngine::OnFrame(const char* data, size_t length, uint64_t now, size_t lane) {
     Message message;
-    if (length > static_cast<size_t>(kMaxUpstreamFrame) || Decode(data, length, message) != DecodeResult::Ok)
+    if (length > static_cast<size_t>(kMaxUpstreamFrame) || Decode(data, length, message) != DecodeResult::Ok ||
+        message.version != VersionOf(m_options.sealed))
         return false;
     if (auto* status = std::get_if<Status>(&message.body)) {
         OnStatus(message.transfer, *status, now, lane);
@@ -45,6 +48,7 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
     const bool ours = transfer == m_ullTransfer;
     entry->heardMs = now;
     entry->left = false;
+    entry->knowsTransfer = ours;
     if (fresh) {
         // Nothing sent there before it came is owed to it.
         entry->lane = index;
@@ -68,7 +72,6 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
             lane.lead.OnReport(now, serial, entry->delayMs);
     }
     NoteEnd(status.receiver, *entry, status);
-    entry->knowsTransfer = true;
     entry->state = status.state;
     entry->failure = status.failure;
     entry->bytes = std::min(status.bytes, m_ullBytes);
@@ -156,7 +159,7 @@ uint64_t CSendEngine::TickLane(uint64_t now, size_t index, ILinkOut& link) {
     const uint64_t since = now - lane.beaconMs;
     const bool due = since >= kHeartbeatMs || (lane.beaconDue && since >= kReportGapMs);
     // Where a frame takes longer than a heartbeat, beacons that wait for one another would leave no room for blocks.
-    if (due && link.Queued() <= lane.behindBeacon) SendBeacon(now, lane, link);
+    if (due && link.Queued() <= lane.behindBeacon) SendBeacon(now, index, link);
     if (!lane.confirms.empty()) SendConfirm(lane, link);
     if (m_state == SendState::Preparing) return 0;
     SendOffers(now, index, link);
@@ -189,7 +192,7 @@ void CSendEngine::Leave(const LaneLinks& links, ByeReason reason) {
     for (size_t i = 0; i < kMaxLanes; ++i) {
         if (!links.at(i)) continue;
         if (!m_lanes.at(i).confirms.empty()) SendConfirm(m_lanes.at(i), *links.at(i));
-        links.at(i)->Send(Encode({m_ullTransfer, SenderBye{reason}}));
+        links.at(i)->Send(Put(SenderBye{reason}));
     }
 }
 

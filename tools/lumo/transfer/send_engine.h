@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumo {
@@ -16,6 +17,7 @@ struct SendOptions {
     bool keep = false;         ///< serve on for ever
     uint64_t waitMs = 600000;  ///< without a living receiver
     uint64_t bytesPerSecond = 0;
+    bool sealed = false;  ///< the links seal: receivers must hear that the sender is no recording
 };
 
 enum class SendState { Preparing, Serving, Done, NobodyThere, Failed };
@@ -63,7 +65,7 @@ private:
     void Prepare();
     void Number();
     uint64_t TickLane(uint64_t now, size_t index, ILinkOut& link);
-    void SendBeacon(uint64_t now, CSendLane& lane, ILinkOut& link);
+    void SendBeacon(uint64_t now, size_t index, ILinkOut& link);
     void SendConfirm(CSendLane& lane, ILinkOut& link);
     void SendOffers(uint64_t now, size_t index, ILinkOut& link);
     /// True when more could leave at once.
@@ -71,6 +73,9 @@ private:
     bool SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILinkOut& link);
     void CheckEnd(uint64_t now);
     void Fail(const IFileSource& file);
+    std::string Put(MessageBody body) const {
+        return Encode({m_ullTransfer, std::move(body), VersionOf(m_options.sealed)});
+    }
 
     const uint64_t m_ullTransfer;
     const std::vector<std::unique_ptr<IFileSource>> m_files;
@@ -87,7 +92,7 @@ private:
     std::array<CSendLane, kMaxLanes> m_lanes;
     CRateLimit m_rate;
     uint64_t m_ullSentBytes = 0;
-    std::vector<char> m_frame;
+    std::vector<char> m_frame;  // of a block, with room around it
 
     bool m_bStarted = false;
     uint64_t m_ullAliveMs = 0;  // when a living receiver was last seen, or the wait began

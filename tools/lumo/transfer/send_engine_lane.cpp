@@ -1,11 +1,14 @@
 // What the sender's engine puts on one lane.
 #include "tools/lumo/transfer/send_engine.h"
 
+#include <lumomedia/seal.h>
+
 #include <algorithm>
 
 namespace lumo {
 
-void CSendEngine::SendBeacon(uint64_t now, CSendLane& lane, ILinkOut& link) {
+void CSendEngine::SendBeacon(uint64_t now, size_t index, ILinkOut& link) {
+    CSendLane& lane = m_lanes.at(index);
     Beacon beacon;
     beacon.serial = lane.sent.Last();
     if (m_state == SendState::Serving) {
@@ -13,15 +16,16 @@ void CSendEngine::SendBeacon(uint64_t now, CSendLane& lane, ILinkOut& link) {
         beacon.files = static_cast<uint32_t>(m_files.size());
         beacon.blocks = m_nBlocks;
         beacon.bytes = m_ullBytes;
+        if (m_options.sealed) beacon.receivers = m_receivers.Newcomers(index, now);
     }
-    link.Send(Encode({m_ullTransfer, beacon}));
+    link.Send(Put(std::move(beacon)));
     lane.beaconDue = false;
     lane.beaconMs = now;
     lane.behindBeacon = 0;
 }
 
 void CSendEngine::SendConfirm(CSendLane& lane, ILinkOut& link) {
-    link.Send(Encode({m_ullTransfer, Confirm{lane.confirms}}));
+    link.Send(Put(Confirm{lane.confirms}));
     ++lane.behindBeacon;
     lane.confirms.clear();
 }
@@ -45,7 +49,7 @@ void CSendEngine::SendOffers(uint64_t now, size_t index, ILinkOut& link) {
         offer.size = m_files[i]->Size();
         offer.sha256 = m_files[i]->Sha256();
         offer.name = m_files[i]->Name();
-        link.Send(Encode({m_ullTransfer, offer}));
+        link.Send(Put(std::move(offer)));
         ++m_lanes.at(index).behindBeacon;
     }
 }
@@ -70,15 +74,17 @@ bool CSendEngine::SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILink
     const auto index = static_cast<size_t>(after - m_firstBlocks.begin()) - 1;
     IFileSource& file = *m_files[index];
     const uint32_t local = block - m_firstBlocks[index];
-    char* data = m_frame.data() + kBlockHeaderLength;
+    char* const frame = m_frame.data() + kSealRoomBefore;
+    char* const data = frame + kBlockHeaderLength;
     if (!file.Read(local, data)) {
         Fail(file);
         return false;
     }
     const uint32_t length = BlockLength(file.Size(), local);
     lane.sent.Add(block, now);
-    PutBlockHeader(m_frame.data(), m_ullTransfer, lane.sent.Last(), block, BlockChecksum(data, length));
-    link.Send(m_frame.data(), static_cast<int>(kBlockHeaderLength + length));
+    PutBlockHeader(frame, m_ullTransfer, Block{lane.sent.Last(), block, BlockChecksum(data, length)},
+                   VersionOf(m_options.sealed));
+    link.SendInPlace(frame, static_cast<int>(kBlockHeaderLength + length));
     lane.pace.OnQueued();
     ++lane.behindBeacon;
     m_rate.OnSent(length);
