@@ -2,6 +2,7 @@
 #include "tools/lumo/commands/commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/seal/given_secret.h"
 
 #include <lumomedia/local_mcu.h>
 
@@ -9,6 +10,7 @@
 #include <exception>
 
 int main(int argc, char** argv) {
+    lumo::TakeGivenSecret(argc, argv);
     int exitCode = lumo::kExitDone;
     lumo::KeepStandardDescriptors();
     SetWideSessions(true);
@@ -25,6 +27,7 @@ int main(int argc, char** argv) {
         lumo::AddPublishCommand(root, exitCode);
         lumo::AddSubscribeCommand(root, exitCode);
         lumo::AddWhiteboardCommand(root, exitCode);
+        lumo::AddSecretCommand(root, exitCode);
         lumo::AddLoadCommand(root, exitCode);
         lumo::AddProbeCommand(root, exitCode);
         lumo::AddDumpCommand(root, exitCode);

@@ -13,6 +13,9 @@ void AddSendCommand(CCommand& root, int& exitCode);
 /// `lumo receive`: the files that somebody sends under a channel number.
 void AddReceiveCommand(CCommand& root, int& exitCode);
 
+/// `lumo secret`: 16 random bytes that frames are sealed with.
+void AddSecretCommand(CCommand& root, int& exitCode);
+
 /// `lumo publish` and `lumo subscribe`: live streams.
 void AddPublishCommand(CCommand& root, int& exitCode);
 void AddSubscribeCommand(CCommand& root, int& exitCode);

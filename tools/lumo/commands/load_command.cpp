@@ -87,7 +87,7 @@ void AddLoadCommand(CCommand& root, int& exitCode) {
         options.keyEvery = medium.keyEvery;
         options.keyBytes = medium.keyBytes;
         CCommand one = load.Sub(medium.name, medium.help);
-        command->common.AddServerTo(one);
+        command->common.AddServerTo(one).Required();
         one.Add("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
         one.Add("--subscribers", options.subscribers, "How many").Within(1U, kMostSubscribers).ShowDefault();
         COption bytes = one.Add("--bytes", options.bytes, "Of a frame");

@@ -2,7 +2,6 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/net/loop.h"
-#include "tools/lumo/net/share_link.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
@@ -16,9 +15,7 @@ namespace {
 
 struct PublishCommand {
     TransferOptions common;
-    std::string channel;
     bool peers = false;
-    bool plain = false;
     std::shared_ptr<IPublishMedium> medium;
 };
 
@@ -65,32 +62,20 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
     return kExitNobody;
 }
 
-/// Whoever has the line can take part. It is the only way to the secret, so that --quiet does not hide it.
-void Announce(const PublishCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
-    const ShareLink link{route.mcu, MediumNamed(command.medium->Name()), route.channel, route.secret};
-    std::string line = "lumo subscribe " + SecretText(link);
-    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"command", line}, {"sealed", !command.plain}});
-    if (command.plain) line += "  # plain: the relay can read it";
-    if (printer.Mode() != ProgressMode::Json && !(command.common.quiet && command.plain))
-        std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
-    WipeText(line);
-}
-
 int Run(const PublishCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
-    const uint32_t channel =
-        command.channel.empty() ? static_cast<uint32_t>(RandomID() >> 32) | 1U : ParseChannel(command.channel);
+    const std::optional<LinkMedium> medium = MediumNamed(command.medium->Name());
+    const LinkOptions& links = command.common.link;
+    ShareLink link;
     RelayRoute route;
-    std::string problem = channel == 0 ? "the channel must be a number from 1 to 4294967295" : "";
+    std::string problem;
     int code = kExitUsage;
-    if (problem.empty() && command.common.ToRoute(channel, route, problem, code)) {
+    if (links.Make(*medium, command.common.mcu, link, problem, code) &&
+        command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;
-        if (!command.plain && !route.secret.Draw())
-            problem = "no secret: the system gives no random numbers";
-        else if (command.medium->Prepare(problem)) {
-            Announce(command, route, printer);
+        if (command.medium->Prepare(problem)) {
+            links.HandOn(link, "", command.common.quiet, printer);
             return Publish(command, route, loop, printer);
         }
     }
@@ -109,8 +94,7 @@ void AddPublishCommand(CCommand& root, int& exitCode) {
         CCommand stream = publish.Sub(medium->Name(), medium->Help());
         medium->AddOptions(stream);
         command->common.AddServerTo(stream);
-        stream.Add("--channel", command->channel, "Number under which subscribers find it; random unless given");
-        stream.AddFlag("--plain", command->plain, "Seal nothing: the relay, and whoever is on the way, can read it");
+        command->common.link.AddMakerTo(stream);
         stream.AddFlag("--peers", command->peers, "Let peers subscribe straight at this host too");
         stream.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }

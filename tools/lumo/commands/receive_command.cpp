@@ -2,6 +2,7 @@
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/receive_paths.h"
+#include "tools/lumo/net/sealed_link.h"
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
@@ -21,7 +22,6 @@ namespace {
 
 struct ReceiveCommand {
     TransferOptions common;
-    std::string channel;
     std::string out = ".";
     FolderRules rules;
 
@@ -82,6 +82,8 @@ void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const 
 struct Outcome {
     std::string path;
     bool interrupted = false;
+    SealVerdict verdict = SealVerdict::NothingYet;
+    nlohmann::json notOpened;
     uint64_t startedMs = 0;
     uint64_t begunMs = 0;  ///< when the first word of a sender came; 0: never
     uint64_t endedMs = 0;
@@ -103,6 +105,10 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
     } else if (outcome.interrupted) {
         result = "interrupted";
         problem = command.ToStdout() ? "interrupted" : "interrupted; what has come is kept";
+    } else if (IsInVain(outcome.verdict)) {
+        code = kExitSealed;
+        result = "sealed";
+        problem = VerdictText(outcome.verdict);
     } else if (engine.State() == ReceiveState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
@@ -120,6 +126,7 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
                    {"arrived_bytes", progress.arrivedBytes},
                    {"seconds", outcome.Seconds()},
                    {"until_first_byte", outcome.UntilFirstByte()},
+                   {"not_opened", outcome.notOpened},
                    {"duplicate_packets", statistics.ullDuplicates},
                    {"damaged_blocks", progress.damagedBlocks}});
     return code;
@@ -141,14 +148,17 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     outcome.startedMs = CToolLoop::Now();
     CReceivePaths link(command.common.Path(), route, host, outcome.startedMs);
     CPathSwitch& paths = link.Paths();
-    CReceiveEngine engine(RandomID(), folder, command.common.WaitMs());
+    // The opener takes any start: the engine takes no transfer of whose newness it has no proof.
+    CSealedLink sealed(link, route.secret, {SEAL_FILE, SEAL_UP, route.channel});
+    CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_DOWN, route.channel}, true);
+    CReceiveEngine engine(RandomID(), folder, command.common.WaitMs(), route.secret.IsSet());
     CFileOutput output(STDOUT_FILENO);
     // Verified data go out in the order of the offers.
     if (command.ToStdout())
         engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
     std::string frame;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
-    while (!engine.Over() && !loop.Interrupted()) {
+    while (!engine.Over() && !loop.Interrupted() && !IsInVain(outcome.verdict)) {
         const uint64_t now = CToolLoop::Now();
         const PathEvent event = paths.Poll(now);
         if (event == PathEvent::Ready) engine.OnLinkReady();
@@ -157,12 +167,15 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
             ShowPath(paths.PathText(), printer);
         }
         while (paths.Pop(frame)) {
-            if (!engine.OnFrame(frame.data(), frame.size(), now)) continue;
+            char* data = frame.data();
+            size_t length = frame.size();
+            if (!opener.Open(data, length, now) || !engine.OnFrame(data, length, now)) continue;
             paths.OnSignOfLife(now);
             if (outcome.begunMs == 0) outcome.begunMs = now;
         }
         engine.OnArrived(paths.ArrivedBytes(), now);
-        const uint64_t wait = engine.Tick(now, link);
+        outcome.verdict = opener.Verdict(now);
+        const uint64_t wait = engine.Tick(now, sealed);
         if (printer.Due(now)) {
             const ReceiveProgress progress = engine.Progress();
             printer.Show(now, ViewOf(progress), DetailsOf(progress, paths));
@@ -172,25 +185,27 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         paths.Rest();
     }
     outcome.endedMs = CToolLoop::Now();
+    outcome.notOpened = opener.Dropped();
     outcome.path = paths.PathText();
     outcome.interrupted = loop.Interrupted();
     const ByeReason reason = outcome.interrupted                    ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
-    SayGoodbye(engine, link, paths, reason, loop, {&link});
+    // A sender that we do not understand would not understand us.
+    if (!IsInVain(outcome.verdict)) SayGoodbye(engine, sealed, paths, reason, loop, {&sealed});
+    paths.Close();
     return Finish(command, engine, folder, outcome, printer);
 }
 
 int Run(const ReceiveCommand& command) {
     std::FILE* json = command.ToStdout() ? stderr : stdout;
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), json);
-    const uint32_t channel = ParseChannel(command.channel);
+    ShareLink link;
     RelayRoute route;
     std::string problem;
     int code = kExitUsage;
-    if (channel == 0) {
-        problem = "the channel must be a number from 1 to 4294967295";
-    } else if (command.common.ToRoute(channel, route, problem, code)) {
+    if (command.common.link.Take(LinkMedium::File, command.common.mcu, link, problem, code) &&
+        command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;
         if (const auto folder = OpenFolder(command, problem)) return Fetch(command, route, *folder, loop, printer);
@@ -204,7 +219,7 @@ int Run(const ReceiveCommand& command) {
 void AddReceiveCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ReceiveCommand>();
     CCommand receive = root.Sub("receive", "Receive the files that somebody sends under a channel number");
-    receive.Add("CHANNEL", command->channel, "The number that `lumo send` has shown").Required();
+    command->common.link.AddTakerTo(receive);
     command->common.AddTo(receive, 60);
     receive.Add("--near", command->common.nearMcu,
                 "A nearer server that relays from the sender's: HOST. Both must listen on the same port");

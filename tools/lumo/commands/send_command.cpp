@@ -22,12 +22,13 @@ namespace {
 struct SendCommand {
     TransferOptions common;
     std::vector<std::string> files;
-    std::string channel;
     std::string name = "stdin";
     uint32_t receivers = 1;
     bool keep = false;
     uint64_t rate = 0;
 };
+
+constexpr const char* kStrangers = "somebody is there of whom nothing opens, so nothing is sent: is it the right link?";
 
 using Sources = std::vector<std::unique_ptr<IFileSource>>;
 
@@ -91,18 +92,6 @@ nlohmann::json DetailsOf(const SendProgress& progress, const CSendPaths& paths) 
               {"failed", progress.failed}}}};
 }
 
-void Announce(const SendCommand& command, const RelayRoute& route, CProgressPrinter& printer) {
-    const std::string channel = std::to_string(route.channel);
-    std::string line = "lumo receive " + channel + " --mcu " + route.mcu.Text();
-    if (!command.common.path.empty()) line += " --path " + command.common.path;
-    if (printer.Mode() == ProgressMode::Json) {
-        printer.Event({{"event", "ready"}, {"channel", route.channel}, {"command", line}});
-    } else if (!command.common.quiet || command.channel.empty()) {
-        std::printf("%s\n", line.c_str());
-        std::fflush(stdout);
-    }
-}
-
 /// Which ways carried the files: "1 direct 10.0.1.2:40112, 2 relay 10.0.0.1:7000".
 std::string PathsOf(const SendProgress& progress, const CSendPaths& paths) {
     std::string text;
@@ -151,6 +140,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     options.keep = command.keep;
     options.waitMs = command.common.WaitMs();
     options.bytesPerSecond = command.rate;
+    options.sealed = route.secret.IsSet();
     CPeerHost host(command.common.ToPeers(route, SenderUser(route.channel)));
     if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
@@ -158,13 +148,17 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     }
     CSendPaths paths(command.common.Path(), route, host);
     CSendEngine engine(RandomID(), std::move(sources), options);
+    CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel});
     std::string frame;
     size_t lane = 0;
-    bool turnedAway = false;
+    bool turnedAway = false, strange = false;
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
         while (paths.Pop(frame, lane)) {
-            if (engine.OnFrame(frame.data(), frame.size(), now, lane)) paths.OnSignOfLife(lane, now);
+            char* data = frame.data();
+            size_t length = frame.size();
+            if (opener.Open(data, length, now) && engine.OnFrame(data, length, now, lane))
+                paths.OnSignOfLife(lane, now);
         }
         const auto fresh = paths.Poll(now);
         for (lane = 0; lane < kMaxLanes; ++lane) {
@@ -173,6 +167,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
         if (!std::exchange(turnedAway, paths.TurnedAway()) && turnedAway) {
             SayTurnedAway(printer);
         }
+        if (!std::exchange(strange, IsInVain(opener.Verdict(now))) && strange) printer.Note(kStrangers);
         const uint64_t wait = engine.Tick(now, paths.Links());
         if (printer.Due(now)) {
             const SendProgress progress = engine.Progress(now);
@@ -190,19 +185,19 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
 
 int Run(const SendCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
-    uint32_t channel =
-        command.channel.empty() ? static_cast<uint32_t>(RandomID() >> 32) | 1U : ParseChannel(command.channel);
+    ShareLink link;
     RelayRoute route;
     Sources sources;
     std::string problem;
     int code = kExitUsage;
-    if (channel == 0) {
-        problem = "the channel must be a number from 1 to 4294967295";
-    } else if (command.common.ToRoute(channel, route, problem, code)) {
+    const LinkOptions& links = command.common.link;
+    if (links.Make(LinkMedium::File, command.common.mcu, link, problem, code) &&
+        command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;
         if (OpenSources(command, sources, problem)) {
-            Announce(command, route, printer);
+            const std::string& path = command.common.path;
+            links.HandOn(link, path.empty() ? "" : " --path " + path, command.common.quiet, printer);
             return Serve(command, route, std::move(sources), loop, printer);
         }
     }
@@ -217,7 +212,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     CCommand send = root.Sub("send", "Send files through a relay server to everybody who asks");
     send.Add("FILE", command->files, "Files to send; - is standard input").Required();
     command->common.AddTo(send, 600);
-    send.Add("--channel", command->channel, "Number under which receivers find the files; random unless given");
+    command->common.link.AddMakerTo(send);
     send.Add("--receivers", command->receivers, "End once so many have everything").Within(1, 1000000);
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");
     send.Add("--rate", command->rate, "At most so many bytes a second, e.g. 5M")

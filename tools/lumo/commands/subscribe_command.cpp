@@ -17,7 +17,6 @@ namespace {
 
 struct SubscribeCommand {
     TransferOptions common;
-    std::string channel;
     double seconds = 0;
     std::shared_ptr<ISubscribeMedium> medium;
 
@@ -105,34 +104,17 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     return medium.Heard() ? kExitDone : kExitNobody;
 }
 
-/// Takes a link apart where one stands in the channel's place.
-bool TakeLink(SubscribeCommand& command, ShareLink& link, std::string& problem) {
-    if (!LooksLikeLink(command.channel)) {
-        link.channel = ParseChannel(command.channel);
-        if (link.channel == 0)
-            problem = "the channel must be a link or a number from 1 to 4294967295";
-        else if (command.common.mcu.empty())
-            problem = "a channel's number needs --mcu, the server at which it is";
-        return problem.empty();
-    }
-    if (ParseShareLink(command.channel, link, problem) &&
-        std::strcmp(MediumName(link.medium), command.medium->Name()) != 0)
-        problem = std::string("that link leads to ") + MediumName(link.medium) + ", not to " + command.medium->Name();
-    WipeText(command.channel);
-    if (command.common.mcu.empty()) command.common.mcu = link.mcu.Text();
-    return problem.empty();
-}
-
-int Run(SubscribeCommand& command) {
+int Run(const SubscribeCommand& command) {
     std::FILE* json = command.medium->UsesStdout() ? stderr : stdout;
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), json);
+    const std::optional<LinkMedium> medium = MediumNamed(command.medium->Name());
     ShareLink link;
     RelayRoute route;
     std::string problem;
     int code = kExitUsage;
-    if (TakeLink(command, link, problem) && command.common.ToRoute(link.channel, route, problem, code)) {
+    if (command.common.link.Take(*medium, command.common.mcu, link, problem, code) &&
+        command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
-        route.secret = link.secret;
         CToolLoop loop;
         if (command.medium->Prepare(problem)) return Subscribe(command, route, loop, printer);
     }
@@ -146,11 +128,11 @@ std::vector<const char*> NameMediumOfLink(int argc, const char* const* argv) {
     std::vector<const char*> words(argv, argv + argc);
     if (argc < 3 || std::strcmp(argv[1], "subscribe") != 0) return words;
     const auto link = std::find_if(words.begin() + 2, words.end(), LooksLikeLink);
-    const bool named = link == words.end() || MediumName(MediumNamed(argv[2])) == std::string(argv[2]);
-    if (named) return words;
+    if (link == words.end() || MediumNamed(argv[2])) return words;
     ShareLink leads;
     std::string problem;
-    const bool stream = ParseShareLink(*link, leads, problem) && leads.medium < LinkMedium::File;
+    const std::string clear(*link, std::strcspn(*link, "#"));
+    const bool stream = ParseShareLink(clear, leads, problem) && leads.medium < LinkMedium::File;
     words.insert(words.begin() + 2, MediumName(stream ? leads.medium : LinkMedium::Audio));  // which says what is wrong
     return words;
 }
@@ -164,11 +146,8 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
         command->medium = medium;
         common.waitSeconds = 60;
         CCommand stream = subscribe.Sub(medium->Name(), medium->Help());
-        stream
-            .Add("CHANNEL", command->channel,
-                 "The link that `lumo publish` has shown, or a number; with a link the medium need not be named")
-            .Required();
-        common.AddServerTo(stream, true);
+        common.link.AddTakerTo(stream);
+        common.AddServerTo(stream);
         stream.Add("--near", common.nearMcu,
                    "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
         stream

@@ -28,11 +28,9 @@ void AddTransportOptions(CCommand& command) {
         });
 }
 
-void TransferOptions::AddServerTo(CCommand& command, bool byLink) {
-    COption server = command.Add("--mcu", mcu,
-                                 std::string("The relay server: HOST[:PORT], port 7000 unless given") +
-                                     (byLink ? ". With a link it takes the place of the link's" : ""));
-    if (!byLink) server.Required();
+COption TransferOptions::AddServerTo(CCommand& command) {
+    COption server = command.Add(
+        "--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given. It takes the place of the one in a link");
     command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP");
     command.Add("--proxy", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
@@ -40,6 +38,7 @@ void TransferOptions::AddServerTo(CCommand& command, bool byLink) {
     AddTransportOptions(command);
     command.AddFlag("--json", json, "One JSON object a second instead of words");
     command.AddFlag("-q,--quiet", quiet, "No progress, only complaints");
+    return server;
 }
 
 void TransferOptions::AddTo(CCommand& command, double defaultWait) {
@@ -65,11 +64,23 @@ bool TransferOptions::ToNear(RelayRoute& route, std::string& problem) const {
 }
 
 bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const {
+    ShareLink to;
+    to.channel = channel;
+    exitCode = kExitUsage;
+    return ParseTarget(mcu, to.mcu, problem) && ToRoute(to, route, problem, exitCode);
+}
+
+bool TransferOptions::ToRoute(const ShareLink& to, RelayRoute& route, std::string& problem, int& exitCode) const {
     exitCode = kExitUsage;
     const char* password = std::getenv("LUMO_PROXY_PASSWORD");  // NOLINT(concurrency-mt-unsafe): nobody sets variables
-    route.channel = channel;
+    route.mcu = to.mcu;
+    route.channel = to.channel;
+    route.secret = to.secret;
     route.tcp = tcp || !proxy.empty();
-    if (!ParseTarget(mcu, route.mcu, problem)) return false;
+    if (to.mcu.host.find(':') != std::string::npos) {
+        problem = to.mcu.host + " is an IPv6 address, which the wire does not know";
+        return false;
+    }
     if (!nearMcu.empty() && !UsesRelay(Path())) {
         problem = "--path " + path + " goes straight to the other host, and --near through a server: name one of them";
         return false;

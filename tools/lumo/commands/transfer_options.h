@@ -1,6 +1,7 @@
 // What `lumo send` and `lumo receive` have in common on the command line and at their end.
 #pragma once
 
+#include "tools/lumo/commands/link_options.h"
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/net/path_choice.h"
 #include "tools/lumo/net/peer_host.h"
@@ -19,6 +20,7 @@ namespace lumo {
 enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = 2, kExitNobody = 3, kExitSealed = 4 };
 
 struct TransferOptions {
+    LinkOptions link;
     std::string mcu;
     std::string nearMcu;  ///< receivers only
     bool tcp = false;
@@ -30,13 +32,15 @@ struct TransferOptions {
     bool quiet = false;
 
     void AddTo(CCommand& command, double defaultWait);
-    /// How to reach the server, and how to speak: what every command of a stream has. A link may name the server, too.
-    void AddServerTo(CCommand& command, bool byLink = false);
+    /// How to reach the server, and how to speak: what every command of a stream has.
+    COption AddServerTo(CCommand& command);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
     /// Through a proxy or a nearer server only the relay is usual: who names one of these wants to go by it.
     PathChoice Path() const;
     PeerOptions ToPeers(const RelayRoute& route, uint32_t userID) const;
     /// Checks and resolves everything; false with the problem to show and the code to exit with.
+    bool ToRoute(const ShareLink& to, RelayRoute& route, std::string& problem, int& exitCode) const;
+    /// The same of a plain channel at --mcu.
     bool ToRoute(uint32_t channel, RelayRoute& route, std::string& problem, int& exitCode) const;
 
 private:
@@ -48,6 +52,7 @@ uint32_t ParseChannel(const std::string& text);
 
 /// What one who publishes says when the server does not take it, at the beginning or later.
 inline constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
+inline constexpr const char* kNoRandomness = "the system gives no random bytes";
 void SayTurnedAway(CProgressPrinter& printer);
 
 /// Waits until what was queued has been taken by the far side, two seconds at most, so that a goodbye gets out. The

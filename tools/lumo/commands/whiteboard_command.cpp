@@ -16,7 +16,6 @@ namespace {
 
 struct WhiteboardCommand {
     TransferOptions common;
-    std::string channel;
     std::string name;
     uint16_t http = 0;
 };
@@ -26,13 +25,21 @@ std::string UsualName() {
     return user && *user != '\0' ? user : "Guest";
 }
 
+std::string LinkTo(const RelayRoute& route) {
+    ShareLink link;
+    link.mcu = route.mcu;
+    link.medium = LinkMedium::Board;
+    link.channel = route.channel;
+    return PublicText(link);
+}
+
 /// Every server has a board of its own under each number.
 void SayWhose(const RelayRoute& route, CProgressPrinter& printer) {
-    const std::string channel = std::to_string(route.channel);
     const std::string through = route.nearMcu.Empty() ? "" : ", through " + Printable(route.nearMcu.Text());
     const std::string home = Printable(route.mcu.Text());
-    printer.Note("board " + channel + " of " + home + through);
-    printer.Note("others join it: lumo whiteboard --channel " + channel + " --mcu " + home);
+    printer.Note("board " + std::to_string(route.channel) + " of " + home + through);
+    printer.Note("others join it: lumo whiteboard " + LinkTo(route));
+    printer.Note("not sealed: the server keeps the board, and can read it");
     printer.Note("from far away, through a server nearer to them: the same with --near HOST");
 }
 
@@ -47,7 +54,11 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
         printer.Error(paths.Ok() ? "cannot open the page's port" : "cannot open a UDP endpoint");
         return kExitFailed;
     }
-    printer.Event({{"event", "ready"}, {"channel", route.channel}, {"url", server.Url()}, {"home", route.mcu.Text()}});
+    printer.Event({{"event", "ready"},
+                   {"channel", route.channel},
+                   {"url", server.Url()},
+                   {"home", route.mcu.Text()},
+                   {"link", LinkTo(route)}});
     if (printer.Mode() != ProgressMode::Json && !command.common.quiet) std::printf("%s\n", server.Url().c_str());
     std::fflush(stdout);
     if (UsesRelay(command.common.Path())) SayWhose(route, printer);
@@ -70,11 +81,12 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
 
 int Run(const WhiteboardCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
-    const uint32_t channel = ParseChannel(command.channel);
+    ShareLink link;
     RelayRoute route;
-    std::string problem = channel == 0 ? "the channel must be a number from 1 to 4294967295" : "";
+    std::string problem;
     int code = kExitUsage;
-    if (problem.empty() && command.common.ToRoute(channel, route, problem, code)) {
+    if (command.common.link.Take(LinkMedium::Board, command.common.mcu, link, problem, code) &&
+        command.common.ToRoute(link, route, problem, code)) {
         CToolLoop loop;
         return Draw(command, route, loop, printer);
     }
@@ -88,10 +100,9 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<WhiteboardCommand>();
     command->common.path = "relay";
     CCommand board = root.Sub("whiteboard", "Draw together: opens a page on this host");
-    board
-        .Add("--channel", command->channel,
-             "The number that all who draw together name; every server has a board of its own under it")
-        .Required();
+    command->common.link.AddTakerTo(board);
+    board.Add("--channel", command->common.link.channel,
+              "The number that all who draw together name; every server has a board of its own under it");
     command->common.AddServerTo(board);
     board.Add("--near", command->common.nearMcu,
               "A nearer server, which joins the board of --mcu: HOST. Both must listen on the same port");

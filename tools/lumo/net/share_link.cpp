@@ -31,11 +31,12 @@ std::string ReadPlace(const std::string& text, RelayTarget& mcu) {
     const size_t end = std::min(colon, text.size());
     mcu.host = bracketed ? text.substr(1, close - 1) : text.substr(0, end);
     mcu.port = kDefaultPort;
+    const bool bare = colon != std::string::npos && text.find(':', colon + 1) != std::string::npos;
+    if (bare) return "an IPv6 address in a link stands in brackets";
     if (mcu.host.empty()) return "the link names no host";
     const bool good = bracketed ? HasOnly(mcu.host, ":.%") && end == close + 1 : HasOnly(mcu.host, "-._");
     if (!good || mcu.host.size() > kMaxHost || mcu.host[0] == '-') return "the link's host is none";
     if (colon == std::string::npos) return "";
-    if (text.find(':', colon + 1) != std::string::npos) return "an IPv6 address in a link stands in brackets";
     mcu.port = static_cast<uint16_t>(ParseExactNumber(text.substr(colon + 1), 65535));
     return mcu.port != 0 ? "" : "the link's port must be a number from 1 to 65535";
 }
@@ -57,9 +58,9 @@ std::string Read(const std::string& text, ShareLink& link) {
     std::string problem = ReadPlace(clear.substr(0, first), link.mcu);
     if (!problem.empty()) return problem;
     const std::string name = clear.substr(first + 1, second - first - 1);
-    const auto* const medium = std::find(std::begin(kMedia), std::end(kMedia), name);
-    if (medium == std::end(kMedia)) return "the link's medium must be audio, video, desktop, file or board";
-    link.medium = static_cast<LinkMedium>(medium - std::begin(kMedia));
+    const std::optional<LinkMedium> medium = MediumNamed(name);
+    if (!medium) return "the link's medium must be audio, video, desktop, file or board";
+    link.medium = *medium;
     link.channel = static_cast<uint32_t>(ParseExactNumber(clear.substr(second + 1), UINT32_MAX));
     if (link.channel == 0) return "the link's channel must be a number from 1 to 4294967295";
     if (hash == std::string::npos) return "";
@@ -73,9 +74,10 @@ std::string Read(const std::string& text, ShareLink& link) {
 
 const char* MediumName(LinkMedium medium) { return kMedia[static_cast<size_t>(medium)]; }
 
-LinkMedium MediumNamed(const std::string& name) {
+std::optional<LinkMedium> MediumNamed(const std::string& name) {
     const auto* const found = std::find(std::begin(kMedia), std::end(kMedia), name);
-    return found == std::end(kMedia) ? LinkMedium::File : static_cast<LinkMedium>(found - std::begin(kMedia));
+    if (found == std::end(kMedia)) return std::nullopt;
+    return static_cast<LinkMedium>(found - std::begin(kMedia));
 }
 
 bool ParseShareLink(const std::string& text, ShareLink& link, std::string& problem) {
@@ -97,7 +99,7 @@ std::string SecretText(const ShareLink& link) {
     if (!link.secret.IsSet()) return text;
     char secret[kSealSecretLength + 1];
     link.secret.GetText(secret);
-    text.reserve(text.size() + sizeof secret);  // one that grew later would leave a copy behind
+    text.reserve(text.size() + sizeof secret + 1);  // one that grew later would leave a copy behind
     text.append("#").append(secret);
     CSealSecret::Wipe(secret, static_cast<int>(sizeof secret));
     return text;

@@ -6,6 +6,7 @@
 #include <lumomedia/seal.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace lumo {
@@ -13,8 +14,8 @@ namespace lumo {
 enum class LinkMedium { Audio, Video, Desktop, File, Board };
 /// As links and commands write it.
 const char* MediumName(LinkMedium medium);
-/// The other way round; a file for anything else.
-LinkMedium MediumNamed(const std::string& name);
+/// The other way round; none for anything else.
+std::optional<LinkMedium> MediumNamed(const std::string& name);
 
 /// "lumo://HOST[:PORT]/MEDIUM/CHANNEL[#SECRET]", where an IPv6 address stands in brackets.
 struct ShareLink {

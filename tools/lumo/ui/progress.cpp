@@ -11,12 +11,6 @@
 namespace lumo {
 namespace {
 
-size_t TerminalWidth() {
-    winsize size{};
-    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 20) return 79;
-    return std::min<size_t>(size.ws_col - 1U, 120);
-}
-
 std::string Fixed(double value, int decimals) {
     char text[64];
     const int length = std::snprintf(text, sizeof text, "%.*f", decimals, value);
@@ -24,6 +18,12 @@ std::string Fixed(double value, int decimals) {
 }
 
 }  // namespace
+
+size_t TerminalWidth() {
+    winsize size{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 20) return 79;
+    return std::min<size_t>(size.ws_col - 1U, 120);
+}
 
 void CRateMeter::Update(uint64_t now, uint64_t bytes) {
     if (!m_samples.empty() && bytes < m_samples.back().second) m_samples.clear();  // it began anew

@@ -62,6 +62,8 @@ private:
     size_t m_nDrawn = 0;  // characters that stand on the terminal's line
 };
 
+/// Characters of a line of standard error's terminal, but one; 120 at most, 79 where there is none.
+size_t TerminalWidth();
 /// "1.5 MB", in powers of 1000.
 std::string BytesText(double bytes);
 /// "0:07", "1:02:03".

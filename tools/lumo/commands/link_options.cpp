@@ -1,0 +1,193 @@
+#include "tools/lumo/commands/link_options.h"
+
+#include "tools/lumo/commands/link_file.h"
+#include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/seal/given_secret.h"
+#include "tools/lumo/ui/qr_code.h"
+
+#include <unistd.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace lumo {
+namespace {
+
+constexpr const char* kBadChannel = "the channel must be a number from 1 to 4294967295";
+constexpr const char* kNoServer = "--mcu is missing: the relay server, HOST[:PORT]";
+
+/// Who takes such a link.
+std::string TakerOf(LinkMedium medium) {
+    if (medium == LinkMedium::File) return "lumo receive";
+    return medium == LinkMedium::Board ? "lumo whiteboard" : "lumo subscribe";
+}
+
+std::string MediumProblem(LinkMedium wanted, const ShareLink& link) {
+    if (link.medium == wanted) return "";
+    return std::string("that link leads to ") + MediumName(link.medium) + ", not to " + MediumName(wanted);
+}
+
+/// What LUMO_SECRET says becomes the link's.
+std::string AddVariable(ShareLink& link) {
+    GivenSecret& given = Given();
+    if (!given.hasVariable || link.medium == LinkMedium::Board) return "";
+    if (link.secret.IsSet()) return "there is one secret in the link and another in LUMO_SECRET: unset that";
+    const int length = static_cast<int>(std::min<size_t>(given.variable.size(), 1000));
+    if (link.secret.Parse(given.variable.data(), length)) return "";
+    return "LUMO_SECRET holds no secret; `lumo secret` prints one";
+}
+
+/// What was cut off on the command line comes back for as long as it takes to read it.
+bool ParseGivenLink(const std::string& text, bool fromLine, ShareLink& link, std::string& problem) {
+    std::string whole;
+    whole.reserve(text.size() + Given().afterLink.size() + 1);
+    whole = text;
+    if (fromLine && Given().hasAfterLink) whole += Given().afterLink;
+    const bool parsed = ParseShareLink(whole, link, problem);
+    WipeText(whole);
+    WipeText(Given().afterLink);
+    return parsed;
+}
+
+/// The line with the secret, which the JSON event must not be made of: that would leave copies behind.
+std::string WithSecret(std::string line, const ShareLink& link) {
+    const std::string clear = PublicText(link);
+    std::string secret = SecretText(link);
+    const size_t at = line.find(TakerOf(link.medium) + " " + clear);
+    line.reserve(line.size() + secret.size());
+    if (at != std::string::npos) line.replace(at + TakerOf(link.medium).size() + 1, clear.size(), secret);
+    WipeText(secret);
+    return line;
+}
+
+void DrawCode(const ShareLink& link) {
+    const size_t columns = std::min<size_t>(80, TerminalWidth() + 1);
+    std::string text = SecretText(link);
+    std::string picture = QrPicture(text, columns, isatty(STDERR_FILENO) == 1);
+    WipeText(text);
+    if (picture.empty()) picture = "lumo: the QR code does not fit into " + std::to_string(columns) + " columns\n";
+    WriteOut(STDERR_FILENO, picture);
+    WipeText(picture);
+}
+
+}  // namespace
+
+void LinkOptions::AddMakerTo(CCommand& command) {
+    command.Add("--channel", channel, "Number under which others find it; random unless given");
+    command.Add("--link-file", file,
+                "Keeps the link in FILE, or takes it from there: a sender that is started anew goes on under it");
+    command.AddFlag("--plain", plain, "Not sealed: the relay, and whoever is on the way, can read and alter all of it");
+    command.AddFlag("--qr", qr, "Draws the link as a QR code on standard error");
+}
+
+void LinkOptions::AddTakerTo(CCommand& command) {
+    command.Add("LINK", place,
+                "What the other side has shown, or its channel number beside --mcu. Asked for unless given");
+    command.Add("--link-file", file, "Takes the link from FILE, which nobody else may be able to read");
+}
+
+bool LinkOptions::Draw(const std::string& mcu, ShareLink& link, std::string& problem) const {
+    if (mcu.empty()) problem = kNoServer;
+    if (mcu.empty() || !ParseTarget(mcu, link.mcu, problem)) return false;
+    link.channel = channel.empty() ? static_cast<uint32_t>(RandomID() >> 32) | 1U : ParseChannel(channel);
+    ShareLink read;
+    if (link.channel == 0)
+        problem = kBadChannel;
+    else if (ParseShareLink(PublicText(link), read, problem))
+        problem = AddVariable(link);
+    if (problem.empty() && plain && link.secret.IsSet()) problem = "--plain seals nothing, and LUMO_SECRET is set";
+    if (!problem.empty()) return false;
+    if (plain || link.medium == LinkMedium::Board || link.secret.IsSet() || link.secret.Draw()) return true;
+    problem = kNoRandomness;
+    return false;
+}
+
+std::string LinkOptions::Contradiction(const std::string& mcu, const ShareLink& kept) const {
+    RelayTarget named = kept.mcu;
+    std::string problem;
+    if (!mcu.empty() && !ParseTarget(mcu, named, problem)) return problem;
+    const bool elsewhere = named.Text() != kept.mcu.Text();
+    if (elsewhere || (!channel.empty() && ParseChannel(channel) != kept.channel))
+        return file + ": the link there leads to channel " + std::to_string(kept.channel) + " at " + kept.mcu.Text();
+    if (plain && kept.secret.IsSet()) return file + ": the link there holds a secret, and --plain seals nothing";
+    if (!plain && !kept.secret.IsSet()) return file + ": the link there holds no secret; --plain goes on without one";
+    return Given().hasVariable ? "there is a secret in " + file + " and one in LUMO_SECRET: unset that" : "";
+}
+
+bool LinkOptions::Make(LinkMedium medium, const std::string& mcu, ShareLink& link, std::string& problem,
+                       int& exitCode) const {
+    exitCode = kExitUsage;
+    link.medium = medium;
+    if (file.empty()) return Draw(mcu, link, problem);
+    std::string text;
+    const LinkFile found = ReadLinkFile(file, text, problem);
+    if (found == LinkFile::Read && ParseShareLink(text, link, problem)) {
+        problem = MediumProblem(medium, link);
+        if (problem.empty()) problem = Contradiction(mcu, link);
+    } else if (found == LinkFile::Read) {
+        problem = file + ": " + problem;
+    }
+    WipeText(text);
+    if (found != LinkFile::Absent) return problem.empty();
+    if (!Draw(mcu, link, problem)) return false;
+    exitCode = kExitFailed;
+    return KeepLinkFile(file, link, problem);
+}
+
+bool LinkOptions::Take(LinkMedium medium, const std::string& mcu, ShareLink& link, std::string& problem,
+                       int& exitCode) const {
+    exitCode = kExitUsage;
+    std::string text = place.empty() ? channel : place;
+    if ((file.empty() ? 0 : 1) + (place.empty() ? 0 : 1) + (channel.empty() ? 0 : 1) > 1) {
+        problem = "name the link, its file or a channel: one of them";
+    } else if (!file.empty() && ReadLinkFile(file, text, problem) == LinkFile::Absent) {
+        problem = file + ": there is no such file";
+    } else if (file.empty() && text.empty()) {
+        text = AskForLink();
+        if (text.empty()) problem = "no link was given";
+    }
+    if (!problem.empty()) return false;
+    if (!LooksLikeLink(text)) {
+        link.medium = medium;
+        link.channel = ParseChannel(text);
+        if (link.channel == 0)
+            problem = kBadChannel;
+        else if (mcu.empty())
+            problem = kNoServer;
+        else
+            ParseTarget(mcu, link.mcu, problem);
+    } else if (ParseGivenLink(text, !place.empty(), link, problem)) {
+        problem = MediumProblem(medium, link);
+        if (problem.empty() && !mcu.empty()) ParseTarget(mcu, link.mcu, problem);
+    }
+    WipeText(text);
+    if (problem.empty()) problem = AddVariable(link);
+    return problem.empty();
+}
+
+void LinkOptions::HandOn(const ShareLink& link, const std::string& more, bool quiet, CProgressPrinter& printer) const {
+    const std::string command = TakerOf(link.medium) + " " + PublicText(link) + more;
+    const bool sealed = link.secret.IsSet();
+    const bool known = !file.empty() || (!channel.empty() && (!sealed || Given().hasVariable));
+    const bool json = printer.Mode() == ProgressMode::Json;
+    std::string line = sealed ? command : command + "  # not sealed: the relay can read it";
+    if (json) {
+        const nlohmann::json event = {{"event", "ready"},
+                                      {"channel", link.channel},
+                                      {"sealed", sealed},
+                                      {"link", PublicText(link)},
+                                      {"command", command}};
+        line = event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    }
+    if (json || !quiet || !known) {
+        line = WithSecret(line + "\n", link);
+        WriteOut(STDOUT_FILENO, line);
+    }
+    WipeText(line);
+    printer.Note(sealed ? "sealed end to end: whoever has this line can take part, so hand it on in private"
+                        : "not sealed: the relay, and whoever is on the way, can read and alter it");
+    if (qr) DrawCode(link);
+}
+
+}  // namespace lumo
