@@ -100,7 +100,7 @@ def transfer(lumo, port, folder, *options):
     out.mkdir()
     common = ["--mcu", f"127.0.0.1:{port}", "--path", "relay", "--quiet", *options]
     receive = subprocess.Popen([lumo, "receive", channel, "-o", str(out), *common])
-    subprocess.run([lumo, "send", str(source), "--channel", channel, "--receivers", "1", *common], check=True,
+    subprocess.run([lumo, "send", str(source), "--plain", "--channel", channel, "--receivers", "1", *common], check=True,
                    timeout=60)
     if receive.wait(timeout=60) != 0 or (out / source.name).read_bytes() != source.read_bytes():
         raise RuntimeError("the file did not arrive")

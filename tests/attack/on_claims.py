@@ -181,7 +181,8 @@ def seconds_of_a_file(program, relay, directory, channel, rate):
     with open(source, "wb") as file:
         file.truncate(512 << 20)
     where = ["--mcu", f"127.0.0.1:{relay.port}", "--path", "relay", "--quiet"]
-    with Process(program, "send", source, *where, "--channel", channel, "--receivers", "1"), \
+    with Process(program, "send", source, *where, "--plain", "--channel", channel, "--receivers",
+                 "1"), \
             Process(program, "receive", channel, *where, "-o", out) as receiver, contextlib.ExitStack() as stack:
         end = time.monotonic() + 20
         while stored(out) < 16 << 20:

@@ -79,8 +79,8 @@ def sending(program, mebibytes, *options):
         file = pathlib.Path(folder) / "file"
         with open(file, "wb") as big:
             big.truncate(mebibytes << 20)
-        with Process(program, "send", *mcu, "--channel", "77", "--keep", *options, str(file)) as sender:
-            sender.wait_for("lumo receive 77")
+        with Process(program, "send", *mcu, "--channel", "77", "--keep", "--plain", *options, str(file)) as sender:
+            sender.wait_for("lumo receive lumo://")
             time.sleep(0.5)
             out = pathlib.Path(folder) / "out"
             out.mkdir()

@@ -11,7 +11,11 @@ namespace fs = std::filesystem;
 
 class Transfer : public CRelayTest {
 protected:
-    Transfer() { folder.Put("file", content); }
+    Transfer() {
+        folder.Put("file", content);
+        setenv("LUMO_SECRET", "AAECAwQFBgcICQoLDA0ODw", 1);  // of all programs that it starts
+    }
+    ~Transfer() override { unsetenv("LUMO_SECRET"); }
 
     Process& Send(const std::string& words) { return Client("send file --channel 77 " + words); }
     /// Into a directory of that name.
@@ -68,6 +72,7 @@ TEST_F(Transfer, TheRelayCarriesOnlyWhatSomebodyThereLacks) {
 
 TEST_F(Transfer, GoesFromStandardInputToStandardOutput) {
     StartRelay();
+    unsetenv("LUMO_SECRET");
     CPipe pipe;
     Process& sender = Lumo("send -" + Mcu(), pipe.read.Get());
     ASSERT_TRUE(Says(sender, "lumo receive ")) << "the line to type comes before the first byte";

@@ -97,6 +97,17 @@ bool CDemoStage::Turn(uint64_t mostMs) {
     return true;
 }
 
+bool CDemoStage::TakeLink(const CChildProcess* child, std::string& link) {
+    if (!child || !WaitUntil([child] { return child->Output().find('\n') != std::string::npos; })) return false;
+    const std::string& said = child->Output();
+    const auto ready = nlohmann::json::parse(said.substr(0, said.find('\n')), nullptr, false);
+    const std::string line = ready.is_object() ? ready.value("command", "") : "";
+    const size_t at = line.find("lumo://");
+    if (at == std::string::npos) return Fail("a sender does not say how it is reached: " + child->Errors());
+    link = line.substr(at, line.find(' ', at) - at);
+    return true;
+}
+
 nlohmann::json CDemoStage::LastEvent(const CChildProcess& child) {
     const size_t end = child.Output().rfind('\n');
     if (end == std::string::npos) return {};

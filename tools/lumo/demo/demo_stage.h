@@ -58,6 +58,9 @@ public:
         return true;
     }
 
+    /// Waits for the link that a process hands on; false, and said, without one.
+    bool TakeLink(const CChildProcess* child, std::string& link);
+
     /// The last object that a process has written; none when it wrote no line.
     static nlohmann::json LastEvent(const CChildProcess& child);
     /// The problem with what a process should have said at its end; empty: it did.

@@ -19,7 +19,8 @@ bool HasEnded(const CChildProcess* child) { return !child || !child->Running(); 
 CChildProcess* CFileDemo::StartSender(const std::string& file, uint32_t channel, const Words& more) {
     Words words{"send", file, "--channel", std::to_string(channel), "--json"};
     words.insert(words.end(), more.begin(), more.end());
-    return m_stage.Start(words);
+    CChildProcess* const sender = m_stage.Start(words);
+    return m_stage.TakeLink(sender, m_links[channel]) ? sender : nullptr;
 }
 
 FileRow& CFileDemo::AddRow(const std::string& path, const std::string& file, uint32_t channel, const Words& way) {
@@ -29,7 +30,7 @@ FileRow& CFileDemo::AddRow(const std::string& path, const std::string& file, uin
     row.folder = m_stage.Folder() + "/" + std::to_string(m_rows.size());
     const auto says = [&way](const char* word) { return std::find(way.begin(), way.end(), word) != way.end(); };
     row.udp = !says("--tcp") && !says("p2p-tcp");
-    Words words{"receive", std::to_string(channel), "--json", "--out", row.folder};
+    Words words{"receive", m_links[channel], "--json", "--out", row.folder};
     words.insert(words.end(), way.begin(), way.end());
     if (!says("--path")) words.insert(words.end(), {"--path", "relay"});
     if (MakeDirectory(row.folder)) row.receiver = m_stage.Start(words);

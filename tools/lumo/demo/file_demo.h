@@ -4,6 +4,7 @@
 #include "tools/lumo/demo/demo_stage.h"
 
 #include <list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ public:
 private:
     using Words = CDemoStage::Words;
 
+    /// Null, and said, when it does not start or says no link.
     CChildProcess* StartSender(const std::string& file, uint32_t channel, const Words& more);
     FileRow& AddRow(const std::string& path, const std::string& file, uint32_t channel, const Words& way);
     bool RunTogether();
@@ -49,6 +51,7 @@ private:
     CDemoStage& m_stage;
     std::string m_strBig, m_strSmall, m_strCut;  // the files that are sent
     ImpairedPath m_impaired;
+    std::map<uint32_t, std::string> m_links;  // by channel
     std::list<FileRow> m_rows;
     FileRow* m_pLossyRow = nullptr;
 };

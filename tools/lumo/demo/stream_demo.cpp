@@ -35,19 +35,9 @@ bool CStreamDemo::StartPublishers(IDemoStream& stream, uint32_t channel) {
         words.insert(words.end(), {"--json", "--mcu", m_stage.Mcu(server), "--channel",
                                    std::to_string(channel + static_cast<uint32_t>(server))});
         if (server == 0) words.emplace_back("--peers");
-        if (!TakeLink(m_stage.Start(words), channel + static_cast<uint32_t>(server))) return false;
+        if (!m_stage.TakeLink(m_stage.Start(words), m_links[channel + static_cast<uint32_t>(server)])) return false;
     }
     return true;
-}
-
-bool CStreamDemo::TakeLink(const CChildProcess* publisher, uint32_t channel) {
-    if (!publisher || !m_stage.WaitUntil([&] { return publisher->Output().find('\n') != std::string::npos; }))
-        return false;
-    const std::string& said = publisher->Output();
-    const auto ready = nlohmann::json::parse(said.substr(0, said.find('\n')), nullptr, false);
-    const std::string line = ready.is_object() ? ready.value("command", "") : "";
-    m_links[channel] = line.substr(line.rfind(' ') + 1);
-    return !line.empty() || CDemoStage::Fail("a publisher does not say how it is reached: " + publisher->Errors());
 }
 
 bool CStreamDemo::AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way) {

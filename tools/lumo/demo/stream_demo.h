@@ -58,8 +58,6 @@ private:
     using Words = CDemoStage::Words;
 
     bool StartPublishers(IDemoStream& stream, uint32_t channel);
-    /// Waits for the line that it hands on.
-    bool TakeLink(const CChildProcess* publisher, uint32_t channel);
     bool StartSubscribers(const IDemoStream& stream, uint32_t channel);
     bool AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way);
     bool RunCut();
