@@ -79,12 +79,19 @@ void LinkOptions::AddMakerTo(CCommand& command) {
                 "Keeps the link in FILE, or takes it from there: a sender that is started anew goes on under it");
     command.AddFlag("--plain", plain, "Not sealed: the relay, and whoever is on the way, can read and alter all of it");
     command.AddFlag("--qr", qr, "Draws the link as a QR code on standard error");
+    command.Footer(
+        "It shows one line for others, which ends in a secret unless --plain is given: whoever has it can take part. "
+        "LUMO_SECRET may hold the secret instead. Exit codes: 0 done, 1 failed, 2 usage, 3 nobody there");
 }
 
 void LinkOptions::AddTakerTo(CCommand& command) {
     command.Add("LINK", place,
                 "What the other side has shown, or its channel number beside --mcu. Asked for unless given");
     command.Add("--link-file", file, "Takes the link from FILE, which nobody else may be able to read");
+    command.Footer(
+        "A link looks like lumo://HOST[:PORT]/MEDIUM/CHANNEL#SECRET. Beside a channel number LUMO_SECRET holds the "
+        "secret. Exit codes: 0 done, 1 failed, 2 usage, 3 nobody there, 4 frames came and none fits: a wrong secret, "
+        "none, or a sender that does not seal");
 }
 
 bool LinkOptions::Draw(const std::string& mcu, ShareLink& link, std::string& problem) const {

@@ -148,7 +148,8 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     }
     CSendPaths paths(command.common.Path(), route, host);
     CSendEngine engine(RandomID(), std::move(sources), options);
-    CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel});
+    // It takes any start: only who names this transfer counts, and no recording can.
+    CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel}, true);
     std::string frame;
     size_t lane = 0;
     bool turnedAway = false, strange = false;

@@ -138,6 +138,8 @@ COption CCommand::AddTexts(const char* name, const char* form, const std::string
                        ->allow_extra_args(false));
 }
 
+void CCommand::Footer(const std::string& text) { m_pApp->footer(text); }
+
 void CCommand::OnRun(std::function<void()> run) { m_pApp->callback(std::move(run)); }
 
 CCommandLine::CCommandLine(const std::string& help, const std::string& name)

@@ -68,6 +68,8 @@ public:
     /// The same for one that may be named several times.
     COption AddTexts(const char* name, const char* form, const std::string& help, Read read);
 
+    /// What its help says at its end.
+    void Footer(const std::string& text);
     /// Called once the line has been understood, if this command was named.
     void OnRun(std::function<void()> run);
 
