@@ -50,7 +50,7 @@ private:
     CInbox m_directInbox;
     std::unique_ptr<CPublishLink> m_pRelay;                      // null: not wanted
     std::unique_ptr<CPeerChannel> m_pDirect;                     // null: not wanted
-    std::array<std::optional<CSealedLink>, kMaxLanes> m_sealed;  // before those
+    std::array<std::optional<CSealedLink>, kMaxLanes> m_sealed;  // each leads out through one of those
     bool m_bEverTaken = false;
     uint64_t m_ullReadyMs = 0;  // when peers could last find us, at first when it began
     bool m_bUnheard = false;    // they cannot, for long enough to say so
