@@ -22,10 +22,10 @@ public:
     CSilentTerminal() : m_bTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
         termios silent = m_before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSADRAIN, &silent);
     }
     ~CSilentTerminal() {
-        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
+        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
     }
     CSilentTerminal(const CSilentTerminal&) = delete;
     CSilentTerminal& operator=(const CSilentTerminal&) = delete;
