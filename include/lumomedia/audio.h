@@ -29,8 +29,8 @@ public:
     virtual void RemoveAudioSink(unsigned long ulAudioSinkID);
     /// Whether anybody wants to hear it at the moment.
     virtual bool HasStartedAudioSink();
-    /// One frame, 3 to 1066 bytes, to everybody who listens; a longer one is dropped, a shorter one goes only over TCP.
-    /// Sent before it returns, in one batch; never blocks on the network. Any thread, callbacks included.
+    /// One frame, 3 to 1066 bytes (1033 before it is sealed), to everybody who listens; a longer one is dropped, a
+    /// shorter one goes only over TCP. Sent before it returns, in one batch; never blocks. Any thread, callbacks too.
     virtual void OnAudioChannelData(const char* data, int length);
     virtual unsigned long GetAudioChannelID();
     virtual unsigned long GetAudioSinkCount();
