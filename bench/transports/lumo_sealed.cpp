@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace bench {

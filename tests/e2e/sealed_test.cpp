@@ -53,7 +53,7 @@ protected:
     uint16_t Port() const { return static_cast<uint16_t>(std::stoul(port)); }
     /// Every way in which something was added has been tried and refused.
     static void ExpectAllRefused(const Json& end, uint64_t carried) {
-        const Json dropped = end["not_opened"];
+        const Json& dropped = end["not_opened"];
         EXPECT_GT(carried, 2U);
         EXPECT_GE(dropped.value("wrong", uint64_t{0}), 3 * (carried - 1)) << end;
         for (const char* reason : {"plain", "malformed", "repeated"})
@@ -159,8 +159,8 @@ TEST_F(Sealed, EndsThatDoNotFitSaySoAndWriteNothing) {
         for (const auto& [given, words] : rows) {
             const std::string out =
                 i < 2 && words == rows[0].second ? "kept" : "new" + std::to_string(subscribers.size());
-            Process& one = Lumo("subscribe " + given + " --json --path relay --wait 30 -o " + out);
-            subscribers.emplace_back(&one, words);
+            const std::string line = std::string("subscribe ").append(given).append(" --json --path relay -o ");
+            subscribers.emplace_back(&Lumo(line + out), words);
         }
     }
     for (const auto& [subscriber, words] : subscribers) {
