@@ -94,7 +94,7 @@ TEST_F(Links, ASenderStartedAnewUnderItsLinkFileIsResumed) {
     End(sender, 128 + SIGKILL);
     Process& second = Lumo("send holiday.bin --json --link-file kept");
     EXPECT_EQ(LinkOf(second), link);
-    EXPECT_LT(End(receiver)["arrived_bytes"], content.size() + 1) << "it began anew";
+    EXPECT_LE(End(receiver)["arrived_bytes"], content.size()) << "it began anew";
     EXPECT_LT(End(second)["sent_bytes"], content.size()) << "it began anew";
     ExpectWhole();
     for (const char* words : {"--channel 5", "--plain", "--mcu 127.0.0.1:1"})
@@ -157,7 +157,7 @@ TEST_F(Links, TheCodeOnTheTerminalReadsAsTheLink) {
         for (int i = 0; i < 4; ++i) picture += wide + "\n";
     }
     folder.Put("code.pgm", picture);
-    Process& reader = Start({}, "/usr/bin/zbarimg", "--quiet --raw code.pgm");
+    Process& reader = Start({}, "/usr/bin/zbarimg", "--quiet --nodbus --raw code.pgm");
     End(reader);
     EXPECT_EQ(reader.Output(), LinkIn(sender.Output()) + "\n") << reader.Errors();
 }

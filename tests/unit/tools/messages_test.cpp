@@ -55,6 +55,10 @@ TEST(Messages, TheBytesAreTheDocumentedOnes) {
         bytes.replace(bytes.find('T'), 1, transfer);
         EXPECT_EQ(ToHex(Encode({0x0102030405060708, body})), ToHex(Hex(head + bytes)));
     }
+    const Message sealed{9, Beacon{SenderState::Serving, 1, 2, 3, 4, {5}}, kSealedVersion};
+    EXPECT_EQ(ToHex(Encode(sealed)),
+              ToHex(Hex(head + "0201 0000 0000000000000009 01 0000000000000001 00000002 00000003 "
+                               "0000000000000004 0001 0000000000000005")));
     char header[kBlockHeaderLength];
     PutBlockHeader(header, 9, Block{2, 3, 4});
     EXPECT_EQ(std::string(header, sizeof header) + "x", Of(Block{2, 3, 4, "x", 1}));

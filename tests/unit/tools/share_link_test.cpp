@@ -1,9 +1,11 @@
 // Links that people hand on, and what a receiver makes of frames that do not open.
 #include "tools/lumo/net/share_link.h"
 #include "tools/lumo/seal/stream_seal.h"
+#include "tools/lumo/ui/qr_code.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 using namespace lumo;
@@ -83,6 +85,14 @@ TEST(ShareLink, FaultsAreNamedAndSecretsAreNot) {
         EXPECT_EQ(problem.find("AAECAw"), std::string::npos) << problem;
         EXPECT_FALSE(link.secret.IsSet());
     }
+}
+
+TEST(ShareLink, ACodeIsDrawnWhereItFits) {
+    const std::string link = "lumo://relay.example/file/3735928559#AAECAwQFBgcICQoLDA0ODw";
+    EXPECT_EQ(QrPicture(link, 40, false), "");
+    const std::string picture = QrPicture(link, 41, false);
+    EXPECT_EQ(std::count(picture.begin(), picture.end(), '\n'), 21);
+    EXPECT_EQ(picture.find('\n'), 41 * std::string("\u2588").size()) << "a light border";
 }
 
 /// A sender with a secret of its own choice, or none, and a receiver with another.
