@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace lumo {
 namespace {
@@ -28,14 +29,26 @@ std::string MediumProblem(LinkMedium wanted, const ShareLink& link) {
     return std::string("that link leads to ") + MediumName(link.medium) + ", not to " + MediumName(wanted);
 }
 
+bool IsSame(const CSealSecret& one, const CSealSecret& other) {
+    char texts[2][kSealSecretLength + 1];
+    one.GetText(texts[0]);
+    other.GetText(texts[1]);
+    const bool same = std::equal(std::begin(texts[0]), std::end(texts[0]), texts[1]);
+    CSealSecret::Wipe(texts, sizeof texts);
+    return same;
+}
+
 /// What LUMO_SECRET says becomes the link's.
 std::string AddVariable(ShareLink& link) {
-    GivenSecret& given = Given();
-    if (!given.hasVariable || link.medium == LinkMedium::Board) return "";
-    if (link.secret.IsSet()) return "there is one secret in the link and another in LUMO_SECRET: unset that";
-    const int length = static_cast<int>(std::min<size_t>(given.variable.size(), 1000));
-    if (link.secret.Parse(given.variable.data(), length)) return "";
-    return "LUMO_SECRET holds no secret; `lumo secret` prints one";
+    const std::string& text = Given().variable;
+    if (!Given().hasVariable || link.medium == LinkMedium::Board) return "";
+    CSealSecret secret;
+    if (!secret.Parse(text.data(), static_cast<int>(std::min<size_t>(text.size(), 1000))))
+        return "LUMO_SECRET holds no secret; `lumo secret` prints one";
+    if (link.secret.IsSet() && !IsSame(link.secret, secret))
+        return "there is one secret in the link and another in LUMO_SECRET: unset that";
+    link.secret = secret;
+    return "";
 }
 
 /// What was cut off on the command line comes back for as long as it takes to read it.
@@ -119,7 +132,7 @@ std::string LinkOptions::Contradiction(const std::string& mcu, const ShareLink& 
         return file + ": the link there leads to channel " + std::to_string(kept.channel) + " at " + kept.mcu.Text();
     if (plain && kept.secret.IsSet()) return file + ": the link there holds a secret, and --plain seals nothing";
     if (!plain && !kept.secret.IsSet()) return file + ": the link there holds no secret; --plain goes on without one";
-    return Given().hasVariable ? "there is a secret in " + file + " and one in LUMO_SECRET: unset that" : "";
+    return "";
 }
 
 bool LinkOptions::Make(LinkMedium medium, const std::string& mcu, ShareLink& link, std::string& problem,
@@ -132,6 +145,7 @@ bool LinkOptions::Make(LinkMedium medium, const std::string& mcu, ShareLink& lin
     if (found == LinkFile::Read && ParseShareLink(text, link, problem)) {
         problem = MediumProblem(medium, link);
         if (problem.empty()) problem = Contradiction(mcu, link);
+        if (problem.empty() && !plain) problem = AddVariable(link);
     } else if (found == LinkFile::Read) {
         problem = file + ": " + problem;
     }
