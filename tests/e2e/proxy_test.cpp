@@ -56,7 +56,7 @@ TEST_P(RealProxies, CarryAFile) {
     const std::string content = RandomBytes(1 << 20);
     folder.Put("file", content);
     std::filesystem::create_directory(folder / "out");
-    Process& sender = Client("send file --channel 77 --tcp --proxy " + fill(row.url));
+    Process& sender = Client("send file --plain --channel 77 --tcp --proxy " + fill(row.url));
     End(Client("receive 77 --out out --tcp --proxy " + fill(row.url)));
     End(sender);
     EXPECT_TRUE(folder.Get("out/file") == content);
