@@ -79,6 +79,7 @@ void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const 
     }
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what the JSON library promises of its moves
 struct Outcome {
     std::string path;
     bool interrupted = false;
