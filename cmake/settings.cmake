@@ -34,6 +34,38 @@ function(lumo_unity target)
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endfunction()
 
+# One set of objects, two libraries: NAME, shared, of which only LUMO_API shows, and NAME_static for tests, server and
+# tools. ARGN is what both link.
+function(lumo_library name alias)
+  set(objects ${name}_objects)
+  set_target_properties(${objects} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+                                              VISIBILITY_INLINES_HIDDEN ON)
+  target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+  target_compile_definitions(${objects} PRIVATE LUMOMEDIA_BUILDING)
+  target_link_libraries(${objects} PRIVATE lumo_settings ${ARGN})
+  lumo_unity(${objects})
+
+  add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
+  add_library(lumomedia::${alias} ALIAS ${name})
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+                                           EXPORT_NAME ${alias}
+                                           LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/foreign_names.map)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                            $<INSTALL_INTERFACE:include>)
+  target_link_libraries(${name} PRIVATE lumo_settings ${ARGN})
+  target_link_options(${name} PRIVATE -Wl,--version-script,${PROJECT_SOURCE_DIR}/cmake/foreign_names.map)
+  if(NOT LUMO_SANITIZE)
+    target_link_options(${name} PRIVATE -Wl,--no-undefined)
+  endif()
+
+  add_library(${name}_static STATIC $<TARGET_OBJECTS:${objects}>)
+  target_include_directories(${name}_static PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${name}_static PUBLIC lumo_settings ${ARGN})
+  if(NOT LUMO_TOP_LEVEL)
+    set_target_properties(${name}_static PROPERTIES EXCLUDE_FROM_ALL ON)
+  endif()
+endfunction()
+
 find_package(Threads REQUIRED)
 
 add_library(lumo_settings INTERFACE)

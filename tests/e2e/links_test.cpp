@@ -21,15 +21,7 @@ protected:
         fs::create_directory(folder / "out");
         StartRelay();
     }
-    static std::string LinkIn(const std::string& line) {
-        const size_t at = line.find(lumo::kLinkScheme);
-        return at == std::string::npos ? "" : line.substr(at, line.find_first_of(" \"\n", at) - at);
-    }
     Process& Send(const std::string& words) { return Client("send holiday.bin " + words); }
-    /// What its line hands on.
-    static std::string LinkOf(Process& sender) {
-        return Says(sender, "\"ready\"") ? LinkIn(sender.Output()) : std::string();
-    }
     static std::string SecretIn(const std::string& link) { return link.substr(link.find('#') + 1); }
     static std::string ClearOf(const std::string& link) { return link.substr(0, link.find('#')); }
     void ExpectWhole() const { EXPECT_TRUE(folder.Get("out/holiday.bin") == content); }

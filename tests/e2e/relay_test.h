@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/program_test.h"
+#include "tools/lumo/net/share_link.h"
 
 namespace e2e {
 
@@ -16,6 +17,15 @@ protected:
     std::string Mcu() const { return " --mcu 127.0.0.1:" + port; }
     /// A client of the first server, which tells as JSON what happens.
     Process& Client(const std::string& words, int input = -1) { return Lumo(words + " --json" + Mcu(), input); }
+    /// The link in a line that is handed on; empty without one.
+    static std::string LinkIn(const std::string& line) {
+        const size_t at = line.find(lumo::kLinkScheme);
+        return at == std::string::npos ? "" : line.substr(at, line.find_first_of(" \"\n", at) - at);
+    }
+    /// What a sender or publisher hands on.
+    static std::string LinkOf(Process& sender) {
+        return Says(sender, "\"ready\"") ? LinkIn(sender.Output()) : std::string();
+    }
     /// The figure of that name in what a process has told last; 0 without one.
     static uint64_t Told(const Process& process, const char* name) {
         const Json event = LastEvent(process);

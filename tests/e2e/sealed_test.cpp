@@ -32,14 +32,6 @@ protected:
     Process& Publish(const std::string& words, uint32_t channel = kChannel, int input = -1) {
         return Client("publish " + words + " --channel " + std::to_string(channel), input);
     }
-    /// What its line hands on.
-    static std::string LinkOf(Process& publisher) {
-        EXPECT_TRUE(Says(publisher, "\"ready\""));
-        const std::string& said = publisher.Output();
-        const std::string line = Json::parse(said.substr(0, said.find('\n')))["command"];
-        EXPECT_EQ(line.find("lumo subscribe lumo://127.0.0.1:"), 0U) << line;
-        return line.substr(line.rfind(' ') + 1);
-    }
     static CSealSecret SecretOf(const std::string& link) {
         lumo::ShareLink parsed;
         std::string problem;

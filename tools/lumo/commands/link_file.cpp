@@ -98,8 +98,9 @@ void WriteOut(int fd, const std::string& text) {
     std::fflush(fd == STDOUT_FILENO ? stdout : stderr);
     for (size_t done = 0; done < text.size();) {
         const ssize_t put = write(fd, text.data() + done, text.size() - done);
-        if (put <= 0 && errno != EINTR) return;
-        if (put > 0) done += static_cast<size_t>(put);
+        if (put < 0 && errno == EINTR) continue;
+        if (put <= 0) return;
+        done += static_cast<size_t>(put);
     }
 }
 

@@ -45,8 +45,7 @@ struct Beacon {
     uint32_t files = 0;
     uint32_t blocks = 0;
     uint64_t bytes = 0;
-    std::vector<uint64_t>
-        receivers;  ///< sealed: those who have not heard of this transfer, so that they take it for new
+    std::vector<uint64_t> receivers;  ///< sealed: who has not heard of this transfer, and may take it for new
 };
 
 struct Offer {
