@@ -90,7 +90,7 @@ TEST_F(RelayProcess, ShowsWhatGoesThroughAndTakesAllDescriptors) {
     EXPECT_NE(Page("/").find("No streams at the moment."), std::string::npos);
     folder.Put("file", RandomBytes(4 << 20));
     std::filesystem::create_directory(folder / "out");
-    Process& sender = Client("send file --channel 77 --path relay --rate 2M");
+    Process& sender = Client("send file --plain --channel 77 --path relay --rate 2M");
     Process& receiver = Client("receive 77 --path relay --out out");
     const Json stream = WaitForStream(relay, 1 << 20);
     EXPECT_EQ(stream["channel"], 77);
