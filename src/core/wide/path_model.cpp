@@ -35,6 +35,7 @@ constexpr uint64_t kCruiseSpread = 21;
 constexpr uint64_t kLate = 240;
 constexpr uint64_t kFoundMore = 106;  // percent
 constexpr unsigned kProbeShows = 3;   // rounds in which what a probe has done comes to light
+constexpr unsigned kBeginning = 4;    // rounds of few packets: what they lose, others may have overfilled
 
 constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
 constexpr uint64_t kLossWithQueue = 200;  // losses in ten thousandths
@@ -146,9 +147,11 @@ void CPathModel::EndRound(uint64_t inFlight) {
 }
 
 void CPathModel::NoteLosses(uint64_t inFlight) {
+    ++m_nRoundsSinceProbe;
+    if (!m_bFull && m_nRoundsSinceProbe <= kBeginning) return;
     m_judged.lost += m_round.lost;
     m_judged.delivered += m_round.delivered;
-    if (++m_nRoundsSinceProbe > kProbeShows)
+    if (m_nRoundsSinceProbe > kProbeShows)
         NoteChanceLoss();
     else if (m_round.lost * kAll > m_round.All() * (2 * m_nChanceLoss + kLossWithQueue))
         m_bProbeLost = true;
