@@ -34,6 +34,12 @@ function(lumo_unity target)
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endfunction()
 
+# A test program: compiling it as if it ran for hours takes longer than what it runs.
+function(lumo_test_program target)
+  lumo_unity(${target})
+  target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
+endfunction()
+
 # One set of objects, two libraries: NAME, shared, of which only LUMO_API shows, and NAME_static for tests, server and
 # tools. ARGN is what both link.
 function(lumo_library name alias)
