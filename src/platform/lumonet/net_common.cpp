@@ -26,10 +26,10 @@ bool ParseByte(const char*& at, const char* end, uint32_t& value) {
 }  // namespace
 
 std::string GetIpAddr(unsigned long ip) {
-    char text[24];  // more than four bytes and three dots need: whole-program warnings do not see the mask
+    char text[16];
     char* at = text;
     for (int shift = 24; shift >= 0; shift -= 8) {
-        at = std::to_chars(at, text + sizeof text, ip >> shift & 0xff).ptr;
+        at = std::to_chars(at, text + sizeof text, static_cast<uint8_t>(ip >> shift)).ptr;
         if (shift > 0) *at++ = '.';
     }
     return std::string(text, at);
