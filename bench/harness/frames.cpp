@@ -59,11 +59,19 @@ bool CGoodput::Take(int64_t nowNs, uint64_t bytes) {
     else if (nowNs >= m_nFrom)
         m_nBegin = nowNs;
     m_nEnd = nowNs;
-    return m_nBegin > 0 && m_dSeconds > 0 && static_cast<double>(nowNs - m_nBegin) * 1e-9 >= m_dSeconds;
+    if (m_dSettling > 0 && m_nSettled == 0 && m_nBegin > 0 && SecondsTo(nowNs) >= m_dSettling) {
+        m_nSettled = nowNs;
+        m_ullBytesBefore = m_ullBytes;
+    }
+    return m_nBegin > 0 && m_dSeconds > 0 && SecondsTo(nowNs) >= m_dSeconds;
 }
 
 Values CGoodput::Result() const {
-    return {{"bytes", static_cast<double>(m_ullBytes)}, {"seconds", static_cast<double>(m_nEnd - m_nBegin) * 1e-9}};
+    Values values{{"bytes", static_cast<double>(m_ullBytes)}, {"seconds", SecondsTo(m_nEnd)}};
+    const double settled = static_cast<double>(m_nEnd - m_nSettled) * 1e-9;
+    if (m_nSettled > 0 && settled > 0)
+        values["settled_MB/s"] = static_cast<double>(m_ullBytes - m_ullBytesBefore) / kMega / settled;
+    return values;
 }
 
 CBulkReceiver::CBulkReceiver(CSide& side)

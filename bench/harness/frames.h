@@ -54,18 +54,21 @@ private:
 /// What came within the seconds of a run of a time. What is there when they begin does not count.
 class CGoodput {
 public:
-    explicit CGoodput(const RunSpec& spec) : m_nFrom(spec.countFromNs), m_dSeconds(spec.seconds) {}
+    explicit CGoodput(const RunSpec& spec)
+        : m_nFrom(spec.countFromNs), m_dSeconds(spec.seconds), m_dSettling(spec.SettlingSeconds()) {}
 
     /// So many bytes have come just now. True once the seconds are over.
     bool Take(int64_t nowNs, uint64_t bytes);
-    /// "bytes" and "seconds".
+    /// "bytes" and "seconds", and over a path "settled_MB/s": of the time after senders had found its rate.
     Values Result() const;
 
 private:
+    double SecondsTo(int64_t nowNs) const { return static_cast<double>(nowNs - m_nBegin) * 1e-9; }
+
     const int64_t m_nFrom;
-    const double m_dSeconds;
-    int64_t m_nBegin = 0, m_nEnd = 0;
-    uint64_t m_ullBytes = 0;
+    const double m_dSeconds, m_dSettling;
+    int64_t m_nBegin = 0, m_nSettled = 0, m_nEnd = 0;
+    uint64_t m_ullBytes = 0, m_ullBytesBefore = 0;
 };
 
 /// The receiving end of a bulk run. The clock runs from the moment the first frame is there to the last one, and the

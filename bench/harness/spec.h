@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -37,6 +38,11 @@ struct RunSpec {
 
     /// How long it takes at least.
     double LeastSeconds() const { return pauseSeconds + seconds; }
+    /// Of a run over a path: what senders are given to find its rate, 2 s or 9 round trips. 0: it ends before that.
+    double SettlingSeconds() const {
+        const double needed = std::max(2.0, 9 * path.roundTripMs / 1000);
+        return path.IsEmulated() && needed < seconds ? needed : 0;
+    }
 };
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunSpec, driver, oneCore, logOn, frames, frameLen, roundTrips, sinks, idleSeconds,
                                    delays, burstFrames, pacedFrames, pictures, pathSeconds, seconds, countFromNs, path,

@@ -20,13 +20,14 @@ std::string PathTable(const Measurements& measurements) {
         text += std::string(" ") + driver + " |";
         rule += "---|";
     }
-    text += " wide: dropped, % | wide: queue, ms |\n" + rule + "---|---|\n";
+    text += " wide: with the start | wide: dropped, % | wide: queue, ms |\n" + rule + "---|---|---|\n";
     for (const auto& [name, path] : Paths()) {
         text += "| " + name + " |";
         for (const char* driver : PathDrivers())
-            text += Cell(measurements, PathCaseID(driver, name), "path_MB/s", "%.2f");
+            text += Cell(measurements, PathCaseID(driver, name), "settled_MB/s", "%.2f");
         const std::string wide = PathCaseID("lumo-wide", name);
-        text += Cell(measurements, wide, "dropped_percent", "%.2f") + Cell(measurements, wide, "queue_p50_ms", "%.1f");
+        text += Cell(measurements, wide, "path_MB/s", "%.2f") + Cell(measurements, wide, "dropped_percent", "%.2f") +
+                Cell(measurements, wide, "queue_p50_ms", "%.1f");
         text += "\n";
     }
     return text;

@@ -7,7 +7,8 @@
 
 namespace bench {
 
-/// MB/s of every driver over every path, with what the queue did to our wide session.
+/// MB/s of every driver over every path once it has settled, with its whole run and what the queue did to our wide
+/// session.
 std::string PathTable(const Measurements& measurements);
 
 /// Who got what of the path that two shared.

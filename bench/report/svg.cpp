@@ -15,7 +15,7 @@ constexpr double kLabelsEnd = 230;  // where bars begin
 constexpr double kRateEnd = 640;    // where the longest rate bar ends
 constexpr double kCostBegin = 730;
 constexpr double kCostEnd = 890;
-constexpr double kTop = 104;
+constexpr double kBarsTop = 104;
 constexpr double kRowHeight = 48;
 
 struct Row {
@@ -45,7 +45,7 @@ double RoundUp(double value) {
     return 10 * power;
 }
 
-struct Panel {
+struct BarPanel {
     const char* value;
     const char* format;
     double begin;
@@ -59,19 +59,20 @@ const char* Colour(bool ours, bool oneCore) {
     return oneCore ? "#6b7280" : "#cbd5e1";
 }
 
-void DrawGrid(CDrawing& drawing, const Panel& panel, double bottom, int steps) {
+void DrawGrid(CDrawing& drawing, const BarPanel& panel, double bottom, int steps) {
     for (int i = 0; i <= steps; ++i) {
         const double figure = panel.most * i / steps;
         const double x = panel.begin + panel.Length(figure);
-        drawing.Line(x, kTop - 8, x, bottom, kGridColour);
+        drawing.Line(x, kBarsTop - 8, x, bottom, kGridColour);
         drawing.Text(x, bottom + 16, Format("%g", figure), "text-anchor=\"middle\" font-size=\"11\" fill=\"#6b7280\"");
     }
 }
 
-void DrawRow(CDrawing& drawing, const Measurements& all, const Row& row, double y, const std::array<Panel, 2>& panels) {
+void DrawRow(CDrawing& drawing, const Measurements& all, const Row& row, double y,
+             const std::array<BarPanel, 2>& panels) {
     drawing.Text(kLabelsEnd - 12, y + 20, row.label,
                  row.ours ? "text-anchor=\"end\" font-weight=\"bold\"" : "text-anchor=\"end\"");
-    for (const Panel& panel : panels) {
+    for (const BarPanel& panel : panels) {
         double top = y;
         for (const bool oneCore : {true, false}) {
             const double figure = Figure(all, row, oneCore, panel.value);
@@ -95,23 +96,23 @@ void DrawHead(CDrawing& drawing, const std::string& caption) {
 
 std::string DrawBulk(const Measurements& measurements, const std::string& caption) {
     std::vector<Row> rows;
-    std::array<Panel, 2> panels = {
+    std::array<BarPanel, 2> panels = {
         {{"MB/s", "%.0f", kLabelsEnd, kRateEnd, 0}, {"cpu_s_per_GB", "%.1f", kCostBegin, kCostEnd, 0}}};
     for (const Row& row : kRows) {
         if (!measurements.count(CaseID(row.driver, true))) continue;
         rows.push_back(row);
-        for (Panel& panel : panels)
+        for (BarPanel& panel : panels)
             for (const bool oneCore : {true, false})
                 panel.most = std::max(panel.most, Figure(measurements, row, oneCore, panel.value));
     }
-    for (Panel& panel : panels) panel.most = RoundUp(panel.most);
-    CDrawing drawing(kTop + static_cast<double>(rows.size()) * kRowHeight + 56);
+    for (BarPanel& panel : panels) panel.most = RoundUp(panel.most);
+    CDrawing drawing(kBarsTop + static_cast<double>(rows.size()) * kRowHeight + 56);
     DrawHead(drawing, caption);
-    const double bottom = kTop + static_cast<double>(rows.size()) * kRowHeight - 8;
+    const double bottom = kBarsTop + static_cast<double>(rows.size()) * kRowHeight - 8;
     DrawGrid(drawing, panels[0], bottom, 5);
     DrawGrid(drawing, panels[1], bottom, 2);
     for (size_t i = 0; i < rows.size(); ++i)
-        DrawRow(drawing, measurements, rows[i], kTop + static_cast<double>(i) * kRowHeight, panels);
+        DrawRow(drawing, measurements, rows[i], kBarsTop + static_cast<double>(i) * kRowHeight, panels);
     drawing.Bar(24, bottom + 28, 26, Colour(true, true));
     drawing.Text(56, bottom + 40, "all processes on one core", "font-size=\"12\"");
     drawing.Bar(236, bottom + 28, 26, Colour(true, false));

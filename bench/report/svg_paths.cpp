@@ -65,8 +65,8 @@ void DrawCurve(CDrawing& drawing, const Measurements& all, const Panel& panel, c
     std::vector<std::pair<double, double>> curve;
     for (size_t i = 0; i < panel.points.size(); ++i) {
         const auto found = all.find(PathCaseID(drawn.driver, panel.points[i].path));
-        if (found == all.end() || !found->second.Has("path_MB/s")) continue;
-        curve.emplace_back(panel.X(i), Y(found->second.Median("path_MB/s")));
+        if (found == all.end() || !found->second.Has("settled_MB/s")) continue;
+        curve.emplace_back(panel.X(i), Y(found->second.Median("settled_MB/s")));
     }
     drawing.Curve(curve, Stroke(drawn));
     for (const auto& [x, y] : curve) drawing.Dot(x, y, std::string("fill=\"") + drawn.colour + "\"");

@@ -63,8 +63,11 @@ Line BulkColumns(const CMeasured& m) {
 }
 
 Line PathColumns(const CMeasured& m) {
-    return {Number(m.Median("path_MB/s"), 2), Number(m.Least("path_MB/s"), 2) + "-" + Number(m.Most("path_MB/s"), 2),
-            Number(m.Median("cpu_s_per_GB"), 2), Number(m.Median("dropped_percent"), 2),
+    return {Number(m.Median("path_MB/s"), 2),
+            Number(m.Median("settled_MB/s"), 2),
+            Number(m.Least("settled_MB/s"), 2) + "-" + Number(m.Most("settled_MB/s"), 2),
+            Number(m.Median("cpu_s_per_GB"), 2),
+            Number(m.Median("dropped_percent"), 2),
             Number(m.Median("queue_p50_ms"), 1)};
 }
 
@@ -104,7 +107,7 @@ Line DelayColumns(const CMeasured& m) {
 void PrintMeasurements(std::ostream& out, const std::vector<CCase>& cases, const Measurements& measurements) {
     PrintWith(out, cases, measurements, "MB/s", {"bulk", "MB/s", "spread", "CPU s/GB", "frames/s", ""}, BulkColumns);
     PrintWith(out, cases, measurements, "path_MB/s",
-              {"path", "MB/s", "spread", "CPU s/GB", "% dropped", "queue p50 ms", ""}, PathColumns);
+              {"path", "MB/s", "settled", "spread", "CPU s/GB", "% dropped", "queue p50 ms", ""}, PathColumns);
     PrintWith(out, cases, measurements, "shared_ratio",
               {"sharing", "MB/s", "the other's", "ratio", "spread", "queue p50 ms", ""}, SharingColumns);
     PrintWith(out, cases, measurements, "p50_us", {"round trip", "p50 us", "p90 us", "p99 us", "max us", ""},

@@ -19,9 +19,9 @@ void AddPathTargets(std::vector<CTarget>& all) {
                                        {"20 Mbit/s, 300 ms, 1 %", 2.25},
                                        {"400 Mbit/s, 50 ms, 0.1 %", 45.0},
                                        {"50 ms, quarter of a queue", 11.2}})
-        path("path_MB/s", where, true, least, "goodput, MB/s");
+        path("settled_MB/s", where, true, least, "goodput, MB/s");
     for (const char* other : {"quic-bbr2", "srt-live", "tcp-bbr"})
-        all.push_back({"path", std::string("goodput against ") + other, "path_MB/s",
+        all.push_back({"path", std::string("goodput against ") + other, "settled_MB/s",
                        PathCaseID("lumo-wide", "50 ms, 5 %"), PathCaseID(other, "50 ms, 5 %"), true, 0.95});
     path("dropped_percent", "50 ms, quarter of a queue", false, 2, "percent that the queue drops");
     path("queue_p50_ms", "50 ms, 4 queues", false, 15, "ms in the queue");

@@ -24,6 +24,20 @@ RunSpec SpecOf(const char* driver) {
     return spec;
 }
 
+TEST(BenchGoodput, OverAPathCountsOnceItsRateCanHaveBeenFound) {
+    RunSpec spec;
+    spec.path = {100, 300};
+    spec.seconds = 12;
+    CGoodput goodput(spec);
+    constexpr int64_t kSecond = 1000000000;
+    for (const auto& [second, bytes] : {std::pair{1, 7U}, {2, 1000000U}, {4, 2000000U}})
+        EXPECT_FALSE(goodput.Take(second * kSecond, bytes));
+    EXPECT_TRUE(goodput.Take(14 * kSecond, 90000000));
+    EXPECT_EQ(goodput.Result(), (Values{{"bytes", 93e6}, {"seconds", 13}, {"settled_MB/s", 9}}));
+    spec.seconds = 2.5;
+    EXPECT_EQ(CGoodput(spec).Result().count("settled_MB/s"), 0U) << "it ends before";
+}
+
 TEST(BenchRun, BringsTheNumbersOfBothProcesses) {
     RunSpec spec = SpecOf("good");
     EXPECT_EQ(bench::Run(spec, {}).values.count("delay_p50_us"), 0U) << "how long frames took is told where asked";
