@@ -42,7 +42,10 @@ bool ParseHostName(const std::string& text, std::string& name) {
     const std::string host = small.substr(0, colon);
     uint16_t port = 0;
     if (host.empty() || host.size() > kLongest) return false;
-    if (host.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-._") != std::string::npos) return false;
+    const auto fits = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_';
+    };
+    if (!std::all_of(host.begin(), host.end(), fits)) return false;
     if (colon != std::string::npos && !ParsePort(small.substr(colon + 1), port)) return false;
     name = small;
     return true;

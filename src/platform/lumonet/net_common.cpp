@@ -3,7 +3,6 @@
 #include "platform/lumonet/udp_counters.h"
 #include "platform/lumonet/udp_features.h"
 
-#include <charconv>
 #include <mutex>
 
 namespace {
@@ -26,13 +25,12 @@ bool ParseByte(const char*& at, const char* end, uint32_t& value) {
 }  // namespace
 
 std::string GetIpAddr(unsigned long ip) {
-    char text[16];
-    char* at = text;
+    std::string text;
     for (int shift = 24; shift >= 0; shift -= 8) {
-        at = std::to_chars(at, text + sizeof text, static_cast<uint8_t>(ip >> shift)).ptr;
-        if (shift > 0) *at++ = '.';
+        text += std::to_string(ip >> shift & 0xff);
+        if (shift > 0) text += '.';
     }
-    return std::string(text, at);
+    return text;
 }
 
 bool ParseIpAddr(const std::string& text, uint32_t& ip) {
