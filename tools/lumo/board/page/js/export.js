@@ -32,7 +32,7 @@ export async function canvasOf(model, scale = 2) {
 }
 
 async function dataUrlOf(object) {
-  const answer = await fetch(`/picture/${object.id}`);
+  const answer = await fetch(`picture/${object.id}`);
   if (!answer.ok) throw new Error("Not saved: a picture cannot be read.");
   const blob = await answer.blob();
   return new Promise((done, fail) => {

@@ -7,13 +7,13 @@ async function post(path, body) {
 }
 
 /** Actions in order; gives the numbers of new objects, one list for each action. */
-export const act = (...actions) => post("/do", JSON.stringify(actions));
+export const act = (...actions) => post("do", JSON.stringify(actions));
 
-export const sendPicture = (blob, box) => post(`/picture?box=${box.join(",")}`, blob);
+export const sendPicture = (blob, box) => post(`picture?box=${box.join(",")}`, blob);
 
 /** Calls `on[type](event)` for each event and `on.lost()` when the program is not there; it comes back by itself. */
 export function listen(on) {
-  const source = new EventSource("/events");
+  const source = new EventSource("events");
   source.onmessage = (message) => {
     const event = JSON.parse(message.data);
     on[event.type]?.(event);

@@ -20,7 +20,7 @@ const MORE_KEYS = [["Ctrl+Z, Ctrl+Shift+Z", "Undo what I did, redo"], ["Ctrl+A",
 function iconOf(name) {
   const svg = document.createElementNS("http://www.w3.org/2000/svg", "svg");
   const use = document.createElementNS("http://www.w3.org/2000/svg", "use");
-  use.setAttribute("href", `/icons.svg#${name}`);
+  use.setAttribute("href", `icons.svg#${name}`);
   svg.append(use);
   return svg;
 }

@@ -15,7 +15,7 @@ const pictures = new Map();  // by number: what the browser has loaded
 export function pictureOf(object, then) {
   let entry = pictures.get(object.id);
   if (!entry) {
-    const { id } = object, load = () => { entry.image.src = `/picture/${id}`; };
+    const { id } = object, load = () => { entry.image.src = `picture/${id}`; };
     entry = { image: new Image(), waiting: [], pause: FIRST_PAUSE_MS };
     pictures.set(id, entry);
     entry.image.onload = () => { for (const call of entry.waiting.splice(0)) call(); };
