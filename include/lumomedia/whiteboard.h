@@ -28,7 +28,9 @@ struct CWBChannelState;
 ///            you have. What you sent yourself never comes back.
 ///   answer   a channel elsewhere may ask you the same way, over the channel of this host, which answers for you.
 ///
-/// Codes that are not named here are the application's own and go unchanged to all other sessions.
+/// Codes that are not named here are the application's own and go unchanged to all other sessions. So does
+/// WB_CMD_POINTER, except that a link on which other messages wait carries only the newest of a sender's pointers with
+/// one object ID, once nothing else waits: it goes for what is worthless once it is old.
 enum WBCommand {
     WB_CMD_OBJECT_OFFER = 1,
     WB_CMD_OBJECT_REQUEST = 2,
@@ -43,7 +45,10 @@ enum WBCommand {
     WB_CMD_STATE = 19,
     WB_CMD_EXT_OFFER = 20,  ///< 20 to 22: as 1 to 3, over the same objects
     WB_CMD_EXT_REQUEST = 21,
-    WB_CMD_EXT_DATA = 22
+    WB_CMD_EXT_DATA = 22,
+    /// Where somebody points. The object ID says who; the payload is x and y (signed), or nothing when it has gone.
+    /// With a payload of another length it is a message like any other.
+    WB_CMD_POINTER = 0x4c51
 };
 
 /// Keeps the objects and relays. At most 100,000 objects and 256 MiB of records; what comes past that is dropped.

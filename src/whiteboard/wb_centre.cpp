@@ -4,6 +4,7 @@
 #include "link/process/mcu_services.h"
 #include "platform/lumobase/app_log.h"
 #include "whiteboard/wb_channel_state.h"
+#include "whiteboard/wb_pointers.h"
 #include "whiteboard/wb_server_session.h"
 
 #include <algorithm>
@@ -67,8 +68,10 @@ void CWBCentre::Process(uint32_t sessionID, const char* data, int length) {
             ProcessObjects(sessionID, message);
             break;
         }
-        default:
+        default: {
+            const wb::CRelaying relaying(sessionID);
             Relay(sessionID, data, length);
+        }
     }
 }
 

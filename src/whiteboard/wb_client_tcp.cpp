@@ -3,6 +3,7 @@
 #include "link/callback.h"
 #include "link/media.h"
 #include "whiteboard/wb_message.h"
+#include "whiteboard/wb_pointers.h"
 
 CWBClientTCP::CWBClientTCP(IWBSessionClientNotify& notify, CWBChannel& channel)
     : CWBSession(&channel), m_link(media::kWhiteboard.kind, media::kReceiverKeepAliveEvery), m_pNotify(&notify) {}
@@ -34,7 +35,10 @@ bool CWBClientTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) 
 }
 
 void CWBClientTCP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= wb::kMinTcpFrame && m_link.SendFrame(data, len)) m_link.RestartKeepAlive();
+    if (!data || len < wb::kMinTcpFrame) return;
+    uint64_t key = 0;
+    const bool sent = wb::IsPointer(data, len, key) ? m_link.SendNewest(key, data, len) : m_link.SendFrame(data, len);
+    if (sent) m_link.RestartKeepAlive();
 }
 
 void CWBClientTCP::ReleaseConnections() {

@@ -1,6 +1,7 @@
 #include "whiteboard/wb_client_udp.h"
 
 #include "whiteboard/local_mcu_wb.h"
+#include "whiteboard/wb_pointers.h"
 
 CWBClientUDP::CWBClientUDP(IWBSessionClientNotify& notify, CWBChannel& channel, CUdpSubscriberLink& subscriberLink)
     : CWBSession(&channel), m_subscriberLink(subscriberLink), m_pNotify(&notify) {
@@ -29,7 +30,7 @@ void CWBClientUDP::OnReceivedFrame(uint32_t serverSessionID, const char* packet,
 }
 
 void CWBClientUDP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= 1) m_frames.QueueFrame(data, len);
+    if (data && len >= 1) wb::Queue(m_frames, data, len);
 }
 
 void CWBClientUDP::SendSCTPData(char* packet, int length) {

@@ -3,6 +3,7 @@
 #include "link/process/instances.h"
 #include "link/tcp/tcp_link.h"
 #include "whiteboard/wb_message.h"
+#include "whiteboard/wb_pointers.h"
 
 CWBSessionServerUDP::CWBSessionServerUDP(CWBChannel& channel, uint32_t ip, uint16_t port, uint32_t remoteSessionID)
     : CWBServerSession(channel),
@@ -34,7 +35,7 @@ void CWBSessionServerUDP::LeaveWBChannel() {
 }
 
 void CWBSessionServerUDP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= 1) m_frames.QueueFrame(data, len);
+    if (data && len >= 1) wb::Queue(m_frames, data, len);
 }
 
 void CWBSessionServerUDP::SendConnectAck() { m_udp.AcknowledgeConnect(); }
@@ -64,7 +65,12 @@ void CWBSessionServerTCP::LeaveWBChannel() {
 }
 
 void CWBSessionServerTCP::SendWBSessionData(const char* data, int len) {
-    if (data && len >= wb::kMinTcpFrame) m_tcp.Send(data, len);
+    if (!data || len < wb::kMinTcpFrame) return;
+    uint64_t key = 0;
+    if (wb::IsPointer(data, len, key))
+        m_tcp.SendNewest(key, data, len);
+    else
+        m_tcp.Send(data, len);
 }
 
 bool CWBSessionServerTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {

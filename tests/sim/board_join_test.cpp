@@ -1,4 +1,4 @@
-// How long a late joiner of a whiteboard waits until it has everything.
+// How long people at a whiteboard wait: a late joiner for everything, everybody for strokes and pointers.
 #include "sim/nodes.h"
 #include "sim/wide_end.h"
 #include "support/medium_app.h"
@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace sim {
@@ -80,6 +81,40 @@ TEST(BoardJoin, ALateJoinerIsCompleteInTime) {
         for (const std::string& message : late.reader->heard)
             ASSERT_EQ(wb_words::WordAt(message, 0), static_cast<uint32_t>(wb_words::kOffer));
         RecordProperty("ms for " + std::to_string(row.objects), static_cast<int>(world.Elapsed()));
+    }
+}
+
+// One moves its pointer 20 times a second and draws a stroke meanwhile.
+TEST(BoardPointers, NoStrokeStandsBehindThemAndNoneIsOld) {
+    constexpr uint32_t kDelay = 200, kEvery = 50;
+    for (const bool wide : {false, true}) {
+        const CWideSessions sessions(wide);
+        CWorld world(1);
+        CFakeNet net;
+        CBoardNode early(world, net, kEarly), late(world, net, kLate);
+        world.AddFaults(kEarly, kLate, Delay(kDelay, kDelay));
+        late.Join();
+        world.RunFor(2000);
+        uint64_t drawn = 0, age = 0, strokeTook = 0;
+        for (int i = 0; i < 100; ++i) {
+            late.Do([&] {
+                const auto now = static_cast<uint32_t>(world.Elapsed());
+                late.reader->Say(wb_words::Message(wb_words::kPointer, 7, 0, wb_words::Words({now, 0})));
+                if (i != 50) return;
+                late.reader->Say(wb_words::Message(wb_words::kData, 1, 0, "stroke"));
+                drawn = now;
+            });
+            world.RunFor(kEvery);
+            for (const std::string& message : early.reader->Heard()) {
+                if (wb_words::WordAt(message, 0) == wb_words::kOffer)
+                    strokeTook = world.Elapsed() - drawn;
+                else
+                    age = std::max(age, world.Elapsed() - wb_words::WordAt(message, 12));
+            }
+        }
+        // A given session carries one message a round trip; the stroke is offered, asked for and sent.
+        EXPECT_TRUE(kDelay <= age && age <= (wide ? 1 : 3) * kDelay + kEvery) << age;
+        EXPECT_TRUE(kDelay <= strokeTook && strokeTook <= (wide ? 3 : 5) * kDelay + kEvery) << strokeTook;
     }
 }
 

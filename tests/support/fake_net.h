@@ -57,6 +57,10 @@ public:
         if (stalled) queuedBytes += static_cast<unsigned long>(length);
         if (counts) ++queued;
     }
+    void SendNewest(uint64_t key, const char* data, int length) override {
+        newest.push_back(key);
+        SendData(data, length, 0);
+    }
     void SetNotify(ITcpSessionNotify* notify) override { sessionNotify = notify; }
     unsigned long GetSendQueueSize() override { return queued; }
     unsigned long GetSendQueueBytes() override { return queuedBytes; }
@@ -82,6 +86,7 @@ public:
     ITcpClientNotify* clientNotify;
     ITcpSessionNotify* sessionNotify = nullptr;
     std::vector<CSentMessage> sent;
+    std::vector<uint64_t> newest;  // the keys of frames that give way to newer ones
     std::string dialledHost;
     uint16_t dialledPort = 0;
     std::string proxy;  // "type host port user password"

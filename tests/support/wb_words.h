@@ -35,6 +35,7 @@ enum : uint32_t {
     kExtOffer = 20,
     kExtRequest = 21,
     kExtData = 22,
+    kPointer = 0x4c51,
 };
 
 }  // namespace wb_words

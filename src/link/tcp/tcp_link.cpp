@@ -41,6 +41,13 @@ bool CTcpLink::SendFrame(const void* data, int length) {
     return true;
 }
 
+bool CTcpLink::SendNewest(uint64_t key, const void* data, int length) {
+    CAutoLock lock(&m_cs);
+    if (!m_pITcpClient || length > limits::kMaxFrameLen || m_limit.IsOverrun()) return false;
+    m_pITcpClient->SendNewest(key, static_cast<const char*>(data), length);
+    return true;
+}
+
 void CTcpLink::ClearQueue() {
     CAutoLock lock(&m_cs);
     m_limit.Reset(0);

@@ -47,6 +47,8 @@ public:
     void SendValidation(const wire::CWireWriter& message);
     /// False when there is no client, or when more waits than may: the link is lost then.
     bool SendFrame(const void* data, int length);
+    /// The same for a frame that gives way to a newer one of its key, and that nothing else waits behind.
+    bool SendNewest(uint64_t key, const void* data, int length);
     /// Sends a control byte, `alone` in place of all that waits; it is the keep-alive from now on.
     void SendControl(char control, bool alone);
     /// Drops what waits to be sent; the link is whole again.

@@ -28,6 +28,11 @@ void CTcpSink::Send(const void* data, int length) {
         m_limit.CountDropped(1);
 }
 
+void CTcpSink::SendNewest(uint64_t key, const void* data, int length) {
+    m_keepAlive.Restart();
+    if (m_pSession && !m_limit.IsOverrun()) m_pSession->SendNewest(key, static_cast<const char*>(data), length);
+}
+
 void CTcpSink::DropQueue() {
     const uint32_t before = QueuedFrames();
     if (m_pSession) m_pSession->ClearSendQueue();

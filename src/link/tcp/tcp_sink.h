@@ -24,6 +24,8 @@ public:
     void Answer(ITcpSessionNotify* notify, const wire::CWireWriter& message);
     /// A frame goes into the queue, unless more waits there than may: the sink counts as disconnected then.
     void Send(const void* data, int length);
+    /// The same for a frame that gives way to a newer one of its key, and that nothing else waits behind.
+    void SendNewest(uint64_t key, const void* data, int length);
     /// The sweep of every second: sends an idle connection's keep-alive. True when the sink is at its end.
     bool Poll();
     /// Drops what waits, and takes frames again.

@@ -3,6 +3,7 @@
 #include "core/wide/wide_constants.h"
 #include "link/process/mcu_services.h"
 #include "link/process/work_signal.h"
+#include "link/udp/queued_frame.h"
 #include "platform/lumobase/clock.h"
 
 #include <algorithm>
@@ -13,25 +14,6 @@
 namespace {
 
 constexpr int kMostWidePasses = 64;
-
-/// A frame on its way through a queue or a session, and what it costs.
-class CQueuedFrame final : public CDataBuffer {
-public:
-    explicit CQueuedFrame(CBudgetAccount& account) : m_account(account) {}
-    ~CQueuedFrame() override {
-        if (m_nCost > 0) m_account.Return(m_nCost);
-    }
-    bool Store(const void* data, int length) {
-        const uint64_t cost = limits::QueueCost(static_cast<uint64_t>(length), 1);
-        if (!m_account.Take(cost)) return false;
-        m_nCost = cost;
-        return StoreData(static_cast<const char*>(data), length);
-    }
-
-private:
-    CBudgetAccount& m_account;
-    uint64_t m_nCost = 0;
-};
 
 bool IsData(char* packet, int length) { return CSCTPPacket(packet, length).GetCommand() == session::SCTP_CMD_DATA; }
 
@@ -65,6 +47,7 @@ void CFrameLink::CloseLink() {
         CAutoLock pump(&m_csPump);
         ForgetTaken();
         m_queue.Flush();
+        m_newest.Drop();
         m_session.CloseSession();
         ChargeRecords();
         MarkIdle();
@@ -86,6 +69,24 @@ bool CFrameLink::QueueFrame(const void* data, int length) {
     MarkBusy();
     Pump();
     return true;
+}
+
+bool CFrameLink::QueueNewest(uint64_t key, const void* data, int length) {
+    const bool takes = length >= 0 && length <= limits::kMaxFrameLen && !IsOverLimit();
+    std::unique_ptr<CQueuedFrame> buffer(takes ? new (std::nothrow) CQueuedFrame(m_waiting) : nullptr);
+    if (!buffer || !buffer->Store(data, length)) {
+        CountDropped(1);
+        return false;
+    }
+    if (!m_newest.Put(key, std::move(buffer))) return QueueFrame(data, length);
+    MarkBusy();
+    Pump();
+    return true;
+}
+
+CDataBuffer* CFrameLink::NextWaitingFrame() {
+    CDataBuffer* frame = m_queue.GetDataBuffer();
+    return frame ? frame : m_newest.Take().release();
 }
 
 bool CFrameLink::SendAtOnce(const void* data, int length) {
@@ -184,8 +185,8 @@ bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
     const bool wide = m_session.IsWideSending();  // it takes its frames itself
-    const bool idle = m_session.IsSendIdle() && !(wide && m_queue.GetCount() > 0);
-    CDataBuffer* frame = idle && !wide ? m_queue.GetDataBuffer() : nullptr;
+    const bool idle = m_session.IsSendIdle() && !(wide && HasWaiting());
+    CDataBuffer* frame = idle && !wide ? NextWaitingFrame() : nullptr;
     if (!idle || (frame && m_session.SendBuffer(frame))) {
         for (int pass = 0; !(wide && pass == kMostWidePasses) && m_session.ProcessSend(); ++pass) sent = true;
         ChargeRecords();
@@ -199,7 +200,7 @@ bool CFrameLink::RunPump() {
     }
     ChargeRecords();
     MarkIdle();
-    if (m_queue.GetCount() > 0 || !m_session.IsSendIdle()) {  // queued or sent in between
+    if (HasWaiting() || !m_session.IsSendIdle()) {  // queued or sent in between
         MarkBusy();
         m_bPumpAgain.store(true, std::memory_order_seq_cst);
     }
@@ -235,7 +236,7 @@ bool CFrameLink::SetHeld(bool held) {
     }
     ForgetTaken();
     if (held) return gap;
-    if (!m_session.IsSendIdle() || m_queue.GetCount() > 0) MarkBusy();
+    if (!m_session.IsSendIdle() || HasWaiting()) MarkBusy();
     Pump();
     return gap;
 }
@@ -249,7 +250,7 @@ void CFrameLink::LetFirstLeave() {
     if (!m_pFirst.load(std::memory_order_relaxed)) return;
     m_nMayLeave.store(static_cast<int>(session::kInitialWindow), std::memory_order_relaxed);
     m_bFirstLeaves.store(true, std::memory_order_seq_cst);
-    if (m_queue.GetCount() > 0) MarkBusy();
+    if (HasWaiting()) MarkBusy();
     Pump();
 }
 
@@ -284,6 +285,7 @@ void CFrameLink::DropQueue() {
     const uint64_t count = QueuedFrames();
     const uint64_t cost = QueueCost();
     m_queue.Flush();
+    m_newest.Drop();
     GiveBackTaken(cost);
     m_limit.Reset(count);
     LinkRegistry().CountDropped(count);

@@ -8,6 +8,7 @@
 #include "link/lock_order.h"
 #include "link/process/due_links.h"
 #include "link/process/link_registry.h"
+#include "link/udp/newest_frames.h"
 #include "platform/lumobase/buffer_pool.h"
 #include "platform/lumobase/call_pace.h"
 #include "platform/lumobase/memory_budget.h"
@@ -47,6 +48,9 @@ public:
 
     /// Queues a copy of a frame and lets it go at once when the link is idle. False when it was dropped.
     bool QueueFrame(const void* data, int length);
+    /// A copy of a frame that is worth something only while it is new: it leaves once nothing else waits, unless a
+    /// newer one of its key has come by then. So it keeps no other frame waiting, and counts as queued nowhere.
+    bool QueueNewest(uint64_t key, const void* data, int length);
     /// A copy of a frame goes into the session at once, behind what is still in flight. False when it was dropped. A
     /// link sends its frames either so or through the queue.
     bool SendAtOnce(const void* data, int length);
@@ -92,7 +96,8 @@ private:
     void OnSCTPSessionReceivedFrame(char* frame, int length) final;
     /// While held, only the opening and the first window of an unvalidated far side leave, and acknowledgements.
     void SendSCTPData(char* packet, int length) final;
-    CDataBuffer* NextWaitingFrame() final { return m_queue.GetDataBuffer(); }
+    CDataBuffer* NextWaitingFrame() final;
+    bool HasWaiting() { return m_queue.GetCount() > 0 || !m_newest.IsEmpty(); }
     void GiveWay() override;
     uint64_t BytesMoved() override;
     void OnDue(uint64_t now) override;
@@ -118,6 +123,7 @@ private:
     CBudgetAccount m_waiting{SendBudget(), *this};  // before the frames that it pays for
     CSession m_session{*this};
     CBufferPool m_queue{lock_order::kFrameQueue};
+    CNewestFrames m_newest;
     CLinkEntry m_entry;
     CCritSec m_csPump{lock_order::kPump};
     uint64_t m_nRecordBytes LUMO_GUARDED_BY(m_csPump) = 0;  // charged

@@ -91,6 +91,9 @@ public:
     /// as type, payload length (u32 big-endian each) and payload. Frames queued before this side's validation message
     /// leave after it.
     virtual void SendData(const char* data, int length, int mode) = 0;
+    /// Queues one frame that is worth something only while it is new: it leaves once nothing else waits and the kernel
+    /// has sent all before, unless a newer one of its key has come by then. It counts in no queue size.
+    virtual void SendNewest(uint64_t /*key*/, const char* data, int length) { SendData(data, length, 0); }
     /// Frames not yet handed to the kernel.
     virtual unsigned long GetSendQueueSize() = 0;
     /// Bytes of those frames.
@@ -120,6 +123,7 @@ public:
     virtual void ReleaseConnections() = 0;
     /// As for the client.
     virtual void SendData(const char* data, int length, int mode) = 0;
+    virtual void SendNewest(uint64_t /*key*/, const char* data, int length) { SendData(data, length, 0); }
     /// Attaches the object that receives the session's frames; frames that came before are delivered after it.
     /// Null detaches: once it returns, no callback into the old object runs.
     virtual void SetNotify(ITcpSessionNotify* notify) = 0;

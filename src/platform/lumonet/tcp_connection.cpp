@@ -52,11 +52,24 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
         }
         const bool wake =
             mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(charge));
-        if (wake && !m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
+        if (wake) BeginWriting();
     } catch (...) {
         LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
         GiveWay();
     }
+}
+
+void CTcpConnection::SendOnlyNewest(uint64_t key, const char* data, int length) {
+    if (!data || length <= 0 || static_cast<uint32_t>(length) > net::kMaxBody || IsLost()) return;
+    const auto bytes = static_cast<uint32_t>(length);
+    CSharedMessage frame = ShareFrame(data, bytes, m_out.account.HoldsLittle(bytes));
+    CQueueCharge charge;
+    if (frame && charge.Take(m_out.account, bytes) && m_queue.PushNewest(key, std::move(frame), std::move(charge)))
+        BeginWriting();
+}
+
+void CTcpConnection::BeginWriting() {
+    if (!m_reactor.Post(Later(&CTcpConnection::WriteTurn))) m_queue.NotWoken();
 }
 
 void CTcpConnection::CWay::GiveWay() {
@@ -250,7 +263,7 @@ void CTcpConnection::WriteTurn() {
 }
 
 size_t CTcpConnection::Write(CTcpSendQueue::Pieces pieces, asio::error_code& error) {
-    const bool ages = m_queue.Ages();
+    const bool ages = m_queue.Ages() || m_queue.GathersNewest();
     const int mostUnsent = ages ? 1 : m_stall.IsJudged() ? net::kMaxUnsent : 0;
     if (mostUnsent != m_nMostUnsent) {
         using NotSentLowWater = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_NOTSENT_LOWAT>;

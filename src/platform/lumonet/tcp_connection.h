@@ -26,6 +26,8 @@ public:
     const char* CongestionControl() const { return m_pCongestionControl.load(std::memory_order_relaxed); }
     /// Queues one message. Drops what cannot be one: nothing, too long, or a validation message not laid out as such.
     void Send(const char* data, int length, int mode);
+    /// Queues a frame that gives way to a newer one of its key; dropped where there is no memory for it.
+    void SendOnlyNewest(uint64_t key, const char* data, int length);
     /// Takes and delivers nothing more; ends once what is queued has left and the far side has closed.
     void FinishSending();
     /// Reactor: ends at once. The reason goes to the log.
@@ -102,12 +104,14 @@ private:
     void Continue();
     bool Deliver();
     Verdict OnMessage(const CTcpMessage& message);
+    void BeginWriting();
     void WaitWritable();
     void WatchStall();
     void LookWhetherStalled();
     uint64_t Taken() { return CTcpStall::Taken(m_nSent, m_socket.native_handle()); }
     void WriteTurn();
-    /// Where frames age the kernel takes the next ones only once all before are on their way.
+    /// Where frames age, or give way to newer ones, the kernel takes the next ones only once all before are on their
+    /// way.
     size_t Write(CTcpSendQueue::Pieces pieces, asio::error_code& error);
     void OnWriteFailed();
     /// Any thread: this connection ends, for want of memory.

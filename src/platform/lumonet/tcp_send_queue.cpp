@@ -11,8 +11,23 @@ bool CTcpSendQueue::PushFrame(CSharedMessage frame, CQueueCharge charge) {
     CAutoLock lock(&m_cs);
     if (m_bClosed) return false;
     DropAged();
-    m_items.push_back({std::move(frame), false, since, std::move(charge)});
+    m_items.push_back({std::move(frame), false, since, std::move(charge), {}});
     Count(m_items.back());
+    return Wake();
+}
+
+bool CTcpSendQueue::PushNewest(uint64_t key, CSharedMessage frame, CQueueCharge charge) {
+    if (!frame) return false;
+    Item item{std::move(frame), false, static_cast<uint32_t>(Lumo_Base::GetTimestamp()), std::move(charge), key};
+    CAutoLock lock(&m_cs);
+    if (m_bClosed) return false;
+    if (m_newest.Takes(key)) {
+        m_newest.Put(key, std::move(item));
+    } else {
+        m_items.push_back(std::move(item));
+        m_items.back().newestOf.reset();
+        Count(m_items.back());
+    }
     return Wake();
 }
 
@@ -21,7 +36,7 @@ bool CTcpSendQueue::PushValidation(const char* data, uint32_t length) {
     if (!message) return false;
     CAutoLock lock(&m_cs);
     if (m_bClosed || m_bValidated) return false;
-    m_items.push_front({std::move(message), true, 0, {}});
+    m_items.push_front({std::move(message), true, 0, {}, {}});
     m_bValidated = true;  // once nothing can fail any more
     Count(m_items.front());
     return Wake();
@@ -44,6 +59,7 @@ CTcpSendQueue::Pieces CTcpSendQueue::Gather() {
     size_t bytes = 0;
     if (m_bValidated) {
         DropAged();
+        TakeNewest();
         const size_t most = Ages() ? net::kAgingWriteTurn : net::kWriteTurn;
         for (const Item& item : m_items) {
             if (count == m_pieces.size() || bytes >= most) break;
@@ -65,7 +81,11 @@ void CTcpSendQueue::Sent(size_t bytes) {
     while (gone < left && m_nOffset >= m_items[gone].message->length) m_nOffset -= m_items[gone++].message->length;
     Erase(0, gone);
     left -= gone;
-    if (m_bClearBusy) Erase(std::min(left, Unclearable()), left);
+    const size_t begun = std::min(left, Unclearable());
+    if (m_bClearBusy)
+        Erase(begun, left);
+    else
+        PutNewestBack(begun, left);
     m_bClearBusy = false;
     m_nBusy = 0;
 }
@@ -74,6 +94,7 @@ void CTcpSendQueue::Clear() {
     CAutoLock lock(&m_cs);
     const size_t keep = std::max(m_nBusy, Unclearable());
     if (keep < m_items.size()) Erase(keep, m_items.size());
+    m_newest.Clear();
     m_bClearBusy = m_nBusy > 0;
 }
 
@@ -92,11 +113,33 @@ void CTcpSendQueue::DropAged() {
     }
 }
 
+// All that the writer is given then are such frames, or the rest of one that has begun.
+void CTcpSendQueue::TakeNewest() {
+    m_bGathersNewest = m_items.empty() && !m_newest.IsEmpty();
+    for (Item item; m_bGathersNewest && m_items.size() < m_pieces.size() && m_newest.Take(item);) {
+        m_items.push_back(std::move(item));
+        Count(m_items.back());
+    }
+}
+
+// What the kernel has not begun to take may be replaced still, unless it has been meanwhile.
+void CTcpSendQueue::PutNewestBack(size_t from, size_t to) {
+    if (!m_bGathersNewest) return;
+    for (size_t i = from; i < to; ++i) {
+        Item& item = m_items[i];
+        const uint64_t key = item.newestOf.value_or(0);
+        if (m_newest.Takes(key) && !m_newest.Has(key))
+            m_newest.Put(key, {item.message, false, item.since, std::move(item.charge), key});
+    }
+    Erase(from, to);
+}
+
 void CTcpSendQueue::Close() {
     std::deque<Item> gone;
     {
         CAutoLock lock(&m_cs);
         m_bClosed = true;
+        m_newest.Clear();
         gone.swap(m_items);
         m_nOffset = m_nBusy = 0;
         m_nCount.store(0, std::memory_order_relaxed);

@@ -3,6 +3,7 @@
 
 #include "platform/lumobase/crit_sec.h"
 #include "platform/lumobase/memory_budget.h"
+#include "platform/lumobase/newest.h"
 #include "platform/lumonet/tcp_fan_out.h"
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -54,11 +56,15 @@ public:
     /// True when the writer must be told: nothing was being written. Frames wait until the validation message was
     /// pushed.
     bool PushFrame(CSharedMessage frame, CQueueCharge charge = {});
+    /// A frame that waits beside the others until none of them does, in the place of an older one of its key.
+    bool PushNewest(uint64_t key, CSharedMessage frame, CQueueCharge charge = {});
     /// Goes before every frame; a second one is dropped.
     bool PushValidation(const char* data, uint32_t length);
 
     /// The next bytes to write, valid until Sent. Empty: nothing to write, and the next push says so.
     Pieces Gather();
+    /// Whether the pieces last gathered may give way to newer ones until they have left. The writer's.
+    bool GathersNewest() const { return m_bGathersNewest; }
     /// How many bytes of the pieces have left.
     void Sent(size_t bytes);
 
@@ -77,26 +83,31 @@ public:
     /// The writer could not be told: the next push says so again.
     void NotWoken();
 
-    /// Messages not wholly handed to the kernel, and the bytes of their bodies.
+    /// Messages not wholly handed to the kernel, and the bytes of their bodies; those that give way to newer ones only
+    /// while they are being handed to it.
     uint32_t Count() const { return m_nCount.load(std::memory_order_relaxed); }
     uint64_t Bytes() const { return m_nBytes.load(std::memory_order_relaxed); }
 
 private:
     struct Item {
         CSharedMessage message;
-        bool validation;
-        uint32_t since;  // when it was pushed
+        bool validation = false;
+        uint32_t since = 0;  // when it was pushed
         CQueueCharge charge;
+        std::optional<uint64_t> newestOf;  // its key, where it gives way to a newer one
     };
 
     bool Wake() LUMO_REQUIRES(m_cs);
     void Count(const Item& item) LUMO_REQUIRES(m_cs);
     size_t Unclearable() const LUMO_REQUIRES(m_cs);
     void Erase(size_t from, size_t to) LUMO_REQUIRES(m_cs);
+    void TakeNewest() LUMO_REQUIRES(m_cs);
+    void PutNewestBack(size_t from, size_t to) LUMO_REQUIRES(m_cs);
     void DropAged() LUMO_REQUIRES(m_cs);
 
     CCritSec m_cs;
     std::deque<Item> m_items LUMO_GUARDED_BY(m_cs);
+    CNewest<Item> m_newest LUMO_GUARDED_BY(m_cs);
     std::atomic<uint32_t> m_nCount{0};  // these two change under the lock
     std::atomic<uint64_t> m_nBytes{0};
     size_t m_nOffset LUMO_GUARDED_BY(m_cs) = 0;  // bytes of the first item that have left
@@ -107,6 +118,7 @@ private:
     // The writer will gather again by itself. True at first: it begins when the connection is up.
     bool m_bWriterAwake LUMO_GUARDED_BY(m_cs) = true;
     std::array<asio::const_buffer, net::kWritePieces> m_pieces;  // the writer's
+    bool m_bGathersNewest = false;                               // the writer's
     std::atomic<uint32_t> m_ulMaxAge{0};
     std::atomic<uint64_t> m_nAged{0};
 };

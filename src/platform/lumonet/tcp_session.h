@@ -20,6 +20,7 @@ public:
     bool IsDisconnected() override { return IsLost(); }
     void ReleaseConnections() override { Release(); }
     void SendData(const char* data, int length, int mode) override { Send(data, length, mode); }
+    void SendNewest(uint64_t key, const char* data, int length) override { SendOnlyNewest(key, data, length); }
     void SetNotify(ITcpSessionNotify* notify) override;
     unsigned long GetSendQueueSize() override { return m_queue.Count(); }
     unsigned long GetSendQueueBytes() override { return m_queue.Bytes(); }

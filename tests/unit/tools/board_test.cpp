@@ -139,6 +139,12 @@ TEST_F(Board, APageThatDoesNotReadIsCutOffAndTheOthersGoOn) {
     }
     EXPECT_TRUE(deaf->Closed());
     EXPECT_FALSE(page->Closed());
+    Hear(BoardCommand::Hello, 9, Words({0}) + "Bob");
+    for (uint32_t x = 0; x < 300; ++x) Hear(BoardCommand::Pointer, 9, Words({x, 0}));
+    Hear(BoardCommand::Data, 5000, Record());
+    const std::vector<std::string> told = Told(page);
+    ASSERT_EQ(told.size(), 2U) << "one that lags is told of the newest place, and last";
+    EXPECT_EQ(json::parse(told[1]), json({{"type", "pointer"}, {"id", 9}, {"x", 299}, {"y", 0}}));
     for (size_t i = 2; i < CPageFeeds::kMaxPages; ++i) EXPECT_TRUE(Open());
     EXPECT_FALSE(Open()) << "too many";
     m_board.LeavePage(deaf);

@@ -6,6 +6,8 @@
 #include "support/wb_reader.h"
 #include "support/wb_words.h"
 
+#include <set>
+
 using session_wire::ReadU32;
 using namespace wb_words;
 
@@ -124,6 +126,41 @@ TEST_F(LocalMcuWB, WhereMoreWasSaidThanMayWaitTheFarSideGetsTheListAnew) {
     FromServer(Say(Row().sink.connectAck, {SentID(2), kSinkID}));
     EXPECT_EQ(SentMessage(6), Message(kList, 0, 0, Words({3})));
     EXPECT_FALSE(made.IsDisconnected());
+}
+
+// The link carries one message at a time.
+TEST_F(LocalMcuWB, OnALinkThatLagsOfEachPointerOnlyTheNewestLeavesAndLast) {
+    CReader one(board), other(board);
+    CMade client = app->Receiver(true, kServer);
+    Serve(Row().tcp.receiver, session_wire::U32(kChannelID));
+    const uint32_t udp = ConnectSink(5);
+    const auto at = [](uint32_t x) { return Message(kPointer, 7, 0, Words({x, 0})); };
+    const std::string first = Message(0x4c50, 7, 1, "Ada"), eight = Message(kPointer, 8), gone = Message(kPointer, 7);
+    const Messages others{Message(kPointer, 7, 0, "longer than places are"), Message(0x4c50), at(9), at(9),
+                          Message(23)};
+    one.Say(first);
+    for (const std::string& message : {at(1), eight, at(2), others[0], others[1]}) one.Say(message);
+    for (int i = 0; i < 2; ++i) other.Say(Message(kReplaceAll, 1, 0, at(9)));  // what they get only looks like one
+    other.Say(at(4));
+    one.Say(gone);
+    one.Say(others[4]);
+    Messages left;
+    for (uint16_t sequence = 0;; ++sequence) {
+        const auto sent = host.TakeSent();
+        if (sent.empty()) break;
+        left.push_back(session_wire::Payload(sent[0].bytes.substr(10)));
+        host.Deliver(Say(Row().sink.frameAck, {udp}, session_wire::Ack(sequence)));
+    }
+    Messages expected{first};
+    expected.insert(expected.end(), others.begin(), others.end());
+    expected.insert(expected.end(), {gone, eight, at(4)});
+    EXPECT_EQ(left, expected);
+    for (const CFakeTcp* tcp : {host.net.sessions.back().get(), &host.net.LastClient()}) {
+        const std::vector<uint64_t>& keys = tcp->newest;
+        ASSERT_EQ(keys.size(), 5U);
+        EXPECT_TRUE(keys[0] == keys[2] && keys[2] == keys[4]);
+        EXPECT_EQ(std::set(keys.begin(), keys.end()).size(), 3U) << "another's of the same ID is another's";
+    }
 }
 
 }  // namespace

@@ -210,7 +210,7 @@ PageFeedPtr CBoard::OpenPage(std::vector<uint32_t>& objects) {
     objects = m_model.IDs();
     const Json hello{{"type", "hello"}, {"channel", m_ulChannel}, {"you", m_ulSelf}};
     for (const Json& event : {hello, StatusEvent(), PeopleEvent(), UndoEvent()})
-        feed->Push(std::make_shared<const std::string>(DumpJson(event)), false);
+        feed->Push(std::make_shared<const std::string>(DumpJson(event)));
     return feed;
 }
 

@@ -102,7 +102,7 @@ private:
     void Greet(uint64_t now);
     void GreetSoon(uint64_t now);
 
-    void Show(const nlohmann::json& event, bool droppable = false) { m_feeds.Publish(DumpJson(event), droppable); }
+    void Show(const nlohmann::json& event) { m_feeds.Publish(DumpJson(event)); }
     void ShowAdded(const IDs& ids);
     /// Soon, and not more often than people can read: names of others may change as fast as messages come.
     void ShowPeople() { m_bPeopleNews = true; }

@@ -36,7 +36,7 @@ void CBoard::OnPeople(const BoardMessage& message, uint64_t now) {
             event["x"] = static_cast<int32_t>(WordAt(message.payload, 0));
             event["y"] = static_cast<int32_t>(WordAt(message.payload, 4));
         }
-        Show(event, true);
+        m_feeds.PublishNewest(message.object, DumpJson(event));
     }
 }
 

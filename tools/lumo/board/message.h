@@ -24,9 +24,9 @@ enum class BoardCommand : uint32_t {
     ExtRequest = WB_CMD_EXT_REQUEST,
     ExtData = WB_CMD_EXT_DATA,
     // Channels relay these unread.
-    Hello = 0x4c50,    ///< object word: who; tag: 1; payload: colour and name
-    Pointer = 0x4c51,  ///< object word: who; payload: x and y, or nothing when it has gone
-    Goodbye = 0x4c52,  ///< object word: who
+    Hello = 0x4c50,            ///< object word: who; tag: 1; payload: colour and name
+    Pointer = WB_CMD_POINTER,  ///< object word: who
+    Goodbye = 0x4c52,          ///< object word: who
 };
 
 inline constexpr size_t kMessageHead = 12;

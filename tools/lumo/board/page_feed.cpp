@@ -5,14 +5,20 @@
 
 namespace lumo {
 
-void CPageFeed::Push(const EventText& event, bool droppable) {
+void CPageFeed::Push(const EventText& event) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_bClosed || (droppable && m_events.size() >= kManyEvents)) return;
+    if (m_bClosed) return;
     m_bClosed = event->size() > kMaxBytes - m_nBytes;
     if (!m_bClosed) {
         m_events.push_back(event);
         m_nBytes += event->size();
     }
+    m_changed.notify_one();
+}
+
+void CPageFeed::PushNewest(uint32_t key, const EventText& event) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_newest.Takes(key)) m_newest.Put(key, event);
     m_changed.notify_one();
 }
 
@@ -24,10 +30,13 @@ void CPageFeed::Close() {
 
 bool CPageFeed::Wait(std::chrono::milliseconds time, EventText& event) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait_for(lock, time, [this] { return m_bClosed || !m_events.empty(); });
+    m_changed.wait_for(lock, time, [this] { return m_bClosed || !m_events.empty() || !m_newest.IsEmpty(); });
     event.reset();
     if (m_bClosed) return false;
-    if (m_events.empty()) return true;
+    if (m_events.empty()) {
+        m_newest.Take(event);
+        return true;
+    }
     event = std::move(m_events.front());
     m_events.pop_front();
     m_nBytes -= event->size();
@@ -51,10 +60,16 @@ void CPageFeeds::Leave(const PageFeedPtr& feed) {
     m_feeds.erase(std::remove(m_feeds.begin(), m_feeds.end(), feed), m_feeds.end());
 }
 
-void CPageFeeds::Publish(std::string event, bool droppable) {
+void CPageFeeds::Publish(std::string event) {
     const auto text = std::make_shared<const std::string>(std::move(event));
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (const PageFeedPtr& feed : m_feeds) feed->Push(text, droppable);
+    for (const PageFeedPtr& feed : m_feeds) feed->Push(text);
+}
+
+void CPageFeeds::PublishNewest(uint32_t key, std::string event) {
+    const auto text = std::make_shared<const std::string>(std::move(event));
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const PageFeedPtr& feed : m_feeds) feed->PushNewest(key, text);
 }
 
 void CPageFeeds::Close() {

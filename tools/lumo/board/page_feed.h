@@ -1,6 +1,8 @@
 // The events on their way to one open page, and all pages.
 #pragma once
 
+#include "platform/lumobase/newest.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -19,10 +21,11 @@ using EventText = std::shared_ptr<const std::string>;
 class CPageFeed {
 public:
     static constexpr size_t kMaxBytes = 16U * 1024 * 1024;
-    static constexpr size_t kManyEvents = 256;  // then pointers are left out
 
     /// Any thread.
-    void Push(const EventText& event, bool droppable);
+    void Push(const EventText& event);
+    /// Waits until no other event does, unless a newer one of its key comes.
+    void PushNewest(uint32_t key, const EventText& event);
     void Close();
     /// The next event, or none within the time. False once it is closed. The page's thread.
     bool Wait(std::chrono::milliseconds time, EventText& event);
@@ -32,6 +35,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<EventText> m_events;
+    CNewest<EventText> m_newest;
     size_t m_nBytes = 0;
     bool m_bClosed = false;
 };
@@ -47,7 +51,8 @@ public:
     /// Null when there are too many, or after the end.
     PageFeedPtr Open();
     void Leave(const PageFeedPtr& feed);
-    void Publish(std::string event, bool droppable = false);
+    void Publish(std::string event);
+    void PublishNewest(uint32_t key, std::string event);
     /// Ends all of them.
     void Close();
 

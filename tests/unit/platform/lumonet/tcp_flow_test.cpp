@@ -10,6 +10,8 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 using namespace tcp_test;
 
@@ -101,6 +103,27 @@ TEST(TcpFlow, AReaderThatStalledHearsNothingOldButWhatItsKernelHolds) {
     expected += Framed(0, control);
     for (int i = 0; i < 5; ++i) expected += Framed(0, fresh);
     EXPECT_TRUE(reader.peer.ReadAll() == expected);
+}
+
+// The same where frames give way to newer ones.
+TEST(TcpFlow, AReaderThatStalledHearsOnlyTheNewestBesidesWhatItsKernelHolds) {
+    Raw reader("", 8192);
+    const std::string old(1000, 'o'), fresh(1000, 'f');
+    const auto send = [&](uint64_t key, const std::string& frame) {
+        reader.Net()->SendNewest(key, frame.data(), static_cast<int>(frame.size()));
+    };
+    for (int i = 0; i < 1000; ++i) {
+        send(1, old);
+        if (i % 20 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    int taken = 0;
+    ASSERT_EQ(ioctl(reader.peer.Fd(), FIONREAD, &taken), 0);
+    send(1, fresh);
+    send(2, fresh);
+    reader.Net()->CloseWhenSent();
+    const std::string got = reader.peer.ReadAll(), last = Framed(0, fresh) + Framed(0, fresh);
+    EXPECT_LE(got.size(), static_cast<size_t>(taken) + 4 * Framed(0, old).size());
+    EXPECT_EQ(got.substr(got.size() - last.size()), last);
 }
 
 TEST(TcpFlow, AFloodOfFramesOnOneConnectionStopsNobody) {

@@ -46,7 +46,7 @@ std::string Bodies(const std::string& wire) {
 }  // namespace
 
 // Every sequence of operations against a list of strings, some of them while the kernel takes bytes; every other time
-// frames age, but for those of one byte.
+// frames age, but for those of one byte, and else some of them give way to newer ones.
 TEST(TcpSendQueue, BehavesAsASimpleModel) {
     for (unsigned seed = 0; seed < 500; ++seed) {
         std::mt19937 random(seed);
@@ -57,8 +57,9 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
         struct Waiting {
             std::string body;
             uint32_t since;
+            uint64_t key = 0;  // of one that gives way
         };
-        std::deque<Waiting> model;
+        std::deque<Waiting> model, newest;
         size_t begun = 0;   // bytes of the model's front that have left
         bool awake = true;  // the writer: it begins by itself
         std::string wire, expected;
@@ -67,7 +68,23 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
             awake = true;
         };
         const auto stays = [&] { return !model.empty() && (begun > 0 || model.front().body == "v") ? 1U : 0U; };
-        const auto clear = [&] { model.erase(model.begin() + stays(), model.end()); };
+        const auto clear = [&] {
+            model.erase(model.begin() + stays(), model.end());
+            newest.clear();
+        };
+        const auto pushNewest = [&](const Waiting& one) {
+            const CSharedMessage frame = ShareFrame(one.body.data(), static_cast<uint32_t>(one.body.size()));
+            EXPECT_EQ(queue.PushNewest(one.key, frame), !awake) << "seed " << seed;
+            awake = true;
+        };
+        const auto wait = [&](const Waiting& one, bool isNewer) {
+            const auto same = [&](const Waiting& other) { return other.key == one.key; };
+            const auto older = std::find_if(newest.begin(), newest.end(), same);
+            if (older == newest.end())
+                newest.push_back(one);
+            else if (isNewer)
+                *older = one;
+        };
         push("v");
         model.push_back({"v", clock.Now()});
         for (int step = 0; step < 200; ++step) {
@@ -75,24 +92,40 @@ TEST(TcpSendQueue, BehavesAsASimpleModel) {
             clock.Advance(random() % 8);
             const auto aged = [&](const Waiting& one) { return clock.Now() - one.since > 50 && one.body.size() > 1; };
             if (ages && kind < 9) model.erase(std::remove_if(model.begin() + stays(), model.end(), aged), model.end());
-            const bool clears = kind >= 8, pushes = kind < 5 || kind == 8;
-            const std::string body = std::to_string(step) + std::string(random() % 20, 'x');
+            const bool clears = kind >= 8, pushes = kind < 5 || kind == 8, newer = !ages && kind % 3 == 1;
+            const Waiting one{std::to_string(step) + std::string(random() % 20, 'x'), clock.Now(), random() % 3};
             const auto others = [&] {
                 if (clears) queue.Clear();
-                if (pushes) push(body);
+                if (newer)
+                    pushNewest(one);
+                else if (pushes)
+                    push(one.body);
             };
+            std::deque<Waiting> gathered;
             if (kind < 5 || kind == 9) {
                 others();
             } else {
-                awake = !model.empty();
+                awake = !model.empty() || !newest.empty();
+                const bool gathers = model.empty();
+                if (gathers) model.swap(newest);
                 begun += Write(queue, random() % 60, wire, others);
+                if (gathers) gathered = model;
             }
             for (; !model.empty() && begun >= model.front().body.size() + net::kHeaderLen; model.pop_front()) {
                 begun -= model.front().body.size() + net::kHeaderLen;
                 expected += (model.front().body == "v" ? "V:" : "") + model.front().body + " ";
             }
+            if (!gathered.empty()) {
+                gathered.assign(model.begin() + stays(), model.end());
+                model.erase(model.begin() + stays(), model.end());
+            }
             if (clears) clear();
-            if (pushes) model.push_back({body, clock.Now()});
+            if (newer)
+                wait(one, true);
+            else if (pushes)
+                model.push_back(one);
+            if (!clears)
+                for (const Waiting& back : gathered) wait(back, false);
             size_t bytes = 0;
             for (const Waiting& one : model) bytes += one.body.size();
             ASSERT_EQ(queue.Count(), model.size()) << "seed " << seed;
