@@ -70,7 +70,7 @@ TEST_F(Boards, ADirectOneOutlivesItsRelay) {
     ASSERT_TRUE(Draw(*host) && Draw(*guest));
     EXPECT_TRUE(AreEqual(*host, *guest, 4, *second));
     ASSERT_TRUE(Says(StartRelay(), "user 7 "));
-    const auto late = Open(third, "relay");
+    const auto late = Open(third, "relay --http-listen 127.0.0.1");
     ASSERT_TRUE(late && AreEqual(*guest, *late, 4, *third) && Draw(*late));
     EXPECT_TRUE(AreEqual(*host, *guest, 5, *second));
     EXPECT_EQ(second->Output().size(), said) << second->Output();

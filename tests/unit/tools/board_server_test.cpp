@@ -10,7 +10,16 @@ using namespace lumo;
 
 namespace {
 
+BoardDoor Door(uint32_t ip, uint16_t port, const std::string& token = "") {
+    BoardDoor door;
+    door.ip = ip;
+    door.port = port;
+    door.token = token;
+    return door;
+}
+
 TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
+    const BoardDoor here = Door(BoardDoor::kLoopback, 8080), lan = Door(0x0a000005, 8080), all = Door(0, 8080);
     const std::string host = "127.0.0.1:8080", origin = "http://127.0.0.1:8080";
     const std::string name = "board.example:8080";  // made to lead here
     const std::tuple<const char*, const char*, httplib::Headers, bool> rows[] = {
@@ -35,22 +44,53 @@ TEST(BoardOrigin, OnlyThePagesOfThisServerMayAsk) {
         httplib::Request request;
         request.method = method;
         request.headers = headers;
-        EXPECT_EQ(IsOwnRequest(request, 8080), own) << what;
+        EXPECT_EQ(IsOwnRequest(request, here), own) << what;
     }
     httplib::Request request;
     request.method = "POST";
     request.headers = {{"Host", "127.0.0.1"}, {"Origin", "http://127.0.0.1"}};
-    EXPECT_TRUE(IsOwnRequest(request, 80)) << "a port that goes without saying";
-    EXPECT_FALSE(IsOwnRequest(request, 8080));
+    EXPECT_TRUE(IsOwnRequest(request, Door(BoardDoor::kLoopback, 80))) << "a port that goes without saying";
+    EXPECT_FALSE(IsOwnRequest(request, here));
+    request.headers = {{"Host", "10.0.0.5:8080"}, {"Origin", "http://10.0.0.5:8080"}};
+    EXPECT_TRUE(IsOwnRequest(request, lan) && IsOwnRequest(request, all));
+    EXPECT_FALSE(IsOwnRequest(request, here) || IsOwnRequest(request, Door(0x0a000006, 8080)));
+    for (const char* name : {"localhost:8080", "board.example:8080", ":8080", "8080"}) {
+        request.headers = {{"Host", name}, {"Origin", std::string("http://") + name}};
+        EXPECT_FALSE(IsOwnRequest(request, lan) || IsOwnRequest(request, all)) << name;
+    }
+}
+
+TEST(BoardServer, WhereOthersMayComeEveryRequestNeedsTheToken) {
+    CPageFeeds feeds;
+    CBoard board(5, 77, "Ada", feeds);
+    CBoardServer server(board, feeds);
+    BoardDoor door;
+    ASSERT_TRUE(door.DrawToken() && server.Start(door));
+    const std::string token = door.token, port = std::to_string(server.Door().port), other(token.size(), 'x');
+    EXPECT_EQ(server.Door().Url(0x0a000005), "http://10.0.0.5:" + port + "/" + token + "/");
+    httplib::Client client("127.0.0.1", server.Door().port);
+    const httplib::Headers own{{"Origin", "http://127.0.0.1:" + port}};
+    for (const std::string& path : {std::string("/"), std::string("/events"), std::string("/board"), "/" + other + "/",
+                                    "/" + token + "x/", "//" + token + "/", "/" + token.substr(1) + "/"}) {
+        EXPECT_EQ(client.Get(path)->status, 403) << path;
+        EXPECT_EQ(client.Post(path, own, "[]", "application/json")->status, 403) << path;
+    }
+    EXPECT_EQ(client.Get("/" + token)->get_header_value("Location"), "/" + token + "/");
+    const std::string page = client.Get("/" + token + "/")->body;
+    EXPECT_EQ(page.find("=\"/"), std::string::npos) << "what it asks for lies beside it";
+    EXPECT_EQ(client.Get("/" + token + "/js/app.js")->status, 200);
+    EXPECT_EQ(client.Post("/" + token + "/do", own, R"([{"do":"undo"}])", "application/json")->status, 200);
+    BoardDoor next;
+    EXPECT_TRUE(next.DrawToken() && next.token != token);
 }
 
 TEST(BoardServer, ServesItsPageTakesWhatFitsAndSendsEvents) {
     CPageFeeds feeds;
     CBoard board(5, 77, "Ada", feeds);
     CBoardServer server(board, feeds);
-    ASSERT_TRUE(server.Start(0));
-    httplib::Client client("127.0.0.1", server.Port());
-    const httplib::Headers own{{"Origin", "http://127.0.0.1:" + std::to_string(server.Port())}};
+    ASSERT_TRUE(server.Start({}));
+    httplib::Client client("127.0.0.1", server.Door().port);
+    const httplib::Headers own{{"Origin", "http://127.0.0.1:" + std::to_string(server.Door().port)}};
     const auto page = client.Get("/");
     ASSERT_TRUE(page);
     EXPECT_EQ(page->status, 200);

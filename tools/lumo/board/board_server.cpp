@@ -1,5 +1,6 @@
 #include "tools/lumo/board/board_server.h"
 
+#include "platform/lumonet/lumonet.h"
 #include "server/pages/http_queue.h"
 #include "server/pages/page_server.h"
 #include "tools/lumo/board/page_parts.h"
@@ -88,18 +89,6 @@ private:
 
 }  // namespace
 
-bool IsOwnRequest(const Request& request, uint16_t port) {
-    if (request.get_header_value_count("Host") != 1 || request.get_header_value_count("Origin") > 1) return false;
-    const std::string host = request.get_header_value("Host");
-    const std::string at = port == 80 ? "" : ":" + std::to_string(port);  // browsers leave out what goes without saying
-    if (host != "127.0.0.1" + at && host != "localhost" + at) return false;
-    const bool asks = request.method == "GET" || request.method == "HEAD";
-    if (request.has_header("Origin")) return request.get_header_value("Origin") == "http://" + host;
-    // Older pages of others cannot leave it out when they post, and newer browsers tell of every request.
-    const std::string site = request.get_header_value("Sec-Fetch-Site");
-    return asks && (site.empty() || site == "same-origin" || site == "none");
-}
-
 CBoardServer::CBoardServer(CBoard& board, CPageFeeds& feeds)
     : m_board(board), m_feeds(feeds), m_pServer(std::make_unique<CPageServer>(Limits())) {}
 
@@ -110,17 +99,18 @@ CBoardServer::~CBoardServer() {
     if (m_thread.joinable()) m_thread.join();
 }
 
-bool CBoardServer::Start(uint16_t port) {
+bool CBoardServer::Start(const BoardDoor& door) {
+    m_door = door;
+    const std::string address = GetIpAddr(door.ip);
     m_pServer->new_task_queue = [] { return new CHttpQueue(kThreads, kWaitingConnections); };
     m_pServer->set_payload_max_length(kMaxPosted);
     AddParts();
-    if (port == 0) {
-        const int free = m_pServer->bind_to_any_port("127.0.0.1");
+    if (door.port == 0) {
+        const int free = m_pServer->bind_to_any_port(address);
         if (free <= 0) return false;
-        m_usPort = static_cast<uint16_t>(free);
-    } else {
-        if (!m_pServer->bind_to_port("127.0.0.1", port)) return false;
-        m_usPort = port;
+        m_door.port = static_cast<uint16_t>(free);
+    } else if (!m_pServer->bind_to_port(address, door.port)) {
+        return false;
     }
     m_thread = std::thread([this] { m_pServer->listen_after_bind(); });
     while (!m_pServer->is_running()) std::this_thread::yield();  // stop() before that would be lost
@@ -130,23 +120,28 @@ bool CBoardServer::Start(uint16_t port) {
 void CBoardServer::AddParts() {
     m_pServer->set_pre_routing_handler([this](const Request& request, Response& response) {
         SetHeaders(response);
-        if (IsOwnRequest(request, m_usPort)) return httplib::Server::HandlerResponse::Unhandled;
+        if (m_door.Opens(request.path) && IsOwnRequest(request, m_door))
+            return httplib::Server::HandlerResponse::Unhandled;
         Refuse(response, 403, "This board answers to its own page only.");
         return httplib::Server::HandlerResponse::Handled;
     });
+    const std::string at = m_door.Prefix();
+    if (!at.empty())  // its last character may get lost on the way
+        m_pServer->Get(at, [at](const Request&, Response& response) { response.set_redirect(at + "/"); });
     for (const PagePart& part : PageParts()) {
-        m_pServer->Get(std::string(part.path), [part](const Request&, Response& response) {
+        m_pServer->Get(at + std::string(part.path), [part](const Request&, Response& response) {
             response.set_content(part.content.data(), part.content.size(), std::string(part.type));
         });
     }
-    m_pServer->Get("/events", [this](const Request&, Response& response) { SendEvents(response); });
-    m_pServer->Get("/board", [this](const Request&, Response& response) {
+    m_pServer->Get(at + "/events", [this](const Request&, Response& response) { SendEvents(response); });
+    m_pServer->Get(at + "/board", [this](const Request&, Response& response) {
         response.set_content(m_board.Text(), "application/json");
     });
-    m_pServer->Get(R"(/picture/(\d{1,10}))",
+    m_pServer->Get(at + R"(/picture/(\d{1,10}))",
                    [this](const Request& request, Response& response) { SendPicture(request.matches[1], response); });
-    m_pServer->Post("/do", [this](const Request& request, Response& response) { TakeActions(request, response); });
-    m_pServer->Post("/picture", [this](const Request& request, Response& response) { TakePicture(request, response); });
+    m_pServer->Post(at + "/do", [this](const Request& request, Response& response) { TakeActions(request, response); });
+    m_pServer->Post(at + "/picture",
+                    [this](const Request& request, Response& response) { TakePicture(request, response); });
 }
 
 void CBoardServer::SendEvents(Response& response) {

@@ -1,11 +1,11 @@
-// The board's pages over HTTP, on loopback.
+// The board's pages over HTTP.
 #pragma once
 
 #include "tools/lumo/board/board.h"
+#include "tools/lumo/board/board_door.h"
 
 #include <httplib.h>
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
@@ -13,10 +13,6 @@
 class CPageServer;
 
 namespace lumo {
-
-/// Whether a request comes from a page of this server on this port, or for a GET from the address line of a browser.
-/// Other sites' pages can make a browser ask here, too, but not under this name and not as this origin.
-bool IsOwnRequest(const httplib::Request& request, uint16_t port);
 
 /// GET / and its parts, /events, /picture/ID, /board; POST /do and /picture.
 class CBoardServer {
@@ -28,10 +24,10 @@ public:
     CBoardServer(const CBoardServer&) = delete;
     CBoardServer& operator=(const CBoardServer&) = delete;
 
-    /// Port 0 takes a free one. False when it is not to be had.
-    bool Start(uint16_t port);
-    uint16_t Port() const { return m_usPort; }
-    std::string Url() const { return "http://127.0.0.1:" + std::to_string(m_usPort) + "/"; }
+    /// False when address and port are not to be had.
+    bool Start(const BoardDoor& door);
+    /// As it was opened.
+    const BoardDoor& Door() const { return m_door; }
 
 private:
     void AddParts();
@@ -42,7 +38,7 @@ private:
 
     CBoard& m_board;
     CPageFeeds& m_feeds;
-    uint16_t m_usPort = 0;
+    BoardDoor m_door;
     std::unique_ptr<CPageServer> m_pServer;
     std::thread m_thread;
 };

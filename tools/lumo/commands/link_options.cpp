@@ -74,17 +74,21 @@ std::string WithSecret(std::string line, const ShareLink& link) {
     return line;
 }
 
-void DrawCode(const ShareLink& link) {
-    const size_t columns = std::min<size_t>(80, TerminalWidth() + 1);
+void DrawLink(const ShareLink& link) {
     std::string text = SecretText(link);
-    std::string picture = QrPicture(text, columns, isatty(STDERR_FILENO) == 1);
+    DrawCode(text);
     WipeText(text);
+}
+
+}  // namespace
+
+void DrawCode(const std::string& text) {
+    const size_t columns = std::min<size_t>(80, TerminalWidth() + 1);
+    std::string picture = QrPicture(text, columns, isatty(STDERR_FILENO) == 1);
     if (picture.empty()) picture = "lumo: the QR code does not fit into " + std::to_string(columns) + " columns\n";
     WriteOut(STDERR_FILENO, picture);
     WipeText(picture);
 }
-
-}  // namespace
 
 void LinkOptions::AddMakerTo(CCommand& command) {
     command.Add("--channel", channel, "Number under which others find it; random unless given");
@@ -208,7 +212,7 @@ void LinkOptions::HandOn(const ShareLink& link, const std::string& more, bool qu
     WipeText(line);
     printer.Note(sealed ? "sealed end to end: whoever has this line can take part, so hand it on in private"
                         : "not sealed: the relay, and whoever is on the way, can read and alter it");
-    if (qr) DrawCode(link);
+    if (qr) DrawLink(link);
 }
 
 }  // namespace lumo

@@ -9,6 +9,9 @@
 
 namespace lumo {
 
+/// Draws a text as a QR code on standard error.
+void DrawCode(const std::string& text);
+
 /// What was typed.
 struct LinkOptions {
     std::string place;    ///< takers: a link, or a channel number beside --mcu

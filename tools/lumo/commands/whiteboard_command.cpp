@@ -1,9 +1,11 @@
 #include "tools/lumo/commands/commands.h"
 
+#include "platform/lumonet/lumonet.h"
 #include "tools/lumo/board/board_paths.h"
 #include "tools/lumo/board/board_server.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/peer_manager.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
@@ -17,7 +19,8 @@ namespace {
 struct WhiteboardCommand {
     TransferOptions common;
     std::string name;
-    uint16_t http = 0;
+    BoardDoor door;
+    bool listens = false;  // others of the network may come, with the token
 };
 
 std::string UsualName() {
@@ -43,6 +46,28 @@ void SayWhose(const RelayRoute& route, CProgressPrinter& printer) {
     printer.Note("from far away, through a server nearer to them: the same with --near HOST");
 }
 
+/// Where the page is, for whoever can come to it.
+void SayWhere(const WhiteboardCommand& command, const std::string& url, CProgressPrinter& printer) {
+    const bool shows = !command.common.quiet || command.listens;  // nobody could guess it
+    if (printer.Mode() != ProgressMode::Json && shows) std::printf("%s\n", url.c_str());
+    std::fflush(stdout);
+    if (!command.listens) return;
+    printer.Note("whoever on the network has this address can draw; it is not encrypted on its way there");
+    if (command.common.link.qr) DrawCode(url);
+}
+
+/// The address under which others know the host: where it listens on all, the one that it has towards the server, or
+/// towards anywhere where that is this host.
+uint32_t ShownIP(const BoardDoor& door, const RelayRoute& route) {
+    constexpr uint32_t kAnywhere = 0xc0000201;  // an address for examples: nothing is sent
+    if (door.ip != 0) return door.ip;
+    for (const uint32_t far : {route.mcu.ips[0], kAnywhere}) {
+        const uint32_t lan = LanAddressTowards(far);
+        if (lan != 0 && lan != BoardDoor::kLoopback) return lan;
+    }
+    return BoardDoor::kLoopback;
+}
+
 int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
     const std::string name = command.name.empty() ? UsualName() : command.name;
@@ -50,17 +75,25 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
     CBoard board(route.channel, static_cast<uint32_t>(RandomID() >> 32) | 1U, name, feeds);
     CBoardPaths paths(command.common.Path(), route, command.common.ToPeers(route, 0), board);
     CBoardServer server(board, feeds);
-    if (!paths.Ok() || !server.Start(command.http)) {
-        printer.Error(paths.Ok() ? "cannot open the page's port" : "cannot open a UDP endpoint");
+    BoardDoor door = command.door;
+    const char* problem = nullptr;
+    if (command.listens && !door.DrawToken())
+        problem = kNoRandomness;
+    else if (!paths.Ok())
+        problem = "cannot open a UDP endpoint";
+    else if (!server.Start(door))
+        problem = "cannot open the page's port";
+    if (problem) {
+        printer.Error(problem);
         return kExitFailed;
     }
+    const std::string url = server.Door().Url(ShownIP(door, route));
     printer.Event({{"event", "ready"},
                    {"channel", route.channel},
-                   {"url", server.Url()},
+                   {"url", url},
                    {"home", route.mcu.Text()},
                    {"link", LinkTo(route)}});
-    if (printer.Mode() != ProgressMode::Json && !command.common.quiet) std::printf("%s\n", server.Url().c_str());
-    std::fflush(stdout);
+    SayWhere(command, url, printer);
     if (UsesRelay(command.common.Path())) SayWhose(route, printer);
     BoardStatus shown{true, ""};
     while (!loop.Interrupted()) {
@@ -85,8 +118,10 @@ int Run(const WhiteboardCommand& command) {
     RelayRoute route;
     std::string problem;
     int code = kExitUsage;
-    if (command.common.link.Take(LinkMedium::Board, command.common.mcu, link, problem, code) &&
-        command.common.ToRoute(link, route, problem, code)) {
+    if (command.common.link.qr && !command.listens)
+        problem = "--qr draws the page's address for another device: give --http-listen too";
+    else if (command.common.link.Take(LinkMedium::Board, command.common.mcu, link, problem, code) &&
+             command.common.ToRoute(link, route, problem, code)) {
         CToolLoop loop;
         return Draw(command, route, loop, printer);
     }
@@ -114,7 +149,17 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
         .ShowDefault();
     board.AddFlag("--forwarded", command->common.forwarded,
                   "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
-    board.Add("--http", command->http, "The page's port on 127.0.0.1; a free one unless given");
+    board.Add("--http", command->door.port, "The page's port; a free one unless given");
+    board.AddText(
+        "--http-listen", "ADDRESS",
+        "This host's address for the page, so that a phone on its network can draw; 0.0.0.0: all of them. The "
+        "page's address then has a random part, and nobody comes in without. Only this host can unless given",
+        [command](const std::string& text) {
+            command->listens = ParseIpAddr(text, command->door.ip);
+            return command->listens ? "" : text + " is not an IPv4 address";
+        });
+    board.AddFlag("--qr", command->common.link.qr,
+                  "With --http-listen: draws the page's address as a QR code on standard error");
     board.Add("--name", command->name, "What the others see you as");
     board.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }

@@ -17,7 +17,7 @@ namespace lumo {
 /// One thread. Every call waits for its answer, some seconds at most.
 class CBoardPage {
 public:
-    /// `url` as `lumo whiteboard` says it; of the form http://HOST:PORT/.
+    /// `url` as `lumo whiteboard` says it; of the form http://HOST:PORT/ or http://HOST:PORT/TOKEN/.
     explicit CBoardPage(const std::string& url);
     ~CBoardPage();
     CBoardPage(const CBoardPage&) = delete;
@@ -30,6 +30,7 @@ public:
 
 private:
     const std::string m_strOrigin;
+    const std::string m_strPath;  // that everything lies beside; ends with a slash
     std::unique_ptr<httplib::Client> m_pClient;
 };
 
