@@ -119,6 +119,7 @@ TEST(BoardServer, ServesItsPageTakesWhatFitsAndSendsEvents) {
     });
     EXPECT_EQ(events.find("data: {\"type\":\"reset\"}\n\n"), 0U) << events;
     EXPECT_LT(events.find(R"("id":)" + std::to_string(id)), events.find(R"("type":"hello")"));
+    EXPECT_NE(events.find("not connected: what you draw is kept and sent later"), std::string::npos) << events;
 }
 
 }  // namespace

@@ -27,6 +27,9 @@ public:
 struct BoardStatus {
     bool connected = false;
     std::string path;  ///< "relay HOST:PORT", "direct ADDRESS:PORT", or what is being tried
+
+    /// What it means for who draws.
+    const char* Text() const { return connected ? "connected" : "not connected: what you draw is kept and sent later"; }
 };
 
 /// Any thread, whose times may be a little older than those of others. Clearing travels as the deletion of what this

@@ -121,7 +121,7 @@ Json CBoard::UndoEvent() const {
 }
 
 Json CBoard::StatusEvent() const {
-    return {{"type", "status"}, {"connected", m_status.connected}, {"path", m_status.path}};
+    return {{"type", "status"}, {"connected", m_status.connected}, {"path", m_status.path}, {"text", m_status.Text()}};
 }
 
 }  // namespace lumo

@@ -68,6 +68,12 @@ uint32_t ShownIP(const BoardDoor& door, const RelayRoute& route) {
     return BoardDoor::kLoopback;
 }
 
+void ShowStatus(const BoardStatus& status, CProgressPrinter& printer) {
+    printer.Event(
+        {{"event", "status"}, {"connected", status.connected}, {"path", status.path}, {"text", status.Text()}});
+    printer.Note(std::string(status.Text()) + (status.connected ? ": " : "; trying ") + Printable(status.path));
+}
+
 int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 50;
     const std::string name = command.name.empty() ? UsualName() : command.name;
@@ -101,8 +107,7 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
         const BoardStatus status = paths.Status();
         if (status.connected != shown.connected || status.path != shown.path) {
             shown = status;
-            printer.Event({{"event", "status"}, {"connected", status.connected}, {"path", status.path}});
-            printer.Note((status.connected ? "connected: " : "connecting: ") + Printable(status.path));
+            ShowStatus(status, printer);
         }
         loop.Wait(paths.WakeFd(), more ? 0 : kTurnMs);
         paths.Rest();
