@@ -189,6 +189,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     outcome.notOpened = opener.Dropped();
     outcome.path = paths.PathText();
     outcome.interrupted = loop.Interrupted();
+    if (engine.State() == ReceiveState::NobodyThere) outcome.verdict = opener.LastVerdict();
     const ByeReason reason = outcome.interrupted                    ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;

@@ -168,7 +168,10 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
         if (!std::exchange(turnedAway, paths.TurnedAway()) && turnedAway) {
             SayTurnedAway(printer);
         }
-        if (!std::exchange(strange, IsInVain(opener.Verdict(now))) && strange) printer.Note(kStrangers);
+        if (!strange && IsInVain(opener.Verdict(now))) {
+            strange = true;
+            printer.Note(kStrangers);
+        }
         const uint64_t wait = engine.Tick(now, paths.Links());
         if (printer.Due(now)) {
             const SendProgress progress = engine.Progress(now);

@@ -88,7 +88,8 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     nlohmann::json end = Details(medium, paths);
     paths.Close();
     const double seconds = begun == 0 ? 0 : static_cast<double>(CToolLoop::Now() - begun) / 1000;
-    const SealVerdict verdict = opener.Verdict(CToolLoop::Now());
+    const bool vain = !loop.Interrupted() && !medium.Over();
+    const SealVerdict verdict = vain ? opener.LastVerdict() : opener.Verdict(CToolLoop::Now());
     const std::string problem = IsInVain(verdict) ? VerdictText(verdict) : medium.Problem();
     end["event"] = "end";
     end["not_opened"] = opener.Dropped();

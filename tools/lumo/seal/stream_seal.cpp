@@ -1,6 +1,5 @@
 #include "tools/lumo/seal/stream_seal.h"
 
-#include <algorithm>
 #include <climits>
 #include <utility>
 
@@ -62,10 +61,9 @@ CStreamOpener::CStreamOpener(const CSealSecret& secret, const LumoSealStream& st
 }
 
 bool CStreamOpener::Open(char*& data, size_t& length, uint64_t now) {
-    if (!m_bCame) m_ullFirstMs = now;
-    m_bCame = true;
     const bool opened = length <= INT_MAX && Take(data, length);
     m_bOpened = m_bOpened || opened;
+    if (!m_bOpened) m_vain.Note(m_last, now);
     return opened;
 }
 
@@ -97,18 +95,33 @@ std::map<std::string, uint64_t> CStreamOpener::Dropped() const {
     std::map<std::string, uint64_t> dropped;
     if (m_ullSealed > 0) dropped["sealed"] = m_ullSealed;
     for (const auto& [outcome, reason] : kReasons)
-        if (m_opener && Count(outcome) > 0) dropped[reason] = Count(outcome);
+        if (m_opener && m_opener->GetCount(outcome) > 0) dropped[reason] = m_opener->GetCount(outcome);
     return dropped;
 }
 
+void CStreamOpener::VainRun::Note(SealOutcome why, uint64_t now) {
+    if (frames == 0 || now - lastMs > kPauseMs) *this = {0, 0, 0, now, now};
+    ++frames;
+    plain += why == SEAL_PLAIN ? 1 : 0;
+    clock += why == SEAL_START ? 1 : 0;
+    lastMs = now;
+}
+
+bool CStreamOpener::VainRun::Lasts(uint64_t now) const {
+    return frames >= kLeastFrames && lastMs - firstMs >= kLeastMs && now - firstMs >= kJudgeMs;
+}
+
 SealVerdict CStreamOpener::Verdict(uint64_t now) const {
+    return m_bOpened || m_vain.Lasts(now) ? LastVerdict() : SealVerdict::NothingYet;
+}
+
+SealVerdict CStreamOpener::LastVerdict() const {
     if (m_bOpened) return SealVerdict::Opened;
-    if (!m_bCame || now - std::min(now, m_ullFirstMs) < kJudgeMs) return SealVerdict::NothingYet;
+    if (m_vain.frames == 0) return SealVerdict::NothingYet;
     if (!m_opener) return SealVerdict::SenderIsSealed;
-    const uint64_t wrong = Count(SEAL_WRONG) + Count(SEAL_MALFORMED), plain = Count(SEAL_PLAIN);
-    const uint64_t clock = Count(SEAL_START);
-    if (plain > wrong && plain >= clock) return SealVerdict::SenderIsPlain;
-    return clock > wrong ? SealVerdict::ClockDiffers : SealVerdict::WrongSecret;
+    const uint64_t wrong = m_vain.frames - m_vain.plain - m_vain.clock;
+    if (m_vain.plain > wrong && m_vain.plain >= m_vain.clock) return SealVerdict::SenderIsPlain;
+    return m_vain.clock > wrong ? SealVerdict::ClockDiffers : SealVerdict::WrongSecret;
 }
 
 }  // namespace lumo

@@ -57,23 +57,36 @@ public:
     bool Open(char*& data, size_t& length, uint64_t now);
     /// The last frame, which was dropped, has come before: by another way, or somebody repeats it.
     bool CameAgain() const { return m_last == SEAL_REPEATED; }
+    /// A reason to give up once frames have kept coming for 2 s and none opened.
     SealVerdict Verdict(uint64_t now) const;
+    /// What explains best that nothing opened, however little came: for who gives up anyway.
+    SealVerdict LastVerdict() const;
     /// How many frames were dropped, by the reasons that there were.
     std::map<std::string, uint64_t> Dropped() const;
 
-    /// How long frames may come and none open.
-    static constexpr uint64_t kJudgeMs = 2000;
-
 private:
+    /// What came and did not open, without a long pause. Senders that rest say every second that they are there, so one
+    /// or two frames, or many at a time, tell nothing: anybody on the way may have left them behind.
+    struct VainRun {
+        static constexpr uint64_t kJudgeMs = 2000;
+        static constexpr uint64_t kLeastFrames = 3;
+        static constexpr uint64_t kLeastMs = kJudgeMs - 500;  // from the first to the last, which may come early
+        static constexpr uint64_t kPauseMs = 3000;            // after which it begins anew
+
+        void Note(SealOutcome why, uint64_t now);
+        bool Lasts(uint64_t now) const;
+
+        uint64_t frames = 0, plain = 0, clock = 0;
+        uint64_t firstMs = 0, lastMs = 0;
+    };
+
     bool Take(char*& data, size_t& length);
-    uint64_t Count(SealOutcome outcome) const { return m_opener->GetCount(outcome); }
 
     const SealMedium m_medium;
     std::optional<COpener> m_opener;  // none: plain frames are taken
     SealOutcome m_last = SEAL_DONE;
-    uint64_t m_ullSealed = 0;   // frames dropped because there is no secret
-    uint64_t m_ullFirstMs = 0;  // when the first frame came
-    bool m_bCame = false;
+    uint64_t m_ullSealed = 0;  // frames dropped because there is no secret
+    VainRun m_vain;
     bool m_bOpened = false;
 };
 
