@@ -168,4 +168,20 @@ TEST(SealVerdict, ComesWhenFramesHaveKeptComingForTwoSeconds) {
     }
 }
 
+TEST(SealedVideo, IsNumberedOnWhereItGoesOnUnderAnotherKeyID) {
+    constexpr LumoSealStream kFilm = {SEAL_VIDEO, SEAL_DOWN, 7};
+    CStreamOpener opener(SecretOf('B'), kFilm);
+    CStreamSealer first(SecretOf('B'), kFilm), second(SecretOf('B'), kFilm);
+    const struct {
+        CStreamSealer& sealer;
+        char number;  // none: the frame is lost
+    } rows[] = {{first, '\0'},  {first, '\1'}, {first, 'x'},  {first, '\3'},
+                {second, '\4'}, {second, 'x'}, {second, '\6'}};
+    for (const auto& [sealer, number] : rows) {
+        CStreamOpener lost(SecretOf('B'), kFilm);
+        const std::string frame = Pass(sealer, number == 'x' ? lost : opener, 1, "\1??picture");
+        if (number != 'x') EXPECT_EQ(frame, std::string({'\1', '\0', number}) + "picture");
+    }
+}
+
 }  // namespace

@@ -80,11 +80,18 @@ bool CStreamOpener::Take(char*& data, size_t& length) {
     if (m_last != SEAL_DONE) return false;
     data = static_cast<char*>(frame);
     length = static_cast<size_t>(frameLength);
-    if (m_medium == SEAL_VIDEO) {
-        data[1] = static_cast<char>(counter >> 8);
-        data[2] = static_cast<char>(counter);
-    }
+    if (m_medium == SEAL_VIDEO) NumberVideo(data, keyID, counter);
     return true;
+}
+
+// A publisher that goes on under another key ID has left out only what the counter there shows.
+void CStreamOpener::NumberVideo(char* frame, uint64_t keyID, uint64_t counter) {
+    if (keyID != m_ullKeyID) m_nFirst = m_nNext;
+    m_ullKeyID = keyID;
+    const uint64_t number = m_nFirst + counter;
+    m_nNext = number + 1;
+    frame[1] = static_cast<char>(number >> 8);
+    frame[2] = static_cast<char>(number);
 }
 
 std::map<std::string, uint64_t> CStreamOpener::Dropped() const {

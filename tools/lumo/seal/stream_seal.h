@@ -53,7 +53,7 @@ public:
     CStreamOpener(const CSealSecret& secret, const LumoSealStream& stream, bool anyStart = false);
 
     /// Opens a frame where it stands. False: drop it. A video's bytes 1 and 2, which anybody on the way may write,
-    /// become the end of the number under which it was sealed.
+    /// become the end of a number that counts what was sealed.
     bool Open(char*& data, size_t& length, uint64_t now);
     /// The last frame, which was dropped, has come before: by another way, or somebody repeats it.
     bool CameAgain() const { return m_last == SEAL_REPEATED; }
@@ -81,6 +81,7 @@ private:
     };
 
     bool Take(char*& data, size_t& length);
+    void NumberVideo(char* frame, uint64_t keyID, uint64_t counter);
 
     const SealMedium m_medium;
     std::optional<COpener> m_opener;  // none: plain frames are taken
@@ -88,6 +89,9 @@ private:
     uint64_t m_ullSealed = 0;  // frames dropped because there is no secret
     VainRun m_vain;
     bool m_bOpened = false;
+    uint64_t m_ullKeyID = 0;  // of the video frame opened last
+    uint64_t m_nFirst = 0;    // the number of the first frame under it
+    uint64_t m_nNext = 0;     // the number after that of the last frame
 };
 
 }  // namespace lumo
