@@ -192,12 +192,13 @@ TEST_F(SharedScreen, LiesFromUpstreamCostLittle) {
     Run(1000, 50);
     for (int second = 0; second < 20; ++second) {
         Hear(Encode(ViewReport{1, 1, 77, UINT32_MAX, 0, 0}));  // for the first viewer: what was never sent
-        Hear(Encode(ViewReport{2, 1, 12345, 7, 0, 0}));        // another stream
+        Hear(Encode(ViewReport{2, 1, 12345, 7, 8, 9}));        // another run's
         for (uint64_t id = 1000; id < 6000; ++id) Hear(Encode(ViewReport{id, 0, 77, 0, 0, 0}));  // a crowd
         Run(1000, 50);
         EXPECT_LE(Report().viewers, CDesktopPublisher::kMaxViewers);
     }
     EXPECT_LE(Report().repeated, 45U) << "newcomers get no more than two a second";
+    for (const ViewerPointer& pointer : pointers) EXPECT_NE(pointer.x, 8) << "it points into another run's picture";
     Run(31000, 50);
     const size_t before = seat.shown.size();
     Run(1000, 50);

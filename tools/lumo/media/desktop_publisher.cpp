@@ -104,8 +104,8 @@ void CDesktopPublisher::OnReport(const char* data, size_t length, uint64_t nowMs
     }
     Viewer* viewer = FindViewer(report, nowMs);
     if (!viewer) return;
-    const bool ours = report.stream == m_ulStream && report.sequence <= m_head.sequence;
-    if (ours && report.sequence > viewer->shown) {
+    if (report.stream != m_ulStream) return;  // it points into a picture of another run, or there is a recording of it
+    if (report.sequence <= m_head.sequence && report.sequence > viewer->shown) {
         viewer->shown = report.sequence;
         viewer->movedMs = nowMs;
     }
