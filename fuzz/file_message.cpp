@@ -13,8 +13,9 @@ namespace {
 constexpr uint64_t kTransfer = 0x1122334455667788;
 
 /// The middle ones by what decoding says, and then by the place of the body among those that a message may have.
-const std::vector<std::string> kReached{"stored", "foreign", "other version", "malformed", "beacon",       "offer",
-                                        "block",  "confirm", "sender bye",    "status",    "receiver bye", "answered"};
+const std::vector<std::string> kReached{"stored",       "foreign",  "other version", "malformed",      "beacon",
+                                        "offer",        "block",    "confirm",       "sender bye",     "status",
+                                        "receiver bye", "answered", "taken sealed",  "names newcomers"};
 CReach g_reach("file_message", kReached);
 
 class CMemoryStore : public IFileStore {
@@ -82,6 +83,10 @@ public:
         // What an engine says must be right itself.
         if (Decode(data, static_cast<size_t>(length), message) != DecodeResult::Ok) std::abort();
         g_reach.Hit("answered");
+        const auto* beacon = std::get_if<Beacon>(&message.body);
+        if (beacon && !beacon->receivers.empty()) g_reach.Hit("names newcomers");
+        const bool sealed = message.version == kSealedVersion && message.transfer == kTransfer;
+        if (sealed && std::holds_alternative<Status>(message.body)) g_reach.Hit("taken sealed");
     }
 };
 
@@ -92,18 +97,17 @@ void Look(const std::string& frame) {
     g_reach.Hit(kReached[which]);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void Exchange(const std::vector<std::string>& frames, bool sealed) {
     CMemoryFolder folder;
     CSinkLink link;
-    CReceiveEngine receiver(42, folder, 60000);
+    CReceiveEngine receiver(42, folder, 60000, sealed);
     std::vector<std::unique_ptr<IFileSource>> files;
     files.push_back(std::make_unique<CMemorySource>());
-    CSendEngine sender(kTransfer, std::move(files), SendOptions());
+    SendOptions options;
+    options.sealed = sealed;
+    CSendEngine sender(kTransfer, std::move(files), options);
     uint64_t now = 1000;
-    for (const std::string& frame : Records(data, size)) {
-        Look(frame);
+    for (const std::string& frame : frames) {
         receiver.OnFrame(frame.data(), frame.size(), now);
         sender.OnFrame(frame.data(), frame.size(), now);
         for (int i = 0; i < 4; ++i, now += 100) {
@@ -113,5 +117,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     receiver.Leave(link, ByeReason::Interrupted);
     sender.Leave(link, ByeReason::Interrupted);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::vector<std::string> frames = Records(data, size);
+    for (const std::string& frame : frames) Look(frame);
+    for (const bool sealed : {false, true}) Exchange(frames, sealed);
     return 0;
 }
