@@ -133,6 +133,34 @@ TEST(TransferEngines, ALongPathIsFilledAndASlowReceiverHasNoMoreWaiting) {
     }
 }
 
+// A report within the millisecond in which its blocks left tells nothing of the path.
+TEST(TransferEngines, TheLeadStaysSmallWhileNoReportHasShownADelay) {
+    CSendEngine sender(CTransferSim::kFirstTransfer, One(Megabytes(64)), {});
+    Link link;
+    Status status{.receiver = 1, .offers = 1, .lacking = {{0, BlocksOf(64 << 20)}}};
+    uint64_t now = 1000;
+    const auto report = [&] {
+        const std::string frame = Encode({CTransferSim::kFirstTransfer, status});
+        EXPECT_TRUE(sender.OnFrame(frame.data(), frame.size(), now));
+    };
+    sender.Tick(now, link);
+    report();
+    for (int i = 0; i < 5; ++i, now += 600) {
+        const uint64_t before = status.serial;
+        for (uint64_t last = UINT64_MAX; last != status.serial;) {
+            last = status.serial;
+            link.queue.clear();
+            sender.Tick(now, link);
+            for (const std::string& frame : link.queue)
+                status.serial += frame[5] == static_cast<char>(MessageType::Block) ? 1 : 0;
+        }
+        EXPECT_EQ(status.serial - before, kLeadBlocks) << i;
+        status.lacking = {
+            {static_cast<uint32_t>(status.serial), BlocksOf(64 << 20) - static_cast<uint32_t>(status.serial)}};
+        report();
+    }
+}
+
 TEST(TransferEngines, TheSlowestHoldsNobodyOnceItIsDeadOrTakesNothing) {
     for (const bool dead : {true, false}) {
         const uint64_t limit = dead ? kReceiverSilentMs : kReceiverStuckMs;
