@@ -5,7 +5,12 @@
 #include "tools/lumo/net/share_link.h"
 #include "tools/lumo/transfer/messages.h"
 
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdlib>
 
 namespace e2e {
 namespace {
@@ -118,6 +123,30 @@ TEST_F(Links, OtherUsersOfTheHostSeeNoSecret) {
     End(asked);
     EXPECT_EQ(asked.Errors(), "");
     ExpectWhole();
+}
+
+TEST_F(Links, ATerminalShowsNoLinkAndIsAsItWasAfterwards) {
+    const CFileDescriptor screen(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    char name[64];
+    ASSERT_TRUE(grantpt(screen.Get()) == 0 && unlockpt(screen.Get()) == 0 &&
+                ptsname_r(screen.Get(), name, sizeof name) == 0);
+    const CFileDescriptor terminal(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const auto echoes = [&terminal] {
+        termios settings{};
+        return tcgetattr(terminal.Get(), &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+    };
+    ASSERT_TRUE(echoes());
+    for (const bool interrupted : {true, false}) {
+        Process& asked = Lumo("receive", terminal.Get());
+        ASSERT_TRUE(Says(asked, "link, which is not shown"));
+        EXPECT_FALSE(echoes());
+        if (interrupted)
+            asked.Signal(SIGINT);
+        else
+            EXPECT_EQ(write(screen.Get(), "lumo://a/audio/1\n", 17), 17);
+        End(asked, interrupted ? 128 + SIGINT : 2);
+        EXPECT_TRUE(echoes()) << interrupted;
+    }
 }
 
 TEST_F(Links, TheCodeOnTheTerminalReadsAsTheLink) {

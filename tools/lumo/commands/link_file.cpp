@@ -8,31 +8,53 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <iterator>
 
 namespace lumo {
 namespace {
 
 constexpr size_t kMostText = 1000;  // far more than the line around a link has
 
-/// The terminal shows nothing of what is typed meanwhile.
+termios g_shown{};  // the terminal's settings before
+
+void ShowAgainAndEnd(int signal) {
+    tcsetattr(STDIN_FILENO, TCSANOW, &g_shown);
+    raise(signal);  // which ends the program when this handler returns
+}
+
+/// The terminal shows nothing of what is typed meanwhile, and does again also where a signal ends the program.
 class CSilentTerminal {
 public:
-    CSilentTerminal() : m_bTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
-        termios silent = m_before;
+    CSilentTerminal() : m_bTerminal(tcgetattr(STDIN_FILENO, &g_shown) == 0) {
+        if (!m_bTerminal) return;
+        struct sigaction action {};
+        action.sa_handler = ShowAgainAndEnd;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        for (size_t i = 0; i < std::size(kEnding); ++i) {
+            sigaction(kEnding[i], &action, &m_before.at(i));
+            if (m_before.at(i).sa_handler == SIG_IGN) sigaction(kEnding[i], &m_before.at(i), nullptr);
+        }
+        termios silent = g_shown;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSADRAIN, &silent);
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &silent);
     }
     ~CSilentTerminal() {
-        if (m_bTerminal) tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
+        if (!m_bTerminal) return;
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &g_shown);
+        for (size_t i = 0; i < std::size(kEnding); ++i) sigaction(kEnding[i], &m_before.at(i), nullptr);
     }
     CSilentTerminal(const CSilentTerminal&) = delete;
     CSilentTerminal& operator=(const CSilentTerminal&) = delete;
     bool IsTerminal() const { return m_bTerminal; }
 
 private:
-    termios m_before{};
+    static constexpr int kEnding[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+    std::array<struct sigaction, std::size(kEnding)> m_before{};
     const bool m_bTerminal;
 };
 
