@@ -6,6 +6,7 @@
 #include "tools/lumo/transfer/messages.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -147,6 +148,30 @@ TEST_F(Links, ATerminalShowsNoLinkAndIsAsItWasAfterwards) {
         End(asked, interrupted ? 128 + SIGINT : 2);
         EXPECT_TRUE(echoes()) << interrupted;
     }
+}
+
+TEST_F(Links, NoCoreDumpHoldsASecret) {
+    const rlimit before = [] {
+        rlimit limit{};
+        getrlimit(RLIMIT_CORE, &limit);
+        return limit;
+    }();
+    const rlimit most{before.rlim_max, before.rlim_max};
+    setrlimit(RLIMIT_CORE, &most);
+    Process& sender = Send("--channel 77 --keep");
+    EXPECT_FALSE(LinkOf(sender).empty());
+    Process& relay = Lumo("mcu --listen 127.0.0.1:0 --http off");  // which has no secret
+    EXPECT_TRUE(Says(relay, "room for "));
+    setrlimit(RLIMIT_CORE, &before);
+    const auto leavesCore = [this](Process& process) {
+        process.Signal(SIGABRT);
+        End(process, 128 + SIGABRT);
+        for (const std::string& name : folder.Names())
+            if (name.rfind("core", 0) == 0) return fs::remove(folder / name);
+        return false;
+    };
+    EXPECT_FALSE(leavesCore(sender));
+    if (!leavesCore(relay)) GTEST_SKIP() << "this system puts core dumps elsewhere, or makes none";
 }
 
 TEST_F(Links, TheCodeOnTheTerminalReadsAsTheLink) {

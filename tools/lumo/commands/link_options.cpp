@@ -143,6 +143,7 @@ bool LinkOptions::Make(LinkMedium medium, const std::string& mcu, ShareLink& lin
                        int& exitCode) const {
     exitCode = kExitUsage;
     link.medium = medium;
+    KeepMemoryPrivate();
     if (file.empty()) return Draw(mcu, link, problem);
     std::string text;
     const LinkFile found = ReadLinkFile(file, text, problem);
@@ -163,6 +164,7 @@ bool LinkOptions::Make(LinkMedium medium, const std::string& mcu, ShareLink& lin
 bool LinkOptions::Take(LinkMedium medium, const std::string& mcu, ShareLink& link, std::string& problem,
                        int& exitCode) const {
     exitCode = kExitUsage;
+    KeepMemoryPrivate();
     std::string text = place.empty() ? channel : place;
     if ((file.empty() ? 0 : 1) + (place.empty() ? 0 : 1) + (channel.empty() ? 0 : 1) > 1) {
         problem = "name the link, its file or a channel: one of them";

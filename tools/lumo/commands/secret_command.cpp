@@ -2,6 +2,7 @@
 
 #include "tools/lumo/commands/link_file.h"
 #include "tools/lumo/commands/transfer_options.h"
+#include "tools/lumo/seal/given_secret.h"
 
 #include <unistd.h>
 
@@ -10,6 +11,7 @@ namespace lumo {
 void AddSecretCommand(CCommand& root, int& exitCode) {
     CCommand secret = root.Sub("secret", "Print a new secret, for LUMO_SECRET or the end of a link");
     secret.OnRun([&exitCode] {
+        KeepMemoryPrivate();
         CSealSecret drawn;
         exitCode = drawn.Draw() ? kExitDone : kExitFailed;
         if (exitCode != kExitDone) return CProgressPrinter(ProgressMode::Plain, stdout).Error(kNoRandomness);

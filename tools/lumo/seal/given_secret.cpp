@@ -2,6 +2,8 @@
 
 #include "tools/lumo/net/share_link.h"
 
+#include <sys/prctl.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -44,5 +46,7 @@ void TakeGivenSecret(int argc, char** argv) {
     TakeText(variable, given.variable);
     unsetenv(kVariable);  // NOLINT(concurrency-mt-unsafe): as above
 }
+
+void KeepMemoryPrivate() { prctl(PR_SET_DUMPABLE, 0); }
 
 }  // namespace lumo

@@ -23,4 +23,8 @@ void TakeGivenSecret(int argc, char** argv);
 /// This process's.
 GivenSecret& Given();
 
+/// Before a secret is read or drawn: a crash then leaves no core dump with it, and the user's other processes cannot
+/// look into this one.
+void KeepMemoryPrivate();
+
 }  // namespace lumo
