@@ -15,6 +15,7 @@ constexpr const char* kVariable = "LUMO_SECRET";
 /// Moves a text, of which the system shows the memory it was in.
 void TakeText(char* from, std::string& to) {
     const size_t length = std::strlen(from);
+    WipeText(to);
     to.assign(from, length);
     CSealSecret::Wipe(from, static_cast<int>(length));
 }
