@@ -158,7 +158,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     if (command.ToStdout())
         engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
     std::string frame;
-    printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text());
+    printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text() + PlainNote(route));
     while (!engine.Over() && !loop.Interrupted() && !IsInVain(outcome.verdict)) {
         const uint64_t now = CToolLoop::Now();
         const PathEvent event = paths.Poll(now);

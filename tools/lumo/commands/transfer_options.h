@@ -55,6 +55,11 @@ inline constexpr const char* kNoRelay = "the relay server does not take us: is i
 inline constexpr const char* kNoRandomness = "the system gives no random bytes";
 void SayTurnedAway(CProgressPrinter& printer);
 
+/// For who takes frames, behind what it waits for.
+inline const char* PlainNote(const RelayRoute& route) {
+    return route.secret.IsSet() ? "" : ", not sealed: the relay could read and alter what comes";
+}
+
 /// Waits until what was queued has been taken by the far side, two seconds at most, so that a goodbye gets out. The
 /// last frame queued must be one that may be lost.
 void DrainLink(const ILinkOut* link, CToolLoop& loop);
