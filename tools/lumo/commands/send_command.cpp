@@ -133,6 +133,21 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
     return code;
 }
 
+/// Takes some of what receivers say: no flood of it, whoever makes it up, keeps blocks from leaving. True when more
+/// waits.
+bool Hear(CSendPaths& paths, CStreamOpener& opener, CSendEngine& engine, uint64_t now) {
+    constexpr int kFramesPerTurn = 100;
+    std::string frame;
+    size_t lane = 0;
+    for (int i = 0; i < kFramesPerTurn; ++i) {
+        if (!paths.Pop(frame, lane)) return false;
+        char* data = frame.data();
+        size_t length = frame.size();
+        if (opener.Open(data, length, now) && engine.OnFrame(data, length, now, lane)) paths.OnSignOfLife(lane, now);
+    }
+    return true;
+}
+
 int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, CToolLoop& loop,
           CProgressPrinter& printer) {
     SendOptions options;
@@ -150,19 +165,12 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     CSendEngine engine(RandomID(), std::move(sources), options);
     // It takes any start: only who names this transfer counts, and no recording can.
     CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel}, true);
-    std::string frame;
-    size_t lane = 0;
     bool turnedAway = false, strange = false;
     while (!engine.Over() && !loop.Interrupted()) {
         const uint64_t now = CToolLoop::Now();
-        while (paths.Pop(frame, lane)) {
-            char* data = frame.data();
-            size_t length = frame.size();
-            if (opener.Open(data, length, now) && engine.OnFrame(data, length, now, lane))
-                paths.OnSignOfLife(lane, now);
-        }
+        const bool more = Hear(paths, opener, engine, now);
         const auto fresh = paths.Poll(now);
-        for (lane = 0; lane < kMaxLanes; ++lane) {
+        for (size_t lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);
         }
         if (!std::exchange(turnedAway, paths.TurnedAway()) && turnedAway) {
@@ -177,7 +185,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
             const SendProgress progress = engine.Progress(now);
             printer.Show(now, ViewOf(progress, paths), DetailsOf(progress, paths));
         }
-        loop.Wait(paths.WakeFd(), wait);
+        loop.Wait(paths.WakeFd(), more ? 0 : wait);
         paths.Rest();
     }
     const bool failed = engine.State() == SendState::Failed;

@@ -91,10 +91,11 @@ nlohmann::json CDesktopPublishMedium::NextEvent() {
     return event;
 }
 
-void CDesktopPublishMedium::HearViewers(uint64_t now) {
+bool CDesktopPublishMedium::HearViewers(uint64_t now) {
     m_wake.Rest();
     std::string report;
-    while (m_upstream.Pop(report)) {
+    int left = kReportsPerTurn;
+    for (; left > 0 && m_upstream.Pop(report); --left) {
         char* data = report.data();
         size_t length = report.size();
         if (m_opener->Open(data, length, now)) m_publisher.OnReport(data, length, now);
@@ -104,6 +105,7 @@ void CDesktopPublishMedium::HearViewers(uint64_t now) {
         m_nTaken = made;
         m_publisher.OnNewPath(now);
     }
+    return left == 0;
 }
 
 uint64_t CDesktopPublishMedium::TakePictures(uint64_t now) {
@@ -137,12 +139,12 @@ bool CDesktopPublishMedium::IsReady(uint64_t now) {
 }
 
 uint64_t CDesktopPublishMedium::Turn(uint64_t now) {
-    HearViewers(now);
-    if (!IsReady(now)) return UINT64_MAX;
+    const bool more = HearViewers(now);
+    if (!IsReady(now)) return more ? 0 : UINT64_MAX;
     m_publisher.Poll(now, WallClockUs());  // who has shown a picture need not wait for the next one to be read
     const uint64_t wait = TakePictures(now);
     if (m_endMs && (m_publisher.Settled(now) || now - *m_endMs >= kLastMs)) m_bOver = true;
-    return wait;
+    return more ? 0 : wait;
 }
 
 void CDesktopPublishMedium::SayGoodbye() {

@@ -46,11 +46,13 @@ private:
     static constexpr uint64_t kUntakenMs = 2000;  // without a server it begins all the same
     static constexpr uint64_t kLastMs = 5000;     // for the last picture to be shown, and again for the goodbye
     static constexpr int kPicturesPerTurn = 16;
+    static constexpr int kReportsPerTurn = 100;
     static constexpr size_t kMaxEvents = 1000;
 
     void Send(const std::string& frame);
     void NotePointer(const ViewerPointer& pointer);
-    void HearViewers(uint64_t now);
+    /// Some of what they say: no flood of it, whoever makes it up, holds pictures back. True when more waits.
+    bool HearViewers(uint64_t now);
     bool IsReady(uint64_t now);
     /// Viewers that have not left, or frames on their way to them.
     bool AnybodyListens(uint64_t now);
