@@ -11,8 +11,8 @@ using namespace lumo;
 
 namespace {
 
-const std::vector<std::string> kReached{"add",  "replace", "move",         "delete", "clear",  "undo",
-                                        "redo", "pointer", "pointer gone", "name",   "refused"};
+const std::vector<std::string> kReached{"add",  "replace", "change",  "move",         "delete", "clear",
+                                        "undo", "redo",    "pointer", "pointer gone", "name",   "refused"};
 CReach g_reach("board_events", kReached);
 
 /// Everything that the board says must be a message, and every object one that others can draw.

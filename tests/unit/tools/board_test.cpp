@@ -55,6 +55,70 @@ TEST_F(Board, AReplacementIsOneStepAndAllOrNothing) {
     EXPECT_EQ(Held().size(), 2U);
 }
 
+TEST_F(Board, AChangeKeepsThePlaceInTheStackAndIsOneStep) {
+    GoOnline();
+    const auto look = [&](uint32_t id) { return json::parse(m_board.Objects(&id, 1))["objects"][0]; };
+    const uint32_t pen = Do(R"({"do":"add","objects":[{"type":"pen","colour":"#ff0000","width":16,"fill":null,)"
+                            R"("box":[0,0,100,0],"points":[0,0,50,0,100,0]}]})")
+                             .at(0);
+    Hear(BoardCommand::Data, 4, std::string("unknown"));
+    Shape picture;
+    picture.type = ShapeType::Picture;
+    picture.bytes = "\x89PNG\r\n\x1a\n";
+    Hear(BoardCommand::Data, 5, EncodeRecord(picture));
+    const json before = look(pen);
+    const PageFeedPtr page = Open();
+    Told(page);
+    const std::string number = std::to_string(pen);
+    const IDs now = Do(R"({"do":"change","objects":[{"id":)" + number +
+                       R"(,"box":[10,20,210,60],"colour":"#00ff00","width":32},{"id":4,"width":1},{"id":)" + number +
+                       R"(,"width":1},{"id":5,"box":[1,2,3,4],"colour":"#000000"}]})");
+    ASSERT_EQ(now.size(), 4U);
+    EXPECT_TRUE(now[0] && now[3]);
+    EXPECT_FALSE(now[1] || now[2]) << "what is not drawn here, and what has changed already";
+    const json after = look(now[0]);
+    EXPECT_EQ(after["points"], json({10, 20, 110, 20, 210, 20})) << "what has no height keeps none";
+    EXPECT_EQ(after["tag"], before["tag"]);
+    EXPECT_EQ(after["colour"], "#00ff00");
+    EXPECT_EQ(after["width"], 32);
+    EXPECT_EQ(look(now[3])["box"], json({1, 2, 3, 4}));
+    EXPECT_EQ(Told(page, R"("change")").size(), 1U);
+    EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U);
+    Undo();
+    const IDs held = Held();
+    EXPECT_EQ(held.size(), 3U);
+    EXPECT_EQ(
+        std::count_if(held.begin(), held.end(), [&](uint32_t id) { return look(id)["points"] == before["points"]; }),
+        1);
+    m_now += 60000;
+    GoOffline(0);
+    EXPECT_EQ(Do(R"({"do":"change","objects":[{"id":4,"width":1}]})"), IDs{0}) << "others may have changed it";
+}
+
+TEST_F(Board, APictureIsDrawnLikeAnotherAsLongAsThatCanComeBack) {
+    GoOnline();
+    Shape picture;
+    picture.type = ShapeType::Picture;
+    picture.bytes = "\x89PNG\r\n\x1a\n and more";
+    Hear(BoardCommand::Data, 5, EncodeRecord(picture));
+    HearDrawn({6});
+    const auto like = [&](uint32_t id) {
+        return Do(R"({"do":"add","objects":[{"type":"picture","like":)" + std::to_string(id) + R"(,"box":[1,2,3,4]},)" +
+                  kLine + "]}");
+    };
+    DoTo("delete", 5);
+    const IDs drawn = like(5);
+    std::string bytes;
+    BoardPictureFormat format{};
+    EXPECT_TRUE(m_board.Picture(drawn.at(0), bytes, format));
+    EXPECT_EQ(bytes, picture.bytes);
+    for (const uint32_t id : {6U, 7U}) {
+        const IDs none = like(id);
+        EXPECT_EQ(none.at(0), 0U) << "no picture: " << id;
+        EXPECT_NE(none.at(1), 0U);
+    }
+}
+
 TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     GoOnline();
     HearDrawn({1, 2});

@@ -62,7 +62,7 @@ public:
 
     // The pages' part.
 
-    /// Gives the IDs of new objects, one list for each action.
+    /// Gives the IDs of new objects, one list for each action; 0 for one that was not drawn.
     std::vector<std::vector<uint32_t>> Do(const std::vector<BoardAction>& actions, uint64_t now);
     /// The events of a new page; the objects are still to be taken, by Objects. Null when there are too many pages.
     PageFeedPtr OpenPage(std::vector<uint32_t>& objects);
@@ -95,7 +95,9 @@ private:
     void Remove(const IDs& ids, std::vector<RemovedObject>* removed);
     void Move(const IDs& ids, int32_t dx, int32_t dy);
     IDs Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf = {});
+    std::string RecordFor(const Shape& shape) const;
     IDs Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now);
+    IDs Change(const std::vector<ShapeChange>& changes, uint64_t now);
     void Delete(const IDs& ids);
     void TakeAway(const IDs& ids, BoardStep& step);
     void MoveOwn(const IDs& ids, int32_t dx, int32_t dy);
@@ -107,6 +109,7 @@ private:
 
     void Show(const nlohmann::json& event) { m_feeds.Publish(DumpJson(event)); }
     void ShowAdded(const IDs& ids);
+    void ShowChanged(const IDs& before, const IDs& after);
     /// Soon, and not more often than people can read: names of others may change as fast as messages come.
     void ShowPeople() { m_bPeopleNews = true; }
     void ShowUndo();

@@ -33,6 +33,9 @@ std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& ac
             case Kind::Replace:
                 added[i] = Replace(action.ids.at(0), action.shapes, now);
                 break;
+            case Kind::Change:
+                added[i] = Change(action.changes, now);
+                break;
             case Kind::Move:
                 MoveOwn(action.ids, action.dx, action.dy);
                 break;
@@ -81,16 +84,27 @@ uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
 
 CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf) {
     BoardStep step;
+    IDs drawn;
     TakeAway(insteadOf, step);
     for (const Shape& shape : shapes) {
-        const uint32_t id = AddOwn(EncodeRecord(shape), m_model.NextTag(), now);
-        if (id != 0) step.added.push_back(id);
+        drawn.push_back(AddOwn(RecordFor(shape), m_model.NextTag(), now));
+        if (drawn.back() != 0) step.added.push_back(drawn.back());
     }
     ShowAdded(step.added);
-    IDs added = step.added;
     m_undo.Note(std::move(step));
     ShowUndo();
-    return added;
+    return drawn;
+}
+
+// A picture that was cut away can be put in elsewhere: its bytes are kept as long as its deletion can be taken back.
+std::string CBoard::RecordFor(const Shape& shape) const {
+    if (shape.like == 0) return EncodeRecord(shape);
+    const BoardObject* object = m_model.Find(shape.like);
+    const std::string* record = object ? &object->Record() : m_undo.RecordOf(shape.like);
+    Shape picture;
+    if (!record || !ParseRecord(*record, picture) || picture.type != ShapeType::Picture) return {};
+    picture.box = shape.box;
+    return EncodeRecord(picture);
 }
 
 // All of it or nothing; what others have deleted meanwhile comes back as it is now.
@@ -101,6 +115,38 @@ CBoard::IDs CBoard::Replace(uint32_t id, const std::vector<Shape>& shapes, uint6
     const size_t bytes = EncodeRecord(shapes.at(0)).size();
     if (bytes == 0 || !m_model.HasRoom(bytes, old)) return {};
     return Add(shapes, now, known);
+}
+
+// Each stays where it lies in the stack, under a new number.
+CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes, uint64_t now) {
+    struct Changed {
+        size_t place;
+        std::string record;
+    };
+    BoardStep step;
+    IDs before, after(changes.size(), 0);
+    std::vector<Changed> changed;
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const IDs known = Changeable({changes[i].id});
+        if (known.empty()) continue;
+        const BoardObject& object = *m_model.Find(known[0]);
+        std::string record = ChangedRecord(object.Record(), changes[i]);
+        if (record.empty()) continue;
+        step.removed.push_back({known[0], object.tag, object.Record()});
+        changed.push_back({i, std::move(record)});
+        before.push_back(known[0]);
+        m_model.Remove(known[0]);
+    }
+    if (before.empty()) return after;
+    Say(BoardCommand::Delete, 0, 0, PayloadOf(before));
+    for (size_t i = 0; i < changed.size(); ++i) {
+        const uint32_t id = AddOwn(changed[i].record, step.removed[i].tag, now);
+        step.added.push_back(after[changed[i].place] = id);
+    }
+    ShowChanged(before, step.added);
+    m_undo.Note(std::move(step));
+    ShowUndo();
+    return after;
 }
 
 void CBoard::Delete(const IDs& ids) {

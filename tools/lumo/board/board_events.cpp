@@ -63,21 +63,27 @@ bool ReadPoints(const Json& json, std::vector<Point>& points) {
     return true;
 }
 
-/// Pictures come by a request of their own.
+bool ReadWidth(const Json& json, uint32_t& width) { return ReadNumber(json, width) && width <= kMaxWidth; }
+
+bool ReadFill(const Json& json, uint32_t& fill) {
+    fill = 0;
+    if (json.is_null()) return true;
+    if (!ReadColour(json, fill)) return false;
+    fill |= 0xff000000U;
+    return true;
+}
+
+/// The bytes of a picture come by a request of their own, or are those of one that there is already.
 bool ReadShape(const Json& json, Shape& shape) {
     if (!json.is_object()) return false;
     const Json& type = Member(json, "type");
     const auto known = std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& row) { return type == row.first; });
-    if (known == kTypes.end() || known->second == ShapeType::Picture) return false;
+    if (known == kTypes.end() || !ReadBoxOf(Member(json, "box"), shape.box)) return false;
     shape.type = known->second;
-    if (!ReadColour(Member(json, "colour"), shape.colour) || !ReadNumber(Member(json, "width"), shape.width) ||
-        shape.width > kMaxWidth || !ReadBoxOf(Member(json, "box"), shape.box))
+    if (shape.type == ShapeType::Picture) return ReadNumber(Member(json, "like"), shape.like) && shape.like != 0;
+    if (!ReadColour(Member(json, "colour"), shape.colour) || !ReadWidth(Member(json, "width"), shape.width) ||
+        !ReadFill(Member(json, "fill"), shape.fill))
         return false;
-    const Json& fill = Member(json, "fill");
-    if (!fill.is_null()) {
-        if (!ReadColour(fill, shape.fill)) return false;
-        shape.fill |= 0xff000000U;
-    }
     if (shape.type == ShapeType::Pen || shape.type == ShapeType::Marker)
         return ReadPoints(Member(json, "points"), shape.points);
     if (shape.type != ShapeType::Text) return true;
@@ -87,11 +93,22 @@ bool ReadShape(const Json& json, Shape& shape) {
     return !shape.bytes.empty() && shape.bytes.size() <= kMaxText;
 }
 
-bool ReadShapes(const Json& json, std::vector<Shape>& shapes) {
+bool ReadChange(const Json& json, ShapeChange& change) {
+    if (!json.is_object() || !ReadNumber(Member(json, "id"), change.id)) return false;
+    const auto may = [&](const char* name, auto read, auto& value) {
+        const auto found = json.find(name);
+        return found == json.end() || read(*found, value.emplace());
+    };
+    return may("box", ReadBoxOf, change.box) && may("colour", ReadColour, change.colour) &&
+           may("width", ReadWidth, change.width) && may("fill", ReadFill, change.fill);
+}
+
+template <class Item>
+bool ReadEach(const Json& json, bool (*read)(const Json&, Item&), std::vector<Item>& items) {
     if (!json.is_array() || json.empty() || json.size() > kMaxShapes) return false;
-    shapes.resize(json.size());
-    for (size_t i = 0; i < shapes.size(); ++i) {
-        if (!ReadShape(json[i], shapes[i])) return false;
+    items.resize(json.size());
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (!read(json[i], items[i])) return false;
     }
     return true;
 }
@@ -116,7 +133,8 @@ bool ReadAction(const Json& json, BoardAction& action) {
     };
     if (is("clear", Kind::Clear) || is("undo", Kind::Undo) || is("redo", Kind::Redo)) return true;
     if (is("pointer gone", Kind::PointerGone)) return true;
-    if (is("add", Kind::Add)) return ReadShapes(Member(json, "objects"), action.shapes);
+    if (is("add", Kind::Add)) return ReadEach(Member(json, "objects"), ReadShape, action.shapes);
+    if (is("change", Kind::Change)) return ReadEach(Member(json, "objects"), ReadChange, action.changes);
     if (is("replace", Kind::Replace)) {
         action.ids.resize(1);
         action.shapes.resize(1);
@@ -145,7 +163,7 @@ bool ParseActions(std::string_view body, std::vector<BoardAction>& actions) {
     size_t shapes = 0;
     for (size_t i = 0; i < read.size(); ++i) {
         if (!ReadAction(json[i], read[i])) return false;
-        shapes += read[i].shapes.size();
+        shapes += read[i].shapes.size() + read[i].changes.size();
     }
     if (shapes > kMaxShapes) return false;
     actions = std::move(read);

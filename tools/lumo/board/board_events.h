@@ -3,6 +3,7 @@
 
 #include "tools/lumo/board/board_model.h"
 #include "tools/lumo/board/record.h"
+#include "tools/lumo/board/shape_change.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -18,9 +19,10 @@ inline constexpr size_t kMaxActions = 100;
 inline constexpr size_t kMaxShapes = 1000;  // of one request
 
 struct BoardAction {
-    enum class Kind { Add, Replace, Move, Delete, Clear, Undo, Redo, Pointer, PointerGone, Name };
+    enum class Kind { Add, Replace, Change, Move, Delete, Clear, Undo, Redo, Pointer, PointerGone, Name };
     Kind kind = Kind::Undo;
     std::vector<Shape> shapes;
+    std::vector<ShapeChange> changes;
     std::vector<uint32_t> ids;  ///< one of a replacement
     int32_t dx = 0, dy = 0;     ///< of a move; where a pointer is
     std::string name;

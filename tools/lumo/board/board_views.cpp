@@ -78,6 +78,17 @@ void CBoard::ShowAdded(const IDs& ids) {
     }
 }
 
+void CBoard::ShowChanged(const IDs& before, const IDs& after) {
+    for (size_t at = 0; at < before.size(); at += kShownAtOnce) {
+        Json ids = Json::array(), objects = Json::array();
+        for (size_t i = at; i < std::min(before.size(), at + kShownAtOnce); ++i) {
+            ids.push_back(before[i]);
+            objects.push_back(ObjectJson(after[i], *m_model.Find(after[i])));
+        }
+        Show({{"type", "change"}, {"ids", std::move(ids)}, {"objects", std::move(objects)}});
+    }
+}
+
 std::string CBoard::Objects(const uint32_t* ids, size_t count) {
     const Lock lock(m_mutex);
     Json objects = Json::array();

@@ -48,6 +48,7 @@ struct Shape {
     std::vector<Point> points;  ///< pen and marker only
     std::string bytes;          ///< a text, or an encoded picture
     BoardPictureFormat format = BoardPictureFormat::Png;
+    uint32_t like = 0;  ///< the ID of the picture whose bytes this one is to have; no part of a record
 };
 
 /// False for what this program does not draw; nothing of it may be relied on then.

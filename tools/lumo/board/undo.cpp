@@ -41,6 +41,16 @@ void CUndo::Trim(Stack& stack) {
     }
 }
 
+const std::string* CUndo::RecordOf(uint32_t id) const {
+    for (const Stack* stack : {&m_undo, &m_redo}) {
+        for (const BoardStep& step : *stack) {
+            for (const RemovedObject& object : step.removed)
+                if (object.id == id) return &object.record;
+        }
+    }
+    return nullptr;
+}
+
 void CUndo::Rename(const std::map<uint32_t, uint32_t>& names) {
     const auto rename = [&](uint32_t& id) {
         const auto found = names.find(id);

@@ -40,6 +40,8 @@ public:
     void Put(bool redo, BoardStep step);
     /// An object that came back goes by another number.
     void Rename(const std::map<uint32_t, uint32_t>& names);
+    /// What was deleted under this number and may come back; null when there is no such object.
+    const std::string* RecordOf(uint32_t id) const;
     size_t Count(bool redo) const { return Steps(redo).size(); }
 
 private:
