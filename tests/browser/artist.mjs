@@ -17,7 +17,7 @@ export class Artist {
   }
 
   connected() { return this.page.locator("#status[data-state=on]").waitFor({ timeout: 60000 }); }
-  sees(people) { return this.page.locator(`#people[aria-label="${people} here"]`).waitFor({ timeout: 60000 }); }
+  sees(people) { return this.page.locator("#people", { hasText: `${people} here` }).waitFor({ timeout: 60000 }); }
   key(key) { return this.page.keyboard.press(key); }
   objects() { return this.page.evaluate(() => window.lumoBoard.objects()); }
   picture() { return this.page.evaluate(() => window.lumoBoard.picture()); }

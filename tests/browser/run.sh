@@ -11,5 +11,5 @@ lacking() {
 }
 command -v node >/dev/null || lacking node
 chromium=$(command -v chromium || command -v chromium-browser) || lacking chromium
-[[ -d $modules/playwright-core ]] || lacking "playwright-core (scripts/setup_browser.sh)"
+[[ -d $modules/playwright-core && -d $modules/axe-core ]] || lacking "playwright-core or axe-core (scripts/setup_browser.sh)"
 exec node "$(dirname "$0")/whiteboard.mjs" "$lumo" "$chromium" "$modules" "$out" "$scenario"

@@ -1,14 +1,17 @@
 // People draw together in real browsers: node whiteboard.mjs LUMO CHROMIUM MODULES OUT SCENARIO
 import assert from "node:assert/strict";
 import { createHash } from "node:crypto";
-import { mkdir, writeFile } from "node:fs/promises";
+import { mkdir, readFile, writeFile } from "node:fs/promises";
 import { createRequire } from "node:module";
+import { access, fit } from "./access.mjs";
 import { Artist } from "./artist.mjs";
 import { edit } from "./editing.mjs";
+import { handle } from "./hands.mjs";
 import { BoardProcess, Relay, endAll, stopAll, tellAll, until } from "./processes.mjs";
 
 const [lumo, executablePath, modules, out, scenario] = process.argv.slice(2);
-const { chromium } = createRequire(`${modules}/`)("playwright-core");
+const require = createRequire(`${modules}/`);
+const { chromium } = require("playwright-core");
 const EACH = 7;  // objects of one corner
 const NAMES = ["Ada Quill", "<b>Ben</b>", "Cyril Ñandú", "Dora", "Emil & Co"];
 const sum = (text) => createHash("sha256").update(text).digest("hex");
@@ -165,6 +168,22 @@ async function hostLeaves(artists) {
   await allEqual(rest, held + 1);
 }
 
+/** Two people, one of whom has no pointer, or little room; at the end the relay goes. */
+async function handsAndEyes(browser, relay, path) {
+  const [one, other] = await seats(browser, relay, path, 2);
+  one.photo = `${out}/photo.png`;
+  await handle(one, other);
+  await access(one, other, await readFile(require.resolve("axe-core/axe.min.js"), "utf8"));
+  assert.deepEqual([...one.problems, ...other.problems], []);
+  await one.drawCorner();
+  await one.key("Escape");
+  await fit(one, shot, "connected");
+  await relay.stop("SIGKILL");
+  await one.page.locator("#notice", { hasText: "ot connected: what you draw is kept and sent later" }).waitFor({ timeout: 60000 });
+  await one.key("Shift+n");
+  await fit(one, shot, "offline");
+}
+
 async function makePhoto(browser) {
   const page = await browser.newPage({ viewport: { width: 320, height: 200 } });
   await page.setContent(`<body style="margin:0;background:linear-gradient(#8ec5fc,#f7f7d0 60%,#6a994e 61%,#386641)">
@@ -174,8 +193,18 @@ async function makePhoto(browser) {
   await page.close();
 }
 
+async function drawTogether(browser, relay, path, count) {
+  const artists = await drawAtOnce(browser, relay, path, count);
+  if (count === 2) await lateAndNarrow(browser, relay, path, artists, await edit(...artists));
+  await foreignPage(artists);
+  assert.deepEqual(artists.flatMap((artist) => artist.problems), []);
+  if (scenario === "relay2") await brokenRelay(browser, relay, artists);
+  if (path.startsWith("p2p") && count > 2) await hostLeaves(artists);
+}
+
 const SCENARIOS = {
   relay2: ["relay", 2], relay5: ["relay", 5], p2p2: ["p2p", 2], p2p5: ["p2p", 5], tcp3: ["p2p-tcp", 3], auto3: ["auto", 3],
+  hands: ["relay", 2],
 };
 
 const browser = await chromium.launch({ executablePath, args: ["--no-sandbox", "--disable-gpu"] });
@@ -183,15 +212,11 @@ try {
   const [path, count] = SCENARIOS[scenario];
   await makePhoto(browser);
   const relay = await Relay.start(lumo);
-  const artists = await drawAtOnce(browser, relay, path, count);
-  if (count === 2) await lateAndNarrow(browser, relay, path, artists, await edit(...artists));
-  await foreignPage(artists);
-  assert.deepEqual(artists.flatMap((artist) => artist.problems), []);
-  if (scenario === "relay2") await brokenRelay(browser, relay, artists);
-  if (path.startsWith("p2p") && count > 2) await hostLeaves(artists);
+  if (scenario === "hands") await handsAndEyes(browser, relay, path);
+  else await drawTogether(browser, relay, path, count);
   await browser.close();
   await endAll();
-  console.log(`${scenario}: ${count} boards equal`);
+  console.log(`${scenario}: done by ${count}`);
 } catch (error) {
   tellAll();
   throw error;

@@ -1,17 +1,21 @@
 // Puts the page together: the panel, the board's events, and what people do.
-import { UNIT, FONT, LINE_HEIGHT } from "./shapes.js";
-import { act, listen, sendPicture } from "./net.js";
+import { UNIT, extent, textBox } from "./shapes.js";
+import { act, listen, portions, sendPicture } from "./net.js";
 import { canvasOf, save, svgOf } from "./export.js";
+import { Changes } from "./changes.js";
+import { Clipboard } from "./clipboard.js";
 import { Model } from "./model.js";
 import { People } from "./people.js";
-import { Tools, textBox } from "./tools.js";
+import { Tools } from "./tools.js";
+import { Typing } from "./typing.js";
 import { View } from "./view.js";
 import { bindKeys } from "./keys.js";
 import { buildPanel } from "./panel.js";
+import { nameOf, placeOf, speak } from "./speech.js";
 import { pictureIn, prepare } from "./pictures.js";
 
 const $ = (id) => document.getElementById(id);
-const MOST_TEXT = 4000;  // bytes
+const SHOWN_AGAIN_MS = 1000;  // what the program has not deleted by then stays
 
 class Board {
   model = new Model();
@@ -19,13 +23,15 @@ class Board {
   tools = new Tools(this);
   people = new People(this.view);
   panel = buildPanel(this);
-  refused = [];  // texts that the program has not taken: where, instead of which, what
+  typing = new Typing(this);
+  clipboard = new Clipboard(this);
+  changes = new Changes(this);
   #pointing = false;
 
   style() { return this.panel.style(); }
   setTool(name) {
-    if (name === "picture") return this.choosePicture();
-    this.finishTyping();
+    if (name === "picture") return $("file").click();
+    this.typing.finish();
     this.tools.tool = name;
     this.panel.showTool(name);
     if (name !== "select") this.choose([]);
@@ -33,12 +39,24 @@ class Board {
 
   choose(ids) {
     this.view.selection = new Set(ids);
-    $("delete").hidden = this.view.selection.size === 0;
+    this.panel.showChosen(this.view.chosen());
     this.view.touch();
   }
   chooseAll() {
     this.setTool("select");
     this.choose(this.model.sorted().filter((object) => object.type).map((object) => object.id));
+    this.speak(`${this.view.selection.size} chosen`);
+  }
+  /** The next object in the order in which they lie, or the one before; shown and read out. */
+  chooseNext(step) {
+    const all = this.model.sorted().filter((object) => object.type);
+    if (all.length === 0) return this.speak("The board is empty");
+    this.setTool("select");
+    const at = all.findIndex((object) => this.view.selection.has(object.id));
+    const to = at < 0 ? (step > 0 ? 0 : all.length - 1) : (at + step + all.length) % all.length;
+    this.choose([all[to].id]);
+    this.view.reveal(extent(all[to]));
+    this.speak(`${nameOf(all[to])}, ${to + 1} of ${all.length}, ${placeOf(all[to])}`);
   }
 
   async tell(work) {
@@ -56,33 +74,61 @@ class Board {
     clearTimeout(this.toastTimer);
     this.toastTimer = setTimeout(() => { $("toast").hidden = true; }, 4000);
   }
+  speak(words) { speak(words); }
 
-  /** Draws at once what the program has not confirmed yet. */
+  /** Gives the numbers of those that the program has taken. */
   async add(...shapes) {
-    const ids = await this.draft(shapes, (objects) => ({ do: "add", objects }));
-    if (ids && ids.length < shapes.length) this.say("The board is full.");
-    return ids ?? [];
+    const taken = [];
+    for (const portion of portions(shapes)) {
+      const ids = await this.draft(portion, (objects) => act({ do: "add", objects }));
+      if (!ids) break;
+      taken.push(...ids.filter(Boolean));
+      if (!ids.every(Boolean)) this.say("Not all of it is drawn: the board is full, or a picture has gone.");
+    }
+    return taken;
+  }
+  async addAndChoose(shapes) {
+    const ids = await this.add(...shapes);
+    this.setTool("select");
+    this.choose(ids.filter((id) => this.#holds(id)));
+    this.speak(`${ids.length} drawn`);
   }
   /** False when it was refused. */
   async replace(id, shape) {
-    const ids = await this.draft([shape], ([object]) => ({ do: "replace", id, object }));
+    const chosen = this.view.selection.has(id);
+    const ids = await this.draft([shape], ([object]) => act({ do: "replace", id, object }));
     if (ids?.length === 0) this.say("Not changed: others may have changed it, or the board is full.");
+    if (chosen && ids?.length > 0) this.choose(ids.filter((one) => this.#holds(one)));
     return ids?.length > 0;
   }
-  /** The new numbers; null when the program did not answer. */
-  async draft(shapes, action) {
-    $("welcome").hidden = true;
+  /** Draws at once what the program has not confirmed yet. Gives the new numbers; null when the program did not answer. */
+  async draft(shapes, send) {
     this.view.drafts.ask(shapes);
-    this.view.change();
-    const answer = await this.tell(act(action(shapes.map(({ path, ...shape }) => shape))));
+    this.changed();
+    const answer = await this.tell(send(shapes.map(({ path, ...shape }) => shape)));
     this.view.drafts.answer(shapes, answer?.[0] ?? [], (id) => this.model.has(id));
     this.changed();
     return answer?.[0] ?? null;
   }
+  #holds(id) { return this.model.has(id) || this.view.drafts.has(id); }
 
+  change(shapes) { return this.changes.make(() => shapes); }
+  /** A colour, a width or a fill was chosen: for what is typed or chosen now, and for all that is drawn from now on. */
+  restyled(what) {
+    if (this.typing.isOpen) this.typing.restyle(what, this.style());
+    else if (this.view.selection.size > 0)
+      this.changes.make(() => this.view.chosen().map((object) => this.panel.dress(object, what)));
+  }
   move(ids, dx, dy) { return this.tell(act({ do: "move", ids, dx, dy })); }
-  remove(ids) { if (ids.length > 0) this.tell(act({ do: "delete", ids })); }
-  removeChosen() { this.remove([...this.view.selection]); }
+  async remove(ids) {
+    if (ids.length > 0) await this.tell(act({ do: "delete", ids }));
+    setTimeout(() => this.view.showAgain(ids), SHOWN_AGAIN_MS);
+  }
+  removeChosen() {
+    const ids = [...this.view.selection];
+    if (ids.length > 0) this.speak(`${ids.length} deleted`);
+    this.remove(ids);
+  }
   undo() { this.tell(act({ do: "undo" })); }
   redo() { this.tell(act({ do: "redo" })); }
   clear() { this.tell(act({ do: "clear" })); }
@@ -99,71 +145,33 @@ class Board {
     if (next !== undefined) this.point(next);
   }
 
-  typeAt(at, old = null) {
-    if (this.finishTyping()) this.openTyping(at, old, old?.text ?? "");
+  edit(text) { this.typing.begin([text.box[0], text.box[1]], text); }
+  /** The one text that is chosen. */
+  editChosen() {
+    const [only, ...more] = this.view.chosen();
+    if (only?.type !== "text" || more.length > 0) return false;
+    this.edit(only);
+    return true;
+  }
+  writeInTheMiddle(text) {
+    const { colour, textSize: width } = this.style();
+    const shape = { type: "text", colour, width, fill: null, text, box: textBox(this.view.middle(), text, width) };
+    if (new TextEncoder().encode(text).length > 4000) this.say("This text is too long.");
+    else this.addAndChoose([shape]);
   }
 
-  openTyping(at, old, text) {
-    const { colour, textSize } = old ? { colour: old.colour, textSize: old.width } : this.style();
-    const area = $("typing"), [x, y] = this.view.toScreen(...at), size = textSize / UNIT * this.view.scale;
-    Object.assign(area.style, { left: `${x}px`, top: `${y}px`, fontSize: `${size}px`, color: colour });
-    area.value = text;
-    area.hidden = false;
-    const fit = () => {
-      const [l, t, r, b] = textBox([0, 0], area.value || "Text", textSize);
-      area.style.width = `${(r - l) / UNIT * this.view.scale + size}px`;
-      area.style.height = `${Math.max(b - t, textSize * LINE_HEIGHT) / UNIT * this.view.scale}px`;
-    };
-    area.oninput = fit;
-    area.onblur = () => this.finishTyping();
-    fit();
-    this.typing = { at, old, colour, textSize };
-    area.focus();
-  }
-
-  /** False when it goes on: what was typed is too long for an object, or what was typed before is refused. */
-  finishTyping(keep = true) {
-    const typing = this.typing, area = $("typing");
-    if (!typing) return this.openRefused();
-    const text = area.value.trimEnd();
-    if (keep && new TextEncoder().encode(text).length > MOST_TEXT) {
-      this.say("This text is too long.");
-      requestAnimationFrame(() => area.focus());
-      return false;
-    }
-    this.typing = null;
-    area.hidden = true;
-    if (keep && text !== (typing.old?.text ?? "")) this.write(typing, text);
-    return this.openRefused();
-  }
-
-  openRefused() {
-    const refused = this.refused.shift();
-    if (refused) this.openTyping(...refused);
-    return !refused;
-  }
-
-  async write({ at, old, colour, textSize }, text) {
-    if (!text) return this.remove([old.id]);
-    const shape = { type: "text", colour, width: textSize, fill: null, text, box: textBox(at, text, textSize) };
-    if (old ? await this.replace(old.id, shape) : (await this.add(shape)).length > 0) return;
-    this.refused.push([at, old, text]);
-    if (!this.typing) this.openRefused();
-  }
-
-  choosePicture() { $("file").click(); }
-
-  async addPicture(file, at) {
+  async addPicture(file, at = null) {
     const picture = await prepare(file);
     if (!picture) return this.say("This is no picture that can be shown.");
     const fit = Math.min(1, 480 / Math.max(picture.width, picture.height)) / this.view.scale;
-    const [x, y] = this.view.toBoard(...(at ?? [window.innerWidth / 2, window.innerHeight / 2]));
+    const [x, y] = at ? this.view.toBoard(...at) : this.view.middle();
     const w = Math.round(picture.width * fit * UNIT / 2), h = Math.round(picture.height * fit * UNIT / 2);
-    const answer = await this.tell(sendPicture(picture.blob, [x - w, y - h, x + w, y + h]));
-    if (!answer) return;
-    if (answer[0].length === 0) return this.say("The board is full.");
+    const shape = { type: "picture", box: [x - w, y - h, x + w, y + h] };
+    const ids = await this.draft([shape], () => sendPicture(picture.blob, shape.box));
+    if (!ids) return;
+    if (!ids[0]) return this.say("The board is full.");
     this.setTool("select");
-    this.choose(answer[0]);
+    this.choose(ids.filter((id) => this.#holds(id)));
   }
 
   async savePng() {
@@ -179,7 +187,7 @@ class Board {
   }
 
   closeAll() {
-    this.finishTyping();
+    this.typing.finish();
     this.panel.closeMenus();
   }
 
@@ -194,6 +202,7 @@ class Board {
     this.view.drafts.reset(this.model.ids());
     this.model.clear();
     this.view.change();
+    this.changes.went();
     clearTimeout(this.emptyTimer);
     this.emptyTimer = setTimeout(() => this.changed(), 400);
   }
@@ -203,35 +212,49 @@ class Board {
     if (onTop && !drafted) this.view.drawOnTop(objects);
     else this.view.change();
     $("welcome").hidden = true;
+    if (objects.some((object) => this.view.selection.has(object.id))) this.choose([...this.view.selection]);
   }
   removed(ids) {
     this.view.drafts.went(ids);
     this.model.remove(ids);
+    this.#forget(ids);
     this.changed();
+  }
+  /** Objects of before go by other numbers now: whoever chose one has chosen it still. */
+  swapped({ ids, objects }) {
+    const now = new Map(ids.map((id, i) => [id, objects[i].id]));
+    this.model.swap(ids, objects);
+    this.#forget(ids);
+    this.view.selection = new Set([...this.view.selection].map((id) => now.get(id) ?? id));
+    this.changed();
+  }
+  #forget(ids) {
+    for (const id of ids) {
+      this.view.hidden.delete(id);
+      this.view.changed.delete(id);
+    }
+    this.changes.went();
   }
   moved(boxes) {
     this.model.place(boxes);
-    const { shift } = this.view;
+    const { shift, selection } = this.view;
     if (shift?.sent && boxes.some(([id]) => shift.ids.has(id))) this.view.shift = null;
+    const chosen = boxes.filter(([id]) => selection.has(id));
+    if (chosen.length > 0) this.speak(chosen.length > 1 ? `${chosen.length} moved` : placeOf({ box: chosen[0].slice(1) }));
     this.view.change();
   }
   changed() {
-    this.choose([...this.view.selection].filter((id) => this.model.has(id)));
+    this.choose([...this.view.selection].filter((id) => this.#holds(id)));
     $("welcome").hidden = this.model.size > 0 || this.view.drafts.size > 0;
     this.view.change();
   }
-  status({ connected, path }) {
-    const words = connected ? `Connected · ${path}` : `Connecting · ${path} · what you draw now is sent later`;
-    this.showStatus(connected ? "on" : "wait", words);
+  status({ connected, path, text }) {
+    if (connected) this.panel.showStatus("on", `Connected · ${path}`, "");
+    else this.panel.showStatus("wait", `Not connected · ${path}`, `${text[0].toUpperCase()}${text.slice(1)}.`);
   }
   lost() {
-    this.showStatus("lost", "The program is not running");
+    this.panel.showStatus("lost", "Not running", "The program of this board is not running: nothing can be drawn.");
     this.people.show([]);
-  }
-  showStatus(state, words) {
-    $("status").dataset.state = state;
-    $("status").title = words;
-    $("status-text").textContent = words;
   }
 }
 
@@ -248,6 +271,7 @@ listen({
   undo: (event) => board.panel.showUndo(event),
   reset: () => board.reset(),
   add: (event) => board.added(event.objects),
+  change: (event) => board.swapped(event),
   delete: (event) => board.removed(event.ids),
   move: (event) => board.moved(event.boxes),
   lost: () => board.lost(),
@@ -256,10 +280,6 @@ listen({
 $("file").addEventListener("change", () => {
   for (const file of $("file").files) board.addPicture(file);
   $("file").value = "";
-});
-addEventListener("paste", (event) => {
-  const file = pictureIn(event.clipboardData);
-  if (file) board.addPicture(file);
 });
 addEventListener("dragover", (event) => event.preventDefault());
 addEventListener("drop", (event) => {
@@ -271,8 +291,8 @@ addEventListener("drop", (event) => {
 // For tests and the curious.
 window.lumoBoard = {
   objects: () => board.model.sorted().map(({ path, ...object }) => object),
+  chosen: () => [...board.view.selection],
   picture: async () => (await canvasOf(board.model, 1)).toDataURL("image/png"),
   svg: () => svgOf(board.model),
   pointers: () => [...board.view.pointers.values()].map(({ x, y, name }) => ({ x, y, name })),
 };
-document.getElementById("typing").style.fontFamily = FONT;

@@ -6,6 +6,7 @@ export class Drafts {
   #gone = new Set();  // numbers of objects that went meanwhile; an answer may name them still
 
   get size() { return this.#shapes.size; }
+  has(id) { return [...this.#shapes].some((shape) => shape.id === id); }
   [Symbol.iterator]() { return this.#shapes.values(); }
 
   ask(shapes) {
@@ -17,7 +18,7 @@ export class Drafts {
   answer(shapes, ids, has) {
     this.#asked--;
     shapes.forEach((shape, i) => {
-      shape.id = ids[i];
+      shape.id = ids[i] || undefined;
       if (shape.id === undefined || has(shape.id) || this.#gone.has(shape.id)) this.#shapes.delete(shape);
     });
     if (this.#asked === 0) this.#gone.clear();

@@ -1,5 +1,5 @@
 // The objects of the board, in the order in which they lie.
-import { extent, forgetPictures } from "./shapes.js";
+import { extent, forgetPictures, renamePicture } from "./shapes.js";
 
 const above = (a, b) => a.tag - b.tag || a.id - b.id;
 
@@ -25,6 +25,13 @@ export class Model {
     for (const id of ids) this.#objects.delete(id);
     this.#sorted = null;
     forgetPictures((id) => this.#objects.has(id));
+  }
+
+  /** These objects go by other numbers, and look different. */
+  swap(ids, objects) {
+    ids.forEach((id, i) => renamePicture(id, objects[i].id));
+    this.add([...objects]);
+    this.remove(ids);
   }
 
   /** Where each of them is from now on: [id, left, top, right, bottom]. */

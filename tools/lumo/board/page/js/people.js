@@ -1,4 +1,6 @@
-// Who is here. Names come from others: they are shown as text only.
+// Who is here. Names and colours come from others: names are shown as text only, and can be read upon any colour.
+import { inkOn } from "./colours.js";
+
 const $ = (id) => document.getElementById(id);
 const SHOWN = 4;
 
@@ -10,7 +12,7 @@ function face(person) {
   element.className = "face";
   element.textContent = initials(person.name);
   element.title = person.name;
-  element.style.background = person.colour;
+  if (person.colour) Object.assign(element.style, { background: person.colour, color: inkOn(person.colour) });
   return element;
 }
 
@@ -34,9 +36,11 @@ export class People {
   show(people) {
     this.all = new Map(people.map((person) => [person.id, person]));
     for (const id of this.view.pointers.keys()) if (!this.all.has(id)) this.view.pointers.delete(id);
+    const count = document.createElement("span");
+    count.className = "unseen";
+    count.textContent = `${people.length} here`;
     $("people").replaceChildren(...people.slice(0, SHOWN).map(face), ...others(people, SHOWN, "wide"),
-      ...others(people, 1, "narrow"));
-    $("people").setAttribute("aria-label", `${people.length} here`);
+      ...others(people, 1, "narrow"), count);
     $("crowd-list").replaceChildren(...people.map((person) => {
       const item = document.createElement("li"), name = document.createElement("span");
       name.textContent = person.name + (person.id === this.you ? " (you)" : "");

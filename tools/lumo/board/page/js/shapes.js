@@ -1,9 +1,11 @@
 // How each kind of object looks, on a canvas and as SVG, and where it can be grasped.
 // Coordinates are sixteenths of a point, as in the records.
+import { LIGHT } from "./colours.js";
 
 export const UNIT = 16;
 export const FONT = '"Helvetica Neue", Arial, sans-serif';
 export const LINE_HEIGHT = 1.3;
+export const MARKER_WIDTH = 4;  // so many times that of a pen
 const MARKER_ALPHA = 0.4;
 
 const CONTROLS = /[\x00-\x08\x0b\x0c\x0e-\x1f\ufffe\uffff]/g;  // what no XML may contain
@@ -11,11 +13,13 @@ const FIRST_PAUSE_MS = 500, LONGEST_PAUSE_MS = 60000;            // before a pic
 
 const pictures = new Map();  // by number: what the browser has loaded
 
-/** Calls `then` once, when the picture has come. */
+/** Calls `then` once, when the picture has come. None for a picture that has no number yet. */
 export function pictureOf(object, then) {
-  let entry = pictures.get(object.id);
+  const id = object.like ?? object.id;
+  if (id === undefined) return null;
+  let entry = pictures.get(id);
   if (!entry) {
-    const { id } = object, load = () => { entry.image.src = `picture/${id}`; };
+    const load = () => { entry.image.src = `picture/${id}`; };
     entry = { image: new Image(), waiting: [], pause: FIRST_PAUSE_MS };
     pictures.set(id, entry);
     entry.image.onload = () => { for (const call of entry.waiting.splice(0)) call(); };
@@ -29,8 +33,27 @@ export function pictureOf(object, then) {
   return entry.image;
 }
 
+/** What has come need not come again when its object goes by another number. */
+export function renamePicture(before, after) {
+  const entry = pictures.get(before);
+  if (entry?.image.complete && entry.image.naturalWidth > 0) pictures.set(after, entry);
+}
+
 export function forgetPictures(held) {
   for (const id of pictures.keys()) if (!held(id)) pictures.delete(id);
+}
+
+const KINDS = ["pen", "marker", "line", "arrow", "rectangle", "ellipse", "text", "picture"];
+const areNumbers = (list) => Array.isArray(list) && list.length > 0 && list.every(Number.isInteger);
+const isColour = (text) => /^#[0-9a-f]{6}$/.test(text);
+
+/** Whether it can be drawn, wherever it comes from. */
+export function isShape(one) {
+  if (!KINDS.includes(one?.type) || !areNumbers(one.box) || one.box.length !== 4) return false;
+  if (one.type === "picture") return Number.isInteger(one.like);
+  const lines = one.type === "pen" || one.type === "marker";
+  return isColour(one.colour) && Number.isInteger(one.width) && (one.fill === null || isColour(one.fill)) &&
+    (lines ? areNumbers(one.points) && one.points.length % 2 === 0 : one.type !== "text" || typeof one.text === "string");
 }
 
 /** Left, top, right, bottom in order. */
@@ -100,37 +123,37 @@ function pathOf(object) {
   return path;
 }
 
-function drawText(context, object) {
+function drawText(context, object, look) {
   context.font = `${object.width}px ${FONT}`;
   context.textBaseline = "alphabetic";
-  context.fillStyle = object.colour;
+  context.fillStyle = look.tone(object.colour);
   object.text.split("\n").forEach((line, i) => {
     context.fillText(line, object.box[0], object.box[1] + object.width * (i * LINE_HEIGHT + 1));
   });
 }
 
-function drawPicture(context, object, again) {
+function drawPicture(context, object, look, again) {
   const image = pictureOf(object, again);
   const [l, t, r, b] = frame(object.box);
-  if (image.complete && image.naturalWidth > 0) {
+  if (image?.complete && image.naturalWidth > 0) {
     context.drawImage(image, l, t, r - l, b - t);
   } else {
-    context.fillStyle = "#eceff4";
+    context.fillStyle = look.missing;
     context.fillRect(l, t, r - l, b - t);
   }
 }
 
 /** On a context whose unit is that of the records. `again` is called when something has come that was missing. */
-export function draw(context, object, again) {
+export function draw(context, object, look = LIGHT, again = undefined) {
   if (!object.type) return;
-  if (object.type === "text") return drawText(context, object);
-  if (object.type === "picture") return drawPicture(context, object, again);
+  if (object.type === "text") return drawText(context, object, look);
+  if (object.type === "picture") return drawPicture(context, object, look, again);
   const path = pathOf(object);
   if (object.fill) {
-    context.fillStyle = object.fill;
+    context.fillStyle = look.tone(object.fill);
     context.fill(path);
   }
-  context.strokeStyle = object.colour;
+  context.strokeStyle = look.tone(object.colour);
   context.lineWidth = object.width;
   context.lineCap = context.lineJoin = "round";
   context.globalAlpha = object.type === "marker" ? MARKER_ALPHA : 1;
@@ -152,12 +175,12 @@ export function hits(object, x, y, reach) {
   return probe.isPointInStroke(path, x, y) || (Boolean(object.fill) && probe.isPointInPath(path, x, y));
 }
 
-/** Lines, width and height of a text in units. */
-export function measure(text, size) {
+/** Where a text of this size lies that begins there. */
+export function textBox([x, y], text, size) {
   probe.font = `${size}px ${FONT}`;
   const lines = text.split("\n");
-  return [Math.ceil(Math.max(...lines.map((line) => probe.measureText(line).width))),
-    Math.ceil(size * LINE_HEIGHT * lines.length)];
+  return [x, y, x + Math.ceil(Math.max(...lines.map((line) => probe.measureText(line).width))),
+    y + Math.ceil(size * LINE_HEIGHT * lines.length)];
 }
 
 /** An SVG element of the object; `pictures` gives each picture's data URL. */

@@ -1,11 +1,22 @@
 // What fingers, pens and mice do on the board.
-import { UNIT, extent, frame, hits, measure } from "./shapes.js";
+import { MARKER_WIDTH, UNIT, frame, hits } from "./shapes.js";
+import { Choosing } from "./choosing.js";
 
 const MOST_POINTS = 20000;
 const NEAR = 6;  // points of the screen within which a thing is grasped
+const ERASER = 8;
+const ERASER_OF_A_PEN = 5;  // the button that its other end presses
 const POINTER_EVERY_MS = 50;
+const SHAPES = ["line", "arrow", "rectangle", "ellipse"];
+const SIZE_BY_KEY = [80 * UNIT, 50 * UNIT];  // half of it
 
-/** `board` offers add, move, remove, point, choose, typeAt and style(); it keeps the view and the model. */
+/** The browser reports at once what a fast hand has done since it last did. */
+function eachOf(event) {
+  const events = event.getCoalescedEvents?.() ?? [];
+  return events.length > 0 ? events : [event];
+}
+
+/** `board` offers add, move, change, remove, point, choose, typing and style(); it keeps the view and the model. */
 export class Tools {
   constructor(board) {
     this.board = board;
@@ -15,6 +26,7 @@ export class Tools {
     this.fingers = new Map();  // what touches the board: pointer number to [x, y]
     this.gesture = null;       // { move, end, cancel } of what is going on
     this.pointedAt = 0;
+    this.choosing = new Choosing(this);
     const on = (name, handler) => this.view.overlay.addEventListener(name, handler, { passive: false });
     on("pointerdown", (event) => this.down(event));
     on("pointermove", (event) => this.move(event));
@@ -36,6 +48,7 @@ export class Tools {
     this.fingers.set(event.pointerId, [event.clientX, event.clientY]);
     if (this.fingers.size > 1) return this.beginPinch();
     const hand = this.tool === "hand" || event.button === 1 || this.spaceHeld;
+    if (event.button === ERASER_OF_A_PEN) return void (this.gesture = this.eraser(event));
     if (!hand && event.button !== 0) return;
     this.gesture = hand ? this.panning() : this[this.tool]?.(event) ?? this.drawing(event);
   }
@@ -45,6 +58,7 @@ export class Tools {
     if (held) this.fingers.set(event.pointerId, [event.clientX, event.clientY]);
     if (event.isPrimary) this.point(event);
     if (held) this.gesture?.move(event);
+    else if (event.isPrimary) this.choosing.hover(event);
   }
 
   up(event, cancelled = false) {
@@ -104,7 +118,7 @@ export class Tools {
     const [x, y] = this.at(event);
     const lines = this.tool === "pen" || this.tool === "marker";
     const filled = this.tool === "rectangle" || this.tool === "ellipse";
-    const shape = { type: this.tool, colour, width: this.tool === "marker" ? width * 4 : width, fill: filled ? fill : null,
+    const shape = { type: this.tool, colour, width: this.tool === "marker" ? width * MARKER_WIDTH : width, fill: filled ? fill : null,
       box: [x, y, x, y] };
     if (lines) shape.points = [x, y];
     this.view.draft = shape;
@@ -129,8 +143,7 @@ export class Tools {
   }
 
   lengthen(shape, event) {
-    const events = event.getCoalescedEvents?.() ?? [];
-    for (const one of events.length > 0 ? events : [event]) {
+    for (const one of eachOf(event)) {
       const [x, y] = this.at(one), { points, box } = shape;
       const near = Math.hypot(x - points.at(-2), y - points.at(-1)) < UNIT * 0.75 / this.view.scale;
       if (near || points.length >= 2 * MOST_POINTS) continue;
@@ -152,82 +165,60 @@ export class Tools {
     return [x, y, x + dx, y + dy];
   }
 
+  /** For those who draw without a pointer: a shape of a handy size, which is chosen then. */
+  drawInTheMiddle() {
+    const [x, y] = this.view.middle(), [w, h] = SIZE_BY_KEY;
+    if (this.tool === "text") return this.board.typing.begin([x, y]);
+    if (!SHAPES.includes(this.tool)) return;
+    const { colour, width, fill } = this.board.style(), flat = this.tool === "line" || this.tool === "arrow";
+    this.board.addAndChoose([{ type: this.tool, colour, width, fill: flat ? null : fill,
+      box: flat ? [x - w, y, x + w, y] : [x - w, y - h, x + w, y + h] }]);
+  }
+
   text(event) {
     event.preventDefault();
-    const at = this.at(event);
-    return { move() {}, end: () => this.board.typeAt(at) };
+    const at = this.at(event), hit = this.topmostAt(at, 0);
+    return { move() {}, end: () => (hit?.type === "text" ? this.board.edit(hit) : this.board.typing.begin(at)) };
   }
 
   picture() {
     return { move() {}, end: () => this.board.choosePicture() };
   }
 
-  topmostAt([x, y]) {
-    const reach = NEAR * UNIT / this.view.scale;
-    return this.model.sorted().findLast((object) => hits(object, x, y, reach));
+  topmostAt([x, y], reach = NEAR) {
+    const near = reach * UNIT / this.view.scale;
+    return this.model.sorted().findLast((object) => !this.view.hidden.has(object.id) && hits(object, x, y, near));
   }
 
-  select(event) {
-    const start = this.at(event), before = this.view.selection;
-    const hit = this.topmostAt(start);
-    if (!hit) return this.banding(start, event.shiftKey ? [...before] : []);
-    const chosen = new Set(event.shiftKey || before.has(hit.id) ? before : []);
-    if (event.shiftKey && before.has(hit.id)) chosen.delete(hit.id);
-    else chosen.add(hit.id);
-    this.board.choose([...chosen]);
-    return this.dragging(start);
-  }
+  select(event) { return this.choosing.begin(event); }
 
-  dragging(start) {
-    let shift = null;
-    const stop = () => {
-      if (this.view.shift === shift) this.view.shift = null;  // the next drag may have begun
+  /** Takes away all that it touches, once it is lifted. */
+  eraser(event) {
+    const touched = new Set(), reach = ERASER * UNIT / this.view.scale;
+    let last = this.at(event);
+    const wipe = ([x, y]) => {
+      for (const object of this.model.sorted()) {
+        if (this.view.hidden.has(object.id) || !hits(object, x, y, reach)) continue;
+        touched.add(object.id);
+        this.view.hidden.add(object.id);
+      }
+    };
+    const along = (to) => {
+      const steps = Math.max(1, Math.ceil(Math.hypot(to[0] - last[0], to[1] - last[1]) / reach));
+      for (let i = 1; i <= steps; i++) wipe([0, 1].map((k) => last[k] + (to[k] - last[k]) * i / steps));
+      last = to;
       this.view.change();
     };
+    along(last);
     return {
-      move: (event) => {
-        const [x, y] = this.at(event);
-        shift = { ids: new Set(this.view.selection), dx: x - start[0], dy: y - start[1], sent: false };
-        this.view.shift = shift;
-        this.view.change();
-      },
-      end: () => {
-        if (!shift) return;
-        const few = Math.hypot(shift.dx, shift.dy) * this.view.scale < 2 * UNIT;
-        if (few || shift.ids.size === 0) return stop();
-        shift.sent = true;
-        this.board.move([...shift.ids], shift.dx, shift.dy).finally(stop);
-      },
-      cancel: stop,
-    };
-  }
-
-  banding(start, kept) {
-    this.board.choose(kept);
-    const stop = () => { this.view.band = null; this.view.touch(); };
-    return {
-      move: (event) => {
-        this.view.band = frame([...start, ...this.at(event)]);
-        const [l, t, r, b] = this.view.band;
-        const inside = this.model.sorted().filter((object) => {
-          if (!object.type) return false;
-          const [x1, y1, x2, y2] = extent(object);
-          return x1 >= l && y1 >= t && x2 <= r && y2 <= b;
-        });
-        this.board.choose([...new Set([...kept, ...inside.map((object) => object.id)])]);
-      },
-      end: stop,
-      cancel: stop,
+      move: (moved) => { for (const one of eachOf(moved)) along(this.at(one)); },
+      end: () => this.board.remove([...touched]),
+      cancel: () => this.view.showAgain(touched),
     };
   }
 
   editText(event) {
     const hit = this.tool === "select" && this.topmostAt(this.at(event));
-    if (hit && hit.type === "text") this.board.typeAt([hit.box[0], hit.box[1]], hit);
+    if (hit && hit.type === "text") this.board.edit(hit);
   }
 }
-
-export const textBox = ([x, y], text, size) => {
-  const [width, height] = measure(text, size);
-  return [x, y, x + width, y + height];
-};
