@@ -1,6 +1,6 @@
 // The program from outside: its exit codes, the dump, the demo.
 #include "e2e/relay_test.h"
-#include "support/fake_net.h"
+#include "support/capture.h"
 #include "tools/lumo/demo/samples.h"
 
 #include <signal.h>
@@ -93,16 +93,11 @@ TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
 }
 
 TEST_F(Program, DumpShowsACaptureInWords) {
-    const std::string head = Hex("D4C3B2A1 0200 0400 00000000 00000000 FFFF0000 65000000");  // raw IPv4
-    const std::string from5000To7000 = Hex("00000000 40110000 7F000001 7F000002 1388 1B58");
-    const std::string connect =
-        Hex("41420F00 00000000 26000000 26000000 45000026") + from5000To7000 + Hex("0012 0000 06400000000500000009");
-    const std::string foreign =
-        Hex("42420F00 00000000 20000000 20000000 45000020") + from5000To7000 + Hex("000C 0000 09090909");
-    const std::string stun = Hex("43420F00 00000000 1D000000 1D000000 4500001D") + from5000To7000 + Hex("0009 0000 07");
-    folder.Put("capture", head + connect + foreign + stun);
-    folder.Put("cut", (head + connect + stun).substr(0, head.size() + connect.size() + stun.size() - 3));
-    const std::string ways = " UDP 127.0.0.1:5000 > 127.0.0.2:7000  ",
+    const std::string connect = capture::Udp(Hex("06400000000500000009")), stun = capture::Udp(Hex("07"));
+    const std::string two = capture::File({connect, stun});
+    folder.Put("capture", capture::File({connect, capture::Udp(Hex("09090909")), stun}));
+    folder.Put("cut", two.substr(0, two.size() - 3));
+    const std::string ways = " UDP 10.0.0.1:40000 > 10.0.0.2:7000  ",
                       first = "   0.000000" + ways + "UDP_FILE_SOURCE_CONNECT channel 5 sender 9\n",
                       other = "   1.000000" + ways + "4 bytes of others\n",
                       last = "   2.000000" + ways + "UDP_STUN asks for its address\n";
@@ -113,7 +108,7 @@ TEST_F(Program, DumpShowsACaptureInWords) {
         const char* says;
     } rows[] = {{"capture", 0, first + last, "3 packets, 2 datagrams and messages shown, 1 packets of others, 0 gaps"},
                 {"capture --all --count 2", 0, first + other, ""},
-                {"capture --port 5000", 0, first + last, ""},
+                {"capture --port 40000", 0, first + last, ""},
                 {"capture --port 9", 0, "", "3 packets, 0 datagrams"},
                 {"cut", 1, first, "truncated"}};
     for (const auto& row : rows) {

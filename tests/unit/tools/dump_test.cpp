@@ -1,6 +1,5 @@
 // Captures in words: link layers, datagrams of the command table, runs that the kernel cuts later, TCP streams.
-#include "support/fake_net.h"
-#include "support/session_wire.h"
+#include "support/capture.h"
 #include "tools/lumo/dump/datagram_text.h"
 #include "tools/lumo/dump/packet.h"
 #include "tools/lumo/dump/tcp_streams.h"
@@ -13,28 +12,15 @@
 #include <random>
 
 using namespace lumo;
-using session_wire::U32;
+using capture::U32;
+using capture::Wire;
 
 namespace {
-
-std::string U16(uint32_t value) { return U32(value).substr(2); }
 
 const uint8_t* Bytes(const std::string& text) { return reinterpret_cast<const uint8_t*>(text.data()); }
 std::string Describe(const std::string& datagram) {
     const std::vector<uint8_t> exact(datagram.begin(), datagram.end());
     return DescribeDatagram(exact.data(), exact.size());
-}
-
-std::string Ip(uint8_t protocol, const std::string& body, uint32_t fragment = 0) {
-    return Hex("45 00") + U16(static_cast<uint32_t>(20 + body.size())) + Hex("1234") + U16(fragment) + Hex("40") +
-           static_cast<char>(protocol) + Hex("0000 0A000001 0A000002") + body;
-}
-std::string Udp(const std::string& payload) {
-    return U16(5000) + U16(7000) + U16(static_cast<uint32_t>(8 + payload.size())) + Hex("0000") + payload;
-}
-std::string Tcp(uint32_t sequence, uint8_t flags, const std::string& payload) {
-    return U16(5000) + U16(7000) + U32(sequence) + U32(0) + Hex("60") + static_cast<char>(flags) +
-           Hex("FFFF 0000 0000") + Hex("01010101") + payload;
 }
 
 Parsed ParseExact(int link, const std::string& frame, CapturedPacket& packet, std::vector<uint8_t>& memory) {
@@ -57,10 +43,10 @@ TEST(DumpPacket, EveryLinkLayerAndEveryTruncation) {
         EXPECT_TRUE(KnowsLinkType(type));
         for (const bool tcp : {false, true}) {
             const std::string frame =
-                header + (tcp ? Ip(6, Tcp(99, 0x18, "payload")) : Ip(17, Udp("payload"))) + "padding";
+                header + (tcp ? capture::Tcp(99, 0x18, "payload") : capture::Udp("payload")) + "padding";
             ASSERT_EQ(ParseExact(type, frame, packet, memory), Parsed::Packet) << type;
             EXPECT_EQ(packet.transport, tcp ? Transport::Tcp : Transport::Udp);
-            EXPECT_EQ(packet.from.Text() + " " + packet.to.Text(), "10.0.0.1:5000 10.0.0.2:7000");
+            EXPECT_EQ(packet.from.Text() + " " + packet.to.Text(), "10.0.0.1:40000 10.0.0.2:7000");
             EXPECT_EQ(std::string(packet.payload, packet.payload + packet.length), "payload") << "without the padding";
             EXPECT_EQ(packet.tcpSequence, tcp ? 99U : 0U);
             for (size_t length = 0; length < frame.size() - 7; ++length) {
@@ -71,9 +57,9 @@ TEST(DumpPacket, EveryLinkLayerAndEveryTruncation) {
     }
     const std::string ipv6 = Hex("60") + std::string(60, 0);
     const std::tuple<int, std::string, Parsed> others[] = {
-        {DLT_RAW, Ip(1, "an echo request"), Parsed::Other},
-        {DLT_RAW, Ip(17, Udp("x"), 0x2000), Parsed::Fragment},
-        {DLT_RAW, Ip(17, Udp("x"), 0x0010), Parsed::Fragment},
+        {DLT_RAW, capture::Ip(1, "an echo request"), Parsed::Other},
+        {DLT_RAW, capture::Ip(17, "a fragment", 0x2000), Parsed::Fragment},
+        {DLT_RAW, capture::Ip(17, "a fragment", 0x0010), Parsed::Fragment},
         {DLT_EN10MB, std::string(12, 'm') + Hex("86DD") + ipv6, Parsed::Other},
         {DLT_RAW, ipv6, Parsed::Other}};
     for (const auto& [type, frame, parsed] : others) EXPECT_EQ(ParseExact(type, frame, packet, memory), parsed);
@@ -104,6 +90,9 @@ TEST(DumpDatagram, Words) {
         {"06 3E 00000007 0005 00 04 0000000000000000 F8 80ABCDEF00000001 63 00000000000000000000000000000000",
          "UDP_FILE_SINK_FRAME_ACK sink 7: data seq 5, 26 bytes, a frame begins, sealed: key ID 80abcdef00000001, "
          "counter 99"},
+        {"04 29 00000007 0005 00 04 0000000000000000 03000000 09000000 01000000 FF",
+         "UDP_WB_CLIENT_FRAME server-session 7: data seq 5, 13 bytes, a frame begins, WB_CMD_OBJECT_DATA object 9 tag "
+         "1"},
         {"02 05000000", "UDP_P2P user 5"},
         {"03 05000000", "UDP_P2P_ACK user 5"},
         {"03 0500000000", ""},
@@ -135,8 +124,13 @@ TEST(DumpDatagram, WhoSealedAFrameOfATcpConnection) {
         const std::string& frame;
         std::optional<uint32_t> service;
         std::string words;
-    } rows[] = {{sealed, std::nullopt, words}, {sealed, kAudio, words},   {sealed, kVideo, ""}, {sealed, kBoard, ""},
-                {video, kVideo, words},        {video, std::nullopt, ""}, {video, kAudio, ""}};
+    } rows[] = {{sealed, std::nullopt, words},
+                {sealed, kAudio, words},
+                {sealed, kVideo, ""},
+                {sealed, kBoard, ", whiteboard command 33013 object 0 tag 1"},
+                {video, kVideo, words},
+                {video, std::nullopt, ""},
+                {video, kAudio, ""}};
     for (const auto& row : rows)
         EXPECT_EQ(DescribeFrame(Bytes(row.frame), row.frame.size(), row.service),
                   "frame of " + std::to_string(row.frame.size()) + " bytes" + row.words);
@@ -165,12 +159,15 @@ TEST(DumpDatagram, RunsAreCutWhereTheKernelWill) {
     const std::string last = Hex("06 42 00000001") + session_wire::Packet(2, 0, 2, std::string(16, 'x'));
     const std::string ack = Hex("06 3E 00000001") + session_wire::Ack(3);
     const std::string connect = Hex("06 3A 00000001 00000002");
+    const std::string taken = Hex("00 13 00000001 00000002 00000000"), question = Hex("00 16 00000001");
     const std::pair<std::string, std::vector<size_t>> rows[] = {
         {full, {full.size()}},
         {full + full + last, {full.size(), full.size(), last.size()}},
         {last, {last.size()}},
         {ack + ack + ack, {18, 18, 18}},
         {connect + connect, {10, 10}},
+        {taken + question, {14, 6}},
+        {full + ack, {full.size(), ack.size()}},
         {connect + ack, {28}},
         {full + std::string(500, 0), {full.size() + 500}},
         {"x", {1}},
@@ -188,10 +185,6 @@ struct StreamTest {
         streams.Add({Transport::Tcp, {host, 2}, {3, 4}, Bytes(payload), length - cut, length, sequence, syn, false});
     }
 };
-
-std::string Wire(uint8_t kind, const std::string& body) {
-    return U32(static_cast<uint32_t>(body.size())) + static_cast<char>(kind) + body;
-}
 
 const std::string kSealedVideo = Hex("000000 F5 8000000000000001 00000000000000000000000000000000");
 

@@ -6,53 +6,16 @@
 #include "core/wire/wire_io.h"
 #include "lumomedia/packet.h"
 #include "platform/lumonet/lumonet.h"
+#include "tools/lumo/dump/board_text.h"
 #include "tools/lumo/dump/message_text.h"
 #include "tools/lumo/dump/packet.h"
 #include "tools/lumo/dump/sealed_text.h"
+#include "tools/lumo/dump/wire_names.h"
 
 #include <algorithm>
 
 namespace lumo {
 namespace {
-
-const char* FieldName(wire::Field field) {
-    switch (field) {
-        case wire::Field::None:
-            break;
-        case wire::Field::ReceiverID:
-            return "receiver";
-        case wire::Field::SinkID:
-            return "sink";
-        case wire::Field::ChannelID:
-            return "channel";
-        case wire::Field::SenderKey:
-            return "sender";
-        case wire::Field::SourceID:
-            return "source";
-        case wire::Field::UserID:
-            return "user";
-        case wire::Field::RelayIP0:
-            return "relay";
-        case wire::Field::RelayIP1:
-        case wire::Field::RelayIP2:
-            return "or";
-        case wire::Field::RelayPort:
-            return "port";
-        case wire::Field::StartParam:
-            return "started";
-        case wire::Field::ClientSessionID:
-            return "client-session";
-        case wire::Field::ServerSessionID:
-            return "server-session";
-        case wire::Field::Unused:
-            return "unused";
-    }
-    return "";
-}
-
-bool IsAddress(wire::Field field) {
-    return field == wire::Field::RelayIP0 || field == wire::Field::RelayIP1 || field == wire::Field::RelayIP2;
-}
 
 std::string DescribeFields(const wire::CommandRow& row, wire::CWireReader& reader) {
     std::string text;
@@ -110,6 +73,7 @@ std::string DescribeSessionPacket(wire::Kind kind, const char* data, int length)
     text += begin && end ? ", a whole frame" : begin ? ", a frame begins" : end ? ", the frame ends" : "";
     const auto* frame = reinterpret_cast<const uint8_t*>(data) + session::kHeaderLen;
     if (begin) text += DescribeSealed(FramesOf(kind), frame, static_cast<size_t>(payload));
+    if (begin && kind == wire::Kind::Whiteboard) text += DescribeBoardMessage(frame, static_cast<size_t>(payload));
     if (begin && end) text += DescribeMessage(frame, static_cast<size_t>(payload));
     return text;
 }
@@ -138,49 +102,27 @@ std::string DescribeSpecial(wire::Kind kind, const uint8_t* body, size_t length)
     return name + " user " + std::to_string(user);
 }
 
-/// How long the first datagram of a run is, if this is one.
-size_t FirstOfRun(const uint8_t* data, size_t length) {
-    if (length < 2 || data[0] >= wire::kKindCount) return length;
-    for (const wire::CommandRow& row : wire::Commands()) {
-        if (static_cast<uint8_t>(row.kind) != data[0] || row.code != data[1]) continue;
-        const auto fixed = static_cast<size_t>(row.FixedLength()) + 1;
-        if (row.tail == wire::Tail::None && length % fixed == 0) return fixed;
-        if (row.tail != wire::Tail::SessionPacket || length < fixed + session::kHeaderLen) continue;
-        CSCTPPacket packet(reinterpret_cast<const char*>(data + fixed), session::kHeaderLen);
-        const bool ack = packet.GetCommand() == session::SCTP_CMD_ACK;
-        const bool wideAck = ack && length >= fixed + session::kHeaderLen + wide::kAckFixedLen &&
-                             wide::LooksLikeAnswer(packet.GetPacketData());
-        if (wideAck)
-            return std::min(length, fixed + static_cast<size_t>(wide::AnnouncedAckLen(packet.GetPacketData())));
-        return std::min(length, fixed + session::kHeaderLen + (ack ? 0 : session::kPayloadLen));
-    }
-    return length;
+/// How long the first datagram of a run is if it is of that row; `length` when there can be no more behind it.
+size_t FirstOfRun(const wire::CommandRow& row, const uint8_t* data, size_t length) {
+    const auto fixed = static_cast<size_t>(row.FixedLength()) + 1;
+    if (row.tail == wire::Tail::None) return std::min(length, fixed);
+    if (row.tail != wire::Tail::SessionPacket || length < fixed + session::kHeaderLen) return length;
+    CSCTPPacket packet(reinterpret_cast<const char*>(data + fixed), session::kHeaderLen);
+    const bool ack = packet.GetCommand() == session::SCTP_CMD_ACK;
+    const bool wideAck = ack && length >= fixed + session::kHeaderLen + wide::kAckFixedLen &&
+                         wide::LooksLikeAnswer(packet.GetPacketData());
+    if (wideAck) return std::min(length, fixed + static_cast<size_t>(wide::AnnouncedAckLen(packet.GetPacketData())));
+    return std::min(length, fixed + session::kHeaderLen + (ack ? 0 : session::kPayloadLen));
 }
 
-const char* ServiceName(uint32_t type) {
-    switch (static_cast<wire::TcpType>(type)) {
-        case wire::TcpType::AudioSender:
-            return "audio sender";
-        case wire::TcpType::AudioReceiver:
-            return "audio receiver";
-        case wire::TcpType::VideoSender:
-            return "video sender";
-        case wire::TcpType::VideoReceiver:
-            return "video receiver";
-        case wire::TcpType::Whiteboard:
-            return "whiteboard";
-        case wire::TcpType::DesktopSender:
-            return "desktop sender";
-        case wire::TcpType::DesktopReceiver:
-            return "desktop receiver";
-        case wire::TcpType::FileSender:
-            return "file sender";
-        case wire::TcpType::FileReceiver:
-            return "file receiver";
-        case wire::TcpType::Signalling:
-            return "signalling";
+/// The lengths of a run of datagrams as long as the first, of which the last may be shorter; empty when it is none.
+std::vector<size_t> CutRun(const uint8_t* data, size_t length, size_t piece) {
+    std::vector<size_t> lengths;
+    for (size_t at = 0; at < length; at += lengths.back()) {
+        lengths.push_back(std::min(piece, length - at));
+        if (DescribeDatagram(data + at, lengths.back()).empty()) return {};
     }
-    return "unknown service";
+    return lengths;
 }
 
 }  // namespace
@@ -201,19 +143,23 @@ std::string DescribeDatagram(const uint8_t* data, size_t length) {
 }
 
 std::vector<size_t> SplitRun(const uint8_t* data, size_t length) {
-    const size_t piece = FirstOfRun(data, length);
-    std::vector<size_t> lengths;
-    for (size_t at = 0; at < length;) {
-        // Every datagram of a run has the same kind and command; if not, it is no run.
-        if (length - at < 2 || data[at] != data[0] || data[at + 1] != data[1]) return {length};
-        lengths.push_back(std::min(piece, length - at));
-        at += lengths.back();
+    if (length < 2 || length > UINT16_MAX || data[0] >= wire::kKindCount) return {length};
+    const auto kind = static_cast<wire::Kind>(data[0]);
+    const wire::CommandRow* whole = wire::FindCommand(kind, data + 1, static_cast<int>(length - 1));
+    if (whole && whole->tail == wire::Tail::None) return {length};
+    for (const wire::CommandRow& row : wire::Commands()) {
+        if (row.kind != kind || row.code != data[1]) continue;
+        const size_t piece = FirstOfRun(row, data, length);
+        std::vector<size_t> lengths = CutRun(data, length, piece);
+        if (piece < length && !lengths.empty()) return lengths;
     }
-    return lengths.empty() ? std::vector<size_t>{length} : lengths;
+    return {length};
 }
 
 std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t length) {
-    std::string text = "validation: type " + std::to_string(type) + " (" + ServiceName(type) + ")";
+    const char* service = ServiceName(type);
+    std::string text =
+        "validation: type " + std::to_string(type) + " (" + (service ? service : "unknown service") + ")";
     wire::CWireReader reader(payload, static_cast<int>(std::min<size_t>(length, INT32_MAX)));
     if (length < 4) return text + (length == 0 ? "" : ", " + std::to_string(length) + " bytes");
     const bool signalling = type == static_cast<uint32_t>(wire::TcpType::Signalling);
@@ -230,8 +176,9 @@ std::string DescribeValidation(uint32_t type, const uint8_t* payload, size_t len
 
 std::string DescribeFrame(const uint8_t* data, size_t length, std::optional<uint32_t> service) {
     if (length == 1) return "control byte " + std::to_string(data[0]);
-    return "frame of " + std::to_string(length) + " bytes" + DescribeSealed(FramesOf(service), data, length) +
-           DescribeMessage(data, length);
+    const std::string text = "frame of " + std::to_string(length) + " bytes";
+    if (service == static_cast<uint32_t>(wire::TcpType::Whiteboard)) return text + DescribeBoardMessage(data, length);
+    return text + DescribeSealed(FramesOf(service), data, length) + DescribeMessage(data, length);
 }
 
 }  // namespace lumo
