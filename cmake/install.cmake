@@ -1,5 +1,5 @@
-# What `make install` brings: headers, the shared libraries, a CMake package, a pkg-config file for each library, lumo
-# and the documents.
+# What `make install` brings: headers, the shared libraries, a CMake package, a pkg-config file for each library, lumo,
+# the dissector and the documents.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -27,6 +27,7 @@ endforeach()
 
 if(TARGET lumo)
   install(TARGETS lumo RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${LUMO_DISSECTOR} DESTINATION ${CMAKE_INSTALL_DATADIR}/lumomedia)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 foreach(document README.md CHANGELOG.md)

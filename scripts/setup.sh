@@ -6,7 +6,7 @@ set -euo pipefail
 base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11-dev libcpp-httplib-dev
       nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev libogg-dev
       libopus-dev libpng-dev libqrencode-dev libgtest-dev libgmock-dev)
-test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg chromium zbar-tools)
+test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg chromium zbar-tools tshark)
 node=(nodejs npm)  # only where the commands are missing: setup_browser.sh
 bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev ngtcp2-client ngtcp2-server openssl)
 check=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev python3)

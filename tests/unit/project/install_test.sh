@@ -34,7 +34,7 @@ for library in liblumomedia liblumomedia_seal; do
     readelf -d "$libdir/$library.so" | grep -q "SONAME.*\[$library\.so\.[0-9]*\]" || fail "no SONAME"
 done
 grep -rlF -e "$work/first" -e "$source" "$prefix" --include='*.cmake' --include='*.pc' && fail "a package file names a folder of the build"
-for file in include/lumomedia/lumomedia.h share/doc/lumomedia/LICENSE; do
+for file in include/lumomedia/lumomedia.h share/lumomedia/lumo.lua share/doc/lumomedia/LICENSE; do
     [[ -s $prefix/$file ]] || fail "$file was not installed"
 done
 [[ $(find "$prefix/include" -type f | wc -l) == $(find "$source/include" -name '*.h' | wc -l) ]] || fail "headers differ"
