@@ -69,6 +69,13 @@ protected:
         const auto answer = m_pages->Get(path);
         return answer && answer->status == 200 ? answer->body : "";
     }
+    /// What a program has written last with --stats.
+    Json LastLine(const std::string& name) const {
+        std::ifstream file(folder / name);
+        std::string line, last;
+        while (std::getline(file, line)) last = line;
+        return Json::parse(last, nullptr, false);
+    }
     /// The only stream, once it has carried so much.
     Json WaitForStream(Process& relay, uint64_t bytes) {
         for (int tries = 0; tries < 1000; ++tries) {
@@ -85,19 +92,29 @@ private:
 };
 
 TEST_F(RelayProcess, ShowsWhatGoesThroughAndTakesAllDescriptors) {
+    const auto shows = [this](const std::string& words, const char* line) {
+        Process& stats = Lumo("stats --count 1 " + words);
+        End(stats);
+        EXPECT_TRUE(std::regex_search(stats.Output(), std::regex(line))) << stats.Output();
+    };
     Process& relay = StartWithPages();
     EXPECT_EQ(Page("/health"), "ok\n");
     EXPECT_NE(Page("/").find("No streams at the moment."), std::string::npos);
     folder.Put("file", RandomBytes(4 << 20));
     std::filesystem::create_directory(folder / "out");
-    Process& sender = Client("send file --plain --channel 77 --path relay --rate 2M");
+    Process& sender = Client("send file --plain --channel 77 --path relay --rate 1M --stats live");
     Process& receiver = Client("receive 77 --path relay --out out");
     const Json stream = WaitForStream(relay, 1 << 20);
     EXPECT_EQ(stream["channel"], 77);
     EXPECT_EQ(stream["listener_count"], 1);
     EXPECT_NE(Page("/").find("file 77"), std::string::npos);
+    const std::string pages = "127.0.0.1:" + NumberBehind(relay.Errors(), "http://127.0.0.1:");
+    shows(pages, "\nfile 77 +from 127\\.0\\.0\\.1:[0-9]+ +udp wide .*\n +to 127\\.0\\.0\\.1:[0-9]+ +udp wide ");
+    shows("--json " + pages, "\"listener_count\":1.*\"time\":[1-9]");
+    shows("--file live", ("lumo send, process .*\nfile +127\\.0\\.0\\.1:" + port + " +udp wide ").c_str());
     End(receiver);
     End(sender);
+    EXPECT_EQ(LastLine("live")["progress"]["receivers"]["complete"], 1);
     const std::string out = NumberBehind(Page("/metrics"), "lumo_bytes_total{direction=\"out\",medium=\"file\"} ");
     EXPECT_GE(std::stoull(out), 4U << 20);
     EXPECT_TRUE(Says(relay, "left channel 77"));

@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
         lumo::AddSecretCommand(root, exitCode);
         lumo::AddLoadCommand(root, exitCode);
         lumo::AddProbeCommand(root, exitCode);
+        lumo::AddStatsCommand(root, exitCode);
         lumo::AddDumpCommand(root, exitCode);
         lumo::AddMcuCommand(root, exitCode);
         lumo::AddDemoCommand(root, exitCode);

@@ -28,6 +28,9 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode);
 /// `lumo load`: one publisher, many subscribers, what arrived and how late.
 void AddLoadCommand(CCommand& root, int& exitCode);
 
+/// `lumo stats`: live links as a table that refreshes.
+void AddStatsCommand(CCommand& root, int& exitCode);
+
 /// `lumo dump`: captured datagrams and messages in words.
 void AddDumpCommand(CCommand& root, int& exitCode);
 

@@ -2,6 +2,7 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/media/publish_medium.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/stats/stats_file.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
@@ -21,6 +22,8 @@ struct PublishCommand {
 
 int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
     constexpr uint64_t kTurnMs = 20;
+    CStatsFile stats(command.common.stats, "publish", printer);
+    if (!stats.Ok()) return kExitFailed;
     PeerOptions peers = command.common.ToPeers(route, SenderUser(route.channel));
     peers.peers = command.peers;
     CPeerHost host(peers);
@@ -43,8 +46,10 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
         if (!std::exchange(turnedAway, link->IsTurnedAway()) && turnedAway) SayTurnedAway(printer);
         const char* words = link->IsTaken() ? "publishing" : "waiting for the relay server";
         if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, medium.Details());
+        if (stats.Due(now)) stats.Write(now, medium.Details());
         loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
     }
+    stats.Write(CToolLoop::Now(), medium.Details());
     medium.SayGoodbye();
     nlohmann::json end = medium.Details();
     const bool vain = !link->EverTaken() && !command.peers && !loop.Interrupted();
@@ -94,6 +99,7 @@ void AddPublishCommand(CCommand& root, int& exitCode) {
         CCommand stream = publish.Sub(medium->Name(), medium->Help());
         medium->AddOptions(stream);
         command->common.AddServerTo(stream);
+        command->common.AddStatsTo(stream);
         command->common.link.AddMakerTo(stream);
         stream.AddFlag("--peers", command->peers, "Let peers subscribe straight at this host too");
         stream.OnRun([command, &exitCode] { exitCode = Run(*command); });

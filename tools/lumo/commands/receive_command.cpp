@@ -3,6 +3,7 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/receive_paths.h"
 #include "tools/lumo/net/sealed_link.h"
+#include "tools/lumo/stats/stats_file.h"
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
@@ -140,6 +141,8 @@ void ShowPath(const std::string& path, CProgressPrinter& printer) {
 
 int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& folder, CToolLoop& loop,
           CProgressPrinter& printer) {
+    CStatsFile stats(command.common.stats, "receive", printer);
+    if (!stats.Ok()) return kExitFailed;
     CPeerHost host(command.common.ToPeers(route, static_cast<uint32_t>(RandomID() >> 32) | 1U));
     if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
@@ -177,15 +180,14 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         engine.OnArrived(paths.ArrivedBytes(), now);
         outcome.verdict = opener.Verdict(now);
         const uint64_t wait = engine.Tick(now, sealed);
-        if (printer.Due(now)) {
-            const ReceiveProgress progress = engine.Progress();
-            printer.Show(now, ViewOf(progress), DetailsOf(progress, paths));
-        }
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress()), DetailsOf(engine.Progress(), paths));
+        if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(), paths));
         if (engine.Over()) break;
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();
     }
     outcome.endedMs = CToolLoop::Now();
+    stats.Write(outcome.endedMs, DetailsOf(engine.Progress(), paths));
     outcome.notOpened = opener.Dropped();
     outcome.path = paths.PathText();
     outcome.interrupted = loop.Interrupted();
@@ -223,6 +225,7 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
     CCommand receive = root.Sub("receive", "Receive the files that somebody sends under a channel number");
     command->common.link.AddTakerTo(receive);
     command->common.AddTo(receive, 60);
+    command->common.AddStatsTo(receive);
     receive.Add("--near", command->common.nearMcu,
                 "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
     receive.Add("-o,--out", command->out, "Directory for the files; - is standard output").ShowDefault();

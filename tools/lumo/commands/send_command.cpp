@@ -2,6 +2,7 @@
 
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"
+#include "tools/lumo/stats/stats_file.h"
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
@@ -156,6 +157,8 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     options.waitMs = command.common.WaitMs();
     options.bytesPerSecond = command.rate;
     options.sealed = route.secret.IsSet();
+    CStatsFile stats(command.common.stats, "send", printer);
+    if (!stats.Ok()) return kExitFailed;
     CPeerHost host(command.common.ToPeers(route, SenderUser(route.channel)));
     if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
@@ -185,9 +188,11 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
             const SendProgress progress = engine.Progress(now);
             printer.Show(now, ViewOf(progress, paths), DetailsOf(progress, paths));
         }
+        if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(now), paths));
         loop.Wait(paths.WakeFd(), more ? 0 : wait);
         paths.Rest();
     }
+    stats.Write(CToolLoop::Now(), DetailsOf(engine.Progress(CToolLoop::Now()), paths));
     const bool failed = engine.State() == SendState::Failed;
     const ByeReason reason = loop.Interrupted() ? ByeReason::Interrupted : failed ? ByeReason::Failed : ByeReason::Done;
     const LaneLinks links = paths.Links();
@@ -224,6 +229,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     CCommand send = root.Sub("send", "Send files through a relay server to everybody who asks");
     send.Add("FILE", command->files, "Files to send; - is standard input").Required();
     command->common.AddTo(send, 600);
+    command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
     send.Add("--receivers", command->receivers, "End once so many have everything").Within(1, 1000000);
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");

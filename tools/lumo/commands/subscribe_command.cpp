@@ -4,6 +4,7 @@
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/net/share_link.h"
 #include "tools/lumo/seal/stream_seal.h"
+#include "tools/lumo/stats/stats_file.h"
 #include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
@@ -43,7 +44,7 @@ bool Hears(ISubscribeMedium& medium, CPathSwitch& paths, CStreamOpener& opener, 
 
 /// Until somebody wants no more; the result is when the first frame came, 0: never.
 uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener& opener, CToolLoop& loop,
-              CProgressPrinter& printer) {
+              CProgressPrinter& printer, CStatsFile& stats) {
     constexpr uint64_t kTurnMs = 50;
     constexpr uint64_t kStartMs = 5000;  // until a running stream can be taken up
     ISubscribeMedium& medium = *command.medium;
@@ -64,6 +65,7 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener
         medium.Tick();
         const char* words = begun == 0 ? "waiting" : "listening";
         if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, Details(medium, paths));
+        if (stats.Due(now)) stats.Write(now, Details(medium, paths));
         if (now - heard > command.common.WaitMs()) break;
         if (command.seconds > 0 && begun != 0 && now - begun >= command.Ms() + (medium.Heard() ? 0 : kStartMs)) break;
         loop.Wait(paths.WakeFd(), kTurnMs);
@@ -73,6 +75,8 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener
 }
 
 int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
+    CStatsFile stats(command.common.stats, "subscribe", printer);
+    if (!stats.Ok()) return kExitFailed;
     CPeerHost host(command.common.ToPeers(route, static_cast<uint32_t>(RandomID() >> 32) | 1U));
     if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
@@ -83,9 +87,10 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     CPathSwitch paths(command.common.Path(), route, medium.Rules(), medium, host, CToolLoop::Now());
     printer.Note("waiting for channel " + std::to_string(route.channel) + PlainNote(route));
     CStreamOpener opener(route.secret, {medium.Seals(), SEAL_DOWN, route.channel});
-    const uint64_t begun = Hear(command, paths, opener, loop, printer);
+    const uint64_t begun = Hear(command, paths, opener, loop, printer, stats);
     medium.Finish();
     nlohmann::json end = Details(medium, paths);
+    stats.Write(CToolLoop::Now(), end);
     paths.Close();
     const double seconds = begun == 0 ? 0 : static_cast<double>(CToolLoop::Now() - begun) / 1000;
     const bool vain = !loop.Interrupted() && !medium.Over();
@@ -149,6 +154,7 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
         CCommand stream = subscribe.Sub(medium->Name(), medium->Help());
         common.link.AddTakerTo(stream);
         common.AddServerTo(stream);
+        common.AddStatsTo(stream);
         stream.Add("--near", common.nearMcu,
                    "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
         stream

@@ -41,6 +41,10 @@ COption TransferOptions::AddServerTo(CCommand& command) {
     return server;
 }
 
+void TransferOptions::AddStatsTo(CCommand& command) {
+    command.Add("--stats", stats, "Add a line of JSON a second to FILE: what the links do, also for lumo stats --file");
+}
+
 void TransferOptions::AddTo(CCommand& command, double defaultWait) {
     waitSeconds = defaultWait;
     AddServerTo(command);

@@ -25,7 +25,8 @@ struct TransferOptions {
     std::string nearMcu;  ///< receivers only
     bool tcp = false;
     std::string proxy;
-    std::string path;  ///< as typed; empty: the usual choice
+    std::string stats;  ///< a file; empty: none
+    std::string path;   ///< as typed; empty: the usual choice
     bool forwarded = false;
     double waitSeconds = 0;
     bool json = false;
@@ -34,6 +35,8 @@ struct TransferOptions {
     void AddTo(CCommand& command, double defaultWait);
     /// How to reach the server, and how to speak: what every command of a stream has.
     COption AddServerTo(CCommand& command);
+    /// `--stats`, of those that carry something until they end.
+    void AddStatsTo(CCommand& command);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }
     /// Through a proxy or a nearer server only the relay is usual: who names one of these wants to go by it.
     PathChoice Path() const;
