@@ -22,8 +22,19 @@ public:
         BoardMessage said;
         Shape shape;
         if (!ParseMessage(message, said)) std::abort();
-        if (said.command == BoardCommand::Data && !ParseRecord(said.payload, shape)) std::abort();
+        if (said.command != BoardCommand::Data || CBoardLife::IsLife(said.payload)) return;
+        if (!ParseRecord(said.payload, shape)) std::abort();
     }
+    bool Probe(uint32_t number) override {
+        m_probed = number;
+        return true;
+    }
+    void Fetch(uint32_t) override {}
+    void SayToFarSide(const std::string&) override {}
+    uint32_t Probed() const { return m_probed; }
+
+private:
+    uint32_t m_probed = 0;
 };
 
 }  // namespace
@@ -46,9 +57,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     board.SetPort(&checker);
     board.OnMessage(MakeMessage(BoardCommand::Data, 1, UINT32_MAX, EncodeRecord(theirs)), 1);
     board.Do(actions, 1);  // drawn offline
-    board.GoOnline(2);
-    board.Tick(2 + CBoard::kQuietMs);
-    board.Do(actions, 1000);
+    board.GoOnline(200);
+    board.Tick(200);
+    board.OnFarEcho(checker.Probed(), 200);
+    board.Do(actions, 200);
+    board.Tick(200 + CBoard::kQuietMs);
+    board.Do(actions, 2000);
     if (!nlohmann::json::accept(board.Text())) std::abort();
     EventText event;
     while (page->Wait(std::chrono::milliseconds(0), event) && event) {

@@ -17,7 +17,7 @@ struct CServerLimits {
     size_t channelsPerAddress = 256;            ///< channels and boards of all media that are its own
     uint64_t sinkQueueBytes = 32ULL << 20;      ///< waiting at one sink: past it the sink is dropped
     uint64_t upstreamQueueBytes = 32ULL << 20;  ///< waiting for one publisher: past it frames are dropped
-    /// A longer frame of a subscriber is dropped, over TCP with its connection.
+    /// A longer frame of a subscriber is dropped, over TCP with its connection. Not of boards.
     uint32_t upstreamFrameBytes = 1U << 20;
     unsigned unvalidatedTcpPerAddress = 64;  ///< TCP connections that have not sent their validation message
     uint64_t connections = UINT64_MAX;       ///< for which the process has descriptors

@@ -11,7 +11,8 @@ class CWBSession;
 struct CWBChannelState;
 
 /// What a whiteboard message begins with: three 32-bit words, little-endian, whatever the machine: command, object ID,
-/// tag. The payload follows, 64 MiB with it at most. Anything shorter than the three words is ignored. How to draw:
+/// tag. The payload follows; with it a message has WB_MAX_MESSAGE bytes at most. Anything shorter than the three words
+/// is ignored. How to draw:
 ///
 ///   draw     send WB_CMD_OBJECT_DATA with an ID of your own (random ones do not collide) and the record as payload.
 ///            The first record of an ID stays; to change one, delete it and draw another. The tag is yours: it is kept
@@ -50,6 +51,10 @@ enum WBCommand {
     /// With a payload of another length it is a message like any other.
     WB_CMD_POINTER = 0x4c51
 };
+
+/// The longest message, its three words included: what every channel, client, peer and relay server takes, whatever the
+/// transport. A longer one is refused where it is made: it changes nothing and goes nowhere, and a log line says so.
+enum { WB_MAX_MESSAGE = 64 * 1024 * 1024 };
 
 /// Keeps the objects and relays. At most 100,000 objects and 256 MiB of records; what comes past that is dropped.
 class LUMO_API CWBDataTransCenter {

@@ -42,6 +42,10 @@ struct CMedium {
         : row(medium), adapter(own), context(whole) {}
 
     const CServerLimits& Limits() const { return context.options.limits; }
+    /// The longest frame that is taken from a subscriber: at a board everybody draws, as publishers do elsewhere.
+    uint32_t MaxSubscriberFrame() const {
+        return row.board ? static_cast<uint32_t>(limits::kMaxFrameLen) : Limits().upstreamFrameBytes;
+    }
     /// "file sink 10.0.0.1:5000 (udp) came to channel 7", and of another server: "channel 7 of 10.0.0.9:7000".
     void LogEndpoint(LogKind role, const CEndpointAddress& address, bool tcp, const char* what, ChannelKey key);
     /// A new channel, open for subscribers; null at the limit, or for ID 0. Under the gate.

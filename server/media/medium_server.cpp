@@ -154,7 +154,7 @@ void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
 
 bool CMediumServer::AdmitTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
     const bool subscriber = type == static_cast<uint32_t>(m_medium.row.tcp.receiver);
-    if (subscriber || !m_medium.row.session) session->SetMaxReceivedFrame(m_medium.Limits().upstreamFrameBytes);
+    if (subscriber || !m_medium.row.session) session->SetMaxReceivedFrame(m_medium.MaxSubscriberFrame());
     if (!subscriber) return true;
     if (!data || length != kShortPayload) return true;
     const uint32_t channelID = CWireReader(data, length).U32();

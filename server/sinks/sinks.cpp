@@ -113,7 +113,7 @@ void CSinks::OnSinkMade(const CSinkInfo& sink) {
     if (channel) channel->Subscribers().Change(sink.ip, 0, -1);  // counted as validated until it was listed here
     if (!sink.link) return;
     if (!m_medium.row.Stops())
-        sink.link->Session().SetMaxReceivedFrame(static_cast<int>(m_medium.Limits().upstreamFrameBytes));
+        sink.link->Session().SetMaxReceivedFrame(static_cast<int>(m_medium.MaxSubscriberFrame()));
     sink.link->SetQueueLimit(server::kHeldQueueBytes);
     sink.link->SetHeld(true);
 }

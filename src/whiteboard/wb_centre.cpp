@@ -16,6 +16,7 @@ using wb::CMessage;
 namespace {
 
 constexpr int kMoveHead = 8;  // dx, dy
+static_assert(WB_MAX_MESSAGE == limits::kMaxFrameLen, "every link carries what a channel takes");
 
 // More than the header's words and every object that may be stored is not worth asking for.
 constexpr size_t kMaxAsked = CWBObjects::kMaxObjects + wb::kHeaderLen / 4;
@@ -49,7 +50,11 @@ void MarkHeld(CWBDataTransCenter& centre) {
 }  // namespace
 
 void CWBCentre::Process(uint32_t sessionID, const char* data, int length) {
-    if (!data || length < wb::kHeaderLen || length > limits::kMaxFrameLen) return;
+    if (!data || length < wb::kHeaderLen) return;
+    if (length > WB_MAX_MESSAGE) {
+        LUMO_LOG_LINE("CWBDataTransCenter::ProcessWBData. A message of %d bytes is too long.", length);
+        return;
+    }
     const CMessage message{data, length};
     switch (message.Command()) {
         case WB_CMD_OBJECT_OFFER:

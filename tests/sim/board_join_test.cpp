@@ -5,11 +5,14 @@
 #include "support/p2p_peer.h"
 #include "support/wb_reader.h"
 #include "support/wb_words.h"
+#include "tools/lumo/board/board_seat.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <memory>
+#include <set>
 
 namespace sim {
 namespace {
@@ -116,6 +119,118 @@ TEST(BoardPointers, NoStrokeStandsBehindThemAndNoneIsOld) {
         EXPECT_TRUE(kDelay <= age && age <= (wide ? 1 : 3) * kDelay + kEvery) << age;
         EXPECT_TRUE(kDelay <= strokeTook && strokeTook <= (wide ? 3 : 5) * kDelay + kEvery) << strokeTook;
     }
+}
+
+/// The board of `lumo whiteboard` at a relay server, and the page that shows it.
+class CPersonNode : public CNode, private IWBSessionClientNotify {
+public:
+    CPersonNode(CWorld& world, CFakeNet& net, Address address) : CNode(world, net, address) {
+        std::vector<uint32_t> none;
+        m_page = m_board.OpenPage(none);
+        Do([&] { Sit(); });
+    }
+    ~CPersonNode() override {
+        Do([&] { Leave(); });
+        Release();
+    }
+    void Come() {
+        Do([&] {
+            m_pClient = CreateWBSessionClientUDP(*this, CMediumApp::kChannelID, kServer.ip, 0, 0, kServer.port, 0, 0, 0,
+                                                 0, true);
+        });
+    }
+    void Lose() {
+        Do([&] {
+            m_board.GoOffline();
+            Leave();
+            Sit();
+        });
+    }
+    std::vector<uint32_t> Act(const std::string& action) {
+        std::vector<lumo::BoardAction> actions;
+        EXPECT_TRUE(lumo::ParseActions("[" + action + "]", actions));
+        std::vector<uint32_t> made;
+        Do([&] { made = m_board.Do(actions, Now()).at(0); });
+        return made;
+    }
+    std::string Text() { return nlohmann::json::parse(m_board.Text())["objects"].dump(); }
+
+    std::set<uint32_t> shown;
+    std::set<uint32_t> left;  // the page, since that was emptied
+
+private:
+    uint64_t Now() const { return 1000000 + m_world.Elapsed(); }
+    void Sit() { m_pSeat = std::make_unique<lumo::CBoardSeat>(CMediumApp::kChannelID, m_board, m_wake); }
+    void Leave() {
+        if (m_pClient) m_pClient->ReleaseConnections();
+        m_pClient = nullptr;
+        m_pSeat.reset();
+    }
+    void OnWBSessionClientNotifyConnected(unsigned long) override { m_bTaken = true; }
+    void OnTurn() override {
+        if (std::exchange(m_bTaken, false)) m_board.GoOnline(Now());
+        if (m_pSeat) m_pSeat->Turn(Now());
+        m_board.Tick(Now());
+        for (lumo::EventText event; m_page->Wait(std::chrono::milliseconds(0), event) && event;) {
+            const nlohmann::json told = nlohmann::json::parse(*event);
+            if (told["type"] == "add")
+                for (const auto& object : told["objects"]) shown.insert(object["id"].get<uint32_t>());
+            if (told["type"] != "delete") continue;
+            for (const uint32_t id : told["ids"]) {
+                shown.erase(id);
+                left.insert(id);
+            }
+        }
+    }
+
+    lumo::CPageFeeds m_feeds;
+    lumo::CBoard m_board{CMediumApp::kChannelID, m_address.ip, "user", m_feeds};
+    lumo::PageFeedPtr m_page;
+    lumo::CWake m_wake;
+    std::unique_ptr<lumo::CBoardSeat> m_pSeat;
+    IWBSessionClient* m_pClient = nullptr;
+    bool m_bTaken = false;
+};
+
+TEST(BoardJoin, WhoComesBackIsCompleteInTimeAndNothingLeavesThePageMeanwhile) {
+    constexpr uint32_t kStrokes = 1500, kOneWayMs = 20;
+    constexpr uint64_t kWithinMs = 2000;
+    const CWideSessions wide(true);
+    CWorld world(1);
+    CFakeNet net;
+    CServerNode relay(world, net);
+    CPersonNode early(world, net, kEarly), late(world, net, kLate);
+    for (const Address address : {kEarly, kLate}) world.AddFaults(address, kServer, Delay(kOneWayMs, kOneWayMs));
+    const auto within = [&](const std::function<bool()>& done) {
+        const uint64_t end = world.Elapsed() + kWithinMs;
+        return world.RunUntil(done, [&] { return end; });
+    };
+    early.Come();
+    world.RunFor(2000);
+    std::string points = "0,0";
+    for (int i = 1; i < 60; ++i) points += "," + std::to_string(i * 12) + "," + std::to_string(i * i % 97);
+    std::vector<uint32_t> strokes;
+    for (uint32_t i = 0; i < kStrokes; ++i)
+        strokes.push_back(early
+                              .Act(R"({"do":"add","objects":[{"type":"pen","colour":"#000000","width":64,)"
+                                   R"("box":[0,0,708,97],"points":[)" +
+                                   points + "]}]}")
+                              .at(0));
+    world.RunFor(5000);
+    const uint64_t came = world.Elapsed();
+    late.Come();
+    EXPECT_TRUE(within([&] { return late.shown.size() == kStrokes; })) << late.shown.size();
+    RecordProperty("ms to join", static_cast<int>(world.Elapsed() - came));
+    world.RunFor(2000);
+    late.Lose();
+    const std::string ids = R"(,"ids":[)" + std::to_string(strokes[7]) + "]}";
+    early.Act(R"({"do":"move","dx":16,"dy":0)" + ids);
+    early.Act(R"({"do":"delete","ids":[)" + std::to_string(strokes[8]) + "]}");
+    world.RunFor(1000);
+    late.Come();
+    EXPECT_TRUE(within([&] { return late.left.size() == 1; }));
+    EXPECT_TRUE(within([&] { return late.Text() == early.Text(); }));
+    EXPECT_EQ(late.left, std::set<uint32_t>{strokes[8]});
 }
 
 }  // namespace

@@ -68,9 +68,14 @@ TEST_F(Whiteboard, IsMadeForWhoeverAsksFirstAndJoinsAllTransports) {
     CFakeTcp* other = Validate(row.tcp.receiver, U32(kChannel + 1));
     ASSERT_TRUE(tcp && other);
     EXPECT_EQ(tcp->TakeSent().at(0).bytes, Validation(row.tcp.receiver, U32(kChannel)));
+    EXPECT_EQ(tcp->maxReceivedFrame, static_cast<unsigned long>(WB_MAX_MESSAGE));
     EXPECT_EQ(Status().channels, 2U);
     Draw(alice, Message(kData, 1, 9, "one"));
     EXPECT_EQ(tcp->TakeFrames(), Texts{Message(kOffer, 1, 9)});
+    Draw(alice, Message(kData, 2, 9, std::string(3U << 20, 'x')));
+    EXPECT_EQ(tcp->TakeFrames(), Texts{Message(kOffer, 2, 9)}) << "longer than what goes up elsewhere";
+    Draw(alice, Message(kDelete, 0, 0, Words({2})));
+    tcp->TakeFrames();
     Draw(bob, Message(6, 0, 0, "here"));  // validates it: the list comes now
     EXPECT_EQ(Frames(bob), Texts{Message(kList, 0, 0, Words({1}))});
     EXPECT_EQ(Frames(alice), Texts{Message(6, 0, 0, "here")});

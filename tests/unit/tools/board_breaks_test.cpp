@@ -9,12 +9,16 @@ namespace {
 TEST_F(Board, WhatIsDrawnOfflineIsOfferedOnceTheOtherBoardHasCome) {
     const uint32_t drawn = Draw();
     m_board.GoOnline(m_now);
-    Hear(BoardCommand::List, 0, Words({1, 2}));
-    EXPECT_EQ(Said(BoardCommand::Request).size(), 2U);
+    m_board.Tick(m_now += 60);
+    Hear(BoardCommand::Offer, 1);
+    EXPECT_EQ(Said(BoardCommand::Request).size(), 1U);
+    m_board.Tick(m_now += CBoard::kQuietMs);
+    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "the far side has not answered";
+    m_board.OnFarEcho(m_probed, m_now);
     HearDrawn({1});
     m_board.Tick(m_now + CBoard::kQuietMs - 1);
-    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "theirs is still coming";
-    Settle();
+    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "its board may still be coming";
+    m_board.Tick(m_now += CBoard::kQuietMs);
     const auto data = Said(BoardCommand::Data);
     ASSERT_EQ(data.size(), 1U);
     EXPECT_EQ(WordAt(data[0], 4), drawn);
@@ -23,53 +27,38 @@ TEST_F(Board, WhatIsDrawnOfflineIsOfferedOnceTheOtherBoardHasCome) {
     EXPECT_EQ(Held().size(), 2U);
 }
 
-TEST_F(Board, AfterABreakOnlyTheOtherSidesBoardAndWhatWasDrawnMeanwhileRemain) {
-    GoOnline();
-    const uint32_t old = Draw();
-    HearDrawn({1, 2});
-    m_now += 60000;
-    const uint32_t unsure = Draw();
-    GoOffline();
-    const uint32_t offline = Draw();
-    DoTo("delete", 1);
-    DoTo("move", old, R"(,"dx":16,"dy":0)");
-    EXPECT_EQ(Held().size(), 5U) << "what others may have changed is not touched";
-    Said(BoardCommand::Data);
-
-    m_board.GoOnline(m_now);
-    Hear(BoardCommand::List, 0, Words({2, old}));
-    EXPECT_EQ(Said(BoardCommand::Request).size(), 2U) << "their present state is asked for";
-    HearDrawn({2, old});
-    Settle();
-    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
-    IDs expected{2, old, unsure, offline};
-    std::sort(expected.begin(), expected.end());
-    EXPECT_EQ(Held(), expected) << "1 was deleted by others";
-}
-
-TEST_F(Board, WhatWasDrawnLongAgoAndOfferedJustNowIsOfferedAgainAfterABreak) {
-    const uint32_t offline = Draw();
-    m_now += 60000;
-    GoOnline();
-    m_now += 1000;
-    GoOffline();
-    GoOnline();
-    EXPECT_EQ(Held(), IDs{offline});
-    m_now += 60000;
-    m_board.GoOnline(m_now);  // a host that has been without its server
-    GoOffline();
-    GoOnline();
-    EXPECT_EQ(Held(), IDs{offline});
+/// What is drawn goes to the far side only when that asks for it, so one echo says nothing of it.
+TEST_F(Board, TheSecondEchoShowsThatItHasArrived) {
+    constexpr uint32_t kLife = CBoardLife::kFirstNumber;
+    const auto isOffered = [&](int echoes) {
+        GoOnline();
+        Hear(BoardCommand::Data, kLife, CBoardLife::MakeRecord(0));
+        const uint32_t id = Draw();
+        for (int echo = 0; echo < echoes; ++echo) {
+            m_board.Tick(m_now += CEchoes::kAskEveryMs);
+            m_board.OnFarEcho(m_probed + 1, m_now);  // nobody has asked for it
+            m_board.OnFarEcho(m_probed, m_now);
+        }
+        GoOffline();
+        Said(BoardCommand::Data);
+        m_board.OnFarBegin();
+        m_board.GoOnline(m_now);
+        m_board.OnFarList({kLife}, m_now);
+        const auto data = Said(BoardCommand::Data);
+        GoOffline();
+        return std::any_of(data.begin(), data.end(), [&](const auto& said) { return WordAt(said, 4) == id; });
+    };
+    for (const int echoes : {0, 1, 2}) EXPECT_EQ(isOffered(echoes), echoes < 2) << echoes;
 }
 
 TEST_F(Board, WhoBecomesOrCeasesToBeAHostBringsTheWholeBoard) {
     GoOnline();
     HearDrawn({1});
     const uint32_t own = Draw();
-    GoOffline(0);
+    GoOffline();
     Said(BoardCommand::Data);
     m_board.GoOnlineAsHost(m_now);
-    EXPECT_EQ(Said(BoardCommand::Data).size(), 2U);
+    EXPECT_EQ(Said(BoardCommand::Data).size(), 3U) << "and the board's life";
     DoTo("delete", own);
     EXPECT_EQ(Held(), IDs{1}) << "and may change it";
     HearDrawn({2});
@@ -82,43 +71,19 @@ TEST_F(Board, WhoBecomesOrCeasesToBeAHostBringsTheWholeBoard) {
 }
 
 TEST_F(Board, TimesThatAreALittleOlderThanThoseOfOthersHurryNothing) {
+    const uint32_t drawn = Draw();
     m_board.GoOnline(m_now);
+    m_board.Tick(m_now);
+    m_board.OnFarEcho(m_probed, m_now);
     ++m_now;
     HearDrawn({1});
     Hear(BoardCommand::Hello, 3, Words({0}) + "Eve");
-    m_board.Tick(m_now - 1);
+    Said(BoardCommand::Data);
+    const uint32_t asked = m_probed;
+    m_board.Tick(m_now - 2);
+    EXPECT_EQ(m_probed, asked);
     EXPECT_EQ(People(), 2U) << "she has just come";
-    GoOffline(0);
-    m_board.GoOnline(m_now);
-    Hear(BoardCommand::List, 0, Words({2}));
-    ++m_now;
-    HearDrawn({2});
-    m_board.Tick(m_now - 1);
-    EXPECT_EQ(Held(), (IDs{1, 2})) << "theirs is still coming";
-    Settle();
-    EXPECT_EQ(Held(), IDs{2});
-    ++m_now;
-    const uint32_t drawn = Draw();
-    m_board.GoOffline(m_now - 1, 12000);
-    GoOnline();
-    EXPECT_EQ(Held(), IDs{drawn}) << "it may not have arrived";
-}
-
-TEST_F(Board, UndoKeepsItsStepsUntilAllOfTheBoardIsBack) {
-    GoOnline();
-    const uint32_t first = Draw();
-    Draw();
-    m_now += 60000;
-    GoOffline(0);
-    m_board.GoOnline(m_now);
-    Undo();
-    EXPECT_EQ(Held().size(), 2U) << "nobody knows whether they are there";
-    Hear(BoardCommand::List, 0, Words({first}));
-    HearDrawn({first});
-    Settle();
-    EXPECT_EQ(Held(), IDs{first});
-    Undo();
-    EXPECT_EQ(Held(), IDs());
+    EXPECT_TRUE(Said(BoardCommand::Data).empty()) << drawn << ": their board is still coming";
 }
 
 TEST_F(Board, NamesOfOthersAreCleanedCountedAndForgotten) {
@@ -173,54 +138,6 @@ TEST_F(Board, GreetsOnceASecondAtMostAndOfTwoWithOneColourOneTakesAnother) {
         run(50);
     }
     EXPECT_NEAR(static_cast<double>(greetings), 5, 1) << "newcomers for five seconds";
-}
-
-class CFakeLink final : public CBoardLink, private IWBSessionClient {
-public:
-    CFakeLink(CInbox& inbox, bool tcp) : CBoardLink(inbox, Times()), m_bTcp(tcp) {}
-    ~CFakeLink() override { Close(); }
-    void Look(uint64_t now, unsigned long queued) {
-        m_nQueued = queued;
-        Poll(now);
-        LookForLife(now);
-    }
-
-private:
-    IWBSessionClient* MakeClient(::IWBSessionClientNotify& notify) override {
-        notify.OnWBSessionClientNotifyConnected(0);
-        return this;
-    }
-    std::vector<LumoLinkStatistics> Links() const override {
-        LumoLinkStatistics own{}, other{};
-        own.ulQueuedFrames = m_nQueued;
-        return m_bTcp ? std::vector<LumoLinkStatistics>() : std::vector<LumoLinkStatistics>{own, other};
-    }
-    bool IsTcp() const override { return m_bTcp; }
-    void ReleaseConnections() override {}
-    bool IsDisconnected() override { return false; }
-
-    const bool m_bTcp;
-    unsigned long m_nQueued = 0;
-};
-
-TEST(BoardLink, WhatIsQueuedIsUnsureHoweverOldItIs) {
-    CWake wake;
-    CInbox inbox(wake, 0, 0);
-    CFakeLink udp(inbox, false), tcp(inbox, true);
-    udp.Look(1000, 3);
-    ASSERT_FALSE(udp.IsTaken());
-    udp.Look(1050, 3);
-    ASSERT_TRUE(udp.IsTaken());
-    EXPECT_GE(udp.UnsureMs(1050), 1050U) << "all of it: nothing has left yet";
-    udp.Look(2000, 0);
-    const uint64_t idle = udp.UnsureMs(2000);
-    for (uint64_t now = 2050; now <= 8000; now += 50) udp.Look(now, 1);
-    EXPECT_EQ(udp.UnsureMs(8000), idle + 6000);
-    udp.Look(8050, 0);
-    EXPECT_EQ(udp.UnsureMs(8050), idle);
-    tcp.Look(1000, 3);
-    tcp.Look(1050, 3);
-    EXPECT_GT(tcp.UnsureMs(1050), idle) << "its queue is not seen, and it may be silent for longer";
 }
 
 }  // namespace

@@ -33,6 +33,12 @@ protected:
         ASSERT_TRUE(ParseMessage(message, said));
         m_said.push_back(message);
     }
+    bool Probe(uint32_t number) override {
+        m_probed = number;
+        return true;
+    }
+    void Fetch(uint32_t) override {}
+    void SayToFarSide(const std::string&) override {}
 
     /// What a page does; the IDs of what it has drawn.
     IDs Do(const std::string& action) {
@@ -80,14 +86,20 @@ protected:
         return ids;
     }
     void GoOnline() {
+        m_board.OnFarBegin();
         m_board.GoOnline(m_now);
         Settle();
     }
+    /// The far side has dealt with all that was said, and nothing more comes.
     void Settle() {
+        for (int echo = 0; echo < 3; ++echo) {
+            m_board.Tick(m_now += CEchoes::kAskEveryMs);
+            m_board.OnFarEcho(m_probed, m_now);
+        }
         m_now += CBoard::kQuietMs;
         m_board.Tick(m_now);
     }
-    void GoOffline(uint64_t unsureMs = 12000) { m_board.GoOffline(m_now, unsureMs); }
+    void GoOffline() { m_board.GoOffline(); }
 
     static std::string Record() {
         Shape shape;
@@ -99,6 +111,7 @@ protected:
     uint64_t m_now = 100000;
     CBoard m_board;
     std::vector<std::string> m_said;
+    uint32_t m_probed = 0;
 };
 
 }  // namespace board_fixture

@@ -45,13 +45,21 @@ TEST_P(Record, IsReadWrittenAndMovedAndNothingCutOrTooLongIsDrawn) {
     ASSERT_TRUE(ParseRecord(row.record, shape));
     EXPECT_EQ(EncodeRecord(shape), row.record);
     std::string moved = row.record;
-    MoveRecord(moved, -5, 10);
+    MoveRecord(moved, {kMinus5, 10});
     EXPECT_EQ(moved, row.moved);
     EXPECT_TRUE(ParseRecord(moved, shape)) << "a move leaves it what it is";
+    SetVersion(moved, {7, 5});
+    SetVersion(moved, {7, 6});
+    EXPECT_EQ(moved, row.moved + Words({7, 6}));
+    EXPECT_TRUE(ParseRecord(moved, shape));
+    EXPECT_EQ(EncodeRecord(shape), row.moved) << "it is drawn as it was";
+    MoveRecord(moved, {5, static_cast<uint32_t>(-10)});
+    EXPECT_EQ(moved, row.record + Words({7, 6}));
+    EXPECT_EQ(VersionOf(moved).origin + VersionOf(row.record).origin, 7U);
     for (size_t length = 0; length < row.record.size(); ++length) {
         std::string cut = row.record.substr(0, length);
         EXPECT_FALSE(ParseRecord(cut, shape)) << length;
-        MoveRecord(cut, 1, 1);
+        MoveRecord(cut, {1, 1});
         EXPECT_EQ(cut.size(), length);
     }
     EXPECT_FALSE(ParseRecord(row.record + "x", shape));
@@ -104,13 +112,13 @@ TEST(Records, WhatAnotherProgramPutsWhereNoFillBelongsIsNoFill) {
 
 TEST(Records, MovesWrapAndFollowTheCountOnlyAsFarAsThereAreBytes) {
     std::string line = Words({3, 0, 16, 0, 0, INT32_MAX, 0, 1, 0});
-    MoveRecord(line, 1, INT32_MIN);
+    MoveRecord(line, {1, 0x80000000});
     EXPECT_EQ(line, Words({3, 0, 16, 0, 0, 0x80000000, 0x80000000, 2, 0x80000000}));
     std::string pen = Words({1, 0, 16, 0, 0, 0, 0, 0, 0, 1000000, 7, 7}) + "1234567";
-    MoveRecord(pen, 1, 2);
+    MoveRecord(pen, {1, 2});
     EXPECT_EQ(pen, Words({1, 0, 16, 0, 0, 1, 2, 1, 2, 1000000, 8, 9}) + "1234567");
     std::string unknown = Words({10, 1, 1, 1, 1, 1, 1, 1, 1, 1});
-    MoveRecord(unknown, 1, 2);
+    MoveRecord(unknown, {1, 2});
     EXPECT_EQ(unknown, Words({10, 1, 1, 1, 1, 1, 1, 1, 1, 1}));
 }
 

@@ -218,6 +218,11 @@ TEST_F(Centre, KeepsSoManyBytes) {
     constexpr size_t longest = 64 * 1024 * 1024 - 12;
     const std::string record(longest, 'x');
     centre.Say(1, Message(kClear));
+    centre.TakeSent();
+    CLogCapture log;
+    centre.Say(1, Message(kData, 1, 0, record + "x"));
+    EXPECT_TRUE(centre.TakeSent().empty()) << "one byte too long";
+    EXPECT_EQ(log.Lines().size(), 1U);
     for (uint32_t id = 1; id <= 4; ++id) centre.Say(1, Message(kData, id, 0, record));
     centre.TakeSent();
     centre.Say(1, Message(kData, 5, 0, std::string(CWBObjects::kMaxRecordBytes - 4 * longest + 1, 'x')));

@@ -1,10 +1,9 @@
 #include "tools/lumo/board/board.h"
 
-#include "tools/lumo/net/loop.h"
-
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <utility>
 
@@ -16,13 +15,23 @@ using Lock = std::lock_guard<std::mutex>;
 
 }  // namespace
 
-CBoard::CBoard(uint32_t channel, uint32_t self, const std::string& name, CPageFeeds& feeds)
-    : m_ulChannel(channel), m_ulSelf(self), m_feeds(feeds) {
+uint32_t TenthsNow() {
+    using namespace std::chrono;
+    const auto passed = system_clock::now().time_since_epoch();
+    return static_cast<uint32_t>(duration_cast<milliseconds>(passed).count() / 100);
+}
+
+CBoard::CBoard(uint32_t channel, uint32_t self, const std::string& name, CPageFeeds& feeds, uint32_t (*tenths)())
+    : m_ulChannel(channel), m_ulSelf(self), m_feeds(feeds), m_pTenths(tenths) {
     m_self = {CPeople::CleanName(name), m_people.FreeColour(self), 0};
 }
 
 void CBoard::Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload) {
     if (m_pPort) m_pPort->Say(MakeMessage(command, object, tag, payload));
+}
+
+void CBoard::SayDeleted(const IDs& ids) {
+    if (!ids.empty()) Say(BoardCommand::Delete, 0, 0, PayloadOf(ids));
 }
 
 void CBoard::SetPort(IBoardPort* port) {
@@ -49,19 +58,19 @@ void CBoard::OnMessage(std::string_view bytes, uint64_t now) {
         case BoardCommand::Delete:
             return OnDelete(message);
         case BoardCommand::Move:
-            if (message.payload.size() < 8) return;
-            return Move(WordsFrom(message.payload, 8), static_cast<int32_t>(WordAt(message.payload, 0)),
-                        static_cast<int32_t>(WordAt(message.payload, 4)));
+            return OnMove(message);
         default:
             return OnPeople(message, now);
     }
 }
 
 void CBoard::OnOffer(BoardCommand request, const BoardMessage& message) {
+    // It was on its way while it was deleted here.
+    if (m_changes.IsDeleted(message.object)) return SayDeleted({message.object});
     BoardObject* object = m_model.Find(message.object);
-    if (object && !object->offline && !object->stale) return;
+    if ((object && !object->offline && !object->stale) || m_life.Has(message.object)) return;
     if (object) {  // it had got there after all, and others may have moved it
-        object->offline = false;
+        object->offline = object->unheard = false;
         object->stale = true;
     }
     Say(request, message.object, message.tag);
@@ -69,8 +78,46 @@ void CBoard::OnOffer(BoardCommand request, const BoardMessage& message) {
 
 void CBoard::OnData(const BoardMessage& message, uint64_t now) {
     m_ullDataMs = now;
-    if (!m_model.Add(message.object, {message.tag, std::string(message.payload), false, false, now})) return;
-    ShowAdded({message.object});
+    if (!CBoardLife::IsLife(message.payload)) return TakeData(message);
+    m_life.Add(message.object, message.payload);
+    SettleIfKnown();
+}
+
+/// What was moved here meanwhile is moved there as well, and the pages hear of an object only if it has changed.
+void CBoard::TakeData(const BoardMessage& message) {
+    const uint32_t id = message.object;
+    if (m_changes.IsDeleted(id) || !IsLatest(id, message.payload)) return;
+    BoardObject object;
+    object.tag = message.tag;
+    object.record = message.payload;
+    const BoardObject* held = m_model.Find(id);
+    std::string before;
+    if (held) {
+        before = held->Record();
+        object.own = held->own;
+        object.echo = held->echo;
+    }
+    const bool sameTag = held && held->tag == message.tag;
+    if (!m_model.Add(id, std::move(object))) return;
+    Box place;
+    const Shift missing = m_model.PlaceOf(id, place) ? m_changes.TakeMissing(id, place) : Shift();
+    if (!missing.IsNone()) {
+        m_model.Move(id, missing);
+        m_changes.Move(id, place, missing, true, m_echoes.ForWhatIsSaidNow());
+        Say(BoardCommand::Move, 0, 0, PayloadOf({missing.dx, missing.dy, id}));
+    }
+    if (!sameTag || before != m_model.Find(id)->Record()) ShowAdded({id});
+}
+
+/// Of two versions of one thing the later one stays, for everybody. False when that is the one that we have.
+bool CBoard::IsLatest(uint32_t id, std::string_view record) {
+    const uint32_t rival = m_model.RivalOf(id, record);
+    if (rival == 0) return true;
+    const bool later = IsLater(VersionOf(record), id, VersionOf(m_model.Find(rival)->record), rival);
+    const uint32_t earlier = later ? rival : id;
+    if (later) Remove({rival}, nullptr);
+    SayDeleted({earlier});
+    return later;
 }
 
 // Who deletes names the objects in the payload only. A server that keeps no more from here names the object in the
@@ -78,79 +125,33 @@ void CBoard::OnData(const BoardMessage& message, uint64_t now) {
 void CBoard::OnDelete(const BoardMessage& message) {
     const BoardObject* object = m_model.Find(message.object);
     if (object && object->own) Show({{"type", "not kept"}, {"id", message.object}});
-    Remove(WordsFrom(message.payload, 0), nullptr);
+    const IDs ids = WordsFrom(message.payload, 0);
+    const bool noRoom = ids.size() == 1 && ids[0] == message.object;
+    m_bNoLife = m_bNoLife || (noRoom && m_life.Has(message.object));
+    for (const uint32_t id : ids) m_life.Remove(id);
+    if (!noRoom) OnOthersDeleted(ids);
+    Remove(ids, nullptr);
 }
 
-void CBoard::Forget(uint64_t now) {
-    const Lock lock(m_mutex);
-    for (const uint32_t id : m_model.IDs()) {
-        const BoardObject& object = *m_model.Find(id);
-        if (!object.offline && !object.stale) m_model.Remove(id);
+/// What had been deleted here at the same time, and came back by undo, goes: its deletion by others was under way.
+void CBoard::OnOthersDeleted(const IDs& ids) {
+    m_undo.Forget(ids);
+    IDs restored;
+    for (const uint32_t id : ids) {
+        const auto found = m_restored.find(id);
+        if (found != m_restored.end() && m_model.Has(found->second)) restored.push_back(found->second);
     }
-    m_ullDataMs = now;
-    Show({{"type", "reset"}});
-    ShowAdded(m_model.IDs());
+    SayDeleted(restored);
+    Remove(restored, nullptr);
 }
 
-void CBoard::GoOnline(uint64_t now) {
-    const Lock lock(m_mutex);
-    // A host's channel, which the far side joins, offers what it has by itself.
-    for (const uint32_t id : m_state == State::Offline ? IDs() : m_model.IDs()) {
-        BoardObject& object = *m_model.Find(id);
-        object.own = true;
-        object.addedMs = now;
-    }
-    m_state = State::Settling;
-    m_ullOnlineMs = m_ullDataMs = now;
-    Greet(now);
-}
-
-void CBoard::Settle(uint64_t now) {
-    m_state = State::Online;
-    IDs gone;
-    for (const auto& [id, object] : m_model.Objects()) {
-        if (object.stale) gone.push_back(id);
-    }
-    Remove(gone, nullptr);
-    for (const uint32_t id : m_model.IDs()) {
-        BoardObject& object = *m_model.Find(id);
-        if (object.offline) Offer(id, object, now);
-    }
-}
-
-void CBoard::GoOnlineAsHost(uint64_t now) {
-    const Lock lock(m_mutex);
-    m_state = State::Online;
-    for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id), now);
-    Greet(now);
-}
-
-void CBoard::GoOffline(uint64_t now, uint64_t unsureMs) {
-    const Lock lock(m_mutex);
-    if (m_state == State::Offline) return;
-    for (const uint32_t id : m_model.IDs()) {
-        BoardObject& object = *m_model.Find(id);
-        object.offline = object.offline || (object.own && !object.stale && now <= object.addedMs + unsureMs);
-        object.stale = !object.offline;
-    }
-    LeaveOthers();
-}
-
-void CBoard::GoOfflineAsHost() {
-    const Lock lock(m_mutex);
-    if (m_state == State::Offline) return;
-    for (const uint32_t id : m_model.IDs()) {
-        BoardObject& object = *m_model.Find(id);
-        object.offline = true;
-        object.stale = false;
-    }
-    LeaveOthers();
-}
-
-void CBoard::LeaveOthers() {
-    m_state = State::Offline;
-    m_people = CPeople();
-    ShowPeople();
+void CBoard::OnMove(const BoardMessage& message) {
+    if (message.payload.size() < 8) return;
+    const Shift by{WordAt(message.payload, 0), WordAt(message.payload, 4)};
+    const IDs ids = WordsFrom(message.payload, 8);
+    if (m_changes.HasMoves())
+        for (const uint32_t id : ids) m_changes.MovedByOthers(id, by);
+    Move(ids, by);
 }
 
 void CBoard::SetStatus(const BoardStatus& status) {
@@ -160,17 +161,12 @@ void CBoard::SetStatus(const BoardStatus& status) {
     Show(StatusEvent());
 }
 
-void CBoard::Offer(uint32_t id, BoardObject& object, uint64_t now) {
-    object.offline = object.stale = false;
-    object.own = true;
-    object.addedMs = now;
-    Say(BoardCommand::Data, id, object.tag, object.Record());
-}
-
 void CBoard::Tick(uint64_t now) {
     const Lock lock(m_mutex);
-    const bool quiet = now >= m_ullDataMs + kQuietMs || now >= m_ullOnlineMs + kSettleMs;
-    if (m_state == State::Settling && quiet) Settle(now);
+    LookForEcho(now);
+    const bool quiet = m_echoes.Answers() && now >= m_ullDataMs + kQuietMs;
+    if (m_state == State::Settling && (quiet || now >= m_ullOnlineMs + kSettleMs)) Settle(false);
+    LookForLife(now);
     if (now >= m_ullHelloMs) Greet(now);
     if (m_people.Expire(now)) ShowPeople();
     if (!m_bPeopleNews || now - m_ullPeopleMs < kPeopleEveryMs) return;
@@ -179,23 +175,30 @@ void CBoard::Tick(uint64_t now) {
     Show(PeopleEvent());
 }
 
-void CBoard::Remove(const IDs& ids, std::vector<RemovedObject>* removed) {
+/// Without a word to the pages.
+CBoard::IDs CBoard::Drop(const IDs& ids, std::vector<RemovedObject>* removed) {
     IDs gone;
     for (const uint32_t id : ids) {
         const BoardObject* object = m_model.Find(id);
         if (!object) continue;
         if (removed) removed->push_back({id, object->tag, object->Record()});
         m_model.Remove(id);
+        m_changes.ForgetMoves(id);
         gone.push_back(id);
     }
+    return gone;
+}
+
+void CBoard::Remove(const IDs& ids, std::vector<RemovedObject>* removed) {
+    const IDs gone = Drop(ids, removed);
     if (!gone.empty()) Show({{"type", "delete"}, {"ids", gone}});
 }
 
 // Where each object is now, not how far it went: a page that has just been told of it must not move it twice.
-void CBoard::Move(const IDs& ids, int32_t dx, int32_t dy) {
+void CBoard::Move(const IDs& ids, const Shift& by) {
     std::set<uint32_t> held;
     for (const uint32_t id : ids)
-        if (m_model.Move(id, dx, dy)) held.insert(id);
+        if (m_model.Move(id, by)) held.insert(id);
     Json moved = Json::array();
     Box box;
     for (const uint32_t id : held)

@@ -2,14 +2,19 @@
 #pragma once
 
 #include "tools/lumo/board/board_events.h"
+#include "tools/lumo/board/board_life.h"
 #include "tools/lumo/board/board_model.h"
+#include "tools/lumo/board/changes.h"
+#include "tools/lumo/board/echoes.h"
 #include "tools/lumo/board/message.h"
 #include "tools/lumo/board/page_feed.h"
 #include "tools/lumo/board/people.h"
 #include "tools/lumo/board/undo.h"
 
 #include <cstdint>
+#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +26,11 @@ class IBoardPort {
 public:
     virtual ~IBoardPort() = default;
     virtual void Say(const std::string& message) = 0;
+    /// Asks the far side to echo a number, for CBoard::OnFarEcho. False when there is no far side.
+    virtual bool Probe(uint32_t number) = 0;
+    /// Asks the far side for an object that the channel has, too, for CBoard::OnFarData.
+    virtual void Fetch(uint32_t id) = 0;
+    virtual void SayToFarSide(const std::string& message) = 0;
 };
 
 /// How the board stands to the others.
@@ -32,12 +42,16 @@ struct BoardStatus {
     const char* Text() const { return connected ? "connected" : "not connected: what you draw is kept and sent later"; }
 };
 
+/// When something is changed, as records say it (Version).
+uint32_t TenthsNow();
+
 /// Any thread, whose times may be a little older than those of others. Clearing travels as the deletion of what this
 /// board holds: an object that others have drawn meanwhile and that is still in flight would otherwise be gone for its
-/// painter and there for everybody else.
+/// painter and there for everybody else. Nothing goes but what somebody has deleted: see CBoardLife.
 class CBoard {
 public:
-    CBoard(uint32_t channel, uint32_t self, const std::string& name, CPageFeeds& feeds);
+    CBoard(uint32_t channel, uint32_t self, const std::string& name, CPageFeeds& feeds,
+           uint32_t (*tenths)() = TenthsNow);
 
     // The loop's part.
 
@@ -45,17 +59,26 @@ public:
     void SetPort(IBoardPort* port);
     /// One message of the channel.
     void OnMessage(std::string_view bytes, uint64_t now);
-    /// Forgets what the channel holds, for it tells everything again.
-    void Forget(uint64_t now);
-    /// The far side has taken us, on an empty channel of ours: its board comes by the messages, what we had of it
-    /// before and does not come has gone, and then what was drawn here meanwhile is offered.
+    /// The channel tells everything again, beginning with what it holds. `cleared`: somebody has cleared it.
+    void OnHeld(const std::vector<uint32_t>& held, bool cleared, uint64_t now);
+    /// Another far side is asked to take us.
+    void OnFarBegin();
+    /// What the far side has. It may come before GoOnline.
+    void OnFarList(const std::vector<uint32_t>& listed, uint64_t now);
+    /// How it has an object that was fetched.
+    void OnFarData(const BoardMessage& message);
+    void OnFarEcho(uint32_t number, uint64_t now);
+    /// The far side has taken us, on an empty channel of ours: its board comes by the messages. When it is the one that
+    /// we had, what it has no more goes, and what it may lack is offered; else all that we have is offered.
     void GoOnline(uint64_t now);
     /// This process's own channel is the board: it gets everything.
     void GoOnlineAsHost(uint64_t now);
-    /// What was drawn here in the last `unsureMs` may not have arrived: it counts as drawn offline.
-    void GoOffline(uint64_t now, uint64_t unsureMs);
+    /// The far side has gone.
+    void GoOffline();
     /// This process's own channel, which was the board, goes: all that is on it counts as drawn offline.
     void GoOfflineAsHost();
+    /// The far side has gone, and the channel lives on with those who have come to it.
+    void LiveApart();
     void SetStatus(const BoardStatus& status);
     void Tick(uint64_t now);
     void SayGoodbye();
@@ -73,9 +96,10 @@ public:
     /// The whole board for machines: every object with the SHA-256 of its record.
     std::string Text();
 
-    /// So long nothing of the other side's board has come: its list takes two round trips, and some may be lost.
+    /// So long nothing has come of a board whose life we do not know: more may be on its way.
     static constexpr uint64_t kQuietMs = 1500;
     static constexpr uint64_t kSettleMs = 30000;  ///< longest wait for that
+    static constexpr uint64_t kNoLifeMs = 3000;   ///< so long a board is without a life before somebody gives it one
     static constexpr uint64_t kPeopleEveryMs = 100;
 
 private:
@@ -83,26 +107,43 @@ private:
     using IDs = std::vector<uint32_t>;
 
     void Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload = {});
+    void SayDeleted(const IDs& ids);
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
     void OnDelete(const BoardMessage& message);
+    void OnOthersDeleted(const IDs& ids);
+    void OnMove(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
-    void Settle(uint64_t now);
-    void Offer(uint32_t id, BoardObject& object, uint64_t now);
+    void TakeData(const BoardMessage& message);
+    bool IsLatest(uint32_t id, std::string_view record);
+    void FetchCommon(const IDs& listed);
+    void SettleIfKnown();
+    void Settle(bool known);
+    void Offer(uint32_t id, BoardObject& object);
+    void SayLife();
+    void LookForLife(uint64_t now);
+    void LookForEcho(uint64_t now);
     void LeaveOthers();
-    uint32_t AddOwn(const std::string& record, uint32_t tag, uint64_t now);
-    IDs Changeable(const IDs& ids) const;
+
+    uint32_t AddOwn(std::string record, uint32_t tag);
+    IDs Held(const IDs& ids) const;
+    IDs Drop(const IDs& ids, std::vector<RemovedObject>* removed);
     void Remove(const IDs& ids, std::vector<RemovedObject>* removed);
-    void Move(const IDs& ids, int32_t dx, int32_t dy);
-    IDs Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf = {});
+    void Move(const IDs& ids, const Shift& by);
+    void MoveAndSay(const IDs& ids, const Shift& by);
+    IDs Add(const std::vector<std::string>& records, const IDs& insteadOf = {});
+    std::vector<std::string> RecordsFor(const std::vector<Shape>& shapes) const;
     std::string RecordFor(const Shape& shape) const;
-    IDs Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now);
-    IDs Change(const std::vector<ShapeChange>& changes, uint64_t now);
+    IDs Replace(uint32_t id, const Shape& shape);
+    IDs Change(const std::vector<ShapeChange>& changes);
     void Delete(const IDs& ids);
-    void TakeAway(const IDs& ids, BoardStep& step);
-    void MoveOwn(const IDs& ids, int32_t dx, int32_t dy);
-    void TakeBack(bool redo, uint64_t now);
-    BoardStep Inverse(const BoardStep& step, uint64_t now);
+    void Clear();
+    void TakeAway(const IDs& ids, BoardStep& step, bool shows = true);
+    void MoveOwn(const IDs& ids, const Shift& by);
+    void TakeBack(bool redo);
+    BoardStep Inverse(const BoardStep& step);
+    uint32_t BringBack(const RemovedObject& object, const Version& version);
+    Version NextVersion(uint32_t id) const;
     void Point(const BoardAction& action);
     void Greet(uint64_t now);
     void GreetSoon(uint64_t now);
@@ -120,6 +161,7 @@ private:
     const uint32_t m_ulChannel;
     const uint32_t m_ulSelf;
     CPageFeeds& m_feeds;
+    uint32_t (*const m_pTenths)();
 
     std::mutex m_mutex;  // all of what follows; outermost, so that the loop and the pages may speak to the channel
     IBoardPort* m_pPort = nullptr;
@@ -127,8 +169,20 @@ private:
     BoardStatus m_status;
     Person m_self;
     CBoardModel m_model;
+    CBoardLife m_life;
+    CEchoes m_echoes;
+    CChanges m_changes;  // of ours
     CUndo m_undo;
+    std::map<uint32_t, uint32_t> m_restored;  // numbers of what came back by undo, and those it has now
     CPeople m_people;
+    std::set<uint32_t> m_listed;        // by the far side, while we settle
+    std::map<uint32_t, Box> m_fetched;  // where these were when the far side was asked where it has them
+    bool m_bListed = false;
+    bool m_bKnown = false;       // a life that we know is among it
+    bool m_bListLost = false;    // some of what the far side told us may be
+    bool m_bFarSide = false;     // there is one, or was
+    bool m_bNoLife = false;      // the far side has no room for one
+    uint64_t m_ullNoLifeMs = 0;  // since when the board has none; 0: it has, or needs none
     uint64_t m_ullOnlineMs = 0;
     uint64_t m_ullDataMs = 0;   // when something last came of the other side's board
     uint64_t m_ullHelloMs = 0;  // when we are to greet again

@@ -2,6 +2,7 @@
 #include "tools/lumo/board/board.h"
 #include "tools/lumo/net/loop.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>
@@ -10,14 +11,6 @@ namespace lumo {
 namespace {
 
 using Lock = std::lock_guard<std::mutex>;
-
-std::string PayloadOf(const std::vector<uint32_t>& words) {
-    std::string payload;
-    payload.reserve(4 * words.size());
-    for (const uint32_t word : words) AddWord(payload, word);
-    return payload;
-}
-
 }  // namespace
 
 std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& actions, uint64_t now) {
@@ -28,26 +21,26 @@ std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& ac
         const BoardAction& action = actions[i];
         switch (action.kind) {
             case Kind::Add:
-                added[i] = Add(action.shapes, now);
+                added[i] = Add(RecordsFor(action.shapes));
                 break;
             case Kind::Replace:
-                added[i] = Replace(action.ids.at(0), action.shapes, now);
+                added[i] = Replace(action.ids.at(0), action.shapes.at(0));
                 break;
             case Kind::Change:
-                added[i] = Change(action.changes, now);
+                added[i] = Change(action.changes);
                 break;
             case Kind::Move:
-                MoveOwn(action.ids, action.dx, action.dy);
+                MoveOwn(action.ids, {static_cast<uint32_t>(action.dx), static_cast<uint32_t>(action.dy)});
                 break;
             case Kind::Delete:
                 Delete(action.ids);
                 break;
             case Kind::Clear:
-                Delete(m_model.IDs());
+                Clear();
                 break;
             case Kind::Undo:
             case Kind::Redo:
-                TakeBack(action.kind == Kind::Redo, now);
+                TakeBack(action.kind == Kind::Redo);
                 break;
             case Kind::Pointer:
             case Kind::PointerGone:
@@ -63,37 +56,50 @@ std::vector<std::vector<uint32_t>> CBoard::Do(const std::vector<BoardAction>& ac
     return added;
 }
 
-// While nobody is there, what others may have changed meanwhile is not touched.
-CBoard::IDs CBoard::Changeable(const IDs& ids) const {
-    IDs changeable;
-    for (const uint32_t id : std::set<uint32_t>(ids.begin(), ids.end())) {
-        const BoardObject* object = m_model.Find(id);
-        if (object && !object->stale && (m_state != State::Offline || object->offline)) changeable.push_back(id);
-    }
-    return changeable;
+CBoard::IDs CBoard::Held(const IDs& ids) const {
+    IDs held;
+    for (const uint32_t id : std::set<uint32_t>(ids.begin(), ids.end()))
+        if (m_model.Has(id)) held.push_back(id);
+    return held;
 }
 
-uint32_t CBoard::AddOwn(const std::string& record, uint32_t tag, uint64_t now) {
+// While nobody is there it waits; else the far side may lack it until an echo has come. The first thing on a board
+// brings it to life.
+uint32_t CBoard::AddOwn(std::string record, uint32_t tag) {
+    if (record.empty()) return 0;
+    BoardObject object;
+    object.tag = tag;
+    object.record = std::move(record);
+    object.own = true;
+    object.offline = object.unheard = m_state == State::Offline;
+    if (m_bFarSide) object.echo = m_echoes.ForWhatIsSaidNow();
+    const bool first = m_state == State::Online && m_model.Objects().empty() && m_life.IsNone();
     uint32_t id = 0;
-    while (id == 0 || m_model.Has(id)) id = static_cast<uint32_t>(RandomID() >> 32);
-    const bool offline = m_state == State::Offline;
-    if (record.empty() || !m_model.Add(id, {tag, record, true, offline, now})) return 0;
-    if (!offline) Say(BoardCommand::Data, id, tag, record);
+    while (id == 0 || m_model.Has(id)) id = static_cast<uint32_t>(RandomID() >> 32) % CBoardLife::kFirstNumber;
+    if (!m_model.Add(id, std::move(object))) return 0;
+    if (first) SayLife();
+    if (m_state != State::Offline) Say(BoardCommand::Data, id, tag, m_model.Find(id)->record);
     return id;
 }
 
-CBoard::IDs CBoard::Add(const std::vector<Shape>& shapes, uint64_t now, const IDs& insteadOf) {
+CBoard::IDs CBoard::Add(const std::vector<std::string>& records, const IDs& insteadOf) {
     BoardStep step;
     IDs drawn;
     TakeAway(insteadOf, step);
-    for (const Shape& shape : shapes) {
-        drawn.push_back(AddOwn(RecordFor(shape), m_model.NextTag(), now));
+    for (const std::string& record : records) {
+        drawn.push_back(AddOwn(record, m_model.NextTag()));
         if (drawn.back() != 0) step.added.push_back(drawn.back());
     }
     ShowAdded(step.added);
     m_undo.Note(std::move(step));
     ShowUndo();
     return drawn;
+}
+
+std::vector<std::string> CBoard::RecordsFor(const std::vector<Shape>& shapes) const {
+    std::vector<std::string> records;
+    for (const Shape& shape : shapes) records.push_back(RecordFor(shape));
+    return records;
 }
 
 // A picture that was cut away can be put in elsewhere: its bytes are kept as long as its deletion can be taken back.
@@ -107,41 +113,49 @@ std::string CBoard::RecordFor(const Shape& shape) const {
     return EncodeRecord(picture);
 }
 
-// All of it or nothing; what others have deleted meanwhile comes back as it is now.
-CBoard::IDs CBoard::Replace(uint32_t id, const std::vector<Shape>& shapes, uint64_t now) {
-    const IDs known = Changeable({id});
-    const BoardObject* old = m_model.Find(id);
-    if (known.empty() && old) return {};
-    const size_t bytes = EncodeRecord(shapes.at(0)).size();
-    if (bytes == 0 || !m_model.HasRoom(bytes, old)) return {};
-    return Add(shapes, now, known);
+// All of it or nothing. It takes the place of what others have made of the thing meanwhile; what they have deleted
+// comes back as it is now.
+CBoard::IDs CBoard::Replace(uint32_t id, const Shape& shape) {
+    const uint32_t current = m_model.CurrentOf(id);
+    std::string record = EncodeRecord(shape);
+    if (record.empty() || !m_model.HasRoom(record.size() + kVersionBytes, m_model.Find(current))) return {};
+    SetVersion(record, NextVersion(id));
+    return Add({record}, current != 0 ? IDs{current} : IDs());
+}
+
+/// Later than all that is known of the thing, whatever this host's clock says.
+Version CBoard::NextVersion(uint32_t id) const {
+    Version next{m_model.OriginOf(id), m_pTenths()};
+    const BoardObject* current = m_model.Find(m_model.CurrentOf(id));
+    const Version last = current ? VersionOf(current->record) : Version();
+    if (last.origin != 0 && static_cast<int32_t>(next.changed - last.changed) <= 0) next.changed = last.changed + 1;
+    return next;
 }
 
 // Each stays where it lies in the stack, under a new number.
-CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes, uint64_t now) {
+CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes) {
     struct Changed {
         size_t place;
+        uint32_t tag;
         std::string record;
     };
-    BoardStep step;
     IDs before, after(changes.size(), 0);
     std::vector<Changed> changed;
     for (size_t i = 0; i < changes.size(); ++i) {
-        const IDs known = Changeable({changes[i].id});
-        if (known.empty()) continue;
-        const BoardObject& object = *m_model.Find(known[0]);
-        std::string record = ChangedRecord(object.Record(), changes[i]);
-        if (record.empty()) continue;
-        step.removed.push_back({known[0], object.tag, object.Record()});
-        changed.push_back({i, std::move(record)});
-        before.push_back(known[0]);
-        m_model.Remove(known[0]);
+        const uint32_t id = m_model.CurrentOf(changes[i].id);
+        const BoardObject* object = m_model.Find(id);
+        if (!object || std::find(before.begin(), before.end(), id) != before.end()) continue;
+        std::string record = ChangedRecord(object->Record(), changes[i]);
+        if (record.empty() || !m_model.HasRoom(record.size() + kVersionBytes, object)) continue;
+        SetVersion(record, NextVersion(id));
+        changed.push_back({i, object->tag, std::move(record)});
+        before.push_back(id);
     }
-    if (before.empty()) return after;
-    Say(BoardCommand::Delete, 0, 0, PayloadOf(before));
-    for (size_t i = 0; i < changed.size(); ++i) {
-        const uint32_t id = AddOwn(changed[i].record, step.removed[i].tag, now);
-        step.added.push_back(after[changed[i].place] = id);
+    BoardStep step;
+    TakeAway(before, step, false);
+    for (Changed& one : changed) {
+        step.added.push_back(AddOwn(std::move(one.record), one.tag));
+        after[one.place] = step.added.back();
     }
     ShowChanged(before, step.added);
     m_undo.Note(std::move(step));
@@ -151,74 +165,119 @@ CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes, uint64_t now
 
 void CBoard::Delete(const IDs& ids) {
     BoardStep step;
-    TakeAway(Changeable(ids), step);
+    TakeAway(Held(ids), step);
     if (step.Empty()) return;
     m_undo.Note(std::move(step));
     ShowUndo();
 }
 
-void CBoard::TakeAway(const IDs& ids, BoardStep& step) {
-    if (ids.empty()) return;
-    Remove(ids, &step.removed);
-    Say(BoardCommand::Delete, 0, 0, PayloadOf(ids));
+// Who comes back finds the board's life, cleared once more, and nothing else.
+void CBoard::Clear() {
+    if (m_model.Objects().empty()) return;
+    Delete(m_model.IDs());
+    if (m_state != State::Online) return;
+    const CBoardLife::Lives& lives = m_life.CountClearing();
+    IDs ids;
+    for (const auto& life : lives) ids.push_back(life.first);
+    SayDeleted(ids);
+    for (const auto& [id, clearings] : lives) Say(BoardCommand::Data, id, 0, CBoardLife::MakeRecord(clearings));
 }
 
-void CBoard::MoveOwn(const IDs& ids, int32_t dx, int32_t dy) {
+// What is deleted while nobody is there is deleted there later.
+void CBoard::TakeAway(const IDs& ids, BoardStep& step, bool shows) {
+    if (ids.empty()) return;
+    const bool offline = m_state == State::Offline;
+    for (const uint32_t id : ids) {
+        const BoardObject* object = m_model.Find(id);
+        if (m_bFarSide || (offline && object && !object->unheard))
+            m_changes.Delete(id, offline ? CEchoes::kNever : m_echoes.ForWhatIsSaidNow());
+    }
+    if (shows)
+        Remove(ids, &step.removed);
+    else
+        Drop(ids, &step.removed);
+    if (!offline) SayDeleted(ids);
+}
+
+void CBoard::MoveOwn(const IDs& ids, const Shift& by) {
     BoardStep step;
-    step.moved = Changeable(ids);
-    step.dx = dx;
-    step.dy = dy;
-    if (step.moved.empty() || (dx == 0 && dy == 0)) return;
-    Inverse({{},
-             {},
-             step.moved,
-             static_cast<int32_t>(-static_cast<uint32_t>(dx)),
-             static_cast<int32_t>(-static_cast<uint32_t>(dy))},
-            0);
+    step.moved = Held(ids);
+    step.by = by;
+    if (step.moved.empty() || by.IsNone()) return;
+    MoveAndSay(step.moved, by);
     m_undo.Note(std::move(step));
     ShowUndo();
 }
 
-// What others have deleted meanwhile cannot be taken back: such a step is passed over. Until all of the board is here
-// nobody knows what they have.
-void CBoard::TakeBack(bool redo, uint64_t now) {
+// An object whose present state is still to come is moved there once that has come.
+void CBoard::MoveAndSay(const IDs& ids, const Shift& by) {
+    IDs payload{by.dx, by.dy};
+    for (const uint32_t id : ids) {
+        const BoardObject& object = *m_model.Find(id);
+        const bool said = m_state != State::Offline && !object.stale && !object.offline;
+        if (said) payload.push_back(id);
+        Box from;
+        if ((m_bFarSide || !said) && !object.unheard && m_model.PlaceOf(id, from))
+            m_changes.Move(id, from, by, said, said ? m_echoes.ForWhatIsSaidNow() : CEchoes::kNever);
+    }
+    Move(ids, by);
+    if (payload.size() > 2) Say(BoardCommand::Move, 0, 0, PayloadOf(payload));
+}
+
+// What others have deleted meanwhile cannot be taken back: such a step is passed over.
+void CBoard::TakeBack(bool redo) {
     BoardStep step;
     while (m_undo.Take(redo, step)) {
-        BoardStep inverse = Inverse(step, now);
-        if (inverse.Empty()) {
-            if (m_state == State::Online) continue;
-            m_undo.Put(redo, std::move(step));
-            break;
-        }
+        BoardStep inverse = Inverse(step);
+        if (inverse.Empty()) continue;
         m_undo.Put(!redo, std::move(inverse));
         break;
     }
     ShowUndo();
 }
 
-/// Takes a step back; the answer is the step that does it again.
-BoardStep CBoard::Inverse(const BoardStep& step, uint64_t now) {
+/// Takes a step back; the answer is the step that does it again. Where something had taken another's place and is gone,
+/// others have deleted or changed it, and the other stays away.
+BoardStep CBoard::Inverse(const BoardStep& step) {
     BoardStep inverse;
-    TakeAway(Changeable(step.added), inverse);
-    std::map<uint32_t, uint32_t> names;  // the deletion of an old number may still be in flight
-    for (const RemovedObject& object : step.removed) {
-        const uint32_t id = AddOwn(object.record, object.tag, now);
+    const bool exchange = step.IsExchange();
+    IDs added;
+    std::vector<const RemovedObject*> back;
+    for (size_t i = 0; i < step.added.size(); ++i) {
+        if (!m_model.Has(step.added[i])) continue;
+        added.push_back(step.added[i]);
+        if (exchange) back.push_back(&step.removed[i]);
+    }
+    if (!exchange)
+        for (const RemovedObject& object : step.removed) back.push_back(&object);
+    std::vector<Version> versions;
+    for (const RemovedObject* object : back) versions.push_back(NextVersion(object->id));
+    TakeAway(added, inverse);
+    std::map<uint32_t, uint32_t> names;
+    for (size_t i = 0; i < versions.size(); ++i) {
+        const uint32_t id = BringBack(*back[i], versions[i]);
         if (id == 0) continue;
-        names[object.id] = id;
+        names[back[i]->id] = id;
         inverse.added.push_back(id);
     }
     m_undo.Rename(names);
     ShowAdded(inverse.added);
-    inverse.moved = Changeable(step.moved);
-    inverse.dx = static_cast<int32_t>(-static_cast<uint32_t>(step.dx));
-    inverse.dy = static_cast<int32_t>(-static_cast<uint32_t>(step.dy));
-    if (!inverse.moved.empty()) {
-        IDs payload{static_cast<uint32_t>(inverse.dx), static_cast<uint32_t>(inverse.dy)};
-        payload.insert(payload.end(), inverse.moved.begin(), inverse.moved.end());
-        Move(inverse.moved, inverse.dx, inverse.dy);
-        Say(BoardCommand::Move, 0, 0, PayloadOf(payload));
-    }
+    inverse.moved = Held(step.moved);
+    inverse.by = step.by.Back();
+    if (!inverse.moved.empty()) MoveAndSay(inverse.moved, inverse.by);
     return inverse;
+}
+
+/// Under another number, for the deletion of the old one may still be in flight: that of others, too.
+uint32_t CBoard::BringBack(const RemovedObject& object, const Version& version) {
+    constexpr size_t kMostKept = 10000;
+    if (m_model.CurrentOf(object.id) != 0) return 0;  // others have made something else of it
+    std::string record = object.record;
+    SetVersion(record, version);
+    const uint32_t id = AddOwn(std::move(record), object.tag);
+    if (m_restored.size() >= kMostKept) m_restored.clear();
+    if (id != 0) m_restored[object.id] = id;
+    return id;
 }
 
 }  // namespace lumo

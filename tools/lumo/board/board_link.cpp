@@ -12,7 +12,7 @@ LinkTimes CBoardLink::Times() {
 }
 
 bool CBoardLink::Create() {
-    m_ullPackets = m_ullEmptyMs = 0;
+    m_ullPackets = 0;
     m_pClient = MakeClient(*this);
     return m_pClient != nullptr;
 }
@@ -25,13 +25,9 @@ void CBoardLink::Release() {
 // Over TCP the kernel tells of a far side that has gone.
 void CBoardLink::LookForLife(uint64_t now) {
     if (!IsTaken()) return;
-    uint64_t packets = 0, queued = 0;
-    for (const LumoLinkStatistics& link : Links()) {
-        packets += link.ullPacketsReceived;
-        queued += link.ulQueuedFrames;
-    }
+    uint64_t packets = 0;
+    for (const LumoLinkStatistics& link : Links()) packets += link.ullPacketsReceived;
     if (packets != m_ullPackets || IsTcp()) OnSignOfLife(now);
-    if (queued == 0) m_ullEmptyMs = now;
     m_ullPackets = packets;
 }
 

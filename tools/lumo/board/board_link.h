@@ -21,10 +21,6 @@ public:
     /// The loop's thread, each turn: whether the far side lives. Messages arrive at the channel, so only the library's
     /// counters tell; a greeting every two seconds makes the far side acknowledge.
     void LookForLife(uint64_t now);
-    /// What is older than this has arrived, though the link breaks now: for so long it may have carried nothing without
-    /// anybody noticing, and what was queued then still is.
-    uint64_t UnsureMs(uint64_t now) const { return SilentMs() + (now - m_ullEmptyMs); }
-
     static LinkTimes Times();
 
 protected:
@@ -33,11 +29,7 @@ protected:
     virtual std::vector<LumoLinkStatistics> Links() const = 0;
     virtual bool IsTcp() const = 0;
 
-    static constexpr uint64_t kUdpUnsureMs = 12000;
-    static constexpr uint64_t kTcpUnsureMs = 35000;  // TCP itself gives up after 30 s
-
 private:
-    uint64_t SilentMs() const { return IsTcp() ? kTcpUnsureMs : kUdpUnsureMs; }
     bool Create() override;
     bool IsDisconnected() override { return m_pClient->IsDisconnected(); }
     void Release() override;
@@ -45,7 +37,6 @@ private:
 
     IWBSessionClient* m_pClient = nullptr;
     uint64_t m_ullPackets = 0;
-    uint64_t m_ullEmptyMs = 0;  // when nothing was last seen waiting
 };
 
 /// To a relay server.

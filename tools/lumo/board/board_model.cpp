@@ -6,8 +6,8 @@
 namespace lumo {
 
 const std::string& BoardObject::Record() const {
-    if (dx != 0 || dy != 0) MoveRecord(record, static_cast<int32_t>(dx), static_cast<int32_t>(dy));
-    dx = dy = 0;
+    if (!moved.IsNone()) MoveRecord(record, moved);
+    moved = {};
     return record;
 }
 
@@ -22,6 +22,7 @@ bool CBoardModel::Add(uint32_t id, BoardObject object) {
     if (held) Remove(id);
     m_nBytes += object.record.size();
     ++m_tags[object.tag];
+    m_versions.Add(id, VersionOf(object.record));
     m_objects.emplace(id, std::move(object));
     return true;
 }
@@ -30,35 +31,38 @@ bool CBoardModel::Remove(uint32_t id) {
     const auto found = m_objects.find(id);
     if (found == m_objects.end()) return false;
     m_nBytes -= found->second.record.size();
+    m_versions.Remove(id, VersionOf(found->second.record));
     const auto tag = m_tags.find(found->second.tag);
     if (--tag->second == 0) m_tags.erase(tag);
     m_objects.erase(found);
     return true;
 }
 
-bool CBoardModel::Move(uint32_t id, int32_t dx, int32_t dy) {
+bool CBoardModel::Move(uint32_t id, const Shift& by) {
     BoardObject* object = Find(id);
     if (!object) return false;
-    object->dx += static_cast<uint32_t>(dx);
-    object->dy += static_cast<uint32_t>(dy);
+    object->moved.Add(by);
     return true;
 }
 
 bool CBoardModel::PlaceOf(uint32_t id, Box& box) const {
     const BoardObject* object = Find(id);
     if (!object || !lumo::PlaceOf(object->record, box)) return false;
-    const auto shift = [](int32_t& edge, uint32_t by) {
-        edge = static_cast<int32_t>(static_cast<uint32_t>(edge) + by);
-    };
-    for (int32_t* x : {&box.left, &box.right}) shift(*x, object->dx);
-    for (int32_t* y : {&box.top, &box.bottom}) shift(*y, object->dy);
+    MoveBox(box, object->moved);
     return true;
 }
 
-void CBoardModel::Clear() {
-    m_objects.clear();
-    m_tags.clear();
-    m_nBytes = 0;
+uint32_t CBoardModel::CurrentOf(uint32_t id) const {
+    if (Has(id)) return id;
+    const uint32_t origin = OriginOf(id);
+    return Has(origin) ? origin : m_versions.ChangedOf(origin);
+}
+
+uint32_t CBoardModel::RivalOf(uint32_t id, std::string_view record) const {
+    const uint32_t origin = VersionOf(record).origin;
+    if (origin != 0 && origin != id && Has(origin)) return origin;
+    const uint32_t changed = m_versions.ChangedOf(origin != 0 ? origin : id);
+    return changed != id ? changed : 0;
 }
 
 const BoardObject* CBoardModel::Find(uint32_t id) const {

@@ -2,23 +2,26 @@
 #pragma once
 
 #include "tools/lumo/board/record.h"
+#include "tools/lumo/board/versions.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumo {
 
 struct BoardObject {
-    uint32_t tag = 0;                 ///< its place in the stack: greater lies above; equal ones by ID
-    mutable std::string record;       ///< docs/whiteboard-records.md; without the moves below: read it by Record
-    bool own = false;                 ///< drawn or offered here
-    bool offline = false;             ///< not offered to anybody yet
-    uint64_t addedMs = 0;             ///< when it came, or was last offered
-    bool stale = false;               ///< of a connection that has broken: the next one shows whether it is there still
-    mutable uint32_t dx = 0, dy = 0;  ///< moves that the record has not seen yet
+    uint32_t tag = 0;            ///< its place in the stack: greater lies above; equal ones by ID
+    mutable std::string record;  ///< docs/whiteboard-records.md; without the moves below: read it by Record
+    bool own = false;            ///< drawn or offered here
+    bool offline = false;        ///< the far side may lack it
+    bool stale = false;          ///< of a connection that has broken: its present state is to come
+    bool unheard = false;        ///< nobody can have it yet
+    uint32_t echo = 0;           ///< which shows that the far side has it (CEchoes); 0: it has
+    mutable Shift moved{};       ///< what the record has not seen yet
 
     const std::string& Record() const;
 };
@@ -36,10 +39,16 @@ public:
     bool Remove(uint32_t id);
     /// False when there is none. Costs the same however long the record is, so that a short message cannot keep us
     /// busy.
-    bool Move(uint32_t id, int32_t dx, int32_t dy);
+    bool Move(uint32_t id, const Shift& by);
     /// Where an object is; false when there is none or its place is not known.
     bool PlaceOf(uint32_t id, Box& box) const;
-    void Clear();
+
+    /// The object that a thing is now which once was this one; 0 when there is none.
+    uint32_t CurrentOf(uint32_t id) const;
+    /// What a thing was when it was drawn that is this object, or was it not long ago.
+    uint32_t OriginOf(uint32_t id) const { return m_versions.OriginOf(id); }
+    /// Another object here that is the same thing as one of that record; 0 when there is none.
+    uint32_t RivalOf(uint32_t id, std::string_view record) const;
 
     bool Has(uint32_t id) const { return m_objects.count(id) != 0; }
     const BoardObject* Find(uint32_t id) const;
@@ -52,6 +61,7 @@ public:
 private:
     std::map<uint32_t, BoardObject> m_objects;
     std::map<uint32_t, size_t> m_tags;  // how many objects have each
+    CVersions m_versions;
     size_t m_nBytes = 0;
 };
 

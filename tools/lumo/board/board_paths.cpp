@@ -48,7 +48,7 @@ bool CBoardPaths::Poll(uint64_t now) {
     m_pHost->Poll(now);
     if (UsesPeers(m_choice)) PollRole(now);
     PollLink(now);
-    const bool more = m_pSeat->Turn();
+    const bool more = m_pSeat->Turn(now);
     m_board.SetStatus(Status());
     m_board.Tick(now);
     return more;
@@ -106,12 +106,14 @@ void CBoardPaths::OnTaken(uint64_t now) {
 // have come to us directly keep it: they lose nothing when we lose the server.
 void CBoardPaths::OnLost(uint64_t now) {
     const bool direct = m_bDirect;
-    const uint64_t unsureMs = m_pLink->UnsureMs(now);
     m_bTaken = false;
     m_pLink.reset();
     m_bServes = m_role == Role::Host && m_pSeat->Others() > 0;
-    if (m_bServes) return MakeLink(false);
-    m_board.GoOffline(now, unsureMs);
+    if (m_bServes) {
+        m_board.LiveApart();
+        return MakeLink(false);
+    }
+    m_board.GoOffline();
     m_pSeat.reset();
     m_pSeat = std::make_unique<CBoardSeat>(m_route.channel, m_board, m_wake);
     if (direct)
@@ -122,7 +124,7 @@ void CBoardPaths::OnLost(uint64_t now) {
 
 void CBoardPaths::OnReplaced(uint64_t now) {
     if (m_bTaken)
-        m_board.GoOffline(now, m_pLink->UnsureMs(now));
+        m_board.GoOffline();
     else
         m_board.GoOfflineAsHost();
     Begin(Role::Guest, now);

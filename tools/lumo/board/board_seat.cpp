@@ -5,7 +5,8 @@
 namespace lumo {
 
 CBoardSeat::CBoardSeat(uint32_t channel, CBoard& board, CWake& wake)
-    : m_board(board), m_pChannel(new CWBChannel(channel)), m_session(m_pChannel.get(), wake) {
+    : m_board(board), m_pChannel(new CBoardChannel(channel)), m_session(m_pChannel.get(), wake) {
+    m_pChannel->SetObserver(&m_session);
     m_pChannel->Connect();
     m_session.JoinWBChannel();
     m_board.SetPort(&m_session);
@@ -16,29 +17,37 @@ CBoardSeat::~CBoardSeat() {
     m_session.LeaveWBChannel();
 }
 
-bool CBoardSeat::Turn() {
+bool CBoardSeat::Turn(uint64_t now) {
     constexpr uint64_t kMostMs = 20;
     const uint64_t start = CToolLoop::Now();
-    std::string message;
-    if (m_session.TakeOverflow()) Rejoin();
-    while (m_session.Pop(message)) {
-        BoardMessage parsed;
-        // What of ours came after the clearing is there still, and what the channel holds shows which that is.
-        if (ParseMessage(message, parsed) && parsed.command == BoardCommand::Clear)
-            Rejoin();
-        else
-            m_board.OnMessage(message, CToolLoop::Now());
+    HeardAtSeat heard;
+    if (m_session.TakeOverflow()) Rejoin(false, now);
+    while (m_session.Pop(heard)) {
+        Hear(heard, now);
         if (CToolLoop::Now() - start >= kMostMs) return true;
     }
     return false;
 }
 
-void CBoardSeat::Rejoin() {
-    std::string message;
-    m_session.LeaveWBChannel();
-    while (m_session.Pop(message)) continue;
-    m_board.Forget(CToolLoop::Now());
-    m_session.JoinWBChannel();
+void CBoardSeat::Hear(const HeardAtSeat& heard, uint64_t now) {
+    BoardMessage message;
+    switch (heard.kind) {
+        case HeardAtSeat::Kind::FarBegin:
+            return m_board.OnFarBegin();
+        case HeardAtSeat::Kind::FarEcho:
+            return m_board.OnFarEcho(heard.number, now);
+        case HeardAtSeat::Kind::FarList:
+            return m_board.OnFarList(WordsFrom(heard.bytes, kMessageHead), now);
+        case HeardAtSeat::Kind::FarData:
+            if (ParseMessage(heard.bytes, message)) m_board.OnFarData(message);
+            return;
+        case HeardAtSeat::Kind::Message:
+            // What of ours came after the clearing is there still, and what the channel holds shows which that is.
+            if (ParseMessage(heard.bytes, message) && message.command == BoardCommand::Clear) return Rejoin(true, now);
+            return m_board.OnMessage(heard.bytes, now);
+    }
 }
+
+void CBoardSeat::Rejoin(bool cleared, uint64_t now) { m_board.OnHeld(m_session.Rejoin(), cleared, now); }
 
 }  // namespace lumo

@@ -25,16 +25,19 @@ public:
     CBoardSeat& operator=(const CBoardSeat&) = delete;
 
     /// Hands the board what the channel has sent, for a few milliseconds at most. True when there is more.
-    bool Turn();
+    bool Turn(uint64_t now);
     /// Sessions beside our own.
     uint32_t Others() { return static_cast<uint32_t>(m_pChannel->GetWBSessionCount()) - 1; }
 
+    CBoardChannel& Channel() { return *m_pChannel; }
+
 private:
+    void Hear(const HeardAtSeat& heard, uint64_t now);
     /// Leaves the channel and comes back, so that it tells everything again.
-    void Rejoin();
+    void Rejoin(bool cleared, uint64_t now);
 
     CBoard& m_board;
-    std::unique_ptr<CWBChannel, EndBoardChannel> m_pChannel;
+    std::unique_ptr<CBoardChannel, EndBoardChannel> m_pChannel;
     CBoardSession m_session;
 };
 

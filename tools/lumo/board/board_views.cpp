@@ -79,14 +79,21 @@ void CBoard::ShowAdded(const IDs& ids) {
 }
 
 void CBoard::ShowChanged(const IDs& before, const IDs& after) {
+    IDs gone;  // for want of room
     for (size_t at = 0; at < before.size(); at += kShownAtOnce) {
         Json ids = Json::array(), objects = Json::array();
         for (size_t i = at; i < std::min(before.size(), at + kShownAtOnce); ++i) {
+            const BoardObject* object = m_model.Find(after[i]);
+            if (!object) {
+                gone.push_back(before[i]);
+                continue;
+            }
             ids.push_back(before[i]);
-            objects.push_back(ObjectJson(after[i], *m_model.Find(after[i])));
+            objects.push_back(ObjectJson(after[i], *object));
         }
         Show({{"type", "change"}, {"ids", std::move(ids)}, {"objects", std::move(objects)}});
     }
+    if (!gone.empty()) Show({{"type", "delete"}, {"ids", gone}});
 }
 
 std::string CBoard::Objects(const uint32_t* ids, size_t count) {

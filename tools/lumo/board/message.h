@@ -60,4 +60,12 @@ inline std::vector<uint32_t> WordsFrom(std::string_view payload, size_t at) {
     return words;
 }
 
+/// The payload that these words are.
+inline std::string PayloadOf(const std::vector<uint32_t>& words) {
+    std::string payload;
+    payload.reserve(4 * words.size());
+    for (const uint32_t word : words) AddWord(payload, word);
+    return payload;
+}
+
 }  // namespace lumo

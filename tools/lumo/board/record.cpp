@@ -34,23 +34,25 @@ void AddBox(std::string& record, const Box& box) {
     for (const int32_t edge : {box.left, box.top, box.right, box.bottom}) AddWord(record, static_cast<uint32_t>(edge));
 }
 
-/// The counted bytes at the end, which must be all that is left.
-bool ReadTail(std::string_view record, size_t lengthAt, size_t at, size_t most, std::string& bytes) {
-    if (record.size() < at) return false;
-    const uint32_t length = WordAt(record, lengthAt);
-    if (length > most || record.size() - at != length) return false;
-    bytes.assign(record.substr(at));
-    return true;
+/// What begins at `at` and is counted before; 0 when there is none or more than there may be.
+size_t Counted(std::string_view record, size_t countAt, size_t at, size_t most, size_t each) {
+    const size_t count = WordAt(record, countAt);
+    return count == 0 || count > most ? 0 : at + count * each;
 }
 
-bool ReadPoints(std::string_view record, Shape& shape) {
-    if (record.size() < kPointsAt) return false;
-    const uint32_t count = WordAt(record, kCountAt);
-    if (count == 0 || count > kMaxPoints || record.size() - kPointsAt != size_t{count} * 8) return false;
-    shape.points.reserve(count);
+/// As long as its fields say; 0 for what this program does not draw.
+size_t DrawnLength(std::string_view record) {
+    const uint32_t type = WordAt(record, 0);
+    if (HasPoints(type)) return Counted(record, kCountAt, kPointsAt, kMaxPoints, 8);
+    if (type >= 3 && type <= 6) return kCountAt;
+    if (type == 8) return Counted(record, kTextLengthAt, kTextAt, kMaxText, 1);
+    return type == 9 ? Counted(record, kPictureLengthAt, kPictureAt, kMaxBoardPicture, 1) : 0;
+}
+
+void ReadPoints(std::string_view record, Shape& shape) {
+    shape.points.reserve((record.size() - kPointsAt) / 8);
     for (size_t at = kPointsAt; at < record.size(); at += 8)
         shape.points.push_back({IntAt(record, at), IntAt(record, at + 4)});
-    return true;
 }
 
 }  // namespace
@@ -68,23 +70,51 @@ bool FormatOf(std::string_view picture, BoardPictureFormat& format) {
 }
 
 bool ParseRecord(std::string_view record, Shape& shape) {
+    const size_t length = DrawnLength(record);
+    if (length == 0 || (record.size() != length && record.size() != length + kVersionBytes)) return false;
+    record = record.substr(0, length);
     const uint32_t type = WordAt(record, 0);
-    const size_t box = BoxAt(type);
-    if (box == 0 || type == 7 || record.size() < box + 16) return false;
     shape = Shape();
     shape.type = static_cast<ShapeType>(type);
-    ReadBox(record, box, shape.box);
+    ReadBox(record, BoxAt(type), shape.box);
     if (shape.type == ShapeType::Picture) {
-        const uint32_t format = WordAt(record, kFormatAt);
-        return ReadTail(record, kPictureLengthAt, kPictureAt, kMaxBoardPicture, shape.bytes) &&
-               FormatOf(shape.bytes, shape.format) && format == static_cast<uint32_t>(shape.format);
+        shape.bytes.assign(record.substr(kPictureAt));
+        return FormatOf(shape.bytes, shape.format) && WordAt(record, kFormatAt) == static_cast<uint32_t>(shape.format);
     }
     shape.colour = WordAt(record, kColourAt) & 0xffffff;
     shape.width = std::min(WordAt(record, kWidthAt), kMaxWidth);
-    if (shape.type == ShapeType::Text)
-        return ReadTail(record, kTextLengthAt, kTextAt, kMaxText, shape.bytes) && !shape.bytes.empty();
     if (HasFill(shape.type)) shape.fill = WordAt(record, kFillAt);
-    return HasPoints(type) ? ReadPoints(record, shape) : record.size() == kCountAt;
+    if (shape.type == ShapeType::Text) shape.bytes.assign(record.substr(kTextAt));
+    if (HasPoints(type)) ReadPoints(record, shape);
+    return true;
+}
+
+Version VersionOf(std::string_view record) {
+    const size_t length = DrawnLength(record);
+    if (length == 0 || record.size() != length + kVersionBytes) return {};
+    return {WordAt(record, length), WordAt(record, length + 4)};
+}
+
+void SetVersion(std::string& record, const Version& version) {
+    const size_t length = DrawnLength(record);
+    if (length == 0 || length > record.size()) return;
+    record.resize(length);
+    AddWord(record, version.origin);
+    AddWord(record, version.changed);
+}
+
+bool IsLater(const Version& one, uint32_t oneID, const Version& other, uint32_t otherID) {
+    if ((one.origin == 0) != (other.origin == 0)) return one.origin != 0;
+    const auto after = static_cast<int32_t>(one.changed - other.changed);
+    return after != 0 ? after > 0 : oneID > otherID;
+}
+
+void MoveBox(Box& box, const Shift& by) {
+    const auto shift = [](int32_t& edge, uint32_t way) {
+        edge = static_cast<int32_t>(static_cast<uint32_t>(edge) + way);
+    };
+    for (int32_t* x : {&box.left, &box.right}) shift(*x, by.dx);
+    for (int32_t* y : {&box.top, &box.bottom}) shift(*y, by.dy);
 }
 
 bool PlaceOf(std::string_view record, Box& box) {
@@ -125,9 +155,8 @@ std::string EncodeRecord(const Shape& shape) {
     return record;
 }
 
-void MoveRecord(std::string& record, int32_t dx, int32_t dy) {
-    wb::MoveRecord(record.data(), static_cast<int>(record.size()), static_cast<uint32_t>(dx),
-                   static_cast<uint32_t>(dy));
+void MoveRecord(std::string& record, const Shift& by) {
+    wb::MoveRecord(record.data(), static_cast<int>(record.size()), by.dx, by.dy);
 }
 
 }  // namespace lumo

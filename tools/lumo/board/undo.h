@@ -1,10 +1,13 @@
 // What this process has done to the board, so that it can be taken back.
 #pragma once
 
+#include "tools/lumo/board/record.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,14 +19,16 @@ struct RemovedObject {
     std::string record;
 };
 
-/// One of the three.
+/// One of the three; what is added in the place of what is removed is one step.
 struct BoardStep {
     std::vector<uint32_t> added;
     std::vector<RemovedObject> removed;
     std::vector<uint32_t> moved;
-    int32_t dx = 0, dy = 0;
+    Shift by{};
 
     bool Empty() const { return added.empty() && removed.empty() && moved.empty(); }
+    /// Each came in the place of the one beside it.
+    bool IsExchange() const { return !added.empty() && added.size() == removed.size(); }
 };
 
 /// Bounded: the oldest steps are forgotten. The last one stays, however much it removed: whoever clears a board may
@@ -42,6 +47,8 @@ public:
     void Rename(const std::map<uint32_t, uint32_t>& names);
     /// What was deleted under this number and may come back; null when there is no such object.
     const std::string* RecordOf(uint32_t id) const;
+    /// Others have deleted these, too: nothing brings them back.
+    void Forget(const std::vector<uint32_t>& ids);
     size_t Count(bool redo) const { return Steps(redo).size(); }
 
 private:
@@ -49,8 +56,13 @@ private:
     Stack& Steps(bool redo) { return redo ? m_redo : m_undo; }
     const Stack& Steps(bool redo) const { return redo ? m_redo : m_undo; }
     static void Trim(Stack& stack);
+    void Index();
+    void AddToIndex(const BoardStep& step);
 
     Stack m_undo, m_redo;
+    std::set<uint32_t> m_removed;    // by any step, and by some that are forgotten
+    std::set<uint32_t> m_forgotten;  // of these
+    size_t m_nIndexAgain = 0;        // when it has grown so far
 };
 
 }  // namespace lumo

@@ -99,7 +99,7 @@ void AddLimits(CCommand& command, CServerLimits& limits) {
     addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
     addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
     addSize("--max-upstream-frame", limits.upstreamFrameBytes,
-            "Longest frame of a subscriber; longer ones are dropped, over TCP with the connection")
+            "Longest frame of a subscriber, but for boards; longer ones are dropped, over TCP with the connection")
         .Within(1, 64 << 20);
     addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
     addSize(

@@ -1,0 +1,63 @@
+#include "tools/lumo/board/board_channel.h"
+
+#include "tools/lumo/board/message.h"
+#include "tools/lumo/net/loop.h"
+
+namespace lumo {
+
+CBoardChannel::CBoardChannel(uint32_t channel)
+    : CWBChannel(channel), m_ulProbe(static_cast<uint32_t>(RandomID() >> 32) | 1U) {}
+
+bool CBoardChannel::Probe(uint32_t number) { return SayToFarSide(MakeMessage(BoardCommand::Offer, m_ulProbe, number)); }
+
+bool CBoardChannel::SayToFarSide(const std::string& message) {
+    const unsigned long client = m_ulClient.load(std::memory_order_relaxed);
+    if (client == 0) return false;
+    SendWBData(client, message.data(), static_cast<int>(message.size()));
+    return true;
+}
+
+void CBoardChannel::Fetch(uint32_t id) {
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_fetched.insert(id);
+    }
+    SayToFarSide(MakeMessage(BoardCommand::Request, id, 0));
+}
+
+bool CBoardChannel::IsFetched(uint32_t id) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_fetched.erase(id) != 0;
+}
+
+void CBoardChannel::AddWBSession(CWBSession* session) {
+    if (dynamic_cast<IWBSessionClient*>(session)) {
+        const unsigned long client = session->GetWBSessionID();
+        const bool other = m_ulClient.exchange(client, std::memory_order_relaxed) != client;
+        if (other && m_pObserver) m_pObserver->OnFarBegin();
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (other) m_fetched.clear();
+    }
+    CWBChannel::AddWBSession(session);
+}
+
+void CBoardChannel::RemoveWBSession(CWBSession* session) {
+    CWBChannel::RemoveWBSession(session);
+    unsigned long client = session ? session->GetWBSessionID() : 0;
+    m_ulClient.compare_exchange_strong(client, 0, std::memory_order_relaxed);
+}
+
+void CBoardChannel::OnWBChannelData(unsigned long sessionID, const char* data, int len) {
+    BoardMessage message;
+    if (m_pObserver && sessionID == m_ulClient.load(std::memory_order_relaxed) && data && len > 0 &&
+        ParseMessage({data, static_cast<size_t>(len)}, message)) {
+        if (message.command == BoardCommand::Request && message.object == m_ulProbe)
+            return m_pObserver->OnFarEcho(message.tag);
+        if (message.command == BoardCommand::List) m_pObserver->OnFarList(data, len);
+        if (message.command == BoardCommand::Data && IsFetched(message.object))
+            return m_pObserver->OnFarData(data, len);
+    }
+    CWBChannel::OnWBChannelData(sessionID, data, len);
+}
+
+}  // namespace lumo

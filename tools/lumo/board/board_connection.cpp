@@ -1,0 +1,231 @@
+// What becomes of a board when the far side comes and goes.
+#include "tools/lumo/board/board.h"
+#include "tools/lumo/net/loop.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace lumo {
+namespace {
+
+using Lock = std::lock_guard<std::mutex>;
+
+constexpr uint64_t kLifeSpreadMs = 2000;  // over which those at a board without a life give it one
+
+}  // namespace
+
+void CBoard::OnFarBegin() {
+    const Lock lock(m_mutex);
+    m_listed.clear();
+    m_fetched.clear();
+    m_bListed = m_bKnown = m_bListLost = false;
+}
+
+void CBoard::OnFarList(const std::vector<uint32_t>& listed, uint64_t now) {
+    const Lock lock(m_mutex);
+    if (std::exchange(m_bListed, true)) return;
+    FetchCommon(listed);
+    if (m_state == State::Online) return;
+    m_ullDataMs = now;
+    m_listed.insert(listed.begin(), listed.end());
+    m_bKnown = m_bKnown || m_life.IsKnown(listed);
+    SettleIfKnown();
+}
+
+// Where others have come to this channel it is not empty: the two exchange what the other lacks, and nothing of what
+// both have. Either may have moved it.
+void CBoard::FetchCommon(const IDs& listed) {
+    Box place;
+    for (const uint32_t id : listed) {
+        const BoardObject* object = m_model.Find(id);
+        if (!object || object->stale || object->offline || !m_model.PlaceOf(id, place)) continue;
+        if (m_fetched.emplace(id, place).second && m_pPort) m_pPort->Fetch(id);
+    }
+}
+
+// It takes our place, so that an object lies in one. What others move meanwhile is added on both sides.
+void CBoard::OnFarData(const BoardMessage& message) {
+    const Lock lock(m_mutex);
+    const auto fetched = m_fetched.find(message.object);
+    if (fetched == m_fetched.end()) return;
+    const Box ours = fetched->second;
+    m_fetched.erase(fetched);
+    Box place;
+    if (!PlaceOf(message.payload, place) || place == ours || !m_pPort) return;
+    const Shift by{static_cast<uint32_t>(ours.left) - static_cast<uint32_t>(place.left),
+                   static_cast<uint32_t>(ours.top) - static_cast<uint32_t>(place.top)};
+    m_pPort->SayToFarSide(MakeMessage(BoardCommand::Move, 0, 0, PayloadOf({by.dx, by.dy, message.object})));
+}
+
+void CBoard::OnFarEcho(uint32_t number, uint64_t now) {
+    const Lock lock(m_mutex);
+    const bool first = !m_echoes.Answers();
+    if (!m_echoes.OnEcho(number)) return;
+    if (first) m_ullDataMs = now;
+    m_changes.OnEcho(number);
+}
+
+void CBoard::LookForEcho(uint64_t now) {
+    if (m_state == State::Offline || !m_bFarSide || !m_echoes.IsDue(now)) return;
+    if (m_pPort && m_pPort->Probe(m_echoes.Next())) m_echoes.OnAsked(now);
+}
+
+// What the channel has it offers by itself: where others have come to it, that is not nothing.
+void CBoard::GoOnline(uint64_t now) {
+    const Lock lock(m_mutex);
+    m_echoes.Begin();
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        if (object.stale || object.offline) continue;
+        object.own = true;
+        object.echo = m_echoes.ForWhatIsSaidNow();
+    }
+    m_state = State::Settling;
+    m_bFarSide = true;
+    m_bNoLife = false;
+    m_ullOnlineMs = m_ullDataMs = now;
+    const IDs deleted = m_changes.Deleted();
+    for (const uint32_t id : deleted) m_changes.Delete(id, m_echoes.ForWhatIsSaidNow());
+    SayDeleted(deleted);
+    Greet(now);
+    SettleIfKnown();
+}
+
+// Of a board that has a life that we know, its list says what has been deleted. Where it has no list, the life comes
+// last of all that it has.
+void CBoard::SettleIfKnown() {
+    if (m_state == State::Settling && (m_bKnown || m_life.IsKnown())) Settle(!m_bListLost);
+}
+
+/// `known`: the far side has had all that we have, and what it has no more was deleted there.
+void CBoard::Settle(bool known) {
+    m_state = State::Online;
+    m_life.Settle(known);
+    IDs gone;
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        if (!object.stale && !object.offline) continue;
+        if (m_listed.count(id) != 0) {  // its present state comes
+            object.offline = object.unheard = false;
+            object.stale = true;
+        } else if (object.stale && known) {
+            gone.push_back(id);
+        } else {
+            Offer(id, object);
+        }
+    }
+    m_listed.clear();
+    Remove(gone, nullptr);
+}
+
+void CBoard::Offer(uint32_t id, BoardObject& object) {
+    object.offline = object.stale = object.unheard = false;
+    object.own = true;
+    object.echo = m_bFarSide ? m_echoes.ForWhatIsSaidNow() : 0;
+    m_changes.ForgetMoves(id);
+    Say(BoardCommand::Data, id, object.tag, object.Record());
+}
+
+void CBoard::GoOnlineAsHost(uint64_t now) {
+    const Lock lock(m_mutex);
+    m_state = State::Online;
+    m_bFarSide = m_bNoLife = false;
+    m_changes.Clear();
+    m_life.Forget();
+    if (!m_model.Objects().empty()) SayLife();
+    for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id));
+    Greet(now);
+}
+
+void CBoard::GoOffline() {
+    const Lock lock(m_mutex);
+    if (m_state == State::Offline) return;
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        object.offline = object.offline || !m_echoes.Has(object.echo);
+        object.stale = !object.offline;
+        object.echo = 0;
+    }
+    m_life.Leave(m_state == State::Online);
+    m_changes.OnBreak();
+    LeaveOthers();
+}
+
+void CBoard::GoOfflineAsHost() {
+    const Lock lock(m_mutex);
+    if (m_state == State::Offline) return;
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        object.offline = true;
+        object.stale = false;
+        object.echo = 0;
+    }
+    m_life.Forget();
+    m_changes.Clear();
+    LeaveOthers();
+}
+
+void CBoard::LeaveOthers() {
+    m_state = State::Offline;
+    m_bFarSide = false;
+    m_people = CPeople();
+    ShowPeople();
+}
+
+// What becomes of this board and of the other one is two lives from now on: neither knows what was deleted at the
+// other.
+void CBoard::LiveApart() {
+    const Lock lock(m_mutex);
+    IDs lives;
+    for (const auto& life : m_life.Here()) lives.push_back(life.first);
+    SayDeleted(lives);
+    m_life.Forget();
+    if (!m_model.Objects().empty()) SayLife();
+}
+
+void CBoard::SayLife() {
+    m_ullNoLifeMs = 0;
+    for (const auto& [id, clearings] : m_life.Begin(static_cast<uint32_t>(RandomID() >> 32)))
+        Say(BoardCommand::Data, id, 0, CBoardLife::MakeRecord(clearings));
+}
+
+// Most often it is on its way: who has just cleared the board gives it back, and who draws first begins it.
+void CBoard::LookForLife(uint64_t now) {
+    const bool needs = m_life.IsLost() || (m_life.IsNone() && !m_model.Objects().empty());
+    const bool lacks = needs && m_state == State::Online && !m_bNoLife;
+    if (!lacks)
+        m_ullNoLifeMs = 0;
+    else if (m_ullNoLifeMs == 0)
+        m_ullNoLifeMs = now;
+    else if (now >= m_ullNoLifeMs + kNoLifeMs + m_ulSelf % kLifeSpreadMs)
+        SayLife();
+}
+
+// What is promised by the far side and has not come yet is no loss.
+void CBoard::OnHeld(const std::vector<uint32_t>& held, bool cleared, uint64_t now) {
+    const Lock lock(m_mutex);
+    const std::set<uint32_t> there(held.begin(), held.end());
+    m_ullDataMs = now;
+    if (cleared) m_listed.clear();
+    m_bListLost = m_bListLost || !cleared;
+    IDs gone;
+    for (const uint32_t id : m_model.IDs()) {
+        BoardObject& object = *m_model.Find(id);
+        const bool promised = object.stale && !(cleared && m_state == State::Online);
+        if (there.count(id) != 0) {
+            object.offline = object.unheard = false;
+            object.stale = true;
+        } else if (!object.offline && !promised) {
+            gone.push_back(id);
+        }
+    }
+    if (cleared) m_life.OnCleared();
+    m_life.Keep(there);
+    Remove(gone, nullptr);
+    for (const uint32_t id : held)
+        if (!m_life.Has(id) && !m_changes.IsDeleted(id)) Say(BoardCommand::Request, id, 0);
+}
+
+}  // namespace lumo

@@ -1,0 +1,57 @@
+#include "tools/lumo/board/changes.h"
+
+#include "tools/lumo/board/echoes.h"
+
+namespace lumo {
+
+void CChanges::Delete(uint32_t id, uint32_t echo) {
+    ForgetMoves(id);
+    if (m_deleted.size() < kMost || IsDeleted(id)) m_deleted[id] = echo;
+}
+
+std::vector<uint32_t> CChanges::Deleted() const {
+    std::vector<uint32_t> ids;
+    ids.reserve(m_deleted.size());
+    for (const auto& item : m_deleted) ids.push_back(item.first);
+    return ids;
+}
+
+void CChanges::Move(uint32_t id, const Box& from, const Shift& by, bool said, uint32_t echo) {
+    if (m_moved.size() >= kMost && m_moved.count(id) == 0) return;
+    Moved& moved = m_moved.try_emplace(id, Moved{from, {}, {}, 0}).first->second;
+    moved.all.Add(by);
+    if (!said) moved.unsaid.Add(by);
+    moved.echo = echo;
+}
+
+void CChanges::MovedByOthers(uint32_t id, const Shift& by) {
+    const auto found = m_moved.find(id);
+    if (found != m_moved.end()) MoveBox(found->second.from, by);
+}
+
+// An object that lies where it lay has got none of the moves that were said just before the break; one that lies
+// elsewhere has got them.
+Shift CChanges::TakeMissing(uint32_t id, const Box& place) {
+    const auto found = m_moved.find(id);
+    if (found == m_moved.end()) return {};
+    const Shift missing = found->second.from == place ? found->second.all : found->second.unsaid;
+    m_moved.erase(found);
+    return missing;
+}
+
+void CChanges::OnEcho(uint32_t echo) {
+    std::erase_if(m_deleted, [&](const auto& item) { return item.second <= echo; });
+    std::erase_if(m_moved, [&](const auto& item) { return item.second.echo <= echo && item.second.unsaid.IsNone(); });
+}
+
+void CChanges::OnBreak() {
+    for (auto& item : m_deleted) item.second = CEchoes::kNever;
+    for (auto& item : m_moved) item.second.echo = CEchoes::kNever;
+}
+
+void CChanges::Clear() {
+    m_deleted.clear();
+    m_moved.clear();
+}
+
+}  // namespace lumo
