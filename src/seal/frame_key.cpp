@@ -32,7 +32,7 @@ std::string Label(const char* text, uint64_t keyID, SealSuite suite) {
 
 CHkdf::CHkdf(SealSuite suite) : m_nLength(RowOf(suite).hashLength) {
     EVP_MAC* mac = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
-    m_pContext.reset(EVP_MAC_CTX_new(mac));
+    if (mac) m_pContext.reset(EVP_MAC_CTX_new(mac));
     EVP_MAC_free(mac);
     // The parameters are only read, whatever their type says.
     const OSSL_PARAM parameters[] = {

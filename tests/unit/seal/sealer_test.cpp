@@ -1,6 +1,7 @@
 #include "seal_scene.h"
 
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -119,6 +120,19 @@ TEST(Sealer, RefusesInTheChildOfAFork) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_NE(Sealed(sealer, "frame"), "") << "the parent goes on";
+}
+
+TEST(Sealer, FailsWhereTheCryptographicLibraryRefuses) {
+    CSealer before(Secret(), kFile);
+    const std::string sealed = Sealed(before, "frame");
+    ASSERT_EQ(EVP_set_default_properties(nullptr, "provider=none"), 1);
+    CSealer sealer(Secret(), kFile);
+    COpener opener(Secret(), kFile);
+    EXPECT_EQ(Sealed(sealer, "frame"), "");
+    EXPECT_EQ(Open(opener, sealed).outcome, SEAL_FAILED);
+    ASSERT_EQ(EVP_set_default_properties(nullptr, ""), 1);
+    EXPECT_EQ(Open(opener, sealed).outcome, SEAL_FAILED) << "it has never had a secret";
+    EXPECT_NE(Sealed(before, "frame"), "");
 }
 
 // In place, in parts and into other memory the same bytes come out, and nothing beside them is touched.
