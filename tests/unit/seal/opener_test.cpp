@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <list>
 #include <memory>
 #include <random>
 #include <set>
@@ -18,17 +19,18 @@ struct SentFrame {
     std::string plain, sealed;
 };
 
-/// Frames of two senders; where there is only one at a time, the second comes later.
+/// Frames of ten senders of one secret; where there is only one at a time, one after another.
 std::vector<SentFrame> SomeFrames(const LumoSealStream& stream, SealSuite suite, std::mt19937& random) {
     const unsigned long start = CSealer::StartNow();
-    CSealer first(Secret(), stream, suite, start), second(Secret(), stream, suite, start);
+    std::list<CSealer> senders;
     const bool oneAtATime = seal::SendersOf(stream) == seal::Senders::One;
     std::vector<SentFrame> sent(300);
     for (size_t i = 0; i < sent.size(); ++i) {
         sent[i].plain.resize(3 + (random() % 50 == 0 ? random() % 70000 : random() % 100));
         for (char& byte : sent[i].plain) byte = static_cast<char>(random());
-        const bool ofSecond = oneAtATime ? i > 200 : random() % 8 == 0;
-        sent[i].sealed = Sealed(ofSecond ? second : first, sent[i].plain);
+        if (i % 30 == 0) senders.emplace_back(Secret(), stream, suite, start);
+        const size_t which = oneAtATime ? senders.size() - 1 : random() % senders.size();
+        sent[i].sealed = Sealed(*std::next(senders.begin(), static_cast<int>(which)), sent[i].plain);
         EXPECT_FALSE(sent[i].sealed.empty());
     }
     return sent;
