@@ -23,7 +23,9 @@ bool CLink::Step(uint64_t now) {
         m_bEverTaken = true;
         if (LivesBySigns()) m_signs = Signs();
     }
-    if (m_policy.IsUp() && !m_bLost && now - m_ullPolledMs >= kPollMs) {
+    const bool news = m_policy.IsUp() && !m_bNewsPolled && HasNews();
+    if (m_policy.IsUp() && !m_bLost && (news || now - m_ullPolledMs >= kPollMs)) {
+        m_bNewsPolled = m_bNewsPolled || news;
         m_ullPolledMs = now;
         m_bLost = IsDisconnected();
         LookForLife(now);
@@ -34,6 +36,7 @@ bool CLink::Step(uint64_t now) {
         case LinkAction::Create:
             m_ullPolledMs = now;
             m_bLost = !Create();
+            m_bNewsPolled = false;
             ++m_nMade;
             break;
         case LinkAction::Release:

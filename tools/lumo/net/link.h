@@ -45,6 +45,9 @@ protected:
     virtual bool Create() = 0;
     virtual bool IsDisconnected() = 0;
     virtual void Release() = 0;
+    /// Something has happened on which the library acts at polls alone, so that the next one need not wait for its
+    /// time. Once for each connection that is made.
+    virtual bool HasNews() const { return false; }
     /// What has come from the far side so far, as the library counts it. Of a frame that takes long to arrive the bytes
     /// tell that the link lives, and where no frames come the server's own words do.
     virtual LinkSigns Signs() const { return {}; }
@@ -68,6 +71,7 @@ private:
     CLinkPolicy m_policy;
     std::atomic<uint32_t> m_ulAnswered{0};
     bool m_bLost = false;
+    bool m_bNewsPolled = false;
     bool m_bClosed = false;
     bool m_bTurnedAway = false;
     uint64_t m_ullPolledMs = 0;

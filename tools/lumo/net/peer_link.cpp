@@ -26,6 +26,10 @@ bool CPeerLink::IsDisconnected() {
     return m_pReceiver->IsDisconnected() || (!m_route.tcp && CPeerHost::InVain(m_route.userID, Ready()));
 }
 
+bool CPeerLink::HasNews() const {
+    return !m_route.tcp && !IsTaken() && CPeerHost::StateOf(m_route.userID) == PeerState::Connected;
+}
+
 LinkSigns CPeerLink::Signs() const { return CPeerHost::SignsFrom(m_route.userID); }
 
 void CPeerLink::Release() {

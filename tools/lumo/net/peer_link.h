@@ -23,6 +23,8 @@ private:
     bool Create() override;
     bool IsDisconnected() override;
     void Release() override;
+    /// The peer is found, and can be asked for its channel.
+    bool HasNews() const override;
     LinkSigns Signs() const override;
     void OnFileReceiverNotifyData(const char* data, int length) override { Inbox().Push(data, length); }
     void OnFileReceiverNotifyConnected(unsigned long ip) override { Accept(ip); }
