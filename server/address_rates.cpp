@@ -11,7 +11,7 @@ CAddressRates::CAddressRates(uint64_t bytesPerSecond, CCidrList exempt)
 void CAddressRates::Refill(Bucket& bucket, uint64_t now) const {
     constexpr uint64_t kSecond = 1000000;
     const uint64_t passed = std::min(now - std::min(now, bucket.at), kSecond);
-    const uint64_t earned = m_nRate * passed / kSecond;
+    const uint64_t earned = Rate() * passed / kSecond;
     if (earned == 0) return;  // let the time add up
     bucket.bytes = std::min(bucket.bytes + static_cast<int64_t>(earned), Size());
     bucket.at = now;
@@ -33,12 +33,11 @@ bool CAddressRates::Take(uint32_t ip, int length) {
 }
 
 void CAddressRates::OnSecond() {
-    if (m_nRate == 0) return;
     const uint64_t now = Lumo_Base::GetMicroseconds();
     CAutoLock lock(&m_cs);
     std::erase_if(m_buckets, [&](const auto& entry) {
         Bucket bucket = entry.second;
         Refill(bucket, now);
-        return bucket.bytes >= Size();
+        return Rate() == 0 || bucket.bytes >= Size();
     });
 }

@@ -7,10 +7,10 @@
 
 #include <utility>
 
-CRelayServer::CRelayServer(const CServerOptions& options) : m_options(options) {}
+CRelayServer::CRelayServer(const CServerOptions& options) : m_options(options), m_log(options.jsonLog) {}
 
 CRelayServer::CRelayServer(const CServerOptions& options, std::function<void(const std::string&)> takeLine)
-    : m_options(options), m_log(std::move(takeLine)) {}
+    : m_options(options), m_log(std::move(takeLine), options.jsonLog) {}
 
 CRelayServer::~CRelayServer() { Stop(); }
 
@@ -40,11 +40,11 @@ bool CRelayServer::Start(std::string& error) {
 bool CRelayServer::StartReflector(std::string& error) {
     const uint16_t next = m_options.port == 0 ? uint16_t{0} : static_cast<uint16_t>(m_options.port + 1);
     const uint16_t port = m_options.reflectorAsked ? m_options.reflectorPort : next;
-    m_pReflector = std::make_unique<CReflector>(m_options.allow);
+    m_pReflector = std::make_unique<CReflector>([this](uint32_t ip) { return m_pManager->Allows(ip); });
     if (m_pReflector->Open(m_options.listenIP, port)) return true;
     m_pReflector.reset();
     error = "cannot reflect addresses on " + EndpointText(m_options.listenIP, port);
-    if (!m_options.reflectorAsked) m_log.Line("warning: " + error);
+    if (!m_options.reflectorAsked) m_log.Warn(error);
     return !m_options.reflectorAsked;
 }
 
@@ -54,8 +54,20 @@ bool CRelayServer::StartPages(std::string& error) {
     if (m_pPages->Start()) return true;
     m_pPages.reset();
     error = "cannot serve pages on " + EndpointText(m_options.httpIP, m_options.httpPort);
-    if (!m_options.httpAsked) m_log.Line("warning: " + error);
+    if (!m_options.httpAsked) m_log.Warn(error);
     return !m_options.httpAsked;
+}
+
+void CRelayServer::Change(const CServerOptions& next) {
+    const CServerOptions changed = m_options.Changed(next);
+    if (!m_pManager || !m_pManager->Change(changed)) return m_log.Warn("the options have changed too often; restart");
+    m_log.Line(changed == m_options ? "the options have been read again: nothing has changed"
+                                    : "the options have been read again: allowed addresses, relay targets or limits "
+                                      "have changed");
+    CServerOptions rest = next;
+    rest.limits.connections = m_options.limits.connections;
+    if (!(changed == rest)) m_log.Warn("what else has changed in the options takes effect at the next start");
+    m_options = changed;
 }
 
 void CRelayServer::Stop() {

@@ -24,19 +24,22 @@ public:
 
     /// False with a reason when an endpoint is not to be had.
     bool Start(std::string& error);
+    /// Takes what may change from these options, and says in the log what did not.
+    void Change(const CServerOptions& next);
     /// Lets TCP queues drain, for 5 s at most, and ends.
     void Stop();
 
     uint16_t Port() const;
     /// 0 without pages.
     uint16_t HttpPort() const;
+    CServerLog& Log() { return m_log; }
     CServerManager& Manager() { return *m_pManager; }
 
 private:
     bool StartReflector(std::string& error);
     bool StartPages(std::string& error);
 
-    const CServerOptions m_options;
+    CServerOptions m_options;
     CServerLog m_log;
     CServerManager* m_pManager = nullptr;  // deletes itself when it is released
     std::unique_ptr<CReflector> m_pReflector;

@@ -5,6 +5,7 @@
 
 #include <spdlog/async.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace {
@@ -18,12 +19,14 @@ struct CServerLog::Impl {
         "mcu", std::make_shared<spdlog::sinks::stderr_sink_mt>(), pool, spdlog::async_overflow_policy::overrun_oldest);
 };
 
-CServerLog::CServerLog() : m_pImpl(std::make_unique<Impl>()) {
-    m_pImpl->logger->set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
+// In JSON the time comes first; what Line writes goes on behind it.
+CServerLog::CServerLog(bool json) : m_bJson(json), m_pImpl(std::make_unique<Impl>()) {
+    m_pImpl->logger->set_pattern(json ? "{\"time\":\"%Y-%m-%dT%H:%M:%S.%e%z\",%v" : "%Y-%m-%d %H:%M:%S.%e %v");
     m_pImpl->logger->flush_on(spdlog::level::info);
 }
 
-CServerLog::CServerLog(std::function<void(const std::string&)> take) : m_take(std::move(take)) {}
+CServerLog::CServerLog(std::function<void(const std::string&)> take, bool json)
+    : m_bJson(json), m_take(std::move(take)) {}
 
 CServerLog::~CServerLog() {
     if (m_pImpl) m_pImpl->pool.reset();  // what it still holds goes out while the logger stands
@@ -59,13 +62,31 @@ void CServerLog::OnSecond() {
     for (size_t kind = 0; kind < m_paces.size(); ++kind) Turn(static_cast<LogKind>(kind), m_paces[kind]);
 }
 
-void CServerLog::Refused(uint32_t ip, const char* why) {
-    Line(LogKind::Refusal, [&] { return GetIpAddr(ip) + " refused: " + why; });
+CLogLine CServerLog::RefusedLine(uint32_t ip, Refusal why, const std::string& detail) {
+    CLogLine line(GetIpAddr(ip) + " refused: " + RefusalText(why) + (detail.empty() ? "" : ": " + detail));
+    line.fields = {{"address", GetIpAddr(ip)}, {"reason", RefusalName(why)}};
+    if (!detail.empty()) line.fields.emplace_back("what", detail);
+    return line;
 }
 
-void CServerLog::Line(const std::string& line) {
+void CServerLog::Warn(const std::string& text) {
+    CLogLine line(text);
+    line.level = "warning";
+    Line(line);
+}
+
+void CServerLog::Line(const CLogLine& line) {
+    const std::string level = line.level;
+    if (!m_bJson) return Write(level == "info" ? line.text : level + ": " + line.text);
+    nlohmann::ordered_json json{{"level", level}, {"message", line.text}};
+    for (const auto& [name, value] : line.fields)
+        std::visit([&json, key = name](const auto& one) { json[key] = one; }, value);
+    Write(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+void CServerLog::Write(const std::string& line) {
     if (m_take)
         m_take(line);
     else
-        m_pImpl->logger->info("{}", line);
+        m_pImpl->logger->info("{}", m_bJson ? line.substr(1) : line);
 }

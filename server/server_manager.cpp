@@ -15,6 +15,7 @@
 
 namespace {
 constexpr uint32_t kRefreshPolicyMs = 10000;
+constexpr uint32_t kWorkerStallsMs = 10000;  // its second comes late on a busy machine, but not that late
 constexpr size_t kShownChannels = 200;
 constexpr size_t kShownListeners = 100;
 
@@ -23,10 +24,11 @@ bool IsSignalling(uint32_t type) { return type == static_cast<uint32_t>(wire::Tc
 
 CServerManager::CServerManager(const CServerOptions& options, CServerLog& log)
     : m_context(options, log),
-      m_signalling(options, m_context.connectionQuotas, log),
+      m_signalling(m_context.live, m_context.connectionQuotas, log),
       m_requests(options.Trusted()),
       m_rates(options.limits.ratePerAddress, options.Trusted()),
-      m_ulPolicyRefreshed(CActivity::Now()) {
+      m_ulPolicyRefreshed(CActivity::Now()),
+      m_ulTurned(m_ulPolicyRefreshed) {
     budgets::SetLimit(options.limits.memoryBytes);
     budgets::SetExempt([trusted = options.Trusted()](uint32_t ip) { return Contains(trusted, ip); });
     m_context.policy.Refresh();
@@ -51,8 +53,8 @@ CServerManager::~CServerManager() {
 }
 
 bool CServerManager::OpenEndpoints(unsigned long) {
-    const uint32_t ip = m_context.options.listenIP;
-    if (!m_pUdpClient) m_pUdpClient = CreateUdpClientAt(this, {ip, m_context.options.port, ip == 0});
+    const uint32_t ip = m_context.live.Now().listenIP;
+    if (!m_pUdpClient) m_pUdpClient = CreateUdpClientAt(this, {ip, m_context.live.Now().port, ip == 0});
     if (!m_pUdpClient) return false;
     {
         CAutoLock gate(&m_context.gate);
@@ -62,8 +64,21 @@ bool CServerManager::OpenEndpoints(unsigned long) {
     return m_pTcpServer != nullptr;
 }
 
-bool CServerManager::Allows(uint32_t ip) const {
-    return m_context.options.allow.empty() || Contains(m_context.options.allow, ip);
+bool CServerManager::Change(const CServerOptions& next) {
+    if (!m_context.live.Take(m_context.live.Now().Changed(next))) return false;
+    const CServerLimits& limits = m_context.live.Limits();
+    budgets::SetLimit(limits.memoryBytes);
+    m_rates.SetRate(limits.ratePerAddress);
+    m_context.channelQuotas.SetLimit(limits.channelsPerAddress, m_context.trusted);
+    for (const auto& medium : m_media) medium->OnOptions();
+    m_signalling.CloseForeign();
+    return true;
+}
+
+bool CServerManager::Allows(uint32_t ip) {
+    if (m_context.live.Now().Allows(ip)) return true;
+    m_context.log.Refused(ip, Refusal::NotAllowed);
+    return false;
 }
 
 void CServerManager::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
@@ -86,7 +101,7 @@ void CServerManager::OnOtherDatagram(wire::Kind kind, const char*, int length, u
 
 bool CServerManager::MayAccept(unsigned long ip, unsigned unvalidated) {
     return !m_bStopping && Allows(static_cast<uint32_t>(ip)) &&
-           unvalidated < m_context.options.limits.unvalidatedTcpPerAddress;
+           unvalidated < m_context.live.Limits().unvalidatedTcpPerAddress;
 }
 
 void CServerManager::OnCommand(const CServerDatagram& datagram) {
@@ -114,7 +129,7 @@ bool CServerManager::OnTcpValidate(ITcpSession* session, uint32_t type, const ch
 bool CServerManager::AdmitTcp(ITcpSession* session, uint32_t type, const char* data, int length) {
     const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
     if (m_context.connectionQuotas.IsFull(ip)) {
-        m_context.log.Refused(ip, "it has its quota of connections");
+        m_context.log.Refused(ip, Refusal::ConnectionsOfAddress);
         return false;
     }
     if (IsSignalling(type)) return !m_bStopping;
@@ -141,6 +156,7 @@ void CServerManager::OnKeyFrameWanted(wire::Kind kind, ChannelKey key) {
 void CServerManager::OnSecond() {
     budgets::ReturnFreedMemory();
     const uint32_t now = CActivity::Now();
+    m_ulTurned.store(now, std::memory_order_relaxed);
     if (ElapsedMs(now, m_ulPolicyRefreshed) > kRefreshPolicyMs) {
         m_context.policy.Refresh();
         m_ulPolicyRefreshed = now;
@@ -193,15 +209,32 @@ std::vector<CBudgetStatus> CServerManager::Budgets() {
     return {status("send", SendBudget()), status("receive", ReceiveBudget())};
 }
 
+// A newcomer may come to any medium, so one that is full is enough.
+bool CServerManager::IsFull() {
+    const CServerLimits& limits = m_context.live.Limits();
+    const auto full = [&](const auto& medium) { return medium->IsFull(limits); };
+    return std::any_of(m_media.begin(), m_media.end(), full);
+}
+
+CHealth CServerManager::Health() {
+    const uint32_t silent = ElapsedMs(CActivity::Now(), m_ulTurned.load(std::memory_order_relaxed));
+    if (m_bStopping) return {true, false, "it is ending"};
+    if (silent > kWorkerStallsMs)
+        return {false, false, "its worker has not turned for " + std::to_string(silent / 1000) + " s"};
+    return IsFull() ? CHealth{true, false, "a medium has all the channels or subscribers that it may have"} : CHealth{};
+}
+
 CServerStatus CServerManager::Status() {
     CServerStatus status;
     const auto up = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - m_started);
     status.uptimeSeconds = static_cast<uint32_t>(up.count());
-    status.listenIP = m_context.options.listenIP;
+    status.listenIP = m_context.live.Now().listenIP;
     status.port = GetLocalPort();
     status.media = Media();
     status.signalling = Signalling();
     status.budgets = Budgets();
+    status.refusals = Refusals();
+    status.health = Health();
     std::vector<std::pair<uint32_t, std::shared_ptr<CServerChannel>>> channels;  // rates move while they are sorted
     for (const auto& medium : m_media)
         for (const auto& channel : medium->Channels()) channels.emplace_back(channel->BytesPerSecond(), channel);

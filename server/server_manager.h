@@ -23,17 +23,23 @@ public:
     /// Takes nothing new, lets TCP queues drain for a while, and ends every channel. Before ReleaseConnections.
     void Drain();
     void ReleaseConnections() override;
+    /// From now on with what may change of these options. False when they have changed too often.
+    bool Change(const CServerOptions& next);
 
     std::vector<CMediumStatus> Media() override;
     CServerStatus Status() override;
     CSignallingStatus Signalling() override { return m_signalling.Status(); }
     std::vector<CBudgetStatus> Budgets() override;
+    std::vector<CRefusalStatus> Refusals() override { return m_context.log.Refusals(); }
+    CHealth Health() override;
     uint64_t DroppedRequests() override { return m_requests.Dropped(); }
     uint64_t DatagramsOverRate() override { return m_rates.Dropped(); }
 
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
     void OnUdpClientNotifyBurstEnd() override;
     unsigned OnUdpClientNotifyMayRest() override { return m_requests.Rest(); }
+    /// Whether the address may talk to the server at all; counts and logs those that may not.
+    bool Allows(uint32_t ip);
     bool MayAccept(unsigned long ip, unsigned unvalidated) override;
 
     void OnCommand(const CServerDatagram& datagram) override;
@@ -44,7 +50,7 @@ public:
     void OnSinkChanged(const CSinkInfo& sink) override;
     void OnSinkGone(const CSinkInfo& sink) override;
     void OnKeyFrameWanted(wire::Kind kind, ChannelKey key) override;
-    uint64_t SinkQueueLimit() const override { return m_context.options.limits.sinkQueueBytes; }
+    uint64_t SinkQueueLimit() const override { return m_context.live.Limits().sinkQueueBytes; }
 
 protected:
     bool OpenEndpoints(unsigned long port) override;
@@ -54,7 +60,7 @@ protected:
     void OnOtherDatagram(wire::Kind kind, const char* body, int length, uint32_t ip, uint16_t port) override;
 
 private:
-    bool Allows(uint32_t ip) const;
+    bool IsFull();
     void AddMedium(wire::Kind kind, std::unique_ptr<CMediumServer> medium);
     CMediumServer* MediumOf(wire::Kind kind) const { return m_byKind[static_cast<size_t>(kind)]; }
     CMediumServer* MediumOfTcp(uint32_t type) const;
@@ -70,4 +76,5 @@ private:
     const std::chrono::steady_clock::time_point m_started =
         std::chrono::steady_clock::now();  // more than 32 bits of ms
     uint32_t m_ulPolicyRefreshed;          // worker
+    std::atomic<uint32_t> m_ulTurned;      // the worker's last second
 };

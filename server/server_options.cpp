@@ -52,3 +52,13 @@ bool ParseHostName(const std::string& text, std::string& name) {
 }
 
 std::string EndpointText(uint32_t ip, uint16_t port) { return GetIpAddr(ip) + ":" + std::to_string(port); }
+
+CServerOptions CServerOptions::Changed(const CServerOptions& next) const {
+    CServerOptions changed = *this;
+    changed.allow = next.allow;
+    changed.relayTo = next.relayTo;
+    changed.limits = next.limits;
+    changed.limits.connections = limits.connections;                            // descriptors
+    changed.limits.unvalidatedUdpPerAddress = limits.unvalidatedUdpPerAddress;  // the tables keep it
+    return changed;
+}

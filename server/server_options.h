@@ -30,6 +30,8 @@ struct CServerLimits {
     size_t unvalidatedUdpPerAddress = 64;  ///< unvalidated UDP sinks, and as many UDP publishers
     uint64_t ratePerAddress = 0;           ///< bytes a second to one address over UDP; 0: no limit
     uint64_t memoryBytes = 0;  ///< what waits or is not whole, of all together; 0: a quarter of the machine's
+
+    bool operator==(const CServerLimits&) const = default;
 };
 
 struct CServerOptions {
@@ -46,8 +48,13 @@ struct CServerOptions {
     CCidrList allow;                     ///< who may talk to the server; empty: everybody
     CCidrList relayTo;                   ///< where it may relay from; empty: every unicast address but its own
     std::optional<CCidrList> trusted;    ///< whom no quota of an address limits; not named: loopback
+    bool jsonLog = false;                ///< lines of the log are JSON
     CServerLimits limits;
 
+    bool operator==(const CServerOptions&) const = default;
+    bool Allows(uint32_t ip) const { return allow.empty() || Contains(allow, ip); }
+    /// These with what may change while the server runs taken from `next`: allowed addresses, relay targets and limits.
+    CServerOptions Changed(const CServerOptions& next) const;
     CCidrList Trusted() const { return trusted ? *trusted : CCidrList{{0x7f000000, 8}}; }
 };
 

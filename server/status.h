@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 struct CEndpointAddress {
@@ -119,6 +120,22 @@ struct CBudgetStatus {
     uint64_t gaveWay = 0;
 };
 
+/// Requests that were refused for one reason.
+struct CRefusalStatus {
+    const char* reason = "";  ///< its name
+    const char* text = "";
+    uint64_t count = 0;
+    uint32_t lastIP = 0;  ///< who was the last; nobody where the count is 0
+    uint32_t secondsAgo = 0;
+};
+
+/// Whether the server does its work, and whether it takes more.
+struct CHealth {
+    bool alive = true;   ///< its worker turns
+    bool ready = true;   ///< and it takes newcomers
+    std::string reason;  ///< why not
+};
+
 struct CServerStatus {
     uint32_t uptimeSeconds = 0;
     uint32_t listenIP = 0;
@@ -126,6 +143,8 @@ struct CServerStatus {
     std::vector<CMediumStatus> media;
     CSignallingStatus signalling;
     std::vector<CBudgetStatus> budgets;
+    std::vector<CRefusalStatus> refusals;
+    CHealth health;
     std::vector<CChannelStatus> channels;  ///< the busiest ones
     size_t channelCount = 0;
 };
@@ -137,6 +156,8 @@ public:
     virtual CServerStatus Status() = 0;
     virtual CSignallingStatus Signalling() { return {}; }
     virtual std::vector<CBudgetStatus> Budgets() { return {}; }
+    virtual std::vector<CRefusalStatus> Refusals() { return {}; }
+    virtual CHealth Health() { return {}; }
     /// Requests over UDP dropped because they exceeded their part of the processor.
     virtual uint64_t DroppedRequests() { return 0; }
     /// Datagrams that did not leave because their address had its rate.

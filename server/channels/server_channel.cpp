@@ -29,7 +29,7 @@ void CServerChannel::CountOut(uint64_t times, int length) {
 void CServerChannel::OnSinkFrame(const void* data, int length) {
     if (!data || length < limits::kMinFrameLen) return;
     bool sent = false;
-    if (static_cast<uint32_t>(length) <= m_limits.upstreamFrameBytes) {
+    if (static_cast<uint32_t>(length) <= Limits().upstreamFrameBytes) {
         if (IsRelayed())
             sent = SendToLeg(data, length);
         else

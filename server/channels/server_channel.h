@@ -6,7 +6,7 @@
 #include "link/channel_key.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
-#include "server/server_options.h"
+#include "server/live_options.h"
 #include "server/sinks/subscribers.h"
 #include "server/sources/source.h"
 #include "server/status.h"
@@ -31,8 +31,8 @@ struct CServerChannelName {
 /// only, up to the publisher or the leg only.
 class CServerChannel {
 public:
-    CServerChannel(const char* medium, const CServerChannelName& name, const CServerLimits& limits)
-        : m_medium(medium), m_name(name), m_limits(limits) {}
+    CServerChannel(const char* medium, const CServerChannelName& name, const CLiveOptions& options)
+        : m_medium(medium), m_name(name), m_options(options) {}
     virtual ~CServerChannel() = default;
     CServerChannel(const CServerChannel&) = delete;
     CServerChannel& operator=(const CServerChannel&) = delete;
@@ -117,7 +117,7 @@ protected:
     /// Every subscriber, under the channel's sink lock.
     virtual void ForEachListener(void* context, void (*use)(void* context, const CListenerStatus& listener)) = 0;
 
-    const CServerLimits& Limits() const { return m_limits; }
+    const CServerLimits& Limits() const { return m_options.Limits(); }
 
 private:
     template <class Use>
@@ -129,7 +129,7 @@ private:
 
     const char* const m_medium;
     const CServerChannelName m_name;
-    const CServerLimits& m_limits;
+    const CLiveOptions& m_options;
     CCritSec m_csSource{lock_order::kChannelReceiver};
     std::unique_ptr<CSource> m_pSource LUMO_GUARDED_BY(m_csSource);
     std::atomic<bool> m_bPublished{false};

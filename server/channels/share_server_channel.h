@@ -11,8 +11,8 @@
 template <class TChannel, class TState>
 class CShareServerChannel : public CServerChannel, public TChannel {
 public:
-    CShareServerChannel(const char* medium, const CServerChannelName& name, const CServerLimits& limits)
-        : CServerChannel(medium, name, limits), TChannel(name.channelID) {
+    CShareServerChannel(const char* medium, const CServerChannelName& name, const CLiveOptions& options)
+        : CServerChannel(medium, name, options), TChannel(name.channelID) {
         State().hub.SetLeg(name.legID);
     }
 

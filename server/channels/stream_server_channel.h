@@ -10,8 +10,8 @@
 template <class TChannel, class TState>
 class CStreamServerChannel : public CServerChannel {
 public:
-    CStreamServerChannel(const char* medium, const CServerChannelName& name, const CServerLimits& limits)
-        : CServerChannel(medium, name, limits), m_pChannel(TState::Make(name.channelID)) {
+    CStreamServerChannel(const char* medium, const CServerChannelName& name, const CLiveOptions& options)
+        : CServerChannel(medium, name, options), m_pChannel(TState::Make(name.channelID)) {
         State().deleted = false;  // this object owns it
         State().hub.SetLeg(name.legID);
     }

@@ -28,7 +28,7 @@ public:
 /// An audio channel at the server.
 class CAudioServerChannel : public CStreamServerChannel<CAudioChannel, CAudioChannelState> {
 public:
-    CAudioServerChannel(const CServerChannelName& name, const CServerLimits& limits);
+    CAudioServerChannel(const CServerChannelName& name, const CLiveOptions& options);
 
     void Open() override;
 
@@ -45,8 +45,8 @@ public:
     void OnAudioData(const char* data, int length) override { m_channel.OnSourceFrame(data, length); }
 };
 
-CAudioServerChannel::CAudioServerChannel(const CServerChannelName& name, const CServerLimits& limits)
-    : CStreamServerChannel("audio", name, limits) {}
+CAudioServerChannel::CAudioServerChannel(const CServerChannelName& name, const CLiveOptions& options)
+    : CStreamServerChannel("audio", name, options) {}
 
 void CAudioServerChannel::Open() {
     if (CLocalMCUAudio* mcu = GetLocalMCUAudio()) mcu->AddAudioChannel(m_pChannel.get());
@@ -62,6 +62,6 @@ void CAudioServerChannel::SendToSinks(const void* data, int length) {
 
 std::unique_ptr<CMediumServer> MakeAudioServer(CServerContext& context) {
     using CAdapter = CStreamAdapter<CLocalMCUAudio, CAudioServerChannel, CAudioLeg, CAudioSinkTCP>;
-    return std::make_unique<CMediumServer>(
-        media::kAudio, std::make_unique<CAdapter>(*GetLocalMCUAudio(), context.options.limits), context);
+    return std::make_unique<CMediumServer>(media::kAudio, std::make_unique<CAdapter>(*GetLocalMCUAudio(), context.live),
+                                           context);
 }

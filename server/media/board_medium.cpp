@@ -19,7 +19,7 @@ namespace {
 /// Its subscribers are the sessions of clients; the leg to a far server is a session as well, but no subscriber.
 class CBoardServerChannel : public CServerChannel, public CWBChannel {
 public:
-    CBoardServerChannel(const CServerChannelName& name, const CServerLimits& limits);
+    CBoardServerChannel(const CServerChannelName& name, const CLiveOptions& options);
 
     /// Unvalidated ones included.
     size_t SinkCount() override;
@@ -53,8 +53,8 @@ public:
 
 CWBServerSession* AsClients(CWBSession* session) { return dynamic_cast<CWBServerSession*>(session); }
 
-CBoardServerChannel::CBoardServerChannel(const CServerChannelName& name, const CServerLimits& limits)
-    : CServerChannel("whiteboard", name, limits), CWBChannel(name.channelID) {
+CBoardServerChannel::CBoardServerChannel(const CServerChannelName& name, const CLiveOptions& options)
+    : CServerChannel("whiteboard", name, options), CWBChannel(name.channelID) {
     CWBChannelState::Of(*this).deleted = false;  // the server ends it
     CWBChannelState::Of(*this).legID = name.legID;
     CWBChannelState::Of(*this).homeIP = name.home.ip;
@@ -99,9 +99,8 @@ void CBoardServerChannel::ForEachListener(void* context, void (*use)(void* conte
 
 class CBoardAdapter : public CTableAdapter<CLocalMCUWB::CTables, CBoardServerChannel, CBoardLeg> {
 public:
-    explicit CBoardAdapter(const CServerOptions& options) : CTableAdapter(Mcu().Tables(), options.limits) {
-        CWBMemory::Get().SetLimit(options.limits.boardBytes, CServerLimits::Quota(options.limits.boardBytes),
-                                  options.Trusted());
+    explicit CBoardAdapter(const CLiveOptions& options) : CTableAdapter(Mcu().Tables(), options), m_options(options) {
+        LimitMemory();
     }
     ~CBoardAdapter() override { CWBMemory::Get().SetLimit(UINT64_MAX); }
 
@@ -110,6 +109,10 @@ public:
     }
     uint32_t AcceptSink(ChannelKey key, ITcpSession* session, const CSinkRequest&) override {
         return Mcu().AcceptWBSession(session, key);
+    }
+    void FollowLimits() override {
+        CTableAdapter::FollowLimits();
+        LimitMemory();
     }
     /// The session joins only now: the list of objects that it gets may be long.
     void Unhold(uint32_t sinkID, uint64_t queueBytes) override {
@@ -121,11 +124,16 @@ public:
 
 private:
     static CLocalMCUWB& Mcu() { return *GetLocalMCUWB(); }
+    void LimitMemory() const {
+        const uint64_t bytes = m_options.Limits().boardBytes;
+        CWBMemory::Get().SetLimit(bytes, CServerLimits::Quota(bytes), m_options.Now().Trusted());
+    }
+
+    const CLiveOptions& m_options;
 };
 
 }  // namespace
 
 std::unique_ptr<CMediumServer> MakeWhiteboardServer(CServerContext& context) {
-    return std::make_unique<CMediumServer>(media::kWhiteboard, std::make_unique<CBoardAdapter>(context.options),
-                                           context);
+    return std::make_unique<CMediumServer>(media::kWhiteboard, std::make_unique<CBoardAdapter>(context.live), context);
 }

@@ -12,8 +12,8 @@ namespace {
 /// A desktop channel at the server.
 class CDesktopServerChannel : public CShareServerChannel<CDesktopChannel, CDesktopChannelState> {
 public:
-    CDesktopServerChannel(const CServerChannelName& name, const CServerLimits& limits)
-        : CShareServerChannel("desktop", name, limits) {}
+    CDesktopServerChannel(const CServerChannelName& name, const CLiveOptions& options)
+        : CShareServerChannel("desktop", name, options) {}
 
     void Open() override { CDesktopChannel::Connect(); }
     /// Not by its release, which would end the subscribers of every desktop.
@@ -40,6 +40,6 @@ public:
 
 std::unique_ptr<CMediumServer> MakeDesktopServer(CServerContext& context) {
     using CAdapter = CShareAdapter<CDesktopServerChannel, CDesktopLeg>;
-    return std::make_unique<CMediumServer>(
-        media::kDesktop, std::make_unique<CAdapter>(*GetLocalMCUDesktop(), context.options.limits), context);
+    return std::make_unique<CMediumServer>(media::kDesktop,
+                                           std::make_unique<CAdapter>(*GetLocalMCUDesktop(), context.live), context);
 }

@@ -11,8 +11,8 @@ namespace {
 /// A file channel at the server.
 class CFileServerChannel : public CShareServerChannel<CFileChannel, CFileChannelState> {
 public:
-    CFileServerChannel(const CServerChannelName& name, const CServerLimits& limits)
-        : CShareServerChannel("file", name, limits) {}
+    CFileServerChannel(const CServerChannelName& name, const CLiveOptions& options)
+        : CShareServerChannel("file", name, options) {}
 
     void Open() override { CFileChannel::Connect(); }
     void Close() override { CFileChannel::ReleaseConnections(); }
@@ -34,7 +34,6 @@ public:
 }  // namespace
 
 std::unique_ptr<CMediumServer> MakeFileServer(CServerContext& context) {
-    auto adapter =
-        std::make_unique<CShareAdapter<CFileServerChannel, CFileLeg>>(*GetLocalMCUFile(), context.options.limits);
+    auto adapter = std::make_unique<CShareAdapter<CFileServerChannel, CFileLeg>>(*GetLocalMCUFile(), context.live);
     return std::make_unique<CMediumServer>(media::kFile, std::move(adapter), context);
 }

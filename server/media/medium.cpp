@@ -5,11 +5,19 @@
 
 void CMedium::LogEndpoint(LogKind role, const CEndpointAddress& address, bool tcp, const char* what, ChannelKey key) {
     context.log.Line(role, [&] {
-        std::string line = std::string(row.name) + " " + LogKindName(role) + " " +
-                           EndpointText(address.ip, address.port) + (tcp ? " (tcp) " : " (udp) ") + what + " channel " +
-                           std::to_string(ChannelNumber(key));
+        const std::string from = EndpointText(address.ip, address.port);
+        CLogLine line(std::string(row.name) + " " + LogKindName(role) + " " + from + (tcp ? " (tcp) " : " (udp) ") +
+                      what + " channel " + std::to_string(ChannelNumber(key)));
+        line.fields = {{"event", what},
+                       {"medium", row.name},
+                       {"channel", ChannelNumber(key)},
+                       {"address", from},
+                       {"transport", tcp ? "tcp" : "udp"}};
         const std::shared_ptr<CServerChannel> channel = channels.Find(key);
-        if (channel && channel->IsRelayed()) line += " of " + EndpointText(channel->Home().ip, channel->Home().port);
+        if (!channel || !channel->IsRelayed()) return line;
+        const std::string home = EndpointText(channel->Home().ip, channel->Home().port);
+        line.text += " of " + home;
+        line.fields.emplace_back("home", home);
         return line;
     });
 }
@@ -23,8 +31,18 @@ bool CMedium::Hold(CServerChannel& channel, uint32_t ip) {
     return channel.Holder().Take(context.channelQuotas, ip) || Refuse(ip);
 }
 
-bool CMedium::Refuse(uint32_t ip, const char* why) {
+bool CMedium::Refuse(uint32_t ip, Refusal why) {
     context.log.Refused(ip, why);
+    return false;
+}
+
+bool CMedium::RefuseRelay(uint32_t ip, Refusal why, uint32_t channelID, const CMcuAddress& home) const {
+    context.log.Refused(ip, why, [&] {
+        uint32_t first = 0;
+        home.ForEachDistinct([&first](uint32_t one) { first = first == 0 ? one : first; });
+        return std::string(row.name) + " channel " + std::to_string(channelID) + " of " +
+               EndpointText(first, home.port);
+    });
     return false;
 }
 

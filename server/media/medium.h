@@ -3,15 +3,16 @@
 
 #include "link/bounds/address_quotas.h"
 #include "link/bounds/limits.h"
+#include "link/mcu_address.h"
 #include "platform/lumobase/crit_sec.h"
 #include "server/channels/key_frames.h"
 #include "server/channels/server_channel.h"
 #include "server/channels/server_channel_table.h"
+#include "server/live_options.h"
 #include "server/media/medium_adapter.h"
 #include "server/relays/relay_policy.h"
 #include "server/server_constants.h"
 #include "server/server_log.h"
-#include "server/server_options.h"
 #include "server/sources/source.h"
 
 #include <atomic>
@@ -20,14 +21,14 @@
 /// One for the whole server.
 struct CServerContext {
     CServerContext(const CServerOptions& given, CServerLog& where)
-        : options(given),
+        : live(given),
           log(where),
           trusted(given.Trusted()),
-          policy(options),
+          policy(live),
           channelQuotas(given.limits.channelsPerAddress, trusted),
           connectionQuotas(CServerLimits::Quota(given.limits.connections), trusted) {}
 
-    const CServerOptions options;
+    CLiveOptions live;
     CServerLog& log;
     const CCidrList trusted;
     CRelayPolicy policy;
@@ -41,7 +42,7 @@ struct CMedium {
     CMedium(const CMediumRow& medium, IMediumAdapter& own, CServerContext& whole)
         : row(medium), adapter(own), context(whole) {}
 
-    const CServerLimits& Limits() const { return context.options.limits; }
+    const CServerLimits& Limits() const { return context.live.Limits(); }
     /// The longest frame that is taken from a subscriber: at a board everybody draws, as publishers do elsewhere.
     uint32_t MaxSubscriberFrame() const {
         return row.board ? static_cast<uint32_t>(limits::kMaxFrameLen) : Limits().upstreamFrameBytes;
@@ -63,8 +64,10 @@ struct CMedium {
     void EndDeserted(ChannelKey key);
     /// Ends its subscribers and forgets it. It has no source and no leg any more. Under the gate.
     void EndChannel(CServerChannel& channel);
-    /// Logs why an address gets nothing more; always false.
-    bool Refuse(uint32_t ip, const char* why = "it has its quota of channels and boards");
+    /// Counts and logs why an address gets nothing more; always false.
+    bool Refuse(uint32_t ip, Refusal why = Refusal::ChannelsOfAddress);
+    /// The same for a channel of another server.
+    bool RefuseRelay(uint32_t ip, Refusal why, uint32_t channelID, const CMcuAddress& home) const;
 
     const CMediumRow& row;
     IMediumAdapter& adapter;

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 class ITcpSession;
@@ -41,6 +42,9 @@ public:
     /// Sends an unvalidated subscriber something that the library at its side acknowledges, which validates it.
     virtual void AskForSign(ChannelKey key, const CSinkRequest& request) = 0;
     virtual void EndSink(uint32_t sinkID) = 0;
+    virtual void EndSinksIf(const std::function<bool(uint32_t ip)>& unwanted) = 0;
+    /// Limits that the medium keeps for itself have changed.
+    virtual void FollowLimits() = 0;
     virtual SinkOwner OwnerOf(ChannelKey key, const CSinkRequest& request) = 0;
     virtual bool IsSinkAt(uint32_t sinkID, const CEndpointAddress& address) = 0;
     /// Lets a UDP sink's frames go; its queue may hold `queueBytes`.

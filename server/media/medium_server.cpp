@@ -108,6 +108,7 @@ CMediumServer::CAsked CMediumServer::Read(const char* data, int length, const CE
     if (named.IsEmpty() || policy.IsThisServer(named, m_medium.context.port)) return asked;
     asked.home = policy.Filter(named);
     asked.whose = asked.home.IsEmpty() ? CAsked::Whose::Nobodys : CAsked::Whose::AnotherServers;
+    if (asked.home.IsEmpty()) m_medium.RefuseRelay(address.ip, Refusal::RelayTarget, asked.request.channelID, named);
     return asked;
 }
 
@@ -116,7 +117,10 @@ std::shared_ptr<CServerChannel> CMediumServer::FindOrMakeBoard(uint32_t channelI
     std::shared_ptr<CServerChannel> board = m_medium.channels.Find(channelID);
     if (!board) {
         if (!m_medium.MayHold(channelID, ip)) return nullptr;
-        if (m_medium.channels.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) return nullptr;
+        if (m_medium.channels.Size() >= m_medium.Limits().channels && !m_sinks.EvictOldest()) {
+            m_medium.Refuse(ip, Refusal::Channels);
+            return nullptr;
+        }
         board = m_medium.MakeChannel({channelID});
     }
     return board && (!validated || m_medium.HoldForFirst(*board, ip)) ? board : nullptr;
@@ -136,7 +140,8 @@ std::shared_ptr<CServerChannel> CMediumServer::FindOwn(const CSinkRequest& reque
 }
 
 bool CMediumServer::HasRoomForRelay(const CAsked& asked) {
-    return m_relays.Has(asked.request.channelID, asked.home) || m_medium.channels.Size() < m_medium.Limits().channels;
+    return m_relays.Has(asked.request.channelID, asked.home) || m_medium.channels.Size() < m_medium.Limits().channels ||
+           m_medium.Refuse(asked.request.address.ip, Refusal::Channels);
 }
 
 void CMediumServer::OnLongConnect(const CServerDatagram& datagram) {
@@ -183,6 +188,13 @@ bool CMediumServer::OnTcpReceiver(ITcpSession* session, const char* data, int le
         return HasRoomForRelay(asked) && m_relays.AskTcp(session, asked.request, asked.home);
     const auto channel = asked.whose == CAsked::Whose::Own ? FindOwn(asked.request, true) : nullptr;
     return channel && m_sinks.Accept(*channel, session, asked.request) != 0;
+}
+
+void CMediumServer::OnOptions() {
+    CAutoLock gate(&m_medium.context.gate);
+    m_sinks.FollowLimits();
+    m_sources.EndForeign();
+    m_medium.adapter.EndSinksIf([this](uint32_t ip) { return !m_medium.context.live.Now().Allows(ip); });
 }
 
 void CMediumServer::OnSecond(uint32_t now) {

@@ -22,6 +22,8 @@ public:
     void OnKeyFrameWanted(ChannelKey key) { m_medium.keyFrames.Want(key); }
     void OnSinkGone(const CSinkInfo& sink) { m_sinks.OnSinkGone(sink); }
 
+    /// The options have changed: follows the limits, and ends whose address is not allowed any more.
+    void OnOptions();
     void OnSecond(uint32_t now);
     bool OnTurn();
 
@@ -32,6 +34,10 @@ public:
     void End();
 
     CMediumStatus Status();
+    /// Whether there is no room for a channel, or none for a subscriber.
+    bool IsFull(const CServerLimits& limits) {
+        return m_medium.channels.Size() >= limits.channels || m_medium.adapter.SinkCount() >= limits.sinks;
+    }
     std::vector<std::shared_ptr<CServerChannel>> Channels() { return m_medium.channels.All(); }
 
 private:

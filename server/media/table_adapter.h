@@ -6,8 +6,12 @@
 #include "link/tables/mcu_sink.h"
 #include "link/tables/mcu_tables.h"
 #include "link/udp/frame_link.h"
+#include "server/live_options.h"
 #include "server/media/medium_adapter.h"
-#include "server/server_options.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
 
 /// The part of a medium's adapter that is the same for every medium: it needs only the medium's tables and the names of
 /// the server's own classes.
@@ -15,12 +19,12 @@
 template <class TTables, class TServerChannel, class TLeg>
 class CTableAdapter : public IMediumAdapter {
 public:
-    CTableAdapter(TTables& tables, const CServerLimits& limits) : m_tables(tables), m_limits(limits) {
-        m_tables.SetMaxSinks(limits.sinks);
+    CTableAdapter(TTables& tables, const CLiveOptions& options) : m_tables(tables), m_options(options) {
+        FollowLimits();
     }
 
     std::shared_ptr<CServerChannel> MakeChannel(const CServerChannelName& name) override {
-        return std::make_shared<TServerChannel>(name, m_limits);
+        return std::make_shared<TServerChannel>(name, m_options);
     }
     std::unique_ptr<CRelayLeg> MakeLeg(CServerChannel& channel, const CMcuAddress& far, bool tcp,
                                        std::atomic<bool>& news) override {
@@ -52,6 +56,15 @@ public:
             }
         });
     }
+    void FollowLimits() override { m_tables.SetMaxSinks(m_options.Limits().sinks); }
+    void EndSinksIf(const std::function<bool(uint32_t ip)>& unwanted) override {
+        std::vector<uint32_t> ids;
+        for (CMcuSink& sink : m_tables.sinks.Each()) {
+            const CSinkInfo info = sink.Info();
+            if (unwanted(info.ip)) ids.push_back(info.sinkID);
+        }
+        for (const uint32_t id : ids) EndSink(id);
+    }
     size_t SinkCount() override { return m_tables.sinks.Size(); }
     void CloseTcpSinks() override {
         for (CMcuSink& sink : m_tables.sinks.Each()) sink.CloseWhenSent();
@@ -64,15 +77,15 @@ public:
 
 private:
     TTables& m_tables;
-    const CServerLimits& m_limits;
+    const CLiveOptions& m_options;
 };
 
 /// The adapter to the library's classes of files and desktops.
 template <class TServerChannel, class TLeg>
 class CShareAdapter : public CTableAdapter<CShareMcu::CTables, TServerChannel, TLeg> {
 public:
-    CShareAdapter(CShareMcu& mcu, const CServerLimits& limits)
-        : CShareAdapter::CTableAdapter(mcu.Tables(), limits), m_mcu(mcu) {}
+    CShareAdapter(CShareMcu& mcu, const CLiveOptions& options)
+        : CShareAdapter::CTableAdapter(mcu.Tables(), options), m_mcu(mcu) {}
 
     bool ConnectSink(ChannelKey key, const CSinkRequest& request) override {
         return m_mcu.ConnectSink(request.receiverID, key, request.address.ip, request.address.port);
@@ -89,8 +102,8 @@ private:
 template <class TMcu, class TServerChannel, class TLeg, class TSinkTCP>
 class CStreamAdapter : public CTableAdapter<typename TMcu::CTables, TServerChannel, TLeg> {
 public:
-    CStreamAdapter(TMcu& mcu, const CServerLimits& limits)
-        : CStreamAdapter::CTableAdapter(mcu.Tables(), limits), m_mcu(mcu) {}
+    CStreamAdapter(TMcu& mcu, const CLiveOptions& options)
+        : CStreamAdapter::CTableAdapter(mcu.Tables(), options), m_mcu(mcu) {}
 
     bool ConnectSink(ChannelKey key, const CSinkRequest& request) override {
         return m_mcu.ConnectSink(request.receiverID, key, request.userID, request.address.ip, request.address.port);

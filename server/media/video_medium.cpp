@@ -31,7 +31,7 @@ class CVideoLeg;
 /// A video channel at the server.
 class CVideoServerChannel : public CStreamServerChannel<CVideoChannel, CVideoChannelState> {
 public:
-    CVideoServerChannel(const CServerChannelName& name, const CServerLimits& limits);
+    CVideoServerChannel(const CServerChannelName& name, const CLiveOptions& options);
 
     void Open() override;
     void WantKeyFrame(bool anew) override;
@@ -83,8 +83,8 @@ constexpr uint32_t kLegRepeatMs = 500;
 // A publisher whose START was lost sends nothing when it is asked, and START comes again every 2 s.
 constexpr uint32_t kSourceRepeatMs = 2000;
 
-CVideoServerChannel::CVideoServerChannel(const CServerChannelName& name, const CServerLimits& limits)
-    : CStreamServerChannel("video", name, limits) {}
+CVideoServerChannel::CVideoServerChannel(const CServerChannelName& name, const CLiveOptions& options)
+    : CStreamServerChannel("video", name, options) {}
 
 void CVideoServerChannel::Open() {
     if (CLocalMCUVideo* mcu = GetLocalMCUVideo()) mcu->AddVideoChannel(m_pChannel.get());
@@ -137,6 +137,6 @@ void CVideoLeg::RequestKeyFrame() {
 
 std::unique_ptr<CMediumServer> MakeVideoServer(CServerContext& context) {
     using CAdapter = CStreamAdapter<CLocalMCUVideo, CVideoServerChannel, CVideoLeg, CVideoSinkTCP>;
-    return std::make_unique<CMediumServer>(
-        media::kVideo, std::make_unique<CAdapter>(*GetLocalMCUVideo(), context.options.limits), context);
+    return std::make_unique<CMediumServer>(media::kVideo, std::make_unique<CAdapter>(*GetLocalMCUVideo(), context.live),
+                                           context);
 }

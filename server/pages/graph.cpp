@@ -4,8 +4,32 @@
 
 namespace {
 
-constexpr size_t kWidth = 300;  // in the graph's own units
-constexpr size_t kHeight = 40;
+constexpr size_t kWidth = 720;  // in the graph's own units
+constexpr size_t kHeight = 100;
+
+std::string Polyline(const CGraphLine& line, size_t room, uint64_t top) {
+    const size_t count = line.values.size();
+    if (count == 0 || room < 2 || count > room) return "";
+    std::string points;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t x = (room - count + i) * kWidth / (room - 1);
+        const double part = static_cast<double>(line.values[i]) / static_cast<double>(top);
+        points += std::to_string(x) + "," + std::to_string(kHeight - static_cast<size_t>(part * kHeight)) + " ";
+    }
+    return "<polyline class=\"" + EscapeHtml(line.color) + "\" points=\"" + points + "\"/>";
+}
+
+std::string Caption(const CGraph& graph) {
+    std::string html = "<figcaption><b>" + EscapeHtml(graph.title) + "</b>";
+    for (const CGraphLine& line : graph.lines) {
+        const std::string name = *line.name == 0 ? "" : std::string(line.name) + " ";
+        const std::string last = line.values.empty() ? "–" : graph.text(line.values.back());
+        html += " <span class=\"key " + EscapeHtml(line.color) + "\">" + EscapeHtml(name + last) + "</span>";
+    }
+    return html + "</figcaption>";
+}
+
+std::string Span(const std::string& text) { return "<span>" + EscapeHtml(text) + "</span>"; }
 
 }  // namespace
 
@@ -35,18 +59,24 @@ std::string EscapeHtml(const std::string& text) {
     return escaped;
 }
 
-std::string GraphSvg(const std::vector<uint32_t>& values, size_t room, uint32_t least, const char* cssClass,
-                     const std::string& title) {
-    std::string svg = "<svg class=\"graph " + EscapeHtml(cssClass) + "\" viewBox=\"0 0 " + std::to_string(kWidth) +
-                      " " + std::to_string(kHeight) + "\" preserveAspectRatio=\"none\" role=\"img\"><title>" +
-                      EscapeHtml(title) + "</title>";
-    if (values.empty() || room < 2 || values.size() > room) return svg + "</svg>";
-    const uint64_t top = std::max({*std::max_element(values.begin(), values.end()), least, 1U});
-    std::string points;
-    for (size_t i = 0; i < values.size(); ++i) {
-        const size_t x = (room - values.size() + i) * kWidth / (room - 1);
-        const size_t y = kHeight - static_cast<size_t>(values[i] * (kHeight - 1) / top);
-        points += std::to_string(x) + "," + std::to_string(y) + " ";
-    }
-    return svg + "<polyline points=\"" + points + "\"/></svg>";
+uint64_t AxisEnd(uint64_t value) {
+    for (uint64_t power = 1; power < UINT64_MAX / 100; power *= 10)
+        for (const uint64_t times : {1U, 2U, 5U})
+            if (times * power >= value) return times * power;
+    return value;
+}
+
+std::string GraphHtml(const CGraph& graph) {
+    uint64_t highest = std::max<uint64_t>(graph.least, 1);
+    for (const CGraphLine& line : graph.lines)
+        for (const uint64_t value : line.values) highest = std::max(highest, value);
+    const uint64_t top = AxisEnd(highest);
+    const std::string end = std::to_string(kWidth), middle = std::to_string(kHeight / 2);
+    std::string html = "<figure class=\"graph\">" + Caption(graph) + "<div class=\"plot\"><div class=\"y\">" +
+                       Span(graph.text(top)) + Span(graph.text(0)) + "</div><svg viewBox=\"0 0 " + end + " " +
+                       std::to_string(kHeight) + "\" preserveAspectRatio=\"none\" role=\"img\" aria-label=\"" +
+                       EscapeHtml(graph.title) + "\"><path class=\"grid\" d=\"M0 " + middle + "H" + end + "\"/>";
+    for (const CGraphLine& line : graph.lines) html += Polyline(line, graph.room, top);
+    return html + "</svg><div class=\"x\">" + Span(std::string(graph.span) + " ago") + Span("now") +
+           "</div></div></figure>";
 }

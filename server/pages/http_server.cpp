@@ -21,9 +21,10 @@ constexpr size_t kWaitingConnections = 16;
 constexpr size_t kMaxBody = 1024;  // nothing here takes a body
 
 void SetHeaders(Response& response) {
-    response.set_header("Content-Security-Policy",
-                        "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri 'none'; "
-                        "form-action 'none'; frame-ancestors 'none'");
+    response.set_header(
+        "Content-Security-Policy",
+        "default-src 'none'; img-src data:; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri 'none'; "
+        "form-action 'none'; frame-ancestors 'none'");
     response.set_header("X-Content-Type-Options", "nosniff");
     response.set_header("Referrer-Policy", "no-referrer");
     response.set_header("Cache-Control", "no-store");
@@ -39,6 +40,12 @@ CHttpServer::CHttpServer(IStatusSource& source, uint32_t ip, uint16_t port, std:
       m_pServer(std::make_unique<CPageServer>()) {}
 
 CHttpServer::~CHttpServer() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bEnding = true;
+        m_ends.notify_all();
+    }
+    if (m_watch.joinable()) m_watch.join();
     m_pServer->CutAll();
     m_pServer->stop();
     if (m_thread.joinable()) m_thread.join();
@@ -57,6 +64,7 @@ bool CHttpServer::Start() {
         return false;
     }
     m_thread = std::thread([this] { m_pServer->listen_after_bind(); });
+    m_watch = std::thread([this] { WatchHour(); });
     while (!m_pServer->is_running()) std::this_thread::yield();  // stop() before that would be lost
     return true;
 }
@@ -78,12 +86,45 @@ bool CHttpServer::IsOwnHost(const std::string& host) const {
 }
 
 std::string CHttpServer::MetricsText() {
-    const std::vector<CMediumStatus> media = m_source.Media();
-    const CSignallingStatus signalling = m_source.Signalling();
+    const CServerNumbers numbers = CServerNumbers::Of(m_source);
     const CProcessStatus process = ReadProcessStatus();
     CAutoLock lock(&m_csMetrics);
-    return m_metrics.Text(media, signalling, process, m_source.Budgets(), m_source.DroppedRequests(),
-                          m_source.DatagramsOverRate());
+    return m_metrics.Text(numbers, process);
+}
+
+void CHttpServer::WatchHour() {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    for (auto due = start;; due += std::chrono::milliseconds(CHour::kBucketMs)) {
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            if (m_ends.wait_until(lock, due, [this] { return m_bEnding; })) return;
+        }
+        const CServerNumbers numbers = CServerNumbers::Of(m_source);
+        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_hour.Add(static_cast<uint64_t>(passed.count()), numbers, ReadProcessLoad(), ReadThreadSeconds());
+    }
+}
+
+CPageLoad CHttpServer::Load() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return {std::thread::hardware_concurrency(), m_hour.Samples()};
+}
+
+void CHttpServer::AddHealth() {
+    const auto answer = [](Response& response, bool well, const std::string& reason) {
+        response.status = well ? 200 : 503;
+        response.set_content(well ? "ok\n" : reason + "\n", "text/plain");
+    };
+    m_pServer->Get("/health", [=, this](const Request&, Response& response) {
+        const CHealth health = m_source.Health();
+        answer(response, health.alive, health.reason);
+    });
+    m_pServer->Get("/ready", [=, this](const Request&, Response& response) {
+        const CHealth health = m_source.Health();
+        answer(response, health.ready, health.reason);
+    });
 }
 
 void CHttpServer::AddPages() {
@@ -99,10 +140,10 @@ void CHttpServer::AddPages() {
     const auto page = [this](const char* path, const char* type, auto make) {
         m_pServer->Get(path, [=](const Request&, Response& response) { response.set_content(make(), type); });
     };
-    page("/", "text/html; charset=utf-8", [this] { return StreamsPage(m_source.Status()); });
+    page("/", "text/html; charset=utf-8", [this] { return StreamsPage(m_source.Status(), Load()); });
     page("/page.css", "text/css", [] { return std::string(kPageStyle); });
     page("/page.js", "text/javascript", [] { return std::string(kPageScript); });
     page("/api/streams", "application/json", [this] { return StreamsJson(m_source.Status()); });
     page("/metrics", "text/plain; version=0.0.4", [this] { return MetricsText(); });
-    page("/health", "text/plain", [] { return std::string("ok\n"); });
+    AddHealth();
 }

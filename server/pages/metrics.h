@@ -12,15 +12,26 @@
 #include <string>
 #include <vector>
 
+/// Everything that is scraped of the server.
+struct CServerNumbers {
+    static CServerNumbers Of(IStatusSource& source);
+
+    std::vector<CMediumStatus> media;
+    CSignallingStatus signalling;
+    std::vector<CBudgetStatus> budgets;
+    std::vector<CRefusalStatus> refusals;
+    CHealth health;
+    uint64_t droppedRequests = 0;
+    uint64_t overRate = 0;
+};
+
 /// Labels are fixed names of this program; nothing that a client chooses becomes one. One thread at a time.
 class CMetrics {
 public:
     CMetrics();
 
     /// Prometheus text.
-    std::string Text(const std::vector<CMediumStatus>& media, const CSignallingStatus& signalling,
-                     const CProcessStatus& process, const std::vector<CBudgetStatus>& budgets = {},
-                     uint64_t droppedRequests = 0, uint64_t overRate = 0);
+    std::string Text(const CServerNumbers& numbers, const CProcessStatus& process);
 
 private:
     using Labels = std::map<std::string, std::string>;
@@ -32,6 +43,7 @@ private:
     static void Set(Gauges& family, const Labels& labels, double value);
     /// Never lowers it: totals are summed while links come and go.
     static void Raise(Counters& family, const Labels& labels, double value);
+    void SetWhole(const CServerNumbers& numbers);
     void SetMedium(const CMediumStatus& medium);
 
     prometheus::Registry m_registry;
@@ -44,6 +56,7 @@ private:
     Gauges& m_queuedBytes;
     Counters& m_frames;
     Counters& m_bytes;
+    Counters& m_packets;
     Counters& m_retransmissions;
     Counters& m_drops;
     Counters& m_datagrams;
@@ -55,8 +68,12 @@ private:
     Gauges& m_memoryUsed;
     Gauges& m_memoryLimit;
     Counters& m_gaveWay;
+    Counters& m_refusals;
+    Gauges& m_ready;
     Counters& m_cpu;
     Gauges& m_memory;
     Gauges& m_files;
     Gauges& m_sockets;
+    Gauges& m_mostFiles;
+    Gauges& m_started;
 };

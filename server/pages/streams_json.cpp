@@ -81,6 +81,8 @@ std::string StreamsJson(const CServerStatus& status) {
     for (const CBudgetStatus& budget : status.budgets)
         json["memory"][budget.budget] = {
             {"bytes", budget.bytes}, {"limit", budget.limit}, {"gave_way", budget.gaveWay}};
+    json["ready"] = status.health.ready;
+    for (const CRefusalStatus& refusal : status.refusals) json["refused"][refusal.reason] = refusal.count;
     json["streams"] = Json::array();
     for (const CChannelStatus& channel : status.channels) json["streams"].push_back(Channel(channel));
     return json.dump() + "\n";

@@ -41,7 +41,7 @@ void CRelayPolicy::SetOwn(std::vector<uint32_t> own, std::vector<uint32_t> broad
 
 // A server bound to one address shares its host with others: only that address is itself.
 bool CRelayPolicy::IsOwn(uint32_t ip) {
-    if (m_options.listenIP != 0) return ip == m_options.listenIP;
+    if (const uint32_t own = m_options.Now().listenIP) return ip == own;
     if (kLoopback.Contains(ip)) return true;
     CAutoLock lock(&m_cs);
     return std::find(m_own.begin(), m_own.end(), ip) != m_own.end();
@@ -55,8 +55,9 @@ bool CRelayPolicy::IsBroadcast(uint32_t ip) {
 bool CRelayPolicy::Allows(uint32_t ip) {
     if (kThisNetwork.Contains(ip) || kMulticastAndReserved.Contains(ip)) return false;
     if (IsOwn(ip) || IsBroadcast(ip)) return false;
-    if (!m_options.relayTo.empty()) return Contains(m_options.relayTo, ip);
-    return !kLoopback.Contains(ip) || kLoopback.Contains(m_options.listenIP);
+    const CServerOptions& now = m_options.Now();
+    if (!now.relayTo.empty()) return Contains(now.relayTo, ip);
+    return !kLoopback.Contains(ip) || kLoopback.Contains(now.listenIP);
 }
 
 CMcuAddress CRelayPolicy::Filter(const CMcuAddress& asked) {

@@ -4,7 +4,7 @@
 #include "link/lock_order.h"
 #include "link/mcu_address.h"
 #include "platform/lumobase/crit_sec.h"
-#include "server/server_options.h"
+#include "server/live_options.h"
 
 #include <cstdint>
 #include <vector>
@@ -13,7 +13,7 @@
 /// or, without a list, everything but loopback (unless the server itself listens on loopback).
 class CRelayPolicy {
 public:
-    explicit CRelayPolicy(const CServerOptions& options) : m_options(options) {}
+    explicit CRelayPolicy(const CLiveOptions& options) : m_options(options) {}
 
     /// Looks up this host's own addresses; before use and now and then.
     void Refresh();
@@ -31,7 +31,7 @@ private:
     bool IsOwn(uint32_t ip);
     bool IsBroadcast(uint32_t ip);
 
-    const CServerOptions& m_options;
+    const CLiveOptions& m_options;
     CCritSec m_cs{lock_order::kLeaf};
     std::vector<uint32_t> m_own LUMO_GUARDED_BY(m_cs);        // addresses of the interfaces
     std::vector<uint32_t> m_broadcast LUMO_GUARDED_BY(m_cs);  // and of everybody on their networks

@@ -57,7 +57,10 @@ bool CRelays::MayStart(uint32_t asker, bool tcp) const {
 }
 
 CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_t asker, bool tcp) {
-    if (!MayStart(asker, tcp)) return nullptr;
+    if (!MayStart(asker, tcp)) {
+        m_medium.RefuseRelay(asker, Refusal::RelaysPending, key.first, home);
+        return nullptr;
+    }
     CRelay& relay = m_relays[key];
     CUndo undo([&] {
         if (relay.leg) relay.leg->Close();
@@ -67,7 +70,9 @@ CRelays::CRelay* CRelays::Start(const Key& key, const CMcuAddress& home, uint32_
     relay.channel = m_medium.MakeChannel({key.first, relay.legID.Get(), {home.ips[0], home.port}});
     if (!relay.channel) return nullptr;
     // A UDP subscriber is unvalidated yet: the channel is charged to its address once it is validated.
-    if (tcp ? !m_medium.Hold(*relay.channel, asker) : m_medium.context.channelQuotas.IsFull(asker)) return nullptr;
+    const bool may = tcp ? m_medium.Hold(*relay.channel, asker)
+                         : !m_medium.context.channelQuotas.IsFull(asker) || m_medium.Refuse(asker);
+    if (!may) return nullptr;
     relay.leg = m_medium.adapter.MakeLeg(*relay.channel, home, tcp, m_bNews);
     relay.asker = asker;
     relay.pendingSince = CActivity::Now();

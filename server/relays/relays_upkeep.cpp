@@ -34,11 +34,14 @@ void CRelays::OnTurn() {
 }
 
 bool CRelays::Upkeep(const Key& key, CRelay& relay, uint32_t now) {
+    if (m_medium.context.policy.Filter(key.second).IsEmpty())  // not any more
+        return m_medium.RefuseRelay(relay.asker, Refusal::RelayTarget, key.first, key.second);
     Poll(relay, key.second, now);
     if (Serves(relay)) ServeWaiting(relay, key.second);
     CloseLateTcp(relay, now);
-    if (relay.tcp && !relay.answered && relay.leg->Poll()) return false;
-    if (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > TriedForMs()) return false;
+    const bool closed = relay.tcp && !relay.answered && relay.leg->Poll();
+    if (closed || (!relay.leg->IsUp() && ElapsedMs(now, relay.pendingSince) > TriedForMs()))
+        return m_medium.RefuseRelay(relay.asker, Refusal::RelaySilent, key.first, key.second);
     return !IsAlone(relay, now);
 }
 

@@ -21,7 +21,7 @@ uint16_t CReflector::Port() const {
 void CReflector::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) {
     if (length < 1 || static_cast<uint8_t>(data[0]) != static_cast<uint8_t>(wire::Kind::Stun)) return;
     const auto asker = static_cast<uint32_t>(ip);
-    if (!IsReflectorRequest(length - 1) || (!m_allow.empty() && !Contains(m_allow, asker))) return;
+    if (!IsReflectorRequest(length - 1) || !m_mayAsk(asker)) return;
     const wire::CWireWriter answer = ReflectorAnswer(asker, port);
     if (IUdpClient* endpoint = m_pEndpoint) endpoint->SendData(answer.Data(), answer.Length(), ip, port);
 }

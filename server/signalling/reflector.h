@@ -2,11 +2,12 @@
 #pragma once
 
 #include "core/wire/wire_io.h"
-#include "link/bounds/cidr.h"
 #include "platform/lumonet/lumonet.h"
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 /// Whether this body (the bytes after the kind) is a question. A longer one could be an answer: two reflectors that
 /// answered it would never stop.
@@ -17,8 +18,8 @@ wire::CWireWriter ReflectorAnswer(uint32_t ip, uint16_t port);
 /// to one address for all destinations.
 class CReflector final : public IUdpClientNotify {
 public:
-    /// Those in `allow` may ask; everybody when it is empty. The list outlives this.
-    explicit CReflector(const CCidrList& allow) : m_allow(allow) {}
+    /// `mayAsk` is asked on the endpoint's thread.
+    explicit CReflector(std::function<bool(uint32_t ip)> mayAsk) : m_mayAsk(std::move(mayAsk)) {}
     ~CReflector();
     CReflector(const CReflector&) = delete;
     CReflector& operator=(const CReflector&) = delete;
@@ -30,6 +31,6 @@ public:
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override;
 
 private:
-    const CCidrList& m_allow;
+    const std::function<bool(uint32_t ip)> m_mayAsk;
     std::atomic<IUdpClient*> m_pEndpoint{nullptr};  // the receive thread may run before it is stored
 };

@@ -6,11 +6,16 @@
 
 #include <utility>
 
-bool CSignalling::MayCome(uint32_t userID) {
+bool CSignalling::Refuse(uint32_t ip, Refusal why) {
+    m_log.Refused(ip, why);
+    return false;
+}
+
+bool CSignalling::MayCome(uint32_t userID, uint32_t ip) {
     CAutoLock lock(&m_cs);
     const auto found = m_clients.find(userID);
     if (found != m_clients.end()) return !found->second->IsOpen();
-    return m_clients.size() < m_nMaxClients;
+    return m_clients.size() < m_options.Limits().signallingClients || Refuse(ip, Refusal::Signalling);
 }
 
 bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
@@ -18,11 +23,9 @@ bool CSignalling::OnTcp(ITcpSession* session, const char* data, int length) {
     const uint32_t userID = wire::CWireReader(data, length).U32();
     const auto ip = static_cast<uint32_t>(session->GetRemoteIP());
     CQuotaHold user, connection;
-    if (userID == 0 || !MayCome(userID) || !connection.Take(m_connections, ip)) return false;
-    if (!user.Take(m_quotas, ip)) {
-        m_log.Refused(ip, "it has its quota of the signalling service");
-        return false;
-    }
+    if (userID == 0 || !MayCome(userID, ip)) return false;
+    if (!connection.Take(m_connections, ip)) return Refuse(ip, Refusal::ConnectionsOfAddress);
+    if (!user.Take(m_quotas, ip)) return Refuse(ip, Refusal::SignallingOfAddress);
     session->SetMaxReceivedFrame(signalling::kMaxFrame);
     if (!AcceptTcpSession(session)) return false;
     auto client = std::make_unique<CSignallingClient>(*this, session, userID, std::move(user), std::move(connection));
@@ -75,11 +78,19 @@ void CSignalling::Release(CSignallingClient& client) {
 void CSignalling::LogClient(CSignallingClient& client, const char* what) noexcept {
     try {
         m_log.Line(LogKind::Signalling, [&] {
-            return "signalling user " + std::to_string(client.UserID()) + " " +
-                   EndpointText(client.Address().ip, client.Address().port) + " " + what;
+            const std::string address = EndpointText(client.Address().ip, client.Address().port);
+            CLogLine line("signalling user " + std::to_string(client.UserID()) + " " + address + " " + what);
+            line.fields = {{"event", what}, {"address", address}, {"user", client.UserID()}};
+            return line;
         });
     } catch (...) {  // no memory for a line
     }
+}
+
+void CSignalling::CloseForeign() {
+    CAutoLock lock(&m_cs);
+    for (const auto& entry : m_clients)
+        if (!m_options.Now().Allows(entry.second->Address().ip)) entry.second->CloseWhenSent();
 }
 
 void CSignalling::CloseAll() {

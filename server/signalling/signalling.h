@@ -4,8 +4,8 @@
 #include "link/bounds/address_quotas.h"
 #include "link/lock_order.h"
 #include "platform/lumobase/crit_sec.h"
+#include "server/live_options.h"
 #include "server/server_log.h"
-#include "server/server_options.h"
 #include "server/signalling/signalling_client.h"
 #include "server/status.h"
 
@@ -18,9 +18,9 @@
 /// forwarded unread, or dropped if that user is not connected.
 class CSignalling {
 public:
-    CSignalling(const CServerOptions& options, CAddressQuotas& connections, CServerLog& log)
-        : m_nMaxClients(options.limits.signallingClients),
-          m_quotas(options.limits.signallingPerAddress, options.Trusted()),
+    CSignalling(const CLiveOptions& options, CAddressQuotas& connections, CServerLog& log)
+        : m_options(options),
+          m_quotas(options.Limits().signallingPerAddress, options.Now().Trusted()),
           m_connections(connections),
           m_log(log) {}
     ~CSignalling() { End(); }
@@ -34,6 +34,8 @@ public:
     /// Forgets clients that have gone. Worker.
     void OnSecond();
 
+    /// Closes the connections of addresses that are not allowed any more.
+    void CloseForeign();
     /// Lets what is queued leave, and closes.
     void CloseAll();
     /// Those whose connection is open.
@@ -46,11 +48,13 @@ public:
 private:
     using Clients = std::map<uint32_t, std::unique_ptr<CSignallingClient>>;
 
-    bool MayCome(uint32_t userID);
+    bool MayCome(uint32_t userID, uint32_t ip);
+    /// Counts and logs it; always false.
+    bool Refuse(uint32_t ip, Refusal why);
     void Release(CSignallingClient& client);
     void LogClient(CSignallingClient& client, const char* what) noexcept;
 
-    const size_t m_nMaxClients;
+    const CLiveOptions& m_options;
     CAddressQuotas m_quotas;
     CAddressQuotas& m_connections;  // of all media
     CServerLog& m_log;

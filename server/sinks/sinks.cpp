@@ -13,6 +13,11 @@ CSinks::CSinks(CMedium& medium)
       m_unvalidated(server::kMaxUnvalidated, medium.Limits().unvalidatedUdpPerAddress, medium.context.trusted),
       m_ofAddresses(CServerLimits::Quota(medium.Limits().sinks), medium.context.trusted) {}
 
+void CSinks::FollowLimits() {
+    m_ofAddresses.SetLimit(CServerLimits::Quota(m_medium.Limits().sinks), m_medium.context.trusted);
+    m_medium.adapter.FollowLimits();
+}
+
 bool CSinks::AdmitConnect(const CServerDatagram& datagram) {
     CWireReader fields = Fields(datagram);
     const uint32_t receiverID = fields.U32();
@@ -78,11 +83,12 @@ bool CSinks::HoldForFirst(ChannelKey key, uint32_t sinkID, uint32_t ip) {
 
 // Validated subscribers take precedence over unvalidated ones, of which the oldest gives way.
 bool CSinks::MakeRoom(CServerChannel& channel, uint32_t ip) {
-    if (!MakeRoomInQuota(channel, ip)) return m_medium.Refuse(ip, "it has its quota of subscribers");
+    if (!MakeRoomInQuota(channel, ip)) return m_medium.Refuse(ip, Refusal::SubscribersOfAddress);
     if (channel.SinkCount() >= m_medium.Limits().sinksPerChannel &&
         !Evict(m_unvalidated.OldestOf(channel.Key()), &channel))
-        return false;
-    return m_medium.adapter.SinkCount() < m_medium.Limits().sinks || Evict(m_unvalidated.Oldest(), &channel);
+        return m_medium.Refuse(ip, Refusal::Subscribers);
+    return m_medium.adapter.SinkCount() < m_medium.Limits().sinks || Evict(m_unvalidated.Oldest(), &channel) ||
+           m_medium.Refuse(ip, Refusal::Subscribers);
 }
 
 bool CSinks::MakeRoomInQuota(CServerChannel& channel, uint32_t ip) {

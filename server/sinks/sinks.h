@@ -10,6 +10,8 @@ class CSinks {
 public:
     explicit CSinks(CMedium& medium);
 
+    /// The limits have changed.
+    void FollowLimits();
     /// A short-form connect: to this server's own channel only, and within the limits.
     bool AdmitConnect(const CServerDatagram& datagram);
     /// A datagram that names a sink: from its own address only. The first one validates it.

@@ -32,7 +32,10 @@ void CSources::OnConnect(const CServerDatagram& datagram) {
     const Place place = channel ? PlaceIn(*channel) : Place::Free;
     if (m_contests.OnConnect(channelID, senderKey, address, place != Place::Free)) return;
     if (place == Place::Taken || !m_medium.MayHold(channelID, address.ip)) return;
-    if (!channel && m_medium.channels.Size() >= m_medium.Limits().channels) return;
+    if (!channel && m_medium.channels.Size() >= m_medium.Limits().channels) {
+        m_medium.Refuse(address.ip, Refusal::Channels);
+        return;
+    }
     m_claims.OnConnect(channelID, senderKey, address, datagram.length + 1, Wanted(channelID));
 }
 
@@ -199,6 +202,15 @@ void CSources::End(CServerChannel& channel) {
         m_medium.ended.links.Add(last.link);
     }
     m_medium.LogEndpoint(LogKind::Source, last.address, last.tcp, "left", channel.ChannelID());
+}
+
+void CSources::EndForeign() {
+    for (const std::shared_ptr<CServerChannel>& channel : m_medium.channels.All()) {
+        bool foreign = false;
+        channel->WithSource(
+            [&](CSource& source) { foreign = !m_medium.context.live.Now().Allows(source.Status().address.ip); });
+        if (foreign) End(*channel);
+    }
 }
 
 void CSources::OnSecond(uint32_t now) {

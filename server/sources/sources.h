@@ -31,6 +31,8 @@ public:
 
     /// Ends the channel's source, if it has one.
     void End(CServerChannel& channel);
+    /// Ends the publishers of addresses that are not allowed any more.
+    void EndForeign();
     /// Ends the contests.
     void EndChallengers() { m_contests.EndAll(); }
     /// Lets TCP sources send what is queued and close, and ends the others.

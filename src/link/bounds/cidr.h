@@ -12,6 +12,7 @@ public:
         : m_ulMask(prefix == 0 ? 0 : ~uint32_t{0} << (32 - prefix)), m_ulNetwork(network & m_ulMask) {}
 
     bool Contains(uint32_t ip) const { return (ip & m_ulMask) == m_ulNetwork; }
+    bool operator==(const CCidr&) const = default;
 
     /// "10.0.0.0/8", or one address. False, with `list` left as it was, on anything else.
     static bool Parse(const std::string& text, std::vector<CCidr>& list);

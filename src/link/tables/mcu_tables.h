@@ -13,6 +13,7 @@
 #include "link/udp/frame_link.h"
 #include "platform/lumobase/undo.h"
 
+#include <atomic>
 #include <memory>
 
 /// Sinks (of type CMcuSink) are the tables' own; channels, receivers and senders enter and leave by themselves.
@@ -103,7 +104,7 @@ public:
         });
     }
     /// Before anything is served.
-    void SetMaxSinks(size_t count) { m_nMaxSinks = count; }
+    void SetMaxSinks(size_t count) { m_nMaxSinks.store(count, std::memory_order_relaxed); }
 
     /// Lets every reliable link send, the sinks' first; true when one did.
     bool Pump(bool sendersBeforeReceivers = false) {
@@ -181,7 +182,7 @@ private:
     }
 
     CCritSec m_csConnectGate{lock_order::kConnectGate};
-    size_t m_nMaxSinks = limits::kMaxSinks;
+    std::atomic<size_t> m_nMaxSinks{limits::kMaxSinks};
     CUnvalidatedSinks m_unvalidated;
     CQueueQuotas m_quotas;
 };

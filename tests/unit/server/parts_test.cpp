@@ -1,10 +1,13 @@
-// The small parts: ranges, endpoints, times, histories.
+// The small parts: ranges, endpoints, log lines, times, histories.
 #include "server/channels/key_frame_requests.h"
 #include "server/channels/rate_history.h"
 #include "server/relays/pending_requests.h"
+#include "server/server_log.h"
 #include "server/server_options.h"
 
 #include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -42,6 +45,22 @@ TEST(Endpoint, NamesAnAddressAPortOrBoth) {
 }
 
 // The worker's clock reading may be older than one that the UDP thread takes meanwhile.
+TEST(Log, AsJsonEachLineIsAnObjectWithItsFields) {
+    std::vector<nlohmann::json> lines;
+    CServerLog log([&](const std::string& line) { lines.push_back(nlohmann::json::parse(line)); }, true);
+    log.Warn("a \"b\"\n");
+    log.Refused(0x0a000001, Refusal::RelayTarget, [] { return "channel 7"; });
+    log.Line(LogKind::Sink, [] {
+        CLogLine line("it came");
+        line.fields = {{"channel", uint64_t{7}}};
+        return line;
+    });
+    EXPECT_EQ(lines[0], (nlohmann::json{{"level", "warning"}, {"message", "a \"b\"\n"}}));
+    EXPECT_EQ(lines[1]["reason"], "relay_target");
+    EXPECT_EQ(lines[1]["address"], "10.0.0.1");
+    EXPECT_EQ(lines[2], (nlohmann::json{{"level", "info"}, {"message", "it came"}, {"kind", "sink"}, {"channel", 7}}));
+}
+
 TEST(Times, WhatHappensAfterTheWorkerReadTheClockIsNotLongAgo) {
     CPendingRequests pending(4, {});
     pending.Add({.receiverID = 9, .channelID = 7, .userID = 0, .address = {}}, {}, 1000);

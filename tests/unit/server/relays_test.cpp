@@ -159,6 +159,48 @@ TEST_F(Relays, WhoAsksOverTcpAnswersForTheChannel) {
     EXPECT_TRUE(AskTcp(3001));
 }
 
+TEST_F(Relays, ARefusalIsCountedAndWrittenOnceAMinute) {
+    Restart([](CServerOptions& options) { CCidr::Parse("127.0.0.9", options.relayTo); });
+    lines.clear();
+    Ask(kBob);
+    Ask(kBob);
+    EXPECT_FALSE(AskTcp());
+    EXPECT_EQ(lines, (Texts{"10.0.0.2 refused: this server may not relay from there (--relay-to): file channel 77 of "
+                            "127.0.0.2:40000",
+                            "127.0.0.1 refused: this server may not relay from there (--relay-to): file channel 77 of "
+                            "224.0.0.1:40000"}));
+    const CRefusalStatus one = server->Refusals()[static_cast<size_t>(Refusal::RelayTarget)];
+    EXPECT_EQ(one.count, 3U);
+    RunFor(61000, 1000);
+    Ask(kBob);
+    EXPECT_EQ(lines.size(), 3U);
+}
+
+TEST_F(Relays, ChangedOptionsHoldFromThenOn) {
+    Publish();
+    Subscribe(8, kCarol);
+    Ask(kBob);
+    Asked();
+    FarSays(row.sink.connectAck);
+    ASSERT_EQ(Legs(), 1U);
+    CServerOptions next;
+    next.limits.sinks = 1;
+    next.allow = {{kFarServer.ip, 32}, {kAlice.ip, 32}, {kBob.ip, 32}};
+    next.relayTo = {{kFarServer.ip, 32}};
+    ASSERT_TRUE(server->Change(next));
+    EXPECT_EQ(Status().sinksUdp, 1U) << "Carol's has gone";
+    EXPECT_EQ(Connect(LongRequest(7, kChannel, {}), kCarol), 0U);
+    EXPECT_EQ(server->Refusals()[static_cast<size_t>(Refusal::NotAllowed)].count, 1U);
+    EXPECT_FALSE(server->Health().ready) << "it is full";
+    EXPECT_EQ(Status().sourcesUdp, 1U);
+    next.allow = {{kBob.ip, 32}};
+    next.relayTo = {{kBob.ip, 32}};
+    ASSERT_TRUE(server->Change(next));
+    RunFor(1100);
+    EXPECT_EQ(Status().sourcesUdp + Legs(), 0U);
+    EXPECT_EQ(server->SinkQueueLimit(), next.limits.sinkQueueBytes);
+}
+
 TEST(RelayPolicy, OnlyToWhereItMay) {
     const struct {
         const char* what;
@@ -181,7 +223,8 @@ TEST(RelayPolicy, OnlyToWhereItMay) {
         CServerOptions options;
         options.listenIP = one.listen;
         EXPECT_EQ(CCidr::Parse(one.relayTo, options.relayTo), *one.relayTo != '\0');
-        CRelayPolicy policy(options);
+        const CLiveOptions live(options);
+        CRelayPolicy policy(live);
         policy.SetOwn({0x7f000001, 0x0a000007}, {0x0a0000ff});  // and everybody of its network
         for (const uint32_t ip : one.allowed) EXPECT_TRUE(policy.Allows(ip)) << one.what << " " << std::hex << ip;
         for (const uint32_t ip : one.refused) EXPECT_FALSE(policy.Allows(ip)) << one.what << " " << std::hex << ip;
