@@ -21,7 +21,7 @@ export async function until(what, check, deadlineMs = DEADLINE_MS) {
   }
 }
 
-class Process {
+export class Process {
   constructor(program, words) {
     this.said = "";
     this.child = spawn(program, words, { stdio: ["ignore", "pipe", "pipe"] });
@@ -46,8 +46,8 @@ class Process {
 }
 
 export class Relay extends Process {
-  static async start(lumo, port = 0) {
-    const relay = new Relay(lumo, ["mcu", "--listen", "127.0.0.1", "--port", String(port), "--http", "off"]);
+  static async start(lumo, port = 0, more = ["--http", "off"]) {
+    const relay = new Relay(lumo, ["mcu", "--listen", "127.0.0.1", "--port", String(port), ...more]);
     relay.port = Number((await relay.saying(/listening on [0-9.]+:([0-9]+)/))[1]);
     return relay;
   }

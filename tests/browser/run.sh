@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs one scenario of whiteboard.mjs; 77 when this machine lacks a browser or its driver, unless LUMO_REQUIRE_ALL is set.
+# Runs one scenario of whiteboard.mjs, or server_page.mjs; 77 when this machine lacks a browser or its driver, unless
+# LUMO_REQUIRE_ALL is set.
 #   run.sh LUMO MODULES OUT SCENARIO
 set -euo pipefail
 lumo=$1 modules=$2 out=$3 scenario=$4
@@ -12,4 +13,6 @@ lacking() {
 command -v node >/dev/null || lacking node
 chromium=$(command -v chromium || command -v chromium-browser) || lacking chromium
 [[ -d $modules/playwright-core && -d $modules/axe-core ]] || lacking "playwright-core or axe-core (scripts/setup_browser.sh)"
-exec node "$(dirname "$0")/whiteboard.mjs" "$lumo" "$chromium" "$modules" "$out" "$scenario"
+script=whiteboard
+[[ $scenario != server-page ]] || script=server_page
+exec node "$(dirname "$0")/$script.mjs" "$lumo" "$chromium" "$modules" "$out" "$scenario"
