@@ -4,8 +4,10 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace lumo {
 
@@ -80,6 +82,15 @@ void AddAddresses(CCommand& command, CServerOptions& options) {
         [&options](const std::string& text) { return ReadCidr(options.relayTo, text); });
 }
 
+void AddLog(CCommand& command, CServerOptions& options) {
+    command.AddText("--log-format", "text|json",
+                    "Lines of the log, on standard error: for people, or JSON objects. Default: text",
+                    [&options](const std::string& text) {
+                        options.jsonLog = text == "json";
+                        return options.jsonLog || text == "text" ? "" : "neither text nor json: " + text;
+                    });
+}
+
 void AddLimits(CCommand& command, CServerLimits& limits) {
     const auto add = [&](const char* name, auto& value, const char* help) {
         // An unsigned number would take a negative one for a huge one.
@@ -114,34 +125,75 @@ void AddLimits(CCommand& command, CServerLimits& limits) {
         "UDP subscribers, and publishers, of one address that have not answered yet; the oldest gives way");
 }
 
-/// The signals that end the server, kept from its threads: one thread waits for them.
-class CEndSignals {
+/// The signals that the server acts on, kept from its threads: one thread waits for them.
+class CServerSignals {
 public:
-    CEndSignals() {
+    CServerSignals() {
         sigemptyset(&m_set);
         sigaddset(&m_set, SIGINT);
         sigaddset(&m_set, SIGTERM);
+        sigaddset(&m_set, SIGHUP);
         pthread_sigmask(SIG_BLOCK, &m_set, nullptr);
     }
-    void Wait() {
+    int Wait() {
         int signal = 0;
         while (sigwait(&m_set, &signal) != 0) {}
+        return signal;
     }
 
 private:
     sigset_t m_set;
 };
 
+void SayWhyNot(CRelayServer& server, const CServerOptions& options, const std::string& error) {
+    CLogLine line(error);
+    line.level = "error";
+    if (options.jsonLog)
+        server.Log().Line(line);
+    else
+        std::fprintf(stderr, "lumo mcu: %s\n", error.c_str());
+}
+
+/// This process's words, without its name.
+std::vector<std::string> OwnWords() {
+    std::ifstream file("/proc/self/cmdline", std::ios::binary);
+    std::vector<std::string> words;
+    for (std::string word; std::getline(file, word, '\0');) words.push_back(word);
+    if (!words.empty()) words.erase(words.begin());
+    return words;
+}
+
+CCommand AddMcu(CCommand root, CServerOptions& options) {
+    CCommand command = root.Sub("mcu", "Run a relay server");
+    AddEndpoints(command, options);
+    AddAddresses(command, options);
+    AddTransportOptions(command);
+    AddLog(command, options);
+    AddLimits(command, options.limits);
+    return command;
+}
+
+/// What may change is changed to what the line and the file of options say now.
+void ReadAgain(CRelayServer& server) {
+    CServerOptions next;
+    CCommandLine line("", "lumo");
+    AddMcu(line.Root(), next);
+    if (line.Run(OwnWords()))
+        server.Change(next);
+    else
+        server.Log().Warn("the options cannot be understood any more, and stay as they are");
+}
+
 int RunServer(CServerOptions& options) {
-    CEndSignals signals;                                      // before any thread is made
+    CServerSignals signals;                                   // before any thread is made
     options.limits.connections = RaiseFileLimit(UINT64_MAX);  // each takes a descriptor
     CRelayServer server(options);
     std::string error;
     if (!server.Start(error)) {
-        std::fprintf(stderr, "lumo mcu: %s\n", error.c_str());
+        SayWhyNot(server, options, error);
         return 1;
     }
-    signals.Wait();
+    while (signals.Wait() == SIGHUP) ReadAgain(server);
     server.Stop();
     return 0;
 }
@@ -150,11 +202,7 @@ int RunServer(CServerOptions& options) {
 
 void AddMcuCommand(CCommand& root, int& exitCode) {
     const auto options = std::make_shared<CServerOptions>();
-    CCommand command = root.Sub("mcu", "Run a relay server");
-    AddEndpoints(command, *options);
-    AddAddresses(command, *options);
-    AddTransportOptions(command);
-    AddLimits(command, options->limits);
+    CCommand command = AddMcu(root, *options);
     command.OnRun([options, &exitCode] { exitCode = RunServer(*options); });
 }
 
