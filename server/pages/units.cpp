@@ -33,7 +33,7 @@ std::string PermilleText(uint64_t permille) {
 
 std::string CountText(uint64_t count) {
     std::string text = std::to_string(count);
-    for (size_t at = text.size(); at > 3;) text.insert(at -= 3, ",");
+    for (size_t at = text.size(); at > 3;) text.insert(at -= 3, 1, ',');
     return text;
 }
 

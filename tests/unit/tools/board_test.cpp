@@ -86,9 +86,13 @@ TEST_F(Board, AChangeKeepsThePlaceInTheStackAndIsOneStep) {
     EXPECT_EQ(
         std::count_if(held.begin(), held.end(), [&](uint32_t id) { return look(id)["points"] == before["points"]; }),
         1);
-    m_now += 60000;
-    GoOffline(0);
-    EXPECT_EQ(Do(R"({"do":"change","objects":[{"id":4,"width":1}]})"), IDs{0}) << "others may have changed it";
+
+    const std::string one = std::to_string(Draw()), other = std::to_string(Draw());
+    const IDs both =
+        Do(R"({"do":"change","objects":[{"id":)" + one + R"(,"width":1},{"id":)" + other + R"(,"width":1}]})");
+    Hear(BoardCommand::Delete, 0, Words({both.at(0)}));
+    Undo();
+    EXPECT_EQ(Held().size(), 4U) << "of two that were changed at once, the one that others have deleted stays away";
 }
 
 TEST_F(Board, APictureIsDrawnLikeAnotherAsLongAsThatCanComeBack) {
