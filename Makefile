@@ -11,6 +11,7 @@ export CCACHE_NOHASHDIR := 1
 
 configure = cmake --preset $(1) --log-level=WARNING
 build = cmake --build --preset $(1) -j $(JOBS)
+installed := lumo lumomedia lumomedia_seal lumo_written
 define sanitized
 $(call configure,$(1))
 $(call build,$(1))
@@ -18,7 +19,7 @@ scripts/no_aslr.sh ctest --preset $(1) -j $(JOBS)
 endef
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test check asan tsan attack fuzz bench install format docs clean
+.PHONY: help demo test check asan tsan attack fuzz bench install deb format docs clean
 
 help: ## Show this list
 	@sed -n 's/^\([a-z ]*\):.*## \(.*\)/  make \1\t\2/p' $(firstword $(MAKEFILE_LIST)) | expand -t 20
@@ -64,12 +65,21 @@ bench: ## Build in release mode and compare with other transports (BENCH_ARGS=".
 	$(call build,bench) --target lumo_bench
 	build/bench/bench/lumo_bench $(BENCH_ARGS)
 
-install: ## Install headers, library, CMake package, pkg-config file and lumo under PREFIX (/usr/local)
+install: ## Install what make demo has built, stripped, under PREFIX (/usr/local): lumo, libraries, headers, manual
 	@scripts/setup.sh base
-	$(call configure,release)
-	$(call build,release)
-	cmake --install build/release --prefix $(PREFIX)
+	$(call configure,default)
+	$(call build,default) --target $(installed)
+	cmake --install build/default --strip --prefix $(PREFIX)
 	@if [ -z "$$DESTDIR" ] && [ "$$(id -u)" = 0 ]; then ldconfig; fi
+
+deb: ## Make Debian packages of what make demo has built, in build/packages
+	@scripts/setup.sh base deb
+	$(call configure,default)
+	$(call build,default) --target $(installed)
+	rm -rf build/packages
+	cpack --config build/default/CPackConfig.cmake -B build/packages
+	rm -rf build/packages/_CPack_Packages
+	lintian --fail-on error build/packages/*.deb
 
 format: ## Format every C++ file
 	@scripts/setup.sh check

@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named groups need and that are missing; costs nothing when none is.
-#   scripts/setup.sh base|test|check|bench|node ...       scripts/setup.sh --list GROUP ... prints their names
+#   scripts/setup.sh base|deb|test|check|bench|node ...       scripts/setup.sh --list GROUP ... prints their names
 set -euo pipefail
 
 base=(g++ cmake ninja-build ccache pkg-config libasio-dev libspdlog-dev libcli11-dev libcpp-httplib-dev
       nlohmann-json3-dev prometheus-cpp-dev libcurl4-openssl-dev libssl-dev libxxhash-dev libpcap-dev libogg-dev
       libopus-dev libpng-dev libqrencode-dev libgtest-dev libgmock-dev)
-test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg chromium zbar-tools tshark)
+deb=(dpkg-dev file lintian)
+test=(tinyproxy microsocks dante-server iproute2 nftables curl python3 ffmpeg chromium zbar-tools tshark man-db zsh fish
+      "${deb[@]}")
 node=(nodejs npm)  # only where the commands are missing: setup_browser.sh
 bench=(libbenchmark-dev libenet-dev libsrt-openssl-dev libusrsctp-dev ngtcp2-client ngtcp2-server openssl)
 check=(clang-14 clang-format-14 clang-tidy-14 clang-tools-14 libclang-rt-14-dev python3)
@@ -19,8 +21,8 @@ fi
 wanted=()
 for group in "$@"; do
     case $group in
-        base|test|bench|check|node) declare -n packages=$group; wanted+=("${packages[@]}") ;;
-        *) echo "setup: there is no group '$group' (base, test, check, bench, node)" >&2; exit 2 ;;
+        base|deb|test|bench|check|node) declare -n packages=$group; wanted+=("${packages[@]}") ;;
+        *) echo "setup: there is no group '$group' (base, deb, test, check, bench, node)" >&2; exit 2 ;;
     esac
 done
 

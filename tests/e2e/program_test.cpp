@@ -22,7 +22,12 @@ const struct {
     const char* says;
 } kLines[] = {
     {"", 2, ""},
-    {"nonsense", 2, ""},
+    {"nonsense", 2, "there is no command 'nonsense'"},
+    {"recieve 5", 2, "did you mean receive?"},
+    {"publish talk.opus", 2, "choose from audio, video, desktop"},
+    {"publish", 2, "the medium is missing: choose from audio, video, desktop"},
+    {"send file --recievers 2", 2, "there is no option --recievers; did you mean --receivers?"},
+    {"help publish vidoe", 2, "did you mean video?"},
     {"send", 2, ""},
     {"send file", 2, "--mcu"},
     {"send file --mcu bad:port", 2, ""},
@@ -90,9 +95,14 @@ TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
         EXPECT_NE(process.Errors(), "") << line;
         EXPECT_NE(process.Errors().find(says), std::string::npos) << line << ": " << process.Errors();
     }
-    Process& help = Lumo("--help");
-    End(help);
-    EXPECT_EQ(help.Errors(), "");
+    for (const auto& [words, shown] : {std::pair("--help", "Usage: lumo COMMAND"),
+                                       {"--version", "sealed frames (OpenSSL"},
+                                       {"help load audio", "Usage: lumo load audio [OPTION]..."}}) {
+        Process& help = Lumo(words);
+        End(help);
+        EXPECT_EQ(help.Errors(), "");
+        EXPECT_NE(help.Output().find(shown), std::string::npos) << help.Output();
+    }
 }
 
 TEST_F(Program, DumpShowsACaptureInWords) {

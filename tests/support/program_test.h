@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <list>
 #include <sstream>
@@ -26,7 +27,10 @@ protected:
     static constexpr uint64_t kDeadlineMs = 120000;
     static constexpr const char* kLumo = LUMO_BUILD_DIR "/tools/lumo/lumo";
 
-    CProgramTest() { std::filesystem::current_path(folder / ""); }
+    CProgramTest() {
+        std::filesystem::current_path(folder / "");
+        setenv("XDG_CONFIG_HOME", (folder / "").c_str(), 1);  // nobody's settings but the test's
+    }
     ~CProgramTest() override { std::filesystem::current_path(m_before); }
 
     /// `lumo` with words that blanks part.

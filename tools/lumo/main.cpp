@@ -3,11 +3,13 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/seal/given_secret.h"
+#include "tools/lumo/ui/completion.h"
 
 #include <lumomedia/local_mcu.h>
 
 #include <cstdio>
 #include <exception>
+#include <string_view>
 
 int main(int argc, char** argv) {
     lumo::TakeGivenSecret(argc, argv);
@@ -20,25 +22,15 @@ int main(int argc, char** argv) {
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "
             "and the servers themselves",
             "lumo");
-        lumo::CCommand root = line.Root();
-        root.NeedsSub();
-        lumo::AddSendCommand(root, exitCode);
-        lumo::AddReceiveCommand(root, exitCode);
-        lumo::AddPublishCommand(root, exitCode);
-        lumo::AddSubscribeCommand(root, exitCode);
-        lumo::AddWhiteboardCommand(root, exitCode);
-        lumo::AddSecretCommand(root, exitCode);
-        lumo::AddLoadCommand(root, exitCode);
-        lumo::AddProbeCommand(root, exitCode);
-        lumo::AddStatsCommand(root, exitCode);
-        lumo::AddDumpCommand(root, exitCode);
-        lumo::AddMcuCommand(root, exitCode);
-        lumo::AddDemoCommand(root, exitCode);
-        lumo::AddHelperCommands(root, exitCode);
+        lumo::AddAllCommands(line, lumo::ThisBuild(), exitCode);
+        if (argc > 1 && std::string_view(argv[1]) == lumo::kCompletionRequest) {
+            std::fputs(lumo::CompletionAnswer(line.Table(), {argv + 2, argv + argc}).c_str(), stdout);
+            return lumo::kExitDone;
+        }
+        line.SetUserSettings(lumo::UserSettingsPath());
         lumo::RaiseFileLimit(4096);  // a transfer may hold two thousand files
         const std::vector<const char*> words = lumo::NameMediumOfLink(argc, argv);
-        if (!line.Run(static_cast<int>(words.size()), words.data(), exitCode))
-            return exitCode == 0 ? lumo::kExitDone : lumo::kExitUsage;
+        line.Run(static_cast<int>(words.size()), words.data(), exitCode);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumo: %s\n", error.what());
         return lumo::kExitFailed;

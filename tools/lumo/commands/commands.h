@@ -1,6 +1,7 @@
 // The subcommands of `lumo`. Each sets `exitCode` when it runs.
 #pragma once
 
+#include "tools/lumo/commands/version_text.h"
 #include "tools/lumo/ui/command_line.h"
 
 #include <vector>
@@ -45,6 +46,12 @@ void AddDemoCommand(CCommand& root, int& exitCode);
 
 /// `lumo impair` and `lumo connect-proxy`: the demo's helper processes, which are also good for trying things out.
 void AddHelperCommands(CCommand& root, int& exitCode);
+
+/// `lumo help` and `lumo completion`: what the table of all commands says.
+void AddHelpCommands(CCommand& root, const CCommandLine& line, const BuildVersion& build, int& exitCode);
+
+/// Everything: what main() runs, and what the tests walk.
+void AddAllCommands(CCommandLine& line, const BuildVersion& build, int& exitCode);
 
 /// `--session`: whether reliable links over UDP are wide, as they are unless it says otherwise. `--congestion`: what
 /// TCP connections ask for.

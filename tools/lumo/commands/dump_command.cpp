@@ -172,11 +172,14 @@ void AddDumpCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<DumpCommand>();
     CCommand dump = root.Sub("dump", "Show captured datagrams and messages in words");
     dump.Add("FILE", command->file, "A pcap file; - is standard input. Without it: what passes now");
-    dump.Add("--interface", command->interface, "Where to capture").ShowDefault();
-    dump.Add("--seconds", command->seconds, "Capture for so long").Between(0, 1e9);
-    dump.Add("--count", command->count, "End after so many lines");
-    dump.Add("--port", command->port, "Only from or to this port").Within(1, 65535);
+    dump.Add("--interface NAME", command->interface, "Where to capture").ShowDefault();
+    dump.Add("--seconds SECONDS", command->seconds, "Capture for so long").Seconds(0, 1e9);
+    dump.Add("--count NUMBER", command->count, "End after so many lines");
+    dump.Add("--port PORT", command->port, "Only from or to this port").Within(1, 65535);
     dump.AddFlag("--all", command->all, "Also mention datagrams of others");
+    dump.Example("lumo dump traffic.pcap", "A line for each datagram and message of a capture");
+    dump.Example("lumo dump --interface eth0 --port 7000 --seconds 10", "What passes now; this takes root");
+    dump.Exits({{kExitDone, "the capture was read to its end"}, {kExitFailed, "it cannot be read, or breaks off"}});
     dump.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

@@ -85,16 +85,21 @@ void AddHelperCommands(CCommand& root, int& exitCode) {
     const char* const group = "Helpers of the demo";
     auto command = std::make_shared<ImpairCommand>();
     CCommand impair = root.Sub("impair", "Pass UDP datagrams on, losing and delaying some", group);
-    impair.Add("--listen", command->listen, "Where clients come, ADDR:PORT").ShowDefault();
-    impair.Add("--to", command->to, "Where the datagrams go on to, ADDR:PORT").Required();
-    impair.Add("--loss", command->loss, "Share lost each way, e.g. 2%").ShowDefault();
-    impair.Add("--delay", command->options.delayMs, "Milliseconds each way").Within(0, 10000);
-    impair.Add("--seed", command->options.seed, "Which datagrams are lost").ShowDefault();
+    impair.Add("--listen ADDR:PORT", command->listen, "Where clients come").ShowDefault();
+    impair.Add("--to ADDR:PORT", command->to, "Where the datagrams go on to").Required();
+    impair.Add("--loss SHARE", command->loss, "Share lost each way, e.g. 2%").ShowDefault();
+    impair.Add("--delay MILLISECONDS", command->options.delayMs, "What it adds each way").Within(0, 10000);
+    impair.Add("--seed NUMBER", command->options.seed, "Which datagrams are lost").ShowDefault();
+    impair.Example("lumo impair --listen 127.0.0.1:9000 --to 127.0.0.1:7000 --loss 2% --delay 50",
+                   "A bad path to a server on this host: clients name 127.0.0.1:9000");
+    impair.Exits({{kExitDone, "ended by a signal"}, {kExitFailed, "it could not start"}});
     impair.OnRun([command, &exitCode] { exitCode = RunImpair(*command); });
 
     auto listen = std::make_shared<std::string>("127.0.0.1:0");
     CCommand proxy = root.Sub("connect-proxy", "Run an HTTP CONNECT proxy to loopback", group);
-    proxy.Add("--listen", *listen, "Where clients come, ADDR:PORT").ShowDefault();
+    proxy.Add("--listen ADDR:PORT", *listen, "Where clients come").ShowDefault();
+    proxy.Example("lumo connect-proxy --listen 127.0.0.1:8080", "Clients name it by --proxy http://127.0.0.1:8080");
+    proxy.Exits({{kExitDone, "ended by a signal"}, {kExitFailed, "it could not start"}});
     proxy.OnRun([listen, &exitCode] { exitCode = RunProxy(*listen); });
 }
 

@@ -15,7 +15,7 @@ namespace lumo {
 namespace {
 
 constexpr const char* kBadChannel = "the channel must be a number from 1 to 4294967295";
-constexpr const char* kNoServer = "--mcu is missing: the relay server, HOST[:PORT]";
+constexpr const char* kNoServer = "--mcu is missing: the relay server, HOST[:PORT]; LUMO_MCU may name it";
 
 /// Who takes such a link.
 std::string TakerOf(LinkMedium medium) {
@@ -91,29 +91,39 @@ void DrawCode(const std::string& text) {
 }
 
 void LinkOptions::AddMakerTo(CCommand& command) {
-    command.Add("--channel", channel, "Number under which others find it; random unless given");
-    command.Add("--link-file", file,
+    command.Add("--channel NUMBER", channel, "Number under which others find it; random unless given");
+    command.Add("--link-file FILE", file,
                 "Keeps the link in FILE, or takes it from there: a sender that is started anew goes on under it");
     command.AddFlag("--plain", plain, "Not sealed: the relay, and whoever is on the way, can read and alter all of it");
     command.AddFlag("--qr", qr, "Draws the link as a QR code on standard error");
-    command.Footer(
+    command.Note(
         "It shows one line for others, which ends in a secret unless --plain is given: whoever has it can take part. "
-        "LUMO_SECRET may hold the secret instead. Exit codes: 0 done, 1 failed, 2 usage, 3 nobody there");
+        "LUMO_SECRET may hold the secret instead.");
+    command.Exits({{kExitDone, "done"}, {kExitFailed, "failed"}, {kExitNobody, "nobody there"}});
 }
 
 void LinkOptions::AddTakerTo(CCommand& command) {
     command.Add("LINK", place,
                 "What the other side has shown, or its channel number beside --mcu. Asked for unless given");
-    command.Add("--link-file", file, "Takes the link from FILE, which nobody else may be able to read");
-    command.Footer(
+    command.Add("--link-file FILE", file, "Takes the link from FILE, which nobody else may be able to read");
+    command.Note(
         "A link looks like lumo://HOST[:PORT]/MEDIUM/CHANNEL#SECRET. Beside a channel number LUMO_SECRET holds the "
-        "secret. Exit codes: 0 done, 1 failed, 2 usage, 3 nobody there, 4 frames came and none fits: a wrong secret, "
-        "none, or a sender that does not seal");
+        "secret.");
+    command.Exits({{kExitDone, "done"},
+                   {kExitFailed, "failed"},
+                   {kExitNobody, "nobody there"},
+                   {kExitSealed, "frames came and none fits: a wrong secret, none, or a sender that does not seal"}});
+}
+
+bool ParseServer(const std::string& typed, const std::string& usual, RelayTarget& target, std::string& problem) {
+    const std::string& server = typed.empty() ? usual : typed;
+    if (!server.empty()) return ParseTarget(server, target, problem);
+    problem = kNoServer;
+    return false;
 }
 
 bool LinkOptions::Draw(const std::string& mcu, ShareLink& link, std::string& problem) const {
-    if (mcu.empty()) problem = kNoServer;
-    if (mcu.empty() || !ParseTarget(mcu, link.mcu, problem)) return false;
+    if (!ParseServer(mcu, usualMcu, link.mcu, problem)) return false;
     link.channel = channel.empty() ? static_cast<uint32_t>(RandomID() >> 32) | 1U : ParseChannel(channel);
     ShareLink read;
     if (link.channel == 0)
@@ -180,10 +190,8 @@ bool LinkOptions::Take(LinkMedium medium, const std::string& mcu, ShareLink& lin
         link.channel = ParseChannel(text);
         if (link.channel == 0)
             problem = kBadChannel;
-        else if (mcu.empty())
-            problem = kNoServer;
         else
-            ParseTarget(mcu, link.mcu, problem);
+            ParseServer(mcu, usualMcu, link.mcu, problem);
     } else if (ParseGivenLink(text, !place.empty(), link, problem)) {
         problem = MediumProblem(medium, link);
         if (problem.empty() && !mcu.empty()) ParseTarget(mcu, link.mcu, problem);

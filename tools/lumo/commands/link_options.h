@@ -11,14 +11,20 @@ namespace lumo {
 
 /// Draws a text as a QR code on standard error.
 void DrawCode(const std::string& text);
+/// The variable of the environment that names the usual server.
+inline constexpr const char* kMcuVariable = "LUMO_MCU";
+
+/// The server that was typed, or where nothing was the usual one.
+bool ParseServer(const std::string& typed, const std::string& usual, RelayTarget& target, std::string& problem);
 
 /// What was typed.
 struct LinkOptions {
     std::string place;    ///< takers: a link, or a channel number beside --mcu
     std::string channel;  ///< makers; whiteboards, where it stands for `place`
     std::string file;
-    bool plain = false;  ///< makers
-    bool qr = false;     ///< makers
+    std::string usualMcu;  ///< the server where neither link nor line names one
+    bool plain = false;    ///< makers
+    bool qr = false;       ///< makers
 
     void AddMakerTo(CCommand& command);
     void AddTakerTo(CCommand& command);

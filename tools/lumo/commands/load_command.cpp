@@ -67,8 +67,8 @@ int Run(const LoadCommand& command) {
 }
 
 void AddKeyFramesTo(CCommand& command, const LoadMedium& medium, LoadOptions& options) {
-    command.Add("--key-every", options.keyEvery, "Frames from one key frame to the next; 0: none").ShowDefault();
-    command.Add("--key-bytes", options.keyBytes, "Of a key frame")
+    command.Add("--key-every NUMBER", options.keyEvery, "Frames from one key frame to the next; 0: none").ShowDefault();
+    command.Add("--key-bytes BYTES", options.keyBytes, "Of a key frame")
         .Within(medium.head + kLoadHeadLength, medium.mostBytes)
         .ShowDefault();
 }
@@ -77,7 +77,7 @@ void AddKeyFramesTo(CCommand& command, const LoadMedium& medium, LoadOptions& op
 
 void AddLoadCommand(CCommand& root, int& exitCode) {
     CCommand load = root.Sub("load", "Publish to many subscribers in this process, by way of a relay server");
-    load.NeedsSub();
+    load.NeedsSub("medium");
     for (const LoadMedium& medium : LoadMedia()) {
         auto command = std::make_shared<LoadCommand>();
         LoadOptions& options = command->load;
@@ -86,23 +86,28 @@ void AddLoadCommand(CCommand& root, int& exitCode) {
         options.rate = medium.rate;
         options.keyEvery = medium.keyEvery;
         options.keyBytes = medium.keyBytes;
-        CCommand one = load.Sub(medium.name, medium.help);
-        command->common.AddServerTo(one).Required();
-        one.Add("--near", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
-        one.Add("--subscribers", options.subscribers, "How many").Within(1U, kMostSubscribers).ShowDefault();
-        COption bytes = one.Add("--bytes", options.bytes, "Of a frame");
+        CCommand one = load.Sub(medium.name, medium.help, "Media");
+        command->common.AddServerTo(one);
+        one.Add("--near HOST", command->common.nearMcu, "Subscribe at this server, which relays from --mcu");
+        one.Add("--subscribers NUMBER", options.subscribers, "How many").Within(1U, kMostSubscribers).ShowDefault();
+        COption bytes = one.Add("--bytes BYTES", options.bytes, "Of a frame");
         bytes.Within(medium.head + kLoadHeadLength, medium.mostBytes).ShowDefault();
         if (medium.keyEvery != 0) AddKeyFramesTo(one, medium, options);
-        COption rate = one.Add("--rate", options.rate, "Frames a second");
+        COption rate = one.Add("--rate NUMBER", options.rate, "Frames a second");
         rate.Between(0.1, 1000.0).ShowDefault();
         if (medium.speaks)
-            one.Add("--file", command->file, "An Ogg Opus file to publish, over and over, at its own pace")
+            one.Add("--file FILE", command->file, "An Ogg Opus file to publish, over and over, at its own pace")
                 .Excludes(bytes)
                 .Excludes(rate);
-        one.Add("--seconds", options.seconds, "How long to publish").Seconds(0.1, 3600).ShowDefault();
-        one.Add("--wait", options.waitSeconds, "Seconds until all subscribers must hear the publisher")
+        one.Add("--seconds SECONDS", options.seconds, "How long to publish").Seconds(0.1, 3600).ShowDefault();
+        one.Add("--wait SECONDS", options.waitSeconds, "Until all subscribers must hear the publisher")
             .Seconds(0.1, 3600)
             .ShowDefault();
+        one.Example(std::string("lumo load ") + medium.name + " --mcu relay.example --subscribers 1000",
+                    "One publisher, so many subscribers in one process, and what arrived how late");
+        one.Exits({{kExitDone, "measured"},
+                   {kExitFailed, "failed, or interrupted"},
+                   {kExitNobody, "not all subscribers have heard the publisher"}});
         one.OnRun([command, &exitCode] { exitCode = Run(*command); });
     }
 }

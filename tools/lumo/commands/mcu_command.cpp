@@ -49,41 +49,38 @@ std::string ReadTrusted(CServerOptions& options, const std::string& text) {
 }
 
 void AddEndpoints(CCommand& command, CServerOptions& options) {
-    command.AddText("--listen", "ADDR[:PORT]",
+    command.AddText("--listen ADDR[:PORT]",
                     "Address to listen on (UDP and TCP), optionally with the port. Default: all addresses",
                     [&options](const std::string& text) { return ReadListen(options, text); });
-    command.Add("--port", options.port, "Port for UDP and TCP; 0 takes a free one").ShowDefault().Within(0, 65535);
+    command.Add("--port PORT", options.port, "Port for UDP and TCP; 0 takes a free one").ShowDefault().Within(0, 65535);
     command.AddText(
-        "--reflector-port", "PORT|off",
+        "--reflector-port PORT|off",
         "A second UDP port that tells clients their address, or off; 0 takes a free one. Default: the next port",
         [&options](const std::string& text) { return ReadReflector(options, text); });
-    command.AddText("--http", "ADDR:PORT|off", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
+    command.AddText("--http ADDR:PORT|off", "Where to serve the pages, or off. Default: 127.0.0.1:7080",
                     [&options](const std::string& text) { return ReadHttp(options, text); });
     command.AddTexts(
-        "--http-name", "NAME[:PORT]",
+        "--http-name NAME[:PORT]",
         "A name that the pages answer to besides their address and localhost, with a port where that is not their "
-        "own. Repeatable. Default: none, so that a name made to point here does not open them",
+        "own. Default: none, so that a name made to point here does not open them",
         [&options](const std::string& text) { return ReadHttpName(options, text); });
 }
 
 void AddAddresses(CCommand& command, CServerOptions& options) {
-    command.AddTexts(
-        "--allow", "CIDR",
-        "Who may talk to the server at all, servers it relays from included. Repeatable. Default: everybody",
-        [&options](const std::string& text) { return ReadCidr(options.allow, text); });
-    command.AddTexts(
-        "--trusted", "CIDR|none",
-        "Whom no quota of an address limits, or none. Repeatable. Default: this host, by its loopback addresses",
-        [&options](const std::string& text) { return ReadTrusted(options, text); });
-    command.AddTexts(
-        "--relay-to", "CIDR",
-        "Servers it may relay from. Repeatable. Default: any unicast address but its own and loopback (loopback too "
-        "when it listens there)",
-        [&options](const std::string& text) { return ReadCidr(options.relayTo, text); });
+    command.AddTexts("--allow CIDR",
+                     "Who may talk to the server at all, servers it relays from included. Default: everybody",
+                     [&options](const std::string& text) { return ReadCidr(options.allow, text); });
+    command.AddTexts("--trusted CIDR|none",
+                     "Whom no quota of an address limits, or none. Default: this host, by its loopback addresses",
+                     [&options](const std::string& text) { return ReadTrusted(options, text); });
+    command.AddTexts("--relay-to CIDR",
+                     "Servers it may relay from. Default: any unicast address but its own and loopback (loopback too "
+                     "when it listens there)",
+                     [&options](const std::string& text) { return ReadCidr(options.relayTo, text); });
 }
 
 void AddLog(CCommand& command, CServerOptions& options) {
-    command.AddText("--log-format", "text|json",
+    command.AddText("--log-format text|json",
                     "Lines of the log, on standard error: for people, or JSON objects. Default: text",
                     [&options](const std::string& text) {
                         options.jsonLog = text == "json";
@@ -101,27 +98,27 @@ void AddLimits(CCommand& command, CServerLimits& limits) {
     const auto addSize = [&](const char* name, auto& value, const char* help) {
         return add(name, value, help).Bytes();
     };
-    add("--max-channels", limits.channels, "Channels of one medium");
-    add("--max-channels-per-address", limits.channelsPerAddress,
+    add("--max-channels NUMBER", limits.channels, "Channels of one medium");
+    add("--max-channels-per-address NUMBER", limits.channelsPerAddress,
         "Channels of all media that one address publishes or relays, and boards that it makes");
-    add("--max-channel-sinks", limits.sinksPerChannel, "Subscribers of one channel");
-    add("--max-sinks", limits.sinks, "Subscribers of one medium");
-    add("--max-signalling", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
-    addSize("--max-sink-queue", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
-    addSize("--max-source-queue", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
-    addSize("--max-upstream-frame", limits.upstreamFrameBytes,
+    add("--max-channel-sinks NUMBER", limits.sinksPerChannel, "Subscribers of one channel");
+    add("--max-sinks NUMBER", limits.sinks, "Subscribers of one medium");
+    add("--max-signalling NUMBER", limits.signallingClients, "Clients of the signalling service; 0 turns it off");
+    addSize("--max-sink-queue SIZE", limits.sinkQueueBytes, "Bytes waiting at one subscriber, who is dropped beyond");
+    addSize("--max-source-queue SIZE", limits.upstreamQueueBytes, "Bytes waiting for one publisher; more is dropped");
+    addSize("--max-upstream-frame SIZE", limits.upstreamFrameBytes,
             "Longest frame of a subscriber, but for boards; longer ones are dropped, over TCP with the connection")
         .Within(1, 64 << 20);
-    addSize("--max-board-bytes", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
+    addSize("--max-board-bytes SIZE", limits.boardBytes, "Bytes of all whiteboards together; more is not kept");
     addSize(
-        "--max-memory", limits.memoryBytes,
+        "--max-memory SIZE", limits.memoryBytes,
         "Bytes that wait to be sent or are not yet whole frames, of all together; whoever holds most and moves least "
         "gives way. 0: a quarter of the memory of the machine or its control group");
-    addSize("--max-rate-per-address", limits.ratePerAddress,
+    addSize("--max-rate-per-address SIZE", limits.ratePerAddress,
             "Bytes a second that the server sends to one address over UDP; more is dropped. 0: no limit");
-    add("--max-unvalidated", limits.unvalidatedTcpPerAddress,
+    add("--max-unvalidated NUMBER", limits.unvalidatedTcpPerAddress,
         "TCP connections of one address that have not said what they want; the oldest closes");
-    add("--max-unproved", limits.unvalidatedUdpPerAddress,
+    add("--max-unproved NUMBER", limits.unvalidatedUdpPerAddress,
         "UDP subscribers, and publishers, of one address that have not answered yet; the oldest gives way");
 }
 
@@ -169,7 +166,12 @@ CCommand AddMcu(CCommand root, CServerOptions& options) {
     AddAddresses(command, options);
     AddTransportOptions(command);
     AddLog(command, options);
+    command.AddSettings();
     AddLimits(command, options.limits);
+    command.Example("lumo mcu", "Serve on port 7000 of all addresses, with pages at http://127.0.0.1:7080/");
+    command.Example("lumo mcu --listen 192.0.2.1:9000 --http off --allow 192.0.2.0/24 --max-memory 2GiB",
+                    "Serve on one address and port for one network, without pages");
+    command.Exits({{0, "ended by a signal"}, {1, "it could not start"}});
     return command;
 }
 
@@ -178,6 +180,7 @@ void ReadAgain(CRelayServer& server) {
     CServerOptions next;
     CCommandLine line("", "lumo");
     AddMcu(line.Root(), next);
+    line.SetUserSettings(UserSettingsPath());
     if (line.Run(OwnWords()))
         server.Change(next);
     else

@@ -14,7 +14,7 @@ namespace lumo {
 namespace {
 
 struct ProbeCommand {
-    std::string mcu;
+    std::string mcu, usualMcu;
     uint16_t second = 0;  ///< 0: the port after the first
     double waitSeconds = 5;
     bool json = false;
@@ -63,7 +63,7 @@ int Run(const ProbeCommand& command) {
     RelayTarget mcu;
     std::string problem;
     int code = kExitUsage;
-    if (ParseTarget(command.mcu, mcu, problem)) {
+    if (ParseServer(command.mcu, command.usualMcu, mcu, problem)) {
         code = kExitFailed;
         if (ResolveTarget(mcu, problem)) problem.clear();
     }
@@ -92,10 +92,16 @@ int Run(const ProbeCommand& command) {
 void AddProbeCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ProbeCommand>();
     CCommand probe = root.Sub("probe", "Show this host's addresses and what translates them");
-    probe.Add("--mcu", command->mcu, "A relay server, whose reflector is asked: HOST[:PORT]").Required();
-    probe.Add("--second", command->second, "The reflector's second port; the next one unless given");
-    probe.Add("--wait", command->waitSeconds, "Seconds to wait for each answer").Seconds(0.1, 60).ShowDefault();
+    probe.Add("--mcu HOST[:PORT]", command->mcu, "A relay server, whose reflector is asked");
+    probe.AddUsual("--mcu", kMcuVariable, command->usualMcu);
+    probe.Add("--second PORT", command->second, "The reflector's second port; the next one unless given");
+    probe.Add("--wait SECONDS", command->waitSeconds, "How long to wait for each answer")
+        .Seconds(0.1, 60)
+        .ShowDefault();
     probe.AddFlag("--json", command->json, "One JSON object instead of words");
+    probe.AddSettings();
+    probe.Example("lumo probe --mcu relay.example", "Whether peers can reach this host directly");
+    probe.Exits({{kExitDone, "the server has answered"}, {kExitFailed, "failed"}, {kExitNobody, "no answer"}});
     probe.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

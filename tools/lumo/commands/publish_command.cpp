@@ -92,11 +92,11 @@ int Run(const PublishCommand& command) {
 
 void AddPublishCommand(CCommand& root, int& exitCode) {
     CCommand publish = root.Sub("publish", "Publish a live stream");
-    publish.NeedsSub();
+    publish.NeedsSub("medium");
     for (const std::shared_ptr<IPublishMedium>& medium : PublishMedia()) {
         auto command = std::make_shared<PublishCommand>();
         command->medium = medium;
-        CCommand stream = publish.Sub(medium->Name(), medium->Help());
+        CCommand stream = publish.Sub(medium->Name(), medium->Help(), "Media");
         medium->AddOptions(stream);
         command->common.AddServerTo(stream);
         command->common.AddStatsTo(stream);

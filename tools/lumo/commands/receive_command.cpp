@@ -226,12 +226,16 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
     command->common.link.AddTakerTo(receive);
     command->common.AddTo(receive, 60);
     command->common.AddStatsTo(receive);
-    receive.Add("--near", command->common.nearMcu,
-                "A nearer server that relays from the sender's: HOST. Both must listen on the same port");
-    receive.Add("-o,--out", command->out, "Directory for the files; - is standard output").ShowDefault();
+    receive.Add("--near HOST", command->common.nearMcu,
+                "A nearer server that relays from the sender's. Both must listen on the same port");
+    receive.Add("-o,--out DIRECTORY", command->out, "Directory for the files; - is standard output").ShowDefault();
     receive.AddFlag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
     receive.AddFlag("--allow-hidden", command->rules.allowHidden,
                     "Names that begin with a dot or a dash stay as they are; otherwise _ comes before them");
+    receive.Example("lumo receive lumo://relay.example/file/3735928559#mK3v0b2ZrR1yqTfX9sLw4A",
+                    "What the sender has shown, into this directory");
+    receive.Example("lumo receive -o ~/Downloads", "Asks for the link, so that no shell keeps it");
+    receive.Example("lumo receive 77 --mcu relay.example -o - | tar x", "A plain channel by its number, into a pipe");
     receive.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

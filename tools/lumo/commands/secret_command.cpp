@@ -10,6 +10,8 @@ namespace lumo {
 
 void AddSecretCommand(CCommand& root, int& exitCode) {
     CCommand secret = root.Sub("secret", "Print a new secret, for LUMO_SECRET or the end of a link");
+    secret.Example("export LUMO_SECRET=$(lumo secret)", "One for scripts, which name a channel by its number");
+    secret.Exits({{kExitDone, "printed"}, {kExitFailed, kNoRandomness}});
     secret.OnRun([&exitCode] {
         KeepMemoryPrivate();
         CSealSecret drawn;

@@ -231,11 +231,15 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     command->common.AddTo(send, 600);
     command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
-    send.Add("--receivers", command->receivers, "End once so many have everything").Within(1, 1000000);
+    send.Add("--receivers NUMBER", command->receivers, "End once so many have everything").Within(1, 1000000);
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");
-    send.Add("--rate", command->rate, "At most so many bytes a second, e.g. 5M")
+    send.Add("--rate SIZE", command->rate, "At most so many bytes a second, e.g. 5M")
         .InUnits({{"k", 1000}, {"m", 1000000}, {"g", 1000000000}});
-    send.Add("--name", command->name, "Name of what comes from standard input").ShowDefault();
+    send.Add("--name NAME", command->name, "Name of what comes from standard input").ShowDefault();
+    send.Example("lumo send holiday.mkv --mcu relay.example", "Shows the line that your friend types");
+    send.Example("tar c photos | lumo send - --name photos.tar --receivers 3",
+                 "A pipe, for three friends; LUMO_MCU names "
+                 "the server");
     send.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

@@ -108,10 +108,11 @@ int Run(const StatsCommand& command) {
 void AddStatsCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<StatsCommand>();
     CCommand stats = root.Sub("stats", "Show the live links of a server, or of a program that runs with --stats");
-    COption server = stats.Add("SERVER", command->server, "Where a server has its pages: HOST[:PORT]").ShowDefault();
-    stats.Add("--file", command->file, "What a program writes with --stats FILE, instead of a server").Excludes(server);
-    stats.Add("--interval", command->interval, "Seconds from one look to the next").Seconds(0.1, 3600).ShowDefault();
-    stats.Add("--count", command->count, "End after so many looks; else watch until interrupted");
+    COption server = stats.Add("HOST[:PORT]", command->server, "Where a server has its pages").ShowDefault();
+    stats.Add("--file FILE", command->file, "What a program writes with --stats FILE, instead of a server")
+        .Excludes(server);
+    stats.Add("--interval SECONDS", command->interval, "From one look to the next").Seconds(0.1, 3600).ShowDefault();
+    stats.Add("--count NUMBER", command->count, "End after so many looks; else watch until interrupted");
     stats.AddFlag("--json", command->json, "A line of JSON for each look instead of a table");
     stats.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }

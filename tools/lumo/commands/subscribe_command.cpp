@@ -145,18 +145,18 @@ std::vector<const char*> NameMediumOfLink(int argc, const char* const* argv) {
 
 void AddSubscribeCommand(CCommand& root, int& exitCode) {
     CCommand subscribe = root.Sub("subscribe", "Take part in a live stream");
-    subscribe.NeedsSub();
+    subscribe.NeedsSub("medium");
     for (const std::shared_ptr<ISubscribeMedium>& medium : SubscribeMedia()) {
         auto command = std::make_shared<SubscribeCommand>();
         TransferOptions& common = command->common;
         command->medium = medium;
         common.waitSeconds = 60;
-        CCommand stream = subscribe.Sub(medium->Name(), medium->Help());
+        CCommand stream = subscribe.Sub(medium->Name(), medium->Help(), "Media");
         common.link.AddTakerTo(stream);
         common.AddServerTo(stream);
         common.AddStatsTo(stream);
-        stream.Add("--near", common.nearMcu,
-                   "A nearer server that relays from the publisher's: HOST. Both must listen on the same port");
+        stream.Add("--near HOST", common.nearMcu,
+                   "A nearer server that relays from the publisher's. Both must listen on the same port");
         stream
             .Add("--path", common.path,
                  "auto: straight from the publisher's host where it lets peers come (--peers there), else "
@@ -164,8 +164,8 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
                  "or --near relay")
             .OneOf(medium->Paths());
         medium->AddOptions(stream);
-        stream.Add("--seconds", command->seconds, "End after so long").Seconds(0.1, 1e9);
-        stream.Add("--wait", common.waitSeconds, "Seconds to wait while nothing is heard")
+        stream.Add("--seconds SECONDS", command->seconds, "End after so long").Seconds(0.1, 1e9);
+        stream.Add("--wait SECONDS", common.waitSeconds, "How long to wait while nothing is heard")
             .Seconds(0.1, 1e9)
             .ShowDefault();
         stream.OnRun([command, &exitCode] { exitCode = Run(*command); });

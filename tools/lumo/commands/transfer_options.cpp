@@ -11,7 +11,7 @@ namespace lumo {
 
 void AddTransportOptions(CCommand& command) {
     command.AddText(
-        "--congestion", "NAME",
+        "--congestion NAME",
         "Congestion control that TCP connections ask the kernel for; where it is not to be had they keep the "
         "kernel's own. Default: bbr",
         [](const std::string& text) {
@@ -19,7 +19,7 @@ void AddTransportOptions(CCommand& command) {
             return std::string();
         });
     command.AddText(
-        "--session", "wide|given",
+        "--session wide|given",
         "wide: links over UDP fill long paths towards those who can do it, too; given: never. Default: wide",
         [](const std::string& text) {
             if (text != "wide" && text != "given") return "neither wide nor given: " + text;
@@ -28,21 +28,25 @@ void AddTransportOptions(CCommand& command) {
         });
 }
 
-COption TransferOptions::AddServerTo(CCommand& command) {
-    COption server = command.Add(
-        "--mcu", mcu, "The relay server: HOST[:PORT], port 7000 unless given. It takes the place of the one in a link");
+void TransferOptions::AddServerTo(CCommand& command) {
+    command.Add(
+        "--mcu HOST[:PORT]", mcu,
+        "The relay server, port 7000 unless given. It takes the place of the one in a link; LUMO_MCU and the settings "
+        "name one where neither is given");
+    command.AddUsual("--mcu", kMcuVariable, link.usualMcu);
     command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP");
-    command.Add("--proxy", proxy,
+    command.Add("--proxy URL", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                 "LUMO_PROXY_PASSWORD may hold the password");
     AddTransportOptions(command);
+    command.AddSettings();
     command.AddFlag("--json", json, "One JSON object a second instead of words");
     command.AddFlag("-q,--quiet", quiet, "No progress, only complaints");
-    return server;
 }
 
 void TransferOptions::AddStatsTo(CCommand& command) {
-    command.Add("--stats", stats, "Add a line of JSON a second to FILE: what the links do, also for lumo stats --file");
+    command.Add("--stats FILE", stats,
+                "Add a line of JSON a second to it: what the links do, also for lumo stats --file");
 }
 
 void TransferOptions::AddTo(CCommand& command, double defaultWait) {
@@ -55,7 +59,9 @@ void TransferOptions::AddTo(CCommand& command, double defaultWait) {
         .OneOf({"auto", "p2p", "p2p-tcp", "relay"});
     command.AddFlag("--forwarded", forwarded,
                     "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
-    command.Add("--wait", waitSeconds, "Seconds to wait while nobody is there").Seconds(0.1, 1e9).ShowDefault();
+    command.Add("--wait SECONDS", waitSeconds, "How long to wait while nobody is there")
+        .Seconds(0.1, 1e9)
+        .ShowDefault();
 }
 
 // A request names the sender's server by address only: the nearer one looks for it at its own port.
@@ -71,7 +77,7 @@ bool TransferOptions::ToRoute(uint32_t channel, RelayRoute& route, std::string& 
     ShareLink to;
     to.channel = channel;
     exitCode = kExitUsage;
-    return ParseTarget(mcu, to.mcu, problem) && ToRoute(to, route, problem, exitCode);
+    return ParseServer(mcu, link.usualMcu, to.mcu, problem) && ToRoute(to, route, problem, exitCode);
 }
 
 bool TransferOptions::ToRoute(const ShareLink& to, RelayRoute& route, std::string& problem, int& exitCode) const {

@@ -17,7 +17,7 @@
 namespace lumo {
 
 /// kExitSealed: frames came, and none that this side can open or take.
-enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = 2, kExitNobody = 3, kExitSealed = 4 };
+enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = kUsageExit, kExitNobody = 3, kExitSealed = 4 };
 
 struct TransferOptions {
     LinkOptions link;
@@ -34,7 +34,7 @@ struct TransferOptions {
 
     void AddTo(CCommand& command, double defaultWait);
     /// How to reach the server, and how to speak: what every command of a stream has.
-    COption AddServerTo(CCommand& command);
+    void AddServerTo(CCommand& command);
     /// `--stats`, of those that carry something until they end.
     void AddStatsTo(CCommand& command);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }

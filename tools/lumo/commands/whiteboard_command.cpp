@@ -141,11 +141,11 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
     command->common.path = "relay";
     CCommand board = root.Sub("whiteboard", "Draw together: opens a page on this host");
     command->common.link.AddTakerTo(board);
-    board.Add("--channel", command->common.link.channel,
+    board.Add("--channel NUMBER", command->common.link.channel,
               "The number that all who draw together name; every server has a board of its own under it");
     command->common.AddServerTo(board);
-    board.Add("--near", command->common.nearMcu,
-              "A nearer server, which joins the board of --mcu: HOST. Both must listen on the same port");
+    board.Add("--near HOST", command->common.nearMcu,
+              "A nearer server, which joins the board of --mcu. Both must listen on the same port");
     board
         .Add("--path", command->common.path,
              "relay: all through the server; p2p and p2p-tcp: straight to the host of who came first, over UDP "
@@ -154,9 +154,9 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
         .ShowDefault();
     board.AddFlag("--forwarded", command->common.forwarded,
                   "This host's TCP ports are mapped at the router, so that peers may connect to its public address");
-    board.Add("--http", command->door.port, "The page's port; a free one unless given");
+    board.Add("--http PORT", command->door.port, "The page's port; a free one unless given");
     board.AddText(
-        "--http-listen", "ADDRESS",
+        "--http-listen ADDRESS",
         "This host's address for the page, so that a phone on its network can draw; 0.0.0.0: all of them. The "
         "page's address then has a random part, and nobody comes in without. Only this host can unless given",
         [command](const std::string& text) {
@@ -165,7 +165,11 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
         });
     board.AddFlag("--qr", command->common.link.qr,
                   "With --http-listen: draws the page's address as a QR code on standard error");
-    board.Add("--name", command->name, "What the others see you as");
+    board.Add("--name NAME", command->name, "What the others see you as");
+    board.Example("lumo whiteboard --channel 21 --mcu relay.example",
+                  "Shows the page's address, and a line for others");
+    board.Example("lumo whiteboard lumo://relay.example/board/21 --name Ada", "Joins that board");
+    board.Exits({{kExitDone, "ended by a signal"}, {kExitFailed, "failed"}});
     board.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

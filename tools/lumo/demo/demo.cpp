@@ -5,10 +5,13 @@
 #include "tools/lumo/demo/stream_demo.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace lumo {
 
 bool RunDemo(const DemoOptions& options) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread yet
+    setenv("XDG_CONFIG_HOME", "/dev/null", 1);  // its processes do what it says, not what the user has set
     CDemoStage stage(options);
     if (!stage.Open()) return false;
     CFileDemo files(stage);

@@ -18,6 +18,9 @@ public:
     const char* Help() const override { return "An Ogg Opus stream, at its own pace"; }
     void AddOptions(CCommand& command) override {
         AddFileTo(command, "An Ogg Opus file with packets of 1,013 bytes at most, with --plain 1,046");
+        command.Example("lumo publish audio talk.opus --mcu relay.example", "A recording, at its own pace");
+        command.Example("ffmpeg -f pulse -i default -f opus - | lumo publish audio -",
+                        "A microphone; LUMO_MCU names the server");
     }
 
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;

@@ -12,7 +12,9 @@ namespace {
 
 constexpr SubscribeProfile kProfile{.name = "audio",
                                     .help = "Hear an audio channel",
+                                    .out = "-o,--out FILE",
                                     .outHelp = "An Ogg Opus file to write; - is standard output",
+                                    .player = "opusdec --force-wav - - | aplay",
                                     .seals = SEAL_AUDIO,
                                     .maxFrame = kMaxAudioFrame,
                                     .inboxBytes = 4 * 1024 * 1024};

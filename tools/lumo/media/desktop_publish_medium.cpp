@@ -33,14 +33,17 @@ CDesktopPublishMedium::CDesktopPublishMedium()
 
 void CDesktopPublishMedium::AddOptions(CCommand& command) {
     command
-        .Add("FROM", m_strFrom,
+        .Add("DIRECTORY", m_strFrom,
              "A directory of PNG and JPEG files, a picture each in the order of their names; - is JPEG pictures "
              "that follow one another on standard input, such as ffmpeg writes with -f mjpeg")
         .Required();
-    command.Add("--fps", m_fps, "Pictures a second; usual: 10 of a directory, each as it comes of a stream")
+    command.Add("--fps NUMBER", m_fps, "Pictures a second; usual: 10 of a directory, each as it comes of a stream")
         .Between(0.01, 1000.0);
-    command.Add("--viewers", m_nViewers, "Begin when so many are there").Within(0, 1000);
+    command.Add("--viewers NUMBER", m_nViewers, "Begin when so many are there").Within(0, 1000);
     command.AddFlag("--loop", m_bLoop, "Begin the directory again at its end, until interrupted");
+    command.Example("lumo publish desktop slides --fps 0.2 --loop --mcu relay.example", "A picture every five seconds");
+    command.Example("ffmpeg -f x11grab -framerate 30 -i :0 -c:v mjpeg -q:v 4 -f mjpeg - | lumo publish desktop -",
+                    "A screen; LUMO_MCU names the server");
 }
 
 bool CDesktopPublishMedium::Prepare(std::string& problem) {

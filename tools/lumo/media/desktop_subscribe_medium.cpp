@@ -15,9 +15,11 @@ constexpr uint64_t kSilentTcpMs = 60000;  // over TCP the library tells, and a l
 
 constexpr SubscribeProfile kProfile{.name = "desktop",
                                     .help = "See a shared screen",
+                                    .out = "-o,--out DIRECTORY",
                                     .outHelp =
                                         "A directory for numbered files, a picture each; - is standard output, one "
                                         "picture behind the other",
+                                    .player = "ffplay -f mjpeg -fflags nobuffer -",
                                     .seals = SEAL_DESKTOP,
                                     .maxFrame = kMaxDesktopFrame,
                                     .inboxBytes = 2 * kMaxDesktopFrame + 1024};

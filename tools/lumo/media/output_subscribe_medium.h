@@ -12,7 +12,9 @@ namespace lumo {
 struct SubscribeProfile {
     const char* name;
     const char* help;
-    const char* outHelp;  ///< what --out takes
+    const char* out;  ///< --out, and what it takes
+    const char* outHelp;
+    const char* player;  ///< what takes it from standard output
     SealMedium seals;
     size_t maxFrame;
     size_t inboxBytes;
@@ -22,7 +24,12 @@ class COutputSubscribeMedium : public ISubscribeMedium {
 public:
     const char* Name() const override { return m_profile.name; }
     const char* Help() const override { return m_profile.help; }
-    void AddOptions(CCommand& command) override { command.Add("-o,--out", m_strOut, m_profile.outHelp); }
+    void AddOptions(CCommand& command) override {
+        const std::string line = std::string("lumo subscribe lumo://relay.example/") + m_profile.name +
+                                 "/3735928559#mK3v0b2ZrR1yqTfX9sLw4A -o - | ";
+        command.Add(m_profile.out, m_strOut, m_profile.outHelp);
+        command.Example(line + m_profile.player, "What the publisher has shown, and what plays it");
+    }
     PathRules Rules() const override {
         LinkTimes times;
         times.silence = times.unaccepted = kSilentMs;

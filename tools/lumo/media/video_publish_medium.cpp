@@ -21,9 +21,13 @@ void CVideoPublishMedium::Write(std::string& frame) {
 
 void CVideoPublishMedium::AddOptions(CCommand& command) {
     AddFileTo(command, "An H.264 byte stream, such as ffmpeg writes with -f h264");
-    command.Add("--fps", m_dFps, "Pictures a second; 0: each as soon as it is read, for a live input")
+    command.Add("--fps NUMBER", m_dFps, "Pictures a second; 0: each as soon as it is read, for a live input")
         .Between(0.0, 1000.0)
         .ShowDefault();
+    command.Example("lumo publish video talk.h264 --fps 30 --mcu relay.example", "A file, thirty pictures a second");
+    command.Example(
+        "ffmpeg -f v4l2 -i /dev/video0 -c:v libx264 -tune zerolatency -g 25 -f h264 - | lumo publish video - --fps 0",
+        "A camera; LUMO_MCU names the server");
 }
 
 bool CVideoPublishMedium::Prepare(std::string& problem) {

@@ -11,7 +11,9 @@ namespace {
 
 constexpr SubscribeProfile kProfile{.name = "video",
                                     .help = "See a video channel",
+                                    .out = "-o,--out FILE",
                                     .outHelp = "An H.264 byte stream to write; - is standard output",
+                                    .player = "ffplay -f h264 -",
                                     .seals = SEAL_VIDEO,
                                     .maxFrame = kMaxVideoFrame + kSealOverhead,
                                     .inboxBytes = 32 * 1024 * 1024};
