@@ -1,11 +1,21 @@
 #include "server/relay_server.h"
 
 #include "platform/lumobase/memory_budget.h"
+#include "platform/lumonet/bind_problem.h"
 #include "server/pages/http_server.h"
 #include "server/server_manager.h"
 #include "server/signalling/reflector.h"
 
 #include <utility>
+
+namespace {
+
+std::string WithReason(const char* what, uint32_t ip, uint16_t port, ListenOver over) {
+    const std::string problem = BindProblem(ip, port, over);
+    return what + EndpointText(ip, port) + (problem.empty() ? "" : ": " + problem);
+}
+
+}  // namespace
 
 CRelayServer::CRelayServer(const CServerOptions& options) : m_options(options), m_log(options.jsonLog) {}
 
@@ -17,7 +27,7 @@ CRelayServer::~CRelayServer() { Stop(); }
 bool CRelayServer::Start(std::string& error) {
     m_pManager = new CServerManager(m_options, m_log);
     if (!m_pManager->Connect(m_options.port)) {
-        error = "cannot listen on " + EndpointText(m_options.listenIP, m_options.port) + " over both UDP and TCP";
+        error = WithReason("cannot listen on ", m_options.listenIP, m_options.port, ListenOver::Both);
         Stop();
         return false;
     }
@@ -43,7 +53,7 @@ bool CRelayServer::StartReflector(std::string& error) {
     m_pReflector = std::make_unique<CReflector>([this](uint32_t ip) { return m_pManager->Allows(ip); });
     if (m_pReflector->Open(m_options.listenIP, port)) return true;
     m_pReflector.reset();
-    error = "cannot reflect addresses on " + EndpointText(m_options.listenIP, port);
+    error = WithReason("cannot reflect addresses on ", m_options.listenIP, port, ListenOver::Udp);
     if (!m_options.reflectorAsked) m_log.Warn(error);
     return !m_options.reflectorAsked;
 }
@@ -53,7 +63,7 @@ bool CRelayServer::StartPages(std::string& error) {
     m_pPages = std::make_unique<CHttpServer>(*m_pManager, m_options.httpIP, m_options.httpPort, m_options.httpNames);
     if (m_pPages->Start()) return true;
     m_pPages.reset();
-    error = "cannot serve pages on " + EndpointText(m_options.httpIP, m_options.httpPort);
+    error = WithReason("cannot serve pages on ", m_options.httpIP, m_options.httpPort, ListenOver::Tcp);
     if (!m_options.httpAsked) m_log.Warn(error);
     return !m_options.httpAsked;
 }

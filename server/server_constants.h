@@ -10,6 +10,7 @@ namespace server {
 
 // Publishers.
 inline constexpr uint32_t kKeepAliveEveryMs = 2000;
+inline constexpr uint32_t kFirstKeepAliveMs = 1000;  // until then who has the channel knows no more than who lost it
 inline constexpr unsigned kAskTimes = 3;  // a publisher whose place another one wants, before it counts as gone
 inline constexpr uint32_t kAskEveryMs = 1000;
 // A challenger that lost, on the same port: time enough for a sender that waits for 12.5 s before it asks anew.

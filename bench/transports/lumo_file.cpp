@@ -72,7 +72,7 @@ nlohmann::json LastEvent(const std::filesystem::path& output) {
 void Send(CSide& side) {
     const std::filesystem::path folder = FolderOf(side, "sent");
     std::vector<std::string> command = Command(side, "send", MakeFile(side, folder));
-    command.insert(command.end(), {"--plain", "--channel", kChannel, "--wait", "60"});
+    command.insert(command.end(), {"--plain", "--channel", kChannel, "--receivers", "1", "--wait", "60"});
     CProcess program(command, OutputTo(folder / "events"));
     side.Connected();
     side.WaitForStop();

@@ -13,7 +13,7 @@ CSourceUDP::CSourceUDP(const CMediumRow& row, CServerChannel& channel, std::uniq
       m_address(m_pClaim->address),
       m_ulSenderKey(m_pClaim->senderKey),
       m_activity(CActivity::Now()),
-      m_ulLastKeepAlive(m_pClaim->askedAt),
+      m_ulLastKeepAlive(m_pClaim->askedAt - (server::kKeepAliveEveryMs - server::kFirstKeepAliveMs)),
       m_ulTold(m_pClaim->told) {
     m_remote.Set(m_address.ip, m_address.port);
 }

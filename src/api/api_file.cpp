@@ -22,7 +22,7 @@ IFileSender* CreateFileSenderTCP(IFileSenderNotify& notify, unsigned long ulFile
     CFileSender* pFileSender =
         Make([&] { return CLocalMCUFile::CreateFileSenderTCP(notify, static_cast<uint32_t>(ulFileChannelID)); });
     if (!pFileSender) {
-        LUMO_LOG_LINE("pFileSender is null");
+        LUMO_LOG_ERROR("pFileSender is null");
         return nullptr;
     }
     LUMO_LOG_LINE("pFileSender is not null");

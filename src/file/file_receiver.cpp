@@ -15,7 +15,7 @@ void CFileReceiverUDP::OnAcknowledged(uint32_t sinkID, uint32_t ip, uint16_t por
 }
 
 void CFileReceiverUDP::OnChannelData(const void* data, int length) {
-    LUMO_LOG_LINE("CFileReceiverUDP::OnFileChannelData(nLen : %d)", length);
+    LUMO_LOG_DEBUG("CFileReceiverUDP::OnFileChannelData(nLen : %d)", length);
     CShareReceiverUDP::OnChannelData(data, length);
 }
 
@@ -30,12 +30,12 @@ bool CFileReceiverTCP::OnTcpClientNotifyValidate(unsigned long type, const char*
 }
 
 bool CFileReceiverTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) {
-    LUMO_LOG_LINE("tcp-mcu. recv file data. nLen = %d", length);
+    LUMO_LOG_DEBUG("tcp-mcu. recv file data. nLen = %d", length);
     return CShareReceiverTCP::OnTcpClientNotifyReceivedFrame(data, length);
 }
 
 void CFileReceiverTCP::OnChannelData(const void* data, int length) {
-    LUMO_LOG_LINE("tcp-mcu. send file data. nLen = %d", length);
+    LUMO_LOG_DEBUG("tcp-mcu. send file data. nLen = %d", length);
     CShareReceiverTCP::OnChannelData(data, length);
 }
 
@@ -50,7 +50,7 @@ void CFileReceiverP2P::OnAcknowledged(uint32_t sinkID, uint32_t ip, uint16_t por
 }
 
 void CFileReceiverP2P::OnChannelData(const void* data, int length) {
-    LUMO_LOG_LINE("CFileReceiverP2P::OnFileChannelData(nLen : %d)", length);
+    LUMO_LOG_DEBUG("CFileReceiverP2P::OnFileChannelData(nLen : %d)", length);
     CShareReceiverP2P::OnChannelData(data, length);
 }
 
@@ -79,13 +79,13 @@ void CFileReceiverP2PTCP::Connect(uint32_t userID) {
 }
 
 bool CFileReceiverP2PTCP::IsDisconnected() {
-    LUMO_LOG_LINE("CFileReceiverP2PTCP::IsDisconnected(void)");
+    LUMO_LOG_DEBUG("CFileReceiverP2PTCP::IsDisconnected(void)");
     return CShareReceiverP2PTCP::IsDisconnected();
 }
 
 void CFileReceiverP2PTCP::OnWay(const CPeerPath::TcpWay& way) {
     if (way.tcp == CPeerPath::Tcp::Closed)
-        LUMO_LOG_LINE("return true;");
+        LUMO_LOG_DEBUG("return true;");
     else if (way.tcp == CPeerPath::Tcp::SameNat)
         LogDial("pMTP2PIP->m_ulNATIP == P2PItem.ulNATIP", m_link.Client(), way);
     else
@@ -93,7 +93,7 @@ void CFileReceiverP2PTCP::OnWay(const CPeerPath::TcpWay& way) {
 }
 
 bool CFileReceiverP2PTCP::OnTcpClientNotifyReceivedFrame(const char* data, int length) {
-    LUMO_LOG_LINE("tcp-mcu. recv file data. nLen = %d", length);
+    LUMO_LOG_DEBUG("tcp-mcu. recv file data. nLen = %d", length);
     return CShareReceiverP2PTCP::OnTcpClientNotifyReceivedFrame(data, length);
 }
 

@@ -30,9 +30,9 @@ void CFileSenderTCP::OnTcpClientNotifyConnected() {
 
 void CFileSenderTCP::OnAnswer(bool sized, uint32_t channelID) {
     if (!sized)
-        LUMO_LOG_LINE("CFileSenderTCP::OnTcpClientNotifyValidate. pData is null. Disconnect");
+        LUMO_LOG_ERROR("CFileSenderTCP::OnTcpClientNotifyValidate. pData is null. Disconnect");
     else if (channelID == 0)
-        LUMO_LOG_LINE("CFileSenderTCP::OnTcpClientNotifyValidate. m_ulFileChannelID is 0. Disconnect");
+        LUMO_LOG_ERROR("CFileSenderTCP::OnTcpClientNotifyValidate. m_ulFileChannelID is 0. Disconnect");
     else
         LUMO_LOG_LINE("CFileSenderTCP::OnTcpClientNotifyValidate(FileChannelID : %u)", channelID);
 }

@@ -3,7 +3,7 @@
 #include "platform/lumobase/app_log.h"
 
 void CFileSinkUDP::OnChannelData(const void* data, int length) {
-    LUMO_LOG_LINE("CFileSinkUDP::OnFileChannelData");
+    LUMO_LOG_DEBUG("CFileSinkUDP::OnFileChannelData");
     CShareSinkUDP::OnChannelData(data, length);
 }
 
@@ -13,11 +13,11 @@ void CFileSinkUDP::OnReceivedConnect() {
 }
 
 void CFileSinkUDP::OnSCTPSessionReceivedFrame(char* data, int length) {
-    LUMO_LOG_LINE("CFileSinkUDP::OnTcpSessionNotifyReceivedFrame. nLen : %d", length);
+    LUMO_LOG_DEBUG("CFileSinkUDP::OnTcpSessionNotifyReceivedFrame. nLen : %d", length);
     CShareSinkUDP::OnSCTPSessionReceivedFrame(data, length);
 }
 
 bool CFileSinkTCP::OnTcpSessionNotifyReceivedFrame(const char* data, int length) {
-    LUMO_LOG_LINE("CFileSinkTCP::OnTcpSessionNotifyReceivedFrame. nLen : %d", length);
+    LUMO_LOG_DEBUG("CFileSinkTCP::OnTcpSessionNotifyReceivedFrame. nLen : %d", length);
     return CShareSinkTCP::OnTcpSessionNotifyReceivedFrame(data, length);
 }

@@ -25,9 +25,9 @@ void CLocalMCUFile::RemoveFileReceiver(uint32_t receiverID) {
 
 void CLocalMCUFile::OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip,
                                                    unsigned short port) {
-    LUMO_LOG_LINE("CLocalMCUFile::OnUdpClientNotifyReceivedFrame");
+    LUMO_LOG_DEBUG("CLocalMCUFile::OnUdpClientNotifyReceivedFrame");
     DispatchDatagram<CShareMcu>(*this, m_rows, m_medium.kind, data, length, static_cast<uint32_t>(ip), port,
-                                [](const wire::CommandRow& row) { LUMO_LOG_LINE("%s", row.name); });
+                                [](const wire::CommandRow& row) { LUMO_LOG_DEBUG("%s", row.name); });
 }
 
 namespace {

@@ -94,8 +94,8 @@ void CLocalMCUManager::CloseEndpoint() {
 }
 
 void CLocalMCUManager::SendUdpData(const char* data, int length, uint32_t ip, uint16_t port) {
-    if (AppLog().IsOn() && !IsSunServer(ip))
-        LUMO_LOG_LINE("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
+    if (AppLog().IsOn(LogLevel::Debug) && !IsSunServer(ip))
+        LUMO_LOG_DEBUG("SendUdpData(nLen = %d, IP : %s, Port : %d)", length, GetIpAddr(ip).c_str(), port);
     if (!MaySend(ip, length)) return;
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->SendData(data, length, ip, port);
 }
@@ -109,11 +109,11 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
                                                       unsigned short port) {
     if (length < 1) return;
     const auto kind = static_cast<uint8_t>(data[0]);
-    LUMO_LOG_LINE("CLocalMCUManager::OnUdpClientNotifyReceivedFrame. CMD : %d, Len : %d, IP : %s, Port : %d", kind,
-                  length, GetIpAddr(ip).c_str(), port);
+    LUMO_LOG_DEBUG("CLocalMCUManager::OnUdpClientNotifyReceivedFrame. CMD : %d, Len : %d, IP : %s, Port : %d", kind,
+                   length, GetIpAddr(ip).c_str(), port);
     const char* name = wire::KindName(kind);
     if (!name) return;
-    LUMO_LOG_LINE("%s", name);
+    LUMO_LOG_DEBUG("%s", name);
     if (static_cast<Kind>(kind) == Kind::Audio)
         m_localMCUAudio.OnUdpClientNotifyReceivedFrame(data + 1, length - 1, ip, port);
     else if (static_cast<Kind>(kind) == Kind::Video)

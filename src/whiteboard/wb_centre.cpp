@@ -176,7 +176,7 @@ bool CWBCentre::Store(uint32_t sessionID, const CMessage& message) {
         wb::PutWord(taken + wb::kHeaderLen, message.ObjectID());
         m_owner.SendWBData(sessionID, taken, sizeof taken);
     }
-    if (!stored && !m_bFull) LUMO_LOG_LINE("CWBDataTransCenter::ProcessWBData. The whiteboard is full.");
+    if (!stored && !m_bFull) LUMO_LOG_ERROR("CWBDataTransCenter::ProcessWBData. The whiteboard is full.");
     m_bFull = !stored;
     return stored;
 }

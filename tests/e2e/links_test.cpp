@@ -27,7 +27,7 @@ protected:
         fs::create_directory(folder / "out");
         StartRelay();
     }
-    Process& Send(const std::string& words) { return Client("send holiday.bin " + words); }
+    Process& Send(const std::string& words) { return Client("send holiday.bin --receivers 1 " + words); }
     static std::string SecretIn(const std::string& link) { return link.substr(link.find('#') + 1); }
     static std::string ClearOf(const std::string& link) { return link.substr(0, link.find('#')); }
     void ExpectWhole() const { EXPECT_TRUE(folder.Get("out/holiday.bin") == content); }
@@ -90,7 +90,7 @@ TEST_F(Links, ASenderStartedAnewUnderItsLinkFileIsResumed) {
     ASSERT_TRUE(WaitFor(receiver, "bytes", 1 << 20));
     sender.Signal(SIGKILL);
     End(sender, 128 + SIGKILL);
-    Process& second = Lumo("send holiday.bin --json --link-file kept");
+    Process& second = Lumo("send holiday.bin --receivers 1 --json --link-file kept");
     EXPECT_EQ(LinkOf(second), link);
     EXPECT_LE(End(receiver)["arrived_bytes"], content.size()) << "it began anew";
     EXPECT_LT(End(second)["sent_bytes"], content.size()) << "it began anew";

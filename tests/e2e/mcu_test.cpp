@@ -102,7 +102,7 @@ TEST_F(RelayProcess, ShowsWhatGoesThroughAndTakesAllDescriptors) {
     EXPECT_NE(Page("/").find("No streams at the moment."), std::string::npos);
     folder.Put("file", RandomBytes(4 << 20));
     std::filesystem::create_directory(folder / "out");
-    Process& sender = Client("send file --plain --channel 77 --path relay --rate 1M --stats live");
+    Process& sender = Client("send file --plain --channel 77 --path relay --rate 1M --receivers 1 --stats live");
     Process& receiver = Client("receive 77 --path relay --out out");
     const Json stream = WaitForStream(relay, 1 << 20);
     EXPECT_EQ(stream["channel"], 77);
@@ -149,15 +149,18 @@ TEST_F(RelayProcess, BoundsTheSilentConnectionsOfAnAddressAndServesOnlyWhomItMay
 
 TEST_F(RelayProcess, SaysPlainlyWhichPortIsTaken) {
     const std::string said = StartWithPages().Errors(), own = "mcu --listen 127.0.0.1:0 --http ";
+    const std::string pages = NumberBehind(said, "http://127.0.0.1:");
     const std::pair<std::string, std::string> rows[] = {
+        {"whiteboard --channel 5 --http " + pages + Mcu(), "cannot serve the page on 127.0.0.1:" + pages},
         {"mcu --http off --listen 127.0.0.1:" + port, "cannot listen on 127.0.0.1:" + port},
-        {own + "127.0.0.1:" + NumberBehind(said, "http://127.0.0.1:"), "cannot serve pages on 127.0.0.1:"},
+        {own + "127.0.0.1:" + pages, "cannot serve pages on 127.0.0.1:"},
         {own + "off --reflector-port " + NumberBehind(said, "reflector on port "),
          "cannot reflect addresses on 127.0.0.1:"}};
     for (const auto& [line, problem] : rows) {
         Process& second = Lumo(line);
         End(second, 1);
         EXPECT_NE(second.Errors().find(problem), std::string::npos) << second.Errors();
+        EXPECT_NE(second.Errors().find("Address already in use"), std::string::npos) << second.Errors();
     }
 }
 

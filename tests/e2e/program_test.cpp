@@ -15,7 +15,8 @@ namespace {
 
 class Program : public CRelayTest {};
 
-/// A command line, where @ is the relay, and what becomes of it.
+/// A command line, where @ is the relay, and what becomes of it. Nothing listens at port 1, and 127.0.0.2 relays from
+/// nobody.
 const struct {
     const char* words;
     int code;
@@ -54,7 +55,7 @@ const struct {
     {"demo --loss nan", 2, "not a share"},
     {"demo --loss -1", 2, ""},
     {"demo --loss 2%%", 2, "not a share"},
-    {"receive 5 --out nowhere @", 1, "nowhere: No such file"},
+    {"receive 5 --out nowhere/x @", 1, "nowhere/: No such file"},
     {"send missing @", 1, "missing: No such file"},
     {"send . @", 1, ""},
     {"send file file @", 1, "two files are named file"},
@@ -63,7 +64,7 @@ const struct {
     {"stats --file file", 1, "file holds no figures"},
     {"dump missing", 1, ""},
     {"dump file", 1, ""},
-    {"publish audio file @", 1, "no Ogg Opus file"},
+    {"publish audio file @", 1, "file: this is no Ogg Opus file"},
     {"publish audio . @", 1, "cannot read .: Is a directory"},
     {"load audio --file . @", 1, "cannot read .: Is a directory"},
     {"publish video file @", 1, "start code"},
@@ -72,18 +73,26 @@ const struct {
     {"publish desktop none @", 1, "holds no PNG or JPEG"},
     {"subscribe desktop 5 -o /dev/null/x @", 1, "/dev/null/x"},
     {"send file --wait 0.5 @", 3, "nobody came"},
-    {"receive 5 --wait 0.5 @", 3, ""},
-    {"receive 5 --tcp --wait 0.5 @", 3, ""},
-    {"publish audio spoken --mcu 127.0.0.1:1", 3, "the server has not taken the stream"},
-    {"subscribe audio 5 --wait 0.5 @", 3, "nothing was heard"},
-    {"subscribe video 5 --wait 0.5 --path relay @", 3, "nothing was heard"},
-    {"subscribe desktop 5 --wait 0.5 --tcp @", 3, "nothing was heard"},
-    {"load audio --subscribers 1 --wait 0.3 --mcu 127.0.0.3:1", 3, "only 0 of 1 subscribers"},
+    {"receive 5 --wait 0.5 @", 3, " is there, but nothing comes of channel 5"},
+    {"receive 5 --tcp --wait 0.5 @", 3, " is there, but nothing comes of channel 5"},
+    {"receive 5 --mcu 127.0.0.1:1 --wait 3", 3, "nothing listens at 127.0.0.1:1 over UDP"},
+    {"receive 5 --near 127.0.0.2 --wait 0.5 @", 3, "refuses to relay from 127.0.0.1:"},
+    {"receive 5 --proxy http://127.0.0.1:1 --wait 0.5 @", 3, "the proxy 127.0.0.1:1 is not there (Connection refused)"},
+    {"send file --mcu 127.0.0.1:1 --wait 0.5", 3, "the server has not taken the channel: nothing listens at"},
+    {"publish audio spoken --mcu 127.0.0.1:1", 3, "the server has not taken the stream: nothing listens at"},
+    {"publish audio spoken --tcp --mcu 127.0.0.1:1", 3, "nothing listens at 127.0.0.1:1 over TCP"},
+    {"subscribe audio 5 --wait 0.5 @", 3, "nothing was heard: 127.0.0.1:"},
+    {"subscribe video 5 --wait 0.5 --near 127.0.0.2 --tcp @", 3, "refuses to relay from 127.0.0.1:"},
+    {"subscribe desktop 5 --wait 0.5 --tcp @", 3, "nothing was heard: 127.0.0.1:"},
+    {"probe --wait 60 --mcu 127.0.0.1:1", 3, "nothing listens at 127.0.0.1:1 over UDP"},
+    {"load audio --subscribers 1 --wait 0.3 --mcu 127.0.0.3:1", 3,
+     "only 0 of 1 subscribers hear the publisher: nothing"},
     {"load whiteboard --subscribers 1 --wait 0.3 --mcu 127.0.0.3:1", 3, "only 0 of 1 subscribers"},
 };
 
 TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
     StartRelay();
+    StartRelay("127.0.0.2", "--http off --relay-to 10.0.0.0/8");
     folder.Put("file", "0123456789");
     folder.Put("spoken", std::string(lumo::Sample("sample.opus").substr(0, 4171)));  // a second of it
     std::filesystem::create_directory(folder / "none");
@@ -94,6 +103,7 @@ TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
         End(process, code);
         EXPECT_NE(process.Errors(), "") << line;
         EXPECT_NE(process.Errors().find(says), std::string::npos) << line << ": " << process.Errors();
+        EXPECT_TRUE(code == 3 || process.Output().empty()) << line << ": a link that leads nowhere";
     }
     for (const auto& [words, shown] : {std::pair("--help", "Usage: lumo COMMAND"),
                                        {"--version", "sealed frames (OpenSSL"},
@@ -103,6 +113,13 @@ TEST_F(Program, ExitCodesTellWhatHappenedAndFailuresSayWhy) {
         EXPECT_EQ(help.Errors(), "");
         EXPECT_NE(help.Output().find(shown), std::string::npos) << help.Output();
     }
+    for (const char* const log : {"file/log", "loud:stderr"}) {
+        setenv("LUMO_LOG", log, 1);
+        Process& unlogged = Lumo("secret");
+        End(unlogged, 2);
+        EXPECT_NE(unlogged.Errors().find("LUMO_LOG"), std::string::npos) << unlogged.Errors();
+    }
+    unsetenv("LUMO_LOG");
 }
 
 TEST_F(Program, DumpShowsACaptureInWords) {

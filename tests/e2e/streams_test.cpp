@@ -112,6 +112,33 @@ TEST_F(Streams, ALoadReachesEverySubscriberByEveryWay) {
     }
 }
 
+TEST_F(Streams, ALoadThatLosesMuchFails) {
+    StartRelay();
+    Process& path = Lumo("impair --loss 30% --to 127.0.0.1:" + port);
+    ASSERT_TRUE(Says(path, "\"port\":"));
+    const std::string mcu = " --mcu 127.0.0.1:" + NumberBehind(path.Output(), "\"port\":");
+    Process& load = Lumo("load audio --subscribers 2 --seconds 1 --json" + mcu);
+    EXPECT_GT(End(load, 1)["lost_percent"], 10) << load.Output();
+    EXPECT_NE(load.Errors().find("more than 1% of the frames were lost"), std::string::npos) << load.Errors();
+}
+
+TEST_F(Streams, OnlyWhoHasTheNumberIsOnAir) {
+    StartRelay();
+    const std::string line = "publish audio spoken --plain --channel 77 --loop" + Mcu();
+    Process& first = Lumo(line);
+    ASSERT_TRUE(Says(first, "the server has taken the stream"));
+    Process& second = Lumo(line);
+    ASSERT_TRUE(
+        Says(second, "the server has not taken the stream yet: 127.0.0.1:" + port + " is there; is the number 77"));
+    EXPECT_EQ(second.Errors().find("has taken the stream"), std::string::npos) << second.Errors();
+    first.Signal(SIGINT);
+    End(first);
+    EXPECT_NE(first.Errors().find("on air for "), std::string::npos) << first.Errors();
+    ASSERT_TRUE(Says(second, "the server has taken the stream"));
+    second.Signal(SIGINT);
+    End(second);
+}
+
 /// Of a JPEG what the program looks at.
 std::string Jpeg(const std::string& content) {
     return std::string("\xff\xd8\xff\xda\x00\x02", 6) + content + "\xff\xd9";

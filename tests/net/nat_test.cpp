@@ -72,7 +72,7 @@ protected:
         ASSERT_TRUE(Says(In("relay", "mcu --http off"), "listening on "));
         folder.Put("file", RandomBytes(megabytes << 20));
         std::filesystem::create_directory(folder / "out");
-        sender = &In("a", "send file --channel 77 --plain --json --wait 40 --mcu 203.0.113.10 " + send);
+        sender = &In("a", "send file --channel 77 --plain --receivers 1 --json --wait 40 --mcu 203.0.113.10 " + send);
         ASSERT_TRUE(Says(*sender, "\"ready\""));
         receiver = &In("b", "receive 77 --json --out out --mcu 203.0.113.10 " + receive);
     }

@@ -1,4 +1,5 @@
 // The command-line program.
+#include "platform/lumobase/app_log.h"
 #include "tools/lumo/commands/commands.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
@@ -17,6 +18,7 @@ int main(int argc, char** argv) {
     lumo::KeepStandardDescriptors();
     SetWideSessions(true);
     SetTcpCongestionControl("bbr");
+    if (!AppLog().Problem().empty()) return lumo::kExitUsage;  // the library has said so
     try {
         lumo::CCommandLine line(
             "Files, audio, video, desktops and whiteboards, straight from host to host or through relay servers; "

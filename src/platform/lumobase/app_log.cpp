@@ -15,6 +15,7 @@
 #include <shared_mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -33,9 +34,28 @@ void MakeOneLine(char* line, size_t length) {
     }
 }
 
+/// What stands before a colon is a level, if it is a word. Empty when all is well.
+std::string ReadChoice(const std::string& text, LogLevel& level, std::string& target) {
+    static constexpr std::pair<std::string_view, LogLevel> kLevels[] = {
+        {"error", LogLevel::Error}, {"info", LogLevel::Info}, {"debug", LogLevel::Debug}};
+    const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz");
+    target = text;
+    level = LogLevel::Debug;
+    if (end == 0 || end == std::string::npos || text[end] != ':') return "";
+    for (const auto& [name, known] : kLevels) {
+        if (name != std::string_view(text).substr(0, end)) continue;
+        level = known;
+        target = text.substr(end + 1);
+        return target.empty() ? "LUMO_LOG names a level and no place" : "";
+    }
+    return "LUMO_LOG knows the levels error, info and debug, not " + text.substr(0, end);
+}
+
 }  // namespace
 
 struct CAppLog::Impl {
+    std::string problem;
+    LogLevel written = LogLevel::Off;    // by the writer; set with it
     std::unique_ptr<CLogWriter> writer;  // set before the log goes on, and then until the end
     std::shared_mutex mutex;             // held in shared mode while the hook runs
     LumoLogHook hook = nullptr;          // under the mutex
@@ -57,20 +77,27 @@ struct CAppLog::Impl {
     }
 };
 
-CAppLog::CAppLog() : m_pImpl(new Impl), m_bOn(false) {}
+CAppLog::CAppLog() : m_pImpl(new Impl), m_level(LogLevel::Off) {}
 
 CAppLog::~CAppLog() {
-    m_bOn = false;
+    m_level = LogLevel::Off;
     delete m_pImpl;
 }
 
 void CAppLog::inilog(const char* module) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): once, while the library is loaded
-    const char* target = std::getenv("LUMO_LOG");
-    if (m_pImpl->writer || !target || !*target || std::string_view(target) == "off") return;
-    m_pImpl->writer = CLogWriter::Open(target, module);
-    if (m_pImpl->writer) m_bOn = true;
+    const char* choice = std::getenv("LUMO_LOG");
+    if (m_pImpl->writer || !choice || !*choice || std::string_view(choice) == "off") return;
+    LogLevel level = LogLevel::Off;
+    std::string target;
+    m_pImpl->problem = ReadChoice(choice, level, target);
+    if (m_pImpl->problem.empty()) m_pImpl->writer = CLogWriter::Open(target, module, m_pImpl->problem);
+    if (!m_pImpl->writer) return;
+    m_pImpl->written = level;
+    m_level = level;
 }
+
+const std::string& CAppLog::Problem() const { return m_pImpl->problem; }
 
 void CAppLog::debug(const char* format, ...) {
     if (!IsOn()) return;
@@ -94,7 +121,7 @@ void CAppLog::SetHook(void (*hook)(void*, const char*), void* context) {
     m_pImpl->hook = hook;
     m_pImpl->context = context;
     m_pImpl->hooked = hook != nullptr;
-    m_bOn = hook != nullptr || m_pImpl->writer != nullptr;
+    m_level = hook != nullptr ? LogLevel::Debug : m_pImpl->written;
 }
 
 void CAppLog::Flush(int milliseconds) {
@@ -115,7 +142,12 @@ namespace {
 
 /// Opens the log when the library is loaded. In this file, so that whoever uses the log also links this.
 struct LogLife {
-    LogLife() { AppLog().inilog("lumomedia"); }
+    LogLife() {
+        AppLog().inilog("lumomedia");
+        // Whoever has asked for a log and gets none should not have to wonder.
+        const std::string& problem = AppLog().Problem();
+        if (!problem.empty()) static_cast<void>(std::fprintf(stderr, "lumomedia: %s\n", problem.c_str()));
+    }
     ~LogLife() { AppLog().Flush(kExitFlushMs); }
 };
 const LogLife g_logLife;

@@ -3,8 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
-/// LUMO_LOG=off|stderr|PATH chooses where lines go (default off). Every member may be called on any thread.
+/// Error: what has failed. Info: what comes, goes and changes, too. Debug: each datagram and frame, too.
+enum class LogLevel : int { Off, Error, Info, Debug };
+
+/// LUMO_LOG=off|[LEVEL:]stderr|[LEVEL:]PATH chooses which lines go where: off unless it is set, and all lines unless it
+/// begins with error, info or debug. Every member may be called on any thread.
 class CAppLog {
 public:
     CAppLog();
@@ -14,11 +19,14 @@ public:
 
     /// Opens the log under a module name, reading LUMO_LOG. Called once, when the library is loaded.
     void inilog(const char* module);
-    /// Writes one line; with the log off it costs one relaxed load. Never fails visibly. Use LUMO_LOG_LINE instead
-    /// where an argument costs something to make.
+    /// Why the log is not where LUMO_LOG wants it; empty: it is. Fixed once the library is loaded.
+    const std::string& Problem() const;
+    /// Writes one line of an error; with the log off it costs one relaxed load. Never fails visibly. Use the macros
+    /// below for other lines, and where an argument costs something to make.
     __attribute__((format(printf, 2, 3))) void debug(const char* format, ...);
 
-    bool IsOn() const { return m_bOn.load(std::memory_order_relaxed); }
+    /// Whether lines of that level are written.
+    bool IsOn(LogLevel level = LogLevel::Error) const { return m_level.load(std::memory_order_relaxed) >= level; }
     /// See SetLogHook of the public interface.
     void SetHook(void (*hook)(void*, const char*), void* context);
     /// Waits until every line written before this call is out, at most that long.
@@ -29,14 +37,17 @@ public:
 private:
     struct Impl;
     Impl* m_pImpl;
-    std::atomic<bool> m_bOn;
+    std::atomic<LogLevel> m_level;
 };
 
 /// The module-wide logger; opened as "lumomedia" when the library is loaded, in the static library too.
 CAppLog& AppLog();
 
-/// AppLog().debug(...), with the arguments not even evaluated while the log is off.
-#define LUMO_LOG_LINE(...)                                \
-    do {                                                  \
-        if (AppLog().IsOn()) AppLog().debug(__VA_ARGS__); \
+/// One line of a level, with the arguments not even evaluated while such lines are not written.
+#define LUMO_LOG_AT(level, ...)                                \
+    do {                                                       \
+        if (AppLog().IsOn(level)) AppLog().debug(__VA_ARGS__); \
     } while (false)
+#define LUMO_LOG_ERROR(...) LUMO_LOG_AT(LogLevel::Error, __VA_ARGS__)
+#define LUMO_LOG_LINE(...) LUMO_LOG_AT(LogLevel::Info, __VA_ARGS__)
+#define LUMO_LOG_DEBUG(...) LUMO_LOG_AT(LogLevel::Debug, __VA_ARGS__)

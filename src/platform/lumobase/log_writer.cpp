@@ -9,8 +9,11 @@
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -116,7 +119,7 @@ CLogWriter::~CLogWriter() {
     m_impl->pool.reset();
 }
 
-std::unique_ptr<CLogWriter> CLogWriter::Open(const std::string& target, const char* module) {
+std::unique_ptr<CLogWriter> CLogWriter::Open(const std::string& target, const char* module, std::string& problem) {
     try {
         std::unique_ptr<CLogWriter> writer(new CLogWriter);
         spdlog::sink_ptr to;
@@ -130,7 +133,8 @@ std::unique_ptr<CLogWriter> CLogWriter::Open(const std::string& target, const ch
         writer->m_impl->module = module;
         writer->m_impl->sink = std::make_shared<CTicketSink>(std::move(to));
         return writer;
-    } catch (...) {
+    } catch (const std::exception&) {
+        problem = "LUMO_LOG: cannot write " + target + ": " + std::generic_category().message(errno);
         return nullptr;
     }
 }

@@ -10,8 +10,8 @@
 /// Its thread starts with the first line. In a child that was forked later it does nothing.
 class CLogWriter {
 public:
-    /// `target` is "stderr" or a path, which is appended to. Null when it cannot be opened.
-    static std::unique_ptr<CLogWriter> Open(const std::string& target, const char* module);
+    /// `target` is "stderr" or a path, which is appended to. Null with the problem when it cannot be opened.
+    static std::unique_ptr<CLogWriter> Open(const std::string& target, const char* module, std::string& problem);
     ~CLogWriter();
     CLogWriter(const CLogWriter&) = delete;
     CLogWriter& operator=(const CLogWriter&) = delete;

@@ -14,7 +14,7 @@ bool CThread::StartThread() {
         m_thread = std::thread(&CThread::InitThreadProc, this);
         return true;
     } catch (...) {
-        LUMO_LOG_LINE("CThread::StartThread. failed");
+        LUMO_LOG_ERROR("CThread::StartThread. failed");
         return false;
     }
 }
@@ -29,6 +29,6 @@ void CThread::ThreadProc() {
     try {
         ThreadProcMain();
     } catch (...) {
-        LUMO_LOG_LINE("CThread::ThreadProc. the thread's body has thrown");
+        LUMO_LOG_ERROR("CThread::ThreadProc. the thread's body has thrown");
     }
 }

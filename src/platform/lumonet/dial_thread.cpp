@@ -86,7 +86,7 @@ uint32_t CDialThread::ThreadProcMain() {
     try {
         Serve();
     } catch (...) {  // the dials that are dropped run into their callers' time limit
-        LUMO_LOG_LINE("CDialThread::ThreadProcMain. no memory");
+        LUMO_LOG_ERROR("CDialThread::ThreadProcMain. no memory");
         CAutoLock lock(&m_cs);
         m_bServing = false;
         m_pWakeable = nullptr;
@@ -125,7 +125,7 @@ void CDialThread::Begin(uint64_t id, const Request& request) {
     const auto [dial, isNew] = m_dials.emplace(id, Dial{Easy(curl_easy_init()), request.done});
     CURL* easy = dial->second.easy.get();
     if (!easy || !SetUp(easy, request) || curl_multi_add_handle(m_multi.get(), easy) != CURLM_OK)
-        End(id, CFileDescriptor());
+        End(id, CFileDescriptor(), {ProxyFault::Other, "there is no room for another dial"});
 }
 
 bool CDialThread::SetUp(CURL* easy, const Request& request) {
@@ -158,24 +158,26 @@ void CDialThread::Finish() {
         if (message->msg != CURLMSG_DONE) continue;
         CURL* easy = message->easy_handle;
         CFileDescriptor socket;
+        CProxyFailure failure;
         curl_socket_t fd = CURL_SOCKET_BAD;
         if (message->data.result != CURLE_OK) {
-            LUMO_LOG_LINE("CDialThread::Finish. %s", curl_easy_strerror(message->data.result));
+            LUMO_LOG_ERROR("CDialThread::Finish. %s", curl_easy_strerror(message->data.result));
+            failure = ProxyFailureOf(easy, message->data.result);
         } else if (curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &fd) == CURLE_OK && fd != CURL_SOCKET_BAD) {
             socket = Duplicate(fd);
         }
         for (const auto& [id, dial] : m_dials) {
             if (dial.easy.get() != easy) continue;
-            End(id, std::move(socket));
+            End(id, std::move(socket), failure);
             break;
         }
     }
 }
 
-void CDialThread::End(uint64_t id, CFileDescriptor socket) {
+void CDialThread::End(uint64_t id, CFileDescriptor socket, const CProxyFailure& failure) {
     const CProxyDial::Done done = std::move(m_dials.at(id).done);
     Drop(id);
-    done(std::move(socket));
+    done(std::move(socket), failure);
 }
 
 void CDialThread::Drop(uint64_t id) {

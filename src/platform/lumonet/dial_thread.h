@@ -10,6 +10,9 @@
 #include <memory>
 #include <vector>
 
+/// Of a dial that has ended with `result`, which is not CURLE_OK.
+CProxyFailure ProxyFailureOf(CURL* easy, CURLcode result);
+
 class CDialThread final : public CThread {
 public:
     struct Request {
@@ -49,7 +52,7 @@ private:
     void Begin(uint64_t id, const Request& request);
     static bool SetUp(CURL* easy, const Request& request);
     void Finish();
-    void End(uint64_t id, CFileDescriptor socket);
+    void End(uint64_t id, CFileDescriptor socket, const CProxyFailure& failure);
     void Drop(uint64_t id);
 
     CCritSec m_cs;

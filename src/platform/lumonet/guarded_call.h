@@ -7,7 +7,7 @@
 #include <type_traits>
 
 /// Of a callback; called from a catch block.
-inline void LogCallbackThrew() { LUMO_LOG_LINE("GuardedCall. the application's callback has thrown"); }
+inline void LogCallbackThrew() { LUMO_LOG_ERROR("GuardedCall. the application's callback has thrown"); }
 
 /// Runs a callback of the application whose object's gate has been passed. False: it said false, or has thrown.
 template <typename Callback>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/lumonet/file_descriptor.h"
+#include "platform/lumonet/proxy_failure.h"
 #include "platform/lumonet/proxy_server.h"
 
 #include <cstdint>
@@ -11,8 +12,8 @@
 /// One dial in progress. All dials share one thread, which lives while there is any.
 class CProxyDial {
 public:
-    /// Called once on the dial thread, unless cancelled before: the connected socket, or none.
-    using Done = std::function<void(CFileDescriptor)>;
+    /// Called once on the dial thread, unless cancelled before: the connected socket, or none and why.
+    using Done = std::function<void(CFileDescriptor, const CProxyFailure&)>;
 
     CProxyDial() = default;
     /// Throws when the dial cannot begin.

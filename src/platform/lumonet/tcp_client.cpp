@@ -50,7 +50,7 @@ void CTcpClient::DialDirectly() {
 
 void CTcpClient::DialThrough(const CProxyServer& proxy) {
     std::weak_ptr<CTcpConnection> weak = weak_from_this();
-    m_proxyDial = CProxyDial(proxy, GetIpAddr(m_ulIP), m_usPort, [weak](CFileDescriptor socket) {
+    m_proxyDial = CProxyDial(proxy, GetIpAddr(m_ulIP), m_usPort, [weak](CFileDescriptor socket, const CProxyFailure&) {
         auto self = std::static_pointer_cast<CTcpClient>(weak.lock());
         if (!self) return;
         const CTcpReactor reactor;  // this call's own: the object may go before Post has returned
@@ -108,7 +108,7 @@ ITcpClient* MakeTcpClient(ITcpClientNotify* notify, const std::string& server, u
         const auto client = std::make_shared<CTcpClient>(notify, ip, port);
         return client->Dial(proxy) ? client.get() : nullptr;
     } catch (...) {
-        LUMO_LOG_LINE("MakeTcpClient. no way to dial %s", server.c_str());
+        LUMO_LOG_ERROR("MakeTcpClient. no way to dial %s", server.c_str());
         return nullptr;
     }
 }

@@ -54,7 +54,7 @@ void CTcpConnection::Send(const char* data, int length, int mode) {
             mode == 1 ? m_queue.PushValidation(data, bytes) : m_queue.PushFrame(std::move(frame), std::move(charge));
         if (wake) BeginWriting();
     } catch (...) {
-        LUMO_LOG_LINE("CTcpConnection::Send. no memory for %d bytes", length);
+        LUMO_LOG_ERROR("CTcpConnection::Send. no memory for %d bytes", length);
         GiveWay();
     }
 }

@@ -24,7 +24,7 @@ public:
             try {
                 m_io.run();
             } catch (...) {  // what a handler could not deal with, such as a lack of memory, ends no other connection
-                LUMO_LOG_LINE("CTcpReactor::Serve. a handler has thrown");
+                LUMO_LOG_ERROR("CTcpReactor::Serve. a handler has thrown");
             }
         }
     }

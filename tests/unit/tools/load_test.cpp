@@ -100,7 +100,7 @@ struct FakeMedium {
         options.bytes = 40;
         options.rate = 1000;
         const LoadMedium medium{"fake", "", 0, 0, 0, 3, 0, 0, &Publish, &Subscribe};
-        CLoad load(medium, options, loop);
+        CLoad load(medium, options, loop, [](CServerWatch::News, const CServerWatch&) {});
         std::string problem;
         EXPECT_TRUE(load.Connect(problem)) << problem;
         polls = 0;

@@ -99,6 +99,9 @@ TEST(Progress, FiguresForPeople) {
     for (const auto& [bytes, text] : sizes) EXPECT_EQ(BytesText(bytes), text);
     EXPECT_EQ(DurationText(6.2), "0:07");
     EXPECT_EQ(DurationText(3723), "1:02:03");
+    EXPECT_EQ(LiveText({"on air", 13.9, 163000, "2 listening"}, 13000, 70),
+              "on air 00:13  163 kB  13.0 kB/s  2 listening");
+    EXPECT_EQ(LiveText({"listening", 3723, 0, ""}, 0, 25), "listening 1:02:03  0 B  0");
 
     CRateMeter meter;
     EXPECT_LT(meter.SecondsFor(100), 0);

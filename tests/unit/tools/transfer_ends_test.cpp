@@ -84,6 +84,22 @@ TEST(TransferEnds, WhoDeliversIsCompleteOnlyWhenItIsOut) {
     }
 }
 
+TEST(TransferEnds, WhoIsNotToldHowManyWillComeStaysForLateOnes) {
+    CTransferSim sim;
+    sim.StartSender(One(Megabytes(1)), {.receivers = 0});
+    for (const uint32_t served : {1U, 2U}) {
+        const Receiver& receiver = sim.AddReceiver();
+        ASSERT_TRUE(sim.RunUntil([&] { return receiver.left; }, 10000));
+        EXPECT_EQ(receiver.engine.State(), ReceiveState::Done);
+        sim.Run(50000);
+        EXPECT_EQ(sim.sender->State(), SendState::Serving);
+        EXPECT_EQ(sim.Progress().complete, served);
+        EXPECT_NEAR(static_cast<double>(sim.Progress().stayMs.value_or(0)), 10000, 2000);
+    }
+    sim.Run(12000);
+    EXPECT_EQ(sim.sender->State(), SendState::Done);
+}
+
 TEST(TransferEnds, ALostConfirmationOnlyCostsTime) {
     CTransferSim sim;
     sim.downHook = [](std::string& frame) { return frame[5] != static_cast<char>(MessageType::Confirm); };

@@ -212,6 +212,7 @@ void LinkOptions::HandOn(const ShareLink& link, const std::string& more, bool qu
                                       {"channel", link.channel},
                                       {"sealed", sealed},
                                       {"link", PublicText(link)},
+                                      {"this_host_alone", IsThisHostAlone(link.mcu.host)},
                                       {"command", command}};
         line = event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     }
@@ -222,6 +223,7 @@ void LinkOptions::HandOn(const ShareLink& link, const std::string& more, bool qu
     WipeText(line);
     printer.Note(sealed ? "sealed end to end: whoever has this line can take part, so hand it on in private"
                         : "not sealed: the relay, and whoever is on the way, can read and alter it");
+    if (IsThisHostAlone(link.mcu.host)) printer.Note(ThisHostAlone(link.mcu.host));
     if (qr) DrawLink(link);
 }
 

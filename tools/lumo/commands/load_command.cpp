@@ -18,6 +18,8 @@ struct LoadCommand {
     LoadOptions load;
     const LoadMedium* medium = nullptr;
     std::string file;
+    std::string maxLossText = "1%";
+    double maxLoss = 0;
 };
 
 bool TakeSample(const std::string& file, LoadOptions& options, std::string& problem) {
@@ -33,20 +35,23 @@ bool TakeSample(const std::string& file, LoadOptions& options, std::string& prob
 
 int RunLoad(const LoadCommand& command, const LoadOptions& options, CProgressPrinter& printer) {
     CToolLoop loop;
-    CLoad load(*command.medium, options, loop);
+    CLoad load(*command.medium, options, loop,
+               [&printer](CServerWatch::News news, const CServerWatch& watch) { SayServerNews(news, watch, printer); });
     std::string problem;
     printer.Note("subscribing " + std::to_string(options.subscribers) + " times to channel " +
                  std::to_string(options.route.channel) + " at " + options.route.mcu.Text());
     if (!load.Connect(problem)) {
-        printer.Error(problem);
-        return loop.Interrupted() ? kExitFailed : kExitNobody;
+        printer.Error(Printable(problem));
+        return loop.Interrupted() || load.InVain() ? kExitFailed : kExitNobody;
     }
     printer.Note("publishing for " + std::to_string(options.Frames()) + " frames");
     load.Measure();
     const nlohmann::json report = load.Report();
     printer.Event(report);
     if (printer.Mode() != ProgressMode::Json) std::printf("%s\n", LoadText(report).c_str());
-    return loop.Interrupted() ? kExitFailed : kExitDone;
+    const bool tooMany = report.value("lost_percent", 0.0) > 100 * command.maxLoss;
+    if (tooMany) printer.Warn("more than " + command.maxLossText + " of the frames were lost (--max-loss)");
+    return loop.Interrupted() || tooMany ? kExitFailed : kExitDone;
 }
 
 int Run(const LoadCommand& command) {
@@ -103,12 +108,20 @@ void AddLoadCommand(CCommand& root, int& exitCode) {
         one.Add("--wait SECONDS", options.waitSeconds, "Until all subscribers must hear the publisher")
             .Seconds(0.1, 3600)
             .ShowDefault();
+        one.Add("--max-loss SHARE", command->maxLossText, "Ends with code 1 when a larger share of the frames was lost")
+            .Check([](const std::string& text) {
+                return ParseShare(text) < 0 ? "not a share such as 2% or 0.02: " + text : "";
+            })
+            .ShowDefault();
         one.Example(std::string("lumo load ") + medium.name + " --mcu relay.example --subscribers 1000",
                     "One publisher, so many subscribers in one process, and what arrived how late");
         one.Exits({{kExitDone, "measured"},
-                   {kExitFailed, "failed, or interrupted"},
+                   {kExitFailed, "failed, interrupted, or more was lost than --max-loss"},
                    {kExitNobody, "not all subscribers have heard the publisher"}});
-        one.OnRun([command, &exitCode] { exitCode = Run(*command); });
+        one.OnRun([command, &exitCode] {
+            command->maxLoss = ParseShare(command->maxLossText);
+            exitCode = Run(*command);
+        });
     }
 }
 

@@ -3,7 +3,9 @@
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/loop.h"
 #include "tools/lumo/net/probe.h"
+#include "tools/lumo/net/server_check.h"
 #include "tools/lumo/net/target.h"
+#include "tools/lumo/transfer/file_name.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,14 +22,16 @@ struct ProbeCommand {
     bool json = false;
 };
 
+bool IsThere(CServerCheck& check) { return !check.Done() || check.Result().fault == ServerFault::Answers; }
+
 /// This host's address as one port of the reflector sees it; zeros when it does not answer.
-HostPort Ask(CPeerManager& manager, const HostPort& reflector, uint64_t waitMs, CToolLoop& loop) {
+HostPort Ask(CPeerManager& manager, const HostPort& reflector, uint64_t waitMs, CServerCheck& check, CToolLoop& loop) {
     constexpr uint64_t kStepMs = 10, kAgainMs = 900;  // the library asks again after a second
     const uint32_t before = manager.Answers();
     const uint64_t start = CToolLoop::Now();
     const auto waiting = [&loop](uint64_t until) { return CToolLoop::Now() < until && !loop.Interrupted(); };
     manager.AskReflector(reflector);
-    while (manager.Answers() == before && waiting(start + waitMs)) loop.Wait(-1, kStepMs);
+    while (manager.Answers() == before && waiting(start + waitMs) && IsThere(check)) loop.Wait(-1, kStepMs);
     if (manager.Answers() == before) return {};
     const HostPort seen = manager.Public();
     // On a long way it was asked more than once: the other answers must not count for the port that is asked next.
@@ -45,7 +49,7 @@ void Show(const ProbeResult& result, const RelayTarget& mcu, uint16_t second) {
     std::printf("NAT              %s\n", KindText(result.Kind()).c_str());
 }
 
-void ShowJson(const ProbeResult& result) {
+void ShowJson(const ProbeResult& result, const char* server) {
     const auto put = [](const HostPort& host) { return host.ip == 0 ? nlohmann::json() : nlohmann::json(host.Text()); };
     const NatKind kind = result.Kind();
     nlohmann::json same, translated;
@@ -55,7 +59,8 @@ void ShowJson(const ProbeResult& result) {
     }
     const nlohmann::json line = {
         {"lan", put(result.lan)}, {"public", put(result.first)}, {"public_second", put(result.second)},
-        {"same_mapping", same},   {"translated", translated},    {"words", KindText(kind)}};
+        {"same_mapping", same},   {"translated", translated},    {"words", KindText(kind)},
+        {"server", server}};
     std::printf("%s\n", line.dump().c_str());
 }
 
@@ -77,13 +82,19 @@ int Run(const ProbeCommand& command) {
     const uint16_t second = command.second != 0 ? command.second : static_cast<uint16_t>(mcu.port + 1);
     const auto waitMs = static_cast<uint64_t>(command.waitSeconds * 1000);
     ProbeResult result;
-    result.first = Ask(manager, {mcu.ips[0], mcu.port}, waitMs, loop);
-    if (result.first.ip != 0) result.second = Ask(manager, {mcu.ips[0], second}, waitMs, loop);
+    RelayRoute route;
+    route.mcu = mcu;
+    CServerCheck check(route, media::kFile);
+    result.first = Ask(manager, {mcu.ips[0], mcu.port}, waitMs, check, loop);
+    if (result.first.ip != 0) result.second = Ask(manager, {mcu.ips[0], second}, waitMs, check, loop);
     result.lan = manager.Lan();
+    const bool failed = result.first.ip == 0 && !loop.Interrupted();
+    const ServerTrouble trouble = failed ? check.Result() : ServerTrouble();
     if (command.json)
-        ShowJson(result);
+        ShowJson(result, trouble.Name());
     else
         Show(result, mcu, second);
+    if (failed) std::fprintf(stderr, "lumo: %s\n", Printable(trouble.Text()).c_str());
     return result.first.ip == 0 ? kExitNobody : kExitDone;
 }
 

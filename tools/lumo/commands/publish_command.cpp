@@ -9,19 +9,95 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace lumo {
 namespace {
 
+constexpr uint64_t kPublishTurnMs = 20;
+
 struct PublishCommand {
     TransferOptions common;
     bool peers = false;
     std::shared_ptr<IPublishMedium> medium;
+
+    LinkMedium Kind() const { return *MediumNamed(medium->Name()); }
 };
 
+/// What whoever publishes sees of it.
+class CPublishView {
+public:
+    CPublishView(IPublishMedium& medium, CProgressPrinter& printer) : m_medium(medium), m_printer(printer) {}
+
+    void Tell(uint64_t now, bool served, bool last = false) {
+        if (!m_beganMs) m_beganMs = now;
+        if (served && !m_servedMs) m_servedMs = now;
+        TellEvents(now);
+        if (!last && !m_printer.Due(now)) return;
+        std::string more = served ? m_medium.Audience() : "";
+        if (!m_strPointer.empty()) more += "  " + m_strPointer;
+        nlohmann::json details = m_medium.Details();
+        details["audience"] = m_medium.Audience();
+        m_printer.Show(now, View(now, served ? "on air" : "waiting for the server", more), std::move(details));
+    }
+    /// The line stays, and what it came to.
+    void Leave(uint64_t now) {
+        m_printer.LeaveLine();
+        if (!m_servedMs) return;
+        const LiveView view = View(now, "", "");
+        m_printer.Note("on air for " + DurationText(view.seconds) + ": " + BytesText(static_cast<double>(view.bytes)) +
+                       ", " + m_medium.Summary());
+    }
+
+private:
+    LiveView View(uint64_t now, const char* words, const std::string& more) const {
+        const uint64_t since = m_servedMs ? *m_servedMs : m_beganMs.value_or(now);
+        return {words, static_cast<double>(now - since) / 1000, m_medium.Bytes(), more};
+    }
+    // Where no line is drawn anew, one a second is enough to follow a pointer by.
+    void TellEvents(uint64_t now) {
+        constexpr uint64_t kNoteMs = 1000;
+        std::string words;
+        for (nlohmann::json event = m_medium.NextEvent(words); !event.is_null(); event = m_medium.NextEvent(words))
+            m_printer.Event(event);
+        if (!words.empty()) m_strPointer = words;
+        if (m_printer.Mode() != ProgressMode::Plain || m_strPointer == m_strNoted || now - m_ullNotedMs < kNoteMs)
+            return;
+        m_ullNotedMs = now;
+        m_strNoted = m_strPointer;
+        m_printer.Note(m_strPointer);
+    }
+
+    IPublishMedium& m_medium;
+    CProgressPrinter& m_printer;
+    std::optional<uint64_t> m_beganMs;
+    std::optional<uint64_t> m_servedMs;
+    std::string m_strPointer;  // the last one
+    std::string m_strNoted;
+    uint64_t m_ullNotedMs = 0;
+};
+
+/// A server that has just answered has said by then whose the channel is.
+void AwaitService(CLink& link, CToolLoop& loop) {
+    constexpr uint64_t kMostMs = 3500;
+    const uint64_t start = CToolLoop::Now();
+    for (uint64_t now = start; now - start < kMostMs && !loop.Interrupted(); now = CToolLoop::Now()) {
+        link.Poll(now);
+        if (!link.IsTaken() || link.IsServed()) return;
+        loop.Wait(-1, kPublishTurnMs);
+    }
+}
+
+/// Why nothing was published; empty: it was.
+std::string WhyUnpublished(const IPublishMedium& medium, const CLink& link, bool found, bool interrupted,
+                           CServerWatch& watch) {
+    if (!medium.Problem().empty()) return medium.Problem();
+    const bool unknown = interrupted && link.IsTaken();
+    return link.IsServed() || found || unknown ? "" : watch.Conclude().Text();
+}
+
 int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
-    constexpr uint64_t kTurnMs = 20;
     CStatsFile stats(command.common.stats, "publish", printer);
     if (!stats.Ok()) return kExitFailed;
     PeerOptions peers = command.common.ToPeers(route, SenderUser(route.channel));
@@ -35,47 +111,47 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
     CWake wake;
     CInbox inbox(wake, 0, 0);
     std::unique_ptr<CLink> link = medium.Open(route, inbox);
-    bool turnedAway = false;
-    while (!medium.Over() && !loop.Interrupted()) {
+    CServerWatch watch(route, command.Kind(), CServerWatch::Role::Publisher);
+    CPublishView view(medium, printer);
+    while (!medium.Over() && !loop.Interrupted() && !watch.InVain()) {
         const uint64_t now = CToolLoop::Now();
         link->Poll(now);
         host.Poll(now);
         const uint64_t wait = medium.Turn(now);
-        for (nlohmann::json event = medium.NextEvent(); !event.is_null(); event = medium.NextEvent())
-            printer.Event(event);
-        if (!std::exchange(turnedAway, link->IsTurnedAway()) && turnedAway) SayTurnedAway(printer);
-        const char* words = link->IsTaken() ? "publishing" : "waiting for the relay server";
-        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, medium.Details());
+        SayServerNews(watch.Poll(now, link->IsServed()), watch, printer);
+        view.Tell(now, link->IsServed());
         if (stats.Due(now)) stats.Write(now, medium.Details());
-        loop.Wait(medium.WaitFd(), std::min(wait, kTurnMs));
+        loop.Wait(medium.WaitFd(), std::min(wait, kPublishTurnMs));
     }
+    AwaitService(*link, loop);
+    SayServerNews(watch.Poll(CToolLoop::Now(), link->IsServed()), watch, printer);
+    view.Tell(CToolLoop::Now(), link->IsServed(), true);
     stats.Write(CToolLoop::Now(), medium.Details());
     medium.SayGoodbye();
+    const std::string problem = WhyUnpublished(medium, *link, command.peers && host.Ready(), loop.Interrupted(), watch);
+    const bool unserved = problem != medium.Problem();
+    const int code = problem.empty() ? kExitDone : unserved && !watch.InVain() ? kExitNobody : kExitFailed;
     nlohmann::json end = medium.Details();
-    const bool vain = !link->EverTaken() && !command.peers && !loop.Interrupted();
+    view.Leave(CToolLoop::Now());
     link.reset();
     medium.Close();
+    if (!problem.empty()) printer.Error(Printable(problem));
     end["event"] = "end";
-    end["problem"] = medium.Problem();
+    end["exit"] = code;
+    end["problem"] = problem;
+    end["server"] = watch.Trouble().Name();
     printer.Event(end);
-    if (!medium.Problem().empty()) {
-        printer.Error(Printable(medium.Problem()));
-        return kExitFailed;
-    }
-    if (!vain) return kExitDone;
-    printer.Error("the server has not taken the stream");
-    return kExitNobody;
+    return code;
 }
 
 int Run(const PublishCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
-    const std::optional<LinkMedium> medium = MediumNamed(command.medium->Name());
     const LinkOptions& links = command.common.link;
     ShareLink link;
     RelayRoute route;
     std::string problem;
     int code = kExitUsage;
-    if (links.Make(*medium, command.common.mcu, link, problem, code) &&
+    if (links.Make(command.Kind(), command.common.mcu, link, problem, code) &&
         command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;

@@ -31,12 +31,23 @@ struct ReceiveCommand {
 
 std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::string& problem) {
     if (command.ToStdout()) return std::make_unique<CSpoolFolder>();
-    CFileDescriptor folder(open(command.out.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) {
-        problem = command.out + ": " + ErrorText(errno);
-        return nullptr;
+    const auto open = [](const std::string& path) {
+        return CFileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    };
+    FolderRules rules = command.rules;
+    std::string path = command.out;
+    CFileDescriptor folder = open(path);
+    if (!folder && (errno == ENOENT || errno == ENOTDIR) && !BaseName(path).empty()) {
+        rules.name = BaseName(path);
+        path.resize(path.size() - rules.name.size());
+        if (path.empty()) path = ".";
+        folder = open(path);
     }
-    return std::make_unique<CFileFolder>(std::move(folder), command.rules);
+    problem = folder ? NameProblem(rules.name) : ErrorText(errno);
+    if (!folder) problem = path + ": " + problem;
+    if (folder && rules.name.empty()) problem.clear();
+    if (!problem.empty()) return nullptr;
+    return std::make_unique<CFileFolder>(std::move(folder), rules);
 }
 
 ProgressView ViewOf(const ReceiveProgress& progress) {
@@ -67,7 +78,7 @@ void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const 
         if (done)
             printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  verified, " +
                          path);
-        if (done && name != file.offer.name)
+        if (done && name == VisibleName(file.offer.name) && name != file.offer.name)
             printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
         nlohmann::json event{{"event", "file"},
                              {"name", file.offer.name},
@@ -85,6 +96,7 @@ struct Outcome {
     std::string path;
     bool interrupted = false;
     SealVerdict verdict = SealVerdict::NothingYet;
+    ServerTrouble server;  // of a transfer that never began
     nlohmann::json notOpened;
     uint64_t startedMs = 0;
     uint64_t begunMs = 0;  ///< when the first word of a sender came; 0: never
@@ -111,9 +123,13 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
         code = kExitSealed;
         result = "sealed";
         problem = VerdictText(outcome.verdict);
+    } else if (outcome.server.Lasts()) {
+        problem = outcome.server.Text();
     } else if (engine.State() == ReceiveState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
+        const bool there = outcome.server.fault == ServerFault::Answers;
+        if (outcome.server.fault != ServerFault::None) problem = (there ? problem + ": " : "") + outcome.server.Text();
     }
     if (code != kExitDone) printer.Error(Printable(problem));
     LumoProcessStatistics statistics{};
@@ -123,6 +139,7 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
                    {"result", result},
                    {"exit", code},
                    {"problem", problem},
+                   {"server", outcome.server.Name()},
                    {"path", outcome.path},
                    {"bytes", progress.heldBytes},
                    {"arrived_bytes", progress.arrivedBytes},
@@ -137,6 +154,17 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
 void ShowPath(const std::string& path, CProgressPrinter& printer) {
     printer.Note("path: " + path);
     printer.Event({{"event", "path"}, {"path", path}});
+}
+
+void TakeFrames(CPathSwitch& paths, CStreamOpener& opener, CReceiveEngine& engine, Outcome& outcome, uint64_t now) {
+    for (std::string frame; paths.Pop(frame);) {
+        char* data = frame.data();
+        size_t length = frame.size();
+        if (!opener.Open(data, length, now) || !engine.OnFrame(data, length, now)) continue;
+        paths.OnSignOfLife(now);
+        if (outcome.begunMs == 0) outcome.begunMs = now;
+    }
+    engine.OnArrived(paths.ArrivedBytes(), now);
 }
 
 int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& folder, CToolLoop& loop,
@@ -160,9 +188,9 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     // Verified data go out in the order of the offers.
     if (command.ToStdout())
         engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
-    std::string frame;
+    CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Subscriber);
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text() + PlainNote(route));
-    while (!engine.Over() && !loop.Interrupted() && !IsInVain(outcome.verdict)) {
+    while (!engine.Over() && !loop.Interrupted() && !watch.InVain() && !IsInVain(outcome.verdict)) {
         const uint64_t now = CToolLoop::Now();
         const PathEvent event = paths.Poll(now);
         if (event == PathEvent::Ready) engine.OnLinkReady();
@@ -170,15 +198,9 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
             engine.OnLinkChanged();
             ShowPath(paths.PathText(), printer);
         }
-        while (paths.Pop(frame)) {
-            char* data = frame.data();
-            size_t length = frame.size();
-            if (!opener.Open(data, length, now) || !engine.OnFrame(data, length, now)) continue;
-            paths.OnSignOfLife(now);
-            if (outcome.begunMs == 0) outcome.begunMs = now;
-        }
-        engine.OnArrived(paths.ArrivedBytes(), now);
+        TakeFrames(paths, opener, engine, outcome, now);
         outcome.verdict = opener.Verdict(now);
+        SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready()), watch, printer);
         const uint64_t wait = engine.Tick(now, sealed);
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress()), DetailsOf(engine.Progress(), paths));
         if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(), paths));
@@ -192,6 +214,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     outcome.path = paths.PathText();
     outcome.interrupted = loop.Interrupted();
     if (engine.State() == ReceiveState::NobodyThere) outcome.verdict = opener.LastVerdict();
+    if (watch.InVain() || engine.State() == ReceiveState::NobodyThere) outcome.server = watch.Conclude();
     const ByeReason reason = outcome.interrupted                    ? ByeReason::Interrupted
                              : engine.State() == ReceiveState::Done ? ByeReason::Done
                                                                     : ByeReason::Failed;
@@ -228,7 +251,10 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
     command->common.AddStatsTo(receive);
     receive.Add("--near HOST", command->common.nearMcu,
                 "A nearer server that relays from the sender's. Both must listen on the same port");
-    receive.Add("-o,--out DIRECTORY", command->out, "Directory for the files; - is standard output").ShowDefault();
+    receive
+        .Add("-o,--out PLACE", command->out,
+             "Directory for the files, or a name for the one that comes; - is standard output")
+        .ShowDefault();
     receive.AddFlag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
     receive.AddFlag("--allow-hidden", command->rules.allowHidden,
                     "Names that begin with a dot or a dash stay as they are; otherwise _ comes before them");

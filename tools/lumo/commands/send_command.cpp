@@ -24,7 +24,7 @@ struct SendCommand {
     TransferOptions common;
     std::vector<std::string> files;
     std::string name = "stdin";
-    uint32_t receivers = 1;
+    uint32_t receivers = 0;  ///< 0: all who come
     bool keep = false;
     uint64_t rate = 0;
 };
@@ -70,10 +70,29 @@ bool OpenSources(const SendCommand& command, Sources& sources, std::string& prob
     return true;
 }
 
+std::string StayText(uint64_t milliseconds) {
+    return "here " + DurationText(static_cast<double>(milliseconds) / 1000) + " more for others, ^C ends";
+}
+
+std::string CompleteText(uint32_t receivers) {
+    return std::to_string(receivers) + (receivers == 1 ? " receiver has" : " receivers have") +
+           " the whole of it, verified";
+}
+
+/// Tells of each one who is served, once there is nobody left to serve.
+void TellStay(const CSendEngine& engine, uint64_t now, uint32_t& told, CProgressPrinter& printer) {
+    if (!engine.Stays() || engine.Complete() == told) return;
+    told = engine.Complete();
+    const uint64_t seconds = (engine.Progress(now).stayMs.value_or(0) + 999) / 1000;
+    printer.Note(CompleteText(told) + "; this stays " + std::to_string(seconds) + " s for others, ^C ends it");
+    printer.Event({{"event", "staying"}, {"complete", told}, {"seconds", seconds}});
+}
+
 ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
     view.words = preparing                ? "hashing"
+                 : progress.stayMs        ? StayText(*progress.stayMs)
                  : progress.alive > 0     ? "sending"
                  : paths.WaitsForServer() ? "waiting for the relay server"
                                           : "waiting for receivers";
@@ -104,23 +123,25 @@ std::string PathsOf(const SendProgress& progress, const CSendPaths& paths) {
     return text;
 }
 
-int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPaths& paths, bool interrupted,
-           CProgressPrinter& printer) {
+int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPaths& paths, CServerWatch& watch,
+           bool interrupted, CProgressPrinter& printer) {
     const SendProgress progress = engine.Progress(CToolLoop::Now());
     int code = kExitFailed;
     std::string result = "failed";
-    if (engine.State() == SendState::Done || (interrupted && command.keep)) {
+    if (engine.State() == SendState::Done || (interrupted && (command.keep || progress.stayMs))) {
         code = kExitDone;
         result = "done";
-        printer.Note(std::to_string(progress.complete) + " receiver" + (progress.complete == 1 ? " has" : "s have") +
-                     " the whole of it, verified: " + PathsOf(progress, paths));
+        printer.Note(CompleteText(progress.complete) + ": " + PathsOf(progress, paths));
     } else if (interrupted) {
         result = "interrupted";
         printer.Error("interrupted");
     } else if (engine.State() == SendState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
-        printer.Error(paths.EverTaken() ? "nobody came to receive" : kNoRelay);
+        const bool published = watch.EverServed() || paths.EverClaimed();
+        printer.Error(published ? "nobody came to receive" : Printable(watch.Conclude().Text()));
+    } else if (watch.InVain()) {
+        printer.Error(Printable(watch.Conclude().Text()));
     } else {
         printer.Error(Printable(engine.Problem()));
     }
@@ -130,6 +151,7 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
                    {"complete", progress.complete},
                    {"paths", PathsOf(progress, paths)},
                    {"failed", progress.failed},
+                   {"server", watch.Trouble().Name()},
                    {"sent_bytes", progress.sentBytes}});
     return code;
 }
@@ -168,22 +190,20 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     CSendEngine engine(RandomID(), std::move(sources), options);
     // It takes any start: only who names this transfer counts, and no recording can.
     CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel}, true);
-    bool turnedAway = false, strange = false;
-    while (!engine.Over() && !loop.Interrupted()) {
+    CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Publisher);
+    bool strange = false;
+    uint32_t told = 0;
+    while (!engine.Over() && !loop.Interrupted() && !watch.InVain()) {
         const uint64_t now = CToolLoop::Now();
         const bool more = Hear(paths, opener, engine, now);
         const auto fresh = paths.Poll(now);
         for (size_t lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);
         }
-        if (!std::exchange(turnedAway, paths.TurnedAway()) && turnedAway) {
-            SayTurnedAway(printer);
-        }
-        if (!strange && IsInVain(opener.Verdict(now))) {
-            strange = true;
-            printer.Note(kStrangers);
-        }
+        SayServerNews(watch.Poll(now, !paths.WaitsForServer()), watch, printer);
+        if (!std::exchange(strange, IsInVain(opener.Verdict(now))) && strange) printer.Note(kStrangers);
         const uint64_t wait = engine.Tick(now, paths.Links());
+        TellStay(engine, now, told, printer);
         if (printer.Due(now)) {
             const SendProgress progress = engine.Progress(now);
             printer.Show(now, ViewOf(progress, paths), DetailsOf(progress, paths));
@@ -194,10 +214,12 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     }
     stats.Write(CToolLoop::Now(), DetailsOf(engine.Progress(CToolLoop::Now()), paths));
     const bool failed = engine.State() == SendState::Failed;
-    const ByeReason reason = loop.Interrupted() ? ByeReason::Interrupted : failed ? ByeReason::Failed : ByeReason::Done;
+    const ByeReason reason = loop.Interrupted() && !engine.Stays() ? ByeReason::Interrupted
+                             : failed                              ? ByeReason::Failed
+                                                                   : ByeReason::Done;
     const LaneLinks links = paths.Links();
     SayGoodbye(engine, links, paths, reason, loop, {links[kRelayLane], links[kDirectLane]});
-    return Finish(command, engine, paths, loop.Interrupted(), printer);
+    return Finish(command, engine, paths, watch, loop.Interrupted(), printer);
 }
 
 int Run(const SendCommand& command) {
@@ -231,7 +253,10 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     command->common.AddTo(send, 600);
     command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
-    send.Add("--receivers NUMBER", command->receivers, "End once so many have everything").Within(1, 1000000);
+    send.Add("--receivers NUMBER", command->receivers,
+             "End when so many have everything. Unless given it stays, once all who came have it, 60 s for others, "
+             "or --wait where that is less")
+        .Within(1, 1000000);
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");
     send.Add("--rate SIZE", command->rate, "At most so many bytes a second, e.g. 5M")
         .InUnits({{"k", 1000}, {"m", 1000000}, {"g", 1000000000}});

@@ -42,15 +42,25 @@ bool Hears(ISubscribeMedium& medium, CPathSwitch& paths, CStreamOpener& opener, 
     return heard;
 }
 
+void ShowHeard(const ISubscribeMedium& medium, const CPathSwitch& paths, uint64_t since, bool begun,
+               CProgressPrinter& printer) {
+    const uint64_t now = CToolLoop::Now();
+    const LiveView view{begun ? "listening" : "waiting", static_cast<double>(now - since) / 1000, medium.Bytes(),
+                        begun ? medium.Quality() : ""};
+    printer.Show(now, view, Details(medium, paths));
+}
+
 /// Until somebody wants no more; the result is when the first frame came, 0: never.
-uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener& opener, CToolLoop& loop,
-              CProgressPrinter& printer, CStatsFile& stats) {
+uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener& opener, CServerWatch& watch,
+              CToolLoop& loop, CProgressPrinter& printer, CStatsFile& stats) {
     constexpr uint64_t kTurnMs = 50;
     constexpr uint64_t kStartMs = 5000;  // until a running stream can be taken up
     ISubscribeMedium& medium = *command.medium;
-    uint64_t begun = 0, heard = CToolLoop::Now();
+    const uint64_t start = CToolLoop::Now();
+    uint64_t begun = 0, heard = start;
     std::string frame;
-    while (!medium.Over() && !loop.Interrupted() && !IsInVain(opener.Verdict(CToolLoop::Now()))) {
+    const auto show = [&] { ShowHeard(medium, paths, begun == 0 ? start : begun, begun != 0, printer); };
+    while (!medium.Over() && !loop.Interrupted() && !watch.InVain() && !IsInVain(opener.Verdict(CToolLoop::Now()))) {
         const uint64_t now = CToolLoop::Now();
         if (paths.Poll(now) == PathEvent::Changed) {
             medium.OnPathChanged();
@@ -63,15 +73,31 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener
             if (begun == 0) begun = now;
         }
         medium.Tick();
-        const char* words = begun == 0 ? "waiting" : "listening";
-        if (printer.Due(now)) printer.Show(now, {words, medium.Bytes(), 0, medium.Bytes()}, Details(medium, paths));
+        SayServerNews(watch.Poll(now, begun != 0 && paths.Ready()), watch, printer);
+        if (printer.Due(now)) show();
         if (stats.Due(now)) stats.Write(now, Details(medium, paths));
         if (now - heard > command.common.WaitMs()) break;
         if (command.seconds > 0 && begun != 0 && now - begun >= command.Ms() + (medium.Heard() ? 0 : kStartMs)) break;
         loop.Wait(paths.WakeFd(), kTurnMs);
         paths.Rest();
     }
+    show();
+    printer.LeaveLine();
     return begun;
+}
+
+/// Why there is less than was wanted; empty: there is not.
+std::string WhyUnheard(const ISubscribeMedium& medium, SealVerdict verdict, bool interrupted, CServerWatch& watch) {
+    if (IsInVain(verdict)) return VerdictText(verdict);
+    if (medium.Heard() || !medium.Problem().empty()) return medium.Problem();
+    if (interrupted || watch.Conclude().fault == ServerFault::None) return "nothing was heard";
+    return "nothing was heard: " + watch.Trouble().Text();
+}
+
+int SubscribeCode(const ISubscribeMedium& medium, SealVerdict verdict, const CServerWatch& watch) {
+    if (IsInVain(verdict)) return kExitSealed;
+    if (!medium.Problem().empty() || (!medium.Heard() && watch.InVain())) return kExitFailed;
+    return medium.Heard() ? kExitDone : kExitNobody;
 }
 
 int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
@@ -87,7 +113,8 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     CPathSwitch paths(command.common.Path(), route, medium.Rules(), medium, host, CToolLoop::Now());
     printer.Note("waiting for channel " + std::to_string(route.channel) + PlainNote(route));
     CStreamOpener opener(route.secret, {medium.Seals(), SEAL_DOWN, route.channel});
-    const uint64_t begun = Hear(command, paths, opener, loop, printer, stats);
+    CServerWatch watch(route, *MediumNamed(medium.Name()), CServerWatch::Role::Subscriber);
+    const uint64_t begun = Hear(command, paths, opener, watch, loop, printer, stats);
     medium.Finish();
     nlohmann::json end = Details(medium, paths);
     stats.Write(CToolLoop::Now(), end);
@@ -95,19 +122,20 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     const double seconds = begun == 0 ? 0 : static_cast<double>(CToolLoop::Now() - begun) / 1000;
     const bool vain = !loop.Interrupted() && !medium.Over();
     const SealVerdict verdict = vain ? opener.LastVerdict() : opener.Verdict(CToolLoop::Now());
-    const std::string problem = IsInVain(verdict) ? VerdictText(verdict) : medium.Problem();
+    const std::string problem = WhyUnheard(medium, verdict, loop.Interrupted(), watch);
+    const int code = SubscribeCode(medium, verdict, watch);
+    if (medium.Heard() && !IsInVain(verdict)) printer.Note(medium.Summary(seconds));
+    if (!problem.empty()) printer.Error(Printable(problem));
     end["event"] = "end";
+    end["exit"] = code;
+    end["problem"] = problem;
+    end["server"] = watch.Trouble().Name();
     end["not_opened"] = opener.Dropped();
     end["seconds"] = seconds;
     end["bytes"] = medium.Bytes();
     end["bytes_per_second"] = seconds > 0 ? static_cast<uint64_t>(static_cast<double>(medium.Bytes()) / seconds) : 0;
     printer.Event(end);
-    if (!problem.empty()) printer.Error(problem);
-    if (IsInVain(verdict)) return kExitSealed;
-    if (!medium.Heard()) printer.Error("nothing was heard");
-    if (medium.Heard()) printer.Note(medium.Summary(seconds));
-    if (!problem.empty()) return kExitFailed;
-    return medium.Heard() ? kExitDone : kExitNobody;
+    return code;
 }
 
 int Run(const SubscribeCommand& command) {
@@ -164,7 +192,8 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
                  "or --near relay")
             .OneOf(medium->Paths());
         medium->AddOptions(stream);
-        stream.Add("--seconds SECONDS", command->seconds, "End after so long").Seconds(0.1, 1e9);
+        stream.Add("--seconds SECONDS", command->seconds, "End so long after the first frame has come")
+            .Seconds(0.1, 1e9);
         stream.Add("--wait SECONDS", common.waitSeconds, "How long to wait while nothing is heard")
             .Seconds(0.1, 1e9)
             .ShowDefault();

@@ -1,6 +1,7 @@
 #include "tools/lumo/commands/transfer_options.h"
 
 #include "tools/lumo/commands/commands.h"
+#include "tools/lumo/transfer/file_name.h"
 
 #include <lumomedia/local_mcu.h>
 #include <nlohmann/json.hpp>
@@ -34,7 +35,7 @@ void TransferOptions::AddServerTo(CCommand& command) {
         "The relay server, port 7000 unless given. It takes the place of the one in a link; LUMO_MCU and the settings "
         "name one where neither is given");
     command.AddUsual("--mcu", kMcuVariable, link.usualMcu);
-    command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP");
+    command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP; what goes directly stays with --path");
     command.Add("--proxy URL", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                 "LUMO_PROXY_PASSWORD may hold the password");
@@ -120,9 +121,18 @@ PeerOptions TransferOptions::ToPeers(const RelayRoute& route, uint32_t userID) c
     return options;
 }
 
-void SayTurnedAway(CProgressPrinter& printer) {
-    printer.Note(kNoRelay);
-    printer.Event({{"event", "turned_away"}, {"problem", kNoRelay}});
+void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgressPrinter& printer) {
+    if (news == CServerWatch::News::None) return;
+    const ServerTrouble& trouble = watch.Trouble();
+    const std::string words = Printable(news == CServerWatch::News::Serving ? watch.Praise() : trouble.Text());
+    printer.Event({{"event", "server"},
+                   {"state", trouble.Name()},
+                   {"problem", Printable(trouble.problem)},
+                   {"try", trouble.advice}});
+    if (watch.IsComplaint())
+        printer.Warn(words);
+    else if (!words.empty())
+        printer.Note(words);
 }
 
 void DrainLink(const ILinkOut* link, CToolLoop& loop) {

@@ -6,6 +6,7 @@
 #include "tools/lumo/net/path_choice.h"
 #include "tools/lumo/net/peer_host.h"
 #include "tools/lumo/net/relay_link.h"
+#include "tools/lumo/net/server_watch.h"
 #include "tools/lumo/transfer/messages.h"
 #include "tools/lumo/ui/command_line.h"
 #include "tools/lumo/ui/progress.h"
@@ -53,10 +54,9 @@ private:
 /// Decimal, 1 to 4294967295; 0 when it is not.
 uint32_t ParseChannel(const std::string& text);
 
-/// What one who publishes says when the server does not take it, at the beginning or later.
-inline constexpr const char* kNoRelay = "the relay server does not take us: is it running, and is the channel free?";
 inline constexpr const char* kNoRandomness = "the system gives no random bytes";
-void SayTurnedAway(CProgressPrinter& printer);
+/// Passes on what the watch has just found.
+void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgressPrinter& printer);
 
 /// For who takes frames, behind what it waits for.
 inline const char* PlainNote(const RelayRoute& route) {

@@ -1,5 +1,6 @@
 #include "tools/lumo/commands/commands.h"
 
+#include "platform/lumonet/bind_problem.h"
 #include "platform/lumonet/lumonet.h"
 #include "tools/lumo/board/board_paths.h"
 #include "tools/lumo/board/board_server.h"
@@ -8,6 +9,7 @@
 #include "tools/lumo/net/peer_manager.h"
 #include "tools/lumo/transfer/file_name.h"
 
+#include <netinet/in.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
@@ -44,6 +46,7 @@ void SayWhose(const RelayRoute& route, CProgressPrinter& printer) {
     printer.Note("others join it: lumo whiteboard " + LinkTo(route));
     printer.Note("not sealed: the server keeps the board, and can read it");
     printer.Note("from far away, through a server nearer to them: the same with --near HOST");
+    if (IsThisHostAlone(route.mcu.host)) printer.Note(ThisHostAlone(route.mcu.host));
 }
 
 /// Where the page is, for whoever can come to it.
@@ -82,14 +85,15 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
     CBoardPaths paths(command.common.Path(), route, command.common.ToPeers(route, 0), board);
     CBoardServer server(board, feeds);
     BoardDoor door = command.door;
-    const char* problem = nullptr;
+    std::string problem;
     if (command.listens && !door.DrawToken())
         problem = kNoRandomness;
     else if (!paths.Ok())
         problem = "cannot open a UDP endpoint";
     else if (!server.Start(door))
-        problem = "cannot open the page's port";
-    if (problem) {
+        problem = "cannot serve the page on " + GetIpAddr(door.ip) + ":" + std::to_string(door.port) + ": " +
+                  BindProblem(door.ip, door.port, ListenOver::Tcp);
+    if (!problem.empty()) {
         printer.Error(problem);
         return kExitFailed;
     }
@@ -102,9 +106,15 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
     SayWhere(command, url, printer);
     if (UsesRelay(command.common.Path())) SayWhose(route, printer);
     BoardStatus shown{true, ""};
-    while (!loop.Interrupted()) {
-        const bool more = paths.Poll(CToolLoop::Now());
+    CServerWatch watch(route, LinkMedium::Board, CServerWatch::Role::Subscriber);
+    while (!loop.Interrupted() && !watch.InVain()) {
+        const uint64_t now = CToolLoop::Now();
+        const bool more = paths.Poll(now);
         const BoardStatus status = paths.Status();
+        const CServerWatch::News news = watch.Poll(now, status.connected);
+        // Who looks for the host of a board first takes his time, and says what he does.
+        if (watch.IsComplaint() || status.connected || !UsesPeers(command.common.Path()))
+            SayServerNews(news, watch, printer);
         if (status.connected != shown.connected || status.path != shown.path) {
             shown = status;
             ShowStatus(status, printer);
@@ -114,7 +124,7 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
     }
     board.SayGoodbye();
     paths.Leave(loop);
-    return kExitDone;
+    return watch.InVain() ? kExitFailed : kExitDone;
 }
 
 int Run(const WhiteboardCommand& command) {

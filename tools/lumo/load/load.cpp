@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 namespace lumo {
 namespace {
@@ -38,10 +39,12 @@ uint64_t DatagramsDropped(unsigned short port) {
     return 0;
 }
 
-CLoad::CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop)
+CLoad::CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop, TellServer tell)
     : m_medium(medium),
       m_options(options),
       m_loop(loop),
+      m_tell(std::move(tell)),
+      m_watch(options.route, MediumNamed(medium.name).value_or(LinkMedium::Board), CServerWatch::Role::Subscriber),
       m_publisherInbox(m_wake, 0, 0),
       m_meter(options.subscribers, options.Frames()) {
     if (m_options.sample.empty()) return;
@@ -65,9 +68,11 @@ bool CLoad::Connect(std::string& problem) {
     const uint64_t until = CToolLoop::Now() + static_cast<uint64_t>(m_options.waitSeconds * 1000);
     m_publisher = m_medium.publish(m_options.route, m_publisherInbox);
     if (AllHear(until)) return true;
-    problem = m_loop.Interrupted() ? "interrupted"
-                                   : "only " + std::to_string(m_meter.Hearing()) + " of " +
-                                         std::to_string(m_options.subscribers) + " subscribers hear the publisher";
+    problem = "interrupted";
+    if (m_loop.Interrupted()) return false;
+    const uint32_t hearing = m_meter.Hearing();
+    problem = "only " + std::to_string(hearing) + " of " + std::to_string(m_options.subscribers) +
+              " subscribers hear the publisher" + (hearing == 0 ? ": " + m_watch.Conclude().Text() : "");
     return false;
 }
 
@@ -76,7 +81,8 @@ bool CLoad::AllHear(uint64_t untilMs) {
     uint64_t warmedMs = 0;
     while (m_meter.Hearing() < m_options.subscribers) {
         const uint64_t now = CToolLoop::Now();
-        if (m_loop.Interrupted() || now > untilMs) return false;
+        m_tell(m_watch.Poll(now, m_meter.Hearing() > 0), m_watch);
+        if (m_loop.Interrupted() || now > untilMs || m_watch.InVain()) return false;
         m_publisher->Link().Poll(now);
         const bool room = m_links.size() < m_meter.Hearing() + kAtOnce;
         for (uint32_t i = 0; room && i < kAtOnce && m_links.size() < m_options.subscribers; ++i) {

@@ -6,11 +6,13 @@
 #include "tools/lumo/load/load_sample.h"
 #include "tools/lumo/net/local_mcu.h"
 #include "tools/lumo/net/loop.h"
+#include "tools/lumo/net/server_watch.h"
 
 #include <nlohmann/json_fwd.hpp>
 
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,13 +42,17 @@ struct LoadOptions {
 /// One thread. Bounded in time by its options, and a few seconds.
 class CLoad {
 public:
-    CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop);
+    using TellServer = std::function<void(CServerWatch::News news, const CServerWatch& watch)>;
+
+    /// `tell`: what becomes of the server while subscribers wait for it.
+    CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop, TellServer tell);
 
     /// Until every subscriber hears the publisher; false with the problem.
     bool Connect(std::string& problem);
     /// The frames that count, and a while for the last ones to come.
     void Measure();
     nlohmann::json Report() const;
+    bool InVain() const { return m_watch.InVain(); }
 
 private:
     static constexpr uint32_t kAtOnce = 32;  // a server takes 64 subscribers from one address on trust
@@ -70,6 +76,8 @@ private:
     const LoadMedium& m_medium;
     const LoadOptions m_options;
     CToolLoop& m_loop;
+    const TellServer m_tell;
+    CServerWatch m_watch;
     CLocalMcu m_mcu;
     CWake m_wake;
     CInbox m_publisherInbox;

@@ -23,16 +23,21 @@ public:
                         "A microphone; LUMO_MCU names the server");
     }
 
+    /// Looks whether a file begins as one should.
+    bool Prepare(std::string& problem) override;
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
     void SayGoodbye() override;
-    void Close() override { m_channel.reset(); }
+    void Close() override;
     nlohmann::json Details() override;
+    std::string Audience() override;
+    std::string Summary() override { return std::to_string(Source().Packets()) + " packets"; }
 
 private:
     void SendReady(uint64_t now) override;
     void Write(const std::string& frame);
 
     StreamChannelPtr<CAudioChannel> m_channel;
+    CAudioPublishLink* m_pLink = nullptr;  // until the channel is closed
 };
 
 }  // namespace lumo

@@ -52,6 +52,13 @@ nlohmann::json CAudioSubscribeMedium::Details() const {
             {"delay_p99_ms", report.delayP99Ms}};
 }
 
+std::string CAudioSubscribeMedium::Quality() const {
+    const AudioReport report = m_recorder->Report();
+    char text[80];
+    std::snprintf(text, sizeof text, "%.2f %% lost  delay %.0f ms", report.lostPercent, report.delayP50Ms);
+    return text;
+}
+
 std::string CAudioSubscribeMedium::Summary(double seconds) const {
     const AudioReport report = m_recorder->Report();
     char text[200];

@@ -24,6 +24,7 @@ public:
     bool Heard() const override { return m_recorder->Report().packets > 0 && !IsHeadless(); }
     uint64_t Bytes() const override { return m_recorder->Report().bytes; }
     nlohmann::json Details() const override;
+    std::string Quality() const override;
     std::string Summary(double seconds) const override;
     std::string Problem() const override;
 

@@ -24,6 +24,11 @@ std::string HexText(uint64_t value) {
     return text;
 }
 
+std::string PlaceText(const nlohmann::json& pointer) {
+    if (!pointer.contains("x")) return " points nowhere";
+    return " points at " + pointer["x"].dump() + "," + pointer["y"].dump();
+}
+
 }  // namespace
 
 CDesktopPublishMedium::CDesktopPublishMedium()
@@ -87,11 +92,25 @@ void CDesktopPublishMedium::NotePointer(const ViewerPointer& pointer) {
     if (m_events.size() < kMaxEvents) m_events.push_back(std::move(event));
 }
 
-nlohmann::json CDesktopPublishMedium::NextEvent() {
+nlohmann::json CDesktopPublishMedium::NextEvent(std::string& words) {
     if (m_events.empty()) return {};
     nlohmann::json event = std::move(m_events.front());
     m_events.pop_front();
+    // A pointer moves often: of several positions that wait the last one is told in words.
+    const std::string viewer = event.value("viewer", "");
+    const bool last = m_events.empty() || m_events.front().value("viewer", "") != viewer;
+    if (last) words = "viewer " + viewer.substr(viewer.size() - 4) + PlaceText(event);
     return event;
+}
+
+std::string CDesktopPublishMedium::Audience() {
+    const size_t viewers = m_publisher.Report(CToolLoop::Now()).viewers;
+    return viewers > 0 ? std::to_string(viewers) + " watching" : "nobody watching";
+}
+
+std::string CDesktopPublishMedium::Summary() {
+    const DesktopReport report = m_publisher.Report(CToolLoop::Now());
+    return std::to_string(report.sent) + " pictures, " + std::to_string(report.skipped) + " skipped";
 }
 
 bool CDesktopPublishMedium::HearViewers(uint64_t now) {

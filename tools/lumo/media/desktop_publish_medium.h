@@ -35,8 +35,10 @@ public:
     void Close() override;
 
     uint64_t Bytes() const override;
-    nlohmann::json NextEvent() override;
+    nlohmann::json NextEvent(std::string& words) override;
     nlohmann::json Details() override;
+    std::string Audience() override;
+    std::string Summary() override;
     std::string Problem() const override {
         if (m_out.Failed()) return m_out.Problem();
         return m_source && m_input.Problem().empty() ? m_source->Problem() : m_input.Problem();

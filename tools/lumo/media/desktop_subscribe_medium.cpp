@@ -112,6 +112,12 @@ nlohmann::json CDesktopSubscribeMedium::Details() const {
             {"delay_p99_ms", report.delayP99Ms}};
 }
 
+std::string CDesktopSubscribeMedium::Quality() const {
+    char text[40];
+    std::snprintf(text, sizeof text, "delay %.0f ms", m_viewer.Report().delayP50Ms);
+    return text;
+}
+
 std::string CDesktopSubscribeMedium::Summary(double seconds) const {
     const ViewerReport report = m_viewer.Report();
     char text[200];

@@ -33,6 +33,7 @@ public:
     bool Heard() const override { return m_viewer.Report().pictures > 0; }
     uint64_t Bytes() const override { return m_viewer.Report().bytes; }
     nlohmann::json Details() const override;
+    std::string Quality() const override;
     std::string Summary(double seconds) const override;
     std::string Problem() const override {
         return m_sink && !m_sink->Problem().empty() ? m_sink->Problem() : m_input.Problem();

@@ -10,7 +10,7 @@
 
 namespace lumo {
 
-nlohmann::json IPublishMedium::NextEvent() { return {}; }
+nlohmann::json IPublishMedium::NextEvent(std::string&) { return {}; }
 
 std::vector<std::shared_ptr<IPublishMedium>> PublishMedia() {
     return {std::make_shared<CAudioPublishMedium>(), std::make_shared<CVideoPublishMedium>(),

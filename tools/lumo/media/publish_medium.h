@@ -40,10 +40,14 @@ public:
     virtual void Close() = 0;
 
     virtual uint64_t Bytes() const = 0;
-    /// Something to tell at once, each once; null: nothing more.
-    virtual nlohmann::json NextEvent();
+    /// Something to tell at once, each once, and in words where people read along; null: nothing more.
+    virtual nlohmann::json NextEvent(std::string& words);
     /// For the progress and the last event.
     virtual nlohmann::json Details() = 0;
+    /// Who is there, in a few words for the line that is shown: "2 listening".
+    virtual std::string Audience() = 0;
+    /// What was published, in a few words: "650 packets".
+    virtual std::string Summary() = 0;
     /// Why it ended before its time; empty: it did not.
     virtual std::string Problem() const = 0;
 };

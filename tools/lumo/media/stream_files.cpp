@@ -19,6 +19,9 @@ bool CStreamInput::Open(const std::string& path, std::string& problem) {
     }
     m_nFd = path == "-" ? STDIN_FILENO : m_owned.Get();
     m_strName = path == "-" ? "standard input" : path;
+    struct stat about {};
+    if (problem.empty() && fstat(m_nFd, &about) == 0 && S_ISDIR(about.st_mode))
+        problem = "cannot read " + m_strName + ": " + ErrorText(EISDIR);
     return problem.empty();
 }
 

@@ -10,8 +10,10 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 namespace lumo {
 
@@ -23,9 +25,13 @@ public:
         : CLink(inbox, PublishTimes(route.tcp)), m_route(route) {}
     ~CStreamPublishLink() override { Close(); }
 
+    /// How many the server says there are; 0 over TCP, where it does not.
+    unsigned long ListenersThere() const { return m_pSender ? m_pSender->GetStartParam() : 0; }
+
 protected:
     bool IsDisconnected() override { return m_pSender->IsDisconnected(); }
     LinkSigns Signs() const override { return SignsFrom(Medium::kKind, m_route.mcu, Answered()); }
+    bool IsClaim() const override { return !m_route.tcp; }
     bool Create() override {
         const auto& ips = m_route.mcu.ips;
         const CProxyServer& proxy = m_route.proxy;
@@ -102,6 +108,16 @@ private:
     const RelayRoute m_route;
     typename Medium::Receiver* m_pReceiver = nullptr;
 };
+
+/// Who is there, as far as a publisher can know: the server says over UDP how many it has, and each peer is a sink of
+/// the channel, as the link to the server is. `wanted`: anybody wants the stream now.
+template <class Library>
+std::string AudienceOf(const CStreamPublishLink<Library>* link, bool wanted, unsigned long sinks, const char* doing) {
+    if (!wanted) return std::string("nobody ") + doing;
+    const unsigned long own = link && link->IsUp() ? 1 : 0;
+    const unsigned long known = (own ? link->ListenersThere() : 0) + (sinks - std::min(own, sinks));
+    return (known > 0 ? std::to_string(known) : "somebody") + " " + doing;
+}
 
 /// Ends a channel of the library.
 template <class Channel>

@@ -48,6 +48,8 @@ public:
     virtual uint64_t Bytes() const = 0;
     /// For the progress and the last event.
     virtual nlohmann::json Details() const = 0;
+    /// How well it is heard, in a few words for the line that is shown; empty: nobody can tell.
+    virtual std::string Quality() const = 0;
     /// What was heard, in one line.
     virtual std::string Summary(double seconds) const = 0;
     /// Why the output is not whole; empty: it is.

@@ -52,7 +52,14 @@ bool CVideoPublishMedium::Prepare(std::string& problem) {
 std::unique_ptr<CLink> CVideoPublishMedium::Open(const RelayRoute& route, CInbox& inbox) {
     Out().Begin(route, SEAL_VIDEO);
     m_channel.reset(new CVideoChannel(route.channel));
-    return std::make_unique<CVideoPublishLink>(route, inbox, m_bKeyWanted);
+    auto link = std::make_unique<CVideoPublishLink>(route, inbox, m_bKeyWanted);
+    m_pLink = link.get();
+    return link;
+}
+
+void CVideoPublishMedium::Close() {
+    m_pLink = nullptr;
+    m_channel.reset();
 }
 
 uint64_t CVideoPublishMedium::Turn(uint64_t now) {
@@ -65,6 +72,14 @@ uint64_t CVideoPublishMedium::Turn(uint64_t now) {
 void CVideoPublishMedium::SayGoodbye() {
     Source().SayGoodbye();
     DrainChannel(*m_channel, kVideoKind);
+}
+
+std::string CVideoPublishMedium::Audience() {
+    return AudienceOf(m_pLink, m_channel->HasStartedVideoSink(), m_channel->GetVideoSinkCount(), "watching");
+}
+
+std::string CVideoPublishMedium::Summary() {
+    return std::to_string(Source().Frames()) + " frames, " + std::to_string(Source().KeyFrames()) + " key frames";
 }
 
 nlohmann::json CVideoPublishMedium::Details() {

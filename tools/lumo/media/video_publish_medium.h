@@ -23,8 +23,10 @@ public:
     std::unique_ptr<CLink> Open(const RelayRoute& route, CInbox& inbox) override;
     uint64_t Turn(uint64_t now) override;
     void SayGoodbye() override;
-    void Close() override { m_channel.reset(); }
+    void Close() override;
     nlohmann::json Details() override;
+    std::string Audience() override;
+    std::string Summary() override;
 
 private:
     void SendReady(uint64_t now) override { Source().Send(now); }
@@ -32,6 +34,7 @@ private:
 
     double m_dFps = 25;
     StreamChannelPtr<CVideoChannel> m_channel;
+    CVideoPublishLink* m_pLink = nullptr;  // until the channel is closed
     std::atomic<bool> m_bKeyWanted{false};
 };
 

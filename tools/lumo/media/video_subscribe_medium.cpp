@@ -54,6 +54,8 @@ nlohmann::json CVideoSubscribeMedium::Details() const {
             {"key_requests", report.requests}};
 }
 
+std::string CVideoSubscribeMedium::Quality() const { return std::to_string(m_recorder->Report().skipped) + " skipped"; }
+
 std::string CVideoSubscribeMedium::Summary(double seconds) const {
     const VideoReport& report = m_recorder->Report();
     char text[200];

@@ -8,21 +8,23 @@ CLink::CLink(CInbox& inbox, const LinkTimes& times) : m_inbox(inbox), m_times(ti
 
 CLink::~CLink() = default;
 
+namespace {
+constexpr uint64_t kAnswersMs = 500;  // by then all answers to a claim are in; what comes later is for who has it
+constexpr uint64_t kListenMs = 100;
+}  // namespace
+
 bool CLink::Poll(uint64_t now) {
     if (m_bClosed) return false;
-    const bool accepted = Step(now);
-    if (IsTaken() || m_ullTakenMs == 0) m_ullTakenMs = now;
-    m_bTurnedAway = now - m_ullTakenMs >= kAnswerMs;
-    return accepted;
-}
-
-bool CLink::Step(uint64_t now) {
     const bool accepted = m_inbox.TakeAccepted() && m_policy.IsUp();
     if (accepted) {
         m_policy.OnAccepted(now);
         m_bEverTaken = true;
         if (LivesBySigns()) m_signs = Signs();
+        m_bSpokenTo = false;
+        m_answered.reset();
+        m_ullSpokenMs = now + kAnswersMs;
     }
+    LookWhetherSpokenTo(now);
     const bool news = m_policy.IsUp() && !m_bNewsPolled && HasNews();
     if (m_policy.IsUp() && !m_bLost && (news || now - m_ullPolledMs >= kPollMs)) {
         m_bNewsPolled = m_bNewsPolled || news;
@@ -51,6 +53,14 @@ void CLink::LookForLife(uint64_t now) {
     if (!IsTaken() || !LivesBySigns()) return;
     const LinkSigns before = std::exchange(m_signs, Signs());
     if (before.life != m_signs.life) OnSignOfLife(now);
+}
+
+void CLink::LookWhetherSpokenTo(uint64_t now) {
+    if (!IsTaken() || m_bSpokenTo || !IsClaim() || now < m_ullSpokenMs) return;
+    const uint64_t life = Signs().life;
+    if (!m_answered) m_answered = life;
+    m_bSpokenTo = life != *m_answered;
+    m_ullSpokenMs = now + kListenMs;
 }
 
 void CLink::Suspend() {

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 namespace lumo {
 
@@ -34,11 +35,10 @@ public:
     bool IsUp() const { return m_policy.IsUp(); }
     /// The far side has taken us.
     bool IsTaken() const { return m_policy.IsAccepted(); }
-    /// It does not, and has had the time to: at the beginning, or since it was lost.
-    bool IsTurnedAway() const { return m_bTurnedAway; }
+    /// The same for certain: a server acknowledges every claim on a channel, and goes on speaking to one alone.
+    bool IsServed() const { return IsTaken() && (m_bSpokenTo || !IsClaim()); }
 
     static constexpr uint64_t kPollMs = 1000;  // the library counts on it
-    static constexpr uint64_t kAnswerMs = 5000;
 
 protected:
     /// False when the library refuses.
@@ -51,6 +51,8 @@ protected:
     /// What has come from the far side so far, as the library counts it. Of a frame that takes long to arrive the bytes
     /// tell that the link lives, and where no frames come the server's own words do.
     virtual LinkSigns Signs() const { return {}; }
+    /// Whether being taken only means that the server knows of the claim.
+    virtual bool IsClaim() const { return false; }
     CInbox& Inbox() { return m_inbox; }
     /// The far side has accepted us, from this address. Any thread.
     void Accept(unsigned long ip) {
@@ -61,10 +63,10 @@ protected:
     uint32_t Answered() const { return m_ulAnswered.load(std::memory_order_relaxed); }
 
 private:
-    bool Step(uint64_t now);
     /// Otherwise nobody asks for them: to look costs a walk over all links of the process.
     bool LivesBySigns() const { return m_times.silence < LinkTimes::kForEver; }
     void LookForLife(uint64_t now);
+    void LookWhetherSpokenTo(uint64_t now);
 
     CInbox& m_inbox;
     const LinkTimes m_times;
@@ -73,10 +75,11 @@ private:
     bool m_bLost = false;
     bool m_bNewsPolled = false;
     bool m_bClosed = false;
-    bool m_bTurnedAway = false;
+    bool m_bSpokenTo = false;
     uint64_t m_ullPolledMs = 0;
-    LinkSigns m_signs;          // when last looked at
-    uint64_t m_ullTakenMs = 0;  // when it last was taken, at first when it began
+    uint64_t m_ullSpokenMs = 0;          // when to look again whether it is spoken to
+    std::optional<uint64_t> m_answered;  // the signs of life when the answers to the claim were in
+    LinkSigns m_signs;                   // when last looked at
     int m_nMade = 0;
     bool m_bEverTaken = false;
 };

@@ -124,7 +124,12 @@ std::vector<std::string> CPeerHost::ConnectedPaths() const {
     const std::lock_guard<std::mutex> lock(m_usersMutex);
     for (const uint32_t user : m_users) {
         P2PPeer peer{};
-        if (GetP2PPeer(user, peer) && peer.byState == 1) paths.push_back(PathTo(user, false));
+        if (!GetP2PPeer(user, peer) || peer.byState != 1) continue;
+        const std::string path = PathTo(user, false);
+        const std::string address = path.substr(0, path.rfind(':') + 1);
+        const auto there = [&](const std::string& other) { return other.compare(0, address.size(), address) == 0; };
+        paths.erase(std::remove_if(paths.begin(), paths.end(), there), paths.end());
+        paths.push_back(path);
     }
     return paths;
 }

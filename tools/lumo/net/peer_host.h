@@ -55,7 +55,8 @@ public:
     /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe
     /// came from.
     std::string PathTo(uint32_t userID, bool tcp) const;
-    /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming.
+    /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming; of those at one
+    /// address the last, since whoever is started anew has another port.
     std::vector<std::string> ConnectedPaths() const;
 
     static constexpr uint64_t kRefreshMs = 15000;  // mappings of idle UDP ports are forgotten after 30 s

@@ -17,6 +17,7 @@ private:
     bool Create() override;
     bool IsDisconnected() override;
     LinkSigns Signs() const override { return SignsFrom(kFileKind, m_route.mcu, Answered()); }
+    bool IsClaim() const override { return !m_route.tcp; }
     void Release() override;
     void OnFileSenderNotifyConnected(unsigned long ip, bool) override { Accept(ip); }
 

@@ -23,11 +23,7 @@ CSendPaths::CSendPaths(PathChoice choice, const RelayRoute& route, CPeerHost& ho
 
 std::array<bool, kMaxLanes> CSendPaths::Poll(uint64_t now) {
     m_host.Poll(now);
-    const std::array<bool, kMaxLanes> fresh = {m_pRelay && m_pRelay->Poll(now), m_pDirect && m_pDirect->Poll()};
-    m_bEverTaken = m_bEverTaken || fresh[kRelayLane] || fresh[kDirectLane] || (m_pDirect && m_host.Ready());
-    if (m_ullReadyMs == 0 || m_host.Ready()) m_ullReadyMs = now;
-    m_bUnheard = now - m_ullReadyMs >= CLink::kAnswerMs;
-    return fresh;
+    return {m_pRelay && m_pRelay->Poll(now), m_pDirect && m_pDirect->Poll()};
 }
 
 bool CSendPaths::Pop(std::string& frame, size_t& lane) {

@@ -30,12 +30,10 @@ public:
     void Close();
 
     LaneLinks Links();
-    /// Whether anybody can have heard of us.
-    bool EverTaken() const { return m_bEverTaken; }
     /// The server has not taken us, or no longer.
-    bool WaitsForServer() const { return m_pRelay ? !m_pRelay->IsTaken() : !m_host.Ready(); }
-    /// The same for long enough to say so.
-    bool TurnedAway() const { return m_pRelay ? m_pRelay->IsTurnedAway() : m_bUnheard || m_host.Refused(); }
+    bool WaitsForServer() const { return m_pRelay ? !m_pRelay->IsServed() : !m_host.Ready(); }
+    /// It has at least heard of us.
+    bool EverClaimed() const { return m_pRelay && m_pRelay->EverTaken(); }
     /// "direct ADDRESS:PORT, ...", "relay HOST:PORT".
     std::string PathText(size_t lane) const;
     int WakeFd() const { return m_wake.Fd(); }
@@ -51,9 +49,6 @@ private:
     std::unique_ptr<CPublishLink> m_pRelay;                      // null: not wanted
     std::unique_ptr<CPeerChannel> m_pDirect;                     // null: not wanted
     std::array<std::optional<CSealedLink>, kMaxLanes> m_sealed;  // each leads out through one of those
-    bool m_bEverTaken = false;
-    uint64_t m_ullReadyMs = 0;  // when peers could last find us, at first when it began
-    bool m_bUnheard = false;    // they cannot, for long enough to say so
 };
 
 }  // namespace lumo

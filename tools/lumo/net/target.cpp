@@ -35,6 +35,17 @@ bool ParseTarget(const std::string& text, RelayTarget& target, std::string& prob
     return false;
 }
 
+bool IsThisHostAlone(const std::string& host) {
+    in_addr address{};
+    return host == "localhost" || (inet_aton(host.c_str(), &address) != 0 && ntohl(address.s_addr) >> 24 == 127);
+}
+
+std::string ThisHostAlone(const std::string& host) {
+    return host +
+           " is this host alone, so the line works nowhere else: --mcu with an address that others reach makes one "
+           "that does";
+}
+
 bool ResolveTarget(RelayTarget& target, std::string& problem) {
     addrinfo hints{};
     hints.ai_family = AF_INET;

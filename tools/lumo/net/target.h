@@ -27,6 +27,10 @@ struct RelayTarget {
 
 /// "HOST" or "HOST:PORT"; false, with `problem`, for anything else.
 bool ParseTarget(const std::string& text, RelayTarget& target, std::string& problem, uint16_t usualPort = kDefaultPort);
+/// Whether other hosts understand something else by that name or address.
+bool IsThisHostAlone(const std::string& host);
+/// What somebody who hands it on should know.
+std::string ThisHostAlone(const std::string& host);
 /// Looks the host up: up to three IPv4 addresses.
 bool ResolveTarget(RelayTarget& target, std::string& problem);
 

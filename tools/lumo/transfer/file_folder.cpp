@@ -89,7 +89,13 @@ OpenResult CFileFolder::OpenPart(const Offer& offer, std::unique_ptr<IFileStore>
 }
 
 std::string CFileFolder::LocalName(const std::string& offered) const {
+    if (!m_rules.name.empty()) return m_rules.name;
     return m_rules.allowHidden ? offered : VisibleName(offered);
+}
+
+std::string CFileFolder::CountProblem(uint32_t files) const {
+    if (m_rules.name.empty() || files <= 1) return "";
+    return std::to_string(files) + " files come, and " + m_rules.name + " is no directory for them";
 }
 
 OpenResult CFileFolder::Open(const Offer& offered, std::unique_ptr<IFileStore>& store, std::string& problem,

@@ -14,6 +14,7 @@ namespace lumo {
 struct FolderRules {
     bool force = false;        ///< replace files that exist
     bool allowHidden = false;  ///< leave names that begin with a dot or dash as they are
+    std::string name;          ///< of the one file that may come; empty: each has its own
 };
 
 class CFileFolder : public IFileFolder {
@@ -23,6 +24,7 @@ public:
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                     Failure& reason) override;
     std::string LocalName(const std::string& offered) const override;
+    std::string CountProblem(uint32_t files) const override;
     uint64_t FreeBytes() const override;
 
 private:

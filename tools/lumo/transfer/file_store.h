@@ -45,6 +45,8 @@ public:
                             Failure& reason) = 0;
     /// The name under which a file that is offered under a good one is stored.
     virtual std::string LocalName(const std::string& offered) const { return offered; }
+    /// What is wrong with so many files; empty: nothing.
+    virtual std::string CountProblem(uint32_t /*files*/) const { return ""; }
     /// Room for what is not there yet; UINT64_MAX when nobody knows.
     virtual uint64_t FreeBytes() const = 0;
 };

@@ -68,6 +68,8 @@ void CReceiveEngine::BeginTransfer(uint64_t transfer, const Beacon& beacon) {
     m_state = ReceiveState::Receiving;
     m_bFits = m_folder.FreeBytes() >= beacon.bytes;
     m_bReportDue = true;
+    const std::string problem = m_folder.CountProblem(beacon.files);
+    if (!problem.empty()) FailTransfer(Failure::Disk, problem);
 }
 
 void CReceiveEngine::NoteSerial(uint64_t serial, bool isBlock) {

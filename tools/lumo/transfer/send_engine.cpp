@@ -88,6 +88,7 @@ void CSendEngine::NoteEnd(uint64_t id, CReceiverEntry& entry, const Status& stat
     std::vector<uint64_t>& confirms = m_lanes.at(entry.lane).confirms;
     if (confirms.size() < kMaxReceivers) confirms.push_back(id);
     if (entry.state == status.state) return;  // said before
+    if (complete) m_ullServedMs = entry.heardMs;
     m_nComplete += complete;
     m_completeByLane.at(entry.lane) += complete;
     m_nFailed += failed;
@@ -171,21 +172,31 @@ uint64_t CSendEngine::TickLane(uint64_t now, size_t index, ILinkOut& link) {
 
 void CSendEngine::CheckEnd(uint64_t now) {
     if (Over()) return;
-    uint32_t alive = 0, unfinished = 0;
+    uint32_t alive = 0;
+    m_nUnfinished = 0;
     for (const auto& [id, entry] : m_receivers.Entries()) {
         if (!CReceiverTable::Alive(entry, now)) continue;
         ++alive;
-        unfinished += !entry.Ended() && now - entry.movedMs < kReceiverStuckMs;
+        m_nUnfinished += !entry.Ended() && now - entry.movedMs < kReceiverStuckMs;
     }
     if (alive > 0) m_ullAliveMs = now;
+    if (m_nUnfinished > 0) m_ullServedMs = now;
     if (m_options.keep) return;
-    if (m_nComplete >= m_options.receivers && unfinished == 0)
+    const bool enough = m_options.receivers > 0 ? m_nComplete >= m_options.receivers && m_nUnfinished == 0
+                                                : Stays() && StayMs(now) == 0;
+    if (enough)
         m_state = SendState::Done;
-    else if (now - m_ullAliveMs > m_options.waitMs)
+    else if (now - m_ullAliveMs > m_options.waitMs && !Stays())
         m_state = m_nFailed + m_nComplete > 0 ? SendState::Failed : SendState::NobodyThere;
     if (m_state == SendState::Failed)
         m_strProblem =
             m_nFailed > 0 ? std::string("a receiver failed: ") + FailureText(m_lastFailure) : "too few receivers came";
+}
+
+uint64_t CSendEngine::StayMs(uint64_t now) const {
+    const uint64_t stayed = now - std::min(now, m_ullServedMs);
+    const uint64_t most = std::min(m_options.stayMs, m_options.waitMs);
+    return most - std::min(most, stayed);
 }
 
 void CSendEngine::Leave(const LaneLinks& links, ByeReason reason) {
@@ -216,6 +227,7 @@ SendProgress CSendEngine::Progress(uint64_t now) const {
         ++progress.unfinished;
         least = std::min(least, entry.bytes);
     }
+    if (Stays()) progress.stayMs = StayMs(now);
     progress.leastBytes = progress.unfinished + progress.complete > 0 ? least : 0;
     return progress;
 }

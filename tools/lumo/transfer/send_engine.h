@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,7 +14,8 @@
 namespace lumo {
 
 struct SendOptions {
-    uint32_t receivers = 1;    ///< so many must have confirmed the whole before the end
+    uint32_t receivers = 1;    ///< so many must have confirmed the whole before the end; 0: all who come
+    uint64_t stayMs = 60000;   ///< with 0 receivers: for others, once all who came are served
     bool keep = false;         ///< serve on for ever
     uint64_t waitMs = 600000;  ///< without a living receiver
     uint64_t bytesPerSecond = 0;
@@ -34,6 +36,7 @@ struct SendProgress {
     std::array<uint32_t, kMaxLanes> completeByLane{};
     uint32_t failed = 0;
     Failure lastFailure = Failure::None;
+    std::optional<uint64_t> stayMs;  ///< everybody is served, and so much is left for others to come
 };
 
 /// Serves many receivers at once: on each lane a block leaves once for all who lack it there. One thread.
@@ -57,6 +60,9 @@ public:
     bool Over() const { return m_state != SendState::Preparing && m_state != SendState::Serving; }
     const std::string& Problem() const { return m_strProblem; }
     SendProgress Progress(uint64_t now) const;
+    /// Those who came have everything, and nobody said how many are to come.
+    bool Stays() const { return m_options.receivers == 0 && !m_options.keep && m_nComplete > 0 && m_nUnfinished == 0; }
+    uint32_t Complete() const { return m_nComplete; }
 
 private:
     void OnStatus(uint64_t transfer, Status& status, uint64_t now, size_t lane);
@@ -72,6 +78,8 @@ private:
     bool SendBlocks(uint64_t now, size_t index, ILinkOut& link);
     bool SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILinkOut& link);
     void CheckEnd(uint64_t now);
+    /// For how long it stays for others; 0: it may go.
+    uint64_t StayMs(uint64_t now) const;
     void Fail(const IFileSource& file);
     std::string Put(MessageBody body) const {
         return Encode({m_ullTransfer, std::move(body), VersionOf(m_options.sealed)});
@@ -95,7 +103,9 @@ private:
     std::vector<char> m_frame;  // of a block, with room around it
 
     bool m_bStarted = false;
-    uint64_t m_ullAliveMs = 0;  // when a living receiver was last seen, or the wait began
+    uint64_t m_ullAliveMs = 0;   // when a living receiver was last seen, or the wait began
+    uint64_t m_ullServedMs = 0;  // when somebody was last served, or had not all of it yet
+    uint32_t m_nUnfinished = 0;  // of those who live
     uint32_t m_nComplete = 0;
     std::array<uint32_t, kMaxLanes> m_completeByLane{};
     uint32_t m_nFailed = 0;

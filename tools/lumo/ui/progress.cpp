@@ -57,7 +57,8 @@ bool CProgressPrinter::Due(uint64_t now) const {
 void CProgressPrinter::Show(uint64_t now, const ProgressView& view, const nlohmann::json& details) {
     m_ullShownMs = now;
     m_rate.Update(now, view.moved);
-    if (m_mode == ProgressMode::Bar) Draw(view);
+    const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
+    if (m_mode == ProgressMode::Bar) Draw(BarText(view, m_rate.PerSecond(), left, TerminalWidth()));
     if (m_mode != ProgressMode::Json) return;
     nlohmann::json event = details;
     event["event"] = "progress";
@@ -65,14 +66,24 @@ void CProgressPrinter::Show(uint64_t now, const ProgressView& view, const nlohma
     event["bytes"] = view.done;
     event["total_bytes"] = view.total;
     event["bytes_per_second"] = static_cast<uint64_t>(m_rate.PerSecond());
-    const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
     event["seconds_left"] = left < 0 ? nlohmann::json() : nlohmann::json(std::round(left * 10) / 10);
     Event(event);
 }
 
-void CProgressPrinter::Draw(const ProgressView& view) {
-    const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
-    const std::string line = BarText(view, m_rate.PerSecond(), left, TerminalWidth());
+void CProgressPrinter::Show(uint64_t now, const LiveView& view, nlohmann::json details) {
+    m_ullShownMs = now;
+    m_rate.Update(now, view.bytes);
+    if (m_mode == ProgressMode::Bar) Draw(LiveText(view, m_rate.PerSecond(), TerminalWidth()));
+    if (m_mode != ProgressMode::Json) return;
+    details["event"] = "progress";
+    details["state"] = view.words;
+    details["seconds"] = std::round(view.seconds * 10) / 10;
+    details["bytes"] = view.bytes;
+    details["bytes_per_second"] = static_cast<uint64_t>(m_rate.PerSecond());
+    Event(details);
+}
+
+void CProgressPrinter::Draw(const std::string& line) {
     const std::string rest(m_nDrawn > line.size() ? m_nDrawn - line.size() : 0, ' ');
     std::fprintf(stderr, "\r%s%s", line.c_str(), rest.c_str());
     std::fflush(stderr);
@@ -81,6 +92,11 @@ void CProgressPrinter::Draw(const ProgressView& view) {
 
 void CProgressPrinter::Wipe() {
     if (m_nDrawn > 0) std::fprintf(stderr, "\r%s\r", std::string(m_nDrawn, ' ').c_str());
+    m_nDrawn = 0;
+}
+
+void CProgressPrinter::LeaveLine() {
+    if (m_nDrawn > 0) std::fputc('\n', stderr);
     m_nDrawn = 0;
 }
 
@@ -98,6 +114,11 @@ void CProgressPrinter::Event(const nlohmann::json& event) {
 }
 
 void CProgressPrinter::Error(const std::string& line) {
+    Event({{"event", "error"}, {"problem", line}});
+    Warn(line);
+}
+
+void CProgressPrinter::Warn(const std::string& line) {
     Wipe();
     std::fprintf(stderr, "lumo: %s\n", line.c_str());
 }
@@ -115,6 +136,14 @@ std::string DurationText(double seconds) {
     const auto two = [](unsigned long value) { return (value < 10 ? "0" : "") + std::to_string(value); };
     return hours > 0 ? std::to_string(hours) + ":" + two(minutes) + ":" + two(rest)
                      : std::to_string(minutes) + ":" + two(rest);
+}
+
+std::string LiveText(const LiveView& view, double perSecond, size_t width) {
+    const std::string clock = DurationText(std::floor(view.seconds));
+    std::string line = view.words + (clock.size() < 5 ? " 0" : " ") + clock + "  " +
+                       BytesText(static_cast<double>(view.bytes)) + "  " + BytesText(perSecond) + "/s";
+    if (!view.more.empty()) line += "  " + view.more;
+    return line.substr(0, width);
 }
 
 std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width) {

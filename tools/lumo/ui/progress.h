@@ -1,4 +1,4 @@
-// How a transfer shows itself: a bar on a terminal, one JSON object a second, or not at all.
+// How a transfer or a live stream shows itself: a line on a terminal, one JSON object a second, or not at all.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -31,6 +31,14 @@ struct ProgressView {
     uint64_t moved = 0;  ///< what the rate is taken of
 };
 
+/// A live stream, which has no end to come nearer to.
+struct LiveView {
+    std::string words;   ///< what is going on
+    double seconds = 0;  ///< for how long
+    uint64_t bytes = 0;
+    std::string more;  ///< who listens, or how well it is heard
+};
+
 enum class ProgressMode { Quiet, Plain, Bar, Json };
 
 class CProgressPrinter {
@@ -43,16 +51,21 @@ public:
     bool Due(uint64_t now) const;
     /// `details` stand beside the view's figures in the JSON event.
     void Show(uint64_t now, const ProgressView& view, const nlohmann::json& details);
+    void Show(uint64_t now, const LiveView& view, nlohmann::json details);
+    /// What is drawn stays, and whatever comes goes below it.
+    void LeaveLine();
     /// A line of its own, whatever is being drawn; nothing in quiet mode.
     void Note(const std::string& line);
     /// The same as an event of the JSON stream.
     void Event(const nlohmann::json& event);
     /// Complaints are never quiet.
     void Error(const std::string& line);
+    /// The same of which programs are told in an event of its own.
+    void Warn(const std::string& line);
     ProgressMode Mode() const { return m_mode; }
 
 private:
-    void Draw(const ProgressView& view);
+    void Draw(const std::string& line);
     void Wipe();
 
     const ProgressMode m_mode;
@@ -68,6 +81,8 @@ size_t TerminalWidth();
 std::string BytesText(double bytes);
 /// "0:07", "1:02:03".
 std::string DurationText(double seconds);
+/// "on air 00:13  163 kB  13 kB/s  2 listening", at most `width` characters.
+std::string LiveText(const LiveView& view, double perSecond, size_t width);
 /// The bar with figures, at most `width` characters.
 std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width);
 

@@ -75,15 +75,35 @@ TEST_F(AppLogTest, WritesLinesWithTimeThreadAndModuleAndKeepsNothingBackWhileIdl
 }
 
 TEST_F(AppLogTest, StaysOffUnlessAskedForAndPossible) {
-    for (const std::string& target : {std::string(), std::string("off"), (m_path / "under").string()}) {
+    const std::string under = (m_path / "under").string();
+    const std::pair<std::string, std::string> rows[] = {
+        {"", ""},
+        {"off", ""},
+        {under, "LUMO_LOG: cannot write " + under + ": Not a directory"},
+        {"loud:stderr", "LUMO_LOG knows the levels error, info and debug, not loud"},
+        {"info:", "LUMO_LOG names a level and no place"}};
+    for (const auto& [target, problem] : rows) {
         m_folder.Put("log", "a file, no folder\n");
         Choose(target);
         CAppLog log;
         log.inilog("module");
         EXPECT_FALSE(log.IsOn()) << target;
+        EXPECT_EQ(log.Problem(), problem);
         log.debug("nobody hears this");
         log.Flush();
         EXPECT_EQ(log.LostLines(), 0u);
+    }
+}
+
+TEST_F(AppLogTest, ALevelLeavesOutWhatMattersLess) {
+    const std::pair<std::string, LogLevel> rows[] = {
+        {"", LogLevel::Debug}, {"debug:", LogLevel::Debug}, {"info:", LogLevel::Info}, {"error:", LogLevel::Error}};
+    for (const auto& [prefix, least] : rows) {
+        Choose(prefix + m_path.string());
+        CAppLog log;
+        log.inilog("module");
+        for (const LogLevel level : {LogLevel::Error, LogLevel::Info, LogLevel::Debug})
+            EXPECT_EQ(log.IsOn(level), level <= least) << prefix << static_cast<int>(level);
     }
 }
 

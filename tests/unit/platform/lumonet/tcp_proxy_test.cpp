@@ -3,6 +3,7 @@
 #include "platform/lumonet/tcp_limits.h"
 #include "support/fake_net.h"
 #include "support/log_capture.h"
+#include "support/scripted_peer.h"
 #include "tcp_support.h"
 
 #include <chrono>
@@ -20,19 +21,8 @@ const std::string kWantsPassword =
 
 std::string ReadHead(const CRawPeer& peer) { return peer.ReadUntil("\r\n\r\n"); }
 
-// Plays one connection of a proxy, and of the target behind it, on a thread of its own.
-class CFakeProxy {
-public:
-    using Script = std::function<void(const CRawPeer&)>;
-    explicit CFakeProxy(Script script)
-        : m_thread([this, script = std::move(script)] { script(m_listener.Accept()); }) {}
-    ~CFakeProxy() { m_thread.join(); }
-    uint16_t Port() const { return m_listener.Port(); }
-
-private:
-    CRawListener m_listener;
-    std::thread m_thread;
-};
+// One connection of a proxy, and of the target behind it.
+using CFakeProxy = CScriptedPeer;
 
 struct Row {
     const char* what;
