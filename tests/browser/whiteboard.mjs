@@ -16,8 +16,8 @@ const EACH = 7;  // objects of one corner
 const NAMES = ["Ada Quill", "<b>Ben</b>", "Cyril Ñandú", "Dora", "Emil & Co"];
 const sum = (text) => createHash("sha256").update(text).digest("hex");
 
-async function seats(browser, relay, path, count) {
-  const sit = async (name, i) => Artist.sit(browser, await BoardProcess.start(lumo, relay, name, path), i);
+async function seats(browser, relay, path, count, more = []) {
+  const sit = async (name, i) => Artist.sit(browser, await BoardProcess.start(lumo, relay, name, path, more), i);
   const first = await sit(NAMES[0], 0);
   await first.connected();  // directly it is everybody's host
   const artists = [first, ...await Promise.all(NAMES.slice(1, count).map((name, i) => sit(name, i + 1)))];
@@ -168,9 +168,9 @@ async function hostLeaves(artists) {
   await allEqual(rest, held + 1);
 }
 
-/** Two people, one of whom has no pointer, or little room; at the end the relay goes. */
+/** Two people, one of whom has no pointer, or little room, on pages below a token; at the end the relay goes. */
 async function handsAndEyes(browser, relay, path) {
-  const [one, other] = await seats(browser, relay, path, 2);
+  const [one, other] = await seats(browser, relay, path, 2, ["--http-listen", "127.0.0.1"]);
   one.photo = `${out}/photo.png`;
   await handle(one, other);
   await access(one, other, await readFile(require.resolve("axe-core/axe.min.js"), "utf8"));

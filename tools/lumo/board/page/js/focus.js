@@ -57,8 +57,7 @@ export class Popup {
   open() {
     this.box.hidden = false;
     this.button.setAttribute("aria-expanded", "true");
-    const first = this.role === "menu" ? seen(this.box)[0] : this.box;
-    first.focus();
+    (this.role === "menu" ? seen(this.box)[0] : this.box.querySelector("[tabindex]")).focus();
   }
 
   close(back = this.box.contains(document.activeElement)) {
