@@ -64,7 +64,7 @@ void CAudioEar::Take(size_t sink, char* data, int length, int64_t arrivedNs) {
     if (!isFrame) return;  // an answer that was repeated
     char* frame = data + kAudioHead;
     int frameLength = length - kAudioHead;
-    const bool forIt = head.U32() == m_sinks.All()[sink].receiverID && (!m_open || m_open(sink, frame, frameLength));
+    const bool forIt = head.U32() == m_sinks.All()[sink].receiverID && (!m_open || m_open(frame, frameLength));
     if (!forIt || frameLength != kAudioFrame) throw std::runtime_error("a sink heard what was not meant for it");
     const FrameStamp stamp = ReadStamp(frame + kStampAt);
     if (stamp.number <= m_last[sink]) throw std::runtime_error("a frame came late or twice");

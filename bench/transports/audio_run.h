@@ -18,8 +18,8 @@ inline constexpr int kAudioDatagram = kAudioHead + kAudioFrame;  // of every way
 /// The publishing side, once everybody is connected, until the run is over.
 void PublishAudio(CSide& side, const std::function<void(const char* frame, int length)>& send);
 
-/// Makes what was published of what came at that sink, in place; false: it is none of it.
-using AudioOpen = std::function<bool(size_t sink, char*& frame, int& length)>;
+/// Makes what was published of what came at a sink; false: it is none of it.
+using AudioOpen = std::function<bool(char*& frame, int& length)>;
 
 /// The subscribing side: spec.sinks sockets in this process. They are read only when a burst is over, so that nobody
 /// wakes while one is measured; the kernel has noted when each datagram came.
