@@ -42,7 +42,7 @@ if(TARGET lumo)
     OUTPUT ${LUMO_WRITTEN}/done
     COMMAND ${CMAKE_COMMAND} -E rm -rf ${LUMO_WRITTEN}
     COMMAND lumo help --write ${LUMO_WRITTEN}
-    COMMAND sh -c "gzip -9n man/man1/*.1 && touch done"
+    COMMAND sh -c "cd written && gzip -9n man/man1/*.1 && touch done"
     WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
     DEPENDS lumo
     VERBATIM)

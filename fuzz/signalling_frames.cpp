@@ -43,7 +43,9 @@ public:
 /// The service with two clients.
 class CService {
 public:
-    CService() : m_log([](const std::string&) {}), m_pServer(new CTestServer(Options(), m_log)) {
+    CService()
+        : m_log(std::function<void(const std::string&)>([](const std::string&) {})),
+          m_pServer(new CTestServer(Options(), m_log)) {
         m_pServer->Open();
         m_pAlice = Come(kAlice);
         m_pBob = Come(kBob);

@@ -87,7 +87,7 @@ inline CLocalMCUManager* MakeServer() {
         using CServerManager::CServerManager;
         bool Open() { return OpenEndpoints(0); }
     };
-    static CServerLog log([](const std::string&) {});
+    static CServerLog log(std::function<void(const std::string&)>([](const std::string&) {}));
     CServerOptions options;
     options.listenIP = kServer.ip;
     options.port = kServer.port;

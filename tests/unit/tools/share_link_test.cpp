@@ -180,7 +180,8 @@ TEST(SealedVideo, IsNumberedOnWhereItGoesOnUnderAnotherKeyID) {
     for (const auto& [sealer, number] : rows) {
         CStreamOpener lost(SecretOf('B'), kFilm);
         const std::string frame = Pass(sealer, number == 'x' ? lost : opener, 1, "\1??picture");
-        if (number != 'x') EXPECT_EQ(frame, std::string({'\1', '\0', number}) + "picture");
+        if (number == 'x') continue;
+        EXPECT_EQ(frame, std::string({'\1', '\0', number}) + "picture");
     }
 }
 

@@ -26,8 +26,9 @@ std::string SeenByAChild() {
 TEST(ChildDescriptors, NothingIsInherited) {
     const std::string before = SeenByAChild();  // what this program was started with
     const CScratch folder;
-    const auto log = CLogWriter::Open((folder / "log").string(), "test");
-    ASSERT_TRUE(log);
+    std::string problem;
+    const auto log = CLogWriter::Open((folder / "log").string(), "test", problem);
+    ASSERT_TRUE(log) << problem;
     CUdpPeer native;
     SetUdpFeatures({true, true, true, false});
     CUdpPeer portable;
