@@ -66,6 +66,10 @@ set(CPACK_DEBIAN_DEV_DEBUGINFO_PACKAGE OFF)
 set(scripts ${PROJECT_SOURCE_DIR}/cmake/packages)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${scripts}/conffiles;${scripts}/postinst;${scripts}/prerm;${scripts}/postrm")
 
+foreach(part MEDIA SEAL)
+  set(CPACK_DEBIAN_${part}_PACKAGE_CONTROL_EXTRA ${scripts}/library/triggers)
+endforeach()
+
 # Each package has a copyright file and a changelog under its name.
 set(papers ${PROJECT_BINARY_DIR}/papers)
 file(MAKE_DIRECTORY ${papers})

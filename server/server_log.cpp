@@ -41,7 +41,7 @@ bool CServerLog::MayPass(LogKind kind) {
     CAutoLock lock(&m_cs);
     Pace& pace = m_paces[static_cast<size_t>(kind)];
     Turn(kind, pace);
-    if (pace.passed >= kLinesPerSecond) {
+    if (pace.passed >= (kind == LogKind::Refusal ? kRefusalsPerMinute : kLinesPerSecond)) {
         ++pace.leftOut;
         return false;
     }
@@ -52,7 +52,7 @@ bool CServerLog::MayPass(LogKind kind) {
 void CServerLog::Turn(LogKind kind, Pace& pace) {
     constexpr uint32_t kSecondMs = 1000;
     const uint32_t now = CActivity::Now();
-    if (ElapsedMs(now, pace.since) < kSecondMs) return;
+    if (ElapsedMs(now, pace.since) < (kind == LogKind::Refusal ? 60 * kSecondMs : kSecondMs)) return;
     if (pace.leftOut != 0) Line(std::to_string(pace.leftOut) + " more " + LogKindName(kind) + " lines left out");
     pace = {now, 0, 0};
 }

@@ -36,7 +36,8 @@ struct CLogLine {
 /// be kept up with are dropped, oldest first. Any thread.
 class CServerLog {
 public:
-    static constexpr uint32_t kLinesPerSecond = 100;  // of each kind
+    static constexpr uint32_t kLinesPerSecond = 100;    // of each kind but one:
+    static constexpr uint32_t kRefusalsPerMinute = 10;  // anybody can ask under any address
 
     /// `json`: each line is a JSON object.
     explicit CServerLog(bool json = false);

@@ -20,7 +20,7 @@ template <class TTables, class TServerChannel, class TLeg>
 class CTableAdapter : public IMediumAdapter {
 public:
     CTableAdapter(TTables& tables, const CLiveOptions& options) : m_tables(tables), m_options(options) {
-        FollowLimits();
+        CTableAdapter::FollowLimits();
     }
 
     std::shared_ptr<CServerChannel> MakeChannel(const CServerChannelName& name) override {

@@ -66,7 +66,7 @@ async function run(browser) {
   const folded = first.page.locator("#streams details");
   assert.equal(await folded.getAttribute("open"), null);
   await folded.locator("summary").click();
-  const asks = new Process(lumo, ["subscribe", "audio", "5", "--plain", "--mcu", `127.0.0.2:${relay.port}`,
+  const asks = new Process(lumo, ["subscribe", "audio", "5", "--mcu", `127.0.0.2:${relay.port}`,
     "--near", `127.0.0.1:${relay.port}`, "--path", "relay", "--wait", "3", "-o", "/dev/null"]);
   await shows(first.page, "this server may not relay from there");
   await asks.ended;

@@ -11,7 +11,7 @@ long InfoOf(CURL* easy, CURLINFO info) {
 
 // Proxies that cannot reach a server say any of these.
 ProxyFault FaultOfStatus(long status) {
-    if (status == 407) return ProxyFault::WantsPassword;
+    if (status == 407 || status == 401) return ProxyFault::WantsPassword;  // some take the code of servers
     return status >= 500 ? ProxyFault::CannotReach : ProxyFault::Forbids;
 }
 

@@ -75,7 +75,7 @@ TEST_P(Flood, LeavesMemoryFlatAndGainsNothing) {
     EXPECT_LE(host.Status().channels, 1 + server::kMaxPendingLegs) << "claims make none";
     // Other than by what the test itself keeps of the traffic.
     EXPECT_LE(ReadProcessStatus().residentBytes, resident + kMostGrowth);
-    EXPECT_EQ(host.lines.size(), 2U) << "forged requests do not fill the log either";
+    EXPECT_LE(host.lines.size(), 2 + CServerLog::kRefusalsPerMinute) << "forged requests do not fill the log either";
 
     host.Say(host.row.source.frame, sourceID, kAlice, host.Wrapped(0, "goes on"));
     EXPECT_EQ(host.TakeCount(kBob, host.row.sink.frame), 1U);

@@ -86,16 +86,6 @@ const LifeRow kLives[] = {
          scene.ada.Come(scene.other);
          scene.expected = {adas, bens, there, meanwhile};
      }},
-    {"AHostThatServedApartFromItsServer",
-     [](Scene& scene, uint32_t adas, uint32_t bens) {
-         scene.ben.LoseAndServe();
-         scene.ben.DoTo("move", adas, R"(,"dx":16,"dy":0)");
-         scene.ada.DoTo("move", bens, R"(,"dx":0,"dy":32)");
-         scene.ada.DoTo("move", adas, R"(,"dx":0,"dy":32)");
-         const uint32_t there = scene.ben.Draw(), here = scene.ada.Draw();
-         scene.ben.Come(scene.relay);
-         scene.expected = {adas, bens, there, here};
-     }},
 };
 
 class BoardLife : public BoardWorld, public ::testing::WithParamInterface<LifeRow> {};

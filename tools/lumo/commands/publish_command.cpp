@@ -97,9 +97,8 @@ std::string WhyUnpublished(const IPublishMedium& medium, const CLink& link, bool
     return link.IsServed() || found || unknown ? "" : watch.Conclude().Text();
 }
 
-int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer) {
-    CStatsFile stats(command.common.stats, "publish", printer);
-    if (!stats.Ok()) return kExitFailed;
+int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& loop, CProgressPrinter& printer,
+            CStatsFile& stats) {
     PeerOptions peers = command.common.ToPeers(route, SenderUser(route.channel));
     peers.peers = command.peers;
     CPeerHost host(peers);
@@ -156,8 +155,10 @@ int Run(const PublishCommand& command) {
         code = kExitFailed;
         CToolLoop loop;
         if (command.medium->Prepare(problem)) {
+            CStatsFile stats(command.common.stats, "publish", printer);
+            if (!stats.Ok()) return kExitFailed;
             links.HandOn(link, "", command.common.quiet, printer);
-            return Publish(command, route, loop, printer);
+            return Publish(command, route, loop, printer, stats);
         }
     }
     printer.Error(Printable(problem));

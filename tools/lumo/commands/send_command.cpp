@@ -172,15 +172,13 @@ bool Hear(CSendPaths& paths, CStreamOpener& opener, CSendEngine& engine, uint64_
 }
 
 int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, CToolLoop& loop,
-          CProgressPrinter& printer) {
+          CProgressPrinter& printer, CStatsFile& stats) {
     SendOptions options;
     options.receivers = command.receivers;
     options.keep = command.keep;
     options.waitMs = command.common.WaitMs();
     options.bytesPerSecond = command.rate;
     options.sealed = route.secret.IsSet();
-    CStatsFile stats(command.common.stats, "send", printer);
-    if (!stats.Ok()) return kExitFailed;
     CPeerHost host(command.common.ToPeers(route, SenderUser(route.channel)));
     if (!host.Ok()) {
         printer.Error("cannot open a UDP endpoint");
@@ -236,8 +234,10 @@ int Run(const SendCommand& command) {
         CToolLoop loop;
         if (OpenSources(command, sources, problem)) {
             const std::string& path = command.common.path;
+            CStatsFile stats(command.common.stats, "send", printer);
+            if (!stats.Ok()) return kExitFailed;
             links.HandOn(link, path.empty() ? "" : " --path " + path, command.common.quiet, printer);
-            return Serve(command, route, std::move(sources), loop, printer);
+            return Serve(command, route, std::move(sources), loop, printer, stats);
         }
     }
     printer.Error(Printable(problem));

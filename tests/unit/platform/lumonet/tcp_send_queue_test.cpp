@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <random>
 #include <string>
 
@@ -43,94 +44,111 @@ std::string Bodies(const std::string& wire) {
     return decoder.Kept() ? bodies + "..." : bodies;
 }
 
+/// A queue beside a list of strings that does the same. Every other time frames age, but for those of one byte, and
+/// else some of them give way to newer ones.
+class CModelledQueue {
+public:
+    explicit CModelledQueue(unsigned seed) : m_random(seed), m_bAges(seed % 2 == 1) {
+        if (m_bAges) m_queue.SetMaxAge(50);
+        Push("v");
+        m_model.push_back({"v", m_clock.Now()});
+    }
+    /// Any operation, some of them while the kernel takes bytes.
+    void Step(int step) {
+        const auto kind = m_random() % 10;
+        m_clock.Advance(m_random() % 8);
+        if (m_bAges && kind < 9) DropAged();
+        const bool clears = kind >= 8, pushes = kind < 5 || kind == 8, newer = !m_bAges && kind % 3 == 1;
+        const Waiting one{std::to_string(step) + std::string(m_random() % 20, 'x'), m_clock.Now(), m_random() % 3};
+        const auto others = [&] {
+            if (clears) m_queue.Clear();
+            if (newer)
+                PushNewest(one);
+            else if (pushes)
+                Push(one.body);
+        };
+        const bool writes = kind >= 5 && kind != 9, gathers = writes && m_model.empty();
+        if (writes)
+            TakeBytes(gathers, others);
+        else
+            others();
+        std::deque<Waiting> back;
+        if (gathers) back.assign(m_model.begin() + Stay(), m_model.end());
+        if (gathers || clears) m_model.erase(m_model.begin() + Stay(), m_model.end());
+        if (clears) m_newest.clear();
+        if (newer)
+            Wait(one, true);
+        else if (pushes)
+            m_model.push_back(one);
+        for (size_t i = 0; i < back.size() && !clears; ++i) Wait(back[i], false);
+    }
+    void ExpectAlike() {
+        size_t bytes = 0;
+        for (const Waiting& one : m_model) bytes += one.body.size();
+        ASSERT_EQ(m_queue.Count(), m_model.size());
+        ASSERT_EQ(m_queue.Bytes(), bytes);
+        ASSERT_EQ(Bodies(m_wire), m_expected + (m_begun ? "..." : ""));
+    }
+
+private:
+    struct Waiting {
+        std::string body;
+        uint32_t since;
+        uint64_t key = 0;  // of one that gives way
+    };
+
+    void Push(const std::string& body) {
+        EXPECT_EQ(::Push(m_queue, body, body == "v"), !m_bAwake);
+        m_bAwake = true;
+    }
+    void PushNewest(const Waiting& one) {
+        const CSharedMessage frame = ShareFrame(one.body.data(), static_cast<uint32_t>(one.body.size()));
+        EXPECT_EQ(m_queue.PushNewest(one.key, frame), !m_bAwake);
+        m_bAwake = true;
+    }
+    void Wait(const Waiting& one, bool isNewer) {
+        const auto same = [&](const Waiting& other) { return other.key == one.key; };
+        const auto older = std::find_if(m_newest.begin(), m_newest.end(), same);
+        if (older == m_newest.end())
+            m_newest.push_back(one);
+        else if (isNewer)
+            *older = one;
+    }
+    /// How many cannot be dropped: what has begun to leave.
+    std::ptrdiff_t Stay() const { return !m_model.empty() && (m_begun > 0 || m_model.front().body == "v") ? 1 : 0; }
+    void DropAged() {
+        const auto aged = [&](const Waiting& one) { return m_clock.Now() - one.since > 50 && one.body.size() > 1; };
+        m_model.erase(std::remove_if(m_model.begin() + Stay(), m_model.end(), aged), m_model.end());
+    }
+    void TakeBytes(bool gathers, const std::function<void()>& meanwhile) {
+        m_bAwake = !m_model.empty() || !m_newest.empty();
+        if (gathers) m_model.swap(m_newest);
+        m_begun += Write(m_queue, m_random() % 60, m_wire, meanwhile);
+        for (; !m_model.empty() && m_begun >= m_model.front().body.size() + net::kHeaderLen; m_model.pop_front()) {
+            m_begun -= m_model.front().body.size() + net::kHeaderLen;
+            m_expected += (m_model.front().body == "v" ? "V:" : "") + m_model.front().body + " ";
+        }
+    }
+
+    std::mt19937 m_random;
+    CVirtualClock m_clock;
+    CTcpSendQueue m_queue;
+    const bool m_bAges;
+    std::deque<Waiting> m_model, m_newest;
+    size_t m_begun = 0;    // bytes of the model's front that have left
+    bool m_bAwake = true;  // the writer: it begins by itself
+    std::string m_wire, m_expected;
+};
+
 }  // namespace
 
-// Every sequence of operations against a list of strings, some of them while the kernel takes bytes; every other time
-// frames age, but for those of one byte, and else some of them give way to newer ones.
 TEST(TcpSendQueue, BehavesAsASimpleModel) {
     for (unsigned seed = 0; seed < 500; ++seed) {
-        std::mt19937 random(seed);
-        CVirtualClock clock;
-        CTcpSendQueue queue;
-        const bool ages = seed % 2 == 1;
-        if (ages) queue.SetMaxAge(50);
-        struct Waiting {
-            std::string body;
-            uint32_t since;
-            uint64_t key = 0;  // of one that gives way
-        };
-        std::deque<Waiting> model, newest;
-        size_t begun = 0;   // bytes of the model's front that have left
-        bool awake = true;  // the writer: it begins by itself
-        std::string wire, expected;
-        const auto push = [&](const std::string& body) {
-            EXPECT_EQ(Push(queue, body, body == "v"), !awake) << "seed " << seed;
-            awake = true;
-        };
-        const auto stays = [&] { return !model.empty() && (begun > 0 || model.front().body == "v") ? 1U : 0U; };
-        const auto clear = [&] {
-            model.erase(model.begin() + stays(), model.end());
-            newest.clear();
-        };
-        const auto pushNewest = [&](const Waiting& one) {
-            const CSharedMessage frame = ShareFrame(one.body.data(), static_cast<uint32_t>(one.body.size()));
-            EXPECT_EQ(queue.PushNewest(one.key, frame), !awake) << "seed " << seed;
-            awake = true;
-        };
-        const auto wait = [&](const Waiting& one, bool isNewer) {
-            const auto same = [&](const Waiting& other) { return other.key == one.key; };
-            const auto older = std::find_if(newest.begin(), newest.end(), same);
-            if (older == newest.end())
-                newest.push_back(one);
-            else if (isNewer)
-                *older = one;
-        };
-        push("v");
-        model.push_back({"v", clock.Now()});
+        CModelledQueue queue(seed);
         for (int step = 0; step < 200; ++step) {
-            const auto kind = random() % 10;
-            clock.Advance(random() % 8);
-            const auto aged = [&](const Waiting& one) { return clock.Now() - one.since > 50 && one.body.size() > 1; };
-            if (ages && kind < 9) model.erase(std::remove_if(model.begin() + stays(), model.end(), aged), model.end());
-            const bool clears = kind >= 8, pushes = kind < 5 || kind == 8, newer = !ages && kind % 3 == 1;
-            const Waiting one{std::to_string(step) + std::string(random() % 20, 'x'), clock.Now(), random() % 3};
-            const auto others = [&] {
-                if (clears) queue.Clear();
-                if (newer)
-                    pushNewest(one);
-                else if (pushes)
-                    push(one.body);
-            };
-            std::deque<Waiting> gathered;
-            if (kind < 5 || kind == 9) {
-                others();
-            } else {
-                awake = !model.empty() || !newest.empty();
-                const bool gathers = model.empty();
-                if (gathers) model.swap(newest);
-                begun += Write(queue, random() % 60, wire, others);
-                if (gathers) gathered = model;
-            }
-            for (; !model.empty() && begun >= model.front().body.size() + net::kHeaderLen; model.pop_front()) {
-                begun -= model.front().body.size() + net::kHeaderLen;
-                expected += (model.front().body == "v" ? "V:" : "") + model.front().body + " ";
-            }
-            if (!gathered.empty()) {
-                gathered.assign(model.begin() + stays(), model.end());
-                model.erase(model.begin() + stays(), model.end());
-            }
-            if (clears) clear();
-            if (newer)
-                wait(one, true);
-            else if (pushes)
-                model.push_back(one);
-            if (!clears)
-                for (const Waiting& back : gathered) wait(back, false);
-            size_t bytes = 0;
-            for (const Waiting& one : model) bytes += one.body.size();
-            ASSERT_EQ(queue.Count(), model.size()) << "seed " << seed;
-            ASSERT_EQ(queue.Bytes(), bytes) << "seed " << seed;
-            ASSERT_EQ(Bodies(wire), expected + (begun ? "..." : "")) << "seed " << seed;
+            queue.Step(step);
+            queue.ExpectAlike();
+            ASSERT_FALSE(HasFailure()) << "seed " << seed;
         }
     }
 }
