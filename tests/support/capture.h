@@ -21,7 +21,7 @@ inline std::string Udp(const std::string& payload) {
 }
 inline std::string Tcp(uint32_t sequence, uint8_t flags, const std::string& payload, uint32_t port = 40000) {
     return Ip(6, U16(port) + U16(7000) + U32(sequence) + U32(0) + Hex("60") + static_cast<char>(flags) +
-                     Hex("FFFF 0000 0000") + Hex("01010101") + payload);
+                     Hex("FFFF 0000 0000") + Hex("01010100") + payload);
 }
 
 /// A message of ours over TCP.

@@ -53,7 +53,7 @@ for file in usr/share/bash-completion/completions/lumo usr/share/fish/vendor_com
     usr/share/zsh/vendor-completions/_lumo usr/share/doc/lumo/README.md; do
     [[ -s root/$file ]] || fail "there is no $file"
 done
-[[ -n $(find root/usr/lib/debug -name '*.debug' -newer log 2>/dev/null) ]] || fail "there are no debug symbols"
+inside dpkg -L lumo-dbgsym | grep -q '\.debug$' || fail "there are no debug symbols"
 quietly systemd-analyze security --offline=yes --root="$work/root" --threshold=15 lumo-mcu.service
 
 echo "== used"

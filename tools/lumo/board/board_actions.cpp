@@ -98,6 +98,7 @@ CBoard::IDs CBoard::Add(const std::vector<std::string>& records, const IDs& inst
 
 std::vector<std::string> CBoard::RecordsFor(const std::vector<Shape>& shapes) const {
     std::vector<std::string> records;
+    records.reserve(shapes.size());
     for (const Shape& shape : shapes) records.push_back(RecordFor(shape));
     return records;
 }
@@ -251,6 +252,7 @@ BoardStep CBoard::Inverse(const BoardStep& step) {
     if (!exchange)
         for (const RemovedObject& object : step.removed) back.push_back(&object);
     std::vector<Version> versions;
+    versions.reserve(back.size());
     for (const RemovedObject* object : back) versions.push_back(NextVersion(object->id));
     TakeAway(added, inverse);
     std::map<uint32_t, uint32_t> names;

@@ -252,8 +252,8 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
     receive.Add("--near HOST", command->common.nearMcu,
                 "A nearer server that relays from the sender's. Both must listen on the same port");
     receive
-        .Add("-o,--out PLACE", command->out,
-             "Directory for the files, or a name for the one that comes; - is standard output")
+        .Add("-o,--out DIRECTORY|FILE", command->out,
+             "For the files, or a name for the one that comes; - is standard output")
         .ShowDefault();
     receive.AddFlag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
     receive.AddFlag("--allow-hidden", command->rules.allowHidden,

@@ -114,6 +114,9 @@ void AddStatsCommand(CCommand& root, int& exitCode) {
     stats.Add("--interval SECONDS", command->interval, "From one look to the next").Seconds(0.1, 3600).ShowDefault();
     stats.Add("--count NUMBER", command->count, "End after so many looks; else watch until interrupted");
     stats.AddFlag("--json", command->json, "A line of JSON for each look instead of a table");
+    stats.Example("lumo stats", "The links of the server on this host, until interrupted");
+    stats.Example("lumo stats --file live --json", "Those of lumo send --stats live, as lines for a program");
+    stats.Exits({{kExitDone, "shown, or interrupted"}, {kExitFailed, "the server or the file gave nothing to show"}});
     stats.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 
