@@ -122,8 +122,11 @@ struct Sharing {
 
 // Who comes later has its share ten seconds later.
 TEST(WideSharing, GivesEachLinkAboutTheSame) {
-    const std::pair<PathTraits, double> rows[] = {
-        {Path(100, 50), 0.7}, {Path(100, 50, 0, 4), 0.7}, {Path(100, 150), 0.5}, {Path(20, 100), 0.5}, {Path(20, 300), 0.25}};
+    const std::pair<PathTraits, double> rows[] = {{Path(100, 50), 0.7},
+                                                  {Path(100, 50, 0, 4), 0.7},
+                                                  {Path(100, 150), 0.5},
+                                                  {Path(20, 100), 0.5},
+                                                  {Path(20, 300), 0.25}};
     for (const auto& [path, least] : rows) {
         Sharing sharing(path);
         sharing.Join();

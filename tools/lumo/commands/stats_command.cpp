@@ -39,7 +39,10 @@ Room RoomOf(int terminal) {
     return {size.ws_col, size.ws_row - size_t{1}};
 }
 
-double Now() { return static_cast<double>(WallClockUs() / 1000) / 1000; }
+double Now() {
+    const uint64_t milliseconds = WallClockUs() / 1000;
+    return static_cast<double>(milliseconds) / 1000;
+}
 
 /// Says it of a program that has written nothing for a while.
 std::string AgeOf(const nlohmann::json& stats) {

@@ -24,7 +24,8 @@ CStatsFile::CStatsFile(const std::string& path, const char* command, CProgressPr
 void CStatsFile::Write(uint64_t now, const nlohmann::json& progress) {
     if (!m_file) return;
     m_ullWrittenMs = now;
-    nlohmann::json line = {{"time", static_cast<double>(WallClockUs() / 1000) / 1000},
+    const uint64_t milliseconds = WallClockUs() / 1000;
+    nlohmann::json line = {{"time", static_cast<double>(milliseconds) / 1000},
                            {"command", m_szCommand},
                            {"process", getpid()},
                            {"progress", progress}};
