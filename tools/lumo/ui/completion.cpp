@@ -117,17 +117,16 @@ std::string CompletionAnswer(const CommandInfo& root, const std::vector<std::str
     const size_t equals = begun.rfind("--", 0) == 0 ? begun.find('=') : std::string::npos;
     const OptionInfo* const inside = equals == std::string::npos ? nullptr : cursor.Find(begun.substr(0, equals));
     const OptionInfo* const positional = cursor.Positional();
+    const bool wantsOption = cursor.TakesOptions() && !begun.empty() && begun.front() == '-';
     if (cursor.Valued()) {
         answer.OfferValue(cursor.Valued()->value, "");
     } else if (cursor.TakesOptions() && inside) {
         answer.OfferValue(inside->value, begun.substr(0, equals + 1));
-    } else if (cursor.TakesOptions() && begun.size() > 0 && begun.front() == '-') {
-        answer.OfferOptions(cursor);
-    } else if (!cursor.Command().subs.empty()) {
+    } else if (!wantsOption && !cursor.Command().subs.empty()) {
         answer.OfferSubs(cursor.Command());
-    } else if (positional && positional->name == "COMMAND") {
+    } else if (!wantsOption && positional && positional->name == "COMMAND") {
         answer.OfferSubs(Helped(root, typed));
-    } else if (positional) {
+    } else if (!wantsOption && positional) {
         answer.OfferValue(positional->value.empty() ? positional->name : positional->value, "");
     } else {
         answer.OfferOptions(cursor);
