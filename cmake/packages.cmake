@@ -49,8 +49,6 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${LUMO_PACKAGE_REVISION})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_MEDIA_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_SEAL_PACKAGE_SECTION libs)
@@ -66,13 +64,18 @@ set(CPACK_DEBIAN_DEV_DEBUGINFO_PACKAGE OFF)
 set(scripts ${PROJECT_SOURCE_DIR}/cmake/packages)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${scripts}/conffiles;${scripts}/postinst;${scripts}/prerm;${scripts}/postrm")
 
-foreach(part MEDIA SEAL)
-  set(CPACK_DEBIAN_${part}_PACKAGE_CONTROL_EXTRA ${scripts}/library/triggers)
-endforeach()
-
 # Each package has a copyright file and a changelog under its name.
-set(papers ${PROJECT_BINARY_DIR}/papers)
+string(MD5 papers "${version} ${LUMO_PACKAGE_CONTACT}")  # which the changelog names
+set(papers ${PROJECT_BINARY_DIR}/papers/${papers})
 file(MAKE_DIRECTORY ${papers})
+# Which package a program needs that links a library. CPack's own way to say so brings scripts that call ldconfig, too.
+foreach(library lumomedia lumomedia_seal)
+  set(part ${LUMO_PART_${library}})
+  string(TOUPPER ${part} PART)
+  file(WRITE ${papers}/${part}/shlibs
+       "lib${library} ${PROJECT_VERSION_MAJOR} ${LUMO_PACKAGE_${part}} (>= ${PROJECT_VERSION})\n")
+  set(CPACK_DEBIAN_${PART}_PACKAGE_CONTROL_EXTRA "${papers}/${part}/shlibs;${scripts}/library/triggers")
+endforeach()
 string(TIMESTAMP LUMO_PACKAGE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 if(DEFINED ENV{SOURCE_DATE_EPOCH} OR NOT EXISTS ${papers}/changelog.Debian.gz)
   configure_file(${scripts}/changelog.in ${papers}/changelog.Debian @ONLY)
