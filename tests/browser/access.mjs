@@ -29,12 +29,12 @@ async function pressLayouts(one) {
 async function drawByKeys(one, other) {
   await one.page.locator("#overlay").focus();
   await one.key("1");
-  await one.key("r");
-  await one.key("Enter");
+  await one.holdAnswers("add");
+  for (const key of ["r", "Enter", "t", "Enter"]) await one.key(key);
   await until("a rectangle", async () => (await other.objects()).length === 1);
-  await one.key("t");
-  await one.key("Enter");
-  await one.page.keyboard.type("Hello");
+  await one.page.keyboard.type("Hel");
+  await one.letAnswersGo();  // which takes the text away from nobody who writes
+  await one.page.keyboard.type("lo");
   await one.key("Escape");
   await until("a text", async () => (await one.objects()).length === 2);
   await one.key("n");

@@ -79,7 +79,7 @@ END
 ln -s "$source" "$work/outer/lumomedia"
 export CCACHE_BASEDIR=$work CCACHE_NOHASHDIR=1
 launcher=$(command -v ccache || true)
-quietly cmake -S "$work/outer" -B "$work/outer/build" -G Ninja -DCMAKE_CXX_STANDARD=11 \
+quietly cmake -S "$work/outer" -B "$work/outer/build" -G Ninja -DCMAKE_CXX_STANDARD=11 -DLUMO_UNITY=ON \
     ${launcher:+-DCMAKE_CXX_COMPILER_LAUNCHER="$launcher"}
 quietly cmake --build "$work/outer/build" -j 2
 expect_port "$work/outer/build/app/embed_file"

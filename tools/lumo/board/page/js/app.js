@@ -27,6 +27,7 @@ class Board {
   clipboard = new Clipboard(this);
   changes = new Changes(this);
   #pointing = false;
+  #turns = 0;  // how often people have taken a tool or chosen something
 
   style() { return this.panel.style(); }
   setTool(name) {
@@ -38,6 +39,10 @@ class Board {
   }
 
   choose(ids) {
+    this.#turns++;
+    this.#select(ids);
+  }
+  #select(ids) {
     this.view.selection = new Set(ids);
     this.panel.showChosen(this.view.chosen());
     this.view.touch();
@@ -88,10 +93,15 @@ class Board {
     return taken;
   }
   async addAndChoose(shapes) {
-    const ids = await this.add(...shapes);
-    this.setTool("select");
-    this.choose(ids.filter((id) => this.#holds(id)));
+    const ids = await this.#choosing(this.add(...shapes));
     this.speak(`${ids.length} drawn`);
+  }
+  /** Chooses what is being drawn, unless people do something else until the program has answered. */
+  async #choosing(drawing) {
+    this.setTool("select");
+    const turns = ++this.#turns, ids = await drawing;
+    if (ids && turns === this.#turns) this.choose(ids.filter((id) => this.#holds(id)));
+    return ids;
   }
   /** False when it was refused. */
   async replace(id, shape) {
@@ -167,11 +177,8 @@ class Board {
     const [x, y] = at ? this.view.toBoard(...at) : this.view.middle();
     const w = Math.round(picture.width * fit * UNIT / 2), h = Math.round(picture.height * fit * UNIT / 2);
     const shape = { type: "picture", box: [x - w, y - h, x + w, y + h] };
-    const ids = await this.draft([shape], () => sendPicture(picture.blob, shape.box));
-    if (!ids) return;
-    if (!ids[0]) return this.say("The board is full.");
-    this.setTool("select");
-    this.choose(ids.filter((id) => this.#holds(id)));
+    const ids = await this.#choosing(this.draft([shape], () => sendPicture(picture.blob, shape.box)));
+    if (ids && !ids[0]) this.say("The board is full.");
   }
 
   async savePng() {
@@ -212,7 +219,7 @@ class Board {
     if (onTop && !drafted) this.view.drawOnTop(objects);
     else this.view.change();
     $("welcome").hidden = true;
-    if (objects.some((object) => this.view.selection.has(object.id))) this.choose([...this.view.selection]);
+    if (objects.some((object) => this.view.selection.has(object.id))) this.#select([...this.view.selection]);
   }
   removed(ids) {
     this.view.drafts.went(ids);
@@ -244,7 +251,7 @@ class Board {
     this.view.change();
   }
   changed() {
-    this.choose([...this.view.selection].filter((id) => this.#holds(id)));
+    this.#select([...this.view.selection].filter((id) => this.#holds(id)));
     $("welcome").hidden = this.model.size > 0 || this.view.drafts.size > 0;
     this.view.change();
   }
