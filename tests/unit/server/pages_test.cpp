@@ -167,7 +167,9 @@ const CHealth kWell, kEnding{true, false, "it is ending"}, kStalled{false, false
 
 class HttpServer : public testing::Test, public IStatusSource {
 protected:
-    HttpServer() { EXPECT_TRUE(server->Start()); }
+    // Not in the constructor: the server asks its source from a thread of its own.
+    void SetUp() override { ASSERT_TRUE(server->Start()); }
+    void TearDown() override { server.reset(); }
     std::vector<CMediumStatus> Media() override { return {CMediumStatus{"file"}}; }
     CServerStatus Status() override { return ExampleStatus(); }
     CHealth Health() override { return *health; }
