@@ -45,8 +45,7 @@ TEST_F(Transfer, TakesThePathThatBothSidesAllowAndSaysWhich) {
     StartRelay("127.0.0.2");
     const struct {
         const char *send, *receive, *path, *paths;
-    } rows[] = {{"--path auto", "--path auto", "direct 127.0.0.1:", "1 direct 127.0.0.1:"},
-                {"--path p2p", "", "direct 127.0.0.1:", "1 direct 127.0.0.1:"},
+    } rows[] = {{"--path p2p", "", "direct 127.0.0.1:", "1 direct 127.0.0.1:"},
                 {"--path relay", "--path auto", "relay 127.0.0.1:", "1 relay 127.0.0.1:"},
                 {"", "--near 127.0.0.2", "relay 127.0.0.2:", "1 relay 127.0.0.1:"}};
     for (const auto& row : rows) {
@@ -57,6 +56,26 @@ TEST_F(Transfer, TakesThePathThatBothSidesAllowAndSaysWhich) {
         EXPECT_EQ(End(sender).value("paths", "").find(row.paths), 0U) << sender.Output();
         ExpectWhole(out);
     }
+}
+
+TEST_F(Transfer, TheRelayCarriesAtOnceAndWhatIsLeftGoesDirectly) {
+    StartRelay();
+    Process& sender = Send("--rate 1M");
+    Process& receiver = Receive("out", "");
+    const Json end = End(receiver);
+    EXPECT_LT(end["until_first_byte"], 10) << "a way that is not waited for";
+    std::vector<Json> paths;
+    std::istringstream lines(receiver.Output());
+    for (std::string line; std::getline(lines, line);)
+        if (Json event = Json::parse(line); event["event"] == "path") paths.push_back(event);
+    ASSERT_EQ(paths.size(), 2U) << receiver.Output();
+    EXPECT_EQ(PathOf(paths[0]).find("relay 127.0.0.1:"), 0U);
+    EXPECT_EQ(PathOf(paths[1]).find("direct 127.0.0.1:"), 0U);
+    EXPECT_GT(paths[1]["arrived_bytes"], 0);
+    EXPECT_LT(paths[1]["arrived_bytes"], content.size());
+    EXPECT_EQ(PathOf(end), PathOf(paths[1]));
+    EXPECT_EQ(End(sender).value("paths", "").find("1 direct 127.0.0.1:"), 0U) << sender.Output();
+    ExpectWhole("out");
 }
 
 TEST_F(Transfer, TheRelayCarriesOnlyWhatSomebodyThereLacks) {

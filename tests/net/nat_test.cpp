@@ -42,13 +42,14 @@ struct NatRow {
 void PrintTo(const NatRow& row, std::ostream* out) { *out << row.name; }
 
 constexpr const char *kP2P = "--path p2p", *kTcp = "--path p2p-tcp", *kOne = "one mapping",
-                     *kEach = "a mapping for each";
+                     *kEach = "a mapping for each",
+                     *kSlowly = "--rate 150k";  // the relay has not carried all before the direct path stands
 
 const NatRow kRows[] = {
     {"BothKeepPortsAndLose", TwoThatLose, kP2P, kP2P, "direct 203.0.113.1:", kOne},
     {"TheReceiversIsRandom", TwoAndOneIsRandom, "", "", "relay 203.0.113.10:", kEach},
-    {"BehindTheSameOne", One, "", "", "direct 10.0.1.2:", kOne},
-    {"ThePublicSenderSeesARandomOne", OnlyTheReceivers, "", "", "direct 203.0.113.20:", kEach},
+    {"BehindTheSameOne", One, kSlowly, "", "direct 10.0.1.2:", kOne},
+    {"ThePublicSenderSeesARandomOne", OnlyTheReceivers, kSlowly, "", "direct 203.0.113.20:", kEach},
     {"TcpToAPublicSender", OnlyTheReceivers, kTcp, kTcp, "direct 203.0.113.20:", kEach},
     {"TcpToAForwardedSender", TwoAndOneForwards, "--forwarded --path p2p-tcp", kTcp, "direct 203.0.113.1:", kOne},
     {"TcpThroughNatsThatForwardNothing", Two, kTcp, "--path p2p-tcp --wait 4", "", kOne},
@@ -102,7 +103,7 @@ TEST_P(NatRows, TheFileArrivesByThePathThatTheNatsAllow) {
 INSTANTIATE_TEST_SUITE_P(All, NatRows, ::testing::ValuesIn(kRows), [](const auto& row) { return row.param.name; });
 
 TEST_F(Nats, WhenTheDirectPathDiesTheRelayCarriesTheRest) {
-    Begin(Two, 6, "--rate 2M", "");
+    Begin(Two, 6, "--rate 1M", "");
     ASSERT_TRUE(Says(*receiver, "direct 203.0.113.1:") && Says(*receiver, "\"event\":\"progress\""));
     lab.Cut(kSenderSide, kReceiverSide);
     ASSERT_TRUE(lab.Ok()) << lab.Problem();

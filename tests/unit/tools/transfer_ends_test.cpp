@@ -194,6 +194,19 @@ TEST_F(TransferLanes, AnUnusedLaneCountsFromTheBeginning) {
     EXPECT_LE(sim.mostWaiting, (kLeadBlocks + 8) * (kBlockSize + kBlockHeaderLength));
 }
 
+// Its lead is on its way through the relay when the direct path stands.
+TEST_F(TransferLanes, WhatStillComesByTheOldLaneNeedNotLeaveAgain) {
+    sim.twoLanes = true;
+    sim.StartSender(One(Megabytes(32)), {.receivers = 1});
+    Receiver& mover = sim.AddReceiver(0.2);
+    ASSERT_TRUE(sim.WaitForBytes(mover, 2 << 20));
+    mover.MoveTo(1, false);
+    ASSERT_TRUE(sim.RunToEnd(60000));
+    EXPECT_TRUE(mover.Has(Megabytes(32)));
+    EXPECT_GT(sim.blocksLeft[1], 2 * sim.blocksLeft[0]) << "the rest goes directly";
+    EXPECT_LE(sim.blocksLeft[0] + sim.blocksLeft[1], BlocksOf(32 << 20) + kLeadBlocks / 16);
+}
+
 TEST_F(TransferLanes, AReportThatComesLateByTheOldLaneOnlyCostsTime) {
     Start(1);
     Receiver& receiver = sim.AddReceiver(0.2);

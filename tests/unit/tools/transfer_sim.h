@@ -148,14 +148,15 @@ struct Receiver {
     /// What is on its way to it is lost.
     void Lose() {
         relayQueue.clear();
-        waitingBytes = 0;
+        waitingBytes = framesOfOldLane = 0;
     }
     /// As kill -9: the process is gone, the disk stays.
     void Kill() { left = true; }
-    /// It takes another channel of the sender from here on.
-    void MoveTo(size_t another) {
+    /// It takes another channel of the sender from here on. What is on its way is lost, or still comes.
+    void MoveTo(size_t another, bool lose = true) {
         lane = another;
-        Lose();
+        framesOfOldLane = relayQueue.size();
+        if (lose) Lose();
         engine.OnLinkChanged();
     }
 
@@ -164,7 +165,7 @@ struct Receiver {
     CReceiveEngine engine;
     Link up;
     std::deque<std::string> relayQueue;
-    size_t waitingBytes = 0, lane = 0;
+    size_t waitingBytes = 0, lane = 0, framesOfOldLane = 0;
     double rate, credit = 0;
     uint64_t upMs = 0;    ///< how long its frames are on their way
     bool frozen = false;  ///< reads and says nothing
@@ -290,7 +291,9 @@ private:
             const std::string frame = std::move(receiver.relayQueue.front());
             receiver.relayQueue.pop_front();
             receiver.waitingBytes -= frame.size();
-            receiver.engine.OnFrame(frame.data(), frame.size(), now);
+            const bool old = receiver.framesOfOldLane > 0;
+            receiver.framesOfOldLane -= old ? 1 : 0;
+            receiver.engine.OnFrame(frame.data(), frame.size(), now, !old);
             receiver.nextTick = now;
         }
         if (receiver.nextTick <= now) receiver.nextTick = now + receiver.engine.Tick(now, receiver.up);

@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 namespace lumo {
 namespace {
@@ -151,20 +152,24 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
     return code;
 }
 
-void ShowPath(const std::string& path, CProgressPrinter& printer) {
+void ShowPath(const std::string& path, const CReceiveEngine& engine, CProgressPrinter& printer) {
     printer.Note("path: " + path);
-    printer.Event({{"event", "path"}, {"path", path}});
+    printer.Event({{"event", "path"}, {"path", path}, {"arrived_bytes", engine.Progress().arrivedBytes}});
 }
 
-void TakeFrames(CPathSwitch& paths, CStreamOpener& opener, CReceiveEngine& engine, Outcome& outcome, uint64_t now) {
+/// True when something came by the path in use.
+bool TakeFrames(CPathSwitch& paths, CStreamOpener& opener, CReceiveEngine& engine, Outcome& outcome, uint64_t now) {
+    bool came = false;
     for (std::string frame; paths.Pop(frame);) {
         char* data = frame.data();
         size_t length = frame.size();
-        if (!opener.Open(data, length, now) || !engine.OnFrame(data, length, now)) continue;
+        if (!opener.Open(data, length, now) || !engine.OnFrame(data, length, now, paths.CameByTheOneInUse())) continue;
         paths.OnSignOfLife(now);
         if (outcome.begunMs == 0) outcome.begunMs = now;
+        came = came || paths.CameByTheOneInUse();
     }
     engine.OnArrived(paths.ArrivedBytes(), now);
+    return came;
 }
 
 int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& folder, CToolLoop& loop,
@@ -178,7 +183,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     }
     Outcome outcome;
     outcome.startedMs = CToolLoop::Now();
-    CReceivePaths link(command.common.Path(), route, host, outcome.startedMs);
+    CReceivePaths link(command.common.Path(), route, host);
     CPathSwitch& paths = link.Paths();
     // The opener takes any start: the engine takes no transfer of whose newness it has no proof.
     CSealedLink sealed(link, route.secret, {SEAL_FILE, SEAL_UP, route.channel});
@@ -189,6 +194,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     if (command.ToStdout())
         engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
     CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Subscriber);
+    bool pathShown = false;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text() + PlainNote(route));
     while (!engine.Over() && !loop.Interrupted() && !watch.InVain() && !IsInVain(outcome.verdict)) {
         const uint64_t now = CToolLoop::Now();
@@ -196,9 +202,11 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         if (event == PathEvent::Ready) engine.OnLinkReady();
         if (event == PathEvent::Changed) {
             engine.OnLinkChanged();
-            ShowPath(paths.PathText(), printer);
+            pathShown = false;
         }
-        TakeFrames(paths, opener, engine, outcome, now);
+        // By a path that brings nothing nobody sends.
+        if (TakeFrames(paths, opener, engine, outcome, now) && !std::exchange(pathShown, true))
+            ShowPath(paths.PathText(), engine, printer);
         outcome.verdict = opener.Verdict(now);
         SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready()), watch, printer);
         const uint64_t wait = engine.Tick(now, sealed);

@@ -110,7 +110,7 @@ int Subscribe(const SubscribeCommand& command, const RelayRoute& route, CToolLoo
     }
     ISubscribeMedium& medium = *command.medium;
     SetP2PSubscribe(true);  // where no direct link is made it changes nothing
-    CPathSwitch paths(command.common.Path(), route, medium.Rules(), medium, host, CToolLoop::Now());
+    CPathSwitch paths(command.common.Path(), route, medium.Rules(), medium, host);
     printer.Note("waiting for channel " + std::to_string(route.channel) + PlainNote(route));
     CStreamOpener opener(route.secret, {medium.Seals(), SEAL_DOWN, route.channel});
     CServerWatch watch(route, *MediumNamed(medium.Name()), CServerWatch::Role::Subscriber);

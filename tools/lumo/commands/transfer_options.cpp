@@ -55,8 +55,9 @@ void TransferOptions::AddTo(CCommand& command, double defaultWait) {
     AddServerTo(command);
     command
         .Add("--path", path,
-             "auto: straight from host to host where that is possible, else through the relay; p2p and p2p-tcp: "
-             "only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near relay")
+             "auto: through the relay at once, and straight from host to host as soon as that is possible; p2p and "
+             "p2p-tcp: only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near "
+             "relay")
         .OneOf({"auto", "p2p", "p2p-tcp", "relay"});
     command.AddFlag("--forwarded", forwarded,
                     "This host's TCP ports are mapped at the router, so that peers may connect to its public address");

@@ -31,9 +31,11 @@ public:
         command.Example(line + m_profile.player, "What the publisher has shown, and what plays it");
     }
     PathRules Rules() const override {
-        LinkTimes times;
-        times.silence = times.unaccepted = kSilentMs;
-        return PathRules::Stream(static_cast<int>(m_profile.maxFrame), m_profile.inboxBytes, times);
+        PathRules rules;
+        rules.maxFrame = static_cast<int>(m_profile.maxFrame);
+        rules.inboxBytes = m_profile.inboxBytes;
+        rules.times.silence = rules.times.unaccepted = kSilentMs;
+        return rules;
     }
     SealMedium Seals() const override { return m_profile.seals; }
     bool UsesStdout() const override { return m_strOut == "-"; }

@@ -13,54 +13,51 @@ LinkTimes DirectTimes(PathChoice choice, LinkTimes times) {
 }  // namespace
 
 CPathSwitch::CPathSwitch(PathChoice choice, const RelayRoute& route, const PathRules& rules, IPathLinks& links,
-                         CPeerHost& host, uint64_t now)
+                         CPeerHost& host)
     : m_host(host),
       m_route(route),
-      m_bOverlap(rules.overlap),
+      m_ullLingerMs(rules.lingerMs),
       m_bTcpPeers(choice == PathChoice::P2PTcp),
-      m_ullDirectUntilMs(now + rules.relayAfterMs),
       m_directInbox(m_wake, rules.maxFrame, rules.inboxBytes),
       m_relayInbox(m_wake, rules.maxFrame, rules.inboxBytes) {
     if (UsesPeers(choice))
         m_pDirect = links.MakeDirectLink(route, m_bTcpPeers, m_directInbox, DirectTimes(choice, rules.times));
     if (UsesRelay(choice)) m_pRelay = links.MakeRelayLink(route, m_relayInbox, rules.times);
-    m_bDirectMissed = !m_pDirect;
 }
 
 PathEvent CPathSwitch::Poll(uint64_t now) {
-    m_bTaken = false;
     m_host.Poll(now);
-    if (m_pDirect) PollDirect(now);
-    if (m_pRelay) PollRelay(now);
+    const bool directTaken = m_pDirect && PollDirect(now);
+    const bool relayTaken = m_pRelay && PollRelay(now);
     CLink* next = nullptr;
     if (DirectServes())
         next = m_pDirect.get();
     else if (m_pRelay && m_pRelay->IsTaken())
         next = m_pRelay.get();
-    if (!next || next == m_pActive) return m_bTaken ? PathEvent::Ready : PathEvent::None;
+    if (next && next == m_pActive)
+        return (next == m_pRelay.get() ? relayTaken : directTaken) ? PathEvent::Ready : PathEvent::None;
+    if (!next) return PathEvent::None;
     m_pActive = next;
     return PathEvent::Changed;
 }
 
-void CPathSwitch::PollDirect(uint64_t now) {
+bool CPathSwitch::PollDirect(uint64_t now) {
     const bool wasUp = m_pDirect->IsUp();
-    if (wasUp || m_host.Ready()) m_bTaken = m_pDirect->Poll(now);
+    const bool taken = (wasUp || m_host.Ready()) && m_pDirect->Poll(now);
     const bool givenUp = wasUp && !m_pDirect->IsUp();
     if (!wasUp) m_ullAskedMs = now;
     // A sender that has begun anew has another port, and over TCP the library keeps to the addresses that it knows.
     if (givenUp && m_bTcpPeers) m_host.Call(SenderUser(m_route.channel));
     if (m_pDirect->IsUp() && !m_pDirect->IsTaken() && now - m_ullAskedMs >= kAskAgainMs) AskAgain(now);
     m_bDirectHeard = m_bDirectHeard && m_pDirect->IsTaken();
-    if (m_pDirect->IsTaken()) {
+    if (m_pDirect->IsTaken())
         m_bDirectMissed = m_bDirectMissed && !DirectServes();
-    } else if ((givenUp && IsInVain()) || m_host.Refused() || (now >= m_ullDirectUntilMs && !m_pDirect->EverTaken())) {
+    else if ((givenUp && IsInVain()) || m_host.Refused())
         m_bDirectMissed = true;
-    }
+    return taken;
 }
 
-bool CPathSwitch::DirectServes() const {
-    return m_pDirect && m_pDirect->IsTaken() && (m_bDirectHeard || !m_bOverlap || !m_pRelay);
-}
+bool CPathSwitch::DirectServes() const { return m_pDirect && m_pDirect->IsTaken() && (m_bDirectHeard || !m_pRelay); }
 
 // A request or its answer may also have been lost, which the next attempt tries again.
 bool CPathSwitch::IsInVain() const {
@@ -78,16 +75,14 @@ void CPathSwitch::AskAgain(uint64_t now) {
         m_host.Call(sender);
 }
 
-void CPathSwitch::PollRelay(uint64_t now) {
-    if (m_bDirectMissed)
-        m_bTaken = m_pRelay->Poll(now) || m_bTaken;
-    else if (m_pRelay->IsUp())
-        m_pRelay->Suspend();
+bool CPathSwitch::PollRelay(uint64_t now) {
+    if (m_bDirectMissed) m_ullRelayUntilMs = now + m_ullLingerMs;
+    if (m_bDirectMissed || now < m_ullRelayUntilMs) return m_pRelay->Poll(now);
+    if (m_pRelay->IsUp()) m_pRelay->Suspend();
+    return false;
 }
 
 bool CPathSwitch::Pop(std::string& frame) {
-    while (!m_bOverlap && m_pActive != m_pDirect.get() && m_directInbox.Pop(frame)) {}
-    while (!m_bOverlap && m_pActive != m_pRelay.get() && m_relayInbox.Pop(frame)) {}
     m_pHeard = m_pDirect.get();
     if (m_directInbox.Pop(frame)) return true;
     m_pHeard = m_pRelay.get();

@@ -22,15 +22,8 @@ struct PathRules {
     int maxFrame = 0;
     size_t inboxBytes = 0;
     LinkTimes times;  ///< of the relay's link, and of the direct one but for what the switch itself decides
-    /// How long the relay waits for a direct path; 0: it serves at once, and until the direct one does.
-    uint64_t relayAfterMs = 0;
-    /// Frames tell by themselves which they are: while two ways overlap, both are taken. Otherwise what comes by the
-    /// way not in use is dropped.
-    bool overlap = false;
-
-    static PathRules Stream(int maxFrame, size_t inboxBytes, const LinkTimes& times) {
-        return {maxFrame, inboxBytes, times, 0, true};
-    }
+    /// So long the relay still brings what was on its way when the direct path took over.
+    uint64_t lingerMs = 0;
 };
 
 /// Makes the links of a medium. One thread: the loop's.
@@ -45,17 +38,18 @@ protected:
     ~IPathLinks() = default;
 };
 
-/// Goes directly while that works; otherwise the relay serves, and what serves gives way when a later attempt finds a
-/// direct path. One thread: the loop's.
+/// The relay serves at once, until something has come directly, and again when that way has gone. While the two overlap
+/// what either brings is taken: frames tell by themselves which they are. One thread: the loop's.
 class CPathSwitch {
 public:
-    CPathSwitch(PathChoice choice, const RelayRoute& route, const PathRules& rules, IPathLinks& links, CPeerHost& host,
-                uint64_t now);
+    CPathSwitch(PathChoice choice, const RelayRoute& route, const PathRules& rules, IPathLinks& links, CPeerHost& host);
 
     PathEvent Poll(uint64_t now);
     bool Pop(std::string& frame);
     /// The frame popped last was the publisher's.
     void OnSignOfLife(uint64_t now);
+    /// The frame popped last came by the link in use.
+    bool CameByTheOneInUse() const { return m_pHeard == m_pActive; }
     void Close();
 
     /// Of the link in use; 0 without one.
@@ -74,19 +68,19 @@ public:
     static constexpr uint64_t kAskAgainMs = 1500;  ///< a command to the publisher may have been lost
 
 private:
-    void PollDirect(uint64_t now);
-    /// Where ways may overlap, the relay serves until something has come directly.
+    /// True when the far side has just taken us.
+    bool PollDirect(uint64_t now);
+    /// Something has come directly, or there is no other way.
     bool DirectServes() const;
     /// The direct link, just given up, has shown that there is no way, or no longer.
     bool IsInVain() const;
     void AskAgain(uint64_t now);
-    void PollRelay(uint64_t now);
+    bool PollRelay(uint64_t now);
 
     CPeerHost& m_host;
     const RelayRoute m_route;
-    const bool m_bOverlap;
+    const uint64_t m_ullLingerMs;
     const bool m_bTcpPeers;
-    const uint64_t m_ullDirectUntilMs;
     CWake m_wake;
     CInbox m_directInbox;
     CInbox m_relayInbox;
@@ -96,8 +90,8 @@ private:
     CLink* m_pHeard = nullptr;         // by which the last frame came
     uint64_t m_ullAskedMs = 0;         // when the direct link asked the publisher last
     bool m_bDirectHeard = false;       // something has come by the direct link since it was taken
-    bool m_bDirectMissed = false;      // there is none, or it has gone
-    bool m_bTaken = false;             // the active one was taken in this round
+    bool m_bDirectMissed = true;       // there is none yet, or it has gone
+    uint64_t m_ullRelayUntilMs = 0;    // while the direct one serves
 };
 
 }  // namespace lumo

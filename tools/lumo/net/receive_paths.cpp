@@ -7,19 +7,18 @@
 namespace lumo {
 namespace {
 
-/// In the relay's favour the direct path has one attempt; and either way counts its blocks for itself.
 PathRules FileRules() {
     PathRules rules;
     rules.maxFrame = kMaxDownstreamFrame + kSealOverhead;
     rules.inboxBytes = 32 * 1024 * 1024;  // four times what an honest sender has on its way
-    rules.relayAfterMs = CPathSwitch::kDirectMs;
+    rules.lingerMs = 1000;                // a block that was on its way need not leave again
     return rules;
 }
 
 }  // namespace
 
-CReceivePaths::CReceivePaths(PathChoice choice, const RelayRoute& route, CPeerHost& host, uint64_t now)
-    : m_paths(choice, route, FileRules(), *this, host, now) {}
+CReceivePaths::CReceivePaths(PathChoice choice, const RelayRoute& route, CPeerHost& host)
+    : m_paths(choice, route, FileRules(), *this, host) {}
 
 std::unique_ptr<CLink> CReceivePaths::MakeRelayLink(const RelayRoute& route, CInbox& inbox, const LinkTimes&) {
     return std::make_unique<CSubscribeLink>(route, inbox);

@@ -11,7 +11,7 @@ namespace lumo {
 /// The engine sees one link: the one that the switch has in use. One thread: the loop's.
 class CReceivePaths final : public ILinkOut, private IPathLinks {
 public:
-    CReceivePaths(PathChoice choice, const RelayRoute& route, CPeerHost& host, uint64_t now);
+    CReceivePaths(PathChoice choice, const RelayRoute& route, CPeerHost& host);
 
     CPathSwitch& Paths() { return m_paths; }
     const CPathSwitch& Paths() const { return m_paths; }

@@ -8,7 +8,7 @@ namespace lumo {
 CReceiveEngine::CReceiveEngine(uint64_t id, IFileFolder& folder, uint64_t waitMs, bool sealed)
     : m_ullID(id), m_folder(folder), m_ullWaitMs(waitMs), m_bSealed(sealed) {}
 
-bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
+bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now, bool inUse) {
     Message message;
     if (m_bOver || length > static_cast<size_t>(kMaxDownstreamFrame)) return false;
     DecodeResult result = Decode(data, length, message);
@@ -19,6 +19,7 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now) {
         std::holds_alternative<ReceiverBye>(message.body))
         return false;
     m_ullHeardMs = now;
+    m_bInUse = inUse;
     const bool current = m_bKnows && message.transfer == m_ullTransfer;
     if (const auto* beacon = std::get_if<Beacon>(&message.body)) {
         OnBeacon(message.transfer, *beacon, now);
@@ -73,7 +74,7 @@ void CReceiveEngine::BeginTransfer(uint64_t transfer, const Beacon& beacon) {
 }
 
 void CReceiveEngine::NoteSerial(uint64_t serial, bool isBlock) {
-    if (serial <= m_ullSerial) return;
+    if (!m_bInUse || serial <= m_ullSerial) return;
     const bool gap = isBlock ? serial != m_ullSerial + 1 : true;
     m_bGap = m_bGap || gap;
     m_ullSerial = serial;

@@ -53,8 +53,9 @@ public:
 
     /// The transfer is complete only once `deliver` has taken every file; before anything comes.
     void DeliverBy(Delivery deliver) { m_deliver = std::move(deliver); }
-    /// A frame from the publisher, of whatever content. True when it came from a sender.
-    bool OnFrame(const char* data, size_t length, uint64_t now);
+    /// A frame from the publisher, of whatever content. True when it came from a sender. `inUse`: by the channel that
+    /// reports go to; what comes by another counts there alone.
+    bool OnFrame(const char* data, size_t length, uint64_t now, bool inUse = true);
     /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
     uint64_t Tick(uint64_t now, ILinkOut& link);
     /// So many bytes of frames have come on the link. A block may take longer to arrive than anybody waits.
@@ -127,6 +128,7 @@ private:
     Beacon m_beacon;  // of the transfer's first one that told its size
     std::vector<IncomingFile> m_files;
     uint64_t m_ullSerial = 0;
+    bool m_bInUse = true;  // the channel that the frame at hand came by
     uint64_t m_ullArrivedBytes = 0;
     uint64_t m_nDamaged = 0;
     uint64_t m_nRepeated = 0;

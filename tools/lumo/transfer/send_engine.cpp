@@ -46,6 +46,8 @@ void CSendEngine::OnStatus(uint64_t transfer, Status& status, uint64_t now, size
     CSendLane& lane = m_lanes.at(index);
     const bool fresh = entry->heardMs == 0 || entry->lane != index || !CReceiverTable::Alive(*entry, now);
     const bool ours = transfer == m_ullTransfer;
+    // What is on its way by the lane that it leaves still comes by that.
+    if (entry->heardMs != 0 && entry->lane != index) lane.cursor = m_lanes.at(entry->lane).cursor;
     entry->heardMs = now;
     entry->left = false;
     entry->knowsTransfer = ours;
