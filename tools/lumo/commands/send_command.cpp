@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <cerrno>
 #include <memory>
 #include <set>
@@ -156,9 +157,27 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
     return code;
 }
 
+/// Of whom nothing opens, nothing that is sent opens either: they find that out the sooner the more comes.
+class CStrangers {
+public:
+    void OnHeard(size_t lane, uint64_t now) { m_heardMs.at(lane) = now; }
+    void Poll(CSendEngine& engine, uint64_t now) {
+        constexpr uint64_t kSilentMs = 2000, kPaceMs = 400;
+        for (size_t lane = 0; lane < kMaxLanes; ++lane) {
+            const uint64_t heard = m_heardMs.at(lane);
+            if (heard == 0 || now - heard > kSilentMs || now - m_toldMs.at(lane) < kPaceMs) continue;
+            m_toldMs.at(lane) = now;
+            engine.OnLinkReady(lane);
+        }
+    }
+
+private:
+    std::array<uint64_t, kMaxLanes> m_heardMs{}, m_toldMs{};
+};
+
 /// Takes some of what receivers say: no flood of it, whoever makes it up, keeps blocks from leaving. True when more
 /// waits.
-bool Hear(CSendPaths& paths, CStreamOpener& opener, CSendEngine& engine, uint64_t now) {
+bool Hear(CSendPaths& paths, CStreamOpener& opener, CStrangers& strangers, CSendEngine& engine, uint64_t now) {
     constexpr int kFramesPerTurn = 100;
     std::string frame;
     size_t lane = 0;
@@ -166,7 +185,10 @@ bool Hear(CSendPaths& paths, CStreamOpener& opener, CSendEngine& engine, uint64_
         if (!paths.Pop(frame, lane)) return false;
         char* data = frame.data();
         size_t length = frame.size();
-        if (opener.Open(data, length, now) && engine.OnFrame(data, length, now, lane)) paths.OnSignOfLife(lane, now);
+        if (!opener.Open(data, length, now))
+            strangers.OnHeard(lane, now);
+        else if (engine.OnFrame(data, length, now, lane))
+            paths.OnSignOfLife(lane, now);
     }
     return true;
 }
@@ -189,11 +211,13 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     // It takes any start: only who names this transfer counts, and no recording can.
     CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel}, true);
     CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Publisher);
+    CStrangers strangers;
     bool strange = false;
     uint32_t told = 0;
     while (!engine.Over() && !loop.Interrupted() && !watch.InVain()) {
         const uint64_t now = CToolLoop::Now();
-        const bool more = Hear(paths, opener, engine, now);
+        const bool more = Hear(paths, opener, strangers, engine, now);
+        strangers.Poll(engine, now);
         const auto fresh = paths.Poll(now);
         for (size_t lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);

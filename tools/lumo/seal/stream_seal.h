@@ -57,7 +57,7 @@ public:
     bool Open(char*& data, size_t& length, uint64_t now);
     /// The last frame, which was dropped, has come before: by another way, or somebody repeats it.
     bool CameAgain() const { return m_last == SEAL_REPEATED; }
-    /// A reason to give up once frames have kept coming for 2 s and none opened.
+    /// A reason to give up once frames have kept coming for 1.5 s and none opened.
     SealVerdict Verdict(uint64_t now) const;
     /// What explains best that nothing opened, however little came: for who gives up anyway.
     SealVerdict LastVerdict() const;
@@ -68,7 +68,7 @@ private:
     /// What came and did not open, without a long pause. Senders that rest say every second that they are there, so one
     /// or two frames, or many at a time, tell nothing: anybody on the way may have left them behind.
     struct VainRun {
-        static constexpr uint64_t kJudgeMs = 2000;
+        static constexpr uint64_t kJudgeMs = 1500;
         static constexpr uint64_t kLeastFrames = 3;
         static constexpr uint64_t kLeastMs = kJudgeMs - 500;  // from the first to the last, which may come early
         static constexpr uint64_t kPauseMs = 3000;            // after which it begins anew
