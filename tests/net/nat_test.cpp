@@ -20,7 +20,7 @@ void TwoNats(CNetLab& lab, Mapping receiver, int lossPercent, bool forwards) {
 void Two(CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, 0, false); }
 void TwoThatLose(CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, 5, false); }
 void TwoAndOneIsRandom(CNetLab& lab) { TwoNats(lab, Mapping::Random, 0, false); }
-void TwoAndOneForwards(CNetLab& lab) { TwoNats(lab, Mapping::KeepsPort, 0, true); }
+void TwoAndOneForwards(CNetLab& lab) { TwoNats(lab, Mapping::Random, 0, true); }
 void One(CNetLab& lab) {
     lab.AddNat("na", kSenderSide, Mapping::KeepsPort);
     lab.AddHostBehind("a", "na", kSenderSide, 2);
@@ -51,7 +51,7 @@ const NatRow kRows[] = {
     {"BehindTheSameOne", One, kSlowly, "", "direct 10.0.1.2:", kOne},
     {"ThePublicSenderSeesARandomOne", OnlyTheReceivers, kSlowly, "", "direct 203.0.113.20:", kEach},
     {"TcpToAPublicSender", OnlyTheReceivers, kTcp, kTcp, "direct 203.0.113.20:", kEach},
-    {"TcpToAForwardedSender", TwoAndOneForwards, "--forwarded --path p2p-tcp", kTcp, "direct 203.0.113.1:", kOne},
+    {"TcpToAForwardedSender", TwoAndOneForwards, "--forwarded --path p2p-tcp", "--tcp", "direct 203.0.113.1:", kEach},
     {"TcpThroughNatsThatForwardNothing", Two, kTcp, "--path p2p-tcp --wait 4", "", kOne},
 };
 

@@ -39,7 +39,7 @@ void CBoardPaths::MakeLink(bool direct) {
     m_bDirect = direct;
     if (direct)
         m_pLink = std::make_unique<CBoardPeerLink>(
-            PeerRoute{SenderUser(m_route.channel), m_route.channel, m_choice == PathChoice::P2PTcp}, m_inbox);
+            PeerRoute{SenderUser(m_route.channel), m_route.channel, PeersOverTcp(m_choice, m_route.tcp)}, m_inbox);
     else
         m_pLink = std::make_unique<CBoardRelayLink>(m_route, m_inbox);
 }
@@ -137,8 +137,8 @@ BoardStatus CBoardPaths::Status() const {
     }
     const bool direct = m_pLink ? m_bDirect : UsesPeers(m_choice);
     if (direct && !m_bTaken) return {false, "direct"};
-    return {m_bTaken,
-            direct ? m_pHost->PathTo(SenderUser(m_route.channel), m_choice == PathChoice::P2PTcp) : m_route.PathText()};
+    return {m_bTaken, direct ? m_pHost->PathTo(SenderUser(m_route.channel), PeersOverTcp(m_choice, m_route.tcp))
+                             : m_route.PathText()};
 }
 
 }  // namespace lumo

@@ -175,7 +175,7 @@ void AddPublishCommand(CCommand& root, int& exitCode) {
         command->medium = medium;
         CCommand stream = publish.Sub(medium->Name(), medium->Help(), "Media");
         medium->AddOptions(stream);
-        command->common.AddServerTo(stream);
+        command->common.AddServerTo(stream, kTcpMakerHelp);
         command->common.AddStatsTo(stream);
         command->common.link.AddMakerTo(stream);
         stream.AddFlag("--peers", command->peers, "Let peers subscribe straight at this host too");

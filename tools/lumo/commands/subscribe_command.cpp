@@ -181,7 +181,9 @@ void AddSubscribeCommand(CCommand& root, int& exitCode) {
         common.waitSeconds = 60;
         CCommand stream = subscribe.Sub(medium->Name(), medium->Help(), "Media");
         common.link.AddTakerTo(stream);
-        common.AddServerTo(stream);
+        const std::vector<std::string> ways = medium->Paths();
+        const bool overTcp = std::find(ways.begin(), ways.end(), "p2p-tcp") != ways.end();
+        common.AddServerTo(stream, overTcp ? kTcpHelp : kTcpByServerHelp);
         common.AddStatsTo(stream);
         stream.Add("--near HOST", common.nearMcu,
                    "A nearer server that relays from the publisher's. Both must listen on the same port");

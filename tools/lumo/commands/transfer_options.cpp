@@ -29,13 +29,13 @@ void AddTransportOptions(CCommand& command) {
         });
 }
 
-void TransferOptions::AddServerTo(CCommand& command) {
+void TransferOptions::AddServerTo(CCommand& command, const char* tcpHelp) {
     command.Add(
         "--mcu HOST[:PORT]", mcu,
         "The relay server, port 7000 unless given. It takes the place of the one in a link; LUMO_MCU and the settings "
         "name one where neither is given");
     command.AddUsual("--mcu", kMcuVariable, link.usualMcu);
-    command.AddFlag("--tcp", tcp, "Reach the server over TCP instead of UDP; what goes directly stays with --path");
+    command.AddFlag("--tcp", tcp, tcpHelp);
     command.Add("--proxy URL", proxy,
                 "Over TCP through a proxy: http://, socks4:// or socks5://[USER[:PASSWORD]@]HOST[:PORT]. "
                 "LUMO_PROXY_PASSWORD may hold the password");
@@ -50,9 +50,9 @@ void TransferOptions::AddStatsTo(CCommand& command) {
                 "Add a line of JSON a second to it: what the links do, also for lumo stats --file");
 }
 
-void TransferOptions::AddTo(CCommand& command, double defaultWait) {
+void TransferOptions::AddTo(CCommand& command, double defaultWait, const char* tcpHelp) {
     waitSeconds = defaultWait;
-    AddServerTo(command);
+    AddServerTo(command, tcpHelp);
     command
         .Add("--path", path,
              "auto: through the relay at once, and straight from host to host as soon as that is possible; p2p and "

@@ -17,6 +17,13 @@
 
 namespace lumo {
 
+/// What --tcp does for who takes part, and where the direct path knows UDP alone.
+inline constexpr const char *kTcpHelp = "TCP instead of UDP: to the server, and directly where --path is auto",
+                            *kTcpByServerHelp =
+                                "TCP instead of UDP: to the server, and with --path auto through it alone",
+                            *kTcpMakerHelp =
+                                "Reach the server over TCP instead of UDP; who comes directly chooses for himself";
+
 /// kExitSealed: frames came, and none that this side can open or take.
 enum ExitCode { kExitDone = 0, kExitFailed = 1, kExitUsage = kUsageExit, kExitNobody = 3, kExitSealed = 4 };
 
@@ -33,9 +40,9 @@ struct TransferOptions {
     bool json = false;
     bool quiet = false;
 
-    void AddTo(CCommand& command, double defaultWait);
+    void AddTo(CCommand& command, double defaultWait, const char* tcpHelp);
     /// How to reach the server, and how to speak: what every command of a stream has.
-    void AddServerTo(CCommand& command);
+    void AddServerTo(CCommand& command, const char* tcpHelp = "Reach the server over TCP instead of UDP");
     /// `--stats`, of those that carry something until they end.
     void AddStatsTo(CCommand& command);
     uint64_t WaitMs() const { return static_cast<uint64_t>(waitSeconds * 1000); }

@@ -153,7 +153,7 @@ void AddWhiteboardCommand(CCommand& root, int& exitCode) {
     command->common.link.AddTakerTo(board);
     board.Add("--channel NUMBER", command->common.link.channel,
               "The number that all who draw together name; every server has a board of its own under it");
-    command->common.AddServerTo(board);
+    command->common.AddServerTo(board, kTcpHelp);
     board.Add("--near HOST", command->common.nearMcu,
               "A nearer server, which joins the board of --mcu. Both must listen on the same port");
     board

@@ -32,8 +32,9 @@ bool CAudioSubscribeMedium::Prepare(std::string& problem) {
     return true;
 }
 
-std::unique_ptr<CLink> CAudioSubscribeMedium::MakeLink(bool peer, bool, const RelayRoute& route, CInbox& inbox,
+std::unique_ptr<CLink> CAudioSubscribeMedium::MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
                                                        const LinkTimes& times) {
+    if (peer && tcp) return nullptr;  // sound goes directly over UDP alone
     return std::make_unique<CAudioSubscribeLink>(peer, route, inbox, times);
 }
 

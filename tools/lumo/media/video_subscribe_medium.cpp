@@ -28,8 +28,9 @@ bool CVideoSubscribeMedium::Prepare(std::string& problem) {
     return true;
 }
 
-std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, bool, const RelayRoute& route, CInbox& inbox,
+std::unique_ptr<CLink> CVideoSubscribeMedium::MakeLink(bool peer, bool tcp, const RelayRoute& route, CInbox& inbox,
                                                        const LinkTimes& times) {
+    if (peer && tcp) return nullptr;  // a film goes directly over UDP alone
     auto link = std::make_unique<CVideoSubscribeLink>(peer, route, inbox, times);
     m_links.push_back(link.get());
     return link;

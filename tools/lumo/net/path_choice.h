@@ -6,13 +6,16 @@
 namespace lumo {
 
 enum class PathChoice {
-    Auto,    ///< peer to peer over UDP; the relay while that is not there
+    Auto,    ///< the relay, and peer to peer as soon as that works; over TCP where the relay is reached so
     P2P,     ///< peer to peer over UDP only
     P2PTcp,  ///< peer to peer over TCP only
     Relay,
 };
 
 inline bool UsesPeers(PathChoice choice) { return choice != PathChoice::Relay; }
+inline bool PeersOverTcp(PathChoice choice, bool relayOverTcp) {
+    return choice == PathChoice::P2PTcp || (choice == PathChoice::Auto && relayOverTcp);
+}
 inline bool UsesRelay(PathChoice choice) { return choice == PathChoice::Auto || choice == PathChoice::Relay; }
 
 /// The channel at the sender's own host that peers subscribe to, so that blocks for them do not go to the relay.

@@ -17,7 +17,7 @@ CPathSwitch::CPathSwitch(PathChoice choice, const RelayRoute& route, const PathR
     : m_host(host),
       m_route(route),
       m_ullLingerMs(rules.lingerMs),
-      m_bTcpPeers(choice == PathChoice::P2PTcp),
+      m_bTcpPeers(PeersOverTcp(choice, route.tcp)),
       m_directInbox(m_wake, rules.maxFrame, rules.inboxBytes),
       m_relayInbox(m_wake, rules.maxFrame, rules.inboxBytes) {
     if (UsesPeers(choice))
