@@ -114,8 +114,8 @@ TEST(Progress, FiguresForPeople) {
     view.total = 100;
     EXPECT_EQ(BarText(view, 5, 15, 70), "receiving [#####...............] 25 %  25 B of 100 B  5 B/s  0:15 left");
     for (size_t width = 1; width < 100; ++width) EXPECT_LE(BarText(view, 5, 15, width).size(), width);
-    view.total = 0;
-    EXPECT_NE(BarText(view, 0, -1, 79).find(" 0 % "), std::string::npos) << "nothing known yet";
+    view.rests = true;
+    EXPECT_EQ(BarText(view, 5, 15, 70), "receiving");
 }
 
 TEST(RelayRoute, OfTwoServersThatAreOneThePublishersServes) {

@@ -60,6 +60,7 @@ ProgressView ViewOf(const ReceiveProgress& progress) {
     view.done = progress.heldBytes;
     view.total = progress.totalBytes;
     view.moved = progress.arrivedBytes;
+    view.rests = progress.state == ReceiveState::Waiting;
     return view;
 }
 

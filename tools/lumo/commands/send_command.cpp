@@ -100,6 +100,7 @@ ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     view.done = preparing ? progress.hashedBytes : progress.leastBytes;
     view.total = progress.totalBytes;
     view.moved = view.done;
+    view.rests = !preparing && (progress.stayMs || progress.alive == 0);
     return view;
 }
 

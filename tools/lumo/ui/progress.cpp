@@ -147,6 +147,7 @@ std::string LiveText(const LiveView& view, double perSecond, size_t width) {
 }
 
 std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width) {
+    if (view.rests) return view.words.substr(0, width);
     const double share =
         view.total > 0 ? std::min(1.0, static_cast<double>(view.done) / static_cast<double>(view.total)) : 0;
     std::string figures = " " + std::to_string(static_cast<int>(share * 100)) + " %  " +

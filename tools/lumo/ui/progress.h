@@ -29,6 +29,7 @@ struct ProgressView {
     uint64_t done = 0;
     uint64_t total = 0;
     uint64_t moved = 0;  ///< what the rate is taken of
+    bool rests = false;  ///< whoever waits for others is shown no figures
 };
 
 /// A live stream, which has no end to come nearer to.
