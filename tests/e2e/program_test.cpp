@@ -34,7 +34,7 @@ const struct {
     {"send file --mcu bad:port", 2, ""},
     {"send file --channel 0 @", 2, "the channel must be a number"},
     {"send file --proxy ftp://x @", 2, ""},
-    {"receive x @", 2, "the channel must be a number"},
+    {"receive x @", 2, "that is neither a link"},
     {"receive", 2, "no link was given"},
     {"receive 5", 2, "--mcu is missing"},
     {"receive lumo://127.0.0.1/file/1#x", 2, "no secret"},

@@ -15,6 +15,7 @@ namespace lumo {
 namespace {
 
 constexpr const char* kBadChannel = "the channel must be a number from 1 to 4294967295";
+constexpr const char* kNoLink = "that is neither a link, which begins with lumo://, nor a channel's number";
 constexpr const char* kNoServer = "--mcu is missing: the relay server, HOST[:PORT]; LUMO_MCU may name it";
 
 /// Who takes such a link.
@@ -189,7 +190,7 @@ bool LinkOptions::Take(LinkMedium medium, const std::string& mcu, ShareLink& lin
         link.medium = medium;
         link.channel = ParseChannel(text);
         if (link.channel == 0)
-            problem = kBadChannel;
+            problem = channel.empty() ? kNoLink : kBadChannel;
         else
             ParseServer(mcu, usualMcu, link.mcu, problem);
     } else if (ParseGivenLink(text, !place.empty(), link, problem)) {
