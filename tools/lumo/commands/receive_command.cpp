@@ -121,7 +121,7 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IF
         result = "done";
     } else if (outcome.interrupted) {
         result = "interrupted";
-        problem = command.ToStdout() ? "interrupted" : "interrupted; what has come is kept";
+        problem = command.ToStdout() || engine.Files().empty() ? "interrupted" : "interrupted; what has come is kept";
     } else if (IsInVain(outcome.verdict)) {
         code = kExitSealed;
         result = "sealed";
