@@ -34,6 +34,7 @@ const struct {
     {"send file --mcu bad:port", 2, ""},
     {"send file --channel 0 @", 2, "the channel must be a number"},
     {"send file --proxy ftp://x @", 2, ""},
+    {"send file --rate 5q @", 2, "5q is no number, with or without one of k, m, g behind it"},
     {"receive x @", 2, "that is neither a link"},
     {"receive", 2, "no link was given"},
     {"receive 5", 2, "--mcu is missing"},

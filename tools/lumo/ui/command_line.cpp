@@ -102,7 +102,20 @@ COption& COption::OneOf(const std::vector<std::string>& values) {
 
 COption& COption::InUnits(std::initializer_list<std::pair<const char*, uint64_t>> units) {
     const std::map<std::string, uint64_t> factors(units.begin(), units.end());
-    m_pOption->transform(Unseen(CLI::AsNumberWithUnit(factors, CLI::AsNumberWithUnit::CASE_INSENSITIVE)));
+    std::vector<std::string> names;
+    for (const auto& unit : units) names.emplace_back(unit.first);
+    const std::string wanted = " is no number, with or without one of " + JoinWith(names, ", ") + " behind it";
+    m_pOption->transform(CLI::Validator(
+        [factors, wanted](std::string& text) {
+            const std::string typed = text;
+            try {
+                CLI::AsNumberWithUnit(factors, CLI::AsNumberWithUnit::CASE_INSENSITIVE)(text);
+            } catch (const CLI::ValidationError&) {
+                return typed + wanted;
+            }
+            return std::string();
+        },
+        ""));
     return *this;
 }
 
