@@ -269,7 +269,7 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ReceiveCommand>();
     CCommand receive = root.Sub("receive", "Receive the files that somebody sends under a channel number");
     command->common.link.AddTakerTo(receive);
-    command->common.AddTo(receive, 60, kTcpHelp);
+    command->common.AddTo(receive, 60, true);
     command->common.AddStatsTo(receive);
     receive.Add("--near HOST", command->common.nearMcu,
                 "A nearer server that relays from the sender's. Both must listen on the same port");

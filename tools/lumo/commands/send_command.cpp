@@ -275,7 +275,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<SendCommand>();
     CCommand send = root.Sub("send", "Send files through a relay server to everybody who asks");
     send.Add("FILE", command->files, "Files to send; - is standard input").Required();
-    command->common.AddTo(send, 600, kTcpMakerHelp);
+    command->common.AddTo(send, 600, false);
     command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
     send.Add("--receivers NUMBER", command->receivers,

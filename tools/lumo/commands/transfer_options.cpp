@@ -50,14 +50,15 @@ void TransferOptions::AddStatsTo(CCommand& command) {
                 "Add a line of JSON a second to it: what the links do, also for lumo stats --file");
 }
 
-void TransferOptions::AddTo(CCommand& command, double defaultWait, const char* tcpHelp) {
+void TransferOptions::AddTo(CCommand& command, double defaultWait, bool takes) {
     waitSeconds = defaultWait;
-    AddServerTo(command, tcpHelp);
+    AddServerTo(command, takes ? kTcpHelp : kTcpMakerHelp);
     command
         .Add("--path", path,
-             "auto: through the relay at once, and straight from host to host as soon as that is possible; p2p and "
-             "p2p-tcp: only directly, over UDP or TCP; relay: only through it. Default: auto, with --proxy or --near "
-             "relay")
+             std::string("auto: through the relay at once, and straight from host to host as soon as that is possible; "
+                         "p2p and p2p-tcp: only directly, over UDP or TCP; relay: only through it. Default: auto; "
+                         "relay with --proxy") +
+                 (takes ? " or --near" : ""))
         .OneOf({"auto", "p2p", "p2p-tcp", "relay"});
     command.AddFlag("--forwarded", forwarded,
                     "This host's TCP ports are mapped at the router, so that peers may connect to its public address");

@@ -40,7 +40,8 @@ struct TransferOptions {
     bool json = false;
     bool quiet = false;
 
-    void AddTo(CCommand& command, double defaultWait, const char* tcpHelp);
+    /// `takes`: who receives, perhaps through a nearer server.
+    void AddTo(CCommand& command, double defaultWait, bool takes);
     /// How to reach the server, and how to speak: what every command of a stream has.
     void AddServerTo(CCommand& command, const char* tcpHelp = "Reach the server over TCP instead of UDP");
     /// `--stats`, of those that carry something until they end.
