@@ -224,9 +224,9 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         outcome.verdict = opener.Verdict(now);
         SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready()), watch, printer);
         const uint64_t wait = engine.Tick(now, sealed);
+        if (engine.Over()) break;
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress()), DetailsOf(engine.Progress(), paths));
         if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(), paths));
-        if (engine.Over()) break;
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();
     }
