@@ -205,6 +205,8 @@ TEST_F(TransferLanes, WhatStillComesByTheOldLaneNeedNotLeaveAgain) {
     EXPECT_TRUE(mover.Has(Megabytes(32)));
     EXPECT_GT(sim.blocksLeft[1], 2 * sim.blocksLeft[0]) << "the rest goes directly";
     EXPECT_LE(sim.blocksLeft[0] + sim.blocksLeft[1], BlocksOf(32 << 20) + kLeadBlocks / 16);
+    EXPECT_LE(sim.mostWaiting, (2 * kLeadBlocks + 8) * (kBlockSize + kBlockHeaderLength))
+        << "the old count means nothing";
 }
 
 TEST_F(TransferLanes, AReportThatComesLateByTheOldLaneOnlyCostsTime) {
