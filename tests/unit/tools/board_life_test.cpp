@@ -19,6 +19,8 @@ struct LifeRow {
     void (*happens)(Scene& scene, uint32_t adas, uint32_t bens);
 };
 
+uint32_t Other(const IDs& two, uint32_t one) { return two.at(two.at(0) == one ? 1 : 0); }
+
 const LifeRow kLives[] = {
     {"ClearedWhileIWasAway",
      [](Scene& scene, uint32_t adas, uint32_t bens) {
@@ -73,6 +75,18 @@ const LifeRow kLives[] = {
          scene.ben.Lose();
          scene.ben.Come(scene.relay);
          scene.expected = {adas, bens, there, here};
+         scene.gone = {bens};
+     }},
+    {"RestartedAndIHaveTakenADeletionBack",
+     [](Scene& scene, uint32_t adas, uint32_t bens) {
+         scene.ada.Lose();
+         scene.ben.Lose();
+         scene.ada.DoTo("delete", bens);
+         scene.ada.Undo();
+         scene.ada.Come(scene.other);
+         scene.pass();
+         scene.ben.Come(scene.other);
+         scene.expected = {adas, Other(scene.ada.Held(), adas)};
          scene.gone = {bens};
      }},
     {"AHostThatServedApart",

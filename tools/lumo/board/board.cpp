@@ -30,8 +30,8 @@ void CBoard::Say(BoardCommand command, uint32_t object, uint32_t tag, std::strin
     if (m_pPort) m_pPort->Say(MakeMessage(command, object, tag, payload));
 }
 
-void CBoard::SayDeleted(const IDs& ids) {
-    if (!ids.empty()) Say(BoardCommand::Delete, 0, 0, PayloadOf(ids));
+void CBoard::SayDeleted(const IDs& ids, uint32_t tag) {
+    if (!ids.empty()) Say(BoardCommand::Delete, 0, tag, PayloadOf(ids));
 }
 
 void CBoard::SetPort(IBoardPort* port) {
@@ -116,7 +116,7 @@ bool CBoard::IsLatest(uint32_t id, std::string_view record) {
     const bool later = IsLater(VersionOf(record), id, VersionOf(m_model.Find(rival)->record), rival);
     const uint32_t earlier = later ? rival : id;
     if (later) Remove({rival}, nullptr);
-    SayDeleted({earlier});
+    SayDeleted({earlier}, kSuperseded);
     return later;
 }
 
@@ -129,7 +129,7 @@ void CBoard::OnDelete(const BoardMessage& message) {
     const bool noRoom = ids.size() == 1 && ids[0] == message.object;
     m_bNoLife = m_bNoLife || (noRoom && m_life.Has(message.object));
     for (const uint32_t id : ids) m_life.Remove(id);
-    if (!noRoom) OnOthersDeleted(ids);
+    if (!noRoom && message.tag != kSuperseded) OnOthersDeleted(ids);
     Remove(ids, nullptr);
 }
 

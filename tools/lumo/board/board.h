@@ -107,7 +107,7 @@ private:
     using IDs = std::vector<uint32_t>;
 
     void Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload = {});
-    void SayDeleted(const IDs& ids);
+    void SayDeleted(const IDs& ids, uint32_t tag = 0);
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
     void OnDelete(const BoardMessage& message);

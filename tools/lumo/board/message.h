@@ -31,6 +31,9 @@ enum class BoardCommand : uint32_t {
 
 inline constexpr size_t kMessageHead = 12;
 
+/// The tag of a deletion that nobody wished: there is a later version of the thing.
+inline constexpr uint32_t kSuperseded = 1;
+
 struct BoardMessage {
     BoardCommand command{};
     uint32_t object = 0;
