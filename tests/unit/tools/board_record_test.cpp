@@ -122,6 +122,11 @@ TEST(Records, MovesWrapAndFollowTheCountOnlyAsFarAsThereAreBytes) {
     EXPECT_EQ(unknown, Words({10, 1, 1, 1, 1, 1, 1, 1, 1, 1}));
 }
 
+TEST(Records, OfTwoVersionsOneIsTheLaterOneHoweverFarTheyAreApart) {
+    for (const uint32_t apart : {0U, 1U, 0x7fffffffU, 0x80000000U, 0xffffffffU})
+        EXPECT_NE(IsLater({1, apart}, 2, {1, 0}, 3), IsLater({1, 0}, 3, {1, apart}, 2)) << apart;
+}
+
 TEST(BoardActions, WhatIsNotAsItMustBeIsRefused) {
     const std::string add = R"([{"do":"add","objects":[)";
     const std::string rows[] = {

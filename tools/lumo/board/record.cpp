@@ -105,8 +105,9 @@ void SetVersion(std::string& record, const Version& version) {
 
 bool IsLater(const Version& one, uint32_t oneID, const Version& other, uint32_t otherID) {
     if ((one.origin == 0) != (other.origin == 0)) return one.origin != 0;
-    const auto after = static_cast<int32_t>(one.changed - other.changed);
-    return after != 0 ? after > 0 : oneID > otherID;
+    const uint32_t after = one.changed - other.changed;
+    const bool undecided = after == 0 || after == 0x80000000;  // the same, or as far apart as numbers can be
+    return undecided ? oneID > otherID : after < 0x80000000;
 }
 
 void MoveBox(Box& box, const Shift& by) {
