@@ -49,6 +49,13 @@ TEST_F(Board, TheSecondEchoShowsThatItHasArrived) {
         return std::any_of(data.begin(), data.end(), [&](const auto& said) { return WordAt(said, 4) == id; });
     };
     for (const int echoes : {0, 1, 2}) EXPECT_EQ(isOffered(echoes), echoes < 2) << echoes;
+    GoOnline();
+    Draw();
+    m_board.Tick(m_now += CEchoes::kAskEveryMs);
+    const uint32_t asked = m_probed;
+    m_board.OnHeld(Held(), false, m_now);  // too much was heard at once, and the echo may be lost
+    m_board.Tick(m_now += CEchoes::kAskEveryMs);
+    EXPECT_EQ(m_probed, asked + 1);
 }
 
 TEST_F(Board, WhoBecomesOrCeasesToBeAHostBringsTheWholeBoard) {

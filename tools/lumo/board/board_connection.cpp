@@ -210,6 +210,7 @@ void CBoard::OnHeld(const std::vector<uint32_t>& held, bool cleared, uint64_t no
     m_ullDataMs = now;
     if (cleared) m_listed.clear();
     m_bListLost = m_bListLost || !cleared;
+    if (!cleared) m_echoes.OnLost();
     IDs gone;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);

@@ -24,13 +24,16 @@ public:
     /// Whether to ask for the next number.
     bool IsDue(uint64_t now) const {
         const bool wanted = m_ulWanted > m_ulEchoed || !Answers();
-        return wanted && m_ulAsked == m_ulEchoed && now >= m_ullAskedMs + kAskEveryMs;
+        return wanted && (m_ulAsked == m_ulEchoed || m_bLost) && now >= m_ullAskedMs + kAskEveryMs;
     }
     uint32_t Next() const { return m_ulAsked + 1; }
     void OnAsked(uint64_t now) {
         ++m_ulAsked;
+        m_bLost = false;
         m_ullAskedMs = now;
     }
+    /// What was asked last may never be heard.
+    void OnLost() { m_bLost = true; }
     /// False for a number that was not asked for.
     bool OnEcho(uint32_t number) {
         if (number != m_ulAsked || m_ulAsked == m_ulEchoed) return false;
@@ -44,6 +47,7 @@ private:
     uint32_t m_ulWanted = 0;
     uint32_t m_ulBegan = 0;  // last before this connection
     uint64_t m_ullAskedMs = 0;
+    bool m_bLost = false;
 };
 
 }  // namespace lumo
