@@ -245,6 +245,21 @@ TEST_F(BoardWorld, UndoNeverBringsBackWhatOthersHaveDeletedAsWell) {
     RunFor(1000);
     EXPECT_EQ(ada.Held(), IDs());
     EXPECT_EQ(ben.Held(), IDs());
+
+    const uint32_t mine = ada.Draw(), ours = ada.Draw(), early = ada.Draw();
+    RunFor(1000);
+    ada.Lose();
+    for (const uint32_t id : {mine, ours, early}) ada.DoTo("delete", id);
+    for (const uint32_t id : {ours, early}) ben.DoTo("delete", id);
+    ada.Undo();  // early
+    RunFor(1000);
+    ada.Come(m_relay, 20);
+    RunFor(kLongMs);
+    EXPECT_EQ(ada.Held(), IDs()) << "he has deleted it while she was away";
+    ada.Undo();
+    RunFor(1000);
+    EXPECT_EQ(ada.Held().size(), 1U) << "what only she had deleted";
+    EXPECT_EQ(ada.State(), ben.State());
 }
 
 TEST_F(BoardWorld, ABoardIsBroughtToLifeByWhatIsDrawnAndKeepsOneLife) {

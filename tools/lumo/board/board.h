@@ -112,6 +112,7 @@ private:
     void OnData(const BoardMessage& message, uint64_t now);
     void OnDelete(const BoardMessage& message);
     void OnOthersDeleted(const IDs& ids);
+    void OnDeletedByBoth();
     void OnMove(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
     void TakeData(const BoardMessage& message);
@@ -176,6 +177,7 @@ private:
     std::map<uint32_t, uint32_t> m_restored;  // numbers of what came back by undo, and those it has now
     CPeople m_people;
     std::set<uint32_t> m_listed;        // by the far side, while we settle
+    std::set<uint32_t> m_deletedAway;   // here, of what the far side had, since it went
     std::map<uint32_t, Box> m_fetched;  // where these were when the far side was asked where it has them
     bool m_bListed = false;
     bool m_bKnown = false;       // a life that we know is among it

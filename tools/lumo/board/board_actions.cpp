@@ -166,7 +166,10 @@ CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes) {
 
 void CBoard::Delete(const IDs& ids) {
     BoardStep step;
-    TakeAway(Held(ids), step);
+    const IDs held = Held(ids);
+    for (const uint32_t id : held)
+        if (m_state != State::Online && m_model.Find(id)->stale) m_deletedAway.insert(id);
+    TakeAway(held, step);
     if (step.Empty()) return;
     m_undo.Note(std::move(step));
     ShowUndo();

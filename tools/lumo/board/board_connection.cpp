@@ -103,6 +103,8 @@ void CBoard::SettleIfKnown() {
 void CBoard::Settle(bool known) {
     m_state = State::Online;
     m_life.Settle(known);
+    if (known && m_bListed) OnDeletedByBoth();
+    m_deletedAway.clear();
     IDs gone;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
@@ -120,6 +122,14 @@ void CBoard::Settle(bool known) {
     Remove(gone, nullptr);
 }
 
+// Others, too, have deleted what was deleted here while they were away, if the far side did not list it any more.
+void CBoard::OnDeletedByBoth() {
+    IDs both;
+    for (const uint32_t id : m_deletedAway)
+        if (m_listed.count(id) == 0) both.push_back(id);
+    OnOthersDeleted(both);
+}
+
 void CBoard::Offer(uint32_t id, BoardObject& object) {
     object.offline = object.stale = object.unheard = false;
     object.own = true;
@@ -133,6 +143,7 @@ void CBoard::GoOnlineAsHost(uint64_t now) {
     m_state = State::Online;
     m_bFarSide = m_bNoLife = false;
     m_changes.Clear();
+    m_deletedAway.clear();
     m_life.Forget();
     if (!m_model.Objects().empty()) SayLife();
     for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id));
