@@ -19,9 +19,10 @@ protected:
     ~Transfer() override { unsetenv("LUMO_SECRET"); }
 
     /// Ends with the first receiver unless the words say otherwise.
-    Process& Send(const std::string& words) {
+    Process& Send(const std::string& words) { return Send("file", words); }
+    Process& Send(const std::string& what, const std::string& words) {
         const bool said = words.find("--receivers") != std::string::npos;
-        return Client("send file --channel 77 " + words + (said ? "" : " --receivers 1"));
+        return Client("send " + what + " --channel 77 " + words + (said ? "" : " --receivers 1"));
     }
     /// Into a directory of that name.
     Process& Receive(const std::string& out, const std::string& words) {
@@ -132,6 +133,36 @@ TEST_F(Transfer, GoesOnWhereItWasWhenASideIsKilledAndStartedAnew) {
         EXPECT_LT(End(receiver)["arrived_bytes"], content.size()) << way << ": it began anew";
         EXPECT_LT(End(second)["sent_bytes"], content.size()) << way << ": it began anew";
         ExpectWhole(way);
+    }
+}
+
+TEST_F(Transfer, AFolderArrivesAsItIsAndGoesOnWhereItWas) {
+    StartRelay();
+    folder.Put("from/trip/a/x", content);
+    folder.Put("from/trip/b/x", "other");
+    fs::create_directory(folder / "from/trip/empty");
+    fs::create_symlink("a/x", folder / "from/trip/link");
+    fs::create_symlink("/etc/passwd", folder / "from/trip/out");
+    const auto when = fs::file_time_type::clock::now() - std::chrono::hours(9999);
+    for (const char* dated : {"b/x", "a/x", "b", ""}) fs::last_write_time(folder / "from/trip" / dated, when);
+    for (const std::string out : {"sealed", "plain"}) {
+        if (out == "plain") unsetenv("LUMO_SECRET");
+        const std::string way = out == "plain" ? " --path p2p " : " --path relay ", top = out + "/trip";
+        Process& sender = Send("from/trip from/trip/b/x", "--rate 3M" + way + (out == "plain" ? "--plain" : ""));
+        ASSERT_TRUE(Says(sender, "left_out"));
+        Process& stopped = Receive(out, way);
+        ASSERT_TRUE(WaitFor(stopped, "bytes", 1 << 20));
+        stopped.Signal(SIGINT);
+        End(stopped, 1);
+        EXPECT_TRUE(fs::exists(folder / top / "a/x.part"));
+        EXPECT_LT(End(Receive(out, way))["arrived_bytes"], content.size()) << "it began anew";
+        End(sender);
+        EXPECT_TRUE(folder.Get(top + "/a/x") == content);
+        EXPECT_EQ(folder.Get(top + "/b/x") + folder.Get(out + "/x"), "otherother");
+        EXPECT_TRUE(fs::is_empty(folder / top / "empty"));
+        EXPECT_EQ(fs::read_symlink(folder / top / "link"), "a/x");
+        EXPECT_FALSE(fs::is_symlink(folder / top / "out"));
+        for (const char* dated : {"a/x", "b/x", "b", ""}) EXPECT_EQ(fs::last_write_time(folder / top / dated), when);
     }
 }
 

@@ -16,7 +16,10 @@ DecodeResult DecodeAll(const std::string& bytes) {
     return Decode(exact.data(), exact.size(), message);
 }
 
-std::string Of(MessageBody body) { return Encode({9, std::move(body)}); }
+std::string Of(MessageBody body, uint8_t version = kProtocolVersion) { return Encode({9, std::move(body), version}); }
+std::string Entry(const EntryTraits& traits, uint64_t size = 0, const std::string& name = "a/b") {
+    return Of(Offer{0, 0, size, {}, name, traits}, kTreeVersion);
+}
 
 std::string Report(uint64_t receiver, ReceiverState state = ReceiverState::Receiving, Failure failure = Failure::None,
                    uint32_t offers = 4, std::vector<BlockRange> lacking = {}) {
@@ -59,13 +62,18 @@ TEST(Messages, TheBytesAreTheDocumentedOnes) {
     EXPECT_EQ(ToHex(Encode(sealed)),
               ToHex(Hex(head + "0201 0000 0000000000000009 01 0000000000000001 00000002 00000003 "
                                "0000000000000004 0001 0000000000000005")));
+    const EntryTraits link{EntryKind::Link, true, true, -2, 3, "t"};
+    EXPECT_EQ(ToHex(Encode({9, Offer{1, 2, 0, {}, "n", link}, kSealedTreeVersion})),
+              ToHex(Hex(head + "0402 0000 0000000000000009 00000001 00000002 0000000000000000" + std::string(64, '0') +
+                        "0001 6E 02 03 FFFFFFFFFFFFFFFE 00000003 0001 74")));
     char header[kBlockHeaderLength];
     PutBlockHeader(header, 9, Block{2, 3, 4});
     EXPECT_EQ(std::string(header, sizeof header) + "x", Of(Block{2, 3, 4, "x", 1}));
 }
 
 TEST(Messages, EveryTruncationAndExtensionIsRefusedAndTheWholeComesBack) {
-    std::vector<Message> all{{9, Beacon{SenderState::Serving, 7, 1, 1, 1, {4, 5}}, kSealedVersion}};
+    std::vector<Message> all{{9, Beacon{SenderState::Serving, 7, 1, 1, 1, {4, 5}}, kSealedVersion},
+                             {9, Offer{3, 17, 0, {}, "a/b", {EntryKind::Link, true, true, 5, 6, "c"}}, kTreeVersion}};
     for (const MessageBody& body : kBodies) all.push_back({9, body});
     for (const auto& message : all) {
         const MessageBody& body = message.body;
@@ -95,15 +103,23 @@ TEST(Messages, HostileValuesAreRefused) {
         {"unknown type", patched(beacon, 5, 6)},
         {"unknown sender state", patched(beacon, 16, 2)},
         {"nothing to serve", Of(Beacon{SenderState::Serving, 0, 0, 0, 0})},
-        {"too many files", Of(Beacon{SenderState::Serving, 0, kMaxFiles + 1, 1, 1})},
+        {"too many files", Of(Beacon{SenderState::Serving, 0, kMaxEntries + 1, 1, 1})},
         {"too many blocks", Of(Beacon{SenderState::Serving, 0, 1, kMaxBlocks + 1, 1})},
         {"more bytes than blocks hold", Of(Beacon{SenderState::Serving, 0, 1, 1, kBlockSize + 1})},
-        {"index too large", Of(Offer{kMaxFiles, 0, 1, {}, "n"})},
+        {"index too large", Of(Offer{kMaxEntries, 0, 1, {}, "n"})},
         {"blocks past the last", Of(Offer{0, kMaxBlocks - 5, 5 * kBlockSize + 1, {}, "n"})},
         {"file too large", Of(Offer{0, 0, kMaxFileSize + 1, {}, "n"})},
         {"size that wraps", Of(Offer{0, 0, UINT64_MAX, {}, "n"})},
         {"no name", Of(Offer{0, 0, 1, {}, ""})},
         {"long name", Of(Offer{0, 0, 1, {}, std::string(256, 'n')})},
+        {"long path", Entry({}, 1, std::string(kMaxPathLength + 1, 'n'))},
+        {"unknown kind", Entry({static_cast<EntryKind>(4)})},
+        {"unknown flags", patched(Entry({}), Entry({}).size() - 15, 4)},
+        {"folder with content", Entry({EntryKind::Folder}, 1)},
+        {"long text", Entry({EntryKind::Text}, kMaxTextLength + 1)},
+        {"link to nowhere", Entry({EntryKind::Link})},
+        {"file with a target", Entry({EntryKind::File, false, false, 0, 0, "t"})},
+        {"more than a second", Entry({EntryKind::File, false, true, 0, 1000000000})},
         {"serial 0", Of(Block{0, 1, 2, "x", 1})},
         {"block past the last", Of(Block{1, kMaxBlocks, 2, "x", 1})},
         {"block too long", Of(Block{1, 1, 2, tooMuch.data(), kBlockSize + 1})},
@@ -112,7 +128,7 @@ TEST(Messages, HostileValuesAreRefused) {
         {"bye of receiver 0", Of(ReceiverBye{0, ByeReason::Done})},
         {"unknown receiver state", Report(8, static_cast<ReceiverState>(5))},
         {"unknown failure", Report(8, ReceiverState::Failed, static_cast<Failure>(7))},
-        {"too many offers", Report(8, ReceiverState::Receiving, Failure::None, kMaxFiles + 1)},
+        {"too many offers", Report(8, ReceiverState::Receiving, Failure::None, kMaxEntries + 1)},
         {"empty range", Lacking({{1, 0}})},
         {"ranges that touch", Lacking({{1, 2}, {3, 1}})},
         {"ranges out of order", Lacking({{5, 1}, {1, 1}})},
@@ -123,7 +139,8 @@ TEST(Messages, HostileValuesAreRefused) {
         {"too many confirmed", Of(Confirm{std::vector<uint64_t>(kMaxReceivers + 1, 1)})},
     };
     for (const auto& [what, bytes] : rows) EXPECT_EQ(DecodeAll(bytes), DecodeResult::Malformed) << what;
-    EXPECT_EQ(DecodeAll(patched(beacon, 4, 3)), DecodeResult::OtherVersion);
+    for (const char version : {'\0', '\5'})
+        EXPECT_EQ(DecodeAll(patched(beacon, 4, version)), DecodeResult::OtherVersion);
     EXPECT_EQ(DecodeAll(patched(beacon, 0, 'X')), DecodeResult::NotOurs);
 }
 

@@ -1,21 +1,16 @@
 #include "tools/lumo/commands/commands.h"
 
+#include "tools/lumo/commands/send_sources.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"
 #include "tools/lumo/stats/stats_file.h"
-#include "tools/lumo/transfer/error_text.h"
-#include "tools/lumo/transfer/file_folder.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/transfer/send_engine.h"
-#include "tools/lumo/transfer/spooled_source.h"
 
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
 
 #include <array>
-#include <cerrno>
 #include <memory>
-#include <set>
 #include <utility>
 
 namespace lumo {
@@ -23,53 +18,13 @@ namespace {
 
 struct SendCommand {
     TransferOptions common;
-    std::vector<std::string> files;
-    std::string name = "stdin";
+    SendWishes what;
     uint32_t receivers = 0;  ///< 0: all who come
     bool keep = false;
     uint64_t rate = 0;
 };
 
 constexpr const char* kStrangers = "somebody is there of whom nothing opens, so nothing is sent: is it the right link?";
-
-using Sources = std::vector<std::unique_ptr<IFileSource>>;
-
-bool AddSource(const SendCommand& command, const std::string& path, Sources& sources, std::string& problem) {
-    if (path == "-") {
-        CFileDescriptor spool = MakeSpoolFile();
-        problem = spool ? NameProblem(command.name) : "no temporary file: " + ErrorText(errno);
-        if (problem.empty())
-            sources.push_back(std::make_unique<CSpooledSource>(STDIN_FILENO, std::move(spool), command.name));
-        return problem.empty();
-    }
-    // Non-blocking, so that a named pipe is refused and does not hang; regular files do not know the difference.
-    CFileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd) {
-        problem = ErrorText(errno);
-        return false;
-    }
-    auto source = std::make_unique<CFileSource>(std::move(fd), BaseName(path));
-    if (!source->Open(problem)) return false;
-    sources.push_back(std::move(source));
-    return true;
-}
-
-bool OpenSources(const SendCommand& command, Sources& sources, std::string& problem) {
-    std::set<std::string> names;
-    if (command.files.size() > kMaxFiles) {
-        problem = "more than " + std::to_string(kMaxFiles) + " files; put them into an archive";
-        return false;
-    }
-    for (const std::string& path : command.files) {
-        std::string why;
-        if (!AddSource(command, path, sources, why))
-            problem.assign(path).append(": ").append(why);
-        else if (!names.insert(sources.back()->Name()).second)
-            problem = "two files are named " + sources.back()->Name();
-        if (!problem.empty()) return false;
-    }
-    return true;
-}
 
 std::string StayText(uint64_t milliseconds) {
     return "here " + DurationText(static_cast<double>(milliseconds) / 1000) + " more for others, ^C ends";
@@ -245,6 +200,13 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     return Finish(command, engine, paths, watch, loop.Interrupted(), printer);
 }
 
+void TellLeftOut(const LeftOut& leftOut, CProgressPrinter& printer) {
+    for (const auto& [path, problem] : leftOut) {
+        printer.Note("left out: " + Printable(path) + ": " + problem);
+        printer.Event({{"event", "left_out"}, {"path", Printable(path)}, {"problem", problem}});
+    }
+}
+
 int Run(const SendCommand& command) {
     CProgressPrinter printer(CProgressPrinter::Choose(command.common.json, command.common.quiet), stdout);
     ShareLink link;
@@ -257,10 +219,12 @@ int Run(const SendCommand& command) {
         command.common.ToRoute(link, route, problem, code)) {
         code = kExitFailed;
         CToolLoop loop;
-        if (OpenSources(command, sources, problem)) {
+        LeftOut leftOut;
+        if (OpenSources(command.what, sources, leftOut, problem)) {
             const std::string& path = command.common.path;
             CStatsFile stats(command.common.stats, "send", printer);
             if (!stats.Ok()) return kExitFailed;
+            TellLeftOut(leftOut, printer);
             links.HandOn(link, path.empty() ? "" : " --path " + path, command.common.quiet, printer);
             return Serve(command, route, std::move(sources), loop, printer, stats);
         }
@@ -273,8 +237,9 @@ int Run(const SendCommand& command) {
 
 void AddSendCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<SendCommand>();
-    CCommand send = root.Sub("send", "Send files through a relay server to everybody who asks");
-    send.Add("FILE", command->files, "Files to send; - is standard input").Required();
+    CCommand send = root.Sub("send", "Send files and folders through a relay server to everybody who asks");
+    send.Add("FILE", command->what.files, "Files to send, and folders with all that is in them; - is standard input")
+        .Required();
     command->common.AddTo(send, 600, false);
     command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
@@ -285,11 +250,10 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");
     send.Add("--rate SIZE", command->rate, "At most so many bytes a second, e.g. 5M")
         .InUnits({{"k", 1000}, {"m", 1000000}, {"g", 1000000000}});
-    send.Add("--name NAME", command->name, "Name of what comes from standard input").ShowDefault();
+    send.Add("--name NAME", command->what.name, "Name of what comes from standard input").ShowDefault();
     send.Example("lumo send holiday.mkv --mcu relay.example", "Shows the line that your friend types");
-    send.Example("tar c photos | lumo send - --name photos.tar --receivers 3",
-                 "A pipe, for three friends; LUMO_MCU names "
-                 "the server");
+    send.Example("lumo send photos notes.txt", "A folder and a file; LUMO_MCU names the server");
+    send.Example("tar c photos | lumo send - --name photos.tar --receivers 3", "A pipe, for three friends");
     send.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }
 

@@ -44,8 +44,12 @@ std::string Describe(const Beacon& beacon) {
            " bytes, serial " + N(beacon.serial);
 }
 std::string Describe(const Offer& offer) {
-    return "offer " + N(offer.index) + ", \"" + Printable(offer.name) + "\", " + N(offer.size) + " bytes from block " +
-           N(offer.firstBlock) + ", SHA-256 " + HexOf(offer.sha256);
+    const std::string head = "offer " + N(offer.index) + ", ", name = "\"" + Printable(offer.name) + "\"";
+    const EntryTraits& traits = offer.traits;
+    if (traits.kind == EntryKind::Folder) return head + "folder " + name;
+    if (traits.kind == EntryKind::Link) return head + "link " + name + " to \"" + Printable(traits.target) + "\"";
+    return head + (traits.kind == EntryKind::Text ? "text, " : name + ", ") + N(offer.size) + " bytes from block " +
+           N(offer.firstBlock) + ", SHA-256 " + HexOf(offer.sha256) + (traits.executable ? ", executable" : "");
 }
 std::string Describe(const Block& block) {
     return "block " + N(block.block) + ", serial " + N(block.serial) + ", " + N(block.length) + " bytes";

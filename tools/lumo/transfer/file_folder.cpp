@@ -2,6 +2,7 @@
 
 #include "tools/lumo/transfer/error_text.h"
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/tree_path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,25 +24,27 @@ std::string SpoolPath() {
     return folder && *folder ? folder : "/tmp";
 }
 
+bool OpenFiles(int folder, const Offer& offer, PartFiles& files, Refusal& refusal) {
+    const std::string mapName = MapName(offer.name);
+    files.map = OpenOwnFile(folder, mapName, refusal);
+    if (!files.map) return false;
+    files.part = OpenOwnFile(folder, PartName(offer.name), refusal);
+    struct stat map {};
+    const bool blank = !files.part && fstat(files.map.Get(), &map) == 0 && map.st_size == 0;
+    if (blank) (void)unlinkat(folder, mapName.c_str(), 0);
+    return static_cast<bool>(files.part);
+}
+
 }  // namespace
 
 uint64_t CFileFolder::FreeBytes() const {
     struct statvfs disk {};
-    return fstatvfs(m_folder.Get(), &disk) == 0 ? FreeBytesOf(disk) : UINT64_MAX;
+    return fstatvfs(m_pRoot->Get(), &disk) == 0 ? FreeBytesOf(disk) : UINT64_MAX;
 }
 
-bool CFileFolder::Claim(const Offer& offer) {
-    const std::string names[] = {offer.name, PartName(offer.name), MapName(offer.name)};
-    for (const std::string& name : names) {
-        if (m_pClaims->count(name) != 0) return false;
-    }
-    m_pClaims->insert(std::begin(names), std::end(names));
-    return true;
-}
-
-bool CFileFolder::CheckTarget(const Offer& offer, CFileDescriptor& existing, Refusal& refusal) {
+bool CFileFolder::CheckTarget(int folder, const Offer& offer, CFileDescriptor& existing, Refusal& refusal) const {
     struct stat target {};
-    if (fstatat(m_folder.Get(), offer.name.c_str(), &target, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (fstatat(folder, offer.name.c_str(), &target, AT_SYMLINK_NOFOLLOW) != 0) {
         if (errno == ENOENT) return true;
         refusal = {Failure::Disk, ErrorText(errno)};
     } else if (!S_ISREG(target.st_mode)) {
@@ -49,7 +52,7 @@ bool CFileFolder::CheckTarget(const Offer& offer, CFileDescriptor& existing, Ref
     } else if (m_rules.force) {
         return true;
     } else if (static_cast<uint64_t>(target.st_size) == offer.size) {
-        existing.Reset(openat(m_folder.Get(), offer.name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+        existing.Reset(openat(folder, offer.name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
         if (existing) return true;
         refusal = {Failure::Exists, "it exists already"};
     } else {
@@ -58,34 +61,48 @@ bool CFileFolder::CheckTarget(const Offer& offer, CFileDescriptor& existing, Ref
     return false;
 }
 
-bool CFileFolder::OpenFiles(const Offer& offer, PartFiles& files, Refusal& refusal) {
-    const std::string mapName = MapName(offer.name);
-    files.map = OpenOwnFile(m_folder.Get(), mapName, refusal);
-    if (!files.map) return false;
-    files.part = OpenOwnFile(m_folder.Get(), PartName(offer.name), refusal);
-    struct stat map {};
-    const bool blank = !files.part && fstat(files.map.Get(), &map) == 0 && map.st_size == 0;
-    if (blank) (void)unlinkat(m_folder.Get(), mapName.c_str(), 0);
-    return static_cast<bool>(files.part);
-}
-
-OpenResult CFileFolder::OpenPart(const Offer& offer, std::unique_ptr<IFileStore>& store, Refusal& refusal) {
+OpenResult CFileFolder::OpenFile(const std::string& path, const Offer& offered, std::unique_ptr<IFileStore>& store,
+                                 Refusal& refusal) {
+    const SharedFolder folder = m_pRoot->Open(ParentOf(path), true, refusal);
+    if (!folder) return OpenResult::Refused;
+    CFileDescriptor existing;
+    Offer offer = offered;
+    offer.name = BaseName(path);
+    if (!CheckTarget(folder->Get(), offer, existing, refusal)) return OpenResult::Refused;
+    if (existing) {
+        store = std::make_unique<CExistingFile>(std::move(existing), offer);
+        return OpenResult::AlreadyThere;
+    }
+    CNameClaim claim(m_pClaims, path);
     PartFiles files;
-    if (!Claim(offer)) {
+    if (!claim) {
         refusal = {Failure::BadOffer, "another file of this transfer has that name"};
         return OpenResult::Refused;
     }
-    if (!OpenFiles(offer, files, refusal)) {
-        for (const std::string& name : {offer.name, PartName(offer.name), MapName(offer.name)}) m_pClaims->erase(name);
-        return OpenResult::Refused;
-    }
-    auto part = std::make_unique<CPartFile>(m_folder.Get(), std::move(files), offer, m_rules.force, m_pClaims);
+    if (!OpenFiles(folder->Get(), offer, files, refusal)) return OpenResult::Refused;
+    auto part = std::make_unique<CPartFile>(folder, std::move(files), offer, m_rules.force, std::move(claim));
     if (!part->Begin()) {
         refusal = {part->Reason(), part->Problem()};
         return OpenResult::Refused;
     }
     store = std::move(part);
     return OpenResult::Fetch;
+}
+
+OpenResult CFileFolder::OpenAt(const std::string& path, const Offer& offered, std::unique_ptr<IFileStore>& store,
+                               Refusal& refusal) {
+    const EntryKind kind = offered.traits.kind;
+    if (kind == EntryKind::File) return OpenFile(path, offered, store, refusal);
+    if (!m_rules.name.empty()) {
+        refusal = {Failure::Exists, "a folder comes, and " + m_rules.name + " is none"};
+    } else if (kind == EntryKind::Folder) {
+        if (m_pRoot->Open(path, true, refusal)) store = std::make_unique<CFolderStore>(m_pRoot, path, offered.traits);
+    } else if (const std::string problem = LinkProblem(path, offered.traits.target); !problem.empty()) {
+        refusal = {Failure::BadName, "the link is refused: " + problem};
+    } else {
+        store = std::make_unique<CLinkStore>(m_pRoot, path, offered.traits, m_rules.force);
+    }
+    return store ? OpenResult::Fetch : OpenResult::Refused;
 }
 
 std::string CFileFolder::LocalName(const std::string& offered) const {
@@ -100,25 +117,19 @@ std::string CFileFolder::CountProblem(uint32_t files) const {
 
 OpenResult CFileFolder::Open(const Offer& offered, std::unique_ptr<IFileStore>& store, std::string& problem,
                              Failure& reason) {
+    if (offered.traits.kind == EntryKind::Text) return CSpoolFolder().Open(offered, store, problem, reason);
     Refusal refusal;
     OpenResult result = OpenResult::Refused;
-    CFileDescriptor existing;
-    Offer offer = offered;
-    std::string nameProblem = NameProblem(offer.name);
-    if (nameProblem.empty()) {
-        offer.name = LocalName(offered.name);
-        nameProblem = NameProblem(offer.name);
+    std::string path = offered.name;
+    std::string pathProblem = PathProblem(path);
+    if (pathProblem.empty()) {
+        path = LocalName(offered.name);
+        pathProblem = PathProblem(path);
     }
-    if (!nameProblem.empty()) {
-        refusal = {Failure::BadName, "the name is refused: " + nameProblem};
-    } else if (CheckTarget(offer, existing, refusal)) {
-        if (existing) {
-            store = std::make_unique<CExistingFile>(std::move(existing), offer);
-            result = OpenResult::AlreadyThere;
-        } else {
-            result = OpenPart(offer, store, refusal);
-        }
-    }
+    if (pathProblem.empty())
+        result = OpenAt(path, offered, store, refusal);
+    else
+        refusal = {Failure::BadName, "the name is refused: " + pathProblem};
     problem = refusal.problem;
     reason = refusal.reason;
     return result;
@@ -141,6 +152,11 @@ uint64_t CSpoolFolder::FreeBytes() const {
 
 OpenResult CSpoolFolder::Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                               Failure& reason) {
+    if (!offer.traits.HasContent()) {
+        problem = "standard output takes no folders";
+        reason = Failure::BadOffer;
+        return OpenResult::Refused;
+    }
     CFileDescriptor fd = MakeSpoolFile();
     if (!fd) {
         problem = "no temporary file: " + ErrorText(errno);

@@ -5,6 +5,7 @@
 #include "tools/lumo/transfer/file_store.h"
 #include "tools/lumo/transfer/own_file.h"
 #include "tools/lumo/transfer/part_file.h"
+#include "tools/lumo/transfer/tree_stores.h"
 
 #include <memory>
 #include <string>
@@ -19,7 +20,8 @@ struct FolderRules {
 
 class CFileFolder : public IFileFolder {
 public:
-    CFileFolder(CFileDescriptor folder, const FolderRules& rules) : m_folder(std::move(folder)), m_rules(rules) {}
+    CFileFolder(CFileDescriptor folder, const FolderRules& rules)
+        : m_pRoot(std::make_shared<CTreeRoot>(std::move(folder))), m_rules(rules) {}
 
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,
                     Failure& reason) override;
@@ -28,13 +30,14 @@ public:
     uint64_t FreeBytes() const override;
 
 private:
-    bool Claim(const Offer& offer);
+    OpenResult OpenAt(const std::string& path, const Offer& offered, std::unique_ptr<IFileStore>& store,
+                      Refusal& refusal);
+    OpenResult OpenFile(const std::string& path, const Offer& offered, std::unique_ptr<IFileStore>& store,
+                        Refusal& refusal);
     /// Looks at what has the final name; a file that may be the offered one is opened.
-    bool CheckTarget(const Offer& offer, CFileDescriptor& existing, Refusal& refusal);
-    bool OpenFiles(const Offer& offer, PartFiles& files, Refusal& refusal);
-    OpenResult OpenPart(const Offer& offer, std::unique_ptr<IFileStore>& store, Refusal& refusal);
+    bool CheckTarget(int folder, const Offer& offer, CFileDescriptor& existing, Refusal& refusal) const;
 
-    CFileDescriptor m_folder;
+    const std::shared_ptr<CTreeRoot> m_pRoot;
     const FolderRules m_rules;
     std::shared_ptr<NameClaims> m_pClaims = std::make_shared<NameClaims>();
 };
@@ -42,6 +45,7 @@ private:
 /// An unnamed file in the directory for temporary files; null with errno set when there can be none.
 CFileDescriptor MakeSpoolFile();
 
+/// Only files go there: of a tree the folders and links are refused.
 class CSpoolFolder : public IFileFolder {
 public:
     OpenResult Open(const Offer& offer, std::unique_ptr<IFileStore>& store, std::string& problem,

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace lumo {
@@ -25,12 +26,24 @@ public:
     /// Reads a block whole; false when it cannot or when the file is no longer the one that was hashed.
     virtual bool Read(uint32_t block, char* buffer) = 0;
     virtual const std::string& Problem() const = 0;
+    virtual const EntryTraits& Traits() const { return m_traits; }
+    /// Others are read now.
+    virtual void Rest() {}
+
+protected:
+    EntryTraits m_traits;
 };
+
+/// Those of something that is there; of a link all but its target.
+EntryTraits TraitsOf(EntryKind kind, const struct stat& found);
 
 class CFileSource : public IFileSource {
 public:
     /// Takes the descriptor; `name` is what receivers see.
     CFileSource(CFileDescriptor fd, std::string name);
+    /// Opens it again after a rest, and says in errno why not: who sends many files has few of them open.
+    using Opener = std::function<CFileDescriptor()>;
+    CFileSource(Opener opener, std::string name);
 
     /// False, with `problem`, when it is no readable regular file.
     bool Open(std::string& problem);
@@ -42,12 +55,17 @@ public:
     const Digest& Sha256() const override { return m_digest; }
     bool Read(uint32_t block, char* buffer) override;
     const std::string& Problem() const override { return m_strProblem; }
+    void Rest() override {
+        if (m_opener) m_fd.Reset();
+    }
 
 private:
+    bool IsOpen();
     bool ReadAt(uint64_t offset, char* buffer, size_t length);
     bool IsUnchanged();
 
     CFileDescriptor m_fd;
+    const Opener m_opener;
     const std::string m_strName;
     struct stat m_opened {};
     uint64_t m_ullSize = 0;

@@ -13,11 +13,19 @@ inline constexpr uint64_t kMaxFileSize = uint64_t{1} << 44;  // 16 TiB
 /// Blocks of all files of one transfer: a receiver's bitmap stays under 32 MiB.
 inline constexpr uint32_t kMaxBlocks = 1U << 28;
 inline constexpr uint32_t kMaxFiles = 1000;
-inline constexpr uint32_t kMaxNameLength = 255;  // what file systems take
+/// The same where folders come: their files, links and the folders themselves.
+inline constexpr uint32_t kMaxEntries = 50000;
+inline constexpr uint32_t kMaxPathLength = 4095;  // what a system call takes
+inline constexpr uint32_t kMaxPathDepth = 100;    // elements: each is a step of a walk
+/// Of all paths of a transfer together, which a receiver remembers.
+inline constexpr uint64_t kMaxPathBytes = 16 * 1024 * 1024;
+inline constexpr uint32_t kMaxTextLength = 64 * 1024;  // what somebody reads on a terminal
+inline constexpr uint32_t kMaxNameLength = 255;        // what file systems take
 /// Ranges that one request names; a receiver that lacks more asks again once these have come.
 inline constexpr uint32_t kMaxRanges = 512;
 inline constexpr int kMaxUpstreamFrame = 16 * 1024;  // far below what servers take from a subscriber
 inline constexpr int kMaxDownstreamFrame = static_cast<int>(kBlockSize) + 64;
+static_assert(kMaxTextLength <= kBlockSize, "a text is one block");
 static_assert(kMaxFileSize / kBlockSize <= kMaxBlocks, "one file of the largest size must fit a transfer");
 
 // What each side decides for itself.
@@ -26,6 +34,8 @@ static_assert(kMaxFileSize / kBlockSize <= kMaxBlocks, "one file of the largest 
 /// subscriber long after that.
 inline constexpr uint32_t kLeadBlocks = 8 * 1024 * 1024 / kBlockSize;
 inline constexpr uint32_t kMostLeadBlocks = 3 * kLeadBlocks;
+/// Files that a receiver writes at once; each costs three descriptors.
+inline constexpr uint32_t kMaxOpenFiles = 128;
 inline constexpr uint32_t kMaxReceivers = 1000;
 inline constexpr uint64_t kHeartbeatMs = 1000;
 /// A receiver that said nothing for so long holds nobody back; ten heartbeats.

@@ -10,6 +10,9 @@
 namespace lumo {
 namespace {
 
+// Flags of an entry.
+constexpr uint8_t kExecutable = 1, kDated = 2;
+
 template <class E>
 bool ReadEnum(CByteReader& reader, E last, E& value) {
     const uint8_t byte = reader.U8();
@@ -24,7 +27,7 @@ bool Read(CByteReader& reader, Beacon& beacon) {
     beacon.blocks = reader.U32();
     beacon.bytes = reader.U64();
     const bool empty = beacon.state == SenderState::Serving && beacon.files == 0;
-    return known && !empty && beacon.files <= kMaxFiles && beacon.blocks <= kMaxBlocks &&
+    return known && !empty && beacon.files <= kMaxEntries && beacon.blocks <= kMaxBlocks &&
            beacon.bytes <= uint64_t{beacon.blocks} * kBlockSize;
 }
 
@@ -38,7 +41,7 @@ bool Read(CByteReader& reader, Offer& offer) {
     if (!digest || !name) return false;
     std::copy_n(digest, offer.sha256.size(), reinterpret_cast<char*>(offer.sha256.data()));
     offer.name.assign(name, nameLength);
-    return offer.index < kMaxFiles && nameLength > 0 && nameLength <= kMaxNameLength && offer.size <= kMaxFileSize &&
+    return offer.index < kMaxEntries && nameLength > 0 && nameLength <= kMaxPathLength && offer.size <= kMaxFileSize &&
            offer.firstBlock <= kMaxBlocks - BlocksOf(offer.size);
 }
 
@@ -84,7 +87,7 @@ bool Read(CByteReader& reader, Status& status) {
     const bool failureKnown = ReadEnum(reader, Failure::BadOffer, status.failure);
     status.offers = reader.U32();
     status.bytes = reader.U64();
-    return stateKnown && failureKnown && status.receiver != 0 && status.offers <= kMaxFiles &&
+    return stateKnown && failureKnown && status.receiver != 0 && status.offers <= kMaxEntries &&
            ReadRanges(reader, status.lacking);
 }
 
@@ -93,12 +96,35 @@ bool Read(CByteReader& reader, ReceiverBye& bye) {
     return ReadEnum(reader, ByeReason::Failed, bye.reason) && bye.receiver != 0;
 }
 
+bool Read(CByteReader& reader, EntryTraits& traits) {
+    const bool known = ReadEnum(reader, EntryKind::Text, traits.kind);
+    const uint8_t flags = reader.U8();
+    traits.executable = (flags & kExecutable) != 0;
+    traits.dated = (flags & kDated) != 0;
+    traits.seconds = static_cast<int64_t>(reader.U64());
+    traits.nanoseconds = reader.U32();
+    const size_t length = reader.U16();
+    const char* target = reader.Bytes(length);
+    if (!target) return false;
+    traits.target.assign(target, length);
+    const bool isLink = traits.kind == EntryKind::Link;
+    return known && flags <= (kExecutable | kDated) && traits.nanoseconds < 1000000000 && isLink == (length > 0) &&
+           length <= kMaxPathLength;
+}
+
 template <class T>
 bool ReadOf(uint8_t, CByteReader& reader, T& body) {
     return Read(reader, body);
 }
 bool ReadOf(uint8_t version, CByteReader& reader, Beacon& beacon) {
-    return Read(reader, beacon) && (version != kSealedVersion || ReadIDs(reader, beacon.receivers));
+    return Read(reader, beacon) && (!IsSealedVersion(version) || ReadIDs(reader, beacon.receivers));
+}
+bool ReadOf(uint8_t version, CByteReader& reader, Offer& offer) {
+    if (!Read(reader, offer)) return false;
+    EntryTraits& traits = offer.traits;
+    if (!IsTreeVersion(version)) return offer.name.size() <= kMaxNameLength;
+    if (!Read(reader, traits)) return false;
+    return traits.kind == EntryKind::Text ? offer.size <= kMaxTextLength : traits.HasContent() || offer.size == 0;
 }
 
 template <class T>
@@ -136,13 +162,24 @@ void Write(CByteWriter& writer, const ReceiverBye& bye) {
     writer.U64(bye.receiver).U8(static_cast<uint8_t>(bye.reason));
 }
 
+void Write(CByteWriter& writer, const EntryTraits& traits) {
+    const int flags = (traits.executable ? kExecutable : 0) | (traits.dated ? kDated : 0);
+    writer.U8(static_cast<uint8_t>(traits.kind)).U8(static_cast<uint8_t>(flags));
+    writer.U64(static_cast<uint64_t>(traits.seconds)).U32(traits.nanoseconds);
+    writer.U16(static_cast<uint16_t>(traits.target.size())).Bytes(traits.target.data(), traits.target.size());
+}
+
 template <class T>
 void WriteOf(uint8_t, CByteWriter& writer, const T& body) {
     Write(writer, body);
 }
 void WriteOf(uint8_t version, CByteWriter& writer, const Beacon& beacon) {
     Write(writer, beacon);
-    if (version == kSealedVersion) WriteIDs(writer, beacon.receivers);
+    if (IsSealedVersion(version)) WriteIDs(writer, beacon.receivers);
+}
+void WriteOf(uint8_t version, CByteWriter& writer, const Offer& offer) {
+    Write(writer, offer);
+    if (IsTreeVersion(version)) Write(writer, offer.traits);
 }
 
 MessageType TypeOf(const MessageBody& body) {
@@ -164,7 +201,7 @@ DecodeResult Decode(const char* data, size_t length, Message& message) {
     if (reader.U32() != kMagic || !reader.Ok()) return DecodeResult::NotOurs;
     message.version = reader.U8();
     if (!reader.Ok()) return DecodeResult::Malformed;
-    if (message.version != kProtocolVersion && message.version != kSealedVersion) return DecodeResult::OtherVersion;
+    if (message.version < kProtocolVersion || message.version > kSealedTreeVersion) return DecodeResult::OtherVersion;
     const auto type = static_cast<MessageType>(reader.U8());
     reader.U16();  // reserved
     message.transfer = reader.U64();

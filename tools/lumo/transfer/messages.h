@@ -15,7 +15,17 @@ inline constexpr uint32_t kMagic = 0x4C554654;  // "LUFT"
 inline constexpr uint8_t kProtocolVersion = 1;
 /// Of sealed transfers, whose beacons name receivers. Plain ones keep to the first, which older programs speak.
 inline constexpr uint8_t kSealedVersion = 2;
-inline constexpr uint8_t VersionOf(bool sealed) { return sealed ? kSealedVersion : kProtocolVersion; }
+/// What senders speak whose offers are of more than files: the same two otherwise. Older programs refuse them, and
+/// receivers answer in the first two.
+inline constexpr uint8_t kTreeVersion = 3;
+inline constexpr uint8_t kSealedTreeVersion = 4;
+inline constexpr uint8_t VersionOf(bool sealed, bool tree = false) {
+    return tree ? (sealed ? kSealedTreeVersion : kTreeVersion) : (sealed ? kSealedVersion : kProtocolVersion);
+}
+inline constexpr bool IsSealedVersion(uint8_t version) {
+    return version == kSealedVersion || version == kSealedTreeVersion;
+}
+inline constexpr bool IsTreeVersion(uint8_t version) { return version >= kTreeVersion; }
 
 enum class MessageType : uint8_t {
     Beacon = 1,
@@ -48,12 +58,28 @@ struct Beacon {
     std::vector<uint64_t> receivers;  ///< sealed: who has not heard of this transfer, and may take it for new
 };
 
+enum class EntryKind : uint8_t { File = 0, Folder = 1, Link = 2, Text = 3 };
+
+/// What an entry is besides its content.
+struct EntryTraits {
+    EntryKind kind = EntryKind::File;
+    bool executable = false;  ///< by its owner
+    bool dated = false;       ///< when it was modified is known
+    int64_t seconds = 0;
+    uint32_t nanoseconds = 0;
+    std::string target;  ///< of a link
+
+    bool HasContent() const { return kind == EntryKind::File || kind == EntryKind::Text; }
+};
+
+/// `name` is a path where folders come. `traits` go with those versions alone.
 struct Offer {
     uint32_t index = 0;
     uint32_t firstBlock = 0;
     uint64_t size = 0;
     Digest sha256{};
     std::string name;
+    EntryTraits traits{};
 };
 
 /// The data stay in the frame.

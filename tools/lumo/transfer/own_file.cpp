@@ -46,6 +46,16 @@ int Lock(int fd) {
     return 0;
 }
 
+/// Who owns the folder above could replace this one as well.
+bool IsOwnFolder(int above, int fd) {
+    struct stat found {
+    }, holder{};
+    if (fstat(fd, &found) != 0 || fstat(above, &holder) != 0) return false;
+    uid_t owner = geteuid();
+    return found.st_uid == owner || found.st_uid == holder.st_uid ||
+           (OwnerOfNewFiles(above, owner) && found.st_uid == owner);
+}
+
 }  // namespace
 
 Failure FailureOf(int error) { return error == ENOSPC || error == EDQUOT ? Failure::NoSpace : Failure::Disk; }
@@ -80,6 +90,25 @@ CFileDescriptor OpenOwnFile(int folder, const std::string& name, Refusal& refusa
             refusal = {Failure::Disk, "cannot lock " + name + ": " + ErrorText(locked)};
     }
     return CFileDescriptor();
+}
+
+SharedFolder OpenOwnFolder(int above, const std::string& name, bool make, Refusal& refusal) {
+    int error = 0;
+    if (make && mkdirat(above, name.c_str(), 0777) != 0 && errno != EEXIST) error = errno;
+    CFileDescriptor fd;
+    if (error == 0) {
+        fd.Reset(openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+        error = fd ? 0 : errno;
+    }
+    if (error == ENOTDIR || error == ELOOP)
+        refusal = {Failure::Exists, "something that is not a folder has the name " + name};
+    else if (error != 0)
+        refusal = {FailureOf(error), "cannot open the folder " + name + ": " + ErrorText(error)};
+    else if (!IsOwnFolder(above, fd.Get()))
+        refusal = {Failure::Exists, "the folder " + name + " is somebody else's"};
+    else
+        return std::make_shared<const CFileDescriptor>(std::move(fd));
+    return nullptr;
 }
 
 bool RenameExclusively(int folder, const std::string& from, const std::string& to) {

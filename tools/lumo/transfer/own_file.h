@@ -4,6 +4,7 @@
 #include "platform/lumonet/file_descriptor.h"
 #include "tools/lumo/transfer/messages.h"
 
+#include <memory>
 #include <string>
 
 namespace lumo {
@@ -20,6 +21,13 @@ Failure FailureOf(int error);
 /// Makes or opens `name` for writing and locks it: a regular file that we made, or that one who makes files as we do
 /// has made, never reached through a link. Null with `refusal`.
 CFileDescriptor OpenOwnFile(int folder, const std::string& name, Refusal& refusal);
+
+/// A folder that is kept open while somebody needs it.
+using SharedFolder = std::shared_ptr<const CFileDescriptor>;
+
+/// Opens the folder `name`, which no link may stand for; `make` makes it where nothing is. A stranger's own is refused:
+/// he could change what arrives. Null with `refusal`.
+SharedFolder OpenOwnFolder(int above, const std::string& name, bool make, Refusal& refusal);
 
 /// Whether `name` leads to the open file.
 bool IsNamed(int folder, const std::string& name, int fd);

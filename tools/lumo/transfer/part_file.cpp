@@ -16,22 +16,36 @@ constexpr size_t kFlushBlocks = 16;                // what a killed process fetc
 constexpr uint64_t kKickBytes = 16 * 1024 * 1024;  // keeps the final fsync short
 }  // namespace
 
-CPartFile::CPartFile(int folder, PartFiles files, const Offer& offer, bool force, std::shared_ptr<NameClaims> claims)
+CNameClaim::CNameClaim(std::shared_ptr<NameClaims> claims, const std::string& path) : m_pClaims(std::move(claims)) {
+    const std::string leaf = BaseName(path), folder = path.substr(0, path.size() - leaf.size());
+    m_names = {path, folder + PartName(leaf), folder + MapName(leaf)};
+    for (const std::string& name : m_names) {
+        if (m_pClaims->count(name) == 0) continue;
+        m_names.clear();
+        return;
+    }
+    m_pClaims->insert(m_names.begin(), m_names.end());
+}
+
+void CNameClaim::Release() {
+    for (const std::string& name : m_names) m_pClaims->erase(name);
+}
+
+CPartFile::CPartFile(SharedFolder folder, PartFiles files, const Offer& offer, bool force, CNameClaim claim)
     : CDiskFile(std::move(files.part), offer),
-      m_nFolder(folder),
+      m_claim(std::move(claim)),
+      m_pFolder(std::move(folder)),
       m_strPart(PartName(offer.name)),
       m_strMap(MapName(offer.name)),
       m_bForce(force),
-      m_pClaims(std::move(claims)),
       m_map(std::move(files.map), offer) {}
 
 CPartFile::~CPartFile() {
     CPartFile::Flush();
     if (m_bOurs && Map().Held() == 0) {  // nothing worth keeping
-        if (IsNamed(m_nFolder, m_strPart, Fd())) (void)unlinkat(m_nFolder, m_strPart.c_str(), 0);
-        (void)unlinkat(m_nFolder, m_strMap.c_str(), 0);
+        if (IsNamed(Folder(), m_strPart, Fd())) (void)unlinkat(Folder(), m_strPart.c_str(), 0);
+        (void)unlinkat(Folder(), m_strMap.c_str(), 0);
     }
-    for (const std::string& name : {Wanted().name, m_strPart, m_strMap}) m_pClaims->erase(name);
 }
 
 bool CPartFile::Begin() {
@@ -41,7 +55,7 @@ bool CPartFile::Begin() {
     const bool partAlone = found == CPartMap::Found::Blank && part.st_size > 0;
     if (!m_bForce && (partAlone || found == CPartMap::Found::Foreign)) {
         const auto& [blocking, other] = partAlone ? std::tie(m_strPart, m_strMap) : std::tie(m_strMap, m_strPart);
-        if (partAlone || part.st_size == 0) (void)unlinkat(m_nFolder, other.c_str(), 0);  // empty, most likely by us
+        if (partAlone || part.st_size == 0) (void)unlinkat(Folder(), other.c_str(), 0);  // empty, most likely by us
         return Fail(Failure::Exists, blocking + " is in the way (--force replaces it)");
     }
     struct stat old {};  // what a private file is replaced by must not be readable while it comes
@@ -57,8 +71,7 @@ bool CPartFile::Begin() {
 
 /// Whether a regular file gives way to this one, and which.
 bool CPartFile::Replaces(struct stat& old) const {
-    return m_bForce && fstatat(m_nFolder, Wanted().name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISREG(old.st_mode);
+    return m_bForce && fstatat(Folder(), Wanted().name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(old.st_mode);
 }
 
 /// What lies past the end of the part was never written.
@@ -119,12 +132,23 @@ void CPartFile::TakeModeOf(const struct stat& old) {
     (void)fchmod(Fd(), mode);  // a disk that knows no permissions keeps none
 }
 
+/// What came with a tree's file. A disk that knows none of it keeps none.
+void CPartFile::TakeTraits() {
+    const EntryTraits& traits = Wanted().traits;
+    struct stat part {};
+    if (traits.executable && fstat(Fd(), &part) == 0) (void)fchmod(Fd(), (part.st_mode & 0777) | S_IXUSR);
+    const timespec modified{traits.seconds, static_cast<long>(traits.nanoseconds)};
+    const timespec times[] = {{0, UTIME_OMIT}, modified};
+    if (traits.dated) (void)futimens(Fd(), times);
+}
+
 bool CPartFile::PutUnderItsName() {
     const std::string& name = Wanted().name;
     struct stat old {};
     if (Replaces(old)) TakeModeOf(old);
-    const bool put = m_bForce ? renameat(m_nFolder, m_strPart.c_str(), m_nFolder, name.c_str()) == 0
-                              : RenameExclusively(m_nFolder, m_strPart, name);
+    TakeTraits();
+    const bool put = m_bForce ? renameat(Folder(), m_strPart.c_str(), Folder(), name.c_str()) == 0
+                              : RenameExclusively(Folder(), m_strPart, name);
     if (put) return true;
     if (errno == EEXIST) return Fail(Failure::Exists, "it has appeared meanwhile (--force replaces it)");
     return FailErrno("cannot rename the part");
@@ -133,11 +157,11 @@ bool CPartFile::PutUnderItsName() {
 bool CPartFile::Commit() {
     if (ftruncate(Fd(), static_cast<off_t>(Wanted().size)) != 0) return FailErrno("cannot cut to size");
     if (fsync(Fd()) != 0 && !IsUnknownHere(errno)) return FailErrno("cannot write to the disk");
-    if (!IsNamed(m_nFolder, m_strPart, Fd())) return Fail(Failure::Disk, m_strPart + " was replaced by somebody else");
+    if (!IsNamed(Folder(), m_strPart, Fd())) return Fail(Failure::Disk, m_strPart + " was replaced by somebody else");
     if (!PutUnderItsName()) return false;
     m_bOurs = false;
-    (void)unlinkat(m_nFolder, m_strMap.c_str(), 0);
-    if (fsync(m_nFolder) != 0 && errno != EBADF && !IsUnknownHere(errno))
+    (void)unlinkat(Folder(), m_strMap.c_str(), 0);
+    if (fsync(Folder()) != 0 && errno != EBADF && !IsUnknownHere(errno))
         return FailErrno("cannot write the directory to the disk");
     return true;
 }

@@ -12,7 +12,8 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now, bool
     Message message;
     if (m_bOver || length > static_cast<size_t>(kMaxDownstreamFrame)) return false;
     DecodeResult result = Decode(data, length, message);
-    if (result == DecodeResult::Ok && message.version != VersionOf(m_bSealed)) result = DecodeResult::OtherVersion;
+    if (result == DecodeResult::Ok && IsSealedVersion(message.version) != m_bSealed)
+        result = DecodeResult::OtherVersion;
     if (result == DecodeResult::OtherVersion && !m_bKnows && !Ended())
         FailTransfer(Failure::BadOffer, "the sender speaks another version of the file protocol");
     if (result != DecodeResult::Ok || std::holds_alternative<Status>(message.body) ||
@@ -62,6 +63,15 @@ void CReceiveEngine::OnBeacon(uint64_t transfer, const Beacon& beacon, uint64_t)
 
 void CReceiveEngine::BeginTransfer(uint64_t transfer, const Beacon& beacon) {
     m_files.clear();  // each writes down what it holds; the same content goes on from there
+    m_paths.clear();
+    m_ullPathBytes = 0;
+    m_bText = false;
+    m_nOpen = 0;
+    m_nAnnounced = m_nFailedFiles = 0;
+    m_ullKeptBytes = m_ullPassedBytes = 0;
+    m_nFirst = m_nNextOpen = 0;
+    m_lates.clear();
+    m_ended.clear();
     m_bKnows = true;
     m_ullTransfer = transfer;
     m_beacon = beacon;
@@ -80,28 +90,29 @@ void CReceiveEngine::NoteSerial(uint64_t serial, bool isBlock) {
     m_ullSerial = serial;
 }
 
-void CReceiveEngine::OnOffer(const Offer& offer) {
-    if (Ended() || AllOffered() || offer.index != m_files.size()) return;
+std::string CReceiveEngine::OfferProblem(const Offer& offer) {
     const uint32_t expected =
         m_files.empty() ? 0 : m_files.back().offer.firstBlock + BlocksOf(m_files.back().offer.size);
-    const bool fits = offer.firstBlock == expected && BlocksOf(offer.size) <= m_beacon.blocks - expected;
-    if (!fits) {
-        FailTransfer(Failure::BadOffer, "the sender's offers contradict each other");
+    if (offer.firstBlock != expected || BlocksOf(offer.size) > m_beacon.blocks - expected)
+        return "the sender's offers contradict each other";
+    const bool isText = offer.traits.kind == EntryKind::Text;
+    m_ullPathBytes += offer.name.size() + offer.traits.target.size();
+    if (m_ullPathBytes > kMaxPathBytes || (isText && m_bText)) return "the sender offers too much";
+    m_bText = m_bText || isText;
+    return isText || m_paths.insert(offer.name).second ? "" : "the sender offers two files of one name";
+}
+
+void CReceiveEngine::OnOffer(const Offer& offer) {
+    if (HasAll() || AllOffered() || offer.index != m_files.size()) return;
+    const std::string problem = OfferProblem(offer);
+    if (!problem.empty()) {
+        FailTransfer(Failure::BadOffer, problem);
         return;
     }
-    IncomingFile file;
+    IncomingFile& file = m_files.emplace_back();
     file.offer = offer;
-    switch (m_folder.Open(offer, file.store, file.problem, file.failure)) {
-        case OpenResult::Fetch:
-            break;
-        case OpenResult::AlreadyThere:
-            file.phase = IncomingFile::Phase::Checking;
-            break;
-        case OpenResult::Refused:
-            file.phase = IncomingFile::Phase::Failed;
-            break;
-    }
-    m_files.push_back(std::move(file));
+    OpenStore(file, m_nAnnounced == 0 && m_nOpen < kMaxOpenFiles);
+    if (file.IsLate() && !file.Ended()) m_lates.push_back(m_files.size() - 1);
     CheckRoom();
     m_bReportDue = AllOffered() || m_files.size() % kOffersPerTurn == 0;
 }
@@ -141,13 +152,6 @@ void CReceiveEngine::StoreBlock(IncomingFile& file, const Block& block) {
         return;
     }
     m_ullArrivedBytes += block.length;
-}
-
-void CReceiveEngine::EndFile(IncomingFile& file, Failure failure, const std::string& problem) {
-    file.phase = failure == Failure::None ? IncomingFile::Phase::Done : IncomingFile::Phase::Failed;
-    file.failure = failure;
-    file.problem = problem;
-    m_bReportDue = true;
 }
 
 void CReceiveEngine::FailTransfer(Failure failure, const std::string& problem) {
@@ -219,8 +223,10 @@ void CReceiveEngine::Report(uint64_t now, ILinkOut& link) {
             status.state = m_bKnows ? ReceiverState::Receiving : ReceiverState::Waiting;
     }
     status.bytes = Progress().heldBytes;
-    for (const IncomingFile& file : m_files) {
-        if (!m_bFits || Ended() || file.phase != IncomingFile::Phase::Fetching) continue;
+    for (size_t i = m_nFirst; m_bFits && !Ended() && i < m_files.size(); ++i) {
+        const IncomingFile& file = m_files[i];
+        if (file.phase == IncomingFile::Phase::Announced) break;
+        if (file.phase != IncomingFile::Phase::Fetching) continue;
         file.store->Have().AddLacking(file.offer.firstBlock, status.lacking);
     }
     if (now - m_ullFlushMs >= kHeartbeatMs) {
@@ -246,13 +252,15 @@ void CReceiveEngine::Leave(ILinkOut& link, ByeReason reason) {
 }
 
 std::string CReceiveEngine::Problem() const {
+    constexpr size_t kMostTold = 5;
     if (!m_strProblem.empty()) return m_strProblem;
     std::string text;
+    size_t failed = 0;
     for (const IncomingFile& file : m_files) {
-        if (file.phase != IncomingFile::Phase::Failed) continue;
+        if (file.phase != IncomingFile::Phase::Failed || ++failed > kMostTold) continue;
         text += (text.empty() ? "" : "; ") + Printable(m_folder.LocalName(file.offer.name)) + ": " + file.problem;
     }
-    return text;
+    return failed > kMostTold ? text + "; and " + std::to_string(failed - kMostTold) + " more" : text;
 }
 
 ReceiveProgress CReceiveEngine::Progress() const {
@@ -263,12 +271,13 @@ ReceiveProgress CReceiveEngine::Progress() const {
     progress.arrivedBytes = m_ullArrivedBytes;
     progress.damagedBlocks = m_nDamaged;
     progress.repeatedBlocks = m_nRepeated;
-    for (const IncomingFile& file : m_files) {
-        const bool done = file.phase == IncomingFile::Phase::Done;
-        progress.filesDone += done;
-        if (done)
+    progress.filesDone = static_cast<uint32_t>(m_ended.size()) - m_nFailedFiles;
+    progress.heldBytes = m_ullPassedBytes + m_ullKeptBytes;
+    for (size_t i = m_nFirst; i < m_files.size() && m_files[i].phase != IncomingFile::Phase::Announced; ++i) {
+        const IncomingFile& file = m_files[i];
+        if (file.phase == IncomingFile::Phase::Done)
             progress.heldBytes += file.offer.size;
-        else if (file.store && file.phase != IncomingFile::Phase::Failed)
+        else if (file.phase != IncomingFile::Phase::Failed)
             progress.heldBytes += file.HeldBytes();
     }
     return progress;

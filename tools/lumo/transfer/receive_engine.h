@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,16 +29,19 @@ struct ReceiveProgress {
 
 /// One file of the transfer.
 struct IncomingFile {
-    enum class Phase { Fetching, Verifying, Checking, Repairing, Done, Failed };
+    /// Announced: not opened yet, for others are.
+    enum class Phase { Announced, Fetching, Verifying, Checking, Repairing, Done, Failed };
     Offer offer;
-    std::unique_ptr<IFileStore> store;
+    std::unique_ptr<IFileStore> store;  ///< while it is open, and of a text or what is to be delivered also after it
+    uint64_t keptBytes = 0;             ///< that an earlier attempt has left, as long as it is not open
     Phase phase = Phase::Fetching;
     int repairs = 0;
     Failure failure = Failure::None;
     std::string problem;
 
     bool Ended() const { return phase == Phase::Done || phase == Phase::Failed; }
-    /// Of a file that has a store.
+    /// Folders and links are completed last: before that files come into the ones, and none may come by the others.
+    bool IsLate() const { return !offer.traits.HasContent(); }
     uint64_t HeldBytes() const;
 };
 
@@ -76,6 +80,8 @@ public:
     std::string Problem() const;
     ReceiveProgress Progress() const;
     const std::vector<IncomingFile>& Files() const { return m_files; }
+    /// Of those, the ones that have ended, in that order.
+    const std::vector<size_t>& EndedFiles() const { return m_ended; }
 
 private:
     static constexpr int kMaxRepairs = 2;
@@ -85,6 +91,10 @@ private:
     void OnBlock(const Block& block);
     void OnSenderBye(const SenderBye& bye);
     void BeginTransfer(uint64_t transfer, const Beacon& beacon);
+    /// Why an offer makes no sense beside the ones before it; empty: it does.
+    std::string OfferProblem(const Offer& offer);
+    /// Only looks what is there unless it may stay open.
+    void OpenStore(IncomingFile& file, bool stays);
     void NoteSerial(uint64_t serial, bool isBlock);
     IncomingFile* FileOf(uint32_t block);
     void StoreBlock(IncomingFile& file, const Block& block);
@@ -93,6 +103,10 @@ private:
     bool AllOffered() const { return m_bKnows && m_files.size() == m_beacon.files; }
     /// True when there is more to hash.
     bool VerifyStep();
+    void OpenAnnounced();
+    void PassEnded();
+    bool LateStep();
+    void NoteEnded(const IncomingFile& file);
     void OnVerified(IncomingFile& file, StoreStep step);
     void OnRepaired(IncomingFile& file, StoreStep step);
     /// True when there is more to deliver.
@@ -127,6 +141,18 @@ private:
     uint64_t m_ullTransfer = 0;
     Beacon m_beacon;  // of the transfer's first one that told its size
     std::vector<IncomingFile> m_files;
+    std::set<std::string> m_paths;  // of all of them
+    uint64_t m_ullPathBytes = 0;
+    bool m_bText = false;           // one of them is
+    uint32_t m_nOpen = 0;           // files that are open and have not ended
+    uint32_t m_nAnnounced = 0;      // they come behind all that are open
+    uint64_t m_ullKeptBytes = 0;    // of those
+    size_t m_nFirst = 0;            // all files before it have ended
+    uint64_t m_ullPassedBytes = 0;  // that came of those
+    size_t m_nNextOpen = 0;         // none before it is announced
+    std::vector<size_t> m_lates;    // that have not ended; the last is the next
+    std::vector<size_t> m_ended;
+    uint32_t m_nFailedFiles = 0;  // of those
     uint64_t m_ullSerial = 0;
     bool m_bInUse = true;  // the channel that the frame at hand came by
     uint64_t m_ullArrivedBytes = 0;

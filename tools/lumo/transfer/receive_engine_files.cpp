@@ -5,13 +5,86 @@
 
 namespace lumo {
 
-uint64_t IncomingFile::HeldBytes() const { return std::min(offer.size, uint64_t{store->Have().Held()} * kBlockSize); }
+uint64_t IncomingFile::HeldBytes() const {
+    return store ? std::min(offer.size, uint64_t{store->Have().Held()} * kBlockSize) : keptBytes;
+}
+
+void CReceiveEngine::OpenStore(IncomingFile& file, bool stays) {
+    using Phase = IncomingFile::Phase;
+    switch (m_folder.Open(file.offer, file.store, file.problem, file.failure)) {
+        case OpenResult::Fetch:
+            file.phase = Phase::Fetching;
+            break;
+        case OpenResult::AlreadyThere:
+            file.phase = Phase::Checking;
+            break;
+        case OpenResult::Refused:
+            file.phase = Phase::Failed;
+            NoteEnded(file);
+            break;
+    }
+    if (file.Ended() || file.IsLate()) return;
+    if (stays) {
+        ++m_nOpen;
+        return;
+    }
+    file.keptBytes = file.HeldBytes();
+    file.phase = Phase::Announced;
+    file.store.reset();
+    ++m_nAnnounced;
+    m_ullKeptBytes += file.keptBytes;
+}
+
+void CReceiveEngine::OpenAnnounced() {
+    for (; m_nOpen < kMaxOpenFiles && m_nNextOpen < m_files.size(); ++m_nNextOpen) {
+        IncomingFile& file = m_files[m_nNextOpen];
+        if (file.phase != IncomingFile::Phase::Announced) continue;
+        --m_nAnnounced;
+        m_ullKeptBytes -= file.keptBytes;
+        OpenStore(file, true);
+        m_bReportDue = true;
+    }
+}
+
+void CReceiveEngine::EndFile(IncomingFile& file, Failure failure, const std::string& problem) {
+    file.phase = failure == Failure::None ? IncomingFile::Phase::Done : IncomingFile::Phase::Failed;
+    file.failure = failure;
+    file.problem = problem;
+    if (!file.IsLate()) --m_nOpen;
+    if (!m_deliver && file.offer.traits.kind != EntryKind::Text) file.store.reset();
+    NoteEnded(file);
+    m_bReportDue = true;
+}
+
+void CReceiveEngine::PassEnded() {
+    for (; m_nFirst < m_files.size(); ++m_nFirst) {
+        const IncomingFile& file = m_files[m_nFirst];
+        if (!file.Ended() && !file.IsLate()) return;
+        if (file.phase == IncomingFile::Phase::Done) m_ullPassedBytes += file.offer.size;
+    }
+}
+
+void CReceiveEngine::NoteEnded(const IncomingFile& file) {
+    m_ended.push_back(static_cast<size_t>(&file - m_files.data()));
+    m_nFailedFiles += file.phase == IncomingFile::Phase::Failed;
+}
+
+bool CReceiveEngine::LateStep() {
+    constexpr int kAtOnce = 64;
+    if (m_nFirst < m_files.size() || !AllOffered() || m_lates.empty() || Ended()) return false;
+    for (int i = 0; i < kAtOnce && !m_lates.empty(); ++i) {
+        OnVerified(m_files[m_lates.back()], StoreStep::Good);
+        m_lates.pop_back();
+    }
+    return true;
+}
 
 void CReceiveEngine::CheckRoom() {
     if (m_bFits || Ended() || !AllOffered()) return;
     uint64_t lacking = 0;
     for (const IncomingFile& file : m_files) {
-        if (file.phase == IncomingFile::Phase::Fetching) lacking += file.offer.size - file.HeldBytes();
+        const bool comes = file.phase == IncomingFile::Phase::Fetching || file.phase == IncomingFile::Phase::Announced;
+        if (comes) lacking += file.offer.size - file.HeldBytes();
     }
     const uint64_t free = m_folder.FreeBytes();
     m_bFits = lacking <= free;
@@ -21,8 +94,13 @@ void CReceiveEngine::CheckRoom() {
 }
 
 bool CReceiveEngine::VerifyStep() {
-    for (IncomingFile& file : m_files) {
-        using Phase = IncomingFile::Phase;
+    PassEnded();
+    OpenAnnounced();
+    using Phase = IncomingFile::Phase;
+    for (size_t i = m_nFirst; i < m_files.size(); ++i) {
+        IncomingFile& file = m_files[i];
+        if (file.phase == Phase::Announced) break;
+        if (file.IsLate()) continue;
         if (file.phase == Phase::Fetching && file.store->Have().Full()) file.phase = Phase::Verifying;
         if (file.phase == Phase::Repairing)
             OnRepaired(file, file.store->Repair());
@@ -32,7 +110,7 @@ bool CReceiveEngine::VerifyStep() {
             continue;
         return true;
     }
-    return false;
+    return LateStep();
 }
 
 void CReceiveEngine::OnVerified(IncomingFile& file, StoreStep step) {
@@ -72,11 +150,14 @@ bool CReceiveEngine::DeliverStep() {
 
 void CReceiveEngine::CheckEnd() {
     if (HasAll() || !AllOffered()) return;
-    const auto ended = [](const IncomingFile& file) { return file.Ended(); };
-    if (!std::all_of(m_files.begin(), m_files.end(), ended)) {
-        const auto fetching = [](const IncomingFile& file) { return file.phase == IncomingFile::Phase::Fetching; };
-        m_state =
-            std::any_of(m_files.begin(), m_files.end(), fetching) ? ReceiveState::Receiving : ReceiveState::Verifying;
+    PassEnded();
+    if (m_nFirst < m_files.size() || !m_lates.empty()) {
+        const auto comes = [](const IncomingFile& file) {
+            using Phase = IncomingFile::Phase;
+            return !file.IsLate() && (file.phase == Phase::Fetching || file.phase == Phase::Announced);
+        };
+        const auto first = m_files.begin() + static_cast<std::ptrdiff_t>(m_nFirst);
+        m_state = std::any_of(first, m_files.end(), comes) ? ReceiveState::Receiving : ReceiveState::Verifying;
         return;
     }
     m_state = m_deliver ? ReceiveState::Delivering : ReceiveState::Done;

@@ -8,10 +8,22 @@
 
 namespace lumo {
 
+namespace {
+
+/// Whether receivers must know more than files.
+bool IsTree(const std::vector<std::unique_ptr<IFileSource>>& files) {
+    return std::any_of(files.begin(), files.end(), [](const auto& file) {
+        return file->Traits().kind != EntryKind::File || file->Name().find('/') != std::string::npos;
+    });
+}
+
+}  // namespace
+
 CSendEngine::CSendEngine(uint64_t transfer, std::vector<std::unique_ptr<IFileSource>> files, const SendOptions& options)
     : m_ullTransfer(transfer),
       m_files(std::move(files)),
       m_options(options),
+      m_nVersion(VersionOf(options.sealed, IsTree(m_files))),
       m_rate(options.bytesPerSecond),
       m_frame(kSealRoomBefore + kBlockHeaderLength + kBlockSize + kSealRoomAfter) {}
 
@@ -114,10 +126,12 @@ void CSendEngine::Fail(const IFileSource& file) {
 void CSendEngine::Prepare() {
     if (m_nHashed < m_files.size()) {
         IFileSource& file = *m_files[m_nHashed];
-        if (file.HashStep())
+        if (file.HashStep()) {
             ++m_nHashed;
-        else if (!file.Problem().empty())
+            file.Rest();
+        } else if (!file.Problem().empty()) {
             Fail(file);
+        }
     }
     if (m_state == SendState::Preparing && m_nHashed == m_files.size()) Number();
 }

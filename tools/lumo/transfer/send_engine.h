@@ -81,13 +81,12 @@ private:
     /// For how long it stays for others; 0: it may go.
     uint64_t StayMs(uint64_t now) const;
     void Fail(const IFileSource& file);
-    std::string Put(MessageBody body) const {
-        return Encode({m_ullTransfer, std::move(body), VersionOf(m_options.sealed)});
-    }
+    std::string Put(MessageBody body) const { return Encode({m_ullTransfer, std::move(body), m_nVersion}); }
 
     const uint64_t m_ullTransfer;
     const std::vector<std::unique_ptr<IFileSource>> m_files;
     const SendOptions m_options;
+    const uint8_t m_nVersion;  // of what it says
     SendState m_state = SendState::Preparing;
     std::string m_strProblem;
 
@@ -100,6 +99,7 @@ private:
     std::array<CSendLane, kMaxLanes> m_lanes;
     CRateLimit m_rate;
     uint64_t m_ullSentBytes = 0;
+    size_t m_nRead = 0;         // the file that was read last
     std::vector<char> m_frame;  // of a block, with room around it
 
     bool m_bStarted = false;

@@ -4,6 +4,7 @@
 #include <lumomedia/seal.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace lumo {
 
@@ -31,7 +32,7 @@ void CSendEngine::SendConfirm(CSendLane& lane, ILinkOut& link) {
 }
 
 void CSendEngine::SendOffers(uint64_t now, size_t index, ILinkOut& link) {
-    uint32_t first = kMaxFiles;
+    uint32_t first = kMaxEntries;
     for (auto& [id, entry] : m_receivers.Entries()) {
         const bool here = entry.lane == index && CReceiverTable::Alive(entry, now);
         const bool lacks = here && entry.knowsTransfer && entry.offers < m_files.size();
@@ -49,6 +50,7 @@ void CSendEngine::SendOffers(uint64_t now, size_t index, ILinkOut& link) {
         offer.size = m_files[i]->Size();
         offer.sha256 = m_files[i]->Sha256();
         offer.name = m_files[i]->Name();
+        offer.traits = m_files[i]->Traits();
         link.Send(Put(std::move(offer)));
         ++m_lanes.at(index).behindBeacon;
     }
@@ -72,6 +74,7 @@ bool CSendEngine::SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILink
     lane.cursor = block + 1;
     const auto after = std::upper_bound(m_firstBlocks.begin(), m_firstBlocks.end(), block);
     const auto index = static_cast<size_t>(after - m_firstBlocks.begin()) - 1;
+    if (index != m_nRead) m_files[std::exchange(m_nRead, index)]->Rest();
     IFileSource& file = *m_files[index];
     const uint32_t local = block - m_firstBlocks[index];
     char* const frame = m_frame.data() + kSealRoomBefore;
@@ -82,8 +85,7 @@ bool CSendEngine::SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILink
     }
     const uint32_t length = BlockLength(file.Size(), local);
     lane.sent.Add(block, now);
-    PutBlockHeader(frame, m_ullTransfer, Block{lane.sent.Last(), block, BlockChecksum(data, length)},
-                   VersionOf(m_options.sealed));
+    PutBlockHeader(frame, m_ullTransfer, Block{lane.sent.Last(), block, BlockChecksum(data, length)}, m_nVersion);
     link.SendInPlace(frame, static_cast<int>(kBlockHeaderLength + length));
     lane.pace.OnQueued();
     ++lane.behindBeacon;
