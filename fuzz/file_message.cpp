@@ -3,6 +3,7 @@
 #include "support/records.h"
 #include "tools/lumo/transfer/receive_engine.h"
 #include "tools/lumo/transfer/send_engine.h"
+#include "tools/lumo/transfer/tree_source.h"
 
 #include <cstdlib>
 
@@ -15,12 +16,12 @@ constexpr uint64_t kTransfer = 0x1122334455667788;
 /// The middle ones by what decoding says, and then by the place of the body among those that a message may have.
 const std::vector<std::string> kReached{"stored",       "foreign",  "other version", "malformed",      "beacon",
                                         "offer",        "block",    "confirm",       "sender bye",     "status",
-                                        "receiver bye", "answered", "taken sealed",  "names newcomers"};
+                                        "receiver bye", "answered", "taken sealed",  "names newcomers", "made",           "tree offered"};
 CReach g_reach("file_message", kReached);
 
 class CMemoryStore : public IFileStore {
 public:
-    explicit CMemoryStore(uint64_t size) : m_have(BlocksOf(size)) {}
+    explicit CMemoryStore(const Offer& offer) : m_have(BlocksOf(offer.size)), m_bLate(!offer.traits.HasContent()) {}
     const CBlockMap& Have() const override { return m_have; }
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t) override {
         if (std::string(data, length).size() != length) std::abort();
@@ -30,13 +31,17 @@ public:
     }
     StoreStep Verify() override { return StoreStep::Good; }
     StoreStep Repair() override { return StoreStep::Good; }
-    bool Commit() override { return true; }
+    bool Commit() override {
+        if (m_bLate) g_reach.Hit("made");
+        return true;
+    }
     void Flush() override {}
     const std::string& Problem() const override { return m_problem; }
     Failure Reason() const override { return Failure::None; }
 
 private:
     CBlockMap m_have;
+    const bool m_bLate;
     std::string m_problem;
 };
 
@@ -49,7 +54,7 @@ public:
             reason = Failure::NoSpace;
             return OpenResult::Refused;
         }
-        store = std::make_unique<CMemoryStore>(offer.size);
+        store = std::make_unique<CMemoryStore>(offer);
         return OpenResult::Fetch;
     }
     uint64_t FreeBytes() const override { return 64U << 20; }
@@ -84,6 +89,8 @@ public:
         if (Decode(data, static_cast<size_t>(length), message) != DecodeResult::Ok) std::abort();
         g_reach.Hit("answered");
         const auto* beacon = std::get_if<Beacon>(&message.body);
+        const auto* offer = std::get_if<Offer>(&message.body);
+        if (offer && !offer->traits.HasContent()) g_reach.Hit("tree offered");
         if (beacon && !beacon->receivers.empty()) g_reach.Hit("names newcomers");
         const bool sealed = message.version == kSealedVersion && message.transfer == kTransfer;
         if (sealed && std::holds_alternative<Status>(message.body)) g_reach.Hit("taken sealed");
@@ -97,12 +104,13 @@ void Look(const std::string& frame) {
     g_reach.Hit(kReached[which]);
 }
 
-void Exchange(const std::vector<std::string>& frames, bool sealed) {
+void Exchange(const std::vector<std::string>& frames, bool sealed, bool tree) {
     CMemoryFolder folder;
     CSinkLink link;
     CReceiveEngine receiver(42, folder, 60000, sealed);
     std::vector<std::unique_ptr<IFileSource>> files;
     files.push_back(std::make_unique<CMemorySource>());
+    if (tree) files.push_back(std::make_unique<CEntrySource>("folder", EntryTraits{EntryKind::Folder}));
     SendOptions options;
     options.sealed = sealed;
     CSendEngine sender(kTransfer, std::move(files), options);
@@ -124,6 +132,8 @@ void Exchange(const std::vector<std::string>& frames, bool sealed) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<std::string> frames = Records(data, size);
     for (const std::string& frame : frames) Look(frame);
-    for (const bool sealed : {false, true}) Exchange(frames, sealed);
+    for (const bool sealed : {false, true}) {
+        for (const bool tree : {false, true}) Exchange(frames, sealed, tree);
+    }
     return 0;
 }

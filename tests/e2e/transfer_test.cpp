@@ -114,6 +114,26 @@ TEST_F(Transfer, GoesFromStandardInputToStandardOutput) {
     EXPECT_EQ(receiver.Errors(), "");
 }
 
+TEST_F(Transfer, WordsComeOutOfTheProgramAndIntoNoFolder) {
+    StartRelay();
+    const std::string words = "see you at 8\n\x1b]0;x\x07";
+    for (const bool tooLong : {false, true}) {
+        CPipe pipe;
+        Process& sender = Client("send --text - --channel 77 --receivers 1", pipe.read.Get());
+        pipe.Write(tooLong ? content.substr(0, (64 << 10) + 1) : words);
+        pipe.write.Reset();
+        if (!tooLong) {
+            fs::create_directory(folder / "out");
+            Process& receiver = Lumo("receive 77 --quiet --out out" + Mcu());
+            End(receiver);
+            EXPECT_EQ(receiver.Output(), words);
+            EXPECT_TRUE(fs::is_empty(folder / "out"));
+        }
+        End(sender, tooLong ? 1 : 0);
+    }
+    End(Client("send"), 2);
+}
+
 TEST_F(Transfer, GoesOnWhereItWasWhenASideIsKilledAndStartedAnew) {
     StartRelay();
     for (const std::string way : {"relay", "p2p", "p2p-tcp", "auto"}) {

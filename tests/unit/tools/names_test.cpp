@@ -1,4 +1,5 @@
 // Names, addresses and flags that people and strangers write.
+#include "tools/lumo/commands/arrivals.h"
 #include "tools/lumo/commands/commands.h"
 #include "tools/lumo/net/proxy_url.h"
 #include "tools/lumo/net/relay_route.h"
@@ -36,6 +37,7 @@ TEST(FileName, PartsFitTheDirectoryAndStayApart) {
     EXPECT_EQ(MapName(one).size(), 255U);
     EXPECT_NE(PartName(one), MapName(one));
     EXPECT_EQ(Printable("a\x1b]0;x\x07 b\xFF"), "a?]0;x? b?");
+    EXPECT_EQ(ForTerminal("a\x1b[2J\tb\r\n\xC2\x9B"), "a?[2J\tb?\n?\n");
     EXPECT_EQ(BaseName("/tmp/x/y.tar"), "y.tar");
     EXPECT_EQ(BaseName("dir/"), "");
 }

@@ -1,5 +1,6 @@
 #include "tools/lumo/commands/commands.h"
 
+#include "tools/lumo/commands/arrivals.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/receive_paths.h"
 #include "tools/lumo/net/sealed_link.h"
@@ -72,27 +73,6 @@ nlohmann::json DetailsOf(const ReceiveProgress& progress, const CPathSwitch& pat
             {"path", paths.PathText()}};
 }
 
-void ReportFiles(const CReceiveEngine& engine, const IFileFolder& folder, const std::string& path,
-                 CProgressPrinter& printer) {
-    for (const IncomingFile& file : engine.Files()) {
-        const bool done = file.phase == IncomingFile::Phase::Done;
-        const std::string name = folder.LocalName(file.offer.name);
-        if (done)
-            printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  verified, " +
-                         path);
-        if (done && name == VisibleName(file.offer.name) && name != file.offer.name)
-            printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
-        nlohmann::json event{{"event", "file"},
-                             {"name", file.offer.name},
-                             {"bytes", file.offer.size},
-                             {"sha256", HexOf(file.offer.sha256)},
-                             {"done", done},
-                             {"problem", file.problem}};
-        if (done) event["stored_as"] = name;
-        printer.Event(event);
-    }
-}
-
 // NOLINTNEXTLINE(bugprone-exception-escape): what the JSON library promises of its moves
 struct Outcome {
     std::string path;
@@ -111,11 +91,10 @@ struct Outcome {
     }
 };
 
-int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const IFileFolder& folder,
-           const Outcome& outcome, CProgressPrinter& printer) {
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome,
+           CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
-    ReportFiles(engine, folder, outcome.path, printer);
     if (engine.State() == ReceiveState::Done) {
         code = kExitDone;
         result = "done";
@@ -207,6 +186,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     // Verified data go out in the order of the offers.
     if (command.ToStdout())
         engine.DeliverBy([&](const auto& files, std::string& why) { return output.Step(files, why); });
+    CArrivals arrivals(folder, command.ToStdout(), printer);
     CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Subscriber);
     bool pathShown = false;
     printer.Note("waiting for channel " + std::to_string(route.channel) + " at " + route.mcu.Text() + PlainNote(route));
@@ -224,6 +204,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         outcome.verdict = opener.Verdict(now);
         SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready()), watch, printer);
         const uint64_t wait = engine.Tick(now, sealed);
+        arrivals.Tell(engine, paths.PathText());
         if (engine.Over()) break;
         if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress()), DetailsOf(engine.Progress(), paths));
         if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(), paths));
@@ -243,7 +224,8 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     // A sender that we do not understand would not understand us.
     if (!IsInVain(outcome.verdict)) SayGoodbye(engine, sealed, paths, reason, loop, {&sealed});
     paths.Close();
-    return Finish(command, engine, folder, outcome, printer);
+    arrivals.Finish(engine, outcome.path);
+    return Finish(command, engine, outcome, printer);
 }
 
 int Run(const ReceiveCommand& command) {
@@ -267,7 +249,8 @@ int Run(const ReceiveCommand& command) {
 
 void AddReceiveCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<ReceiveCommand>();
-    CCommand receive = root.Sub("receive", "Receive the files that somebody sends under a channel number");
+    CCommand receive =
+        root.Sub("receive", "Receive the files, folders and words that somebody sends under a channel number");
     command->common.link.AddTakerTo(receive);
     command->common.AddTo(receive, 60, true);
     command->common.AddStatsTo(receive);
@@ -275,7 +258,7 @@ void AddReceiveCommand(CCommand& root, int& exitCode) {
                 "A nearer server that relays from the sender's. Both must listen on the same port");
     receive
         .Add("-o,--out DIRECTORY|FILE", command->out,
-             "For the files, or a name for the one that comes; - is standard output")
+             "For files and folders, or a name for the one file that comes; - is standard output")
         .ShowDefault();
     receive.AddFlag("--force", command->rules.force, "Replace files that exist; they keep their permissions");
     receive.AddFlag("--allow-hidden", command->rules.allowHidden,

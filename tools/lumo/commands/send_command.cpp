@@ -214,6 +214,10 @@ int Run(const SendCommand& command) {
     Sources sources;
     std::string problem;
     int code = kExitUsage;
+    if (command.what.Empty()) {
+        printer.Error("nothing to send: name files or folders, or give --text");
+        return code;
+    }
     const LinkOptions& links = command.common.link;
     if (links.Make(LinkMedium::File, command.common.mcu, link, problem, code) &&
         command.common.ToRoute(link, route, problem, code)) {
@@ -238,8 +242,11 @@ int Run(const SendCommand& command) {
 void AddSendCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<SendCommand>();
     CCommand send = root.Sub("send", "Send files and folders through a relay server to everybody who asks");
-    send.Add("FILE", command->what.files, "Files to send, and folders with all that is in them; - is standard input")
-        .Required();
+    send.Add("FILE", command->what.files,
+             "Files to send, and folders with all that is in them; - is standard input");
+    send.Add("--text TEXT", command->what.text,
+             "Words for the receivers' terminals, 64 KiB at most; - reads them from standard input, where no other "
+             "user of this machine sees them");
     command->common.AddTo(send, 600, false);
     command->common.AddStatsTo(send);
     command->common.link.AddMakerTo(send);
@@ -253,6 +260,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     send.Add("--name NAME", command->what.name, "Name of what comes from standard input").ShowDefault();
     send.Example("lumo send holiday.mkv --mcu relay.example", "Shows the line that your friend types");
     send.Example("lumo send photos notes.txt", "A folder and a file; LUMO_MCU names the server");
+    send.Example("lumo send --text 'See you at 8'", "Words, which the receiver's terminal shows");
     send.Example("tar c photos | lumo send - --name photos.tar --receivers 3", "A pipe, for three friends");
     send.OnRun([command, &exitCode] { exitCode = Run(*command); });
 }

@@ -87,6 +87,34 @@ bool AddSource(const std::string& path, const std::string& name, Sources& source
     return true;
 }
 
+bool ReadAll(int input, std::string& text, std::string& problem) {
+    char piece[4096];
+    while (text.size() <= kMaxTextLength) {
+        const ssize_t got = read(input, piece, sizeof piece);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return Fail("-", ErrorText(errno), problem);
+        if (got == 0) break;
+        text.append(piece, static_cast<size_t>(got));
+    }
+    return true;
+}
+
+bool AddText(const SendWishes& wishes, Sources& sources, std::string& problem) {
+    if (wishes.text.empty()) return true;
+    std::string text = wishes.text == "-" ? "" : wishes.text;
+    const bool twice = text.empty() && std::count(wishes.files.begin(), wishes.files.end(), "-") > 0;
+    if (twice) return Fail("-", "standard input is either the text or a file", problem);
+    if (text.empty() && !ReadAll(STDIN_FILENO, text, problem)) return false;
+    if (text.size() > kMaxTextLength) {
+        problem = "the text is longer than 64 KiB; send it as a file";
+        return false;
+    }
+    EntryTraits traits;
+    traits.kind = EntryKind::Text;
+    sources.push_back(std::make_unique<CEntrySource>("text", std::move(traits), std::move(text)));
+    return true;
+}
+
 /// What no receiver would take.
 std::string SizeProblem(const Sources& sources) {
     uint64_t bytes = 0;
@@ -118,7 +146,7 @@ bool OpenSources(const SendWishes& wishes, Sources& sources, LeftOut& leftOut, s
         return false;
     }
     std::replace(paths.begin(), paths.end(), std::string("-"), wishes.name);
-    if (!NameApart(paths, names, problem)) return false;
+    if (!AddText(wishes, sources, problem) || !NameApart(paths, names, problem)) return false;
     for (size_t i = 0; i < names.size(); ++i) {
         const bool added = wishes.files[i] == "-" ? AddStandardInput(wishes, names[i], sources, problem)
                                                   : AddSource(wishes.files[i], names[i], sources, leftOut, problem);

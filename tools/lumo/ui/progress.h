@@ -55,6 +55,8 @@ public:
     void Show(uint64_t now, const LiveView& view, nlohmann::json details);
     /// What is drawn stays, and whatever comes goes below it.
     void LeaveLine();
+    /// What is drawn goes, for others to write there.
+    void Wipe();
     /// A line of its own, whatever is being drawn; nothing in quiet mode.
     void Note(const std::string& line);
     /// The same as an event of the JSON stream.
@@ -67,7 +69,6 @@ public:
 
 private:
     void Draw(const std::string& line);
-    void Wipe();
 
     const ProgressMode m_mode;
     std::FILE* const m_pJson;
