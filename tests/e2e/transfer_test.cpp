@@ -175,8 +175,10 @@ TEST_F(Transfer, AFolderArrivesAsItIsAndGoesOnWhereItWas) {
         stopped.Signal(SIGINT);
         End(stopped, 1);
         EXPECT_TRUE(fs::exists(folder / top / "a/x.part"));
-        EXPECT_LT(End(Receive(out, way))["arrived_bytes"], content.size()) << "it began anew";
-        End(sender);
+        const Json end = End(Receive(out, way)), sent = End(sender);
+        EXPECT_LT(end["arrived_bytes"], content.size()) << "it began anew";
+        EXPECT_EQ(end["came"].dump(), R"({"bytes":6291466,"files":3,"folders":4,"links":1,"texts":0})");
+        EXPECT_EQ(end["came"], sent["offered"]);
         EXPECT_TRUE(folder.Get(top + "/a/x") == content);
         EXPECT_EQ(folder.Get(top + "/b/x") + folder.Get(out + "/x"), "otherother");
         EXPECT_TRUE(fs::is_empty(folder / top / "empty"));

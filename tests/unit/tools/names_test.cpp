@@ -116,6 +116,8 @@ TEST(Progress, FiguresForPeople) {
     view.total = 100;
     EXPECT_EQ(BarText(view, 5, 15, 70), "receiving [#####...............] 25 %  25 B of 100 B  5 B/s  0:15 left");
     for (size_t width = 1; width < 100; ++width) EXPECT_LE(BarText(view, 5, 15, width).size(), width);
+    EXPECT_EQ(FileText({"a/x.jpg", 25, 100}, 30), "  a/x.jpg  25 %  of 100 B");
+    EXPECT_EQ(FileText({"abc\u00e4x", 0, 100}, 20), "  \u00e4x  0 %  of 100 B");
     view.rests = true;
     EXPECT_EQ(BarText(view, 5, 15, 70), "receiving");
 }

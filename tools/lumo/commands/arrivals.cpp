@@ -2,6 +2,7 @@
 
 #include "tools/lumo/transfer/disk_file.h"
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/transfer/tree_path.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,10 +14,6 @@
 
 namespace lumo {
 namespace {
-
-constexpr const char* kKindNames[] = {"file", "folder", "link", "text"};
-
-const char* KindName(const IncomingFile& file) { return kKindNames[static_cast<size_t>(file.offer.traits.kind)]; }
 
 std::string WordsIn(const IncomingFile& file) {
     auto* words = dynamic_cast<CDiskFile*>(file.store.get());
@@ -52,6 +49,7 @@ void CArrivals::Say(const IncomingFile& file) {
 void CArrivals::TellOne(const IncomingFile& file, const std::string& path) {
     const bool done = file.phase == IncomingFile::Phase::Done;
     const std::string name = m_folder.LocalName(file.offer.name);
+    if (done) m_done.Add(file.offer.traits.kind, file.offer.size);
     if (file.offer.traits.kind == EntryKind::Text && done) {
         Say(file);
         return;
@@ -59,10 +57,11 @@ void CArrivals::TellOne(const IncomingFile& file, const std::string& path) {
     if (done && file.offer.traits.kind == EntryKind::File)
         m_printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  verified, " +
                        path);
-    if (done && name == VisibleName(file.offer.name) && name != file.offer.name)
+    const bool renamed = name == VisibleName(file.offer.name) && name != file.offer.name;
+    if (done && renamed && ParentOf(name).empty())
         m_printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
     nlohmann::json event{{"event", "file"},
-                         {"kind", KindName(file)},
+                         {"kind", EntryCounts::Name(file.offer.traits.kind)},
                          {"name", file.offer.name},
                          {"bytes", file.offer.size},
                          {"sha256", HexOf(file.offer.sha256)},
@@ -74,7 +73,10 @@ void CArrivals::TellOne(const IncomingFile& file, const std::string& path) {
 
 void CArrivals::Tell(const CReceiveEngine& engine, const std::string& path) {
     const std::vector<size_t>& ended = engine.EndedFiles();
-    if (ended.size() < m_nTold) m_nTold = 0;  // the sender has begun anew
+    if (ended.size() < m_nTold) {  // the sender has begun anew
+        m_nTold = 0;
+        m_done = EntryCounts();
+    }
     for (; m_nTold < ended.size(); ++m_nTold) TellOne(engine.Files()[ended[m_nTold]], path);
 }
 
@@ -83,6 +85,20 @@ void CArrivals::Finish(const CReceiveEngine& engine, const std::string& path) {
     for (const IncomingFile& file : engine.Files()) {
         if (!file.Ended()) TellOne(file, path);
     }
+    const size_t all = engine.Files().size();
+    if (all < 2) return;
+    const bool whole = engine.State() == ReceiveState::Done;
+    m_printer.Note("in all " + m_done.Text() + (whole ? "  verified, " + path : " of " + std::to_string(all) + " came"));
+}
+
+std::vector<FileView> CArrivals::InFlight(const CReceiveEngine& engine) const {
+    std::vector<FileView> views;
+    if (engine.Progress().files < 2) return views;
+    for (const size_t index : engine.FilesInFlight(ProgressView::kMostFiles)) {
+        const IncomingFile& file = engine.Files()[index];
+        views.push_back({Printable(m_folder.LocalName(file.offer.name)), file.HeldBytes(), file.offer.size});
+    }
+    return views;
 }
 
 }  // namespace lumo

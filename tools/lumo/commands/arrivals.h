@@ -1,11 +1,13 @@
 // What `lumo receive` says of the files, folders and words that have come.
 #pragma once
 
+#include "tools/lumo/commands/entry_counts.h"
 #include "tools/lumo/transfer/receive_engine.h"
 #include "tools/lumo/ui/progress.h"
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace lumo {
 
@@ -22,6 +24,9 @@ public:
     void Tell(const CReceiveEngine& engine, const std::string& path);
     /// Of all that have not ended, and the total of several.
     void Finish(const CReceiveEngine& engine, const std::string& path);
+    const EntryCounts& Done() const { return m_done; }
+    /// What is in flight, of several.
+    std::vector<FileView> InFlight(const CReceiveEngine& engine) const;
 
 private:
     void TellOne(const IncomingFile& file, const std::string& path);
@@ -31,6 +36,7 @@ private:
     const bool m_bDelivered;
     CProgressPrinter& m_printer;
     size_t m_nTold = 0;
+    EntryCounts m_done;
 };
 
 }  // namespace lumo

@@ -52,8 +52,10 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
     return std::make_unique<CFileFolder>(std::move(folder), rules);
 }
 
-ProgressView ViewOf(const ReceiveProgress& progress) {
+ProgressView ViewOf(const CReceiveEngine& engine, const CArrivals& arrivals) {
+    const ReceiveProgress progress = engine.Progress();
     ProgressView view;
+    view.files = arrivals.InFlight(engine);
     view.words = progress.state == ReceiveState::Waiting      ? "waiting for the sender"
                  : progress.state == ReceiveState::Receiving  ? "receiving"
                  : progress.state == ReceiveState::Delivering ? "writing to standard output"
@@ -92,7 +94,7 @@ struct Outcome {
 };
 
 int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome,
-           CProgressPrinter& printer) {
+           const EntryCounts& came, CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
     if (engine.State() == ReceiveState::Done) {
@@ -124,6 +126,7 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Ou
                    {"server", outcome.server.Name()},
                    {"path", outcome.path},
                    {"bytes", progress.heldBytes},
+                   {"came", came.Json()},
                    {"arrived_bytes", progress.arrivedBytes},
                    {"seconds", outcome.Seconds()},
                    {"until_first_byte", outcome.UntilFirstByte()},
@@ -206,7 +209,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         const uint64_t wait = engine.Tick(now, sealed);
         arrivals.Tell(engine, paths.PathText());
         if (engine.Over()) break;
-        if (printer.Due(now)) printer.Show(now, ViewOf(engine.Progress()), DetailsOf(engine.Progress(), paths));
+        if (printer.Due(now)) printer.Show(now, ViewOf(engine, arrivals), DetailsOf(engine.Progress(), paths));
         if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(), paths));
         loop.Wait(paths.WakeFd(), wait);
         paths.Rest();
@@ -225,7 +228,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
     if (!IsInVain(outcome.verdict)) SayGoodbye(engine, sealed, paths, reason, loop, {&sealed});
     paths.Close();
     arrivals.Finish(engine, outcome.path);
-    return Finish(command, engine, outcome, printer);
+    return Finish(command, engine, outcome, arrivals.Done(), printer);
 }
 
 int Run(const ReceiveCommand& command) {

@@ -1,5 +1,6 @@
 #include "tools/lumo/commands/commands.h"
 
+#include "tools/lumo/commands/entry_counts.h"
 #include "tools/lumo/commands/send_sources.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"
@@ -44,7 +45,22 @@ void TellStay(const CSendEngine& engine, uint64_t now, uint32_t& told, CProgress
     printer.Event({{"event", "staying"}, {"complete", told}, {"seconds", seconds}});
 }
 
-ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
+/// Of several files, those of which every block has left.
+void TellSent(const CSendEngine& engine, size_t& told, CProgressPrinter& printer) {
+    for (; engine.Files().size() > 1 && told < engine.SentFiles().size(); ++told) {
+        const IFileSource& file = *engine.Files()[engine.SentFiles()[told]];
+        printer.Note(Printable(file.Name()) + "  " + BytesText(static_cast<double>(file.Size())) + "  sent");
+        printer.Event({{"event", "file_sent"}, {"name", file.Name()}, {"bytes", file.Size()}});
+    }
+}
+
+EntryCounts CountsOf(const CSendEngine& engine) {
+    EntryCounts counts;
+    for (const auto& file : engine.Files()) counts.Add(file->Traits().kind, file->Size());
+    return counts;
+}
+
+ProgressView ViewOf(const CSendEngine& engine, const SendProgress& progress, const CSendPaths& paths) {
     ProgressView view;
     const bool preparing = progress.state == SendState::Preparing;
     view.words = preparing                ? "hashing"
@@ -56,6 +72,10 @@ ProgressView ViewOf(const SendProgress& progress, const CSendPaths& paths) {
     view.total = progress.totalBytes;
     view.moved = view.done;
     view.rests = !preparing && (progress.stayMs || progress.alive == 0);
+    const IFileSource& current = *engine.Files()[engine.CurrentFile()];
+    const uint64_t left = engine.LeftOfCurrent();
+    if (engine.Files().size() > 1 && progress.unfinished > 0 && left < current.Size())
+        view.files.push_back({Printable(current.Name()), left, current.Size()});
     return view;
 }
 
@@ -88,6 +108,7 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
     if (engine.State() == SendState::Done || (interrupted && (command.keep || progress.stayMs))) {
         code = kExitDone;
         result = "done";
+        if (engine.Files().size() > 1) printer.Note("in all " + CountsOf(engine).Text());
         printer.Note(CompleteText(progress.complete) + ": " + PathsOf(progress, paths));
     } else if (interrupted) {
         result = "interrupted";
@@ -106,6 +127,7 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
                    {"result", result},
                    {"exit", code},
                    {"complete", progress.complete},
+                   {"offered", CountsOf(engine).Json()},
                    {"paths", PathsOf(progress, paths)},
                    {"failed", progress.failed},
                    {"server", watch.Trouble().Name()},
@@ -170,6 +192,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     CStrangers strangers;
     bool strange = false;
     uint32_t told = 0;
+    size_t toldFiles = 0;
     while (!engine.Over() && !loop.Interrupted() && !watch.InVain()) {
         const uint64_t now = CToolLoop::Now();
         const bool more = Hear(paths, opener, strangers, engine, now);
@@ -181,10 +204,11 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
         SayServerNews(watch.Poll(now, !paths.WaitsForServer()), watch, printer);
         if (!std::exchange(strange, IsInVain(opener.Verdict(now))) && strange) printer.Note(kStrangers);
         const uint64_t wait = engine.Tick(now, paths.Links());
+        TellSent(engine, toldFiles, printer);
         TellStay(engine, now, told, printer);
         if (printer.Due(now)) {
             const SendProgress progress = engine.Progress(now);
-            printer.Show(now, ViewOf(progress, paths), DetailsOf(progress, paths));
+            printer.Show(now, ViewOf(engine, progress, paths), DetailsOf(progress, paths));
         }
         if (stats.Due(now)) stats.Write(now, DetailsOf(engine.Progress(now), paths));
         loop.Wait(paths.WakeFd(), more ? 0 : wait);

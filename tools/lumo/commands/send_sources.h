@@ -12,7 +12,7 @@ namespace lumo {
 struct SendWishes {
     std::vector<std::string> files;  ///< and folders; "-": standard input
     std::string name = "stdin";      ///< of what comes from there
-    std::string text;                ///< "-": that from standard input; empty: none
+    std::string text{};              ///< "-": that from standard input; empty: none
 
     bool Empty() const { return files.empty() && text.empty(); }
 };

@@ -67,7 +67,7 @@ struct EntryTraits {
     bool dated = false;       ///< when it was modified is known
     int64_t seconds = 0;
     uint32_t nanoseconds = 0;
-    std::string target;  ///< of a link
+    std::string target{};  ///< of a link
 
     bool HasContent() const { return kind == EntryKind::File || kind == EntryKind::Text; }
 };

@@ -82,6 +82,8 @@ public:
     const std::vector<IncomingFile>& Files() const { return m_files; }
     /// Of those, the ones that have ended, in that order.
     const std::vector<size_t>& EndedFiles() const { return m_ended; }
+    /// Those of which some has come, or that are verified, so many at most.
+    std::vector<size_t> FilesInFlight(size_t most) const;
 
 private:
     static constexpr int kMaxRepairs = 2;

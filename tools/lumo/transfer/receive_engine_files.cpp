@@ -69,6 +69,16 @@ void CReceiveEngine::NoteEnded(const IncomingFile& file) {
     m_nFailedFiles += file.phase == IncomingFile::Phase::Failed;
 }
 
+std::vector<size_t> CReceiveEngine::FilesInFlight(size_t most) const {
+    std::vector<size_t> found;
+    for (size_t i = m_nFirst; i < m_files.size() && found.size() < most; ++i) {
+        const IncomingFile& file = m_files[i];
+        if (file.phase == IncomingFile::Phase::Announced) break;
+        if (!file.IsLate() && !file.Ended() && file.HeldBytes() > 0) found.push_back(i);
+    }
+    return found;
+}
+
 bool CReceiveEngine::LateStep() {
     constexpr int kAtOnce = 64;
     if (m_nFirst < m_files.size() || !AllOffered() || m_lates.empty() || Ended()) return false;

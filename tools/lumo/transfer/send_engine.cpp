@@ -140,7 +140,8 @@ void CSendEngine::Number() {
     uint64_t blocks = 0;
     for (const auto& file : m_files) {
         m_firstBlocks.push_back(static_cast<uint32_t>(blocks));
-        blocks += BlocksOf(file->Size());
+        m_waitingBlocks.push_back(BlocksOf(file->Size()));
+        blocks += m_waitingBlocks.back();
         m_ullBytes += file->Size();
         if (blocks <= kMaxBlocks) continue;
         m_state = SendState::Failed;
@@ -148,6 +149,7 @@ void CSendEngine::Number() {
         return;
     }
     m_nBlocks = static_cast<uint32_t>(blocks);
+    m_left = CBlockMap(m_nBlocks);
     m_state = SendState::Serving;
     for (CSendLane& lane : m_lanes) lane.beaconDue = true;
 }

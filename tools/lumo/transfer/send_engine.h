@@ -63,6 +63,12 @@ public:
     /// Those who came have everything, and nobody said how many are to come.
     bool Stays() const { return m_options.receivers == 0 && !m_options.keep && m_nComplete > 0 && m_nUnfinished == 0; }
     uint32_t Complete() const { return m_nComplete; }
+    const std::vector<std::unique_ptr<IFileSource>>& Files() const { return m_files; }
+    /// Of those, the ones of which every block has left, in that order.
+    const std::vector<size_t>& SentFiles() const { return m_sentFiles; }
+    /// The file that was read last, and how much of it has left.
+    size_t CurrentFile() const { return m_nRead; }
+    uint64_t LeftOfCurrent() const;
 
 private:
     void OnStatus(uint64_t transfer, Status& status, uint64_t now, size_t lane);
@@ -70,6 +76,7 @@ private:
     void NoteEnd(uint64_t id, CReceiverEntry& entry, const Status& status);
     void Prepare();
     void Number();
+    void NoteLeft(uint32_t block, size_t file);
     uint64_t TickLane(uint64_t now, size_t index, ILinkOut& link);
     void SendBeacon(uint64_t now, size_t index, ILinkOut& link);
     void SendConfirm(CSendLane& lane, ILinkOut& link);
@@ -93,6 +100,9 @@ private:
     size_t m_nHashed = 0;                 // files whose digest is known
     std::vector<uint32_t> m_firstBlocks;  // of each file, once all are hashed
     uint32_t m_nBlocks = 0;
+    CBlockMap m_left;                      // blocks that have left at least once
+    std::vector<uint32_t> m_waitingBlocks;  // of each file, those that have not
+    std::vector<size_t> m_sentFiles;
     uint64_t m_ullBytes = 0;
 
     CReceiverTable m_receivers;

@@ -91,7 +91,20 @@ bool CSendEngine::SendBlock(uint64_t now, uint32_t block, CSendLane& lane, ILink
     ++lane.behindBeacon;
     m_rate.OnSent(length);
     m_ullSentBytes += length;
+    NoteLeft(block, index);
     return true;
+}
+
+void CSendEngine::NoteLeft(uint32_t block, size_t file) {
+    if (m_left.Has(block)) return;
+    m_left.Set(block);
+    if (--m_waitingBlocks[file] == 0) m_sentFiles.push_back(file);
+}
+
+uint64_t CSendEngine::LeftOfCurrent() const {
+    if (m_nRead >= m_waitingBlocks.size()) return 0;
+    const uint64_t size = m_files[m_nRead]->Size();
+    return std::min(size, uint64_t{BlocksOf(size) - m_waitingBlocks[m_nRead]} * kBlockSize);
 }
 
 }  // namespace lumo

@@ -58,13 +58,21 @@ void CProgressPrinter::Show(uint64_t now, const ProgressView& view, const nlohma
     m_ullShownMs = now;
     m_rate.Update(now, view.moved);
     const double left = m_rate.SecondsFor(view.total - std::min(view.done, view.total));
-    if (m_mode == ProgressMode::Bar) Draw(BarText(view, m_rate.PerSecond(), left, TerminalWidth()));
+    if (m_mode == ProgressMode::Bar) {
+        const size_t width = TerminalWidth();
+        std::vector<std::string> lines;
+        for (const FileView& file : view.files) lines.push_back(FileText(file, width));
+        lines.push_back(BarText(view, m_rate.PerSecond(), left, width));
+        Draw(lines);
+    }
     if (m_mode != ProgressMode::Json) return;
     nlohmann::json event = details;
     event["event"] = "progress";
     event["state"] = view.words;
     event["bytes"] = view.done;
     event["total_bytes"] = view.total;
+    for (const FileView& file : view.files)
+        event["in_flight"].push_back({{"name", file.name}, {"bytes", file.done}, {"total_bytes", file.total}});
     event["bytes_per_second"] = static_cast<uint64_t>(m_rate.PerSecond());
     event["seconds_left"] = left < 0 ? nlohmann::json() : nlohmann::json(std::round(left * 10) / 10);
     Event(event);
@@ -73,7 +81,7 @@ void CProgressPrinter::Show(uint64_t now, const ProgressView& view, const nlohma
 void CProgressPrinter::Show(uint64_t now, const LiveView& view, nlohmann::json details) {
     m_ullShownMs = now;
     m_rate.Update(now, view.bytes);
-    if (m_mode == ProgressMode::Bar) Draw(LiveText(view, m_rate.PerSecond(), TerminalWidth()));
+    if (m_mode == ProgressMode::Bar) Draw({LiveText(view, m_rate.PerSecond(), TerminalWidth())});
     if (m_mode != ProgressMode::Json) return;
     details["event"] = "progress";
     details["state"] = view.words;
@@ -83,21 +91,32 @@ void CProgressPrinter::Show(uint64_t now, const LiveView& view, nlohmann::json d
     Event(details);
 }
 
-void CProgressPrinter::Draw(const std::string& line) {
-    const std::string rest(m_nDrawn > line.size() ? m_nDrawn - line.size() : 0, ' ');
-    std::fprintf(stderr, "\r%s%s", line.c_str(), rest.c_str());
+std::string CProgressPrinter::Back() const {
+    if (m_nLines > 1) return "\x1b[" + std::to_string(m_nLines - 1) + "A\r\x1b[J";
+    return m_nDrawn > 0 ? "\r" + std::string(m_nDrawn, ' ') + "\r" : "";
+}
+
+void CProgressPrinter::Draw(const std::vector<std::string>& lines) {
+    const std::string& last = lines.back();
+    std::string text = "\r";
+    if (m_nLines > 1 || lines.size() > 1) text = Back();
+    for (size_t i = 0; i + 1 < lines.size(); ++i) text += lines[i] + '\n';
+    text += last;
+    if (m_nLines == 1 && lines.size() == 1 && m_nDrawn > last.size()) text.append(m_nDrawn - last.size(), ' ');
+    std::fputs(text.c_str(), stderr);
     std::fflush(stderr);
-    m_nDrawn = line.size();
+    m_nDrawn = last.size();
+    m_nLines = lines.size();
 }
 
 void CProgressPrinter::Wipe() {
-    if (m_nDrawn > 0) std::fprintf(stderr, "\r%s\r", std::string(m_nDrawn, ' ').c_str());
-    m_nDrawn = 0;
+    std::fputs(Back().c_str(), stderr);
+    m_nDrawn = m_nLines = 0;
 }
 
 void CProgressPrinter::LeaveLine() {
     if (m_nDrawn > 0) std::fputc('\n', stderr);
-    m_nDrawn = 0;
+    m_nDrawn = m_nLines = 0;
 }
 
 void CProgressPrinter::Note(const std::string& line) {
@@ -144,6 +163,17 @@ std::string LiveText(const LiveView& view, double perSecond, size_t width) {
                        BytesText(static_cast<double>(view.bytes)) + "  " + BytesText(perSecond) + "/s";
     if (!view.more.empty()) line += "  " + view.more;
     return line.substr(0, width);
+}
+
+std::string FileText(const FileView& file, size_t width) {
+    const double share = file.total > 0 ? static_cast<double>(file.done) / static_cast<double>(file.total) : 0;
+    const std::string figures = "  " + std::to_string(static_cast<int>(share * 100)) + " %  of " +
+                                BytesText(static_cast<double>(file.total));
+    const size_t room = width > figures.size() + 2 ? width - figures.size() - 2 : 0;
+    // The end of a path tells more; the cut falls between characters.
+    size_t from = file.name.size() - std::min(room, file.name.size());
+    while (from < file.name.size() && (static_cast<unsigned char>(file.name[from]) & 0xC0U) == 0x80) ++from;
+    return ("  " + file.name.substr(from) + figures).substr(0, width);
 }
 
 std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width) {

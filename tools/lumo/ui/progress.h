@@ -8,6 +8,7 @@
 #include <deque>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace lumo {
 
@@ -24,12 +25,22 @@ private:
     std::deque<std::pair<uint64_t, uint64_t>> m_samples;
 };
 
+/// One of several files, in flight.
+struct FileView {
+    std::string name;  ///< that prints as it is
+    uint64_t done = 0;
+    uint64_t total = 0;
+};
+
 struct ProgressView {
+    static constexpr size_t kMostFiles = 4;  ///< that fit above the line of all
+
     std::string words;  ///< what is going on
     uint64_t done = 0;
     uint64_t total = 0;
-    uint64_t moved = 0;  ///< what the rate is taken of
-    bool rests = false;  ///< whoever waits for others is shown no figures
+    uint64_t moved = 0;             ///< what the rate is taken of
+    bool rests = false;             ///< whoever waits for others is shown no figures
+    std::vector<FileView> files{};  ///< in flight, of several
 };
 
 /// A live stream, which has no end to come nearer to.
@@ -68,13 +79,16 @@ public:
     ProgressMode Mode() const { return m_mode; }
 
 private:
-    void Draw(const std::string& line);
+    void Draw(const std::vector<std::string>& lines);
+    /// What takes away all that is drawn.
+    std::string Back() const;
 
     const ProgressMode m_mode;
     std::FILE* const m_pJson;
     CRateMeter m_rate;
     uint64_t m_ullShownMs = 0;
-    size_t m_nDrawn = 0;  // characters that stand on the terminal's line
+    size_t m_nDrawn = 0;  // characters that stand on the terminal's last line
+    size_t m_nLines = 0;  // that are drawn
 };
 
 /// Characters of a line of standard error's terminal, but one; 120 at most, 79 where there is none.
@@ -85,6 +99,8 @@ std::string BytesText(double bytes);
 std::string DurationText(double seconds);
 /// "on air 00:13  163 kB  13 kB/s  2 listening", at most `width` characters.
 std::string LiveText(const LiveView& view, double perSecond, size_t width);
+/// A file's line above the bar, at most `width` bytes.
+std::string FileText(const FileView& file, size_t width);
 /// The bar with figures, at most `width` characters.
 std::string BarText(const ProgressView& view, double perSecond, double secondsLeft, size_t width);
 
