@@ -93,7 +93,7 @@ void AwaitService(CLink& link, CToolLoop& loop) {
 std::string WhyUnpublished(const IPublishMedium& medium, const CLink& link, bool found, bool interrupted,
                            CServerWatch& watch) {
     if (!medium.Problem().empty()) return medium.Problem();
-    const bool unknown = interrupted && link.IsTaken();
+    const bool unknown = interrupted && link.IsTaken() && !watch.IsComplaint();
     return link.IsServed() || found || unknown ? "" : watch.Conclude().Text();
 }
 

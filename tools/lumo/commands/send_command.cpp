@@ -109,14 +109,15 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
         code = kExitDone;
         result = "done";
         if (engine.Files().size() > 1) printer.Note("in all " + CountsOf(engine).Text());
-        printer.Note(CompleteText(progress.complete) + ": " + PathsOf(progress, paths));
+        printer.Note(progress.complete == 0 ? "nobody has received all of it"
+                                            : CompleteText(progress.complete) + ": " + PathsOf(progress, paths));
     } else if (interrupted) {
         result = "interrupted";
         printer.Error("interrupted");
     } else if (engine.State() == SendState::NobodyThere) {
         code = kExitNobody;
         result = "nobody";
-        const bool published = watch.EverServed() || paths.EverClaimed();
+        const bool published = watch.EverServed() || (paths.EverClaimed() && !watch.IsComplaint());
         printer.Error(published ? "nobody came to receive" : Printable(watch.Conclude().Text()));
     } else if (watch.InVain()) {
         printer.Error(Printable(watch.Conclude().Text()));
