@@ -181,10 +181,11 @@ void ReadAgain(CRelayServer& server) {
     CCommandLine line("", "lumo");
     AddMcu(line.Root(), next);
     line.SetUserSettings(UserSettingsPath());
-    if (line.Run(OwnWords()))
+    const std::string problem = line.Run(OwnWords());
+    if (problem.empty())
         server.Change(next);
     else
-        server.Log().Warn("the options cannot be understood any more, and stay as they are");
+        server.Log().Warn("the options cannot be understood any more, and stay as they are: " + problem);
 }
 
 int RunServer(CServerOptions& options) {

@@ -114,8 +114,8 @@ public:
     /// Runs the command that is named. False when the line was not understood, or asked for help only: `exitCode` is
     /// what to exit with then, and the help or the complaint has been printed.
     bool Run(int argc, const char* const* argv, int& exitCode);
-    /// The same without printing: whether the words were understood.
-    bool Run(std::vector<std::string> words);
+    /// The same without printing: what was not understood; empty: all was.
+    std::string Run(std::vector<std::string> words);
 
 private:
     void Understand(std::vector<std::string> words);

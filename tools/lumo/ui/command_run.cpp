@@ -47,14 +47,14 @@ bool CCommandLine::Run(int argc, const char* const* argv, int& exitCode) {
     return true;
 }
 
-bool CCommandLine::Run(std::vector<std::string> words) {
+std::string CCommandLine::Run(std::vector<std::string> words) {
     try {
         Understand(std::move(words));
-    } catch (const CLI::ParseError&) {
-        return false;
+    } catch (const CLI::ParseError& error) {
+        return Printable(ComplaintAbout(m_pApp->Named(), error));
     }
     if (const auto& run = m_pApp->Named().run) run();
-    return true;
+    return "";
 }
 
 }  // namespace lumo
