@@ -131,6 +131,7 @@ void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgress
                    {"state", trouble.Name()},
                    {"problem", Printable(trouble.problem)},
                    {"try", trouble.advice}});
+    if (watch.InVain()) return;  // it is the program's last word
     if (watch.IsComplaint())
         printer.Warn(words);
     else if (!words.empty())

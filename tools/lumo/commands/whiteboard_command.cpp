@@ -124,7 +124,9 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
     }
     board.SayGoodbye();
     paths.Leave(loop);
-    return watch.InVain() ? kExitFailed : kExitDone;
+    if (!watch.InVain()) return kExitDone;
+    printer.Error(Printable(watch.Trouble().Text()));
+    return kExitFailed;
 }
 
 int Run(const WhiteboardCommand& command) {
