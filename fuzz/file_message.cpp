@@ -14,9 +14,9 @@ namespace {
 constexpr uint64_t kTransfer = 0x1122334455667788;
 
 /// The middle ones by what decoding says, and then by the place of the body among those that a message may have.
-const std::vector<std::string> kReached{"stored",       "foreign",  "other version", "malformed",      "beacon",
-                                        "offer",        "block",    "confirm",       "sender bye",     "status",
-                                        "receiver bye", "answered", "taken sealed",  "names newcomers", "made",           "tree offered"};
+const std::vector<std::string> kReached{
+    "stored",     "foreign", "other version", "malformed", "beacon",       "offer",           "block", "confirm",
+    "sender bye", "status",  "receiver bye",  "answered",  "taken sealed", "names newcomers", "made",  "tree offered"};
 CReach g_reach("file_message", kReached);
 
 class CMemoryStore : public IFileStore {

@@ -28,7 +28,10 @@ void AddAllCommands(CCommandLine& line, const BuildVersion& build, int& exitCode
     root.Variable(kMcuVariable, "The relay server where neither --mcu nor a link names one");
     root.Variable("LUMO_SECRET", "The secret of a channel that is named by its number");
     root.Variable("LUMO_PROXY_PASSWORD", "The password for --proxy");
-    root.Variable("LUMO_LOG", "Where the library writes what it does: stderr or a path");
+    root.Variable(
+        "LUMO_LOG",
+        "Where the library writes what it does: stderr or a path; error:, info: or debug: before it says how much "
+        "(all of it unless given)");
     root.File("~/.config/lumo/lumo.conf",
               "The user's settings: options of any command, each as `mcu = \"relay.example\"`; those behind a heading "
               "such as [send] or [publish.video] are that command's alone. What the line says goes before. "

@@ -88,7 +88,8 @@ void CArrivals::Finish(const CReceiveEngine& engine, const std::string& path) {
     const size_t all = engine.Files().size();
     if (all < 2) return;
     const bool whole = engine.State() == ReceiveState::Done;
-    m_printer.Note("in all " + m_done.Text() + (whole ? "  verified, " + path : " of " + std::to_string(all) + " came"));
+    m_printer.Note("in all " + m_done.Text() +
+                   (whole ? "  verified, " + path : " of " + std::to_string(all) + " came"));
 }
 
 std::vector<FileView> CArrivals::InFlight(const CReceiveEngine& engine) const {

@@ -85,7 +85,7 @@ void AddHelpCommands(CCommand& root, const CCommandLine& line, const BuildVersio
 
     auto shell = std::make_shared<std::string>();
     CCommand completion = root.Sub("completion", "Print what makes a shell complete commands, options and files");
-    completion.Add("SHELL", *shell, "The shell").Required().OneOf({"bash", "zsh", "fish"});
+    completion.Add("SHELL", *shell, "Which: bash, zsh or fish").Required().OneOf({"bash", "zsh", "fish"});
     completion.Example("source <(lumo completion bash)", "For this shell; a line in ~/.bashrc keeps it");
     completion.Example("lumo completion fish > ~/.config/fish/completions/lumo.fish", "For every fish that starts");
     completion.Exits({{kExitDone, "printed"}});

@@ -55,8 +55,9 @@ std::unique_ptr<IFileFolder> OpenFolder(const ReceiveCommand& command, std::stri
 ProgressView ViewOf(const CReceiveEngine& engine, const CArrivals& arrivals) {
     const ReceiveProgress progress = engine.Progress();
     ProgressView view;
+    const bool begun = progress.state != ReceiveState::Waiting && progress.state != ReceiveState::NobodyThere;
     view.files = arrivals.InFlight(engine);
-    view.words = progress.state == ReceiveState::Waiting      ? "waiting for the sender"
+    view.words = !begun                                       ? "waiting for the sender"
                  : progress.state == ReceiveState::Receiving  ? "receiving"
                  : progress.state == ReceiveState::Delivering ? "writing to standard output"
                                                               : "verifying";
@@ -93,8 +94,8 @@ struct Outcome {
     }
 };
 
-int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome,
-           const EntryCounts& came, CProgressPrinter& printer) {
+int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Outcome& outcome, const EntryCounts& came,
+           CProgressPrinter& printer) {
     int code = kExitFailed;
     std::string result = "failed", problem = engine.Problem();
     if (engine.State() == ReceiveState::Done) {

@@ -35,8 +35,7 @@ bool ReadServerStats(const RelayTarget& pages, nlohmann::json& stats, std::strin
         return text.size() <= kMostBytes;
     });
     if (!answer) {
-        problem = whose + " gives no answer (" + httplib::to_string(answer.error()) +
-                  "): does the server run there, with its pages on (--http)?";
+        problem = whose + " gives no answer: does the server run there, with its pages on (--http)?";
         return false;
     }
     if (answer->status != 200) {

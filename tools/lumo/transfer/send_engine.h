@@ -100,7 +100,7 @@ private:
     size_t m_nHashed = 0;                 // files whose digest is known
     std::vector<uint32_t> m_firstBlocks;  // of each file, once all are hashed
     uint32_t m_nBlocks = 0;
-    CBlockMap m_left;                      // blocks that have left at least once
+    CBlockMap m_left;                       // blocks that have left at least once
     std::vector<uint32_t> m_waitingBlocks;  // of each file, those that have not
     std::vector<size_t> m_sentFiles;
     uint64_t m_ullBytes = 0;

@@ -167,8 +167,8 @@ std::string LiveText(const LiveView& view, double perSecond, size_t width) {
 
 std::string FileText(const FileView& file, size_t width) {
     const double share = file.total > 0 ? static_cast<double>(file.done) / static_cast<double>(file.total) : 0;
-    const std::string figures = "  " + std::to_string(static_cast<int>(share * 100)) + " %  of " +
-                                BytesText(static_cast<double>(file.total));
+    const std::string figures =
+        "  " + std::to_string(static_cast<int>(share * 100)) + " %  of " + BytesText(static_cast<double>(file.total));
     const size_t room = width > figures.size() + 2 ? width - figures.size() - 2 : 0;
     // The end of a path tells more; the cut falls between characters.
     size_t from = file.name.size() - std::min(room, file.name.size());
