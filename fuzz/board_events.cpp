@@ -31,6 +31,7 @@ public:
     }
     void Fetch(uint32_t) override {}
     void SayToFarSide(const std::string&) override {}
+    void HearFromFarSide(const std::string&) override {}
     uint32_t Probed() const { return m_probed; }
 
 private:

@@ -39,6 +39,7 @@ protected:
     }
     void Fetch(uint32_t) override {}
     void SayToFarSide(const std::string&) override {}
+    void HearFromFarSide(const std::string&) override {}
 
     /// What a page does; the IDs of what it has drawn.
     IDs Do(const std::string& action) {

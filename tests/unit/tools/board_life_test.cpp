@@ -77,6 +77,18 @@ const LifeRow kLives[] = {
          scene.expected = {adas, bens, there, here};
          scene.gone = {bens};
      }},
+    {"RestartedAndBothHaveMovedTheSameAndComeAtOnce",
+     [](Scene& scene, uint32_t adas, uint32_t bens) {
+         scene.ada.Lose();
+         scene.ben.Lose();
+         scene.ada.DoTo("move", adas, R"(,"dx":16,"dy":0)");
+         for (const uint32_t id : {adas, bens}) scene.ben.DoTo("move", id, R"(,"dx":0,"dy":32)");
+         for (CPerson* person : {&scene.ada, &scene.ben}) person->Come(scene.other);
+         scene.pass();
+         EXPECT_EQ(scene.ada.Shown(adas)["box"], (json{16, 32, 176, 192})) << "both moves, each once";
+         EXPECT_EQ(scene.ada.Shown(bens)["box"], (json{0, 32, 160, 192}));
+         scene.expected = {adas, bens};
+     }},
     {"RestartedAndIHaveTakenADeletionBack",
      [](Scene& scene, uint32_t adas, uint32_t bens) {
          scene.ada.Lose();

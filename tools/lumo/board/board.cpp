@@ -151,6 +151,12 @@ void CBoard::OnMove(const BoardMessage& message) {
     const IDs ids = WordsFrom(message.payload, 8);
     if (m_changes.HasMoves())
         for (const uint32_t id : ids) m_changes.MovedByOthers(id, by);
+    for (size_t i = 0; i < ids.size() && !m_fetched.empty(); ++i) {
+        const auto fetched = m_fetched.find(ids[i]);
+        if (fetched == m_fetched.end() || !fetched->second.before) continue;
+        MoveBox(fetched->second.ours, by);
+        MoveBox(*fetched->second.before, by);
+    }
     Move(ids, by);
 }
 
@@ -184,6 +190,7 @@ CBoard::IDs CBoard::Drop(const IDs& ids, std::vector<RemovedObject>* removed) {
         if (removed) removed->push_back({id, object->tag, object->Record()});
         m_model.Remove(id);
         m_changes.ForgetMoves(id);
+        m_fetched.erase(id);
         gone.push_back(id);
     }
     return gone;

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -31,6 +32,8 @@ public:
     /// Asks the far side for an object that the channel has, too, for CBoard::OnFarData.
     virtual void Fetch(uint32_t id) = 0;
     virtual void SayToFarSide(const std::string& message) = 0;
+    /// To all but the far side, as if that had said it.
+    virtual void HearFromFarSide(const std::string& message) = 0;
 };
 
 /// How the board stands to the others.
@@ -65,6 +68,8 @@ public:
     void OnFarBegin();
     /// What the far side has. It may come before GoOnline.
     void OnFarList(const std::vector<uint32_t>& listed, uint64_t now);
+    /// It offers an object; when we have that, too, another has offered it at the same time.
+    void OnFarOffer(uint32_t id);
     /// How it has an object that was fetched.
     void OnFarData(const BoardMessage& message);
     void OnFarEcho(uint32_t number, uint64_t now);
@@ -105,6 +110,10 @@ public:
 private:
     enum class State { Offline, Settling, Online };
     using IDs = std::vector<uint32_t>;
+    struct Fetched {
+        Box ours;                   // when we asked
+        std::optional<Box> before;  // both sides began to move it; unknown where others have come to us
+    };
 
     void Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload = {});
     void SayDeleted(const IDs& ids, uint32_t tag = 0);
@@ -118,6 +127,7 @@ private:
     void TakeData(const BoardMessage& message);
     bool IsLatest(uint32_t id, std::string_view record);
     void FetchCommon(const IDs& listed);
+    void Fetch(uint32_t id, bool offered);
     void SettleIfKnown();
     void Settle(bool known);
     void Offer(uint32_t id, BoardObject& object);
@@ -176,9 +186,9 @@ private:
     CUndo m_undo;
     std::map<uint32_t, uint32_t> m_restored;  // numbers of what came back by undo, and those it has now
     CPeople m_people;
-    std::set<uint32_t> m_listed;        // by the far side, while we settle
-    std::set<uint32_t> m_deletedAway;   // here, of what the far side had, since it went
-    std::map<uint32_t, Box> m_fetched;  // where these were when the far side was asked where it has them
+    std::set<uint32_t> m_listed;            // by the far side, while we settle
+    std::set<uint32_t> m_deletedAway;       // here, of what the far side had, since it went
+    std::map<uint32_t, Fetched> m_fetched;  // the far side was asked where it has these
     bool m_bListed = false;
     bool m_bKnown = false;       // a life that we know is among it
     bool m_bListLost = false;    // some of what the far side told us may be

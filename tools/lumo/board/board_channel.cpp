@@ -17,6 +17,11 @@ bool CBoardChannel::SayToFarSide(const std::string& message) {
     return true;
 }
 
+void CBoardChannel::HearFromFarSide(const std::string& message) {
+    const unsigned long client = m_ulClient.load(std::memory_order_relaxed);
+    if (client != 0) CWBChannel::OnWBChannelData(client, message.data(), static_cast<int>(message.size()));
+}
+
 void CBoardChannel::Fetch(uint32_t id) {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -28,6 +33,11 @@ void CBoardChannel::Fetch(uint32_t id) {
 bool CBoardChannel::IsFetched(uint32_t id) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_fetched.erase(id) != 0;
+}
+
+void CBoardChannel::ForgetFetched(const std::vector<uint32_t>& ids) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const uint32_t id : ids) m_fetched.erase(id);
 }
 
 void CBoardChannel::AddWBSession(CWBSession* session) {
@@ -54,6 +64,8 @@ void CBoardChannel::OnWBChannelData(unsigned long sessionID, const char* data, i
         if (message.command == BoardCommand::Request && message.object == m_ulProbe)
             return m_pObserver->OnFarEcho(message.tag);
         if (message.command == BoardCommand::List) m_pObserver->OnFarList(data, len);
+        if (message.command == BoardCommand::Offer) m_pObserver->OnFarOffer(message.object);
+        if (message.command == BoardCommand::Delete) ForgetFetched(WordsFrom(message.payload, 0));
         if (message.command == BoardCommand::Data && IsFetched(message.object))
             return m_pObserver->OnFarData(data, len);
     }

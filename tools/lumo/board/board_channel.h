@@ -8,6 +8,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace lumo {
 
@@ -18,6 +19,8 @@ public:
     virtual void OnFarBegin() = 0;
     /// The far side's list of all that it holds, as a message.
     virtual void OnFarList(const char* message, int length) = 0;
+    /// It offers an object, which the channel may have.
+    virtual void OnFarOffer(uint32_t id) = 0;
     /// An object that was fetched, as a message.
     virtual void OnFarData(const char* message, int length) = 0;
     /// It has dealt with all that went to it before this number was asked.
@@ -38,6 +41,8 @@ public:
     bool Probe(uint32_t number);
     /// To the far side alone; what the channel has does not change. False when there is none.
     bool SayToFarSide(const std::string& message);
+    /// As if the far side had said it.
+    void HearFromFarSide(const std::string& message);
     /// Shows the observer how the far side has an object that the channel has, too.
     void Fetch(uint32_t id);
 
@@ -47,6 +52,7 @@ public:
 
 private:
     bool IsFetched(uint32_t id);
+    void ForgetFetched(const std::vector<uint32_t>& ids);
 
     const uint32_t m_ulProbe;  // the object that nobody has
     IFarSideObserver* m_pObserver = nullptr;

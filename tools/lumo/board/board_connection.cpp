@@ -14,6 +14,11 @@ using Lock = std::lock_guard<std::mutex>;
 
 constexpr uint64_t kLifeSpreadMs = 2000;  // over which those at a board without a life give it one
 
+Shift ShiftBetween(const Box& from, const Box& to) {
+    return {static_cast<uint32_t>(to.left) - static_cast<uint32_t>(from.left),
+            static_cast<uint32_t>(to.top) - static_cast<uint32_t>(from.top)};
+}
+
 }  // namespace
 
 void CBoard::OnFarBegin() {
@@ -37,26 +42,43 @@ void CBoard::OnFarList(const std::vector<uint32_t>& listed, uint64_t now) {
 // Where others have come to this channel it is not empty: the two exchange what the other lacks, and nothing of what
 // both have. Either may have moved it.
 void CBoard::FetchCommon(const IDs& listed) {
-    Box place;
-    for (const uint32_t id : listed) {
-        const BoardObject* object = m_model.Find(id);
-        if (!object || object->stale || object->offline || !m_model.PlaceOf(id, place)) continue;
-        if (m_fetched.emplace(id, place).second && m_pPort) m_pPort->Fetch(id);
-    }
+    for (const uint32_t id : listed) Fetch(id, false);
 }
 
-// It takes our place, so that an object lies in one. What others move meanwhile is added on both sides.
+// The far side has taken another's, and the moves that were made here while we were away are in ours only.
+void CBoard::OnFarOffer(uint32_t id) {
+    const Lock lock(m_mutex);
+    Fetch(id, true);
+}
+
+void CBoard::Fetch(uint32_t id, bool offered) {
+    const BoardObject* object = m_model.Find(id);
+    Box place;
+    if (!object || object->stale || object->offline || !m_model.PlaceOf(id, place)) return;
+    const std::optional<Box> before = offered ? std::optional<Box>(m_changes.Before(id, place)) : std::nullopt;
+    if (m_fetched.try_emplace(id, Fetched{place, before}).second && m_pPort) m_pPort->Fetch(id);
+}
+
+// Each side gets the moves of the other one, so that an object lies in one place. Where it lay before them is not
+// known, the far side's takes our place. What others move meanwhile is added on both sides.
 void CBoard::OnFarData(const BoardMessage& message) {
     const Lock lock(m_mutex);
     const auto fetched = m_fetched.find(message.object);
     if (fetched == m_fetched.end()) return;
-    const Box ours = fetched->second;
+    const Fetched was = fetched->second;
     m_fetched.erase(fetched);
     Box place;
-    if (!PlaceOf(message.payload, place) || place == ours || !m_pPort) return;
-    const Shift by{static_cast<uint32_t>(ours.left) - static_cast<uint32_t>(place.left),
-                   static_cast<uint32_t>(ours.top) - static_cast<uint32_t>(place.top)};
-    m_pPort->SayToFarSide(MakeMessage(BoardCommand::Move, 0, 0, PayloadOf({by.dx, by.dy, message.object})));
+    if (!PlaceOf(message.payload, place) || !m_pPort) return;
+    const Box before = was.before.value_or(place);
+    const Shift theirs = ShiftBetween(before, place), ours = ShiftBetween(before, was.ours);
+    const auto move = [&message](const Shift& by) {
+        return MakeMessage(BoardCommand::Move, 0, 0, PayloadOf({by.dx, by.dy, message.object}));
+    };
+    if (!theirs.IsNone()) m_pPort->HearFromFarSide(move(theirs));
+    if (ours.IsNone()) return;
+    m_changes.ForgetMoves(message.object);
+    m_changes.Move(message.object, before, ours, true, m_echoes.ForWhatIsSaidNow());
+    m_pPort->SayToFarSide(move(ours));
 }
 
 void CBoard::OnFarEcho(uint32_t number, uint64_t now) {
@@ -134,7 +156,7 @@ void CBoard::Offer(uint32_t id, BoardObject& object) {
     object.offline = object.stale = object.unheard = false;
     object.own = true;
     object.echo = m_bFarSide ? m_echoes.ForWhatIsSaidNow() : 0;
-    m_changes.ForgetMoves(id);
+    m_changes.SayMoves(id, object.echo);
     Say(BoardCommand::Data, id, object.tag, object.Record());
 }
 

@@ -38,6 +38,8 @@ void CBoardSeat::Hear(const HeardAtSeat& heard, uint64_t now) {
             return m_board.OnFarEcho(heard.number, now);
         case HeardAtSeat::Kind::FarList:
             return m_board.OnFarList(WordsFrom(heard.bytes, kMessageHead), now);
+        case HeardAtSeat::Kind::FarOffer:
+            return m_board.OnFarOffer(heard.number);
         case HeardAtSeat::Kind::FarData:
             if (ParseMessage(heard.bytes, message)) m_board.OnFarData(message);
             return;

@@ -18,10 +18,10 @@ namespace lumo {
 
 /// What has been heard at the seat, in its order.
 struct HeardAtSeat {
-    enum class Kind { Message, FarBegin, FarList, FarData, FarEcho };
+    enum class Kind { Message, FarBegin, FarList, FarOffer, FarData, FarEcho };
     Kind kind = Kind::Message;
     std::string bytes;    ///< the message, the list, or the object
-    uint32_t number = 0;  ///< of the echo
+    uint32_t number = 0;  ///< of the echo, or the object
 };
 
 /// The channel calls with its locks held, so what it sends is queued here, and the loop answers.
@@ -34,6 +34,7 @@ public:
     bool IsDisconnected() override { return false; }
     void OnFarBegin() override { Push({HeardAtSeat::Kind::FarBegin, {}, 0}); }
     void OnFarList(const char* message, int length) override;
+    void OnFarOffer(uint32_t id) override { Push({HeardAtSeat::Kind::FarOffer, {}, id}); }
     void OnFarData(const char* message, int length) override;
     void OnFarEcho(uint32_t number) override;
     /// Into the channel, which may answer into the queue before this returns.
@@ -41,6 +42,7 @@ public:
     bool Probe(uint32_t number) override { return m_channel.Probe(number); }
     void Fetch(uint32_t id) override { m_channel.Fetch(id); }
     void SayToFarSide(const std::string& message) override { m_channel.SayToFarSide(message); }
+    void HearFromFarSide(const std::string& message) override { m_channel.HearFromFarSide(message); }
 
     /// The next of what was heard. The loop's thread.
     bool Pop(HeardAtSeat& heard);

@@ -29,6 +29,18 @@ void CChanges::MovedByOthers(uint32_t id, const Shift& by) {
     if (found != m_moved.end()) MoveBox(found->second.from, by);
 }
 
+void CChanges::SayMoves(uint32_t id, uint32_t echo) {
+    const auto found = m_moved.find(id);
+    if (found == m_moved.end()) return;
+    found->second.unsaid = {};
+    found->second.echo = echo;
+}
+
+Box CChanges::Before(uint32_t id, const Box& place) const {
+    const auto found = m_moved.find(id);
+    return found == m_moved.end() ? place : found->second.from;
+}
+
 // An object that lies where it lay has got none of the moves that were said just before the break; one that lies
 // elsewhere has got them.
 Shift CChanges::TakeMissing(uint32_t id, const Box& place) {

@@ -24,6 +24,10 @@ public:
     void Move(uint32_t id, const Box& from, const Shift& by, bool said, uint32_t echo);
     /// Somebody else has moved it.
     void MovedByOthers(uint32_t id, const Shift& by);
+    /// All that is kept of its moves is said now, with the object.
+    void SayMoves(uint32_t id, uint32_t echo);
+    /// Where an object that lies at `place` lay before the moves that are kept.
+    Box Before(uint32_t id, const Box& place) const;
     /// The far side has the object there: what of our moves it lacks. That is not kept any more.
     Shift TakeMissing(uint32_t id, const Box& place);
     /// Its moves go with it.
