@@ -41,7 +41,7 @@ public:
         lumo::CCommandLine line;
         lumo::CCommand command = line.Root();
         medium.AddOptions(command);
-        EXPECT_TRUE(line.Run(words));
+        EXPECT_EQ(line.Run(words), "");
         std::string problem;
         EXPECT_TRUE(medium.Prepare(problem)) << problem;
         lumo::RelayRoute route;
