@@ -77,18 +77,6 @@ const LifeRow kLives[] = {
          scene.expected = {adas, bens, there, here};
          scene.gone = {bens};
      }},
-    {"RestartedAndBothHaveMovedTheSameAndComeAtOnce",
-     [](Scene& scene, uint32_t adas, uint32_t bens) {
-         scene.ada.Lose();
-         scene.ben.Lose();
-         scene.ada.DoTo("move", adas, R"(,"dx":16,"dy":0)");
-         for (const uint32_t id : {adas, bens}) scene.ben.DoTo("move", id, R"(,"dx":0,"dy":32)");
-         for (CPerson* person : {&scene.ada, &scene.ben}) person->Come(scene.other);
-         scene.pass();
-         EXPECT_EQ(scene.ada.Shown(adas)["box"], (json{16, 32, 176, 192})) << "both moves, each once";
-         EXPECT_EQ(scene.ada.Shown(bens)["box"], (json{0, 32, 160, 192}));
-         scene.expected = {adas, bens};
-     }},
     {"RestartedAndIHaveTakenADeletionBack",
      [](Scene& scene, uint32_t adas, uint32_t bens) {
          scene.ada.Lose();
@@ -200,6 +188,30 @@ TEST_F(BoardWorld, WhatIsDoneWhileDisconnectedIsMergedWithWhatOthersDoMeanwhile)
     ada.Come(m_relay, 20);
     RunFor(kLongMs);
     EXPECT_EQ(ben.Held(), IDs());
+}
+
+TEST_F(BoardWorld, WhatTwoHaveMovedAndBringToANewRelayLiesInOnePlaceWithBothMoves) {
+    std::deque<CFarBoard> relays(1);
+    CPerson &ada = Add(1), &ben = Add(2);
+    for (CPerson* person : {&ada, &ben}) person->Come(relays.back(), 20);
+    const uint32_t id = ada.Draw();
+    int32_t restarts = 0;
+    for (uint64_t apart = 0; apart <= 100; apart += 10) {
+        RunFor(kLongMs);
+        for (CPerson* person : {&ada, &ben}) person->Lose();
+        ada.DoTo("move", id, R"(,"dx":16,"dy":0)");
+        ben.DoTo("move", id, R"(,"dx":0,"dy":32)");
+        relays.emplace_back();
+        ada.Come(relays.back(), 20);
+        RunFor(apart);
+        ben.Come(relays.back(), 20);
+        RunFor(kLongMs);
+        ++restarts;
+        const int32_t x = 16 * restarts, y = 32 * restarts;
+        EXPECT_EQ(ada.Shown(id)["box"], (json{x, y, x + 160, y + 160})) << apart << " ms apart";
+        EXPECT_EQ(ben.State(), ada.State()) << apart << " ms apart";
+    }
+    for (CPerson* person : {&ada, &ben}) person->Lose();
 }
 
 TEST_F(BoardWorld, OfTwoWhoEditOneTextAtOnceTheLaterOneStays) {

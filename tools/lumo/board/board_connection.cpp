@@ -45,9 +45,11 @@ void CBoard::FetchCommon(const IDs& listed) {
     for (const uint32_t id : listed) Fetch(id, false);
 }
 
-// The far side has taken another's, and the moves that were made here while we were away are in ours only.
+// What we are still to offer comes instead, as if it were listed. Of what we have offered the far side has taken
+// another's, and the moves that were made here while we were away are in ours only.
 void CBoard::OnFarOffer(uint32_t id) {
     const Lock lock(m_mutex);
+    if (m_state != State::Online && m_model.Has(id)) m_listed.insert(id);
     Fetch(id, true);
 }
 
