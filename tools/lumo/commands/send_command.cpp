@@ -268,7 +268,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
     auto command = std::make_shared<SendCommand>();
     CCommand send = root.Sub("send", "Send files and folders through a relay server to everybody who asks");
     send.Add("FILE", command->what.files, "Files to send, and folders with all that is in them; - is standard input");
-    send.Add("--text TEXT", command->what.text,
+    send.Add("--text WORDS", command->what.text,
              "Words for the receivers' terminals, 64 KiB at most; - reads them from standard input, where no other "
              "user of this machine sees them");
     command->common.AddTo(send, 600, false);
