@@ -58,7 +58,7 @@ const struct {
     {"demo --loss 2%%", 2, "not a share"},
     {"receive 5 --out nowhere/x @", 1, "nowhere/: No such file"},
     {"send missing @", 1, "missing: No such file"},
-    {"send file file @", 1, "two files are named file"},
+    {"send file file @", 1, "/file would be sent twice"},
     {"send file --stats /dev/null/x @", 1, "/dev/null/x: Not a directory"},
     {"stats 127.0.0.1:1", 1, "gives no answer"},
     {"stats --file file", 1, "file holds no figures"},

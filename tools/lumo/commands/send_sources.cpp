@@ -133,7 +133,7 @@ bool NameApart(const std::vector<std::string>& paths, std::vector<std::string>& 
     }
     std::string stuck;
     while (problem.empty() && GrowClashing(tails, stuck)) continue;
-    if (!stuck.empty()) problem = "two files are named " + stuck;
+    if (!stuck.empty()) problem = "/" + stuck + " would be sent twice";
     names.clear();
     for (const Tail& tail : tails) names.push_back(tail.Text());
     return problem.empty();

@@ -26,7 +26,7 @@ std::string PathProblem(const std::string& path) {
     const std::vector<std::string> elements = ElementsOf(path);
     if (elements.size() > kMaxPathDepth) return "it is deeper than " + std::to_string(kMaxPathDepth) + " folders";
     for (const std::string& element : elements) {
-        const std::string problem = NameProblem(element);
+        std::string problem = NameProblem(element);
         if (!problem.empty()) return problem;
     }
     return "";
