@@ -80,7 +80,8 @@ TEST(Tree, ArrivesAsItWasAndAgainAtNoCost) {
     mkfifo((from / "photos/pipe").c_str(), 0600);
     std::vector<std::string> dated{"photos/b/inside"};
     for (const auto& [path, content] : expected) dated.push_back(path);
-    for (auto path = dated.rbegin(); path != dated.rend(); ++path) Date(from / *path, 1000000000 + path->size());
+    for (auto path = dated.rbegin(); path != dated.rend(); ++path)
+        Date(from / *path, static_cast<time_t>(1000000000 + path->size()));
     lumo::LeftOut leftOut;
     EXPECT_EQ(Arrive(into / "", SourcesOf({from / "photos/"}, leftOut)), "");
     EXPECT_EQ(leftOut.size(), 4U) << "links that lead out, and the pipe";
