@@ -71,8 +71,9 @@ public:
     bool IsWideSending() const;
     /// When a wide session has something to do that nothing else brings about, in microseconds; 0: never.
     uint64_t DueAt() const;
-    /// Does that: an acknowledgement that waited for company, a look at an old gap. The worker's.
-    void DoDue(uint64_t now);
+    /// Does that: an acknowledgement that waited for company, a look at an old gap or at records that are not needed.
+    /// The worker's and the receive thread's. True when RecordBytes may have changed.
+    bool DoDue(uint64_t now);
     /// Bytes that a wide session keeps of what is on its way, beside the frames.
     uint64_t RecordBytes() const;
     /// When a pass has something to send or to find lost that no acknowledgement brings about; 0: never.

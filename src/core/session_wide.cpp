@@ -64,11 +64,17 @@ void CSession::TellNow() {
     m_owner.SendSCTPData(packet.GetPacketData(), length);
 }
 
-void CSession::DoDue(uint64_t now) {
-    if (!m_pWide) return;
+bool CSession::DoDue(uint64_t now) {
+    if (!m_pWide) return false;
     m_pWide->Receiver().LookAtGap(now);
     const uint64_t due = m_pWide->AckDueAt();
     if (due != 0 && now >= due) TellNow();
+    const uint64_t look = m_pWide->IdleLookAt();
+    if (look == 0 || now < look) return false;
+    CAutoLock lock(&m_csWindow);
+    m_pWide->Sender().LookWhetherIdle(now);
+    m_pWide->Show();
+    return true;
 }
 
 // Sending.

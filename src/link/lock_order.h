@@ -14,6 +14,7 @@ inline constexpr int kBoardJoins = 530;
 inline constexpr int kBoardSessions = 540;
 // 550 a memory budget's holders: platform/lumobase/memory_budget.h
 inline constexpr int kDueLinks = 590;  // held while links do what is due
+inline constexpr int kBurst = 595;     // held while links do what a burst of datagrams has brought
 inline constexpr int kPump = 600;
 inline constexpr int kHeldLink = 650;
 // 800 session window: core/lock_ranks.h

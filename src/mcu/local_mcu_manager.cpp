@@ -10,6 +10,7 @@
 #include "p2p/p2p_packets.h"
 #include "platform/lumobase/app_log.h"
 #include "platform/lumobase/memory_budget.h"
+#include "platform/lumobase/undo.h"
 
 #include <exception>
 
@@ -130,12 +131,16 @@ void CLocalMCUManager::OnUdpClientNotifyReceivedFrame(const char* data, int leng
 
 void CLocalMCUManager::OnUdpClientNotifyBurstBegin() {
     Lumo_Base::CTimeHold::Begin();
+    CDueLinks::Get().BeginBurst();
     if (IUdpClient* endpoint = UdpEndpoint()) endpoint->BeginBatch();
 }
 
 void CLocalMCUManager::OnUdpClientNotifyBurstEnd() {
-    Lumo_Base::CTimeHold::End();
-    if (IUdpClient* endpoint = UdpEndpoint()) endpoint->EndBatch();
+    const CUndo endBatch([this] {
+        Lumo_Base::CTimeHold::End();
+        if (IUdpClient* endpoint = UdpEndpoint()) endpoint->EndBatch();
+    });
+    CDueLinks::Get().EndBurst(Lumo_Base::GetMicroseconds());
 }
 
 bool CLocalMCUManager::OnTcpServerNotifyValidate(ITcpSession* session, unsigned long type, const char* data,

@@ -6,7 +6,10 @@ export class Artist {
   constructor(board, page, number) {
     Object.assign(this, { board, page, number, problems: [] });
     page.on("pageerror", (error) => this.problems.push(String(error)));
-    page.on("console", (message) => message.type() === "error" && this.problems.push(message.text()));
+    page.on("console", (message) => {
+      const gone = message.location().url.includes("/picture/");  // another may take it away before this page has fetched it
+      if (message.type() === "error" && !gone) this.problems.push(message.text());
+    });
   }
 
   static async sit(browser, board, number, size = { width: 1180, height: 760 }, more = {}) {

@@ -5,11 +5,14 @@ import { until } from "./processes.mjs";
 const UNIT = 16;
 const points = (box) => box.map((n) => Math.round(n / UNIT));
 const middle = ({ box: [l, t, r, b] }) => [(l + r) / 2 / UNIT, (t + b) / 2 / UNIT];
+/** A page has what another draws, and what is its own, once its program has said so. */
 const holds = (artist, count) => until(`${count} objects`, async () => {
   const now = (await artist.objects()).length;
   if (now !== count) throw new Error(`${now}`);
   return true;
 });
+const chose = (artist, count) => until(`${count} objects chosen`, async () =>
+  (await artist.page.evaluate(() => window.lumoBoard.chosen().length)) === count);
 const only = async (artist) => {
   await holds(artist, 1);
   return (await artist.objects())[0];
@@ -65,6 +68,7 @@ async function restyle(one, other) {
   await one.shape("r", [300, 200], [400, 260]);
   await one.key("6");
   await one.shape("m", [300, 320], [400, 320]);
+  await holds(one, 2);
   await one.key("v");
   await one.page.mouse.click(300, 230);
   assert.equal(await checked("colours"), "Red (3)");
@@ -90,14 +94,16 @@ async function copy(one, other) {
   await one.page.locator("#duplicate").click();
   const twin = await sees(other, "a second picture", ({ id, type }) => type === "picture" && id !== photo.id);
   assert.deepEqual(points(twin.box), points(photo.box).map((n) => n + 16));
+  await holds(one, 3);
   await one.key("Control+a");
   await one.key("Control+x");
-  await holds(other, 0);
+  for (const artist of [one, other]) await holds(artist, 0);
   await one.key("Control+v");
-  await holds(other, 3);
+  for (const artist of [one, other]) await holds(artist, 3);
+  await chose(one, 3);
   await one.key("Control+c");
   await one.key("Control+v");
-  await holds(other, 6);
+  for (const artist of [one, other]) await holds(artist, 6);
   const shown = await one.page.evaluate(async () => Promise.all(window.lumoBoard.objects()
     .filter((object) => object.type === "picture").map(async ({ id }) => (await fetch(`picture/${id}`)).status)));
   assert.deepEqual(shown, [200, 200, 200, 200], "each with its picture, though what was cut has gone");
@@ -109,13 +115,15 @@ async function copy(one, other) {
 /** The eraser takes what it touches, in one step; a frame chooses what is in it. */
 async function eraseAndFrame(one, other) {
   for (const x of [300, 400, 500]) await one.shape("r", [x, 200], [x + 60, 260]);
+  await holds(one, 3);
   await one.key("x");
   await one.drag([280, 230], [430, 230]);
-  await holds(other, 1);
+  for (const artist of [one, other]) await holds(artist, 1);
   await one.key("Control+z");
-  await holds(other, 3);
+  for (const artist of [one, other]) await holds(artist, 3);
   await one.key("v");
   await one.drag([280, 180], [480, 280]);
+  await chose(one, 2);
   await one.drag([400, 230], [400, 330]);
   await until("two of three moved", async () => {
     const tops = (await other.objects()).map(({ box }) => points(box)[1]).sort();

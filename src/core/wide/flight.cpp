@@ -148,11 +148,14 @@ void CFlight::DeliverBefore(uint64_t now, uint64_t end) {
     m_arrived.DropBefore(First());
     while (!m_transmissions.IsEmpty() && m_transmissions[m_transmissions.First()].number < First())
         m_transmissions.PopFront();
-    if (m_packets.IsEmpty()) GiveBackMemory();
 }
 
-// An idle link keeps next to nothing.
+bool CFlight::HasMuchMemory() const {
+    return m_packets.Capacity() > kIdleSlots || m_transmissions.Capacity() > kIdleSlots;
+}
+
 void CFlight::GiveBackMemory() {
+    if (!m_packets.IsEmpty()) return;
     m_lost.Clear();
     if (m_packets.Capacity() > kIdleSlots) m_packets.Clear(m_packets.Next());
     if (m_transmissions.Capacity() > kIdleSlots) m_transmissions.Clear(m_transmissions.Next());

@@ -64,6 +64,10 @@ public:
     uint64_t MemoryBytes() const {
         return m_packets.Capacity() * sizeof(Packet) + m_transmissions.Capacity() * sizeof(Transmission);
     }
+    /// More records than a link without traffic should keep.
+    bool HasMuchMemory() const;
+    /// Of a flight that is empty.
+    void GiveBackMemory();
     /// When anything new has last arrived.
     uint64_t ProgressAt() const { return m_nProgressAt; }
 
@@ -85,7 +89,6 @@ private:
     void Answer(uint64_t now, const Ack& ack);
     void Arrive(uint64_t now, uint64_t number);
     void DeliverBefore(uint64_t now, uint64_t end);
-    void GiveBackMemory();
     bool HasDropped(const Ack& ack, uint64_t end) const;
     void ForgetArrived(uint64_t now, uint8_t givenBack);
     bool IsSettled(uint64_t transmission) const;

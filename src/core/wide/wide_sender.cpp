@@ -13,8 +13,9 @@ namespace wide {
 namespace {
 
 constexpr uint64_t kUnknownProbeDelay = 200000;
-constexpr uint64_t kLeastToSkip = 64;          // packets in flight
-constexpr uint64_t kLeastBetweenSkips = 4096;  // numbers
+constexpr uint64_t kLeastToSkip = 64;              // packets in flight
+constexpr uint64_t kLeastBetweenSkips = 4096;      // numbers
+constexpr uint64_t kLeastUsBetweenSkips = 100000;  // all that follow one are held at the far side
 constexpr uint64_t kRetryUs = 1000;
 constexpr uint64_t kMostQuantumUs = 500;
 constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
@@ -48,7 +49,7 @@ void CWideSender::Close() {
     m_flight.Close();
     m_frames.clear();
     m_pCutting.reset();
-    m_nDueAt = 0;
+    m_nDueAt = m_nIdleLookAt = 0;
 }
 
 bool CWideSender::Send(uint64_t now) {
@@ -108,8 +109,9 @@ bool CWideSender::AddFrame() {
 // Now and then a number is left out for a moment. Whoever acknowledges it acknowledges what it has not got, to be sent
 // more than its path carries.
 bool CWideSender::IsSkipped(uint64_t now, uint64_t number) {
-    if (number < m_nSkipNext || m_nSkippedAt != 0) return false;
+    if (number < m_nSkipNext || now < m_nSkipNotBefore || m_nSkippedAt != 0) return false;
     PlanSkip(number);
+    m_nSkipNotBefore = now + kLeastUsBetweenSkips;
     if (m_flight.InFlight() < kLeastToSkip * session::kPayloadLen) return false;  // a lone frame is not kept waiting
     m_nSkipped = number;
     m_nSkippedAt = now;
@@ -208,6 +210,13 @@ void CWideSender::Refill(uint64_t now) {
 
 void CWideSender::OnAck(uint64_t now, const Ack& ack) {
     if (m_flight.OnAck(now, ack)) FreeDelivered();
+    if (m_nIdleLookAt == 0 && m_flight.HasMuchMemory()) m_nIdleLookAt = now + kUsPerSecond;
+}
+
+void CWideSender::LookWhetherIdle(uint64_t now) {
+    if (m_nIdleLookAt == 0 || now < m_nIdleLookAt) return;
+    if (m_flight.IsEmpty() && now >= m_nSentAt + kUsPerSecond) m_flight.GiveBackMemory();
+    m_nIdleLookAt = m_flight.HasMuchMemory() ? now + kUsPerSecond : 0;
 }
 
 void CWideSender::OnGivenAck(uint64_t now, bool flag, uint16_t sequence) {

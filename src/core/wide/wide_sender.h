@@ -34,6 +34,11 @@ public:
     /// Drops the rest of the frame that is being cut, unless there is no memory even for that.
     void DropUncut();
 
+    /// A link that has sent nothing for a second keeps next to no records; one that goes on would only make them anew.
+    void LookWhetherIdle(uint64_t now);
+    /// When it wants that next; 0: there is nothing to give back.
+    uint64_t IdleLookAt() const { return m_nIdleLookAt; }
+
     /// The far side acknowledges what it cannot have: the link has to end.
     bool WasLiedTo() const { return m_flight.WasLiedTo(); }
     /// When Send has something to do again without an acknowledgement; 0: never.
@@ -84,8 +89,10 @@ private:
     uint64_t m_nProbedAt = 0;
     uint64_t m_nSeenProgress = 0;
     uint64_t m_nDueAt = 0;
-    uint64_t m_nSkipNext = 0;   // the number that will be skipped
-    uint64_t m_nSkipped = 0;    // and the one that is
+    uint64_t m_nIdleLookAt = 0;
+    uint64_t m_nSkipNext = 0;  // the first number that may be skipped
+    uint64_t m_nSkipNotBefore = 0;
+    uint64_t m_nSkipped = 0;    // the one that is
     uint64_t m_nSkippedAt = 0;  // 0: none is
 };
 

@@ -34,8 +34,16 @@ void CWideSession::Show() {
     m_shown.roundTripUs.store(m_sender.Model().SmoothedRoundTrip(), std::memory_order_relaxed);
     m_shown.inFlight.store(m_sender.Flight().InFlight(), std::memory_order_relaxed);
     m_shown.sendDueAt.store(m_sender.DueAt(), std::memory_order_relaxed);
+    m_shown.idleLookAt.store(m_sender.IdleLookAt(), std::memory_order_relaxed);
     m_shown.lost.store(m_sender.Flight().LostPackets(), std::memory_order_relaxed);
     m_shown.recordBytes.store(m_sender.Flight().MemoryBytes(), std::memory_order_relaxed);
+}
+
+uint64_t CWideSession::DueAt() const {
+    uint64_t due = 0;
+    for (const uint64_t at : {m_acks.DueAt(), m_receiver.GapDueAt(), IdleLookAt()})
+        if (at != 0 && (due == 0 || at < due)) due = at;
+    return due;
 }
 
 void CWideSession::FillStatistics(SessionStatistics& statistics) const {

@@ -42,11 +42,8 @@ public:
     /// length. Any thread.
     int WriteAckPacket(uint64_t now, CSCTPPacket& header);
     uint64_t AckDueAt() const { return m_acks.DueAt(); }
-    /// The earlier of that and the next look at a gap. Any thread.
-    uint64_t DueAt() const {
-        const uint64_t ack = m_acks.DueAt(), gap = m_receiver.GapDueAt();
-        return ack == 0 || (gap != 0 && gap < ack) ? gap : ack;
-    }
+    /// The earliest of that and the next looks at a gap and at idle records. Any thread.
+    uint64_t DueAt() const;
 
     CWideSender& Sender() { return m_sender; }
     const CWideSender& Sender() const { return m_sender; }
@@ -54,6 +51,8 @@ public:
     void Show();
     /// When the sender has something to do that no acknowledgement brings about; 0: never. Any thread.
     uint64_t SendDueAt() const { return m_shown.sendDueAt.load(std::memory_order_relaxed); }
+    /// When it wants to look whether it is idle; 0: never. Any thread.
+    uint64_t IdleLookAt() const { return m_shown.idleLookAt.load(std::memory_order_relaxed); }
     /// Bytes that the sender keeps beside frames. Any thread.
     uint64_t RecordBytes() const { return m_shown.recordBytes.load(std::memory_order_relaxed); }
     void FillStatistics(SessionStatistics& statistics) const;
@@ -69,7 +68,7 @@ private:
     CWideReceiver m_receiver;
     struct Shown {
         std::atomic<uint64_t> bandwidth{0}, smallestRoundTripUs{0}, roundTripUs{0}, inFlight{0}, lost{0}, sendDueAt{0},
-            recordBytes{0};
+            idleLookAt{0}, recordBytes{0};
     };
 
     Shown m_shown;

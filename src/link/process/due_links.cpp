@@ -11,6 +11,8 @@ constexpr uint64_t kRetryUs = 1000;
 
 }  // namespace
 
+thread_local bool CDueLinks::t_bBurst = false;
+
 CDueLinks& CDueLinks::Get() {
     if (CDueLinks* simulated = Instances().pDueLinks) return *simulated;
     static auto* links = new CDueLinks;  // a worker of static storage may outlive this file's objects
@@ -44,7 +46,9 @@ bool CDueLinks::Put(IDue& due, uint64_t at) {
 
 void CDueLinks::Leave(IDue& due) {
     CAutoLock run(&m_csRun);
+    CAutoLock asking(&m_csAsking);
     CAutoLock lock(&m_cs);
+    if (due.m_bInBurst.exchange(false)) m_burst.erase(std::find(m_burst.begin(), m_burst.end(), &due));
     if (due.m_nAt.load(std::memory_order_relaxed) != 0) Remove(due);
     NoteEarliest();
 }
@@ -59,6 +63,37 @@ void CDueLinks::Run(uint64_t now) {
         for (; !m_due.empty(); m_due.pop_back()) Put(*m_due.back(), now + kRetryUs);
         throw;
     }
+}
+
+bool CDueLinks::AskAfterBurst(IDue& due) {
+    if (!t_bBurst) return false;
+    if (due.m_bInBurst.load(std::memory_order_relaxed)) return true;  // only this thread enters
+    CAutoLock lock(&m_cs);
+    m_burst.push_back(&due);
+    due.m_bInBurst.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+void CDueLinks::EndBurst(uint64_t now) {
+    t_bBurst = false;
+    CAutoLock asking(&m_csAsking);
+    while (IDue* due = TakeOfBurst()) {
+        try {
+            due->OnDue(now);
+        } catch (...) {
+            Enter(*due, now + kRetryUs);
+            throw;  // those behind are asked after the next burst
+        }
+    }
+}
+
+IDue* CDueLinks::TakeOfBurst() {
+    CAutoLock lock(&m_cs);
+    if (m_burst.empty()) return nullptr;
+    IDue* due = m_burst.back();
+    m_burst.pop_back();
+    due->m_bInBurst.store(false, std::memory_order_relaxed);
+    return due;
 }
 
 void CDueLinks::TakeDue(uint64_t now) {

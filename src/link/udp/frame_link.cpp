@@ -191,6 +191,7 @@ bool CFrameLink::RunPump() {
         for (int pass = 0; !(wide && pass == kMostWidePasses) && m_session.ProcessSend(); ++pass) sent = true;
         ChargeRecords();
         if (m_session.IsWideSending()) {  // its deadlines say when to look again
+            if (sent) FlushUdpBatch();    // before another thread sends what comes after it
             LeaveTurns();
             CDueLinks::Get().Enter(*this, m_session.SendDueAt());
         } else {
@@ -216,12 +217,13 @@ void CFrameLink::ChargeRecords() {
 
 void CFrameLink::OnPacket(const char* packet, int length) {
     m_session.OnSCTPSessionReceivedData(const_cast<char*>(packet), length);
+    if (m_session.IsWideSending() && CDueLinks::Get().AskAfterBurst(*this)) return;
     if (m_session.WantsPass()) Pump();
     CDueLinks::Get().Enter(*this, m_session.DueAt());
 }
 
 void CFrameLink::OnDue(uint64_t now) {
-    m_session.DoDue(now);
+    if (m_session.DoDue(now)) MarkBusy();  // a pass pays for the records that are left
     Pump();
     CDueLinks::Get().Enter(*this, m_session.DueAt());
 }

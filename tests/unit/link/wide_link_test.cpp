@@ -167,6 +167,41 @@ struct CAsked final : IDue {
     int times = 0;
 };
 
+// Acknowledgements that come together are answered together, so that threads do not send in each other's gaps.
+TEST_F(WideLink, SendsOnceForAllThatABurstHasBrought) {
+    const std::string frame(32768, 'b');
+    for (int i = 0; i < 4; ++i) left.link.QueueFrame(frame.data(), static_cast<int>(frame.size()));
+    right.Hear(left);
+    ASSERT_GT(right.said.size(), 1U);
+    const size_t before = left.said.size();
+    clock.Advance(10);
+    CDueLinks::Get().BeginBurst();
+    left.Hear(right);
+    EXPECT_EQ(left.said.size(), before);
+    CDueLinks::Get().EndBurst(Lumo_Base::GetMicroseconds());
+    EXPECT_GT(left.said.size(), before);
+}
+
+// A busy link keeps its records; one that has been quiet for a second gives them back.
+TEST_F(WideLink, GivesItsRecordsBackOnceItIsIdle) {
+    const uint64_t least = SendBudget().Sum();
+    for (int i = 0; i < 2000; ++i) left.link.QueueFrame("frame", 5);
+    for (int i = 0; i < 2000 && !left.link.Session().IsSendIdle(); ++i) {
+        right.Hear(left);
+        clock.Advance(1);
+        left.Hear(right);
+        CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    }
+    ASSERT_EQ(right.frames.size(), 2001U);
+    EXPECT_GT(SendBudget().Sum(), least);
+    clock.Advance(1900);
+    CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    clock.Advance(1100);
+    CDueLinks::Get().Run(Lumo_Base::GetMicroseconds());
+    EXPECT_LE(SendBudget().Sum(), least);
+    EXPECT_EQ(CDueLinks::Get().Earliest(), 0U);
+}
+
 // Whoever fails, and those behind, are asked again soon; those before are not.
 TEST(DueLinks, AFailureLosesNobodysDeadline) {
     CDueLinks links;
@@ -182,6 +217,29 @@ TEST(DueLinks, AFailureLosesNobodysDeadline) {
     EXPECT_EQ(asked[1].times, 2);
     EXPECT_EQ(asked[2].times, 1);
     EXPECT_EQ(links.Earliest(), 0U);
+}
+
+// Once for a burst, by the thread that it comes to, unless they leave before; who fails is asked again soon.
+TEST(DueLinks, OfABurstAreAskedAtItsEnd) {
+    CDueLinks links;
+    std::array<CAsked, 3> asked;
+    EXPECT_FALSE(links.AskAfterBurst(asked[0])) << "no burst";
+    links.BeginBurst();
+    for (CAsked& one : asked) EXPECT_TRUE(links.AskAfterBurst(one) && links.AskAfterBurst(one));
+    links.Leave(asked[2]);
+    EXPECT_EQ(asked[0].times + asked[1].times, 0);
+    links.EndBurst(100);
+    EXPECT_EQ(asked[0].times, 1);
+    EXPECT_EQ(asked[1].times, 1);
+    EXPECT_EQ(asked[2].times, 0);
+    links.BeginBurst();
+    asked[0].fails = true;
+    links.AskAfterBurst(asked[0]);
+    EXPECT_THROW(links.EndBurst(200), std::runtime_error);
+    EXPECT_FALSE(links.AskAfterBurst(asked[1])) << "it is over";
+    asked[0].fails = false;
+    links.Run(links.Earliest());
+    EXPECT_EQ(asked[0].times, 3);
 }
 
 }  // namespace
