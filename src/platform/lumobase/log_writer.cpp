@@ -7,6 +7,7 @@
 #include <spdlog/async.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -66,6 +67,15 @@ private:
     int m_nSeen = 0;  // under the mutex
 };
 
+/// The first directory above `path` that is not there; empty: all are.
+std::string MissingFolder(const std::string& path) {
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+        const std::string folder = path.substr(0, slash);
+        if (access(folder.c_str(), F_OK) != 0 && errno == ENOENT) return folder;
+    }
+    return "";
+}
+
 std::shared_ptr<spdlog::details::thread_pool> StartThread() {
     CSignalsBlocked signals;
     try {
@@ -120,6 +130,11 @@ CLogWriter::~CLogWriter() {
 }
 
 std::unique_ptr<CLogWriter> CLogWriter::Open(const std::string& target, const char* module, std::string& problem) {
+    const std::string missing = target == "stderr" ? "" : MissingFolder(target);  // spdlog would make it
+    if (!missing.empty()) {
+        problem = "LUMO_LOG: cannot write " + target + ": there is no directory " + missing;
+        return nullptr;
+    }
     try {
         std::unique_ptr<CLogWriter> writer(new CLogWriter);
         spdlog::sink_ptr to;

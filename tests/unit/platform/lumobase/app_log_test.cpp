@@ -76,9 +76,11 @@ TEST_F(AppLogTest, WritesLinesWithTimeThreadAndModuleAndKeepsNothingBackWhileIdl
 
 TEST_F(AppLogTest, StaysOffUnlessAskedForAndPossible) {
     const std::string under = (m_path / "under").string();
+    const std::string none = m_path.parent_path() / "none", below = none + "/deep/log";
     const std::pair<std::string, std::string> rows[] = {
         {"", ""},
         {"off", ""},
+        {below, "LUMO_LOG: cannot write " + below + ": there is no directory " + none},
         {under, "LUMO_LOG: cannot write " + under + ": Not a directory"},
         {"loud:stderr", "LUMO_LOG knows the levels error, info and debug, not loud"},
         {"info:", "LUMO_LOG names a level and no place"}};
