@@ -7,6 +7,7 @@
 #include "tools/lumo/stats/stats_source.h"
 #include "tools/lumo/stats/stats_table.h"
 #include "tools/lumo/transfer/file_name.h"
+#include "tools/lumo/ui/help_text.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -29,7 +30,7 @@ struct StatsCommand {
 };
 
 struct Room {
-    size_t width = 1000;
+    size_t width = HelpWidth();
     size_t lines = 1000;
 };
 

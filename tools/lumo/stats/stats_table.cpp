@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -15,9 +16,11 @@ namespace {
 
 using Json = nlohmann::json;
 
-enum Column { kStream, kLink, kVia, kIn, kOut, kRoundTrip, kAgain, kWaiting, kColumns };
+// Eighty columns hold all of them.
+enum Column { kLink, kVia, kIn, kOut, kRoundTrip, kAgain, kWaiting, kColumns };
 using Row = std::array<std::string, kColumns>;
-const Row kHead = {"STREAM", "LINK", "VIA", "IN", "OUT", "ROUND TRIP", "SENT AGAIN", "WAITING"};
+const Row kAboveHead = {"", "", "", "", "ROUND", "SENT", ""},
+          kHead = {"LINK", "VIA", "IN/s", "OUT/s", "TRIP", "AGAIN", "WAITING"};
 
 const Json& At(const Json& object, const char* name) {
     static const Json kNothing;
@@ -38,15 +41,20 @@ const Json& List(const Json& object, const char* name) {
     return value.is_array() ? value : kNone;
 }
 
-std::string Rate(uint64_t bytes) { return bytes == 0 ? "-" : BytesText(static_cast<double>(bytes)) + "/s"; }
+std::string Rate(uint64_t bytes) { return bytes == 0 ? "-" : BytesText(static_cast<double>(bytes)); }
 std::string Percent(uint64_t permille) {
     return std::to_string(permille / 10) + "." + std::to_string(permille % 10) + " %";
 }
 
-/// The columns that every link has.
-Row LinkRow(const Json& link, const std::string& stream, const std::string& way) {
+Row NameRow(const std::string& name) {
     Row row;
-    row[kStream] = stream;
+    row[kLink] = name;
+    return row;
+}
+
+/// The columns that every link has.
+Row LinkRow(const Json& link, const std::string& way) {
+    Row row;
     const std::string address = Word(link, "address"), flow = Word(link, "flow_control");
     row[kLink] = way + (address.empty() ? "nobody yet" : address);
     row[kVia] = Word(link, "transport") + (flow.empty() ? "" : " " + flow);
@@ -64,7 +72,7 @@ Row LinkRow(const Json& link, const std::string& stream, const std::string& way)
 std::vector<Row> ProgramRows(const Json& stats) {
     std::vector<Row> rows;
     for (const Json& link : List(stats, "links")) {
-        Row row = LinkRow(link, Word(link, "medium"), "");
+        Row row = LinkRow(link, Word(link, "medium") + " ");
         row[kIn] = Rate(Number(link, "bytes_per_second_in"));
         row[kOut] = Rate(Number(link, "bytes_per_second_out"));
         rows.push_back(std::move(row));
@@ -79,33 +87,40 @@ std::string StreamName(const Json& stream) {
 void AddStream(const Json& stream, const std::string& out, std::vector<Row>& rows) {
     const Json& publisher = At(stream, "publisher");
     const std::string home = Word(stream, "relayed_from");
-    Row row;
-    if (publisher.is_object()) row = LinkRow(publisher, "", "from ");
-    if (!publisher.is_object()) row[kLink] = home.empty() ? "nobody publishes" : "relayed from " + home;
-    row[kStream] = StreamName(stream);
+    Row& row = rows.emplace_back(NameRow(StreamName(stream)));
     row[kIn] = Rate(Number(stream, "bytes_per_second"));
     row[kOut] = out;
     row[kAgain] = Percent(Number(stream, "loss_permille"));
-    rows.push_back(std::move(row));
+    if (publisher.is_object())
+        rows.push_back(LinkRow(publisher, "  from "));
+    else
+        rows.push_back(NameRow(home.empty() ? "  nobody publishes" : "  relayed from " + home));
     const Json& listeners = List(stream, "listeners");
-    for (const Json& listener : listeners) rows.push_back(LinkRow(listener, "", "to "));
+    for (const Json& listener : listeners) rows.push_back(LinkRow(listener, "  to "));
     const uint64_t count = Number(stream, "listener_count");
-    if (count <= listeners.size()) return;
-    Row more;
-    more[kLink] = "and " + std::to_string(count - listeners.size()) + " more";
-    rows.push_back(std::move(more));
+    if (count > listeners.size())
+        rows.push_back(NameRow("  and " + std::to_string(count - listeners.size()) + " more"));
 }
 
+/// A name with nothing beside it may reach into the next column.
+size_t WidthIn(const Row& row, size_t column) {
+    const bool alone = std::all_of(row.begin() + 1, row.end(), [](const std::string& cell) { return cell.empty(); });
+    return alone ? 0 : row.at(column).size();
+}
+
+/// Columns move together where they would not fit otherwise.
 std::string Aligned(const std::vector<Row>& rows, size_t width, size_t most) {
     std::array<size_t, kColumns> widths{};
     for (const Row& row : rows)
-        for (size_t i = 0; i < kColumns; ++i) widths.at(i) = std::max(widths.at(i), row.at(i).size());
+        for (size_t i = 0; i < kColumns; ++i) widths.at(i) = std::max(widths.at(i), WidthIn(row, i));
+    const size_t all = std::accumulate(widths.begin(), widths.end(), size_t{0});
+    const size_t gap = all + size_t{2} * (kColumns - 1) <= width ? 2 : 1;
     std::string text;
     for (size_t number = 0; number < std::min(rows.size(), most); ++number) {
         std::string line;
         for (size_t i = 0; i < kColumns; ++i) {
             const std::string& cell = rows.at(number).at(i);
-            line += cell + std::string(widths.at(i) - cell.size() + 2, ' ');
+            line += cell + std::string(std::max(widths.at(i), cell.size()) - cell.size() + gap, ' ');
         }
         line.resize(std::min(line.size(), width));
         line.resize(line.find_last_not_of(' ') + 1);
@@ -118,8 +133,8 @@ std::string ServerHead(const Json& stats) {
     uint64_t listeners = 0;
     for (const Json& stream : List(stats, "streams")) listeners += Number(stream, "listener_count");
     const std::string up = DurationText(static_cast<double>(Number(stats, "uptime_seconds")));
-    return "server " + Word(stats, "listen") + ", up " + up + ", " + std::to_string(Number(stats, "stream_count")) +
-           " streams, " + std::to_string(listeners) + " listeners\n";
+    return "server " + Word(stats, "listen") + ", up " + up + ", " + Counted(Number(stats, "stream_count"), "stream") +
+           ", " + Counted(listeners, "listener") + "\n";
 }
 
 std::string ProgramHead(const Json& stats) {
@@ -132,7 +147,7 @@ std::string ProgramHead(const Json& stats) {
 }  // namespace
 
 std::string CStatsTable::Text(const Json& stats, uint64_t now, size_t width, size_t most) {
-    std::vector<Row> rows = {kHead};
+    std::vector<Row> rows = {kAboveHead, kHead};
     if (At(stats, "links").is_array()) {
         for (Row& row : ProgramRows(stats)) rows.push_back(std::move(row));
         return ProgramHead(stats) + Aligned(rows, width, most - 1);

@@ -149,6 +149,10 @@ std::string BytesText(double bytes) {
     return Fixed(bytes, unit == 0 || bytes >= 99.95 ? 0 : 1) + " " + kUnits[unit];
 }
 
+std::string Counted(uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string DurationText(double seconds) {
     const auto whole = static_cast<unsigned long>(std::clamp(std::ceil(seconds), 0.0, 359999.0));
     const unsigned long hours = whole / 3600, minutes = whole / 60 % 60, rest = whole % 60;

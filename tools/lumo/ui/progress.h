@@ -95,6 +95,8 @@ private:
 size_t TerminalWidth();
 /// "1.5 MB", in powers of 1000.
 std::string BytesText(double bytes);
+/// "1 file", "2 files".
+std::string Counted(uint64_t count, const std::string& noun);
 /// "0:07", "1:02:03".
 std::string DurationText(double seconds);
 /// "on air 00:13  163 kB  13 kB/s  2 listening", at most `width` characters.
