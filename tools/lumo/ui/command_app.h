@@ -39,6 +39,9 @@ inline std::string UsualName(const std::string& option) { return "--usual-" + op
 /// Why the line was not understood: what stands on it that no command knows, else what CLI11 says.
 std::string ComplaintAbout(CNotedApp& named, const CLI::ParseError& error);
 
+/// The same of one option, naming it and what it takes.
+std::string InHouseWords(const CommandInfo& command, const CLI::ParseError& error);
+
 /// Options of `named` that neither line nor environment gives are what that file says. Throws CLI::ConfigError.
 void ApplySettings(const std::string& path, CNotedApp& root, CNotedApp& named);
 

@@ -24,10 +24,27 @@ struct OptionForm {
     }
 };
 
-/// What CLI11 would add to the help is in its words.
-CLI::Validator Unseen(CLI::Validator validator) {
-    validator.description("");
-    return validator;
+/// Changes what was typed; where that fails, `wanted` says behind it what it is not.
+template <class Transform>
+CLI::Validator Transformed(Transform transform, const std::string& wanted) {
+    return {[transform = std::move(transform), wanted](std::string& text) {
+                const std::string typed = text;
+                try {
+                    return transform(text).empty() ? "" : typed + wanted;
+                } catch (const CLI::ValidationError&) {
+                    return typed + wanted;
+                }
+            },
+            ""};
+}
+
+template <class T>
+CCommand::Read InRange(T least, T most) {
+    return [least, most](const std::string& text) {
+        T value{};
+        if (CLI::detail::lexical_cast(text, value) && value >= least && value <= most) return std::string();
+        return text + " is no number from " + CLI::detail::to_string(least) + " to " + CLI::detail::to_string(most);
+    };
 }
 
 template <class T>
@@ -74,18 +91,15 @@ COption& COption::ShowDefault() {
 }
 
 COption& COption::Within(int64_t least, int64_t most) {
-    m_pOption->check(Unseen(CLI::Range(least, most)));
     AddToHelp(*m_pOption, std::to_string(least) + " to " + std::to_string(most));
-    return *this;
+    return Check(InRange(least, most));
 }
 
 COption& COption::Between(double least, double most) {
-    m_pOption->check(Unseen(CLI::Range(least, most)));
     AddToHelp(*m_pOption, CLI::detail::to_string(least) + " to " + CLI::detail::to_string(most));
-    return *this;
+    return Check(InRange(least, most));
 }
 
-// CLI::Range lets through what is not a number.
 COption& COption::Seconds(double least, double most) {
     return Check([least, most](const std::string& text) {
         double seconds = 0;
@@ -95,9 +109,11 @@ COption& COption::Seconds(double least, double most) {
 }
 
 COption& COption::OneOf(const std::vector<std::string>& values) {
-    m_pOption->check(Unseen(CLI::IsMember(values)));
     m_pOption->type_name(JoinWith(values, "|"));
-    return *this;
+    return Check([values](const std::string& text) {
+        const bool known = std::find(values.begin(), values.end(), text) != values.end();
+        return known ? std::string() : text + " is none of " + JoinWith(values, ", ");
+    });
 }
 
 COption& COption::InUnits(std::initializer_list<std::pair<const char*, uint64_t>> units) {
@@ -105,29 +121,20 @@ COption& COption::InUnits(std::initializer_list<std::pair<const char*, uint64_t>
     std::vector<std::string> names;
     for (const auto& unit : units) names.emplace_back(unit.first);
     const std::string wanted = " is no number, with or without one of " + JoinWith(names, ", ") + " behind it";
-    m_pOption->transform(CLI::Validator(
-        [factors, wanted](std::string& text) {
-            const std::string typed = text;
-            try {
-                CLI::AsNumberWithUnit(factors, CLI::AsNumberWithUnit::CASE_INSENSITIVE)(text);
-            } catch (const CLI::ValidationError&) {
-                return typed + wanted;
-            }
-            return std::string();
-        },
-        ""));
+    m_pOption->transform(Transformed(CLI::AsNumberWithUnit(factors, CLI::AsNumberWithUnit::CASE_INSENSITIVE), wanted));
     return *this;
 }
 
 COption& COption::Bytes() {
-    m_pOption->transform(Unseen(CLI::AsSizeValue(false)));
+    m_pOption->transform(Transformed(CLI::AsSizeValue(false), " is no number of bytes, such as 64k or 8MiB"));
     if (!m_pOption->get_default_str().empty()) m_pOption->default_str(SizeText(m_pOption->get_default_str()));
     return *this;
 }
 
 COption& COption::ExistingFile() {
-    m_pOption->check(Unseen(CLI::ExistingFile));
-    return *this;
+    return Check([](const std::string& text) {
+        return CLI::ExistingFile(text).empty() ? std::string() : "there is no file " + text;
+    });
 }
 
 COption& COption::Check(std::function<std::string(const std::string&)> check) {

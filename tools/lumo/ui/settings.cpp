@@ -85,7 +85,7 @@ void ApplySettings(const std::string& path, CNotedApp& root, CNotedApp& named) {
         std::istringstream text(SettingsText(path));
         ApplyItems(CLI::ConfigTOML().from_config(text), root, named);
     } catch (const CLI::ParseError& error) {
-        throw CLI::ConfigError(path + ": " + error.what());
+        throw CLI::ConfigError(path + ": " + InHouseWords(named.Info(), error));
     }
 }
 
