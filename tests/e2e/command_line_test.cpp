@@ -99,10 +99,15 @@ TEST_F(CommandLine, EveryCommandExplainsItselfEverywhere) {
 /// What a line completes to: a command, an option, a value, a file.
 const struct {
     const char *line, *offered;
-} kCompleted[] = {{"publish au", "audio"},         {"send --li", "--link-file"},
-                  {"send --path p2p-", "p2p-tcp"}, {"help publish v", "video"},
-                  {"completion f", "fish"},        {"receive --out fol", "folder"},
-                  {"send --keep hol", "holiday"},  {"dump --interface lo hol", "holiday"}};
+} kCompleted[] = {{"publish au", "audio"},
+                  {"send --li", "--link-file"},
+                  {"send --path p2p-", "p2p-tcp"},
+                  {"help publish v", "video"},
+                  {"completion f", "fish"},
+                  {"receive --out fol", "folder"},
+                  {"send --keep hol", "holiday"},
+                  {"dump --interface lo hol", "holiday"},
+                  {"send \"a b\" --path p2p-", "p2p-tcp"}};
 
 /// A shell, how it begins, and how it prints what a line completes to, a word a line behind the line's number.
 const struct {

@@ -5,10 +5,23 @@ namespace {
 
 constexpr const char* kBash = R"~(# bash completion of lumo, which says itself what fits.
 _lumo() {
-    local before=${COMP_LINE:0:COMP_POINT} words line last more= offered=()
-    read -a words <<<"$before"
-    [[ $before != *[[:space:]] ]] || words+=("")
-    last=${words[${#words[@]} - 1]}
+    local before=${COMP_LINE:0:COMP_POINT} words=("") char quote= escaped= line last more= offered=()
+    while IFS= read -r -n1 -d '' char; do
+        if [[ $escaped ]]; then
+            words[-1]+=$char escaped=
+        elif [[ $char == \\ && $quote != \' ]]; then
+            escaped=yes
+        elif [[ $quote ]]; then
+            if [[ $char == "$quote" ]]; then quote=; else words[-1]+=$char; fi
+        elif [[ $char == [\'\"] ]]; then
+            quote=$char
+        elif [[ $char == [[:space:]] ]]; then
+            [[ -z ${words[-1]} ]] || words+=("")
+        else
+            words[-1]+=$char
+        fi
+    done < <(printf %s "$before")
+    last=${words[-1]}
     while IFS= read -r line; do
         case $line in
             :files) more=-f ;;
