@@ -218,8 +218,8 @@ TEST_F(Transfer, WithoutSignallingPeersTakeTheRelayAndOnlyForceOverwrites) {
     EXPECT_TRUE(End(Client("probe --wait 1.5"))["same_mapping"].is_null()) << "the second port is off";
 }
 
-TEST_F(Transfer, ASecondSenderOfOneChannelIsToldAtOnce) {
-    Process& relay = StartRelay();
+TEST_F(Transfer, ASecondSenderOfOneChannelAndWhoFindsNoRoomAreToldAtOnce) {
+    Process& relay = StartRelay("127.0.0.1", "--http off --max-channels 2");
     int channel = 80;
     for (const std::string way : {"p2p", "auto", "relay"}) {
         const std::string number = std::to_string(++channel);
@@ -227,10 +227,12 @@ TEST_F(Transfer, ASecondSenderOfOneChannelIsToldAtOnce) {
         Process& first = Lumo(line);
         ASSERT_TRUE(way == "p2p" || Says(relay, "publishes channel " + number));
         ASSERT_TRUE(way == "relay" || Says(relay, "user " + number));
-        EXPECT_TRUE(Says(Lumo(line), "is the number " + number + " in use?"));
+        const std::string room = way == "p2p" ? ", or has the server no room for more channels?" : "?";
+        EXPECT_TRUE(Says(Lumo(line), "is the number " + number + " in use" + room));
         first.Listen(0);
         EXPECT_EQ(first.Errors().find("in use"), std::string::npos) << way << first.Errors();
     }
+    EXPECT_TRUE(Says(Lumo("send file --channel 90" + Mcu()), "is the number 90 in use, or has the server no room"));
 }
 
 }  // namespace

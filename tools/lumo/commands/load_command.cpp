@@ -36,7 +36,7 @@ bool TakeSample(const std::string& file, LoadOptions& options, std::string& prob
 int RunLoad(const LoadCommand& command, const LoadOptions& options, CProgressPrinter& printer) {
     CToolLoop loop;
     CLoad load(*command.medium, options, loop,
-               [&printer](CServerWatch::News news, const CServerWatch& watch) { SayServerNews(news, watch, printer); });
+               [&printer](CServerWatch::News news, CServerWatch& watch) { SayServerNews(news, watch, printer); });
     std::string problem;
     printer.Note("subscribing " + std::to_string(options.subscribers) + " times to channel " +
                  std::to_string(options.route.channel) + " at " + options.route.mcu.Text());

@@ -117,13 +117,13 @@ int Publish(const PublishCommand& command, const RelayRoute& route, CToolLoop& l
         link->Poll(now);
         host.Poll(now);
         const uint64_t wait = medium.Turn(now);
-        SayServerNews(watch.Poll(now, link->IsServed()), watch, printer);
+        SayServerNews(watch.Poll(now, link->IsServed(), link->EverTaken()), watch, printer);
         view.Tell(now, link->IsServed());
         if (stats.Due(now)) stats.Write(now, medium.Details());
         loop.Wait(medium.WaitFd(), std::min(wait, kPublishTurnMs));
     }
     AwaitService(*link, loop);
-    SayServerNews(watch.Poll(CToolLoop::Now(), link->IsServed()), watch, printer);
+    SayServerNews(watch.Poll(CToolLoop::Now(), link->IsServed(), link->EverTaken()), watch, printer);
     view.Tell(CToolLoop::Now(), link->IsServed(), true);
     stats.Write(CToolLoop::Now(), medium.Details());
     medium.SayGoodbye();

@@ -114,7 +114,9 @@ int Finish(const ReceiveCommand& command, const CReceiveEngine& engine, const Ou
         code = kExitNobody;
         result = "nobody";
         const bool there = outcome.server.fault == ServerFault::Answers;
-        if (outcome.server.fault != ServerFault::None) problem = (there ? problem + ": " : "") + outcome.server.Text();
+        const bool said = outcome.server.advice.empty();
+        if (outcome.server.fault != ServerFault::None && !(there && said))
+            problem = (there ? problem + ": " : "") + outcome.server.Text();
     }
     if (code != kExitDone) printer.Error(Printable(problem));
     LumoProcessStatistics statistics{};
@@ -206,7 +208,7 @@ int Fetch(const ReceiveCommand& command, const RelayRoute& route, IFileFolder& f
         if (TakeFrames(paths, opener, engine, outcome, now) && !std::exchange(pathShown, true))
             ShowPath(paths.PathText(), engine, printer);
         outcome.verdict = opener.Verdict(now);
-        SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready()), watch, printer);
+        SayServerNews(watch.Poll(now, outcome.begunMs != 0 && paths.Ready(), paths.Ready()), watch, printer);
         const uint64_t wait = engine.Tick(now, sealed);
         arrivals.Tell(engine, paths.PathText());
         if (engine.Over()) break;

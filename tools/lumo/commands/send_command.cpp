@@ -202,7 +202,7 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
         for (size_t lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);
         }
-        SayServerNews(watch.Poll(now, !paths.WaitsForServer()), watch, printer);
+        SayServerNews(watch.Poll(now, !paths.WaitsForServer(), paths.EverClaimed()), watch, printer);
         if (!std::exchange(strange, IsInVain(opener.Verdict(now))) && strange) printer.Note(kStrangers);
         const uint64_t wait = engine.Tick(now, paths.Links());
         TellSent(engine, toldFiles, printer);

@@ -73,7 +73,7 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener
             if (begun == 0) begun = now;
         }
         medium.Tick();
-        SayServerNews(watch.Poll(now, begun != 0 && paths.Ready()), watch, printer);
+        SayServerNews(watch.Poll(now, begun != 0 && paths.Ready(), paths.Ready()), watch, printer);
         if (printer.Due(now)) show();
         if (stats.Due(now)) stats.Write(now, Details(medium, paths));
         if (now - heard > command.common.WaitMs()) break;
@@ -90,7 +90,8 @@ uint64_t Hear(const SubscribeCommand& command, CPathSwitch& paths, CStreamOpener
 std::string WhyUnheard(const ISubscribeMedium& medium, SealVerdict verdict, bool interrupted, CServerWatch& watch) {
     if (IsInVain(verdict)) return VerdictText(verdict);
     if (medium.Heard() || !medium.Problem().empty()) return medium.Problem();
-    if (interrupted || watch.Conclude().fault == ServerFault::None) return "nothing was heard";
+    if (interrupted || watch.Conclude().fault == ServerFault::None || watch.Trouble().advice.empty())
+        return "nothing was heard";
     return "nothing was heard: " + watch.Trouble().Text();
 }
 

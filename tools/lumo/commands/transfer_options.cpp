@@ -123,7 +123,7 @@ PeerOptions TransferOptions::ToPeers(const RelayRoute& route, uint32_t userID) c
     return options;
 }
 
-void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgressPrinter& printer) {
+void SayServerNews(CServerWatch::News news, CServerWatch& watch, CProgressPrinter& printer) {
     if (news == CServerWatch::News::None) return;
     const ServerTrouble& trouble = watch.Trouble();
     const std::string words = Printable(news == CServerWatch::News::Serving ? watch.Praise() : trouble.Text());
@@ -132,7 +132,10 @@ void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgress
                    {"problem", Printable(trouble.problem)},
                    {"try", trouble.advice}});
     if (watch.InVain()) return;  // it is the program's last word
-    if (watch.IsComplaint())
+    const bool complaint = watch.IsComplaint();
+    const bool read = printer.Mode() != ProgressMode::Json && (complaint || printer.Mode() != ProgressMode::Quiet);
+    if (read && news == CServerWatch::News::Trouble) watch.NoteTold();
+    if (complaint)
         printer.Warn(words);
     else if (!words.empty())
         printer.Note(words);

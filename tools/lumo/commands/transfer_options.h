@@ -64,7 +64,7 @@ uint32_t ParseChannel(const std::string& text);
 
 inline constexpr const char* kNoRandomness = "the system gives no random bytes";
 /// Passes on what the watch has just found.
-void SayServerNews(CServerWatch::News news, const CServerWatch& watch, CProgressPrinter& printer);
+void SayServerNews(CServerWatch::News news, CServerWatch& watch, CProgressPrinter& printer);
 
 /// For who takes frames, behind what it waits for.
 inline const char* PlainNote(const RelayRoute& route) {

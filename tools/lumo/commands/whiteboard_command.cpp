@@ -111,7 +111,7 @@ int Draw(const WhiteboardCommand& command, const RelayRoute& route, CToolLoop& l
         const uint64_t now = CToolLoop::Now();
         const bool more = paths.Poll(now);
         const BoardStatus status = paths.Status();
-        const CServerWatch::News news = watch.Poll(now, status.connected);
+        const CServerWatch::News news = watch.Poll(now, status.connected, status.connected);
         // Who looks for the host of a board first takes his time, and says what he does.
         if (watch.IsComplaint() || status.connected || !UsesPeers(command.common.Path()))
             SayServerNews(news, watch, printer);

@@ -81,7 +81,7 @@ bool CLoad::AllHear(uint64_t untilMs) {
     uint64_t warmedMs = 0;
     while (m_meter.Hearing() < m_options.subscribers) {
         const uint64_t now = CToolLoop::Now();
-        m_tell(m_watch.Poll(now, m_meter.Hearing() > 0), m_watch);
+        m_tell(m_watch.Poll(now, m_meter.Hearing() > 0, m_meter.Hearing() > 0), m_watch);
         if (m_loop.Interrupted() || now > untilMs || m_watch.InVain()) return false;
         m_publisher->Link().Poll(now);
         const bool room = m_links.size() < m_meter.Hearing() + kAtOnce;

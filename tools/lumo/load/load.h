@@ -42,7 +42,7 @@ struct LoadOptions {
 /// One thread. Bounded in time by its options, and a few seconds.
 class CLoad {
 public:
-    using TellServer = std::function<void(CServerWatch::News news, const CServerWatch& watch)>;
+    using TellServer = std::function<void(CServerWatch::News news, CServerWatch& watch)>;
 
     /// `tell`: what becomes of the server while subscribers wait for it.
     CLoad(const LoadMedium& medium, const LoadOptions& options, CToolLoop& loop, TellServer tell);

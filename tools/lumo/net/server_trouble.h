@@ -27,13 +27,13 @@ enum class ServerFault {
 struct ServerTrouble {
     ServerFault fault = ServerFault::None;
     std::string problem;  ///< what has failed, and where
-    std::string advice;   ///< what to try
+    std::string advice;   ///< what to try; empty: that has been said
 
     /// As programs read it: "proxy-password".
     const char* Name() const;
     /// Whether waiting does not end it.
     bool Lasts() const;
-    std::string Text() const { return problem + "; " + advice; }
+    std::string Text() const { return advice.empty() ? problem : problem + "; " + advice; }
 };
 
 /// Of an attempt to reach a server that has failed with that errno value; `over` names the transport.

@@ -26,13 +26,15 @@ const CMediumRow& RowOf(LinkMedium medium) {
 CServerWatch::CServerWatch(const RelayRoute& route, LinkMedium medium, Role role)
     : m_route(route), m_medium(medium), m_role(role) {}
 
-CServerWatch::News CServerWatch::Poll(uint64_t now, bool served) {
+CServerWatch::News CServerWatch::Poll(uint64_t now, bool served, bool taken) {
+    m_bEverTaken = m_bEverTaken || taken;
     if (served) {
         const bool news = !m_bEverServed || m_trouble.fault != ServerFault::None;
         m_bEverServed = true;
         m_unservedMs.reset();
         m_check.reset();
         m_found = m_trouble = {};
+        m_strTold.clear();
         return news ? News::Serving : News::None;
     }
     if (!m_unservedMs) {
@@ -59,6 +61,9 @@ const ServerTrouble& CServerWatch::Conclude() {
     if (m_check) m_found = m_check->Result();
     m_check.reset();
     m_trouble = InWords(true);
+    if (m_strTold.empty() || m_strTold != m_found.problem) return m_trouble;
+    m_trouble.problem = m_role == Role::Publisher ? Unserved(true) : "nothing has come";
+    m_trouble.advice.clear();
     return m_trouble;
 }
 
@@ -84,13 +89,17 @@ ServerTrouble CServerWatch::InWords(bool atTheEnd) const {
     const std::string channel = std::to_string(m_route.channel);
     if (m_role == Role::Publisher) {
         words.problem = Unserved(atTheEnd) + ": " + words.problem;
-        if (answers) words.advice = "is the number " + channel + " in use?";
+        if (answers)
+            words.advice = "is the number " + channel + " in use" +
+                           (m_bEverTaken ? "?" : ", or has the server no room for more channels?");
     } else if (answers && m_medium == LinkMedium::Board) {
         words.problem += " and does not let us onto board " + channel;
         words.advice = "has it room for more boards, and for more people on this one?";
     } else if (answers) {
         words.problem += ", but nothing comes of channel " + channel + (m_bEverServed ? " any more" : "");
-        words.advice = m_bEverServed ? "has the other side ended?" : "has the other side begun, and is that its link?";
+        words.advice = m_bEverServed  ? "has the other side ended?"
+                       : m_bEverTaken ? "has the other side begun, and is that its link?"
+                                      : "has the other side begun, is that its link, and has the server room for more?";
     }
     return words;
 }

@@ -19,8 +19,11 @@ public:
     /// The medium's channel that `route` names; everybody subscribes to a board.
     CServerWatch(const RelayRoute& route, LinkMedium medium, Role role);
 
-    /// `served`: the server does what this program is there for. News come once each.
-    News Poll(uint64_t now, bool served);
+    /// `served`: the server does what this program is there for; `taken`: it has at least answered what was asked of
+    /// it, which one without room does not. News come once each.
+    News Poll(uint64_t now, bool served, bool taken);
+    /// The user has read the last news: what has not changed until the end is not said again.
+    void NoteTold() { m_strTold = m_found.problem; }
     /// Finishes the look that goes on or is due; the trouble of who is not served.
     const ServerTrouble& Conclude();
     /// The last news; no fault while all is well.
@@ -47,8 +50,10 @@ private:
     const Role m_role;
     std::optional<CServerCheck> m_check;
     ServerTrouble m_found;    // by the last look
-    ServerTrouble m_trouble;  // as told
+    ServerTrouble m_trouble;  // in this program's words
+    std::string m_strTold;    // the problem as found that the user knows of
     bool m_bEverServed = false;
+    bool m_bEverTaken = false;
     std::optional<uint64_t> m_unservedMs;  // since when
     uint64_t m_ullLookMs = 0;
 };
