@@ -1,8 +1,8 @@
 // What `lumo receive` says of the files, folders and words that have come.
 #pragma once
 
-#include "tools/lumo/commands/entry_counts.h"
 #include "tools/lumo/transfer/receive_engine.h"
+#include "tools/lumo/ui/entry_counts.h"
 #include "tools/lumo/ui/progress.h"
 
 #include <cstddef>

@@ -84,8 +84,7 @@ struct Outcome {
     ServerTrouble server;  // of a transfer that never began
     nlohmann::json notOpened;
     uint64_t startedMs = 0;
-    uint64_t begunMs = 0;    ///< when the first word of a sender came; 0: never
-    uint64_t strangeMs = 0;  ///< when something came last that did not open, and was answered
+    uint64_t begunMs = 0;  ///< when the first word of a sender came; 0: never
     uint64_t endedMs = 0;
 
     nlohmann::json Seconds() const { return begunMs == 0 ? 0.0 : static_cast<double>(endedMs - begunMs) / 1000; }
@@ -144,14 +143,6 @@ void ShowPath(const std::string& path, const CReceiveEngine& engine, CProgressPr
     printer.Event({{"event", "path"}, {"path", path}, {"arrived_bytes", engine.Progress().arrivedBytes}});
 }
 
-/// Each side finds out that nothing opens by what the other goes on to say.
-void AnswerStranger(CReceiveEngine& engine, Outcome& outcome, uint64_t now) {
-    constexpr uint64_t kPaceMs = 300;
-    if (outcome.begunMs != 0 || now - outcome.strangeMs < kPaceMs) return;
-    outcome.strangeMs = now;
-    engine.OnLinkReady();
-}
-
 /// True when something came by the path in use.
 bool TakeFrames(CPathSwitch& paths, CStreamOpener& opener, CReceiveEngine& engine, Outcome& outcome, uint64_t now) {
     bool came = false;
@@ -159,7 +150,7 @@ bool TakeFrames(CPathSwitch& paths, CStreamOpener& opener, CReceiveEngine& engin
         char* data = frame.data();
         size_t length = frame.size();
         if (!opener.Open(data, length, now)) {
-            AnswerStranger(engine, outcome, now);
+            engine.OnStranger(now);
             continue;
         }
         if (!engine.OnFrame(data, length, now, paths.CameByTheOneInUse())) continue;

@@ -1,16 +1,15 @@
 #include "tools/lumo/commands/commands.h"
 
-#include "tools/lumo/commands/entry_counts.h"
 #include "tools/lumo/commands/send_sources.h"
 #include "tools/lumo/commands/transfer_options.h"
 #include "tools/lumo/net/send_paths.h"
 #include "tools/lumo/stats/stats_file.h"
 #include "tools/lumo/transfer/file_name.h"
 #include "tools/lumo/transfer/send_engine.h"
+#include "tools/lumo/ui/entry_counts.h"
 
 #include <nlohmann/json.hpp>
 
-#include <array>
 #include <memory>
 #include <utility>
 
@@ -32,8 +31,7 @@ std::string StayText(uint64_t milliseconds) {
 }
 
 std::string CompleteText(uint32_t receivers) {
-    return std::to_string(receivers) + (receivers == 1 ? " receiver has" : " receivers have") +
-           " the whole of it, verified";
+    return Counted(receivers, "receiver") + (receivers == 1 ? " has" : " have") + " the whole of it, verified";
 }
 
 /// Tells of each one who is served, once there is nobody left to serve.
@@ -136,27 +134,9 @@ int Finish(const SendCommand& command, const CSendEngine& engine, const CSendPat
     return code;
 }
 
-/// Of whom nothing opens, nothing that is sent opens either: they find that out the sooner the more comes.
-class CStrangers {
-public:
-    void OnHeard(size_t lane, uint64_t now) { m_heardMs.at(lane) = now; }
-    void Poll(CSendEngine& engine, uint64_t now) {
-        constexpr uint64_t kSilentMs = 2000, kPaceMs = 400;
-        for (size_t lane = 0; lane < kMaxLanes; ++lane) {
-            const uint64_t heard = m_heardMs.at(lane);
-            if (heard == 0 || now - heard > kSilentMs || now - m_toldMs.at(lane) < kPaceMs) continue;
-            m_toldMs.at(lane) = now;
-            engine.OnLinkReady(lane);
-        }
-    }
-
-private:
-    std::array<uint64_t, kMaxLanes> m_heardMs{}, m_toldMs{};
-};
-
 /// Takes some of what receivers say: no flood of it, whoever makes it up, keeps blocks from leaving. True when more
 /// waits.
-bool Hear(CSendPaths& paths, CStreamOpener& opener, CStrangers& strangers, CSendEngine& engine, uint64_t now) {
+bool Hear(CSendPaths& paths, CStreamOpener& opener, CSendEngine& engine, uint64_t now) {
     constexpr int kFramesPerTurn = 100;
     std::string frame;
     size_t lane = 0;
@@ -165,7 +145,7 @@ bool Hear(CSendPaths& paths, CStreamOpener& opener, CStrangers& strangers, CSend
         char* data = frame.data();
         size_t length = frame.size();
         if (!opener.Open(data, length, now))
-            strangers.OnHeard(lane, now);
+            engine.OnStranger(now, lane);
         else if (engine.OnFrame(data, length, now, lane))
             paths.OnSignOfLife(lane, now);
     }
@@ -190,14 +170,12 @@ int Serve(const SendCommand& command, const RelayRoute& route, Sources sources, 
     // It takes any start: only who names this transfer counts, and no recording can.
     CStreamOpener opener(route.secret, {SEAL_FILE, SEAL_UP, route.channel}, true);
     CServerWatch watch(route, LinkMedium::File, CServerWatch::Role::Publisher);
-    CStrangers strangers;
     bool strange = false;
     uint32_t told = 0;
     size_t toldFiles = 0;
     while (!engine.Over() && !loop.Interrupted() && !watch.InVain()) {
         const uint64_t now = CToolLoop::Now();
-        const bool more = Hear(paths, opener, strangers, engine, now);
-        strangers.Poll(engine, now);
+        const bool more = Hear(paths, opener, engine, now);
         const auto fresh = paths.Poll(now);
         for (size_t lane = 0; lane < kMaxLanes; ++lane) {
             if (fresh.at(lane)) engine.OnLinkReady(lane);

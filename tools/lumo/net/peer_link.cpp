@@ -27,7 +27,9 @@ bool CPeerLink::IsDisconnected() {
 }
 
 bool CPeerLink::HasNews() const {
-    return !m_route.tcp && !IsTaken() && CPeerHost::StateOf(m_route.userID) == PeerState::Connected;
+    if (IsTaken()) return false;
+    const PeerState state = CPeerHost::StateOf(m_route.userID);
+    return m_route.tcp ? state != PeerState::Unknown : state == PeerState::Connected;
 }
 
 LinkSigns CPeerLink::Signs() const { return CPeerHost::SignsFrom(m_route.userID); }

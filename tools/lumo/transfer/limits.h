@@ -42,6 +42,10 @@ inline constexpr uint64_t kHeartbeatMs = 1000;
 inline constexpr uint64_t kReceiverSilentMs = 10000;
 /// The same for one that says it is there and takes nothing.
 inline constexpr uint64_t kReceiverStuckMs = 30000;
+/// Who hears what it cannot open says more, so that the other side finds out too: so soon, and for so long.
+inline constexpr uint64_t kStrangerBeaconMs = 400;
+inline constexpr uint64_t kStrangerReportMs = 300;
+inline constexpr uint64_t kStrangerGoneMs = 2000;
 /// A receiver reports at the latest after so many blocks: eight reports per lead, so that the lead never runs dry.
 inline constexpr uint32_t kReportBlocks = kLeadBlocks / 8;
 /// Reports that only tell of a gap come no closer together than this.

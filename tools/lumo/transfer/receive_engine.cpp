@@ -19,6 +19,7 @@ bool CReceiveEngine::OnFrame(const char* data, size_t length, uint64_t now, bool
     if (result != DecodeResult::Ok || std::holds_alternative<Status>(message.body) ||
         std::holds_alternative<ReceiverBye>(message.body))
         return false;
+    m_bHeard = true;
     m_ullHeardMs = now;
     m_bInUse = inUse;
     const bool current = m_bKnows && message.transfer == m_ullTransfer;

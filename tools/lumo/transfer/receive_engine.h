@@ -61,6 +61,10 @@ public:
     /// reports go to; what comes by another counts there alone.
     bool OnFrame(const char* data, size_t length, uint64_t now, bool inUse = true);
     /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
+    /// Something has come that does not open.
+    void OnStranger(uint64_t now) {
+        m_bReportDue = m_bReportDue || (!m_bHeard && now - m_ullReportMs >= kStrangerReportMs);
+    }
     uint64_t Tick(uint64_t now, ILinkOut& link);
     /// So many bytes of frames have come on the link. A block may take longer to arrive than anybody waits.
     void OnArrived(uint64_t bytes, uint64_t now);
@@ -163,6 +167,7 @@ private:
 
     bool m_bStarted = false;
     bool m_bConfirmed = false;
+    bool m_bHeard = false;  // a sender
     bool m_bReportDue = true;  // at once
     bool m_bGap = false;       // soon
     uint32_t m_nUnreported = 0;

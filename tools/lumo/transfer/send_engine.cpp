@@ -176,7 +176,8 @@ uint64_t CSendEngine::TickLane(uint64_t now, size_t index, ILinkOut& link) {
     lane.pace.Update(now, link.Queued());
     if (!link.Ready()) return kReportGapMs;
     const uint64_t since = now - lane.beaconMs;
-    const bool due = since >= kHeartbeatMs || (lane.beaconDue && since >= kReportGapMs);
+    const bool strange = lane.strangerMs != 0 && now - lane.strangerMs <= kStrangerGoneMs;
+    const bool due = since >= (strange ? kStrangerBeaconMs : kHeartbeatMs) || (lane.beaconDue && since >= kReportGapMs);
     // Where a frame takes longer than a heartbeat, beacons that wait for one another would leave no room for blocks.
     if (due && link.Queued() <= lane.behindBeacon) SendBeacon(now, index, link);
     if (!lane.confirms.empty()) SendConfirm(lane, link);

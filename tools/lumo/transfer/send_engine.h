@@ -47,6 +47,8 @@ public:
     /// A frame from upstream of a lane, of whatever content. True when it came from a receiver, who is served on that
     /// lane from then on.
     bool OnFrame(const char* data, size_t length, uint64_t now, size_t lane = 0);
+    /// Something has come by a lane that does not open.
+    void OnStranger(uint64_t now, size_t lane) { m_lanes.at(lane).strangerMs = now; }
     /// Sends what may leave. The result is how long nothing more will be to do, in ms; 0: call again at once.
     uint64_t Tick(uint64_t now, const LaneLinks& links);
     uint64_t Tick(uint64_t now, ILinkOut& link) { return Tick(now, LaneLinks{&link, nullptr}); }

@@ -25,6 +25,7 @@ struct CSendLane {
     uint32_t cursor = 0;  ///< where the search for the next block goes on
     bool beaconDue = true;
     uint64_t beaconMs = 0;
+    uint64_t strangerMs = 0;         ///< when something came last that did not open; 0: never
     uint32_t behindBeacon = 0;       ///< frames sent since
     std::vector<uint64_t> confirms;  ///< receivers whose end must be confirmed
 };

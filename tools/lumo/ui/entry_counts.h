@@ -24,12 +24,13 @@ struct EntryCounts {
         ++counts.at(static_cast<size_t>(kind));
         bytes += size;
     }
+    uint32_t Files() const { return counts.at(static_cast<size_t>(EntryKind::File)); }
     /// "2 files, 1 folder, 3.2 MB".
     std::string Text() const {
         std::string text;
         for (size_t i = 0; i < counts.size(); ++i) {
             if (counts.at(i) == 0) continue;
-            text += std::to_string(counts.at(i)) + " " + kNames.at(i) + (counts.at(i) == 1 ? ", " : "s, ");
+            text += Counted(counts.at(i), kNames.at(i)) + ", ";
         }
         return text + BytesText(static_cast<double>(bytes));
     }
