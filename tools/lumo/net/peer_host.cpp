@@ -9,9 +9,9 @@ namespace {
 
 constexpr std::array<uint64_t, 5> kPausesMs = {500, 1000, 2000, 5000, 10000};
 
-std::string DirectText(const HostPort& host) { return "direct " + host.Text(); }
-
 }  // namespace
+
+std::string DirectText(const HostPort& host) { return "direct " + host.Text(); }
 
 bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer) {
     const auto is = [&link](unsigned long ip, unsigned short port) {
@@ -19,6 +19,13 @@ bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer) {
     };
     return is(peer.ulNATIP, peer.usNATUDPPort) || is(peer.ulLocalIP, peer.usLocalUDPPort) ||
            is(peer.ulHeardIP, peer.usHeardPort);
+}
+
+void PutPath(const std::string& path, std::vector<std::string>& paths) {
+    const std::string address = path.substr(0, path.rfind(':') + 1);
+    const auto there = [&](const std::string& other) { return other.compare(0, address.size(), address) == 0; };
+    paths.erase(std::remove_if(paths.begin(), paths.end(), there), paths.end());
+    paths.push_back(path);
 }
 
 CPeerHost::CPeerHost(const PeerOptions& options)
@@ -125,11 +132,7 @@ std::vector<std::string> CPeerHost::ConnectedPaths() const {
     for (const uint32_t user : m_users) {
         P2PPeer peer{};
         if (!GetP2PPeer(user, peer) || peer.byState != 1) continue;
-        const std::string path = PathTo(user, false);
-        const std::string address = path.substr(0, path.rfind(':') + 1);
-        const auto there = [&](const std::string& other) { return other.compare(0, address.size(), address) == 0; };
-        paths.erase(std::remove_if(paths.begin(), paths.end(), there), paths.end());
-        paths.push_back(path);
+        PutPath(PathTo(user, false), paths);
     }
     return paths;
 }

@@ -25,6 +25,11 @@ struct PeerOptions {
     CProxyServer proxy;
 };
 
+/// "direct ADDRESS:PORT".
+std::string DirectText(const HostPort& host);
+/// Adds such a path in the place of one with that address, for whoever is started anew has another port.
+void PutPath(const std::string& path, std::vector<std::string>& paths);
+
 /// Whether a link's far side is that peer at one of its addresses. The link keeps to the one that answered first, while
 /// probes go on coming from the others, and from whoever forges them.
 bool IsFarSide(const LumoLinkStatistics& link, const P2PPeer& peer);
@@ -55,8 +60,7 @@ public:
     /// "direct ADDRESS:PORT" of that user: over UDP the far side of a live link with him, else where his last probe
     /// came from.
     std::string PathTo(uint32_t userID, bool tcp) const;
-    /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming; of those at one
-    /// address the last, since whoever is started anew has another port.
+    /// "direct ADDRESS:PORT" of every user whose probes have come lately, in the order of their coming.
     std::vector<std::string> ConnectedPaths() const;
 
     static constexpr uint64_t kRefreshMs = 15000;  // mappings of idle UDP ports are forgotten after 30 s

@@ -1,5 +1,6 @@
 #include "tools/lumo/net/peer_link.h"
 
+#include "file/local_mcu_file.h"
 #include "tools/lumo/net/peer_host.h"
 
 #include <utility>
@@ -39,13 +40,26 @@ void CPeerLink::Release() {
     m_pReceiver = nullptr;
 }
 
-CPeerChannel::CPeerChannel(uint32_t channel, CInbox& inbox) : m_channel(channel, inbox) { m_channel.Connect(); }
+CPeerChannel::CPeerChannel(uint32_t channel, CInbox& inbox) : m_ulChannel(channel), m_channel(channel, inbox) {
+    m_channel.Connect();
+}
 
 CPeerChannel::~CPeerChannel() { m_channel.ReleaseConnections(); }
 
 bool CPeerChannel::Poll() {
     const unsigned long before = std::exchange(m_nPeers, m_channel.GetFileSinkCount());
     return m_nPeers > before;
+}
+
+std::vector<std::string> CPeerChannel::TcpPeers() const {
+    std::vector<std::string> peers;
+    CLocalMCUFile* const files = GetLocalMCUFile();
+    if (!files) return peers;
+    for (CMcuSink& sink : files->Tables().sinks.Each()) {
+        const CSinkInfo info = sink.Info();
+        if (info.tcp && info.channel == m_ulChannel) peers.push_back(DirectText({info.ip, info.port}));
+    }
+    return peers;
 }
 
 uint32_t CPeerChannel::Queued() const { return static_cast<uint32_t>(m_channel.GetBufferingFrameCount()); }

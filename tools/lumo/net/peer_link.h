@@ -4,6 +4,9 @@
 #include "tools/lumo/net/channel_link.h"
 #include "tools/lumo/net/path_choice.h"
 
+#include <string>
+#include <vector>
+
 namespace lumo {
 
 /// Whose channel, and over what. The way there is the peer-to-peer manager's to find.
@@ -43,6 +46,8 @@ public:
 
     /// True when somebody has come since the last call.
     bool Poll();
+    /// "direct ADDRESS:PORT" of those who are there over TCP, of which the peer-to-peer manager knows nothing.
+    std::vector<std::string> TcpPeers() const;
 
     bool Ready() const override { return m_nPeers > 0; }
     uint32_t Queued() const override;
@@ -50,6 +55,7 @@ public:
     void Send(const char* data, int length) override;
 
 private:
+    const uint32_t m_ulChannel;
     mutable CPublishChannel m_channel;  // the library's counters are not const
     unsigned long m_nPeers = 0;
 };

@@ -22,8 +22,13 @@ CSendPaths::CSendPaths(PathChoice choice, const RelayRoute& route, CPeerHost& ho
 }
 
 std::array<bool, kMaxLanes> CSendPaths::Poll(uint64_t now) {
+    constexpr size_t kMostTold = 64;
     m_host.Poll(now);
-    return {m_pRelay && m_pRelay->Poll(now), m_pDirect && m_pDirect->Poll()};
+    const bool relay = m_pRelay && m_pRelay->Poll(now), direct = m_pDirect && m_pDirect->Poll();
+    if (!direct) return {relay, direct};
+    for (const std::string& path : m_pDirect->TcpPeers())
+        if (m_tcpPeers.size() < kMostTold) PutPath(path, m_tcpPeers);
+    return {relay, direct};
 }
 
 bool CSendPaths::Pop(std::string& frame, size_t& lane) {
@@ -55,7 +60,9 @@ LaneLinks CSendPaths::Links() {
 std::string CSendPaths::PathText(size_t lane) const {
     if (lane == kRelayLane) return m_route.PathText();
     std::string text;
-    for (const std::string& path : m_host.ConnectedPaths()) text += (text.empty() ? "" : ", ") + path;
+    std::vector<std::string> paths = m_host.ConnectedPaths();
+    for (const std::string& path : m_tcpPeers) PutPath(path, paths);
+    for (const std::string& path : paths) text += (text.empty() ? "" : ", ") + path;
     return text.empty() ? "direct" : text;
 }
 

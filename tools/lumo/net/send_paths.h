@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumo {
 
@@ -48,6 +49,7 @@ private:
     CInbox m_directInbox;
     std::unique_ptr<CPublishLink> m_pRelay;                      // null: not wanted
     std::unique_ptr<CPeerChannel> m_pDirect;                     // null: not wanted
+    std::vector<std::string> m_tcpPeers;                         // who have come over it so far
     std::array<std::optional<CSealedLink>, kMaxLanes> m_sealed;  // each leads out through one of those
 };
 
