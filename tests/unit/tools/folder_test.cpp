@@ -101,9 +101,10 @@ TEST(Folder, NothingInTheWayIsTouched) {
         {"a named pipe", [](const CScratch& s) { mkfifo((s / "a").c_str(), 0600); }, false},
         {"a symlink as part", [](const CScratch& s) { fs::create_symlink("victim", s / "a.part"); }, false},
         {"a symlink as record", [](const CScratch& s) { fs::create_symlink("victim", s / "a.part.map"); }, false},
-        {"a hard link as part", [](const CScratch& s) { fs::create_hard_link(s / "victim", s / "a.part"); }, false},
+        {"a hard link as part",
+         [](const CScratch& s) { s.Put("a.part.map", "LUPM"), fs::create_hard_link(s / "victim", s / "a.part"); },
+         false},
         {"a named pipe as part", [](const CScratch& s) { mkfifo((s / "a.part").c_str(), 0600); }, false},
-        {"a part without record", [](const CScratch& s) { s.Put("a.part", "mine"); }, true},
         {"a record of nobody alone", [](const CScratch& s) { s.Put("a.part.map", "mine"); }, true},
         {"a record of somebody else",
          [](const CScratch& s) { s.Put("a.part.map", std::string(60, 'm')), s.Put("a.part", "mine"); }, true},
@@ -148,10 +149,17 @@ TEST(Folder, FilesOfOneTransferDoNotShareNames) {
     {
         const Attempt part(folder, OfferOf("a.part", "x"));
         ASSERT_EQ(part.result, OpenResult::Fetch);
-        EXPECT_EQ(Attempt(folder, OfferOf("a", "y")).reason, Failure::BadOffer);
+        const Attempt whole(folder, OfferOf("a", "y"));
+        EXPECT_EQ(scratch.Names(), (Names{"a.part.part", "a.part.part.map", "a~.part", "a~.part.map"}));
+        EXPECT_EQ(Attempt(folder, OfferOf("a", "z")).reason, Failure::BadOffer);
         EXPECT_EQ(Attempt(folder, OfferOf("../a", "y")).reason, Failure::BadName);
+        for (const char* name : {"a~.part", "a~.part.map", "a~.part/b"})
+            EXPECT_EQ(Attempt(folder, OfferOf(name, "z")).result, OpenResult::Later) << name;
     }
-    EXPECT_EQ(Attempt(folder, OfferOf("a", "y")).result, OpenResult::Fetch);
+    EXPECT_EQ(Attempt(folder, OfferOf("a~.part", "z")).result, OpenResult::Fetch);
+    scratch.Put("b.part", "mine");
+    EXPECT_TRUE(Attempt(folder, OfferOf("b", "new")).Finish());
+    EXPECT_EQ(scratch.Get("b.part"), "mine");
 }
 
 TEST(Folder, WhatIsReplacedKeepsItsPermissions) {

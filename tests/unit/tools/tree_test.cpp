@@ -68,6 +68,8 @@ TEST(Tree, ArrivesAsItWasAndAgainAtNoCost) {
     const CScratch from, into;
     from.Put("photos/a/x", "one");
     from.Put("photos/b/x", "other");
+    from.Put("photos/b/x.part", "called as the part of x");
+    from.Put("photos/a/x.part/y", "in a folder that is");
     from.Put("photos/.rc", "");
     from.Put("photos/b/run", "#!");
     fs::permissions(from / "photos/b/run", fs::perms::owner_exec | fs::perms::group_exec, fs::perm_options::add);

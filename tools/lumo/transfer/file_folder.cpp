@@ -24,14 +24,13 @@ std::string SpoolPath() {
     return folder && *folder ? folder : "/tmp";
 }
 
-bool OpenFiles(int folder, const Offer& offer, PartFiles& files, Refusal& refusal) {
-    const std::string mapName = MapName(offer.name);
-    files.map = OpenOwnFile(folder, mapName, refusal);
+bool OpenFiles(int folder, const CNameClaim& claim, PartFiles& files, Refusal& refusal) {
+    files.map = OpenOwnFile(folder, claim.Map(), refusal);
     if (!files.map) return false;
-    files.part = OpenOwnFile(folder, PartName(offer.name), refusal);
+    files.part = OpenOwnFile(folder, claim.Part(), refusal);
     struct stat map {};
     const bool blank = !files.part && fstat(files.map.Get(), &map) == 0 && map.st_size == 0;
-    if (blank) (void)unlinkat(folder, mapName.c_str(), 0);
+    if (blank) (void)unlinkat(folder, claim.Map().c_str(), 0);
     return static_cast<bool>(files.part);
 }
 
@@ -73,13 +72,13 @@ OpenResult CFileFolder::OpenFile(const std::string& path, const Offer& offered, 
         store = std::make_unique<CExistingFile>(std::move(existing), offer);
         return OpenResult::AlreadyThere;
     }
-    CNameClaim claim(m_pClaims, path);
+    CNameClaim claim(m_pClaims, path, folder->Get());
     PartFiles files;
     if (!claim) {
         refusal = {Failure::BadOffer, "another file of this transfer has that name"};
         return OpenResult::Refused;
     }
-    if (!OpenFiles(folder->Get(), offer, files, refusal)) return OpenResult::Refused;
+    if (!OpenFiles(folder->Get(), claim, files, refusal)) return OpenResult::Refused;
     auto part = std::make_unique<CPartFile>(folder, std::move(files), offer, m_rules.force, std::move(claim));
     if (!part->Begin()) {
         refusal = {part->Reason(), part->Problem()};
@@ -92,11 +91,14 @@ OpenResult CFileFolder::OpenFile(const std::string& path, const Offer& offered, 
 OpenResult CFileFolder::OpenAt(const std::string& path, const Offer& offered, std::unique_ptr<IFileStore>& store,
                                Refusal& refusal) {
     const EntryKind kind = offered.traits.kind;
-    if (kind == EntryKind::File) return OpenFile(path, offered, store, refusal);
+    const bool held = m_pClaims->HeldByPart(path);
+    m_pClaims->offered.insert(path);
+    if (kind == EntryKind::File) return held ? OpenResult::Later : OpenFile(path, offered, store, refusal);
     if (!m_rules.name.empty()) {
         refusal = {Failure::Exists, "a folder comes, and " + m_rules.name + " is none"};
     } else if (kind == EntryKind::Folder) {
-        if (m_pRoot->Open(path, true, refusal)) store = std::make_unique<CFolderStore>(m_pRoot, path, offered.traits);
+        if (held || m_pRoot->Open(path, true, refusal))
+            store = std::make_unique<CFolderStore>(m_pRoot, path, offered.traits);
     } else if (const std::string problem = LinkProblem(path, offered.traits.target); !problem.empty()) {
         refusal = {Failure::BadName, "the link is refused: " + problem};
     } else {

@@ -33,7 +33,12 @@ public:
     virtual Failure Reason() const = 0;
 };
 
-enum class OpenResult { Fetch, AlreadyThere, Refused };
+enum class OpenResult {
+    Fetch,
+    AlreadyThere,
+    Later,  ///< once a file before it has ended
+    Refused
+};
 
 /// Where files that arrive go.
 class IFileFolder {

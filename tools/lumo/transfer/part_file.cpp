@@ -16,27 +16,52 @@ constexpr size_t kFlushBlocks = 16;                // what a killed process fetc
 constexpr uint64_t kKickBytes = 16 * 1024 * 1024;  // keeps the final fsync short
 }  // namespace
 
-CNameClaim::CNameClaim(std::shared_ptr<NameClaims> claims, const std::string& path) : m_pClaims(std::move(claims)) {
-    const std::string leaf = BaseName(path), folder = path.substr(0, path.size() - leaf.size());
-    m_names = {path, folder + PartName(leaf), folder + MapName(leaf)};
-    for (const std::string& name : m_names) {
-        if (m_pClaims->count(name) == 0) continue;
-        m_names.clear();
-        return;
+CNameClaim::CNameClaim(std::shared_ptr<NameClaims> claims, const std::string& path, int folder)
+    : m_pClaims(std::move(claims)) {
+    constexpr int kMostMarks = 8;
+    if (m_pClaims->open.count(path) != 0) return;
+    std::string leaf = BaseName(path);
+    const std::string above = path.substr(0, path.size() - leaf.size());
+    for (int marks = 0; marks <= kMostMarks; ++marks, leaf += '~') {
+        m_strPart = PartName(leaf);
+        m_strMap = MapName(leaf);
+        if (Take(folder, path, above)) return;
     }
-    m_pClaims->insert(m_names.begin(), m_names.end());
+}
+
+/// Another file may be called as a part would be, of the transfer or of the user; a part has a record beside it.
+bool CNameClaim::Take(int folder, const std::string& path, const std::string& above) {
+    struct stat part {
+    }, map{};
+    const bool partThere = fstatat(folder, m_strPart.c_str(), &part, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool mapThere = fstatat(folder, m_strMap.c_str(), &map, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool another = partThere && S_ISREG(part.st_mode) && part.st_size > 0 && !mapThere;
+    if (another || S_ISDIR(part.st_mode) || S_ISDIR(map.st_mode)) return false;
+    if (!IsFree(above + m_strPart) || !IsFree(above + m_strMap)) return false;
+    m_names = {path, above + m_strPart, above + m_strMap};
+    for (const std::string& name : m_names)
+        m_pClaims->open[name] = name == path ? NameClaims::Use::Final : NameClaims::Use::Part;
+    return true;
 }
 
 void CNameClaim::Release() {
-    for (const std::string& name : m_names) m_pClaims->erase(name);
+    for (const std::string& name : m_names) m_pClaims->open.erase(name);
+}
+
+bool NameClaims::HeldByPart(const std::string& path) const {
+    for (size_t end = path.find('/');; end = path.find('/', end + 1)) {
+        const auto found = open.find(path.substr(0, end));
+        if (found != open.end() && found->second == Use::Part) return true;
+        if (end == std::string::npos) return false;
+    }
 }
 
 CPartFile::CPartFile(SharedFolder folder, PartFiles files, const Offer& offer, bool force, CNameClaim claim)
     : CDiskFile(std::move(files.part), offer),
       m_claim(std::move(claim)),
       m_pFolder(std::move(folder)),
-      m_strPart(PartName(offer.name)),
-      m_strMap(MapName(offer.name)),
+      m_strPart(m_claim.Part()),
+      m_strMap(m_claim.Map()),
       m_bForce(force),
       m_map(std::move(files.map), offer) {}
 

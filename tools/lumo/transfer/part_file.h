@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -14,23 +15,39 @@
 
 namespace lumo {
 
-/// Names in use by the files of one transfer: final ones, parts and records.
-using NameClaims = std::set<std::string>;
+/// The paths of one transfer's files.
+struct NameClaims {
+    enum class Use { Final, Part };
+    std::map<std::string, Use> open;  ///< of those that are being written, their parts and records
+    std::set<std::string> offered;    ///< final ones, which no part may have
+
+    /// Whether the path, or a folder on it, has to wait: the part or record of another file has that name.
+    bool HeldByPart(const std::string& path) const;
+};
 
 /// A file's names among those, until it goes.
 class CNameClaim {
 public:
-    /// Empty when one of them is taken.
-    CNameClaim(std::shared_ptr<NameClaims> claims, const std::string& path);
+    /// Empty when another file has that path; `folder` holds it.
+    CNameClaim(std::shared_ptr<NameClaims> claims, const std::string& path, int folder);
     ~CNameClaim() { Release(); }
     CNameClaim(CNameClaim&& other) noexcept = default;
     CNameClaim& operator=(CNameClaim&&) = delete;
     explicit operator bool() const { return !m_names.empty(); }
 
+    /// Names in the file's folder.
+    const std::string& Part() const { return m_strPart; }
+    const std::string& Map() const { return m_strMap; }
+
 private:
+    bool IsFree(const std::string& path) const {
+        return m_pClaims->open.count(path) == 0 && m_pClaims->offered.count(path) == 0;
+    }
+    bool Take(int folder, const std::string& path, const std::string& above);
     void Release();
     std::shared_ptr<NameClaims> m_pClaims;
-    std::vector<std::string> m_names;
+    std::vector<std::string> m_names;  // paths
+    std::string m_strPart, m_strMap;
 };
 
 /// What a folder has opened for one file.

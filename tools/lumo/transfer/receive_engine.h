@@ -35,6 +35,7 @@ struct IncomingFile {
     std::unique_ptr<IFileStore> store;  ///< while it is open, and of a text or what is to be delivered also after it
     uint64_t keptBytes = 0;             ///< that an earlier attempt has left, as long as it is not open
     Phase phase = Phase::Fetching;
+    bool wasThere = false;  ///< whole, under its name, before the transfer
     int repairs = 0;
     Failure failure = Failure::None;
     std::string problem;
@@ -60,11 +61,11 @@ public:
     /// A frame from the publisher, of whatever content. True when it came from a sender. `inUse`: by the channel that
     /// reports go to; what comes by another counts there alone.
     bool OnFrame(const char* data, size_t length, uint64_t now, bool inUse = true);
-    /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
     /// Something has come that does not open.
     void OnStranger(uint64_t now) {
         m_bReportDue = m_bReportDue || (!m_bHeard && now - m_ullReportMs >= kStrangerReportMs);
     }
+    /// Reports, requests, verifies. The result is how long nothing more will be to do, in ms; 0: call again at once.
     uint64_t Tick(uint64_t now, ILinkOut& link);
     /// So many bytes of frames have come on the link. A block may take longer to arrive than anybody waits.
     void OnArrived(uint64_t bytes, uint64_t now);
@@ -166,8 +167,8 @@ private:
     uint64_t m_nRepeated = 0;
 
     bool m_bStarted = false;
-    bool m_bConfirmed = false;
     bool m_bHeard = false;  // a sender
+    bool m_bConfirmed = false;
     bool m_bReportDue = true;  // at once
     bool m_bGap = false;       // soon
     uint32_t m_nUnreported = 0;

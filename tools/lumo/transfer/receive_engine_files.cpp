@@ -11,12 +11,17 @@ uint64_t IncomingFile::HeldBytes() const {
 
 void CReceiveEngine::OpenStore(IncomingFile& file, bool stays) {
     using Phase = IncomingFile::Phase;
+    bool waits = false;
     switch (m_folder.Open(file.offer, file.store, file.problem, file.failure)) {
         case OpenResult::Fetch:
             file.phase = Phase::Fetching;
             break;
         case OpenResult::AlreadyThere:
             file.phase = Phase::Checking;
+            file.wasThere = true;
+            break;
+        case OpenResult::Later:
+            waits = true;
             break;
         case OpenResult::Refused:
             file.phase = Phase::Failed;
@@ -24,7 +29,7 @@ void CReceiveEngine::OpenStore(IncomingFile& file, bool stays) {
             break;
     }
     if (file.Ended() || file.IsLate()) return;
-    if (stays) {
+    if (stays && !waits) {
         ++m_nOpen;
         return;
     }
@@ -42,6 +47,7 @@ void CReceiveEngine::OpenAnnounced() {
         --m_nAnnounced;
         m_ullKeptBytes -= file.keptBytes;
         OpenStore(file, true);
+        if (file.phase == IncomingFile::Phase::Announced) return;
         m_bReportDue = true;
     }
 }
