@@ -50,13 +50,14 @@ void CArrivals::TellOne(const IncomingFile& file, const std::string& path) {
     const bool done = file.phase == IncomingFile::Phase::Done;
     const std::string name = m_folder.LocalName(file.offer.name);
     if (done) m_done.Add(file.offer.traits.kind, file.offer.size);
+    m_nThere += done && file.wasThere;
     if (file.offer.traits.kind == EntryKind::Text && done) {
         Say(file);
         return;
     }
     if (done && file.offer.traits.kind == EntryKind::File)
-        m_printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  verified, " +
-                       path);
+        m_printer.Note(Printable(name) + "  " + BytesText(static_cast<double>(file.offer.size)) + "  " +
+                       (file.wasThere ? "already there" : "verified, " + path));
     const bool renamed = name == VisibleName(file.offer.name) && name != file.offer.name;
     if (done && renamed && ParentOf(name).empty())
         m_printer.Note("  sent as " + Printable(file.offer.name) + "; --allow-hidden keeps such names");
@@ -66,6 +67,7 @@ void CArrivals::TellOne(const IncomingFile& file, const std::string& path) {
                          {"bytes", file.offer.size},
                          {"sha256", HexOf(file.offer.sha256)},
                          {"done", done},
+                         {"already_there", file.wasThere},
                          {"problem", file.problem}};
     if (done) event["stored_as"] = name;
     m_printer.Event(event);
@@ -75,6 +77,7 @@ void CArrivals::Tell(const CReceiveEngine& engine, const std::string& path) {
     const std::vector<size_t>& ended = engine.EndedFiles();
     if (ended.size() < m_nTold) {  // the sender has begun anew
         m_nTold = 0;
+        m_nThere = 0;
         m_done = EntryCounts();
     }
     for (; m_nTold < ended.size(); ++m_nTold) TellOne(engine.Files()[ended[m_nTold]], path);
@@ -87,9 +90,10 @@ void CArrivals::Finish(const CReceiveEngine& engine, const std::string& path) {
     }
     const size_t all = engine.Files().size();
     if (all < 2) return;
-    const bool whole = engine.State() == ReceiveState::Done;
-    m_printer.Note("in all " + m_done.Text() +
-                   (whole ? "  verified, " + path : " of " + std::to_string(all) + " came"));
+    const bool whole = engine.State() == ReceiveState::Done, allThere = whole && m_nThere == m_done.Files();
+    std::string end = whole ? "  verified, " + path : " of " + std::to_string(all) + " came";
+    if (m_nThere > 0 && !allThere) end += "; " + Counted(m_nThere, "file") + " already there";
+    m_printer.Note("in all " + m_done.Text() + (allThere && m_nThere > 0 ? "  already there" : end));
 }
 
 std::vector<FileView> CArrivals::InFlight(const CReceiveEngine& engine) const {

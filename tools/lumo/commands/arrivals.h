@@ -36,6 +36,7 @@ private:
     const bool m_bDelivered;
     CProgressPrinter& m_printer;
     size_t m_nTold = 0;
+    uint64_t m_nThere = 0;  // files that had come before
     EntryCounts m_done;
 };
 
