@@ -44,8 +44,10 @@ std::string LinkProblem(const std::string& path, const std::string& target) {
         if (element.empty() || element == ".") continue;
         if (element != "..") {
             down = true;
-        } else if (down || above <= 1) {
-            return "it leads out of the folder, or may";
+        } else if (down) {
+            return "a .. behind a name, which may be a link, can lead anywhere";
+        } else if (above <= 1) {
+            return "it leads out of the folder";
         } else {
             --above;
         }
