@@ -116,7 +116,7 @@ const struct {
     {"bash", "PATH=@:$PATH\nCOMP_WORDBREAKS=$' \\t\\n\"\\'><=;|&(:'\n. written/completions/lumo\n",
      "COMP_LINE='lumo ^'; COMP_POINT=${#COMP_LINE}; _lumo; printf '~ %s\\n' \"${COMPREPLY[@]}\"\n"},
     {"zsh",
-     "PATH=@:$PATH\nn=0\ncompdef() { }\ncompset() { return 1 }\n_describe() { print -l -- \"$n \"${^offered%%:*} }\n"
+     "PATH=@:$PATH\nn=0\ncompdef() { }\ncompset() { return 1 }\n_describe() { print -l -- \"$n \"${^offered%%:?*} }\n"
      "_files() { print -l -- \"$n \"${^$(echo *)} }\n. written/completions/_lumo\n",
      "n=~; words=(lumo ^); CURRENT=$#words; PREFIX=$words[-1]; _lumo\n"},
     {"fish", "set -x PATH @ $PATH\nsource written/completions/lumo.fish\n",

@@ -87,7 +87,7 @@ void AddHelperCommands(CCommand& root, int& exitCode) {
     CCommand impair = root.Sub("impair", "Pass UDP datagrams on, losing and delaying some", group);
     impair.Add("--listen ADDR:PORT", command->listen, "Where clients come").ShowDefault();
     impair.Add("--to ADDR:PORT", command->to, "Where the datagrams go on to").Required();
-    impair.Add("--loss SHARE", command->loss, "Share lost each way, e.g. 2%").ShowDefault();
+    impair.Add("--loss SHARE", command->loss, "Share lost each way, such as 2%").ShowDefault();
     impair.Add("--delay MILLISECONDS", command->options.delayMs, "What it adds each way").Within(0, 10000);
     impair.Add("--seed NUMBER", command->options.seed, "Which datagrams are lost").ShowDefault();
     impair.Example("lumo impair --listen 127.0.0.1:9000 --to 127.0.0.1:7000 --loss 2% --delay 50",

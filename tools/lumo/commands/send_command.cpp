@@ -257,7 +257,7 @@ void AddSendCommand(CCommand& root, int& exitCode) {
              "or --wait where that is less")
         .Within(1, 1000000);
     send.AddFlag("--keep", command->keep, "Serve on until interrupted");
-    send.Add("--rate SIZE", command->rate, "At most so many bytes a second, e.g. 5M")
+    send.Add("--rate SIZE", command->rate, "At most so many bytes a second, such as 5M")
         .InUnits({{"k", 1000}, {"m", 1000000}, {"g", 1000000000}});
     send.Add("--name NAME", command->what.name, "Name of what comes from standard input").ShowDefault();
     send.Example("lumo send holiday.mkv --mcu relay.example", "Shows the line that your friend types");

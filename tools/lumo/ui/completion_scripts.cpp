@@ -47,13 +47,13 @@ constexpr const char* kZsh = R"~(#compdef lumo
 # zsh completion of lumo, which says itself what fits.
 _lumo() {
     local -a offered
-    local line more= tab=$'\t'
+    local line about more= tab=$'\t'
     for line in "${(@f)$("${(Q)words[1]}" __complete "${(@Q)words[2,CURRENT]}" 2>/dev/null)}"; do
         case $line in
             :files) more=_files ;;
             :directories) more='_files -/' ;;
             :*) ;;
-            *) offered+=("${${line%%$tab*}//:/\\:}:${line#*$tab}") ;;
+            *) about=${line#*$tab} offered+=("${${line%%$tab*}//:/\\:}${about:+:$about}") ;;
         esac
     done
     (( $#offered )) && _describe lumo offered
