@@ -50,13 +50,20 @@ bool Contains(const std::vector<std::string>& words, const std::string& word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-size_t WidestLine(const std::string& text, const CommandInfo& command) {
-    std::set<std::string> examples;  // in one piece, to be copied
-    for (const ExampleInfo& example : command.examples) examples.insert("  " + example.line);
+size_t WidestLine(const std::string& text) {
     size_t widest = 0;
     for (const std::string& line : SplitAt(text, '\n'))
-        if (examples.count(line) == 0) widest = std::max(widest, line.size());
+        if (line.find("lumo://") == std::string::npos)
+            widest = std::max(widest, line.size());  // one word, to be copied
     return widest;
+}
+
+/// With each line that goes on in one piece, as a shell takes it.
+std::string Joined(std::string text) {
+    for (const std::string end : {" \\\n      ", "|\n      "})
+        for (size_t at = 0; (at = text.find(end, at)) != std::string::npos;)
+            text.replace(at, end.size(), end.front() == '|' ? "| " : " ");
+    return text;
 }
 
 TEST_F(CommandLine, EveryCommandExplainsItselfEverywhere) {
@@ -67,7 +74,7 @@ TEST_F(CommandLine, EveryCommandExplainsItselfEverywhere) {
         SCOPED_TRACE(command.name);
         const std::string help = HelpText(command, 80), page = ManualPage(command, {"lumo 1.2.3", "2030-12-31"});
         const std::string words = command.name == "lumo" ? "" : command.name.substr(5) + " ";
-        for (const size_t width : {60U, 80U, 133U}) EXPECT_LE(WidestLine(HelpText(command, width), command), width);
+        for (const size_t width : {60U, 80U, 133U}) EXPECT_LE(WidestLine(HelpText(command, width)), width);
         EXPECT_NE(command.help, "");
         ++commands;
         if (command.subs.empty()) {
@@ -78,7 +85,7 @@ TEST_F(CommandLine, EveryCommandExplainsItselfEverywhere) {
             EXPECT_NE(help.find("  " + std::to_string(exit.code) + "   " + exit.words.substr(0, 20)),
                       std::string::npos);
         for (const ExampleInfo& example : command.examples)
-            EXPECT_NE(help.find("\n  " + example.line + "\n"), std::string::npos);
+            EXPECT_NE(Joined(help).find("\n  " + example.line + "\n"), std::string::npos) << example.line;
         for (const CommandInfo& sub : command.subs) EXPECT_TRUE(Contains(Offers(words), sub.Word())) << sub.name;
         for (const OptionInfo& option : command.options) {
             EXPECT_EQ(unnamed.count(option.value), 0U) << option.name;

@@ -12,6 +12,40 @@ namespace {
 
 constexpr size_t kLeastWidth = 40;
 
+/// The words of a shell's line, with their quotes.
+std::vector<std::string> WordsOf(const std::string& line) {
+    std::vector<std::string> words(1);
+    char quote = 0;
+    for (const char byte : line) {
+        if (byte == '\'' || byte == '"') quote = quote == 0 ? byte : quote == byte ? '\0' : quote;
+        if (byte == ' ' && quote == 0)
+            words.emplace_back();
+        else
+            words.back() += byte;
+    }
+    return words;
+}
+
+/// To be copied: a line that is too long goes on in the next one as shells take it.
+std::string Folded(const std::string& line, const std::string& margin, size_t width) {
+    std::string all = "  ", before;
+    size_t column = all.size();
+    for (const std::string& word : WordsOf(line)) {
+        const bool fits = column + word.size() + 3 <= width;  // with what a line ends in that goes on
+        if (!before.empty() && !fits) {
+            all += (before == "|" ? "\n" : " \\\n") + margin;
+            column = margin.size();
+        } else if (!before.empty()) {
+            all += ' ';
+            ++column;
+        }
+        all += word;
+        column += word.size();
+        before = word;
+    }
+    return all;
+}
+
 /// Rows of two columns; a left side that is too long has a line of its own.
 class CHelpRows {
 public:
@@ -28,9 +62,9 @@ public:
         m_strText += Wrapped(right, std::string(column, ' '), m_nWidth) + "\n";
     }
     void Line(const std::string& text) { m_strText += Wrapped(text, "", m_nWidth) + "\n"; }
-    /// To be copied, so in one piece.
     void Example(const ExampleInfo& example) {
-        m_strText += "  " + example.line + "\n      " + Wrapped(example.words, "      ", m_nWidth) + "\n";
+        m_strText +=
+            Folded(example.line, "      ", m_nWidth) + "\n      " + Wrapped(example.words, "      ", m_nWidth) + "\n";
     }
     const std::string& Text() const { return m_strText; }
 
