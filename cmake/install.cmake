@@ -64,13 +64,14 @@ if(TARGET lumo)
 endif()
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
-# A package has its documents under its own name.
+# What the documents link to comes with them. A package has its documents under its own name.
 foreach(place "${CMAKE_INSTALL_DOCDIR};documents" "${CMAKE_INSTALL_DATADIR}/doc/lumo;program;EXCLUDE_FROM_ALL")
   list(POP_FRONT place folder part)
-  foreach(document README.md CHANGELOG.md)
+  foreach(document README.md CHANGELOG.md CONTRIBUTING.md Containerfile)
     install(FILES ${PROJECT_SOURCE_DIR}/${document} DESTINATION ${folder} COMPONENT ${part} ${place} OPTIONAL)
   endforeach()
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${folder} COMPONENT ${part} ${place} FILES_MATCHING
-          PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
+          PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.json")
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${folder} COMPONENT ${part} ${place})
 endforeach()
 include(${PROJECT_SOURCE_DIR}/cmake/packages.cmake)

@@ -37,6 +37,9 @@ grep -rlF -e "$work/first" -e "$source" "$prefix" --include='*.cmake' --include=
 for file in include/lumomedia/lumomedia.h share/lumomedia/lumo.lua share/doc/lumomedia/LICENSE; do
     [[ -s $prefix/$file ]] || fail "$file was not installed"
 done
+while IFS=: read -r document link; do
+    [[ -e $(dirname "$document")/$link ]] || fail "$document names $link, which was not installed"
+done < <(find "$prefix/share/doc" -name '*.md' -exec grep -HoP '\]\(\K(?!https?:)[^)#]+' {} +)
 [[ $(find "$prefix/include" -type f | wc -l) == $(find "$source/include" -name '*.h' | wc -l) ]] || fail "headers differ"
 ldd "$prefix/bin/lumo" | grep lumomedia && fail "lumo needs the shared library"
 quietly "$prefix/bin/lumo" --help
