@@ -109,9 +109,9 @@ TEST_F(RelayProcess, ShowsWhatGoesThroughAndTakesAllDescriptors) {
     EXPECT_EQ(stream["listener_count"], 1);
     EXPECT_NE(Page("/").find("file 77"), std::string::npos);
     const std::string pages = "127.0.0.1:" + NumberBehind(relay.Errors(), "http://127.0.0.1:");
-    shows(pages, "\nfile 77 +from 127\\.0\\.0\\.1:[0-9]+ +udp wide .*\n +to 127\\.0\\.0\\.1:[0-9]+ +udp wide ");
+    shows(pages, "\nfile 77 .*\n +from 127\\.0\\.0\\.1:[0-9]+ +udp wide .*\n +to 127\\.0\\.0\\.1:[0-9]+ +udp wide ");
     shows("--json " + pages, "\"listener_count\":1.*\"time\":[1-9]");
-    shows("--file live", ("lumo send, process .*\n.*\nfile +127\\.0\\.0\\.1:" + port + " +udp wide ").c_str());
+    shows("--file live", ("lumo send, process .*\n(?:.*\n)+file +127\\.0\\.0\\.1:" + port + " +udp wide ").c_str());
     End(receiver);
     End(sender);
     EXPECT_EQ(LastLine("live")["progress"]["receivers"]["complete"], 1);
