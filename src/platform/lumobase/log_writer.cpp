@@ -70,7 +70,7 @@ private:
 /// The first directory above `path` that is not there; empty: all are.
 std::string MissingFolder(const std::string& path) {
     for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-        const std::string folder = path.substr(0, slash);
+        std::string folder = path.substr(0, slash);
         if (access(folder.c_str(), F_OK) != 0 && errno == ENOENT) return folder;
     }
     return "";
