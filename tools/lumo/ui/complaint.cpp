@@ -39,7 +39,7 @@ std::string ValueOf(const CommandInfo& command, const std::string& name) {
 
 std::string InHouseWords(const CommandInfo& command, const CLI::ParseError& error) {
     static const std::string kConvert = "Could not convert: ";
-    const std::string text = error.what();
+    std::string text = error.what();
     if (dynamic_cast<const CLI::RequiredError*>(&error)) {
         const std::string name = NameBefore(text, " is required"), value = ValueOf(command, name);
         return name + (value == name ? "" : " " + value) + " is missing";
