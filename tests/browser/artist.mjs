@@ -6,9 +6,12 @@ export class Artist {
   constructor(board, page, number) {
     Object.assign(this, { board, page, number, problems: [] });
     page.on("pageerror", (error) => this.problems.push(String(error)));
-    page.on("console", (message) => {
-      const gone = message.location().url.includes("/picture/");  // another may take it away before this page has fetched it
-      if (message.type() === "error" && !gone) this.problems.push(message.text());
+    page.on("console", async (message) => {
+      if (message.type() !== "error") return;
+      const picture = message.location().url.match(/\/picture\/(.+)$/)?.[1];
+      // Another may take it away before this page has fetched it.
+      if (picture && !(await this.objects().catch(() => [])).some(({ id }) => String(id) === picture)) return;
+      this.problems.push(message.text());
     });
   }
 

@@ -15,7 +15,7 @@ namespace {
 constexpr uint64_t kUnknownProbeDelay = 200000;
 constexpr uint64_t kLeastToSkip = 64;              // packets in flight
 constexpr uint64_t kLeastBetweenSkips = 4096;      // numbers
-constexpr uint64_t kLeastUsBetweenSkips = 100000;  // all that follow one are held at the far side
+constexpr uint64_t kLeastUsBetweenSkips = 100000;  // a fast path would spend its time waiting for them
 constexpr uint64_t kRetryUs = 1000;
 constexpr uint64_t kMostQuantumUs = 500;
 constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
@@ -33,7 +33,7 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     m_nProbes = 0;
     m_nProbedAt = 0;
     m_nDueAt = now;
-    m_nSkippedAt = 0;
+    m_nSkippedAt = m_nSkipNotBefore = 0;
     PlanSkip(m_nFirstWide);
 }
 

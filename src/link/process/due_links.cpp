@@ -4,6 +4,7 @@
 #include "link/process/work_signal.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -11,7 +12,7 @@ constexpr uint64_t kRetryUs = 1000;
 
 }  // namespace
 
-thread_local bool CDueLinks::t_bBurst = false;
+thread_local CDueLinks::Burst CDueLinks::t_burst = Burst::None;
 
 CDueLinks& CDueLinks::Get() {
     if (CDueLinks* simulated = Instances().pDueLinks) return *simulated;
@@ -66,23 +67,24 @@ void CDueLinks::Run(uint64_t now) {
 }
 
 bool CDueLinks::AskAfterBurst(IDue& due) {
-    if (!t_bBurst) return false;
+    if (t_burst == Burst::None) return false;
     if (due.m_bInBurst.load(std::memory_order_relaxed)) return true;  // only this thread enters
     CAutoLock lock(&m_cs);
     m_burst.push_back(&due);
     due.m_bInBurst.store(true, std::memory_order_relaxed);
+    t_burst = Burst::Collected;
     return true;
 }
 
 void CDueLinks::EndBurst(uint64_t now) {
-    t_bBurst = false;
+    if (std::exchange(t_burst, Burst::None) != Burst::Collected) return;
     CAutoLock asking(&m_csAsking);
     while (IDue* due = TakeOfBurst()) {
         try {
             due->OnDue(now);
         } catch (...) {
-            Enter(*due, now + kRetryUs);
-            throw;  // those behind are asked after the next burst
+            for (; due; due = TakeOfBurst()) Enter(*due, now + kRetryUs);
+            throw;
         }
     }
 }

@@ -39,7 +39,7 @@ public:
     void Run(uint64_t now);
 
     /// The receive thread's, around a burst of datagrams: whoever it brings acknowledgements sends once, at the end.
-    void BeginBurst() { t_bBurst = true; }
+    void BeginBurst() { t_burst = Burst::Empty; }
     void EndBurst(uint64_t now);
     /// False when the calling thread is in no burst, and nothing will be asked.
     bool AskAfterBurst(IDue& due);
@@ -57,7 +57,8 @@ private:
     void Sink(size_t place) LUMO_REQUIRES(m_cs);
     void NoteEarliest() LUMO_REQUIRES(m_cs);
 
-    static thread_local bool t_bBurst;
+    enum class Burst : uint8_t { None, Empty, Collected };
+    static thread_local Burst t_burst;
 
     CCritSec m_csRun{lock_order::kDueLinks};
     std::vector<IDue*> m_due LUMO_GUARDED_BY(m_csRun);  // being asked

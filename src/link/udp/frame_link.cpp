@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int kMostWidePasses = 64;
+constexpr uint64_t kOwnBatch = 16384;  // bytes
 
 bool IsData(char* packet, int length) { return CSCTPPacket(packet, length).GetCommand() == session::SCTP_CMD_DATA; }
 
@@ -184,6 +185,7 @@ bool CFrameLink::Pump() {
 bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
+    const uint64_t before = BytesMoved();
     const bool wide = m_session.IsWideSending();  // it takes its frames itself
     const bool idle = m_session.IsSendIdle() && !(wide && HasWaiting());
     CDataBuffer* frame = idle && !wide ? NextWaitingFrame() : nullptr;
@@ -191,7 +193,9 @@ bool CFrameLink::RunPump() {
         for (int pass = 0; !(wide && pass == kMostWidePasses) && m_session.ProcessSend(); ++pass) sent = true;
         ChargeRecords();
         if (m_session.IsWideSending()) {  // its deadlines say when to look again
-            if (sent) FlushUdpBatch();    // before another thread sends what comes after it
+            // What another thread's packets overtook would have to be held; few packets are not worth a call of their
+            // own.
+            if (BytesMoved() - before >= kOwnBatch) FlushUdpBatch();
             LeaveTurns();
             CDueLinks::Get().Enter(*this, m_session.SendDueAt());
         } else {
