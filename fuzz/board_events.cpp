@@ -25,7 +25,7 @@ public:
         if (said.command != BoardCommand::Data || CBoardLife::IsLife(said.payload)) return;
         if (!ParseRecord(said.payload, shape)) std::abort();
     }
-    bool Probe(uint32_t number) override {
+    bool Probe(uint32_t number, bool) override {
         m_probed = number;
         return true;
     }

@@ -49,7 +49,11 @@ enum WBCommand {
     WB_CMD_EXT_DATA = 22,
     /// Where somebody points. The object ID says who; the payload is x and y (signed), or nothing when it has gone.
     /// With a payload of another length it is a message like any other.
-    WB_CMD_POINTER = 0x4c51
+    WB_CMD_POINTER = 0x4c51,
+    /// The relay server that a board belongs to, its home, also answers this one: with WB_CMD_HOME_ANSWER and the same
+    /// object ID and tag, once it has dealt with all that the session said before. Servers in between pass both on.
+    WB_CMD_HOME_ASK = 0x4c53,
+    WB_CMD_HOME_ANSWER = 0x4c54
 };
 
 /// The longest message, its three words included: what every channel, client, peer and relay server takes, whatever the

@@ -9,6 +9,7 @@
 #include "whiteboard/wb_client_tcp.h"
 #include "whiteboard/wb_client_udp.h"
 #include "whiteboard/wb_memory.h"
+#include "whiteboard/wb_message.h"
 #include "whiteboard/wb_server_session.h"
 
 #include <atomic>
@@ -84,6 +85,8 @@ void CBoardServerChannel::RemoveWBSession(CWBSession* session) {
 void CBoardServerChannel::OnWBChannelData(unsigned long sessionID, const char* data, int len) {
     CountIn(len);
     CWBChannel::OnWBChannelData(sessionID, data, len);
+    char answer[wb::kHeaderLen];
+    if (!IsRelayed() && wb::AnswerAtHome(data, len, answer)) SendWBData(sessionID, answer, sizeof answer);
     if (!WasPublished() && CWBChannelState::Of(*this).held.load(std::memory_order_relaxed)) SetPublished();
 }
 

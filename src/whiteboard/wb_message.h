@@ -31,6 +31,14 @@ struct CMessage {
     int PayloadLength() const { return length - kHeaderLen; }
 };
 
+/// What a home server answers; false, with nothing written, to what does not ask it.
+inline bool AnswerAtHome(const char* data, int length, char (&answer)[kHeaderLen]) {
+    const CMessage message{data, length};
+    if (!data || length != kHeaderLen || message.Command() != WB_CMD_HOME_ASK) return false;
+    PutHeader(answer, WB_CMD_HOME_ANSWER, message.ObjectID(), message.Tag());
+    return true;
+}
+
 /// Calls `use` with each whole word of `length` bytes.
 template <class Use>
 void ForEachWord(const char* data, int length, Use use) {

@@ -21,10 +21,12 @@ protected:
         const Json ready = Json::parse(process->Output().substr(0, process->Output().find('\n')), nullptr, false);
         return std::make_unique<CBoardPage>(ready.value("url", ""));
     }
-    static bool Draw(CBoardPage& page) {
+    static bool Draw(CBoardPage& page, bool onEmpty = false) {
         std::vector<uint32_t> made;
         const Json line{{"type", "line"}, {"colour", "#1971c2"}, {"width", 32}, {"box", {0, 0, 160, 160}}};
-        return page.Do(Json::array({{{"do", "add"}, {"objects", {line}}}}), made);
+        Json actions = Json::array({{{"do", "add"}, {"objects", {line}}}});
+        if (onEmpty) actions.insert(actions.begin(), Json{{"do", "clear"}});
+        return page.Do(actions, made);
     }
     /// Asks both until they hold the same, `count` objects of them.
     static bool AreEqual(CBoardPage& one, CBoardPage& other, size_t count, Process& listened) {
@@ -74,6 +76,29 @@ TEST_F(Boards, ADirectOneOutlivesItsRelay) {
     ASSERT_TRUE(late && AreEqual(*guest, *late, 4, *third) && Draw(*late));
     EXPECT_TRUE(AreEqual(*host, *guest, 5, *second));
     EXPECT_EQ(second->Output().size(), said) << second->Output();
+}
+
+/// The home server stands still while somebody draws by a near one, which is restarted.
+TEST_F(Boards, WhatANearServerHasNotCarriedHomeStaysAndGoesThereLater) {
+    constexpr char kNear[] = "127.0.0.2", kByNear[] = "relay --tcp --near 127.0.0.2";
+    Process *atHome = nullptr, *atNear = nullptr, *witness = nullptr;
+    StartRelay("127.0.0.3");  // for the port
+    const auto ben = Open(atHome, "relay"), ada = Open(atNear, kByNear);
+    ASSERT_TRUE(ben && Draw(*ben) && ada && Draw(*ada));
+    Process &home = StartRelay(), &near = StartRelay(kNear);
+    ASSERT_TRUE(AreEqual(*ben, *ada, 2, *atNear)) << "now both know that they have all there is";
+    ASSERT_TRUE(Draw(*ben, true) && AreEqual(*ben, *ada, 1, *atNear)) << "and which board it is";
+    home.Signal(SIGSTOP);
+    ASSERT_TRUE(Draw(*ada));
+    const auto dora = Open(witness, kByNear);
+    ASSERT_TRUE(dora && AreEqual(*ada, *dora, 2, *witness)) << "the near server has it";
+    witness->Signal(SIGTERM);
+    End(*witness);
+    near.Signal(SIGKILL);
+    End(near, 128 + SIGKILL);
+    home.Signal(SIGCONT);
+    StartRelay(kNear);
+    EXPECT_TRUE(AreEqual(*ben, *ada, 2, *atNear)) << ada->Board().dump();
 }
 
 }  // namespace

@@ -27,15 +27,15 @@ TEST_F(Board, WhatIsDrawnOfflineIsOfferedOnceTheOtherBoardHasCome) {
     EXPECT_EQ(Held().size(), 2U);
 }
 
-/// What is drawn goes to the far side only when that asks for it, so one echo says nothing of it.
-TEST_F(Board, TheSecondEchoShowsThatItHasArrived) {
+/// What is drawn goes on only when it is asked for, so one echo says nothing of it, nor two of the home server.
+TEST_F(Board, TheSecondEchoOrTheThirdByANearServerShowsThatItHasArrived) {
     constexpr uint32_t kLife = CBoardLife::kFirstNumber;
-    const auto isOffered = [&](int echoes) {
-        GoOnline();
+    const auto isOffered = [&](int echoes, bool near) {
+        GoOnline(near);
         Hear(BoardCommand::Data, kLife, CBoardLife::MakeRecord(0));
         const uint32_t id = Draw();
         for (int echo = 0; echo < echoes; ++echo) {
-            m_board.Tick(m_now += CEchoes::kAskEveryMs);
+            m_board.Tick(m_now += CEchoes::kAskHomeEveryMs);
             m_board.OnFarEcho(m_probed + 1, m_now);  // nobody has asked for it
             m_board.OnFarEcho(m_probed, m_now);
         }
@@ -48,7 +48,8 @@ TEST_F(Board, TheSecondEchoShowsThatItHasArrived) {
         GoOffline();
         return std::any_of(data.begin(), data.end(), [&](const auto& said) { return WordAt(said, 4) == id; });
     };
-    for (const int echoes : {0, 1, 2}) EXPECT_EQ(isOffered(echoes), echoes < 2) << echoes;
+    for (const bool near : {false, true})
+        for (const int echoes : {0, 1, 2, 3}) EXPECT_EQ(isOffered(echoes, near), echoes < (near ? 3 : 2)) << echoes;
     GoOnline();
     Draw();
     m_board.Tick(m_now += CEchoes::kAskEveryMs);
@@ -56,6 +57,13 @@ TEST_F(Board, TheSecondEchoShowsThatItHasArrived) {
     m_board.OnHeld(Held(), false, m_now);  // too much was heard at once, and the echo may be lost
     m_board.Tick(m_now += CEchoes::kAskEveryMs);
     EXPECT_EQ(m_probed, asked + 1);
+    HearDrawn({1});
+    DoTo("delete", 1);
+    EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U);
+    m_board.Tick(m_now += CEchoes::kLostAfterMs);
+    EXPECT_EQ(m_probed, asked + 2) << "that echo has stayed away";
+    m_board.OnFarEcho(m_probed, m_now);
+    EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U) << "as what went before it may have";
 }
 
 TEST_F(Board, WhoBecomesOrCeasesToBeAHostBringsTheWholeBoard) {

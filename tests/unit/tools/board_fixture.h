@@ -33,7 +33,7 @@ protected:
         ASSERT_TRUE(ParseMessage(message, said));
         m_said.push_back(message);
     }
-    bool Probe(uint32_t number) override {
+    bool Probe(uint32_t number, bool) override {
         m_probed = number;
         return true;
     }
@@ -86,15 +86,15 @@ protected:
         for (const json& object : Objects()) ids.push_back(object["id"]);
         return ids;
     }
-    void GoOnline() {
+    void GoOnline(bool near = false) {
         m_board.OnFarBegin();
-        m_board.GoOnline(m_now);
+        m_board.GoOnline(m_now, near);
         Settle();
     }
     /// The far side has dealt with all that was said, and nothing more comes.
     void Settle() {
         for (int echo = 0; echo < 3; ++echo) {
-            m_board.Tick(m_now += CEchoes::kAskEveryMs);
+            m_board.Tick(m_now += CEchoes::kAskHomeEveryMs);
             m_board.OnFarEcho(m_probed, m_now);
         }
         m_now += CBoard::kQuietMs;

@@ -142,29 +142,6 @@ TEST_F(BoardWorld, NothingThatTheFarSideStillListsLeavesTheScreenWhenItsBoardCom
     EXPECT_EQ(ada.State(), ben.State());
 }
 
-TEST_F(BoardWorld, WhatWasNeverAcknowledgedIsOfferedHoweverLongTheLinkHasBeenStuck) {
-    CPerson &ada = Add(1), &ben = Add(2);
-    for (CPerson* person : {&ada, &ben}) person->Come(m_relay, 20);
-    const uint32_t old = ada.Draw(), deleted = ada.Draw(), others = ada.Draw();
-    RunFor(kLongMs);
-    ada.Stick();
-    const uint32_t stuck = ada.Draw();
-    ada.DoTo("delete", deleted);
-    ada.DoTo("move", old, R"(,"dx":32,"dy":0)");
-    RunFor(60000);
-    ASSERT_EQ(Sorted(ben.Held()), Sorted({old, deleted, others}));
-    ben.DoTo("delete", others);
-    ada.Lose();
-    ada.DoTo("move", old, R"(,"dx":0,"dy":48)");
-    ada.DoTo("move", stuck, R"(,"dx":0,"dy":48)");
-    ada.Come(m_relay, 20);
-    RunFor(kLongMs);
-    EXPECT_EQ(Sorted(ada.Held()), Sorted({old, stuck})) << "and what was acknowledged is gone if others deleted it";
-    EXPECT_EQ(ada.State(), ben.State());
-    EXPECT_EQ(ben.Shown(old)["box"], (json{32, 48, 192, 208})) << "all moves, each once";
-    EXPECT_EQ(ben.Shown(stuck)["box"], (json{0, 48, 160, 208}));
-}
-
 TEST_F(BoardWorld, WhatIsDoneWhileDisconnectedIsMergedWithWhatOthersDoMeanwhile) {
     CPerson &ada = Add(1), &ben = Add(2);
     for (CPerson* person : {&ada, &ben}) person->Come(m_relay, 20);

@@ -4,6 +4,7 @@
 #include "support/wb_reader.h"
 #include "tools/lumo/board/board.h"
 #include "tools/lumo/board/board_seat.h"
+#include "whiteboard/wb_message.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -68,14 +69,42 @@ public:
     bool IsDisconnected() override { return false; }
 };
 
-/// A relay server as boards see it.
+/// A relay server as boards see it: the board's home, or a near one that carries for that.
 class CFarBoard {
 public:
-    CFarBoard() : m_pChannel(new CWBChannel(kChannel)) {}
-    CWBChannel& Channel() { return *m_pChannel; }
+    CWBChannel& Channel() { return m_channel; }
+    void CarryFor(CFarBoard& home, const uint64_t& now, uint64_t delayMs) {
+        m_channel.m_bHome = false;
+        m_pLeg = std::make_unique<CEnd>(Channel());
+        m_pHome = std::make_unique<CEnd>(home.Channel());
+        m_pLeg->Connect(*m_pHome, now, delayMs);
+        m_pHome->Connect(*m_pLeg, now, delayMs);
+        m_pLeg->JoinWBChannel();
+        m_pHome->JoinWBChannel();
+    }
+    /// It hears no more of its home.
+    void Break() {
+        m_pLeg.reset();
+        m_pHome.reset();
+    }
+    bool Turn() {
+        const bool any = m_pHome && m_pHome->Deliver();
+        return (m_pLeg && m_pLeg->Deliver()) || any;
+    }
 
 private:
-    std::unique_ptr<CWBChannel> m_pChannel;
+    struct CHomeChannel final : CWBChannel {
+        CHomeChannel() : CWBChannel(kChannel) {}
+        void OnWBChannelData(unsigned long session, const char* data, int len) override {
+            CWBChannel::OnWBChannelData(session, data, len);
+            char answer[wb::kHeaderLen];
+            if (m_bHome && wb::AnswerAtHome(data, len, answer)) SendWBData(session, answer, sizeof answer);
+        }
+        bool m_bHome = true;
+    };
+
+    CHomeChannel m_channel;
+    std::unique_ptr<CEnd> m_pLeg, m_pHome;
 };
 
 class CPerson {
@@ -87,14 +116,14 @@ public:
     ~CPerson() { Disconnect(); }
 
     /// As its program does it: the channel is empty, its client joins, the far side takes it.
-    void Come(CFarBoard& far, uint64_t delayMs = 0) {
+    void Come(CFarBoard& far, uint64_t delayMs = 0, bool near = false) {
         m_pClient = std::make_unique<CClientEnd>(m_pSeat->Channel());
         m_pServer = std::make_unique<CEnd>(far.Channel());
         m_pClient->Connect(*m_pServer, m_now, delayMs);
         m_pServer->Connect(*m_pClient, m_now, delayMs);
         m_pClient->JoinWBChannel();
         m_pServer->JoinWBChannel();
-        m_board.GoOnline(m_now);
+        m_board.GoOnline(m_now, near);
     }
     void Lose() {
         Disconnect();
@@ -195,6 +224,7 @@ protected:
             for (bool any = true; any;) {
                 any = false;
                 for (const auto& person : m_people) any = person->Turn() || any;
+                for (CFarBoard* server : {&m_near, &m_other}) any = server->Turn() || any;
             }
             if (m_now >= end) return;
         }
@@ -222,7 +252,7 @@ protected:
     static constexpr uint64_t kLongMs = 8000;
 
     uint64_t m_now = 100000;
-    CFarBoard m_relay, m_other;  // they outlive the people
+    CFarBoard m_relay, m_near, m_other;  // they outlive the people
     std::vector<std::unique_ptr<CPerson>> m_people;
 };
 

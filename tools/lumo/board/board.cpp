@@ -69,10 +69,7 @@ void CBoard::OnOffer(BoardCommand request, const BoardMessage& message) {
     if (m_changes.IsDeleted(message.object)) return SayDeleted({message.object});
     BoardObject* object = m_model.Find(message.object);
     if ((object && !object->offline && !object->stale) || m_life.Has(message.object)) return;
-    if (object) {  // it had got there after all, and others may have moved it
-        object->offline = object->unheard = false;
-        object->stale = true;
-    }
+    if (object) Await(*object);  // it had got there after all, and others may have moved it
     Say(request, message.object, message.tag);
 }
 
@@ -83,7 +80,7 @@ void CBoard::OnData(const BoardMessage& message, uint64_t now) {
     SettleIfKnown();
 }
 
-/// What was moved here meanwhile is moved there as well, and the pages hear of an object only if it has changed.
+/// The pages hear of an object only if it has changed.
 void CBoard::TakeData(const BoardMessage& message) {
     const uint32_t id = message.object;
     if (m_changes.IsDeleted(id) || !IsLatest(id, message.payload)) return;
@@ -99,14 +96,25 @@ void CBoard::TakeData(const BoardMessage& message) {
     }
     const bool sameTag = held && held->tag == message.tag;
     if (!m_model.Add(id, std::move(object))) return;
-    Box place;
-    const Shift missing = m_model.PlaceOf(id, place) ? m_changes.TakeMissing(id, place) : Shift();
-    if (!missing.IsNone()) {
-        m_model.Move(id, missing);
-        m_changes.Move(id, place, missing, true, m_echoes.ForWhatIsSaidNow());
-        Say(BoardCommand::Move, 0, 0, PayloadOf({missing.dx, missing.dy, id}));
-    }
+    SayMissingMoves(id);
     if (!sameTag || before != m_model.Find(id)->Record()) ShowAdded({id});
+}
+
+/// What was moved here meanwhile is moved there as well. That a near server has moved it does not say that the home
+/// server has.
+void CBoard::SayMissingMoves(uint32_t id) {
+    Box place;
+    if (!m_changes.HasMoves(id) || !m_model.PlaceOf(id, place)) return;
+    const Shift missing = m_changes.MissingAt(id, place);
+    const uint32_t echo = m_echoes.ForWhatIsSaidNow();
+    if (m_echoes.AskHome())
+        m_changes.SayMoves(id, echo);
+    else
+        m_changes.ForgetMoves(id);
+    if (missing.IsNone()) return;
+    m_model.Move(id, missing);
+    if (!m_echoes.AskHome()) m_changes.Move(id, place, missing, true, echo);
+    Say(BoardCommand::Move, 0, 0, PayloadOf({missing.dx, missing.dy, id}));
 }
 
 /// Of two versions of one thing the later one stays, for everybody. False when that is the one that we have.

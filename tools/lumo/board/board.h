@@ -27,8 +27,9 @@ class IBoardPort {
 public:
     virtual ~IBoardPort() = default;
     virtual void Say(const std::string& message) = 0;
-    /// Asks the far side to echo a number, for CBoard::OnFarEcho. False when there is no far side.
-    virtual bool Probe(uint32_t number) = 0;
+    /// Asks the far side, or the home server behind it, to echo a number, for CBoard::OnFarEcho. False when there is no
+    /// far side.
+    virtual bool Probe(uint32_t number, bool home) = 0;
     /// Asks the far side for an object that the channel has, too, for CBoard::OnFarData.
     virtual void Fetch(uint32_t id) = 0;
     virtual void SayToFarSide(const std::string& message) = 0;
@@ -74,8 +75,9 @@ public:
     void OnFarData(const BoardMessage& message);
     void OnFarEcho(uint32_t number, uint64_t now);
     /// The far side has taken us, on an empty channel of ours: its board comes by the messages. When it is the one that
-    /// we had, what it has no more goes, and what it may lack is offered; else all that we have is offered.
-    void GoOnline(uint64_t now);
+    /// we had, what it has no more goes, and what it may lack is offered; else all that we have is offered. `near`: the
+    /// far side carries for the home server, and only what that has is safe.
+    void GoOnline(uint64_t now, bool near = false);
     /// This process's own channel is the board: it gets everything.
     void GoOnlineAsHost(uint64_t now);
     /// The far side has gone.
@@ -117,6 +119,7 @@ private:
 
     void Say(BoardCommand command, uint32_t object, uint32_t tag, std::string_view payload = {});
     void SayDeleted(const IDs& ids, uint32_t tag = 0);
+    void SayAllDeleted();
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
     void OnDelete(const BoardMessage& message);
@@ -125,16 +128,19 @@ private:
     void OnMove(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
     void TakeData(const BoardMessage& message);
+    void SayMissingMoves(uint32_t id);
     bool IsLatest(uint32_t id, std::string_view record);
     void FetchCommon(const IDs& listed);
     void Fetch(uint32_t id, bool offered);
     void SettleIfKnown();
     void Settle(bool known);
+    void Await(BoardObject& object);
     void Offer(uint32_t id, BoardObject& object);
     void SayLife();
     void LookForLife(uint64_t now);
     void LookForEcho(uint64_t now);
     void LeaveOthers();
+    void ForgetFarSide();
 
     uint32_t AddOwn(std::string record, uint32_t tag);
     IDs Held(const IDs& ids) const;

@@ -23,7 +23,7 @@ public:
     virtual void OnFarOffer(uint32_t id) = 0;
     /// An object that was fetched, as a message.
     virtual void OnFarData(const char* message, int length) = 0;
-    /// It has dealt with all that went to it before this number was asked.
+    /// It, or the home server, has dealt with all that went there before this number was asked.
     virtual void OnFarEcho(uint32_t number) = 0;
 
 protected:
@@ -36,9 +36,9 @@ public:
 
     /// Before Connect. The observer outlives the clients of the channel.
     void SetObserver(IFarSideObserver* observer) { m_pObserver = observer; }
-    /// Asks the far side for an echo: by the offer of an object that nobody has, which every channel asks for at once.
-    /// False when the channel is nobody's guest.
-    bool Probe(uint32_t number);
+    /// Asks for an echo: the far side by the offer of an object that nobody has, which every channel asks for at once;
+    /// behind it the home server. False when the channel is nobody's guest.
+    bool Probe(uint32_t number, bool home);
     /// To the far side alone; what the channel has does not change. False when there is none.
     bool SayToFarSide(const std::string& message);
     /// As if the far side had said it.

@@ -23,6 +23,10 @@ Shift ShiftBetween(const Box& from, const Box& to) {
 
 void CBoard::OnFarBegin() {
     const Lock lock(m_mutex);
+    ForgetFarSide();
+}
+
+void CBoard::ForgetFarSide() {
     m_listed.clear();
     m_fetched.clear();
     m_bListed = m_bKnown = m_bListLost = false;
@@ -87,19 +91,28 @@ void CBoard::OnFarEcho(uint32_t number, uint64_t now) {
     const Lock lock(m_mutex);
     const bool first = !m_echoes.Answers();
     if (!m_echoes.OnEcho(number)) return;
-    if (first) m_ullDataMs = now;
-    m_changes.OnEcho(number);
+    if (first)
+        m_ullDataMs = now;
+    else if (m_echoes.BeginsRow())  // what was said meanwhile may have been lost on the way
+        SayAllDeleted();
+    m_changes.OnEcho(m_echoes.Shown());
+}
+
+void CBoard::SayAllDeleted() {
+    const IDs deleted = m_changes.Deleted();
+    for (const uint32_t id : deleted) m_changes.Delete(id, m_echoes.ForWhatIsSaidNow());
+    SayDeleted(deleted);
 }
 
 void CBoard::LookForEcho(uint64_t now) {
     if (m_state == State::Offline || !m_bFarSide || !m_echoes.IsDue(now)) return;
-    if (m_pPort && m_pPort->Probe(m_echoes.Next())) m_echoes.OnAsked(now);
+    if (m_pPort && m_pPort->Probe(m_echoes.Next(), m_echoes.AskHome())) m_echoes.OnAsked(now);
 }
 
 // What the channel has it offers by itself: where others have come to it, that is not nothing.
-void CBoard::GoOnline(uint64_t now) {
+void CBoard::GoOnline(uint64_t now, bool near) {
     const Lock lock(m_mutex);
-    m_echoes.Begin();
+    m_echoes.Begin(near);
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
         if (object.stale || object.offline) continue;
@@ -110,9 +123,7 @@ void CBoard::GoOnline(uint64_t now) {
     m_bFarSide = true;
     m_bNoLife = false;
     m_ullOnlineMs = m_ullDataMs = now;
-    const IDs deleted = m_changes.Deleted();
-    for (const uint32_t id : deleted) m_changes.Delete(id, m_echoes.ForWhatIsSaidNow());
-    SayDeleted(deleted);
+    SayAllDeleted();
     Greet(now);
     SettleIfKnown();
 }
@@ -133,9 +144,8 @@ void CBoard::Settle(bool known) {
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
         if (!object.stale && !object.offline) continue;
-        if (m_listed.count(id) != 0) {  // its present state comes
-            object.offline = object.unheard = false;
-            object.stale = true;
+        if (m_listed.count(id) != 0) {
+            Await(object);
         } else if (object.stale && known) {
             gone.push_back(id);
         } else {
@@ -152,6 +162,13 @@ void CBoard::OnDeletedByBoth() {
     for (const uint32_t id : m_deletedAway)
         if (m_listed.count(id) == 0) both.push_back(id);
     OnOthersDeleted(both);
+}
+
+// Its present state comes. That a near server has it does not say that the home server does.
+void CBoard::Await(BoardObject& object) {
+    if (object.offline && m_echoes.AskHome()) object.echo = m_echoes.ForWhatIsSaidNow();
+    object.offline = object.unheard = false;
+    object.stale = true;
 }
 
 void CBoard::Offer(uint32_t id, BoardObject& object) {
@@ -205,6 +222,7 @@ void CBoard::GoOfflineAsHost() {
 void CBoard::LeaveOthers() {
     m_state = State::Offline;
     m_bFarSide = false;
+    ForgetFarSide();  // the next one may have us before we hear that it begins
     m_people = CPeople();
     ShowPeople();
 }
@@ -251,8 +269,7 @@ void CBoard::OnHeld(const std::vector<uint32_t>& held, bool cleared, uint64_t no
         BoardObject& object = *m_model.Find(id);
         const bool promised = object.stale && !(cleared && m_state == State::Online);
         if (there.count(id) != 0) {
-            object.offline = object.unheard = false;
-            object.stale = true;
+            Await(object);
         } else if (!object.offline && !promised) {
             gone.push_back(id);
         }

@@ -99,7 +99,7 @@ void CBoardPaths::PollLink(uint64_t now) {
 
 void CBoardPaths::OnTaken(uint64_t now) {
     m_bTaken = true;
-    m_board.GoOnline(now);
+    m_board.GoOnline(now, !m_bDirect && !m_route.nearMcu.Empty());
 }
 
 // The far side may have lost what this channel still holds: the next connection begins on an empty one. Only those who

@@ -39,7 +39,7 @@ public:
     void OnFarEcho(uint32_t number) override;
     /// Into the channel, which may answer into the queue before this returns.
     void Say(const std::string& message) override;
-    bool Probe(uint32_t number) override { return m_channel.Probe(number); }
+    bool Probe(uint32_t number, bool home) override { return m_channel.Probe(number, home); }
     void Fetch(uint32_t id) override { m_channel.Fetch(id); }
     void SayToFarSide(const std::string& message) override { m_channel.SayToFarSide(message); }
     void HearFromFarSide(const std::string& message) override { m_channel.HearFromFarSide(message); }

@@ -43,12 +43,10 @@ Box CChanges::Before(uint32_t id, const Box& place) const {
 
 // An object that lies where it lay has got none of the moves that were said just before the break; one that lies
 // elsewhere has got them.
-Shift CChanges::TakeMissing(uint32_t id, const Box& place) {
+Shift CChanges::MissingAt(uint32_t id, const Box& place) const {
     const auto found = m_moved.find(id);
     if (found == m_moved.end()) return {};
-    const Shift missing = found->second.from == place ? found->second.all : found->second.unsaid;
-    m_moved.erase(found);
-    return missing;
+    return found->second.from == place ? found->second.all : found->second.unsaid;
 }
 
 void CChanges::OnEcho(uint32_t echo) {

@@ -28,11 +28,12 @@ public:
     void SayMoves(uint32_t id, uint32_t echo);
     /// Where an object that lies at `place` lay before the moves that are kept.
     Box Before(uint32_t id, const Box& place) const;
-    /// The far side has the object there: what of our moves it lacks. That is not kept any more.
-    Shift TakeMissing(uint32_t id, const Box& place);
+    /// The far side has the object there: what of our moves it lacks.
+    Shift MissingAt(uint32_t id, const Box& place) const;
     /// Its moves go with it.
     void ForgetMoves(uint32_t id) { m_moved.erase(id); }
     bool HasMoves() const { return !m_moved.empty(); }
+    bool HasMoves(uint32_t id) const { return m_moved.count(id) != 0; }
 
     /// The echoes up to this one have come.
     void OnEcho(uint32_t echo);

@@ -23,6 +23,8 @@ enum class BoardCommand : uint32_t {
     ExtOffer = WB_CMD_EXT_OFFER,
     ExtRequest = WB_CMD_EXT_REQUEST,
     ExtData = WB_CMD_EXT_DATA,
+    HomeAsk = WB_CMD_HOME_ASK,
+    HomeAnswer = WB_CMD_HOME_ANSWER,
     // Channels relay these unread.
     Hello = 0x4c50,            ///< object word: who; tag: 1; payload: colour and name
     Pointer = WB_CMD_POINTER,  ///< object word: who

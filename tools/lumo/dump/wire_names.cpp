@@ -105,6 +105,10 @@ const char* BoardCommandName(uint32_t command) {
             return "WB_CMD_EXT_REQUEST";
         case WB_CMD_EXT_DATA:
             return "WB_CMD_EXT_DATA";
+        case WB_CMD_HOME_ASK:
+            return "WB_CMD_HOME_ASK";
+        case WB_CMD_HOME_ANSWER:
+            return "WB_CMD_HOME_ANSWER";
         case WB_CMD_POINTER:
             break;  // named above
     }
