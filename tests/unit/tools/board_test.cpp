@@ -130,16 +130,32 @@ TEST_F(Board, ClearingTravelsAsADeletionOfWhatIsHere) {
     EXPECT_EQ(Held().size(), 2U);
 }
 
-TEST_F(Board, TellsThePagesOfWhatTheServerDoesNotKeep) {
+TEST_F(Board, WhatTheServerHasNoRoomForStaysAndIsOfferedAgain) {
+    constexpr size_t kOwn = 3;
     GoOnline();
-    const uint32_t own = Draw();
+    IDs own;
+    while (own.size() < kOwn) own.push_back(Draw());
     HearDrawn({1});
-    for (const uint32_t id : {1U, own}) {
-        const PageFeedPtr page = Open();
-        Hear(BoardCommand::Delete, id, Words({id}));
-        EXPECT_EQ(Told(page, R"("type":"not kept")").size(), id == own ? 1U : 0U) << "one's own only";
+    own.push_back(1);
+    const PageFeedPtr page = Open();
+    for (int round = 0; round < 2; ++round) {
+        for (const uint32_t id : own) Hear(BoardCommand::Delete, id, Words({id}));
+        EXPECT_EQ(Told(page, R"("type":"not kept")").size(), round == 0 ? kOwn : 0U) << "of one's own, and once";
+        EXPECT_EQ(Held().size(), kOwn);
     }
-    EXPECT_EQ(Held(), IDs());
+    Said(BoardCommand::Data);
+    DoTo("move", own[0], R"(,"dx":16,"dy":0)");
+    m_board.Tick(m_now += CBoard::kRefusedEveryMs);
+    EXPECT_EQ(Said(BoardCommand::Data).size(), kOwn);
+    Hear(BoardCommand::Delete, own[0], Words({own[0]}));
+    m_board.Tick(m_now += CBoard::kRefusedEveryMs);
+    const auto again = Said(BoardCommand::Data);
+    ASSERT_EQ(again.size(), 1U);
+    EXPECT_EQ(WordAt(again[0], 4), own[0]);
+    Box box;
+    EXPECT_TRUE(PlaceOf(again[0].substr(kMessageHead), box) && box.left == 16);
+    GoOffline();
+    EXPECT_EQ(Held().size(), kOwn);
 }
 
 TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {

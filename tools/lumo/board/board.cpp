@@ -56,7 +56,7 @@ void CBoard::OnMessage(std::string_view bytes, uint64_t now) {
         case BoardCommand::ExtData:
             return OnData(message, now);
         case BoardCommand::Delete:
-            return OnDelete(message);
+            return OnDelete(message, now);
         case BoardCommand::Move:
             return OnMove(message);
         default:
@@ -93,6 +93,7 @@ void CBoard::TakeData(const BoardMessage& message) {
         before = held->Record();
         object.own = held->own;
         object.echo = held->echo;
+        object.refused = held->refused;
     }
     const bool sameTag = held && held->tag == message.tag;
     if (!m_model.Add(id, std::move(object))) return;
@@ -130,15 +131,27 @@ bool CBoard::IsLatest(uint32_t id, std::string_view record) {
 
 // Who deletes names the objects in the payload only. A server that keeps no more from here names the object in the
 // head as well.
-void CBoard::OnDelete(const BoardMessage& message) {
-    const BoardObject* object = m_model.Find(message.object);
-    if (object && object->own) Show({{"type", "not kept"}, {"id", message.object}});
+void CBoard::OnDelete(const BoardMessage& message, uint64_t now) {
     const IDs ids = WordsFrom(message.payload, 0);
-    const bool noRoom = ids.size() == 1 && ids[0] == message.object;
-    m_bNoLife = m_bNoLife || (noRoom && m_life.Has(message.object));
+    if (ids.size() == 1 && ids[0] == message.object) return OnNoRoom(message.object, now);
     for (const uint32_t id : ids) m_life.Remove(id);
-    if (!noRoom && message.tag != kSuperseded) OnOthersDeleted(ids);
+    if (message.tag != kSuperseded) OnOthersDeleted(ids);
     Remove(ids, nullptr);
+}
+
+/// What was drawn here stays here, and is offered again.
+void CBoard::OnNoRoom(uint32_t id, uint64_t now) {
+    m_bNoLife = m_bNoLife || m_life.Has(id);
+    m_life.Remove(id);
+    BoardObject* object = m_model.Find(id);
+    if (!object || !object->own) return Remove({id}, nullptr);
+    if (!std::exchange(object->refused, true)) Show({{"type", "not kept"}, {"id", id}});
+    object->offline = object->unheard = true;
+    object->stale = false;
+    object->echo = 0;
+    m_changes.ForgetMoves(id);
+    m_fetched.erase(id);
+    if (m_ullRefusedMs == 0) m_ullRefusedMs = now + kRefusedEveryMs;
 }
 
 /// What had been deleted here at the same time, and came back by undo, goes: its deletion by others was under way.
@@ -181,6 +194,7 @@ void CBoard::Tick(uint64_t now) {
     const bool quiet = m_echoes.Answers() && now >= m_ullDataMs + kQuietMs;
     if (m_state == State::Settling && (quiet || now >= m_ullOnlineMs + kSettleMs)) Settle(false);
     LookForLife(now);
+    OfferRefused(now);
     if (now >= m_ullHelloMs) Greet(now);
     if (m_people.Expire(now)) ShowPeople();
     if (!m_bPeopleNews || now - m_ullPeopleMs < kPeopleEveryMs) return;

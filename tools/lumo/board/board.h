@@ -108,6 +108,9 @@ public:
     static constexpr uint64_t kSettleMs = 30000;  ///< longest wait for that
     static constexpr uint64_t kNoLifeMs = 3000;   ///< so long a board is without a life before somebody gives it one
     static constexpr uint64_t kPeopleEveryMs = 100;
+    /// What the server had no room for is offered again so often, and about so much of it.
+    static constexpr uint64_t kRefusedEveryMs = 10000;
+    static constexpr size_t kRefusedBytes = 256U * 1024;
 
 private:
     enum class State { Offline, Settling, Online };
@@ -122,9 +125,10 @@ private:
     void SayAllDeleted();
     void OnOffer(BoardCommand request, const BoardMessage& message);
     void OnData(const BoardMessage& message, uint64_t now);
-    void OnDelete(const BoardMessage& message);
+    void OnDelete(const BoardMessage& message, uint64_t now);
     void OnOthersDeleted(const IDs& ids);
     void OnDeletedByBoth();
+    void OnNoRoom(uint32_t id, uint64_t now);
     void OnMove(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
     void TakeData(const BoardMessage& message);
@@ -136,6 +140,7 @@ private:
     void Settle(bool known);
     void Await(BoardObject& object);
     void Offer(uint32_t id, BoardObject& object);
+    void OfferRefused(uint64_t now);
     void SayLife();
     void LookForLife(uint64_t now);
     void LookForEcho(uint64_t now);
@@ -196,11 +201,13 @@ private:
     std::set<uint32_t> m_deletedAway;       // here, of what the far side had, since it went
     std::map<uint32_t, Fetched> m_fetched;  // the far side was asked where it has these
     bool m_bListed = false;
-    bool m_bKnown = false;       // a life that we know is among it
-    bool m_bListLost = false;    // some of what the far side told us may be
-    bool m_bFarSide = false;     // there is one, or was
-    bool m_bNoLife = false;      // the far side has no room for one
-    uint64_t m_ullNoLifeMs = 0;  // since when the board has none; 0: it has, or needs none
+    bool m_bKnown = false;        // a life that we know is among it
+    bool m_bListLost = false;     // some of what the far side told us may be
+    bool m_bFarSide = false;      // there is one, or was
+    bool m_bNoLife = false;       // the far side has no room for one
+    uint64_t m_ullNoLifeMs = 0;   // since when the board has none; 0: it has, or needs none
+    uint64_t m_ullRefusedMs = 0;  // when what was refused is offered again; 0: nothing was
+    uint32_t m_ulRefused = 0;     // the last that was offered again
     uint64_t m_ullOnlineMs = 0;
     uint64_t m_ullDataMs = 0;   // when something last came of the other side's board
     uint64_t m_ullHelloMs = 0;  // when we are to greet again

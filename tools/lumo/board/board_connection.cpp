@@ -179,6 +179,23 @@ void CBoard::Offer(uint32_t id, BoardObject& object) {
     Say(BoardCommand::Data, id, object.tag, object.Record());
 }
 
+// What the server had no room for, in turn.
+void CBoard::OfferRefused(uint64_t now) {
+    if (m_ullRefusedMs == 0 || now < m_ullRefusedMs || m_state != State::Online) return;
+    IDs refused;
+    for (const auto& [id, object] : m_model.Objects())
+        if (object.refused && object.offline) refused.push_back(id);
+    m_ullRefusedMs = refused.empty() ? 0 : now + kRefusedEveryMs;
+    auto next = std::upper_bound(refused.begin(), refused.end(), m_ulRefused);
+    for (size_t i = 0, bytes = 0; i < refused.size() && bytes < kRefusedBytes; ++i, ++next) {
+        if (next == refused.end()) next = refused.begin();
+        m_ulRefused = *next;
+        BoardObject& object = *m_model.Find(*next);
+        bytes += object.record.size();
+        Offer(*next, object);
+    }
+}
+
 void CBoard::GoOnlineAsHost(uint64_t now) {
     const Lock lock(m_mutex);
     m_state = State::Online;

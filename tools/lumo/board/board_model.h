@@ -20,6 +20,7 @@ struct BoardObject {
     bool offline = false;        ///< the far side may lack it
     bool stale = false;          ///< of a connection that has broken: its present state is to come
     bool unheard = false;        ///< nobody can have it yet
+    bool refused = false;        ///< the server had no room for it, and the pages know
     uint32_t echo = 0;           ///< which shows that the far side has it (CEchoes); 0: it has
     mutable Shift moved{};       ///< what the record has not seen yet
 

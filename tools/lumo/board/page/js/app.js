@@ -272,7 +272,7 @@ bindKeys(board);
 listen({
   hello: (event) => board.hello(event),
   status: (event) => board.status(event),
-  "not kept": () => board.say("Not kept: the server has no room for more from here."),
+  "not kept": () => board.say("The server has no room for this. It stays on your board, and is offered again."),
   people: (event) => board.people.show(event.people),
   pointer: (event) => board.people.point(event),
   undo: (event) => board.panel.showUndo(event),
