@@ -22,7 +22,7 @@ public:
         BoardMessage said;
         Shape shape;
         if (!ParseMessage(message, said)) std::abort();
-        if (said.command != BoardCommand::Data || CBoardLife::IsLife(said.payload)) return;
+        if (said.command != BoardCommand::Data || CBoardLife::IsLife(said.object, said.payload)) return;
         if (!ParseRecord(said.payload, shape)) std::abort();
     }
     bool Probe(uint32_t number, bool) override {

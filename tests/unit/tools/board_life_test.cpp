@@ -189,6 +189,21 @@ TEST_F(BoardWorld, WhatTwoHaveMovedAndBringToANewRelayLiesInOnePlaceWithBothMove
         EXPECT_EQ(ben.State(), ada.State()) << apart << " ms apart";
     }
     for (CPerson* person : {&ada, &ben}) person->Lose();
+    ada.DoTo("move", id, R"(,"dx":16,"dy":0)");
+    ben.DoTo("move", id, R"(,"dx":0,"dy":32)");
+    relays.emplace_back();
+    ada.Come(relays.back(), 20);
+    ada.SetBusy(true);  // her channel has his before she offers hers, and hears of that later
+    RunFor(kLongMs);
+    ben.Come(relays.back(), 20);
+    RunFor(CBoard::kSettleMs);
+    ada.SetBusy(false);
+    RunFor(kLongMs);
+    ++restarts;
+    EXPECT_EQ(ada.Shown(id)["box"], (json{16 * restarts, 32 * restarts, 16 * restarts + 160, 32 * restarts + 160}));
+    EXPECT_EQ(ben.State(), ada.State());
+    EXPECT_EQ(PlaceAt(ada.Seat().Channel(), id), ada.Shown(id)["box"]);
+    for (CPerson* person : {&ada, &ben}) person->Lose();
 }
 
 TEST_F(BoardWorld, OfTwoWhoEditOneTextAtOnceTheLaterOneStays) {

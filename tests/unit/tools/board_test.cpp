@@ -188,7 +188,8 @@ TEST_F(Board, CutMessagesOfEveryKindDoNoHarm) {
     }
     Hear(BoardCommand::Delete, 0, "\1\0");
     for (uint32_t id = 1000; id < 3000; ++id) Hear(BoardCommand::Offer, id);
-    EXPECT_EQ(Held(), IDs{1}) << "offers alone take no room";
+    Hear(BoardCommand::Data, 2, CBoardLife::MakeRecord(0));
+    EXPECT_EQ(Held(), (IDs{1, 2})) << "offers alone take no room, and lives have greater numbers";
 }
 
 TEST_F(Board, MovesThatNameOneObjectAMillionTimesCostLittle) {

@@ -136,6 +136,8 @@ public:
         Disconnect();
         m_board.LiveApart();
     }
+    /// Its loop does not come to what has been heard.
+    void SetBusy(bool busy) { m_bBusy = busy; }
     void Stick() {
         m_pClient->Stick();
         m_pServer->Stick();
@@ -143,7 +145,7 @@ public:
     bool Turn() {
         bool any = m_pServer && m_pServer->Deliver();
         any = (m_pClient && m_pClient->Deliver()) || any;
-        while (m_pSeat->Turn(m_now)) any = true;
+        while (!m_bBusy && m_pSeat->Turn(m_now)) any = true;
         m_board.Tick(m_now);
         return any;
     }
@@ -204,6 +206,7 @@ private:
     }
 
     const uint64_t& m_now;
+    bool m_bBusy = false;
     CPageFeeds m_feeds;
     CBoard m_board;
     const PageFeedPtr m_page;
@@ -243,6 +246,14 @@ protected:
             lives[id] = WordAt(reader.heard.back(), kMessageHead + 4);
         }
         return lives;
+    }
+    /// Where a channel has an object.
+    static json PlaceAt(CWBChannel& channel, uint32_t id) {
+        CReader reader(channel);
+        reader.Say(MakeMessage(BoardCommand::Request, id, 0));
+        Box box;
+        EXPECT_TRUE(PlaceOf(std::string_view(reader.heard.back()).substr(kMessageHead), box));
+        return {box.left, box.top, box.right, box.bottom};
     }
     static IDs Sorted(IDs ids) {
         std::sort(ids.begin(), ids.end());

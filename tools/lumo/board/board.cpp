@@ -67,15 +67,20 @@ void CBoard::OnMessage(std::string_view bytes, uint64_t now) {
 void CBoard::OnOffer(BoardCommand request, const BoardMessage& message) {
     // It was on its way while it was deleted here.
     if (m_changes.IsDeleted(message.object)) return SayDeleted({message.object});
-    BoardObject* object = m_model.Find(message.object);
-    if ((object && !object->offline && !object->stale) || m_life.Has(message.object)) return;
-    if (object) Await(*object);  // it had got there after all, and others may have moved it
+    if (m_life.Has(message.object)) return;
+    // It had got there after all, or before ours got into the channel, and others may have moved it.
+    if (BoardObject* object = m_model.Find(message.object)) {
+        if (!object->offline && !object->stale) m_changes.UnsayMoves(message.object);
+        m_fetched.erase(message.object);
+        Await(*object);
+    }
     Say(request, message.object, message.tag);
 }
 
 void CBoard::OnData(const BoardMessage& message, uint64_t now) {
     m_ullDataMs = now;
-    if (!CBoardLife::IsLife(message.payload)) return TakeData(message);
+    if (!CBoardLife::IsLife(message.object, message.payload)) return TakeData(message);
+    Remove({message.object}, nullptr);  // if it was another program's object
     m_life.Add(message.object, message.payload);
     SettleIfKnown();
 }

@@ -127,7 +127,7 @@ private:
     void OnData(const BoardMessage& message, uint64_t now);
     void OnDelete(const BoardMessage& message, uint64_t now);
     void OnOthersDeleted(const IDs& ids);
-    void OnDeletedByBoth();
+    void OnDeletedByBoth(bool known);
     void OnNoRoom(uint32_t id, uint64_t now);
     void OnMove(const BoardMessage& message);
     void OnPeople(const BoardMessage& message, uint64_t now);
@@ -198,7 +198,6 @@ private:
     std::map<uint32_t, uint32_t> m_restored;  // numbers of what came back by undo, and those it has now
     CPeople m_people;
     std::set<uint32_t> m_listed;            // by the far side, while we settle
-    std::set<uint32_t> m_deletedAway;       // here, of what the far side had, since it went
     std::map<uint32_t, Fetched> m_fetched;  // the far side was asked where it has these
     bool m_bListed = false;
     bool m_bKnown = false;        // a life that we know is among it

@@ -167,9 +167,11 @@ CBoard::IDs CBoard::Change(const std::vector<ShapeChange>& changes) {
 void CBoard::Delete(const IDs& ids) {
     BoardStep step;
     const IDs held = Held(ids);
+    IDs away;
     for (const uint32_t id : held)
-        if (m_state != State::Online && m_model.Find(id)->stale) m_deletedAway.insert(id);
+        if (m_state != State::Online && m_model.Find(id)->stale) away.push_back(id);
     TakeAway(held, step);
+    m_changes.MarkAway(away);
     if (step.Empty()) return;
     m_undo.Note(std::move(step));
     ShowUndo();

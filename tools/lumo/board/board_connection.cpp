@@ -138,8 +138,7 @@ void CBoard::SettleIfKnown() {
 void CBoard::Settle(bool known) {
     m_state = State::Online;
     m_life.Settle(known);
-    if (known && m_bListed) OnDeletedByBoth();
-    m_deletedAway.clear();
+    OnDeletedByBoth(known && m_bListed);
     IDs gone;
     for (const uint32_t id : m_model.IDs()) {
         BoardObject& object = *m_model.Find(id);
@@ -157,10 +156,10 @@ void CBoard::Settle(bool known) {
 }
 
 // Others, too, have deleted what was deleted here while they were away, if the far side did not list it any more.
-void CBoard::OnDeletedByBoth() {
+void CBoard::OnDeletedByBoth(bool known) {
     IDs both;
-    for (const uint32_t id : m_deletedAway)
-        if (m_listed.count(id) == 0) both.push_back(id);
+    for (const uint32_t id : m_changes.TakeAway())
+        if (known && m_listed.count(id) == 0) both.push_back(id);
     OnOthersDeleted(both);
 }
 
@@ -201,7 +200,6 @@ void CBoard::GoOnlineAsHost(uint64_t now) {
     m_state = State::Online;
     m_bFarSide = m_bNoLife = false;
     m_changes.Clear();
-    m_deletedAway.clear();
     m_life.Forget();
     if (!m_model.Objects().empty()) SayLife();
     for (const uint32_t id : m_model.IDs()) Offer(id, *m_model.Find(id));

@@ -12,7 +12,9 @@ constexpr size_t kClearingsAt = 4;
 constexpr size_t kRecordBytes = 8;
 }  // namespace
 
-bool CBoardLife::IsLife(std::string_view record) { return record.size() == kRecordBytes && WordAt(record, 0) == kType; }
+bool CBoardLife::IsLife(uint32_t id, std::string_view record) {
+    return id >= kFirstNumber && record.size() == kRecordBytes && WordAt(record, 0) == kType;
+}
 
 std::string CBoardLife::MakeRecord(uint32_t clearings) {
     std::string record;

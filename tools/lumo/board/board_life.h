@@ -24,7 +24,7 @@ public:
     static constexpr size_t kMostLives = 200;
     using Lives = std::map<uint32_t, uint32_t>;  ///< numbers, and how often cleared
 
-    static bool IsLife(std::string_view record);
+    static bool IsLife(uint32_t id, std::string_view record);
     static std::string MakeRecord(uint32_t clearings);
 
     /// A life has come.

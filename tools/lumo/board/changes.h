@@ -20,6 +20,10 @@ public:
     void Delete(uint32_t id, uint32_t echo);
     bool IsDeleted(uint32_t id) const { return m_deleted.count(id) != 0; }
     std::vector<uint32_t> Deleted() const;
+    /// The far side had these, and was away when they were deleted.
+    void MarkAway(const std::vector<uint32_t>& ids);
+    /// Those that were marked so since the last call.
+    std::vector<uint32_t> TakeAway();
     /// An object that lay at `from`. What is not said yet is due once its present state has come.
     void Move(uint32_t id, const Box& from, const Shift& by, bool said, uint32_t echo);
     /// Somebody else has moved it.
@@ -28,6 +32,8 @@ public:
     void SayMoves(uint32_t id, uint32_t echo);
     /// Where an object that lies at `place` lay before the moves that are kept.
     Box Before(uint32_t id, const Box& place) const;
+    /// They were said, and not heard.
+    void UnsayMoves(uint32_t id);
     /// The far side has the object there: what of our moves it lacks.
     Shift MissingAt(uint32_t id, const Box& place) const;
     /// Its moves go with it.
@@ -48,7 +54,11 @@ private:
         Shift unsaid;  // the part of it that the far side cannot have
         uint32_t echo = 0;
     };
-    std::map<uint32_t, uint32_t> m_deleted;  // and the echo
+    struct Deletion {
+        uint32_t echo = 0;
+        bool away = false;
+    };
+    std::map<uint32_t, Deletion> m_deleted;
     std::map<uint32_t, Moved> m_moved;
 };
 
