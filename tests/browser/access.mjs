@@ -58,6 +58,10 @@ async function drawByKeys(one, other) {
   await one.page.keyboard.type("!");
   await one.key("Escape");
   await until("the text as edited", async () => (await other.objects()).some((object) => object.text === "Hello!"));
+  await until("the same text chosen", async () => {
+    const [chosen] = await one.page.evaluate(() => window.lumoBoard.chosen());
+    return (await one.objects()).some((object) => object.text === "Hello!" && object.id === chosen);
+  });
 }
 
 /** Into menus and out of them, along groups of buttons, and nowhere unseen. */

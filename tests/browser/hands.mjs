@@ -11,8 +11,13 @@ const holds = (artist, count) => until(`${count} objects`, async () => {
   if (now !== count) throw new Error(`${now}`);
   return true;
 });
-const chose = (artist, count) => until(`${count} objects chosen`, async () =>
-  (await artist.page.evaluate(() => window.lumoBoard.chosen().length)) === count);
+/** Until so many are chosen, which is when the program's answer has come, and after the objects themselves. */
+const chose = async (artist, count) => until(`${count} chosen`, async () => {
+  const there = new Set((await artist.objects()).map(({ id }) => id));
+  const chosen = (await artist.page.evaluate(() => window.lumoBoard.chosen())).filter((id) => there.has(id));
+  if (chosen.length !== count) throw new Error(`${chosen.length}`);
+  return chosen;
+});
 const only = async (artist) => {
   await holds(artist, 1);
   return (await artist.objects())[0];
@@ -46,7 +51,8 @@ async function resize(one, other) {
       String(points(box)) === String([left, top, left + width, top + height]));
     assert.equal(now.tag, before.tag, "it stays where it lies in the stack");
     if (key === "p") assert.deepEqual(points(now.points.slice(-2)), [400, 260], "its points come with it");
-    assert.equal((await one.page.evaluate(() => window.lumoBoard.chosen()))[0], now.id, "it is chosen still");
+    await sees(one, "the same", ({ id }) => id === now.id);
+    assert.deepEqual(await chose(one, 1), [now.id], "it is chosen still");
     await one.key("Control+z");
     await sees(other, "the size of before", ({ box }) => String(box) === String(before.box));
     await clear(one, other);
