@@ -33,8 +33,8 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     m_nProbes = 0;
     m_nProbedAt = 0;
     m_nDueAt = now;
-    m_nSkippedAt = m_nSkipNotBefore = 0;
-    PlanSkip(m_nFirstWide);
+    m_nSkippedAt = 0;
+    PlanSkip(0, m_nFirstWide);
 }
 
 bool CWideSender::Carry(uint64_t sentAt, const Piece& piece, bool arrived) {
@@ -110,8 +110,7 @@ bool CWideSender::AddFrame() {
 // more than its path carries.
 bool CWideSender::IsSkipped(uint64_t now, uint64_t number) {
     if (number < m_nSkipNext || now < m_nSkipNotBefore || m_nSkippedAt != 0) return false;
-    PlanSkip(number);
-    m_nSkipNotBefore = now + kLeastUsBetweenSkips;
+    PlanSkip(now + kLeastUsBetweenSkips, number);
     if (m_flight.InFlight() < kLeastToSkip * session::kPayloadLen) return false;  // a lone frame is not kept waiting
     m_nSkipped = number;
     m_nSkippedAt = now;
@@ -124,8 +123,11 @@ void CWideSender::SendSkipped(uint64_t now) {
     if (m_nSkipped >= m_flight.First() && !m_flight.WasSent(m_nSkipped)) Transmit(now, m_nSkipped);
 }
 
-void CWideSender::PlanSkip(uint64_t after) {
-    m_nSkipNext = after + kLeastBetweenSkips + Lumo_Base::GenerateSSRC() % kLeastBetweenSkips;
+// By chance in numbers and in time: on a fast path only the time counts.
+void CWideSender::PlanSkip(uint64_t notBefore, uint64_t after) {
+    const uint64_t more = Lumo_Base::GenerateSSRC() % kLeastBetweenSkips;
+    m_nSkipNext = after + kLeastBetweenSkips + more;
+    m_nSkipNotBefore = notBefore + more * kLeastUsBetweenSkips / kLeastBetweenSkips;
 }
 
 bool CWideSender::NextPiece(Piece& piece) {
@@ -215,7 +217,7 @@ void CWideSender::OnAck(uint64_t now, const Ack& ack) {
 
 void CWideSender::LookWhetherIdle(uint64_t now) {
     if (m_nIdleLookAt == 0 || now < m_nIdleLookAt) return;
-    if (m_flight.IsEmpty() && now >= m_nSentAt + kUsPerSecond) m_flight.GiveBackMemory();
+    m_flight.GiveBackMemory();
     m_nIdleLookAt = m_flight.HasMuchMemory() ? now + kUsPerSecond : 0;
 }
 

@@ -34,7 +34,8 @@ public:
     /// Drops the rest of the frame that is being cut, unless there is no memory even for that.
     void DropUncut();
 
-    /// A link that has sent nothing for a second keeps next to no records; one that goes on would only make them anew.
+    /// Once a second a link with nothing in flight gives back the records that it does not need: more often a busy one
+    /// would only make them anew.
     void LookWhetherIdle(uint64_t now);
     /// When it wants that next; 0: there is nothing to give back.
     uint64_t IdleLookAt() const { return m_nIdleLookAt; }
@@ -60,7 +61,7 @@ private:
     bool AddFrame();
     bool IsSkipped(uint64_t now, uint64_t number);
     void SendSkipped(uint64_t now);
-    void PlanSkip(uint64_t after);
+    void PlanSkip(uint64_t notBefore, uint64_t after);
     uint64_t SkipEnds() const { return m_nSkippedAt + m_model.SmoothedRoundTrip() / 4; }
     void Transmit(uint64_t now, uint64_t number);
     bool Probe(uint64_t now);
