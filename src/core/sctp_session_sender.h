@@ -40,6 +40,8 @@ public:
 
     /// Payload sent, repetitions not counted. Any thread.
     uint64_t BytesFirstSent() const { return m_nBytesFirstSent.Get(); }
+    /// The same with repetitions. Any thread.
+    uint64_t BytesSent() const { return m_nBytesSent.Get(); }
 
 protected:
     /// Whether packets in flight may still have been due when the last OnAckAndSendWindow had sent all it may.

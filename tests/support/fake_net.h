@@ -26,7 +26,7 @@ public:
     }
     void BeginBatch() override { ++batchDepth; }
     void EndBatch() override { --batchDepth; }
-    void FlushBatch() override {}
+    void FlushBatch() override { ++flushes; }
     unsigned short GetLocalPort() override { return 40000; }
 
     /// As if one burst with one datagram had come.
@@ -35,6 +35,7 @@ public:
 
     std::vector<CSentDatagram> sent;
     std::atomic<int> batchDepth{0};  // a running worker batches as well
+    std::atomic<int> flushes{0};
     bool released = false;
 
 private:

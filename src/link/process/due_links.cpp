@@ -68,16 +68,28 @@ void CDueLinks::Run(uint64_t now) {
 
 bool CDueLinks::AskAfterBurst(IDue& due) {
     if (t_burst == Burst::None) return false;
+    t_burst = Burst::Collected;                                       // also where an end that failed has left it in
     if (due.m_bInBurst.load(std::memory_order_relaxed)) return true;  // only this thread enters
     CAutoLock lock(&m_cs);
     m_burst.push_back(&due);
     due.m_bInBurst.store(true, std::memory_order_relaxed);
-    t_burst = Burst::Collected;
     return true;
 }
 
 void CDueLinks::EndBurst(uint64_t now) {
-    if (std::exchange(t_burst, Burst::None) != Burst::Collected) return;
+    if (std::exchange(t_burst, Burst::None) == Burst::Collected) AskCollected(now);
+}
+
+void CDueLinks::AskNow(uint64_t now) {
+    if (t_burst != Burst::Collected) return;
+    t_burst = Burst::Empty;
+    try {
+        AskCollected(now);
+    } catch (...) {  // they are asked again soon
+    }
+}
+
+void CDueLinks::AskCollected(uint64_t now) {
     CAutoLock asking(&m_csAsking);
     while (IDue* due = TakeOfBurst()) {
         try {

@@ -38,9 +38,12 @@ public:
     /// The worker's turn: asks each of those whose time has come, once.
     void Run(uint64_t now);
 
-    /// The receive thread's, around a burst of datagrams: whoever it brings acknowledgements sends once, at the end.
+    /// The receive thread's, around a burst of datagrams: the wide links that it brings packets send once, at the end.
     void BeginBurst() { t_burst = Burst::Empty; }
     void EndBurst(uint64_t now);
+    /// Those that it has brought packets so far are asked now, since the thread turns to what may take long. Throws
+    /// nothing; does nothing in no burst.
+    void AskNow(uint64_t now);
     /// False when the calling thread is in no burst, and nothing will be asked.
     bool AskAfterBurst(IDue& due);
 
@@ -50,6 +53,7 @@ public:
 private:
     bool Put(IDue& due, uint64_t at);
     IDue* TakeOfBurst();
+    void AskCollected(uint64_t now);
     void TakeDue(uint64_t now) LUMO_REQUIRES(m_csRun);
     void Remove(IDue& due) LUMO_REQUIRES(m_cs);
     void Place(size_t place, IDue& due) LUMO_REQUIRES(m_cs);

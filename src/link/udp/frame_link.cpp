@@ -185,7 +185,7 @@ bool CFrameLink::Pump() {
 bool CFrameLink::RunPump() {
     CUdpBatch batch;
     bool sent = false;
-    const uint64_t before = BytesMoved();
+    const uint64_t before = m_session.BytesSent();
     const bool wide = m_session.IsWideSending();  // it takes its frames itself
     const bool idle = m_session.IsSendIdle() && !(wide && HasWaiting());
     CDataBuffer* frame = idle && !wide ? NextWaitingFrame() : nullptr;
@@ -195,7 +195,7 @@ bool CFrameLink::RunPump() {
         if (m_session.IsWideSending()) {  // its deadlines say when to look again
             // What another thread's packets overtook would have to be held; few packets are not worth a call of their
             // own.
-            if (BytesMoved() - before >= kOwnBatch) FlushUdpBatch();
+            if (m_session.BytesSent() - before >= kOwnBatch) FlushUdpBatch();
             LeaveTurns();
             CDueLinks::Get().Enter(*this, m_session.SendDueAt());
         } else {
@@ -298,7 +298,10 @@ void CFrameLink::DropQueue() {
 }
 
 void CFrameLink::OnSCTPSessionReceivedFrame(char* frame, int length) {
-    if (!m_pace.WasQuick()) FlushUdpBatch();  // acknowledgements must not wait for a slow application
+    if (!m_pace.WasQuick()) {  // nothing that is due must wait for a slow application
+        CDueLinks::Get().AskNow(Lumo_Base::GetMicroseconds());
+        FlushUdpBatch();
+    }
     const CCallPace::CTiming timing(m_pace);
     const Lumo_Base::CTimeUnheld time;  // what a slow owner sends is stamped with the time of sending
     m_owner.OnSCTPSessionReceivedFrame(frame, length);

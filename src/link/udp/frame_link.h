@@ -31,7 +31,8 @@ enum class WhenOutOfMemory { Ends, LosesQueue };
 
 /// One frame is in the session at a time, and the next enters when the previous one is wholly acknowledged; a wide
 /// session takes as many as its path holds. The pump runs on the worker's turn, on the thread that queues a frame, and
-/// after each received packet; a thread that finds it running sets a flag, and the running thread makes another pass.
+/// after each received packet, or for a wide session after the burst; a thread that finds it running sets a flag, and
+/// the running thread makes another pass.
 /// The owner outlives the link.
 class CFrameLink : private IBudgetHolder, private ISessionOwner, private IDue, public ILinkReport {
 public:
@@ -56,7 +57,8 @@ public:
     bool SendAtOnce(const void* data, int length);
     /// The worker's turn: one atomic load when there is nothing to do. True when a packet was sent.
     bool Pump();
-    /// One received session packet, its bytes writable; then refills the window.
+    /// One received session packet, its bytes writable; then refills the window, that of a wide session after the
+    /// burst.
     void OnPacket(const char* packet, int length);
 
     /// While held, frames wait in the queue and acknowledgements still go out. Once one did not fit the queue's limit
