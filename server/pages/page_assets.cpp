@@ -71,15 +71,21 @@ const char* const kPageScript = R"js(
 // Takes the page anew and puts its two parts in place of the old ones; a server that is away leaves them as they are,
 // under a line that says so.
 let heard = new Date();
+const unfolded = new Map();  // by hand, or folded so: the others are as the server says
+document.addEventListener("click", (event) => {
+  const list = event.target.closest("summary")?.parentElement;
+  if (list) unfolded.set(list.id, !list.open);
+});
 async function refresh() {
   const away = document.getElementById("away");
   try {
     const answer = await fetch("/", { cache: "no-store", signal: AbortSignal.timeout(10000) });
     if (!answer.ok) throw new Error(answer.statusText);
     const fresh = new DOMParser().parseFromString(await answer.text(), "text/html");
-    for (const list of document.querySelectorAll("details")) {
-      const next = fresh.getElementById(list.id);
-      if (next) next.open = list.open;
+    for (const [id, open] of unfolded) {
+      const next = fresh.getElementById(id);
+      if (next) next.open = open;
+      else unfolded.delete(id);
     }
     for (const part of ["header", "main"]) {
       const now = document.querySelector(part);
