@@ -137,9 +137,15 @@ TEST_F(Board, WhatTheServerHasNoRoomForStaysAndIsOfferedAgain) {
     while (own.size() < kOwn) own.push_back(Draw());
     HearDrawn({1});
     own.push_back(1);
+    const auto refuse = [&](uint32_t id) {
+        uint32_t tag = 0;
+        for (const json& object : Objects())
+            if (object["id"] == id) tag = object["tag"];
+        m_board.OnMessage(MakeMessage(BoardCommand::Delete, id, tag, Words({id})), m_now);
+    };
     const PageFeedPtr page = Open();
     for (int round = 0; round < 2; ++round) {
-        for (const uint32_t id : own) Hear(BoardCommand::Delete, id, Words({id}));
+        for (const uint32_t id : own) refuse(id);
         EXPECT_EQ(Told(page, R"("type":"not kept")").size(), round == 0 ? kOwn : 0U) << "of one's own, and once";
         EXPECT_EQ(Held().size(), kOwn);
     }
@@ -147,15 +153,28 @@ TEST_F(Board, WhatTheServerHasNoRoomForStaysAndIsOfferedAgain) {
     DoTo("move", own[0], R"(,"dx":16,"dy":0)");
     m_board.Tick(m_now += CBoard::kRefusedEveryMs);
     EXPECT_EQ(Said(BoardCommand::Data).size(), kOwn);
-    Hear(BoardCommand::Delete, own[0], Words({own[0]}));
+    refuse(own[0]);
     m_board.Tick(m_now += CBoard::kRefusedEveryMs);
     const auto again = Said(BoardCommand::Data);
     ASSERT_EQ(again.size(), 1U);
     EXPECT_EQ(WordAt(again[0], 4), own[0]);
     Box box;
     EXPECT_TRUE(PlaceOf(again[0].substr(kMessageHead), box) && box.left == 16);
+    Settle();
+    EXPECT_TRUE(Told(page, R"("type":"not kept")").empty());
+    refuse(own[0]);
+    EXPECT_EQ(Told(page, R"("type":"not kept")").size(), 1U) << "it was there meanwhile";
+    Hear(BoardCommand::Delete, own[1], Words({own[1]}));
+    EXPECT_EQ(Held().size(), kOwn - 1) << "with another tag it is somebody's deletion";
+    constexpr uint32_t kMany = CBoard::kRefusedBytes / 10;
+    for (uint32_t id = 1; id <= kMany; ++id) Hear(BoardCommand::Data, id);
     GoOffline();
-    EXPECT_EQ(Held().size(), kOwn);
+    GoOnline();  // to another board, which gets all of it
+    for (uint32_t id = 1; id <= kMany; ++id) Hear(BoardCommand::Delete, id, Words({id}));
+    EXPECT_EQ(Held().size(), kMany + kOwn - 1);
+    Said(BoardCommand::Data);
+    m_board.Tick(m_now += CBoard::kRefusedEveryMs);
+    EXPECT_LT(Said(BoardCommand::Data).size(), kMany) << "in turn, however short they are";
 }
 
 TEST(BoardModel, KeepsAStaleObjectWhoseSuccessorHasNoRoom) {

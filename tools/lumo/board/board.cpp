@@ -135,10 +135,12 @@ bool CBoard::IsLatest(uint32_t id, std::string_view record) {
 }
 
 // Who deletes names the objects in the payload only. A server that keeps no more from here names the object in the
-// head as well.
+// head as well, and with its tag.
 void CBoard::OnDelete(const BoardMessage& message, uint64_t now) {
     const IDs ids = WordsFrom(message.payload, 0);
-    if (ids.size() == 1 && ids[0] == message.object) return OnNoRoom(message.object, now);
+    const BoardObject* named = m_model.Find(message.object);
+    const bool refused = ids.size() == 1 && ids[0] == message.object && (!named || named->tag == message.tag);
+    if (refused) return OnNoRoom(message.object, now);
     for (const uint32_t id : ids) m_life.Remove(id);
     if (message.tag != kSuperseded) OnOthersDeleted(ids);
     Remove(ids, nullptr);
@@ -150,7 +152,8 @@ void CBoard::OnNoRoom(uint32_t id, uint64_t now) {
     m_life.Remove(id);
     BoardObject* object = m_model.Find(id);
     if (!object || !object->own) return Remove({id}, nullptr);
-    if (!std::exchange(object->refused, true)) Show({{"type", "not kept"}, {"id", id}});
+    const bool arrived = !object->offline && m_echoes.Has(object->echo);
+    if (!std::exchange(object->refused, true) || arrived) Show({{"type", "not kept"}, {"id", id}});
     object->offline = object->unheard = true;
     object->stale = false;
     object->echo = 0;

@@ -190,7 +190,7 @@ void CBoard::OfferRefused(uint64_t now) {
         if (next == refused.end()) next = refused.begin();
         m_ulRefused = *next;
         BoardObject& object = *m_model.Find(*next);
-        bytes += object.record.size();
+        bytes += kMessageHead + object.record.size();
         Offer(*next, object);
     }
 }
