@@ -50,20 +50,24 @@ TEST_F(Board, TheSecondEchoOrTheThirdByANearServerShowsThatItHasArrived) {
     };
     for (const bool near : {false, true})
         for (const int echoes : {0, 1, 2, 3}) EXPECT_EQ(isOffered(echoes, near), echoes < (near ? 3 : 2)) << echoes;
-    GoOnline();
-    Draw();
-    m_board.Tick(m_now += CEchoes::kAskEveryMs);
-    const uint32_t asked = m_probed;
-    m_board.OnHeld(Held(), false, m_now);  // too much was heard at once, and the echo may be lost
-    m_board.Tick(m_now += CEchoes::kAskEveryMs);
-    EXPECT_EQ(m_probed, asked + 1);
-    HearDrawn({1});
-    DoTo("delete", 1);
-    EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U);
-    m_board.Tick(m_now += CEchoes::kLostAfterMs);
-    EXPECT_EQ(m_probed, asked + 2) << "that echo has stayed away";
-    m_board.OnFarEcho(m_probed, m_now);
-    EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U) << "as what went before it may have";
+    for (const bool near : {false, true}) {
+        GoOnline(near);
+        Draw();
+        m_board.Tick(m_now += CEchoes::kAskHomeEveryMs);
+        const uint32_t asked = m_probed;
+        m_board.OnHeld(Held(), false, m_now);  // too much was heard at once, and the echo may be lost
+        m_board.Tick(m_now += CEchoes::kAskHomeEveryMs);
+        EXPECT_EQ(m_probed, asked + 1);
+        HearDrawn({1});
+        DoTo("delete", 1);
+        EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U);
+        for (int i = 0; i < 10; ++i) m_board.Tick(m_now += CEchoes::kLostAfterMs);
+        EXPECT_EQ(m_probed, asked + (near ? 4 : 1)) << "one's own link loses none, and the home server may be far away";
+        m_board.OnFarEcho(m_probed, m_now);
+        EXPECT_EQ(Said(BoardCommand::Delete).size(), 1U) << "what went before the one that stayed away may have, too";
+        Settle();
+        GoOffline();
+    }
 }
 
 TEST_F(Board, WhoBecomesOrCeasesToBeAHostBringsTheWholeBoard) {

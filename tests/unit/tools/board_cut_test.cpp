@@ -48,7 +48,7 @@ TEST_P(BoardCut, WhatHasNotArrivedIsOfferedHoweverLongTheWayHasBeenStuck) {
     RunFor(60000);
     ASSERT_EQ(Sorted(ben.Held()), Sorted({old, stuck}));
     m_other.CarryFor(m_relay, m_now, 20);  // and this one goes on
-    RunFor(kLongMs);
+    RunFor(CEchoes::kLostAfterMostMs + kLongMs);
     EXPECT_EQ(Sorted(ben.Held()), Sorted({stuck, next}));
     EXPECT_EQ(ada.State(), ben.State());
 }
