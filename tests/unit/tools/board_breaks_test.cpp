@@ -24,7 +24,29 @@ TEST_F(Board, WhatIsDrawnOfflineIsOfferedOnceTheOtherBoardHasCome) {
     EXPECT_EQ(WordAt(data[0], 4), drawn);
     Settle();
     EXPECT_TRUE(Said(BoardCommand::Data).empty()) << "once";
-    EXPECT_EQ(Held().size(), 2U);
+    constexpr uint32_t kLife = CBoardLife::kFirstNumber;
+    Hear(BoardCommand::Data, kLife, CBoardLife::MakeRecord(0));
+    for (const uint32_t id : {2U, 3U}) {
+        IDs there = Held();
+        HearDrawn({id});
+        Settle();
+        GoOffline();
+        DoTo("delete", id);
+        Undo();
+        const IDs held = Held();
+        m_board.OnFarBegin();
+        if (id == 3) {  // its deletion gets there in a connection that is too short
+            m_board.GoOnline(m_now);
+            GoOffline();
+            m_board.OnFarBegin();
+            there.push_back(kLife);
+        }
+        m_board.OnFarList(there, m_now);
+        m_board.GoOnline(m_now, true);
+        if (id == 2) m_board.OnFarOffer(id);  // by a near server that was still fetching
+        Hear(BoardCommand::Data, kLife, CBoardLife::MakeRecord(0));
+        EXPECT_EQ(Held(), held) << "nobody else has deleted what undo has brought back: " << id;
+    }
 }
 
 /// What is drawn goes on only when it is asked for, so one echo says nothing of it, nor two of the home server.

@@ -49,11 +49,12 @@ void CBoard::FetchCommon(const IDs& listed) {
     for (const uint32_t id : listed) Fetch(id, false);
 }
 
-// What we are still to offer comes instead, as if it were listed. Of what we have offered the far side has taken
-// another's, and the moves that were made here while we were away are in ours only.
+// It counts as listed: what we are still to offer comes instead, and what was deleted here others have not deleted. Of
+// what we have offered the far side has taken another's, and the moves that were made here while we were away are in
+// ours only.
 void CBoard::OnFarOffer(uint32_t id) {
     const Lock lock(m_mutex);
-    if (m_state != State::Online && m_model.Has(id)) m_listed.insert(id);
+    if (m_state != State::Online && (m_model.Has(id) || m_changes.IsDeleted(id))) m_listed.insert(id);
     Fetch(id, true);
 }
 
@@ -158,7 +159,7 @@ void CBoard::Settle(bool known) {
 // Others, too, have deleted what was deleted here while they were away, if the far side did not list it any more.
 void CBoard::OnDeletedByBoth(bool known) {
     IDs both;
-    for (const uint32_t id : m_changes.TakeAway())
+    for (const uint32_t id : m_changes.TakeDeletedAway())
         if (known && m_listed.count(id) == 0) both.push_back(id);
     OnOthersDeleted(both);
 }
@@ -216,6 +217,8 @@ void CBoard::GoOffline() {
         object.echo = 0;
     }
     m_life.Leave(m_state == State::Online);
+    // By our own deletion it may be gone there when we come again: that others deleted it cannot be told any more.
+    if (m_state == State::Settling) m_changes.TakeDeletedAway();
     m_changes.OnBreak();
     LeaveOthers();
 }

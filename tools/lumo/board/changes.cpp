@@ -25,7 +25,7 @@ void CChanges::MarkAway(const std::vector<uint32_t>& ids) {
     }
 }
 
-std::vector<uint32_t> CChanges::TakeAway() {
+std::vector<uint32_t> CChanges::TakeDeletedAway() {
     std::vector<uint32_t> ids;
     for (auto& [id, deletion] : m_deleted)
         if (std::exchange(deletion.away, false)) ids.push_back(id);

@@ -23,7 +23,7 @@ public:
     /// The far side had these, and was away when they were deleted.
     void MarkAway(const std::vector<uint32_t>& ids);
     /// Those that were marked so since the last call.
-    std::vector<uint32_t> TakeAway();
+    std::vector<uint32_t> TakeDeletedAway();
     /// An object that lay at `from`. What is not said yet is due once its present state has come.
     void Move(uint32_t id, const Box& from, const Shift& by, bool said, uint32_t echo);
     /// Somebody else has moved it.
