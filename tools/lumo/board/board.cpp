@@ -94,6 +94,8 @@ void CBoard::TakeData(const BoardMessage& message) {
     object.record = message.payload;
     const BoardObject* held = m_model.Find(id);
     std::string before;
+    // What others draw behind a near server may be there only, and its drawer gone when that is restarted.
+    if (!held && m_state == State::Online && m_echoes.AskHome()) object.echo = m_echoes.ForWhatIsSaidNow();
     if (held) {
         before = held->Record();
         object.own = held->own;
