@@ -9,6 +9,7 @@ CBoardChannel::CBoardChannel(uint32_t channel)
     : CWBChannel(channel), m_ulProbe(static_cast<uint32_t>(RandomID() >> 32) | 1U) {}
 
 bool CBoardChannel::Probe(uint32_t number, bool home) {
+    m_bHome.store(home, std::memory_order_relaxed);
     return SayToFarSide(MakeMessage(home ? BoardCommand::HomeAsk : BoardCommand::Offer, m_ulProbe, number));
 }
 
@@ -63,8 +64,9 @@ void CBoardChannel::OnWBChannelData(unsigned long sessionID, const char* data, i
     BoardMessage message;
     if (m_pObserver && sessionID == m_ulClient.load(std::memory_order_relaxed) && data && len > 0 &&
         ParseMessage({data, static_cast<size_t>(len)}, message)) {
-        const bool echo = message.command == BoardCommand::Request || message.command == BoardCommand::HomeAnswer;
-        if (echo && message.object == m_ulProbe) return m_pObserver->OnFarEcho(message.tag);
+        const bool home = m_bHome.load(std::memory_order_relaxed);
+        const BoardCommand echo = home ? BoardCommand::HomeAnswer : BoardCommand::Request;
+        if (message.command == echo && message.object == m_ulProbe) return m_pObserver->OnFarEcho(message.tag);
         if (message.command == BoardCommand::List) m_pObserver->OnFarList(data, len);
         if (message.command == BoardCommand::Offer) m_pObserver->OnFarOffer(message.object);
         if (message.command == BoardCommand::Delete) ForgetFetched(WordsFrom(message.payload, 0));

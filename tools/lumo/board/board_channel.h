@@ -56,6 +56,7 @@ private:
 
     const uint32_t m_ulProbe;  // the object that nobody has
     IFarSideObserver* m_pObserver = nullptr;
+    std::atomic<bool> m_bHome{false};          // whom we asked last
     std::atomic<unsigned long> m_ulClient{0};  // the session that joins this channel to the far side; 0: none
     std::mutex m_mutex;
     std::set<uint32_t> m_fetched;  // these are to come
