@@ -86,7 +86,9 @@ TEST_F(Boards, WhatANearServerHasNotCarriedHomeStaysAndGoesThereLater) {
     const auto ben = Open(atHome, "relay"), ada = Open(atNear, kByNear);
     ASSERT_TRUE(ben && Draw(*ben) && ada && Draw(*ada));
     Process &home = StartRelay(), &near = StartRelay(kNear);
+    const uint64_t start = CToolLoop::Now();
     ASSERT_TRUE(AreEqual(*ben, *ada, 2, *atNear)) << "now both know that they have all there is";
+    EXPECT_LT(CToolLoop::Now() - start, lumo::CBoard::kSettleMs) << "because the home server has answered";
     ASSERT_TRUE(Draw(*ben, true) && AreEqual(*ben, *ada, 1, *atNear)) << "and which board it is";
     home.Signal(SIGSTOP);
     ASSERT_TRUE(Draw(*ada));

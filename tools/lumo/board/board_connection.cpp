@@ -240,7 +240,7 @@ void CBoard::GoOfflineAsHost() {
 void CBoard::LeaveOthers() {
     m_state = State::Offline;
     m_bFarSide = false;
-    ForgetFarSide();  // the next one may have us before we hear that it begins
+    ForgetFarSide();  // where guests keep the seat busy, the next one may have us before its beginning is heard
     m_people = CPeople();
     ShowPeople();
 }
