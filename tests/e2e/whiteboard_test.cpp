@@ -92,6 +92,9 @@ TEST_F(Boards, WhatANearServerHasNotCarriedHomeStaysAndGoesThereLater) {
     ASSERT_TRUE(Draw(*ben, true) && AreEqual(*ben, *ada, 1, *atNear)) << "and which board it is";
     home.Signal(SIGSTOP);
     ASSERT_TRUE(Draw(*ada));
+    // So long three answers would take.
+    for (const uint64_t drawn = CToolLoop::Now(); CToolLoop::Now() - drawn < 4 * lumo::CEchoes::kAskHomeEveryMs;)
+        atNear->Listen(100);
     const auto dora = Open(witness, kByNear);
     ASSERT_TRUE(dora && AreEqual(*ada, *dora, 2, *witness)) << "the near server has it";
     witness->Signal(SIGTERM);
