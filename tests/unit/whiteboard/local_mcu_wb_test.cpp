@@ -5,6 +5,7 @@
 #include "support/p2p_peer.h"
 #include "support/wb_reader.h"
 #include "support/wb_words.h"
+#include "whiteboard/wb_memory.h"
 
 #include <set>
 
@@ -65,6 +66,12 @@ TEST_F(LocalMcuWB, SessionsOfAllTransportsShareOneBoard) {
     ExpectSent(Say(Row().sink.frame, {5, udp}, Framed(Message(kClear))), 1);
     EXPECT_EQ(tcp.TakeSent().size(), 1U);
     EXPECT_EQ(second.Heard(), Messages{Message(kClear)});
+    CWBMemory::Get().SetLimit(0);
+    const std::string refused = Message(kData, 7, 9, "two");
+    tcp.sessionNotify->OnTcpSessionNotifyReceivedFrame(refused.data(), static_cast<int>(refused.size()));
+    CWBMemory::Get().SetLimit(UINT64_MAX);
+    EXPECT_EQ(tcp.TakeSent().at(0).bytes, Message(kDelete, 7, 9, Words({7}))) << "whoever drew it is told, and alone";
+    EXPECT_TRUE(second.Heard().empty());
     EXPECT_TRUE(reader.Heard().empty());
 }
 
