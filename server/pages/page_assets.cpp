@@ -71,10 +71,10 @@ const char* const kPageScript = R"js(
 // Takes the page anew and puts its two parts in place of the old ones; a server that is away leaves them as they are,
 // under a line that says so.
 let heard = new Date();
-const unfolded = new Map();  // by hand, or folded so: the others are as the server says
+const byHand = new Map();  // lists that somebody has opened or closed: the others are as the server says
 document.addEventListener("click", (event) => {
   const list = event.target.closest("summary")?.parentElement;
-  if (list) unfolded.set(list.id, !list.open);
+  if (list) byHand.set(list.id, !list.open);
 });
 async function refresh() {
   const away = document.getElementById("away");
@@ -82,10 +82,10 @@ async function refresh() {
     const answer = await fetch("/", { cache: "no-store", signal: AbortSignal.timeout(10000) });
     if (!answer.ok) throw new Error(answer.statusText);
     const fresh = new DOMParser().parseFromString(await answer.text(), "text/html");
-    for (const [id, open] of unfolded) {
+    for (const [id, open] of byHand) {
       const next = fresh.getElementById(id);
       if (next) next.open = open;
-      else unfolded.delete(id);
+      else byHand.delete(id);
     }
     for (const part of ["header", "main"]) {
       const now = document.querySelector(part);

@@ -68,7 +68,8 @@ void CDueLinks::Run(uint64_t now) {
 
 bool CDueLinks::AskAfterBurst(IDue& due) {
     if (t_burst == Burst::None) return false;
-    t_burst = Burst::Collected;                                       // also where an end that failed has left it in
+    t_burst = Burst::Collected;  // before the check: an end that failed may have left it in
+
     if (due.m_bInBurst.load(std::memory_order_relaxed)) return true;  // only this thread enters
     CAutoLock lock(&m_cs);
     m_burst.push_back(&due);
