@@ -40,7 +40,11 @@ public:
     bool IsIdle() { return m_waiting.empty() && m_fillLeft == 0 && session.IsSendIdle(); }
     /// The application takes so long for each frame; what arrives meanwhile waits, and the worker has its turns.
     void SetSlow(uint64_t microseconds) { m_slowUs = microseconds; }
+    /// Of every ten milliseconds its threads sleep through the first, of whatever comes meanwhile.
+    void SetLate(uint64_t microseconds) { m_lateUs = microseconds; }
     void Hear(const std::string& datagram) {
+        if (const uint64_t late = Asleep(); late > 0)
+            return m_events.At(CEvents::Now() + late, [this, datagram] { Hear(datagram); });
         if (CEvents::Now() < m_busyUntil) return m_events.At(m_busyUntil, [this, datagram] { Hear(datagram); });
         std::string packet = datagram.substr(kEnvelope);
         session.OnSCTPSessionReceivedData(packet.data(), static_cast<int>(packet.size()));
@@ -81,9 +85,15 @@ private:
             if (CDataBuffer* frame = NextWaitingFrame()) session.SendBuffer(frame);
         while (session.ProcessSend()) {}
     }
+    uint64_t Asleep() const {
+        const uint64_t passed = CEvents::Now() % 10000;
+        return passed < m_lateUs ? m_lateUs - passed : 0;
+    }
     void Tick() {
-        session.DoDue(CEvents::Now());
-        Turn();
+        if (Asleep() == 0) {
+            session.DoDue(CEvents::Now());
+            Turn();
+        }
         m_events.At(CEvents::Now() + 1000, [this] { Tick(); });
     }
 
@@ -95,6 +105,7 @@ private:
     uint64_t m_fillLeft = 0;
     uint64_t m_slowUs = 0;
     uint64_t m_busyUntil = 0;
+    uint64_t m_lateUs = 0;
 };
 
 /// Whether sessions are wide, for as long as one lives.

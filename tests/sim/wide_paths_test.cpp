@@ -160,6 +160,18 @@ TEST(WideRate, FollowsThePath) {
     EXPECT_GT(runAt(10), 0.85);
 }
 
+// A busy machine gives a thread its turn late. What it missed follows, and not all at once.
+TEST(WideRate, IsKeptByAThreadThatComesLate) {
+    const CWideSessions wide;
+    WidePair pair(Path(100, 50, 0, 0.1));
+    pair.left.SetLate(3000);
+    pair.left.Fill(kFrame);
+    pair.events.RunFor(2 * kSecond);
+    const uint64_t before = pair.right.bytesReceived;
+    pair.events.RunFor(4 * kSecond);
+    EXPECT_GT(MegabytesPerSecond(pair.right.bytesReceived - before, 4) / Ceiling(pair.out.traits), 0.9);
+}
+
 // A queue that others keep makes round trips longer. Whoever has no more in flight than before gets less than before.
 TEST(WideRate, IsHeldBesideAQueueOfOthers) {
     const CWideSessions wide;

@@ -18,6 +18,7 @@ constexpr uint64_t kLeastBetweenSkips = 4096;      // numbers
 constexpr uint64_t kLeastUsBetweenSkips = 100000;  // a fast path would spend its time waiting for them
 constexpr uint64_t kRetryUs = 1000;
 constexpr uint64_t kMostQuantumUs = 500;
+constexpr uint64_t kMostMissedUs = 4000;
 constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
 
 }  // namespace
@@ -29,6 +30,7 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     m_flight.Open(first);
     m_model.Open(now, uint64_t{carried} * (session::kHeaderLen + session::kPayloadLen + kDatagramOverhead));
     m_nCredit = static_cast<int64_t>(m_model.Burst());
+    m_nMissed = 0;
     m_nCreditAt = m_nSentAt = now;
     m_nProbes = 0;
     m_nProbedAt = 0;
@@ -199,14 +201,19 @@ uint64_t CWideSender::ProbeDelay() const {
 // What the pace allows comes in lumps: packets that leave together cost one system call, and wake the worker once.
 uint64_t CWideSender::Quantum() const { return std::min(kMostQuantumUs, m_model.SmallestRoundTrip() / 4); }
 
-// The bucket holds a burst, so that what is shorter leaves at once.
+// The bucket holds a burst, so that what is shorter leaves at once. What a thread that came late has missed follows, at
+// no more than twice the pace.
 void CWideSender::Refill(uint64_t now) {
     if (now <= m_nCreditAt) return;  // another thread read the clock a little later
-    if (m_nCredit <= 0 && now < m_nCreditAt + Quantum()) return;
-    const uint64_t passed = std::min(now - m_nCreditAt, kUsPerSecond);
-    const uint64_t earned = m_model.PacingRate() * passed / kUsPerSecond;
-    if (earned == 0 && m_nCredit <= 0) return;  // let the time add up
-    m_nCredit = std::min(m_nCredit + static_cast<int64_t>(earned), static_cast<int64_t>(m_model.Burst()));
+    const bool paced = m_nCredit <= 0;
+    if (paced && now < m_nCreditAt + Quantum()) return;
+    const auto earned = static_cast<int64_t>(Paced(std::min(now - m_nCreditAt, kUsPerSecond)));
+    if (earned == 0 && paced) return;  // let the time add up
+    const int64_t followed = std::min(m_nMissed, earned);
+    const int64_t credit = m_nCredit + earned + followed;
+    m_nCredit = std::min(credit, static_cast<int64_t>(m_model.Burst()));
+    const int64_t missed = m_nMissed - followed + credit - m_nCredit;
+    m_nMissed = paced ? std::min(missed, static_cast<int64_t>(Paced(kMostMissedUs))) : 0;
     m_nCreditAt = now;
 }
 

@@ -69,6 +69,8 @@ private:
     uint64_t ProbeAt();
     uint64_t ProbeDelay() const;
     void Refill(uint64_t now);
+    /// Bytes.
+    uint64_t Paced(uint64_t microseconds) const { return m_model.PacingRate() * microseconds / kUsPerSecond; }
     uint64_t Quantum() const;
     void FreeDelivered();
     void PlanNext(uint64_t now, uint64_t lossAt);
@@ -84,6 +86,7 @@ private:
     uint32_t m_ulToken = 0;
     uint64_t m_nFirstWide = 0;
     int64_t m_nCredit = 0;  // bytes that may leave
+    int64_t m_nMissed = 0;  // bytes that the pace allowed while the thread was late
     uint64_t m_nCreditAt = 0;
     uint64_t m_nSentAt = 0;
     unsigned m_nProbes = 0;  // since anything new has arrived
