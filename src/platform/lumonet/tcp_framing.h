@@ -1,7 +1,7 @@
 // How messages travel on a TCP connection: u32 big-endian body length, u8 kind, body. Knows nothing of sockets.
 #pragma once
 
-#include "platform/lumonet/message_block.h"
+#include "platform/lumobase/message_block.h"
 #include "platform/lumonet/tcp_limits.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Memory for one TCP message.
+// Memory for one frame or message.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "platform/lumonet/message_block.h"
+#include "platform/lumobase/message_block.h"
 
 #include "platform/lumobase/crit_sec.h"
 
