@@ -40,7 +40,7 @@ public:
     bool IsIdle() { return m_waiting.empty() && m_fillLeft == 0 && session.IsSendIdle(); }
     /// The application takes so long for each frame; what arrives meanwhile waits, and the worker has its turns.
     void SetSlow(uint64_t microseconds) { m_slowUs = microseconds; }
-    /// Of every ten milliseconds its threads sleep through the first, of whatever comes meanwhile.
+    /// Of every ten milliseconds its threads sleep through the first so many microseconds; what comes meanwhile waits.
     void SetLate(uint64_t microseconds) { m_lateUs = microseconds; }
     void Hear(const std::string& datagram) {
         if (const uint64_t late = Asleep(); late > 0)

@@ -31,6 +31,7 @@ void CWideSender::Open(uint64_t now, uint32_t token, uint64_t first, uint32_t ca
     m_model.Open(now, uint64_t{carried} * (session::kHeaderLen + session::kPayloadLen + kDatagramOverhead));
     m_nCredit = static_cast<int64_t>(m_model.Burst());
     m_nMissed = 0;
+    m_bPaced = false;
     m_nCreditAt = m_nSentAt = now;
     m_nProbes = 0;
     m_nProbedAt = 0;
@@ -205,15 +206,15 @@ uint64_t CWideSender::Quantum() const { return std::min(kMostQuantumUs, m_model.
 // no more than twice the pace.
 void CWideSender::Refill(uint64_t now) {
     if (now <= m_nCreditAt) return;  // another thread read the clock a little later
-    const bool paced = m_nCredit <= 0;
-    if (paced && now < m_nCreditAt + Quantum()) return;
+    const bool used = m_nCredit <= 0;
+    if (used && now < m_nCreditAt + Quantum()) return;
     const auto earned = static_cast<int64_t>(Paced(std::min(now - m_nCreditAt, kUsPerSecond)));
-    if (earned == 0 && paced) return;  // let the time add up
+    if (earned == 0 && used) return;  // let the time add up
     const int64_t followed = std::min(m_nMissed, earned);
     const int64_t credit = m_nCredit + earned + followed;
     m_nCredit = std::min(credit, static_cast<int64_t>(m_model.Burst()));
     const int64_t missed = m_nMissed - followed + credit - m_nCredit;
-    m_nMissed = paced ? std::min(missed, static_cast<int64_t>(Paced(kMostMissedUs))) : 0;
+    m_nMissed = m_bPaced ? std::min(missed, static_cast<int64_t>(Paced(kMostMissedUs))) : 0;
     m_nCreditAt = now;
 }
 
@@ -265,7 +266,8 @@ void CWideSender::PlanNext(uint64_t now, uint64_t lossAt) {
     if (m_nSkippedAt != 0) before(SkipEnds());
     uint64_t lost = 0;
     const bool window = m_flight.InFlight() < m_model.Window();
-    if (m_nCredit <= 0 && window && (HasFarRoom() || m_flight.FindLost(lost))) {
+    m_bPaced = m_nCredit <= 0 && window && (HasFarRoom() || m_flight.FindLost(lost));
+    if (m_bPaced) {
         const uint64_t rate = std::max<uint64_t>(m_model.PacingRate(), 1);
         const uint64_t earned = now + (static_cast<uint64_t>(-m_nCredit) + 1) * kUsPerSecond / rate + 1;
         before(std::max(earned, m_nCreditAt + Quantum()));

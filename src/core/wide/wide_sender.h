@@ -69,7 +69,7 @@ private:
     uint64_t ProbeAt();
     uint64_t ProbeDelay() const;
     void Refill(uint64_t now);
-    /// Bytes.
+    /// Bytes that the pace allows in so long.
     uint64_t Paced(uint64_t microseconds) const { return m_model.PacingRate() * microseconds / kUsPerSecond; }
     uint64_t Quantum() const;
     void FreeDelivered();
@@ -87,6 +87,7 @@ private:
     uint64_t m_nFirstWide = 0;
     int64_t m_nCredit = 0;  // bytes that may leave
     int64_t m_nMissed = 0;  // bytes that the pace allowed while the thread was late
+    bool m_bPaced = false;  // the pace alone holds back what waits
     uint64_t m_nCreditAt = 0;
     uint64_t m_nSentAt = 0;
     unsigned m_nProbes = 0;  // since anything new has arrived
