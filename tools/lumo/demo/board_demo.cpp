@@ -10,7 +10,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr uint32_t kFirstChannel = 3001;
+constexpr uint32_t kFirstBoard = 3001;
 constexpr size_t kRounds = 10;     // of everybody
 constexpr size_t kStrokes = 10;    // that one draws in a round; the first is deleted, the others are moved
 constexpr uint64_t kOftenMs = 10;  // between looks at the boards
@@ -137,7 +137,7 @@ bool CBoardDemo::Run() {
         {"peer to peer, UDP", {"--path", "p2p"}, {}},
         {"peer to peer, TCP", {"--path", "p2p-tcp"}, {}},
     };
-    uint32_t channel = kFirstChannel;
+    uint32_t channel = kFirstBoard;
     for (const auto& [path, way, others] : ways)
         if (!AddRow(path, channel++, way, others)) return false;
     for (BoardRow& row : m_rows)

@@ -17,7 +17,10 @@ bool RunDemo(const DemoOptions& options) {
     CFileDemo files(stage);
     CStreamDemo streams(stage);
     CBoardDemo boards(stage);
-    if (!files.Run() || !streams.Run() || !boards.Run()) return false;
+    // What waits for the server that was killed goes on beside what needs it no more.
+    if (!files.Run() || !streams.Run() || !files.CutMidway() || !streams.RunCut() || !boards.Run() ||
+        !files.FinishCut())
+        return false;
     const bool filesWell = files.Report(), streamsWell = streams.Report(), boardsWell = boards.Report();
     char line[160];
     std::snprintf(line, sizeof line, "%s, %s, %s in %.1f seconds",

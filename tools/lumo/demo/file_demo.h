@@ -30,8 +30,11 @@ class CFileDemo {
 public:
     explicit CFileDemo(CDemoStage& stage) : m_stage(stage) {}
 
-    /// Sends everything; false when it had to give up.
+    /// Sends everything; false when it had to give up, as with those below.
     bool Run();
+    /// Sends two more, and kills the first relay server midway.
+    bool CutMidway();
+    bool FinishCut() { return WaitForRows(m_cutRows); }
     /// Shows the table; true when every file arrived whole.
     bool Report() const;
 
@@ -42,7 +45,6 @@ private:
     CChildProcess* StartSender(const std::string& file, uint32_t channel, const Words& more);
     FileRow& AddRow(const std::string& path, const std::string& file, uint32_t channel, const Words& way);
     bool RunTogether();
-    bool RunCut();
     bool WaitForRows(const std::vector<FileRow*>& rows);
     static uint64_t BytesOf(const FileRow& row);
     static void Judge(FileRow& row);
@@ -54,6 +56,7 @@ private:
     std::map<uint32_t, std::string> m_links;  // by channel
     std::list<FileRow> m_rows;
     FileRow* m_pLossyRow = nullptr;
+    std::vector<FileRow*> m_cutRows;
 };
 
 /// The table of files.

@@ -85,14 +85,16 @@ bool CStreamDemo::WaitForRows() {
 }
 
 bool CStreamDemo::RunCut() {
-    CDemoStage::Say("killing the first relay server, and starting it again: its publishers must be heard soon");
-    if (!m_stage.RestartFirstRelay()) return false;
     uint32_t channel = kFirstChannel;
     for (const auto& stream : m_streams) {
         if (!AddRow(*stream, "UDP, server killed before", channel, {"--mcu", m_stage.Mcu(0)})) return false;
         channel += 2;
     }
-    return WaitForRows();
+    if (!WaitForRows()) return false;
+    for (StreamRow& row : m_rows)
+        for (const auto& stream : m_streams)
+            if (row.medium == stream->Medium()) Judge(*stream, row);
+    return true;
 }
 
 bool CStreamDemo::Run() {
@@ -104,11 +106,7 @@ bool CStreamDemo::Run() {
         if (!StartPublishers(*stream, channel) || !StartSubscribers(*stream, channel)) return false;
         channel += 2;
     }
-    if (!WaitForRows() || !RunCut()) return false;
-    for (StreamRow& row : m_rows)
-        for (const auto& stream : m_streams)
-            if (row.medium == stream->Medium()) Judge(*stream, row);
-    return true;
+    return WaitForRows();
 }
 
 bool CStreamDemo::Report() const {
