@@ -198,7 +198,7 @@ async function drawTogether(browser, relay, path, count) {
   if (count === 2) await lateAndNarrow(browser, relay, path, artists, await edit(...artists));
   await foreignPage(artists);
   assert.deepEqual(artists.flatMap((artist) => artist.problems), []);
-  if (scenario === "relay2") await brokenRelay(browser, relay, artists);
+  if (path === "relay") await brokenRelay(browser, relay, artists);
   if (path.startsWith("p2p") && count > 2) await hostLeaves(artists);
 }
 

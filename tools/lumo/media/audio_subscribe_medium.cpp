@@ -10,18 +10,18 @@
 namespace lumo {
 namespace {
 
-constexpr SubscribeProfile kProfile{.name = "audio",
-                                    .help = "Hear an audio channel",
-                                    .out = "-o,--out FILE",
-                                    .outHelp = "An Ogg Opus file to write; - is standard output",
-                                    .player = "opusdec --force-wav - - | aplay",
-                                    .seals = SEAL_AUDIO,
-                                    .maxFrame = kMaxAudioFrame,
-                                    .inboxBytes = 4 * 1024 * 1024};
+constexpr SubscribeProfile kAudioProfile{.name = "audio",
+                                         .help = "Hear an audio channel",
+                                         .out = "-o,--out FILE",
+                                         .outHelp = "An Ogg Opus file to write; - is standard output",
+                                         .player = "opusdec --force-wav - - | aplay",
+                                         .seals = SEAL_AUDIO,
+                                         .maxFrame = kMaxAudioFrame,
+                                         .inboxBytes = 4 * 1024 * 1024};
 
 }  // namespace
 
-CAudioSubscribeMedium::CAudioSubscribeMedium() : COutputSubscribeMedium(kProfile) {}
+CAudioSubscribeMedium::CAudioSubscribeMedium() : COutputSubscribeMedium(kAudioProfile) {}
 
 bool CAudioSubscribeMedium::Prepare(std::string& problem) {
     if (!m_strOut.empty()) {

@@ -13,20 +13,21 @@ namespace {
 
 constexpr uint64_t kSilentTcpMs = 60000;  // over TCP the library tells, and a large picture may take its time
 
-constexpr SubscribeProfile kProfile{.name = "desktop",
-                                    .help = "See a shared screen",
-                                    .out = "-o,--out DIRECTORY",
-                                    .outHelp =
-                                        "A directory for numbered files, a picture each; - is standard output, one "
-                                        "picture behind the other",
-                                    .player = "ffplay -f mjpeg -fflags nobuffer -",
-                                    .seals = SEAL_DESKTOP,
-                                    .maxFrame = kMaxDesktopFrame,
-                                    .inboxBytes = 2 * kMaxDesktopFrame + 1024};
+constexpr SubscribeProfile kDesktopProfile{
+    .name = "desktop",
+    .help = "See a shared screen",
+    .out = "-o,--out DIRECTORY",
+    .outHelp =
+        "A directory for numbered files, a picture each; - is standard output, one "
+        "picture behind the other",
+    .player = "ffplay -f mjpeg -fflags nobuffer -",
+    .seals = SEAL_DESKTOP,
+    .maxFrame = kMaxDesktopFrame,
+    .inboxBytes = 2 * kMaxDesktopFrame + 1024};
 
 }  // namespace
 
-CDesktopSubscribeMedium::CDesktopSubscribeMedium() : COutputSubscribeMedium(kProfile), m_viewer(RandomID()) {}
+CDesktopSubscribeMedium::CDesktopSubscribeMedium() : COutputSubscribeMedium(kDesktopProfile), m_viewer(RandomID()) {}
 
 void CDesktopSubscribeMedium::AddOptions(CCommand& command) {
     COutputSubscribeMedium::AddOptions(command);

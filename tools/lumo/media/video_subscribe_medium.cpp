@@ -9,18 +9,18 @@
 namespace lumo {
 namespace {
 
-constexpr SubscribeProfile kProfile{.name = "video",
-                                    .help = "See a video channel",
-                                    .out = "-o,--out FILE",
-                                    .outHelp = "An H.264 byte stream to write; - is standard output",
-                                    .player = "ffplay -f h264 -",
-                                    .seals = SEAL_VIDEO,
-                                    .maxFrame = kMaxVideoFrame + kSealOverhead,
-                                    .inboxBytes = 32 * 1024 * 1024};
+constexpr SubscribeProfile kVideoProfile{.name = "video",
+                                         .help = "See a video channel",
+                                         .out = "-o,--out FILE",
+                                         .outHelp = "An H.264 byte stream to write; - is standard output",
+                                         .player = "ffplay -f h264 -",
+                                         .seals = SEAL_VIDEO,
+                                         .maxFrame = kMaxVideoFrame + kSealOverhead,
+                                         .inboxBytes = 32 * 1024 * 1024};
 
 }  // namespace
 
-CVideoSubscribeMedium::CVideoSubscribeMedium() : COutputSubscribeMedium(kProfile) {}
+CVideoSubscribeMedium::CVideoSubscribeMedium() : COutputSubscribeMedium(kVideoProfile) {}
 
 bool CVideoSubscribeMedium::Prepare(std::string& problem) {
     if (!m_strOut.empty() && !m_file.Open(m_strOut, problem)) return false;
