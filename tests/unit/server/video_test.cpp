@@ -130,6 +130,11 @@ TEST_F(Video, WhoIsOverItsLimitRecoversWithTheNextKeyFrameOrGoes) {
     RunFor(13000);
     EXPECT_EQ(SinkCount(), 0U) << "no key frame came";
     EXPECT_TRUE(tcp->released);
+    const uint64_t dropped = Status().links.dropped;
+    Say(row.source.disconnect, source, kAlice);
+    RunFor(server::kChannelGoneAfterMs + 2000, 1000);
+    EXPECT_EQ(Status().channels, 0U);
+    EXPECT_EQ(Status().links.dropped, dropped) << "still counted when its channel is gone";
 }
 
 TEST_F(Video, AFarServerIsAskedAgainUntilAKeyFrameComes) {

@@ -59,7 +59,8 @@ public:
         m_clock.Advance(m_random() % 8);
         if (m_bAges && kind < 9) DropAged();
         const bool clears = kind >= 8, pushes = kind < 5 || kind == 8, newer = !m_bAges && kind % 3 == 1;
-        const Waiting one{std::to_string(step) + std::string(m_random() % 20, 'x'), m_clock.Now(), m_random() % 3};
+        const std::string longer = std::to_string(step) + std::string(m_random() % 20, 'x');
+        const Waiting one{m_random() % 4 > 0 ? longer : "k", m_clock.Now(), m_random() % 3};
         const auto others = [&] {
             if (clears) m_queue.Clear();
             if (newer)
