@@ -18,7 +18,7 @@ constexpr uint64_t kLeastBetweenSkips = 4096;      // numbers
 constexpr uint64_t kLeastUsBetweenSkips = 100000;  // a fast path would spend its time waiting for them
 constexpr uint64_t kRetryUs = 1000;
 constexpr uint64_t kMostQuantumUs = 500;
-constexpr uint64_t kMostMissedUs = 4000;
+constexpr uint64_t kMostMissedUs = 1000;
 constexpr uint64_t kProbeSlack = 5000;  // what the far side may wait before it acknowledges
 
 }  // namespace
