@@ -2,6 +2,8 @@
 
 #include "platform/lumobase/crit_sec.h"
 
+#include <sanitizer/asan_interface.h>
+
 #include <array>
 #include <new>
 
@@ -14,11 +16,14 @@ struct Stock {
 
     char* Take() {
         CAutoLock lock(&cs);
-        return count > 0 ? blocks[--count] : nullptr;
+        if (count == 0) return nullptr;
+        ASAN_UNPOISON_MEMORY_REGION(blocks[count - 1], CMessageBlock::kStockSize);
+        return blocks[--count];
     }
     bool Put(char* block) {
         CAutoLock lock(&cs);
         if (count == blocks.size()) return false;
+        ASAN_POISON_MEMORY_REGION(block, CMessageBlock::kStockSize);  // whoever still points into it is found
         blocks[count++] = block;
         return true;
     }

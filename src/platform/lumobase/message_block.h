@@ -30,7 +30,7 @@ public:
     explicit operator bool() const { return m_pBytes != nullptr; }
 
     static constexpr size_t kStockSize = 72 * 1024;        ///< a frame of 64 KiB and its header fit
-    static constexpr size_t kSmallestStocked = 16 * 1024;  ///< below, fresh memory is cheap
+    static constexpr size_t kSmallestStocked = 56 * 1024;  ///< budgets count what is used of a block, not all of it
     static constexpr size_t kMaxStock = 64;                ///< blocks, 4.5 MiB
 
 private:
