@@ -17,7 +17,7 @@ function(lumo_unity target)
   endif()
   set(together 16)
   if(LUMO_SANITIZE)
-    set(together 8)  # they take several times the memory
+    set(together 8)  # sanitizers take several times the memory to compile
   endif()
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)

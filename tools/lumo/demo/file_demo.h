@@ -30,7 +30,7 @@ class CFileDemo {
 public:
     explicit CFileDemo(CDemoStage& stage) : m_stage(stage) {}
 
-    /// Sends everything; false when it had to give up, as with those below.
+    /// Sends over every path at once; false when it had to give up, as with those below.
     bool Run();
     /// Sends two more, and kills the first relay server midway.
     bool CutMidway();

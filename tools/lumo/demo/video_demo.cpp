@@ -11,8 +11,8 @@ namespace lumo {
 namespace {
 
 constexpr const char* kFilm = "sample.h264";
-constexpr uint64_t kLeastFrames = 50;  // of 100 in four seconds: the machine may be slow
-constexpr uint64_t kMostDropped = 10;  // one frame in ten may have given way to a key frame where nothing is lost
+constexpr uint64_t kLeastFrames = 50;       // of 100 in four seconds: the machine may be slow
+constexpr uint64_t kFramesPerDropped = 10;  // one frame in ten may have given way to a key frame where nothing is lost
 
 }  // namespace
 
@@ -31,7 +31,7 @@ void CVideoDemo::Judge(const nlohmann::json& end, StreamRow& row) {
     row.problem = verdict.problem;
     if (row.problem.empty() && (verdict.units != row.frames || verdict.units < kLeastFrames))
         row.problem = "too little was seen";
-    if (row.problem.empty() && !row.lossy && dropped > row.frames / kMostDropped)
+    if (row.problem.empty() && !row.lossy && dropped > row.frames / kFramesPerDropped)
         row.problem = std::to_string(dropped) + " frames were dropped where nothing is lost";
     char details[100];
     std::snprintf(details, sizeof details, "%llu key frames, %llu dropped before one, %s",
