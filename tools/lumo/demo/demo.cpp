@@ -17,10 +17,7 @@ bool RunDemo(const DemoOptions& options) {
     CFileDemo files(stage);
     CStreamDemo streams(stage);
     CBoardDemo boards(stage);
-    // What waits for the server that was killed goes on beside what needs it no more.
-    if (!files.Run() || !streams.Run() || !files.CutMidway() || !streams.RunCut() || !boards.Run() ||
-        !files.FinishCut())
-        return false;
+    if (!files.Run() || !streams.Run() || !boards.Run()) return false;
     const bool filesWell = files.Report(), streamsWell = streams.Report(), boardsWell = boards.Report();
     char line[160];
     std::snprintf(line, sizeof line, "%s, %s, %s in %.1f seconds",

@@ -96,8 +96,8 @@ bool MakeDemoFiles(const std::string& given, const std::string& folder, std::str
     small = folder + "/small.bin";
     if (given.empty())
         return WriteRandom(big, kBigSize) && WriteRandom(cut, kCutSize) && WriteRandom(small, kSmallSize);
-    big = given;
-    return CopyBeginning(given, cut, kCutSize) && CopyBeginning(given, small, kSmallSize);
+    big = cut = given;
+    return CopyBeginning(given, small, kSmallSize);
 }
 
 uint64_t SizeOf(const std::string& path) {

@@ -80,7 +80,7 @@ bool CFileDemo::RunTogether() {
     return WaitForRows(rows) && m_stage.WaitUntil([&] { return HasEnded(sender); });
 }
 
-bool CFileDemo::CutMidway() {
+bool CFileDemo::RunCut() {
     const uint64_t size = SizeOf(m_strCut);
     const std::string rate = std::to_string(std::max<uint64_t>(size / 3, 1000000));
     const std::string first = m_stage.Mcu(0);
@@ -89,9 +89,8 @@ bool CFileDemo::CutMidway() {
     FileRow& tcp = AddRow("TCP, server killed midway", m_strCut, kCutChannel, {"--mcu", first, "--tcp"});
     const auto midway = [&](const FileRow& row) { return HasEnded(row.receiver) || BytesOf(row) * 5 > size; };
     if (!m_stage.WaitUntil([&] { return midway(udp) && midway(tcp); })) return false;
-    m_cutRows = {&udp, &tcp};
-    CDemoStage::Say("killing the first relay server midway, and starting it again: its publishers must be heard soon");
-    return m_stage.RestartFirstRelay();
+    CDemoStage::Say("killing the first relay server midway, and starting it again");
+    return m_stage.RestartFirstRelay() && WaitForRows({&udp, &tcp});
 }
 
 void CFileDemo::Judge(FileRow& row) {
@@ -114,7 +113,7 @@ void CFileDemo::FinishLossyRow() {
 bool CFileDemo::Run() {
     if (!MakeDemoFiles(m_stage.Options().file, m_stage.Folder(), m_strBig, m_strSmall, m_strCut))
         return CDemoStage::Fail("cannot make the files to send");
-    if (!RunTogether() || !WaitForRows({m_pLossyRow})) return false;
+    if (!RunTogether() || !RunCut() || !WaitForRows({m_pLossyRow})) return false;
     FinishLossyRow();
     return true;
 }

@@ -30,11 +30,8 @@ class CFileDemo {
 public:
     explicit CFileDemo(CDemoStage& stage) : m_stage(stage) {}
 
-    /// Sends over every path at once; false when it had to give up, as with those below.
+    /// Sends everything; false when it had to give up.
     bool Run();
-    /// Sends two more, and kills the first relay server midway.
-    bool CutMidway();
-    bool FinishCut() { return WaitForRows(m_cutRows); }
     /// Shows the table; true when every file arrived whole.
     bool Report() const;
 
@@ -45,6 +42,7 @@ private:
     CChildProcess* StartSender(const std::string& file, uint32_t channel, const Words& more);
     FileRow& AddRow(const std::string& path, const std::string& file, uint32_t channel, const Words& way);
     bool RunTogether();
+    bool RunCut();
     bool WaitForRows(const std::vector<FileRow*>& rows);
     static uint64_t BytesOf(const FileRow& row);
     static void Judge(FileRow& row);
@@ -56,7 +54,6 @@ private:
     std::map<uint32_t, std::string> m_links;  // by channel
     std::list<FileRow> m_rows;
     FileRow* m_pLossyRow = nullptr;
-    std::vector<FileRow*> m_cutRows;
 };
 
 /// The table of files.

@@ -51,8 +51,6 @@ public:
 
     /// Publishes everything for some seconds; false when it had to give up.
     bool Run();
-    /// Hears the publishers once more, after the first relay server was killed and started again, and judges all.
-    bool RunCut();
     /// Shows the table; true when every stream was understood.
     bool Report() const;
 
@@ -62,6 +60,7 @@ private:
     bool StartPublishers(IDemoStream& stream, uint32_t channel);
     bool StartSubscribers(const IDemoStream& stream, uint32_t channel);
     bool AddRow(const IDemoStream& stream, const std::string& path, uint32_t channel, const Words& way);
+    bool RunCut();
     bool WaitForRows();
     static void Judge(IDemoStream& stream, StreamRow& row);
 
