@@ -1,6 +1,7 @@
 // What the tests of the UDP endpoint share.
 #pragma once
 
+#include "platform/lumobase/undo.h"
 #include "platform/lumonet/lumonet.h"
 #include "support/eventually.h"
 #include "support/raw_tcp.h"
@@ -54,7 +55,8 @@ public:
         endpoint = nullptr;
         m_bReleased = true;
     }
-    bool IsReleased() const { return m_bReleased; }
+    /// And whatever was called has returned.
+    bool IsReleased() const { return m_bReleased && !m_bInCallback; }
     uint16_t Port() { return endpoint->GetLocalPort(); }
     void Send(const std::string& bytes, uint32_t ip, uint16_t port) {
         endpoint->SendData(bytes.data(), static_cast<int>(bytes.size()), ip, port);
@@ -89,7 +91,12 @@ public:
     IUdpClient* endpoint = nullptr;
 
 private:
+    auto Enter() {
+        m_bInCallback = true;
+        return CUndo([this] { m_bInCallback = false; });
+    }
     void OnUdpClientNotifyReceivedFrame(const char* data, int length, unsigned long ip, unsigned short port) override {
+        const CUndo left = Enter();
         EXPECT_TRUE(length > 0 && m_nOpenBursts == 1 && !m_bReleased) << length;
         ReceivedDatagram datagram{std::string(data, static_cast<size_t>(length)), static_cast<uint32_t>(ip), port};
         GetHooks().datagram(datagram);
@@ -97,11 +104,13 @@ private:
         m_received.push_back(std::move(datagram));
     }
     void OnUdpClientNotifyBurstBegin() override {
+        const CUndo left = Enter();
         EXPECT_TRUE(m_nOpenBursts++ == 0 && !m_bReleased);
         ++m_nBursts;
         GetHooks().burstBegin();
     }
     void OnUdpClientNotifyBurstEnd() override {
+        const CUndo left = Enter();
         EXPECT_FALSE(m_bReleased);
         GetHooks().burstEnd();
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -120,6 +129,7 @@ private:
     std::atomic<size_t> m_nBursts{0};
     std::atomic<int> m_nOpenBursts{0};
     std::atomic<bool> m_bReleased{false};
+    std::atomic<bool> m_bInCallback{false};
 };
 
 /// Holds the way of its test for the endpoints that the test makes.

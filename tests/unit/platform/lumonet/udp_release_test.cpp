@@ -14,7 +14,7 @@ class UdpReleaseTest : public CUdpWayTest {};
 INSTANTIATE_TEST_SUITE_P(Ways, UdpReleaseTest, testing::ValuesIn(kAllWays), WayName);
 
 TEST_P(UdpReleaseTest, NothingIsCalledAfterwardsWhileDatagramsPourIn) {
-    std::deque<CUdpPeer> peers;  // kept: a callback that has released may be on its way out
+    std::deque<CUdpPeer> peers;
     std::atomic<uint16_t> aim{9};
     CUdpPeer flooder;
     std::jthread flood([&](const std::stop_token& stop) {
