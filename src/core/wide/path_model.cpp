@@ -38,7 +38,7 @@ constexpr unsigned kProbeShows = 3;   // rounds in which what a probe has done c
 constexpr unsigned kBeginning = 4;    // rounds of few packets: what they lose, others may have overfilled
 
 constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
-constexpr uint64_t kLossWithQueue = 200;  // losses in ten thousandths
+constexpr uint64_t kLossWithQueue = 200;  // losses in ten thousandths, beyond those of chance
 constexpr uint64_t kLossWithout = 2000;
 constexpr uint64_t kMostChanceLoss = 1500;
 constexpr uint64_t kAll = 10000;
@@ -153,7 +153,7 @@ void CPathModel::NoteLosses(uint64_t inFlight) {
     m_judged.delivered += m_round.delivered;
     if (m_nRoundsSinceProbe > kProbeShows)
         NoteChanceLoss();
-    else if (m_round.lost * kAll > m_round.All() * (2 * m_nChanceLoss + kLossWithQueue))
+    else if (m_round.lost * kAll > m_round.All() * MoreThanChance())
         m_bProbeLost = true;
     if (!IsWorthJudging()) return;
     if (HasCongestion()) {
@@ -176,8 +176,11 @@ bool CPathModel::IsWorthJudging() const {
 // A queue that others keep full says nothing about this link: less in flight would only hand them its share.
 bool CPathModel::HasCongestion() const {
     const bool ownQueue = HasQueue() && m_nOthers == 0;
-    return m_judged.lost * kAll > m_judged.All() * (ownQueue ? kLossWithQueue : kLossWithout);
+    return m_judged.lost * kAll > m_judged.All() * (ownQueue ? MoreThanChance() : kLossWithout);
 }
+
+// Twice the mean: of a few hundred packets chance often loses more than that.
+uint64_t CPathModel::MoreThanChance() const { return std::min(2 * m_nChanceLoss + kLossWithQueue, kLossWithout); }
 
 // So much more has to be sent for the path's rate to arrive.
 void CPathModel::NoteChanceLoss() {

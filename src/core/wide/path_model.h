@@ -72,6 +72,7 @@ private:
     void NoteChanceLoss();
     bool HasQueue() const;
     bool HasCongestion() const;
+    uint64_t MoreThanChance() const;
     bool IsWorthJudging() const;
     void Bound(uint64_t inFlight);
     void WidenBound();
