@@ -39,10 +39,12 @@ constexpr unsigned kBeginning = 4;    // rounds of few packets: what they lose, 
 
 constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
 constexpr uint64_t kLossWithQueue = 200;  // losses in ten thousandths, beyond those of chance
+constexpr uint64_t kMostSpread = 300;     // by which a few hundred packets may miss the mean
 constexpr uint64_t kLossWithout = 2000;
 constexpr uint64_t kMostChanceLoss = 1500;
 constexpr uint64_t kAll = 10000;
 constexpr uint64_t kLeastJudged = 400 * kPacket;  // of fewer packets, chance alone may lose too many
+constexpr uint64_t kChanceRemembered = 8 * kLeastJudged;
 constexpr uint64_t kLeastLostAtStart = 16 * kPacket;
 constexpr uint64_t kBoundCut = 85;  // percent of what was in flight
 constexpr uint64_t kBoundStep = 8 * kPacket;
@@ -87,7 +89,8 @@ void CPathModel::OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes) {
 // The smallest one is taken with the wait, which is next to nothing in a busy stream: nobody makes it shorter by words.
 void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waited) {
     const uint64_t whole = std::max<uint64_t>(microseconds, 1);
-    const uint64_t sample = std::max<uint64_t>(whole - std::min(whole, waited), 1);
+    const uint64_t sample =
+        std::max(whole - std::min(whole, waited), std::min(whole, std::max<uint64_t>(m_nSmallest, 1)));
     m_nSmoothed = m_nSmoothed == 0 ? sample : m_nSmoothed - m_nSmoothed / 8 + sample / 8;
     ++m_nRoundTrips;
     m_nRoundTripSum += sample;
@@ -153,7 +156,7 @@ void CPathModel::NoteLosses(uint64_t inFlight) {
     m_judged.delivered += m_round.delivered;
     if (m_nRoundsSinceProbe > kProbeShows)
         NoteChanceLoss();
-    else if (m_round.lost * kAll > m_round.All() * MoreThanChance())
+    else if (m_round.lost * kAll > m_round.All() * MostByChance())
         m_bProbeLost = true;
     if (!IsWorthJudging()) return;
     if (HasCongestion()) {
@@ -176,17 +179,22 @@ bool CPathModel::IsWorthJudging() const {
 // A queue that others keep full says nothing about this link: less in flight would only hand them its share.
 bool CPathModel::HasCongestion() const {
     const bool ownQueue = HasQueue() && m_nOthers == 0;
-    return m_judged.lost * kAll > m_judged.All() * (ownQueue ? MoreThanChance() : kLossWithout);
+    return m_judged.lost * kAll > m_judged.All() * (ownQueue ? MostByChance() : kLossWithout);
 }
 
-// Twice the mean: of a few hundred packets chance often loses more than that.
-uint64_t CPathModel::MoreThanChance() const { return std::min(2 * m_nChanceLoss + kLossWithQueue, kLossWithout); }
+uint64_t CPathModel::MostByChance() const {
+    return m_nChanceLoss + std::min(m_nChanceLoss, kMostSpread) + kLossWithQueue;
+}
 
-// So much more has to be sent for the path's rate to arrive.
+// So much more has to be sent for the path's rate to arrive. What is lost with a queue is no more than chance and the
+// queue lose together.
 void CPathModel::NoteChanceLoss() {
-    if (HasQueue() || m_round.All() == 0) return;
-    const uint64_t share = std::min(m_round.lost * kAll / m_round.All(), kMostChanceLoss);
-    m_nChanceLoss = m_nChanceLoss == 0 ? share : (7 * m_nChanceLoss + share) / 8;
+    if (m_state != State::Cruise) return;
+    if (HasQueue() && m_round.lost * kAll >= m_round.All() * m_nChanceLoss) return;
+    m_chance.lost += m_round.lost;
+    m_chance.delivered += m_round.delivered;
+    if (m_chance.All() > kChanceRemembered) m_chance = {m_chance.lost / 2, m_chance.delivered / 2};
+    m_nChanceLoss = std::min(m_chance.lost * kAll / std::max(m_chance.All(), kLeastJudged), kMostChanceLoss);
 }
 
 void CPathModel::Bound(uint64_t inFlight) {

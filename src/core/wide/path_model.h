@@ -72,7 +72,8 @@ private:
     void NoteChanceLoss();
     bool HasQueue() const;
     bool HasCongestion() const;
-    uint64_t MoreThanChance() const;
+    /// Losses of a queue of one's own are more.
+    uint64_t MostByChance() const;
     bool IsWorthJudging() const;
     void Bound(uint64_t inFlight);
     void WidenBound();
@@ -117,6 +118,7 @@ private:
     Fate m_judged;               // since losses were last judged
     uint64_t m_nBound = 0;       // what a full queue has shown to be too much; 0: none
     uint64_t m_nBoundStep = 0;   // by which it grows next
+    Fate m_chance;               // outside of probes, later rounds weigh more
     uint64_t m_nChanceLoss = 0;  // what the path loses without a queue, in ten thousandths
 
     uint64_t m_nProbedRate = 0;  // before the last probe for more

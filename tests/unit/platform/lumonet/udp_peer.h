@@ -55,7 +55,7 @@ public:
         endpoint = nullptr;
         m_bReleased = true;
     }
-    /// And whatever was called has returned.
+    /// And no callback runs any more: after this the peer may go.
     bool IsReleased() const { return m_bReleased && !m_bInCallback; }
     uint16_t Port() { return endpoint->GetLocalPort(); }
     void Send(const std::string& bytes, uint32_t ip, uint16_t port) {

@@ -14,7 +14,7 @@ class UdpReleaseTest : public CUdpWayTest {};
 INSTANTIATE_TEST_SUITE_P(Ways, UdpReleaseTest, testing::ValuesIn(kAllWays), WayName);
 
 TEST_P(UdpReleaseTest, NothingIsCalledAfterwardsWhileDatagramsPourIn) {
-    std::deque<CUdpPeer> peers;
+    std::deque<CUdpPeer> peers;  // kept, so that a late call is seen
     std::atomic<uint16_t> aim{9};
     CUdpPeer flooder;
     std::jthread flood([&](const std::stop_token& stop) {
