@@ -126,6 +126,8 @@ TEST(WideSharing, GivesEachLinkAboutTheSame) {
                                                   {Path(100, 150), 0.5}, {Path(20, 100), 0.5},
                                                   {Path(20, 300), 0.25}, {Path(100, 50, 5, 0.5), 0.7}};
     for (const auto& [path, least] : rows) {
+        SCOPED_TRACE(testing::Message() << path.megabits << " Mbit/s, " << path.delayUs << " us, loss " << path.loss
+                                        << ", queue " << path.queueBytes);
         Sharing sharing(path);
         sharing.Join();
         sharing.events.RunFor(3 * kSecond);
@@ -136,8 +138,8 @@ TEST(WideSharing, GivesEachLinkAboutTheSame) {
         sharing.events.RunFor(20 * kSecond);
         const auto firstGot = static_cast<double>(sharing.receivers[0]->bytesReceived - first);
         const auto secondGot = static_cast<double>(sharing.receivers[1]->bytesReceived - second);
-        EXPECT_GT(secondGot / firstGot, least) << path.megabits << " Mbit/s, " << path.delayUs << " us";
-        EXPECT_LT(secondGot / firstGot, 1 / least) << path.megabits << " Mbit/s, " << path.delayUs << " us";
+        EXPECT_GT(secondGot / firstGot, least);
+        EXPECT_LT(secondGot / firstGot, 1 / least);
         EXPECT_GT(MegabytesPerSecond(static_cast<uint64_t>(firstGot + secondGot), 20) / Ceiling(path), 0.93);
         const auto& counts = sharing.there.counts;
         EXPECT_LT(static_cast<double>(counts.queueDrops), 0.01 * static_cast<double>(counts.sent));

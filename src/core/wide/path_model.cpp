@@ -35,6 +35,7 @@ constexpr uint64_t kCruiseSpread = 21;
 constexpr uint64_t kLate = 240;
 constexpr uint64_t kFoundMore = 106;  // percent
 constexpr unsigned kProbeShows = 3;   // rounds in which what a probe has done comes to light
+constexpr unsigned kSteady = 2;       // rounds, the first of which tells what left before
 constexpr unsigned kBeginning = 4;    // rounds of few packets: what they lose, others may have overfilled
 
 constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
@@ -86,7 +87,8 @@ void CPathModel::OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes) {
     m_nFirstSentAt = stamp.sentAt;
 }
 
-// The smallest one is taken with the wait, which is next to nothing in a busy stream: nobody makes it shorter by words.
+// The smallest one is taken with the wait, which is next to nothing in a busy stream, and no other is taken for
+// shorter: nobody makes them shorter by words.
 void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waited) {
     const uint64_t whole = std::max<uint64_t>(microseconds, 1);
     const uint64_t sample =
@@ -151,13 +153,12 @@ void CPathModel::EndRound(uint64_t inFlight) {
 
 void CPathModel::NoteLosses(uint64_t inFlight) {
     ++m_nRoundsSinceProbe;
+    ++m_nRoundsInState;
     if (!m_bFull && m_nRoundsSinceProbe <= kBeginning) return;
     m_judged.lost += m_round.lost;
     m_judged.delivered += m_round.delivered;
-    if (m_nRoundsSinceProbe > kProbeShows)
-        NoteChanceLoss();
-    else if (m_round.lost * kAll > m_round.All() * MostByChance())
-        m_bProbeLost = true;
+    if (m_nRoundsSinceProbe <= kProbeShows && m_round.lost * kAll > m_round.All() * MostByChance()) m_bProbeLost = true;
+    if (LosesByChance()) NoteChanceLoss();
     if (!IsWorthJudging()) return;
     if (HasCongestion()) {
         Bound(inFlight);
@@ -186,11 +187,18 @@ uint64_t CPathModel::MostByChance() const {
     return m_nChanceLoss + std::min(m_nChanceLoss, kMostSpread) + kLossWithQueue;
 }
 
-// So much more has to be sent for the path's rate to arrive. What is lost with a queue is no more than chance and the
-// queue lose together.
+// A steady stream, or one that asks for less than the path carries, overfills nothing. What is lost with a queue is no
+// more than chance and the queue lose together.
+bool CPathModel::LosesByChance() const {
+    const bool steady = m_state == State::Cruise && m_nRoundsInState >= kSteady;
+    if (!steady && m_bRoundCounts) return false;
+    const uint64_t lost = m_round.lost * kAll;
+    if (HasQueue() && (m_round.All() < kLeastJudged || lost >= m_round.All() * m_nChanceLoss)) return false;
+    return lost <= m_round.All() * kLossWithout;
+}
+
+// So much more has to be sent for the path's rate to arrive.
 void CPathModel::NoteChanceLoss() {
-    if (m_state != State::Cruise) return;
-    if (HasQueue() && m_round.lost * kAll >= m_round.All() * m_nChanceLoss) return;
     m_chance.lost += m_round.lost;
     m_chance.delivered += m_round.delivered;
     if (m_chance.All() > kChanceRemembered) m_chance = {m_chance.lost / 2, m_chance.delivered / 2};
@@ -222,6 +230,7 @@ void CPathModel::LookWhetherFull() {
 void CPathModel::Enter(State state, uint64_t now) {
     m_state = state;
     m_nEnteredAt = now;
+    m_nRoundsInState = 0;
     m_ulRandom ^= m_ulRandom << 13;
     m_ulRandom ^= m_ulRandom >> 17;
     m_ulRandom ^= m_ulRandom << 5;

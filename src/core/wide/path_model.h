@@ -69,10 +69,11 @@ private:
     void Note(uint64_t rate, bool starved);
     void EndRound(uint64_t inFlight);
     void NoteLosses(uint64_t inFlight);
+    bool LosesByChance() const;
     void NoteChanceLoss();
     bool HasQueue() const;
     bool HasCongestion() const;
-    /// Losses of a queue of one's own are more.
+    /// What chance can lose of 400 packets, and 2 %.
     uint64_t MostByChance() const;
     bool IsWorthJudging() const;
     void Bound(uint64_t inFlight);
@@ -94,6 +95,7 @@ private:
 
     State m_state = State::StartUp;
     uint64_t m_nEnteredAt = 0;
+    unsigned m_nRoundsInState = 0;
     uint64_t m_nInitial = 0;
 
     uint64_t m_nDelivered = 0;  // bytes
@@ -118,7 +120,7 @@ private:
     Fate m_judged;               // since losses were last judged
     uint64_t m_nBound = 0;       // what a full queue has shown to be too much; 0: none
     uint64_t m_nBoundStep = 0;   // by which it grows next
-    Fate m_chance;               // outside of probes, later rounds weigh more
+    Fate m_chance;               // of steady rounds, later ones weigh more
     uint64_t m_nChanceLoss = 0;  // what the path loses without a queue, in ten thousandths
 
     uint64_t m_nProbedRate = 0;  // before the last probe for more
