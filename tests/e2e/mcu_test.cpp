@@ -1,11 +1,10 @@
 // The relay server as a process: its pages, its limits, its end.
 #include "e2e/relay_test.h"
-#include "platform/lumonet/socket_address.h"
+#include "support/raw_tcp.h"
 #include "support/session_wire.h"
 
 #include <httplib.h>
 
-#include <cerrno>
 #include <csignal>
 #include <regex>
 
@@ -14,51 +13,29 @@ using session_wire::U32;
 namespace e2e {
 namespace {
 
-/// A TCP connection without the library; every call waits, for 30 s at most.
-class CRawTcp {
-public:
-    /// From 127.0.0.`host`, since limits are an address's.
-    explicit CRawTcp(const std::string& port, uint32_t host = 1) : m_fd(OpenSocket(SOCK_STREAM)) {
-        const timeval limit{30, 0};
-        const int buffer = 16 << 10;
-        setsockopt(m_fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        setsockopt(m_fd.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        setsockopt(m_fd.Get(), SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
-        const sockaddr_in own = ToSocketAddress(0x7f000000 + host, 0);
-        const sockaddr_in relay = ToSocketAddress(INADDR_LOOPBACK, static_cast<uint16_t>(std::stoi(port)));
-        EXPECT_EQ(bind(m_fd.Get(), reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
-        EXPECT_EQ(connect(m_fd.Get(), reinterpret_cast<const sockaddr*>(&relay), sizeof relay), 0);
-    }
-    /// Kind 0 is a frame, 1 a validation.
-    bool Send(char kind, const std::string& body) const {
-        const std::string bytes = U32(static_cast<uint32_t>(body.size())) + kind + body;
-        return send(m_fd.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
-    }
-    /// The body of the next message; empty at the end of the connection.
-    std::string Receive() const {
-        const std::string head = Read(5);
-        return head.size() == 5 ? Read(session_wire::ReadU32(head, 0)) : "";
-    }
-    /// Asks for a service: 12 is to publish files, 13 to receive them.
-    bool IsTaken(uint32_t service) const {
-        const std::string validation = U32(service) + U32(4) + U32(77);
-        return Send(1, validation) && Receive() == validation;
-    }
-    bool IsClosedSilently() const { return Read(1).empty() && (errno == 0 || errno == ECONNRESET); }
+/// The body of the next message; empty at the end of the connection.
+std::string Receive(const CRawPeer& peer) {
+    const std::string head = peer.Read(5);
+    return head.size() == 5 ? peer.Read(session_wire::ReadU32(head, 0)) : "";
+}
 
-private:
-    std::string Read(size_t length) const {
-        std::string bytes(length, '\0');
-        errno = 0;
-        bytes.resize(static_cast<size_t>(std::max<ssize_t>(recv(m_fd.Get(), bytes.data(), length, MSG_WAITALL), 0)));
-        return bytes;
-    }
+/// Asks for a service: 12 is to publish files, 13 to receive them.
+bool IsTaken(const CRawPeer& peer, uint32_t service) {
+    const std::string validation = U32(service) + U32(4) + U32(77);
+    return peer.Send(Framed(1, validation)) && Receive(peer) == validation;
+}
 
-    const CFileDescriptor m_fd;
-};
+bool IsClosedSilently(const CRawPeer& peer) {
+    bool closed = false;
+    return peer.ReadAll(&closed).empty() && closed;
+}
 
 class RelayProcess : public CRelayTest {
 protected:
+    /// From 127.0.0.`host`, since limits are an address's.
+    CRawPeer Dial(uint32_t host = 1) const {
+        return CRawPeer::Dial(static_cast<uint16_t>(std::stoi(port)), "", 16 << 10, 0x7f000000 + host);
+    }
     Process& StartWithPages(const std::string& more = "") {
         Process& relay = StartRelay("127.0.0.1", "--http 127.0.0.1:0" + more);
         m_pages =
@@ -127,24 +104,24 @@ TEST_F(RelayProcess, AtItsEndQueuesDrainAndWhoReadsNothingHoldsItUpNotForEver) {
     constexpr size_t kFrames = 128;
     const auto frame = [](size_t i) { return std::string(64 << 10, static_cast<char>('a' + i % 26)); };
     Process& relay = StartWithPages();
-    const CRawTcp publisher(port), subscriber(port), silent(port);
-    ASSERT_TRUE(publisher.IsTaken(12) && subscriber.IsTaken(13) && silent.IsTaken(13));
-    for (size_t i = 0; i < kFrames; ++i) ASSERT_TRUE(publisher.Send(0, frame(i)));
+    const CRawPeer publisher = Dial(), subscriber = Dial(), silent = Dial();
+    ASSERT_TRUE(IsTaken(publisher, 12) && IsTaken(subscriber, 13) && IsTaken(silent, 13));
+    for (size_t i = 0; i < kFrames; ++i) ASSERT_TRUE(publisher.Send(Framed(0, frame(i))));
     WaitForStream(relay, kFrames << 16);
     relay.Signal(SIGTERM);
-    for (size_t i = 0; i < kFrames; ++i) ASSERT_TRUE(subscriber.Receive() == frame(i)) << i;
-    EXPECT_EQ(subscriber.Receive(), "");
+    for (size_t i = 0; i < kFrames; ++i) ASSERT_TRUE(Receive(subscriber) == frame(i)) << i;
+    EXPECT_EQ(Receive(subscriber), "");
     End(relay);
 }
 
 TEST_F(RelayProcess, BoundsTheSilentConnectionsOfAnAddressAndServesOnlyWhomItMay) {
     StartRelay("127.0.0.1", "--http off --max-unvalidated 3 --allow 127.0.0.0/29");
-    const CRawTcp oldest(port, 5), second(port, 5), third(port, 5), other(port, 6);
-    ASSERT_TRUE(other.IsTaken(12)) << "another address";
-    const CRawTcp newcomer(port, 5);
-    EXPECT_TRUE(oldest.IsClosedSilently()) << "of its address";
-    EXPECT_TRUE(CRawTcp(port, 8).IsClosedSilently()) << "not allowed at all";
-    EXPECT_TRUE(second.IsTaken(13) && newcomer.IsTaken(13));
+    const CRawPeer oldest = Dial(5), second = Dial(5), third = Dial(5), other = Dial(6);
+    ASSERT_TRUE(IsTaken(other, 12)) << "another address";
+    const CRawPeer newcomer = Dial(5);
+    EXPECT_TRUE(IsClosedSilently(oldest)) << "of its address";
+    EXPECT_TRUE(IsClosedSilently(Dial(8))) << "not allowed at all";
+    EXPECT_TRUE(IsTaken(second, 13) && IsTaken(newcomer, 13));
 }
 
 TEST_F(RelayProcess, SaysPlainlyWhichPortIsTaken) {
