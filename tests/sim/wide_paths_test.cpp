@@ -162,6 +162,20 @@ TEST(WideRate, FollowsThePath) {
     EXPECT_GT(runAt(10), 0.85);
 }
 
+// Video's receiver narrows its window when its application lags behind.
+TEST(WideRate, IsThatOfANarrowedWindow) {
+    const CWideSessions wide;
+    WidePair pair(Path(80, 600));
+    pair.left.Fill(kFrame);
+    pair.events.RunFor(6 * kSecond);
+    pair.right.session.SetWindowSize(session::kMinWindow);
+    pair.events.RunFor(2 * kSecond);
+    const uint64_t before = pair.right.bytesReceived;
+    pair.events.RunFor(6 * kSecond);
+    const double room = kMaxInFlight / session::kMaxWindow * session::kMinWindow * session::kPayloadLen;
+    EXPECT_NEAR(MegabytesPerSecond(pair.right.bytesReceived - before, 6), room / 0.6 / 1e6, 0.2);
+}
+
 // A busy machine gives a thread its turn late. What it missed follows, and not all at once.
 TEST(WideRate, IsKeptByAThreadThatComesLate) {
     const CWideSessions wide;
