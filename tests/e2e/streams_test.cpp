@@ -73,7 +73,8 @@ TEST_F(Streams, KeyFramesAreAskedForAndTheGoodbyeWaitsForTheSlowestLink) {
     for (Process* const one : {&relayed, &direct}) one->Signal(SIGSTOP);
     camera.Write(all);
     camera.write.Reset();
-    EXPECT_FALSE(publisher.WaitForEnd(200)) << "the relay has all of it, and who watches directly has not";
+    EXPECT_FALSE(publisher.WaitForEnd(200))
+        << "the relay has all of it, and who watches directly has not; " << publisher.Output() << publisher.Errors();
     for (Process* const one : {&relayed, &direct}) {
         one->Signal(SIGCONT);
         End(*one);
