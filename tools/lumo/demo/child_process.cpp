@@ -123,7 +123,9 @@ bool CChildProcess::WaitForText(const std::string& text, uint64_t milliseconds) 
 }
 
 void CChildProcess::Signal(int signal) const {
-    if (m_nPid > 0) kill(m_nPid, signal);
+    if (m_nPid <= 0 || kill(m_nPid, signal) != 0 || signal != SIGSTOP) return;
+    siginfo_t stopped;  // its threads run on until the one that the signal woke has had its turn
+    waitid(P_PID, static_cast<id_t>(m_nPid), &stopped, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 void CChildProcess::Stop(uint64_t graceMilliseconds) {
