@@ -162,7 +162,7 @@ TEST(WideRate, FollowsThePath) {
     EXPECT_GT(runAt(10), 0.85);
 }
 
-// Video's receiver narrows its window when its application lags behind.
+// An application that lags behind has its video receiver narrow the window.
 TEST(WideRate, IsThatOfANarrowedWindow) {
     const CWideSessions wide;
     WidePair pair(Path(80, 600));
@@ -172,7 +172,7 @@ TEST(WideRate, IsThatOfANarrowedWindow) {
     pair.events.RunFor(2 * kSecond);
     const uint64_t before = pair.right.bytesReceived;
     pair.events.RunFor(6 * kSecond);
-    const double room = kMaxInFlight / session::kMaxWindow * session::kMinWindow * session::kPayloadLen;
+    const double room = wide::kMaxInFlight / session::kMaxWindow * session::kMinWindow * session::kPayloadLen;
     EXPECT_NEAR(MegabytesPerSecond(pair.right.bytesReceived - before, 6), room / 0.6 / 1e6, 0.2);
 }
 

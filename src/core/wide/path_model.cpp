@@ -35,7 +35,7 @@ constexpr uint64_t kCruiseSpread = 21;
 constexpr uint64_t kLate = 240;
 constexpr uint64_t kFoundMore = 106;  // percent
 constexpr unsigned kProbeShows = 3;   // rounds in which what a probe has done comes to light
-constexpr unsigned kSteady = 2;       // rounds, the first of which tells what left before
+constexpr unsigned kSteady = 3;       // rounds after which what left before has been judged
 constexpr unsigned kBeginning = 4;    // rounds of few packets: what they lose, others may have overfilled
 
 constexpr uint64_t kQueueShows = 125;     // percent of the smallest round trip
@@ -91,8 +91,8 @@ void CPathModel::OnDelivered(uint64_t now, const Stamp& stamp, uint32_t bytes) {
 // shorter: nobody makes them shorter by words.
 void CPathModel::OnRoundTrip(uint64_t now, uint64_t microseconds, uint64_t waited) {
     const uint64_t whole = std::max<uint64_t>(microseconds, 1);
-    const uint64_t sample =
-        std::max(whole - std::min(whole, waited), std::min(whole, std::max<uint64_t>(m_nSmallest, 1)));
+    const uint64_t least = m_nSmallest == 0 ? whole : std::min(whole, m_nSmallest);
+    const uint64_t sample = std::max(whole - std::min(whole, waited), least);
     m_nSmoothed = m_nSmoothed == 0 ? sample : m_nSmoothed - m_nSmoothed / 8 + sample / 8;
     ++m_nRoundTrips;
     m_nRoundTripSum += sample;
@@ -187,11 +187,10 @@ uint64_t CPathModel::MostByChance() const {
     return m_nChanceLoss + std::min(m_nChanceLoss, kMostSpread) + kLossWithQueue;
 }
 
-// A steady stream, or one that asks for less than the path carries, overfills nothing. What is lost with a queue is no
-// more than chance and the queue lose together.
+// Not in rounds that still tell of a probe. What is lost with a queue is no more than chance and the queue lose
+// together.
 bool CPathModel::LosesByChance() const {
-    const bool steady = m_state == State::Cruise && m_nRoundsInState >= kSteady;
-    if (!steady && m_bRoundCounts) return false;
+    if (m_state != State::Cruise || m_nRoundsInState < kSteady) return false;
     const uint64_t lost = m_round.lost * kAll;
     if (HasQueue() && (m_round.All() < kLeastJudged || lost >= m_round.All() * m_nChanceLoss)) return false;
     return lost <= m_round.All() * kLossWithout;

@@ -120,7 +120,7 @@ private:
     Fate m_judged;               // since losses were last judged
     uint64_t m_nBound = 0;       // what a full queue has shown to be too much; 0: none
     uint64_t m_nBoundStep = 0;   // by which it grows next
-    Fate m_chance;               // of steady rounds, later ones weigh more
+    Fate m_chance;               // of cruising rounds, later ones weigh more
     uint64_t m_nChanceLoss = 0;  // what the path loses without a queue, in ten thousandths
 
     uint64_t m_nProbedRate = 0;  // before the last probe for more
