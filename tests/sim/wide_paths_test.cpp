@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, WidePaths,
     testing::Values(PathRow{"lan", Path(100, 2), 0.96}, PathRow{"50ms", Path(100, 50), 0.96},
                     PathRow{"50ms_loss01", Path(100, 50, 0.1), 0.96}, PathRow{"50ms_loss1", Path(100, 50, 1), 0.95},
-                    PathRow{"50ms_loss5", Path(100, 50, 5), 0.97}, PathRow{"50ms_loss10", Path(100, 50, 10), 0.96},
+                    PathRow{"50ms_loss5", Path(100, 50, 5), 0.98}, PathRow{"50ms_loss10", Path(100, 50, 10), 0.96},
                     PathRow{"2ms_loss1", Path(100, 2, 1), 0.95}, PathRow{"150ms_loss1", Path(100, 150, 1), 0.95},
                     PathRow{"300ms_loss1", Path(20, 300, 1), 0.95, 2.7}, PathRow{"600ms", Path(20, 600, 1), 0.90, 5.4},
                     PathRow{"6MB_in_flight", Path(80, 600), 0.90, 5.4}, PathRow{"400Mbit", Path(400, 50, 0.1), 0.95},
