@@ -29,7 +29,8 @@ public:
 struct Holding {
     uint32_t ip;
     uint64_t mebibytes;
-    uint64_t speed;  // of them a second
+    uint64_t speed;    // of them a second
+    int seconds = 10;  // of ten in which it moves
 };
 
 constexpr uint64_t kMiB = 1 << 20;
@@ -46,7 +47,8 @@ std::string WhoGoes(const std::vector<Holding>& holdings, bool atOnce) {
         EXPECT_TRUE(holders.back()->account.Take(holding.mebibytes * kMiB));
     }
     for (int second = 0; second < 10; ++second) {
-        for (size_t i = 0; i < holders.size(); ++i) holders[i]->moved += holdings[i].speed * kMiB;
+        for (size_t i = 0; i < holders.size(); ++i)
+            if (second < holdings[i].seconds) holders[i]->moved += holdings[i].speed * kMiB;
         budget.OnSecond();
     }
     for (int turn = 0; turn < 3; ++turn) budget.Relieve();
@@ -68,6 +70,7 @@ TEST(MemoryBudget, WhoHasMostAndMovesLeastGivesWay) {
         {"nobody within the limit", {{1, 14, 0}, {2, 16, 0}, {3, 16, 0}, {4, 16, 0}}, ""},
         {"who has most", {{1, 14, 0}, {2, 15, 0}, {3, 13, 0}, {0, 24, 0}}, "3"},
         {"who moves least", {{0, 40, 50}, {2, 10, 0}, {0, 16, 16}}, "1"},
+        {"who no longer moves", {{0, 40, 50, 2}, {2, 10, 0}, {0, 16, 16}}, "0"},
         {"as many as it takes", {{1, 9, 0}, {0, 8, 0}, {2, 11, 0}, {3, 15, 0}, {0, 25, 9}}, "3"},
         {"an address past its quarter", {{1, 9, 1}, {1, 8, 0}, {2, 9, 0}}, "1"},
         {"but not a trusted one", {{kTrusted, 9, 1}, {kTrusted, 8, 0}, {2, 9, 0}}, ""},
