@@ -84,3 +84,10 @@ class Relay(Process):
         with urllib.request.urlopen(f"http://127.0.0.1:{self.http}/metrics", timeout=10) as page:
             lines = page.read().decode().splitlines()
         return sum(float(line.split()[-1]) for line in lines if re.match(rf"{name}[ {{]", line))
+
+    def metric_once_it_is(self, name, value):
+        """The metric as soon as it has this value, or what it has after two seconds: the last datagram may be on its way."""
+        end = time.monotonic() + 2
+        while (now := self.metric(name)) != value and time.monotonic() < end:
+            time.sleep(0.02)
+        return now
