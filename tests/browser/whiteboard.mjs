@@ -203,8 +203,7 @@ async function drawTogether(browser, relay, path, count) {
 }
 
 const SCENARIOS = {
-  relay2: ["relay", 2], p2p2: ["p2p", 2], p2p5: ["p2p", 5], tcp3: ["p2p-tcp", 3], auto3: ["auto", 3],
-  hands: ["relay", 2],
+  relay2: ["relay", 2], p2p2: ["p2p", 2], p2p5: ["p2p", 5], hands: ["relay", 2],
 };
 
 const browser = await chromium.launch({ executablePath, args: ["--no-sandbox", "--disable-gpu"] });
