@@ -1,19 +1,20 @@
 // What is posted to a whiteboard's page: actions, and the board that they are done to.
 #include "tools/lumo/board/board_events.h"
-#include "support/reach.h"
+#include "support/target.h"
 #include "tools/lumo/board/board.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
 
-using namespace lumo;
+namespace fuzz::board_events {
 
-namespace {
+using namespace lumo;
 
 const std::vector<std::string> kReached{"add",  "replace", "change",  "move",         "delete", "clear",
                                         "undo", "redo",    "pointer", "pointer gone", "name",   "refused"};
-CReach g_reach("board_events", kReached);
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("board_events", kReached, TakeInput);
 
 /// Everything that the board says must be a message, and every object one that others can draw.
 class CChecker : public IBoardPort {
@@ -38,16 +39,14 @@ private:
     uint32_t m_probed = 0;
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     std::vector<BoardAction> actions;
     if (!ParseActions({reinterpret_cast<const char*>(data), size}, actions)) {
         if (!actions.empty()) std::abort();
-        g_reach.Hit("refused");
-        return 0;
+        g_target.Hit("refused");
+        return;
     }
-    for (const BoardAction& action : actions) g_reach.Hit(kReached[static_cast<size_t>(action.kind)]);
+    for (const BoardAction& action : actions) g_target.Hit(kReached[static_cast<size_t>(action.kind)]);
     CChecker checker;
     CPageFeeds feeds;
     CBoard board(1, 2, "Fuzz", feeds);
@@ -69,5 +68,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (page->Wait(std::chrono::milliseconds(0), event) && event) {
         if (!nlohmann::json::accept(*event)) std::abort();
     }
-    return 0;
 }
+
+}  // namespace fuzz::board_events

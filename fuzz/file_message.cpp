@@ -1,15 +1,15 @@
 // Frames of the far side of the file protocol into a receiver and a sender, with memory in place of the disk.
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 #include "tools/lumo/transfer/receive_engine.h"
 #include "tools/lumo/transfer/send_engine.h"
 #include "tools/lumo/transfer/tree_source.h"
 
 #include <cstdlib>
 
-using namespace lumo;
+namespace fuzz::file_message {
 
-namespace {
+using namespace lumo;
 
 constexpr uint64_t kTransfer = 0x1122334455667788;
 
@@ -17,7 +17,8 @@ constexpr uint64_t kTransfer = 0x1122334455667788;
 const std::vector<std::string> kReached{
     "stored",     "foreign", "other version", "malformed", "beacon",       "offer",           "block", "confirm",
     "sender bye", "status",  "receiver bye",  "answered",  "taken sealed", "names newcomers", "made",  "tree offered"};
-CReach g_reach("file_message", kReached);
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("file_message", kReached, TakeInput);
 
 class CMemoryStore : public IFileStore {
 public:
@@ -26,13 +27,13 @@ public:
     bool Write(uint32_t block, const char* data, uint32_t length, uint64_t) override {
         if (std::string(data, length).size() != length) std::abort();
         m_have.Set(block);
-        g_reach.Hit("stored");
+        g_target.Hit("stored");
         return true;
     }
     StoreStep Verify() override { return StoreStep::Good; }
     StoreStep Repair() override { return StoreStep::Good; }
     bool Commit() override {
-        if (m_bLate) g_reach.Hit("made");
+        if (m_bLate) g_target.Hit("made");
         return true;
     }
     void Flush() override {}
@@ -87,13 +88,13 @@ public:
         Message message;
         // What an engine says must be right itself.
         if (Decode(data, static_cast<size_t>(length), message) != DecodeResult::Ok) std::abort();
-        g_reach.Hit("answered");
+        g_target.Hit("answered");
         const auto* beacon = std::get_if<Beacon>(&message.body);
         const auto* offer = std::get_if<Offer>(&message.body);
-        if (offer && !offer->traits.HasContent()) g_reach.Hit("tree offered");
-        if (beacon && !beacon->receivers.empty()) g_reach.Hit("names newcomers");
+        if (offer && !offer->traits.HasContent()) g_target.Hit("tree offered");
+        if (beacon && !beacon->receivers.empty()) g_target.Hit("names newcomers");
         const bool sealed = message.version == kSealedVersion && message.transfer == kTransfer;
-        if (sealed && std::holds_alternative<Status>(message.body)) g_reach.Hit("taken sealed");
+        if (sealed && std::holds_alternative<Status>(message.body)) g_target.Hit("taken sealed");
     }
 };
 
@@ -101,7 +102,7 @@ void Look(const std::string& frame) {
     Message message;
     const DecodeResult result = Decode(frame.data(), frame.size(), message);
     const size_t which = result == DecodeResult::Ok ? 3 + message.body.index() : static_cast<size_t>(result);
-    g_reach.Hit(kReached[which]);
+    g_target.Hit(kReached[which]);
 }
 
 void Exchange(const std::vector<std::string>& frames, bool sealed, bool tree) {
@@ -127,13 +128,12 @@ void Exchange(const std::vector<std::string>& frames, bool sealed, bool tree) {
     sender.Leave(link, ByeReason::Interrupted);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     const std::vector<std::string> frames = Records(data, size);
     for (const std::string& frame : frames) Look(frame);
     for (const bool sealed : {false, true}) {
         for (const bool tree : {false, true}) Exchange(frames, sealed, tree);
     }
-    return 0;
 }
+
+}  // namespace fuzz::file_message

@@ -1,7 +1,7 @@
 // Bytes on the HTTP side of the relay server, over loopback as a browser would send them.
 #include "server/pages/http_server.h"
 #include "support/raw_tcp.h"
-#include "support/reach.h"
+#include "support/target.h"
 
 #include <sys/socket.h>
 
@@ -9,9 +9,11 @@
 #include <cstdlib>
 #include <string>
 
-namespace {
+namespace fuzz::http_request {
 
-CReach g_reach("http_request", {"page", "streams", "metrics", "health", "foreign host", "not found", "refused"});
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("http_request", {"page", "streams", "metrics", "health", "foreign host", "not found", "refused"},
+                     TakeInput);
 
 class CQuietServer final : public IStatusSource {
 public:
@@ -45,10 +47,9 @@ const char* Kind(const std::string& answer) {
     return has("<html") ? "page" : "health";
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     const std::string request(reinterpret_cast<const char*>(data), std::min<size_t>(size, 8192));
-    g_reach.Hit(Kind(Ask(request, Server().Port())));
-    return 0;
+    g_target.Hit(Kind(Ask(request, Server().Port())));
 }
+
+}  // namespace fuzz::http_request

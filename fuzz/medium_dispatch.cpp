@@ -6,17 +6,17 @@
 #include "lumomedia/statistics.h"
 #include "support/medium_app.h"
 #include "support/medium_wire.h"
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 #include "support/test_manager.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <map>
 
-using session_wire::U32;
+namespace fuzz::medium_dispatch {
 
-namespace {
+using session_wire::U32;
 
 const CTestMedium* const kMedia[] = {&kAudio, &kVideo, &kDesktop, &kFile};
 constexpr size_t kLongestSessionDatagram = 10 + 12 + 1040, kLongestAudioDatagram = 1076;
@@ -64,7 +64,8 @@ std::vector<std::string> Names() {
     return names;
 }
 
-CReach g_reach("medium_dispatch", Names());
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("medium_dispatch", Names(), TakeInput);
 
 class CScene {
 public:
@@ -156,7 +157,7 @@ private:
         for (const Meaning& one : m_meanings)
             if (one.how == how && static_cast<char>(one.command) == command) Hit(one.what);
     }
-    void Hit(const std::string& what) const { g_reach.Hit(Name(m_row, what)); }
+    void Hit(const std::string& what) const { g_target.Hit(Name(m_row, what)); }
 
     const CMediumRow& m_row;
     const std::vector<Meaning> m_meanings;
@@ -166,11 +167,9 @@ private:
     std::map<std::string, std::string> m_live{{"#src", U32(500)}, {"#chn", U32(CMediumApp::kChannelID)}};
 };
 
-void TakeLine(void*, const char* line) { g_reach.Hit(line); }
+void TakeLine(void*, const char* line) { g_target.Hit(line); }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     SetLogHook(&TakeLine, nullptr);
     std::vector<std::string> records = Records(data, size, 128);
     std::erase(records, "");
@@ -180,5 +179,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (first != records.end() && (*first)[0] == static_cast<char>(one->row.kind)) medium = one;
     CScene scene(*medium, size % 2 != 0);
     for (const std::string& record : records) scene.Take(record);
-    return 0;
 }
+
+}  // namespace fuzz::medium_dispatch

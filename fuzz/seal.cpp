@@ -1,19 +1,17 @@
 // Openers of every medium, given frames that are sealed, altered, repeated, swapped between streams and made up.
 #include "seal/sealer_state.h"
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 
 #include <array>
 #include <cstdlib>
 #include <memory>
 #include <set>
 
-namespace {
+namespace fuzz::seal {
 
-CReach& Reach() {
-    static CReach reach("seal", {"opened", "plain", "malformed", "wrong", "repeated", "earlier", "evicted"});
-    return reach;
-}
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("seal", {"opened", "plain", "malformed", "wrong", "repeated", "earlier", "evicted"}, TakeInput);
 
 constexpr std::array<LumoSealStream, 4> kStreams{
     {{SEAL_AUDIO, SEAL_DOWN, 7}, {SEAL_VIDEO, SEAL_DOWN, 7}, {SEAL_FILE, SEAL_DOWN, 7}, {SEAL_FILE, SEAL_UP, 7}}};
@@ -33,7 +31,7 @@ struct Stream {
     explicit Stream(const LumoSealStream& of) : stream(of), sealer(Secret(), of), opener(Secret(), of, kSuite, true) {
         Start(1);
     }
-    void Start(unsigned char minute) { CSealerState::Seem(sealer, seal::KeyID(minute, ++senders)); }
+    void Start(unsigned char minute) { CSealerState::Seem(sealer, ::seal::KeyID(minute, ++senders)); }
 
     void Seal(const std::string& text) {
         const std::string frame =
@@ -56,7 +54,7 @@ struct Stream {
         void* frame = nullptr;
         int length = 0;
         const auto outcome = opener.OpenInPlace(bytes.get(), static_cast<int>(arrived.size()), frame, length);
-        Reach().Hit(kNames[outcome]);
+        g_target.Hit(kNames[outcome]);
         if (outcome != SEAL_DONE) return;
         std::string canonical = arrived;
         if (stream.medium == SEAL_VIDEO) canonical.replace(1, 2, "23");  // these two bytes are anybody's
@@ -116,7 +114,7 @@ struct Scene {
             stream.Hear(stream.sealed.back());
         }
         stream.Hear(stream.sealed[before]);
-        if (stream.opener.GetCount(SEAL_DONE) >= kMany) Reach().Hit("evicted");
+        if (stream.opener.GetCount(SEAL_DONE) >= kMany) g_target.Hit("evicted");
     }
     /// One of the sealed frames, with some bytes changed.
     static void Alter(Stream& stream, const std::string& rest) {
@@ -134,10 +132,9 @@ struct Scene {
     }();
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     Scene scene;
     for (const std::string& record : Records(data, size)) scene.Do(record);
-    return 0;
 }
+
+}  // namespace fuzz::seal

@@ -8,20 +8,22 @@
 #include "server/server_manager.h"
 #include "support/fake_net.h"
 #include "support/p2p_peer.h"
-#include "support/reach.h"
 #include "support/records.h"
 #include "support/session_wire.h"
+#include "support/target.h"
 #include "support/virtual_clock.h"
 
 #include <cstdlib>
 
-using session_wire::U32;
+namespace fuzz::signalling_frames {
 
-namespace {
+using session_wire::U32;
 
 constexpr uint32_t kAlice = 1, kBob = 2, kOwn = 7;
 
-CReach g_reach("signalling_frames", {"forwarded", "dropped", "closed", "client taken", "client closed", "command"});
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("signalling_frames",
+                     {"forwarded", "dropped", "closed", "client taken", "client closed", "command"}, TakeInput);
 
 class CTestServer : public CServerManager {
 public:
@@ -33,10 +35,10 @@ class CNotify final : public ISignalNotify {
 public:
     void OnSignalNotifyConnected(unsigned long ulUserID) override {
         if (ulUserID != kOwn) std::abort();
-        g_reach.Hit("client taken");
+        g_target.Hit("client taken");
     }
     void OnSignalNotifyCmd(CCmdPacket& cmd) override {
-        if (!cmd.GetAttrib("p2ptype").empty()) g_reach.Hit("command");
+        if (!cmd.GetAttrib("p2ptype").empty()) g_target.Hit("command");
     }
 };
 
@@ -58,10 +60,10 @@ public:
         CFakeTcp* client = from == 'b' ? m_pBob : m_pAlice;
         const CSignallingStatus before = m_pServer->Signalling();
         if (!client->sessionNotify->OnTcpSessionNotifyReceivedFrame(frame.data(), static_cast<int>(frame.size())))
-            g_reach.Hit("closed");
+            g_target.Hit("closed");
         const CSignallingStatus after = m_pServer->Signalling();
-        if (after.forwarded > before.forwarded) g_reach.Hit("forwarded");
-        if (after.dropped > before.dropped) g_reach.Hit("dropped");
+        if (after.forwarded > before.forwarded) g_target.Hit("forwarded");
+        if (after.dropped > before.dropped) g_target.Hit("dropped");
         // Whatever comes out names its true sender.
         for (CFakeTcp* reader : {m_pAlice, m_pBob})
             for (const CSentMessage& one : reader->TakeSent())
@@ -91,9 +93,7 @@ private:
     CFakeTcp* m_pBob;
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     CVirtualClock clock;
     CService service;
     CNotify notify;
@@ -108,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const auto length = static_cast<int>(rest.size());
         if (record[0] == 'a' || record[0] == 'b' || record[0] == 'A') service.Frame(record[0], rest);
         if ((record[0] == 's' || record[0] == 'S') && !far.OnTcpClientNotifyReceivedFrame(rest.data(), length))
-            g_reach.Hit("client closed");
+            g_target.Hit("client closed");
         if (record[0] == 'v') far.OnTcpClientNotifyValidate(100, rest.data(), length);
         if (record[0] == '+') clock.Advance(500);
         client->SendCmd(kBob, PeerPacket("P2P_CMD", 0));
@@ -116,5 +116,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         service.Turn();
     }
     client->ReleaseConnections();
-    return 0;
 }
+
+}  // namespace fuzz::signalling_frames

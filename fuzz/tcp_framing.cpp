@@ -1,26 +1,25 @@
 // A TCP stream, cut at any byte, into the decoder of messages.
 #include "platform/lumonet/tcp_framing.h"
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 
 #include <string>
 
-namespace {
+namespace fuzz::tcp_framing {
 
-CReach g_reach("tcp_framing", {"frame", "validation", "broken", "more"});
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("tcp_framing", {"frame", "validation", "broken", "more"}, TakeInput);
 
 void Take(const CTcpMessage& message) {
     const std::string body(message.data ? message.data : "", message.length);
     CTcpValidation validation;
     if (message.kind == TcpKind::Frame)
-        g_reach.Hit("frame");
+        g_target.Hit("frame");
     else if (ParseValidation(body.data(), message.length, validation))
-        g_reach.Hit(std::string(validation.data, validation.length) == body ? "" : "validation");
+        g_target.Hit(std::string(validation.data, validation.length) == body ? "" : "validation");
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     CTcpDecoder decoder;
     for (const std::string& part : Records(data, size)) {
         decoder.Feed(part.data(), part.size());
@@ -30,10 +29,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             Take(message);
             decoder.SetMaxBody(1 << 20);
         }
-        if (result == CTcpDecoder::Result::NeedMore) g_reach.Hit("more");
+        if (result == CTcpDecoder::Result::NeedMore) g_target.Hit("more");
         if (result != CTcpDecoder::Result::Broken) continue;
-        g_reach.Hit("broken");
-        return 0;
+        g_target.Hit("broken");
+        return;
     }
-    return 0;
 }
+
+}  // namespace fuzz::tcp_framing

@@ -1,12 +1,12 @@
 // Whiteboard messages of three sessions into a transfer centre; the first byte of a record says whose it is.
 #include "lumomedia/whiteboard.h"
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 #include "whiteboard/wb_message.h"
 
 #include <map>
 
-namespace {
+namespace fuzz::whiteboard_centre {
 
 const std::map<uint32_t, std::string> kNames = {
     {WB_CMD_OBJECT_OFFER, "offer"},
@@ -26,7 +26,8 @@ std::vector<std::string> Reached() {
     for (const auto& [command, name] : kNames) all.push_back(name);
     return all;
 }
-CReach g_reach("whiteboard_centre", Reached());
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("whiteboard_centre", Reached(), TakeInput);
 
 /// Reads every byte of what it is to send, so that a wrong length does not go unseen.
 class CFuzzedCentre : public CWBDataTransCenter {
@@ -36,9 +37,9 @@ public:
     }
     void SendWBData(unsigned long, const char* data, int len) override {
         last.assign(data, static_cast<size_t>(len));
-        if (last.size() < wb::kHeaderLen) return g_reach.Hit("no message");
+        if (last.size() < wb::kHeaderLen) return g_target.Hit("no message");
         const auto name = kNames.find(wb::Word(data));
-        g_reach.Hit(name != kNames.end() ? name->second : "application's");
+        g_target.Hit(name != kNames.end() ? name->second : "application's");
     }
     void Join(unsigned long session) { SessionJoined(session); }
     /// What a stored record has become.
@@ -53,9 +54,7 @@ public:
     std::string last;
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     CFuzzedCentre centre;
     for (const std::string& record : Records(data, size)) {
         if (record.empty()) continue;
@@ -66,8 +65,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (before.empty() || wb::Word(message.data()) != WB_CMD_OBJECT_MOVE) continue;
         const std::string after = centre.Read(wb::Word(message.data() + 20));
         if (before.size() != after.size()) __builtin_trap();  // a move changes coordinates and nothing else
-        if (before != after) g_reach.Hit("moved record");
+        if (before != after) g_target.Hit("moved record");
     }
     centre.Join(3);
-    return 0;
 }
+
+}  // namespace fuzz::whiteboard_centre

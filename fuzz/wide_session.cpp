@@ -2,19 +2,17 @@
 // with what the input makes up.
 #include "core/wide/wide_session.h"
 #include "core/session.h"
-#include "support/reach.h"
 #include "support/records.h"
+#include "support/target.h"
 #include "support/virtual_clock.h"
 
 #include <array>
 #include <deque>
 
-namespace {
+namespace fuzz::wide_session {
 
-CReach& Reach() {
-    static CReach reach("wide_session", {"wide", "frame", "ranges", "repetition", "idle", "invented"});
-    return reach;
-}
+void TakeInput(const uint8_t* data, size_t size);
+CFuzzTarget g_target("wide_session", {"wide", "frame", "ranges", "repetition", "idle", "invented"}, TakeInput);
 
 class CFuzzedEnd final : public ISessionOwner {
 public:
@@ -24,7 +22,7 @@ public:
     CFuzzedEnd& operator=(const CFuzzedEnd&) = delete;
 
     void OnSCTPSessionReceivedFrame(char*, int length) override {
-        if (length > 0) Reach().Hit("frame");
+        if (length > 0) g_target.Hit("frame");
     }
     void SendSCTPData(char* packet, int length) override {
         constexpr size_t kMost = 256;  // nobody reads them faster than the input says
@@ -53,7 +51,7 @@ struct Pair {
             case 0:  // made up, behind the right tokens where they are known
                 if (heard.size() >= session::kHeaderLen && !from.said.empty())
                     heard.replace(4, 8, from.said.back(), 4, 8);
-                Reach().Hit("invented");
+                g_target.Hit("invented");
                 Hear(to, heard);
                 break;
             case 1: {  // changed
@@ -95,7 +93,7 @@ struct Pair {
         wide::Ack ack;
         const auto length = static_cast<int>(packet.size());
         if (length >= session::kHeaderLen && wide::ReadAck(packet.data(), length, ack) && ack.rangeCount > 0)
-            Reach().Hit("ranges");
+            g_target.Hit("ranges");
         end.session.OnSCTPSessionReceivedData(packet.data(), length);
     }
 
@@ -104,15 +102,14 @@ struct Pair {
     std::array<CFuzzedEnd, 2> ends;
 };
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void TakeInput(const uint8_t* data, size_t size) {
     Pair pair;
     for (const std::string& record : Records(data, size, 512)) pair.Do(record);
     for (CFuzzedEnd& end : pair.ends) {
-        if (end.session.IsWideSending()) Reach().Hit("wide");
-        if (end.session.GetStatistics().retransmitted > 0) Reach().Hit("repetition");
-        if (end.session.IsSendIdle()) Reach().Hit("idle");
+        if (end.session.IsWideSending()) g_target.Hit("wide");
+        if (end.session.GetStatistics().retransmitted > 0) g_target.Hit("repetition");
+        if (end.session.IsSendIdle()) g_target.Hit("idle");
     }
-    return 0;
 }
+
+}  // namespace fuzz::wide_session
