@@ -35,7 +35,7 @@ test: ## Build everything and run the tests
 	@scripts/setup_browser.sh
 	$(call configure,default)
 	$(call build,default)
-	ctest --preset default -j $$(($(JOBS) + 1)) # many only wait
+	ctest --preset default -j $$(($(JOBS) + 2)) # many only wait
 
 check: ## Format, lint, layers, headers and a Clang build in which every warning is an error
 	@scripts/setup.sh base bench check

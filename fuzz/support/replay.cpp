@@ -1,5 +1,5 @@
 // Runs a fuzz target over the files of the given folders, each once, where no fuzzing engine is linked:
-// replay TARGET FOLDER...
+// lumo_fuzz_replay TARGET FOLDER...
 #include "support/target.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     const auto target =
         std::find_if(all.begin(), all.end(), [&](CFuzzTarget* one) { return argc > 1 && one->Name() == argv[1]; });
     if (target == all.end()) {
-        std::fprintf(stderr, "no such target\n");
+        std::fprintf(stderr, "no such target: %s\n", argc > 1 ? argv[1] : "none was named");
         return 1;
     }
     unsigned inputs = 0;

@@ -65,7 +65,7 @@ def taken_by_one(program, take):
                 if missed == 3:
                     break
             comes = take(honest, 5000)
-            held = int(relay.metric_once_it_is("lumo_channels", 257))
+            held = int(relay.metric_when_it_reaches("lumo_channels", 257))
     return f"{held - comes} held by one, the honest one {'comes' if comes else 'gets no answer'}", held == 257 and comes
 
 

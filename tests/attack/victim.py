@@ -85,9 +85,9 @@ class Relay(Process):
             lines = page.read().decode().splitlines()
         return sum(float(line.split()[-1]) for line in lines if re.match(rf"{name}[ {{]", line))
 
-    def metric_once_it_is(self, name, value):
-        """The metric as soon as it has this value, or what it has after two seconds: the last datagram may be on its way."""
+    def metric_when_it_reaches(self, name, value):
+        """The metric once it is so high, or as it is after two seconds: the last datagram may be on its way."""
         end = time.monotonic() + 2
-        while (now := self.metric(name)) != value and time.monotonic() < end:
+        while (now := self.metric(name)) < value and time.monotonic() < end:
             time.sleep(0.02)
         return now

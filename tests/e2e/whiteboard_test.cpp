@@ -78,6 +78,20 @@ TEST_F(Boards, ADirectOneOutlivesItsRelay) {
     EXPECT_EQ(second->Output().size(), said) << second->Output();
 }
 
+/// Over TCP too one of the guests takes the place of a host that goes, with all that is on the board.
+TEST_F(Boards, AnotherTakesTheHostsPlace) {
+    StartRelay();
+    Process *first = nullptr, *second = nullptr, *third = nullptr;
+    const auto host = Open(first, "p2p-tcp");
+    ASSERT_TRUE(host && Says(*first, "\"connected\":true"));
+    const auto one = Open(second, "p2p-tcp"), other = Open(third, "p2p-tcp");
+    ASSERT_TRUE(one && Says(*second, "\"path\":\"direct") && other && Says(*third, "\"path\":\"direct"));
+    ASSERT_TRUE(Draw(*host) && Draw(*one) && Draw(*other) && AreEqual(*one, *other, 3, *third));
+    first->Signal(SIGTERM);
+    End(*first);
+    EXPECT_TRUE(Draw(*one) && Draw(*other) && AreEqual(*one, *other, 5, *third));
+}
+
 /// The home server stands still while somebody draws by a near one, which is restarted.
 TEST_F(Boards, WhatANearServerHasNotCarriedHomeStaysAndGoesThereLater) {
     constexpr char kNear[] = "127.0.0.2", kByNear[] = "relay --tcp --near 127.0.0.2";
